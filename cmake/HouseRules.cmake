@@ -1,0 +1,43 @@
+# What every room of the house is built with.
+
+add_library(vek_house_rules INTERFACE)
+target_compile_options(vek_house_rules INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_options(
+  vek_house_rules INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
+target_include_directories(vek_house_rules INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(VEK_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# The library and the tool need nothing of the C++ run-time library, so the C driver links them: start-up
+# costs what the C library costs, and a reference that crept in fails the link. CMake would add the C++
+# libraries by itself as soon as one object is C++; a C++ driver brings its own.
+# Unoptimized code may keep calls of it that never happen, and the sanitizers need it: there, C++ links.
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VEK_SANITIZE)
+  set(VEK_LINKER_LANGUAGE C)
+  set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+else()
+  set(VEK_LINKER_LANGUAGE CXX)
+endif()
+
+# vek_layer(<target> SOURCES <file>... MAY_USE <target>...)
+#
+# One layer of the house. MAY_USE is its row in the table of arrows (docs/architecture.md): its tests link
+# against it and those layers alone, so a call against an arrow does not link.
+function(vek_layer name)
+  cmake_parse_arguments(PARSE_ARGV 1 layer "" "" "SOURCES;MAY_USE")
+  set(present)
+  foreach(source IN LISTS layer_SOURCES)
+    if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${source})
+      list(APPEND present ${source})
+    endif()
+  endforeach()
+  if(NOT present)
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/empty.cpp "")
+    set(present ${CMAKE_CURRENT_BINARY_DIR}/empty.cpp)
+  endif()
+  add_library(${name} STATIC ${present})
+  target_link_libraries(${name} PUBLIC ${layer_MAY_USE} PRIVATE vek_house_rules)
+endfunction()

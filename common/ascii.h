@@ -1,0 +1,69 @@
+#ifndef COMMON_ASCII_H
+#define COMMON_ASCII_H
+
+/// Characters and comparison of texts in the C locale, whatever locale the calling program has chosen.
+
+#include <cstddef>
+#include <string_view>
+
+namespace vek {
+
+/// A blank, or one of the control characters from tab to carriage return.
+constexpr bool isSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+/// A blank or a tab.
+constexpr bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+/// A character of the ASCII set that prints, the blank included.
+constexpr bool isPrint(char c) {
+    return c >= ' ' && c <= '~';
+}
+
+constexpr bool isUpper(char c) {
+    return c >= 'A' && c <= 'Z';
+}
+
+constexpr bool isAlnum(char c) {
+    return (c >= '0' && c <= '9') || isUpper(c) || (c >= 'a' && c <= 'z');
+}
+
+constexpr char toLower(char c) {
+    return isUpper(c) ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr char toUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+// std::string_view's own starts_with() and ends_with() can end in a throw function of the C++ run-time library,
+// which this library is linked without.
+
+constexpr bool startsWith(std::string_view text, std::string_view start) {
+    return text.size() >= start.size() && std::string_view(text.data(), start.size()) == start;
+}
+
+constexpr bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() &&
+           std::string_view(text.data() + (text.size() - end.size()), end.size()) == end;
+}
+
+/// Whether two texts are equal when the case of ASCII letters does not count.
+constexpr bool equalNoCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        if (toLower(a[i]) != toLower(b[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace vek
+
+#endif

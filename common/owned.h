@@ -1,0 +1,76 @@
+#ifndef COMMON_OWNED_H
+#define COMMON_OWNED_H
+
+/// Owners for what the C library hands out, so that every early return releases.
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <memory>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace vek {
+
+struct FreeMemory {
+    void operator()(void *memory) const { std::free(memory); }
+};
+struct CloseStream {
+    void operator()(FILE *stream) const { static_cast<void>(std::fclose(stream)); }
+};
+struct CloseDirectory {
+    void operator()(DIR *directory) const { static_cast<void>(closedir(directory)); }
+};
+
+/// Memory of malloc's; release() hands it to a caller, who frees it.
+template <typename T>
+using Owned = std::unique_ptr<T, FreeMemory>;
+/// A NUL-terminated heap string.
+using OwnedText = Owned<char>;
+using OwnedStream = std::unique_ptr<FILE, CloseStream>;
+using OwnedDirectory = std::unique_ptr<DIR, CloseDirectory>;
+
+/// A heap copy of `text` with a NUL behind it; null when memory is exhausted.
+[[nodiscard]] inline OwnedText copyText(std::string_view text) {
+    OwnedText copy(static_cast<char *>(std::malloc(text.size() + 1)));
+    if (copy) {
+        std::memcpy(copy.get(), text.data(), text.size());
+        copy.get()[text.size()] = '\0';
+    }
+    return copy;
+}
+
+/// A file descriptor, closed when its owner goes.
+class OwnedDescriptor {
+  public:
+    OwnedDescriptor() = default;
+    explicit OwnedDescriptor(int descriptor) : descriptor_(descriptor) {}
+    OwnedDescriptor(OwnedDescriptor &&other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    OwnedDescriptor &operator=(OwnedDescriptor &&other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    OwnedDescriptor(const OwnedDescriptor &) = delete;
+    OwnedDescriptor &operator=(const OwnedDescriptor &) = delete;
+    ~OwnedDescriptor() {
+        if (valid()) {
+            static_cast<void>(::close(descriptor_));
+        }
+    }
+
+    [[nodiscard]] bool valid() const { return descriptor_ >= 0; }
+    [[nodiscard]] int get() const { return descriptor_; }
+    [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
+
+    /// Closes now, for callers that must know the result. @return what close() returned
+    [[nodiscard]] int close() { return ::close(release()); }
+
+  private:
+    int descriptor_ = -1;
+};
+
+} // namespace vek
+
+#endif

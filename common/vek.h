@@ -1,0 +1,17 @@
+#ifndef VEK_H
+#define VEK_H
+
+/// The whole of the common infrastructure.
+
+#include "common/vek_api.h"
+#include "common/vek_error.h"
+#include "common/vek_file.h"
+#include "common/vek_hash.h"
+#include "common/vek_init.h"
+#include "common/vek_install_root.h"
+#include "common/vek_path.h"
+#include "common/vek_regexp.h"
+#include "common/vek_string_hash.h"
+#include "common/vek_strlist.h"
+
+#endif

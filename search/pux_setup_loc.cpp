@@ -1,0 +1,80 @@
+#include "common/ascii.h"
+#include "common/open_text.h"
+#include "common/vek_path.h"
+#include "search/pux.h"
+#include "search/puxi_list_builder.h"
+#include "search/puxi_search.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+/// Cuts the first token out of `line`, in place. A double quote encloses a token with blanks.
+/// @return the token, perhaps empty; null when the closing quote is missing
+char *firstToken(char *line) {
+    while (vek::isSpace(*line)) {
+        ++line;
+    }
+    if (*line == '"') {
+        char *const token = line + 1;
+        char *const close = std::strchr(token, '"');
+        if (close == nullptr) {
+            return nullptr;
+        }
+        *close = '\0';
+        return token;
+    }
+    char *end = line;
+    while (*end != '\0' && !vek::isSpace(*end)) {
+        ++end;
+    }
+    *end = '\0';
+    return line;
+}
+
+bool beginsComment(const char *token) {
+    return *token == '\0' || *token == ';' || *token == '#' || (token[0] == '-' && token[1] == '-');
+}
+
+/// Adds what one line gives: a usable directory, the library entry, or nothing.
+/// @return whether there was memory for it
+bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
+    char *const token = firstToken(line);
+    if (token == nullptr || beginsComment(token)) {
+        return true;
+    }
+    if (token == vek::kLibraryEntry) {
+        return list.add(token);
+    }
+    vekCanonicalizeDirSep(token);
+    std::array<char, VEK_SEARCH_PATH_SIZE> directory; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    if (puxConvertPathEx(token, directory.data(), setupLoc) != PUX_OK) {
+        return true;
+    }
+    return list.add(directory.data());
+}
+
+} // namespace
+
+int pux_parse_setup_loc(const char *path, char ***list) {
+    if (path == nullptr || list == nullptr) {
+        return PUX_INVALID_PARAMETER;
+    }
+    *list = nullptr;
+    const vek::OwnedStream file = vek::openForReading(path);
+    if (!file) {
+        return PUX_FILE_NOT_FOUND;
+    }
+    vek::StrlistBuilder directories;
+    std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): fgets() fills it
+    while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
+        if (!addLine(line.data(), path, directories)) {
+            return PUX_MEMORY_ERROR;
+        }
+    }
+    *list = directories.empty() ? vekGrowStrlist(nullptr, 0, 1) : directories.take().release();
+    return *list == nullptr ? PUX_MEMORY_ERROR : PUX_OK;
+}

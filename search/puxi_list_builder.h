@@ -1,0 +1,43 @@
+#ifndef PUXI_LIST_BUILDER_H
+#define PUXI_LIST_BUILDER_H
+
+#include "common/vek_strlist.h"
+
+#include <memory>
+
+namespace vek {
+
+struct FreeStrlist {
+    void operator()(char **list) const { vekFreeStrlist(list); }
+};
+/// A string list and its strings; release() hands them to a caller.
+using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
+
+/// A string list that grows by copies of strings, and the counters that such a list needs beside it.
+class StrlistBuilder {
+  public:
+    /// @return whether there was memory for the copy; without it the list is as it was
+    [[nodiscard]] bool add(const char *text) {
+        char **const grown = vekFastAddToStrlist(list_.get(), text, &count_, &size_);
+        if (grown == nullptr) {
+            return false;
+        }
+        static_cast<void>(list_.release()); // it is, or became, `grown`
+        list_.reset(grown);
+        return true;
+    }
+
+    [[nodiscard]] bool empty() const { return count_ == 0; }
+
+    /// The list, null when nothing was added. The builder ends here.
+    [[nodiscard]] OwnedStrlist take() { return std::move(list_); }
+
+  private:
+    OwnedStrlist list_;
+    int count_ = 0;
+    int size_ = 0;
+};
+
+} // namespace vek
+
+#endif

@@ -1,0 +1,293 @@
+#include "search/vek_interp.h"
+
+#include "common/owned.h"
+#include "search/veki_interp.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+static_assert(sizeof(vekInterpArgs) == 56, "callers pass the size of the record they were compiled with");
+
+namespace vek {
+namespace {
+
+struct ProblemText {
+    InterpProblem problem;
+    std::int32_t code;
+    std::string_view before; ///< the message up to what it names
+    std::string_view after;
+};
+
+constexpr std::array<ProblemText, 12> kProblems = {{
+    {InterpProblem::OutTooSmall, VEK_INTERP_OUT_TOO_SMALL, "out buffer too small", ""},
+    {InterpProblem::NotSet, VEK_INTERP_NOT_SET, "environment variable '", "' not set"},
+    {InterpProblem::UserWithSpace, VEK_INTERP_UNKNOWN_USER, "'~",
+     "' must be followed by / or be at the end of the string"},
+    {InterpProblem::UnknownUser, VEK_INTERP_UNKNOWN_USER, "'~", "' can't be evaluated"},
+    {InterpProblem::TooRecursive, VEK_INTERP_TOO_RECURSIVE, "too many recursive $ substitutions: max 20", ""},
+    {InterpProblem::NullIn, VEK_INTERP_NULL_ARGUMENT, "in arg in NULL", ""},
+    {InterpProblem::NullOut, VEK_INTERP_NULL_ARGUMENT, "out arg in NULL", ""},
+    {InterpProblem::BadReference, VEK_INTERP_BADLY_FORMED, "badly formed reference", ""},
+    {InterpProblem::BadVariable, VEK_INTERP_BADLY_FORMED, "badly formed env var reference", ""},
+    {InterpProblem::NoToolRoot, VEK_INTERP_NO_TOOL_ROOT, "Can't find installation root", ""},
+    {InterpProblem::NoRootForFile, VEK_INTERP_NO_ROOT_FOR_FILE, "$(compute:THIS_FILE_INST_ROOT) file '",
+     "' is not in an installation hierarchy "}, // the blank at the end is part of the text
+    {InterpProblem::NoRootWithPath, VEK_INTERP_NO_ROOT_FOR_FILE, "$(inst_root_with:", ") not found"},
+}};
+static_assert(kMaxReplacingPasses == 20, "the message above says so");
+static_assert(
+    [] {
+        for (std::size_t i = 0; i < kProblems.size(); ++i) {
+            if (kProblems[i].problem != static_cast<InterpProblem>(i)) {
+                return false;
+            }
+        }
+        return true;
+    }(),
+    "the table is in the order of the problems");
+
+/// A caller's buffer that takes as much as fits and stays NUL-terminated.
+class MessageBuffer {
+  public:
+    MessageBuffer(char *buffer, std::size_t size) : buffer_(buffer), room_(size) { append({}); }
+
+    void append(std::string_view text) {
+        if (room_ == 0) {
+            return;
+        }
+        const std::size_t taken = std::min(text.size(), room_ - 1);
+        std::copy_n(text.data(), taken, buffer_);
+        buffer_ += taken;
+        room_ -= taken;
+        *buffer_ = '\0';
+    }
+
+  private:
+    char *buffer_;
+    std::size_t room_;
+};
+
+void writeMessage(const vekInterpArgs &args, const ProblemText &text, std::string_view argument) {
+    MessageBuffer message(args.errorBuffer, args.errorBufferSize);
+    message.append(text.before);
+    message.append(argument);
+    message.append(text.after);
+    if (args.fileName != nullptr) {
+        message.append("\n    file:");
+        message.append(args.fileName);
+    }
+    if (args.line != VEK_INTERP_NO_LINE) {
+        std::array<char, 10> digits = {};
+        const std::to_chars_result end =
+            std::to_chars(digits.data(), digits.data() + digits.size(), args.line);
+        message.append(" line:");
+        message.append({digits.data(), static_cast<std::size_t>(end.ptr - digits.data())});
+    }
+}
+
+/// The caller's output buffer, which a pass fills.
+class Output {
+  public:
+    Output(char *buffer, std::size_t size) : buffer_(buffer), size_(size) {}
+
+    /// Appends `text`, or as much of it as the buffer holds when that leaves no byte for the NUL.
+    /// @return whether there is still room
+    bool append(std::string_view text) {
+        const std::size_t taken = std::min(text.size(), size_ - written_);
+        std::memmove(buffer_ + written_, text.data(), taken);
+        written_ += taken;
+        return hasRoom();
+    }
+
+    [[nodiscard]] bool hasRoom() const { return written_ < size_; }
+    [[nodiscard]] std::size_t written() const { return written_; }
+
+    void terminate() {
+        if (size_ != 0) {
+            buffer_[std::min(written_, size_ - 1)] = '\0';
+        }
+    }
+
+  private:
+    char *buffer_;
+    std::size_t size_;
+    std::size_t written_ = 0;
+};
+
+std::size_t findReference(std::string_view text, std::size_t from) {
+    while (from < text.size() && !beginsReference(text[from])) {
+        ++from;
+    }
+    return from;
+}
+
+/// Hands what `text` expands to, piece by piece, to `take`, until that answers false.
+/// @return whether a reference was replaced by its value
+template <typename Take>
+bool expand(std::span<char> text, vekInterpArgs &args, Take take) {
+    InterpValue value;
+    bool replaced = false;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const std::size_t next = findReference({text.data(), text.size()}, at);
+        if (next > at && !take(std::string_view(text.data() + at, next - at))) {
+            break;
+        }
+        if (next == text.size()) {
+            break;
+        }
+        const InterpReference reference = evaluateReference(text, next, args, value);
+        replaced = replaced || reference.replaced;
+        if (!take(reference.result)) {
+            break;
+        }
+        at = next + reference.length;
+    }
+    return replaced;
+}
+
+/// The bytes that `text` expands to, the NUL included. Records nothing in `args`.
+std::size_t measure(std::span<char> text, const vekInterpArgs &args) {
+    vekInterpArgs measuring = {};
+    measuring.flags = args.flags;
+    measuring.fileName = args.fileName;
+    measuring.line = VEK_INTERP_NO_LINE;
+    std::size_t size = 1;
+    expand(text, measuring, [&size](std::string_view piece) {
+        size += piece.size();
+        return true;
+    });
+    return size;
+}
+
+struct Pass {
+    bool replaced;  ///< whether a reference was replaced by its value
+    bool succeeded; ///< whether the result fitted and no problem was recorded
+};
+
+/// What a pass reads while it writes, in the heap when it is longer than a path.
+class SourceCopy {
+  public:
+    explicit SourceCopy(std::string_view source)
+        : size_(source.size()), long_(path_.assign(source) ? nullptr : copyText(source)) {}
+
+    [[nodiscard]] bool exists() const { return size_ <= PathText::kCapacity || long_; }
+    [[nodiscard]] std::span<char> text() { return {long_ ? long_.get() : path_.data(), size_}; }
+
+  private:
+    std::size_t size_;
+    PathText path_;
+    OwnedText long_;
+};
+
+Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
+    output.terminate();
+    if (output.hasRoom()) {
+        args.neededSize = output.written() + 1;
+        return {replaced, args.errorCode == VEK_INTERP_OK};
+    }
+    recordProblem(args, InterpProblem::OutTooSmall, kNoPosition);
+    return {replaced, false};
+}
+
+/// A pass over a text without references.
+Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
+    output.append(source);
+    args.neededSize = source.size() + 1;
+    return finishPass(output, false, args);
+}
+
+/// Expands every reference of `in`, which may lie in `out`, once.
+Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
+    const std::string_view source(in);
+    Output output(out, outSize);
+    if (findReference(source, 0) == source.size()) {
+        return copyPlain(source, output, args);
+    }
+    SourceCopy copy(source);
+    if (!copy.exists()) {
+        output.terminate();
+        recordProblem(args, InterpProblem::OutTooSmall, kNoPosition);
+        args.neededSize = outSize;
+        return {};
+    }
+    bool replaced = false;
+    if (output.hasRoom()) {
+        replaced =
+            expand(copy.text(), args, [&output](std::string_view piece) { return output.append(piece); });
+    }
+    const Pass pass = finishPass(output, replaced, args);
+    if (!output.hasRoom()) {
+        args.neededSize = measure(copy.text(), args);
+    }
+    return pass;
+}
+
+/// Repeats passes, each over what the one before has left in `out`, until one has nothing to replace.
+bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
+    Pass pass = runPass(in, out, outSize, args);
+    for (int replacing = 1; pass.replaced; ++replacing) {
+        // A pass that failed although it replaced something hides its own code: callers of recursive mode
+        // know this one only.
+        if (replacing == kMaxReplacingPasses || !pass.succeeded) {
+            recordProblem(args, InterpProblem::TooRecursive, kNoPosition);
+            return false;
+        }
+        pass = runPass(out, out, outSize, args);
+    }
+    return pass.succeeded;
+}
+
+/// Whether `argument` is there. That it is not is recorded only for a caller who can be given the message.
+bool requireArgument(const char *argument, InterpProblem problem, vekInterpArgs &args) {
+    if (argument == nullptr && args.errorBuffer != nullptr) {
+        recordProblem(args, problem, kNoPosition);
+    }
+    return argument != nullptr;
+}
+
+} // namespace
+
+void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t position,
+                   std::string_view argument) {
+    const ProblemText &text = kProblems[static_cast<std::size_t>(problem)];
+    args.errorCode = text.code;
+    args.errorPosition = position;
+    if (args.errorBuffer != nullptr) {
+        writeMessage(args, text, argument);
+    }
+}
+
+void reportBrokenAssertion(int line, const char *assertion) {
+    static_cast<void>(std::fprintf(stderr, "ASSERT FALURE: %s %d %s\n", "vekInterp", line, assertion));
+}
+
+} // namespace vek
+
+int vekInterpolate(const char *in, char *out, size_t outSize, vekInterpArgs *args, size_t argsSize) {
+    vekInterpArgs none = {};
+    none.line = VEK_INTERP_NO_LINE;
+    if (args == nullptr) {
+        args = &none;
+    } else if (argsSize != sizeof(vekInterpArgs)) {
+        vek::reportBrokenAssertion(__LINE__, "sizeof(vekInterpArgs) != otherArgsSz");
+    }
+    args->errorPosition = vek::kNoPosition;
+    args->errorCode = VEK_INTERP_OK;
+    if (!vek::requireArgument(in, vek::InterpProblem::NullIn, *args)) {
+        if (out != nullptr && outSize != 0) {
+            *out = '\0';
+        }
+        return 0;
+    }
+    if (!vek::requireArgument(out, vek::InterpProblem::NullOut, *args)) {
+        return 0;
+    }
+    if ((args->flags & VEK_INTERP_RECURSIVE) != 0) {
+        return vek::runPasses(in, out, outSize, *args) ? 1 : 0;
+    }
+    return vek::runPass(in, out, outSize, *args).succeeded ? 1 : 0;
+}

@@ -1,0 +1,240 @@
+#include "common/ascii.h"
+#include "common/owned.h"
+#include "common/vek_init.h"
+#include "common/vek_install_root.h"
+#include "search/veki_interp.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <pwd.h>
+
+namespace vek {
+namespace {
+
+enum class Lookup : std::uint8_t {
+    Found,
+    Unchanged, ///< the reference stays as it is, and that is no error
+    Failed
+};
+
+/// A part of the text, for C functions: the character behind it is NUL while this lives.
+class Terminated {
+  public:
+    Terminated(std::span<char> text, std::size_t begin, std::size_t end)
+        : text_(text.data() + begin), end_(text.data() + end), saved_(*end_) {
+        *end_ = '\0';
+    }
+    ~Terminated() { *end_ = saved_; }
+    Terminated(const Terminated &) = delete;
+    Terminated &operator=(const Terminated &) = delete;
+
+    [[nodiscard]] const char *c_str() const { return text_; }
+
+  private:
+    char *text_;
+    char *end_;
+    char saved_;
+};
+
+/// What evaluating one reference works with.
+struct Evaluation {
+    std::span<char> text;
+    std::size_t at; ///< where the reference begins
+    vekInterpArgs &args;
+    InterpValue &value;
+};
+
+std::string_view part(const Evaluation &in, std::size_t begin, std::size_t end) {
+    return {in.text.data() + begin, end - begin};
+}
+
+/// Where `c` comes first from `from` on; the end of the text when it does not come.
+std::size_t find(const Evaluation &in, char c, std::size_t from) {
+    const std::size_t offset = part(in, from, in.text.size()).find(c);
+    return offset == std::string_view::npos ? in.text.size() : from + offset;
+}
+
+bool hasPrefix(std::string_view text, std::string_view prefix) {
+    return text.size() >= prefix.size() && std::string_view(text.data(), prefix.size()) == prefix;
+}
+
+void record(const Evaluation &in, InterpProblem problem, std::string_view argument = {}) {
+    constexpr std::size_t kLastPosition = INT32_MAX;
+    recordProblem(in.args, problem, static_cast<std::int32_t>(std::min(in.at, kLastPosition)), argument);
+}
+
+/// The reference with its value, or copied as it is.
+InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
+    if (useValue) {
+        return {end - in.at, in.value.view(), true};
+    }
+    return {end - in.at, part(in, in.at, end), false};
+}
+
+/// What stands for an opening that is not taken as a reference. An opening parenthesis turns into a brace, too:
+/// callers may rely on it.
+InterpReference openBrace() {
+    return {2, "${", false};
+}
+
+/// The value becomes `text`, a heap string of this caller's, or null.
+bool takeValue(InterpValue &value, char *text, std::string_view below = "") {
+    const OwnedText owned(text);
+    return owned && value.assign(owned.get(), below);
+}
+
+Lookup lookUpVariable(const char *name, InterpValue &value) {
+    // The environment has no say here: a tool reads the files of the installation that it belongs to.
+    if (std::string_view(name) == "VEK_INST_DIR") {
+        return takeValue(value, vekGetInstallRoot()) ? Lookup::Found : Lookup::Unchanged;
+    }
+    if (const char *set = std::getenv(name); set != nullptr) {
+        return value.assign(set) ? Lookup::Found : Lookup::Failed;
+    }
+    if (std::string_view(name) == "VEK_SITE") {
+        return takeValue(value, vekGetInstallRoot(), "/share/local") ? Lookup::Found : Lookup::Unchanged;
+    }
+    return Lookup::Failed;
+}
+
+/// `$NAME` or `${NAME}`, with the name in [begin, nameEnd).
+InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::size_t nameEnd,
+                                 std::size_t end) {
+    const Lookup lookup = lookUpVariable(Terminated(in.text, begin, nameEnd).c_str(), in.value);
+    if (lookup == Lookup::Failed) {
+        record(in, InterpProblem::NotSet, part(in, begin, nameEnd));
+    }
+    // A kind of reference that is to be kept is looked up all the same, so that an unset variable is an error.
+    return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_VARIABLES) == 0);
+}
+
+InterpReference evaluateBraced(const Evaluation &in) {
+    const std::size_t begin = in.at + 2;
+    const std::size_t close = find(in, '}', begin);
+    if (close == in.text.size()) {
+        record(in, InterpProblem::BadVariable);
+        return openBrace();
+    }
+    if (part(in, begin, close).find('$') != std::string_view::npos) {
+        // In recursive mode the inner reference expands in this pass, and this one in the next.
+        if ((in.args.flags & VEK_INTERP_RECURSIVE) == 0) {
+            record(in, InterpProblem::BadVariable);
+        }
+        return openBrace();
+    }
+    return evaluateVariable(in, begin, close, close + 1);
+}
+
+InterpReference evaluateNamed(const Evaluation &in) {
+    const std::size_t begin = in.at + 1;
+    std::size_t end = begin;
+    while (end < in.text.size() && (isAlnum(in.text[end]) || in.text[end] == '_')) {
+        ++end;
+    }
+    // The name may be empty; no variable has that name, so a lone "$" is an unset variable.
+    return evaluateVariable(in, begin, end, end);
+}
+
+bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end) {
+    constexpr std::string_view kWithPath = "inst_root_with:";
+    if (cmnGetInstallRootRequired() == 0) {
+        return false;
+    }
+    const std::string_view word = part(in, begin, end);
+    if (word == "compute:THIS_TOOL_INST_ROOT") {
+        const bool found = takeValue(in.value, vekGetInstallRoot());
+        if (!found) {
+            record(in, InterpProblem::NoToolRoot);
+        }
+        return found;
+    }
+    if (word == "compute:THIS_FILE_INST_ROOT") {
+        const char *file = in.args.fileName;
+        const bool found = takeValue(in.value, vekGetInstallRootFromFilePath(file));
+        if (!found) {
+            record(in, InterpProblem::NoRootForFile, file == nullptr ? "<unspecified>" : file);
+        }
+        return found;
+    }
+    if (!hasPrefix(word, kWithPath)) {
+        return false;
+    }
+    const std::size_t path = begin + kWithPath.size();
+    const bool found = takeValue(in.value, vekGetInstallRootWithPath(Terminated(in.text, path, end).c_str()));
+    if (!found) {
+        record(in, InterpProblem::NoRootWithPath, part(in, path, end));
+    }
+    return found;
+}
+
+InterpReference evaluateComputed(const Evaluation &in) {
+    const std::size_t begin = in.at + 2;
+    const std::size_t close = find(in, ')', begin);
+    if (close == in.text.size()) {
+        record(in, InterpProblem::BadReference);
+        return openBrace();
+    }
+    const bool found = findComputedValue(in, begin, close);
+    return conclude(in, close + 1, found && (in.args.flags & VEK_INTERP_KEEP_COMPUTED) == 0);
+}
+
+bool findOwnHome(InterpValue &value) {
+    const char *home = std::getenv("HOME");
+    if (home == nullptr) {
+        home = std::getenv("home");
+    }
+    return home != nullptr && value.assign(home);
+}
+
+bool findUsersHome(const char *user, InterpValue &value) {
+    const passwd *entry = getpwnam(user);
+    return entry != nullptr && entry->pw_dir != nullptr && value.assign(entry->pw_dir);
+}
+
+InterpReference evaluateHome(const Evaluation &in) {
+    const std::size_t begin = in.at + 1;
+    const std::size_t end = find(in, '/', begin);
+    const bool ownHome = begin == end;
+    const bool found =
+        ownHome ? findOwnHome(in.value) : findUsersHome(Terminated(in.text, begin, end).c_str(), in.value);
+    if (!found && !ownHome) {
+        const std::string_view user = part(in, begin, end);
+        const auto space =
+            static_cast<std::size_t>(std::find_if(user.begin(), user.end(), isSpace) - user.begin());
+        record(in, space < user.size() ? InterpProblem::UserWithSpace : InterpProblem::UnknownUser,
+               {user.data(), space});
+    }
+    return conclude(in, end, found && (in.args.flags & VEK_INTERP_KEEP_HOMES) == 0);
+}
+
+InterpReference evaluateDollar(const Evaluation &in) {
+    const std::size_t next = in.at + 1;
+    switch (next < in.text.size() ? in.text[next] : '\0') {
+    case '$':
+        return {2, "$", false};
+    case '(':
+        return evaluateComputed(in);
+    case '{':
+        return evaluateBraced(in);
+    default:
+        return evaluateNamed(in);
+    }
+}
+
+} // namespace
+
+InterpReference evaluateReference(std::span<char> text, std::size_t at, vekInterpArgs &args,
+                                  InterpValue &value) {
+    const Evaluation in = {text, at, args, value};
+    if (text[at] == '$') {
+        return evaluateDollar(in);
+    }
+    if (text[at] == '~') {
+        return evaluateHome(in);
+    }
+    reportBrokenAssertion(__LINE__, "sGetRefValue but not $ or ~");
+    return conclude(in, at + 1, false);
+}
+
+} // namespace vek

@@ -1,0 +1,65 @@
+#include "tagfile/tovi_object.h"
+
+#include "common/vek_strlist.h"
+
+#include <cstdlib>
+
+namespace {
+
+/// Copies a string list and counts its slots. @return false when memory is exhausted
+bool copyList(char **from, char ***to, int32_t *size) {
+    *to = vekCopyStrlist(from);
+    *size = *to == nullptr ? 0 : vekGetStrlistSize(*to) + 1;
+    return *to != nullptr || from == nullptr;
+}
+
+bool copyString(const char *from, char **to) {
+    *to = vekCopyString(from);
+    return *to != nullptr || from == nullptr;
+}
+
+} // namespace
+
+void tovInitVekinfoObj(VekinfoObj *obj) {
+    *obj = {};
+    obj->library = TOV_UNSET;
+    obj->libcheck = TOV_UNSET;
+}
+
+int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {
+    *out = nullptr;
+    OwnedInfoObj copy(static_cast<VekinfoObj *>(std::malloc(sizeof(VekinfoObj))));
+    if (!copy) {
+        return TOV_OK;
+    }
+    tovInitVekinfoObj(copy.get());
+    copy->line = src->line;
+    copy->library = src->library;
+    copy->libcheck = src->libcheck;
+    copy->nameSpace = src->nameSpace;
+    if (copyString(src->path, &copy->path) && copyString(src->dmtype, &copy->dmtype) &&
+        copyList(src->names, &copy->names, &copy->namesSize) &&
+        copyList(src->values, &copy->values, &copy->valuesSize)) {
+        *out = copy.release();
+    }
+    return TOV_OK;
+}
+
+void toviClearInfoObj(VekinfoObj *obj) {
+    std::free(obj->path);
+    std::free(obj->dmtype);
+    vekFreeStrlist(obj->names);
+    vekFreeStrlist(obj->values);
+    tovInitVekinfoObj(obj);
+}
+
+void tovDestroyInfoObj(VekinfoObj *obj) {
+    if (obj != nullptr) {
+        toviClearInfoObj(obj);
+        std::free(obj);
+    }
+}
+
+int toviReportNoMemory(void) {
+    return tovPrintError(TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", nullptr, 0);
+}

@@ -1,0 +1,213 @@
+#include "tagfile/tovi_query.h"
+
+#include "common/ascii.h"
+#include "common/fixed_text.h"
+#include "common/vek_strlist.h"
+#include "search/pux.h"
+#include "tagfile/tovi_path.h"
+
+#include <array>
+#include <memory>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *kTagFileGroup = "veksetup";
+
+struct FreeStrlist {
+    void operator()(char **list) const { vekFreeStrlist(list); }
+};
+using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
+
+/// The `where` argument of a query: empty until a tag file has answered.
+class Where {
+  public:
+    explicit Where(char *buffer) : buffer_(buffer) { set(""); }
+
+    /// Records the answering file. A path beyond the buffer cannot occur: it was made in one of that size.
+    void set(const char *path) {
+        if (buffer_ != nullptr) {
+            static_cast<void>(vek::copyToBuffer(path, buffer_, VEK_PATH_SIZE));
+        }
+    }
+
+  private:
+    char *buffer_;
+};
+
+/// Walks up from a normalized path.
+bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
+    int found = 0;
+    return tovLocalSearchElement(path, element, obj, &found) == TOV_OK && found != 0;
+}
+
+/// Asks every tag file along the search list. An error ends the search.
+bool findAlongSearchList(const char *element, VekinfoObj *obj) {
+    char **files = nullptr;
+    if (puxFullSearch(nullptr, kTagFileName.data(), kTagFileGroup, &files) != PUX_OK) {
+        return false;
+    }
+    const OwnedStrlist owner(files);
+    for (char **file = files; *file != nullptr; ++file) {
+        int found = 0;
+        if (tovGetVekinfoAtLoc(*file, element, obj, &found) != TOV_OK) {
+            return false;
+        }
+        if (found != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Turns the object that answered into the entry's value.
+const char *answer(const char *name, const VekinfoObj &obj, Where &where) {
+    const char *value = toviStringizeEntry(name, &obj);
+    if (value != nullptr) {
+        where.set(obj.path);
+    }
+    return value;
+}
+
+// ---- an entry's value
+
+using ValueOf = const char *(*)(const VekinfoObj &);
+
+const char *nameSpaceValue(const VekinfoObj &obj) {
+    switch (obj.nameSpace) {
+    case TOV_NAMESPACE_NT:
+        return "LibraryNT";
+    case TOV_NAMESPACE_UNIX:
+        return "LibraryUnix";
+    default:
+        return nullptr;
+    }
+}
+
+struct KeywordValue {
+    std::string_view name;
+    ValueOf value;
+};
+
+constexpr std::array<KeywordValue, 4> kKeywordValues = {{
+    {"VEKLIBRARY", [](const VekinfoObj & /*obj*/) { return ""; }},
+    {"VEKLIBCHECK", [](const VekinfoObj &obj) { return obj.libcheck == 0 ? "OFF" : "ON"; }},
+    {"DMTYPE", [](const VekinfoObj &obj) -> const char * { return obj.dmtype; }},
+    {"NAMESPACE", nameSpaceValue},
+}};
+
+/// @return the value of the first application entry of that name
+const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
+    for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
+        if (vek::equalNoCase(obj.names[i], name)) {
+            return obj.values[i];
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+const char *toviStringizeEntry(const char *name, const VekinfoObj *obj) {
+    for (const KeywordValue &keyword : kKeywordValues) {
+        if (vek::equalNoCase(name, keyword.name)) {
+            return keyword.value(*obj);
+        }
+    }
+    return applicationValue(name, *obj);
+}
+
+const char *tovsExeMachineNameSpace(void) {
+    return "LibraryUnix";
+}
+
+const char *tovLookupEntry(const char *path, const char *name, char *where) {
+    Where answering(where);
+    vek::PathText start;
+    VekinfoObj obj = {};
+    if (name == nullptr || tovNormalizePathSorta(path, start.data()) != TOV_OK ||
+        !findAbove(start.c_str(), name, &obj)) {
+        return nullptr;
+    }
+    return answer(name, obj, answering);
+}
+
+const char *tovLookupEntryX(const char *path, const char *name, char *where) {
+    const char *value = tovLookupEntry(path, name, where);
+    // An empty value is no answer here, VEKLIBRARY's among them.
+    if (value != nullptr && *value != '\0') {
+        return value;
+    }
+    Where answering(where);
+    VekinfoObj obj = {};
+    const bool found = name != nullptr && findAlongSearchList(name, &obj);
+    return found ? answer(name, obj, answering) : nullptr;
+}
+
+const char *tovGetDmType(const char *path) {
+    return tovGetDmTypeX(path, nullptr);
+}
+
+const char *tovGetDmTypeX(const char *path, char *where) {
+    return tovLookupEntryX(path, "DMTYPE", where);
+}
+
+const char *tovGetNameSpace(const char *path) {
+    return tovGetNameSpaceX(path, nullptr);
+}
+
+const char *tovGetNameSpaceX(const char *path, char *where) {
+    const char *value = tovLookupEntryX(path, "NAMESPACE", where);
+    return value != nullptr ? value : tovsExeMachineNameSpace();
+}
+
+int tovIsLibrary(const char *path) {
+    return tovIsLibraryX(path, nullptr);
+}
+
+int tovIsLibraryX(const char *path, char *where) {
+    Where answering(where);
+    vek::PathText file;
+    if (tovNormalizePathSorta(path, file.data()) != TOV_OK) {
+        return 0;
+    }
+    file.measure();
+    VekinfoObj obj = {};
+    int found = 0;
+    if (!appendTagFileName(file) || tovGetVekinfoAtLoc(file.c_str(), "VEKLIBRARY", &obj, &found) != TOV_OK ||
+        found == 0) {
+        return 0;
+    }
+    answering.set(file.c_str());
+    return 1;
+}
+
+int tovIsInLibrary(const char *path) {
+    return tovIsInLibraryX(path, nullptr);
+}
+
+int tovIsInLibraryX(const char *path, char *where) {
+    return tovLookupEntry(path, "VEKLIBRARY", where) != nullptr ? 1 : 0;
+}
+
+int tovCheckLibrary(void) {
+    return tovCheckLibraryX(nullptr);
+}
+
+int tovCheckLibraryX(char *where) {
+    constexpr const char *kElement = "VEKLIBCHECK";
+    Where answering(where);
+    vek::PathText directory;
+    VekinfoObj obj = {};
+    int found = 0;
+    if (getcwd(directory.data(), VEK_PATH_SIZE) == nullptr ||
+        tovLocalSearchElement(directory.c_str(), kElement, &obj, &found) != TOV_OK) {
+        return 0;
+    }
+    if (found == 0 && !findAlongSearchList(kElement, &obj)) {
+        return 0;
+    }
+    answering.set(obj.path);
+    return obj.libcheck == 1 ? 1 : 0;
+}

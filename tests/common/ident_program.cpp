@@ -1,0 +1,6 @@
+#include "common/vek_init.h"
+
+/// Uses the library and reads no what-string.
+int main(int argc, char **argv) {
+    return vekInit(&argc, argv);
+}

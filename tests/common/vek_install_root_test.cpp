@@ -1,0 +1,1279 @@
+#include "common/vek_install_root.h"
+
+#include "common/owned.h"
+#include "common/vek_init.h"
+#include "common/veki_init.h"
+#include "common/veki_install_root.h"
+#include "tests/support/capture.h"
+#include "tests/support/child.h"
+#include "tests/support/environment.h"
+#include "tests/support/faults.h"
+#include "tests/support/sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sched.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const std::string None = "<none>";
+
+/// The text of a heap string, which is freed.
+std::string taken(char *text) {
+    const vek::OwnedText owned(text);
+    return owned ? owned.get() : None;
+}
+
+Texts taken(char **list) {
+    Texts texts;
+    for (char **entry = list; entry != nullptr && *entry != nullptr; ++entry) {
+        texts.push_back(taken(*entry));
+    }
+    std::free(list);
+    return texts;
+}
+
+/// A tree for installations, in a process that has an empty environment and is not initialized.
+class InstallRoot : public testing::Test {
+  protected:
+    InstallRoot() { test::setEnvironment({}); }
+    ~InstallRoot() override {
+        std::free(vekiRootPath);
+        vekiRootPath = nullptr;
+    }
+
+    void install(const std::string &root, const std::string &tools = "tools") {
+        box.file(root + "/" + tools + "/bin/vek_root", "", 0755);
+    }
+
+    static void start(std::string name) {
+        char *argv[] = {name.data(), nullptr};
+        vekInit(nullptr, argv);
+    }
+
+    test::Sandbox box;
+};
+
+class Discovery : public InstallRoot {};
+
+TEST_F(Discovery, FindsTheRootAboveARootedExecutable) {
+    install("inst");
+    start(box.path("inst/tools/bin/vekinfo"));
+    test::Capture capture;
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ("", capture.out() + capture.err());
+}
+
+TEST_F(Discovery, CountsARelativeNameFromTheWorkingDirectory) {
+    install("inst");
+    box.directory("inst/work");
+    ASSERT_EQ(0, chdir("inst/work"));
+    start("../tools/bin/vekinfo");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
+}
+
+TEST_F(Discovery, CleansThePathBeforeTheWalk) {
+    install("inst");
+    box.directory("inst/tools/bin");
+    start(box.path("inst") + "//tools/bin/../bin/./vekinfo");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
+}
+
+TEST_F(Discovery, FindsABareNameAlongPath) {
+    install("one");
+    install("two");
+    box.file("one/tools/bin/vekinfo", "", 0755).file("two/tools/bin/vekinfo", "", 0755);
+    test::setEnvironment(
+        {{"PATH", box.path("none") + ":" + box.path("two/tools/bin") + ":" + box.path("one/tools/bin")}});
+    start("vekinfo");
+    EXPECT_EQ(box.path("two"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, PassesOverWhatIsNoExecutableFileOnPath) {
+    install("inst");
+    box.directory("a/vekinfo").file("b/vekinfo", "", 0644).file("inst/tools/bin/vekinfo", "", 0755);
+    test::setEnvironment({{"PATH", "a:b:inst/tools/bin"}});
+    start("vekinfo");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
+}
+
+TEST_F(Discovery, TakesAnEmptyElementOfPathForTheWorkingDirectory) {
+    install("x");
+    install("here");
+    box.file("x/tools/bin/vekinfo", "", 0755).file("here/vekinfo", "", 0755);
+    ASSERT_EQ(0, chdir("here"));
+    for (const std::string &path : {":" + box.path("x/tools/bin"), std::string(), std::string(":"),
+                                    "/none::" + box.path("x/tools/bin"), std::string("/none:")}) {
+        test::setEnvironment({{"PATH", path}});
+        start("vekinfo");
+        vekiGetInstallRoot();
+        EXPECT_EQ(box.path("here"), taken(vekiRootPath)) << path;
+        EXPECT_EQ(box.path("here/vekinfo"), vekiFullExecutablePath());
+    }
+    vekiRootPath = nullptr;
+}
+
+TEST_F(Discovery, SaysSoWhenPathIsUnset) {
+    start("vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ("ERROR! unable to determine search path - check PATH setting\n", capture.err());
+}
+
+TEST_F(Discovery, NeedsNoPathForANameWithADirectory) {
+    install("inst");
+    start("inst/vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(Discovery, EndsQuietlyWhenPathHoldsNoExecutable) {
+    test::setEnvironment({{"PATH", box.path()}});
+    start("vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_STREQ("", vekiFullExecutablePath());
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(Discovery, EndsQuietlyForAnEmptyName) {
+    start("");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(Discovery, UsesAStandInWhenTheWorkingDirectoryIsUnknown) {
+    install("inst");
+    start("inst/vekinfo");
+    test::Capture capture;
+    test::faults::fail("getcwd", 1, ENOENT);
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ("Unable to get working directory.\n", capture.err());
+    EXPECT_STREQ("/UNKNOWN", vekiFullExecutablePath());
+}
+
+TEST_F(Discovery, CountsOnlyMarkersThatAreExecutableFiles) {
+    install("inst");
+    box.file("inst/a/tools/bin/vek_root", "", 0644);
+    box.directory("inst/a/b/tools/bin/vek_root");
+    box.file("inst/a/b/c/tools/bin/vek_root", "", 0011);
+    box.link("inst/a/b/c/d/tools/bin/vek_root", "nowhere");
+    box.directory("inst/a/b/c/d/e/tools/bin");
+    start(box.path("inst/a/b/c/d/e/f/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, TakesAMarkerThatItsOwnerAloneMayExecute) {
+    box.file("inst/tools/bin/vek_root", "", 0100);
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, TakesTheToolsDirectoryOfThePlatform) {
+    install("inst", "tools.lnx86");
+    start(box.path("inst/tools.lnx86/bin/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, TakesNoOtherPlatform) {
+    install("inst", "tools.sun4v");
+    start(box.path("inst/tools.sun4v/bin/vekinfo"));
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, TestsToolsBeforeThePlatformInEachDirectory) {
+    install("inst", "tools");
+    install("inst", "tools.lnx86");
+    start(box.path("inst/a/vekinfo"));
+    test::faults::reset();
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    // Both below a, and the first one below inst
+    EXPECT_EQ(3, test::faults::count("stat"));
+}
+
+TEST_F(Discovery, BeginsInTheExecutablesOwnDirectory) {
+    install("outer");
+    install("outer/inner");
+    start(box.path("outer/inner/vekinfo"));
+    EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, NeverTakesTheExecutableForADirectory) {
+    install("outer");
+    install("outer/vekinfo");
+    start(box.path("outer/vekinfo"));
+    EXPECT_EQ(box.path("outer"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, TestsEachDirectoryAtMostTwice) {
+    start("/a/b/c/d/vekinfo");
+    test::faults::reset();
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(2 * 5, test::faults::count("stat"));
+    EXPECT_EQ(0, test::faults::count("open") + test::faults::count("fopen"));
+}
+
+/// Runs `body` with the sandbox as its root directory.
+void inRootOf(const test::Sandbox &box, const std::function<void()> &body) {
+    const test::Outcome outcome = test::inChild([&] {
+        const vek::OwnedDescriptor outside(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (chroot(box.path().c_str()) != 0 &&
+            (unshare(CLONE_NEWUSER) != 0 || chroot(box.path().c_str()) != 0)) {
+            ADD_FAILURE() << "this system allows no chroot()";
+            return 0;
+        }
+        EXPECT_EQ(0, chdir("/"));
+        body();
+        EXPECT_EQ(0, fchdir(outside.get()));
+        EXPECT_EQ(0, chroot("."));
+        return 0;
+    });
+    EXPECT_EQ(0, outcome.status);
+}
+
+TEST_F(Discovery, FindsARootAtTheFileSystemRootLastAndAsTheEmptyString) {
+    install("/");
+    box.directory("a/b");
+    inRootOf(box, [] {
+        start("/a/b/vekinfo");
+        test::faults::reset();
+        EXPECT_EQ("", taken(vekGetInstallRoot()));
+        EXPECT_EQ(5, test::faults::count("stat"));
+        EXPECT_EQ(1, vekIsTolvaneHier());
+        EXPECT_EQ("/x", taken(vekGetInstPath("x")));
+        EXPECT_EQ("", taken(vekGetInstallRootFromFilePath("/a/b")));
+        EXPECT_EQ("/", taken(vekGetInstallRootFromFilePath("/")));
+        EXPECT_EQ("/tools", taken(vekGetToolsPath(nullptr)));
+        std::free(vekiRootPath);
+        vekiRootPath = nullptr;
+    });
+}
+
+TEST_F(Discovery, IsKeptOnceItFoundARoot) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), vekiRootPath);
+
+    ASSERT_EQ(0, unlink("inst/tools/bin/vek_root"));
+    test::faults::reset();
+    const char *kept = vekiRootPath;
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    EXPECT_EQ(kept, vekiRootPath);
+    EXPECT_EQ(0, test::faults::count("stat"));
+}
+
+TEST_F(Discovery, IsRepeatedAfterAFailure) {
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(nullptr, vekiRootPath);
+    install("inst");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, FollowsNoSymbolicLinkOfThePath) {
+    install("real");
+    install("inst");
+    box.file("real/tools/bin/vekinfo", "", 0755)
+        .link("inst/tools/bin/vekinfo", box.path("real/tools/bin/vekinfo"));
+    start(box.path("inst/tools/bin/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, SaysSoBeforeInitialization) {
+    const std::string message = "ERROR! vekInit has not been called\n";
+    char buffer[64];
+    {
+        test::Capture capture;
+        EXPECT_EQ(None, taken(vekGetInstallRoot()));
+        EXPECT_EQ(message, capture.err());
+    }
+    {
+        test::Capture capture;
+        EXPECT_EQ(0, vekGetInstallRootInBuf(buffer, sizeof buffer));
+        EXPECT_EQ(message, capture.err());
+    }
+    {
+        test::Capture capture;
+        EXPECT_EQ(None, taken(vekGetInstallRootFromPath("/bin/tool")));
+        EXPECT_EQ(message, capture.err());
+    }
+    {
+        test::Capture capture;
+        EXPECT_EQ(0, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr));
+        EXPECT_EQ(message, capture.err());
+    }
+    {
+        test::Capture capture;
+        EXPECT_EQ(0, vekGetInstPathInBuf(buffer, sizeof buffer, nullptr));
+        EXPECT_EQ(0U, capture.err().find(message));
+    }
+}
+
+TEST_F(Discovery, ForgetsACachedRootWhenItRuns) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    vekiGetInstallRoot();
+    EXPECT_EQ(box.path("inst"), taken(vekiRootPath));
+    ASSERT_EQ(0, unlink("inst/tools/bin/vek_root"));
+    vekiGetInstallRoot();
+    EXPECT_EQ(nullptr, vekiRootPath);
+}
+
+TEST_F(Discovery, SaysSoWhenMemoryIsExhausted) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    const std::string size = std::to_string(box.path("inst").size() + 1);
+    test::Capture capture;
+    test::faults::failAllocation(1);
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ("ERROR! Failed to allocate " + size + " bytes of space\n", capture.err());
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Discovery, SurvivesNamesOfAnyLength) {
+    install("inst");
+    for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
+        const test::Outcome outcome = test::inChild([&] {
+            // The root is far above the part of the name that is cut
+            start(box.path("inst/") + std::string(length - box.path("inst/").size(), 'x'));
+            EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+            EXPECT_EQ(length < 4096 ? length : 4096, std::strlen(vekiFullExecutablePath()));
+            std::free(vekiRootPath);
+            vekiRootPath = nullptr;
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status) << length;
+    }
+}
+
+TEST_F(Discovery, EndsWithoutARootWhenTheRootedPathIsTooLong) {
+    install(".");
+    // 4097 characters fit the executable's path
+    const std::size_t room = 4097 - box.path().size() - 1;
+    for (const std::size_t excess : {0U, 1U, 2U}) {
+        const test::Outcome outcome = test::inChild([&] {
+            const std::string name = "d/" + std::string(room + excess - 2, 'x');
+            start(name);
+            EXPECT_EQ(excess == 0 ? box.path() : None, taken(vekGetInstallRoot()));
+            EXPECT_EQ(excess == 0 ? box.path() + "/" + name : "", vekiFullExecutablePath());
+            std::free(vekiRootPath);
+            vekiRootPath = nullptr;
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status) << excess;
+    }
+}
+
+TEST_F(Discovery, SurvivesAnEnvironmentOf100KiB) {
+    install("inst");
+    box.file("inst/vekinfo", "", 0755);
+    test::setEnvironment(
+        {{"PATH", std::string(100 * 1024, 'p') + ":" + std::string(4095, 'q') + "::" + box.path("inst")}});
+    start("vekinfo");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+// --- The command table ---
+
+class Streams : public InstallRoot {
+  protected:
+    Streams() {
+        install("inst");
+        install("real/inst");
+        test::setEnvironment({{"VEK_STRM_ACTIVE", ""}});
+    }
+    std::string real() { return box.path("real/inst/tools/bin/vekinfo"); }
+    void table(const std::string &content) { box.file("inst/tools/bin/.command_table.dat", content); }
+};
+
+TEST_F(Streams, LeadToTheRealExecutable) {
+    table("other a b c /no/where\nvekinfo a b c " + real() + "\n");
+    start(box.path("inst/tools/bin/vekinfo"));
+    EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(real(), vekiFullExecutablePath());
+}
+
+TEST_F(Streams, AreOffWithoutTheVariable) {
+    table("vekinfo a b c " + real() + "\n");
+    test::setEnvironment({});
+    start(box.path("inst/tools/bin/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Streams, NeedATable) {
+    start(box.path("inst/tools/bin/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Streams, NeedALineOfTheNameAsInvoked) {
+    table("vekinf a b c " + real() + "\nvekinfox a b c " + real() + "\n");
+    start(box.path("inst/tools/bin/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Streams, LookBesideTheExecutableFoundOnPath) {
+    table("vekinfo a b c " + real() + "\n");
+    box.file("inst/tools/bin/vekinfo", "", 0755);
+    test::setEnvironment({{"VEK_STRM_ACTIVE", "1"}, {"PATH", box.path("inst/tools/bin")}});
+    start("vekinfo");
+    EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Streams, NeverWaitForATableThatIsAPipe) {
+    box.fifo("inst/tools/bin/.command_table.dat");
+    start(box.path("inst/tools/bin/vekinfo"));
+    const test::Outcome outcome = test::inChild([&] {
+        EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+        std::free(vekiRootPath);
+        vekiRootPath = nullptr;
+        return 0;
+    });
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_FALSE(outcome.timedOut);
+}
+
+TEST_F(Streams, TakeTheRealPathAsItStands) {
+    // Neither made rooted nor cleaned: the walk ends at its first "/".
+    table("vekinfo a b c real/inst/tools/bin/vekinfo\n");
+    start(box.path("inst/tools/bin/vekinfo"));
+    EXPECT_EQ("real/inst", taken(vekGetInstallRoot()));
+    EXPECT_STREQ("real/inst/tools/bin/vekinfo", vekiFullExecutablePath());
+}
+
+class RealPath : public testing::Test {
+  protected:
+    std::string in(std::string_view content, const char *name = "vekinfo") {
+        box_.file("table", content);
+        return taken(vekiGetRealPath(name, box_.path("table").c_str()));
+    }
+
+  private:
+    test::Sandbox box_;
+};
+
+TEST_F(RealPath, IsTheFifthFieldOfTheFirstMatchingLine) {
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x\nvekinfo a b c /r/y\n"));
+    EXPECT_EQ("/r/x", in("vekinfo\ta\tb\tc\t/r/x\n"));
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x d e\n"));
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x\tcomment\n"));
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x\r\n"));
+}
+
+TEST_F(RealPath, EndsAtTheEndOfTheFile) {
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x"));
+}
+
+TEST_F(RealPath, ComparesTheLastComponentOfTheNameAsInvoked) {
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x\n", "/a/b/vekinfo"));
+    EXPECT_EQ("/r/x", in("vekinfo a b c /r/x\n", "b/vekinfo"));
+    EXPECT_EQ(None, in("vekinfo a b c /r/x\n", "vekinfo/"));
+    EXPECT_EQ(None, in("vekinfo a b c /r/x\n", "Vekinfo"));
+}
+
+TEST_F(RealPath, SkipsLinesThatStartWithWhiteSpace) {
+    EXPECT_EQ("/r/y", in(" vekinfo a b c /r/x\n\tvekinfo a b c /r/z\nvekinfo a b c /r/y\n"));
+}
+
+TEST_F(RealPath, TakesEachBlankAndTabForASeparatorOfItsOwn) {
+    EXPECT_EQ("c", in("vekinfo a  b c /r/x\n"));
+    EXPECT_EQ("", in("vekinfo a b c  /r/x\n"));
+    EXPECT_EQ("", in("vekinfo \t\t\t\n"));
+}
+
+TEST_F(RealPath, PassesOverAMatchingLineWithFewerFields) {
+    EXPECT_EQ("/r/y", in("vekinfo\nvekinfo a\nvekinfo a b c\nvekinfo a b c /r/y\n"));
+    EXPECT_EQ(None, in("vekinfo a b c\n"));
+    EXPECT_EQ(None, in("vekinfo a b c"));
+}
+
+TEST_F(RealPath, IsNoneWithoutAMatch) {
+    EXPECT_EQ(None, in(""));
+    EXPECT_EQ(None, in("\n\n"));
+    EXPECT_EQ(None, taken(vekiGetRealPath("vekinfo", "missing")));
+    EXPECT_EQ(None, taken(vekiGetRealPath(nullptr, "table")));
+    EXPECT_EQ(None, taken(vekiGetRealPath("vekinfo", nullptr)));
+}
+
+TEST_F(RealPath, ReadsLinesOfAtMost4095Characters) {
+    const std::string fields = "vekinfo a b c ";
+    for (const std::size_t length : {4094U, 4095U, 4096U, 4097U}) {
+        const std::string path(length - fields.size(), 'p');
+        EXPECT_EQ(path.substr(0, 4095 - fields.size()), in(fields + path + "\n")) << length;
+    }
+    // What is behind the 4095th character is a line of its own.
+    EXPECT_EQ("/r/x", in(std::string(4095, 'x') + "vekinfo a b c /r/x\n"));
+}
+
+TEST_F(RealPath, SurvivesBinaryJunk) {
+    std::string junk;
+    for (int i = 0; i < 100'000; ++i) {
+        junk += static_cast<char>((i * 7919) >> 3);
+    }
+    EXPECT_EQ("/r/x", in(junk + "\nvekinfo a b c /r/x\n"));
+    EXPECT_EQ(None, in(std::string_view("vekinfo\0a b c /r/x\n", 19)));
+}
+
+TEST_F(RealPath, IsNoneWhenMemoryIsExhausted) {
+    test::Sandbox box;
+    box.file("t", "vekinfo a b c /r\n");
+    test::Capture capture;
+    test::faults::failAllocation(1);
+    EXPECT_EQ(None, taken(vekiGetRealPath("vekinfo", "t")));
+    EXPECT_EQ("ERROR! Failed to allocate 3 bytes of space\n", capture.err());
+}
+
+// --- The queries for the tool's root ---
+
+class Queries : public InstallRoot {};
+
+TEST_F(Queries, AnswerNoneWithoutAMessageWhileNoRootIsRequired) {
+    install("inst");
+    box.file("inst/tools/bin/vekinfo", "", 0755);
+    test::setEnvironment({{"PATH", box.path("inst/tools/bin")}});
+    start(box.path("inst/tools/bin/vekinfo"));
+    cmnSetInstallRootRequired(0);
+    test::Capture capture;
+    test::faults::reset();
+    char buffer[4096] = "before";
+
+    EXPECT_EQ(0, vekIsTolvaneHier());
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(0, vekGetInstallRootInBuf(buffer, sizeof buffer));
+    EXPECT_EQ(None, taken(vekGetInstallRootFromPath(box.path("inst/x").c_str())));
+    EXPECT_EQ(None, taken(vekGetInstallRootFromFilePath(box.path("inst").c_str())));
+    EXPECT_EQ(None, taken(vekGetInstallRootWithPath("tools")));
+    EXPECT_EQ(nullptr, vekGetAllInstallRoots());
+    EXPECT_EQ(0, vekGetInstPathInBuf(buffer, sizeof buffer, "x"));
+    EXPECT_EQ(None, taken(vekGetInstPath("x")));
+
+    EXPECT_STREQ("before", buffer);
+    EXPECT_EQ(0, test::faults::count("stat"));
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(Queries, AnswerNoneForACachedRootWhileNoRootIsRequired) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    cmnSetInstallRootRequired(0);
+    EXPECT_EQ(0, vekIsTolvaneHier());
+    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+}
+
+TEST_F(Queries, ForExecutablesAndToolsAnswerWhetherARootIsRequiredOrNot) {
+    install("inst");
+    box.file("inst/tools/bin/vekinfo", "", 0755);
+    test::setEnvironment({{"PATH", box.path("inst/tools/bin")}});
+    start("vekinfo");
+    cmnSetInstallRootRequired(0);
+    char buffer[4096];
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), taken(vekFindExecInPath("vekinfo")));
+    EXPECT_EQ(1, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr));
+    EXPECT_EQ(box.path("inst/tools"), buffer);
+    EXPECT_EQ(box.path("inst/tools"), taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(Queries, TellWhetherTheToolBelongsToAnInstallation) {
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(0, vekIsTolvaneHier());
+    install("inst");
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    EXPECT_EQ(box.path("inst"), vekiRootPath);
+}
+
+TEST_F(Queries, TellWithoutAMessageBeforeInitialization) {
+    test::Capture capture;
+    EXPECT_EQ(0, vekIsTolvaneHier());
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(Queries, CopyTheRootForTheCaller) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    const vek::OwnedText first(vekGetInstallRoot());
+    const vek::OwnedText second(vekGetInstallRoot());
+    EXPECT_NE(first, second);
+    EXPECT_NE(vekiRootPath, first.get());
+    EXPECT_STREQ(first.get(), second.get());
+}
+
+TEST_F(Queries, CopyTheRootIntoABufferThatHoldsIt) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    const std::string root = box.path("inst");
+    std::string buffer(root.size() + 1, '?');
+    EXPECT_EQ(0, vekGetInstallRootInBuf(buffer.data(), root.size()));
+    EXPECT_EQ(std::string(root.size() + 1, '?'), buffer);
+    EXPECT_EQ(1, vekGetInstallRootInBuf(buffer.data(), root.size() + 1));
+    EXPECT_EQ(root, buffer.c_str());
+    EXPECT_EQ(0, vekGetInstallRootInBuf(buffer.data(), 0));
+    EXPECT_EQ(0, vekGetInstallRootInBuf(nullptr, 100));
+}
+
+TEST_F(Queries, FromAPathLeaveEverythingAsItWas) {
+    install("inst");
+    install("other");
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    const char *cached = vekiRootPath;
+
+    EXPECT_EQ(box.path("other"), taken(vekGetInstallRootFromPath(box.path("other/bin/x").c_str())));
+    EXPECT_EQ(None, taken(vekGetInstallRootFromPath(box.path("none/x").c_str())));
+
+    EXPECT_EQ(cached, vekiRootPath);
+    EXPECT_EQ(box.path("inst/vekinfo"), vekiExecutableName);
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
+TEST_F(Queries, FromAPathFindWhatStartingItWouldFind) {
+    install("inst");
+    box.file("inst/bin/x", "", 0755);
+    test::setEnvironment({{"PATH", box.path("inst/bin")}});
+    start("/vekinfo");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromPath("x")));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromPath("inst/y")));
+    EXPECT_EQ(nullptr, vekiRootPath);
+}
+
+TEST_F(Queries, FromNoPathAnswerNone) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(None, taken(vekGetInstallRootFromPath(nullptr)));
+    EXPECT_EQ(None, taken(vekGetInstallRootFromPath("")));
+}
+
+TEST_F(Queries, FromAPathSurviveEveryLength) {
+    install("inst");
+    start(std::string(5000, 'n'));
+    for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
+        const std::string path = box.path("inst/") + std::string(length - box.path("inst/").size(), 'x');
+        EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromPath(path.c_str())));
+    }
+    EXPECT_EQ(std::string(4096, 'n'), vekiExecutableName);
+}
+
+// --- The installation that holds a file ---
+
+class FromFile : public InstallRoot {
+  protected:
+    FromFile() { install("inst"); }
+    static std::string of(const std::string &path) {
+        return taken(vekGetInstallRootFromFilePath(path.c_str()));
+    }
+};
+
+TEST_F(FromFile, IsFoundAboveAFileOrDirectory) {
+    box.file("inst/share/a.txt", "");
+    EXPECT_EQ(box.path("inst"), of(box.path("inst/share/a.txt")));
+    EXPECT_EQ(box.path("inst"), of(box.path("inst/share")));
+    EXPECT_EQ(box.path("inst"), of(box.path("inst/missing/x")));
+    EXPECT_EQ(None, of(box.path("elsewhere")));
+}
+
+TEST_F(FromFile, IsTheDirectoryItselfWhenThatIsARoot) {
+    EXPECT_EQ(box.path("inst"), of(box.path("inst")));
+    install("inst/inner", "tools.lnx86");
+    EXPECT_EQ(box.path("inst/inner"), of(box.path("inst/inner")));
+}
+
+TEST_F(FromFile, CountsARelativePathFromTheWorkingDirectory) {
+    EXPECT_EQ(box.path("inst"), of("inst/share"));
+    EXPECT_EQ(box.path("inst"), of("x/../inst/y"));
+    ASSERT_EQ(0, chdir("inst/tools"));
+    EXPECT_EQ(box.path("inst"), of("bin"));
+    EXPECT_EQ(box.path("inst"), of("."));
+}
+
+TEST_F(FromFile, KeepsAFinalSlashOrStepOfTheTestedPath) {
+    EXPECT_EQ(box.path("inst/"), of(box.path("inst/")));
+    EXPECT_EQ(box.path("inst/."), of(box.path("inst/.")));
+    EXPECT_EQ(box.path("inst/tools/.."), of("inst/tools/.."));
+}
+
+TEST_F(FromFile, NeedsNoInitialization) {
+    EXPECT_EQ(0, vekInitDone());
+    test::Capture capture;
+    EXPECT_EQ(box.path("inst"), of("inst"));
+    EXPECT_EQ("", capture.err());
+    EXPECT_EQ(nullptr, vekiRootPath);
+}
+
+TEST_F(FromFile, SaysSoWhenTheWorkingDirectoryIsUnknown) {
+    test::Capture capture;
+    test::faults::fail("getcwd", 1, ENOENT);
+    EXPECT_EQ(None, of("inst"));
+    EXPECT_EQ("Unable to get working directory.\n", capture.err());
+}
+
+TEST_F(FromFile, IsNoneForNoPath) {
+    EXPECT_EQ(None, of(""));
+    EXPECT_EQ(None, taken(vekGetInstallRootFromFilePath(nullptr)));
+}
+
+TEST_F(FromFile, TestsEachDirectoryAtMostTwice) {
+    test::faults::reset();
+    EXPECT_EQ(None, of("/a/b/c"));
+    EXPECT_EQ(2 * 4, test::faults::count("stat"));
+}
+
+TEST_F(FromFile, SurvivesPathsOfAnyLength) {
+    for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
+        const std::string path = box.path("inst/") + std::string(length - box.path("inst/").size(), 'x');
+        EXPECT_EQ(length == 4095 ? box.path("inst") : None, of(path)) << length;
+        const std::string relative = "inst/" + std::string(length - box.path("inst/").size(), 'x');
+        EXPECT_EQ(length == 4095 ? box.path("inst") : None, of(relative)) << length;
+    }
+}
+
+TEST_F(FromFile, SaysSoWhenMemoryIsExhausted) {
+    test::Capture capture;
+    test::faults::failAllocation(1);
+    EXPECT_EQ(None, of("inst"));
+    EXPECT_NE(std::string::npos, capture.err().find("ERROR! Failed to allocate "));
+}
+
+// --- The installations on PATH ---
+
+class OnPath : public InstallRoot {
+  protected:
+    OnPath() {
+        install("one");
+        install("two");
+        box.file("two/share/data", "").directory("one/share");
+        test::setEnvironment(
+            {{"PATH", box.path("none") + ":" + box.path("one/tools/bin") + ":" + box.path("two/tools/bin")}});
+    }
+    static std::string with(const std::string &path) {
+        return taken(vekGetInstallRootWithPath(path.c_str()));
+    }
+};
+
+TEST_F(OnPath, TheFirstInstallationWithThePathAnswers) {
+    EXPECT_EQ(box.path("two"), with("share/data"));
+    EXPECT_EQ(box.path("one"), with("share"));
+    EXPECT_EQ(box.path("one"), with("tools/bin/vek_root"));
+    EXPECT_EQ(None, with("share/missing"));
+}
+
+TEST_F(OnPath, OneLeadingSlashIsIgnored) {
+    EXPECT_EQ(box.path("two"), with("/share/data"));
+    EXPECT_EQ(box.path("two"), with("//share/data"));
+    EXPECT_EQ(box.path("one"), with("/"));
+}
+
+TEST_F(OnPath, NoPathHasNoInstallation) {
+    test::Capture capture;
+    EXPECT_EQ(None, with(""));
+    EXPECT_EQ(None, taken(vekGetInstallRootWithPath(nullptr)));
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(OnPath, ADanglingLinkIsNoPath) {
+    box.link("one/l", "nowhere").link("two/l", "share");
+    EXPECT_EQ(box.path("two"), with("l"));
+}
+
+TEST_F(OnPath, AnEmptyElementIsTheWorkingDirectory) {
+    ASSERT_EQ(0, chdir("two"));
+    for (const std::string &path : {":" + box.path("one"), std::string(), std::string("/none:")}) {
+        test::setEnvironment({{"PATH", path}});
+        EXPECT_EQ(box.path("two/."), with("share"));
+        ASSERT_FALSE(taken(vekGetAllInstallRoots()).empty());
+    }
+}
+
+TEST_F(OnPath, TheStreamsListReplacesPath) {
+    test::setEnvironment(
+        {{"PATH", box.path("one")}, {"VEK_STRM_ACTIVE", ""}, {"VEK_STRM_DIR_LIST", box.path("two")}});
+    EXPECT_EQ(box.path("two"), with("share"));
+    EXPECT_EQ(Texts{box.path("two")}, taken(vekGetAllInstallRoots()));
+
+    test::setEnvironment({{"PATH", box.path("one")}, {"VEK_STRM_DIR_LIST", box.path("two")}});
+    EXPECT_EQ(box.path("one"), with("share"));
+    EXPECT_EQ(Texts{box.path("one")}, taken(vekGetAllInstallRoots()));
+}
+
+TEST_F(OnPath, AnUnsetListIsReported) {
+    const std::string ofOne = "ERROR! unable to determine search path - check PATH setting\n";
+    const std::string ofAll = "ERROR! unable to determine search path or stream list"
+                              " - check PATH or VEK_STRM_DIR_LIST setting\n";
+    for (const test::Environment &environment :
+         {test::Environment{{"VEK_STRM_DIR_LIST", box.path("two")}},
+          test::Environment{{"PATH", box.path("one")}, {"VEK_STRM_ACTIVE", "1"}}}) {
+        test::setEnvironment(environment);
+        test::Capture capture;
+        EXPECT_EQ(None, with("share"));
+        EXPECT_EQ(ofOne, capture.err());
+        EXPECT_EQ(nullptr, vekGetAllInstallRoots());
+        EXPECT_EQ(ofOne + ofAll, capture.err());
+    }
+}
+
+TEST_F(OnPath, AllAreCollectedOnceInTheirOrder) {
+    test::setEnvironment({{"PATH", box.path("two") + ":/none:" + box.path("one/tools") + ":" +
+                                       box.path("two/share") + ":" + box.path("one")}});
+    EXPECT_EQ((Texts{box.path("two"), box.path("one")}), taken(vekGetAllInstallRoots()));
+}
+
+TEST_F(OnPath, NoneAreNull) {
+    test::setEnvironment({{"PATH", box.path("none")}});
+    EXPECT_EQ(nullptr, vekGetAllInstallRoots());
+}
+
+TEST_F(OnPath, MoreThanAHundredAreAllCollected) {
+    Texts expected;
+    std::string path;
+    for (int i = 0; i < 250; ++i) {
+        const std::string root = "r" + std::to_string(i);
+        install(root);
+        expected.push_back(box.path(root));
+        path += (i == 0 ? "" : ":") + root;
+    }
+    test::setEnvironment({{"PATH", path}});
+    EXPECT_EQ(expected, taken(vekGetAllInstallRoots()));
+}
+
+TEST_F(OnPath, LongElementsAndPathsAreSurvived) {
+    test::setEnvironment({{"PATH", std::string(4095, 'a') + ":/" + std::string(4095, 'b') + ":/" +
+                                       std::string(100 * 1024, 'c') + ":" + box.path("two")}});
+    EXPECT_EQ(box.path("two"), with("share/data"));
+    EXPECT_EQ(Texts{box.path("two")}, taken(vekGetAllInstallRoots()));
+    for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
+        EXPECT_EQ(None, with(std::string(length, 'x')));
+    }
+}
+
+TEST_F(OnPath, AFailedAllocationGivesNone) {
+    for (int nth = 1; nth <= 8; ++nth) {
+        test::Capture capture;
+        test::faults::reset();
+        test::faults::failAllocation(nth);
+        const Texts roots = taken(vekGetAllInstallRoots());
+        const bool happened = test::faults::count("malloc") >= nth;
+        test::faults::reset();
+        if (happened) {
+            EXPECT_EQ(Texts{}, roots) << nth;
+        }
+    }
+    test::Capture capture;
+    test::faults::failAllocation(1);
+    EXPECT_EQ(None, with("share"));
+    EXPECT_NE(std::string::npos, capture.err().find("ERROR! Failed to allocate "));
+}
+
+// --- Executables ---
+
+class FindExecutable : public InstallRoot {
+  protected:
+    static std::string found(const std::string &name) { return taken(vekFindExecInPath(name.c_str())); }
+};
+
+TEST_F(FindExecutable, SearchesPathForABareName) {
+    box.file("a/x", "", 0644).file("b/x", "", 0755).file("c/x", "", 0755).directory("a/y");
+    test::setEnvironment({{"PATH", "a:b/.//:" + box.path("c")}});
+    EXPECT_EQ(box.path("b/x"), found("x"));
+    EXPECT_EQ(None, found("y"));
+    EXPECT_EQ(None, found("missing"));
+}
+
+TEST_F(FindExecutable, MakesANameWithADirectoryRootedAndClean) {
+    EXPECT_EQ(box.path("b/x"), found("a/..//b/./x"));
+    EXPECT_EQ(box.path("x"), found("./x"));
+    EXPECT_EQ("/b/x", found("/a/../b/x"));
+}
+
+TEST_F(FindExecutable, AnswersNoneForNoName) {
+    test::setEnvironment({{"PATH", box.path()}});
+    EXPECT_EQ(None, found(""));
+    EXPECT_EQ(None, taken(vekFindExecInPath(nullptr)));
+}
+
+TEST_F(FindExecutable, SaysSoWhenPathIsUnset) {
+    test::Capture capture;
+    EXPECT_EQ(None, found("x"));
+    EXPECT_EQ("ERROR! unable to determine search path - check PATH setting\n", capture.err());
+}
+
+TEST_F(FindExecutable, UsesAStandInWhenTheWorkingDirectoryIsUnknown) {
+    test::Capture capture;
+    test::faults::fail("getcwd", 1, ENOENT);
+    EXPECT_EQ("/UNKNOWN", found("a/x"));
+    EXPECT_EQ("Unable to get working directory.\n", capture.err());
+}
+
+TEST_F(FindExecutable, LeavesTheToolsOwnStateAlone) {
+    install("inst");
+    start(box.path("inst/vekinfo"));
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    EXPECT_EQ("/other/x", found("/other/x"));
+    EXPECT_EQ(box.path("inst/vekinfo"), vekiFullExecutablePath());
+    EXPECT_EQ(box.path("inst/vekinfo"), vekiExecutableName);
+}
+
+TEST_F(FindExecutable, SurvivesNamesOfAnyLength) {
+    test::setEnvironment({{"PATH", box.path()}});
+    for (const std::size_t length : {4095U, 4096U, 4097U, 4098U, 100'000U}) {
+        const std::string rooted = "/" + std::string(length - 1, 'x');
+        EXPECT_EQ(length <= 4097 ? rooted : None, found(rooted)) << length;
+        EXPECT_EQ(None, found(std::string(length, 'x')));
+        EXPECT_EQ(None, found("./" + std::string(length, 'x')));
+    }
+}
+
+TEST_F(FindExecutable, SaysSoWhenMemoryIsExhausted) {
+    test::Capture capture;
+    test::faults::failAllocation(1);
+    EXPECT_EQ(None, found("/a/b"));
+    EXPECT_EQ("ERROR! Failed to allocate 5 bytes of space\n", capture.err());
+}
+
+// --- Paths below the root ---
+
+class InstPath : public InstallRoot {
+  protected:
+    void startInstalled() {
+        install("inst");
+        start(box.path("inst/vekinfo"));
+    }
+    /// The path, when it fits exactly the bytes that it needs and no fewer.
+    static std::string exactly(const char *sub, std::size_t length) {
+        std::string buffer(length + 1, '?');
+        EXPECT_EQ(0, vekGetInstPathInBuf(buffer.data(), length, sub));
+        EXPECT_EQ(std::string(length + 1, '?'), buffer);
+        EXPECT_EQ(1, vekGetInstPathInBuf(buffer.data(), length + 1, sub));
+        EXPECT_EQ('\0', buffer.back());
+        buffer.pop_back();
+        return buffer;
+    }
+};
+
+TEST_F(InstPath, JoinsTheRootAndThePathBelowIt) {
+    startInstalled();
+    const std::string root = box.path("inst");
+    EXPECT_EQ(root, exactly(nullptr, root.size()));
+    EXPECT_EQ(root, exactly("", root.size()));
+    EXPECT_EQ(root + "/share/x", exactly("share/x", root.size() + 8));
+    EXPECT_EQ(root + "/share/x", exactly("/share/x", root.size() + 8));
+    EXPECT_EQ(root + "//x", exactly("//x", root.size() + 3));
+    EXPECT_EQ(root + "/", exactly("/", root.size() + 1));
+    EXPECT_EQ(0, vekGetInstPathInBuf(nullptr, 100, "x"));
+}
+
+TEST_F(InstPath, IsCopiedForTheCaller) {
+    startInstalled();
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstPath("")));
+    EXPECT_EQ(box.path("inst/a"), taken(vekGetInstPath("a")));
+    EXPECT_EQ(box.path("inst/a"), taken(vekGetInstPath("/a")));
+}
+
+TEST_F(InstPath, TakesAtMost4096CharactersBelowTheRoot) {
+    startInstalled();
+    std::string buffer(10'000, '?');
+    for (const std::size_t length : {4095U, 4096U, 4097U, 5000U}) {
+        const std::string sub(length, 's');
+        EXPECT_EQ(length <= 4096 ? 1 : 0, vekGetInstPathInBuf(buffer.data(), buffer.size(), sub.c_str()));
+        if (length <= 4096) {
+            EXPECT_EQ(box.path("inst/") + sub, buffer.c_str());
+        }
+    }
+}
+
+TEST_F(InstPath, IsCopiedUpTo4096Characters) {
+    startInstalled();
+    const std::size_t room = 4096 - box.path("inst/").size();
+    EXPECT_EQ(box.path("inst/") + std::string(room - 1, 's'),
+              taken(vekGetInstPath(std::string(room - 1, 's').c_str())));
+    EXPECT_EQ(box.path("inst/") + std::string(room, 's'),
+              taken(vekGetInstPath(std::string(room, 's').c_str())));
+    EXPECT_EQ(None, taken(vekGetInstPath(std::string(room + 1, 's').c_str())));
+    EXPECT_EQ(None, taken(vekGetInstPath(std::string(100'000, 's').c_str())));
+}
+
+TEST_F(InstPath, TakesAPathThatLiesInTheBuffer) {
+    startInstalled();
+    char buffer[4096] = "share/x";
+    EXPECT_EQ(1, vekGetInstPathInBuf(buffer, sizeof buffer, buffer));
+    EXPECT_EQ(box.path("inst/share/x"), buffer);
+}
+
+TEST_F(InstPath, RefusesALongPathBeforeItLooksForTheRoot) {
+    start("/none/vekinfo");
+    test::Capture capture;
+    char buffer[64];
+    EXPECT_EQ(0, vekGetInstPathInBuf(buffer, sizeof buffer, std::string(4097, 's').c_str()));
+    EXPECT_EQ("", capture.err());
+}
+
+TEST_F(InstPath, SaysSoWhenNoRootIsAboveARootedArgument0) {
+    start("/none//of/vekinfo");
+    test::Capture capture;
+    char buffer[64] = "before";
+    EXPECT_EQ(0, vekGetInstPathInBuf(buffer, sizeof buffer, "x"));
+    EXPECT_EQ("ERROR: can't determine installation root.\n"
+              "       can't find tools/bin/vek_root in any parent directory of /none//of/vekinfo\n",
+              capture.err());
+    EXPECT_STREQ("before", buffer);
+    EXPECT_EQ("", capture.out());
+}
+
+TEST_F(InstPath, SaysSoWhenNoRootIsAboveTheExecutableFound) {
+    box.file("bin/vekinfo", "", 0755);
+    test::setEnvironment({{"PATH", "/none:" + box.path("bin")}});
+    start("vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath("x")));
+    EXPECT_EQ("ERROR: can't determine installation root.\n"
+              "       can't find tools/bin/vek_root in any parent directory of executable " +
+                  box.path("bin/vekinfo") +
+                  "\n"
+                  "       (found using arg0 \"vekinfo\" and current working dir or\n"
+                  "        $PATH /none:" +
+                  box.path("bin") + ")\n",
+              capture.err());
+}
+
+TEST_F(InstPath, ShowsThatPathIsUnset) {
+    start("bin/vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ("ERROR: can't determine installation root.\n"
+              "       can't find tools/bin/vek_root in any parent directory of executable " +
+                  box.path("bin/vekinfo") +
+                  "\n"
+                  "       (found using arg0 \"bin/vekinfo\" and current working dir or\n"
+                  "        $PATH <UNSET>)\n",
+              capture.err());
+}
+
+TEST_F(InstPath, SaysSoWhenNoExecutableWasFound) {
+    test::setEnvironment({{"PATH", "/none:/%s%n"}});
+    start("vekinfo%d");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ("ERROR: can't determine installation root.\n"
+              "       can't create rooted path to arg0 \"vekinfo%d\"\n"
+              "       using current working directory or $PATH: /none:/%s%n\n",
+              capture.err());
+}
+
+TEST_F(InstPath, SaysBothThatPathIsUnsetAndThatNoExecutableWasFound) {
+    start("vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ("ERROR! unable to determine search path - check PATH setting\n"
+              "ERROR: can't determine installation root.\n"
+              "       can't create rooted path to arg0 \"vekinfo\"\n"
+              "       using current working directory or $PATH: <UNSET>\n",
+              capture.err());
+}
+
+TEST_F(InstPath, ForgetsTheExecutableOfAnEarlierDiscovery) {
+    box.file("bin/vekinfo", "", 0755);
+    test::setEnvironment({{"PATH", box.path("bin")}});
+    start("vekinfo");
+    EXPECT_EQ(0, vekIsTolvaneHier());
+    EXPECT_EQ(box.path("bin/vekinfo"), vekiFullExecutablePath());
+    test::setEnvironment({{"PATH", "/none"}});
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_NE(std::string::npos, capture.err().find("can't create rooted path to arg0 \"vekinfo\"\n"));
+}
+
+TEST_F(InstPath, ShowsTheRealExecutableOfTheCommandTable) {
+    box.file("bin/vekinfo", "", 0755).file("bin/.command_table.dat", "vekinfo a b c /no/inst/vekinfo\n");
+    test::setEnvironment({{"PATH", box.path("bin")}, {"VEK_STRM_ACTIVE", "1"}});
+    start("vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_NE(std::string::npos,
+              capture.err().find("in any parent directory of executable /no/inst/vekinfo\n"));
+}
+
+TEST_F(InstPath, ShowsAPathSettingOf100KiB) {
+    const std::string path(100 * 1024, 'p');
+    test::setEnvironment({{"PATH", path}});
+    start("vekinfo");
+    test::Capture capture;
+    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_NE(std::string::npos, capture.err().find("or $PATH: " + path + "\n"));
+}
+
+TEST_F(InstPath, SaysSoWhenMemoryIsExhausted) {
+    startInstalled();
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    test::Capture capture;
+    test::faults::failAllocation(1);
+    EXPECT_EQ(None, taken(vekGetInstPath("x")));
+    EXPECT_NE(std::string::npos, capture.err().find("ERROR! Failed to allocate "));
+}
+
+// --- The tools directory ---
+
+class ToolsPath : public InstallRoot {
+  protected:
+    /// Starts in an installation whose marker and platform file say what the tests need.
+    void startInstalled(const std::string &tools = "tools") {
+        install("inst", tools);
+        start(box.path("inst/vekinfo"));
+    }
+    void platform(const std::string &content) { box.file("inst/tools/bin/vek_plat.dat", content); }
+    std::string expected(const std::string &below) { return box.path("inst/" + below); }
+};
+
+TEST_F(ToolsPath, IsToolsWhenThePlatformFileNamesThisPlatform) {
+    startInstalled();
+    platform("lnx86\nother\n");
+    box.directory("inst/tools.lnx86");
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(ToolsPath, ReadsThePlatformFileWithOrWithoutANewline) {
+    startInstalled();
+    box.directory("inst/tools.lnx86");
+    for (const char *content : {"lnx86", "lnx86\n", "lnx86\r\n"}) {
+        platform(content);
+        const test::Outcome outcome = test::inChild([&] {
+            EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr))) << content;
+            std::free(vekiRootPath);
+            vekiRootPath = nullptr;
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status);
+    }
+}
+
+TEST_F(ToolsPath, IsThatOfThePlatformWhenThePlatformFileIsMissingOrEmpty) {
+    startInstalled();
+    box.directory("inst/tools.lnx86");
+    for (const bool empty : {false, true}) {
+        if (empty) {
+            platform("\nlnx86\n");
+        }
+        const test::Outcome outcome = test::inChild([&] {
+            EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+            std::free(vekiRootPath);
+            vekiRootPath = nullptr;
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status);
+    }
+}
+
+TEST_F(ToolsPath, IsToolsWhenThereIsNothingElse) {
+    startInstalled();
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(ToolsPath, IsThatOfThePlatformWhenThereIsNoTools) {
+    startInstalled("tools.lnx86");
+    EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(ToolsPath, IsNoneForAnotherPlatform) {
+    startInstalled();
+    box.directory("inst/tools.lnx86");
+    char buffer[4096] = "before";
+    for (const char *content : {"sun4v\n", "lnx86 \n", " lnx86\n", "LNX86\n", "lnx8\n", "lnx864\n"}) {
+        platform(content);
+        test::Capture capture;
+        EXPECT_EQ(0, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr)) << content;
+        EXPECT_EQ(None, taken(vekGetToolsPath("x"))) << content;
+        EXPECT_EQ("", capture.err());
+    }
+    EXPECT_STREQ("before", buffer);
+    // A failure is not kept.
+    platform("lnx86\n");
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(ToolsPath, ReadsAtMost15CharactersOfThePlatform) {
+    startInstalled();
+    // The rest of a long first line is not read as a line of its own.
+    platform(std::string(15, 'x') + "lnx86\n");
+    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    platform("lnx86" + std::string(1000, 'x') + "\n");
+    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(ToolsPath, IsNoneWithoutARootAndWithoutAMessageOfItsOwn) {
+    start("/none/vekinfo");
+    test::Capture capture;
+    char buffer[64];
+    EXPECT_EQ(0, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr));
+    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ("", capture.err());
+    EXPECT_EQ(0, vekGetToolsPathInBuf(nullptr, 0, nullptr));
+}
+
+TEST_F(ToolsPath, IsKeptOnceFound) {
+    startInstalled();
+    platform("lnx86\n");
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    platform("sun4v\n");
+    test::faults::reset();
+    EXPECT_EQ(expected("tools/x"), taken(vekGetToolsPath("x")));
+    EXPECT_EQ(0, test::faults::count("stat") + test::faults::count("open"));
+}
+
+TEST_F(ToolsPath, JoinsThePathBelowItPlainly) {
+    startInstalled();
+    EXPECT_EQ(expected("tools/bin/x"), taken(vekGetToolsPath("bin/x")));
+    EXPECT_EQ(expected("tools//x"), taken(vekGetToolsPath("/x")));
+    EXPECT_EQ(expected("tools/"), taken(vekGetToolsPath("")));
+}
+
+TEST_F(ToolsPath, FillsABufferThatHoldsIt) {
+    startInstalled();
+    const std::string tools = expected("tools");
+    const std::string below = expected("tools/ab");
+    std::string buffer(below.size() + 1, '?');
+
+    EXPECT_EQ(0, vekGetToolsPathInBuf(buffer.data(), tools.size(), nullptr));
+    EXPECT_EQ(0, vekGetToolsPathInBuf(buffer.data(), below.size(), "ab"));
+    EXPECT_EQ(std::string(below.size() + 1, '?'), buffer);
+
+    EXPECT_EQ(1, vekGetToolsPathInBuf(buffer.data(), tools.size() + 1, nullptr));
+    EXPECT_EQ(tools, buffer.c_str());
+    EXPECT_EQ(1, vekGetToolsPathInBuf(buffer.data(), below.size() + 1, "ab"));
+    EXPECT_EQ(below, buffer.c_str());
+}
+
+TEST_F(ToolsPath, SurvivesPathsOfAnyLength) {
+    startInstalled();
+    std::string buffer(4096, '?');
+    for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
+        const std::string sub(length, 's');
+        EXPECT_EQ(0, vekGetToolsPathInBuf(buffer.data(), buffer.size(), sub.c_str()));
+        EXPECT_EQ(expected("tools/") + sub, taken(vekGetToolsPath(sub.c_str())));
+    }
+}
+
+TEST_F(ToolsPath, SaysSoWhenMemoryIsExhausted) {
+    startInstalled();
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    for (const char *sub : {static_cast<const char *>(nullptr), "x"}) {
+        test::Capture capture;
+        test::faults::failAllocation(1);
+        EXPECT_EQ(None, taken(vekGetToolsPath(sub)));
+        EXPECT_NE(std::string::npos, capture.err().find("ERROR! Failed to allocate "));
+    }
+}
+
+} // namespace

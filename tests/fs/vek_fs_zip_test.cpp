@@ -1,0 +1,36 @@
+#include "fs/vek_fs.h"
+
+#include "tests/support/capture.h"
+#include "tests/support/sandbox.h"
+
+#include <gtest/gtest.h>
+
+TEST(Archives, AreNotSupported) {
+    test::Sandbox box;
+    box.file("archive", "content");
+    test::Capture capture;
+
+    int anything = 0;
+    auto *const untouched = reinterpret_cast<vekZip *>(&anything);
+    auto *const untouchedSpec = reinterpret_cast<vekFSSpec *>(&anything);
+    vekZip *zip = untouched;
+    vekFSSpec *spec = untouchedSpec;
+
+    EXPECT_EQ(vekZipOpenZip("archive", &zip), -4);
+    EXPECT_EQ(vekZipCreateSpec(zip, "member", &spec), -4);
+    EXPECT_EQ(vekZipCloseZip(zip), -4);
+    EXPECT_EQ(vekZip_zip(), -4);
+    EXPECT_EQ(vekZip_unzip(), -4);
+
+    EXPECT_EQ(zip, untouched);
+    EXPECT_EQ(spec, untouchedSpec);
+    EXPECT_EQ(box.list(), std::vector<std::string>{"archive"});
+    EXPECT_EQ(box.read("archive"), "content");
+    EXPECT_EQ(capture.out() + capture.err(), "");
+}
+
+TEST(Archives, AreNotSupportedWhateverTheArgumentsAre) {
+    EXPECT_EQ(vekZipOpenZip(nullptr, nullptr), -4);
+    EXPECT_EQ(vekZipCreateSpec(nullptr, nullptr, nullptr), -4);
+    EXPECT_EQ(vekZipCloseZip(nullptr), -4);
+}

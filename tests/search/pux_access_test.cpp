@@ -1,0 +1,196 @@
+// The permission test without access().
+
+#include "search/puxi_search.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/support/sandbox.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+struct Answer {
+    int result;
+    int error;
+    int accessCalls;
+};
+
+Answer ask(const std::string &path, int mode) {
+    test::faults::reset();
+    errno = 0;
+    const int result = pux_quick_access(path.c_str(), mode);
+    return {result, errno, test::faults::count("access")};
+}
+
+void expectGrantedByItsBits(const std::string &path, int mode) {
+    const Answer answer = ask(path, mode);
+    EXPECT_EQ(answer.result, 0) << path;
+    EXPECT_EQ(answer.accessCalls, 0) << path;
+}
+
+void expectRefusedByAccess(const std::string &path, int mode) {
+    const Answer answer = ask(path, mode);
+    EXPECT_EQ(answer.result, -1) << path;
+    EXPECT_EQ(answer.error, EACCES) << path;
+    EXPECT_EQ(answer.accessCalls, 1) << path;
+}
+
+/// Makes a file of the user who calls.
+std::string ownFile(const test::Sandbox &box, mode_t mode) {
+    std::string path = box.path("open/f" + std::to_string(mode));
+    const int descriptor = open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    EXPECT_GE(descriptor, 0);
+    EXPECT_EQ(fchmod(descriptor, mode), 0);
+    close(descriptor);
+    return path;
+}
+
+/// Whether the files of this process can be somebody else's for what asUnprivileged() runs.
+bool canBeForeign() {
+    return geteuid() == 0;
+}
+
+} // namespace
+
+TEST(QuickAccess, MissingFileFailsWithTheErrorOfStat) {
+    const test::Sandbox box;
+    for (const int mode : {PUXI_EXISTS, PUXI_EXECUTABLE, PUXI_WRITABLE, PUXI_READABLE}) {
+        const Answer answer = ask(box.path("none"), mode);
+        EXPECT_EQ(answer.result, -1);
+        EXPECT_EQ(answer.error, ENOENT);
+        EXPECT_EQ(answer.accessCalls, 0);
+    }
+}
+
+TEST(QuickAccess, FileThatIsNoDirectoryOnTheWayFailsWithTheErrorOfStat) {
+    test::Sandbox box;
+    box.file("f", "");
+    const Answer answer = ask(box.path("f/g"), PUXI_READABLE);
+    EXPECT_EQ(answer.result, -1);
+    EXPECT_EQ(answer.error, ENOTDIR);
+}
+
+TEST(QuickAccess, NullPathFails) {
+    EXPECT_EQ(pux_quick_access(nullptr, PUXI_READABLE), -1);
+}
+
+TEST(QuickAccess, ModeZeroAsksForExistenceOnly) {
+    test::Sandbox box;
+    box.file("f", "", 0000);
+    test::asUnprivileged([&] { expectGrantedByItsBits(box.path("f"), PUXI_EXISTS); });
+}
+
+TEST(QuickAccess, OneStatCallDecides) {
+    test::Sandbox box;
+    box.file("f", "", 0444);
+    ask(box.path("f"), PUXI_READABLE);
+    EXPECT_EQ(test::faults::count("stat"), 1);
+}
+
+TEST(QuickAccess, OwnersBitDecidesForTheOwner) {
+    test::Sandbox box;
+    box.directory("open", 0777);
+    test::asUnprivileged([&] {
+        expectGrantedByItsBits(ownFile(box, 0400), PUXI_READABLE);
+        expectGrantedByItsBits(ownFile(box, 0200), PUXI_WRITABLE);
+        expectGrantedByItsBits(ownFile(box, 0100), PUXI_EXECUTABLE);
+        expectRefusedByAccess(ownFile(box, 0377), PUXI_READABLE);
+        expectRefusedByAccess(ownFile(box, 0577), PUXI_WRITABLE);
+        expectRefusedByAccess(ownFile(box, 0677), PUXI_EXECUTABLE);
+    });
+}
+
+TEST(QuickAccess, GroupsBitDecidesForTheGroup) {
+    test::Sandbox box;
+    const auto groupFile = [&](const std::string &name, mode_t mode) {
+        box.file(name, "", mode);
+        if (canBeForeign()) {
+            EXPECT_EQ(chown(box.path(name).c_str(), 0, test::UnprivilegedId), 0);
+        }
+        return box.path(name);
+    };
+    const std::string readable = groupFile("r", canBeForeign() ? 0040 : 0400);
+    const std::string writable = groupFile("w", canBeForeign() ? 0020 : 0200);
+    const std::string executable = groupFile("x", canBeForeign() ? 0010 : 0100);
+    const std::string closed = groupFile("c", canBeForeign() ? 0707 : 0077);
+    test::asUnprivileged([&] {
+        expectGrantedByItsBits(readable, PUXI_READABLE);
+        expectGrantedByItsBits(writable, PUXI_WRITABLE);
+        expectGrantedByItsBits(executable, PUXI_EXECUTABLE);
+        expectRefusedByAccess(closed, PUXI_READABLE);
+        expectRefusedByAccess(closed, PUXI_WRITABLE);
+        expectRefusedByAccess(closed, PUXI_EXECUTABLE);
+    });
+}
+
+TEST(QuickAccess, BitsOfAllClassesTogetherDecideForOthers) {
+    test::Sandbox box;
+    box.file("r", "", 0444).file("w", "", 0222).file("x", "", 0111);
+    test::asUnprivileged([&] {
+        expectGrantedByItsBits(box.path("r"), PUXI_READABLE);
+        expectGrantedByItsBits(box.path("w"), PUXI_WRITABLE);
+        expectGrantedByItsBits(box.path("x"), PUXI_EXECUTABLE);
+        expectRefusedByAccess(box.path("r"), PUXI_WRITABLE);
+    });
+}
+
+TEST(QuickAccess, OthersBitAloneLeavesTheDecisionToAccess) {
+    test::Sandbox box;
+    box.file("r", "", 0404);
+    test::asUnprivileged([&] {
+        const Answer answer = ask(box.path("r"), PUXI_READABLE);
+        EXPECT_EQ(answer.result, 0);
+        EXPECT_EQ(answer.accessCalls, canBeForeign() || geteuid() == test::UnprivilegedId ? 1 : 0);
+    });
+}
+
+TEST(QuickAccess, FileOfOwnerAndGroupOnlyIsRefusedToOthersByAccess) {
+    test::Sandbox box;
+    box.file("f", "", canBeForeign() ? 0440 : 0040);
+    test::asUnprivileged([&] { expectRefusedByAccess(box.path("f"), PUXI_READABLE); });
+}
+
+TEST(QuickAccess, AnyOtherModeIsLeftToAccess) {
+    test::Sandbox box;
+    box.file("f", "", 0666);
+    const Answer answer = ask(box.path("f"), PUXI_READABLE | PUXI_WRITABLE);
+    EXPECT_EQ(answer.result, 0);
+    EXPECT_EQ(answer.accessCalls, 1);
+}
+
+TEST(QuickAccess, IdsAreTakenOnFirstUse) {
+    test::Sandbox box;
+    box.file("f", "", canBeForeign() ? 0400 : 0000);
+    test::asUnprivileged([&] { expectRefusedByAccess(box.path("f"), PUXI_READABLE); });
+}
+
+TEST(QuickAccess, RecordedIdsStayUntilTheNextRecording) {
+    test::Sandbox box;
+    box.file("f", "", 0400);
+    const test::Outcome outcome = test::inChild([&] {
+        puxiRecordEffectiveIds();
+        test::becomeUnprivileged();
+        expectGrantedByItsBits(box.path("f"), PUXI_READABLE);
+        puxiRecordEffectiveIds();
+        if (geteuid() == test::UnprivilegedId) {
+            expectRefusedByAccess(box.path("f"), PUXI_READABLE);
+        }
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(QuickAccess, LinksAreFollowed) {
+    test::Sandbox box;
+    box.file("f", "", 0444).link("l", "f").link("dangling", "none").link("loop", "loop");
+    EXPECT_EQ(ask(box.path("l"), PUXI_READABLE).result, 0);
+    EXPECT_EQ(ask(box.path("dangling"), PUXI_READABLE).error, ENOENT);
+    EXPECT_EQ(ask(box.path("loop"), PUXI_READABLE).error, ELOOP);
+}

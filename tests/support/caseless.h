@@ -1,0 +1,63 @@
+#ifndef VEK_TESTS_SUPPORT_CASELESS_H
+#define VEK_TESTS_SUPPORT_CASELESS_H
+
+#include <climits>
+#include <cstring>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace test {
+
+/// A directory below which letter case does not count: names there are folded to lower case on their way
+/// to the system. Allocates nothing and makes no call that has a fault point, so that it serves inside them.
+class CaselessDirectory {
+  public:
+    /// `directory` is absolute, without a final "/"; null or "" for none.
+    void set(const char *directory) {
+        length_ = 0;
+        const std::size_t length = directory == nullptr ? 0 : strlen(directory);
+        if (length > 0 && length < sizeof directory_) {
+            memcpy(directory_, directory, length + 1);
+            length_ = length;
+        }
+    }
+
+    /// `path` itself, or its folded form in `room` (2 * PATH_MAX bytes) when it lies in the directory.
+    const char *fold(const char *path, char *room) const {
+        if (length_ == 0 || path == nullptr || *path == '\0') {
+            return path;
+        }
+        std::size_t prefix = 0;
+        if (*path != '/') {
+            const long size = syscall(SYS_getcwd, room, static_cast<unsigned long>(PATH_MAX));
+            if (size <= 0) {
+                return path;
+            }
+            prefix = static_cast<std::size_t>(size) - 1;
+            room[prefix++] = '/';
+        }
+        const std::size_t length = strlen(path);
+        if (length >= PATH_MAX) {
+            return path;
+        }
+        memcpy(room + prefix, path, length + 1);
+        if (strncmp(room, directory_, length_) != 0 || room[length_] != '/') {
+            return path;
+        }
+        for (char *at = room + length_; *at != '\0'; ++at) {
+            *at = *at >= 'A' && *at <= 'Z' ? static_cast<char>(*at - 'A' + 'a') : *at;
+        }
+        return room;
+    }
+
+  private:
+    char directory_[PATH_MAX];
+    std::size_t length_;
+};
+
+constexpr std::size_t FoldedPathSize = 2 * static_cast<std::size_t>(PATH_MAX);
+
+} // namespace test
+
+#endif

@@ -1,0 +1,45 @@
+#ifndef VEK_TESTS_SUPPORT_FAULTS_H
+#define VEK_TESTS_SUPPORT_FAULTS_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// Fault points inside the test's own process. The test executables are linked with `--wrap` for each call
+/// that has one, so every call of the code under test passes here; calls that the C library makes inside
+/// itself, and the C++ library's `new`, do not. Everything is reset when a test begins.
+namespace test::faults {
+
+/// The nth allocation from now (malloc, calloc, realloc, reallocarray, strdup, strndup; counted from 1)
+/// gives null with ENOMEM; the others succeed.
+void failAllocation(int nth);
+
+/// As failAllocation(), and every allocation after it fails, too.
+void failAllocationsFrom(int nth);
+
+/// The nth call from now of `call` (counted from 1) fails with `error`: open, fopen, fdopen, read, write, pwrite, close,
+/// fclose, fflush, fputs, fwrite, fgets, fread, fsync, fdatasync, ftruncate, fallocate, posix_fallocate, stat,
+/// lstat, fstat, readlink, opendir, mkdir, rmdir, unlink, rename, chmod, fchmod, getcwd, getpwnam, access. A
+/// failing close() or fclose() releases what it was given, as the system's own do.
+/// Throws std::invalid_argument for another name.
+void fail(std::string_view call, int nth, int error);
+
+/// As fail(), and every call after it fails, too.
+void failFrom(std::string_view call, int nth, int error);
+
+/// Every write() and pwrite() takes at most `bytes` bytes at a time; 0 lifts the limit.
+void limitWrites(std::size_t bytes);
+
+/// How often `call` was made since reset(); "malloc" stands for every allocation.
+int count(std::string_view call);
+
+/// Names in `directory` lose their letter case in open, fopen, stat, lstat, access, readlink, opendir,
+/// mkdir, unlink, rename: they are folded to lower case on the way, at every depth below it.
+void makeCaseless(const std::string &directory);
+
+/// No fault is armed, all counts are 0, no directory is caseless.
+void reset();
+
+} // namespace test::faults
+
+#endif

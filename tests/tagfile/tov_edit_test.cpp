@@ -1,0 +1,817 @@
+#include "tagfile/tov.h"
+
+#include "common/ascii.h"
+#include "tagfile/tovi_parse.h"
+#include "tests/support/capture.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/support/small_filesystem.h"
+#include "tests/tagfile/tag_support.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using test::kTemplate;
+
+/// What an object says, in the words of a tag file. Cleared and unset flags read alike, as they do in a file.
+std::string settingsOf(const VekinfoObj &obj) {
+    std::string text;
+    text += obj.library == 1 ? "VEKLIBRARY\n" : "";
+    text += obj.libcheck == 1 ? "VEKLIBCHECK ON\n" : "";
+    text += obj.dmtype != nullptr && *obj.dmtype != '\0' ? std::string("DMTYPE ") + obj.dmtype + "\n" : "";
+    text += obj.nameSpace == 1 ? "NAMESPACE LibraryNT\n" : "";
+    text += obj.nameSpace == 2 ? "NAMESPACE LibraryUnix\n" : "";
+    const std::vector<std::string> names = test::listed(obj.names);
+    const std::vector<std::string> values = test::listed(obj.values);
+    EXPECT_EQ(names.size(), values.size());
+    for (std::size_t at = 0; at < names.size() && at < values.size(); ++at) {
+        text += names[at] + " " + values[at] + "\n";
+    }
+    return text;
+}
+
+class Edit : public test::TagTest {
+  protected:
+    /// What the tag file of `directory` holds behind the template.
+    std::string settings(const std::string &directory = ".") {
+        const std::string text = box.read(directory + "/vekinfo.tag");
+        EXPECT_EQ(kTemplate, text.substr(0, kTemplate.size()));
+        return text.size() < kTemplate.size() ? text : text.substr(kTemplate.size());
+    }
+    /// What the cache says the file holds.
+    static std::string cached(const std::string &directory = ".") {
+        VekinfoObj out = {};
+        int found = 0;
+        const int status = tovGetVekinfoAtLoc((directory + "/vekinfo.tag").c_str(), nullptr, &out, &found);
+        return status == 0 ? settingsOf(out) : "status " + std::to_string(status);
+    }
+    void expectSettings(const std::string &expected, const std::string &directory = ".") {
+        EXPECT_EQ(expected, settings(directory));
+        EXPECT_EQ(expected, cached(directory)) << "the cache describes what was written";
+    }
+    static test::Reports writeFailed(std::size_t times, const std::string &directory = ".") {
+        return test::Reports(times, {3, "opening for write", directory, 0});
+    }
+};
+
+// ---- clearing
+
+TEST_F(Edit, ClearingInADirectoryWithoutATagFileWritesNothing) {
+    for (const char *name : {"FOO", "VEKLIBRARY", "DMTYPE"}) {
+        EXPECT_EQ(1, tovRemoveEntry(".", name));
+    }
+    EXPECT_EQ((std::vector<std::string>{}), box.list());
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(Edit, ClearingAKeywordRewritesTheFileWithoutIt) {
+    const struct {
+        const char *keyword;
+        const char *left;
+    } cases[] = {
+        {"VEKLIBRARY", "VEKLIBCHECK ON\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\n"},
+        {"VEKLIBCHECK", "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\n"},
+        {"DMTYPE", "VEKLIBRARY\nVEKLIBCHECK ON\nNAMESPACE LibraryNT\nA 1\nB 2\n"},
+        {"NAMESPACE", "VEKLIBRARY\nVEKLIBCHECK ON\nDMTYPE Mrev\nA 1\nB 2\n"},
+        {"veklibrary", "VEKLIBCHECK ON\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\n"},
+        {"VekLibCheck", "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\n"},
+        {"dmtype", "VEKLIBRARY\nVEKLIBCHECK ON\nNAMESPACE LibraryNT\nA 1\nB 2\n"},
+        {"NameSpace", "VEKLIBRARY\nVEKLIBCHECK ON\nDMTYPE Mrev\nA 1\nB 2\n"},
+    };
+    for (const auto &entry : cases) {
+        tovResetCache();
+        box.file("vekinfo.tag",
+                 "# old\nA 1\nVEKLIBRARY\nB 2 rest\nNAMESPACE librarynt\nDMTYPE Mrev\nVEKLIBCHECK on\n");
+        EXPECT_EQ(1, tovRemoveEntry(".", entry.keyword));
+        expectSettings(entry.left);
+    }
+}
+
+// Deliberate: what is named stays, everything else goes.
+TEST_F(Edit, ClearingAnApplicationEntryKeepsItAndDropsTheOthers) {
+    box.file("vekinfo.tag", "A 1\nB 2\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    expectSettings("A 1\n");
+}
+
+TEST_F(Edit, ClearingAnUnknownEntryDropsAllApplicationEntries) {
+    box.file("vekinfo.tag", "A 1\nDMTYPE x\nB 2\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "Z"));
+    expectSettings("DMTYPE x\n");
+}
+
+TEST_F(Edit, ClearingTheOnlyEntryKeepsIt) {
+    box.file("vekinfo.tag", "A 1\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    expectSettings("A 1\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "a"));
+    expectSettings("A 1\n");
+}
+
+TEST_F(Edit, ClearingComparesNamesWithoutCaseAndKeepsTheirOrder) {
+    box.file("vekinfo.tag", "foo 1\nB 2\nFoo 3\nC\nFOO\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "fOO"));
+    expectSettings("foo 1\nFoo 3\nFOO \n");
+}
+
+TEST_F(Edit, ClearingWithoutApplicationEntriesRewritesTheFile) {
+    box.file("vekinfo.tag", "# mine\nDMTYPE x\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    expectSettings("DMTYPE x\n");
+}
+
+TEST_F(Edit, ClearingLeavesAFileWithASyntaxErrorAlone) {
+    box.file("vekinfo.tag", "A 1\nDMTYPE\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    EXPECT_EQ("A 1\nDMTYPE\n", box.read("vekinfo.tag"));
+    EXPECT_EQ((test::Reports{{9, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2}}), reports.take());
+}
+
+TEST_F(Edit, ClearingLeavesAnUnreadableFileAlone) {
+    box.file("vekinfo.tag", "A 1\nB 2\n", 0222);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "./vekinfo.tag", 0}}), reports.take());
+    });
+    ASSERT_EQ(0, chmod("vekinfo.tag", 0644));
+    EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Edit, ClearingKeepsAValuesFirstWordOnly) {
+    box.file("vekinfo.tag", "A one two three\r\nA\r\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    expectSettings("A one\nA \n");
+}
+
+// ---- adding
+
+TEST_F(Edit, AddingInADirectoryWithoutATagFileCreatesIt) {
+    EXPECT_EQ(1, tovAddEntry(".", "FOO", "1"));
+    EXPECT_EQ(kTemplate + "FOO 1\n", box.read("vekinfo.tag"));
+    EXPECT_EQ(test::kNoReports, reports.take());
+    EXPECT_STREQ("1", tovLookupEntry(box.path().c_str(), "FOO", nullptr));
+}
+
+TEST_F(Edit, AddingAKeywordSetsIt) {
+    const struct {
+        const char *name;
+        const char *value;
+        const char *line;
+    } cases[] = {
+        {"VEKLIBRARY", "ignored", "VEKLIBRARY\n"},
+        {"veklibrary", "", "VEKLIBRARY\n"},
+        {"VEKLIBCHECK", "on", "VEKLIBCHECK ON\n"},
+        {"DMTYPE", "Mrev", "DMTYPE Mrev\n"},
+        {"dmtype", "LOPA", "DMTYPE LOPA\n"},
+        {"NAMESPACE", "librarynt", "NAMESPACE LibraryNT\n"},
+        {"NameSpace", "LIBRARYUNIX", "NAMESPACE LibraryUnix\n"},
+    };
+    for (const auto &entry : cases) {
+        tovResetCache();
+        unlink("vekinfo.tag");
+        EXPECT_EQ(1, tovAddEntry(".", entry.name, entry.value)) << entry.name;
+        expectSettings(entry.line);
+        box.file("vekinfo.tag", "X 1\n");
+        tovResetCache();
+        EXPECT_EQ(1, tovAddEntry(".", entry.name, entry.value)) << entry.name;
+        expectSettings(std::string(entry.line) + "X 1\n");
+    }
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(Edit, AddingAKeywordReplacesItsValue) {
+    box.file("vekinfo.tag", "DMTYPE old\nNAMESPACE LibraryNT\nVEKLIBCHECK ON\n");
+    EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "new"));
+    EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "LibraryUnix"));
+    expectSettings("VEKLIBCHECK ON\nDMTYPE new\nNAMESPACE LibraryUnix\n");
+}
+
+TEST_F(Edit, AddingTheLibraryEntryNeedsNoValue) {
+    EXPECT_EQ(1, tovAddEntry(".", "VEKLIBRARY", nullptr));
+    expectSettings("VEKLIBRARY\n");
+}
+
+// OFF is never written.
+TEST_F(Edit, AddingLibraryCheckOffLeavesNoLine) {
+    box.file("vekinfo.tag", "VEKLIBCHECK ON\nDMTYPE x\n");
+    EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "OFF"));
+    expectSettings("DMTYPE x\n");
+}
+
+TEST_F(Edit, AddingAnApplicationEntryDropsTheOthers) {
+    box.file("vekinfo.tag", "A 1\nDMTYPE x\nB 2\n");
+    EXPECT_EQ(1, tovAddEntry(".", "C", "3"));
+    expectSettings("DMTYPE x\nC 3\n");
+}
+
+TEST_F(Edit, AddingAnExistingNameKeepsTheOldLineInFront) {
+    box.file("vekinfo.tag", "A 1\n");
+    EXPECT_EQ(1, tovAddEntry(".", "a", "2"));
+    expectSettings("A 1\na 2\n");
+    tovResetCache();
+    EXPECT_STREQ("1", tovLookupEntry(".", "A", nullptr));
+}
+
+TEST_F(Edit, AddingAnExistingNameDropsTheEntriesOfOtherNames) {
+    box.file("vekinfo.tag", "A 1\nB 2\n");
+    EXPECT_EQ(1, tovAddEntry(".", "A", "3"));
+    expectSettings("A 1\nA 3\n");
+}
+
+TEST_F(Edit, AddingTwiceInOneProcessIsWrittenTwice) {
+    for (int round = 0; round < 50; ++round) {
+        ASSERT_EQ(1, tovAddEntry(".", "A", std::to_string(round).c_str()));
+    }
+    const std::string text = settings();
+    EXPECT_EQ(0U, text.find("A 0\nA 1\nA 2\n"));
+    EXPECT_NE(std::string::npos, text.find("\nA 49\n"));
+    EXPECT_EQ(text, cached());
+}
+
+TEST_F(Edit, ValuesAreWrittenAsGiven) {
+    EXPECT_EQ(1, tovAddEntry(".", "FOO", "Some  Words #and more"));
+    EXPECT_EQ("FOO Some  Words #and more\n", settings());
+    tovResetCache();
+    EXPECT_STREQ("Some", tovLookupEntry(".", "FOO", nullptr));
+}
+
+TEST_F(Edit, TheCacheHoldsTheValueAsGiven) {
+    box.file("vekinfo.tag", "");
+    EXPECT_EQ(1, tovAddEntry(".", "FOO", "Some  Words"));
+    expectSettings("FOO Some  Words\n");
+}
+
+TEST_F(Edit, AnEmptyValueLeavesABlankThatReadsAsNone) {
+    EXPECT_EQ(1, tovAddEntry(".", "FOO", ""));
+    EXPECT_EQ("FOO \n", settings());
+    tovResetCache();
+    EXPECT_STREQ("", tovLookupEntry(".", "FOO", nullptr));
+}
+
+TEST_F(Edit, LongNamesAndValuesAreWrittenWhole) {
+    for (const std::size_t size : {1023U, 1024U, 1025U, 2047U, 2048U, 4095U, 4096U, 4097U, 100U * 1024U}) {
+        tovResetCache();
+        unlink("vekinfo.tag");
+        const std::string name(size, 'n');
+        const std::string value(size, 'v');
+        EXPECT_EQ(1, tovAddEntry(".", name.c_str(), value.c_str())) << size;
+        EXPECT_EQ(name + " " + value + "\n", settings()) << size;
+    }
+}
+
+// ---- values that the keyword does not allow
+
+TEST_F(Edit, ABadValueIsReportedAndNotAppliedAndTheFileIsWritten) {
+    EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
+    EXPECT_EQ((test::Reports{{9, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 0}}),
+              reports.take());
+    expectSettings("");
+}
+
+TEST_F(Edit, ABadValueIsReportedWithTheFilesLineCount) {
+    box.file("d/vekinfo.tag", "VEKLIBCHECK ON\nA 1\n\n");
+    EXPECT_EQ(1, tovAddEntry("d", "VEKLIBCHECK", "maybe"));
+    EXPECT_EQ((test::Reports{{9, "VEKLIBCHECK line in vekinfo.tag file", "d/vekinfo.tag", 3}}),
+              reports.take());
+    expectSettings("A 1\n", "d");
+}
+
+TEST_F(Edit, ABadNamespaceLeavesNone) {
+    box.file("vekinfo.tag", "NAMESPACE LibraryNT\n");
+    EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "Unix"));
+    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "./vekinfo.tag", 1}}), reports.take());
+    expectSettings("");
+}
+
+TEST_F(Edit, ABadValueIsPrintedWithoutALineForANewFile) {
+    tovRegisterErrorHandler(nullptr);
+    test::Capture capture;
+    EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
+    EXPECT_EQ("Error (tov): 'syntax error' VEKLIBCHECK line in vekinfo.tag file : ./vekinfo.tag.\n\n",
+              capture.err());
+}
+
+// ---- files that cannot be read
+
+TEST_F(Edit, AddingReplacesAFileWithASyntaxError) {
+    box.file("vekinfo.tag", "A 1\nDMTYPE\nB 2\n");
+    EXPECT_EQ(1, tovAddEntry(".", "FOO", "1"));
+    const test::Report error = {9, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
+    EXPECT_EQ((test::Reports{error, error}), reports.take()) << "once on clearing, once on adding";
+    EXPECT_EQ("FOO 1\n", settings());
+    EXPECT_EQ("FOO 1\n", cached());
+}
+
+TEST_F(Edit, AddingReplacesAnUnreadableFileThatMayBeWritten) {
+    box.file("vekinfo.tag", "A 1\n", 0222);
+    test::asUnprivileged([] { EXPECT_EQ(1, tovAddEntry(".", "FOO", "1")); });
+    ASSERT_EQ(0, chmod("vekinfo.tag", 0644));
+    EXPECT_EQ("FOO 1\n", settings());
+}
+
+TEST_F(Edit, ATagFileThatIsADirectoryIsReported) {
+    box.directory("vekinfo.tag");
+    EXPECT_EQ(0, tovRemoveEntry(".", "A"));
+    EXPECT_EQ(writeFailed(1), reports.take());
+    EXPECT_EQ(0, tovAddEntry(".", "A", "1"));
+    EXPECT_EQ(writeFailed(2), reports.take());
+}
+
+TEST_F(Edit, APipeDoesNotHang) {
+    box.fifo("vekinfo.tag");
+    const test::Outcome outcome = test::inChild(
+        [] {
+            EXPECT_EQ(0, tovRemoveEntry(".", "A"));
+            EXPECT_EQ(0, tovAddEntry(".", "A", "1"));
+            return 0;
+        },
+        test::ChildOptions{.timeoutMs = 5000});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_FALSE(outcome.timedOut);
+}
+
+// ---- files that cannot be written
+
+TEST_F(Edit, AMissingDirectoryIsReported) {
+    EXPECT_EQ(1, tovRemoveEntry("none", "A"));
+    EXPECT_EQ(test::kNoReports, reports.take());
+    EXPECT_EQ(0, tovAddEntry("none", "A", "1"));
+    EXPECT_EQ(writeFailed(1, "none"), reports.take());
+}
+
+TEST_F(Edit, AFileThatMayNotBeWrittenIsReportedAndStays) {
+    box.file("vekinfo.tag", "A 1\nB 2\n", 0444);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(0, tovRemoveEntry(".", "A"));
+        EXPECT_EQ(writeFailed(1), reports.take());
+        EXPECT_EQ("A 1\nB 2\n", cached());
+        EXPECT_EQ(0, tovAddEntry(".", "A", "1"));
+        EXPECT_EQ(writeFailed(2), reports.take()) << "once on clearing, once on adding";
+        EXPECT_EQ("A 1\nB 2\n", cached());
+    });
+    EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Edit, TheFailureIsPrintedWithTheDirectory) {
+    tovRegisterErrorHandler(nullptr);
+    test::Capture capture;
+    EXPECT_EQ(0, tovAddEntry("none", "A", "1"));
+    EXPECT_EQ("Error (tov): 'system error' opening for write : none.\n\n", capture.err());
+}
+
+TEST_F(Edit, ThePathHoldsAtMost4095Characters) {
+    const std::string longest = test::spelledWith(".", 4083);
+    EXPECT_EQ(1, tovAddEntry(longest.c_str(), "A", "1"));
+    EXPECT_EQ("A 1\n", settings());
+    EXPECT_EQ(1, tovRemoveEntry(longest.c_str(), "B"));
+    EXPECT_EQ("", settings());
+    unlink("vekinfo.tag");
+    for (const std::size_t size : {4084U, 4085U, 4095U, 4096U, 4097U, 100000U}) {
+        const std::string directory = test::spelledWith(".", size);
+        EXPECT_EQ(0, tovAddEntry(directory.c_str(), "A", "1")) << size;
+        EXPECT_EQ(writeFailed(1, directory), reports.take()) << size;
+        EXPECT_EQ(1, tovRemoveEntry(directory.c_str(), "A")) << size;
+        EXPECT_EQ((std::vector<std::string>{}), box.list()) << size;
+    }
+}
+
+TEST_F(Edit, NullArgumentsAreSurvived) {
+    box.file("vekinfo.tag", "A 1\nB 2\n");
+    tovRemoveEntry(nullptr, "A");
+    tovRemoveEntry(".", nullptr);
+    tovAddEntry(nullptr, "A", "1");
+    tovAddEntry(".", nullptr, "1");
+    tovAddEntry(".", "A", nullptr);
+    tovSetPathDmType(".", nullptr);
+    tovCreateInfoFile(nullptr, nullptr);
+}
+
+// ---- failed writes
+
+class FailedEdit : public Edit {
+  protected:
+    /// Runs one edit over `old` with a fault armed. After a failure the file and the cache are as they were.
+    int edit(const std::string &old, const std::function<int()> &body, const std::function<void()> &arm,
+             const std::string &expected) {
+        box.file("vekinfo.tag", old);
+        tovResetCache();
+        const std::string before = cached();
+        static_cast<void>(reports.take());
+        test::faults::reset();
+        arm();
+        const int result = body();
+        test::faults::reset();
+        const test::Reports seen = reports.take();
+        if (result == 1) {
+            expectSettings(expected);
+        } else {
+            EXPECT_EQ(old, box.read("vekinfo.tag"));
+            EXPECT_EQ(before, cached());
+            EXPECT_FALSE(seen.empty());
+            for (const test::Report &report : seen) {
+                EXPECT_EQ((test::Report{3, "opening for write", ".", 0}), report);
+            }
+        }
+        return result;
+    }
+
+    static constexpr const char *kCalls[] = {"open",      "fallocate", "pwrite", "write",
+                                             "ftruncate", "fsync",     "close"};
+
+    const std::string old_ = "A 1\nVEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nB 2\nA 3\n";
+};
+
+TEST_F(FailedEdit, ClearingLeavesFileAndCacheAsTheyWereWhicheverCallFails) {
+    const struct {
+        const char *name;
+        const char *expected;
+    } edits[] = {
+        {"A", "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nA 3\n"},
+        {"Z", "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\n"},
+        {"DMTYPE", "VEKLIBRARY\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n"},
+        {"VEKLIBRARY", "DMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n"},
+        {"NAMESPACE", "VEKLIBRARY\nDMTYPE Mrev\nA 1\nB 2\nA 3\n"},
+    };
+    for (const auto &entry : edits) {
+        const auto body = [&] { return tovRemoveEntry(".", entry.name); };
+        ASSERT_EQ(1, edit(
+                         old_, body, [] {}, entry.expected));
+        for (const char *call : kCalls) {
+            for (int nth = 1; nth <= 3; ++nth) {
+                SCOPED_TRACE(std::string(entry.name) + " " + call + " " + std::to_string(nth));
+                edit(
+                    old_, body, [&] { test::faults::fail(call, nth, ENOSPC); }, entry.expected);
+            }
+        }
+        EXPECT_EQ(0, edit(
+                         old_, body, [] { test::faults::failFrom("pwrite", 1, ENOSPC); }, entry.expected));
+        EXPECT_EQ(0, edit(
+                         old_, body, [] { test::faults::failFrom("fallocate", 1, ENOSPC); }, entry.expected));
+    }
+}
+
+TEST_F(FailedEdit, AddingLeavesFileAndCacheAsTheyWereWhenTheDiskIsFull) {
+    const struct {
+        const char *name;
+        const char *value;
+        const char *expected;
+    } edits[] = {
+        {"A", "4", "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nA 3\nA 4\n"},
+        {"Z", "4", "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nZ 4\n"},
+        {"DMTYPE", "pkm", "VEKLIBRARY\nDMTYPE pkm\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n"},
+        {"VEKLIBCHECK", "ON",
+         "VEKLIBRARY\nVEKLIBCHECK ON\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n"},
+    };
+    for (const auto &entry : edits) {
+        const auto body = [&] { return tovAddEntry(".", entry.name, entry.value); };
+        ASSERT_EQ(1, edit(
+                         old_, body, [] {}, entry.expected));
+        for (const char *call : {"pwrite", "fallocate", "fsync"}) {
+            SCOPED_TRACE(std::string(entry.name) + " " + call);
+            EXPECT_EQ(0, edit(
+                             old_, body, [&] { test::faults::failFrom(call, 1, ENOSPC); }, entry.expected));
+        }
+    }
+}
+
+// Adding writes twice; when the second write fails, what the first one did must not have cost anything.
+TEST_F(FailedEdit, AddingLosesNothingWhicheverWriteFails) {
+    const auto body = [] { return tovAddEntry(".", "Z", "4"); };
+    for (const char *call : kCalls) {
+        for (int nth = 1; nth <= 6; ++nth) {
+            SCOPED_TRACE(std::string(call) + " " + std::to_string(nth));
+            box.file("vekinfo.tag", old_);
+            tovResetCache();
+            cached();
+            test::faults::reset();
+            test::faults::fail(call, nth, ENOSPC);
+            const int result = body();
+            test::faults::reset();
+            const test::Reports seen = reports.take();
+            if (result == 0) {
+                EXPECT_EQ(old_, box.read("vekinfo.tag"));
+                EXPECT_EQ("VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n", cached());
+                EXPECT_FALSE(seen.empty());
+            } else {
+                EXPECT_EQ(settings(), cached());
+                EXPECT_NE(std::string::npos, settings().find("Z 4\n"));
+            }
+        }
+    }
+}
+
+TEST_F(FailedEdit, OnAFullFileSystemNothingIsLost) {
+    test::onSmallFilesystem(64U * 1024U, [this](const std::string &directory) {
+        const std::string path = directory + "/vekinfo.tag";
+        std::ofstream(path) << old_;
+        ASSERT_EQ(0, chmod(path.c_str(), 0640));
+        struct stat before = {};
+        ASSERT_EQ(0, stat(path.c_str(), &before));
+        {
+            std::ofstream filler(directory + "/filler");
+            while (filler << std::string(1024, 'f') << std::flush) {
+            }
+        }
+
+        // The new text needs more than the one page that the old file has.
+        EXPECT_EQ(0, tovAddEntry(directory.c_str(), "A", std::string(20000, 'v').c_str()));
+
+        EXPECT_FALSE(reports.take().empty());
+        std::ifstream file(path);
+        EXPECT_EQ(old_, std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
+        struct stat after = {};
+        ASSERT_EQ(0, stat(path.c_str(), &after));
+        EXPECT_EQ(before.st_ino, after.st_ino);
+        EXPECT_EQ(before.st_mode, after.st_mode);
+        EXPECT_EQ("VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n", cached(directory));
+    });
+}
+
+TEST_F(FailedEdit, AFailedFirstAddLeavesNoFile) {
+    test::faults::failFrom("pwrite", 1, ENOSPC);
+    EXPECT_EQ(0, tovAddEntry(".", "A", "1"));
+    test::faults::reset();
+    EXPECT_EQ((std::vector<std::string>{}), box.list());
+    EXPECT_EQ("status 6", cached());
+}
+
+TEST_F(FailedEdit, ExhaustedMemoryLosesNothing) {
+    const std::string whole = "VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n";
+    for (int nth = 1; nth <= 100; ++nth) {
+        for (const bool readBefore : {false, true}) {
+            SCOPED_TRACE(nth);
+            box.file("vekinfo.tag", old_);
+            tovResetCache();
+            if (readBefore) {
+                cached();
+            }
+            test::faults::failAllocation(nth);
+            const int result = tovAddEntry(".", "DMTYPE", "pkm");
+            test::faults::reset();
+            const bool reported = !reports.take().empty();
+            tovResetCache();
+            if (result == 1) {
+                EXPECT_EQ("VEKLIBRARY\nDMTYPE pkm\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n", cached());
+            } else {
+                EXPECT_TRUE(reported);
+                EXPECT_EQ(whole, cached());
+            }
+        }
+    }
+}
+
+// ---- many edits in one process
+
+/// The rules of editing, told once more.
+struct Model {
+    bool exists = false;
+    bool library = false;
+    bool check = false;
+    std::string dmtype;
+    std::string nameSpace;
+    std::vector<std::pair<std::string, std::string>> entries;
+
+    static bool same(const std::string &a, const std::string &b) {
+        return strcasecmp(a.c_str(), b.c_str()) == 0;
+    }
+
+    void remove(const std::string &name) {
+        if (!exists) {
+            return;
+        }
+        if (same(name, "VEKLIBRARY")) {
+            library = false;
+        } else if (same(name, "VEKLIBCHECK")) {
+            check = false;
+        } else if (same(name, "DMTYPE")) {
+            dmtype.clear();
+        } else if (same(name, "NAMESPACE")) {
+            nameSpace.clear();
+        } else {
+            std::vector<std::pair<std::string, std::string>> kept;
+            for (const auto &entry : entries) {
+                if (same(entry.first, name)) {
+                    kept.push_back(entry);
+                }
+            }
+            if (kept.size() != entries.size()) {
+                entries = kept;
+            }
+        }
+    }
+
+    void add(const std::string &name, const std::string &value) {
+        remove(name);
+        exists = true;
+        if (same(name, "VEKLIBRARY")) {
+            library = true;
+        } else if (same(name, "VEKLIBCHECK")) {
+            check = same(value, "ON");
+        } else if (same(name, "DMTYPE")) {
+            dmtype = value;
+        } else if (same(name, "NAMESPACE")) {
+            nameSpace = same(value, "LibraryNT")     ? "LibraryNT"
+                        : same(value, "LibraryUnix") ? "LibraryUnix"
+                                                     : "";
+        } else {
+            entries.emplace_back(name, value);
+        }
+    }
+
+    [[nodiscard]] std::string text() const {
+        std::string lines;
+        lines += library ? "VEKLIBRARY\n" : "";
+        lines += check ? "VEKLIBCHECK ON\n" : "";
+        lines += dmtype.empty() ? "" : "DMTYPE " + dmtype + "\n";
+        lines += nameSpace.empty() ? "" : "NAMESPACE " + nameSpace + "\n";
+        for (const auto &[name, value] : entries) {
+            lines += name + " " + value + "\n";
+        }
+        return lines;
+    }
+};
+
+TEST_F(Edit, AnySequenceOfEditsLeavesFileAndCacheInStep) {
+    const char *names[] = {"A", "a", "B", "C", "A", "A", "VEKLIBRARY", "VEKLIBCHECK", "DMTYPE", "NAMESPACE"};
+    const char *values[] = {"1", "two", "", "ON", "off", "LibraryNT", "libraryunix", "Mrev"};
+    Model model;
+    uint32_t state = 20240229;
+    const auto next = [&state](std::size_t limit) {
+        state = state * 1664525U + 1013904223U;
+        return (state >> 16U) % limit;
+    };
+    for (int step = 0; step < 600; ++step) {
+        const char *name = names[next(std::size(names))];
+        const char *value = values[next(std::size(values))];
+        const bool removes = next(4) == 0;
+        if (next(5) == 0) {
+            tovResetCache();
+        }
+        if (next(3) == 0) { // a query between the edits
+            tovLookupEntry(box.path().c_str(), name, nullptr);
+        }
+        if (removes) {
+            model.remove(name);
+            ASSERT_EQ(1, tovRemoveEntry(".", name));
+        } else {
+            model.add(name, value);
+            ASSERT_EQ(1, tovAddEntry(".", name, value));
+        }
+        if (model.exists) {
+            ASSERT_EQ(model.text(), settings()) << step << ": " << name << " " << value;
+            ASSERT_EQ(model.text(), cached()) << step << ": " << name << " " << value;
+        }
+    }
+}
+
+TEST_F(Edit, QueriesOfTheSameProcessSeeTheEditedKeywords) {
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    const std::string here = box.path();
+    EXPECT_STREQ("old", tovGetDmType(here.c_str()));
+    EXPECT_EQ(1, tovAddEntry(here.c_str(), "DMTYPE", "new"));
+    EXPECT_STREQ("new", tovGetDmType(here.c_str()));
+    EXPECT_EQ(1, tovAddEntry(here.c_str(), "NAMESPACE", "LibraryNT"));
+    EXPECT_STREQ("LibraryNT", tovGetNameSpace(here.c_str()));
+    EXPECT_EQ(1, tovRemoveEntry(here.c_str(), "DMTYPE"));
+    EXPECT_EQ(nullptr, tovLookupEntry(here.c_str(), "DMTYPE", nullptr));
+}
+
+TEST_F(Edit, AnotherSpellingOfThePathKeepsWhatItHasRead) {
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    const std::string here = box.path();
+    EXPECT_STREQ("old", tovGetDmType(here.c_str()));
+    EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "new"));
+    EXPECT_STREQ("old", tovGetDmType(here.c_str()));
+}
+
+// ---- the short forms
+
+TEST_F(Edit, TheDmTypeHasShortForms) {
+    EXPECT_EQ(1, tovSetPathDmType(".", "Mrev"));
+    expectSettings("DMTYPE Mrev\n");
+    EXPECT_EQ(1, tovSetPathUnmanaged("."));
+    expectSettings("DMTYPE none\n");
+    EXPECT_EQ(1, tovClearPathUnmanaged("."));
+    expectSettings("");
+    EXPECT_EQ(0, tovSetPathDmType("none", "x"));
+    EXPECT_EQ(0, tovSetPathUnmanaged("none"));
+    EXPECT_EQ(1, tovClearPathUnmanaged("none"));
+}
+
+// An empty type is kept in the cache and not written.
+TEST_F(Edit, AnEmptyDmtypeIsNotWritten) {
+    EXPECT_EQ(1, tovSetPathDmType(".", ""));
+    EXPECT_EQ("", settings());
+}
+
+// ---- creating
+
+class Create : public Edit {
+  protected:
+    static int create(const char *directory, std::vector<std::string> lines) {
+        std::vector<char *> list;
+        list.reserve(lines.size() + 1);
+        for (std::string &line : lines) {
+            list.push_back(line.data());
+        }
+        list.push_back(nullptr);
+        return tovCreateInfoFile(directory, list.data());
+    }
+};
+
+TEST_F(Create, WritesTheTemplateAndTheLines) {
+    EXPECT_EQ(1, create(".", {"VEKLIBRARY", "# any text", "", "FOO  bar  baz"}));
+    EXPECT_EQ(kTemplate + "VEKLIBRARY\n# any text\n\nFOO  bar  baz\n", box.read("vekinfo.tag"));
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(Create, WithoutLinesWritesTheTemplate) {
+    EXPECT_EQ(1, tovCreateInfoFile(".", nullptr));
+    EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
+    box.directory("d");
+    EXPECT_EQ(1, create("d", {}));
+    EXPECT_EQ(kTemplate, box.read("d/vekinfo.tag"));
+}
+
+TEST_F(Create, NeverOverwritesAFile) {
+    box.file("vekinfo.tag", "A 1\n");
+    EXPECT_EQ(0, create(".", {"B 2"}));
+    EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "./vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
+    box.directory("d/vekinfo.tag").link("n/vekinfo.tag", "/dev/null");
+    EXPECT_EQ(0, create("d", {"B 2"}));
+    EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "d/vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ(0, create("n", {"B 2"}));
+    EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "n/vekinfo.tag", 0}}), reports.take());
+}
+
+TEST_F(Create, AFileThatCannotBeOpenedIsReported) {
+    EXPECT_EQ(0, create("none", {"B 2"}));
+    EXPECT_EQ((test::Reports{{3, "open for write", "none/vekinfo.tag", 0}}), reports.take());
+    box.directory("d", 0555);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(0, create("d", {"B 2"}));
+        EXPECT_EQ((test::Reports{{3, "open for write", "d/vekinfo.tag", 0}}), reports.take());
+    });
+}
+
+TEST_F(Create, LongLinesAreWrittenWhole) {
+    const std::string line(100000, 'l');
+    EXPECT_EQ(1, create(".", {line, line}));
+    EXPECT_EQ(kTemplate + line + "\n" + line + "\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Create, AFailedWriteIsReportedAndCanBeRepeated) {
+    for (const char *call :
+         {"pwrite", "write", "fallocate", "fsync", "close", "fclose", "fflush", "ftruncate"}) {
+        SCOPED_TRACE(call);
+        unlink("vekinfo.tag");
+        test::faults::fail(call, 1, ENOSPC);
+        const int result = create(".", {"A 1"});
+        test::faults::reset();
+        const test::Reports seen = reports.take();
+        if (result == 0) {
+            ASSERT_EQ(1U, seen.size());
+            EXPECT_EQ(3, seen[0].code);
+            EXPECT_EQ(1, create(".", {"A 1"})) << "no half file stands in the way";
+        }
+        EXPECT_EQ(kTemplate + "A 1\n", box.read("vekinfo.tag"));
+    }
+}
+
+TEST_F(Create, OnAFullFileSystemIsReported) {
+    test::onSmallFilesystem(64U * 1024U, [this](const std::string &directory) {
+        {
+            std::ofstream filler(directory + "/filler");
+            while (filler << std::string(1024, 'f') << std::flush) {
+            }
+        }
+        EXPECT_EQ(0, create(directory.c_str(), {"A 1"}));
+        const test::Reports seen = reports.take();
+        ASSERT_EQ(1U, seen.size());
+        EXPECT_EQ(3, seen[0].code);
+    });
+}
+
+TEST_F(Create, ThePathHoldsAtMost4095Characters) {
+    const std::string longest = test::spelledWith(".", 4083);
+    EXPECT_EQ(1, create(longest.c_str(), {}));
+    unlink("vekinfo.tag");
+    for (const std::size_t size : {4084U, 4096U, 100000U}) {
+        EXPECT_EQ(0, create(test::spelledWith(".", size).c_str(), {})) << size;
+        EXPECT_EQ((std::vector<std::string>{}), box.list()) << size;
+    }
+}
+
+} // namespace

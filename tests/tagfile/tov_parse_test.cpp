@@ -1,0 +1,547 @@
+#include "tagfile/tovi_parse.h"
+
+#include "tagfile/tovi_cache.h"
+#include "tests/support/capture.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/tagfile/tag_support.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+Words split(const std::string &line) {
+    int count = -1;
+    char *words[TOVI_LINE_WORDS] = {};
+    toviProcessLine(line.c_str(), &count, words);
+    EXPECT_GE(count, 0);
+    EXPECT_LE(count, 3);
+    Words result;
+    for (int at = 0; at < count; ++at) {
+        result.emplace_back(words[at]);
+    }
+    return result;
+}
+
+// ---- one line
+
+struct SplitCase {
+    const char *line;
+    Words words;
+};
+
+void expectSplits(const std::vector<SplitCase> &cases) {
+    for (const SplitCase &entry : cases) {
+        EXPECT_EQ(entry.words, split(entry.line)) << testing::PrintToString(std::string(entry.line));
+    }
+}
+
+TEST(ToviProcessLine, SplitsIntoAtMostThreeWords) {
+    expectSplits({
+        {"FOO", {"FOO"}},
+        {"FOO bar", {"FOO", "bar"}},
+        {"FOO bar baz", {"FOO", "bar", "baz"}},
+        {"FOO bar baz qux", {"FOO", "bar", "baz qux"}},
+        {"FOO bar baz  qux\tx", {"FOO", "bar", "baz  qux\tx"}},
+        {"FOO \t  bar\t\t  baz", {"FOO", "bar", "baz"}},
+        {"FOO\vbar\fbaz\rqux", {"FOO", "bar", "baz\rqux"}},
+    });
+}
+
+TEST(ToviProcessLine, ALineWithoutWordsCountsNone) {
+    expectSplits({{"", {}}, {"\n", {}}, {"   ", {}}, {"\t\t\n", {}}, {" \v\f\r \n", {}}});
+}
+
+TEST(ToviProcessLine, CutsAtTheFirstNewline) {
+    expectSplits({{"FOO bar\n", {"FOO", "bar"}}, {"FOO\nBAR baz\n", {"FOO"}}, {"\nFOO bar", {}}});
+}
+
+TEST(ToviProcessLine, AMarkerInTheFirstColumnEmptiesTheLine) {
+    expectSplits({{"--note", {}},
+                  {"-- FOO bar", {}},
+                  {"#note", {}},
+                  {"# FOO bar", {}},
+                  {";note", {}},
+                  {"; FOO bar", {}}});
+}
+
+TEST(ToviProcessLine, AMarkerBehindABlankOrTabEndsTheLine) {
+    expectSplits({{"FOO bar --note", {"FOO", "bar"}},
+                  {"FOO bar\t--note", {"FOO", "bar"}},
+                  {"FOO bar #note", {"FOO", "bar"}},
+                  {"FOO bar\t#note", {"FOO", "bar"}},
+                  {"FOO bar ;note", {"FOO", "bar"}},
+                  {"FOO bar\t;note", {"FOO", "bar"}},
+                  {"FOO #bar --baz", {"FOO"}},
+                  {"FOO ;bar #baz --qux", {"FOO"}},
+                  {"FOO --bar #baz", {"FOO"}}});
+}
+
+TEST(ToviProcessLine, AMarkerBehindLeadingBlanksEmptiesTheLine) {
+    expectSplits({{"  # note", {}}, {" #note", {}}, {"\t;note", {}}, {" \t --note", {}}});
+}
+
+TEST(ToviProcessLine, AMarkerInsideAWordIsKept) {
+    expectSplits({{"FOO bar#note", {"FOO", "bar#note"}},
+                  {"a#b", {"a#b"}},
+                  {"x--y", {"x--y"}},
+                  {"a;b c;", {"a;b", "c;"}},
+                  {"FOO -bar", {"FOO", "-bar"}},
+                  {"-FOO -", {"-FOO", "-"}}});
+}
+
+// Only a blank or a tab in front makes a marker one; other white space does not.
+TEST(ToviProcessLine, AMarkerBehindOtherWhiteSpaceIsAWord) {
+    expectSplits({{"\v#note", {"#note"}}, {"\f;x", {";x"}}, {"\r--x", {"--x"}}, {"FOO\v#x", {"FOO", "#x"}}});
+}
+
+TEST(ToviProcessLine, SkipsLeadingWhiteSpaceOfEveryKind) {
+    expectSplits({{" \t\v\f\rFOO bar", {"FOO", "bar"}}});
+}
+
+TEST(ToviProcessLine, TrailingWhiteSpaceIsNoWord) {
+    expectSplits({{"VEKLIBRARY \t ", {"VEKLIBRARY"}},
+                  {"VEKLIBRARY\r", {"VEKLIBRARY"}},
+                  {"VEKLIBRARY \v", {"VEKLIBRARY"}},
+                  {"FOO bar\r", {"FOO", "bar"}},
+                  {"FOO bar \f\v", {"FOO", "bar"}},
+                  {"FOO bar baz  ", {"FOO", "bar", "baz"}}});
+}
+
+TEST(ToviProcessLine, BytesAboveAsciiAreNoWhiteSpace) {
+    expectSplits({{"F\xA0O\x85 b\xFFr", {"F\xA0O\x85", "b\xFFr"}}, {"\x80 \x9F", {"\x80", "\x9F"}}});
+}
+
+TEST(ToviProcessLine, LeavesTheLineItWasGivenAlone) {
+    const std::string given = "FOO bar #note\n";
+    int count = 0;
+    char *words[TOVI_LINE_WORDS] = {};
+    toviProcessLine(given.c_str(), &count, words);
+    EXPECT_EQ("FOO bar #note\n", given);
+}
+
+TEST(ToviProcessLine, OfAnOverlongLineTheFirst4095CharactersCount) {
+    EXPECT_EQ(4094U, split(std::string(4094, 'a'))[0].size());
+    EXPECT_EQ(4095U, split(std::string(4095, 'a'))[0].size());
+    EXPECT_EQ(4095U, split(std::string(4096, 'a'))[0].size());
+    EXPECT_EQ(4095U, split(std::string(100000, 'a'))[0].size());
+    const Words cut = split("FOO " + std::string(4096, 'v'));
+    ASSERT_EQ(2U, cut.size());
+    EXPECT_EQ(4091U, cut[1].size());
+}
+
+// ---- one line's meaning
+
+class InputLine : public testing::Test {
+  protected:
+    /// Handles `line` as line 7 of /d/vekinfo.tag.
+    int handle(const std::string &line, const char *element = nullptr) {
+        obj->line = 7;
+        return tovProcessVekinfoCommand(line.c_str(), element, &found, obj.get(), "/d/vekinfo.tag");
+    }
+
+    test::TagObject obj = test::emptyTagObject();
+    int found = 0;
+    test::ReportCollector reports;
+};
+
+TEST_F(InputLine, VeklibraryStandsAlone) {
+    EXPECT_EQ(0, handle("vekLibrary"));
+    EXPECT_EQ(1, obj->library);
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(InputLine, VeklibraryWithAValueIsASyntaxError) {
+    for (const char *line : {"VEKLIBRARY yes", "veklibrary yes please"}) {
+        EXPECT_EQ(9, handle(line));
+        EXPECT_EQ(255, obj->library);
+        EXPECT_EQ((test::Reports{{9, "VEKLIBRARY line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+                  reports.take());
+    }
+}
+
+TEST_F(InputLine, VeklibcheckTakesOnAndOffInAnyCase) {
+    const std::vector<std::pair<const char *, int>> cases = {
+        {"VEKLIBCHECK ON", 1}, {"VEKLIBCHECK OFF", 0}, {"veklibcheck oN", 1}, {"VekLibCheck off", 0}};
+    for (const auto &[line, value] : cases) {
+        EXPECT_EQ(0, handle(line)) << line;
+        EXPECT_EQ(value, obj->libcheck) << line;
+    }
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(InputLine, AnyOtherVeklibcheckIsASyntaxError) {
+    for (const char *line :
+         {"VEKLIBCHECK", "VEKLIBCHECK maybe", "VEKLIBCHECK ON OFF", "veklibcheck O", "VEKLIBCHECK ONE"}) {
+        EXPECT_EQ(9, handle(line)) << line;
+        EXPECT_EQ(255, obj->libcheck) << line;
+        EXPECT_EQ((test::Reports{{9, "VEKLIBCHECK line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+                  reports.take());
+    }
+}
+
+TEST_F(InputLine, DmtypeKeepsAnyWordAsItIsWritten) {
+    for (const char *value : {"none", "Mrev", "LOPA", "a#b", "42"}) {
+        EXPECT_EQ(0, handle(std::string("dmtype ") + value));
+        EXPECT_STREQ(value, obj->dmtype);
+    }
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(InputLine, DmtypeWithoutAValueOrWithTwoIsASyntaxError) {
+    for (const char *line : {"DMTYPE", "DMTYPE mrev pkm", "DmType a b c"}) {
+        EXPECT_EQ(9, handle(line)) << line;
+        EXPECT_EQ(nullptr, obj->dmtype) << line;
+        EXPECT_EQ((test::Reports{{9, "DMTYPE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+                  reports.take());
+    }
+}
+
+TEST_F(InputLine, NamespaceTakesTheTwoNamesInAnyCase) {
+    const std::vector<std::pair<const char *, uint32_t>> cases = {{"NAMESPACE LibraryNT", 1},
+                                                                  {"NAMESPACE LibraryUnix", 2},
+                                                                  {"namespace librarynt", 1},
+                                                                  {"NAMESPACE libraryunix", 2},
+                                                                  {"NameSpace LIBRARYNT", 1}};
+    for (const auto &[line, value] : cases) {
+        EXPECT_EQ(0, handle(line)) << line;
+        EXPECT_EQ(value, obj->nameSpace) << line;
+    }
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(InputLine, AnyOtherNamespaceIsASyntaxError) {
+    for (const char *line : {"NAMESPACE", "NAMESPACE Unix", "NAMESPACE LibraryUnix x", "namespace Library",
+                             "NAMESPACE LibraryNTx"}) {
+        EXPECT_EQ(9, handle(line)) << line;
+        EXPECT_EQ(0U, obj->nameSpace) << line;
+        EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+                  reports.take());
+    }
+}
+
+TEST_F(InputLine, ASyntaxErrorOnLineZeroHasNoLineNumber) {
+    obj->line = 0;
+    EXPECT_EQ(9, tovProcessVekinfoCommand("NAMESPACE Unix", nullptr, &found, obj.get(), "/d/vekinfo.tag"));
+    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 0}}),
+              reports.take());
+}
+
+TEST_F(InputLine, AnyOtherWordIsAnApplicationEntry) {
+    for (const char *line : {"FOO", "Foo bar", "FOO bar baz qux", "VEKLIB x", "DMTYPES none", "# note", ""}) {
+        EXPECT_EQ(0, handle(line)) << line;
+    }
+    EXPECT_EQ((test::Entries{"FOO=", "Foo=bar", "FOO=bar", "VEKLIB=x", "DMTYPES=none"}),
+              test::entriesOf(*obj));
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(InputLine, ARepeatedKeywordOverwrites) {
+    handle("DMTYPE mrev");
+    handle("DMTYPE pkm");
+    handle("VEKLIBCHECK ON");
+    handle("VEKLIBCHECK OFF");
+    handle("NAMESPACE LibraryNT");
+    handle("NAMESPACE LibraryUnix");
+    EXPECT_STREQ("pkm", obj->dmtype);
+    EXPECT_EQ(0, obj->libcheck);
+    EXPECT_EQ(2U, obj->nameSpace);
+}
+
+TEST_F(InputLine, FoundIsSetByTheNameInAnyCaseAndNeverCleared) {
+    handle("FOO bar", "foo");
+    EXPECT_EQ(1, found);
+    handle("BAR baz", "foo");
+    EXPECT_EQ(1, found);
+}
+
+TEST_F(InputLine, FoundIsSetByKeywordsToo) {
+    for (const char *line : {"VEKLIBRARY", "VEKLIBCHECK OFF", "DMTYPE none", "NAMESPACE LibraryNT"}) {
+        const std::string keyword = split(line)[0];
+        found = 0;
+        handle(line, "somethingelse");
+        EXPECT_EQ(0, found) << line;
+        handle(line, keyword.c_str());
+        EXPECT_EQ(1, found) << line;
+    }
+}
+
+TEST_F(InputLine, FoundIsLeftAloneWithoutAnElement) {
+    handle("FOO bar", nullptr);
+    EXPECT_EQ(0, found);
+}
+
+TEST_F(InputLine, KeywordsAreAlsoSetOnTheObjectDeliveredLast) {
+    const test::TagObject delivered = test::emptyTagObject();
+    delivered->dmtype = strdup("old");
+    tempVekinfoFromHash = delivered.get();
+
+    handle("VEKLIBRARY");
+    handle("VEKLIBCHECK ON");
+    handle("DMTYPE Mrev");
+    handle("NAMESPACE LibraryNT");
+    handle("FOO bar");
+    tempVekinfoFromHash = nullptr;
+
+    for (const VekinfoObj *object : {obj.get(), delivered.get()}) {
+        EXPECT_EQ(1, object->library);
+        EXPECT_EQ(1, object->libcheck);
+        EXPECT_STREQ("Mrev", object->dmtype);
+        EXPECT_EQ(1U, object->nameSpace);
+    }
+    EXPECT_EQ((test::Entries{"FOO=bar"}), test::entriesOf(*obj));
+    EXPECT_EQ((test::Entries{}), test::entriesOf(*delivered)) << "application entries go to the object alone";
+}
+
+TEST_F(InputLine, ASyntaxErrorLeavesTheObjectDeliveredLastAlone) {
+    const test::TagObject delivered = test::emptyTagObject();
+    tempVekinfoFromHash = delivered.get();
+    EXPECT_EQ(9, handle("VEKLIBCHECK maybe"));
+    tempVekinfoFromHash = nullptr;
+    EXPECT_EQ(255, delivered->libcheck);
+}
+
+// ---- whole files
+
+class ParseFile : public test::TagTest {
+  protected:
+    int parse(const std::string &path = "vekinfo.tag", const char *element = nullptr) {
+        obj = test::emptyTagObject();
+        found = 0;
+        return tovParseVekinfo(path.c_str(), element, obj.get(), &found);
+    }
+    int parseText(const std::string &text, const char *element = nullptr) {
+        box.file("vekinfo.tag", text);
+        return parse("vekinfo.tag", element);
+    }
+
+    test::TagObject obj;
+    int found = 0;
+};
+
+TEST_F(ParseFile, ReadsEveryKindOfLine) {
+    ASSERT_EQ(0, parseText("# a library\n"
+                           "VEKLIBRARY\n"
+                           "\n"
+                           "VEKLIBCHECK off ; not now\n"
+                           "DMTYPE Mrev\n"
+                           "NAMESPACE libraryunix\n"
+                           "FOO bar baz qux\n"
+                           "  # note\n"
+                           "--note\n"
+                           "FOO\n"));
+    EXPECT_EQ(1, obj->library);
+    EXPECT_EQ(0, obj->libcheck);
+    EXPECT_STREQ("Mrev", obj->dmtype);
+    EXPECT_EQ(2U, obj->nameSpace);
+    EXPECT_EQ((test::Entries{"FOO=bar", "FOO="}), test::entriesOf(*obj));
+    EXPECT_EQ(10U, obj->line);
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(ParseFile, AnEmptyFileHasNoLines) {
+    ASSERT_EQ(0, parseText(""));
+    EXPECT_EQ(0U, obj->line);
+    EXPECT_EQ(255, obj->library);
+}
+
+TEST_F(ParseFile, TheTemplateTextSetsNothing) {
+    ASSERT_EQ(0, parseText(test::kTemplate));
+    EXPECT_EQ(38U, obj->line);
+    EXPECT_EQ(255, obj->library);
+    EXPECT_EQ(255, obj->libcheck);
+    EXPECT_EQ(nullptr, obj->dmtype);
+    EXPECT_EQ(0U, obj->nameSpace);
+    EXPECT_EQ((test::Entries{}), test::entriesOf(*obj));
+}
+
+TEST_F(ParseFile, AMissingFinalNewlineLosesNothing) {
+    ASSERT_EQ(0, parseText("A 1\nB 2"));
+    EXPECT_EQ((test::Entries{"A=1", "B=2"}), test::entriesOf(*obj));
+    EXPECT_EQ(2U, obj->line);
+}
+
+TEST_F(ParseFile, CarriageReturnLineEndsReadLikeNewlines) {
+    ASSERT_EQ(0, parseText("VEKLIBRARY\r\nDMTYPE Mrev\r\n\r\nFOO bar\r\nBAR\r\n"));
+    EXPECT_EQ(1, obj->library);
+    EXPECT_STREQ("Mrev", obj->dmtype);
+    EXPECT_EQ((test::Entries{"FOO=bar", "BAR="}), test::entriesOf(*obj));
+    EXPECT_EQ(5U, obj->line);
+}
+
+TEST_F(ParseFile, FoundTellsWhetherTheElementIsThere) {
+    EXPECT_EQ(0, parseText("A 1\nB 2\n", "b"));
+    EXPECT_EQ(1, found);
+    EXPECT_EQ(0, parseText("A 1\nB 2\n", "C"));
+    EXPECT_EQ(0, found);
+    EXPECT_EQ(0, parseText("A 1\nDMTYPE x\nC 3\n", "dmtype"));
+    EXPECT_EQ(1, found);
+    EXPECT_EQ(0, parseText("A 1\n", nullptr));
+    EXPECT_EQ(0, found);
+}
+
+TEST_F(ParseFile, ASyntaxErrorStopsTheReadingThere) {
+    EXPECT_EQ(9, parseText("A 1\nVEKLIBRARY\nNAMESPACE Unix\nB 2\nDMTYPE\n", "A"));
+    EXPECT_EQ(0, found) << "although line 1 had set it";
+    EXPECT_EQ(3U, obj->line);
+    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(*obj));
+    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 3}}), reports.take());
+}
+
+TEST_F(ParseFile, ASyntaxErrorIsPrintedWithFileAndLine) {
+    tovRegisterErrorHandler(nullptr);
+    box.file("d/vekinfo.tag", "\n\n\n\n\n\nNAMESPACE Unix\n");
+    const std::string path = box.path("d/vekinfo.tag");
+    test::Capture capture;
+    EXPECT_EQ(9, parse(path));
+    EXPECT_EQ("Error (tov): 'syntax error' NAMESPACE line in vekinfo.tag file : " + path + " line 7.\n\n",
+              capture.err());
+}
+
+TEST_F(ParseFile, AMissingFileIsReported) {
+    EXPECT_EQ(3, parse("none/vekinfo.tag"));
+    EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "none/vekinfo.tag", 0}}), reports.take());
+}
+
+TEST_F(ParseFile, AnUnreadableFileIsReported) {
+    box.file("vekinfo.tag", "A 1\n", 0200);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(3, parse());
+        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+    });
+}
+
+TEST_F(ParseFile, ADirectoryReadsAsAnEmptyFile) {
+    box.directory("vekinfo.tag");
+    EXPECT_EQ(0, parse());
+    EXPECT_EQ(0U, obj->line);
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(ParseFile, APipeReadsAsAnEmptyFileAndIsNotWaitedFor) {
+    ASSERT_EQ(0, mkfifo("vekinfo.tag", 0666));
+    EXPECT_EQ(0, parse());
+    EXPECT_EQ(0U, obj->line);
+}
+
+TEST_F(ParseFile, ADeviceReadsAsAnEmptyFile) {
+    box.link("null/vekinfo.tag", "/dev/null").link("zero/vekinfo.tag", "/dev/zero");
+    EXPECT_EQ(0, parse("null/vekinfo.tag"));
+    EXPECT_EQ(0U, obj->line);
+    EXPECT_EQ(0, parse("zero/vekinfo.tag"));
+    EXPECT_EQ(0U, obj->line);
+}
+
+TEST_F(ParseFile, ALoopOfLinksIsReported) {
+    box.link("vekinfo.tag", "other").link("other", "vekinfo.tag");
+    EXPECT_EQ(3, parse());
+    EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+}
+
+// A line of the reader holds 4095 characters, its newline included; the rest is a line of its own.
+TEST_F(ParseFile, LinesAreReadInPiecesOf4095Characters) {
+    const struct {
+        std::size_t length;
+        bool newline;
+        uint32_t lines;
+        test::Entries entries;
+    } cases[] = {
+        {4094, true, 1, {"N=" + std::string(4092, 'v')}},
+        {4095, true, 2, {"N=" + std::string(4093, 'v')}},
+        {4096, true, 2, {"N=" + std::string(4093, 'v'), "v="}},
+        {4097, true, 2, {"N=" + std::string(4093, 'v'), "vv="}},
+        {4094, false, 1, {"N=" + std::string(4092, 'v')}},
+        {4095, false, 1, {"N=" + std::string(4093, 'v')}},
+        {4096, false, 2, {"N=" + std::string(4093, 'v'), "v="}},
+        {8190, false, 2, {"N=" + std::string(4093, 'v'), std::string(4095, 'v') + "="}},
+    };
+    for (const auto &entry : cases) {
+        const std::string text = "N " + std::string(entry.length - 2, 'v') + (entry.newline ? "\n" : "");
+        ASSERT_EQ(0, parseText(text)) << entry.length;
+        EXPECT_EQ(entry.lines, obj->line) << entry.length << entry.newline;
+        EXPECT_EQ(entry.entries, test::entriesOf(*obj)) << entry.length << entry.newline;
+    }
+}
+
+TEST_F(ParseFile, LongNamesAreKeptWhole) {
+    for (const std::size_t length : {1023U, 1024U, 1025U, 2047U, 2048U, 4094U}) {
+        const std::string name(length, 'n');
+        ASSERT_EQ(0, parseText(name + "\nNEXT 1\n"));
+        EXPECT_EQ((test::Entries{name + "=", "NEXT=1"}), test::entriesOf(*obj)) << length;
+    }
+}
+
+TEST_F(ParseFile, ACarriageReturnCutOffFromItsNewlineIsStillNoWord) {
+    for (const std::size_t length : {4092U, 4093U, 4094U, 4095U}) {
+        const std::string value(length - 2, 'v');
+        ASSERT_EQ(0, parseText("N " + value + "\r\nM 1\r\n"));
+        EXPECT_EQ((test::Entries{"N=" + value, "M=1"}), test::entriesOf(*obj)) << length;
+    }
+}
+
+TEST_F(ParseFile, AKeywordInTheRestOfAnOverlongLineCounts) {
+    ASSERT_EQ(0, parseText("N " + std::string(4093, 'v') + "VEKLIBRARY\n"));
+    EXPECT_EQ(1, obj->library);
+    EXPECT_EQ(2U, obj->line);
+}
+
+TEST_F(ParseFile, ANulByteEndsItsLineOnly) {
+    ASSERT_EQ(0, parseText(std::string("A 1\0 2 3\n\0B 2\nC 3\nDMTYPE m\0\n", 28)));
+    EXPECT_EQ((test::Entries{"A=1", "C=3"}), test::entriesOf(*obj));
+    EXPECT_STREQ("m", obj->dmtype);
+    EXPECT_EQ(4U, obj->line);
+}
+
+TEST_F(ParseFile, BinaryJunkReadsAsEntries) {
+    std::string junk;
+    uint32_t state = 12345;
+    for (int at = 0; at < 200000; ++at) {
+        state = state * 1664525U + 1013904223U;
+        junk += static_cast<char>(state >> 24U);
+    }
+    EXPECT_EQ(0, parseText(junk + "\nLAST 1\n"));
+    ASSERT_FALSE(test::entriesOf(*obj).empty());
+    EXPECT_EQ("LAST=1", test::entriesOf(*obj).back());
+}
+
+TEST_F(ParseFile, ManyEntriesAreAllKept) {
+    std::string text;
+    for (int at = 0; at < 20000; ++at) {
+        text += "NAME" + std::to_string(at) + " value" + std::to_string(at) + "\n";
+    }
+    ASSERT_EQ(0, parseText(text));
+    const test::Entries entries = test::entriesOf(*obj);
+    ASSERT_EQ(20000U, entries.size());
+    EXPECT_EQ("NAME0=value0", entries.front());
+    EXPECT_EQ("NAME12345=value12345", entries[12345]);
+    EXPECT_EQ("NAME19999=value19999", entries.back());
+}
+
+TEST_F(ParseFile, ExhaustedMemoryIsNeverSuccessWithLess) {
+    box.file("vekinfo.tag", "DMTYPE m\nA 1\nB 2\nC 3\nD 4\nE 5\n");
+    bool sawFailure = false;
+    for (int nth = 1; nth <= 60; ++nth) {
+        test::faults::failAllocation(nth);
+        const int status = parse("vekinfo.tag", "E");
+        test::faults::reset();
+        if (status == 0) {
+            EXPECT_STREQ("m", obj->dmtype) << nth;
+            EXPECT_EQ((test::Entries{"A=1", "B=2", "C=3", "D=4", "E=5"}), test::entriesOf(*obj)) << nth;
+            EXPECT_EQ(1, found) << nth;
+        } else {
+            sawFailure = true;
+            EXPECT_EQ(0, found) << nth;
+            EXPECT_FALSE(reports.take().empty()) << nth << ": a failure is reported";
+        }
+    }
+    EXPECT_TRUE(sawFailure);
+}
+
+} // namespace

@@ -1,0 +1,469 @@
+#include "tagfile/tovi_write.h"
+
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/support/small_filesystem.h"
+#include "tests/tagfile/tag_support.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+namespace {
+
+using test::kTemplate;
+
+std::string contentOf(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+class Write : public test::TagTest {
+  protected:
+    /// What updateInfoFile() wrote behind the template.
+    std::string written() {
+        EXPECT_EQ(1, updateInfoFile(".", obj.get()));
+        const std::string text = box.read("vekinfo.tag");
+        EXPECT_EQ(kTemplate, text.substr(0, kTemplate.size()));
+        return text.size() < kTemplate.size() ? text : text.substr(kTemplate.size());
+    }
+    void expectWriteFailed(const std::string &directory) {
+        EXPECT_EQ((test::Reports{{3, "opening for write", directory, 0}}), reports.take());
+    }
+
+    test::TagObject obj = test::emptyTagObject();
+};
+
+// ---- the template
+
+TEST_F(Write, TheTemplateHas38LinesAnd1306Bytes) {
+    FILE *file = std::fopen("template", "w");
+    ASSERT_NE(nullptr, file);
+    tovWriteDefaultVekinfotag(file);
+    ASSERT_EQ(0, std::fclose(file));
+    const std::string text = box.read("template");
+    EXPECT_EQ(kTemplate, text);
+    EXPECT_EQ(1306U, text.size());
+    EXPECT_EQ(38, std::count(text.begin(), text.end(), '\n'));
+}
+
+// ---- the settings
+
+TEST_F(Write, NothingSetWritesTheTemplateAlone) {
+    EXPECT_EQ("", written());
+}
+
+TEST_F(Write, TheSettingsFollowInFixedOrder) {
+    test::addEntry(*obj, "FOO", "bar");
+    test::addEntry(*obj, "Empty", "");
+    test::addEntry(*obj, "FOO", "again");
+    obj->nameSpace = TOV_NAMESPACE_UNIX;
+    obj->dmtype = strdup("Mrev");
+    obj->libcheck = 1;
+    obj->library = 1;
+    EXPECT_EQ("VEKLIBRARY\n"
+              "VEKLIBCHECK ON\n"
+              "DMTYPE Mrev\n"
+              "NAMESPACE LibraryUnix\n"
+              "FOO bar\n"
+              "Empty \n"
+              "FOO again\n",
+              written());
+}
+
+TEST_F(Write, NamespaceNtIsSpelledOut) {
+    obj->nameSpace = TOV_NAMESPACE_NT;
+    EXPECT_EQ("NAMESPACE LibraryNT\n", written());
+}
+
+TEST_F(Write, ClearedAndUnsetFlagsAreNotWritten) {
+    obj->library = 0;
+    obj->libcheck = 255;
+    EXPECT_EQ("", written());
+}
+
+TEST_F(Write, AnOffSettingOfTheLibraryCheckIsNotWritten) {
+    obj->libcheck = 0;
+    EXPECT_EQ("", written());
+}
+
+TEST_F(Write, AnEmptyDmtypeIsNotWritten) {
+    obj->dmtype = strdup("");
+    EXPECT_EQ("", written());
+}
+
+TEST_F(Write, LongTextsAreWrittenWhole) {
+    std::string expected = "DMTYPE ";
+    const std::string dmtype(4097, 'd');
+    obj->dmtype = strdup(dmtype.c_str());
+    expected += dmtype + "\n";
+    for (const std::size_t size : {1023U, 1024U, 1025U, 4095U, 4096U, 4097U, 100U * 1024U}) {
+        const std::string name(size, 'n');
+        const std::string value(size, 'v');
+        test::addEntry(*obj, name.c_str(), value.c_str());
+        expected += name + " " + value + "\n";
+    }
+    EXPECT_EQ(expected, written());
+}
+
+TEST_F(Write, WhatIsWrittenReplacesTheWholeFile) {
+    box.file("vekinfo.tag", std::string(10000, 'x'));
+    EXPECT_EQ("", written());
+    box.file("vekinfo.tag", "VEKLIBRARY\n");
+    obj->dmtype = strdup("m");
+    EXPECT_EQ("DMTYPE m\n", written());
+}
+
+TEST_F(Write, TheFileIsTheDirectoryTextASlashAndTheName) {
+    box.directory("d");
+    EXPECT_EQ(1, updateInfoFile("d/", obj.get()));
+    EXPECT_EQ(1, updateInfoFile(box.path("d/../d").c_str(), obj.get()));
+    EXPECT_EQ(kTemplate, box.read("d/vekinfo.tag"));
+}
+
+// ---- what stays
+
+TEST_F(Write, TheFileKeepsInodeOwnerModeAndHardLinks) {
+    box.file("vekinfo.tag", "DMTYPE old\n", 0640);
+    ASSERT_EQ(0, link("vekinfo.tag", "other.name"));
+    if (geteuid() == 0) {
+        ASSERT_EQ(0, chown("vekinfo.tag", 1234, 2345));
+    }
+    struct stat before = {};
+    ASSERT_EQ(0, stat("vekinfo.tag", &before));
+
+    EXPECT_EQ("", written());
+
+    struct stat after = {};
+    ASSERT_EQ(0, stat("vekinfo.tag", &after));
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_EQ(before.st_uid, after.st_uid);
+    EXPECT_EQ(before.st_gid, after.st_gid);
+    EXPECT_EQ(before.st_mode, after.st_mode);
+    EXPECT_EQ(2U, after.st_nlink);
+    EXPECT_EQ(kTemplate, box.read("other.name"));
+    EXPECT_EQ((std::vector<std::string>{"other.name", "vekinfo.tag"}), box.list());
+}
+
+TEST_F(Write, ASymbolicLinkStaysOneAndItsTargetIsWritten) {
+    box.file("real/tag", "DMTYPE old\n").link("vekinfo.tag", "real/tag");
+    EXPECT_EQ("", written());
+    struct stat status = {};
+    ASSERT_EQ(0, lstat("vekinfo.tag", &status));
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    EXPECT_EQ(kTemplate, box.read("real/tag"));
+}
+
+TEST_F(Write, ANewFileGetsTheModeThatTheUmaskLeaves) {
+    for (const mode_t mask : {022U, 077U, 0U}) {
+        const mode_t previous = umask(mask);
+        EXPECT_EQ(1, updateInfoFile(".", obj.get()));
+        umask(previous);
+        struct stat status = {};
+        ASSERT_EQ(0, stat("vekinfo.tag", &status));
+        EXPECT_EQ(0666U & ~mask, status.st_mode & 07777U);
+        unlink("vekinfo.tag");
+    }
+}
+
+TEST_F(Write, NoOtherFileIsLeftBehind) {
+    EXPECT_EQ("", written());
+    EXPECT_EQ((std::vector<std::string>{"vekinfo.tag"}), box.list());
+}
+
+// ---- files that cannot be opened
+
+TEST_F(Write, AMissingDirectoryIsReported) {
+    EXPECT_EQ(0, updateInfoFile("none", obj.get()));
+    expectWriteFailed("none");
+}
+
+TEST_F(Write, ADirectoryOfThatNameIsReported) {
+    box.directory("vekinfo.tag");
+    EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+    expectWriteFailed(".");
+}
+
+TEST_F(Write, AFileThatMayNotBeWrittenIsReportedAndStays) {
+    box.file("vekinfo.tag", "DMTYPE old\n", 0444);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+        expectWriteFailed(".");
+    });
+    EXPECT_EQ("DMTYPE old\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Write, ADirectoryThatMayNotBeWrittenIsReported) {
+    box.directory("d", 0555);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(0, updateInfoFile("d", obj.get()));
+        expectWriteFailed("d");
+    });
+    EXPECT_FALSE(box.exists("d/vekinfo.tag"));
+}
+
+TEST_F(Write, AFileThatMayBeWrittenButNotReadIsWritten) {
+    box.file("vekinfo.tag", "DMTYPE old\n", 0222);
+    test::asUnprivileged([this] { EXPECT_EQ(1, updateInfoFile(".", obj.get())); });
+    ASSERT_EQ(0, chmod("vekinfo.tag", 0644));
+    EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
+}
+
+TEST_F(Write, APipeWithoutAReaderDoesNotHang) {
+    box.fifo("vekinfo.tag");
+    const test::Outcome outcome = test::inChild([this] { return updateInfoFile(".", obj.get()); },
+                                                test::ChildOptions{.timeoutMs = 5000});
+    EXPECT_FALSE(outcome.timedOut);
+    EXPECT_EQ(0, outcome.status);
+    struct stat status = {};
+    ASSERT_EQ(0, lstat("vekinfo.tag", &status));
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+TEST_F(Write, ALinkToTheNullDeviceStaysOne) {
+    box.link("vekinfo.tag", "/dev/null");
+    const int result = updateInfoFile(".", obj.get());
+    EXPECT_EQ(result == 1 ? 0U : 1U, reports.take().size()) << "done, or reported";
+    struct stat status = {};
+    ASSERT_EQ(0, stat("/dev/null", &status));
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+    ASSERT_EQ(0, lstat("vekinfo.tag", &status));
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+}
+
+TEST_F(Write, ALoopOfLinksIsReported) {
+    box.link("vekinfo.tag", "vekinfo.tag");
+    EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+    expectWriteFailed(".");
+}
+
+TEST_F(Write, ThePathHoldsAtMost4095Characters) {
+    const std::string longest = test::spelledWith(".", 4083); // 12 characters are for "/vekinfo.tag"
+    EXPECT_EQ(1, updateInfoFile(longest.c_str(), obj.get()));
+    EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
+    unlink("vekinfo.tag");
+    for (const std::size_t size : {4084U, 4085U, 4094U, 4095U, 4096U, 4097U, 100000U}) {
+        const std::string directory = test::spelledWith(".", size);
+        EXPECT_EQ(0, updateInfoFile(directory.c_str(), obj.get())) << size;
+        expectWriteFailed(directory);
+        EXPECT_EQ((std::vector<std::string>{}), box.list()) << "no file at a cut path";
+    }
+}
+
+// ---- writes that fail
+
+class FailedWrite : public Write {
+  protected:
+    void SetUp() override {
+        Write::SetUp();
+        obj->dmtype = strdup("new");
+        test::addEntry(*obj, "LONG", std::string(9000, 'n').c_str());
+        newText_ = kTemplate + "DMTYPE new\nLONG " + std::string(9000, 'n') + "\n";
+    }
+
+    /// The result of one write while `arm` has armed a fault; the file is as it was, or as it should be.
+    int writeOver(const std::string *old, const std::function<void()> &arm) {
+        unlink("vekinfo.tag");
+        if (old != nullptr) {
+            box.file("vekinfo.tag", *old);
+        }
+        test::faults::reset();
+        arm();
+        const int result = updateInfoFile(".", obj.get());
+        test::faults::reset();
+        if (result == 1) {
+            EXPECT_EQ(newText_, box.read("vekinfo.tag"));
+            EXPECT_EQ(test::kNoReports, reports.take());
+            return result;
+        }
+        expectWriteFailed(".");
+        if (old == nullptr) {
+            EXPECT_FALSE(box.exists("vekinfo.tag"));
+        } else {
+            EXPECT_EQ(*old, box.read("vekinfo.tag"));
+        }
+        return result;
+    }
+
+    const std::string shortText_ = "DMTYPE old\n";
+    const std::string longText_ = "DMTYPE old\n" + std::string(30000, '#') + "\n";
+    std::string newText_;
+};
+
+struct Fault {
+    const char *call;
+    int error;
+    bool mustFail;
+};
+
+constexpr Fault kFaults[] = {
+    {"fallocate", ENOSPC, true}, {"pwrite", ENOSPC, true}, {"pwrite", EIO, true},   {"write", ENOSPC, true},
+    {"ftruncate", EIO, true},    {"fsync", EIO, true},     {"fsync", ENOSPC, true}, {"close", EIO, true},
+    {"open", EMFILE, false},     {"read", EIO, false},     {"stat", EIO, false},    {"fstat", EIO, false},
+    {"fopen", EMFILE, false},    {"fclose", EIO, true},    {"fflush", EIO, true},
+};
+
+TEST_F(FailedWrite, LeavesTheOldContentWhicheverCallFails) {
+    for (const std::string *old : {&shortText_, &longText_, static_cast<const std::string *>(nullptr)}) {
+        for (const Fault &fault : kFaults) {
+            unlink("vekinfo.tag");
+            if (old != nullptr) {
+                box.file("vekinfo.tag", *old);
+            }
+            test::faults::reset();
+            ASSERT_EQ(1, updateInfoFile(".", obj.get()));
+            const int calls = test::faults::count(fault.call);
+            for (int nth = 1; nth <= calls; ++nth) {
+                SCOPED_TRACE(std::string(fault.call) + " " + std::to_string(nth));
+                const int result = writeOver(old, [&] { test::faults::fail(fault.call, nth, fault.error); });
+                if (fault.mustFail) {
+                    EXPECT_EQ(0, result);
+                }
+            }
+        }
+    }
+}
+
+TEST_F(FailedWrite, LeavesTheOldContentWhenTheDiskStaysFull) {
+    for (const std::string *old : {&shortText_, &longText_, static_cast<const std::string *>(nullptr)}) {
+        EXPECT_EQ(0, writeOver(old, [] { test::faults::failFrom("fallocate", 1, ENOSPC); }));
+        EXPECT_EQ(0, writeOver(old, [] { test::faults::failFrom("pwrite", 1, ENOSPC); }));
+        EXPECT_EQ(0, writeOver(old, [] { test::faults::failFrom("fsync", 1, EIO); }));
+    }
+}
+
+TEST_F(FailedWrite, LeavesTheOldContentWhenItFailsHalfway) {
+    for (const std::string *old : {&shortText_, &longText_, static_cast<const std::string *>(nullptr)}) {
+        for (const int nth : {2, 3, 10}) {
+            EXPECT_EQ(0, writeOver(old, [&] {
+                          test::faults::limitWrites(500);
+                          test::faults::fail("pwrite", nth, ENOSPC);
+                      }));
+        }
+    }
+}
+
+TEST_F(FailedWrite, ShortWritesAreContinued) {
+    for (const std::size_t limit : {1U, 7U, 4096U}) {
+        EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::limitWrites(limit); }));
+    }
+}
+
+TEST_F(FailedWrite, AnInterruptedWriteIsRepeated) {
+    EXPECT_EQ(1, writeOver(&shortText_, [] { test::faults::fail("pwrite", 1, EINTR); }));
+}
+
+TEST_F(FailedWrite, AFileSystemWithoutReservationIsWrittenAllTheSame) {
+    for (const int error : {EOPNOTSUPP, ENOSYS}) {
+        EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::failFrom("fallocate", 1, error); }));
+        EXPECT_EQ(0, writeOver(&shortText_, [&] {
+                      test::faults::failFrom("fallocate", 1, error);
+                      test::faults::fail("pwrite", 1, ENOSPC);
+                  }));
+        EXPECT_EQ(0, writeOver(&longText_, [&] {
+                      test::faults::failFrom("fallocate", 1, error);
+                      test::faults::limitWrites(500);
+                      test::faults::fail("pwrite", 4, ENOSPC);
+                  }));
+    }
+}
+
+TEST_F(FailedWrite, LeavesTheOldContentWhenMemoryIsExhausted) {
+    int failures = 0;
+    for (int nth = 1; nth <= 30; ++nth) {
+        failures += writeOver(&shortText_, [&] { test::faults::failAllocation(nth); }) == 0 ? 1 : 0;
+    }
+    failures += writeOver(&shortText_, [] { test::faults::failAllocationsFrom(1); }) == 0 ? 1 : 0;
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(FailedWrite, KeepsTheInode) {
+    box.file("vekinfo.tag", shortText_);
+    struct stat before = {};
+    ASSERT_EQ(0, stat("vekinfo.tag", &before));
+    test::faults::fail("fsync", 1, EIO);
+    EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+    test::faults::reset();
+    struct stat after = {};
+    ASSERT_EQ(0, stat("vekinfo.tag", &after));
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_EQ(before.st_size, after.st_size);
+}
+
+// ---- a file system that is really full
+
+void fill(const std::string &directory) {
+    const int descriptor = open((directory + "/filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(descriptor, 0);
+    const std::string block(1024, 'f');
+    while (write(descriptor, block.data(), block.size()) > 0) {
+    }
+    EXPECT_EQ(ENOSPC, errno);
+    close(descriptor);
+}
+
+TEST_F(FailedWrite, OnAFullFileSystemLeavesTheOldContent) {
+    test::onSmallFilesystem(64U * 1024U, [this](const std::string &directory) {
+        const std::string path = directory + "/vekinfo.tag";
+        std::ofstream(path) << shortText_;
+        struct stat before = {};
+        ASSERT_EQ(0, stat(path.c_str(), &before));
+        fill(directory);
+
+        EXPECT_EQ(0, updateInfoFile(directory.c_str(), obj.get()));
+
+        expectWriteFailed(directory);
+        EXPECT_EQ(shortText_, contentOf(path));
+        struct stat after = {};
+        ASSERT_EQ(0, stat(path.c_str(), &after));
+        EXPECT_EQ(before.st_ino, after.st_ino);
+    });
+}
+
+TEST_F(FailedWrite, OnAFullFileSystemMakesNoFile) {
+    test::onSmallFilesystem(64U * 1024U, [this](const std::string &directory) {
+        fill(directory);
+        EXPECT_EQ(0, updateInfoFile(directory.c_str(), obj.get()));
+        expectWriteFailed(directory);
+        struct stat status = {};
+        EXPECT_NE(0, stat((directory + "/vekinfo.tag").c_str(), &status));
+    });
+}
+
+TEST_F(FailedWrite, OnAFullFileSystemAShorterTextStillFits) {
+    test::onSmallFilesystem(64U * 1024U, [this](const std::string &directory) {
+        const std::string path = directory + "/vekinfo.tag";
+        std::ofstream(path) << longText_;
+        fill(directory);
+        EXPECT_EQ(1, updateInfoFile(directory.c_str(), obj.get()));
+        EXPECT_EQ(newText_, contentOf(path));
+    });
+}
+
+TEST_F(FailedWrite, BeyondTheFileSizeLimitLeavesTheOldContent) {
+    box.file("vekinfo.tag", shortText_);
+    const test::Outcome outcome = test::inChild([this] {
+        const rlimit limit = {4096, 4096};
+        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+        signal(SIGXFSZ, SIG_IGN);
+        EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+        expectWriteFailed(".");
+        return 0;
+    });
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ(shortText_, box.read("vekinfo.tag"));
+}
+
+} // namespace

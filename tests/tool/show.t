@@ -1,0 +1,81 @@
+`-show` prints what the nearest tag file says.
+
+  $ . "$TESTDIR/transcript.sh"
+
+Without a tag file there is nothing to show:
+
+  $ vekinfo -show
+  Info (vekinfo): could not find vekinfo.tag file.
+  [1]
+
+  $ mkdir -p proj/lib/cell/view
+  $ cat >proj/lib/vekinfo.tag <<EOF
+  > # our library
+  > VEKLIBRARY
+  > VEKLIBCHECK on
+  > DMTYPE Mrev
+  > NAMESPACE LIBRARYNT
+  > OWNER smith
+  > EOF
+  $ vekinfo -path proj/lib -show
+  A vekinfo.tag file exists at: $TREE/proj/lib/vekinfo.tag
+  \tThere is a VEKLIBRARY entry. (esc)
+  \tThe VEKLIBCHECK entry has a value of: ON. (esc)
+  \tThe DMTYPE entry has a value of: Mrev. (esc)
+  \tThe NAMESPACE entry has a value of: libraryNt. (esc)
+
+The directories above are searched, the operand may stand on either side of the action, and the working
+directory counts without one:
+
+  $ vekinfo -show -path proj/lib/cell/view | head -n 1
+  A vekinfo.tag file exists at: $TREE/proj/lib/vekinfo.tag
+  $ vekinfo -PATH "$TREE/proj/lib/cell" -SHOW -verbose | head -n 1
+  A vekinfo.tag file exists at: $TREE/proj/lib/vekinfo.tag
+  $ cd proj/lib/cell
+  $ vekinfo -show | head -n 1
+  A vekinfo.tag file exists at: $TREE/proj/lib/vekinfo.tag
+  $ cd "$TREE"
+
+Only what is set is printed; application entries never are:
+
+  $ mkdir app few
+  $ printf 'OWNER smith\nCOLOR red\n' >app/vekinfo.tag
+  $ vekinfo -show -path app
+  A vekinfo.tag file exists at: $TREE/app/vekinfo.tag
+  $ printf 'NAMESPACE libraryunix\nVEKLIBCHECK OFF\n' >few/vekinfo.tag
+  $ vekinfo -show -path few
+  A vekinfo.tag file exists at: $TREE/few/vekinfo.tag
+  \tThe VEKLIBCHECK entry has a value of: OFF. (esc)
+  \tThe NAMESPACE entry has a value of: libraryUnix. (esc)
+
+The path is joined as it is spelled, and variables in it are expanded:
+
+  $ vekinfo -show -path app/
+  A vekinfo.tag file exists at: $TREE/app//vekinfo.tag
+  $ WHERE=app vekinfo -show -path './$WHERE'
+  A vekinfo.tag file exists at: $TREE/./app/vekinfo.tag
+
+Links are not followed upward:
+
+  $ ln -s "$TREE/proj/lib/cell" app/link
+  $ vekinfo -show -path app/link/view
+  A vekinfo.tag file exists at: $TREE/app/vekinfo.tag
+
+A file with a syntax error is reported and not shown; that it exists is a success:
+
+  $ mkdir bad
+  $ printf 'OWNER smith\nVEKLIBRARY yes\n' >bad/vekinfo.tag
+  $ vekinfo -show -path bad
+  Info (vekinfo): could not find vekinfo.tag file.
+  Error (tov): 'syntax error' VEKLIBRARY line in vekinfo.tag file : $TREE/bad/vekinfo.tag line 2.
+  
+
+A path that does not exist is an error:
+
+  $ vekinfo -show -path none
+  Info (vekinfo): could not find vekinfo.tag file.
+  Error (tov): 'error while processing path' tovNormalizePath : none.
+  
+  Error (tov): 'invalid path' none.
+  
+  [1]

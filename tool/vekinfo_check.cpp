@@ -1,0 +1,178 @@
+#include "tool/vekinfo_check.h"
+
+#include "common/ascii.h"
+#include "common/fixed_text.h"
+#include "common/open_text.h"
+#include "common/vek_file.h"
+#include "common/vek_path.h"
+#include "common/vek_strlist.h"
+#include "libdef/ryn.h"
+#include "search/pux.h"
+#include "tagfile/tov.h"
+#include "tool/vekinfo_append.h"
+#include "tool/vekinfo_args.h"
+
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+static struct {
+    rynHandle registry; ///< kept until the process ends
+} checked;
+
+namespace {
+
+struct EndIteration {
+    void operator()(rynContext *context) const { rynIterateEnd(context); }
+};
+using OwnedContext = std::unique_ptr<rynContext, EndIteration>;
+
+struct FreeStrlist {
+    void operator()(char **list) const { vekFreeStrlist(list); }
+};
+using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
+
+/// A problem that ends the run.
+int warn(const char *function, int code) {
+    static_cast<void>(
+        std::fprintf(stderr, "WARNING: Problem found in %s: %s\n", function, rynGetErrorMsg(code)));
+    return 1;
+}
+
+int verifyLibraries(rynContext *libraries, int configure) {
+    int result = TOV_OK;
+    const char *name = nullptr;
+    while (rynNextLib(libraries, &name) == RYN_OK) {
+        vek::PathText directory;
+        const int code = rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr,
+                                    directory.data(), VEK_PATH_SIZE);
+        if (code != RYN_OK) {
+            return warn("rynGetPath", code);
+        }
+        result = tovVerifyVekinfo(name, directory.c_str(), configure);
+    }
+    return result;
+}
+
+/// A namespace that the file does not set suits every file system.
+bool hasWrongNameSpace(const char *dir, const VekinfoObj &obj) {
+    switch (vekGetFilesysCaseSensitivity(dir)) {
+    case VEK_CASE_SENSITIVE:
+        return obj.nameSpace == TOV_NAMESPACE_NT;
+    case VEK_CASE_INSENSITIVE:
+        return obj.nameSpace == TOV_NAMESPACE_UNIX;
+    default:
+        return false;
+    }
+}
+
+void reportDefined(const char *libName, const char *dir, const VekinfoObj &obj) {
+    if (verboseFlag != 0) {
+        std::printf("The library %s at %s has a vekinfo.tag definition.\n", libName, dir);
+    }
+    if (hasWrongNameSpace(dir, obj)) {
+        std::printf("Warning: Library %s at %s has incorrect namespace in vekinfo.tag file\n", libName, dir);
+    }
+}
+
+int configureLibrary(const char *libName, const char *dir, const char *tagPath) {
+    if (vekFileWritable(dir) == 0) {
+        return tovPrintError(TOV_ACCESS_ERROR, "path not writable", dir, 0);
+    }
+    if (!vekinfoAppendLibraryEntries(dir, tagPath)) {
+        return tovPrintError(TOV_SYSTEM_ERROR, "error opening for append", tagPath, 0);
+    }
+    if (verboseFlag != 0) {
+        std::printf("Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
+    }
+    return TOV_OK;
+}
+
+std::string_view firstWord(std::string_view line) {
+    while (!line.empty() && vek::isSpace(line.front())) {
+        line.remove_prefix(1);
+    }
+    std::size_t size = 0;
+    while (size < line.size() && !vek::isSpace(line[size])) {
+        ++size;
+    }
+    return {line.data(), size};
+}
+
+/// The text of `directory`, "/" and `name`, of any length; null when memory is exhausted.
+vek::OwnedText pathIn(const char *directory, const char *name) {
+    char *path = nullptr;
+    const int length = asprintf(&path, "%s/%s", directory, name);
+    return vek::OwnedText(length < 0 ? nullptr : path);
+}
+
+} // namespace
+
+int testParseWarnHandler(int code, const char *text, const char *file, int line) {
+    if (code != RYN_NO_VEKLIBRARY_ENTRY) {
+        static_cast<void>(std::fprintf(stderr, "Error at line %d of %s \nmsg: \"%s\"\n\terrstr:\"%s\"\n",
+                                       line, file == nullptr ? "(null)" : file,
+                                       text == nullptr ? "(null)" : text, rynGetErrorMsg(code)));
+    }
+    return 0;
+}
+
+int testErrHandler(int code, const char *text, const char * /*sameText*/) {
+    if (code != RYN_NO_VEKLIBRARY_ENTRY) {
+        static_cast<void>(std::fprintf(stderr, "Error code %d found for %s:\n\t%s\n", code,
+                                       text == nullptr ? "(null)" : text, rynGetErrorMsg(code)));
+    }
+    return 0;
+}
+
+int lookForNoneTag(const char *dir) {
+    const vek::OwnedText path = pathIn(dir, "dm.tag");
+    const vek::OwnedStream file = path ? vek::openForReading(path.get()) : nullptr;
+    vek::PathText line;
+    if (!file || std::fgets(line.data(), VEK_PATH_SIZE, file.get()) == nullptr) {
+        return 0;
+    }
+    return firstWord(line.c_str()) == "none" ? 1 : 0;
+}
+
+int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
+    const vek::OwnedText tagPath = pathIn(dir, "vekinfo.tag");
+    VekinfoObj obj = {};
+    int found = 0;
+    static_cast<void>(tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found));
+    if (found != 0) {
+        reportDefined(libName, dir, obj);
+    } else if (configure != 0) {
+        const int status = configureLibrary(libName, dir, tagPath.get());
+        if (status != TOV_OK) {
+            return status;
+        }
+    }
+    tovScanSubdirsForVekinfo(dir, 1);
+    return TOV_OK;
+}
+
+int tovVeklibCheck(const char *libFile, int configure) {
+    const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);
+    if (code != RYN_OK) {
+        const bool known = code > 0 && code < 32;
+        return known ? ryn_to_tov_errorcode_map[code] : TOV_INVALID_ERROR_NUMBER;
+    }
+    rynContext *libraries = nullptr;
+    const int status = rynIterateLibs(checked.registry, &libraries);
+    if (status != RYN_OK) {
+        return warn("rynIterateLibs", status);
+    }
+    const OwnedContext owner(libraries);
+    return verifyLibraries(libraries, configure);
+}
+
+int tovCheckOrConfigLibrary(int configure) {
+    char **files = nullptr;
+    if (puxFullSearch(nullptr, "vek.lib", "veksetup", &files) != PUX_OK) {
+        return 0;
+    }
+    const OwnedStrlist owner(files);
+    tovVeklibCheck(files[0], configure);
+    return 0;
+}
