@@ -52,7 +52,7 @@ A link that leads nowhere ends the search:
 When no directory defines the entry, the tag files along the search list are asked: the working directory, the
 work area, the search directory, the home directory, the project and the site, in that order.
 
-  $ mkdir work search project site empty
+  $ mkdir area search project site empty
   $ printf 'TOOL home\nSHARED home\n' >"$HOME/vekinfo.tag"
   $ vekinfo -path empty -lookup TOOL
   vekinfo searching relative to 'empty':
@@ -75,11 +75,11 @@ work area, the search directory, the home directory, the project and the site, i
   $TREE/search/vekinfo.tag
       defines 'TOOL search'.
   $ mkdir area/veksetup
-  $ printf 'TOOL work\n' >area/veksetup/vekinfo.tag
+  $ printf 'TOOL area\n' >area/veksetup/vekinfo.tag
   $ vekinfo -path empty -lookup TOOL
   vekinfo searching relative to 'empty':
   $TREE/area/veksetup/vekinfo.tag
-      defines 'TOOL work'.
+      defines 'TOOL area'.
   $ mkdir .tolvane
   $ printf 'TOOL here\n' >.tolvane/vekinfo.tag
   $ vekinfo -path empty -lookup TOOL
