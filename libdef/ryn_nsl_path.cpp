@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -42,13 +43,13 @@ class LinkResolver {
                 end = path_.view().rfind('/', end - 1);
                 continue;
             }
-            if (++links > kMaxLinks) {
-                return fail(prefix_.c_str());
-            }
             target.setSize(static_cast<std::size_t>(length));
             end = substitute(end, target.view());
+            if (++links > kMaxLinks || (cut_ && isCircle())) {
+                return failAtCircle();
+            }
         }
-        return clean();
+        return cleanUp(path_) ? RYN_OK : fail(given_);
     }
 
     [[nodiscard]] const vek::PathText &path() const { return path_; }
@@ -67,24 +68,40 @@ class LinkResolver {
         }
         combined.appendCut(target);
         const std::size_t newEnd = combined.size();
-        combined.appendCut({path_.c_str() + end, path_.size() - end});
+        const std::string_view rest(path_.c_str() + end, path_.size() - end);
+        combined.appendCut(rest);
+        // A full buffer may have lost something, which is good enough for isCircle() to look into.
+        cut_ = combined.size() == vek::PathText::kCapacity;
         static_cast<void>(path_.assign(combined.view()));
         return newEnd;
     }
 
-    int clean() {
-        ryniCleanSlashes(path_);
-        const bool resolved = ryniResolveParents(path_, [](std::string_view before) {
+    /// Tells a path that outgrows the buffer in a circle from one that is just too long.
+    [[nodiscard]] bool isCircle() const {
+        struct stat unused; // NOLINT(cppcoreguidelines-pro-type-member-init): stat() fills it
+        return stat(given_, &unused) != 0 && errno == ELOOP;
+    }
+
+    /// Reports the link, without what the rounds put in front of it.
+    int failAtCircle() {
+        static_cast<void>(path_.assign(prefix_.view()));
+        static_cast<void>(cleanUp(path_));
+        return fail(path_.c_str());
+    }
+
+    static bool cleanUp(vek::PathText &path) {
+        ryniCleanSlashes(path);
+        return ryniResolveParents(path, [](std::string_view before) {
             return before.find('/') == std::string_view::npos ? ParentStep::Fail : ParentStep::Remove;
         });
-        return resolved ? RYN_OK : fail(given_);
     }
 
     int fail(const char *text) const { return failWith(RYN_INTERNAL_ERROR, text, errorOut_); }
 
     const char *given_;
     rynRegistry *registry_;
-    bool strict_; ///< whether a prefix that cannot be examined is an error
+    bool strict_;      ///< whether a prefix that cannot be examined is an error
+    bool cut_ = false; ///< whether the last substitution filled the buffer
     char *errorOut_;
     vek::PathText path_;
     vek::PathText prefix_;

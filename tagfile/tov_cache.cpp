@@ -23,10 +23,9 @@ std::size_t bucketOf(const char *key) {
     uint64_t hash = 0;
     for (const char *at = key; *at != '\0'; ++at) {
         // A byte of 0x80 or above counts with its sign, on every platform.
-        const auto byte = static_cast<int64_t>(static_cast<signed char>(*at));
-        hash = (hash << 1) ^ static_cast<uint64_t>(byte);
+        hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(*at)));
     }
-    return (hash ^ (hash >> 8) ^ (hash >> 16) ^ (hash >> 24)) & (TOVI_BUCKETS - 1);
+    return (hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & (TOVI_BUCKETS - 1);
 }
 
 template <typename Record>
