@@ -3,6 +3,8 @@
 
 /// Owners for what the C library hands out, so that every early return releases.
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,6 +42,26 @@ using OwnedDirectory = std::unique_ptr<DIR, CloseDirectory>;
         copy.get()[text.size()] = '\0';
     }
     return copy;
+}
+
+/// The pieces, one behind the other, as a heap string of any length; null when memory is exhausted.
+template <typename... Pieces>
+[[nodiscard]] OwnedText joinText(const Pieces &...pieces) {
+    const std::array<std::string_view, sizeof...(Pieces)> views = {std::string_view(pieces)...};
+    std::size_t size = 0;
+    for (const std::string_view view : views) {
+        size += view.size();
+    }
+    OwnedText joined(static_cast<char *>(std::malloc(size + 1)));
+    char *end = joined.get();
+    for (std::size_t i = 0; joined && i < views.size(); ++i) {
+        std::copy(views[i].begin(), views[i].end(), end);
+        end += views[i].size();
+    }
+    if (joined) {
+        *end = '\0';
+    }
+    return joined;
 }
 
 /// A file descriptor, closed when its owner goes.

@@ -1,10 +1,10 @@
 #include "search/pux.h"
 
 #include "common/owned.h"
+#include "common/owned_strlist.h"
 #include "common/vek_init.h"
 #include "common/vek_path.h"
 #include "common/vek_strlist.h"
-#include "search/puxi_list_builder.h"
 #include "search/puxi_search.h"
 #include "search/vek_interp.h"
 

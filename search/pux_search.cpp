@@ -1,9 +1,9 @@
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "common/owned_strlist.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
 #include "search/pux.h"
-#include "search/puxi_list_builder.h"
 #include "search/puxi_search.h"
 
 #include <array>

@@ -1,8 +1,8 @@
 #include "common/ascii.h"
 #include "common/open_text.h"
+#include "common/owned_strlist.h"
 #include "common/vek_path.h"
 #include "search/pux.h"
-#include "search/puxi_list_builder.h"
 #include "search/puxi_search.h"
 
 #include <array>

@@ -2,7 +2,7 @@
 
 #include "common/ascii.h"
 #include "common/owned.h"
-#include "common/vek_strlist.h"
+#include "common/owned_strlist.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
@@ -35,56 +35,28 @@ constexpr std::array<KeywordClear, 4> kKeywordClears = {{
     {"DMTYPE", clearDmtype},
 }};
 
-/// The application entries of one object, being collected.
-class EntryLists {
-  public:
-    EntryLists() = default;
-    EntryLists(const EntryLists &) = delete;
-    EntryLists &operator=(const EntryLists &) = delete;
-    ~EntryLists() {
-        vekFreeStrlist(names_.list);
-        vekFreeStrlist(values_.list);
-    }
-
-    bool add(const char *name, const char *value) { return names_.add(name) && values_.add(value); }
-
-    void swapWith(VekinfoObj &obj) {
-        std::swap(obj.names, names_.list);
-        std::swap(obj.namesSize, names_.size);
-        std::swap(obj.values, values_.list);
-        std::swap(obj.valuesSize, values_.size);
-    }
-
-  private:
-    struct List {
-        char **list = nullptr;
-        int count = 0;
-        int32_t size = 0;
-
-        bool add(const char *text) {
-            char **grown = vekFastAddToStrlist(list, text, &count, &size);
-            list = grown == nullptr ? list : grown;
-            return grown != nullptr;
-        }
-    };
-    List names_;
-    List values_;
-};
+void replaceList(char **&list, int32_t &size, vek::StrlistBuilder &by) {
+    vekFreeStrlist(list);
+    size = by.size();
+    list = by.take().release();
+}
 
 /// The entries of the given name are the ones that stay; the others go. A name that no other entry stands
 /// beside changes nothing. Users' files depend on this selection.
 bool keepOnly(VekinfoObj &obj, const char *name) {
-    EntryLists kept;
+    vek::StrlistBuilder names;
+    vek::StrlistBuilder values;
     bool hasOthers = false;
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
         if (!vek::equalNoCase(obj.names[i], name)) {
             hasOthers = true;
-        } else if (!kept.add(obj.names[i], obj.values[i])) {
+        } else if (!names.add(obj.names[i]) || !values.add(obj.values[i])) {
             return false;
         }
     }
     if (hasOthers) {
-        kept.swapWith(obj);
+        replaceList(obj.names, obj.namesSize, names);
+        replaceList(obj.values, obj.valuesSize, values);
     }
     return true;
 }

@@ -2,23 +2,17 @@
 
 #include "common/ascii.h"
 #include "common/fixed_text.h"
-#include "common/vek_strlist.h"
+#include "common/owned_strlist.h"
 #include "search/pux.h"
 #include "tagfile/tovi_path.h"
 
 #include <array>
-#include <memory>
 #include <string_view>
 #include <unistd.h>
 
 namespace {
 
 constexpr const char *kTagFileGroup = "veksetup";
-
-struct FreeStrlist {
-    void operator()(char **list) const { vekFreeStrlist(list); }
-};
-using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
 /// The `where` argument of a query: empty until a tag file has answered.
 class Where {
@@ -48,7 +42,7 @@ bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     if (puxFullSearch(nullptr, kTagFileName.data(), kTagFileGroup, &files) != PUX_OK) {
         return false;
     }
-    const OwnedStrlist owner(files);
+    const vek::OwnedStrlist owner(files);
     for (char **file = files; *file != nullptr; ++file) {
         int found = 0;
         if (tovGetVekinfoAtLoc(*file, element, obj, &found) != TOV_OK) {

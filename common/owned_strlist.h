@@ -1,16 +1,18 @@
-#ifndef PUXI_LIST_BUILDER_H
-#define PUXI_LIST_BUILDER_H
+#ifndef COMMON_OWNED_STRLIST_H
+#define COMMON_OWNED_STRLIST_H
 
 #include "common/vek_strlist.h"
 
 #include <memory>
+#include <utility>
 
 namespace vek {
 
 struct FreeStrlist {
     void operator()(char **list) const { vekFreeStrlist(list); }
 };
-/// A string list and its strings; release() hands them to a caller.
+
+/// A string list (vek_strlist.h) and its strings; release() hands them to a caller.
 using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
 /// A string list that grows by copies of strings, and the counters that such a list needs beside it.
@@ -28,6 +30,9 @@ class StrlistBuilder {
     }
 
     [[nodiscard]] bool empty() const { return count_ == 0; }
+
+    /// The list's allocated size.
+    [[nodiscard]] int size() const { return size_; }
 
     /// The list, null when nothing was added. The builder ends here.
     [[nodiscard]] OwnedStrlist take() { return std::move(list_); }
