@@ -53,10 +53,19 @@ int grownSize(int count, int size) {
 
 /// The number of strings in a list with `size` allocated slots, of which the last is NULL. Adding and growing
 /// clear every slot behind the last string, so the slots are strings first and NULL from there on: the border
-/// is found by halving, and building a long list string by string stays cheap.
+/// is looked for in growing steps from the end, near which it lies in a list that grows, and then by halving.
+/// Building a long list string by string stays cheap.
 int bisectStrlistSize(const char *const *list, int size) {
-    int strings = 0;
     int firstKnownNull = size - 1;
+    int strings = 0;
+    for (int step = 1; step <= firstKnownNull && strings == 0; step *= 2) {
+        const int at = firstKnownNull - step;
+        if (list[at] == nullptr) {
+            firstKnownNull = at;
+        } else {
+            strings = at + 1;
+        }
+    }
     while (strings < firstKnownNull) {
         const int middle = strings + (firstKnownNull - strings) / 2;
         if (list[middle] == nullptr) {
@@ -76,6 +85,18 @@ int countStrings(char **list, int size) {
         return vekGetStrlistSize(list);
     }
     return bisectStrlistSize(list, size);
+}
+
+/// The slots to ask the allocator for. Where it copies a list that grows, asking for a little more makes the
+/// copies rare: the counted size grows by the same number of slots each time, the allocated one by a share.
+std::size_t allocatedSlots(int slots) {
+    constexpr std::size_t kShare = 8;
+    const auto counted = static_cast<std::size_t>(slots);
+    std::size_t unit = 1;
+    while (counted > kDoublingLimit && unit <= counted / kShare) {
+        unit *= 2;
+    }
+    return (counted + unit - 1) / unit * unit;
 }
 
 int compareStrings(const void *a, const void *b) {
@@ -154,7 +175,7 @@ char **vekGrowStrlist(char **list, int count, int newSize) {
     // A list without a free slot behind its strings gets one that is not counted: it stays terminated, and
     // no size of 0 reaches realloc(), which would free the list.
     const int slots = newSize > strings ? newSize : strings + 1;
-    auto *grown = static_cast<char **>(std::realloc(list, static_cast<std::size_t>(slots) * sizeof(char *)));
+    auto *grown = static_cast<char **>(std::realloc(list, allocatedSlots(slots) * sizeof(char *)));
     if (grown == nullptr) {
         return reportGrowthFailure();
     }

@@ -49,7 +49,7 @@ int assignGlobalRoot(const ryniCommand &command, const char *attribute, const ch
 bool store(const ryniCommand &command, rynLibrary &library, const char *name, const char *value) {
     rynAttribute *existing = *findAttribute(library, name);
     if (existing != nullptr) {
-        if (ryniStrcpy(&existing->value, value) != RYN_OK) {
+        if (ryniReplaceText(&existing->value, value) != RYN_OK) {
             return false;
         }
         existing->file = command.file;

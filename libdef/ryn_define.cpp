@@ -133,15 +133,14 @@ class Definition {
         if (status_ != RYN_OK) {
             return nullptr;
         }
-        if (ryniStrcpy(&library->name, name_) != RYN_OK) {
-            return fail(RYN_MEMORY_ERROR, name_);
-        }
+        // Both spellings are of one length: this takes no memory.
+        static_cast<void>(ryniStrcpy(&library->name, name_));
         if (std::strcmp(library->fullPath, directory_.full.c_str()) != 0) {
             library->flags |= RYNI_LIB_PATH_CHANGED;
         }
         // The full path becomes the nsl path of the new directory, while the stored nsl path stays that of the
         // first definition: queries answer with the one, comparisons go on with the other.
-        if (ryniStrcpy(&library->fullPath, directory_.nsl.c_str()) != RYN_OK) {
+        if (ryniReplaceText(&library->fullPath, directory_.nsl.c_str()) != RYN_OK) {
             return fail(RYN_MEMORY_ERROR, directory_.nsl.c_str());
         }
         if (ryniMoveToEnd(command_.registry, library) == 0) {

@@ -59,24 +59,30 @@ void dumpLibraries(const rynRegistry &registry, FILE *stream) {
     }
 }
 
-bool isInOwnBucket(const rynRegistry &registry, const rynLibrary &library) {
-    const rynLibrary *entry = registry.buckets[ryniNameBucket(library.name, ryniIgnoresCase())];
-    while (entry != nullptr && entry != &library) {
-        entry = entry->nextInBucket;
+void markInBuckets(rynRegistry &registry) {
+    const int ignoreCase = ryniIgnoresCase();
+    for (uint32_t bucket = 0; bucket < RYNI_BUCKETS; ++bucket) {
+        for (rynLibrary *library = registry.buckets[bucket]; library != nullptr;
+             library = library->nextInBucket) {
+            if (ryniNameBucket(library->name, ignoreCase) == bucket) {
+                library->dumpedFromBucket = registry.dumps;
+            }
+        }
     }
-    return entry != nullptr;
 }
 
-void dumpInconsistencies(const rynRegistry &registry, FILE *stream) {
-    for (const rynLibrary *library = registry.libraries.head; library != nullptr;
-         library = library->nextInOrder) {
-        if (!isInOwnBucket(registry, *library)) {
+void dumpInconsistencies(rynRegistry &registry, FILE *stream) {
+    ++registry.dumps;
+    markInBuckets(registry);
+    for (rynLibrary *library = registry.libraries.head; library != nullptr; library = library->nextInOrder) {
+        library->dumpedFromOrder = registry.dumps;
+        if (library->dumpedFromBucket != registry.dumps) {
             std::fprintf(stream, "ERROR: library %s is not on hash table.\n", library->name);
         }
     }
     for (const rynLibrary *chain : registry.buckets) {
         for (const rynLibrary *library = chain; library != nullptr; library = library->nextInBucket) {
-            if (ryniIsInOrder(&registry, library) == 0) {
+            if (library->dumpedFromOrder != registry.dumps) {
                 std::fprintf(stream, "ERROR: library %s is not on list.\n", library->name);
             }
         }
@@ -114,7 +120,7 @@ void dumpGlobalTmp(const rynRegistry &registry, FILE *stream) {
 
 void rynDumpEverything(rynHandle handle, FILE *stream) {
     FILE *out = stream == nullptr ? stdout : stream;
-    const rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryniRegistryOf(handle);
     if (registry == nullptr) {
         std::fputs("Invalid handle.\n", out);
         return;

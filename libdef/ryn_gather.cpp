@@ -98,11 +98,6 @@ struct CloseFsDirectory {
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
-struct FreeSpec {
-    void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
-};
-using OwnedSpec = std::unique_ptr<vekFSSpec, FreeSpec>;
-
 /// Calls `visit(type, name)` for each entry in order, until it answers something else than RYN_OK.
 template <typename Visit>
 int forEach(const vek::EntryList &entries, Visit visit) {
@@ -254,7 +249,7 @@ class DeepLibraryBuild {
         if (ryni_mkspec(registry_, nullptr, nullptr, nullptr, path_.c_str(), top_, &made) != RYN_OK) {
             return RYN_OK;
         }
-        const OwnedSpec spec(made);
+        const ryniOwnedSpec spec(made);
         // Something that is no directory is none whether or not it can be examined.
         if (isTypeOfNoDirectory(type) || rynIsSpecDir(spec.get()) == 0) {
             return list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;

@@ -4,7 +4,6 @@
 #include "common/owned.h"
 #include "common/vek_path.h"
 #include "libdef/ryni_access.h"
-#include "libdef/ryni_parse.h"
 #include "libdef/ryni_path.h"
 
 #include <cerrno>
@@ -32,11 +31,8 @@ int diagnoseUnreadable(const ryniCommand &command, bool soft, const char *path, 
     }
 }
 
-/// Finds the file to read. Kept out of its caller, whose frame stays on the stack while includes nest.
-///
-/// @param status  receives the status of the statement when there is none
-/// @return its full path, or null
-[[gnu::noinline]] vek::OwnedText findFile(const ryniCommand &command, bool soft, int &status) {
+/// Finds the file to read, which the reader then does: its statements take effect at this point.
+int include(const ryniCommand &command, bool soft) {
     vek::PathText path;
     vek::PathText nsl;
     vek::PathText error;
@@ -44,42 +40,20 @@ int diagnoseUnreadable(const ryniCommand &command, bool soft, const char *path, 
     int code = ryni_generate_full_path(command.argument(0), command.directory, path.data(), error.data(),
                                        command.registry);
     if (code != RYN_OK) {
-        status = soft && code == RYN_INVALID_PATH ? RYN_OK : command.diagnose(code, error.c_str());
-        return nullptr;
+        return soft && code == RYN_INVALID_PATH ? RYN_OK : command.diagnose(code, error.c_str());
     }
     if (ryni_quick_access(command.registry, path.c_str(), R_OK, nullptr) != 0) {
-        status = diagnoseUnreadable(command, soft, path.c_str(), ryniAccessError());
-        return nullptr;
+        return diagnoseUnreadable(command, soft, path.c_str(), ryniAccessError());
     }
     code = ryni_generate_nsl_path(path.c_str(), nsl.data(), error.data(), command.registry);
     if (code != RYN_OK) {
-        status = command.diagnose(code, error.c_str());
-        return nullptr;
+        return command.diagnose(code, error.c_str());
     }
     if (wasRead(*command.registry, nsl.c_str())) {
-        status = command.diagnose(RYN_FILE_INCLUDED_TWICE, nsl.c_str());
-        return nullptr;
+        return command.diagnose(RYN_FILE_INCLUDED_TWICE, nsl.c_str());
     }
-    vek::OwnedText file = vek::copyText(path.c_str());
-    if (!file) {
-        status = command.diagnose(RYN_MEMORY_ERROR, path.c_str());
-    }
-    return file;
-}
-
-int include(const ryniCommand &command, bool soft) {
-    int status = RYN_OK;
-    const vek::OwnedText path = findFile(command, soft, status);
-    if (!path) {
-        return status;
-    }
-    rynIncludedFile *file = nullptr;
-    status = ryni_parse_veklib_file(path.get(), command.registry, &file);
-    if (status == RYN_OK) {
-        file->includedFrom = command.file;
-        file->line = command.line;
-    }
-    return status;
+    command.toRead = vek::copyText(path.c_str());
+    return command.toRead ? RYN_OK : command.diagnose(RYN_MEMORY_ERROR, path.c_str());
 }
 
 } // namespace

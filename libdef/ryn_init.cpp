@@ -69,7 +69,7 @@ int setCurrentDirectory(rynRegistry *registry) {
         return ryni_do_fatal(nullptr, RYN_SYSTEM_ERROR, "unable to get current working directory");
     }
     if (ryniStrcpy(&registry->currentDirectory, directory.c_str()) != RYN_OK) {
-        return ryni_do_fatal(registry, RYN_MEMORY_ERROR, "rynInit() - 2");
+        return ryni_do_fatal(nullptr, RYN_MEMORY_ERROR, "rynInit() - 2");
     }
     return RYN_OK;
 }

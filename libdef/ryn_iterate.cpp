@@ -4,17 +4,13 @@
 #include "libdef/ryni_access.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
+#include "libdef/ryni_spec.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
 namespace {
-
-struct FreeSpec {
-    void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
-};
-using OwnedSpec = std::unique_ptr<vekFSSpec, FreeSpec>;
 
 bool ownsList(const rynContext &context) {
     return context.type >= RYNI_CONTEXT_CELLS && context.type <= RYNI_CONTEXT_ALL_VIEW_FILES;
@@ -112,7 +108,7 @@ class SourceFinder {
     rynRegistry *registry_;
     const rynLibrary *library_;
     const Request &request_;
-    OwnedSpec spec_;
+    ryniOwnedSpec spec_;
     vek::PathText implicitPath_;
     vek::PathText explicitPath_;
     ryniSources sources_ = {};

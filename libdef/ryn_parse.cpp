@@ -3,6 +3,7 @@
 #include "common/ascii.h"
 #include "common/fixed_text.h"
 #include "common/open_text.h"
+#include "common/owned.h"
 #include "common/vek_path.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_path.h"
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -60,121 +62,199 @@ int execute(const ryniCommand &command, const ryniStatement &statement) {
     return keyword->execute(command);
 }
 
-/// One file being read. Includes nest, so what is large lives on the heap.
-class Reading {
-  public:
-    Reading(rynRegistry *registry, rynIncludedFile *file) : registry_(registry), file_(file) {}
+/// Where a line stands.
+struct Place {
+    rynIncludedFile *file;
+    const char *directory;
+    int line;
+};
 
-    /// @return false when reading could not begin, or broke off; status() is then a reported failure
-    bool run() {
-        const vek::OwnedStream stream = vek::openForReading(file_->path);
-        const vek::Owned<Buffers> buffers(static_cast<Buffers *>(std::malloc(sizeof(Buffers))));
-        if (!stream || !buffers) {
-            return fail(!stream);
+/// Executes one line, up to the reading of a file that it includes.
+///
+/// @param toRead  receives the path of that file
+int executeLine(rynRegistry *registry, const char *line, const Place &place, bool applyTmpNow,
+                vek::OwnedText &toRead) {
+    ryniStatement statement; // NOLINT(cppcoreguidelines-pro-type-member-init): ryniLex() fills it
+    const ryniCommand command = {registry,    place.file, place.directory,    place.line,
+                                 applyTmpNow, toRead,     statement.arguments};
+    switch (ryniLex(line, statement)) {
+    case Lexed::Nothing:
+        return RYN_OK;
+    case Lexed::SyntaxError:
+        return command.diagnose(RYN_SYNTAX_ERROR, statement.copy);
+    case Lexed::Statement:
+        break;
+    }
+    return execute(command, statement);
+}
+
+vek::OwnedText directoryOf(const char *path) {
+    const std::string_view text(path);
+    const std::size_t slash = text.rfind('/');
+    return vek::copyText({path, slash == 0 ? 1 : slash});
+}
+
+/// One file that is being read.
+struct Level {
+    Level *includer;
+    rynIncludedFile *file;
+    FILE *stream;
+    char *directory;
+    int line;
+    int status; ///< of its last line
+};
+
+void freeLevel(Level *level) {
+    static_cast<void>(std::fclose(level->stream));
+    std::free(level->directory);
+    std::free(level);
+}
+
+/// Reads a file and, where they are included, others. They nest in a list, not on the stack, so that nothing but
+/// open files and memory bounds their depth.
+class Reader {
+  public:
+    explicit Reader(rynRegistry *registry) : registry_(registry) {}
+    ~Reader() {
+        while (level_ != nullptr) {
+            freeLevel(pop());
         }
-        copyDirectory(buffers->directory);
-        executeLines(stream.get(), *buffers);
-        if (std::ferror(stream.get()) != 0) {
-            return fail(true);
+    }
+    Reader(const Reader &) = delete;
+    Reader &operator=(const Reader &) = delete;
+
+    /// @param recordOut  null, or receives the record of the file once it is open
+    /// @return the result of the file
+    int read(const char *path, rynIncludedFile **recordOut) {
+        int result = enter(path);
+        if (recordOut != nullptr && level_ != nullptr) {
+            *recordOut = level_->file;
         }
-        const int rootStatus = sAddGlobalTmppath(registry_, buffers->directory);
-        status_ = status_ != RYN_OK ? status_ : rootStatus;
+        while (level_ != nullptr) {
+            vek::OwnedText included;
+            if (!executeNextLine(included)) {
+                result = leave();
+            } else if (included) {
+                include(included.get());
+            }
+        }
+        return result;
+    }
+
+  private:
+    /// Begins to read a file. @return RYN_OK, or the code of a failure, which has been reported
+    int enter(const char *path) {
+        ryni_setLastErr(RYN_OK);
+        rynIncludedFile *file = nullptr;
+        const int status = record(path, file);
+        if (status != RYN_OK) {
+            return status;
+        }
+        vek::OwnedStream stream = vek::openForReading(path);
+        if (!stream) {
+            return ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, path);
+        }
+        vek::OwnedText directory = directoryOf(path);
+        auto *level = static_cast<Level *>(std::malloc(sizeof(Level)));
+        if (!directory || level == nullptr) {
+            std::free(level);
+            return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()");
+        }
+        *level = {level_, file, stream.release(), directory.release(), 0, RYN_OK};
+        level_ = level;
+        return RYN_OK;
+    }
+
+    void include(const char *path) {
+        const int status = enter(path);
+        if (status != RYN_OK) {
+            level_->status = status;
+        }
+    }
+
+    /// Computes the nsl path of a file and appends the file's record.
+    int record(const char *path, rynIncludedFile *&file) {
+        vek::PathText nsl;
+        vek::PathText error;
+        const int status = ryni_generate_nsl_path(path, nsl.data(), error.data(), registry_);
+        if (status != RYN_OK) {
+            return ryni_do_fatal(registry_, status, error.c_str());
+        }
+        const char *context = nullptr;
+        file = ryniAddFile(registry_, path, nsl.c_str(), &context);
+        return file != nullptr ? RYN_OK : ryni_do_fatal(registry_, RYN_MEMORY_ERROR, context);
+    }
+
+    /// @return false at the end of the file, and behind the first line whose status is not 0
+    bool executeNextLine(vek::OwnedText &included) {
+        if (level_->status != RYN_OK ||
+            vek_fgets(line_, static_cast<int>(sizeof line_), level_->stream) == nullptr) {
+            return false;
+        }
+        const Place place = {level_->file, level_->directory, ++level_->line};
+        level_->status = executeLine(registry_, line_, place, false, included);
         return true;
     }
 
-    [[nodiscard]] int status() const { return status_; }
-
-  private:
-    struct Buffers {
-        char directory[VEK_PATH_SIZE];
-        char line[VEK_PATH_SIZE];
-    };
-
-    void copyDirectory(char *directory) const {
-        const std::string_view path(file_->path);
-        const std::size_t slash = path.rfind('/');
-        static_cast<void>(vek::copyToBuffer({path.data(), slash == 0 ? 1 : slash}, directory, VEK_PATH_SIZE));
-    }
-
-    /// Stops at the first line whose status is not 0.
-    void executeLines(FILE *stream, Buffers &buffers) {
-        for (int number = 1; status_ == RYN_OK; ++number) {
-            if (vek_fgets(buffers.line, sizeof buffers.line, stream) == nullptr) {
-                return;
-            }
-            status_ = ryni_process_command(registry_, buffers.line, buffers.directory, file_, number, 0);
+    /// Ends the reading of the innermost file, and tells its includer how it went. @return its result
+    int leave() {
+        const int result = resultOf(*level_);
+        Level *level = pop();
+        if (level_ == nullptr) {
+            // The first file's includer, if any, is the caller's.
+        } else if (result == RYN_OK) {
+            level->file->includedFrom = level_->file;
+            level->file->line = level_->line;
+        } else {
+            level_->status = result;
         }
+        freeLevel(level);
+        return result;
     }
 
-    bool fail(bool system) {
-        status_ = system ? ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, file_->path)
-                         : ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()");
-        return false;
+    int resultOf(const Level &level) {
+        if (std::ferror(level.stream) != 0) {
+            return ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, level.file->path);
+        }
+        const int rootStatus = sAddGlobalTmppath(registry_, level.directory);
+        if (ryni_useDefaultWarn() != 0) {
+            // With the default handler every diagnostic is a failure, though reading went on after it.
+            return ryni_getLastErr();
+        }
+        return level.status != RYN_OK ? level.status : rootStatus;
+    }
+
+    Level *pop() {
+        Level *level = level_;
+        level_ = level->includer;
+        return level;
     }
 
     rynRegistry *registry_;
-    rynIncludedFile *file_;
-    int status_ = RYN_OK;
+    Level *level_ = nullptr; ///< the innermost file
+    char line_[VEK_PATH_SIZE] = {};
 };
-
-/// Computes the nsl path of a file and appends the file's record. Kept out of its caller, whose frame stays on
-/// the stack while includes nest.
-///
-/// @param status  receives the code of a failure, which has been reported
-[[gnu::noinline]] rynIncludedFile *recordFile(rynRegistry *registry, const char *path, int &status) {
-    vek::PathText nsl;
-    vek::PathText error;
-    status = ryni_generate_nsl_path(path, nsl.data(), error.data(), registry);
-    if (status != RYN_OK) {
-        ryni_do_fatal(registry, status, error.c_str());
-        return nullptr;
-    }
-    const char *context = nullptr;
-    rynIncludedFile *file = ryniAddFile(registry, path, nsl.c_str(), &context);
-    if (file == nullptr) {
-        status = ryni_do_fatal(registry, RYN_MEMORY_ERROR, context);
-    }
-    return file;
-}
 
 } // namespace
 
 int ryni_parse_veklib_file(const char *path, rynRegistry *registry, rynIncludedFile **recordOut) {
-    ryni_setLastErr(RYN_OK);
-    int status = RYN_OK;
-    rynIncludedFile *file = recordFile(registry, path, status);
-    if (file == nullptr) {
-        return status;
-    }
-    Reading reading(registry, file);
-    if (!reading.run()) {
-        return reading.status();
-    }
-    if (recordOut != nullptr) {
-        *recordOut = file;
-    }
-    // With the default handler every diagnostic is a failure, though reading went on after it.
-    return ryni_useDefaultWarn() != 0 ? ryni_getLastErr() : reading.status();
+    return Reader(registry).read(path, recordOut);
 }
 
 int ryni_process_command(rynRegistry *registry, const char *line, const char *directory,
                          rynIncludedFile *file, int lineNumber, int applyTmpNow) {
-    const vek::Owned<ryniStatement> statement(
-        static_cast<ryniStatement *>(std::malloc(sizeof(ryniStatement))));
-    if (!statement) {
-        return registry->warningHandler(RYN_MEMORY_ERROR, line, file->path, lineNumber);
+    vek::OwnedText included;
+    int status = executeLine(registry, line, {file, directory, lineNumber}, applyTmpNow != 0, included);
+    if (!included) {
+        return status;
     }
-    const ryniCommand command = {
-        registry, file, directory, lineNumber, applyTmpNow != 0, statement->arguments};
-    switch (ryniLex(line, *statement)) {
-    case Lexed::Nothing:
-        return RYN_OK;
-    case Lexed::SyntaxError:
-        return command.diagnose(RYN_SYNTAX_ERROR, statement->copy);
-    case Lexed::Statement:
-        break;
+    rynIncludedFile *record = nullptr;
+    status = ryni_parse_veklib_file(included.get(), registry, &record);
+    if (status == RYN_OK) {
+        record->includedFrom = file;
+        record->line = lineNumber;
     }
-    return execute(command, *statement);
+    return status;
 }
 
 void rynAddCommand(rynHandle handle, const char *text) {

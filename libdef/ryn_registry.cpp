@@ -45,6 +45,7 @@ void appendToOrder(rynRegistry &registry, rynLibrary &library) {
     rynLibraryList &order = registry.libraries;
     library.nextInOrder = nullptr;
     library.previousInOrder = order.tail;
+    library.place = ++registry.insertions;
     if (order.tail == nullptr) {
         order.head = &library;
     } else {
@@ -53,13 +54,33 @@ void appendToOrder(rynRegistry &registry, rynLibrary &library) {
     order.tail = &library;
 }
 
-void takeFromOrder(rynRegistry &registry, rynLibrary &library) {
-    rynLibraryList &order = registry.libraries;
-    rynLibrary *&before =
-        library.previousInOrder == nullptr ? order.head : library.previousInOrder->nextInOrder;
-    rynLibrary *&behind = library.nextInOrder == nullptr ? order.tail : library.nextInOrder->previousInOrder;
-    before = library.nextInOrder;
-    behind = library.previousInOrder;
+/// Tells whether the order leads to a library, without walking along it: the order's ends enclose its place, and
+/// what stands in front of it leads to it.
+bool isInOrder(const rynLibraryList &order, const rynLibrary &library) {
+    if (order.head == nullptr || order.tail == nullptr || library.place < order.head->place ||
+        library.place > order.tail->place) {
+        return false;
+    }
+    return order.head == &library ||
+           (library.previousInOrder != nullptr && library.previousInOrder->nextInOrder == &library);
+}
+
+/// Takes a library out of the order. One that is lost from it may still be known to what stood around it.
+void takeFromOrder(rynLibraryList &order, const rynLibrary &library) {
+    rynLibrary *before = library.previousInOrder;
+    rynLibrary *behind = library.nextInOrder;
+    if (order.head == &library) {
+        order.head = behind;
+    }
+    if (order.tail == &library) {
+        order.tail = before;
+    }
+    if (before != nullptr && before->nextInOrder == &library) {
+        before->nextInOrder = behind;
+    }
+    if (behind != nullptr && behind->previousInOrder == &library) {
+        behind->previousInOrder = before;
+    }
 }
 
 // ---- the buckets, and the index beside them
@@ -114,6 +135,18 @@ rynLibrary *newestAnswer(rynLibrary *candidate, const rynLibrary &wanted, bool i
         }
     }
     return newest;
+}
+
+/// Frees every library, one that is lost from the order too.
+void freeLibraries(const vekHashTable &nameIndex) {
+    for (int bucket = 0; bucket < nameIndex.bucketCount; ++bucket) {
+        auto *library = static_cast<rynLibrary *>(nameIndex.buckets[bucket]);
+        while (library != nullptr) {
+            rynLibrary *next = library->nextInNameIndex;
+            ryniFreeLibrary(library);
+            library = next;
+        }
+    }
 }
 
 /// Takes exactly this record out of the index, where others may have an equal key.
@@ -210,20 +243,14 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     return RYN_OK;
 }
 
-int ryniIsInOrder(const rynRegistry *registry, const rynLibrary *library) {
-    const rynLibrary *link = library->previousInOrder == nullptr ? registry->libraries.head
-                                                                 : library->previousInOrder->nextInOrder;
-    return link == library ? 1 : 0;
-}
-
 int ryniMoveToEnd(rynRegistry *registry, rynLibrary *library) {
     if (registry->libraries.tail == library) {
         return 1;
     }
-    if (ryniIsInOrder(registry, library) == 0) {
+    if (!isInOrder(registry->libraries, *library)) {
         return 0;
     }
-    takeFromOrder(*registry, *library);
+    takeFromOrder(registry->libraries, *library);
     appendToOrder(*registry, *library);
     return 1;
 }
@@ -233,11 +260,9 @@ int ryniRemoveLibrary(rynRegistry *registry, rynLibrary *library) {
     takeFromBucket(*registry, *library);
     countOut(*registry, library->nslPath);
     countOut(*registry, library->explicitTmpNsl);
-    if (ryniIsInOrder(registry, library) == 0) {
-        return 0;
-    }
-    takeFromOrder(*registry, *library);
-    return 1;
+    const bool wasInOrder = isInOrder(registry->libraries, *library);
+    takeFromOrder(registry->libraries, *library);
+    return wasInOrder ? 1 : 0;
 }
 
 void ryniFreeLibrary(rynLibrary *library) {
@@ -278,6 +303,15 @@ int ryniRecordDefinition(rynLibrary *library, rynIncludedFile *file, int line) {
 }
 
 // ---- attributes and files
+
+int ryniReplaceText(char **field, const char *text) {
+    vek::OwnedText copy = vek::copyText(text);
+    if (!copy) {
+        return RYN_MEMORY_ERROR;
+    }
+    replaceString(*field, std::move(copy));
+    return RYN_OK;
+}
 
 rynAttribute *ryniNewAttribute(const char *name, const char *value, rynIncludedFile *file, int line) {
     vek::OwnedText nameCopy = vek::copyText(name);
@@ -341,11 +375,7 @@ void ryniFreeRegistry(rynRegistry *registry) {
     }
     std::free(registry->currentDirectory);
     std::free(registry->implicitTmpDirectory);
-    for (rynLibrary *library = registry->libraries.head; library != nullptr;) {
-        rynLibrary *next = library->nextInOrder;
-        ryniFreeLibrary(library);
-        library = next;
-    }
+    freeLibraries(registry->nameIndex);
     freeList(registry->files.head, freeFile);
     freeList(registry->globalExplicitTmp, ryniFreeAttribute);
     for (rynLink *chain : registry->links) {

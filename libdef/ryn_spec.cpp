@@ -17,11 +17,6 @@
 
 namespace {
 
-struct FreeSpec {
-    void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
-};
-using OwnedSpec = std::unique_ptr<vekFSSpec, FreeSpec>;
-
 /// What a "rynFS" specifier holds in place of a path.
 struct Extension {
     rynRegistry *handle;
@@ -99,7 +94,7 @@ bool copyName(const char *name, char *&copy) {
 }
 
 /// Makes a "rynFS" specifier around an inner one, which it then owns.
-int wrap(rynRegistry *registry, const ryniObjectNames &names, OwnedSpec inner, vekFSSpec **spec) {
+int wrap(rynRegistry *registry, const ryniObjectNames &names, ryniOwnedSpec inner, vekFSSpec **spec) {
     auto *extension = static_cast<Extension *>(std::calloc(1, sizeof(Extension)));
     auto *wrapper = static_cast<vekFSSpec *>(std::calloc(1, sizeof(vekFSSpec)));
     const bool made = extension != nullptr && wrapper != nullptr &&
@@ -120,7 +115,7 @@ int wrap(rynRegistry *registry, const ryniObjectNames &names, OwnedSpec inner, v
     return RYN_OK;
 }
 
-int makePlain(const char *path, bool stdio, OwnedSpec &inner) {
+int makePlain(const char *path, bool stdio, ryniOwnedSpec &inner) {
     vekFSSpec *made = nullptr;
     const int status = stdio ? vekFSStdioCreatePathSpec(path, &made) : vekFSCreatePathSpec(path, &made);
     inner.reset(made);
@@ -179,7 +174,8 @@ vekZip *openArchive(rynLibrary *library) {
     return library->packedArchive;
 }
 
-int makeInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names, OwnedSpec &inner) {
+int makeInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names,
+                  ryniOwnedSpec &inner) {
     vek::PathText path;
     const int status = ryniPathInArchive(registry, names.library, names.cell, names.view, names.file,
                                          path.data(), VEK_PATH_SIZE, nullptr);
@@ -195,7 +191,8 @@ int makeInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames 
 }
 
 /// makeInArchive() that also, while paths must exist, looks for the object there.
-int findInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names, OwnedSpec &inner) {
+int findInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names,
+                  ryniOwnedSpec &inner) {
     const int status = makeInArchive(registry, archive, names, inner);
     if (status != RYN_OK || ryniCheckPathNoneExistWarnFlag(registry) == 0) {
         return status;
@@ -207,7 +204,7 @@ int findInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames 
     }
     inner.reset();
     if (names.hasLevelAbove()) {
-        OwnedSpec above;
+        ryniOwnedSpec above;
         const int aboveStatus = findInArchive(registry, archive, names.levelAbove(), above);
         if (aboveStatus != RYN_OK) {
             return aboveStatus;
@@ -216,10 +213,44 @@ int findInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames 
     return names.codeOf(error);
 }
 
+/// Text that is joined in a caller's buffer. What no longer fits is counted, and leaves the buffer empty.
+class JoinedText {
+  public:
+    JoinedText(char *buffer, std::size_t size) : buffer_(buffer), size_(size) {}
+
+    void append(std::string_view piece) {
+        if (fits() && !vek::copyToBuffer(piece, buffer_ + length_, size_ - length_) && size_ > 0) {
+            *buffer_ = '\0';
+        }
+        length_ += piece.size();
+    }
+
+    /// The bytes that all of it needs, the NUL included.
+    [[nodiscard]] std::size_t needed() const { return length_ + 1; }
+    [[nodiscard]] bool fits() const { return needed() <= size_; }
+
+  private:
+    char *buffer_;
+    std::size_t size_;
+    std::size_t length_ = 0;
+};
+
+/// The name that an archive is put aside under; null when memory is exhausted.
+vek::OwnedText nameAside(const char *archive) {
+    const std::size_t size = std::strlen(archive) + 2;
+    vek::OwnedText aside(static_cast<char *>(std::malloc(size)));
+    if (aside) {
+        JoinedText name(aside.get(), size);
+        name.append(archive);
+        name.append("%");
+    }
+    return aside;
+}
+
 // ---- finding what a specifier wraps
 
 int findInner(rynRegistry *registry, unsigned mode, const ryniObjectNames &names, bool stdio,
-              OwnedSpec &inner) {
+              ryniOwnedSpec &inner) {
     vek::PathText path;
     const bool mayBePacked = mode == RYN_PATH_READ || mode == RYN_PATH_READ_LIBRARY;
     rynLibrary *packed = mayBePacked ? findPacked(registry, names.library) : nullptr;
@@ -237,7 +268,7 @@ int findInner(rynRegistry *registry, unsigned mode, const ryniObjectNames &names
     return status == RYN_OK ? makePlain(path.c_str(), stdio, inner) : status;
 }
 
-int makeInner(rynRegistry *registry, const ryniObjectNames &names, OwnedSpec &inner) {
+int makeInner(rynRegistry *registry, const ryniObjectNames &names, ryniOwnedSpec &inner) {
     if (rynLibrary *packed = findPacked(registry, names.library)) {
         vek::PathText path;
         const int status = ryniPathInArchive(registry, names.library, names.cell, names.view, names.file,
@@ -276,7 +307,7 @@ int makeSpec(rynHandle handle, ryniObjectNames names, vekFSSpec *parent, vekFSSp
     case Combined::Names:
         break;
     }
-    OwnedSpec inner;
+    ryniOwnedSpec inner;
     const int status = find(names, inner);
     return status == RYN_OK ? wrap(handle, names, std::move(inner), spec) : status;
 }
@@ -298,7 +329,7 @@ int rynGetSpec(rynHandle handle, unsigned mode, const char *library, const char 
                const char *file, vekFSSpec *parent, unsigned flags, vekFSSpec **spec) {
     const bool stdio = (flags & 1U) != 0;
     return makeSpec(handle, {library, cell, view, file}, parent, spec,
-                    [=](const ryniObjectNames &names, OwnedSpec &inner) {
+                    [=](const ryniObjectNames &names, ryniOwnedSpec &inner) {
                         return findInner(handle, mode, names, stdio, inner);
                     });
 }
@@ -307,7 +338,7 @@ int ryni_mkspec(rynHandle handle, const char *library, const char *cell, const c
                 vekFSSpec *parent, vekFSSpec **spec) {
     return makeSpec(
         handle, {library, cell, view, file}, parent, spec,
-        [=](const ryniObjectNames &names, OwnedSpec &inner) { return makeInner(handle, names, inner); });
+        [=](const ryniObjectNames &names, ryniOwnedSpec &inner) { return makeInner(handle, names, inner); });
 }
 
 int rynIsSpecDir(vekFSSpec *spec) {
@@ -337,25 +368,18 @@ int ryniPathInArchive(rynHandle handle, const char *library, const char *cell, c
         return RYN_LIBRARY_NOT_DEFINED;
     }
     const char *slash = std::strrchr(record->fullPath, '/');
-    const char *top = slash == nullptr ? record->fullPath : slash + 1;
-    std::size_t length = std::strlen(top);
-    for (const char *name : {cell, view, file}) {
-        length += isNameGiven(name) ? 1 + std::strlen(name) : 0;
-    }
-    if (needed != nullptr) {
-        *needed = length + 1;
-    }
-    if (length + 1 > size) {
-        return RYN_BUFFER_TOO_SMALL;
-    }
-    char *end = stpcpy(buffer, top);
+    JoinedText path(buffer, size);
+    path.append(slash == nullptr ? record->fullPath : slash + 1);
     for (const char *name : {cell, view, file}) {
         if (isNameGiven(name)) {
-            *end++ = '/';
-            end = stpcpy(end, name);
+            path.append("/");
+            path.append(name);
         }
     }
-    return RYN_OK;
+    if (needed != nullptr) {
+        *needed = path.needed();
+    }
+    return path.fits() ? RYN_OK : RYN_BUFFER_TOO_SMALL;
 }
 
 int rynInvalidatePackedLib(rynHandle handle, const char *library) {
@@ -367,10 +391,8 @@ int rynInvalidatePackedLib(rynHandle handle, const char *library) {
     if (record == nullptr || record->packedFile == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    char *aside = nullptr;
-    const int length = asprintf(&aside, "%s%%", record->packedFile);
-    const vek::OwnedText owner(length < 0 ? nullptr : aside);
-    if (!owner || std::rename(record->packedFile, owner.get()) != 0) {
+    const vek::OwnedText aside = nameAside(record->packedFile);
+    if (!aside || std::rename(record->packedFile, aside.get()) != 0) {
         return RYN_SYSTEM_ERROR;
     }
     if (record->packedArchive != nullptr) {

@@ -82,7 +82,7 @@ int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile 
         return status;
     }
     file = registry->files.head;
-    while (file != nullptr && std::strcmp(file->nslPath, nsl.c_str()) != 0) {
+    while (file != nullptr && (file->nslPath == nullptr || std::strcmp(file->nslPath, nsl.c_str()) != 0)) {
         file = file->next;
     }
     return file == nullptr ? RYN_FILE_NOT_INCLUDED : RYN_OK;

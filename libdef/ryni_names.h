@@ -16,7 +16,7 @@ struct ryniObjectNames {
     const char *view;
     const char *file;
 
-    /// @return whether there is a level above the library in these names
+    /// @return whether the names reach below the library, so that there is a level above them
     [[nodiscard]] bool hasLevelAbove() const {
         return isNameGiven(cell) || isNameGiven(view) || isNameGiven(file);
     }

@@ -67,7 +67,11 @@ typedef struct rynLibrary {
     struct rynLibrary *previousInOrder;
     struct rynLibrary *nextInNameIndex;
     uint64_t sequence; ///< grows with every insertion
+    uint64_t place;    ///< grows along the definition order
     uint32_t bucket;
+    // The last dump that met it in its bucket, and in the definition order.
+    uint32_t dumpedFromBucket;
+    uint32_t dumpedFromOrder;
 } rynLibrary;
 
 /// The outcome of one link read.
@@ -114,7 +118,8 @@ struct rynRegistry {
     vekHashTable nameIndex;
     vekHashTable linkIndex;
     rynDirectoryIndex *directoryIndex;
-    uint64_t insertions;
+    uint64_t insertions; ///< into the buckets or the definition order
+    uint32_t dumps;
 };
 
 /// @return the registry that a call with `handle` works on: `handle`, or the default one; null without either
@@ -136,13 +141,11 @@ rynLibrary *ryniNewLibrary(const char *name);
 /// @return RYN_OK, or RYN_MEMORY_ERROR with the library in none of them
 int sInsert_lib(rynRegistry *registry, rynLibrary *library);
 
-/// @return 1 when `library` is in the definition order, else 0
-int ryniIsInOrder(const rynRegistry *registry, const rynLibrary *library);
-
 /// Moves `library` to the end of the definition order. @return 0 when it is not in that order
 int ryniMoveToEnd(rynRegistry *registry, rynLibrary *library);
 
-/// Takes `library` out of its bucket, the definition order and the indexes. It is not freed.
+/// Takes `library` out of its bucket, the definition order and the indexes. It is not freed, and nothing leads to
+/// it any more.
 /// @return 0 when it was not in the definition order
 int ryniRemoveLibrary(rynRegistry *registry, rynLibrary *library);
 
@@ -156,6 +159,10 @@ int ryniSetExplicitTmp(rynRegistry *registry, rynLibrary *library, const char *f
 /// Records a place of definition, and appends it to the history.
 /// @return RYN_OK or RYN_MEMORY_ERROR
 int ryniRecordDefinition(rynLibrary *library, rynIncludedFile *file, int line);
+
+/// Replaces the owned string `*field` by a copy of `text`.
+/// @return RYN_OK, or RYN_MEMORY_ERROR with the string as it was
+int ryniReplaceText(char **field, const char *text);
 
 /// @return a new attribute record; null when memory is exhausted
 rynAttribute *ryniNewAttribute(const char *name, const char *value, rynIncludedFile *file, int line);

@@ -5,6 +5,13 @@
 
 #include "libdef/ryni_registry.h"
 
+#include <memory>
+
+struct ryniFreeSpec {
+    void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
+};
+using ryniOwnedSpec = std::unique_ptr<vekFSSpec, ryniFreeSpec>;
+
 VEK_BEGIN_DECLS
 
 /// rynGetSpec() without a query: the path is built from the library's own directory, or lies in its archive.
@@ -16,7 +23,7 @@ int ryniZipExists(rynHandle handle, const char *library);
 
 /// Forms the path of a design object inside its library's archive.
 ///
-/// @param buffer  receives it
+/// @param buffer  receives it; the empty string when it does not fit
 /// @param size    bytes of `buffer`, the NUL included
 /// @param needed  null, or receives the bytes that the path needs
 /// @return RYN_OK, RYN_BUFFER_TOO_SMALL, RYN_INVALID_PARAMETER or RYN_LIBRARY_NOT_DEFINED

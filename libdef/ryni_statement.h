@@ -3,6 +3,7 @@
 
 /// One statement of the library definition language, taken apart, and what the statements share.
 
+#include "common/owned.h"
 #include "common/vek_api.h"
 #include "libdef/ryni_registry.h"
 
@@ -17,7 +18,7 @@ enum class Lexed {
     SyntaxError ///< a quote that is not closed
 };
 
-/// A line taken apart. It is large, and includes nest: it does not belong on the stack.
+/// A line taken apart.
 struct ryniStatement {
     char line[VEK_PATH_SIZE]; ///< the tokens point into this
     char copy[VEK_PATH_SIZE]; ///< the line without its comment, for diagnostics
@@ -36,6 +37,7 @@ struct ryniCommand {
     const char *directory; ///< what relative paths count from
     int line;
     bool applyTmpNow;
+    vek::OwnedText &toRead; ///< receives the path of a file that is to be read now
     const std::array<char *, kMaxArguments> &arguments;
 
     /// An argument's text, which the statement may change in place.

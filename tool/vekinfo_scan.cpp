@@ -1,232 +1,309 @@
 #include "tool/vekinfo_check.h"
 
 #include "common/ascii.h"
-#include "common/entry_list.h"
 #include "common/fixed_text.h"
+#include "common/owned.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
 #include "tagfile/tov.h"
+#include "tool/vekinfo_stack.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
 constexpr std::string_view kTagFileName = "vekinfo.tag";
 
-vek::OwnedText join(std::string_view directory, std::string_view name) {
-    vek::OwnedText path(static_cast<char *>(std::malloc(directory.size() + 1 + name.size() + 1)));
-    if (path) {
-        std::memcpy(path.get(), directory.data(), directory.size());
-        path.get()[directory.size()] = '/';
-        std::memcpy(path.get() + directory.size() + 1, name.data(), name.size());
-        path.get()[directory.size() + 1 + name.size()] = '\0';
+/// How often links may lead into a directory that lies on a circle of links; after that they are reported at once.
+/// Without a limit, a dozen directories that all link to each other would be walked in every order there is.
+constexpr int kMaxRounds = 100;
+
+/// An entry of a directory that could be opened, whose path has at most 4095 characters.
+using EntryPath = vek::FixedText<VEK_PATH_SIZE + 1 + NAME_MAX + 1>;
+
+int reportNoMemory(const char *directory) {
+    return tovPrintError(TOV_MEMORY_ERROR, "while looking for vekinfo.tag files", directory, 0);
+}
+
+/// What the type that came with an entry tells about it.
+enum class Kind { File, Directory, Unknown };
+
+Kind kindOf(unsigned char type, bool isTagFileName) {
+    switch (type) {
+    case DT_DIR:
+        // In a directory that cannot be searched even a directory of that name counts as a file.
+        return isTagFileName ? Kind::Unknown : Kind::Directory;
+    case DT_LNK:
+    case DT_UNKNOWN:
+        return Kind::Unknown;
+    default:
+        return Kind::File;
     }
-    return path;
 }
 
 /// What a directory is, whatever path leads to it.
 struct Identity {
     dev_t device = 0;
     ino_t inode = 0;
+    bool known = false;
 
-    bool operator==(const Identity &other) const { return device == other.device && inode == other.inode; }
+    bool operator==(const Identity &) const = default;
 
-    bool find(const char *path) {
+    static Identity of(const char *path) {
         struct stat status = {};
-        if (stat(path, &status) != 0) {
-            return false;
+        const bool known = stat(path, &status) == 0;
+        return {status.st_dev, status.st_ino, known};
+    }
+};
+
+/// Counts how often links have led into directories that lie on a circle of links.
+class Rounds {
+  public:
+    [[nodiscard]] int of(const Identity &directory) const {
+        const std::size_t place = find(directory);
+        return place < counts_.size() ? counts_[place].rounds : 0;
+    }
+
+    /// @return false when memory is exhausted
+    [[nodiscard]] bool count(const Identity &directory) {
+        const std::size_t place = find(directory);
+        if (place == counts_.size()) {
+            return counts_.push({directory, 1});
         }
-        device = status.st_dev;
-        inode = status.st_ino;
+        ++counts_[place].rounds;
         return true;
     }
-};
 
-/// @return whether `target` is one of the directories that the text of `path` leads through, `path` included
-bool liesOnPath(const Identity &target, std::string_view path) {
-    vek::PathText prefix;
-    if (!prefix.assign(path)) {
-        return false;
-    }
-    for (;;) {
+  private:
+    struct Count {
         Identity directory;
-        if (directory.find(prefix.empty() ? "/" : prefix.c_str()) && directory == target) {
-            return true;
-        }
-        const std::size_t slash = prefix.view().rfind('/');
-        if (slash == std::string_view::npos) {
-            return false;
-        }
-        prefix.truncate(slash);
-    }
-}
+        int rounds;
+    };
 
-/// A directory on the way down, with its entries and the place in them.
-struct Level {
-    Level *above = nullptr;
-    vek::OwnedText path;
-    bool isTop = false;
-    bool isLinkTarget = false; ///< entered through a link: its path does not go on from the level above
-    vek::EntryList entries;
-    std::size_t position = 0;
+    [[nodiscard]] std::size_t find(const Identity &directory) const {
+        std::size_t i = 0;
+        while (i < counts_.size() && counts_[i].directory != directory) {
+            ++i;
+        }
+        return i;
+    }
+
+    VekinfoStack<Count> counts_;
 };
 
-/// Reads the entries of `directory`, as far as it can be read.
-vek::EntryList readEntries(const char *directory) {
-    vek::EntryList entries;
-    const vek::OwnedDirectory stream(opendir(directory));
-    while (const dirent *entry = stream ? readdir(stream.get()) : nullptr) {
-        if (!vek::isDotOrDotDot(entry->d_name) && !entries.add(entry->d_type, entry->d_name)) {
-            break;
-        }
-    }
-    return entries;
-}
+/// How a directory is entered.
+enum class Way {
+    FromTop,   ///< a tag file in it is not redundant
+    FromAbove, ///< its path goes on from that of the level above
+    ThroughLink
+};
 
-/// A walk over everything below one directory. It keeps its levels on the heap, so that no tree is too deep for
-/// it.
+/// A directory on the way down. Its path and its entries, each a type and a name, stand in the scan's texts.
+struct Level {
+    Way way;
+    std::size_t path; ///< where its path begins
+    std::size_t next; ///< where the entry begins that is looked at next
+    bool isOnCircle;  ///< a link below led back to it, or to a directory above it
+
+    // What is asked for when it is needed first.
+    Identity identity;
+    bool knowsAncestors;
+    std::size_t ancestors; ///< where they begin in the scan's list, when the path begins anew with this level
+};
+
+/// A walk over everything below one directory. A directory is read whole before anything in it is entered, and all
+/// levels stand on the heap: no tree is too deep for the stack or the number of open files.
 class Scan {
   public:
-    Scan() = default;
-    Scan(const Scan &) = delete;
-    Scan &operator=(const Scan &) = delete;
-    ~Scan() {
-        while (level_ != nullptr) {
-            leave();
-        }
-    }
-
-    void run(const char *directory, bool isTop) {
-        enter(vek::copyText(directory), isTop, true);
-        while (level_ != nullptr) {
-            if (level_->entries.isEnd(level_->position)) {
+    void run(const char *directory, Way way) {
+        enter(directory, way);
+        while (!levels_.empty()) {
+            if (levels_.top().next == texts_.size()) {
                 leave();
-                continue;
+            } else {
+                lookAtNextEntry();
             }
-            const vek::EntryList::Entry entry = level_->entries.at(level_->position);
-            level_->position = entry.next;
-            look(entry);
         }
     }
 
   private:
-    void enter(vek::OwnedText path, bool isTop, bool isLinkTarget) {
-        void *memory = std::malloc(sizeof(Level));
-        if (!path || memory == nullptr) {
-            std::free(memory);
+    [[nodiscard]] const char *pathOf(const Level &level) const { return &texts_[level.path]; }
+    [[nodiscard]] const char *directory() const { return pathOf(levels_.top()); }
+
+    /// Goes down into a directory; one that cannot be opened is passed over.
+    /// @param path  not in the texts
+    void enter(const char *path, Way way) {
+        const vek::OwnedDirectory stream(opendir(path));
+        if (!stream) {
             return;
         }
-        vek::EntryList entries = readEntries(path.get());
-        level_ = new (memory) Level{level_, std::move(path), isTop, isLinkTarget, std::move(entries), 0};
+        const std::size_t begin = texts_.size();
+        const std::size_t size = std::strlen(path) + 1;
+        if (!texts_.push(path, size) || !pushEntries(stream.get()) ||
+            !levels_.push({way, begin, begin + size, false, {}, false, 0})) {
+            texts_.shrink(begin);
+            reportNoMemory(path);
+        }
+    }
+
+    bool pushEntries(DIR *stream) {
+        while (const dirent *entry = readdir(stream)) {
+            const std::string_view name(entry->d_name);
+            const bool isSkipped = name == "." || name == "..";
+            if (!isSkipped && (!texts_.push(static_cast<char>(entry->d_type)) ||
+                               !texts_.push(name.data(), name.size() + 1))) {
+                return false;
+            }
+        }
+        return true;
     }
 
     void leave() {
-        Level *left = level_;
-        level_ = left->above;
-        left->~Level();
-        std::free(left);
+        Level &level = levels_.top();
+        if (level.isOnCircle && level.way == Way::ThroughLink && !rounds_.count(identityOf(level))) {
+            reportNoMemory(pathOf(level));
+        }
+        if (level.knowsAncestors) {
+            ancestors_.shrink(level.ancestors);
+        }
+        texts_.shrink(level.path);
+        levels_.pop();
     }
 
-    void look(const vek::EntryList::Entry &entry) {
-        const bool isTagFileName = kTagFileName == entry.name;
-        // The type that came with the entry spares most questions. A directory of that very name is asked for all
-        // the same: in a directory that cannot be searched it counts as a file.
-        const bool isSurelyFile = entry.type != DT_DIR && entry.type != DT_LNK && entry.type != DT_UNKNOWN;
-        if (isSurelyFile) {
-            reportIfTagFile(isTagFileName);
-            return;
-        }
-        vek::OwnedText path = join(level_->path.get(), entry.name);
-        if (!path) {
-            return;
-        }
-        const bool isSurelyDirectory = entry.type == DT_DIR && !isTagFileName;
-        if (!isSurelyDirectory && vekFileIsDirectory(path.get()) == 0) {
-            reportIfTagFile(isTagFileName);
-            return;
-        }
-        if (isSurelyDirectory) {
-            enter(std::move(path), false, false);
+    void lookAtNextEntry() {
+        Level &level = levels_.top();
+        const auto type = static_cast<unsigned char>(texts_[level.next]);
+        const std::string_view name(&texts_[level.next + 1]);
+        level.next += 1 + name.size() + 1;
+
+        const bool isTagFileName = name == kTagFileName;
+        const Kind kind = kindOf(type, isTagFileName);
+        EntryPath path;
+        if (kind == Kind::File || !path.assign(directory(), "/", name) ||
+            (kind == Kind::Unknown && vekFileIsDirectory(path.c_str()) == 0)) {
+            reportIf(isTagFileName && level.way != Way::FromTop);
+        } else if (kind == Kind::Directory) {
+            enter(path.c_str(), Way::FromAbove);
         } else {
-            followOrEnter(std::move(path));
+            enterOrFollow(path.c_str());
         }
     }
 
-    void reportIfTagFile(bool isTagFileName) const {
-        if (isTagFileName && !level_->isTop) {
-            std::printf("There is a redundant vekinfo.tag file in the subdir: \n\t%s\n", level_->path.get());
+    void reportIf(bool isRedundant) const {
+        if (isRedundant) {
+            std::printf("There is a redundant vekinfo.tag file in the subdir: \n\t%s\n", directory());
         }
     }
 
     /// Enters a directory that may be reached through a link.
-    void followOrEnter(vek::OwnedText path) {
+    void enterOrFollow(const char *path) {
         vek::PathText target;
-        const ssize_t length = readlink(path.get(), target.data(), vek::PathText::kCapacity);
-        if (length < 0 && errno == EINVAL) {
-            enter(std::move(path), false, false);
-        } else if (length < 0) {
-            tovPrintError(TOV_INVALID_PATH, level_->path.get(), nullptr, 0);
-        } else {
+        const ssize_t length = readlink(path, target.data(), vek::PathText::kCapacity);
+        if (length >= 0) {
             target.setSize(static_cast<std::size_t>(length));
-            follow(path.get(), target);
+            follow(path, target.view());
+        } else if (errno == EINVAL) {
+            enter(path, Way::FromAbove);
+        } else {
+            tovPrintError(TOV_INVALID_PATH, directory(), nullptr, 0);
         }
     }
 
-    void follow(const char *link, const vek::PathText &target) {
-        const vek::OwnedText absolute = vekIsRooted(target.c_str()) != 0
-                                            ? vek::copyText(target.view())
-                                            : join(level_->path.get(), target.view());
-        vek::PathText normalized;
+    void follow(const char *link, std::string_view target) {
+        const vek::OwnedText absolute =
+            vek::startsWith(target, "/") ? vek::copyText(target) : vek::joinText(directory(), "/", target);
         if (!absolute) {
+            reportNoMemory(directory());
             return;
         }
+        vek::PathText normalized;
         if (tovNormalizePath(absolute.get(), normalized.data()) != TOV_OK) {
             tovPrintError(TOV_INVALID_PATH, absolute.get(), link, 0);
             return;
         }
         normalized.measure();
         if (leadsBack(normalized)) {
-            tovPrintError(TOV_INVALID_PATH, "there seems to be a linkloop", level_->path.get(), 0);
+            tovPrintError(TOV_INVALID_PATH, "there seems to be a linkloop", directory(), 0);
             return;
         }
-        enter(vek::copyText(normalized.view()), false, true);
+        enter(normalized.c_str(), Way::ThroughLink);
     }
 
-    /// Whether a link's target is an ancestor by its text, or a directory that this walk is in already: each
-    /// level's path, and where a path begins anew, all that lead to it.
-    [[nodiscard]] bool leadsBack(const vek::PathText &target) const {
-        const std::string_view directory(level_->path.get());
-        if (vek::startsWith(directory, target.view())) {
+    // ---- links that lead back
+
+    bool leadsBack(const vek::PathText &target) {
+        // The texts are compared as they stand, so that in "/proj/lib" a link to "/proj/li" leads back, too: the
+        // report has always said so.
+        if (vek::startsWith(directory(), target.view())) {
             return true;
         }
-        Identity identity;
-        if (!identity.find(target.c_str())) {
-            return false;
+        const Identity identity = Identity::of(target.c_str());
+        const std::size_t place = identity.known ? placeOf(identity) : levels_.size();
+        for (std::size_t i = place; i < levels_.size(); ++i) {
+            levels_[i].isOnCircle = true;
         }
-        if (liesOnPath(identity, directory)) {
-            return true;
+        return place < levels_.size() || rounds_.of(identity) >= kMaxRounds;
+    }
+
+    /// @return the level that is the directory; the one where the lowest level's path begins when the directory lies
+    ///         above that path; or the number of levels when it is none of these
+    std::size_t placeOf(const Identity &identity) {
+        std::size_t begin = 0;
+        for (std::size_t i = 0; i < levels_.size(); ++i) {
+            if (identityOf(levels_[i]) == identity) {
+                return i;
+            }
+            begin = levels_[i].way == Way::FromAbove ? begin : i;
         }
-        for (const Level *level = level_; level->above != nullptr; level = level->above) {
-            // The text of a directory that was entered as such goes on from the one above, seen with it.
-            if (level->isLinkTarget && liesOnPath(identity, level->above->path.get())) {
-                return true;
+        learnAncestors(levels_[begin]);
+        for (std::size_t i = levels_[begin].ancestors; i < ancestors_.size(); ++i) {
+            if (ancestors_[i] == identity) {
+                return begin;
             }
         }
-        return false;
+        return levels_.size();
     }
 
-    Level *level_ = nullptr;
+    const Identity &identityOf(Level &level) {
+        if (!level.identity.known) {
+            level.identity = Identity::of(pathOf(level));
+        }
+        return level.identity;
+    }
+
+    /// Lists the directories above the level where the lowest level's path begins, as far as their paths and the
+    /// memory reach.
+    void learnAncestors(Level &level) {
+        if (level.knowsAncestors) {
+            return;
+        }
+        level.knowsAncestors = true;
+        level.ancestors = ancestors_.size();
+        vek::PathText path;
+        Identity last = level.identity;
+        bool goesOn = path.assign(pathOf(level));
+        while (goesOn && path.append("/..")) {
+            const Identity above = Identity::of(path.c_str());
+            goesOn = above.known && above != last && ancestors_.push(above);
+            last = above;
+        }
+    }
+
+    VekinfoStack<char> texts_;
+    VekinfoStack<Level> levels_;
+    VekinfoStack<Identity> ancestors_; ///< of the levels that know them, in the order of the levels
+    Rounds rounds_;
 };
 
 } // namespace
 
 void tovScanSubdirsForVekinfo(const char *dir, int isTop) {
-    Scan().run(dir, isTop != 0);
+    Scan().run(dir, isTop != 0 ? Way::FromTop : Way::FromAbove);
 }
