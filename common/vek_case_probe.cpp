@@ -1,5 +1,6 @@
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "common/vek_file.h"
 #include "common/vek_path.h"
 
 #include <array>
@@ -114,15 +115,10 @@ int ProbeFile::answer() const {
 
 } // namespace
 
-static bool isDirectory(const char *path) {
-    struct stat status = {};
-    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 /// Cuts `path` back to the nearest existing directory. @return whether there is one
 static bool cutToDirectory(char *path) {
     std::string_view rest(path);
-    while (!isDirectory(path)) {
+    while (vekFileIsDirectory(path) == 0) {
         const std::size_t slash = rest.rfind('/');
         // Cutting never arrives at the root directory: what lies directly below it stays unknown.
         if (slash == std::string_view::npos || slash == 0) {

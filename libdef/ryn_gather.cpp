@@ -8,6 +8,7 @@
 #include "libdef/ryni_index_hash.h"
 #include "libdef/ryni_spec.h"
 
+#include <bit>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include <memory>
 #include <string_view>
 #include <sys/stat.h>
+#include <utility>
 
 namespace {
 
@@ -26,27 +28,48 @@ int codeOfFailedOpen(int error) {
 
 // ---- the list being built
 
-int isSameName(const void *entry, const void *key) {
-    return std::strcmp(static_cast<const rynElement *>(entry)->name,
-                       static_cast<const rynElement *>(key)->name) == 0
-               ? 1
-               : 0;
-}
+/// The names of a list, for asking whether one is among them. It is filled with names that are known to differ, and
+/// so looks at none of those that are in it when it takes another: at a million names each look would be a miss of
+/// the processor's caches.
+class NameIndex {
+  public:
+    /// Makes it empty, with room for `names` of them. @return false when memory is exhausted
+    bool allocate(std::size_t names) {
+        bucketCount_ = std::bit_ceil(names);
+        buckets_.reset(static_cast<rynElement **>(std::calloc(bucketCount_, sizeof(rynElement *))));
+        return buckets_ != nullptr;
+    }
 
-uint32_t hashName(const void *key, const vekHashTable * /*table*/) {
-    return ryniIndexHash(static_cast<const rynElement *>(key)->name, 0);
-}
+    void add(rynElement *element) {
+        rynElement *&first = bucketOf(element->name);
+        element->nextInIndex = first;
+        first = element;
+    }
 
-/// A list of names that grows at its head, with an index of them once it is asked what it holds.
+    [[nodiscard]] bool holds(const char *name) const {
+        const rynElement *element = bucketOf(name);
+        while (element != nullptr && std::strcmp(element->name, name) != 0) {
+            element = element->nextInIndex;
+        }
+        return element != nullptr;
+    }
+
+  private:
+    [[nodiscard]] rynElement *&bucketOf(const char *name) const {
+        return buckets_.get()[ryniIndexHash(name, 0) & (bucketCount_ - 1)];
+    }
+
+    vek::Owned<rynElement *> buckets_;
+    std::size_t bucketCount_ = 0;
+};
+
+/// A list of names that grows at its head, and can be asked what it held at some time.
 class NameList {
   public:
     NameList() = default;
     NameList(const NameList &) = delete;
     NameList &operator=(const NameList &) = delete;
-    ~NameList() {
-        vekHashFreeTable(&index_);
-        ryniFreeElements(head_);
-    }
+    ~NameList() { ryniFreeElements(head_); }
 
     bool push(std::string_view name) {
         auto *element = static_cast<rynElement *>(std::malloc(sizeof(rynElement) + name.size() + 1));
@@ -58,37 +81,29 @@ class NameList {
         std::memcpy(element->name, name.data(), name.size());
         element->name[name.size()] = '\0';
         head_ = element;
-        if (isIndexed()) {
-            vekHashCreate(&index_, element);
+        ++count_;
+        return true;
+    }
+
+    /// From now on held() answers for the list as it stands. @return false when memory is exhausted
+    bool index() {
+        if (!index_.allocate(count_)) {
+            return false;
+        }
+        for (rynElement *element = head_; element != nullptr; element = element->next) {
+            index_.add(element);
         }
         return true;
     }
 
-    /// Makes holds() work. @return false when memory is exhausted
-    bool beginIndex() {
-        if (isIndexed()) {
-            return true;
-        }
-        vekHashAllocTable(&index_, 0, 0, offsetof(rynElement, nextInIndex), isSameName, hashName);
-        for (rynElement *element = head_; isIndexed() && element != nullptr; element = element->next) {
-            vekHashCreate(&index_, element);
-        }
-        return isIndexed();
-    }
-
-    [[nodiscard]] bool holds(const char *name) {
-        rynElement wanted = {};
-        wanted.name = const_cast<char *>(name); // only read, as a key
-        return vekHashProbe(&index_, &wanted) != nullptr;
-    }
+    [[nodiscard]] bool held(const char *name) const { return index_.holds(name); }
 
     rynElement *release() { return std::exchange(head_, nullptr); }
 
   private:
-    [[nodiscard]] bool isIndexed() const { return index_.buckets != nullptr; }
-
     rynElement *head_ = nullptr;
-    vekHashTable index_ = {};
+    std::size_t count_ = 0;
+    NameIndex index_;
 };
 
 // ---- directories
@@ -177,11 +192,11 @@ class ShallowBuild {
     }
 
     int addTemporary(const char *path) {
-        if (!list_.beginIndex()) {
+        if (!list_.index()) {
             return RYN_MEMORY_ERROR;
         }
         return visitPlain(path, [this](unsigned char /*type*/, const char *name) {
-            return list_.holds(name) ? static_cast<int>(RYN_OK) : add(name);
+            return list_.held(name) ? static_cast<int>(RYN_OK) : add(name);
         });
     }
 
@@ -219,6 +234,26 @@ bool isTypeOfNoDirectory(unsigned char type) {
     return type != DT_DIR && type != DT_LNK && type != DT_UNKNOWN;
 }
 
+/// Ends walks that no one would see the end of: two links back to where they are make more paths than can be
+/// visited. What ends by itself passes: any number of directories behind a few links, and a loop or two, of which
+/// the system's own limit of links in one path makes an end.
+class LinkGuard {
+  public:
+    /// Enters a directory; leave() must follow. @return false when the walk is to end
+    bool enter(bool throughLink) {
+        links_ += throughLink ? 1 : 0;
+        return links_ <= kFewLinks || ++farDirectories_ <= kMostFarDirectories;
+    }
+    void leave(bool throughLink) { links_ -= throughLink ? 1 : 0; }
+
+  private:
+    static constexpr int kFewLinks = 8;
+    static constexpr int kMostFarDirectories = 2000;
+
+    int links_ = 0; ///< that lead to the present directory
+    int farDirectories_ = 0;
+};
+
 class DeepLibraryBuild {
   public:
     DeepLibraryBuild(rynRegistry *registry, vekFSSpec *top, NameList &list)
@@ -254,13 +289,24 @@ class DeepLibraryBuild {
         if (isTypeOfNoDirectory(type) || rynIsSpecDir(spec.get()) == 0) {
             return list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
         }
-        return addDirectory(spec.get());
+        const bool throughLink = type == DT_LNK || (type == DT_UNKNOWN && isLink(spec.get()));
+        const int status = links_.enter(throughLink) ? addDirectory(spec.get()) : RYN_SYSTEM_ERROR;
+        links_.leave(throughLink);
+        return status;
+    }
+
+    static bool isLink(vekFSSpec *spec) {
+        vekFSStat record = {};
+        mode_t mode = 0;
+        return vekFS_lstat(spec, &record) == VEK_FS_OK && vekFS_getFileMode(&record, &mode) == VEK_FS_OK &&
+               S_ISLNK(mode);
     }
 
     rynRegistry *registry_;
     vekFSSpec *top_;
     NameList &list_;
     RelativePath path_;
+    LinkGuard links_;
 };
 
 class DeepTemporaryBuild {
@@ -268,7 +314,7 @@ class DeepTemporaryBuild {
     DeepTemporaryBuild(const char *top, NameList &list) : top_(top), list_(list) {}
 
     int run() {
-        if (!list_.beginIndex()) {
+        if (!list_.index()) {
             return RYN_MEMORY_ERROR;
         }
         return addDirectory(top_);
@@ -295,12 +341,20 @@ class DeepTemporaryBuild {
         if (!path) {
             return RYN_MEMORY_ERROR;
         }
-        struct stat status = {};
-        const bool isDirectory = type == DT_DIR || stat(path.get(), &status) != 0 || S_ISDIR(status.st_mode);
-        if (isDirectory) {
-            return addDirectory(path.get());
+        struct stat record = {};
+        const bool isDirectory = type == DT_DIR || stat(path.get(), &record) != 0 || S_ISDIR(record.st_mode);
+        if (!isDirectory) {
+            return list_.held(path_.c_str()) || list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
         }
-        return list_.holds(path_.c_str()) || list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
+        const bool throughLink = type == DT_LNK || (type == DT_UNKNOWN && isLink(path.get()));
+        const int status = links_.enter(throughLink) ? addDirectory(path.get()) : RYN_SYSTEM_ERROR;
+        links_.leave(throughLink);
+        return status;
+    }
+
+    static bool isLink(const char *path) {
+        struct stat record = {};
+        return lstat(path, &record) == 0 && S_ISLNK(record.st_mode);
     }
 
     [[nodiscard]] char *joined() const {
@@ -317,6 +371,7 @@ class DeepTemporaryBuild {
     const char *top_;
     NameList &list_;
     RelativePath path_;
+    LinkGuard links_;
 };
 
 /// Takes the sources in order: the library's own, the implicit temporary one, the explicit temporary one.

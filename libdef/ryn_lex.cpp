@@ -36,11 +36,11 @@ std::string_view withoutTrailingSpace(std::string_view line) {
 std::string_view reduce(std::string_view line) {
     line = upTo(line, line.find('\n'));
     if (vek::startsWith(line, "--")) {
-        return {};
+        return upTo(line, 0);
     }
     line = upTo(line, line.find(" --"));
     line = upTo(line, line.find("\t--"));
-    return vek::startsWith(line, "#") ? std::string_view{} : withoutTrailingSpace(withoutHashComment(line));
+    return vek::startsWith(line, "#") ? upTo(line, 0) : withoutTrailingSpace(withoutHashComment(line));
 }
 
 void copyLine(std::string_view text, char *to) {

@@ -58,7 +58,7 @@ void remember(rynRegistry &registry, const char *path, const Outcome &outcome) {
     rynLink *&head = registry.links[ryniNameBucket(path, 0)];
     *link = {head, pathCopy.release(), targetCopy.release(), outcome.length, outcome.error, nullptr};
     head = link;
-    vekHashCreate(&registry.linkIndex, link);
+    vekHashCreateAfterProbe(&registry.linkIndex, link);
 }
 
 /// Hands an outcome out, the target cut to the caller's buffer.
@@ -75,7 +75,7 @@ ssize_t deliver(const Outcome &outcome, char *targetOut, std::size_t size) {
 } // namespace
 
 void ryniInitLinkCache(rynRegistry *registry) {
-    vekHashAllocTable(&registry->linkIndex, 0, 0, offsetof(rynLink, nextInIndex), isSamePath, hashPath);
+    vekHashAllocTable(&registry->linkIndex, 0, 1, offsetof(rynLink, nextInIndex), isSamePath, hashPath);
 }
 
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {

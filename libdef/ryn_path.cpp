@@ -24,7 +24,7 @@ void replaceBySlash(vek::PathText &path, std::string_view pattern) {
             return;
         }
         const std::size_t rest = at + pattern.size() - 1; // its last "/" stays
-        std::memmove(path.data() + at, path.data() + rest, path.size() - rest + 1);
+        std::memmove(path.data() + at, path.data() + rest, path.size() - rest);
         path.setSize(path.size() - (rest - at));
         from = at;
     }
@@ -100,7 +100,7 @@ bool ryniRemoveParentStep(vek::PathText &path, std::size_t before, std::size_t s
         return false;
     }
     const std::size_t rest = before + size;
-    std::memmove(path.data() + slash, path.data() + rest, path.size() - rest + 1);
+    std::memmove(path.data() + slash, path.data() + rest, path.size() - rest);
     path.setSize(path.size() - (rest - slash));
     return !path.empty() || path.assign("/");
 }

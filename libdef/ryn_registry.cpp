@@ -139,6 +139,9 @@ rynLibrary *newestAnswer(rynLibrary *candidate, const rynLibrary &wanted, bool i
 
 /// Frees every library, one that is lost from the order too.
 void freeLibraries(const vekHashTable &nameIndex) {
+    if (nameIndex.buckets == nullptr) {
+        return;
+    }
     for (int bucket = 0; bucket < nameIndex.bucketCount; ++bucket) {
         auto *library = static_cast<rynLibrary *>(nameIndex.buckets[bucket]);
         while (library != nullptr) {
@@ -358,7 +361,7 @@ rynRegistry *ryniNewRegistry(void) {
     if (registry == nullptr) {
         return nullptr;
     }
-    vekHashAllocTable(&registry->nameIndex, 0, 0, offsetof(rynLibrary, nextInNameIndex), isSameKey, hashKey);
+    vekHashAllocTable(&registry->nameIndex, 0, 1, offsetof(rynLibrary, nextInNameIndex), isSameKey, hashKey);
     ryniInitLinkCache(registry);
     registry->directoryIndex = ryniNewDirectoryIndex();
     if (registry->nameIndex.buckets == nullptr || registry->linkIndex.buckets == nullptr ||

@@ -77,7 +77,7 @@ Node *addChild(rynDirectoryIndex *index, Node *parent, std::string_view componen
     char *text = reinterpret_cast<char *>(node.get() + 1);
     std::memcpy(text, component.data(), component.size());
     *node = {nullptr, parent, text, component.size(), 0, 0};
-    vekHashCreate(&index->nodes, node.get());
+    vekHashCreateAfterProbe(&index->nodes, node.get());
     return node.release();
 }
 
@@ -122,7 +122,7 @@ rynDirectoryIndex *ryniNewDirectoryIndex(void) {
     if (index == nullptr) {
         return nullptr;
     }
-    vekHashAllocTable(&index->nodes, 0, 0, offsetof(Node, link), isSameNode, hashNode);
+    vekHashAllocTable(&index->nodes, 0, 1, offsetof(Node, link), isSameNode, hashNode);
     if (index->nodes.buckets == nullptr) {
         std::free(index);
         return nullptr;

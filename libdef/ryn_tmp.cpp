@@ -28,7 +28,7 @@ struct Root {
 };
 
 /// The directory of one library under a root. Both parts have at most 4095 characters, so that it always fits.
-using LibraryPath = vek::FixedText<2 * VEK_PATH_SIZE>;
+using LibraryPath = vek::FixedText<std::size_t{2} * VEK_PATH_SIZE>;
 
 /// "/" under "/" gives "//", as written.
 LibraryPath pathUnder(const char *root, const char *name) {
@@ -55,8 +55,7 @@ int applyImplicit(rynRegistry *registry, const char *directory, vek::PathText &e
     int status = root.find(registry, directory, registry->currentDirectory, error);
     if (status == RYN_OK) {
         status = ryniStrcpy(&registry->implicitTmpDirectory, directory);
-        error.clear();
-        error.appendCut(directory);
+        ryniStoreCut(error.data(), directory);
     }
     for (rynLibrary *library = registry->libraries.head; status == RYN_OK && library != nullptr;
          library = library->nextInOrder) {
@@ -90,17 +89,32 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
+bool hasOwnDirectory(const rynLibrary &library) {
+    return !comesFromGlobal(library) && library.explicitTmp != nullptr;
+}
+
 /// Gives one library its directory under the root, on disk too. A directory that cannot be made is its all the
 /// same.
-int applyRoot(rynRegistry *registry, rynLibrary *library, const Root &root) {
-    const LibraryPath full = pathUnder(root.full.c_str(), library->name);
+int applyRoot(rynRegistry *registry, rynLibrary *library, const char *full, const Root &root) {
     const LibraryPath nsl = pathUnder(root.nsl.c_str(), library->name);
     library->flags |= RYNI_LIB_TMP_FROM_GLOBAL;
-    int status = ryniSetExplicitTmp(registry, library, full.c_str(), nsl.c_str());
-    if (status == RYN_OK) {
-        status = ryniMkdir(registry, full.c_str(), RYNI_LEVEL_LIBRARY);
+    const int status = ryniSetExplicitTmp(registry, library, full, nsl.c_str());
+    return status == RYN_OK ? ryniMkdir(registry, full, RYNI_LEVEL_LIBRARY) : status;
+}
+
+/// The first failure ends it, whatever the handler makes of that.
+int applyToAll(rynRegistry *registry, const Root &root) {
+    for (rynLibrary *library = registry->libraries.head; library != nullptr; library = library->nextInOrder) {
+        if (hasOwnDirectory(*library)) {
+            continue;
+        }
+        const LibraryPath full = pathUnder(root.full.c_str(), library->name);
+        const int status = applyRoot(registry, library, full.c_str(), root);
+        if (status != RYN_OK) {
+            return warn(*registry, status, full.c_str());
+        }
     }
-    return status == RYN_OK ? RYN_OK : warn(*registry, status, full.c_str());
+    return RYN_OK;
 }
 
 } // namespace
@@ -192,14 +206,5 @@ int sAddGlobalTmppath(rynRegistry *registry, const char *directory) {
     if (reused != nullptr) {
         return warn(*registry, RYN_DIRECTORY_REUSED, reused->explicitTmpNsl);
     }
-    for (rynLibrary *library = registry->libraries.head; library != nullptr; library = library->nextInOrder) {
-        if (!comesFromGlobal(*library) && library->explicitTmp != nullptr) {
-            continue;
-        }
-        const int applied = applyRoot(registry, library, root);
-        if (applied != RYN_OK) {
-            return applied;
-        }
-    }
-    return RYN_OK;
+    return applyToAll(registry, root);
 }

@@ -5,8 +5,6 @@
 
 #include "common/vek_api.h"
 
-#include <string_view>
-
 VEK_BEGIN_DECLS
 
 /// What a permission test asks for.
@@ -41,11 +39,17 @@ char **puxiDefaultList(void);
 
 VEK_END_DECLS
 
+#ifdef __cplusplus
+
+#include <string_view>
+
 namespace vek {
 
 /// The entry of a search list that stands for the library directories.
 inline constexpr std::string_view kLibraryEntry = "@LIBRARY";
 
 } // namespace vek
+
+#endif
 
 #endif

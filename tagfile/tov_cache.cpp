@@ -46,7 +46,7 @@ void insert(Record **table, Record *record) {
 }
 
 template <typename Record>
-void empty(Record **table, void (*destroy)(Record *)) {
+void clearTable(Record **table, void (*destroy)(Record *)) {
     for (std::size_t bucket = 0; bucket < TOVI_BUCKETS; ++bucket) {
         while (Record *record = table[bucket]) {
             table[bucket] = record->next;
@@ -124,9 +124,6 @@ int readAndDeliver(const char *tagPath, const char *element, VekinfoObj *out, in
     if (status != TOV_OK) {
         return status;
     }
-    if (element == nullptr) {
-        *found = 0;
-    }
     tovVekinfoHashCreate(obj.get());
     return deliver(obj.release(), out);
 }
@@ -161,6 +158,8 @@ int tovVekinfoElementExists(const VekinfoObj *obj, const char *element) {
 }
 
 int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found) {
+    int unwanted = 0;
+    found = found == nullptr ? &unwanted : found;
     tempVekinfoFromHash = nullptr;
     *found = 0;
     if (tagPath == nullptr) {
@@ -175,6 +174,6 @@ int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out
 void tovResetCache(void) {
     tempVekinfoFromHash = nullptr;
     cacheCounts.links = 0;
-    empty(vekinfoHashTable, tovDestroyInfoObj);
-    empty(pathlinkHashTable, destroyLink);
+    clearTable(vekinfoHashTable, tovDestroyInfoObj);
+    clearTable(pathlinkHashTable, destroyLink);
 }

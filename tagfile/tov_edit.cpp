@@ -120,16 +120,15 @@ class Edit {
         if (!before_ || (isRead && !clearEntry(*obj_, name))) {
             return failWithoutMemory();
         }
-        // Clearing writes the file, then adding does; each reports its own failure, and the second decides. When
-        // both would write the same text, once is enough: the file never lacks the entry in between.
+        // Clearing writes the file, then adding does, and each reports its own failure. One write that succeeds is
+        // enough, as the last one decides: without a value to add it writes what clearing did, and with one the
+        // file need not lack the entry in between.
         const bool isAllowed = line.isAllowed();
-        if (isRead && !isAllowed) {
-            static_cast<void>(write());
-        }
+        const bool isCleared = isRead && !isAllowed && write();
         if (!line.applyTo(obj_, tagPath)) {
             return undo();
         }
-        return write() || (isRead && isAllowed && write()) ? 1 : undo();
+        return isCleared || write() || (isRead && isAllowed && write()) ? 1 : undo();
     }
 
   private:

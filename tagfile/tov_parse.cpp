@@ -100,7 +100,8 @@ Applied setNameSpace(VekinfoObj *obj, const char *value) {
 /// other object gets a copy of its own.
 Applied setDmtype(VekinfoObj *obj, const char *value) {
     VekinfoObj *twin = cachedTwin(obj);
-    const bool shared = twin != nullptr && twin->dmtype != nullptr && twin->dmtype == obj->dmtype;
+    const bool shared = twin != nullptr && ((twin->path != nullptr && twin->path == obj->path) ||
+                                            (twin->dmtype != nullptr && twin->dmtype == obj->dmtype));
     const bool needsTwo = twin != nullptr && !shared;
     vek::OwnedText mine = vek::copyText(value);
     vek::OwnedText twins = needsTwo ? vek::copyText(value) : nullptr;
@@ -185,6 +186,14 @@ Applied addEntry(VekinfoObj *obj, const char *name, const char *value) {
     return Applied::Done;
 }
 
+/// @return `status`
+int giveUp(int *found, int status) {
+    if (found != nullptr) {
+        *found = 0;
+    }
+    return status;
+}
+
 } // namespace
 
 void toviProcessLine(const char *line, int *count, char **words) {
@@ -244,14 +253,12 @@ int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int 
         obj->line = number;
         const int status = tovProcessVekinfoCommand(line, element, found, obj, path);
         if (status != TOV_OK) {
-            *found = 0;
-            return status;
+            return giveUp(found, status);
         }
     }
     // A file that breaks off is not a shorter file: an edit would lose the rest of it.
     if (std::ferror(file.get()) != 0) {
-        *found = 0;
-        return tovPrintError(TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", path, 0);
+        return giveUp(found, tovPrintError(TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", path, 0));
     }
     return TOV_OK;
 }

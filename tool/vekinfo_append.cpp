@@ -56,70 +56,116 @@ void composeEntries(const char *dir, FILE *text) {
     composeNameSpace(dir, text);
 }
 
-/// The end of a file that text is appended to.
+/// A file that text is appended to. Unless that succeeds, the file is as it was when its owner goes.
 class AppendedFile {
   public:
     explicit AppendedFile(const char *path) : path_(path) {}
-
-    bool open() {
-        constexpr int kFlags = O_RDWR | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-        file_ = vek::OwnedDescriptor(::open(path_, kFlags));
-        if (!file_.valid() && errno == ENOENT) {
-            file_ = vek::OwnedDescriptor(::open(path_, kFlags | O_CREAT, 0666));
-            created_ = file_.valid();
-        }
-        return file_.valid() && fstat(file_.get(), &status_) == 0;
-    }
-
-    /// @return whether the last line is without its newline
-    [[nodiscard]] bool endsInsideLine() const {
-        char last = '\n';
-        return status_.st_size > 0 && pread(file_.get(), &last, 1, status_.st_size - 1) == 1 && last != '\n';
-    }
-
-    /// Appends all of `text`, or nothing.
-    bool append(std::string_view text) {
-        const ssize_t written = ::write(file_.get(), text.data(), text.size());
-        const bool whole = written == static_cast<ssize_t>(text.size());
-        if (!whole) {
+    AppendedFile(const AppendedFile &) = delete;
+    AppendedFile &operator=(const AppendedFile &) = delete;
+    ~AppendedFile() {
+        if (!done_) {
             takeBack();
         }
-        return file_.close() == 0 && whole;
+    }
+
+    bool open() {
+        file_ = openWith(O_RDWR);
+        if (!file_.valid() && errno == ENOENT) {
+            file_ = openWith(O_RDWR | O_CREAT);
+            created_ = file_.valid();
+        }
+        // A device has no content to lose. Nobody reads a pipe's.
+        return file_.valid() && fstat(file_.get(), &status_) == 0 &&
+               (S_ISREG(status_.st_mode) || S_ISCHR(status_.st_mode)) && readLastCharacter();
+    }
+
+    [[nodiscard]] bool endsInsideLine() const { return last_ != '\n'; }
+
+    /// Appends all of `text` with one call.
+    bool append(std::string_view text) {
+        written_ = ::write(file_.get(), text.data(), text.size());
+        end_ = lseek(file_.get(), 0, SEEK_CUR);
+        const bool whole = written_ == static_cast<ssize_t>(text.size());
+        done_ = file_.close() == 0 && whole;
+        return done_;
     }
 
   private:
-    void takeBack() const {
-        static_cast<void>(ftruncate(file_.get(), status_.st_size) == 0);
-        if (created_) {
-            static_cast<void>(unlink(path_));
+    [[nodiscard]] vek::OwnedDescriptor openWith(int flags) const {
+        constexpr int kFlags = O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        return vek::OwnedDescriptor(::open(path_, flags | kFlags, 0666));
+    }
+
+    bool readLastCharacter() {
+        return status_.st_size == 0 || pread(file_.get(), &last_, 1, status_.st_size - 1) == 1;
+    }
+
+    /// Takes off what was written, where it still is the end of the file, and a file that is new.
+    void takeBack() {
+        if (!file_.valid()) {
+            file_ = openWith(O_WRONLY);
+        }
+        if (!file_.valid() || fstat(file_.get(), &status_) != 0 || !S_ISREG(status_.st_mode)) {
+            return;
+        }
+        if (written_ > 0 && status_.st_size == end_) {
+            status_.st_size -= written_;
+            static_cast<void>(ftruncate(file_.get(), status_.st_size) == 0);
+        }
+        if (created_ && status_.st_size == 0) {
+            const vek::OwnedText real(realpath(path_, nullptr)); // a symbolic link to it stays
+            static_cast<void>(unlink(real ? real.get() : path_));
         }
     }
 
     const char *path_;
     vek::OwnedDescriptor file_;
     struct stat status_ = {};
+    char last_ = '\n';
+    ssize_t written_ = 0;
+    off_t end_ = 0; ///< where what was written ends
     bool created_ = false;
+    bool done_ = false;
+};
+
+/// A text that is composed with the functions for streams.
+class ComposedText {
+  public:
+    ComposedText() : stream_(open_memstream(&text_, &size_)) {}
+    ComposedText(const ComposedText &) = delete;
+    ComposedText &operator=(const ComposedText &) = delete;
+    ~ComposedText() {
+        stream_.reset();
+        std::free(text_);
+    }
+
+    /// @return null when memory is exhausted
+    [[nodiscard]] FILE *stream() const { return stream_.get(); }
+
+    /// Ends the text. @return false when memory was exhausted
+    bool finish() {
+        const bool composed = std::ferror(stream_.get()) == 0;
+        return std::fclose(stream_.release()) == 0 && composed;
+    }
+    [[nodiscard]] std::string_view view() const { return {text_, size_}; }
+
+  private:
+    char *text_ = nullptr;
+    std::size_t size_ = 0;
+    vek::OwnedStream stream_;
 };
 
 } // namespace
 
 bool vekinfoAppendLibraryEntries(const char *dir, const char *tagPath) {
     AppendedFile file(tagPath);
-    if (tagPath == nullptr || !file.open()) {
-        return false;
-    }
-    char *text = nullptr;
-    std::size_t size = 0;
-    vek::OwnedStream stream(open_memstream(&text, &size));
-    if (!stream) {
+    ComposedText text;
+    if (!file.open() || text.stream() == nullptr) {
         return false;
     }
     if (file.endsInsideLine()) {
-        std::fputc('\n', stream.get()); // else the first line would become the end of theirs
+        std::fputc('\n', text.stream()); // else the first line would become the end of theirs
     }
-    composeEntries(dir, stream.get());
-    const bool composed = std::ferror(stream.get()) == 0;
-    stream.reset();
-    const vek::OwnedText owner(text);
-    return composed && text != nullptr && file.append({text, size});
+    composeEntries(dir, text.stream());
+    return text.finish() && file.append(text.view());
 }

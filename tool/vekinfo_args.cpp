@@ -114,8 +114,7 @@ int show(const Request & /*request*/) {
 }
 
 int lookup(const Request &request) {
-    tovVekinfoLookup(request.names);
-    return VEKINFO_OK;
+    return tovVekinfoLookup(request.names);
 }
 
 int clearEntry(const Request &request) {

@@ -3,9 +3,9 @@
 #include "common/ascii.h"
 #include "common/fixed_text.h"
 #include "common/open_text.h"
+#include "common/owned_strlist.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
-#include "common/vek_strlist.h"
 #include "libdef/ryn.h"
 #include "search/pux.h"
 #include "tagfile/tov.h"
@@ -13,6 +13,7 @@
 #include "tool/vekinfo_args.h"
 
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <string_view>
 
@@ -26,11 +27,6 @@ struct EndIteration {
     void operator()(rynContext *context) const { rynIterateEnd(context); }
 };
 using OwnedContext = std::unique_ptr<rynContext, EndIteration>;
-
-struct FreeStrlist {
-    void operator()(char **list) const { vekFreeStrlist(list); }
-};
-using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
 /// A problem that ends the run.
 int warn(const char *function, int code) {
@@ -82,6 +78,7 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath) 
     if (!vekinfoAppendLibraryEntries(dir, tagPath)) {
         return tovPrintError(TOV_SYSTEM_ERROR, "error opening for append", tagPath, 0);
     }
+    tovResetCache(); // it may hold the file as it was: another library may lie in the same directory
     if (verboseFlag != 0) {
         std::printf("Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
     }
@@ -99,11 +96,14 @@ std::string_view firstWord(std::string_view line) {
     return {line.data(), size};
 }
 
-/// The text of `directory`, "/" and `name`, of any length; null when memory is exhausted.
-vek::OwnedText pathIn(const char *directory, const char *name) {
-    char *path = nullptr;
-    const int length = asprintf(&path, "%s/%s", directory, name);
-    return vek::OwnedText(length < 0 ? nullptr : path);
+const char *orNull(const char *text) {
+    return text == nullptr ? "(null)" : text;
+}
+
+int tagCodeOf(int libraryCode) {
+    const auto index = static_cast<std::size_t>(libraryCode);
+    const bool known = libraryCode >= 0 && index < std::size(ryn_to_tov_errorcode_map);
+    return known ? ryn_to_tov_errorcode_map[index] : TOV_INVALID_ERROR_NUMBER;
 }
 
 } // namespace
@@ -111,22 +111,21 @@ vek::OwnedText pathIn(const char *directory, const char *name) {
 int testParseWarnHandler(int code, const char *text, const char *file, int line) {
     if (code != RYN_NO_VEKLIBRARY_ENTRY) {
         static_cast<void>(std::fprintf(stderr, "Error at line %d of %s \nmsg: \"%s\"\n\terrstr:\"%s\"\n",
-                                       line, file == nullptr ? "(null)" : file,
-                                       text == nullptr ? "(null)" : text, rynGetErrorMsg(code)));
+                                       line, orNull(file), orNull(text), rynGetErrorMsg(code)));
     }
     return 0;
 }
 
 int testErrHandler(int code, const char *text, const char * /*sameText*/) {
     if (code != RYN_NO_VEKLIBRARY_ENTRY) {
-        static_cast<void>(std::fprintf(stderr, "Error code %d found for %s:\n\t%s\n", code,
-                                       text == nullptr ? "(null)" : text, rynGetErrorMsg(code)));
+        static_cast<void>(std::fprintf(stderr, "Error code %d found for %s:\n\t%s\n", code, orNull(text),
+                                       rynGetErrorMsg(code)));
     }
     return 0;
 }
 
 int lookForNoneTag(const char *dir) {
-    const vek::OwnedText path = pathIn(dir, "dm.tag");
+    const vek::OwnedText path = vek::joinText(dir, "/dm.tag");
     const vek::OwnedStream file = path ? vek::openForReading(path.get()) : nullptr;
     vek::PathText line;
     if (!file || std::fgets(line.data(), VEK_PATH_SIZE, file.get()) == nullptr) {
@@ -136,7 +135,10 @@ int lookForNoneTag(const char *dir) {
 }
 
 int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
-    const vek::OwnedText tagPath = pathIn(dir, "vekinfo.tag");
+    const vek::OwnedText tagPath = vek::joinText(dir, "/vekinfo.tag");
+    if (!tagPath) {
+        return tovPrintError(TOV_MEMORY_ERROR, "while checking a library", dir, 0);
+    }
     VekinfoObj obj = {};
     int found = 0;
     static_cast<void>(tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found));
@@ -155,8 +157,7 @@ int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
 int tovVeklibCheck(const char *libFile, int configure) {
     const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);
     if (code != RYN_OK) {
-        const bool known = code > 0 && code < 32;
-        return known ? ryn_to_tov_errorcode_map[code] : TOV_INVALID_ERROR_NUMBER;
+        return tagCodeOf(code);
     }
     rynContext *libraries = nullptr;
     const int status = rynIterateLibs(checked.registry, &libraries);
@@ -172,7 +173,7 @@ int tovCheckOrConfigLibrary(int configure) {
     if (puxFullSearch(nullptr, "vek.lib", "veksetup", &files) != PUX_OK) {
         return 0;
     }
-    const OwnedStrlist owner(files);
+    const vek::OwnedStrlist owner(files);
     tovVeklibCheck(files[0], configure);
     return 0;
 }

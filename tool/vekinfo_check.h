@@ -18,7 +18,7 @@ int tovCheckOrConfigLibrary(int configure);
 int tovVeklibCheck(const char *libFile, int configure);
 
 /// Looks at one library, and for redundant tag files below it.
-/// @return TOV_OK; TOV_SYSTEM_ERROR or TOV_ACCESS_ERROR when its tag file could not be written
+/// @return TOV_OK; TOV_SYSTEM_ERROR or TOV_ACCESS_ERROR when its tag file could not be written; TOV_MEMORY_ERROR
 int tovVerifyVekinfo(const char *libName, const char *dir, int configure);
 
 /// @return 1 when the first word of the file `dm.tag` in `dir` is "none", else 0

@@ -219,10 +219,11 @@ int tovVekinfoShow(void) {
     return TOV_OK;
 }
 
-void tovVekinfoLookup(char **names) {
+int tovVekinfoLookup(char **names) {
     const StartPath start;
     std::printf("vekinfo searching relative to '%s':\n", start.c_str());
     for (char **name = names; *name != nullptr; ++name) {
         lookUp(start.c_str(), *name);
     }
+    return TOV_OK;
 }

@@ -33,7 +33,8 @@ void printVfmt(const char *tagPath, const char *name, const char *value, int pat
 int tovVekinfoShow(void);
 
 /// Runs `-lookup` for the null-terminated `names`, from the `-path` operand or the working directory.
-void tovVekinfoLookup(char **names);
+/// @return always 0
+int tovVekinfoLookup(char **names);
 
 VEK_END_DECLS
 

@@ -239,8 +239,7 @@ class Scan {
     // ---- links that lead back
 
     bool leadsBack(const vek::PathText &target) {
-        // The texts are compared as they stand, so that in "/proj/lib" a link to "/proj/li" leads back, too: the
-        // report has always said so.
+        // The texts are compared as they stand, on purpose: in "/proj/lib" a link to "/proj/li" leads back, too.
         if (vek::startsWith(directory(), target.view())) {
             return true;
         }

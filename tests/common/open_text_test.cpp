@@ -42,6 +42,16 @@ TEST(OpenForReading, FollowsSymbolicLinks) {
     EXPECT_EQ("content", contentOf(vek::openForReading("l")));
 }
 
+TEST(OpenForReading, HandsNoDescriptorToOtherPrograms) {
+    test::Sandbox box;
+    box.file("f", "").directory("d");
+    for (const char *path : {"f", "d"}) {
+        const vek::OwnedStream stream = vek::openForReading(path);
+        ASSERT_TRUE(stream) << path;
+        EXPECT_EQ(FD_CLOEXEC, fcntl(fileno(stream.get()), F_GETFD)) << path;
+    }
+}
+
 TEST(OpenForReading, ReadsADirectoryPipeOrDeviceAsAnEmptyFile) {
     test::Sandbox box;
     box.directory("d").fifo("p").link("zero", "/dev/zero");

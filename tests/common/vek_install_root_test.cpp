@@ -212,6 +212,13 @@ TEST_F(Discovery, BeginsInTheExecutablesOwnDirectory) {
     EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
 }
 
+TEST_F(Discovery, BeginsInFrontOfAFinalSlash) {
+    install("outer");
+    install("outer/inner");
+    start(box.path("outer/inner") + "/");
+    EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
+}
+
 TEST_F(Discovery, NeverTakesTheExecutableForADirectory) {
     install("outer");
     install("outer/vekinfo");
@@ -831,6 +838,16 @@ TEST_F(OnPath, AllAreCollectedOnceInTheirOrder) {
     EXPECT_EQ((Texts{box.path("two"), box.path("one")}), taken(vekGetAllInstallRoots()));
 }
 
+TEST_F(OnPath, AnElementWithoutAWorkingDirectoryIsReportedAndPassedOver) {
+    test::setEnvironment({{"PATH", "one:" + box.path("two")}});
+    test::Capture capture;
+    test::faults::fail("getcwd", 1, ENOENT);
+    EXPECT_EQ(box.path("two"), with("share"));
+    EXPECT_EQ("Unable to get working directory.\n", capture.err());
+    test::faults::fail("getcwd", 1, ENOENT);
+    EXPECT_EQ(Texts{box.path("two")}, taken(vekGetAllInstallRoots()));
+}
+
 TEST_F(OnPath, NoneAreNull) {
     test::setEnvironment({{"PATH", box.path("none")}});
     EXPECT_EQ(nullptr, vekGetAllInstallRoots());
@@ -915,6 +932,12 @@ TEST_F(FindExecutable, UsesAStandInWhenTheWorkingDirectoryIsUnknown) {
     test::faults::fail("getcwd", 1, ENOENT);
     EXPECT_EQ("/UNKNOWN", found("a/x"));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
+}
+
+TEST_F(FindExecutable, AsksNoCommandTable) {
+    box.file("bin/x", "", 0755).file("bin/.command_table.dat", "x a b c /real/x\n");
+    test::setEnvironment({{"PATH", box.path("bin")}, {"VEK_STRM_ACTIVE", "1"}});
+    EXPECT_EQ(box.path("bin/x"), found("x"));
 }
 
 TEST_F(FindExecutable, LeavesTheToolsOwnStateAlone) {
@@ -1184,6 +1207,15 @@ TEST_F(ToolsPath, IsToolsWhenThereIsNothingElse) {
 TEST_F(ToolsPath, IsThatOfThePlatformWhenThereIsNoTools) {
     startInstalled("tools.lnx86");
     EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+}
+
+TEST_F(ToolsPath, IsNoneWhenTheDirectoryHasGone) {
+    startInstalled();
+    EXPECT_EQ(1, vekIsTolvaneHier());
+    ASSERT_EQ(0, rename("inst/tools", "inst/gone"));
+    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    ASSERT_EQ(0, rename("inst/gone", "inst/tools"));
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, IsNoneForAnotherPlatform) {

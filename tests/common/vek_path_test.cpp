@@ -329,6 +329,12 @@ TEST(VekNtToUnixLine, ChangesThePairAtTheVeryEndOnly) {
     vekNtToUnixLine(nullptr);
 }
 
+TEST(VekNtToUnixLine, LooksAtNothingInFrontOfTheLine) {
+    char text[] = "\r\n";
+    vekNtToUnixLine(text + 1);
+    EXPECT_STREQ("\r\n", text);
+}
+
 // --- Checked allocation, existence tests ---
 
 TEST(VekiMalloc, GivesMemory) {
@@ -526,10 +532,12 @@ TEST(CaseSensitivity, IsUnknownAndLeavesNoFileWhenAnyCallFails) {
     }
 }
 
-TEST(CaseSensitivity, IsFoundWhenTheSystemTakesAByteAtATime) {
+TEST(CaseSensitivity, IsFoundWhenTheSystemTakesAFewBytesAtATime) {
     const test::Sandbox box;
-    test::faults::limitWrites(1);
-    EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity("."));
+    for (const std::size_t bytes : {1U, 15U, 19U}) {
+        test::faults::limitWrites(bytes);
+        EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity(".")) << bytes;
+    }
 }
 
 TEST(CaseSensitivity, IsUnknownOnAFullFileSystem) {

@@ -141,14 +141,25 @@ TEST(QuickAccess, BitsOfAllClassesTogetherDecideForOthers) {
     });
 }
 
-TEST(QuickAccess, OthersBitAloneLeavesTheDecisionToAccess) {
+TEST(QuickAccess, OthersBitWithoutThoseOfAllClassesLeavesTheDecisionToAccess) {
     test::Sandbox box;
-    box.file("r", "", 0404);
-    test::asUnprivileged([&] {
-        const Answer answer = ask(box.path("r"), PUXI_READABLE);
-        EXPECT_EQ(answer.result, 0);
-        EXPECT_EQ(answer.accessCalls, canBeForeign() || geteuid() == test::UnprivilegedId ? 1 : 0);
-    });
+    const bool isForeign = canBeForeign();
+    const struct {
+        int mode;
+        mode_t ownerAndOthers;
+        mode_t groupAndOthers;
+    } cases[] = {{PUXI_READABLE, 0404, 0044}, {PUXI_WRITABLE, 0202, 0022}, {PUXI_EXECUTABLE, 0101, 0011}};
+    for (const auto &entry : cases) {
+        for (const mode_t bits : {entry.ownerAndOthers, entry.groupAndOthers}) {
+            const std::string name = "f" + std::to_string(bits);
+            box.file(name, "", isForeign ? bits : entry.ownerAndOthers);
+            test::asUnprivileged([&] {
+                const Answer answer = ask(box.path(name), entry.mode);
+                EXPECT_EQ(answer.result, 0) << name;
+                EXPECT_EQ(answer.accessCalls, isForeign ? 1 : 0) << name;
+            });
+        }
+    }
 }
 
 TEST(QuickAccess, FileOfOwnerAndGroupOnlyIsRefusedToOthersByAccess) {

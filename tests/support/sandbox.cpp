@@ -80,7 +80,11 @@ Place placeOf(const std::string &path) {
     return {Descriptor(openDirectory(std::string_view(trimmed).substr(0, slash))), trimmed.substr(slash + 1)};
 }
 
-bool everyoneCanEnter(const fs::path &directory) {
+// Whether this process may make directories in `directory`, and every user may enter it.
+bool servesEveryone(const fs::path &directory) {
+    if (eaccess(directory.c_str(), W_OK | X_OK) != 0) {
+        return false;
+    }
     std::error_code error;
     fs::path path = fs::canonical(directory, error);
     for (; !error; path = path.parent_path()) {
@@ -99,8 +103,7 @@ bool everyoneCanEnter(const fs::path &directory) {
 
 std::string makeReachableDirectory() {
     const char *const wanted = std::getenv("TMPDIR");
-    const std::string base =
-        wanted != nullptr && *wanted == '/' && everyoneCanEnter(wanted) ? wanted : "/tmp";
+    const std::string base = wanted != nullptr && *wanted == '/' && servesEveryone(wanted) ? wanted : "/tmp";
     std::string name = fs::canonical(base).string() + "/vek-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         fail(name);

@@ -46,7 +46,7 @@ class Sandbox {
 };
 
 /// A new empty directory, mode 0755, under a directory that every user can enter: in $TMPDIR where that
-/// holds, else in /tmp. The caller removes it.
+/// holds and it may be made there, else in /tmp. The caller removes it.
 std::string makeReachableDirectory();
 
 /// Removes a tree of the caller's own, unreadable directories in it included.

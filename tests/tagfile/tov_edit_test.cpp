@@ -363,6 +363,19 @@ TEST_F(Edit, AFileThatMayNotBeWrittenIsReportedAndStays) {
     EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
 }
 
+TEST_F(Edit, ABadValueForAFileThatMayNotBeWrittenIsReportedBetweenTheTwoFailures) {
+    box.file("vekinfo.tag", "VEKLIBCHECK ON\nA 1\n", 0444);
+    test::asUnprivileged([this] {
+        EXPECT_EQ(0, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
+        test::Reports expected = writeFailed(1);
+        expected.push_back({9, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 2});
+        expected.push_back(expected.front());
+        EXPECT_EQ(expected, reports.take());
+        EXPECT_EQ("VEKLIBCHECK ON\nA 1\n", cached());
+    });
+    EXPECT_EQ("VEKLIBCHECK ON\nA 1\n", box.read("vekinfo.tag"));
+}
+
 TEST_F(Edit, TheFailureIsPrintedWithTheDirectory) {
     tovRegisterErrorHandler(nullptr);
     test::Capture capture;
@@ -508,6 +521,24 @@ TEST_F(FailedEdit, AddingLosesNothingWhicheverWriteFails) {
                 EXPECT_NE(std::string::npos, settings().find("Z 4\n"));
             }
         }
+    }
+}
+
+TEST_F(FailedEdit, TheCacheKeepsTheOtherFilesItHolds) {
+    constexpr int kMoreThanBuckets = 300;
+    const auto directory = [](int at) { return "d" + std::to_string(at); };
+    for (int at = 0; at < kMoreThanBuckets; ++at) {
+        box.file(directory(at) + "/vekinfo.tag", "DMTYPE old\n");
+        ASSERT_EQ("DMTYPE old\n", cached(directory(at)));
+    }
+    test::faults::failFrom("fallocate", 1, ENOSPC);
+    for (int at = 0; at < kMoreThanBuckets; ++at) {
+        EXPECT_EQ(0, tovRemoveEntry(directory(at).c_str(), "DMTYPE"));
+    }
+    test::faults::reset();
+    for (int at = 0; at < kMoreThanBuckets; ++at) {
+        unlink((directory(at) + "/vekinfo.tag").c_str());
+        EXPECT_EQ("DMTYPE old\n", cached(directory(at))) << at;
     }
 }
 

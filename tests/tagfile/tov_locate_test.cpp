@@ -272,6 +272,13 @@ TEST_F(LocalSearch, LinksThatLeadInACircleDoNotHang) {
     EXPECT_FALSE(outcome.timedOut);
 }
 
+// In the second round the files have been read before, which may change what they are taken to define.
+TEST_F(LocalSearch, FilesOnACircleOfLinksAreAskedInASecondRound) {
+    test::setEnvironment({{"V", "l/x"}});
+    box.file("$V/d/x/d/vekinfo.tag", "A 1\n").link("l", "$V/d");
+    EXPECT_EQ(at("l/x/d/vekinfo.tag"), where(at("l/x/z"), "B"));
+}
+
 TEST_F(LocalSearch, RememberedLinksThatLeadInACircleDoNotHang) {
     box.directory("m/d/z").link("l", at("m/d"));
     EXPECT_EQ("none", where(at("l/z"), "X"));
@@ -329,6 +336,20 @@ TEST_F(LocalSearch, TheRootsOwnFileIsExaminedLast) {
         EXPECT_EQ("none", whereFresh("/a/b/c", "Z"));
         EXPECT_EQ("none", whereFresh("//", "Z"));
         EXPECT_EQ("none", whereFresh("/./", "Z"));
+    });
+}
+
+TEST_F(LocalSearch, ARootOfAnotherSpellingIsExaminedOnce) {
+    box.file("vekinfo.tag", "X root\n");
+    withRootAt(box.path(), [this] {
+        EXPECT_EQ("none", where("//", "Z"));
+        const auto isCached = [](std::string path) {
+            VekinfoObj probe = {};
+            probe.path = path.data();
+            return tovVekinfoHashPeek(&probe) != nullptr;
+        };
+        EXPECT_TRUE(isCached("//vekinfo.tag"));
+        EXPECT_FALSE(isCached("/vekinfo.tag"));
     });
 }
 
@@ -393,6 +414,14 @@ TEST_F(LocalSearch, TheDeviceIsThatOfTheFirstExistingDirectory) {
         // A file latches nothing either.
         box.file("m/data", "");
         EXPECT_EQ("none", where(at("m/data"), "X"));
+    });
+}
+
+TEST_F(LocalSearch, AFileThatTheStartLeadsToOnAnotherDeviceIsNoBorder) {
+    box.file("vekinfo.tag", "X outside\n").directory("m").link("a/l", at("m/data"));
+    test::withMountAt(box.path("m"), 1U << 20U, [this] {
+        box.file("m/data", "");
+        EXPECT_EQ(at("vekinfo.tag"), where(at("a/l"), "X"));
     });
 }
 

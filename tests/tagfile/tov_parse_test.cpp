@@ -300,6 +300,24 @@ TEST_F(InputLine, KeywordsAreAlsoSetOnTheObjectDeliveredLast) {
     EXPECT_EQ((test::Entries{}), test::entriesOf(*delivered)) << "application entries go to the object alone";
 }
 
+TEST_F(InputLine, AShallowCopyAndTheObjectItWasMadeFromChangeTogether) {
+    const test::TagObject delivered = test::emptyTagObject();
+    for (const char *line : {"DMTYPE first", "DMTYPE second"}) {
+        VekinfoObj copy = *delivered;
+        std::string word = "DMTYPE";
+        std::string value = split(line)[1];
+        char *words[] = {word.data(), value.data(), nullptr};
+        tempVekinfoFromHash = delivered.get();
+        EXPECT_EQ(0, toviHandleInputLine(&copy, "/d/vekinfo.tag", nullptr, nullptr, 2, words));
+        tempVekinfoFromHash = nullptr;
+        EXPECT_EQ(value, copy.dmtype);
+        EXPECT_EQ(value, delivered->dmtype);
+        if (copy.dmtype != delivered->dmtype) { // the copy had none to share, and got its own
+            std::free(copy.dmtype);
+        }
+    }
+}
+
 TEST_F(InputLine, ASyntaxErrorLeavesTheObjectDeliveredLastAlone) {
     const test::TagObject delivered = test::emptyTagObject();
     tempVekinfoFromHash = delivered.get();
@@ -442,6 +460,13 @@ TEST_F(ParseFile, ADeviceReadsAsAnEmptyFile) {
 TEST_F(ParseFile, ALoopOfLinksIsReported) {
     box.link("vekinfo.tag", "other").link("other", "vekinfo.tag");
     EXPECT_EQ(3, parse());
+    EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+}
+
+TEST_F(ParseFile, AFileWhoseReadingBreaksOffIsReported) {
+    box.link("vekinfo.tag", "/proc/self/mem"); // a regular file that cannot be read at its beginning
+    EXPECT_EQ(3, parse("vekinfo.tag", "A"));
+    EXPECT_EQ(0, found);
     EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
 }
 

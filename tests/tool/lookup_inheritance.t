@@ -5,7 +5,7 @@ Where an entry comes from.
 The nearest file at or above the path that defines the entry answers:
 
   $ mkdir -p proj/lib/cell
-  $ printf 'DMTYPE pkm\nOWNER smith\n' >proj/vekinfo.tag
+  $ printf 'DMTYPE pkm\nOWNER datapath-team\n' >proj/vekinfo.tag
   $ printf 'DMTYPE Mrev\n' >proj/lib/vekinfo.tag
   $ vekinfo -path proj/lib/cell -lookup DMTYPE
   vekinfo searching relative to 'proj/lib/cell':
@@ -14,7 +14,7 @@ The nearest file at or above the path that defines the entry answers:
   $ vekinfo -path proj/lib/cell -lookup OWNER
   vekinfo searching relative to 'proj/lib/cell':
   $TREE/proj/vekinfo.tag
-      defines 'OWNER smith'.
+      defines 'OWNER datapath-team'.
 
 A symbolic link on the way up is followed: above proj/alias/cell comes what the link leads to.
 

@@ -15,7 +15,7 @@ Without a tag file there is nothing to show:
   > VEKLIBCHECK on
   > DMTYPE Mrev
   > NAMESPACE LIBRARYNT
-  > OWNER smith
+  > OWNER datapath-team
   > EOF
   $ vekinfo -path proj/lib -show
   A vekinfo.tag file exists at: $TREE/proj/lib/vekinfo.tag
@@ -39,7 +39,7 @@ directory counts without one:
 Only what is set is printed; application entries never are:
 
   $ mkdir app few
-  $ printf 'OWNER smith\nCOLOR red\n' >app/vekinfo.tag
+  $ printf 'OWNER datapath-team\nCOLOR red\n' >app/vekinfo.tag
   $ vekinfo -show -path app
   A vekinfo.tag file exists at: $TREE/app/vekinfo.tag
   $ printf 'NAMESPACE libraryunix\nVEKLIBCHECK OFF\n' >few/vekinfo.tag
@@ -64,7 +64,7 @@ Links are not followed upward:
 A file with a syntax error is reported and not shown; that it exists is a success:
 
   $ mkdir bad
-  $ printf 'OWNER smith\nVEKLIBRARY yes\n' >bad/vekinfo.tag
+  $ printf 'OWNER datapath-team\nVEKLIBRARY yes\n' >bad/vekinfo.tag
   $ vekinfo -show -path bad
   Info (vekinfo): could not find vekinfo.tag file.
   Error (tov): 'syntax error' VEKLIBRARY line in vekinfo.tag file : $TREE/bad/vekinfo.tag line 2.

@@ -3,6 +3,7 @@
 #include "search/pux.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
+#include "tests/support/faults.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 #include "tool/vekinfo_args.h"
@@ -13,6 +14,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -442,6 +444,15 @@ TEST_F(Report, LookupOfTheLibraryForABadPathRepeatsWithoutEnd) {
         "Error (tov): 'invalid path' /no/such/dir.\n\n";
     EXPECT_EQ(0U, outcome.err.find(error + error + error));
     EXPECT_EQ(std::string::npos, outcome.out.find("DMTYPE")) << "the next name is never reached";
+}
+
+TEST_F(Report, LookupCallsAWorkingDirectoryThatCannotBeReadADot) {
+    char *names[] = {nullptr};
+    test::Capture capture;
+    test::faults::failFrom("getcwd", 1, ENOENT);
+    tovVekinfoLookup(names);
+    test::faults::reset();
+    EXPECT_EQ("vekinfo searching relative to '.':\n", capture.out());
 }
 
 TEST_F(Report, LookupWithAnEmptyNameIsAnEntryLikeAnyOther) {

@@ -1,0 +1,171 @@
+// How the cost of loading a vek.lib grows with its libraries, and what it is beside the system calls that it cannot
+// do without. Rates are per DEFINE line: "items" are libraries. All library directories exist.
+
+#include "common/vek_init.h"
+#include "libdef/ryn.h"
+
+#include <benchmark/benchmark.h>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A throw-away tree of library directories, spread over a number of directories, with a directory "tmp" beside
+/// them.
+class Tree {
+  public:
+    Tree(int directories, long libraries) : directories_(directories) {
+        std::string pattern = (fs::temp_directory_path() / "vek-bench-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) {
+            std::perror("mkdtemp");
+            std::exit(EXIT_FAILURE);
+        }
+        root_ = pattern;
+        fs::create_directory(path("tmp"));
+        for (int i = 0; i < directories; ++i) {
+            fs::create_directory(directory(i));
+        }
+        for (long i = 0; i < libraries; ++i) {
+            fs::create_directory(library(i));
+        }
+    }
+    Tree(const Tree &) = delete;
+    Tree &operator=(const Tree &) = delete;
+    ~Tree() { fs::remove_all(root_); }
+
+    [[nodiscard]] std::string path(const std::string &name) const { return root_ + "/" + name; }
+    [[nodiscard]] std::string library(long number) const {
+        return directory(number % directories_) + "/" + name(number);
+    }
+
+    void define(std::ofstream &out, long from, long to) const {
+        for (long i = from; i < to; ++i) {
+            out << "DEFINE " << name(i) << ' ' << library(i) << '\n';
+        }
+    }
+
+  private:
+    static constexpr long kFirstNumber = 1'000'000; // so that all names are equally long
+
+    static std::string name(long number) { return "library" + std::to_string(kFirstNumber + number); }
+    [[nodiscard]] std::string directory(long number) const {
+        return path("project" + std::to_string(kFirstNumber + number));
+    }
+
+    std::string root_;
+    int directories_;
+};
+
+/// Trees are made once, as a benchmark runs many times.
+const Tree &treeOf(int directories, long libraries) {
+    static std::map<std::pair<int, long>, Tree> made;
+    return made.try_emplace({directories, libraries}, directories, libraries).first->second;
+}
+
+int stopReading(int code, const char * /*object*/, const char * /*file*/, int /*line*/) {
+    return code;
+}
+
+bool loadOnce(const std::string &path, rynHandle &handle) {
+    return rynInit(path.c_str(), 0, stopReading, nullptr, &handle) == RYN_OK;
+}
+
+void load(benchmark::State &state, const std::string &path) {
+    vekInitNonVEKApp("ryn_load_bench"); // what loads the file is a program like any other
+    rynHandle handle = nullptr;
+    bool loaded = loadOnce(path, handle); // makes the temporary directories, which later rounds find
+    for ([[maybe_unused]] auto round : state) {
+        state.PauseTiming();
+        rynReleaseHandle(handle);
+        state.ResumeTiming();
+        loaded = loaded && loadOnce(path, handle);
+    }
+    if (!loaded) {
+        state.SkipWithError("the definition file could not be loaded");
+        return;
+    }
+    rynReleaseHandle(handle);
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void OneDirectory(benchmark::State &state) {
+    const Tree &tree = treeOf(1, state.range(0));
+    const std::string path = tree.path("vek.lib");
+    std::ofstream top(path);
+    tree.define(top, 0, state.range(0));
+    top.close();
+    load(state, path);
+}
+
+void ThousandDirectories(benchmark::State &state) {
+    const Tree &tree = treeOf(1000, state.range(0));
+    const std::string path = tree.path("vek.lib");
+    std::ofstream top(path);
+    tree.define(top, 0, state.range(0));
+    top.close();
+    load(state, path);
+}
+
+void TmpRoot(benchmark::State &state) {
+    const Tree &tree = treeOf(1, state.range(0));
+    const std::string path = tree.path("with_tmp.lib");
+    std::ofstream top(path);
+    top << "ASSIGN AllLibs TmpRootDir tmp\n";
+    tree.define(top, 0, state.range(0));
+    top.close();
+    load(state, path);
+}
+
+void HundredIncludes(benchmark::State &state) {
+    constexpr long kParts = 100;
+    const Tree &tree = treeOf(1, state.range(0));
+    const std::string path = tree.path("with_parts.lib");
+    std::ofstream top(path);
+    for (long i = 0; i < kParts; ++i) {
+        const std::string name = "part" + std::to_string(i) + ".lib";
+        top << "INCLUDE " << name << '\n';
+        std::ofstream part(tree.path(name));
+        tree.define(part, state.range(0) * i / kParts, state.range(0) * (i + 1) / kParts);
+    }
+    top.close();
+    load(state, path);
+}
+
+/// What loading cannot do without: reading the file, and asking whether each directory on the way is a link.
+void SystemCalls(benchmark::State &state) {
+    const Tree &tree = treeOf(1, state.range(0));
+    const std::string path = tree.path("system_calls.lib");
+    std::ofstream top(path);
+    tree.define(top, 0, state.range(0));
+    top.close();
+    char target[PATH_MAX];
+    for ([[maybe_unused]] auto round : state) {
+        for (fs::path prefix = tree.library(0); prefix != prefix.root_path(); prefix = prefix.parent_path()) {
+            benchmark::DoNotOptimize(readlink(prefix.c_str(), target, sizeof target));
+        }
+        benchmark::DoNotOptimize(access(path.c_str(), R_OK));
+        std::ifstream file(path);
+        std::string line;
+        while (std::getline(file, line)) {
+            benchmark::DoNotOptimize(readlink(line.c_str() + line.rfind(' ') + 1, target, sizeof target));
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+BENCHMARK(OneDirectory)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ThousandDirectories)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(TmpRoot)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(HundredIncludes)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(SystemCalls)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+} // namespace

@@ -1,0 +1,129 @@
+#include "common/entry_list.h"
+
+#include "tests/support/faults.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace faults = test::faults;
+
+namespace {
+
+using Entries = std::vector<std::pair<unsigned char, std::string>>;
+
+Entries contentOf(const vek::EntryList &list) {
+    Entries entries;
+    for (std::size_t at = 0; !list.isEnd(at);) {
+        const vek::EntryList::Entry entry = list.at(at);
+        entries.emplace_back(entry.type, entry.name);
+        at = entry.next;
+    }
+    return entries;
+}
+
+} // namespace
+
+TEST(EntryList, IsAtItsEndWhileItIsEmpty) {
+    const vek::EntryList list;
+
+    EXPECT_TRUE(list.isEnd(0));
+}
+
+TEST(EntryList, GivesBackTypesAndNamesInTheOrderOfTheirArrival) {
+    vek::EntryList list;
+
+    ASSERT_TRUE(list.add(DT_REG, "file"));
+    ASSERT_TRUE(list.add(DT_DIR, "directory"));
+    ASSERT_TRUE(list.add(DT_UNKNOWN, "other"));
+
+    EXPECT_EQ(contentOf(list), (Entries{{DT_REG, "file"}, {DT_DIR, "directory"}, {DT_UNKNOWN, "other"}}));
+}
+
+TEST(EntryList, KeepsEveryTypeAndEveryByteOfAName) {
+    vek::EntryList list;
+    Entries wanted;
+    for (unsigned type = 0; type < 256; ++type) {
+        const std::string name(type, static_cast<char>(type));
+        wanted.emplace_back(static_cast<unsigned char>(type), name);
+        ASSERT_TRUE(list.add(static_cast<unsigned char>(type), name));
+    }
+
+    EXPECT_EQ(contentOf(list), wanted);
+}
+
+TEST(EntryList, GrowsToAnyNumberOfEntries) {
+    for (const std::size_t length : {0U, 1U, 254U, 255U, 4095U}) {
+        vek::EntryList list;
+        Entries wanted;
+        for (int i = 0; i < 3000; ++i) {
+            wanted.emplace_back(DT_REG, std::string(length, static_cast<char>('a' + i % 26)));
+            ASSERT_TRUE(list.add(DT_REG, wanted.back().second));
+        }
+
+        EXPECT_EQ(contentOf(list), wanted) << length;
+    }
+}
+
+TEST(EntryList, GrowsGeometrically) {
+    vek::EntryList list;
+    faults::reset();
+
+    for (int i = 0; i < 1'000'000; ++i) {
+        ASSERT_TRUE(list.add(DT_REG, "name"));
+    }
+
+    EXPECT_LE(faults::count("malloc"), 20);
+}
+
+TEST(EntryList, TakesAPartOfALongerText) {
+    vek::EntryList list;
+
+    ASSERT_TRUE(list.add(DT_REG, std::string_view("names", 4)));
+
+    EXPECT_EQ(contentOf(list), (Entries{{DT_REG, "name"}}));
+}
+
+TEST(EntryList, IsAsItWasWhenMemoryIsExhausted) {
+    vek::EntryList list;
+    faults::failAllocation(1);
+    EXPECT_FALSE(list.add(DT_REG, "name"));
+    EXPECT_TRUE(list.isEnd(0));
+
+    Entries wanted;
+    faults::failAllocationsFrom(2);
+    while (list.add(DT_DIR, std::to_string(wanted.size()))) {
+        wanted.emplace_back(DT_DIR, std::to_string(wanted.size()));
+    }
+    EXPECT_FALSE(wanted.empty());
+    EXPECT_EQ(contentOf(list), wanted);
+    EXPECT_FALSE(list.add(DT_REG, std::string(4096, 'x')));
+    EXPECT_EQ(contentOf(list), wanted);
+
+    faults::reset();
+    EXPECT_TRUE(list.add(DT_REG, "again"));
+    wanted.emplace_back(DT_REG, "again");
+    EXPECT_EQ(contentOf(list), wanted);
+}
+
+TEST(EntryList, LeavesAnEmptyListBehindWhenItMoves) {
+    vek::EntryList list;
+    ASSERT_TRUE(list.add(DT_REG, "name"));
+
+    const vek::EntryList moved(std::move(list));
+
+    EXPECT_EQ(contentOf(moved), (Entries{{DT_REG, "name"}}));
+    EXPECT_TRUE(list.isEnd(0)); // NOLINT(bugprone-use-after-move): this is what is tested
+    EXPECT_TRUE(list.add(DT_LNK, "other"));
+    EXPECT_EQ(contentOf(list), (Entries{{DT_LNK, "other"}}));
+    EXPECT_EQ(contentOf(moved), (Entries{{DT_REG, "name"}}));
+}
+
+TEST(DotOrDotDot, AreTheTwoNamesAndNoOther) {
+    EXPECT_TRUE(vek::isDotOrDotDot("."));
+    EXPECT_TRUE(vek::isDotOrDotDot(".."));
+    for (const char *name : {"", "...", ".a", "..a", "a.", "a..", "a", "./", ". "}) {
+        EXPECT_FALSE(vek::isDotOrDotDot(name)) << name;
+    }
+}

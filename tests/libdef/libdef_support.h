@@ -1,0 +1,177 @@
+#ifndef TESTS_LIBDEF_LIBDEF_SUPPORT_H
+#define TESTS_LIBDEF_LIBDEF_SUPPORT_H
+
+/// What the tests of library definitions share: recording handlers, and a registry made from a file in a
+/// throw-away directory.
+
+#include "libdef/ryn.h"
+#include "libdef/ryni_registry.h"
+#include "tests/support/capture.h"
+#include "tests/support/environment.h"
+#include "tests/support/sandbox.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <gtest/gtest.h>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace test {
+
+/// What a warning handler was called with. A null text is kept as "(null)".
+struct Diagnostic {
+    int code;
+    std::string object;
+    std::string file;
+    int line;
+
+    bool operator==(const Diagnostic &) const = default;
+};
+
+inline std::ostream &operator<<(std::ostream &out, const Diagnostic &diagnostic) {
+    return out << "{" << diagnostic.code << ", \"" << diagnostic.object << "\", \"" << diagnostic.file
+               << "\", " << diagnostic.line << "}";
+}
+
+using Diagnostics = std::vector<Diagnostic>;
+
+/// What an error or fatal handler was called with.
+struct Report {
+    int code;
+    std::string text;
+    std::string sameText;
+
+    bool operator==(const Report &) const = default;
+};
+
+inline std::ostream &operator<<(std::ostream &out, const Report &report) {
+    return out << "{" << report.code << ", \"" << report.text << "\", \"" << report.sameText << "\"}";
+}
+
+using Reports = std::vector<Report>;
+
+inline std::string textOf(const char *text) {
+    return text == nullptr ? "(null)" : text;
+}
+
+/// What the handlers below recorded in this process, and what they answer.
+inline struct Recorded {
+    Diagnostics diagnostics;
+    Reports fatals;
+    Reports errors;
+    int warningResult = 0; ///< of recordWarning()
+} recorded;
+
+inline int recordWarning(int code, const char *object, const char *file, int line) {
+    recorded.diagnostics.push_back({code, textOf(object), textOf(file), line});
+    return recorded.warningResult;
+}
+
+/// A strict handler: every diagnostic ends the reading with its code.
+inline int recordAndStop(int code, const char *object, const char *file, int line) {
+    recordWarning(code, object, file, line);
+    return code;
+}
+
+inline int recordFatal(int code, const char *text, const char *sameText) {
+    recorded.fatals.push_back({code, textOf(text), textOf(sameText)});
+    return 0;
+}
+
+inline int recordError(int code, const char *text, const char *sameText) {
+    recorded.errors.push_back({code, textOf(text), textOf(sameText)});
+    return 0;
+}
+
+/// What rynDumpEverything() prints.
+inline std::string dumpOf(rynHandle handle) {
+    char *text = nullptr;
+    std::size_t size = 0;
+    FILE *stream = open_memstream(&text, &size);
+    rynDumpEverything(handle, stream);
+    std::fclose(stream);
+    std::string result(text, size);
+    std::free(text);
+    return result;
+}
+
+/// A throw-away directory, which is the working directory, and the registry that was loaded from a file in it.
+/// The environment holds nothing but PWD and what a test adds.
+class Definitions {
+  public:
+    explicit Definitions(const Environment &more = {}) {
+        Environment environment = {{"PWD", box.path()}};
+        environment.insert(environment.end(), more.begin(), more.end());
+        setEnvironment(environment);
+        recorded = {};
+    }
+    ~Definitions() { release(); }
+    Definitions(const Definitions &) = delete;
+    Definitions &operator=(const Definitions &) = delete;
+
+    /// Writes `vek.lib` and creates a registry from it. @return the result of rynInit()
+    int load(std::string_view text, unsigned flags = 0) {
+        box.file("vek.lib", text);
+        return read(recordWarning, flags);
+    }
+    /// The same with the default warning handler.
+    int loadWithDefaultHandler(std::string_view text, unsigned flags = 0) {
+        box.file("vek.lib", text);
+        return read(nullptr, flags);
+    }
+    /// Creates a registry from `vek.lib` as it is.
+    int read(rynWarningHandler handler, unsigned flags = 0) {
+        release();
+        recorded.diagnostics.clear();
+        return rynInit("vek.lib", flags, handler, recordFatal, &handle);
+    }
+    void release() {
+        if (handle != nullptr) {
+            rynReleaseHandle(handle);
+            handle = nullptr;
+        }
+    }
+
+    [[nodiscard]] std::string path(std::string_view relative = {}) const { return box.path(relative); }
+    [[nodiscard]] std::string dump() const { return dumpOf(handle); }
+    [[nodiscard]] rynLibrary *library(const char *name) const { return ryni_get_libp(handle, name); }
+
+    /// The names in definition order.
+    [[nodiscard]] std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const rynLibrary *at = handle->libraries.head; at != nullptr; at = at->nextInOrder) {
+            names.emplace_back(at->name);
+        }
+        return names;
+    }
+
+    Sandbox box;
+    rynHandle handle = nullptr;
+};
+
+/// What the default warning handler prints. @param message the text of the diagnostic's code
+inline std::string printed(const Diagnostic &diagnostic, std::string_view message) {
+    return "Error at line " + std::to_string(diagnostic.line) + " of " + diagnostic.file + " for " +
+           diagnostic.object + ":\n\t" + std::string(message) + "\n";
+}
+
+/// Loads `text` with a caller's handler, which must be called with exactly `expected`, and then with the default
+/// one, which must print exactly that and make the creation fail with its code.
+inline void expectDiagnostic(Definitions &definitions, std::string_view text, const Diagnostic &expected,
+                             std::string_view message, unsigned flags = 0) {
+    EXPECT_EQ(definitions.load(text, flags), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{expected});
+    Capture capture;
+    EXPECT_EQ(definitions.loadWithDefaultHandler(text, flags), expected.code);
+    EXPECT_EQ(capture.err(), printed(expected, message));
+    EXPECT_EQ(capture.out(), "");
+    EXPECT_EQ(definitions.handle, nullptr);
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+} // namespace test
+
+#endif

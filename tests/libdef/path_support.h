@@ -1,0 +1,122 @@
+#ifndef TESTS_LIBDEF_PATH_SUPPORT_H
+#define TESTS_LIBDEF_PATH_SUPPORT_H
+
+/// What the tests of path generation share: buffers with a guard behind them, answers, an empty registry.
+
+#include "common/vek_api.h"
+#include "libdef/ryni_path.h"
+#include "tests/libdef/libdef_support.h"
+#include "tests/support/environment.h"
+
+#include <array>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <ostream>
+#include <string>
+
+namespace test {
+
+/// A buffer of VEK_PATH_SIZE bytes. What stands behind it must stay.
+class PathBuffer {
+  public:
+    PathBuffer() { bytes_.fill(kFill); }
+    ~PathBuffer() {
+        for (std::size_t at = VEK_PATH_SIZE; at < bytes_.size(); ++at) {
+            EXPECT_EQ(kFill, bytes_[at]) << "written behind the buffer";
+        }
+    }
+    PathBuffer(const PathBuffer &) = delete;
+    PathBuffer &operator=(const PathBuffer &) = delete;
+
+    char *get() { return bytes_.data(); }
+    /// What was written; "" when nothing was.
+    [[nodiscard]] std::string text() const {
+        return bytes_[0] == kFill ? "" : std::string(bytes_.data(), strnlen(bytes_.data(), bytes_.size()));
+    }
+
+  private:
+    static constexpr char kFill = '\x01';
+    std::array<char, VEK_PATH_SIZE + 64> bytes_;
+};
+
+/// What a path operation came to.
+struct PathAnswer {
+    int status;
+    std::string path;
+    std::string error;
+
+    bool operator==(const PathAnswer &) const = default;
+};
+
+inline std::ostream &operator<<(std::ostream &out, const PathAnswer &answer) {
+    return out << "{" << answer.status << ", \"" << answer.path << "\" (" << answer.path.size() << "), \""
+               << answer.error << "\" (" << answer.error.size() << ")}";
+}
+
+inline PathAnswer made(const std::string &path) {
+    return {RYN_OK, path, ""};
+}
+
+inline PathAnswer refused(int code, const std::string &error) {
+    return {code, "", error};
+}
+
+/// A sandbox, an empty environment (without PWD, creating a registry reads no link), and a registry without
+/// libraries.
+class PathTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        setEnvironment({});
+        renew();
+    }
+
+    /// Another registry, which remembers no link.
+    void renew(unsigned flags = 0) {
+        definitions.release();
+        ASSERT_EQ(RYN_OK, rynInit(nullptr, flags, recordWarning, recordFatal, &definitions.handle));
+    }
+    /// The same with paths that must exist.
+    void renewStrict() { renew(RYN_FLAG_OWN_EXISTENCE_CHECK); }
+
+    [[nodiscard]] std::string at(std::string_view relative) const { return definitions.path(relative); }
+
+    PathAnswer full(const std::string &text, const std::string &base) const {
+        PathBuffer path;
+        PathBuffer error;
+        const int status =
+            ryni_generate_full_path(text.c_str(), base.c_str(), path.get(), error.get(), definitions.handle);
+        return {status, path.text(), error.text()};
+    }
+    PathAnswer nslEx(const std::string &text, int checkExistence) const {
+        PathBuffer path;
+        PathBuffer error;
+        const int status = ryni_generate_nsl_path_ex(text.c_str(), path.get(), error.get(),
+                                                     definitions.handle, checkExistence);
+        return {status, path.text(), error.text()};
+    }
+    PathAnswer nsl(const std::string &text) const {
+        PathBuffer path;
+        PathBuffer error;
+        const int status = ryni_generate_nsl_path(text.c_str(), path.get(), error.get(), definitions.handle);
+        return {status, path.text(), error.text()};
+    }
+
+    Definitions definitions;
+    Sandbox &box = definitions.box;
+};
+
+/// `begin` made `size` characters long: "/aaa…" with components of 200 characters, none of which is empty or
+/// exists.
+inline std::string lengthened(std::string begin, std::size_t size) {
+    while (begin.size() < size) {
+        const std::size_t missing = size - begin.size();
+        // Never just a "/" at the end.
+        const std::size_t piece = missing <= 200 ? missing : (missing < 203 ? 100 : 201);
+        begin += "/" + std::string(piece - 1, 'a');
+    }
+    return begin;
+}
+
+} // namespace test
+
+#endif

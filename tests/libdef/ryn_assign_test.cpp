@@ -1,0 +1,422 @@
+// ASSIGN and UNASSIGN.
+
+#include "libdef/ryni_parse.h"
+#include "tests/libdef/libdef_support.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+using test::Capture;
+using test::Definitions;
+using test::Diagnostics;
+using test::Environment;
+using test::printed;
+using test::recorded;
+namespace faults = test::faults;
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+constexpr unsigned kPathsMustExist = RYN_FLAG_OWN_EXISTENCE_CHECK;
+
+/// An attribute of a library as "NAME=value@line", newest first.
+Names attributesOf(const rynLibrary *library) {
+    Names attributes;
+    for (const rynAttribute *at = library->attributes; at != nullptr; at = at->next) {
+        attributes.push_back(std::string(at->name) + "=" + test::textOf(at->value) + "@" +
+                             std::to_string(at->line));
+    }
+    return attributes;
+}
+
+int execute(Definitions &definitions, const std::string &line, int number = 1) {
+    recorded.diagnostics.clear();
+    return ryni_process_command(definitions.handle, line.c_str(), definitions.path().c_str(),
+                                definitions.handle->files.head, number, 0);
+}
+
+struct HookCall {
+    std::string attribute;
+    std::string value;
+    std::string file;
+    int line;
+
+    bool operator==(const HookCall &) const = default;
+};
+std::vector<HookCall> hookCalls;
+int hookResult = 0;
+
+int recordAssign(const char *attribute, const char *value, const char *file, int line) {
+    hookCalls.push_back({attribute, value, file, line});
+    return hookResult;
+}
+
+// ---- ordinary attributes
+
+TEST(RynAssign, AnAttributeIsNamedInUpperCaseAndItsValueIsKeptAsWritten) {
+    Definitions definitions;
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib Color_1x \"Dark  red\"\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"COLOR_1X=Dark  red@2"});
+    EXPECT_EQ(definitions.library("lib")->attributes->file, definitions.handle->files.head);
+}
+
+TEST(RynAssign, TheNewestAttributeStandsFirst) {
+    Definitions definitions;
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib A 1\nASSIGN lib B 2\nASSIGN lib C 3\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), (Names{"C=3@4", "B=2@3", "A=1@2"}));
+}
+
+TEST(RynAssign, AnAttributeThatThereIsGetsANewValueAndPlace) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "\n\n\n\nASSIGN lib b a-longer-value\n");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib B 2\nASSIGN lib C 3\nINCLUDE more.lib\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), (Names{"C=3@3", "B=a-longer-value@5"}));
+    EXPECT_EQ(definitions.library("lib")->attributes->next->file, definitions.handle->files.tail);
+    EXPECT_EQ(execute(definitions, "ASSIGN lib B x", 9), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), (Names{"C=3@3", "B=x@9"}));
+}
+
+TEST(RynAssign, EmptyNamesAndValuesAreKept) {
+    Definitions definitions;
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib \"\" \"\"\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"=@2"});
+}
+
+TEST(RynAssign, OnlyLettersOfAsciiHaveAnUpperCase) {
+    Definitions definitions;
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib a\xe4{z 1\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"A\xe4{Z=1@2"});
+}
+
+TEST(RynAssign, AnUnknownLibraryIsReported) {
+    Definitions definitions;
+    expectDiagnostic(definitions, "DEFINE lib a\nASSIGN LIB X 1\n",
+                     {5, "LIB", definitions.path("vek.lib"), 2}, "Library not defined");
+    expectDiagnostic(definitions, "ASSIGN lib TMP /\n", {5, "lib", definitions.path("vek.lib"), 1},
+                     "Library not defined");
+}
+
+TEST(RynAssign, ADifferenceByCaseIsReportedAndThenPassed) {
+    Definitions definitions(Environment{{"VEK_ALT_NMP", "match"}});
+    const std::string file = definitions.path("vek.lib");
+    EXPECT_EQ(definitions.load("DEFINE Lib a\nASSIGN LIB X 1\nASSIGN Lib Y 2\nUNASSIGN lib y\n"), 0);
+    const auto text = [&](const std::string &name, int line) {
+        return "library " + name + " from " + file + " line " + std::to_string(line) +
+               ", differs only by case from\n    library Lib from " + file + " line 1 defined earlier.";
+    };
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{29, text("LIB", 2), file, 2}, {29, text("lib", 4), file, 4}}));
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"X=1@2"});
+    EXPECT_STREQ(definitions.library("lib")->name, "Lib");
+}
+
+// ---- the hook
+
+TEST(RynAssign, TheHookJudgesEveryAttributeButTmp) {
+    Definitions definitions;
+    definitions.box.directory("t");
+    rynSetUnknownASSIGNfunc(recordAssign);
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib color Red\nASSIGN lib tmp t\n"
+                               "ASSIGN AllLibs TmpRootDir t\nASSIGN none x y\n"),
+              0);
+    EXPECT_EQ(hookCalls, (std::vector<HookCall>{{"COLOR", "Red", definitions.path("vek.lib"), 2}}));
+}
+
+TEST(RynAssign, AnAttributeThatTheHookRefusesIsReportedAndNotAssigned) {
+    Definitions definitions;
+    rynSetUnknownASSIGNfunc(recordAssign);
+    hookResult = -1;
+    expectDiagnostic(definitions, "DEFINE lib a\nASSIGN lib color red\n",
+                     {19, "COLOR", definitions.path("vek.lib"), 2}, "Invalid attribute");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib color red\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{});
+}
+
+TEST(RynAssign, WithoutAHookEveryAttributeIsAccepted) {
+    Definitions definitions;
+    rynSetUnknownASSIGNfunc(nullptr);
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib color red\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"COLOR=red@2"});
+}
+
+// ---- TMP
+
+TEST(RynAssign, TmpIsADirectoryOfTheLibrarys) {
+    Definitions definitions;
+    definitions.box.directory("real").link("link", "real");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib tmp ./link/\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    const rynLibrary *library = definitions.library("lib");
+    EXPECT_EQ(attributesOf(library), Names{"TMP=" + definitions.path("link") + "@2"});
+    EXPECT_EQ(library->explicitTmp, definitions.path("link"));
+    EXPECT_EQ(library->explicitTmpNsl, definitions.path("real"));
+    EXPECT_EQ(library->flags, 0U);
+}
+
+TEST(RynAssign, TmpCountsFromTheFilesDirectory) {
+    Definitions definitions;
+    definitions.box.directory("sub/t").file("sub/more.lib", "ASSIGN lib TMP t\n");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nINCLUDE sub/more.lib\n"), 0);
+    EXPECT_EQ(definitions.library("lib")->explicitTmp, definitions.path("sub/t"));
+}
+
+TEST(RynAssign, ATmpThatIsNoDirectoryIsAnInvalidPath) {
+    Definitions definitions;
+    definitions.box.file("file", "").link("link", "file").link("dangling", "nowhere");
+    const std::string file = definitions.path("vek.lib");
+    const auto text = [](const char *value) {
+        return std::string("DEFINE lib a\nASSIGN lib TMP ") + value + "\n";
+    };
+    expectDiagnostic(definitions, text("none"), {20, definitions.path("none"), file, 2}, "Invalid path");
+    // The last check tells the nsl path, the earlier ones the path they were at.
+    expectDiagnostic(definitions, text("link"), {20, definitions.path("file"), file, 2}, "Invalid path");
+    expectDiagnostic(definitions, text("dangling"), {20, definitions.path("nowhere"), file, 2},
+                     "Invalid path");
+    expectDiagnostic(definitions, "SOFTDEFINE lib /\nASSIGN lib TMP dangling\n",
+                     {20, definitions.path("dangling"), file, 2}, "Invalid path", kPathsMustExist);
+    expectDiagnostic(definitions, text("~nosuchuser"), {20, "~nosuchuser", file, 2}, "Invalid path");
+    expectDiagnostic(definitions, text("$UNSET"), {1, "$UNSET", file, 2}, "Internal error");
+}
+
+TEST(RynAssign, AFailingTmpLeavesTheLibraryAsItWas) {
+    Definitions definitions;
+    definitions.box.directory("t");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib TMP t\nASSIGN lib TMP none\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"TMP=" + definitions.path("t") + "@2"});
+    EXPECT_EQ(definitions.library("lib")->explicitTmp, definitions.path("t"));
+}
+
+TEST(RynAssign, AnUnreadableTmpIsDeniedOnlyWherePathsMustExist) {
+    Definitions definitions;
+    definitions.box.directory("closed", 0000).file("vek.lib", "SOFTDEFINE lib /\nASSIGN lib TMP closed\n");
+    test::asUnprivileged([&] {
+        const std::string file = definitions.path("vek.lib");
+        EXPECT_EQ(definitions.read(test::recordWarning), 0);
+        EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+        EXPECT_EQ(definitions.library("lib")->explicitTmp, definitions.path("closed"));
+        EXPECT_EQ(definitions.read(test::recordWarning, kPathsMustExist), 0);
+        EXPECT_EQ(recorded.diagnostics, (Diagnostics{{11, definitions.path("closed"), file, 2}}));
+        Capture capture;
+        EXPECT_EQ(definitions.read(nullptr, kPathsMustExist), 11);
+        EXPECT_EQ(capture.err(), printed({11, definitions.path("closed"), file, 2}, "Permission denied"));
+    });
+}
+
+TEST(RynAssign, ATmpThatIsUsedOtherwiseIsReportedAndStays) {
+    Definitions definitions;
+    definitions.box.directory("t/sub").link("link", "t");
+    const std::string file = definitions.path("vek.lib");
+    expectDiagnostic(definitions, "DEFINE a a\nDEFINE b b\nASSIGN a TMP t\nASSIGN b TMP link\n",
+                     {17, definitions.path("t"), file, 4}, "Directory used multiple times");
+    expectDiagnostic(definitions, "DEFINE a a\nDEFINE b t\nASSIGN a TMP t/sub\n",
+                     {17, definitions.path("t/sub"), file, 3}, "Directory used multiple times");
+    expectDiagnostic(definitions, "DEFINE a t\nASSIGN a TMP t\n", {17, definitions.path("t"), file, 2},
+                     "Directory used multiple times");
+    EXPECT_EQ(definitions.load("DEFINE a t\nASSIGN a TMP t\n"), 0);
+    EXPECT_EQ(definitions.library("a")->explicitTmp, definitions.path("t"));
+}
+
+TEST(RynAssign, ANewTmpFreesTheOldDirectory) {
+    Definitions definitions;
+    definitions.box.directory("t").directory("u");
+    EXPECT_EQ(definitions.load("DEFINE a a\nASSIGN a TMP t\nASSIGN a TMP u\nASSIGN a TMP u\nDEFINE b t\n"),
+              0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(attributesOf(definitions.library("a")), Names{"TMP=" + definitions.path("u") + "@4"});
+    EXPECT_EQ(definitions.library("a")->explicitTmpNsl, definitions.path("u"));
+}
+
+TEST(RynAssign, ATmpOfItsOwnTakesALibraryOutOfTheGlobalRoot) {
+    Definitions definitions;
+    definitions.box.directory("t").directory("root").file("more.lib", "ASSIGN AllLibs TmpRootDir root\n");
+    EXPECT_EQ(definitions.load("DEFINE a a\nDEFINE b b\nINCLUDE more.lib\nASSIGN a TMP t\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.library("a")->flags, 0U);
+    EXPECT_EQ(definitions.library("a")->explicitTmp, definitions.path("t"));
+    EXPECT_EQ(definitions.library("b")->flags, static_cast<unsigned>(RYNI_LIB_TMP_FROM_GLOBAL));
+    EXPECT_EQ(definitions.library("b")->explicitTmp, definitions.path("root/b"));
+}
+
+// ---- AllLibs
+
+TEST(RynAssign, TheGlobalRootIsRememberedNewestFirst) {
+    Definitions definitions;
+    definitions.box.directory("t").directory("u");
+    EXPECT_EQ(definitions.load("ASSIGN AllLibs TmpRootDir t\n\nASSIGN AllLibs tmprootDIR u\nDEFINE a a\n"),
+              0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    const rynAttribute *newest = definitions.handle->globalExplicitTmp;
+    ASSERT_NE(newest, nullptr);
+    EXPECT_STREQ(newest->name, "TMPROOTDIR");
+    EXPECT_STREQ(newest->value, "u");
+    EXPECT_EQ(newest->line, 3);
+    EXPECT_EQ(newest->file, definitions.handle->files.head);
+    ASSERT_NE(newest->next, nullptr);
+    EXPECT_STREQ(newest->next->value, "t");
+    EXPECT_EQ(newest->next->line, 1);
+    EXPECT_EQ(newest->next->next, nullptr);
+    EXPECT_EQ(definitions.library("a")->explicitTmp, definitions.path("u/a"));
+}
+
+TEST(RynAssign, TheGlobalRootIsAppliedWhenTheFileEnds) {
+    Definitions definitions;
+    definitions.box.directory("t");
+    ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
+    EXPECT_EQ(execute(definitions, "ASSIGN AllLibs TmpRootDir t"), 0);
+    EXPECT_EQ(definitions.library("a")->explicitTmp, nullptr);
+    EXPECT_FALSE(definitions.box.exists("t/a"));
+    // Unless it is asked for at once.
+    EXPECT_EQ(ryni_process_command(definitions.handle, "ASSIGN AllLibs TmpRootDir t",
+                                   definitions.path().c_str(), definitions.handle->files.head, 1, 1),
+              0);
+    EXPECT_EQ(definitions.library("a")->explicitTmp, definitions.path("t/a"));
+    EXPECT_TRUE(definitions.box.exists("t/a"));
+}
+
+TEST(RynAssign, TheStatusOfAGlobalRootThatIsAppliedAtOnceIsTheHandlers) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    recorded.warningResult = 12;
+    EXPECT_EQ(ryni_process_command(definitions.handle, "ASSIGN AllLibs TmpRootDir none",
+                                   definitions.path().c_str(), definitions.handle->files.head, 6, 1),
+              12);
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{20, definitions.path("none"), definitions.path("vek.lib"), 6}}));
+}
+
+TEST(RynAssign, TheNameAllLibsIsOneByCaseAndOnlyForTheGlobalRoot) {
+    Definitions definitions;
+    const std::string file = definitions.path("vek.lib");
+    expectDiagnostic(definitions, "ASSIGN alllibs TmpRootDir /t\n", {5, "alllibs", file, 1},
+                     "Library not defined");
+    expectDiagnostic(definitions, "ASSIGN AllLibs TmpRootDirs /t\n", {5, "AllLibs", file, 1},
+                     "Library not defined");
+    EXPECT_EQ(definitions.load("DEFINE AllLibs a\nASSIGN AllLibs Color x\nASSIGN AllLibs TMP /\n"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("AllLibs")), (Names{"TMP=/@3", "COLOR=x@2"}));
+    EXPECT_EQ(definitions.handle->globalExplicitTmp, nullptr);
+}
+
+TEST(RynAssign, WithoutRegardToCaseAllLibsStaysOneByCase) {
+    Definitions definitions(Environment{{"VEK_ALT_NMP", "match"}});
+    EXPECT_EQ(definitions.load("DEFINE alllibs a\nASSIGN alllibs TmpRootDir x\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(attributesOf(definitions.library("alllibs")), Names{"TMPROOTDIR=x@2"});
+    EXPECT_EQ(definitions.handle->globalExplicitTmp, nullptr);
+}
+
+// ---- UNASSIGN
+
+TEST(RynAssign, UnassignTakesAnAttributeFromEveryPlaceInTheList) {
+    for (const char *name : {"a", "B", "c"}) {
+        Definitions definitions;
+        EXPECT_EQ(
+            definitions.load(std::string("DEFINE lib a\nASSIGN lib A 1\nASSIGN lib B 2\nASSIGN lib C 3\n"
+                                         "UNASSIGN lib ") +
+                             name + "\n"),
+            0);
+        EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+        Names expected = {"C=3@4", "B=2@3", "A=1@2"};
+        std::erase_if(expected, [name](const std::string &attribute) {
+            return (attribute[0] | 0x20) == (name[0] | 0x20);
+        });
+        EXPECT_EQ(attributesOf(definitions.library("lib")), expected);
+    }
+}
+
+TEST(RynAssign, UnassignOfWhatThereIsNotSaysNothing) {
+    Definitions definitions;
+    definitions.box.directory("t");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib TMP t\nUNASSIGN lib none\nUNASSIGN nolib TMP\n"
+                               "UNASSIGN LIB TMP\nUNASSIGN AllLibs TmpRootDir\n"),
+              0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.library("lib")->explicitTmp, definitions.path("t"));
+    EXPECT_EQ(definitions.library("lib")->explicitTmpNsl, definitions.path("t"));
+}
+
+TEST(RynAssign, EveryUnassignTakesTheTemporaryDirectoryAway) {
+    Definitions definitions;
+    definitions.box.directory("t");
+    EXPECT_EQ(definitions.load(
+                  "DEFINE lib a\nASSIGN lib tmp t\nASSIGN lib OTHER x\nUNASSIGN lib OTHER\nDEFINE b t\n"),
+              0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"TMP=" + definitions.path("t") + "@2"});
+    EXPECT_EQ(definitions.library("lib")->explicitTmp, nullptr);
+    EXPECT_EQ(definitions.library("lib")->explicitTmpNsl, nullptr);
+}
+
+TEST(RynAssign, UnassignOfTmpTakesBothAway) {
+    Definitions definitions;
+    definitions.box.directory("t");
+    EXPECT_EQ(definitions.load("DEFINE lib a\nASSIGN lib TMP t\nUNASSIGN lib tmp\n"), 0);
+    EXPECT_EQ(definitions.library("lib")->attributes, nullptr);
+    EXPECT_EQ(definitions.library("lib")->explicitTmp, nullptr);
+}
+
+TEST(RynAssign, AfterAnUnassignTheNextFilesEndGivesTheGlobalDirectory) {
+    Definitions definitions;
+    definitions.box.directory("t").directory("root");
+    EXPECT_EQ(definitions.load(
+                  "DEFINE lib a\nASSIGN AllLibs TmpRootDir root\nASSIGN lib TMP t\nUNASSIGN lib TMP\n"),
+              0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.library("lib")->explicitTmp, definitions.path("root/lib"));
+    EXPECT_EQ(definitions.library("lib")->flags, static_cast<unsigned>(RYNI_LIB_TMP_FROM_GLOBAL));
+}
+
+// ---- memory
+
+TEST(RynAssign, MissingMemoryForAnAttributeIsReportedWithItsName) {
+    Definitions definitions;
+    definitions.box.directory("t").directory("u");
+    const std::string file = definitions.path("vek.lib");
+    for (const char *line : {"ASSIGN lib color red", "ASSIGN lib tmp t", "ASSIGN AllLibs TmpRootDir t",
+                             "ASSIGN lib old a-longer-value", "ASSIGN tmplib tmp u"}) {
+        int failures = 0;
+        for (int nth = 1;; ++nth) {
+            // The links of all paths are known then, and ask for no memory.
+            ASSERT_EQ(definitions.load(
+                          "DEFINE lib a\nASSIGN lib old x\nDEFINE x t\nUNDEFINE x\nDEFINE y u\nUNDEFINE y\n"
+                          "DEFINE tmplib z\nASSIGN tmplib TMP t\n"),
+                      0);
+            execute(definitions, "UNASSIGN tmplib TMP");
+            faults::reset();
+            faults::failAllocation(nth);
+            EXPECT_EQ(execute(definitions, line, 7), 0);
+            const bool reached = faults::count("malloc") >= nth;
+            faults::reset();
+            if (!reached) {
+                EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+                break;
+            }
+            ++failures;
+            std::string name = std::string(line).substr(std::string(line).find(' ', 7) + 1);
+            name = name.substr(0, name.find(' '));
+            for (char &c : name) {
+                c = static_cast<char>(toupper(c));
+            }
+            // But for the remembered place of the global root, nothing is only half done.
+            if (std::string(line).find("AllLibs") == std::string::npos || nth <= 3) {
+                EXPECT_EQ(recorded.diagnostics, (Diagnostics{{2, name, file, 7}})) << line << nth;
+            }
+        }
+        EXPECT_GE(failures, 1) << line;
+    }
+}
+
+TEST(RynAssign, MissingMemoryForANewValueKeepsTheOldOne) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\nASSIGN lib old x\n"), 0);
+    faults::failAllocation(1);
+    EXPECT_EQ(execute(definitions, "ASSIGN lib old a-longer-value", 7), 0);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{2, "OLD", definitions.path("vek.lib"), 7}}));
+    EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"OLD=x@2"});
+}
+
+} // namespace

@@ -1,0 +1,729 @@
+// What iterators over the disk find, and in which order.
+
+#include "tests/libdef/archive_support.h"
+#include "tests/libdef/iteration_support.h"
+#include "tests/support/faults.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <set>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace faults = test::faults;
+using test::archives;
+using test::diskIterator;
+using test::Existence;
+using test::gathered;
+using test::Iteration;
+using test::levelOf;
+using test::NameList;
+using test::Project;
+using test::readingOrder;
+using test::recorded;
+using test::Reports;
+
+namespace {
+
+constexpr std::array kShallow = {1, 2, 3, 4, 5};
+constexpr int kDeep = 6;
+
+/// A chain of directories named "d", one in the other, with the file "f" at some depths; removed at the end. The
+/// paths in it may be longer than the system takes.
+class Chain {
+  public:
+    Chain(const std::string &directory, int levels, const std::set<int> &files) {
+        int at = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        for (int level = 1; level <= levels; ++level) {
+            EXPECT_EQ(mkdirat(at, "d", 0755), 0);
+            const int next = openat(at, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            close(at);
+            at = next;
+            if (files.contains(level)) {
+                close(openat(at, "f", O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+            }
+        }
+        bottom_ = at;
+        levels_ = levels;
+    }
+    ~Chain() {
+        for (int level = levels_; level > 0; --level) {
+            unlinkat(bottom_, "f", 0);
+            const int above = openat(bottom_, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            unlinkat(above, "d", AT_REMOVEDIR);
+            close(bottom_);
+            bottom_ = above;
+        }
+        close(bottom_);
+    }
+    Chain(const Chain &) = delete;
+    Chain &operator=(const Chain &) = delete;
+
+    /// The path of the file at a level, relative to where the chain begins.
+    static std::string fileAt(int level) {
+        std::string path;
+        for (int i = 0; i < level; ++i) {
+            path += "d/";
+        }
+        return path + "f";
+    }
+
+  private:
+    int bottom_ = -1;
+    int levels_ = 0;
+};
+
+NameList reversed(NameList names) {
+    std::reverse(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+// Names.
+
+TEST(LegalName, HasLettersDigitsAndThreeSigns) {
+    for (int byte = 1; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const bool legal = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                           c == '_' || c == '@' || c == '#';
+        EXPECT_EQ(sNmpIsLegalLibrary(std::string(1, c).c_str()), legal ? 1 : 0) << byte;
+        EXPECT_EQ(sNmpIsLegalLibrary((std::string("a") + c + "z").c_str()), legal ? 1 : 0) << byte;
+        EXPECT_EQ(sNmpIsLegalLibrary((std::string(1000, 'a') + c).c_str()), legal ? 1 : 0) << byte;
+    }
+}
+
+TEST(LegalName, MayBeEmptyButNotMissing) {
+    EXPECT_EQ(sNmpIsLegalLibrary(""), 1);
+    EXPECT_EQ(sNmpIsLegalLibrary(nullptr), 0);
+}
+
+// Shallow lists.
+
+TEST(ShallowList, TakesLegalNamesOrTheOthersWhateverTheyAre) {
+    for (const int type : kShallow) {
+        Project project;
+        const std::string level = levelOf(type);
+        project.putDirectory("l", level);
+        for (const char *name :
+             {"Cell_1", "a@b#c", "x.y", ".hidden", "...", "..a", "sp ace", "\xe4", "100%"}) {
+            project.put("l", level + name);
+        }
+        project.putDirectory("l", level + "dir");
+        project.putDirectory("l", level + "dir.d");
+        project.box.link("lib/" + level + "broken", "nowhere").link("lib/" + level + "broken.l", "nowhere");
+        NameList wanted = diskIterator(type).legal ? NameList{"Cell_1", "a@b#c", "dir", "broken"}
+                                                   : NameList{"x.y",  ".hidden", "...",   "..a",     "sp ace",
+                                                              "\xe4", "100%",    "dir.d", "broken.l"};
+        if (diskIterator(type).legal && type == 1) {
+            EXPECT_EQ(level, "");
+        }
+        std::sort(wanted.begin(), wanted.end());
+        EXPECT_EQ(gathered(project, type), wanted) << type;
+    }
+}
+
+TEST(ShallowList, OfALibraryTellsCellsFromFiles) {
+    Project project;
+    project.putDirectory("l", "a");
+    project.putDirectory("l", "b");
+    project.put("l", "vekinfo.tag");
+    EXPECT_EQ(gathered(project, 1), (NameList{"a", "b"}));
+    EXPECT_EQ(gathered(project, 3), NameList{"vekinfo.tag"});
+}
+
+TEST(ShallowList, IsInReverseReadingOrderWithTemporaryDirectoriesInFront) {
+    for (const int type : kShallow) {
+        Project project("IE");
+        const std::string level = levelOf(type);
+        const std::string suffix = diskIterator(type).legal ? "" : ".x";
+        for (int i = 0; i < 40; ++i) {
+            for (const char *place : {"l", "i", "e"}) {
+                project.put(place, level + place + std::to_string(i) + suffix);
+            }
+        }
+        NameList discovered;
+        for (const char place : {'l', 'i', 'e'}) {
+            const NameList names = readingOrder(Project::directoryOf(place) + "/" + level);
+            discovered.insert(discovered.end(), names.begin(), names.end());
+        }
+        EXPECT_EQ(discovered.size(), 120U);
+        Iteration iteration;
+        ASSERT_EQ(iteration.begin(project, type), 0);
+        EXPECT_EQ(iteration.rest(), reversed(discovered)) << type;
+    }
+}
+
+TEST(ShallowList, HasANameOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
+    for (const int type : kShallow) {
+        Project project("IE");
+        const std::string level = levelOf(type);
+        const std::string suffix = diskIterator(type).legal ? "" : ".x";
+        const auto name = [&](const char *text) { return text + suffix; };
+        project.put("lie", level + name("all"));
+        project.put("li", level + name("li"));
+        project.put("le", level + name("le"));
+        project.put("ie", level + name("ie"));
+        project.put("l", level + name("l"));
+        project.put("i", level + name("i"));
+        project.put("e", level + name("e"));
+        Iteration iteration;
+        ASSERT_EQ(iteration.begin(project, type), 0);
+        const NameList names = iteration.rest();
+        ASSERT_EQ(names.size(), 7U);
+        EXPECT_EQ(names[0], name("e"));
+        EXPECT_EQ(std::set<std::string>(names.begin() + 1, names.begin() + 3),
+                  (std::set<std::string>{name("i"), name("ie")}));
+        EXPECT_EQ(std::set<std::string>(names.begin() + 3, names.end()),
+                  (std::set<std::string>{name("all"), name("li"), name("le"), name("l")}));
+    }
+}
+
+TEST(ShallowList, ComparesNamesExactly) {
+    Project project("E");
+    project.put("l", "cell");
+    project.put("e", "Cell");
+    project.put("e", "cel");
+    project.put("e", "cells");
+    EXPECT_EQ(gathered(project, 1), (NameList{"Cell", "cel", "cell", "cells"}));
+}
+
+TEST(ShallowList, FindsEachOfManyNamesOnce) {
+    Project project("IE");
+    std::set<std::string> wanted;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string name = "cell" + std::to_string(i);
+        wanted.insert(name);
+        project.put(i % 2 == 0 ? "l" : "i", name);
+        if (i % 3 == 0) {
+            project.put("e", name);
+        }
+        if (i % 5 == 0) {
+            project.put("li", name);
+        }
+    }
+    EXPECT_EQ(gathered(project, 1), NameList(wanted.begin(), wanted.end()));
+}
+
+TEST(ShallowList, HoldsNamesOf255Bytes) {
+    Project project("E");
+    const std::string cell(255, 'n');
+    const std::string file = "." + std::string(254, 'n');
+    project.put("le", cell);
+    project.put("le", file);
+    project.put("e", std::string(254, 'm'));
+    EXPECT_EQ(gathered(project, 1), (NameList{std::string(254, 'm'), cell}));
+    EXPECT_EQ(gathered(project, 3), NameList{file});
+}
+
+TEST(ShallowList, IsASnapshot) {
+    Project project;
+    project.put("l", "before");
+    Iteration iteration;
+    ASSERT_EQ(iteration.begin(project, 1), 0);
+    project.put("l", "after");
+    unlink("lib/before");
+    EXPECT_EQ(iteration.rest(), NameList{"before"});
+}
+
+TEST(ShallowList, OfAnEmptyDirectoryIsEmpty) {
+    for (const int type : {1, 2, 3, 4, 5, 6}) {
+        Project project("IE");
+        project.putDirectory("lie", levelOf(type));
+        EXPECT_EQ(gathered(project, type), NameList{}) << type;
+    }
+}
+
+// Directories that cannot be read.
+
+TEST(List, EndsWhereADirectoryCannotBeOpened) {
+    struct Row {
+        int error;
+        const char *code;
+    };
+    for (const int type : {1, 2, 3, 4, 5, 6}) {
+        for (const char *place : {"l", "i", "e"}) {
+            for (const Row &row :
+                 {Row{EACCES, "!11"}, Row{ENOENT, "!3"}, Row{EMFILE, "!3"}, Row{EPERM, "!3"}}) {
+                Project project("IE");
+                project.putDirectory("lie", levelOf(type));
+                project.put("lie", levelOf(type) + "name");
+                faults::fail("opendir", place[0] == 'l' ? 1 : place[0] == 'i' ? 2 : 3, row.error);
+                EXPECT_EQ(gathered(project, type), NameList{row.code}) << type << place;
+                EXPECT_EQ(recorded.fatals, Reports{});
+            }
+        }
+    }
+}
+
+TEST(List, EndsWhereADirectoryMayNotBeRead) {
+    for (const int type : {1, 2, 3, 4, 5, 6}) {
+        for (const char place : {'l', 'i', 'e'}) {
+            Project project("IE", Existence::Unchecked);
+            project.putDirectory("lie", levelOf(type));
+            chmod((Project::directoryOf(place) + "/" + levelOf(type)).c_str(), 0311);
+            Project::asUnprivileged(
+                [&] { EXPECT_EQ(gathered(project, type), NameList{"!11"}) << type << place; });
+        }
+    }
+}
+
+TEST(List, EndsWithWhatWasReadWhenReadingADirectoryFails) {
+    for (const int type : {1, 6}) {
+        Project project;
+        project.putDirectory("l", levelOf(type));
+        project.put("l", levelOf(type) + "a");
+        project.put("l", levelOf(type) + "b");
+        test::failReadingAfter(3, EIO);
+        EXPECT_LE(gathered(project, type).size(), 2U) << type;
+        test::failReadingAfter(0, EIO);
+        EXPECT_EQ(gathered(project, type), NameList{}) << type;
+    }
+}
+
+// Deep lists.
+
+TEST(DeepList, HasEveryFileByItsRelativePath) {
+    for (const char *place : {"l", "i", "e"}) {
+        Project project("IE");
+        project.putDirectory("lie", "c/v");
+        for (const char *file : {"a/b/c.txt", "a/x", "top", ".hidden", "a/...", "legal", "z/y/x/w/v/u"}) {
+            project.put(place, std::string("c/v/") + file);
+        }
+        project.putDirectory(place, "c/v/empty/also");
+        EXPECT_EQ(gathered(project, kDeep),
+                  (NameList{".hidden", "a/...", "a/b/c.txt", "a/x", "legal", "top", "z/y/x/w/v/u"}))
+            << place;
+    }
+}
+
+TEST(DeepList, HasAPathOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
+    Project project("IE");
+    project.put("lie", "c/v/s/all");
+    project.put("ie", "c/v/s/ie");
+    project.put("le", "c/v/le");
+    project.put("e", "c/v/s/e");
+    project.put("i", "c/v/t/all");
+    Iteration iteration;
+    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    const NameList names = iteration.rest();
+    ASSERT_EQ(names.size(), 5U);
+    EXPECT_EQ(names[0], "s/e");
+    EXPECT_EQ(std::set<std::string>(names.begin() + 1, names.begin() + 3),
+              (std::set<std::string>{"s/ie", "t/all"}));
+    EXPECT_EQ(std::set<std::string>(names.begin() + 3, names.end()), (std::set<std::string>{"s/all", "le"}));
+}
+
+TEST(DeepList, IsInReverseOrderOfAWalkDepthFirst) {
+    for (const char *place : {"l", "e"}) {
+        Project project(place[0] == 'e' ? "E" : "");
+        project.putDirectory("le", "c/v");
+        for (const char *file : {"1", "2/a", "2/b/x", "2/b/y", "2/c", "3", "4/z", "5"}) {
+            project.put(place, std::string("c/v/") + file);
+        }
+        NameList discovered;
+        const std::string top = Project::directoryOf(place[0]) + "/c/v";
+        const std::function<void(const std::string &)> walk = [&](const std::string &prefix) {
+            for (const std::string &name : readingOrder(top + "/" + prefix)) {
+                if (std::filesystem::is_directory(top + "/" + prefix + name)) {
+                    walk(prefix + name + "/");
+                } else {
+                    discovered.push_back(prefix + name);
+                }
+            }
+        };
+        walk("");
+        Iteration iteration;
+        ASSERT_EQ(iteration.begin(project, kDeep), 0);
+        EXPECT_EQ(iteration.rest(), reversed(discovered)) << place;
+    }
+}
+
+TEST(DeepList, FollowsLinksToDirectoriesAndListsOtherThings) {
+    for (const char place : {'l', 'e'}) {
+        Project project(place == 'e' ? "E" : "");
+        project.putDirectory("le", "c/v");
+        const std::string top = Project::directoryOf(place) + "/c/v/";
+        project.box.file("other/x", "").link(top + "dir", project.path("other")).link(top + "file", "dir/x");
+        project.box.fifo(top + "fifo");
+        EXPECT_EQ(gathered(project, kDeep), (NameList{"dir/x", "fifo", "file"})) << place;
+    }
+}
+
+TEST(DeepList, ListsABrokenLinkOfTheLibraryButEndsAtOneOfATemporaryDirectory) {
+    Project project("E");
+    project.putDirectory("le", "c/v/s");
+    project.box.link("lib/c/v/s/broken", "nowhere");
+    EXPECT_EQ(gathered(project, kDeep), NameList{"s/broken"});
+    project.box.link("etmp/c/v/s/broken", "nowhere");
+    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+}
+
+TEST(DeepList, ListsWhatCannotBeExaminedInTheLibraryButEndsThereInATemporaryDirectory) {
+    for (const char place : {'l', 'e'}) {
+        Project project(place == 'e' ? "E" : "", Existence::Unchecked);
+        project.putDirectory("le", "c/v");
+        project.put(std::string(1, place), "c/v/s/file");
+        project.putDirectory(std::string(1, place), "c/v/s/dir");
+        chmod((Project::directoryOf(place) + "/c/v/s").c_str(), 0444); // readable, not searchable
+        const auto expectAll = [&] {
+            Project::asUnprivileged([&] {
+                EXPECT_EQ(gathered(project, kDeep),
+                          place == 'l' ? (NameList{"s/dir", "s/file"}) : NameList{"!11"});
+            });
+        };
+        expectAll();
+        test::hideEntryTypes();
+        expectAll();
+    }
+}
+
+TEST(DeepList, EndsAtADirectoryBelowThatCannotBeRead) {
+    for (const char place : {'l', 'e'}) {
+        Project project(place == 'e' ? "E" : "");
+        project.putDirectory("le", "c/v");
+        project.put(std::string(1, place), "c/v/s/file");
+        chmod((Project::directoryOf(place) + "/c/v/s").c_str(), 0111);
+        Project::asUnprivileged([&] { EXPECT_EQ(gathered(project, kDeep), NameList{"!11"}) << place; });
+        faults::fail("opendir", place == 'l' ? 2 : 3, ENOENT);
+        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"}) << place;
+    }
+}
+
+TEST(DeepList, TakesAFailingStatInATemporaryDirectoryForADirectory) {
+    Project project("E");
+    project.putDirectory("l", "c/v");
+    project.put("e", "c/v/file");
+    test::hideEntryTypes();
+    EXPECT_EQ(gathered(project, kDeep), NameList{"file"});
+    Iteration iteration;
+    faults::reset();
+    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    const int calls = faults::count("stat");
+    faults::reset();
+    faults::fail("stat", calls, ENOENT); // the last one examines the file
+    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+}
+
+TEST(DeepList, IsTheSameWhereTheSystemGivesNoTypes) {
+    Project project("IE");
+    for (const char place : {'l', 'i', 'e'}) {
+        const std::string top = Project::directoryOf(place) + "/c/v/";
+        project.put(std::string(1, place), "c/v/a/b/file");
+        project.put(std::string(1, place), "c/v/top");
+        project.box.fifo(top + "a/fifo").link(top + "link", "a").link(top + "a/file", "../top");
+        project.box.file(top + "only" + place, "");
+    }
+    project.box.link("lib/c/v/broken", "nowhere").link("lib/c/v/self", "self").link("lib/c/v/loop", ".");
+    Iteration iteration;
+    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    const NameList names = iteration.rest();
+    EXPECT_GT(names.size(), 400U);
+    test::hideEntryTypes();
+    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    EXPECT_EQ(iteration.rest(), names);
+    for (const int type : kShallow) {
+        EXPECT_FALSE(gathered(project, type).empty() && type != 3 && type != 4 && type != 5) << type;
+    }
+}
+
+TEST(DeepList, GoesRoundALoopOfLinksUntilTheSystemEndsIt) {
+    Project project;
+    project.put("l", "c/v/f");
+    project.box.link("lib/c/v/l", ".");
+    NameList wanted = {"f"};
+    std::string prefix;
+    for (int links = 1; links <= 40; ++links) {
+        prefix += "l/";
+        wanted.push_back(prefix + "f");
+    }
+    wanted.push_back(prefix + "l"); // leads nowhere any more
+    std::sort(wanted.begin(), wanted.end());
+    EXPECT_EQ(gathered(project, kDeep), wanted);
+}
+
+TEST(DeepList, EndsAtALoopOfLinksInATemporaryDirectory) {
+    Project project("E");
+    project.putDirectory("l", "c/v");
+    project.put("e", "c/v/f");
+    project.box.link("etmp/c/v/l", ".");
+    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+}
+
+TEST(DeepList, EndsWhereLinksMakeMorePathsThanCanBeVisited) {
+    {
+        Project project;
+        project.put("l", "c/v/f");
+        project.box.link("lib/c/v/l", ".").link("lib/c/v/m", ".").link("lib/c/v/n", "../v");
+        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+        test::hideEntryTypes();
+        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    }
+    // Without a loop: each of 40 directories leads to the next in two ways.
+    for (const char place : {'l', 'e'}) {
+        Project project(place == 'e' ? "E" : "");
+        project.putDirectory("le", "c/v");
+        const std::string top = Project::directoryOf(place) + "/c/v/";
+        for (int i = 0; i < 35; ++i) {
+            const std::string directory = "chain/" + std::to_string(i);
+            const std::string next = project.path("chain/" + std::to_string(i + 1));
+            project.box.link(directory + "/a", next).link(directory + "/b", next);
+        }
+        project.box.file("chain/35/f", "").link(top + "chain", project.path("chain/0"));
+        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"}) << place;
+        unlink((top + "chain").c_str());
+        project.box.link(top + "chain", project.path("chain/34"));
+        EXPECT_EQ(gathered(project, kDeep), (NameList{"chain/a/f", "chain/b/f"})) << place;
+    }
+}
+
+TEST(DeepList, FollowsAnyNumberOfDirectoriesBehindAFewLinks) {
+    for (const char place : {'l', 'e'}) {
+        Project project(place == 'e' ? "E" : "");
+        project.putDirectory("le", "c/v");
+        // Eight links deep, and three thousand directories there.
+        std::string inner = project.path("shared");
+        for (int i = 0; i < 3000; ++i) {
+            project.box.file("shared/" + std::to_string(i) + "/f", "");
+        }
+        for (int i = 0; i < 7; ++i) {
+            const std::string directory = "step" + std::to_string(i);
+            project.box.link(directory + "/l", inner);
+            inner = project.path(directory);
+        }
+        project.box.link(Project::directoryOf(place) + "/c/v/l", inner);
+        const NameList names = gathered(project, kDeep);
+        EXPECT_EQ(names.size(), 3000U) << place;
+        EXPECT_EQ(names.front(), "l/l/l/l/l/l/l/l/0/f") << place;
+    }
+}
+
+TEST(DeepList, DescendsAsDeepAsPathsReach) {
+    Project project("E");
+    project.putDirectory("le", "c/v");
+    {
+        const Chain chain("lib/c/v", 1500, {1, 700, 1500});
+        EXPECT_EQ(gathered(project, kDeep),
+                  (NameList{Chain::fileAt(1500), Chain::fileAt(700), Chain::fileAt(1)}));
+    }
+    const Chain chain("etmp/c/v", 1500, {1, 700, 1500});
+    EXPECT_EQ(gathered(project, kDeep),
+              (NameList{Chain::fileAt(1500), Chain::fileAt(700), Chain::fileAt(1)}));
+}
+
+TEST(DeepList, PassesOverWhatIsTooDeepForAPathInTheLibrary) {
+    Project project;
+    project.putDirectory("l", "c/v");
+    const Chain chain("lib/c/v", 2500, {1, 1900, 2400});
+    EXPECT_EQ(gathered(project, kDeep), (NameList{Chain::fileAt(1900), Chain::fileAt(1)}));
+    test::hideEntryTypes();
+    EXPECT_EQ(gathered(project, kDeep), (NameList{Chain::fileAt(1900), Chain::fileAt(1)}));
+}
+
+TEST(DeepList, EndsWhereATemporaryDirectoryIsTooDeepForAPath) {
+    Project project("E");
+    project.putDirectory("l", "c/v");
+    project.putDirectory("e", "c/v");
+    const Chain chain("etmp/c/v", 2500, {1});
+    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    test::hideEntryTypes();
+    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+}
+
+TEST(DeepList, HoldsOneDirectoryOpenAtATime) {
+    Project project("E");
+    project.putDirectory("le", "c/v");
+    const Chain chain("lib/c/v", 300, {300});
+    const Chain other("etmp/c/v", 300, {300});
+    const test::Outcome outcome = test::inChild([&] {
+        const rlimit few = {32, 32};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(300)});
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(DeepList, HoldsNamesOf255Bytes) {
+    for (const char place : {'l', 'e'}) {
+        Project project(place == 'e' ? "E" : "");
+        project.putDirectory("le", "c/v");
+        const std::string name(255, 'n');
+        project.put(std::string(1, place), "c/v/" + name + "/" + name + "/" + name);
+        EXPECT_EQ(gathered(project, kDeep), NameList{name + "/" + name + "/" + name}) << place;
+    }
+}
+
+// Packed libraries.
+
+namespace {
+
+struct Packed : Project {
+    explicit Packed(std::string_view temporaries = {})
+        : Project(temporaries, Existence::Checked, RYN_FLAG_PACKED_LIBRARIES) {
+        archives = {};
+        pack(path("lib.pack"));
+        archives.contents[path("lib.pack")] = path("archive");
+        box.directory("archive/lib/c/v");
+    }
+};
+
+} // namespace
+
+TEST(ListOfPackedLibrary, ReadsTheArchiveAndTheTemporaryDirectories) {
+    Packed project("IE");
+    project.put("l", "plain"); // not looked at
+    project.put("i", "d");
+    project.put("ie", "c/v/s/both");
+    project.put("e", "c/v/mine.x");
+    project.box.file("archive/lib/c/v/s/t/deep", "").file("archive/lib/c/v/s/both", "");
+    project.box.file("archive/lib/c/v/top.x", "").file("archive/lib/lib.x", "");
+    EXPECT_EQ(gathered(project, 1), (NameList{"c", "d"}));
+    EXPECT_EQ(gathered(project, 2), NameList{"v"});
+    EXPECT_EQ(gathered(project, 3), NameList{"lib.x"});
+    EXPECT_EQ(gathered(project, 5), (NameList{"mine.x", "top.x"}));
+    EXPECT_EQ(gathered(project, 6), (NameList{"mine.x", "s/both", "s/t/deep", "top.x"}));
+    EXPECT_EQ(gathered(project, 6, RYN_SOURCE_LIBRARY), (NameList{"s/both", "s/t/deep", "top.x"}));
+    EXPECT_EQ(gathered(project, 6, RYN_SOURCE_TMP), (NameList{"mine.x", "s/both"}));
+}
+
+TEST(ListOfPackedLibrary, FreesEverySpecifier) {
+    Packed project;
+    project.box.file("archive/lib/c/v/s/t/deep", "");
+    EXPECT_EQ(gathered(project, 6), NameList{"s/t/deep"});
+    const auto count = [](const std::string &kind) {
+        return std::count_if(archives.calls.begin(), archives.calls.end(),
+                             [&](const std::string &call) { return call.starts_with(kind); });
+    };
+    EXPECT_EQ(count("spec "), 4);
+    EXPECT_EQ(count("free "), 4);
+}
+
+TEST(ListOfPackedLibrary, TakesNamesThatFitTheBuffer) {
+    for (const int type : {1, 2, 3, 4, 5}) {
+        Packed project;
+        project.box.file("archive/lib/" + levelOf(type) + "long", "");
+        archives.nameBytes = 255;
+        // All letters: cells and views take it, the others do not.
+        const NameList wanted = diskIterator(type).legal ? NameList{std::string(255, 'x')} : NameList{};
+        NameList names = gathered(project, type);
+        std::erase(names, "c");
+        std::erase(names, "v");
+        EXPECT_EQ(names, wanted) << type;
+        archives.nameBytes = 256;
+        EXPECT_EQ(gathered(project, type), NameList{"!1"}) << type;
+    }
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(ListOfPackedLibrary, PassesOverNamesThatDoNotFitInDepth) {
+    Packed project;
+    project.box.file("archive/lib/c/v/long", "").file("archive/lib/c/v/other", "");
+    project.box.file("archive/lib/c/v/s/long", "");
+    const auto expectNames = [&](std::size_t bytes, NameList wanted) {
+        archives.nameBytes = bytes;
+        std::sort(wanted.begin(), wanted.end());
+        EXPECT_EQ(gathered(project, 6), wanted) << bytes;
+    };
+    const auto named = [](std::size_t bytes) { return std::string(bytes, 'x'); };
+    expectNames(255, {"other", "s/" + named(255), named(255)});
+    expectNames(256, {"other", "s/" + named(256)}); // at the top the buffer has 256 bytes
+    const std::size_t room = 4095 - std::string("lib/c/v/s/").size();
+    expectNames(room, {"other", "s/" + named(room)});
+    expectNames(room + 1, {"other"}); // no specifier
+    expectNames(4095, {"other"});
+    expectNames(4096, {"other"}); // no name
+}
+
+TEST(ListOfPackedLibrary, MapsTheStatusOfOpening) {
+    Packed project;
+    EXPECT_EQ(gathered(project, 1), NameList{"c"});
+    faults::fail("opendir", 1, EACCES);
+    EXPECT_EQ(gathered(project, 1), NameList{"!11"});
+    faults::fail("opendir", 1, EIO);
+    EXPECT_EQ(gathered(project, 1), NameList{"!3"});
+}
+
+TEST(ListOfPackedLibrary, FailsOnceWhenTheArchiveCannotBeOpened) {
+    Packed project;
+    archives.contents.clear();
+    project.put("l", "plain");
+    EXPECT_EQ(gathered(project, 1), NameList{"!3"});
+    EXPECT_EQ(gathered(project, 1), NameList{"plain"});
+}
+
+TEST(ListOfPackedLibrary, IsNotSupportedWhileArchivesAreNot) {
+    Project project("E");
+    project.pack("lib.pack");
+    project.put("e", "plain");
+    EXPECT_EQ(gathered(project, 1), NameList{"!36"});
+    EXPECT_EQ(gathered(project, 1, RYN_SOURCE_TMP), NameList{"plain"});
+}
+
+// Exhausted memory.
+
+namespace {
+
+/// Lets each allocation fail in turn. @return the reports of the contexts that were seen
+std::set<std::string> exhaust(const Project &project, int type, const NameList &complete) {
+    std::set<std::string> contexts;
+    for (int nth = 1;; ++nth) {
+        recorded.fatals.clear();
+        faults::reset();
+        faults::failAllocation(nth);
+        Iteration iteration;
+        const int code = iteration.begin(project, type);
+        const bool failed = faults::count("malloc") >= nth;
+        faults::reset();
+        if (!failed) {
+            EXPECT_EQ(iteration.sorted(), complete);
+            return contexts;
+        }
+        // 3: a directory could not be opened. 0: in depth, a specifier could not be made and was passed over.
+        EXPECT_TRUE(code == RYN_MEMORY_ERROR || code == RYN_SYSTEM_ERROR || (code == 0 && type == kDeep))
+            << code << " " << nth;
+        for (const test::Report &report : recorded.fatals) {
+            EXPECT_EQ(report.code, RYN_MEMORY_ERROR);
+            EXPECT_EQ(code, RYN_MEMORY_ERROR);
+            contexts.insert(report.text);
+        }
+    }
+}
+
+} // namespace
+
+TEST(List, GivesAndReportsMemoryErrorWhenMemoryIsExhausted) {
+    for (const int type : {1, 2, 3, 4, 5, 6}) {
+        Project project("IE");
+        const std::string suffix = diskIterator(type).legal ? "" : ".x";
+        for (const char *place : {"l", "i", "e"}) {
+            project.put(place, levelOf(type) + "both" + suffix);
+            project.put(place, levelOf(type) + place + suffix);
+        }
+        if (type == kDeep) {
+            project.put("ie", "c/v/s/below");
+        }
+        const NameList complete = gathered(project, type);
+        EXPECT_GE(complete.size(), 4U);
+        const char *const builder = type == kDeep ? "sBuildIterListDeep()" : "sBuildIterList()";
+        EXPECT_EQ(exhaust(project, type, complete), (std::set<std::string>{"rynIterateLibFiles()", builder}))
+            << type;
+    }
+}
+
+TEST(List, LeavesNothingBehindWhenMemoryIsExhaustedFromThenOn) {
+    for (const int type : {1, 6}) {
+        Project project("IE");
+        project.put("lie", levelOf(type) + "s/x");
+        for (int nth = 1; nth < 60; ++nth) {
+            faults::failAllocationsFrom(nth);
+            Iteration iteration;
+            iteration.begin(project, type);
+            faults::reset();
+        }
+    }
+}

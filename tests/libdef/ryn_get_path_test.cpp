@@ -1,0 +1,521 @@
+// Where a design object is found, for each mode and for what a library has.
+
+#include "tests/libdef/project_support.h"
+#include "tests/support/faults.h"
+
+#include <gtest/gtest.h>
+
+namespace faults = test::faults;
+using test::Existence;
+using test::Names;
+using test::Project;
+using test::recorded;
+using test::Reports;
+
+namespace {
+
+constexpr Names kObject = {"c", "v", "f"};
+
+/// What rynGetPath() answers: the short path ("l/c" for the cell c in the library's own directory), or the code.
+std::string getPath(const Project &project, unsigned mode, const Names &names = kObject) {
+    std::array<char, VEK_PATH_SIZE> path = {};
+    const int status =
+        rynGetPath(project.handle, mode, "lib", names.cell, names.view, names.file, path.data(), path.size());
+    return status == 0 ? project.shortened(path.data()) : std::to_string(status);
+}
+
+/// One constellation: what the library has, where the object is, and where it is found.
+struct Row {
+    const char *temporaries;
+    const char *places;
+    std::string found; ///< the letter of a place, or a code
+};
+
+void expectRows(unsigned mode, Existence existence, const std::vector<Row> &rows) {
+    for (const Row &row : rows) {
+        SCOPED_TRACE(std::string(row.temporaries) + ", object in " + row.places);
+        Project project(row.temporaries, existence);
+        project.put(row.places, "c/v/f");
+        const bool isPlace = row.found.find_first_of("lie") != std::string::npos;
+        EXPECT_EQ(getPath(project, mode), row.found + (isPlace ? "/c/v/f" : ""));
+        EXPECT_EQ(recorded.fatals, Reports{});
+    }
+}
+
+void expectRowsInBoth(unsigned mode, const std::vector<Row> &rows) {
+    expectRows(mode, Existence::Checked, rows);
+    expectRows(mode, Existence::Unchecked, rows);
+}
+
+/// Constellations of mode 6 and 7 in which both agree.
+const std::vector<Row> kReplaceRows = {
+    {"", "l", "l"},    {"", "", "6"},   {"E", "e", "e"},    {"E", "el", "e"},
+    {"E", "", "6"},    {"I", "i", "i"}, {"I", "il", "i"},   {"I", "l", "l"},
+    {"I", "", "6"},    {"O", "i", "i"}, {"O", "l", "6"},    {"IE", "iel", "i"},
+    {"IE", "el", "e"}, {"IE", "", "6"}, {"OE", "iel", "i"}, {"OE", "el", "6"},
+};
+
+} // namespace
+
+// Modes 0, 2 and 4: to be read.
+
+TEST(GetPathToRead, TriesImplicitThenExplicitThenLibrary) {
+    expectRows(RYN_PATH_READ, Existence::Checked,
+               {{"", "l", "l"},
+                {"", "ie", "6"},
+                {"E", "e", "e"},
+                {"E", "el", "e"},
+                {"E", "l", "l"},
+                {"E", "i", "6"},
+                {"I", "i", "i"},
+                {"I", "il", "i"},
+                {"I", "l", "l"},
+                {"I", "e", "6"},
+                {"IE", "iel", "i"},
+                {"IE", "el", "e"},
+                {"IE", "l", "l"},
+                {"IE", "", "6"},
+                {"O", "i", "i"},
+                {"O", "l", "6"},
+                {"OE", "iel", "i"},
+                {"OE", "el", "6"}});
+}
+
+TEST(GetPathToRead, TakesTheFirstDirectoryWhilePathsNeedNotExist) {
+    for (const char *places : {"", "iel", "l"}) {
+        expectRows(RYN_PATH_READ, Existence::Unchecked,
+                   {{"", places, "l"},
+                    {"E", places, "e"},
+                    {"I", places, "i"},
+                    {"IE", places, "i"},
+                    {"O", places, "i"},
+                    {"OE", places, "i"}});
+    }
+}
+
+TEST(GetPathToRead, GoesOnAfterAnExplicitDirectoryWithoutTheCellTheViewOrTheFile) {
+    for (const char *directory : {"c", "c/v", ""}) {
+        Project project("E");
+        project.put("l", "c/v/f");
+        project.putDirectory("e", directory);
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), "l/c/v/f") << directory;
+    }
+}
+
+TEST(GetPathToRead, EndsAtAnExplicitDirectoryThatFailsInAnotherWay) {
+    {
+        Project project("E");
+        project.put("l", "c/v/f");
+        rmdir("etmp");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), "4");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "4");
+    }
+    Project project("E");
+    project.put("l", "c/v/f");
+    project.put("e", "c");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), "3");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "3");
+}
+
+TEST(GetPathToRead, GoesOnAfterAnyFailureOfAnImplicitDirectoryThatIsNotTheOnlyOne) {
+    Project project("IE");
+    project.put("l", "c/v/f");
+    rmdir("itmp/lib");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), "l/c/v/f");
+    project.put("e", "c/v/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), "e/c/v/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "e/c/v/f");
+}
+
+TEST(GetPathToRead, GivesTheFailureOfAnImplicitDirectoryThatIsTheOnlyOne) {
+    Project project("OE");
+    project.put("el", "c/v/f");
+    project.putDirectory("i", "c");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), "7");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
+    rmdir("itmp/lib/c");
+    rmdir("itmp/lib");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), "4");
+}
+
+TEST(GetPathToRead, InTemporaryDirectoriesNeverTakesTheLibrary) {
+    expectRows(RYN_PATH_READ_TMP, Existence::Checked,
+               {{"", "iel", "4"},
+                {"E", "e", "e"},
+                {"E", "l", "6"},
+                {"I", "i", "i"},
+                {"I", "el", "6"},
+                {"IE", "iel", "i"},
+                {"IE", "el", "e"},
+                {"IE", "l", "6"},
+                {"O", "i", "i"},
+                {"O", "l", "6"},
+                {"OE", "iel", "i"},
+                {"OE", "el", "6"}});
+    expectRows(RYN_PATH_READ_TMP, Existence::Unchecked,
+               {{"", "l", "4"}, {"E", "l", "e"}, {"I", "", "i"}, {"IE", "e", "i"}, {"OE", "e", "i"}});
+}
+
+TEST(GetPathToRead, InTemporaryDirectoriesGivesTheLastFailure) {
+    Project project("IE");
+    project.putDirectory("i", "c/v");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "6");
+    project.putDirectory("e", "c");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
+}
+
+TEST(GetPathToRead, InTheLibraryNeverTakesATemporaryDirectory) {
+    for (const char *temporaries : {"", "E", "I", "IE", "O", "OE"}) {
+        expectRows(RYN_PATH_READ_LIBRARY, Existence::Checked,
+                   {{temporaries, "iel", "l"}, {temporaries, "l", "l"}, {temporaries, "ie", "6"}});
+        expectRows(RYN_PATH_READ_LIBRARY, Existence::Unchecked,
+                   {{temporaries, "iel", "l"}, {temporaries, "", "l"}});
+    }
+}
+
+// Modes 1, 3 and 5: to be written.
+
+TEST(GetPathToWrite, TakesTheOneDirectoryAndMakesWhatIsMissingThere) {
+    struct Written {
+        unsigned mode;
+        const char *temporaries;
+        char place;
+    };
+    for (const Existence existence : {Existence::Checked, Existence::Unchecked}) {
+        for (const Written &written :
+             {Written{RYN_PATH_WRITE, "", 'l'}, Written{RYN_PATH_WRITE, "E", 'e'},
+              Written{RYN_PATH_WRITE, "I", 'i'}, Written{RYN_PATH_WRITE, "IE", 'i'},
+              Written{RYN_PATH_WRITE, "O", 'i'}, Written{RYN_PATH_WRITE, "OE", 'i'},
+              Written{RYN_PATH_WRITE_TMP, "E", 'e'}, Written{RYN_PATH_WRITE_TMP, "I", 'i'},
+              Written{RYN_PATH_WRITE_TMP, "IE", 'i'}, Written{RYN_PATH_WRITE_TMP, "OE", 'i'},
+              Written{RYN_PATH_WRITE_LIBRARY, "", 'l'}, Written{RYN_PATH_WRITE_LIBRARY, "IE", 'l'},
+              Written{RYN_PATH_WRITE_LIBRARY, "OE", 'l'}}) {
+            SCOPED_TRACE(std::to_string(written.mode) + written.temporaries);
+            Project project(written.temporaries, existence);
+            EXPECT_EQ(getPath(project, written.mode), written.place + std::string("/c/v/f"));
+            for (const char place : {'l', 'e', 'i'}) {
+                EXPECT_EQ(project.box.exists(Project::directoryOf(place) + "/c/v"), place == written.place);
+            }
+            EXPECT_FALSE(project.box.exists(Project::directoryOf(written.place) + "/c/v/f"));
+        }
+    }
+}
+
+TEST(GetPathToWrite, TriesNoOtherDirectoryThanTheFirst) {
+    for (const unsigned mode : {RYN_PATH_WRITE, RYN_PATH_WRITE_TMP}) {
+        for (const char *temporaries : {"IE", "OE", "E"}) {
+            SCOPED_TRACE(temporaries);
+            Project project(temporaries);
+            project.put("l", "c/v/f");
+            if (temporaries[0] != 'E') {
+                project.put("e", "c/v/f");
+                rmdir("itmp/lib");
+            } else {
+                rmdir("etmp");
+            }
+            EXPECT_EQ(getPath(project, mode), "4");
+        }
+    }
+}
+
+TEST(GetPathToWrite, InTemporaryDirectoriesIsDirectoryMissingWithoutOne) {
+    Project project;
+    EXPECT_EQ(getPath(project, RYN_PATH_WRITE_TMP), "4");
+    EXPECT_EQ(project.box.list("lib"), std::vector<std::string>{});
+}
+
+// Modes 6 to 9: to be replaced.
+
+TEST(GetPathToReplace, TriesImplicitThenExplicitThenLibrary) {
+    expectRowsInBoth(RYN_PATH_REPLACE, kReplaceRows);
+    expectRowsInBoth(RYN_PATH_REPLACE, {{"E", "l", "l"}, {"IE", "l", "l"}});
+}
+
+TEST(GetPathToReplace, GoesOnAfterAnyFailureOfTheExplicitDirectory) {
+    Project project("E");
+    project.put("l", "c/v/f");
+    rmdir("etmp");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE), "l/c/v/f");
+}
+
+TEST(GetPathToReplace, EndsInModeSevenAtAnyFailureOfTheExplicitDirectory) {
+    expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, kReplaceRows);
+    expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, {{"E", "l", "6"}, {"IE", "l", "6"}});
+    Project project("E");
+    project.put("l", "c/v/f");
+    rmdir("etmp");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_EXPLICIT), "4");
+}
+
+TEST(GetPathToReplace, InModeEightNeverTakesTheLibrary) {
+    expectRowsInBoth(RYN_PATH_REPLACE_TMP, {{"", "iel", "4"},
+                                            {"E", "e", "e"},
+                                            {"E", "l", "6"},
+                                            {"I", "i", "i"},
+                                            {"I", "l", "6"},
+                                            {"IE", "iel", "i"},
+                                            {"IE", "e", "e"},
+                                            {"IE", "l", "6"},
+                                            {"O", "i", "i"},
+                                            {"O", "el", "6"},
+                                            {"OE", "i", "i"},
+                                            {"OE", "el", "6"}});
+}
+
+TEST(GetPathToReplace, InModeEightGivesTheLastFailure) {
+    Project project("IE");
+    project.putDirectory("i", "c/v");
+    project.putDirectory("e", "c");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_TMP), "7");
+}
+
+TEST(GetPathToReplace, InModeNineTakesTheLibraryAlone) {
+    for (const char *temporaries : {"", "E", "I", "IE", "O", "OE"}) {
+        expectRowsInBoth(RYN_PATH_REPLACE_LIBRARY,
+                         {{temporaries, "iel", "l"}, {temporaries, "ie", "6"}, {temporaries, "l", "l"}});
+    }
+}
+
+TEST(GetPathToReplace, FindsALinkThatLeadsNowhere) {
+    Project project;
+    project.box.link("lib/c", "nowhere");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, {"c", nullptr, nullptr}), "l/c");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", nullptr, nullptr}), "6");
+}
+
+// Names.
+
+TEST(GetPath, JoinsTheNamesThatAreGivenAndNotEmpty) {
+    Project project("", Existence::Unchecked);
+    EXPECT_EQ(getPath(project, 4, {nullptr, nullptr, nullptr}), "l");
+    EXPECT_EQ(getPath(project, 4, {"", "", ""}), "l");
+    EXPECT_EQ(getPath(project, 4, {"c", nullptr, nullptr}), "l/c");
+    EXPECT_EQ(getPath(project, 4, {"c", "v", ""}), "l/c/v");
+    EXPECT_EQ(getPath(project, 4, {"c", "", "f"}), "l/c/f");
+    EXPECT_EQ(getPath(project, 4, {nullptr, nullptr, "f"}), "l/f");
+    EXPECT_EQ(getPath(project, 4, {"c", "v", "a/b"}), "l/c/v/a/b");
+}
+
+TEST(GetPath, HasNoViewWithoutACell) {
+    Project project;
+    for (unsigned mode = 0; mode <= RYN_PATH_REPLACE_LIBRARY; ++mode) {
+        const std::string code = mode == 2 || mode == 3 || mode == 8 ? "4" : "20";
+        EXPECT_EQ(getPath(project, mode, {nullptr, "v", nullptr}), code) << mode;
+        EXPECT_EQ(getPath(project, mode, {"", "v", "f"}), code) << mode;
+    }
+}
+
+TEST(GetPath, HasAtMost4092CharactersInItsParts) {
+    Project project("", Existence::Unchecked);
+    const std::size_t room = 4092 - project.path("lib").size();
+    const std::string longest(room, 'c');
+    EXPECT_EQ(getPath(project, 4, {longest.c_str(), nullptr, nullptr}), "l/" + longest);
+    EXPECT_EQ(getPath(project, 4, {(longest + "c").c_str(), nullptr, nullptr}), "20");
+    const std::string split(room - 2, 'c');
+    EXPECT_EQ(getPath(project, 4, {split.c_str(), "v", "f"}), "l/" + split + "/v/f");
+    EXPECT_EQ(getPath(project, 4, {(split + "c").c_str(), "v", "f"}), "20");
+    for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
+        EXPECT_EQ(getPath(project, 4, {std::string(length, 'c').c_str(), nullptr, nullptr}), "20");
+    }
+}
+
+TEST(GetPath, FindsNamesOf255Bytes) {
+    Project project;
+    const std::string name(255, 'n');
+    project.put("l", name + "/" + name + "/" + name);
+    EXPECT_EQ(getPath(project, 0, {name.c_str(), name.c_str(), name.c_str()}),
+              "l/" + name + "/" + name + "/" + name);
+    EXPECT_EQ(getPath(project, 0, {(name + "n").c_str(), nullptr, nullptr}), "3");
+}
+
+// The buffer.
+
+TEST(GetPath, NeedsABufferWithRoomForTheTerminator) {
+    Project project;
+    const std::string wanted = project.path("lib");
+    std::vector<char> buffer(wanted.size() + 2, '#');
+    const auto get = [&](std::size_t size) {
+        return rynGetPath(project.handle, 4, "lib", nullptr, nullptr, nullptr, buffer.data(), size);
+    };
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, wanted.size() - 1, wanted.size()}) {
+        EXPECT_EQ(get(size), RYN_BUFFER_TOO_SMALL) << size;
+        EXPECT_EQ(buffer, std::vector<char>(wanted.size() + 2, '#'));
+    }
+    EXPECT_EQ(get(wanted.size() + 1), 0);
+    EXPECT_EQ(std::string(buffer.data()), wanted);
+    EXPECT_EQ(buffer.back(), '#');
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+// Arguments.
+
+TEST(GetPath, ReportsAModeThatDoesNotExist) {
+    Project project;
+    for (const unsigned mode : {10U, 11U, 0x80000000U, 0xffffffffU}) {
+        recorded.fatals.clear();
+        EXPECT_EQ(getPath(project, mode), "22");
+        EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath() - 2", "rynGetPath() - 2"}}));
+    }
+}
+
+TEST(GetPath, AsksForTheDefinitionBeforeTheMode) {
+    Project project;
+    std::array<char, VEK_PATH_SIZE> path = {};
+    for (const unsigned mode : {0U, 4U, 10U}) {
+        EXPECT_EQ(
+            rynGetPath(project.handle, mode, "other", nullptr, nullptr, nullptr, path.data(), path.size()),
+            RYN_LIBRARY_NOT_DEFINED);
+        EXPECT_EQ(rynGetPath(project.handle, mode, "", nullptr, nullptr, nullptr, path.data(), path.size()),
+                  RYN_LIBRARY_NOT_DEFINED);
+    }
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(GetPath, ReportsMissingArguments) {
+    Project project;
+    std::array<char, VEK_PATH_SIZE> path = {};
+    const Reports report = {{22, "rynGetPath()", "rynGetPath()"}};
+    EXPECT_EQ(rynGetPath(project.handle, 0, nullptr, nullptr, nullptr, nullptr, path.data(), path.size()),
+              22);
+    EXPECT_EQ(recorded.fatals, report);
+    recorded.fatals.clear();
+    EXPECT_EQ(rynGetPath(project.handle, 0, "other", nullptr, nullptr, nullptr, nullptr, 10), 22);
+    EXPECT_EQ(recorded.fatals, report);
+}
+
+TEST(GetPath, TakesTheDefaultHandleForNone) {
+    Project project;
+    std::array<char, VEK_PATH_SIZE> path = {};
+    EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()), 0);
+    EXPECT_EQ(project.path("lib"), path.data());
+    project.release();
+    recorded.fatals.clear();
+    EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()), 22);
+    EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath()", "rynGetPath()"}}));
+}
+
+// Packed libraries.
+
+TEST(GetPathOfPackedLibrary, IsNotSupportedInAnyModeThatTakesTheLibrary) {
+    for (const unsigned support : {0U, unsigned{RYN_FLAG_PACKED_LIBRARIES}}) {
+        for (const char *temporaries : {"", "IE"}) {
+            Project project(temporaries, Existence::Checked, support);
+            project.put("iel", "c/v/f");
+            project.pack("lib.pack");
+            for (const unsigned mode : {0U, 1U, 4U, 5U, 6U, 7U, 9U, 10U, 0xffffffffU}) {
+                EXPECT_EQ(getPath(project, mode), "36") << mode;
+            }
+        }
+    }
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(GetPathOfPackedLibrary, TakesTemporaryDirectories) {
+    for (const unsigned mode : {2U, 3U, 8U}) {
+        {
+            Project project("IE");
+            project.put("iel", "c/v/f");
+            project.pack("lib.pack");
+            EXPECT_EQ(getPath(project, mode), "i/c/v/f") << mode;
+        }
+        Project project;
+        project.put("l", "c/v/f");
+        project.pack("lib.pack");
+        EXPECT_EQ(getPath(project, mode), "4") << mode;
+    }
+}
+
+// Permissions.
+
+TEST(GetPathWithoutPermission, NamesTheLevelThatRefuses) {
+    struct Refused {
+        const char *closed; ///< in the library
+        unsigned mode;
+        Names names;
+        const char *code;
+    };
+    for (
+        const Refused &refused : {
+            Refused{"", 4, {nullptr, nullptr, nullptr}, "12"},
+            Refused{"", 4, {"c", nullptr, nullptr}, "12"},
+            Refused{"", 4, {"c", "v", "f"}, "12"},
+            Refused{"/c", 4, {"c", nullptr, nullptr}, "13"},
+            Refused{"/c", 4, {"c", "v", nullptr}, "13"},
+            Refused{"/c/v", 4, {"c", "v", nullptr}, "14"},
+            Refused{"/c/v", 4, {"c", "v", "f"}, "14"},
+            Refused{"/c/v/f", 4, {"c", "v", "f"}, "15"},
+            Refused{"", 5, {nullptr, nullptr, nullptr}, "12"},
+            Refused{"", 5, {"c", "v", "f"}, "12"},
+            Refused{"/c", 5, {"c", nullptr, nullptr}, "12"},
+            Refused{"/c/v/f", 5, {"c", "v", "f"}, "12"},
+            // To be replaced: the directory above the object counts, which nobody but its owner may write to.
+            Refused{"", 9, {nullptr, nullptr, nullptr}, "11"},
+            Refused{"/c", 9, {"c", nullptr, nullptr}, "12"},
+            Refused{"/c/v", 9, {"c", "v", nullptr}, "13"},
+            Refused{"/c/v/f", 9, {"c", "v", "f"}, "14"},
+            // And what cannot even be seen comes to the first level above that refuses.
+            Refused{"", 9, {"c", "v", "f"}, "11"},
+            Refused{"/c", 9, {"c", "v", "f"}, "12"},
+            Refused{"/c/v", 9, {"c", "v", "f"}, "13"},
+        }) {
+        SCOPED_TRACE(std::string(refused.closed) + " " + std::to_string(refused.mode));
+        Project project;
+        project.put("l", "c/v/f");
+        chmod(("lib" + std::string(refused.closed)).c_str(), 0);
+        Project::asUnprivileged(
+            [&] { EXPECT_EQ(getPath(project, refused.mode, refused.names), refused.code); });
+    }
+}
+
+TEST(GetPathWithoutPermission, EndsAtTheExplicitDirectoryThatRefuses) {
+    Project project("E");
+    project.put("el", "c/v/f");
+    chmod("etmp/c", 0);
+    Project::asUnprivileged([&] {
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), "13");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "13");
+    });
+}
+
+TEST(GetPathWithoutPermission, GoesOnAfterTheImplicitDirectoryThatRefuses) {
+    Project project("I");
+    project.put("il", "c/v/f");
+    chmod("itmp/lib/c", 0);
+    Project::asUnprivileged([&] {
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), "l/c/v/f");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "13");
+    });
+}
+
+// What it does not depend on.
+
+TEST(GetPath, NeedsNoMemory) {
+    Project project("IE");
+    project.put("l", "c/v/f");
+    faults::failAllocationsFrom(1);
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), "l/c/v/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_WRITE), "i/c/v/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE), "l/c/v/f");
+}
+
+TEST(GetPath, GivesTheSameCodesFromTheStatCache) {
+    Project project("E");
+    project.putDirectory("e", "c");
+    rynStatCacheCtl(1);
+    for (int round = 0; round < 3; ++round) {
+        errno = EACCES;
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), "6");
+        errno = 0;
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
+    }
+    rynStatCacheCtl(0);
+}
+
+TEST(GetPath, GivesSystemErrorWhenTheSystemFailsInAnotherWay) {
+    Project project;
+    project.put("l", "c/v/f");
+    faults::fail("stat", 1, EIO);
+    EXPECT_EQ(getPath(project, 4), "3");
+    faults::fail("lstat", 1, EIO);
+    EXPECT_EQ(getPath(project, 9), "3");
+}

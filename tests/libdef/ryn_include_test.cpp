@@ -1,0 +1,408 @@
+// INCLUDE and SOFTINCLUDE.
+
+#include "libdef/ryni_error.h"
+#include "libdef/ryni_parse.h"
+#include "tests/libdef/libdef_support.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <string>
+#include <sys/resource.h>
+#include <vector>
+
+using test::Capture;
+using test::Definitions;
+using test::Diagnostics;
+using test::printed;
+using test::recorded;
+using test::Reports;
+namespace faults = test::faults;
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+constexpr unsigned kPathsMustExist = RYN_FLAG_OWN_EXISTENCE_CHECK;
+
+int execute(Definitions &definitions, const std::string &line, int number = 1) {
+    recorded.diagnostics.clear();
+    return ryni_process_command(definitions.handle, line.c_str(), definitions.path().c_str(),
+                                definitions.handle->files.head, number, 0);
+}
+
+/// The paths of the files that were read, in opening order.
+Names filesOf(const Definitions &definitions) {
+    Names paths;
+    for (const rynIncludedFile *file = definitions.handle->files.head; file != nullptr; file = file->next) {
+        paths.emplace_back(file->path);
+    }
+    return paths;
+}
+
+// ---- what is read
+
+TEST(RynInclude, AFileIsReadWhereItsStatementStands) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "DEFINE b b\nUNDEFINE a\n");
+    EXPECT_EQ(definitions.load("DEFINE a a\nINCLUDE more.lib\nDEFINE c c\nDEFINE a a2\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.names(), (Names{"b", "c", "a"}));
+}
+
+TEST(RynInclude, TheRecordKnowsItsIncluderAndLine) {
+    Definitions definitions;
+    definitions.box.file("sub/one.lib", "\nSOFTINCLUDE two.lib\n").file("sub/two.lib", "");
+    definitions.box.link("link.lib", "sub/one.lib");
+    EXPECT_EQ(definitions.load("\n\nINCLUDE sub/../link.lib\nINCLUDE sub/two.lib\n"), 0);
+    // The relative path in the link counts from where the link is.
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(filesOf(definitions), (Names{definitions.path("vek.lib"), definitions.path("link.lib"),
+                                           definitions.path("sub/two.lib")}));
+    const rynIncludedFile *top = definitions.handle->files.head;
+    EXPECT_EQ(top->includedFrom, nullptr);
+    EXPECT_EQ(top->line, 0);
+    EXPECT_EQ(top->next->includedFrom, top);
+    EXPECT_EQ(top->next->line, 3);
+    EXPECT_EQ(top->next->nslPath, definitions.path("sub/one.lib"));
+    EXPECT_EQ(top->next->next->includedFrom, top);
+    EXPECT_EQ(top->next->next->line, 4);
+}
+
+TEST(RynInclude, PathsInAnIncludedFileCountFromItsOwnDirectory) {
+    Definitions definitions;
+    definitions.box.file("sub/more.lib", "DEFINE b b\nINCLUDE deep/last.lib\n");
+    definitions.box.file("sub/deep/last.lib", "DEFINE c c\n");
+    EXPECT_EQ(definitions.load("INCLUDE sub/more.lib\nDEFINE a a\n"), 0);
+    EXPECT_EQ(definitions.library("a")->fullPath, definitions.path("a"));
+    EXPECT_EQ(definitions.library("b")->fullPath, definitions.path("sub/b"));
+    EXPECT_EQ(definitions.library("c")->fullPath, definitions.path("sub/deep/c"));
+    EXPECT_EQ(definitions.handle->files.tail->includedFrom, definitions.handle->files.head->next);
+}
+
+TEST(RynInclude, AnIncludedFileThatStopsStopsItsIncluder) {
+    Definitions definitions;
+    definitions.box.file("bad.lib", "FOO\nBAR\n");
+    definitions.box.file("vek.lib", "DEFINE a a\nINCLUDE bad.lib\nDEFINE b b\nBAZ\n");
+    EXPECT_EQ(definitions.read(test::recordAndStop), 16);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{16, "FOO", definitions.path("bad.lib"), 1}}));
+}
+
+TEST(RynInclude, AFileThatStoppedHasNoIncluder) {
+    Definitions definitions;
+    definitions.box.file("bad.lib", "FOO\n");
+    ASSERT_EQ(definitions.load(""), 0);
+    recorded.warningResult = 5;
+    EXPECT_EQ(execute(definitions, "INCLUDE bad.lib", 4), 5);
+    EXPECT_EQ(definitions.handle->files.tail->path, definitions.path("bad.lib"));
+    EXPECT_EQ(definitions.handle->files.tail->includedFrom, nullptr);
+    EXPECT_EQ(definitions.handle->files.tail->line, 0);
+}
+
+TEST(RynInclude, ADirectoryOrAPipeIsIncludedAsAnEmptyFile) {
+    Definitions definitions;
+    definitions.box.directory("dir").fifo("fifo");
+    EXPECT_EQ(definitions.load("INCLUDE dir\nINCLUDE fifo\nINCLUDE /dev/null\nDEFINE a a\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.names(), Names{"a"});
+    EXPECT_EQ(filesOf(definitions).size(), 4U);
+}
+
+TEST(RynInclude, AnEmptyPathIncludesTheDirectoryOfTheFile) {
+    Definitions definitions;
+    EXPECT_EQ(definitions.load("INCLUDE \"\"\n"), 0);
+    EXPECT_EQ(definitions.handle->files.tail->path, definitions.path());
+}
+
+// ---- paths
+
+TEST(RynInclude, APathThatCannotBeGeneratedIsReportedUnlessASoftIncludesIsInvalid) {
+    Definitions definitions(test::Environment{{"A", "$A"}});
+    const std::string file = definitions.path("vek.lib");
+    expectDiagnostic(definitions, "INCLUDE ~nosuchuser/x\n", {20, "~nosuchuser/x", file, 1}, "Invalid path");
+    expectDiagnostic(definitions, "INCLUDE $A\n", {20, "$A", file, 1}, "Invalid path");
+    EXPECT_EQ(definitions.load("SOFTINCLUDE ~nosuchuser/x\nSOFTINCLUDE $A\nDEFINE a a\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.names(), Names{"a"});
+}
+
+TEST(RynInclude, AVariableThatIsNotSetLeavesARelativePath) {
+    Definitions definitions;
+    const std::string file = definitions.path("vek.lib");
+    expectDiagnostic(definitions, "INCLUDE $UNSET/x\n", {8, "$UNSET/x", file, 1}, "No such file");
+    EXPECT_EQ(definitions.load("SOFTINCLUDE $UNSET/x\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    // Where the text as written names a file there is no absolute path to it.
+    definitions.box.file("$UNSET/x", "DEFINE a a\n");
+    for (const char *keyword : {"INCLUDE", "SOFTINCLUDE"}) {
+        expectDiagnostic(definitions, std::string(keyword) + " $UNSET/x\n", {1, "$UNSET/x", file, 1},
+                         "Internal error");
+    }
+}
+
+TEST(RynInclude, AMissingFileIsReportedUnlessTheIncludeIsSoft) {
+    Definitions definitions;
+    definitions.box.link("dangling", "nowhere");
+    const std::string file = definitions.path("vek.lib");
+    expectDiagnostic(definitions, "\nINCLUDE missing.lib\nSOFTINCLUDE missing.lib\n",
+                     {8, definitions.path("missing.lib"), file, 2}, "No such file");
+    expectDiagnostic(definitions, "INCLUDE none/missing.lib\nSOFTINCLUDE none/missing.lib\n",
+                     {8, definitions.path("none/missing.lib"), file, 1}, "No such file");
+    expectDiagnostic(definitions, "INCLUDE dangling\nSOFTINCLUDE dangling\n",
+                     {8, definitions.path("dangling"), file, 1}, "No such file");
+}
+
+TEST(RynInclude, WithPathsThatMustExistAMissingFileIsReportedAsWithout) {
+    Definitions definitions;
+    expectDiagnostic(definitions, "INCLUDE missing.lib\nSOFTINCLUDE missing.lib\n",
+                     {8, definitions.path("missing.lib"), definitions.path("vek.lib"), 1}, "No such file",
+                     kPathsMustExist);
+}
+
+TEST(RynInclude, AnyOtherFailureOfTheSystemIsReportedForBoth) {
+    Definitions definitions;
+    definitions.box.file("file", "").link("loop", "loop");
+    const std::string file = definitions.path("vek.lib");
+    const std::string longName(300, 'x');
+    for (const char *keyword : {"INCLUDE ", "SOFTINCLUDE "}) {
+        for (const std::string &path : {std::string("file/x"), std::string("loop"), longName}) {
+            expectDiagnostic(definitions, keyword + path + "\n", {3, definitions.path(path), file, 1},
+                             "System error");
+        }
+    }
+}
+
+TEST(RynInclude, AnUnreadableFileIsReportedForBoth) {
+    Definitions definitions;
+    definitions.box.file("closed.lib", "FOO\n", 0000).directory("shut/in").directory("shut", 0000);
+    definitions.box.file("vek.lib",
+                         "INCLUDE closed.lib\nSOFTINCLUDE closed.lib\nINCLUDE shut/x\nSOFTINCLUDE shut/x\n");
+    test::asUnprivileged([&] {
+        const std::string file = definitions.path("vek.lib");
+        const std::string closed = definitions.path("closed.lib");
+        const std::string shut = definitions.path("shut/x");
+        EXPECT_EQ(definitions.read(test::recordWarning), 0);
+        EXPECT_EQ(
+            recorded.diagnostics,
+            (Diagnostics{
+                {15, closed, file, 1}, {15, closed, file, 2}, {15, shut, file, 3}, {15, shut, file, 4}}));
+        Capture capture;
+        EXPECT_EQ(definitions.read(nullptr), 15);
+        EXPECT_EQ(capture.err(), printed({15, closed, file, 1}, "Permission denied on file") +
+                                     printed({15, closed, file, 2}, "Permission denied on file") +
+                                     printed({15, shut, file, 3}, "Permission denied on file") +
+                                     printed({15, shut, file, 4}, "Permission denied on file"));
+    });
+}
+
+TEST(RynInclude, WithTheStatCacheOnARememberedFailureGivesTheSameCode) {
+    Definitions definitions(test::Environment{{"RYN_STAT_CACHE_ON", "yes"}});
+    definitions.box.file("file", "");
+    const std::string file = definitions.path("vek.lib");
+    EXPECT_EQ(
+        definitions.load("INCLUDE none\nINCLUDE file/x\nINCLUDE none\nSOFTINCLUDE none\nINCLUDE file/x\n"),
+        0);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{8, definitions.path("none"), file, 1},
+                                                 {3, definitions.path("file/x"), file, 2},
+                                                 {8, definitions.path("none"), file, 3},
+                                                 {3, definitions.path("file/x"), file, 5}}));
+    while (rynStatCacheCtl(0) > 0) {
+    }
+}
+
+TEST(RynInclude, AFileWhoseLinksCannotBeResolvedIsReported) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "");
+    ASSERT_EQ(definitions.load("", kPathsMustExist), 0);
+    // The first prefix that has not been read as a link before.
+    faults::fail("readlink", 1, EIO);
+    EXPECT_EQ(execute(definitions, "INCLUDE more.lib", 4), 0);
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{1, definitions.path("more.lib"), definitions.path("vek.lib"), 4}}));
+}
+
+TEST(RynInclude, AFileThatCannotBeOpenedIsFatalAndStopsItsIncluder) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "FOO\n").file("vek.lib", "INCLUDE more.lib\nBAR\n");
+    const std::string more = definitions.path("more.lib");
+    definitions.load("INCLUDE more.lib\nBAR\n");
+    faults::reset();
+    // The top file is the first to be opened.
+    faults::fail("open", 2, EMFILE);
+    EXPECT_EQ(definitions.read(test::recordWarning), 3);
+    EXPECT_EQ(recorded.fatals, (Reports{{3, more, more}}));
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+}
+
+// ---- files that are read twice
+
+TEST(RynInclude, AFileIsReadOnce) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "DEFINE b b\n").link("link.lib", "more.lib");
+    const std::string file = definitions.path("vek.lib");
+    for (const char *keyword : {"INCLUDE", "SOFTINCLUDE"}) {
+        for (const char *path : {"more.lib", "./more.lib", "link.lib"}) {
+            expectDiagnostic(definitions, std::string("INCLUDE more.lib\n") + keyword + " " + path + "\n",
+                             {18, definitions.path("more.lib"), file, 2},
+                             "VEK.LIB file included multiple times");
+        }
+    }
+}
+
+TEST(RynInclude, AFileThatIncludesItselfIsReportedAndReadOn) {
+    Definitions definitions;
+    const std::string file = definitions.path("vek.lib");
+    expectDiagnostic(definitions, "DEFINE a a\nINCLUDE vek.lib\nDEFINE b b\n", {18, file, file, 2},
+                     "VEK.LIB file included multiple times");
+    EXPECT_EQ(definitions.load("DEFINE a a\nINCLUDE vek.lib\nDEFINE b b\n"), 0);
+    EXPECT_EQ(definitions.names(), (Names{"a", "b"}));
+}
+
+TEST(RynInclude, AFileThatIncludesItselfThroughOthersIsReported) {
+    Definitions definitions;
+    definitions.box.file("one.lib", "INCLUDE two.lib\n")
+        .file("two.lib", "\nINCLUDE vek.lib\nSOFTINCLUDE one.lib\n");
+    const std::string top = definitions.path("vek.lib");
+    const std::string one = definitions.path("one.lib");
+    const std::string two = definitions.path("two.lib");
+    EXPECT_EQ(definitions.load("INCLUDE one.lib\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{18, top, two, 2}, {18, one, two, 3}}));
+
+    // The default handler's code stops every includer in turn.
+    Capture capture;
+    EXPECT_EQ(definitions.loadWithDefaultHandler("INCLUDE one.lib\nFOO\n"), 18);
+    EXPECT_EQ(capture.err(), printed({18, top, two, 2}, "VEK.LIB file included multiple times") +
+                                 printed({18, one, two, 3}, "VEK.LIB file included multiple times"));
+}
+
+TEST(RynInclude, ACircleThroughLinksEnds) {
+    Definitions definitions;
+    definitions.box.directory("d").link("d/up", "..");
+    EXPECT_EQ(definitions.load("INCLUDE d/up/vek.lib\n"), 0);
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{18, definitions.path("vek.lib"), definitions.path("vek.lib"), 1}}));
+}
+
+TEST(RynInclude, EachRegistryReadsAFileAgain) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "DEFINE b b\n");
+    EXPECT_EQ(definitions.load("INCLUDE more.lib\n"), 0);
+    rynHandle other = nullptr;
+    EXPECT_EQ(rynInitialize("more.lib", test::recordWarning, &other), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    rynReleaseHandle(other);
+}
+
+// ---- depth
+
+/// Writes a chain of files, each including the next; each defines one library. @return the first one's text
+std::string writeChain(test::Sandbox &box, int length) {
+    const auto text = [length](int i) {
+        const std::string next = i + 1 < length ? "INCLUDE f" + std::to_string(i + 1) + "\n" : "";
+        return "DEFINE a" + std::to_string(i) + " x/a" + std::to_string(i) + "\n" + next + "DEFINE b" +
+               std::to_string(i) + " x/b" + std::to_string(i) + "\n";
+    };
+    for (int i = 1; i < length; ++i) {
+        box.file("f" + std::to_string(i), text(i));
+    }
+    return text(0);
+}
+
+void *readFile(void *definitions) {
+    static_cast<Definitions *>(definitions)->read(test::recordWarning);
+    return nullptr;
+}
+
+/// Creates the registry on a stack of `size` bytes.
+void readOnStack(Definitions &definitions, std::size_t size) {
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, size), 0);
+    pthread_t thread = {};
+    ASSERT_EQ(pthread_create(&thread, &attributes, readFile, &definitions), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+TEST(RynInclude, AThousandFilesDeepIsReadOnALittleStack) {
+    Definitions definitions;
+    definitions.box.file("vek.lib", writeChain(definitions.box, 1000));
+    readOnStack(definitions, std::size_t{256} << 10U);
+    ASSERT_NE(definitions.handle, nullptr);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    const Names names = definitions.names();
+    ASSERT_EQ(names.size(), 2000U);
+    EXPECT_EQ(names[999], "a999");
+    EXPECT_EQ(names[1000], "b999");
+    EXPECT_EQ(names[1999], "b0");
+    EXPECT_EQ(filesOf(definitions).size(), 1000U);
+}
+
+TEST(RynInclude, DepthIsBoundedByTheSystemAlone) {
+    Definitions definitions;
+    definitions.box.file("vek.lib", writeChain(definitions.box, 300));
+    const test::Outcome outcome = test::inChild([&] {
+        const rlimit limit = {200, 200};
+        setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(definitions.read(test::recordWarning), 3);
+        EXPECT_EQ(definitions.handle, nullptr);
+        EXPECT_EQ(recorded.fatals.size(), 1U);
+        EXPECT_EQ(recorded.fatals[0].code, 3);
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+TEST(RynInclude, AHundredThousandIncludesOfOneFileAreReported) {
+    Definitions definitions;
+    std::string text;
+    for (int i = 0; i < 100000; ++i) {
+        text += "INCLUDE vek.lib\n";
+    }
+    EXPECT_EQ(definitions.load(text), 0);
+    EXPECT_EQ(recorded.diagnostics.size(), 100000U);
+}
+
+// ---- memory
+
+TEST(RynInclude, MissingMemoryForTheNestedReadingIsReported) {
+    Definitions definitions;
+    for (int nth = 1;; ++nth) {
+        definitions.box.file("more.lib", "DEFINE b b\n");
+        ASSERT_EQ(definitions.load("DEFINE warm more.lib\nUNDEFINE warm\n"), 0);
+        recorded.fatals.clear();
+        recorded.diagnostics.clear();
+        faults::reset();
+        faults::failAllocation(nth);
+        const int status = execute(definitions, "INCLUDE more.lib", 2);
+        const bool reached = faults::count("malloc") >= nth;
+        faults::reset();
+        if (!reached) {
+            EXPECT_EQ(status, 0);
+            EXPECT_EQ(definitions.names(), Names{"b"});
+            break;
+        }
+        // Either way it is told, but for what is only remembered.
+        if (recorded.fatals.empty() && recorded.diagnostics.empty()) {
+            EXPECT_EQ(definitions.names(), Names{"b"}) << nth;
+        } else if (!recorded.fatals.empty()) {
+            EXPECT_EQ(recorded.fatals[0].code, 2) << nth;
+            EXPECT_EQ(status, 2) << nth;
+        } else {
+            EXPECT_EQ(recorded.diagnostics[0].code, 2) << nth;
+            EXPECT_EQ(status, 0) << nth;
+        }
+    }
+}
+
+// ---- defined effects on the last error
+
+TEST(RynInclude, ASoftIncludeOfAMissingFileKeepsTheLastError) {
+    Definitions definitions;
+    Capture capture;
+    EXPECT_EQ(definitions.loadWithDefaultHandler("FOO\nSOFTINCLUDE none.lib\n"), 16);
+}
+
+} // namespace

@@ -1,0 +1,229 @@
+// How one line of a library definition file is taken apart: comments, words, quotes.
+
+#include "libdef/ryni_statement.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct Taken {
+    Lexed lexed;
+    std::string copy;
+    std::string keyword;
+    Words arguments;
+};
+
+Taken take(const std::string &line) {
+    const auto statement = std::make_unique<ryniStatement>();
+    Taken taken = {ryniLex(line.c_str(), *statement), "", "", {}};
+    taken.copy = statement->copy;
+    if (taken.lexed == Lexed::Statement) {
+        taken.keyword = statement->keyword;
+        for (int i = 0; i < statement->count; ++i) {
+            taken.arguments.emplace_back(statement->arguments[static_cast<std::size_t>(i)]);
+        }
+    }
+    return taken;
+}
+
+Words argumentsOf(const std::string &line) {
+    const Taken taken = take(line);
+    EXPECT_EQ(taken.lexed, Lexed::Statement) << line;
+    return taken.arguments;
+}
+
+std::string copyOf(const std::string &line) {
+    return take(line).copy;
+}
+
+bool isNothing(const std::string &line) {
+    return take(line).lexed == Lexed::Nothing;
+}
+
+bool isSyntaxError(const std::string &line) {
+    return take(line).lexed == Lexed::SyntaxError;
+}
+
+// ---- lines and comments
+
+TEST(RynLex, ALineEndsAtItsFirstLineFeed) {
+    EXPECT_EQ(argumentsOf("DEFINE a b\nc d"), (Words{"a", "b"}));
+    EXPECT_TRUE(isNothing("\nDEFINE a b"));
+}
+
+TEST(RynLex, AnEmptyOrBlankLineIsNothing) {
+    EXPECT_TRUE(isNothing(""));
+    EXPECT_TRUE(isNothing("\n"));
+    EXPECT_TRUE(isNothing(" \t\v\f\r \n"));
+}
+
+TEST(RynLex, TwoHyphensAtTheStartMakeTheLineAComment) {
+    EXPECT_TRUE(isNothing("--"));
+    EXPECT_TRUE(isNothing("-- DEFINE a b"));
+    EXPECT_TRUE(isNothing("--DEFINE a b"));
+    EXPECT_EQ(take("-DEFINE a b").keyword, "-DEFINE");
+    EXPECT_EQ(take("- - a").keyword, "-");
+}
+
+TEST(RynLex, TwoHyphensBehindABlankOrATabEndTheLine) {
+    EXPECT_EQ(copyOf("DEFINE a b -- c"), "DEFINE a b");
+    EXPECT_EQ(copyOf("DEFINE a b --c"), "DEFINE a b");
+    EXPECT_EQ(copyOf("DEFINE a b\t-- c"), "DEFINE a b");
+    EXPECT_EQ(copyOf("DEFINE a b\t--c -- d"), "DEFINE a b");
+    EXPECT_EQ(copyOf("DEFINE a b -- c\t-- d"), "DEFINE a b");
+    EXPECT_EQ(copyOf("DEFINE a -- b\tc"), "DEFINE a");
+    EXPECT_TRUE(isNothing("   -- text"));
+    EXPECT_TRUE(isNothing("\t-- text"));
+    EXPECT_TRUE(isNothing(" \t -- text"));
+}
+
+TEST(RynLex, OnlyABlankOrATabBeforeTwoHyphensCounts) {
+    EXPECT_EQ(argumentsOf("DEFINE a\v--b"), (Words{"a", "--b"}));
+    EXPECT_EQ(argumentsOf("DEFINE a\f--b"), (Words{"a", "--b"}));
+    EXPECT_EQ(argumentsOf("DEFINE a\r--b"), (Words{"a", "--b"}));
+}
+
+TEST(RynLex, TwoHyphensInsideAWordAreText) {
+    EXPECT_EQ(argumentsOf("DEFINE a b--c"), (Words{"a", "b--c"}));
+    EXPECT_EQ(argumentsOf("DEFINE a b-- c"), (Words{"a", "b--", "c"}));
+    EXPECT_EQ(argumentsOf("DEFINE a \"--b\""), (Words{"a", "--b"}));
+    EXPECT_EQ(argumentsOf("DEFINE a - -"), (Words{"a", "-", "-"}));
+}
+
+TEST(RynLex, ASharpAtTheStartMakesTheLineAComment) {
+    EXPECT_TRUE(isNothing("#"));
+    EXPECT_TRUE(isNothing("# DEFINE a b"));
+    EXPECT_TRUE(isNothing("#DEFINE a b"));
+    EXPECT_EQ(copyOf("#\"open"), "");
+}
+
+TEST(RynLex, ASharpBehindLeadingSpaceMakesTheLineAComment) {
+    EXPECT_TRUE(isNothing("   # text"));
+    EXPECT_TRUE(isNothing("   #text"));
+    EXPECT_TRUE(isNothing("\t#text \"open"));
+}
+
+TEST(RynLex, ASharpBetweenWhiteSpaceEndsTheLine) {
+    EXPECT_EQ(copyOf("DEFINE lib dir # x"), "DEFINE lib dir");
+    EXPECT_EQ(copyOf("DEFINE lib dir\t#\tx"), "DEFINE lib dir");
+    EXPECT_EQ(copyOf("DEFINE lib dir\v#\fx"), "DEFINE lib dir");
+    EXPECT_EQ(copyOf("DEFINE lib dir\r#\rx"), "DEFINE lib dir");
+}
+
+TEST(RynLex, ASharpBehindWhiteSpaceAtTheEndOfTheLineIsDropped) {
+    EXPECT_EQ(copyOf("DEFINE lib dir #"), "DEFINE lib dir");
+    EXPECT_EQ(copyOf("DEFINE lib dir #\n"), "DEFINE lib dir");
+    EXPECT_EQ(copyOf("DEFINE lib dir # -- c"), "DEFINE lib dir");
+}
+
+TEST(RynLex, AnyOtherSharpIsText) {
+    EXPECT_EQ(argumentsOf("DEFINE lib dir#x"), (Words{"lib", "dir#x"}));
+    EXPECT_EQ(argumentsOf("DEFINE lib dir#"), (Words{"lib", "dir#"}));
+    EXPECT_EQ(argumentsOf("DEFINE lib dir# x"), (Words{"lib", "dir#", "x"}));
+    EXPECT_EQ(argumentsOf("DEFINE lib dir #note"), (Words{"lib", "dir", "#note"}));
+    EXPECT_EQ(take("DEF#INE a").keyword, "DEF#INE");
+}
+
+TEST(RynLex, BehindASharpThatIsTextNoOtherIsLookedAt) {
+    EXPECT_EQ(argumentsOf("DEFINE lib dir#x # y"), (Words{"lib", "dir#x", "#", "y"}));
+    EXPECT_EQ(argumentsOf("DEFINE #lib dir # y"), (Words{"#lib", "dir", "#", "y"}));
+}
+
+TEST(RynLex, CommentsAreFoundInsideQuotesToo) {
+    EXPECT_TRUE(isSyntaxError("DEFINE lib \"a # b\""));
+    EXPECT_EQ(copyOf("DEFINE lib \"a # b\""), "DEFINE lib \"a");
+    EXPECT_TRUE(isSyntaxError("DEFINE lib \"a -- b\""));
+    EXPECT_EQ(copyOf("DEFINE lib \"a -- b\""), "DEFINE lib \"a");
+}
+
+TEST(RynLex, TheCopyKeepsLeadingAndInnerSpaceAndLosesTrailing) {
+    EXPECT_EQ(copyOf("  DEFINE \t a   b \t\v\f\r\n"), "  DEFINE \t a   b");
+    EXPECT_EQ(copyOf("x\r\n"), "x");
+    EXPECT_EQ(copyOf("x \v # y"), "x");
+}
+
+// ---- words
+
+TEST(RynLex, TheKeywordIsTheFirstRunOfCharactersThatAreNoSpace) {
+    EXPECT_EQ(take("  \t DEFINE a").keyword, "DEFINE");
+    EXPECT_EQ(take("\"DEFINE\" a").keyword, "\"DEFINE\"");
+    EXPECT_EQ(take("x").keyword, "x");
+    EXPECT_EQ(take("x").arguments, Words{});
+}
+
+TEST(RynLex, WordsAreSeparatedByEveryKindOfWhiteSpace) {
+    EXPECT_EQ(argumentsOf("K a b\tc\vd\fe"), (Words{"a", "b", "c", "d", "e"}));
+    EXPECT_EQ(argumentsOf("K\ra \t\v\f\r b"), (Words{"a", "b"}));
+}
+
+TEST(RynLex, BytesBeyondAsciiAreText) {
+    EXPECT_EQ(argumentsOf("K \x85 \xa0 \xc3\xa4\x7f\x01"), (Words{"\x85", "\xa0", "\xc3\xa4\x7f\x01"}));
+    EXPECT_EQ(take("\xff\x80 x").keyword, "\xff\x80");
+}
+
+TEST(RynLex, AtMostFiveArgumentsAreTaken) {
+    EXPECT_EQ(argumentsOf("K 1 2 3 4 5 6 7"), (Words{"1", "2", "3", "4", "5"}));
+    EXPECT_EQ(argumentsOf("K 1 2 3 4 5"), (Words{"1", "2", "3", "4", "5"}));
+}
+
+// ---- quotes
+
+TEST(RynLex, QuotesKeepBlanksAndSharps) {
+    EXPECT_EQ(argumentsOf("DEFINE lib \"my dir\""), (Words{"lib", "my dir"}));
+    EXPECT_EQ(argumentsOf("DEFINE lib \" a\tb#c \""), (Words{"lib", " a\tb#c "}));
+    EXPECT_EQ(argumentsOf("DEFINE lib \"#\""), (Words{"lib", "#"}));
+}
+
+TEST(RynLex, AdjacentQuotesMakeAnEmptyArgument) {
+    EXPECT_EQ(argumentsOf("DEFINE \"\" b"), (Words{"", "b"}));
+    EXPECT_EQ(argumentsOf("DEFINE a \"\""), (Words{"a", ""}));
+}
+
+TEST(RynLex, NothingEscapesAQuote) {
+    EXPECT_EQ(argumentsOf("K \"a\\\"b"), (Words{"a\\", "b"}));
+}
+
+TEST(RynLex, TheClosingQuoteEndsTheArgument) {
+    EXPECT_EQ(argumentsOf("K \"a\"b\"c\"\"d\""), (Words{"a", "b\"c\"\"d\""}));
+    EXPECT_EQ(argumentsOf("K \"a\"\"b\"c"), (Words{"a", "b", "c"}));
+}
+
+TEST(RynLex, AQuoteInsideAWordIsText) {
+    EXPECT_EQ(argumentsOf("K a\"b c\"d"), (Words{"a\"b", "c\"d"}));
+}
+
+TEST(RynLex, AnOpenQuoteIsASyntaxError) {
+    for (const char *line :
+         {R"(K ")", R"(K a ")", R"(K "a)", R"(K a "b c)", R"(K 1 2 3 4 "5)", R"(K "a" "b)"}) {
+        EXPECT_TRUE(isSyntaxError(line)) << line;
+        EXPECT_EQ(copyOf(line), line);
+    }
+    EXPECT_EQ(copyOf("  K \"  # x"), "  K \"");
+}
+
+TEST(RynLex, AnOpenQuoteBehindTheFifthArgumentIsNotLookedAt) {
+    EXPECT_EQ(argumentsOf("K 1 2 3 4 5 \"6"), (Words{"1", "2", "3", "4", "5"}));
+}
+
+// ---- length
+
+TEST(RynLex, ALineOf4095CharactersIsTakenWhole) {
+    const std::string word(4093, 'x');
+    EXPECT_EQ(argumentsOf("K " + word), Words{word});
+    EXPECT_EQ(copyOf("K " + word), "K " + word);
+}
+
+TEST(RynLex, OfALongerLineTheFirst4095CharactersCount) {
+    const std::string word(4093, 'x');
+    EXPECT_EQ(argumentsOf("K " + word + "y"), Words{word});
+    EXPECT_EQ(argumentsOf("K " + word + "yz \"open"), Words{word});
+    EXPECT_TRUE(isNothing(std::string(4095, ' ') + "K"));
+    EXPECT_EQ(take(std::string(4094, ' ') + "KK").keyword, "K");
+}
+
+} // namespace

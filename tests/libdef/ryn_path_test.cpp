@@ -1,0 +1,427 @@
+#include "libdef/ryni_path.h"
+
+#include "libdef/ryni_access.h"
+#include "tests/libdef/path_support.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace faults = test::faults;
+
+namespace {
+
+/// What ryni_mkpath() gives: the path, or the code.
+std::string join(const char *library, const char *cell, const char *view, const char *file) {
+    test::PathBuffer out;
+    const int status = ryni_mkpath(library, cell, view, file, out.get());
+    return status == RYN_OK ? out.text() : "code " + std::to_string(status);
+}
+
+const std::string kInvalid = "code " + std::to_string(RYN_INVALID_PATH);
+
+} // namespace
+
+// ---- the path of a design object
+
+TEST(ObjectPath, JoinsTheNamesThatAreGiven) {
+    EXPECT_EQ("/l/c/v/f", join("/l", "c", "v", "f"));
+    EXPECT_EQ("/l/c/v", join("/l", "c", "v", nullptr));
+    EXPECT_EQ("/l/c", join("/l", "c", nullptr, nullptr));
+    EXPECT_EQ("/l", join("/l", nullptr, nullptr, nullptr));
+    EXPECT_EQ("/l/c/f", join("/l", "c", "", "f"));
+    EXPECT_EQ("/l/c/f", join("/l", "c", nullptr, "f"));
+    EXPECT_EQ("/l/f", join("/l", nullptr, nullptr, "f"));
+    EXPECT_EQ("/l/f", join("/l", "", "", "f"));
+    EXPECT_EQ("/l", join("/l", "", "", ""));
+    EXPECT_EQ("/l/c", join("/l", "c", "", ""));
+}
+
+TEST(ObjectPath, JoinsAsItStands) {
+    EXPECT_EQ("//c", join("/", "c", nullptr, nullptr));
+    EXPECT_EQ("/l//c/../v///", join("/l/", "c/..", "v/", "/"));
+    EXPECT_EQ("", join("", nullptr, nullptr, nullptr));
+    EXPECT_EQ("/c", join("", "c", nullptr, nullptr));
+    EXPECT_EQ("rel/c", join("rel", "c", nullptr, nullptr));
+}
+
+TEST(ObjectPath, RefusesAViewWithoutACell) {
+    EXPECT_EQ(kInvalid, join("/l", "", "v", "f"));
+    EXPECT_EQ(kInvalid, join("/l", nullptr, "v", "f"));
+    EXPECT_EQ(kInvalid, join("/l", "", "v", ""));
+    EXPECT_EQ(kInvalid, join("/l", nullptr, "v", nullptr));
+}
+
+TEST(ObjectPath, RefusesNoLibrary) {
+    EXPECT_EQ(kInvalid, join(nullptr, "c", nullptr, nullptr));
+}
+
+TEST(ObjectPath, HasRoomForNamesOf4092CharactersTogether) {
+    const std::string library(2000, 'l');
+    for (const std::size_t size : {2091U, 2092U, 2093U, 2094U, 2095U, 2096U, 2097U, 9000U}) {
+        const std::string cell(size, 'c');
+        const std::string expected = size <= 2092 ? library + "/" + cell : kInvalid;
+        EXPECT_EQ(expected, join(library.c_str(), cell.c_str(), nullptr, nullptr)) << size;
+        const std::string view(size - 2000, 'v');
+        const std::string two(1000, 'w');
+        const std::string three = size <= 2092 ? library + "/" + two + "/" + view + "/" + two : kInvalid;
+        EXPECT_EQ(three, join(library.c_str(), two.c_str(), view.c_str(), two.c_str())) << size;
+    }
+    const std::string alone(4092, 'x');
+    EXPECT_EQ(alone, join(alone.c_str(), "", "", ""));
+    EXPECT_EQ(kInvalid, join((alone + "x").c_str(), "", "", ""))
+        << "the room for three names is counted always";
+    EXPECT_EQ(kInvalid, join("", nullptr, nullptr, (alone + "x").c_str()));
+}
+
+// ---- owned strings
+
+TEST(OwnedString, IsACopy) {
+    char *field = nullptr;
+    char text[] = "text";
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, text));
+    EXPECT_STREQ("text", field);
+    EXPECT_NE(static_cast<void *>(text), field);
+    std::free(field);
+}
+
+TEST(OwnedString, StaysInItsPlaceWhileTheTextFits) {
+    char *field = nullptr;
+    ryniStrcpy(&field, "12345678");
+    const char *place = field;
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abcdefgh"));
+    EXPECT_STREQ("abcdefgh", field);
+    EXPECT_EQ(place, field);
+    const int before = faults::count("malloc");
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abc"));
+    EXPECT_STREQ("abc", field);
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, ""));
+    EXPECT_STREQ("", field);
+    EXPECT_EQ(place, field);
+    EXPECT_EQ(before, faults::count("malloc"));
+    std::free(field);
+}
+
+TEST(OwnedString, TakesALongerTextElsewhere) {
+    char *field = nullptr;
+    ryniStrcpy(&field, "abc");
+    const int before = faults::count("malloc");
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abcd"));
+    EXPECT_STREQ("abcd", field);
+    EXPECT_EQ(before + 1, faults::count("malloc"));
+    const std::string longText(100000, 'x');
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, longText.c_str()));
+    EXPECT_EQ(longText, field);
+    std::free(field);
+}
+
+TEST(OwnedString, IsEmptyWithoutMemory) {
+    char *field = nullptr;
+    faults::failAllocation(1);
+    EXPECT_EQ(RYN_MEMORY_ERROR, ryniStrcpy(&field, "abc"));
+    EXPECT_EQ(nullptr, field);
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abc"));
+    faults::failAllocation(1);
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "xyz")) << "what fits needs none";
+    EXPECT_EQ(RYN_MEMORY_ERROR, ryniStrcpy(&field, "abcd"));
+    EXPECT_EQ(nullptr, field);
+}
+
+TEST(OwnedString, TakesItsOwnText) {
+    char *field = nullptr;
+    ryniStrcpy(&field, "abcdef");
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, field));
+    EXPECT_STREQ("abcdef", field);
+    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, field + 2));
+    EXPECT_STREQ("cdef", field);
+    std::free(field);
+}
+
+// ---- good library directories
+
+namespace {
+
+class GoodLibrary : public test::PathTest {
+  protected:
+    int isGood(const std::string &path, int mode) {
+        return ryniIsGoodLibPath(definitions.handle, path.c_str(), mode);
+    }
+
+    struct Made {
+        int status;
+        std::string full, nsl, error;
+
+        bool operator==(const Made &) const = default;
+        friend std::ostream &operator<<(std::ostream &out, const Made &made) {
+            return out << "{" << made.status << ", \"" << made.full << "\", \"" << made.nsl << "\", \""
+                       << made.error << "\"}";
+        }
+    };
+    Made make(const std::string &text, const std::string &base) {
+        test::PathBuffer full;
+        test::PathBuffer nsl;
+        test::PathBuffer error;
+        const int status = ryniMkGoodLibPath(definitions.handle, text.c_str(), base.c_str(), full.get(),
+                                             nsl.get(), error.get());
+        return {status, full.text(), nsl.text(), error.text()};
+    }
+};
+
+} // namespace
+
+TEST_F(GoodLibrary, IsAnExistingDirectory) {
+    box.directory("d")
+        .file("f", "")
+        .link("l", "d")
+        .link("lf", "f")
+        .link("dangling", "no")
+        .link("loop", "loop");
+    for (const unsigned flags : {0U, unsigned{RYN_FLAG_OWN_EXISTENCE_CHECK}}) {
+        renew(flags);
+        EXPECT_EQ(RYN_OK, isGood(at("d"), 0));
+        EXPECT_EQ(RYN_OK, isGood(at("l"), 0));
+        EXPECT_EQ(RYN_OK, isGood("/", 0));
+        for (const char *path : {"f", "lf", "dangling", "loop", "missing", "d/missing", "f/x"}) {
+            EXPECT_EQ(RYN_INVALID_PATH, isGood(at(path), 0)) << path;
+        }
+        EXPECT_EQ(RYN_INVALID_PATH, isGood("", 0));
+    }
+}
+
+TEST_F(GoodLibrary, HasAPathOfUpTo4092Characters) {
+    for (const std::size_t size : {4091U, 4092U, 4093U, 4095U}) {
+        const std::string path = test::lengthened(at("d"), size);
+        box.directory(path.substr(at("").size() + 1));
+        EXPECT_EQ(size <= 4092 ? RYN_OK : RYN_INVALID_PATH, isGood(path, 0)) << size;
+    }
+    for (const std::size_t size : {4096U, 4097U}) {
+        EXPECT_EQ(RYN_INVALID_PATH, isGood(test::lengthened("", size), 0)) << size;
+    }
+}
+
+TEST_F(GoodLibrary, MustGrantTheAccess) {
+    box.directory("unread", 0311).directory("closed", 0700).directory("fixed", 0555);
+    const std::string root = at("") + "/";
+    test::asUnprivileged([&] {
+        ryni_setUidGid();
+        renew();
+        EXPECT_EQ(RYN_OK, isGood(root + "unread", 0)) << "reading is tested when paths must exist";
+        EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(root + "fixed", 1));
+        renewStrict();
+        EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(root + "unread", 0));
+        EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(root + "closed", 0));
+        EXPECT_EQ(RYN_OK, isGood(root + "fixed", 0));
+        EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(root + "fixed", 1));
+        EXPECT_EQ(RYN_PERMISSION_DENIED, isGood(root + "fixed", 6)) << "its parent is root's";
+        EXPECT_EQ(RYN_INVALID_PATH, isGood(root + "closed/x", 0));
+    });
+    EXPECT_EQ(RYN_INTERNAL_ERROR, isGood(root + "fixed", 3));
+    EXPECT_EQ((test::Reports{{RYN_INTERNAL_ERROR, "ryni_access_path()", "ryni_access_path()"}}),
+              test::recorded.fatals);
+}
+
+TEST_F(GoodLibrary, TakesNoCodeFromAnEarlierFailureWhileAnswersAreRemembered) {
+    box.directory("unread", 0311);
+    const std::string path = at("unread");
+    test::asUnprivileged([&] {
+        ryni_setUidGid();
+        renewStrict();
+        rynStatCacheCtl(1);
+        for (const int stale : {0, ENOENT, EIO, EACCES}) {
+            errno = stale;
+            EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(path, 0)) << stale;
+        }
+    });
+}
+
+TEST_F(GoodLibrary, HasBothItsPathsGenerated) {
+    box.directory("d/sub").link("l", "d");
+    test::setEnvironment({{"D", "l"}});
+    EXPECT_EQ((Made{RYN_OK, at("l/sub"), at("d/sub"), ""}), make("$D/./sub//", at("")));
+    EXPECT_EQ((Made{RYN_OK, at("l"), at("d"), ""}), make(at("l"), "/w"));
+    EXPECT_EQ((Made{RYN_OK, at("d"), at("d"), ""}), make("", at("d")));
+}
+
+TEST_F(GoodLibrary, TellsTheFirstFailure) {
+    box.directory("d").file("f", "").link("l", "f").link("self", "self");
+    EXPECT_EQ((Made{RYN_INVALID_PATH, "", "", "~nosuchuser/x"}), make("~nosuchuser/x", at("")));
+    EXPECT_EQ((Made{RYN_INTERNAL_ERROR, "", "", "d/../x"}), make("../x", "d"));
+    EXPECT_EQ((Made{RYN_INTERNAL_ERROR, "$UNSET/x", "", "$UNSET/x"}), make("$UNSET/x", at("")));
+    EXPECT_EQ((Made{RYN_INTERNAL_ERROR, at("self/x"), "", at("self")}), make("self/x", at("")));
+    EXPECT_EQ((Made{RYN_INVALID_PATH, at("l"), at("f"), at("f")}), make("l", at("")));
+    EXPECT_EQ((Made{RYN_INVALID_PATH, at("no"), at("no"), at("no")}), make("no", at("")));
+    renewStrict();
+    EXPECT_EQ((Made{RYN_INVALID_PATH, at("no"), "", at("no")}), make("no", at("")));
+    EXPECT_EQ((Made{RYN_SYSTEM_ERROR, at("self"), "", at("self")}), make("self", at("")));
+    EXPECT_EQ((Made{RYN_INVALID_PATH, at("l"), at("f"), at("f")}), make("l", at("")));
+}
+
+TEST_F(GoodLibrary, TellsThatADirectoryMayNotBeRead) {
+    box.directory("unread", 0311).link("l", "unread");
+    const std::string root = at("") + "/";
+    test::asUnprivileged([&] {
+        ryni_setUidGid();
+        renewStrict();
+        EXPECT_EQ((Made{RYN_PERMISSION_DENIED, root + "l", "", root + "l"}), make(root + "l", "/"));
+        renew();
+        EXPECT_EQ((Made{RYN_OK, root + "l", root + "unread", ""}), make(root + "l", "/"));
+    });
+}
+
+TEST_F(GoodLibrary, TellsWhatTheLastCheckFoundOnThePathWithoutLinks) {
+    // The directory goes away, and the link test knows it from before.
+    box.directory("d").link("l", "d");
+    renewStrict();
+    EXPECT_EQ(RYN_OK, make("l", at("")).status);
+    rynStatCacheCtl(1);
+    EXPECT_EQ(RYN_OK, make("l", at("")).status);
+    ASSERT_EQ(0, rmdir(at("d").c_str()));
+    EXPECT_EQ((Made{RYN_INVALID_PATH, at("l"), at("d"), at("d")}), make("l", at("")));
+}
+
+TEST_F(GoodLibrary, HasATextOfUpTo4095Characters) {
+    box.directory("d");
+    std::string text = "d";
+    while (text.size() + at("").size() + 1 < 4095) {
+        text += "/";
+    }
+    EXPECT_EQ((Made{RYN_OK, at("d"), at("d"), ""}), make(text, at("")));
+    EXPECT_EQ((Made{RYN_INVALID_PATH, "", "", text + "/"}), make(text + "/", at("")));
+    for (const std::size_t size : {4096U, 4097U, 20000U}) {
+        const std::string tooLong = test::lengthened("", size);
+        EXPECT_EQ((Made{RYN_INVALID_PATH, "", "", tooLong.substr(0, 4095)}), make(tooLong, at("")));
+    }
+}
+
+TEST_F(GoodLibrary, NeedsNoErrorBuffer) {
+    test::PathBuffer full;
+    test::PathBuffer nsl;
+    for (const char *text : {"~nosuchuser", "/no/such", "$UNSET"}) {
+        EXPECT_NE(RYN_OK, ryniMkGoodLibPath(definitions.handle, text, "/", full.get(), nsl.get(), nullptr));
+    }
+    const std::string tooLong(5000, 'x');
+    EXPECT_EQ(RYN_INVALID_PATH,
+              ryniMkGoodLibPath(definitions.handle, tooLong.c_str(), "/", full.get(), nsl.get(), nullptr));
+}
+
+// ---- reused directories
+
+namespace {
+
+class ReusedDirectory : public test::PathTest {
+  protected:
+    int count(const std::string &path) {
+        return ryniLibPathReused(definitions.handle, path.c_str(), nullptr, 0);
+    }
+    /// The names of the libraries that are stored, room for `capacity` of them given. A guard behind the room
+    /// must stay.
+    std::string matches(const std::string &path, int capacity) {
+        std::array<rynLibrary *, 16> room = {};
+        auto *guard = reinterpret_cast<rynLibrary *>(this);
+        room.fill(guard);
+        ryniLibPathReused(definitions.handle, path.c_str(), room.data(), capacity);
+        for (std::size_t i = capacity < 0 ? 0 : static_cast<std::size_t>(capacity); i < room.size(); ++i) {
+            EXPECT_EQ(guard, room[i]);
+        }
+        std::string names;
+        for (const rynLibrary *library : room) {
+            if (library == nullptr || library == guard) {
+                return names + (library == nullptr ? "0" : "");
+            }
+            names += library->name;
+        }
+        return names;
+    }
+};
+
+} // namespace
+
+TEST_F(ReusedDirectory, CountsEveryDirectoryThatIsOrHoldsOrLiesInThePath) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d\nDEFINE b /d/sub\nDEFINE c /dx\nDEFINE e /e\n"));
+    EXPECT_EQ(2, count("/d"));
+    EXPECT_EQ(2, count("/d/sub"));
+    EXPECT_EQ(1, count("/dx"));
+    EXPECT_EQ(1, count("/e"));
+    EXPECT_EQ(2, count("/d/sub/deep"));
+    EXPECT_EQ(1, count("/d/su"));
+    EXPECT_EQ(1, count("/d/subx"));
+    EXPECT_EQ(0, count("/f"));
+    EXPECT_EQ(0, count("/"));
+    EXPECT_EQ(0, count("d"));
+    EXPECT_EQ((test::Diagnostics{{RYN_DIRECTORY_REUSED, "/d/sub", at("vek.lib"), 2}}),
+              test::recorded.diagnostics);
+}
+
+TEST_F(ReusedDirectory, DoesNotTakeTheRootForAHolder) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE r /\nDEFINE a /a\n"));
+    EXPECT_EQ(1, count("/"));
+    EXPECT_EQ(1, count("/a"));
+    EXPECT_EQ(1, count("//a")) << "as it is spelled, / holds //a and /a does not";
+    EXPECT_TRUE(test::recorded.diagnostics.empty());
+}
+
+TEST_F(ReusedDirectory, CountsALibraryWithTwoMatchesTwice) {
+    box.directory("d/tmp");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a d\nDEFINE b b\nASSIGN a TMP d/tmp\n"));
+    EXPECT_EQ(2, count(at("d/tmp")));
+    EXPECT_EQ(2, count(at("d")));
+    EXPECT_EQ(1, count(at("d/other")));
+    EXPECT_EQ("aa0", matches(at("d"), 8));
+    EXPECT_EQ((test::Diagnostics{{RYN_DIRECTORY_REUSED, at("d/tmp"), at("vek.lib"), 3}}),
+              test::recorded.diagnostics);
+}
+
+TEST_F(ReusedDirectory, ComparesNslPathsAndNotFullOnes) {
+    box.directory("d").link("l", "d");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a l\n"));
+    EXPECT_EQ(1, count(at("d")));
+    EXPECT_EQ(0, count(at("l")));
+    rynSetImplicitTmp(definitions.handle, at("d").c_str(), 1, nullptr);
+    EXPECT_EQ(0, count(at("l")));
+    EXPECT_EQ(1, count(at("d/a"))) << "implicit directories do not count";
+}
+
+TEST_F(ReusedDirectory, ListsTheLibrariesInDefinitionOrder) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE x /x\nDEFINE b /d/b\n"));
+    EXPECT_EQ("cab0", matches("/d", 16));
+    EXPECT_EQ("ca0", matches("/d/c", 16));
+}
+
+TEST_F(ReusedDirectory, StoresOneLessThanTheCapacity) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE b /d/b\n"));
+    EXPECT_EQ("cab0", matches("/d", 5));
+    EXPECT_EQ("cab0", matches("/d", 4));
+    EXPECT_EQ("ca0", matches("/d", 3));
+    EXPECT_EQ("c0", matches("/d", 2));
+    EXPECT_EQ("", matches("/d", 1));
+    EXPECT_EQ("", matches("/d", 0));
+    EXPECT_EQ("", matches("/d", -1));
+    std::array<rynLibrary *, 2> room = {};
+    EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", room.data(), 2));
+    EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", nullptr, 2));
+}
+
+TEST_F(ReusedDirectory, FollowsWhatStatementsChange) {
+    box.directory("t/sub").directory("u");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /a\nDEFINE b /b\nASSIGN a TMP t\n"));
+    EXPECT_EQ(1, count(at("t/sub")));
+    rynAddCommand(nullptr, "ASSIGN a TMP u");
+    EXPECT_EQ(0, count(at("t/sub")));
+    EXPECT_EQ(1, count(at("u")));
+    rynAddCommand(nullptr, "UNASSIGN a TMP");
+    EXPECT_EQ(0, count(at("u")));
+    rynAddCommand(nullptr, "UNDEFINE b");
+    EXPECT_EQ(0, count("/b"));
+    rynAddCommand(nullptr, "DEFINE a /elsewhere");
+    EXPECT_EQ(1, count("/a")) << "the nsl path of the first definition stays";
+    EXPECT_EQ(0, count("/elsewhere"));
+    rynAddCommand(nullptr, ("ASSIGN a TMP " + at("t")).c_str());
+    rynAddCommand(nullptr, "UNDEFINE a");
+    EXPECT_EQ(0, count("/a") + count(at("t")));
+}

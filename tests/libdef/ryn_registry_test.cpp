@@ -1,0 +1,342 @@
+// The records of a registry: their layout, the name index beside the buckets, the definition order, ownership.
+
+#include "libdef/ryni_registry.h"
+
+#include "libdef/ryni_parse.h"
+#include "libdef/ryni_path.h"
+#include "tests/libdef/libdef_support.h"
+#include "tests/support/faults.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+using test::Definitions;
+using test::Diagnostics;
+using test::Environment;
+using test::recorded;
+namespace faults = test::faults;
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+// ---- layout
+
+static_assert(offsetof(rynIncludedFile, next) == 0 && offsetof(rynIncludedFile, path) == 8 &&
+              offsetof(rynIncludedFile, nslPath) == 16 && offsetof(rynIncludedFile, includedFrom) == 24 &&
+              offsetof(rynIncludedFile, line) == 32);
+static_assert(offsetof(rynAttribute, next) == 0 && offsetof(rynAttribute, name) == 8 &&
+              offsetof(rynAttribute, value) == 16 && offsetof(rynAttribute, file) == 24 &&
+              offsetof(rynAttribute, line) == 32);
+static_assert(offsetof(rynDefinition, next) == 0 && offsetof(rynDefinition, file) == 8 &&
+              offsetof(rynDefinition, line) == 16);
+static_assert(offsetof(rynLibrary, nextInBucket) == 0 && offsetof(rynLibrary, nextInOrder) == 8 &&
+              offsetof(rynLibrary, attributes) == 16 && offsetof(rynLibrary, name) == 24 &&
+              offsetof(rynLibrary, fullPath) == 32 && offsetof(rynLibrary, explicitTmp) == 40 &&
+              offsetof(rynLibrary, implicitTmp) == 48 && offsetof(rynLibrary, nslPath) == 56 &&
+              offsetof(rynLibrary, explicitTmpNsl) == 64 && offsetof(rynLibrary, implicitTmpNsl) == 72 &&
+              offsetof(rynLibrary, definedIn) == 80 && offsetof(rynLibrary, definedAtLine) == 88 &&
+              offsetof(rynLibrary, flags) == 92 && offsetof(rynLibrary, history) == 96 &&
+              offsetof(rynLibrary, packedFile) == 112 && offsetof(rynLibrary, packedArchive) == 120);
+static_assert(RYNI_LIB_PATH_CHANGED == 1 && RYNI_LIB_TMP_FROM_GLOBAL == 2);
+static_assert(offsetof(rynLink, next) == 0 && offsetof(rynLink, path) == 8 &&
+              offsetof(rynLink, target) == 16 && offsetof(rynLink, length) == 24 &&
+              offsetof(rynLink, error) == 28);
+static_assert(RYNI_BUCKETS == 256);
+static_assert(offsetof(rynRegistry, flags) == 0 && offsetof(rynRegistry, umask) == 4 &&
+              offsetof(rynRegistry, currentDirectory) == 8 && offsetof(rynRegistry, warningHandler) == 16 &&
+              offsetof(rynRegistry, errorHandler) == 24 && offsetof(rynRegistry, fatalHandler) == 32 &&
+              offsetof(rynRegistry, unknownAssignHook) == 40 && offsetof(rynRegistry, files) == 48 &&
+              offsetof(rynRegistry, libraries) == 64 && offsetof(rynRegistry, buckets) == 80 &&
+              offsetof(rynRegistry, links) == 80 + 8 * 256 &&
+              offsetof(rynRegistry, implicitTmpFlags) == 80 + 16 * 256 &&
+              offsetof(rynRegistry, implicitTmpDirectory) == 88 + 16 * 256 &&
+              offsetof(rynRegistry, globalExplicitTmp) == 96 + 16 * 256);
+
+// ---- the hash
+
+TEST(RynRegistry, TheBucketOfANameFoldsItsHash) {
+    EXPECT_EQ(ryniNameBucket("", 0), 0U);
+    EXPECT_EQ(ryniNameBucket("a", 0), 97U);
+    // 97 * 2 ^ 98
+    EXPECT_EQ(ryniNameBucket("ab", 0), 160U);
+    // ((108 * 2 ^ 105) * 2 ^ 98) is 256, which folds to 1.
+    EXPECT_EQ(ryniNameBucket("lib", 0), 1U);
+    EXPECT_EQ(ryniNameBucket("0a", 0), 1U);
+    EXPECT_EQ(ryniNameBucket("Lib", 0), 129U);
+    // 2^56 * 1: no byte that is folded in is set.
+    EXPECT_EQ(ryniNameBucket("\x01@@@@@@@", 0), ryniNameBucket("@@@@@@@", 0) ^ (128U));
+}
+
+TEST(RynRegistry, LetterCaseIsFoldedWhereItDoesNotCount) {
+    EXPECT_EQ(ryniNameBucket("Lib", 1), 1U);
+    EXPECT_EQ(ryniNameBucket("LIB", 1), 1U);
+    EXPECT_EQ(ryniNameBucket("lib", 1), 1U);
+    EXPECT_NE(ryniNameBucket("LIB", 0), 1U);
+}
+
+TEST(RynRegistry, AByteBeyondAsciiCountsWithItsSign) {
+    // 0xe9 is -23: every folded byte is 0xff but the last, and three of them are folded in.
+    for (const int ignoreCase : {0, 1}) {
+        EXPECT_EQ(ryniNameBucket("\xe9", ignoreCase), 0xe9U ^ 0xffU) << ignoreCase;
+        EXPECT_EQ(ryniNameBucket("\xff", ignoreCase), 0U) << ignoreCase;
+        EXPECT_EQ(ryniNameBucket("\x80", ignoreCase), 0x7fU) << ignoreCase;
+    }
+}
+
+/// The hash as it is described, one step at a time.
+unsigned bucketOf(const std::string &name) {
+    unsigned long long hash = 0;
+    for (const char c : name) {
+        hash =
+            (hash * 2) ^ static_cast<unsigned long long>(static_cast<long long>(static_cast<signed char>(c)));
+    }
+    return static_cast<unsigned>((hash ^ (hash / 0x100) ^ (hash / 0x10000) ^ (hash / 0x1000000)) % 256);
+}
+
+TEST(RynRegistry, LongNamesLoseTheirFirstBits) {
+    std::string name;
+    for (int i = 0; i < 300; ++i) {
+        EXPECT_EQ(ryniNameBucket(name.c_str(), 0), bucketOf(name)) << name;
+        name += static_cast<char>(1 + (i * 37) % 255);
+    }
+}
+
+// ---- buckets and order
+
+TEST(RynRegistry, ALibraryIsPutInFrontOfItsBucketAndAtTheEndOfTheOrder) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE x b\nDEFINE 0a c\n"), 0);
+    const rynLibrary *first = definitions.handle->buckets[1];
+    ASSERT_NE(first, nullptr);
+    EXPECT_STREQ(first->name, "0a");
+    ASSERT_NE(first->nextInBucket, nullptr);
+    EXPECT_STREQ(first->nextInBucket->name, "lib");
+    EXPECT_EQ(first->nextInBucket->nextInBucket, nullptr);
+    EXPECT_EQ(definitions.names(), (Names{"lib", "x", "0a"}));
+    EXPECT_EQ(definitions.handle->libraries.tail, first);
+}
+
+TEST(RynRegistry, ARedefinitionStaysWhereItIsInItsBucket) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE 0a c\nDEFINE lib d\n"), 0);
+    EXPECT_STREQ(definitions.handle->buckets[1]->name, "0a");
+    EXPECT_STREQ(definitions.handle->buckets[1]->nextInBucket->name, "lib");
+}
+
+TEST(RynRegistry, InsertingWorksForALibraryOfTheCallers) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
+    rynLibrary *library = ryniNewLibrary("0a");
+    ASSERT_NE(library, nullptr);
+    ASSERT_EQ(ryniStrcpy(&library->fullPath, "/x"), 0);
+    ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
+    EXPECT_EQ(sInsert_lib(definitions.handle, library), 0);
+    EXPECT_EQ(definitions.library("0a"), library);
+    EXPECT_EQ(definitions.handle->libraries.tail, library);
+    EXPECT_EQ(definitions.handle->buckets[1], library);
+    EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 1);
+}
+
+TEST(RynRegistry, ALibraryThatCannotBeCountedIsNotInserted) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    for (int nth = 1; nth <= 4; ++nth) {
+        rynLibrary *library = ryniNewLibrary("x");
+        ASSERT_NE(library, nullptr);
+        ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
+        ASSERT_EQ(ryniStrcpy(&library->explicitTmpNsl, "/t/x"), 0);
+        // "", "x", "t", "x" below it.
+        faults::failAllocation(nth);
+        EXPECT_EQ(sInsert_lib(definitions.handle, library), 2) << nth;
+        faults::reset();
+        EXPECT_EQ(definitions.handle->libraries.head, nullptr);
+        EXPECT_EQ(definitions.library("x"), nullptr);
+        EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
+        EXPECT_EQ(ryniLibPathReused(definitions.handle, "/t", nullptr, 0), 0);
+        ryniFreeLibrary(library);
+    }
+}
+
+TEST(RynRegistry, ALibraryNeedsMemoryForItsRecordAndItsName) {
+    for (int nth = 1; nth <= 2; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(ryniNewLibrary("name"), nullptr);
+        faults::reset();
+    }
+}
+
+// ---- look-up
+
+TEST(RynRegistry, EveryOneOfManyLibrariesIsFoundByName) {
+    Definitions definitions;
+    std::string text;
+    const auto line = [](const char *keyword, int i) {
+        return std::string(keyword) + " lib" + std::to_string(i) +
+               (*keyword == 'D' ? " d/" + std::to_string(i) : "") + "\n";
+    };
+    for (int i = 0; i < 5000; ++i) {
+        text += line("DEFINE", i);
+    }
+    for (int i = 0; i < 5000; i += 3) {
+        text += line("UNDEFINE", i);
+    }
+    ASSERT_EQ(definitions.load(text), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    for (int i = 0; i < 5000; ++i) {
+        const std::string name = "lib" + std::to_string(i);
+        const rynLibrary *library = definitions.library(name.c_str());
+        ASSERT_EQ(library == nullptr, i % 3 == 0) << name;
+        ASSERT_TRUE(library == nullptr || library->name == name);
+    }
+    EXPECT_EQ(definitions.library("lib5000"), nullptr);
+    EXPECT_EQ(definitions.library("LIB1"), nullptr);
+    EXPECT_EQ(definitions.library(""), nullptr);
+    EXPECT_EQ(definitions.dump().find("ERROR"), std::string::npos);
+}
+
+TEST(RynRegistry, NamesOfAnyBytesAreTellApart) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE \xe4 a\nDEFINE \xc4 b\nDEFINE [ c\nDEFINE { d\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_EQ(definitions.library("\xe4")->fullPath, definitions.path("a"));
+    EXPECT_EQ(definitions.library("\xc4")->fullPath, definitions.path("b"));
+    EXPECT_EQ(definitions.library("[")->fullPath, definitions.path("c"));
+    EXPECT_EQ(definitions.library("{")->fullPath, definitions.path("d"));
+}
+
+TEST(RynRegistry, WithoutRegardToCaseOnlyLettersAreAlike) {
+    Definitions definitions(Environment{{"VEK_ALT_NMP", "match"}});
+    ASSERT_EQ(definitions.load("DEFINE a\xe4 a\nDEFINE [ c\nDEFINE { d\n"), 0);
+    EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+    EXPECT_NE(definitions.library("A\xe4"), nullptr);
+    EXPECT_EQ(definitions.library("a\xc4"), nullptr);
+    EXPECT_EQ(definitions.library("{")->fullPath, definitions.path("d"));
+}
+
+TEST(RynRegistry, TheFirstMatchOfTheChainAnswersWhenTheCaseSettingChanges) {
+    Definitions definitions;
+    // Both spellings fall into one bucket, also in lower case.
+    ASSERT_EQ(ryniNameBucket("abcdefghi", 0), ryniNameBucket("AbcdefghI", 0));
+    ASSERT_EQ(definitions.load("DEFINE abcdefghi a\nDEFINE AbcdefghI b\nDEFINE x c\nDEFINE abcdefghi d\n"),
+              0);
+    rynHandle first = definitions.handle;
+    definitions.handle = nullptr;
+    EXPECT_STREQ(ryni_get_libp(first, "abcdefghi")->name, "abcdefghi");
+    EXPECT_STREQ(ryni_get_libp(first, "AbcdefghI")->name, "AbcdefghI");
+
+    setenv("VEK_ALT_NMP", "match", 1);
+    ASSERT_EQ(definitions.load(""), 0);
+    EXPECT_STREQ(ryni_get_libp(first, "abcdefghi")->name, "AbcdefghI");
+    EXPECT_STREQ(ryni_get_libp(first, "ABCDEFGHI")->name, "AbcdefghI");
+    rynAddCommand(first, "UNDEFINE AbcdefghI");
+    EXPECT_STREQ(ryni_get_libp(first, "ABCDEFGHI")->name, "abcdefghi");
+    rynReleaseHandle(first);
+}
+
+TEST(RynRegistry, ALibraryInAnotherBucketIsNotFoundWhenTheCaseSettingChanges) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE Lib a\n"), 0);
+    rynHandle first = definitions.handle;
+    definitions.handle = nullptr;
+    setenv("VEK_ALT_NMP", "match", 1);
+    ASSERT_EQ(definitions.load(""), 0);
+    EXPECT_EQ(ryni_get_libp(first, "Lib"), nullptr);
+    rynReleaseHandle(first);
+}
+
+// ---- owned texts
+
+TEST(RynRegistry, AReplacedTextIsACopy) {
+    char *field = nullptr;
+    char text[] = "one";
+    EXPECT_EQ(ryniReplaceText(&field, text), 0);
+    text[0] = 'x';
+    EXPECT_STREQ(field, "one");
+    EXPECT_EQ(ryniReplaceText(&field, "a longer one"), 0);
+    EXPECT_STREQ(field, "a longer one");
+    faults::failAllocation(1);
+    EXPECT_EQ(ryniReplaceText(&field, "x"), 2);
+    EXPECT_STREQ(field, "a longer one");
+    std::free(field);
+}
+
+TEST(RynRegistry, TheTemporaryDirectoryStaysWhenItCannotBeReplaced) {
+    Definitions definitions;
+    definitions.box.directory("t").directory("u");
+    ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN a TMP t\n"), 0);
+    rynLibrary *library = definitions.library("a");
+    const std::string t = definitions.path("t");
+    for (int nth = 1; nth <= 4; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(ryniSetExplicitTmp(definitions.handle, library, "/x/y", "/x/y"), 2) << nth;
+        faults::reset();
+        EXPECT_EQ(library->explicitTmp, t);
+        EXPECT_EQ(library->explicitTmpNsl, t);
+        EXPECT_EQ(ryniLibPathReused(definitions.handle, t.c_str(), nullptr, 0), 1);
+        EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
+    }
+    EXPECT_EQ(ryniSetExplicitTmp(definitions.handle, library, "/x/y", "/x/z"), 0);
+    EXPECT_STREQ(library->explicitTmp, "/x/y");
+    EXPECT_STREQ(library->explicitTmpNsl, "/x/z");
+    EXPECT_EQ(ryniLibPathReused(definitions.handle, t.c_str(), nullptr, 0), 0);
+    EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 1);
+    EXPECT_EQ(ryniSetExplicitTmp(definitions.handle, library, nullptr, nullptr), 0);
+    EXPECT_EQ(library->explicitTmp, nullptr);
+    EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
+}
+
+TEST(RynRegistry, AnAttributeNeedsMemoryForItselfAndItsTexts) {
+    for (int nth = 1; nth <= 3; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(ryniNewAttribute("NAME", "value", nullptr, 1), nullptr);
+        faults::reset();
+    }
+    rynAttribute *attribute = ryniNewAttribute("NAME", "value", nullptr, 7);
+    ASSERT_NE(attribute, nullptr);
+    EXPECT_STREQ(attribute->name, "NAME");
+    EXPECT_STREQ(attribute->value, "value");
+    EXPECT_EQ(attribute->line, 7);
+    EXPECT_EQ(attribute->next, nullptr);
+    ryniFreeAttribute(attribute);
+}
+
+TEST(RynRegistry, APlaceOfDefinitionIsKeptAlsoWhenTheHistoryCannotGrow) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
+    rynLibrary *library = definitions.library("a");
+    faults::failAllocation(1);
+    EXPECT_EQ(ryniRecordDefinition(library, definitions.handle->files.head, 5), 2);
+    EXPECT_EQ(library->definedAtLine, 5);
+    EXPECT_EQ(library->history.head, library->history.tail);
+    EXPECT_EQ(ryniRecordDefinition(library, definitions.handle->files.head, 6), 0);
+    EXPECT_EQ(library->history.tail->line, 6);
+    EXPECT_EQ(library->history.head->next, library->history.tail);
+    EXPECT_EQ(library->history.tail->next, nullptr);
+}
+
+// ---- release
+
+TEST(RynRegistry, AReleasedRegistryGivesEverythingBack) {
+    // What is not freed is found by the leak check of the sanitizers.
+    Definitions definitions;
+    definitions.box.directory("t")
+        .directory("implicit")
+        .directory("root")
+        .link("link", "t")
+        .file("more.lib", "");
+    ASSERT_EQ(definitions.load(
+                  "DEFINE a link\nDEFINE a b\nDEFINE b c\nASSIGN b TMP t\nASSIGN b X 1\nINCLUDE more.lib\n"
+                  "ASSIGN AllLibs TmpRootDir root\nDEFINE c e\n"),
+              0);
+    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "implicit", 1, nullptr), 0);
+    rynLibrary *library = definitions.library("c");
+    ASSERT_EQ(ryniStrcpy(&library->packedFile, "/packed"), 0);
+    definitions.release();
+    ryniFreeRegistry(nullptr);
+}
+
+} // namespace

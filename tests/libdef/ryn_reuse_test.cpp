@@ -1,0 +1,278 @@
+// The index of directories, against a walk over all of them.
+
+#include "libdef/ryni_reuse.h"
+
+#include "libdef/ryni_path.h"
+#include "tests/libdef/path_support.h"
+#include "tests/support/faults.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace faults = test::faults;
+
+namespace {
+
+/// Two paths match when they are equal, or when the shorter is a prefix of the longer and the longer has "/"
+/// right after it.
+bool match(const std::string &a, const std::string &b) {
+    const std::string &shorter = a.size() <= b.size() ? a : b;
+    const std::string &longer = a.size() <= b.size() ? b : a;
+    return longer.compare(0, shorter.size(), shorter) == 0 &&
+           (longer.size() == shorter.size() || longer[shorter.size()] == '/');
+}
+
+struct FreeIndex {
+    void operator()(rynDirectoryIndex *index) const { ryniFreeDirectoryIndex(index); }
+};
+using Index = std::unique_ptr<rynDirectoryIndex, FreeIndex>;
+
+class RandomPaths {
+  public:
+    explicit RandomPaths(unsigned seed) : random_(seed) {}
+
+    std::size_t pick(std::size_t bound) { return random_() % bound; }
+
+    /// From few components, so that many of them meet; not all are clean.
+    std::string path() {
+        static const std::vector<std::string> kComponents = {"a", "b", "ab", "aa", "", "\xE4", "A", "."};
+        std::string path = pick(16) == 0 ? kComponents[pick(kComponents.size())] : "";
+        for (std::size_t depth = pick(5); depth > 0; --depth) {
+            path += "/" + kComponents[pick(pick(4) == 0 ? kComponents.size() : 4)];
+        }
+        return path;
+    }
+
+  private:
+    std::mt19937 random_;
+};
+
+} // namespace
+
+TEST(DirectoryIndex, CountsWhatIsEqualAboveAndBelow) {
+    const Index index(ryniNewDirectoryIndex());
+    ASSERT_NE(nullptr, index);
+    EXPECT_EQ(0, ryniCountDirectories(index.get(), "/d"));
+    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/d"));
+    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/d/sub/deep"));
+    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/dx"));
+    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/d"));
+    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/d/sub"));
+    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/d/sub/deep/er"));
+    EXPECT_EQ(1, ryniCountDirectories(index.get(), "/d/other"));
+    EXPECT_EQ(1, ryniCountDirectories(index.get(), "/dx"));
+    EXPECT_EQ(0, ryniCountDirectories(index.get(), "/"));
+    EXPECT_EQ(3, ryniCountDirectories(index.get(), ""));
+}
+
+TEST(DirectoryIndex, CountsADirectoryOncePerAddition) {
+    const Index index(ryniNewDirectoryIndex());
+    for (int i = 1; i <= 3; ++i) {
+        ryniAddDirectory(index.get(), "/d/e");
+        EXPECT_EQ(i, ryniCountDirectories(index.get(), "/d"));
+    }
+    for (int i = 2; i >= 0; --i) {
+        ryniDropDirectory(index.get(), "/d/e");
+        EXPECT_EQ(i, ryniCountDirectories(index.get(), "/d"));
+        EXPECT_EQ(i, ryniCountDirectories(index.get(), "/d/e/f"));
+    }
+    EXPECT_EQ(0, ryniCountDirectories(index.get(), ""));
+}
+
+TEST(DirectoryIndex, LeavesNothingOfADroppedDirectoryBehind) {
+    const Index index(ryniNewDirectoryIndex());
+    ryniAddDirectory(index.get(), "/a/b/c");
+    ryniAddDirectory(index.get(), "/a/x");
+    const int before = faults::count("malloc");
+    ryniAddDirectory(index.get(), "/a/x");
+    EXPECT_EQ(before, faults::count("malloc")) << "its nodes are there";
+    ryniDropDirectory(index.get(), "/a/b/c");
+    ryniAddDirectory(index.get(), "/a/b/c");
+    EXPECT_EQ(before + 2, faults::count("malloc")) << "b and c were gone, a was not";
+    ryniDropDirectory(index.get(), "/never/added");
+    EXPECT_EQ(3, ryniCountDirectories(index.get(), "/a"));
+}
+
+TEST(DirectoryIndex, CountsAsBeforeWhenAnAdditionFails) {
+    const Index index(ryniNewDirectoryIndex());
+    ryniAddDirectory(index.get(), "/a/b");
+    for (int nth = 1; nth <= 4; ++nth) {
+        const int before = faults::count("malloc");
+        faults::failAllocation(nth);
+        EXPECT_EQ(0, ryniAddDirectory(index.get(), "/a/b/1/2/3/4")) << nth;
+        EXPECT_EQ(before + nth, faults::count("malloc"));
+        EXPECT_EQ(1, ryniCountDirectories(index.get(), "/a"));
+        EXPECT_EQ(1, ryniCountDirectories(index.get(), "/a/b/1/2/3"));
+        EXPECT_EQ(1, ryniCountDirectories(index.get(), ""));
+    }
+    const int before = faults::count("malloc");
+    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/a/b/1/2/3/4"));
+    EXPECT_EQ(before + 4, faults::count("malloc")) << "the failures left no node";
+    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/a"));
+}
+
+TEST(DirectoryIndex, IsNullWithoutMemory) {
+    for (int nth = 1; nth <= 2; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(nullptr, ryniNewDirectoryIndex()) << nth;
+    }
+    ryniFreeDirectoryIndex(nullptr);
+}
+
+TEST(DirectoryIndex, TakesPathsOfAnyLengthAndDepth) {
+    const Index index(ryniNewDirectoryIndex());
+    std::string deep;
+    for (int i = 0; i < 50000; ++i) {
+        deep += "/x";
+    }
+    const std::string wide = "/" + std::string(100000, 'w');
+    EXPECT_EQ(1, ryniAddDirectory(index.get(), deep.c_str()));
+    EXPECT_EQ(1, ryniAddDirectory(index.get(), wide.c_str()));
+    EXPECT_EQ(1, ryniCountDirectories(index.get(), "/x"));
+    EXPECT_EQ(1, ryniCountDirectories(index.get(), wide.c_str()));
+    EXPECT_EQ(2, ryniCountDirectories(index.get(), ""));
+    ryniDropDirectory(index.get(), deep.c_str());
+    EXPECT_EQ(0, ryniCountDirectories(index.get(), "/x"));
+}
+
+TEST(DirectoryIndex, AgreesWithAWalkOverAllDirectories) {
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        RandomPaths random(seed);
+        const Index index(ryniNewDirectoryIndex());
+        std::vector<std::string> added;
+        for (int step = 0; step < 1500; ++step) {
+            const std::size_t what = random.pick(5);
+            if (what < 2) {
+                added.push_back(random.path());
+                ASSERT_EQ(1, ryniAddDirectory(index.get(), added.back().c_str()));
+            } else if (what == 2 && !added.empty()) {
+                const std::size_t at = random.pick(added.size());
+                ryniDropDirectory(index.get(), added[at].c_str());
+                added.erase(added.begin() + static_cast<std::ptrdiff_t>(at));
+            }
+            const std::string path =
+                added.empty() || random.pick(2) == 0 ? random.path() : added[random.pick(added.size())];
+            int expected = 0;
+            for (const std::string &directory : added) {
+                expected += match(path, directory) ? 1 : 0;
+            }
+            ASSERT_EQ(expected, ryniCountDirectories(index.get(), path.c_str())) << seed << " " << path;
+        }
+    }
+}
+
+namespace {
+
+class Reuse : public test::PathTest {
+  protected:
+    /// What a walk over the libraries in definition order finds: the names of those that match, and twice those
+    /// that match twice.
+    std::vector<std::string> walk(const std::string &path) const {
+        std::vector<std::string> found;
+        const rynLibrary *library = definitions.handle->libraries.head;
+        for (; library != nullptr; library = library->nextInOrder) {
+            if (match(path, library->nslPath)) {
+                found.emplace_back(library->name);
+            }
+            if (library->explicitTmpNsl != nullptr && match(path, library->explicitTmpNsl)) {
+                found.emplace_back(library->name);
+            }
+        }
+        return found;
+    }
+    std::vector<std::string> listed(const std::string &path, int &count) const {
+        std::vector<rynLibrary *> room(1000);
+        count = ryniLibPathReused(definitions.handle, path.c_str(), room.data(), 1000);
+        std::vector<std::string> found;
+        for (rynLibrary *const *at = room.data(); *at != nullptr; ++at) {
+            found.emplace_back((*at)->name);
+        }
+        return found;
+    }
+    rynLibrary *pickLibrary(RandomPaths &random) const {
+        rynLibrary *library = definitions.handle->libraries.head;
+        for (std::size_t steps = random.pick(40); library != nullptr && steps > 0; --steps) {
+            library =
+                library->nextInOrder != nullptr ? library->nextInOrder : definitions.handle->libraries.head;
+        }
+        return library;
+    }
+    void insert(RandomPaths &random, int number) {
+        rynLibrary *library = ryniNewLibrary(("l" + std::to_string(number)).c_str());
+        ASSERT_NE(nullptr, library);
+        ryniStrcpy(&library->nslPath, random.path().c_str());
+        ryniStrcpy(&library->fullPath, "/full");
+        if (random.pick(4) == 0) {
+            ryniStrcpy(&library->explicitTmpNsl, random.path().c_str());
+        }
+        ASSERT_EQ(RYN_OK, sInsert_lib(definitions.handle, library));
+    }
+    void change(RandomPaths &random, int number) {
+        rynLibrary *library = pickLibrary(random);
+        const std::size_t what = library == nullptr ? 0 : random.pick(6);
+        if (what < 2) {
+            insert(random, number);
+        } else if (what == 2) {
+            ASSERT_EQ(1, ryniRemoveLibrary(definitions.handle, library));
+            ryniFreeLibrary(library);
+        } else if (what == 3) {
+            ASSERT_EQ(1, ryniMoveToEnd(definitions.handle, library));
+        } else if (what == 4) {
+            const std::string path = random.path();
+            ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, library, path.c_str(), path.c_str()));
+        } else {
+            ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, library, nullptr, nullptr));
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(Reuse, AgreesWithAWalkOverAllLibraries) {
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        renew();
+        RandomPaths random(seed);
+        for (int step = 0; step < 400; ++step) {
+            change(random, step);
+            for (int look = 0; look < 4; ++look) {
+                const std::string path = random.path();
+                int count = -1;
+                const std::vector<std::string> expected = walk(path);
+                EXPECT_EQ(expected, listed(path, count)) << seed << " " << path;
+                EXPECT_EQ(static_cast<int>(expected.size()), count) << seed << " " << path;
+                EXPECT_EQ(count, ryniLibPathReused(definitions.handle, path.c_str(), nullptr, 0));
+            }
+        }
+    }
+}
+
+TEST_F(Reuse, CountsAsBeforeWhenAChangeFails) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d/a\n"));
+    rynLibrary *library = definitions.library("a");
+    ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, library, "/t", "/t"));
+    for (int nth = 1; nth <= 5; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(RYN_MEMORY_ERROR, ryniSetExplicitTmp(definitions.handle, library, "/u/1/2", "/u/1/2"))
+            << nth;
+        EXPECT_EQ(1, ryniLibPathReused(definitions.handle, "/t", nullptr, 0));
+        EXPECT_EQ(0, ryniLibPathReused(definitions.handle, "/u", nullptr, 0));
+        EXPECT_STREQ("/t", library->explicitTmp);
+        EXPECT_STREQ("/t", library->explicitTmpNsl);
+    }
+    faults::failAllocation(1 << 30);
+    rynLibrary *other = ryniNewLibrary("b");
+    ryniStrcpy(&other->nslPath, "/n/1");
+    ryniStrcpy(&other->explicitTmpNsl, "/n/2");
+    for (int nth = 1; nth <= 3; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(RYN_MEMORY_ERROR, sInsert_lib(definitions.handle, other)) << nth;
+        EXPECT_EQ(0, ryniLibPathReused(definitions.handle, "/n", nullptr, 0));
+        EXPECT_EQ(nullptr, definitions.library("b"));
+    }
+    faults::failAllocation(1 << 30);
+    EXPECT_EQ(RYN_OK, sInsert_lib(definitions.handle, other));
+    EXPECT_EQ(2, ryniLibPathReused(definitions.handle, "/n", nullptr, 0));
+}

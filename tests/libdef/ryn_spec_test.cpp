@@ -1,0 +1,898 @@
+// Specifiers of design objects, and packed libraries.
+
+#include "libdef/ryni_spec.h"
+
+#include "tests/libdef/archive_support.h"
+#include "tests/libdef/project_support.h"
+#include "tests/support/faults.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace faults = test::faults;
+using test::archives;
+using test::Existence;
+using test::Names;
+using test::Project;
+using test::recorded;
+using test::Reports;
+using Calls = std::vector<std::string>;
+
+namespace {
+
+/// What stands in a specifier of a design object in the place of a path.
+struct Extension {
+    rynHandle handle;
+    vekFSSpec *inner;
+    char *library;
+    char *cell;
+    char *view;
+    char *file;
+};
+
+const Extension &extensionOf(const vekFSSpec *spec) {
+    return *reinterpret_cast<const Extension *>(spec->path);
+}
+
+/// A specifier, or the code in its place; freed at the end.
+struct Made {
+    int code = -1;
+    vekFSSpec *spec = nullptr;
+
+    Made() = default;
+    ~Made() { free(); }
+    Made(const Made &) = delete;
+    Made &operator=(const Made &) = delete;
+
+    void free() {
+        if (spec != nullptr) {
+            EXPECT_EQ(vekFSFreeSpec(spec), 0);
+            spec = nullptr;
+        }
+    }
+    /// "lib,c,v,f", "-" for an absent name.
+    [[nodiscard]] std::string names() const {
+        std::string text;
+        const Extension &extension = extensionOf(spec);
+        for (const char *name : {extension.library, extension.cell, extension.view, extension.file}) {
+            text += (text.empty() ? "" : ",") + (name == nullptr ? std::string("-") : name);
+        }
+        return text;
+    }
+    [[nodiscard]] std::string text() const {
+        std::array<char, VEK_PATH_SIZE> path = {};
+        EXPECT_EQ(vekFSGetSpecString(spec, path.data(), path.size(), nullptr), 0);
+        return path.data();
+    }
+    /// The implementation's name, "native" for none.
+    [[nodiscard]] std::string innerImplementation() const {
+        const char *name = nullptr;
+        EXPECT_EQ(vekFSGetSpecIOImpName(extensionOf(spec).inner, &name), 0);
+        return name == nullptr ? "native" : name;
+    }
+};
+
+/// Calls one of the two makers of specifiers with something in the result.
+int getSpec(Made &made, const Project &project, unsigned mode, const Names &names = {},
+            const char *library = "lib", vekFSSpec *parent = nullptr, unsigned flags = 0) {
+    made.free();
+    made.spec = reinterpret_cast<vekFSSpec *>(&made);
+    made.code = rynGetSpec(project.handle, mode, library, names.cell, names.view, names.file, parent, flags,
+                           &made.spec);
+    EXPECT_EQ(made.code == 0, made.spec != nullptr);
+    return made.code;
+}
+
+int makeSpec(Made &made, const Project &project, const Names &names = {}, const char *library = "lib",
+             vekFSSpec *parent = nullptr) {
+    made.free();
+    made.spec = reinterpret_cast<vekFSSpec *>(&made);
+    made.code = ryni_mkspec(project.handle, library, names.cell, names.view, names.file, parent, &made.spec);
+    EXPECT_EQ(made.code == 0, made.spec != nullptr);
+    return made.code;
+}
+
+/// Either of them, as `maker` says.
+int makeEither(bool query, Made &made, const Project &project, const Names &names, const char *library,
+               vekFSSpec *parent) {
+    return query ? getSpec(made, project, 4, names, library, parent)
+                 : makeSpec(made, project, names, library, parent);
+}
+
+/// A project whose library is packed; what lies under `archive` stands for what is in its archive.
+struct Packed : Project {
+    explicit Packed(std::string_view temporaries = {}, Existence existence = Existence::Checked)
+        : Project(temporaries, existence, RYN_FLAG_PACKED_LIBRARIES) {
+        pack(path("lib.pack"));
+        archives = {};
+        archives.contents[path("lib.pack")] = path("archive");
+        box.file("lib.pack", "packed").directory("archive/lib/c/v").file("archive/lib/c/v/f", "text");
+    }
+    [[nodiscard]] Calls onlyOpen() const { return {"open " + path("lib.pack")}; }
+};
+
+} // namespace
+
+// What a specifier is.
+
+TEST(Specifier, IsOfItsOwnImplementationAndRemembersTheNames) {
+    Project project;
+    project.put("l", "c/v/f");
+    Made made;
+    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+    const char *name = nullptr;
+    EXPECT_EQ(vekFSGetSpecIOImpName(made.spec, &name), 0);
+    EXPECT_STREQ(name, "rynFS");
+    EXPECT_EQ(made.spec->autoFree, 0);
+    EXPECT_EQ(extensionOf(made.spec).handle, project.handle);
+    EXPECT_EQ(made.names(), "lib,c,v,f");
+    EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
+    EXPECT_EQ(made.innerImplementation(), "native");
+}
+
+TEST(Specifier, CopiesTheNames) {
+    Project project;
+    std::array<char, 4> library = {'l', 'i', 'b', '\0'};
+    std::array<char, 2> cell = {'c', '\0'};
+    Made made;
+    ASSERT_EQ(makeSpec(made, project, {cell.data(), nullptr, nullptr}, library.data()), 0);
+    library.fill('x');
+    cell.fill('x');
+    EXPECT_EQ(made.names(), "lib,c,-,-");
+}
+
+TEST(Specifier, KeepsEmptyNamesApartFromAbsentOnes) {
+    Project project;
+    Made made;
+    ASSERT_EQ(makeSpec(made, project, {"c", "", nullptr}), 0);
+    EXPECT_EQ(made.names(), "lib,c,,-");
+    EXPECT_EQ(made.text(), project.path("lib/c"));
+}
+
+TEST(Specifier, ForwardsSixOperationsAndSupportsNoOther) {
+    Project project;
+    Made made;
+    ASSERT_EQ(makeSpec(made, project), 0);
+    vekFSIODef others = *made.spec->implementation;
+    EXPECT_STREQ(others.name, "rynFS");
+    EXPECT_TRUE(others.freeSpec != nullptr && others.getSpecString != nullptr && others.open != nullptr &&
+                others.stat != nullptr && others.lstat != nullptr && others.opendir != nullptr);
+    others.name = nullptr;
+    others.freeSpec = nullptr;
+    others.getSpecString = nullptr;
+    others.open = nullptr;
+    others.stat = others.lstat = nullptr;
+    others.opendir = nullptr;
+    const vekFSIODef nothing = {};
+    EXPECT_EQ(std::memcmp(&others, &nothing, sizeof nothing), 0);
+
+    vekFSFile file = {.descriptor = 0, .spec = made.spec};
+    int character = 0;
+    ssize_t count = 0;
+    int64_t position = 0;
+    EXPECT_EQ(vekFS_getc(&file, &character), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_read(&file, &character, 1, &count), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_tell(&file, &position), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_close(&file), VEK_FS_NOT_SUPPORTED);
+    vekFSStat record = {};
+    record.spec = made.spec;
+    mode_t mode = 0;
+    EXPECT_EQ(vekFS_getFileMode(&record, &mode), VEK_FS_NOT_SUPPORTED);
+    vekFSDir directory = {.stream = nullptr, .spec = made.spec, .entry = nullptr};
+    vekFSDirent *entry = nullptr;
+    EXPECT_EQ(vekFS_readdir(&directory, &entry), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_closedir(&directory), VEK_FS_NOT_SUPPORTED);
+}
+
+TEST(Specifier, GivesItsTextWithTheSizesOfTheInnerOne) {
+    Project project;
+    Made made;
+    ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), 0);
+    const std::string wanted = project.path("lib/c");
+    std::vector<char> buffer(wanted.size() + 1, '#');
+    std::size_t needed = 0;
+    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size(), &needed), VEK_FS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(needed, wanted.size() + 1);
+    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size() + 1, nullptr), 0);
+    EXPECT_EQ(wanted, buffer.data());
+}
+
+TEST(Specifier, OpensFilesDirectoriesAndRecordsThatCarryTheInnerOne) {
+    Project project;
+    project.box.file("lib/c/v/f", "text\n").link("lib/c/v/l", "f");
+    Made made;
+    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+    vekFSSpec *const inner = extensionOf(made.spec).inner;
+
+    vekFSFile *file = nullptr;
+    ASSERT_EQ(vekFS_open(made.spec, O_RDONLY, &file), 0);
+    EXPECT_EQ(file->spec, inner);
+    std::array<char, 8> text = {};
+    ssize_t count = 0;
+    EXPECT_EQ(vekFS_read(file, text.data(), text.size() - 1, &count), 0);
+    EXPECT_STREQ(text.data(), "text\n");
+    char *line = nullptr;
+    EXPECT_EQ(vekFS_fgets(text.data(), text.size(), file, &line), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_close(file), 0);
+
+    vekFSStat record = {};
+    EXPECT_EQ(vekFS_stat(made.spec, &record), 0);
+    EXPECT_EQ(record.spec, inner);
+    int64_t size = 0;
+    EXPECT_EQ(vekFS_getFileSize(&record, &size), 0);
+    EXPECT_EQ(size, 5);
+
+    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "l"}), 0);
+    mode_t mode = 0;
+    EXPECT_EQ(vekFS_lstat(made.spec, &record), 0);
+    EXPECT_EQ(vekFS_getFileMode(&record, &mode), 0);
+    EXPECT_TRUE(S_ISLNK(mode));
+    EXPECT_EQ(vekFS_stat(made.spec, &record), 0);
+    EXPECT_EQ(vekFS_getFileMode(&record, &mode), 0);
+    EXPECT_TRUE(S_ISREG(mode));
+
+    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", nullptr}), 0);
+    vekFSDir *directory = nullptr;
+    ASSERT_EQ(vekFS_opendir(made.spec, &directory), 0);
+    EXPECT_EQ(directory->spec, extensionOf(made.spec).inner);
+    EXPECT_EQ(vekFS_closedir(directory), 0);
+}
+
+TEST(Specifier, ReadsLinesWhenAskedFor) {
+    Project project;
+    project.box.file("lib/c/v/f", "one\ntwo\n");
+    for (const unsigned flags : {0U, 1U, 2U, 3U, 0xffffffffU}) {
+        Made made;
+        ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}, "lib", nullptr, flags), 0);
+        const bool lines = (flags & 1U) != 0;
+        EXPECT_EQ(made.innerImplementation(), lines ? "vekFSStdio" : "native");
+        if (lines) {
+            vekFSFile *file = nullptr;
+            ASSERT_EQ(vekFS_open(made.spec, O_RDONLY, &file), 0);
+            std::array<char, 8> text = {};
+            char *line = nullptr;
+            EXPECT_EQ(vekFS_fgets(text.data(), text.size(), file, &line), 0);
+            EXPECT_STREQ(line, "one\n");
+            EXPECT_EQ(vekFS_close(file), 0);
+        }
+    }
+}
+
+TEST(Specifier, GivesTheStatusOfFreeingTheInnerOne) {
+    Packed project;
+    Made made;
+    ASSERT_EQ(getSpec(made, project, 4), 0);
+    archives.freeStatus = EIO;
+    EXPECT_EQ(vekFSFreeSpec(made.spec), EIO);
+    made.spec = nullptr;
+    EXPECT_EQ(archives.calls.back(), "free lib");
+}
+
+// With a parent.
+
+TEST(SpecifierOfParent, TakesTheNamesAboveTheOneThatIsGivenFromTheParent) {
+    struct Row {
+        const char *library;
+        Names names;
+        const char *made;
+        const char *path;
+    };
+    for (const bool query : {true, false}) {
+        Project project;
+        project.put("l", "c/v/f");
+        project.put("l", "c/v/g");
+        project.put("l", "c/w/x");
+        project.put("l", "d");
+        Made parent;
+        ASSERT_EQ(makeSpec(parent, project, {"c", "v", "f"}), 0);
+        for (const Row &row : {Row{nullptr, {nullptr, nullptr, "g"}, "lib,c,v,g", "lib/c/v/g"},
+                               Row{nullptr, {"d", "w", "g"}, "lib,c,v,g", "lib/c/v/g"},
+                               Row{"other", {"d", "w", "g"}, "lib,c,v,g", "lib/c/v/g"},
+                               Row{nullptr, {nullptr, "w", nullptr}, "lib,c,w,-", "lib/c/w"},
+                               Row{"other", {"d", "w", nullptr}, "lib,c,w,-", "lib/c/w"},
+                               Row{nullptr, {"d", nullptr, nullptr}, "lib,d,-,-", "lib/d"},
+                               Row{"other", {"d", nullptr, nullptr}, "lib,d,-,-", "lib/d"},
+                               Row{"other", {nullptr, nullptr, nullptr}, "lib,-,-,-", "lib"},
+                               Row{nullptr, {nullptr, nullptr, ""}, "lib,c,v,", "lib/c/v"},
+                               Row{nullptr, {nullptr, "", nullptr}, "lib,c,,-", "lib/c"},
+                               Row{nullptr, {"", nullptr, nullptr}, "lib,,-,-", "lib"}}) {
+            Made made;
+            ASSERT_EQ(makeEither(query, made, project, row.names, row.library, parent.spec), 0) << row.made;
+            EXPECT_EQ(made.names(), row.made);
+            EXPECT_EQ(made.text(), project.path(row.path));
+            EXPECT_NE(made.spec, parent.spec);
+        }
+    }
+}
+
+TEST(SpecifierOfParent, IsTheParentItselfWithoutAnyName) {
+    Project project;
+    for (const bool query : {true, false}) {
+        Made parent;
+        ASSERT_EQ(makeSpec(parent, project, {"c", nullptr, nullptr}), 0);
+        Made made;
+        EXPECT_EQ(makeEither(query, made, project, {}, nullptr, parent.spec), 0);
+        EXPECT_EQ(made.spec, parent.spec);
+        made.spec = nullptr;
+        EXPECT_EQ(parent.names(), "lib,c,-,-");
+    }
+}
+
+TEST(SpecifierOfParent, TakesARelativePathForAFile) {
+    Project project;
+    Made parent;
+    Made made;
+    ASSERT_EQ(makeSpec(parent, project, {"c", "v", nullptr}), 0);
+    ASSERT_EQ(makeSpec(made, project, {nullptr, nullptr, "a/b/f"}, nullptr, parent.spec), 0);
+    EXPECT_EQ(made.names(), "lib,c,v,a/b/f");
+    EXPECT_EQ(made.text(), project.path("lib/c/v/a/b/f"));
+}
+
+TEST(SpecifierOfParent, TakesNoParentOfAnotherKind) {
+    Project project;
+    for (const auto create : {vekFSCreatePathSpec, vekFSStdioCreatePathSpec}) {
+        vekFSSpec *native = nullptr;
+        ASSERT_EQ(create("lib", &native), 0);
+        for (const bool query : {true, false}) {
+            Made made;
+            EXPECT_EQ(makeEither(query, made, project, {"c", nullptr, nullptr}, "lib", native), 22);
+            EXPECT_EQ(makeEither(query, made, project, {}, nullptr, native), 22);
+        }
+        vekFSFreeSpec(native);
+    }
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(SpecifierOfParent, NeedsTheParentsLibrary) {
+    Project project;
+    Made parent;
+    ASSERT_EQ(makeSpec(parent, project, {"c", "v", nullptr}), 0);
+    char *&library = reinterpret_cast<Extension *>(parent.spec->path)->library;
+    char *const kept = library;
+    library = nullptr;
+    for (const bool query : {true, false}) {
+        Made made;
+        for (const Names &names : {Names{nullptr, nullptr, "f"}, Names{nullptr, "v", nullptr},
+                                   Names{"c", nullptr, nullptr}, Names{}}) {
+            EXPECT_EQ(makeEither(query, made, project, names, "lib", parent.spec), 22);
+        }
+    }
+    library = kept;
+}
+
+// Arguments.
+
+TEST(GetSpec, TakesNoDefaultHandleAndReportsNothing) {
+    Project project;
+    vekFSSpec *spec = nullptr;
+    Made parent;
+    ASSERT_EQ(makeSpec(parent, project), 0);
+    ASSERT_NE(*rynGetCurHandle(), nullptr);
+    EXPECT_EQ(rynGetSpec(nullptr, 4, "lib", nullptr, nullptr, nullptr, nullptr, 0, &spec), 22);
+    EXPECT_EQ(rynGetSpec(nullptr, 4, nullptr, nullptr, nullptr, nullptr, parent.spec, 0, &spec), 22);
+    EXPECT_EQ(rynGetSpec(project.handle, 4, "lib", nullptr, nullptr, nullptr, nullptr, 0, nullptr), 22);
+    EXPECT_EQ(ryni_mkspec(nullptr, "lib", nullptr, nullptr, nullptr, nullptr, &spec), 22);
+    EXPECT_EQ(ryni_mkspec(project.handle, "lib", nullptr, nullptr, nullptr, nullptr, nullptr), 22);
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(GetSpec, NeedsALibraryOrAParent) {
+    Project project;
+    Made made;
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}, nullptr), 22);
+    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}, nullptr), 22);
+}
+
+TEST(GetSpec, GivesTheErrorsOfTheQuery) {
+    Project project("E");
+    project.put("e", "c/v/f");
+    Made made;
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, 4, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
+    EXPECT_EQ(getSpec(made, project, 4, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
+    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(getSpec(made, project, 10), 22);
+    EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath() - 2", "rynGetPath() - 2"}}));
+}
+
+TEST(GetSpec, TakesThePathOfTheMode) {
+    Project project("E");
+    project.put("el", "c/v/f");
+    Made made;
+    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), project.path("etmp/c/v/f"));
+    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
+    ASSERT_EQ(getSpec(made, project, 5, {"d", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), project.path("lib/d/v/f"));
+    EXPECT_TRUE(project.box.exists("lib/d/v"));
+}
+
+TEST(GetSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
+    for (const unsigned flags : {0U, 1U}) {
+        Project project;
+        project.put("l", "c/v/f");
+        int failures = 0;
+        for (int nth = 1; nth < 100; ++nth) {
+            Made made;
+            faults::failAllocation(nth);
+            if (getSpec(made, project, 4, {"c", "v", "f"}, "lib", nullptr, flags) == 0) {
+                break;
+            }
+            EXPECT_EQ(made.code, RYN_MEMORY_ERROR) << nth;
+            ++failures;
+        }
+        EXPECT_EQ(failures, 2 + 2 + 4); // the inner specifier, this one and its record, the names
+        EXPECT_EQ(recorded.fatals, Reports{});
+    }
+}
+
+TEST(MakeSpec, AsksForNothing) {
+    Project project("E");
+    rmdir("lib");
+    Made made;
+    ASSERT_EQ(makeSpec(made, project, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
+    EXPECT_EQ(made.innerImplementation(), "native");
+}
+
+TEST(MakeSpec, GivesTheErrorsOfTheLibraryAndThePath) {
+    Project project;
+    Made made;
+    EXPECT_EQ(makeSpec(made, project, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
+    EXPECT_EQ(makeSpec(made, project, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
+    const std::size_t room = 4092 - project.path("lib").size();
+    EXPECT_EQ(makeSpec(made, project, {std::string(room, 'c').c_str(), nullptr, nullptr}), 0);
+    for (const std::size_t length : {room + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
+        EXPECT_EQ(makeSpec(made, project, {std::string(length, 'c').c_str(), nullptr, nullptr}),
+                  RYN_INVALID_PATH);
+    }
+}
+
+TEST(MakeSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
+    Project project;
+    int failures = 0;
+    for (int nth = 1; nth < 100; ++nth) {
+        Made made;
+        faults::failAllocation(nth);
+        if (makeSpec(made, project, {"c", "v", "f"}) == 0) {
+            break;
+        }
+        EXPECT_EQ(made.code, RYN_MEMORY_ERROR) << nth;
+        ++failures;
+    }
+    EXPECT_EQ(failures, 2 + 2 + 4);
+}
+
+// Whether a specifier names a directory.
+
+TEST(IsSpecDir, TellsDirectoriesFromEverythingElse) {
+    Project project;
+    project.put("l", "c/f");
+    project.box.link("lib/c/d", "../c").link("lib/c/l", "f").link("lib/c/broken", "nowhere");
+    project.box.fifo("lib/c/fifo");
+    struct Row {
+        const char *file;
+        int directory;
+    };
+    for (const Row &row : {Row{nullptr, 1}, Row{"f", 0}, Row{"d", 1}, Row{"l", 0}, Row{"broken", 0},
+                           Row{"fifo", 0}, Row{"x", 0}}) {
+        Made made;
+        ASSERT_EQ(makeSpec(made, project, {"c", nullptr, row.file}), 0);
+        EXPECT_EQ(rynIsSpecDir(made.spec), row.directory) << row.file;
+        EXPECT_EQ(rynIsSpecDir(extensionOf(made.spec).inner), row.directory) << row.file;
+    }
+    EXPECT_EQ(rynIsSpecDir(nullptr), 0);
+}
+
+TEST(IsSpecDir, IsNoneWhenTheModeCannotBeRead) {
+    Packed project;
+    Made made;
+    ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), 0);
+    EXPECT_EQ(rynIsSpecDir(made.spec), 1);
+    archives.modeStatus = VEK_FS_NOT_SUPPORTED;
+    EXPECT_EQ(rynIsSpecDir(made.spec), 0);
+}
+
+// Packed libraries.
+
+TEST(PackedLibrary, ExistsWhenItHasAnArchive) {
+    Project project;
+    EXPECT_EQ(ryniZipExists(project.handle, "lib"), 0);
+    project.pack("lib.pack");
+    EXPECT_EQ(ryniZipExists(project.handle, "lib"), 1);
+    EXPECT_EQ(ryniZipExists(nullptr, "lib"), 1);
+    EXPECT_EQ(ryniZipExists(project.handle, "other"), 0);
+    EXPECT_EQ(ryniZipExists(project.handle, nullptr), 0);
+    project.release();
+    EXPECT_EQ(ryniZipExists(nullptr, "lib"), 0);
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(PackedLibrary, IsReadFromItsArchiveInTheModesThatRead) {
+    for (const unsigned mode : {0U, 4U}) {
+        Packed project;
+        Made made;
+        ASSERT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), 0);
+        EXPECT_EQ(made.innerImplementation(), "archive");
+        EXPECT_EQ(made.text(), "archive:lib/c/v/f");
+        EXPECT_EQ(made.names(), "lib,c,v,f");
+        EXPECT_EQ(archives.calls, (Calls{"open " + project.path("lib.pack"), "spec lib/c/v/f"}));
+        vekFSStat record = {};
+        EXPECT_EQ(vekFS_stat(made.spec, &record), 0);
+        EXPECT_EQ(record.status.st_size, 4);
+    }
+}
+
+TEST(PackedLibrary, IsOpenedOnce) {
+    Packed project;
+    for (int round = 0; round < 3; ++round) {
+        Made made;
+        EXPECT_EQ(getSpec(made, project, 4), 0);
+        EXPECT_EQ(makeSpec(made, project), 0);
+    }
+    EXPECT_EQ(std::count(archives.calls.begin(), archives.calls.end(), "open " + project.path("lib.pack")),
+              1);
+    EXPECT_NE(project.record()->packedArchive, nullptr);
+}
+
+TEST(PackedLibrary, HasItsTopDirectoryNamedLikeTheLastComponentOfItsPath) {
+    struct Row {
+        const char *fullPath;
+        const char *top;
+    };
+    for (const Row &row : {Row{"/a/b/real", "real"}, Row{"real", "real"}, Row{"/", ""}, Row{"/a/", ""}}) {
+        Packed project;
+        std::free(project.record()->fullPath);
+        project.record()->fullPath = strdup(row.fullPath);
+        Made made;
+        ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), 0);
+        EXPECT_EQ(made.text(), "archive:" + std::string(row.top) + "/c");
+    }
+}
+
+TEST(PackedLibrary, TakesAnUnpackedCopyInATemporaryDirectoryFirstWhereTheModeLooksThere) {
+    for (const unsigned flags : {0U, 1U}) {
+        Packed project("E");
+        project.put("e", "c/v/f");
+        Made made;
+        ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}, "lib", nullptr, flags), 0);
+        EXPECT_EQ(made.text(), project.path("etmp/c/v/f"));
+        EXPECT_EQ(made.innerImplementation(), flags == 0 ? "native" : "vekFSStdio");
+        EXPECT_EQ(archives.calls, Calls{});
+        ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}, "lib", nullptr, flags), 0);
+        EXPECT_EQ(made.text(), "archive:lib/c/v/f");
+    }
+}
+
+TEST(PackedLibrary, GoesOnToTheArchiveAfterAnyFailureInTheTemporaryDirectories) {
+    Packed project("E");
+    Made made;
+    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0); // no such cell there
+    EXPECT_EQ(made.text(), "archive:lib/c/v/f");
+    project.put("e", "c"); // in the way
+    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), "archive:lib/c/v/f");
+    project.box.directory("gone");
+    unlink("etmp/c");
+    rmdir("etmp");
+    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), "archive:lib/c/v/f");
+}
+
+TEST(PackedLibrary, AnswersInOtherModesAsTheQueryDoes) {
+    Packed project("E");
+    project.put("e", "c/v/f");
+    Made made;
+    for (const unsigned mode : {1U, 5U, 6U, 7U, 9U, 10U}) {
+        EXPECT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_NOT_FOR_PACKED) << mode;
+    }
+    for (const unsigned mode : {2U, 3U, 8U}) {
+        ASSERT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), 0) << mode;
+        EXPECT_EQ(made.text(), project.path("etmp/c/v/f")) << mode;
+    }
+    EXPECT_EQ(archives.calls, Calls{});
+}
+
+TEST(PackedLibrary, IsReadThroughItsDirectoryWhileArchivesAreNotSupported) {
+    Project project;
+    project.put("l", "c/v/f");
+    project.pack("lib.pack");
+    Made made;
+    ASSERT_EQ(makeSpec(made, project, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
+    EXPECT_EQ(made.innerImplementation(), "native");
+    EXPECT_EQ(archives.calls, Calls{});
+    // The query does not look at the support.
+    for (const unsigned mode : {0U, 4U}) {
+        EXPECT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_NOT_FOR_PACKED);
+    }
+    project.handle->flags |= 0xffffffbfU;
+    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}), 0);
+    EXPECT_EQ(made.innerImplementation(), "native");
+    project.handle->flags |= 0x40U;
+    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}), RYN_SYSTEM_ERROR);
+}
+
+TEST(PackedLibrary, FailsOnceAndIsNotPackedFromThenOnWhenItsArchiveCannotBeOpened) {
+    for (const bool query : {true, false}) {
+        Packed project;
+        project.put("l", "c/v/f");
+        archives.calls.clear();
+        archives.contents.clear();
+        Made made;
+        EXPECT_EQ(makeEither(query, made, project, {"c", "v", "f"}, "lib", nullptr), RYN_SYSTEM_ERROR);
+        EXPECT_EQ(project.record()->packedFile, nullptr);
+        EXPECT_EQ(project.record()->packedArchive, nullptr);
+        EXPECT_EQ(ryniZipExists(project.handle, "lib"), 0);
+        ASSERT_EQ(makeEither(query, made, project, {"c", "v", "f"}, "lib", nullptr), 0);
+        EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
+        EXPECT_EQ(archives.calls, project.onlyOpen());
+    }
+}
+
+TEST(PackedLibrary, IsAMemoryErrorWhenTheArchiveMakesNoSpecifier) {
+    for (const bool query : {true, false}) {
+        Packed project;
+        archives.createStatus = VEK_FS_NOT_SUPPORTED;
+        Made made;
+        EXPECT_EQ(makeEither(query, made, project, {"c", nullptr, nullptr}, "lib", nullptr),
+                  RYN_MEMORY_ERROR);
+    }
+}
+
+TEST(PackedLibrary, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
+    for (const bool query : {true, false}) {
+        Packed project;
+        Made first;
+        ASSERT_EQ(makeSpec(first, project), 0);
+        int failures = 0;
+        for (int nth = 1; nth < 100; ++nth) {
+            Made made;
+            faults::failAllocation(nth);
+            if (makeEither(query, made, project, {"c", "v", "f"}, "lib", nullptr) == 0) {
+                break;
+            }
+            EXPECT_EQ(made.code, RYN_MEMORY_ERROR) << nth;
+            ++failures;
+        }
+        EXPECT_EQ(failures, 1 + 2 + 4);
+        EXPECT_EQ(project.record()->packedFile, project.path("lib.pack"));
+    }
+}
+
+// The path inside an archive.
+
+TEST(PathInArchive, JoinsTheNamesThatAreGivenAndNotEmpty) {
+    Packed project;
+    struct Row {
+        Names names;
+        const char *path;
+    };
+    for (const Row &row : {Row{{}, "lib"}, Row{{"", "", ""}, "lib"}, Row{{"c", nullptr, nullptr}, "lib/c"},
+                           Row{{"c", "v", nullptr}, "lib/c/v"}, Row{{"c", "v", "f"}, "lib/c/v/f"},
+                           Row{{"c", nullptr, "f"}, "lib/c/f"}, Row{{nullptr, "v", nullptr}, "lib/v"},
+                           Row{{nullptr, nullptr, "a/b"}, "lib/a/b"}}) {
+        std::array<char, VEK_PATH_SIZE> path = {};
+        std::size_t needed = 0;
+        EXPECT_EQ(ryniPathInArchive(project.handle, "lib", row.names.cell, row.names.view, row.names.file,
+                                    path.data(), path.size(), &needed),
+                  0);
+        EXPECT_STREQ(path.data(), row.path);
+        EXPECT_EQ(needed, std::strlen(row.path) + 1);
+    }
+}
+
+TEST(PathInArchive, TellsTheSizeThatItNeeds) {
+    Packed project;
+    const std::string wanted = "lib/c/v/f";
+    for (std::size_t size = 0; size <= wanted.size() + 1; ++size) {
+        std::vector<char> buffer(wanted.size() + 2, '#');
+        std::size_t needed = 0;
+        const int code =
+            ryniPathInArchive(project.handle, "lib", "c", "v", "f", buffer.data(), size, &needed);
+        EXPECT_EQ(code, size > wanted.size() ? 0 : RYN_BUFFER_TOO_SMALL) << size;
+        EXPECT_EQ(needed, wanted.size() + 1);
+        EXPECT_EQ(std::string(buffer.data(), size == 0 ? 0 : std::strlen(buffer.data())),
+                  size > wanted.size() ? wanted : "");
+        EXPECT_EQ(buffer[size], '#') << size;
+    }
+    std::array<char, 4> small = {};
+    EXPECT_EQ(
+        ryniPathInArchive(project.handle, "lib", "c", nullptr, nullptr, small.data(), small.size(), nullptr),
+        RYN_BUFFER_TOO_SMALL);
+}
+
+TEST(PathInArchive, ChecksItsArguments) {
+    Packed project;
+    std::array<char, 64> path = {};
+    EXPECT_EQ(ryniPathInArchive(project.handle, nullptr, "c", nullptr, nullptr, path.data(), 64, nullptr),
+              22);
+    EXPECT_EQ(ryniPathInArchive(project.handle, "lib", "c", nullptr, nullptr, nullptr, 64, nullptr), 22);
+    EXPECT_EQ(ryniPathInArchive(nullptr, "lib", "c", nullptr, nullptr, path.data(), 64, nullptr), 22);
+    EXPECT_EQ(ryniPathInArchive(project.handle, "other", "c", nullptr, nullptr, path.data(), 64, nullptr), 5);
+}
+
+TEST(PathInArchive, HasAtMost4095Characters) {
+    for (const bool query : {true, false}) {
+        Packed project("", Existence::Unchecked);
+        Made made;
+        const std::size_t room = 4095 - std::strlen("lib/");
+        for (const std::size_t length : {room + 1, room + 2, std::size_t{4095}, std::size_t{4096}}) {
+            const std::string cell(length, 'c');
+            EXPECT_EQ(makeEither(query, made, project, {cell.c_str(), nullptr, nullptr}, "lib", nullptr),
+                      RYN_BUFFER_TOO_SMALL)
+                << length;
+        }
+        const std::string longest(room, 'c');
+        EXPECT_EQ(makeEither(query, made, project, {longest.c_str(), nullptr, nullptr}, "lib", nullptr), 0);
+    }
+}
+
+TEST(PathInArchive, IsFormedBeforeTheArchiveIsOpenedWithoutAQuery) {
+    Packed project;
+    archives.contents.clear();
+    Made made;
+    EXPECT_EQ(makeSpec(made, project, {std::string(4095, 'c').c_str(), nullptr, nullptr}),
+              RYN_BUFFER_TOO_SMALL);
+    EXPECT_EQ(archives.calls, Calls{});
+    EXPECT_EQ(getSpec(made, project, 4, {std::string(4095, 'c').c_str(), nullptr, nullptr}),
+              RYN_SYSTEM_ERROR);
+}
+
+// Objects that are not in the archive.
+
+TEST(ObjectInArchive, NeedNotExistWhileThatIsNotChecked) {
+    Packed project("", Existence::Unchecked);
+    archives.statStatus["lib"] = EIO;
+    Made made;
+    EXPECT_EQ(getSpec(made, project, 4, {"x", "y", "z"}), 0);
+    EXPECT_EQ(archives.calls, (Calls{"open " + project.path("lib.pack"), "spec lib/x/y/z"}));
+}
+
+TEST(ObjectInArchive, GivesTheCodeOfTheLevelThatIsMissing) {
+    Packed project;
+    Made made;
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "x"}), RYN_NO_SUCH_FILE);
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "x", "f"}), RYN_NO_SUCH_VIEW);
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "x", nullptr}), RYN_NO_SUCH_VIEW);
+    EXPECT_EQ(getSpec(made, project, 4, {"x", "v", "f"}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, 4, {"x", nullptr, nullptr}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, 4, {"x", "", "f"}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, 4, {nullptr, nullptr, "x"}), RYN_NO_SUCH_FILE);
+    archives.statStatus["lib"] = ENOENT;
+    for (const Names &names : {Names{"x", "v", "f"}, Names{"x", nullptr, nullptr}, Names{}}) {
+        EXPECT_EQ(getSpec(made, project, 4, names), RYN_NO_SUCH_DIRECTORY);
+    }
+}
+
+TEST(ObjectInArchive, GivesTheCodeOfTheLevelThatRefuses) {
+    struct Row {
+        const char *path;
+        int denied;
+    };
+    const std::vector<Row> rows = {{"lib", RYN_PERMISSION_DENIED_LIBRARY},
+                                   {"lib/c", RYN_PERMISSION_DENIED_CELL},
+                                   {"lib/c/v", RYN_PERMISSION_DENIED_VIEW},
+                                   {"lib/c/v/f", RYN_PERMISSION_DENIED_FILE}};
+    for (std::size_t first = 0; first < rows.size(); ++first) {
+        Packed project;
+        for (std::size_t level = first; level < rows.size(); ++level) {
+            archives.statStatus[rows[level].path] = EACCES;
+        }
+        Made made;
+        EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), rows[first].denied);
+        archives.statStatus[rows[first].path] = EIO;
+        EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), RYN_SYSTEM_ERROR);
+    }
+}
+
+TEST(ObjectInArchive, FreesTheSpecifiersOfEveryLevelThatItLookedAt) {
+    Packed project;
+    archives.statStatus = {{"lib", ENOENT}, {"lib/c", ENOENT}, {"lib/c/v", ENOENT}, {"lib/c/v/f", ENOENT}};
+    Made made;
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), RYN_NO_SUCH_DIRECTORY);
+    for (const char *path : {"lib", "lib/c", "lib/c/v", "lib/c/v/f"}) {
+        EXPECT_EQ(std::count(archives.calls.begin(), archives.calls.end(), std::string("spec ") + path), 1);
+        EXPECT_EQ(std::count(archives.calls.begin(), archives.calls.end(), std::string("free ") + path), 1);
+    }
+}
+
+TEST(ObjectInArchive, LooksNoFurtherUpThanTheFirstLevelThatIsThere) {
+    Packed project;
+    Made made;
+    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "x"}), RYN_NO_SUCH_FILE);
+    EXPECT_EQ(archives.calls, (Calls{"open " + project.path("lib.pack"), "spec lib/c/v/x", "free lib/c/v/x",
+                                     "spec lib/c/v", "free lib/c/v"}));
+}
+
+// Putting an archive aside.
+
+TEST(InvalidatePackedLib, RenamesTheArchiveAndReadsTheDirectoryFromThenOn) {
+    for (const unsigned support : {0U, unsigned{RYN_FLAG_PACKED_LIBRARIES}}) {
+        Project project("", Existence::Checked, support);
+        project.put("l", "c/v/f");
+        project.box.file("lib.pack", "packed");
+        project.pack(project.path("lib.pack"));
+        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), 0);
+        EXPECT_FALSE(project.box.exists("lib.pack"));
+        EXPECT_EQ(project.box.read("lib.pack%"), "packed");
+        EXPECT_EQ(project.record()->packedFile, nullptr);
+        Made made;
+        ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+        EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
+        EXPECT_EQ(archives.calls, Calls{});
+    }
+}
+
+TEST(InvalidatePackedLib, ClosesTheArchiveWhenItIsOpen) {
+    Packed project;
+    {
+        Made made;
+        ASSERT_EQ(getSpec(made, project, 4), 0);
+    }
+    archives.calls.clear();
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), 0);
+    EXPECT_EQ(archives.calls, Calls{"close " + project.path("lib.pack")});
+    EXPECT_EQ(project.record()->packedArchive, nullptr);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_LIBRARY_NOT_DEFINED);
+}
+
+TEST(InvalidatePackedLib, IsNotDefinedForALibraryThatIsUnknownOrNotPacked) {
+    Project project;
+    project.box.file("lib.pack", "").file("lib.pack%", "kept");
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_LIBRARY_NOT_DEFINED);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "other"), RYN_LIBRARY_NOT_DEFINED);
+    EXPECT_TRUE(project.box.exists("lib.pack"));
+    EXPECT_EQ(project.box.read("lib.pack%"), "kept");
+}
+
+TEST(InvalidatePackedLib, ChangesNothingWhenTheArchiveCannotBeRenamed) {
+    Packed project;
+    Made made;
+    ASSERT_EQ(getSpec(made, project, 4), 0);
+    vekZip *const open = project.record()->packedArchive;
+    archives.calls.clear();
+    faults::fail("rename", 1, EACCES);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_SYSTEM_ERROR);
+    faults::failAllocation(1);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_SYSTEM_ERROR);
+    EXPECT_EQ(project.record()->packedFile, project.path("lib.pack"));
+    EXPECT_EQ(project.record()->packedArchive, open);
+    EXPECT_EQ(project.box.read("lib.pack"), "packed");
+    EXPECT_EQ(archives.calls, Calls{});
+    unlink("lib.pack");
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_SYSTEM_ERROR);
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(InvalidatePackedLib, TakesAnyNameAsItIs) {
+    Project project;
+    for (const std::string &name : {std::string("%s%n"), std::string("a b"), std::string(254, 'p')}) {
+        project.box.file(name, "");
+        project.pack(project.path(name));
+        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), 0);
+        EXPECT_TRUE(project.box.exists(name + "%"));
+    }
+    for (const std::size_t length : {255U, 4095U, 4096U, 100'000U}) {
+        project.pack(project.path(std::string(length, 'p')));
+        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_SYSTEM_ERROR) << length;
+    }
+}
+
+TEST(InvalidatePackedLib, ReportsMissingArgumentsAndTakesTheDefaultHandleForNone) {
+    Project project;
+    const Reports report = {{22, "rynInvalidatePackedLib()", "rynInvalidatePackedLib()"}};
+    EXPECT_EQ(rynInvalidatePackedLib(nullptr, "lib"), RYN_LIBRARY_NOT_DEFINED);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, nullptr), 22);
+    EXPECT_EQ(recorded.fatals, report);
+    project.release();
+    recorded.fatals.clear();
+    EXPECT_EQ(rynInvalidatePackedLib(nullptr, "lib"), 22);
+    EXPECT_EQ(recorded.fatals, report);
+}

@@ -1,0 +1,571 @@
+// The stat cache: its switch, what it remembers, and how it forgets.
+
+#include "libdef/ryni_access.h"
+
+#include "libdef/ryni_registry.h"
+#include "tests/support/capture.h"
+#include "tests/support/environment.h"
+#include "tests/support/faults.h"
+#include "tests/support/sandbox.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace faults = test::faults;
+
+namespace {
+
+/// What free() received while this is on: the size of each block, and whether all of it was zero.
+struct Freed {
+    std::size_t size;
+    bool zero;
+};
+struct {
+    bool on = false;
+    std::size_t count = 0;
+    std::array<Freed, 64> blocks = {};
+} freed;
+
+struct Report {
+    int code;
+    std::string text, sameText;
+};
+std::vector<Report> reports;
+
+int keepReport(int code, const char *text, const char *sameText) {
+    reports.push_back({code, text, sameText});
+    return 0;
+}
+
+/// A registry that keeps what it is told.
+struct Reporting {
+    rynRegistry registry = {};
+    Reporting() {
+        reports.clear();
+        registry.fatalHandler = keepReport;
+    }
+};
+
+/// A cache that is in use from here on, and empty.
+struct Cached {
+    test::Sandbox box;
+    Cached() {
+        while (rynStatCacheCtl(0) > 0) {
+        }
+        rynStatCacheCtl(1);
+    }
+    ~Cached() {
+        while (rynStatCacheCtl(0) > 0) {
+        }
+    }
+    Cached(const Cached &) = delete;
+    Cached &operator=(const Cached &) = delete;
+};
+
+int statOf(const std::string &path, struct stat *result = nullptr, int *error = nullptr) {
+    return sStat(nullptr, path.c_str(), result, error);
+}
+int accessOf(const std::string &path, int mode, int *error = nullptr) {
+    return sAccess(nullptr, path.c_str(), mode, error);
+}
+const ryniStatEntry *entryOf(const std::string &path) {
+    return ryniFindStatEntry(path.c_str());
+}
+unsigned flagsOf(const std::string &path) {
+    return entryOf(path) == nullptr ? 0xDEAD : entryOf(path)->flags;
+}
+
+int usersAfterReading(const char *value) {
+    if (value == nullptr) {
+        test::setEnvironment({});
+    } else {
+        test::setEnvironment({{"RYN_STAT_CACHE_ON", value}});
+    }
+    ryni_getenv_stat_cache();
+    return ryniStatCacheInUse();
+}
+
+} // namespace
+
+// Every free() of this executable comes here: it is linked with --wrap=free.
+extern "C" {
+void __real_free(void *memory);
+void __wrap_free(void *memory) {
+    if (freed.on && memory != nullptr && freed.count < freed.blocks.size()) {
+        const std::size_t size = malloc_usable_size(memory);
+        const auto *const bytes = static_cast<const unsigned char *>(memory);
+        freed.blocks[freed.count++] = {
+            size, std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; })};
+    }
+    __real_free(memory);
+}
+}
+
+// The switch.
+
+TEST(StatCacheSwitch, IsOffUnlessTheVariableIsSetToSomethingButNo) {
+    EXPECT_EQ(usersAfterReading(nullptr), 0);
+    for (const char *const off : {"no", "NO", "No", "nO"}) {
+        EXPECT_EQ(usersAfterReading(off), 0) << off;
+    }
+    for (const char *const on : {"", "yes", "1", "0", "none", "no ", "n", "off"}) {
+        EXPECT_EQ(usersAfterReading(on), 1) << "'" << on << "'";
+    }
+}
+
+TEST(StatCacheSwitch, StartsFromTheEnvironmentWithOneOrNothing) {
+    usersAfterReading("yes");
+    rynStatCacheCtl(1);
+    usersAfterReading("yes");
+    EXPECT_EQ(rynStatCacheCtl(0), 0);
+    rynStatCacheCtl(1);
+    usersAfterReading("no");
+    EXPECT_EQ(rynStatCacheCtl(1), 1);
+    rynStatCacheCtl(0);
+}
+
+TEST(StatCacheSwitch, ForgetsNothingWhenItIsSetFromTheEnvironment) {
+    const Cached cached;
+    EXPECT_EQ(statOf("missing"), -1);
+    usersAfterReading("no");
+    EXPECT_NE(entryOf("missing"), nullptr);
+    usersAfterReading("yes");
+    EXPECT_NE(entryOf("missing"), nullptr);
+}
+
+TEST(StatCacheSwitch, CountsUpForEveryValueButZero) {
+    usersAfterReading(nullptr);
+    EXPECT_EQ(ryniStatCacheInUse(), 0);
+    EXPECT_EQ(rynStatCacheCtl(1), 1);
+    EXPECT_EQ(ryniStatCacheInUse(), 1);
+    EXPECT_EQ(rynStatCacheCtl(2), 2);
+    EXPECT_EQ(rynStatCacheCtl(-1), 3);
+    EXPECT_EQ(rynStatCacheCtl(0), 2);
+    EXPECT_EQ(rynStatCacheCtl(0), 1);
+    EXPECT_EQ(rynStatCacheCtl(0), 0);
+    EXPECT_EQ(ryniStatCacheInUse(), 0);
+    EXPECT_EQ(rynStatCacheCtl(0), 0);
+    EXPECT_EQ(rynStatCacheCtl(1), 1);
+    rynStatCacheCtl(0);
+}
+
+TEST(StatCacheSwitch, PurgesWhenTheLastUserLeaves) {
+    const Cached cached;
+    rynStatCacheCtl(1);
+    EXPECT_EQ(statOf("missing"), -1);
+    EXPECT_EQ(rynStatCacheCtl(0), 1);
+    EXPECT_NE(entryOf("missing"), nullptr);
+    EXPECT_EQ(rynStatCacheCtl(0), 0);
+    EXPECT_EQ(entryOf("missing"), nullptr);
+}
+
+TEST(StatCacheSwitch, PurgesAtZeroAlsoWhenItWasThere) {
+    const Cached cached;
+    EXPECT_EQ(statOf("missing"), -1);
+    usersAfterReading("no");
+    EXPECT_NE(entryOf("missing"), nullptr);
+    EXPECT_EQ(rynStatCacheCtl(0), 0);
+    EXPECT_EQ(entryOf("missing"), nullptr);
+}
+
+TEST(StatCacheSwitch, BracketsABatchOfFreshAnswers) {
+    Cached cached;
+    EXPECT_EQ(statOf("file"), -1);
+    cached.box.file("file", "");
+    EXPECT_EQ(statOf("file"), -1);
+    rynStatCacheCtl(0);
+    rynStatCacheCtl(1);
+    EXPECT_EQ(statOf("file"), 0);
+}
+
+// Cached stat.
+
+TEST(CachedStat, AsksTheSystemOncePerPath) {
+    Cached cached;
+    cached.box.file("file", "12345", 0640);
+    faults::reset();
+    struct stat first = {};
+    struct stat second = {};
+    EXPECT_EQ(statOf("file", &first), 0);
+    EXPECT_EQ(statOf("file", &second), 0);
+    EXPECT_EQ(faults::count("stat"), 1);
+    EXPECT_EQ(first.st_size, 5);
+    EXPECT_EQ(std::memcmp(&first, &second, sizeof first), 0);
+    EXPECT_EQ(flagsOf("file"), 0x1U);
+    ASSERT_NE(entryOf("file")->statRecord, nullptr);
+    EXPECT_EQ(entryOf("file")->statRecord->st_size, 5);
+}
+
+TEST(CachedStat, KeepsWhatItHeardWhateverHappensToTheFile) {
+    Cached cached;
+    cached.box.file("file", "12345");
+    EXPECT_EQ(statOf("file"), 0);
+    ASSERT_EQ(unlink("file"), 0);
+    struct stat result = {};
+    int error = 7;
+    EXPECT_EQ(statOf("file", &result, &error), 0);
+    EXPECT_EQ(result.st_size, 5);
+    EXPECT_EQ(error, 0);
+}
+
+TEST(CachedStat, FollowsLinks) {
+    Cached cached;
+    cached.box.file("file", "12345").link("link", "file");
+    struct stat result = {};
+    EXPECT_EQ(statOf("link", &result), 0);
+    EXPECT_TRUE(S_ISREG(result.st_mode));
+}
+
+TEST(CachedStat, RemembersAFailureAndLeavesErrnoAlone) {
+    const Cached cached;
+    faults::reset();
+    int error = 0;
+    errno = 0;
+    EXPECT_EQ(statOf("missing", nullptr, &error), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(flagsOf("missing"), 0x2U);
+    EXPECT_NE(entryOf("missing")->statRecord, nullptr);
+    errno = EXDEV;
+    error = 0;
+    struct stat result = {};
+    EXPECT_EQ(statOf("missing", &result, &error), -1);
+    EXPECT_EQ(errno, EXDEV);
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(faults::count("stat"), 1);
+}
+
+TEST(CachedStat, RemembersEachErrorOfItsOwn) {
+    Cached cached;
+    cached.box.file("file", "");
+    int error = 0;
+    EXPECT_EQ(statOf("missing"), -1);
+    EXPECT_EQ(statOf("file/below"), -1);
+    EXPECT_EQ(statOf("missing", nullptr, &error), -1);
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(statOf("file/below", nullptr, &error), -1);
+    EXPECT_EQ(error, ENOTDIR);
+}
+
+TEST(CachedStat, KnowsAPathByItsTextAlone) {
+    Cached cached;
+    cached.box.file("file", "");
+    faults::reset();
+    EXPECT_EQ(statOf("file"), 0);
+    EXPECT_EQ(statOf("./file"), 0);
+    EXPECT_EQ(statOf(cached.box.path("file")), 0);
+    EXPECT_EQ(statOf(".//file"), 0);
+    EXPECT_EQ(faults::count("stat"), 4);
+    EXPECT_STREQ(entryOf("./file")->path, "./file");
+    EXPECT_EQ(entryOf("FILE"), nullptr);
+}
+
+TEST(CachedStat, CompletesAnEntryOfAnAccessTest) {
+    Cached cached;
+    cached.box.file("file", "12345");
+    EXPECT_EQ(accessOf("file", R_OK), 0);
+    const ryniStatEntry *const entry = entryOf("file");
+    EXPECT_EQ(entry->statRecord, nullptr);
+    struct stat result = {};
+    EXPECT_EQ(statOf("file", &result), 0);
+    EXPECT_EQ(result.st_size, 5);
+    EXPECT_EQ(entryOf("file"), entry);
+    EXPECT_EQ(entry->flags, 0x5U);
+}
+
+TEST(CachedStat, ReportsANullPath) {
+    Reporting reporting;
+    EXPECT_EQ(sStat(&reporting.registry, nullptr, nullptr, nullptr), RYN_INTERNAL_ERROR);
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].text, "sStat()");
+    EXPECT_EQ(reports[0].sameText, "sStat()");
+    test::Capture capture;
+    EXPECT_EQ(sStat(nullptr, nullptr, nullptr, nullptr), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(capture.err(), "*ERROR* - RYN internal error - Internal error - sStat()\n");
+}
+
+TEST(CachedStat, ReportsExhaustedMemoryWhereverItEnds) {
+    Reporting reporting;
+    for (int nth = 1; nth <= 5; ++nth) { // the table, its buckets, the path, the entry, the record
+        const Cached cached;
+        reports.clear();
+        faults::failAllocation(nth);
+        int error = 0;
+        EXPECT_EQ(sStat(&reporting.registry, ".", nullptr, &error), RYN_MEMORY_ERROR) << nth;
+        faults::reset();
+        EXPECT_EQ(error, ENOMEM) << nth;
+        ASSERT_EQ(reports.size(), 1U) << nth;
+        EXPECT_EQ(reports[0].code, 2);
+        EXPECT_EQ(reports[0].text, "sStat()");
+        EXPECT_EQ(statOf("."), 0) << nth;
+        EXPECT_EQ(flagsOf("."), 0x1U) << nth;
+    }
+}
+
+// Cached access.
+
+TEST(CachedAccess, RemembersTheSuccessOfEachMode) {
+    struct Mode {
+        int mode;
+        unsigned flag;
+    };
+    Cached cached;
+    cached.box.file("file", "", 0755);
+    faults::reset();
+    unsigned flags = 0;
+    int calls = 0;
+    for (const Mode &mode : {Mode{4, 0x4}, Mode{2, 0x10}, Mode{1, 0x40}, Mode{0, 0x100}}) {
+        flags |= mode.flag;
+        ++calls;
+        EXPECT_EQ(accessOf("file", mode.mode), 0) << mode.mode;
+        EXPECT_EQ(flagsOf("file"), flags) << mode.mode;
+        EXPECT_EQ(accessOf("file", mode.mode), 0) << mode.mode;
+        EXPECT_EQ(faults::count("access"), calls) << mode.mode;
+    }
+    EXPECT_EQ(entryOf("file")->statRecord, nullptr);
+    EXPECT_EQ(faults::count("stat"), 0);
+}
+
+TEST(CachedAccess, RemembersTheFailureOfEachModeAndLeavesErrnoAlone) {
+    struct Mode {
+        int mode;
+        unsigned flag;
+    };
+    Cached cached;
+    unsigned flags = 0;
+    int calls = 0;
+    faults::reset();
+    for (const Mode &mode : {Mode{4, 0x8}, Mode{2, 0x20}, Mode{1, 0x80}, Mode{0, 0x200}}) {
+        flags |= mode.flag;
+        ++calls;
+        int error = 0;
+        errno = 0;
+        EXPECT_EQ(accessOf("missing", mode.mode, &error), -1) << mode.mode;
+        EXPECT_EQ(errno, ENOENT) << mode.mode;
+        EXPECT_EQ(error, ENOENT) << mode.mode;
+        EXPECT_EQ(flagsOf("missing"), flags) << mode.mode;
+        errno = EXDEV;
+        error = 0;
+        EXPECT_EQ(accessOf("missing", mode.mode, &error), -1) << mode.mode;
+        EXPECT_EQ(errno, EXDEV) << mode.mode;
+        EXPECT_EQ(error, ENOENT) << mode.mode;
+        EXPECT_EQ(faults::count("access"), calls) << mode.mode;
+    }
+}
+
+TEST(CachedAccess, RemembersTheErrorsOfTheModesApart) {
+    Cached cached;
+    cached.box.file("file", "", 0644);
+    faults::fail("access", 1, EIO);
+    EXPECT_EQ(accessOf("file", R_OK), -1);
+    faults::fail("access", 1, EROFS);
+    EXPECT_EQ(accessOf("file", W_OK), -1);
+    EXPECT_EQ(accessOf("file", F_OK), 0);
+    int error = 0;
+    EXPECT_EQ(accessOf("file", R_OK, &error), -1);
+    EXPECT_EQ(error, EIO);
+    EXPECT_EQ(accessOf("file", W_OK, &error), -1);
+    EXPECT_EQ(error, EROFS);
+    EXPECT_EQ(accessOf("file", F_OK, &error), 0);
+    EXPECT_EQ(error, 0);
+}
+
+TEST(CachedAccess, CompletesAnEntryOfAStat) {
+    Cached cached;
+    cached.box.file("file", "");
+    EXPECT_EQ(statOf("file"), 0);
+    faults::reset();
+    EXPECT_EQ(accessOf("file", R_OK), 0);
+    EXPECT_EQ(faults::count("access"), 1);
+    EXPECT_EQ(flagsOf("file"), 0x5U);
+}
+
+TEST(CachedAccess, AsksOnceForACombinedModeAndDoesNotRememberIt) {
+    const Cached cached;
+    faults::reset();
+    int error = 0;
+    EXPECT_EQ(accessOf("missing", R_OK | W_OK, &error), -1);
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(faults::count("access"), 1);
+    EXPECT_EQ(flagsOf("missing"), 0U);
+    // The path is known now: the combined mode passes, the single ones are asked for.
+    EXPECT_EQ(accessOf("missing", R_OK | W_OK, &error), 0);
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(faults::count("access"), 1);
+    EXPECT_EQ(accessOf("missing", R_OK), -1);
+    EXPECT_EQ(faults::count("access"), 2);
+}
+
+TEST(CachedAccess, LetsEveryOtherModePassForAKnownPath) {
+    const Cached cached;
+    EXPECT_EQ(statOf("missing"), -1);
+    faults::reset();
+    for (const int mode : {3, 5, 6, 7, 8, -1}) {
+        EXPECT_EQ(accessOf("missing", mode), 0) << mode;
+    }
+    EXPECT_EQ(faults::count("access"), 0);
+    EXPECT_EQ(flagsOf("missing"), 0x2U);
+}
+
+TEST(CachedAccess, ReportsANullPath) {
+    Reporting reporting;
+    EXPECT_EQ(sAccess(&reporting.registry, nullptr, R_OK, nullptr), RYN_INTERNAL_ERROR);
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].text, "sAccess()");
+}
+
+TEST(CachedAccess, ReportsExhaustedMemoryWhereverItEnds) {
+    Reporting reporting;
+    for (int nth = 1; nth <= 4; ++nth) { // the table, its buckets, the path, the entry
+        const Cached cached;
+        reports.clear();
+        faults::failAllocation(nth);
+        EXPECT_EQ(sAccess(&reporting.registry, ".", R_OK, nullptr), RYN_MEMORY_ERROR) << nth;
+        faults::reset();
+        ASSERT_EQ(reports.size(), 1U) << nth;
+        EXPECT_EQ(reports[0].code, 2);
+        EXPECT_EQ(reports[0].text, "sAccess()");
+        EXPECT_EQ(accessOf(".", R_OK), 0) << nth;
+    }
+}
+
+// Entries.
+
+TEST(StatEntry, HasItsFieldsInDocumentedOrder) {
+    EXPECT_EQ(offsetof(ryniStatEntry, next), 0U);
+    EXPECT_EQ(offsetof(ryniStatEntry, path), 8U);
+    EXPECT_EQ(offsetof(ryniStatEntry, flags), 16U);
+    EXPECT_EQ(offsetof(ryniStatEntry, statRecord), 24U);
+}
+
+TEST(StatEntry, IsDeletedByItsPath) {
+    Cached cached;
+    EXPECT_EQ(statOf("file"), -1);
+    EXPECT_EQ(statOf("other"), -1);
+    cached.box.file("file", "");
+    sDeleteStatEntry("file");
+    EXPECT_EQ(entryOf("file"), nullptr);
+    EXPECT_NE(entryOf("other"), nullptr);
+    EXPECT_EQ(statOf("file"), 0);
+    sDeleteStatEntry("unknown");
+    sDeleteStatEntry(nullptr);
+    rynStatCacheCtl(0);
+    sDeleteStatEntry("file");
+}
+
+TEST(StatEntry, IsClearedToZeroBytesBeforeItIsFreed) {
+    Cached cached;
+    const std::string path(1015, 'p'); // with its NUL, a size that malloc() gives as it is
+    EXPECT_EQ(statOf(path), -1);
+    EXPECT_EQ(statOf("."), 0);
+    freed.on = true;
+    freed.count = 0;
+    sDeleteStatEntry(path.c_str());
+    sDeleteStatEntry(".");
+    freed.on = false;
+    // Of each, the record, the path and the entry.
+    ASSERT_EQ(freed.count, 6U);
+    EXPECT_GE(freed.blocks[0].size, sizeof(struct stat));
+    EXPECT_TRUE(freed.blocks[0].zero);
+    EXPECT_EQ(freed.blocks[1].size, path.size() + 1);
+    EXPECT_TRUE(freed.blocks[1].zero);
+    EXPECT_GE(freed.blocks[2].size, sizeof(ryniStatEntry));
+    EXPECT_TRUE(freed.blocks[2].zero);
+    EXPECT_TRUE(freed.blocks[3].zero);
+    EXPECT_TRUE(freed.blocks[5].zero);
+}
+
+TEST(StatEntry, WithoutARecordIsFreedAsWell) {
+    const Cached cached;
+    EXPECT_EQ(accessOf(".", R_OK), 0);
+    freed.on = true;
+    freed.count = 0;
+    rynStatCacheCtl(0);
+    freed.on = false;
+    ASSERT_EQ(freed.count, 4U); // the path, the entry; the buckets, the table
+    EXPECT_TRUE(freed.blocks[1].zero);
+    EXPECT_GE(freed.blocks[2].size, 16 * sizeof(void *));
+    EXPECT_GE(freed.blocks[3].size, sizeof(vekHashTable));
+}
+
+TEST(StatEntry, StaysFoundWhileThousandsJoinIt) {
+    Cached cached;
+    constexpr int kPaths = 5000;
+    for (int i = 0; i < kPaths; ++i) {
+        EXPECT_EQ(statOf("missing/" + std::to_string(i)), -1);
+    }
+    faults::reset();
+    for (int i = 0; i < kPaths; ++i) {
+        EXPECT_EQ(statOf("missing/" + std::to_string(i)), -1);
+    }
+    EXPECT_EQ(faults::count("stat"), 0);
+    rynStatCacheCtl(0);
+    rynStatCacheCtl(1);
+    EXPECT_EQ(entryOf("missing/0"), nullptr);
+    EXPECT_EQ(entryOf("missing/4999"), nullptr);
+}
+
+TEST(StatEntry, IsFoundWhenTheTableCouldNotGrow) {
+    const Cached cached;
+    // 16 buckets of 3: the table would grow with the 48th entry.
+    for (int i = 1; i < 48; ++i) {
+        EXPECT_EQ(statOf("missing/" + std::to_string(i)), -1);
+    }
+    faults::failAllocation(3); // behind the path and the entry
+    EXPECT_EQ(accessOf("missing/48", F_OK), -1);
+    faults::reset();
+    for (int i = 1; i <= 48; ++i) {
+        EXPECT_NE(entryOf("missing/" + std::to_string(i)), nullptr) << i;
+    }
+}
+
+TEST(StatEntry, IsOneForAPathOfAnyBytesWhereverItsTextLies) {
+    const Cached cached;
+    const std::string path = "biblioth\xe8que/\xe9l\xe9ments/sch\xe9mas/d\xe9"
+                             "coupage";
+    std::array<char, 128> room = {};
+    faults::reset();
+    for (std::size_t offset = 0; offset < 16; ++offset) {
+        std::memcpy(room.data() + offset, path.c_str(), path.size() + 1);
+        EXPECT_EQ(sStat(nullptr, room.data() + offset, nullptr, nullptr), -1);
+    }
+    EXPECT_EQ(faults::count("stat"), 1);
+    std::memcpy(room.data() + 3, path.c_str(), path.size() + 1);
+    sDeleteStatEntry(room.data() + 3);
+    for (std::size_t offset = 0; offset < 8; ++offset) {
+        std::memcpy(room.data() + offset, path.c_str(), path.size() + 1);
+        EXPECT_EQ(ryniFindStatEntry(room.data() + offset), nullptr) << offset;
+    }
+}
+
+TEST(StatEntry, HoldsPathsUpToTheirLimitAndNoLongerOnes) {
+    const Cached cached;
+    for (const std::size_t length : {0U, 1023U, 1024U, 1025U, 2048U, 4095U, 4096U, 4097U, 100000U}) {
+        std::string path(length, 'x');
+        for (std::size_t i = 100; i < length; i += 100) {
+            path[i] = '/';
+        }
+        for (int round = 0; round < 2; ++round) {
+            int error = 0;
+            EXPECT_EQ(statOf(path, nullptr, &error), -1) << length;
+            EXPECT_EQ(error, length > 4095 ? ENAMETOOLONG : ENOENT) << length;
+            error = 0;
+            EXPECT_EQ(accessOf(path, R_OK, &error), -1) << length;
+            EXPECT_EQ(error, length > 4095 ? ENAMETOOLONG : ENOENT) << length;
+        }
+        EXPECT_EQ(entryOf(path) != nullptr, length <= 4095) << length;
+        sDeleteStatEntry(path.c_str());
+        EXPECT_EQ(entryOf(path), nullptr) << length;
+    }
+}
