@@ -12,6 +12,7 @@
 #include <malloc.h>
 #include <string>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -38,7 +39,8 @@ class LibraryOf {
     LibraryOf &operator=(const LibraryOf &) = delete;
     ~LibraryOf() {
         rynReleaseHandle(handle_);
-        std::filesystem::remove_all(directory_);
+        std::error_code ignored;
+        std::filesystem::remove_all(directory_, ignored);
     }
 
     [[nodiscard]] rynHandle handle() const { return handle_; }

@@ -365,9 +365,11 @@ int rynNextFile(rynContext *context, const char **name) {
 }
 
 int rynNextAttr(rynContext *context, const char **name, const char **value) {
-    const void *outputs = name == nullptr || value == nullptr ? nullptr : name;
-    const int status =
-        checkNext(context, outputs, RYNI_CONTEXT_ATTRIBUTES, RYNI_CONTEXT_ATTRIBUTES, "rynNextAttr()");
+    constexpr const char *kFunction = "rynNextAttr()";
+    if (name == nullptr || value == nullptr) {
+        return checkNext(context, nullptr, RYNI_CONTEXT_ATTRIBUTES, RYNI_CONTEXT_ATTRIBUTES, kFunction);
+    }
+    const int status = checkNext(context, name, RYNI_CONTEXT_ATTRIBUTES, RYNI_CONTEXT_ATTRIBUTES, kFunction);
     if (status == RYN_OK) {
         const rynAttribute *attribute = take(context, &rynAttribute::next);
         *name = attribute->name;

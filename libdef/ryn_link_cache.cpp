@@ -14,19 +14,19 @@
 namespace {
 
 int isSamePath(const void *entry, const void *key) {
-    return std::strcmp(static_cast<const rynLink *>(entry)->path, static_cast<const rynLink *>(key)->path) ==
-                   0
-               ? 1
-               : 0;
+    const auto *link = static_cast<const rynLink *>(entry);
+    const auto *wanted = static_cast<const rynLink *>(key);
+    return link->hash == wanted->hash && std::strcmp(link->path, wanted->path) == 0 ? 1 : 0;
 }
 
 uint32_t hashPath(const void *key, const vekHashTable * /*table*/) {
-    return ryniIndexHash(static_cast<const rynLink *>(key)->path, 0);
+    return static_cast<const rynLink *>(key)->hash;
 }
 
-rynLink *findLink(rynRegistry &registry, const char *path) {
+rynLink *findLink(rynRegistry &registry, const char *path, uint32_t hash) {
     rynLink wanted = {};
     wanted.path = const_cast<char *>(path); // only read, as a key
+    wanted.hash = hash;
     return static_cast<rynLink *>(vekHashProbe(&registry.linkIndex, &wanted));
 }
 
@@ -46,8 +46,9 @@ Outcome ask(const char *path, vek::PathText &target) {
     return {target.view(), static_cast<int32_t>(length), error};
 }
 
-/// Without memory the outcome is forgotten, and the system asked again.
-void remember(rynRegistry &registry, const char *path, const Outcome &outcome) {
+/// Keeps the outcome of a path that findLink() has just not found. Without memory it is forgotten, and the system
+/// asked again.
+void remember(rynRegistry &registry, const char *path, uint32_t hash, const Outcome &outcome) {
     vek::OwnedText pathCopy = vek::copyText(path);
     vek::OwnedText targetCopy = outcome.length < 0 ? nullptr : vek::copyText(outcome.target);
     auto *link = static_cast<rynLink *>(std::malloc(sizeof(rynLink)));
@@ -56,7 +57,7 @@ void remember(rynRegistry &registry, const char *path, const Outcome &outcome) {
         return;
     }
     rynLink *&head = registry.links[ryniNameBucket(path, 0)];
-    *link = {head, pathCopy.release(), targetCopy.release(), outcome.length, outcome.error, nullptr};
+    *link = {head, pathCopy.release(), targetCopy.release(), outcome.length, outcome.error, nullptr, hash};
     head = link;
     vekHashCreateAfterProbe(&registry.linkIndex, link);
 }
@@ -79,7 +80,8 @@ void ryniInitLinkCache(rynRegistry *registry) {
 }
 
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
-    const rynLink *known = registry == nullptr ? nullptr : findLink(*registry, path);
+    const uint32_t hash = ryniIndexHash(path, 0);
+    const rynLink *known = registry == nullptr ? nullptr : findLink(*registry, path, hash);
     if (known != nullptr) {
         return deliver({known->target == nullptr ? "" : known->target, known->length, known->error},
                        targetOut, size);
@@ -87,7 +89,7 @@ ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *r
     vek::PathText target;
     const Outcome outcome = ask(path, target);
     if (registry != nullptr) {
-        remember(*registry, path, outcome);
+        remember(*registry, path, hash, outcome);
     }
     return deliver(outcome, targetOut, size);
 }

@@ -113,12 +113,18 @@ bool answers(const rynLibrary &library, const char *name, bool ignoreCase) {
 int isSameKey(const void *entry, const void *key) {
     const auto *library = static_cast<const rynLibrary *>(entry);
     const auto *wanted = static_cast<const rynLibrary *>(key);
-    return library->bucket == wanted->bucket && vek::equalNoCase(library->name, wanted->name) ? 1 : 0;
+    const bool isAlike = library->nameHash == wanted->nameHash && library->bucket == wanted->bucket;
+    return isAlike && vek::equalNoCase(library->name, wanted->name) ? 1 : 0;
 }
 
 uint32_t hashKey(const void *key, const vekHashTable * /*table*/) {
-    const auto *library = static_cast<const rynLibrary *>(key);
-    return ryniIndexHashNoCase(library->name, library->bucket);
+    return static_cast<const rynLibrary *>(key)->nameHash;
+}
+
+/// Sets what the library, or a key, is found by.
+void setKey(rynLibrary &library, bool ignoreCase) {
+    library.bucket = ryniNameBucket(library.name, ignoreCase ? 1 : 0);
+    library.nameHash = ryniIndexHashNoCase(library.name, library.bucket);
 }
 
 int isSameLibrary(const void *entry, const void *key) {
@@ -220,7 +226,7 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
     const bool ignoreCase = ryniIgnoresCase() != 0;
     rynLibrary wanted = {};
     wanted.name = const_cast<char *>(name); // only read, as a key
-    wanted.bucket = ryniNameBucket(name, ignoreCase ? 1 : 0);
+    setKey(wanted, ignoreCase);
     auto *candidate = static_cast<rynLibrary *>(vekHashProbe(&registry->nameIndex, &wanted));
     return newestAnswer(candidate, wanted, ignoreCase);
 }
@@ -238,7 +244,7 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     if (!countLibraryIn(*registry, *library)) {
         return RYN_MEMORY_ERROR;
     }
-    library->bucket = ryniNameBucket(library->name, ryniIgnoresCase());
+    setKey(*library, ryniIgnoresCase() != 0);
     library->sequence = ++registry->insertions;
     putIntoNameIndex(*registry, *library);
     pushOnBucket(*registry, *library);

@@ -19,6 +19,7 @@ struct Node {
     std::size_t size;
     int exact; ///< directories that are this path
     int below; ///< directories that are this path or lie in it
+    uint32_t hash;
 
     [[nodiscard]] std::string_view name() const { return {component, size}; }
 };
@@ -26,12 +27,12 @@ struct Node {
 int isSameNode(const void *entry, const void *key) {
     const auto *node = static_cast<const Node *>(entry);
     const auto *wanted = static_cast<const Node *>(key);
-    return node->parent == wanted->parent && node->name() == wanted->name() ? 1 : 0;
+    return node->hash == wanted->hash && node->parent == wanted->parent && node->name() == wanted->name() ? 1
+                                                                                                          : 0;
 }
 
 uint32_t hashNode(const void *key, const vekHashTable * /*table*/) {
-    const auto *node = static_cast<const Node *>(key);
-    return ryniIndexHash(node->name(), reinterpret_cast<uintptr_t>(node->parent));
+    return static_cast<const Node *>(key)->hash;
 }
 
 /// Takes a path apart at every "/", so that "/a" begins with an empty component: one path holds another exactly
@@ -64,19 +65,26 @@ struct rynDirectoryIndex {
 
 namespace {
 
-Node *findChild(rynDirectoryIndex *index, Node *parent, std::string_view component) {
-    const Node wanted = {nullptr, parent, component.data(), component.size(), 0, 0};
-    return static_cast<Node *>(vekHashProbe(&index->nodes, &wanted));
+/// What the node of a component below `parent` is found by.
+Node keyOf(Node *parent, std::string_view component) {
+    const uint32_t hash = ryniIndexHash(component, reinterpret_cast<uintptr_t>(parent));
+    return {nullptr, parent, component.data(), component.size(), 0, 0, hash};
 }
 
-Node *addChild(rynDirectoryIndex *index, Node *parent, std::string_view component) {
-    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + component.size())));
+Node *find(rynDirectoryIndex *index, const Node &key) {
+    return static_cast<Node *>(vekHashProbe(&index->nodes, &key));
+}
+
+/// Makes the node that find() has just not found.
+Node *add(rynDirectoryIndex *index, const Node &key) {
+    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + key.size)));
     if (!node) {
         return nullptr;
     }
     char *text = reinterpret_cast<char *>(node.get() + 1);
-    std::memcpy(text, component.data(), component.size());
-    *node = {nullptr, parent, text, component.size(), 0, 0};
+    std::memcpy(text, key.component, key.size);
+    *node = key;
+    node->component = text;
     vekHashCreateAfterProbe(&index->nodes, node.get());
     return node.release();
 }
@@ -94,10 +102,10 @@ void prune(rynDirectoryIndex *index, Node *node) {
 Node *reach(rynDirectoryIndex *index, const char *path) {
     Node *node = &index->root;
     for (Components components(path); !components.done();) {
-        const std::string_view component = components.next();
-        Node *child = findChild(index, node, component);
+        const Node key = keyOf(node, components.next());
+        Node *child = find(index, key);
         if (child == nullptr) {
-            child = addChild(index, node, component);
+            child = add(index, key);
         }
         if (child == nullptr) {
             prune(index, node);
@@ -158,7 +166,7 @@ int ryniAddDirectory(rynDirectoryIndex *index, const char *path) {
 void ryniDropDirectory(rynDirectoryIndex *index, const char *path) {
     Node *node = &index->root;
     for (Components components(path); !components.done() && node != nullptr;) {
-        node = findChild(index, node, components.next());
+        node = find(index, keyOf(node, components.next()));
     }
     if (node != nullptr) {
         countUpward(node, -1);
@@ -170,7 +178,7 @@ int ryniCountDirectories(rynDirectoryIndex *index, const char *path) {
     Node *node = &index->root;
     int count = 0;
     for (Components components(path); !components.done();) {
-        node = findChild(index, node, components.next());
+        node = find(index, keyOf(node, components.next()));
         if (node == nullptr) {
             return count;
         }

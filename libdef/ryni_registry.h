@@ -69,6 +69,7 @@ typedef struct rynLibrary {
     uint64_t sequence; ///< grows with every insertion
     uint64_t place;    ///< grows along the definition order
     uint32_t bucket;
+    uint32_t nameHash; ///< in the name index
     // The last dump that met it in its bucket, and in the definition order.
     uint32_t dumpedFromBucket;
     uint32_t dumpedFromOrder;
@@ -83,6 +84,7 @@ typedef struct rynLink {
     int32_t error;
 
     struct rynLink *nextInIndex;
+    uint32_t hash; ///< of the path, in the index
 } rynLink;
 
 typedef struct rynIncludedFileList {
