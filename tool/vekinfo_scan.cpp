@@ -290,7 +290,11 @@ class Scan {
         bool goesOn = path.assign(pathOf(level));
         while (goesOn && path.append("/..")) {
             const Identity above = Identity::of(path.c_str());
-            goesOn = above.known && above != last && ancestors_.push(above);
+            goesOn = above.known && above != last;
+            if (goesOn && !ancestors_.push(above)) {
+                reportNoMemory(pathOf(level));
+                return;
+            }
             last = above;
         }
     }

@@ -12,7 +12,6 @@
 namespace faults = test::faults;
 using test::Definitions;
 using test::DiskIterator;
-using test::diskIterator;
 using test::diskIterators;
 using test::Existence;
 using test::gathered;
@@ -21,7 +20,6 @@ using test::levelOf;
 using test::NameList;
 using test::Project;
 using test::recorded;
-using test::Report;
 using test::Reports;
 
 namespace {

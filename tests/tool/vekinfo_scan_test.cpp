@@ -1,0 +1,556 @@
+#include "tool/vekinfo_check.h"
+
+#include "tests/support/capture.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/tagfile/tag_support.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// What readdir() does beside its work in this process.
+struct Reading {
+    bool hidesTypes = false;              ///< as file systems do that know no entry types
+    std::function<void()> afterward = {}; ///< called when a directory has been read to its end
+};
+Reading reading;
+
+} // namespace
+
+// Stands between the code under test and the C library.
+extern "C" dirent *readdir(DIR *directory) {
+    static const auto real = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir"));
+    dirent *entry = real(directory);
+    if (entry != nullptr && reading.hidesTypes) {
+        entry->d_type = DT_UNKNOWN;
+    }
+    if (entry == nullptr && reading.afterward) {
+        reading.afterward();
+    }
+    return entry;
+}
+
+namespace {
+
+using test::kNoReports;
+using test::Reports;
+
+constexpr int kInvalidPath = 10;
+constexpr const char *kLoop = "there seems to be a linkloop";
+
+class Scan : public test::TagTest {
+  protected:
+    void SetUp() override {
+        test::TagTest::SetUp();
+        box.directory("lib");
+    }
+    void TearDown() override {
+        reading = {};
+        test::TagTest::TearDown();
+    }
+
+    /// What the scan of "lib", or of another directory, prints. Its reports are collected.
+    std::string scan(const std::string &directory = "lib", int isTop = 1) const {
+        test::Capture capture;
+        tovScanSubdirsForVekinfo(box.path(directory).c_str(), isTop);
+        EXPECT_EQ("", capture.err());
+        return capture.out();
+    }
+    /// The directories that the scan prints, without the sandbox's part of their paths, in order.
+    std::vector<std::string> redundant(const std::string &directory = "lib", int isTop = 1) const {
+        const std::string text = scan(directory, isTop);
+        const std::string first =
+            "There is a redundant vekinfo.tag file in the subdir: \n\t" + box.path() + "/";
+        std::vector<std::string> found;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t end = text.find('\n', at + first.size());
+            if (text.substr(at, first.size()) != first || end == std::string::npos) {
+                ADD_FAILURE() << text;
+                break;
+            }
+            found.push_back(text.substr(at + first.size(), end - at - first.size()));
+            at = end + 1;
+        }
+        return found;
+    }
+    std::vector<std::string> sortedRedundant(const std::string &directory = "lib", int isTop = 1) const {
+        std::vector<std::string> found = redundant(directory, isTop);
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+    [[nodiscard]] test::Report loopIn(const std::string &directory) const {
+        return {kInvalidPath, kLoop, box.path(directory), 0};
+    }
+};
+
+using Found = std::vector<std::string>;
+
+// ---- what is redundant
+
+TEST_F(Scan, EachTagFileBelowTheTopIsRedundant) {
+    box.file("lib/vekinfo.tag", "").file("lib/a/vekinfo.tag", "").file("lib/a/b/c/vekinfo.tag", "");
+    EXPECT_EQ((Found{"lib/a", "lib/a/b/c"}), sortedRedundant());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, TheReportNamesTheDirectory) {
+    box.file("lib/a/vekinfo.tag", "");
+    EXPECT_EQ("There is a redundant vekinfo.tag file in the subdir: \n\t" + box.path("lib/a") + "\n", scan());
+}
+
+TEST_F(Scan, OnlyATopDirectoryMayHaveATagFile) {
+    box.file("lib/vekinfo.tag", "");
+    EXPECT_EQ(Found{}, redundant("lib", 1));
+    EXPECT_EQ(Found{"lib"}, redundant("lib", 0));
+    EXPECT_EQ(Found{}, redundant("lib", -1)) << "anything but 0 is true";
+}
+
+TEST_F(Scan, TheNameMustBeExact) {
+    box.file("lib/a/Vekinfo.tag", "").file("lib/a/vekinfo.tags", "").file("lib/a/vekinfo.ta", "");
+    box.file("lib/a/VEKINFO.TAG", "").file("lib/a/xvekinfo.tag", "").file("lib/a/.vekinfo.tag", "");
+    EXPECT_EQ("", scan());
+}
+
+TEST_F(Scan, WhateverIsNoDirectoryCounts) {
+    box.fifo("lib/a/vekinfo.tag").link("lib/b/vekinfo.tag", "/none").link("lib/c/vekinfo.tag", "vekinfo.tag");
+    box.file("lib/other", "").link("lib/d/vekinfo.tag", "../other").file("lib/e/vekinfo.tag", "", 0);
+    EXPECT_EQ((Found{"lib/a", "lib/b", "lib/c", "lib/d", "lib/e"}), sortedRedundant());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, ADirectoryOfThatNameIsEntered) {
+    box.file("lib/a/vekinfo.tag/vekinfo.tag", "").file("other/vekinfo.tag", "");
+    box.link("lib/b/vekinfo.tag", box.path("other"));
+    EXPECT_EQ((Found{"lib/a/vekinfo.tag", "other"}), sortedRedundant());
+}
+
+TEST_F(Scan, DirectoriesWhoseNamesBeginWithDotsAreEntered) {
+    box.file("lib/.a/vekinfo.tag", "").file("lib/..b/vekinfo.tag", "").file("lib/.../vekinfo.tag", "");
+    EXPECT_EQ((Found{"lib/...", "lib/..b", "lib/.a"}), sortedRedundant());
+}
+
+TEST_F(Scan, EntriesComeInTheOrderOfTheirDirectoryAndSubdirectoriesInBetween) {
+    for (const char *name : {"one", "two", "three", "four", "five"}) {
+        box.file("lib/" + std::string(name) + "/vekinfo.tag", "");
+        box.file("lib/" + std::string(name) + "/deeper/vekinfo.tag", "");
+    }
+    Found expected;
+    const auto visit = [&](const std::string &directory, const auto &again) -> void {
+        std::vector<std::string> names;
+        DIR *stream = opendir(box.path(directory).c_str());
+        while (const dirent *entry = readdir(stream)) {
+            names.emplace_back(entry->d_name);
+        }
+        closedir(stream);
+        for (const std::string &name : names) {
+            if (name == "vekinfo.tag") {
+                expected.push_back(directory);
+            } else if (name[0] != '.') {
+                again(directory + "/" + name, again);
+            }
+        }
+    };
+    visit("lib", visit);
+    ASSERT_EQ(10U, expected.size());
+    EXPECT_EQ(expected, redundant());
+}
+
+TEST_F(Scan, ADirectoryThatCannotBeOpenedIsPassedOver) {
+    EXPECT_EQ("", scan("none"));
+    box.file("lib/vekinfo.tag", "");
+    EXPECT_EQ("", scan("lib/vekinfo.tag", 0));
+    tovScanSubdirsForVekinfo("", 0);
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, UnreadableDirectoriesArePassedOver) {
+    box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "").file("lib/c/vekinfo.tag", "");
+    box.directory("lib/b", 0);
+    test::asUnprivileged([this] {
+        EXPECT_EQ((Found{"lib/a", "lib/c"}), sortedRedundant());
+        EXPECT_EQ(kNoReports, reports.take());
+    });
+}
+
+TEST_F(Scan, InADirectoryThatCannotBeSearchedEverythingIsAFile) {
+    box.file("lib/a/b/vekinfo.tag", "")
+        .file("lib/c/vekinfo.tag/vekinfo.tag", "")
+        .file("lib/d/vekinfo.tag", "");
+    box.directory("lib/a", 0444).directory("lib/c", 0444).directory("lib/d", 0444);
+    test::asUnprivileged([this] {
+        EXPECT_EQ((Found{"lib/c", "lib/d"}), sortedRedundant());
+        EXPECT_EQ(kNoReports, reports.take());
+    });
+}
+
+TEST_F(Scan, ARelativeDirectoryIsScannedToo) {
+    box.file("lib/a/vekinfo.tag", "").link("lib/up", "..");
+    test::Capture capture;
+    tovScanSubdirsForVekinfo("lib", 1);
+    EXPECT_EQ("There is a redundant vekinfo.tag file in the subdir: \n\tlib/a\n", capture.out());
+    EXPECT_EQ((Reports{{kInvalidPath, kLoop, "lib", 0}}), reports.take());
+}
+
+// ---- links
+
+TEST_F(Scan, LinksToDirectoriesAreFollowed) {
+    box.file("other/vekinfo.tag", "").file("other/deeper/vekinfo.tag", "").link("lib/a", box.path("other"));
+    EXPECT_EQ((Found{"other", "other/deeper"}), sortedRedundant());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, ARelativeTargetCountsFromTheDirectoryOfTheLink) {
+    box.file("other/vekinfo.tag", "").file("other/deeper/vekinfo.tag", "").directory("lib/a");
+    box.link("lib/a/b", "../../other");
+    EXPECT_EQ((Found{"lib/a/../../other", "lib/a/../../other/deeper"}), sortedRedundant());
+}
+
+TEST_F(Scan, ADirectoryIsScannedAsOftenAsLinksLeadToIt) {
+    box.file("other/vekinfo.tag", "").link("lib/a", box.path("other")).link("lib/b", box.path("other"));
+    EXPECT_EQ((Found{"other", "other"}), redundant());
+}
+
+TEST_F(Scan, ATargetMayHoldVariables) {
+    box.directory("$PLACE").file("other/vekinfo.tag", "").link("lib/a", box.path("$PLACE"));
+    test::setEnvironment({{"PLACE", "other"}});
+    EXPECT_EQ(Found{"other"}, redundant());
+}
+
+TEST_F(Scan, ATargetThatCannotBeNormalizedIsReported) {
+    box.directory("$UNKNOWN").link("lib/a", box.path("$UNKNOWN")).link("lib/b", "../$UNKNOWN");
+    const std::string absolute = box.path("$UNKNOWN");
+    const std::string relative = box.path("lib/../$UNKNOWN");
+    EXPECT_EQ("", scan());
+    Reports taken = reports.take();
+    ASSERT_EQ(4U, taken.size());
+    if (taken[0].where == relative) { // the order of the two links is the directory's
+        std::rotate(taken.begin(), taken.begin() + 2, taken.end());
+    }
+    EXPECT_EQ((Reports{{11, "tovNormalizePath", absolute, 0},
+                       {kInvalidPath, absolute, box.path("lib/a"), 0},
+                       {11, "tovNormalizePath", relative, 0},
+                       {kInvalidPath, relative, box.path("lib/b"), 0}}),
+              taken);
+}
+
+TEST_F(Scan, ATargetThatCannotBeReadIsReported) {
+    box.directory("secret", 0).link("lib/a", box.path("secret"));
+    test::asUnprivileged([this] {
+        EXPECT_EQ("", scan());
+        EXPECT_EQ((Reports{{11, "tovNormalizePath", box.path("secret"), 0},
+                           {kInvalidPath, box.path("secret"), box.path("lib/a"), 0}}),
+                  reports.take());
+    });
+}
+
+TEST_F(Scan, ATargetHasAtMost1023Characters) {
+    box.file("other/vekinfo.tag", "");
+    const std::string fits = test::spelledWith(box.path("other"), 1023);
+    const std::string tooLong = test::spelledWith(box.path("other"), 1024);
+    box.link("lib/a", fits);
+    EXPECT_EQ("There is a redundant vekinfo.tag file in the subdir: \n\t" + fits + "\n", scan());
+    EXPECT_EQ(kNoReports, reports.take());
+    box.link("lib/a", tooLong);
+    EXPECT_EQ("", scan());
+    EXPECT_EQ((Reports{{11, "tovNormalizePath", tooLong, 0}, {kInvalidPath, tooLong, box.path("lib/a"), 0}}),
+              reports.take());
+}
+
+TEST_F(Scan, ALongRelativeTargetIsReportedWhole) {
+    // The longest target that a link can have and that still leads to a directory.
+    const std::string target = "../" + test::spelledWith("other", 4092);
+    box.directory("other").link("lib/a", target);
+    EXPECT_EQ("", scan());
+    const std::string absolute = box.path("lib/" + target);
+    EXPECT_EQ(
+        (Reports{{11, "tovNormalizePath", absolute, 0}, {kInvalidPath, absolute, box.path("lib/a"), 0}}),
+        reports.take());
+}
+
+TEST_F(Scan, AFailedLinkReadIsReported) {
+    box.file("other/vekinfo.tag", "").link("lib/a", box.path("other"));
+    test::faults::fail("readlink", 1, EIO);
+    EXPECT_EQ("", scan());
+    EXPECT_EQ((Reports{{kInvalidPath, box.path("lib"), "", 0}}), reports.take());
+}
+
+TEST_F(Scan, DanglingLinksAndCirclesOfLinksAreNoDirectories) {
+    box.link("lib/a", "/none").link("lib/b", "b").link("lib/c", "d").link("lib/d", "c");
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, ChainsOfLinksAreFollowed) {
+    box.file("end/vekinfo.tag", "").link("chain0", "end");
+    for (int i = 1; i < 30; ++i) {
+        box.link("chain" + std::to_string(i), "chain" + std::to_string(i - 1));
+    }
+    box.link("lib/a", box.path("chain29"));
+    EXPECT_EQ(Found{"chain29"}, redundant());
+}
+
+TEST_F(Scan, ChainsOfLinkedDirectoriesAreFollowedToTheirEnd) {
+    constexpr int kLength = 300;
+    for (int i = 0; i < kLength; ++i) {
+        box.link("d" + std::to_string(i) + "/next", box.path("d" + std::to_string(i + 1)));
+    }
+    box.file("d" + std::to_string(kLength) + "/vekinfo.tag", "").link("lib/a", box.path("d0"));
+    EXPECT_EQ(Found{"d" + std::to_string(kLength)}, redundant());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+// ---- links that lead back
+
+TEST_F(Scan, ALinkToTheLibrarysParentIsALoop) {
+    box.file("vekinfo.tag", "").link("lib/a", box.path());
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
+}
+
+TEST_F(Scan, ARelativeLinkToTheParentIsALoop) {
+    box.file("vekinfo.tag", "").link("lib/a", "..");
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
+}
+
+TEST_F(Scan, ALinkToItsOwnDirectoryIsALoop) {
+    box.directory("lib/sub").link("lib/sub/a", ".");
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(Reports{loopIn("lib/sub")}, reports.take());
+    box.link("lib/sub/a", box.path("lib/sub"));
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(Reports{loopIn("lib/sub")}, reports.take());
+}
+
+TEST_F(Scan, ALinkToADirectoryOnTheWayDownIsALoop) {
+    for (const std::string &target : {std::string("../../.."), box.path("lib")}) {
+        box.directory("lib/a/b/c").link("lib/a/b/c/link", target);
+        EXPECT_EQ("", scan());
+        EXPECT_EQ(Reports{loopIn("lib/a/b/c")}, reports.take()) << target;
+    }
+}
+
+TEST_F(Scan, ALinkAboveTheLibraryIsALoopHoweverFarItLeads) {
+    for (const char *target : {"../..", "../../..", "../../../../../../../../../..", "/"}) {
+        box.directory("lib/a").link("lib/a/link", target);
+        EXPECT_EQ("", scan());
+        EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take()) << target;
+    }
+}
+
+TEST_F(Scan, AnotherSpellingOfADirectoryOnTheWayIsALoop) {
+    box.link("alias", box.path("lib")).directory("lib/a").link("lib/a/link", box.path("alias"));
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take());
+    box.link("lib/a/link", box.path("lib/../lib/a"));
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take());
+}
+
+TEST_F(Scan, ATargetWhoseTextBeginsTheDirectorysTextIsALoop) {
+    box.file("li/vekinfo.tag", "").link("lib/a", box.path("li"));
+    EXPECT_EQ("", scan()) << "though it lies beside the library";
+    EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
+    box.directory("lib/sub").file("lib/s/vekinfo.tag", "").link("lib/sub/b", box.path("lib/s"));
+    EXPECT_EQ(Found{"lib/s"}, redundant());
+    EXPECT_EQ(2U, reports.take().size());
+}
+
+TEST_F(Scan, ATargetWhoseTextGoesOnIsNoLoop) {
+    box.file("library/vekinfo.tag", "").link("lib/a", box.path("library"));
+    EXPECT_EQ(Found{"library"}, redundant());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, ALinkToASiblingIsFollowed) {
+    box.file("lib/b/vekinfo.tag", "").directory("lib/a").link("lib/a/link", "../b");
+    EXPECT_EQ((Found{"lib/a/../b", "lib/b"}), sortedRedundant());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, LinksThatCrossBetweenSubtreesEnd) {
+    box.file("lib/a/vekinfo.tag", "").link("lib/a/link", box.path("lib/b"));
+    box.file("lib/b/vekinfo.tag", "").link("lib/b/link", box.path("lib/a"));
+    EXPECT_EQ((Found{"lib/a", "lib/a", "lib/b", "lib/b"}), sortedRedundant())
+        << "each is scanned by itself and through the link in the other";
+    Reports taken = reports.take();
+    std::sort(taken.begin(), taken.end(),
+              [](const test::Report &x, const test::Report &y) { return x.where < y.where; });
+    EXPECT_EQ((Reports{loopIn("lib/a"), loopIn("lib/b")}), taken);
+}
+
+TEST_F(Scan, RelativeLinksThatCrossBetweenSubtreesEnd) {
+    box.directory("lib/a").link("lib/a/link", "../b").directory("lib/b").link("lib/b/link", "../a");
+    EXPECT_EQ("", scan());
+    Reports taken = reports.take();
+    std::sort(taken.begin(), taken.end(),
+              [](const test::Report &x, const test::Report &y) { return x.where < y.where; });
+    EXPECT_EQ((Reports{loopIn("lib/a/../b"), loopIn("lib/b/../a")}), taken);
+}
+
+TEST_F(Scan, ACircleThroughDirectoriesElsewhereEnds) {
+    box.link("lib/a", box.path("x/1")).link("x/1/2/link", box.path("y/1")).link("y/1/2/link", box.path("x"));
+    box.file("x/1/vekinfo.tag", "").file("y/1/vekinfo.tag", "");
+    // The last link leads above what is scanned: that is entered, until the way comes back to "x/1".
+    EXPECT_EQ((Found{"x/1", "x/1", "y/1"}), sortedRedundant());
+    EXPECT_EQ(Reports{loopIn("x/1/2")}, reports.take());
+}
+
+TEST_F(Scan, AfterALoopTheScanGoesOnWithTheNextEntry) {
+    for (const char *name : {"a", "m", "z"}) {
+        box.file("lib/" + std::string(name) + "/vekinfo.tag", "");
+        box.link("lib/" + std::string(name) + "up", "..");
+    }
+    EXPECT_EQ((Found{"lib/a", "lib/m", "lib/z"}), sortedRedundant());
+    EXPECT_EQ((Reports{loopIn("lib"), loopIn("lib"), loopIn("lib")}), reports.take());
+}
+
+TEST_F(Scan, ManyDirectoriesThatAllLinkToEachOtherEnd) {
+    constexpr int kDirectories = 14; // in every order, these are 87,178,291,200 ways
+    for (int i = 0; i < kDirectories; ++i) {
+        const std::string directory = "lib/d" + std::to_string(i);
+        box.file(directory + "/inner/vekinfo.tag", "");
+        for (int other = 0; other < kDirectories; ++other) {
+            box.link(directory + "/link" + std::to_string(other), box.path("lib/d" + std::to_string(other)));
+        }
+    }
+    const Found found = sortedRedundant();
+    for (int i = 0; i < kDirectories; ++i) {
+        const std::string directory = "lib/d" + std::to_string(i) + "/inner";
+        EXPECT_LT(0, std::count(found.begin(), found.end(), directory)) << directory;
+        EXPECT_GT(300, std::count(found.begin(), found.end(), directory)) << directory;
+    }
+}
+
+TEST_F(Scan, AFewDirectoriesThatAllLinkToEachOtherAreWalkedInEveryOrder) {
+    for (const std::string name : {"a", "b", "c", "d"}) {
+        box.file("lib/" + name + "/vekinfo.tag", "");
+        for (const std::string other : {"a", "b", "c", "d"}) {
+            box.link("lib/" + name + "/to_" + other, box.path("lib/" + other));
+        }
+    }
+    const Found found = redundant();
+    // Ways of one directory, of two, three and all four.
+    EXPECT_EQ(4U + 4 * 3 + 4 * 3 * 2 + 4 * 3 * 2 * 1, found.size());
+}
+
+// ---- what the scan costs
+
+TEST_F(Scan, FileSystemsWithoutEntryTypesGiveTheSameReport) {
+    box.file("lib/vekinfo.tag", "").file("lib/a/vekinfo.tag", "").file("lib/a/b/vekinfo.tag", "");
+    box.directory("lib/c/vekinfo.tag").fifo("lib/d/vekinfo.tag").link("lib/e/vekinfo.tag", "/none");
+    box.file("other/vekinfo.tag", "")
+        .link("lib/link", box.path("other"))
+        .link("lib/up", "..")
+        .link("lib/x", "x");
+    const std::string text = scan();
+    const Reports taken = reports.take();
+    EXPECT_EQ(Reports{loopIn("lib")}, taken);
+    reading.hidesTypes = true;
+    EXPECT_EQ(text, scan());
+    EXPECT_EQ(taken, reports.take());
+}
+
+TEST_F(Scan, EntryTypesSpareTheQuestions) {
+    for (int i = 0; i < 20; ++i) {
+        box.file("lib/cell" + std::to_string(i) + "/view/file", "");
+    }
+    test::faults::reset();
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(41, test::faults::count("opendir"));
+    EXPECT_EQ(0, test::faults::count("stat"));
+    EXPECT_EQ(0, test::faults::count("lstat"));
+    EXPECT_EQ(0, test::faults::count("readlink"));
+}
+
+TEST_F(Scan, ATreeOfThreeThousandLevelsIsScannedWithinSmallLimits) {
+    std::string path = "lib";
+    for (int level = 1; level <= 3000; ++level) {
+        path += "/d";
+    }
+    box.directory(path);
+    const std::string far = path.substr(0, std::string("lib").size() + 2 * 1900);
+    box.file(far + "/vekinfo.tag", "").file(path + "/vekinfo.tag", "");
+    const test::Outcome outcome = test::inChild([&] {
+        const rlimit files = {16, 16};
+        EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &files));
+        // What lies beyond 4095 characters of path cannot be opened.
+        EXPECT_EQ(Found{far}, redundant());
+        EXPECT_EQ(kNoReports, reports.take());
+        return 0;
+    });
+    EXPECT_EQ(0, outcome.status);
+    test::run({"rm", "-rf", box.path("lib")}, {.environment = {{"PATH", "/usr/bin:/bin"}}});
+}
+
+// ---- trouble on the way
+
+TEST_F(Scan, EntriesThatVanishArePassedOver) {
+    box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "").directory("other");
+    box.link("lib/c", box.path("other"));
+    reading.afterward = [this] {
+        test::removeTree(box.path("lib/a"));
+        test::removeTree(box.path("lib/b"));
+        test::removeTree(box.path("other"));
+    };
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, ADirectoryThatTurnsIntoALinkIsNoEndlessWay) {
+    box.directory("lib/a");
+    reading.afterward = [this] { box.link("lib/vekinfo.tag", "a"); };
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, ADirectoryThatCannotBeOpenedForNowIsPassedOver) {
+    box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "");
+    for (const int error : {EMFILE, EIO, ENOMEM, ESTALE}) {
+        test::faults::fail("opendir", 2, error);
+        EXPECT_EQ(1U, redundant().size()) << error;
+        EXPECT_EQ(kNoReports, reports.take());
+    }
+}
+
+TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
+    box.file("lib/a/vekinfo.tag", "")
+        .file("other/vekinfo.tag", "")
+        .link("lib/b", "../other")
+        .link("lib/c", "..");
+    const std::size_t all = redundant().size();
+    EXPECT_EQ(2U, all);
+    reports.take();
+    bool isComplete = false;
+    for (int nth = 1; !isComplete; ++nth) {
+        test::faults::failAllocation(nth);
+        const std::size_t found = redundant().size();
+        isComplete = test::faults::count("malloc") < nth;
+        test::faults::reset();
+        const Reports taken = reports.take();
+        const auto saysWhy = [](const test::Report &report) { return report.code == 2 || report.code == 11; };
+        EXPECT_TRUE(found == all || std::any_of(taken.begin(), taken.end(), saysWhy))
+            << nth << testing::PrintToString(taken) << found;
+        ASSERT_GT(200, nth);
+    }
+}
+
+TEST_F(Scan, TheReportOfMissingMemoryNamesTheDirectory) {
+    box.directory("lib/a");
+    test::faults::failAllocation(1);
+    EXPECT_EQ("", scan());
+    EXPECT_EQ((Reports{{2, "while looking for vekinfo.tag files", box.path("lib"), 0}}), reports.take());
+}
+
+} // namespace
