@@ -1,0 +1,279 @@
+#include "tool/vekinfo_append.h"
+
+#include "tests/support/capture.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/support/small_filesystem.h"
+#include "tests/tagfile/tag_support.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr std::string_view kHead = "# The next line was written by the\n"
+                                   "# vekinfo -configurelibrary command.\n"
+                                   "VEKLIBRARY\n";
+constexpr std::string_view kDmType = "#\n"
+                                     "# DMType is explicitly set to none here\n"
+                                     "# because there was a dm.tag file with a\n"
+                                     "# 'none' entry in it.\n"
+                                     "DMTYPE none\n";
+
+class Append : public test::TagTest {
+  protected:
+    void SetUp() override {
+        test::TagTest::SetUp();
+        box.directory("lib");
+    }
+
+    /// Appends to "lib/vekinfo.tag". @return the result
+    bool append() const {
+        return vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
+    }
+    [[nodiscard]] std::string content() const { return box.read("lib/vekinfo.tag"); }
+    [[nodiscard]] std::string unixNameSpace() const {
+        return "#\n# Directory " + box.path("lib") +
+               " is \n"
+               "# determined to be case sensitive, therefore\n"
+               "# NAMESPACE is set to LibraryUnix\n"
+               "NAMESPACE LibraryUnix\n";
+    }
+    [[nodiscard]] std::string ntNameSpace() const {
+        return "#\n# Directory " + box.path("lib") +
+               " is\n"
+               "# determined to be NOT case sensitive, therefore\n"
+               "# NAMESPACE is set to LibraryNT\n"
+               "NAMESPACE LibraryNT\n";
+    }
+    [[nodiscard]] std::string block() const { return std::string(kHead) + unixNameSpace(); }
+};
+
+// ---- what is written
+
+TEST_F(Append, ANewFileHoldsTheEntriesAndNoTemplate) {
+    EXPECT_TRUE(append());
+    EXPECT_EQ(block(), content());
+    EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe leaves nothing behind";
+}
+
+TEST_F(Append, TheDmTypeFollowsADmTagFileThatSaysNone) {
+    box.file("lib/dm.tag", "none\n");
+    EXPECT_TRUE(append());
+    EXPECT_EQ(std::string(kHead) + std::string(kDmType) + unixNameSpace(), content());
+}
+
+TEST_F(Append, ADmTagFileThatSaysSomethingElseDoesNot) {
+    box.file("lib/dm.tag", "None\n");
+    EXPECT_TRUE(append());
+    EXPECT_EQ(block(), content());
+}
+
+TEST_F(Append, TheNameSpaceSuitsACaselessFileSystem) {
+    test::faults::makeCaseless(box.path("lib"));
+    EXPECT_TRUE(append());
+    EXPECT_EQ(std::string(kHead) + ntNameSpace(), content());
+}
+
+TEST_F(Append, ANameSpaceThatCannotBeDeterminedIsLeftOut) {
+    // The probe's own file cannot be made.
+    box.directory("lib/vekfscasesensitivity." + std::to_string(getpid()));
+    test::Capture capture;
+    EXPECT_TRUE(append());
+    EXPECT_EQ("ERROR! can't determine file system case sensitivity on writable directory\n", capture.err());
+    EXPECT_EQ("", capture.out());
+    EXPECT_EQ(kHead, content());
+}
+
+TEST_F(Append, AnExistingFileKeepsItsContent) {
+    box.file("lib/vekinfo.tag", "# mine\nDMTYPE mrev\nOWNER me\n");
+    EXPECT_TRUE(append());
+    EXPECT_EQ("# mine\nDMTYPE mrev\nOWNER me\n" + block(), content());
+}
+
+TEST_F(Append, ALastLineWithoutANewlineIsEndedFirst) {
+    box.file("lib/vekinfo.tag", "OWNER me");
+    EXPECT_TRUE(append());
+    EXPECT_EQ("OWNER me\n" + block(), content());
+    box.file("lib/vekinfo.tag", "\n");
+    EXPECT_TRUE(append());
+    EXPECT_EQ("\n" + block(), content());
+    box.file("lib/vekinfo.tag", "");
+    EXPECT_TRUE(append());
+    EXPECT_EQ(block(), content());
+}
+
+TEST_F(Append, AllIsWrittenWithOneCall) {
+    box.file("lib/vekinfo.tag", "OWNER me").file("lib/dm.tag", "none\n");
+    test::faults::reset();
+    EXPECT_TRUE(append());
+    EXPECT_EQ(1, test::faults::count("write"));
+}
+
+TEST_F(Append, TheFileKeepsItsInodeModeAndNames) {
+    box.file("lib/vekinfo.tag", "", 0640);
+    ASSERT_EQ(0, ::link("lib/vekinfo.tag", "other"));
+    EXPECT_TRUE(append());
+    struct stat status = {};
+    ASSERT_EQ(0, stat("lib/vekinfo.tag", &status));
+    EXPECT_EQ(0640U, status.st_mode & 07777U);
+    EXPECT_EQ(block(), box.read("other"));
+}
+
+TEST_F(Append, ANewFileHasTheModeThatTheUmaskLeaves) {
+    const mode_t before = umask(027);
+    EXPECT_TRUE(append());
+    umask(before);
+    struct stat status = {};
+    ASSERT_EQ(0, stat("lib/vekinfo.tag", &status));
+    EXPECT_EQ(0640U, status.st_mode & 07777U);
+}
+
+TEST_F(Append, LinksAreFollowed) {
+    box.file("real", "A 1\n").link("lib/vekinfo.tag", box.path("real"));
+    EXPECT_TRUE(append());
+    EXPECT_EQ("A 1\n" + block(), box.read("real"));
+    box.link("lib/vekinfo.tag", "../new");
+    EXPECT_TRUE(append());
+    EXPECT_EQ(block(), box.read("new"));
+}
+
+TEST_F(Append, ADeviceTakesTheText) {
+    box.link("lib/vekinfo.tag", "/dev/null");
+    EXPECT_TRUE(append());
+    box.link("lib/vekinfo.tag", "/dev/full");
+    EXPECT_FALSE(append());
+}
+
+// ---- what cannot be written
+
+TEST_F(Append, WhatIsNoFileIsRefused) {
+    box.directory("lib/vekinfo.tag");
+    EXPECT_FALSE(append());
+    box.directory("pipe").fifo("pipe/vekinfo.tag");
+    EXPECT_FALSE(vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("pipe/vekinfo.tag").c_str()));
+    EXPECT_FALSE(vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("none/vekinfo.tag").c_str()));
+    box.link("loop", "loop");
+    EXPECT_FALSE(vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("loop").c_str()));
+}
+
+TEST_F(Append, AFileThatMayNotBeReadOrWrittenIsRefused) {
+    for (const mode_t mode : {0444U, 0222U, 0U}) {
+        box.file("lib/vekinfo.tag", "A 1\n", mode);
+        test::asUnprivileged([this] { EXPECT_FALSE(append()); });
+        EXPECT_EQ("A 1\n", content());
+    }
+}
+
+/// Calls that may fail while text is appended.
+struct Failure {
+    const char *call;
+    int error;
+};
+constexpr Failure kFailures[] = {{"fstat", EIO},   {"write", ENOSPC}, {"write", EDQUOT},
+                                 {"write", EINTR}, {"write", EIO},    {"fclose", ENOMEM}};
+
+TEST_F(Append, AFailureLeavesAnExistingFileAsItWas) {
+    for (const std::string text : {"A 1\n", "A 1", ""}) {
+        for (const Failure &failure : kFailures) {
+            box.file("lib/vekinfo.tag", text);
+            test::faults::fail(failure.call, 1, failure.error);
+            EXPECT_FALSE(append()) << failure.call << text;
+            test::faults::reset();
+            EXPECT_EQ(text, content()) << failure.call;
+        }
+    }
+}
+
+TEST_F(Append, AFailureLeavesNoNewFile) {
+    for (const Failure &failure : kFailures) {
+        test::faults::fail(failure.call, 1, failure.error);
+        EXPECT_FALSE(append()) << failure.call;
+        test::faults::reset();
+        EXPECT_EQ(std::vector<std::string>{}, box.list("lib")) << failure.call;
+    }
+}
+
+TEST_F(Append, AFileThatCannotBeOpenedStaysAsItIs) {
+    for (const int error : {EACCES, EMFILE, EROFS, EIO}) {
+        box.file("lib/vekinfo.tag", "A 1");
+        test::faults::fail("open", 1, error);
+        EXPECT_FALSE(append()) << error;
+        EXPECT_EQ("A 1", content());
+    }
+}
+
+TEST_F(Append, AShortWriteIsTakenBack) {
+    for (const std::size_t limit : {1U, 10U, 100U}) {
+        for (const std::string text : {"A 1\n", "A 1"}) {
+            box.file("lib/vekinfo.tag", text);
+            test::faults::limitWrites(limit);
+            EXPECT_FALSE(append());
+            test::faults::limitWrites(0);
+            EXPECT_EQ(text, content());
+        }
+    }
+}
+
+TEST_F(Append, AShortWriteLeavesNoNewFile) {
+    // The probe's files take longer names than the limit has bytes.
+    test::faults::limitWrites(50);
+    EXPECT_FALSE(append());
+    EXPECT_EQ(std::vector<std::string>{}, box.list("lib"));
+}
+
+TEST_F(Append, AFailedCloseIsTakenBack) {
+    const auto closesOfAnAppend = [this] {
+        box.file("lib/vekinfo.tag", "A 1\n");
+        test::faults::reset();
+        EXPECT_TRUE(append());
+        return test::faults::count("close");
+    };
+    const int last = closesOfAnAppend();
+    box.file("lib/vekinfo.tag", "A 1\n");
+    test::faults::fail("close", last, EIO);
+    EXPECT_FALSE(append());
+    EXPECT_EQ("A 1\n", content());
+    ASSERT_EQ(0, unlink("lib/vekinfo.tag"));
+    test::faults::fail("close", last, EIO);
+    EXPECT_FALSE(append());
+    EXPECT_EQ(std::vector<std::string>{}, box.list("lib"));
+}
+
+TEST_F(Append, AFailedWriteThroughADanglingLinkLeavesTheLink) {
+    box.link("lib/vekinfo.tag", "../new");
+    test::faults::fail("write", 1, ENOSPC);
+    EXPECT_FALSE(append());
+    EXPECT_TRUE(box.exists("lib/vekinfo.tag"));
+    EXPECT_FALSE(box.exists("new"));
+}
+
+TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
+    test::onSmallFilesystem(64 * 1024, [](const std::string &directory) {
+        // Not a whole page: the first bytes of what is appended still fit into the file's last one.
+        const std::string text = std::string(4090, '#');
+        const std::string tagPath = directory + "/vekinfo.tag";
+        const auto write = [](const std::string &path, const std::string &bytes) {
+            const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+            const ssize_t written = __real_write(file, bytes.data(), bytes.size());
+            close(file);
+            return written;
+        };
+        ASSERT_EQ(4090, write(tagPath, text));
+        while (write(directory + "/filler", text) > 0) {
+        }
+        EXPECT_FALSE(vekinfoAppendLibraryEntries(directory.c_str(), tagPath.c_str()));
+        struct stat status = {};
+        ASSERT_EQ(0, stat(tagPath.c_str(), &status));
+        EXPECT_EQ(4090, status.st_size);
+    });
+}
+
+} // namespace

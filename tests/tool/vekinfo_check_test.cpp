@@ -1,0 +1,483 @@
+#include "tool/vekinfo_check.h"
+
+#include "libdef/ryn.h"
+#include "search/pux.h"
+#include "tests/support/capture.h"
+#include "tests/support/child.h"
+#include "tests/support/faults.h"
+#include "tests/tagfile/tag_support.h"
+#include "tool/vekinfo_args.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+namespace {
+
+using test::kNoReports;
+using test::Reports;
+
+constexpr int kSystemError = 3;
+constexpr int kAccessError = 8;
+
+/// A result, and what was printed on the way to it.
+struct Answer {
+    int result;
+    std::string out;
+    std::string err;
+
+    bool operator==(const Answer &) const = default;
+};
+std::ostream &operator<<(std::ostream &out, const Answer &answer) {
+    return out << answer.result << "\nout: " << answer.out << "\nerr: " << answer.err;
+}
+
+class Check : public test::TagTest {
+  protected:
+    void SetUp() override {
+        test::TagTest::SetUp();
+        verboseFlag = 0;
+        rynSetPathNoneExistWarnFlag(0);
+        box.directory("lib");
+    }
+    void TearDown() override {
+        release();
+        puxReleaseHandle(nullptr);
+        test::TagTest::TearDown();
+    }
+    /// The check keeps its registry, which a test may not leak.
+    static void release() {
+        if (rynGetCurHandle() != nullptr && *rynGetCurHandle() != nullptr) {
+            rynReleaseHandle(nullptr);
+        }
+    }
+
+    template <typename Call>
+    static Answer answerOf(Call call) {
+        test::Capture capture;
+        const int result = call();
+        std::fflush(stdout);
+        return {result, capture.out(), capture.err()};
+    }
+    Answer verify(int configure, const std::string &directory = "lib") const {
+        return answerOf([&] { return tovVerifyVekinfo("name", box.path(directory).c_str(), configure); });
+    }
+    Answer check(int configure, const std::string &file = "vek.lib") const {
+        release();
+        return answerOf([&] { return tovVeklibCheck(box.path(file).c_str(), configure); });
+    }
+    std::string at(const std::string &relative) const { return box.path(relative); }
+
+    std::string block(const std::string &directory) const {
+        return "# The next line was written by the\n"
+               "# vekinfo -configurelibrary command.\n"
+               "VEKLIBRARY\n"
+               "#\n# Directory " +
+               at(directory) +
+               " is \n"
+               "# determined to be case sensitive, therefore\n"
+               "# NAMESPACE is set to LibraryUnix\n"
+               "NAMESPACE LibraryUnix\n";
+    }
+    std::string redundant(const std::string &directory) const {
+        return "There is a redundant vekinfo.tag file in the subdir: \n\t" + at(directory) + "\n";
+    }
+    std::string wrongNameSpace() const {
+        return "Warning: Library name at " + at("lib") + " has incorrect namespace in vekinfo.tag file\n";
+    }
+};
+
+// ---- dm.tag
+
+TEST_F(Check, TheFirstWordOfADmTagFileMayBeNone) {
+    for (const char *text :
+         {"none", "none\n", "none of it\n", " \t\v\f none\n", "none\r\n", "none\tx\nother\n"}) {
+        box.file("lib/dm.tag", text);
+        EXPECT_EQ(1, lookForNoneTag(at("lib").c_str())) << text;
+    }
+}
+
+TEST_F(Check, AnyOtherDmTagFileDoesNotSayNone) {
+    for (const char *text : {"", "\n", "None\n", "NONE\n", "nonesuch\n", "non\n", "\nnone\n", " \nnone\n",
+                             "# none\n", "mrev none\n", "'none'\n"}) {
+        box.file("lib/dm.tag", text);
+        EXPECT_EQ(0, lookForNoneTag(at("lib").c_str())) << text;
+    }
+}
+
+TEST_F(Check, TheFirstLineOfADmTagFileHas4095Characters) {
+    box.file("lib/dm.tag", std::string(4091, ' ') + "none and more\n");
+    EXPECT_EQ(1, lookForNoneTag(at("lib").c_str()));
+    box.file("lib/dm.tag", std::string(4092, ' ') + "none\n");
+    EXPECT_EQ(0, lookForNoneTag(at("lib").c_str()));
+    box.file("lib/dm.tag", std::string(4095, ' ') + "none\n");
+    EXPECT_EQ(0, lookForNoneTag(at("lib").c_str())) << "the next line";
+    box.file("lib/dm.tag", std::string(100000, 'n'));
+    EXPECT_EQ(0, lookForNoneTag(at("lib").c_str()));
+}
+
+TEST_F(Check, ADmTagFileThatCannotBeOpenedSaysNothing) {
+    EXPECT_EQ(0, lookForNoneTag(at("lib").c_str()));
+    EXPECT_EQ(0, lookForNoneTag(at("none").c_str()));
+    box.directory("directory/dm.tag");
+    EXPECT_EQ(0, lookForNoneTag(at("directory").c_str()));
+    box.directory("pipe").fifo("pipe/dm.tag");
+    EXPECT_EQ(0, lookForNoneTag(at("pipe").c_str()));
+    box.file("closed/dm.tag", "none\n", 0);
+    test::asUnprivileged([this] { EXPECT_EQ(0, lookForNoneTag(at("closed").c_str())); });
+    EXPECT_EQ(0, lookForNoneTag(std::string(100000, 'x').c_str()));
+}
+
+// ---- the handlers
+
+TEST_F(Check, DiagnosticsAreShownWithTheirPlace) {
+    EXPECT_EQ((Answer{0, "", "Error at line 7 of /p/vek.lib \nmsg: \"FOO x\"\n\terrstr:\"Syntax error\"\n"}),
+              answerOf([] { return testParseWarnHandler(16, "FOO x", "/p/vek.lib", 7); }));
+    EXPECT_EQ(
+        (Answer{0, "", "Error at line 1 of (null) \nmsg: \"(null)\"\n\terrstr:\"Invalid error number\"\n"}),
+        answerOf([] { return testParseWarnHandler(99, nullptr, nullptr, 1); }));
+}
+
+TEST_F(Check, FatalErrorsAreShown) {
+    EXPECT_EQ((Answer{0, "", "Error code 3 found for /p/vek.lib:\n\tSystem error\n"}),
+              answerOf([] { return testErrHandler(3, "/p/vek.lib", "/p/vek.lib"); }));
+    EXPECT_EQ((Answer{0, "", "Error code 2 found for (null):\n\tMemory error\n"}),
+              answerOf([] { return testErrHandler(2, nullptr, nullptr); }));
+}
+
+TEST_F(Check, AMissingLibraryEntryIsNoDiagnostic) {
+    EXPECT_EQ((Answer{0, "", ""}), answerOf([] { return testParseWarnHandler(28, "x", "f", 1); }));
+    EXPECT_EQ((Answer{0, "", ""}), answerOf([] { return testErrHandler(28, "x", "x"); }));
+}
+
+// ---- one library that is defined
+
+TEST_F(Check, ADefinedLibraryIsNotMentioned) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryUnix\n");
+    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ((Answer{0, "", ""}), verify(1));
+    EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe leaves nothing behind";
+}
+
+TEST_F(Check, ADefinedLibraryIsMentionedVerbosely) {
+    verboseFlag = 1;
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
+    const Answer expected = {0, "The library name at " + at("lib") + " has a vekinfo.tag definition.\n", ""};
+    EXPECT_EQ(expected, verify(0));
+    EXPECT_EQ(expected, verify(1));
+    EXPECT_EQ("VEKLIBRARY\n", box.read("lib/vekinfo.tag"));
+}
+
+TEST_F(Check, ANameSpaceThatDoesNotSuitTheFileSystemDrawsAWarning) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
+    EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(0));
+    EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(1));
+    EXPECT_EQ("VEKLIBRARY\nNAMESPACE LibraryNT\n", box.read("lib/vekinfo.tag"));
+}
+
+TEST_F(Check, ACaselessFileSystemWantsTheOtherNameSpace) {
+    test::faults::makeCaseless(box.path("lib"));
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryUnix\n");
+    EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(0));
+    tovResetCache();
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
+    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+}
+
+TEST_F(Check, AnUnsetNameSpaceDrawsNoWarning) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
+    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    test::faults::makeCaseless(box.path("lib"));
+    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+}
+
+TEST_F(Check, AnUnknownFileSystemDrawsNoWarning) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
+    box.directory("lib", 0555);
+    test::asUnprivileged([this] { EXPECT_EQ((Answer{0, "", ""}), verify(0)); });
+}
+
+TEST_F(Check, TheVerboseLineComesBeforeTheWarningAndTheScan) {
+    verboseFlag = 1;
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n").file("lib/a/vekinfo.tag", "");
+    EXPECT_EQ((Answer{0,
+                      "The library name at " + at("lib") + " has a vekinfo.tag definition.\n" +
+                          wrongNameSpace() + redundant("lib/a"),
+                      ""}),
+              verify(0));
+}
+
+// ---- one library that is not defined
+
+TEST_F(Check, ALibraryWithoutATagFileIsPassedOverSilentlyAndScanned) {
+    verboseFlag = 1;
+    box.file("lib/a/vekinfo.tag", "");
+    EXPECT_EQ((Answer{0, redundant("lib/a"), ""}), verify(0));
+    EXPECT_EQ(std::vector<std::string>{"a"}, box.list("lib"));
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Check, ATagFileWithoutTheEntryIsLikeNone) {
+    verboseFlag = 1;
+    box.file("lib/vekinfo.tag", "DMTYPE none\nNAMESPACE LibraryNT\n");
+    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ("DMTYPE none\nNAMESPACE LibraryNT\n", box.read("lib/vekinfo.tag"));
+}
+
+TEST_F(Check, ADirectoryThatDoesNotExistIsPassedOverSilently) {
+    EXPECT_EQ((Answer{0, "", ""}), verify(0, "none"));
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Check, ConfiguringWritesTheEntriesAndScans) {
+    box.file("lib/a/vekinfo.tag", "");
+    EXPECT_EQ((Answer{0, redundant("lib/a"), ""}), verify(1));
+    EXPECT_EQ(block("lib"), box.read("lib/vekinfo.tag"));
+    EXPECT_EQ((std::vector<std::string>{"a", "vekinfo.tag"}), box.list("lib"));
+}
+
+TEST_F(Check, ConfiguringIsMentionedVerbosely) {
+    verboseFlag = 1;
+    EXPECT_EQ((Answer{0, "Library:name at:" + at("lib") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
+              verify(1));
+}
+
+TEST_F(Check, ConfiguringAgainChangesNothing) {
+    box.file("lib/vekinfo.tag", "OWNER me\n").file("lib/dm.tag", "none\n");
+    EXPECT_EQ((Answer{0, "", ""}), verify(1));
+    const std::string text = box.read("lib/vekinfo.tag");
+    EXPECT_NE("OWNER me\n", text);
+    EXPECT_EQ((Answer{0, "", ""}), verify(1)) << "in the same process";
+    EXPECT_EQ(text, box.read("lib/vekinfo.tag"));
+    tovResetCache();
+    EXPECT_EQ((Answer{0, "", ""}), verify(1)) << "in another one";
+    EXPECT_EQ(text, box.read("lib/vekinfo.tag"));
+}
+
+TEST_F(Check, ATagFileWithASyntaxErrorIsReportedAndAppendedTo) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY yes\n");
+    const test::Report error = {9, "VEKLIBRARY line in vekinfo.tag file", at("lib/vekinfo.tag"), 1};
+    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ(Reports{error}, reports.take());
+    EXPECT_EQ("VEKLIBRARY yes\n", box.read("lib/vekinfo.tag"));
+    EXPECT_EQ((Answer{0, "", ""}), verify(1));
+    EXPECT_EQ(Reports{error}, reports.take());
+    EXPECT_EQ("VEKLIBRARY yes\n" + block("lib"), box.read("lib/vekinfo.tag"));
+}
+
+TEST_F(Check, ADirectoryThatIsNotWritableIsReportedAndNotScanned) {
+    verboseFlag = 1;
+    box.file("lib/a/vekinfo.tag", "").directory("lib", 0555);
+    test::asUnprivileged([this] {
+        EXPECT_EQ((Answer{kAccessError, "", ""}), verify(1));
+        EXPECT_EQ((Reports{{kAccessError, "path not writable", at("lib"), 0}}), reports.take());
+    });
+    EXPECT_EQ((Answer{kAccessError, "", ""}), verify(1, "none"));
+    EXPECT_EQ((Reports{{kAccessError, "path not writable", at("none"), 0}}), reports.take());
+}
+
+TEST_F(Check, AFileThatCannotBeOpenedForAppendIsReportedAndTheLibraryNotScanned) {
+    verboseFlag = 1;
+    box.directory("lib/vekinfo.tag").file("lib/a/vekinfo.tag", "");
+    EXPECT_EQ((Answer{kSystemError, "", ""}), verify(1));
+    EXPECT_EQ((Reports{{kSystemError, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+              reports.take());
+}
+
+TEST_F(Check, AFailedWriteIsReportedAndTheLibraryNotScanned) {
+    verboseFlag = 1;
+    box.file("lib/vekinfo.tag", "OWNER me").file("lib/a/vekinfo.tag", "");
+    test::faults::fail("write", 1, ENOSPC);
+    EXPECT_EQ((Answer{kSystemError, "", ""}), verify(1));
+    EXPECT_EQ((Reports{{kSystemError, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+              reports.take());
+    EXPECT_EQ("OWNER me", box.read("lib/vekinfo.tag"));
+}
+
+TEST_F(Check, AnUnreadableTagFileIsReportedByItsReader) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\n", 0).directory("lib", 0777);
+    test::asUnprivileged([this] {
+        const test::Report unreadable = {kSystemError, "while opening vekinfo.tag file",
+                                         at("lib/vekinfo.tag"), 0};
+        EXPECT_EQ((Answer{0, "", ""}), verify(0));
+        EXPECT_EQ(Reports{unreadable}, reports.take());
+        EXPECT_EQ((Answer{kSystemError, "", ""}), verify(1));
+        EXPECT_EQ((Reports{unreadable, {kSystemError, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+                  reports.take());
+    });
+}
+
+TEST_F(Check, ALibrarysPathMayHave4095Characters) {
+    // Its tag file's has more, and so cannot exist.
+    for (const std::size_t size : {4083U, 4084U, 4095U}) {
+        const std::string directory = test::spelledWith(at("lib"), size);
+        EXPECT_EQ((Answer{0, "", ""}),
+                  answerOf([&] { return tovVerifyVekinfo("name", directory.c_str(), 0); }));
+        const Answer configured = answerOf([&] { return tovVerifyVekinfo("name", directory.c_str(), 1); });
+        EXPECT_EQ((Answer{kAccessError, "", ""}), configured) << "nothing fits behind it";
+        reports.take();
+    }
+}
+
+TEST_F(Check, WithoutMemoryNothingIsLostAndTheReasonIsGiven) {
+    bool isComplete = false;
+    for (int nth = 1; !isComplete; ++nth) {
+        box.file("lib/vekinfo.tag", "OWNER me");
+        tovResetCache();
+        test::faults::failAllocation(nth);
+        const Answer answer = verify(1);
+        isComplete = test::faults::count("malloc") < nth;
+        test::faults::reset();
+        const std::string text = box.read("lib/vekinfo.tag");
+        EXPECT_EQ("OWNER me", text.substr(0, 8)) << nth;
+        const bool wasWritten = text.find("\nVEKLIBRARY\n") != std::string::npos;
+        EXPECT_TRUE(wasWritten || !reports.take().empty()) << nth;
+        EXPECT_TRUE(wasWritten || answer.result != 0) << nth;
+        reports.take();
+        ASSERT_GT(100, nth);
+    }
+}
+
+// ---- all libraries of a file
+
+TEST_F(Check, EachLibraryOfTheFileIsVerified) {
+    verboseFlag = 1;
+    box.file("vek.lib", "DEFINE one a\nDEFINE two b\nDEFINE three c\n");
+    box.file("a/vekinfo.tag", "VEKLIBRARY\n").file("c/vekinfo.tag", "VEKLIBRARY\n").directory("b");
+    EXPECT_EQ(
+        (Answer{0,
+                "The library one at " + at("a") + " has a vekinfo.tag definition.\nThe library three at " +
+                    at("c") + " has a vekinfo.tag definition.\n",
+                ""}),
+        check(0));
+    EXPECT_EQ((Answer{0,
+                      "The library one at " + at("a") + " has a vekinfo.tag definition.\nLibrary:two at:" +
+                          at("b") + " had no VEKLIBRARY vekinfo.tag entry.\nThe library three at " + at("c") +
+                          " has a vekinfo.tag definition.\n",
+                      ""}),
+              check(1));
+}
+
+TEST_F(Check, TheResultIsThatOfTheLastLibrary) {
+    box.directory("a");
+    box.file("vek.lib", "DEFINE one a\nDEFINE two none\n");
+    EXPECT_EQ(kAccessError, check(1).result);
+    box.file("vek.lib", "DEFINE two none\nDEFINE one a\n");
+    EXPECT_EQ(0, check(1).result);
+    box.file("vek.lib", "");
+    EXPECT_EQ((Answer{0, "", ""}), check(1));
+}
+
+TEST_F(Check, DiagnosticsOfTheFileAreShownAndTheOthersChecked) {
+    box.file("vek.lib", "DEFINE one a extra\nFOO x\nDEFINE two b\n").file("b/c/vekinfo.tag", "");
+    EXPECT_EQ((Answer{0, redundant("b/c"),
+                      "Error at line 1 of " + at("vek.lib") +
+                          " \nmsg: \"DEFINE one a extra\"\n\terrstr:\"Syntax error\"\n"
+                          "Error at line 2 of " +
+                          at("vek.lib") + " \nmsg: \"FOO\"\n\terrstr:\"Syntax error\"\n"}),
+              check(0));
+}
+
+TEST_F(Check, ALibraryThatIsNoneIsLeftOutInSilenceWhenThatIsChecked) {
+    verboseFlag = 1;
+    rynSetPathNoneExistWarnFlag(1);
+    box.file("vekinfo.tag", "VEKLIBCHECK ON\n").file("vek.lib", "DEFINE one a\nDEFINE two b\n");
+    box.directory("a").file("b/vekinfo.tag", "VEKLIBRARY\n");
+    EXPECT_EQ((Answer{0, "The library two at " + at("b") + " has a vekinfo.tag definition.\n", ""}),
+              check(0));
+}
+
+TEST_F(Check, TheTemporaryDirectoryStandsForTheLibrary) {
+    // A path for reading is that of the temporary directory first.
+    verboseFlag = 1;
+    box.directory("a").directory("tmp/one").file("vek.lib", "DEFINE one a\nASSIGN AllLibs TmpRootDir tmp\n");
+    EXPECT_EQ((Answer{0, "Library:one at:" + at("tmp/one") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
+              check(1));
+    EXPECT_FALSE(box.exists("a/vekinfo.tag"));
+}
+
+TEST_F(Check, TwoLibrariesInOneDirectoryAreConfiguredOnce) {
+    box.file("a/vekinfo.tag", "OWNER me\n").file("vek.lib", "DEFINE one a\nDEFINE two a\n");
+    EXPECT_EQ((Answer{0, "",
+                      "Error at line 2 of " + at("vek.lib") + " \nmsg: \"" + at("a") +
+                          "\"\n\terrstr:\"Directory used multiple times\"\n"}),
+              check(1));
+    EXPECT_EQ("OWNER me\n" + block("a"), box.read("a/vekinfo.tag"));
+}
+
+TEST_F(Check, APathThatCannotBeGeneratedEndsTheRun) {
+    const std::string name(4095 - box.path().size() - 1, 'x');
+    box.file("vek.lib", "DEFINE one a\nDEFINE two " + name + "\nDEFINE three b\n");
+    box.file("a/c/vekinfo.tag", "").file("b/c/vekinfo.tag", "");
+    EXPECT_EQ((Answer{1, redundant("a/c"), "WARNING: Problem found in rynGetPath: Invalid path\n"}),
+              check(0));
+}
+
+TEST_F(Check, AFileThatCannotBeReadIsATranslatedFailure) {
+    EXPECT_EQ((Answer{kSystemError, "", "Error code 3 found for " + at("none.lib") + ":\n\tSystem error\n"}),
+              check(0, "none.lib"));
+    rynSetPathNoneExistWarnFlag(1);
+    EXPECT_EQ((Answer{10, "", "Error code 20 found for " + at("none.lib") + ":\n\tInvalid path\n"}),
+              check(0, "none.lib"));
+}
+
+TEST_F(Check, WithoutMemoryTheRunEndsWithAWarning) {
+    box.file("vek.lib", "DEFINE one a\n");
+    const std::string warning = "WARNING: Problem found in rynIterateLibs: Memory error\n";
+    bool wasSeen = false;
+    bool isComplete = false;
+    for (int nth = 1; !isComplete; ++nth) {
+        release();
+        test::faults::failAllocation(nth);
+        const Answer answer = answerOf([this] { return tovVeklibCheck(at("vek.lib").c_str(), 0); });
+        isComplete = test::faults::count("malloc") < nth;
+        test::faults::reset();
+        tovResetCache();
+        if (answer.err.find(warning) != std::string::npos) {
+            EXPECT_EQ(1, answer.result);
+            wasSeen = true;
+        }
+        ASSERT_GT(300, nth);
+    }
+    EXPECT_TRUE(wasSeen);
+}
+
+TEST_F(Check, TheRegistryIsKept) {
+    box.file("vek.lib", "DEFINE one a\n");
+    EXPECT_EQ(0, check(0).result);
+    ASSERT_NE(nullptr, rynGetCurHandle());
+    ASSERT_NE(nullptr, *rynGetCurHandle());
+    EXPECT_EQ(0, rynIsDefined(nullptr, "one"));
+}
+
+// ---- the file along the search list
+
+TEST_F(Check, WithoutADefinitionFileNothingIsPrinted) {
+    for (const int configure : {0, 1}) {
+        EXPECT_EQ((Answer{0, "", ""}), answerOf([&] { return tovCheckOrConfigLibrary(configure); }));
+    }
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Check, TheFirstDefinitionFileOfTheSearchListIsTaken) {
+    test::setEnvironment({{"VEK_WORKAREA", at("work")}, {"HOME", at("home")}});
+    box.file("work/vek.lib", "DEFINE one a\n").file("home/vek.lib", "DEFINE two b\n");
+    box.file("work/a/c/vekinfo.tag", "").file("home/b/c/vekinfo.tag", "");
+    EXPECT_EQ((Answer{0, redundant("work/a/c"), ""}), answerOf([] { return tovCheckOrConfigLibrary(0); }));
+}
+
+TEST_F(Check, TheDefinitionFileMayLieInASetupDirectory) {
+    box.file("veksetup/vek.lib", "DEFINE one ../a\n").file("a/c/vekinfo.tag", "");
+    EXPECT_EQ((Answer{0, redundant("a/c"), ""}), answerOf([] { return tovCheckOrConfigLibrary(0); }));
+}
+
+TEST_F(Check, TheRunSucceedsWhateverItFinds) {
+    box.file("vek.lib", "DEFINE one none\n");
+    EXPECT_EQ(0, answerOf([] { return tovCheckOrConfigLibrary(1); }).result);
+    EXPECT_EQ((Reports{{kAccessError, "path not writable", at("none"), 0}}), reports.take());
+}
+
+} // namespace
