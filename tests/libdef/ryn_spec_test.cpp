@@ -766,7 +766,8 @@ TEST(ObjectInArchive, GivesTheCodeOfTheLevelThatIsMissing) {
     EXPECT_EQ(getSpec(made, project, 4, {"x", "", "f"}), RYN_NO_SUCH_CELL);
     EXPECT_EQ(getSpec(made, project, 4, {nullptr, nullptr, "x"}), RYN_NO_SUCH_FILE);
     archives.statStatus["lib"] = ENOENT;
-    for (const Names &names : {Names{"x", "v", "f"}, Names{"x", nullptr, nullptr}, Names{}}) {
+    for (const Names &names : {Names{"x", "v", "f"}, Names{"x", nullptr, nullptr},
+                               Names{nullptr, "x", nullptr}, Names{nullptr, nullptr, "x"}, Names{}}) {
         EXPECT_EQ(getSpec(made, project, 4, names), RYN_NO_SUCH_DIRECTORY);
     }
 }

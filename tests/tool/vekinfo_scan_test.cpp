@@ -29,6 +29,7 @@ Reading reading;
 } // namespace
 
 // Stands between the code under test and the C library.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library keeps its names to itself
 extern "C" dirent *readdir(DIR *directory) {
     static const auto real = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir"));
     dirent *entry = real(directory);
