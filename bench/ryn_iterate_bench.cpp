@@ -58,16 +58,22 @@ class LibraryOf {
         std::exit(EXIT_FAILURE);
     }
 
-    /// Makes every `step`-th of the cells in a directory.
+    /// Makes every `step`-th of the cells in a directory: as links to few files, which takes a fraction of the time.
     void fill(const char *name, long step, long cells) const {
         const std::string path = directory_ + "/" + name;
         std::filesystem::create_directory(path);
         const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        std::string linked;
         for (long cell = 0; cell < cells; cell += step) {
             const std::string cellName = "cell" + std::to_string(kFirstNumber + cell);
+            if (linkat(directory, linked.c_str(), directory, cellName.c_str(), 0) == 0) {
+                continue;
+            }
+            // The first one, and whenever a file has all the links that it can have.
             if (mknodat(directory, cellName.c_str(), S_IFREG | 0644, 0) != 0) {
                 giveUp("mknodat");
             }
+            linked = cellName;
         }
         close(directory);
     }

@@ -1,17 +1,21 @@
 // How the cost of loading a vek.lib grows with its libraries, and what it is beside the system calls that it cannot
-// do without. Rates are per DEFINE line: "items" are libraries. All library directories exist.
+// do without. Rates are per DEFINE line: "items" are libraries. All library directories exist. Each round begins with
+// memory that the kernel has not handed out before: a program loads its definitions once.
 
 #include "common/vek_init.h"
 #include "libdef/ryn.h"
 
+#include <array>
 #include <benchmark/benchmark.h>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <malloc.h>
 #include <map>
 #include <string>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -40,7 +44,10 @@ class Tree {
     }
     Tree(const Tree &) = delete;
     Tree &operator=(const Tree &) = delete;
-    ~Tree() { fs::remove_all(root_); }
+    ~Tree() {
+        std::error_code ignored;
+        fs::remove_all(root_, ignored);
+    }
 
     [[nodiscard]] std::string path(const std::string &name) const { return root_ + "/" + name; }
     [[nodiscard]] std::string library(long number) const {
@@ -71,6 +78,27 @@ const Tree &treeOf(int directories, long libraries) {
     return made.try_emplace({directories, libraries}, directories, libraries).first->second;
 }
 
+/// Writes a definition file that defines every library of the tree itself.
+std::string writeFlat(const Tree &tree, long libraries, const std::string &name,
+                      const std::string &firstLine = "") {
+    std::ofstream out(tree.path(name));
+    out << firstLine;
+    tree.define(out, 0, libraries);
+    return tree.path(name);
+}
+
+/// Writes a definition file that includes `parts` files with the definitions.
+std::string writeParts(const Tree &tree, long libraries, const std::string &name, long parts) {
+    std::ofstream out(tree.path(name));
+    for (long i = 0; i < parts; ++i) {
+        const std::string part = "part" + std::to_string(i) + ".lib";
+        std::ofstream definitions(tree.path(part));
+        tree.define(definitions, libraries * i / parts, libraries * (i + 1) / parts);
+        out << "INCLUDE " << part << '\n';
+    }
+    return tree.path(name);
+}
+
 int stopReading(int code, const char * /*object*/, const char * /*file*/, int /*line*/) {
     return code;
 }
@@ -86,6 +114,7 @@ void load(benchmark::State &state, const std::string &path) {
     for ([[maybe_unused]] auto round : state) {
         state.PauseTiming();
         rynReleaseHandle(handle);
+        malloc_trim(0);
         state.ResumeTiming();
         loaded = loaded && loadOnce(path, handle);
     }
@@ -98,65 +127,38 @@ void load(benchmark::State &state, const std::string &path) {
 }
 
 void OneDirectory(benchmark::State &state) {
-    const Tree &tree = treeOf(1, state.range(0));
-    const std::string path = tree.path("vek.lib");
-    std::ofstream top(path);
-    tree.define(top, 0, state.range(0));
-    top.close();
-    load(state, path);
+    load(state, writeFlat(treeOf(1, state.range(0)), state.range(0), "vek.lib"));
 }
 
 void ThousandDirectories(benchmark::State &state) {
-    const Tree &tree = treeOf(1000, state.range(0));
-    const std::string path = tree.path("vek.lib");
-    std::ofstream top(path);
-    tree.define(top, 0, state.range(0));
-    top.close();
-    load(state, path);
+    load(state, writeFlat(treeOf(1000, state.range(0)), state.range(0), "vek.lib"));
 }
 
 void TmpRoot(benchmark::State &state) {
-    const Tree &tree = treeOf(1, state.range(0));
-    const std::string path = tree.path("with_tmp.lib");
-    std::ofstream top(path);
-    top << "ASSIGN AllLibs TmpRootDir tmp\n";
-    tree.define(top, 0, state.range(0));
-    top.close();
-    load(state, path);
+    constexpr const char *kStatement = "ASSIGN AllLibs TmpRootDir tmp\n";
+    load(state, writeFlat(treeOf(1, state.range(0)), state.range(0), "with_tmp.lib", kStatement));
 }
 
 void HundredIncludes(benchmark::State &state) {
-    constexpr long kParts = 100;
-    const Tree &tree = treeOf(1, state.range(0));
-    const std::string path = tree.path("with_parts.lib");
-    std::ofstream top(path);
-    for (long i = 0; i < kParts; ++i) {
-        const std::string name = "part" + std::to_string(i) + ".lib";
-        top << "INCLUDE " << name << '\n';
-        std::ofstream part(tree.path(name));
-        tree.define(part, state.range(0) * i / kParts, state.range(0) * (i + 1) / kParts);
-    }
-    top.close();
-    load(state, path);
+    load(state, writeParts(treeOf(1, state.range(0)), state.range(0), "with_parts.lib", 100));
 }
 
 /// What loading cannot do without: reading the file, and asking whether each directory on the way is a link.
 void SystemCalls(benchmark::State &state) {
     const Tree &tree = treeOf(1, state.range(0));
-    const std::string path = tree.path("system_calls.lib");
-    std::ofstream top(path);
-    tree.define(top, 0, state.range(0));
-    top.close();
-    char target[PATH_MAX];
+    const std::string path = writeFlat(tree, state.range(0), "vek.lib");
+    std::array<char, PATH_MAX> target = {};
+    const auto ask = [&target](const char *directory) {
+        benchmark::DoNotOptimize(readlink(directory, target.data(), target.size()));
+    };
     for ([[maybe_unused]] auto round : state) {
-        for (fs::path prefix = tree.library(0); prefix != prefix.root_path(); prefix = prefix.parent_path()) {
-            benchmark::DoNotOptimize(readlink(prefix.c_str(), target, sizeof target));
+        for (fs::path above = path; above != above.root_path(); above = above.parent_path()) {
+            ask(above.c_str());
         }
         benchmark::DoNotOptimize(access(path.c_str(), R_OK));
         std::ifstream file(path);
-        std::string line;
-        while (std::getline(file, line)) {
-            benchmark::DoNotOptimize(readlink(line.c_str() + line.rfind(' ') + 1, target, sizeof target));
+        for (std::string line; std::getline(file, line);) {
+            ask(line.c_str() + line.rfind(' ') + 1);
         }
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));

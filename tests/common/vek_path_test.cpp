@@ -102,7 +102,7 @@ TEST(VekMkRootedPath, JoinsPlainlyInTheRootDirectory) {
 TEST(VekMkRootedPath, WorksInPlace) {
     const test::Sandbox box;
     const vek::OwnedText out(pathBlock());
-    std::strcpy(out.get(), "a/b");
+    std::memcpy(out.get(), "a/b", sizeof "a/b");
     EXPECT_EQ(out.get(), vekMkRootedPath(out.get(), out.get()));
     EXPECT_EQ(box.path() + "/a/b", out.get());
     EXPECT_EQ(out.get(), vekMkRootedPath(out.get(), out.get()));

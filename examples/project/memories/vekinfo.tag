@@ -1,0 +1,2 @@
+VEKLIBRARY
+NAMESPACE LibraryUnix

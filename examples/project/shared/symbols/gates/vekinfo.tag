@@ -1,0 +1,1 @@
+OWNER symbols-team
