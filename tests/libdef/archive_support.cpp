@@ -139,8 +139,8 @@ class ResetBetweenTests : public ::testing::EmptyTestEventListener {
 
 } // namespace
 
-void hideEntryTypes() {
-    reading.typesHidden = true;
+void hideEntryTypes(bool hidden) {
+    reading.typesHidden = hidden;
 }
 
 void failReadingAfter(int entries, int error) {

@@ -28,8 +28,8 @@ struct ArchiveLayer {
 /// Reset when a test begins and ends.
 extern ArchiveLayer archives;
 
-/// From now on directory entries have no type, until the test ends.
-void hideEntryTypes();
+/// From now on directory entries have no type, or have one again; until the test ends.
+void hideEntryTypes(bool hidden = true);
 
 /// From now on reading a directory fails with `error` once `entries` entries were read, until the test ends.
 void failReadingAfter(int entries, int error);
