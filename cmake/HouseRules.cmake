@@ -6,6 +6,11 @@ target_compile_options(
   vek_house_rules INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 target_include_directories(vek_house_rules INTERFACE ${PROJECT_SOURCE_DIR})
 
+if(VEK_BUILD_FUZZ)
+  # What the fuzzing engine is to explore: the house, not the targets.
+  target_compile_options(vek_house_rules INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(VEK_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
@@ -15,7 +20,7 @@ endif()
 # costs what the C library costs, and a reference that crept in fails the link. CMake would add the C++
 # libraries by itself as soon as one object is C++; a C++ driver brings its own.
 # Unoptimized code may keep calls of it that never happen, and the sanitizers need it: there, C++ links.
-if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VEK_SANITIZE)
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VEK_SANITIZE AND NOT VEK_BUILD_FUZZ)
   set(VEK_LINKER_LANGUAGE C)
   set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 else()

@@ -13,5 +13,6 @@
 #include "common/vek_regexp.h"
 #include "common/vek_string_hash.h"
 #include "common/vek_strlist.h"
+#include "common/vek_tmp.h"
 
 #endif

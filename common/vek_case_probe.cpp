@@ -1,5 +1,6 @@
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "common/size_limit.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
 
@@ -131,6 +132,7 @@ static bool cutToDirectory(char *path) {
 }
 
 static int probe(std::string_view directory) {
+    const vek::SizeLimitIsNoSignal guard;
     ProbeFile lower;
     if (!lower.open(directory, kLowerName) || !lower.write(kLowerName)) {
         return VEK_CASE_UNKNOWN;

@@ -29,7 +29,7 @@ VEK_API int64_t vekGetFileSizeInStatbuf(void);
 /// @return the modification time found by the last vekFileExists() or vekFileIsLink(), in seconds
 VEK_API int64_t vekGetTimestampInStatbuf(void);
 
-/// Reads the target of a symbolic link.
+/// Reads the target of the symbolic link `path`.
 ///
 /// @param buf  receives up to 4096 characters and a NUL, so it holds at least 4097 bytes
 /// @return 1, or 0 when readlink() fails

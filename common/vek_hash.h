@@ -64,51 +64,55 @@ typedef struct vekHashGenerator {
 /// @param initialBuckets  rounded up to a power of two, at least 2; below 1 for 64
 /// @param loadFactor      entries per bucket at which the table grows; below 1 for 3
 /// @param linkOffset      offset in every entry of its pointer-sized link field
+/// @param compare         tells whether an entry equals a key
+/// @param hash            gives the hash of a key or of an entry
 ///
 /// The table stays unallocated when memory is exhausted; `buckets` is null then.
 VEK_API void vekHashAllocTable(vekHashTable *table, int initialBuckets, int loadFactor, int linkOffset,
                                vekHashCompare compare, vekHashFunction hash);
 
-/// Frees the buckets and leaves the record unallocated. The entries are the caller's to free, beforehand. Null
-/// is ignored.
+/// Frees the buckets of `table` and leaves the record unallocated. The entries are the caller's to free,
+/// beforehand. Null is ignored.
 VEK_API void vekHashFreeTable(vekHashTable *table);
 
-/// Inserts `entry` unless an equal one is in the table.
+/// Inserts `entry` unless an equal one is in `table`.
 /// @return null when it was inserted; `entry` itself when an equal one was there
 VEK_API void *vekHashCreate(vekHashTable *table, void *entry);
 
-/// Inserts `entry`, in the place of an equal one if there is one.
+/// Inserts `entry` in `table`, in the place of an equal one if there is one.
 /// @return the entry that was replaced, which is the caller's again; null when there was none
 VEK_API void *vekHashReplace(vekHashTable *table, void *entry);
 
-/// Takes the entry that equals `key` out of the table.
+/// Takes the entry that equals `key` out of `table`.
 ///
 /// @param key  handed to the callbacks as it is, null too
 /// @return the entry, which is the caller's again; null when there was none
 VEK_API void *vekHashDelete(vekHashTable *table, const void *key);
 
-/// Looks `key` up and, when nothing equals it, remembers its bucket for vekHashCreateAfterProbe().
+/// Looks `key` up in `table` and, when nothing equals it, remembers its bucket for vekHashCreateAfterProbe().
 /// @return the entry that equals `key`, or null
 VEK_API void *vekHashProbe(vekHashTable *table, const void *key);
 
-/// Inserts `entry` in the bucket that the last vekHashProbe(), of a key that equals it, remembered. Each
-/// insertion takes a probe of its own.
+/// Inserts `entry` in the bucket of `table` that the last vekHashProbe(), of a key that equals it, remembered.
+/// Each insertion takes a probe of its own.
 /// @return null when it was inserted; `entry` itself when no bucket is remembered: the probe found something,
 ///         or the table has grown since
 VEK_API void *vekHashCreateAfterProbe(vekHashTable *table, void *entry);
 
-/// Begins an iteration: bucket after bucket, in each the entry inserted last comes first. The entry handed out
-/// last may be deleted meanwhile; insertions are not guarded against, and may make it repeat or miss entries.
+/// Begins an iteration over `table`: bucket after bucket, in each the entry inserted last comes first. The
+/// entry handed out last may be deleted meanwhile; insertions are not guarded against, and may make it repeat
+/// or miss entries.
 /// @return a generator for vekHashStopGen(); null for null, or when memory is exhausted
 VEK_API vekHashGenerator *vekHashStartGen(vekHashTable *table);
 
-/// @return 1 with the next entry stored in `*entry`; 0 when there is none, or when an argument is null
+/// Hands out the next entry of the iteration `generator`.
+/// @return 1 with the entry stored in `*entry`; 0 when there is none, or when an argument is null
 VEK_API int vekHashGen(vekHashGenerator *generator, void **entry);
 
-/// Ends an iteration. Null is ignored.
+/// Ends the iteration `generator`. Null is ignored.
 VEK_API void vekHashStopGen(vekHashGenerator *generator);
 
-/// @return a hash of a number, for callers whose keys are numbers; 0.0 and -0.0 differ
+/// @return a hash of `number`, for callers whose keys are numbers; 0.0 and -0.0 differ
 VEK_API int32_t vekHashDouble(double number);
 
 VEK_END_DECLS

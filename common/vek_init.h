@@ -34,7 +34,7 @@ VEK_API void cmnNoInstallRootRequired(void);
 ///         installation-root query answer "none" without searching
 VEK_API int cmnGetInstallRootRequired(void);
 
-/// Sets the install-root-required flag, initialized or not.
+/// Sets the install-root-required flag to `required`, initialized or not.
 VEK_API void cmnSetInstallRootRequired(int required);
 
 /// @return the platform name "lnx86", a constant the caller does not free

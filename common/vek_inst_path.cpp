@@ -23,6 +23,10 @@ static struct {
     const char *found;
 } toolsDirectory;
 
+void vekiForgetToolsDirectory(void) {
+    toolsDirectory.found = nullptr;
+}
+
 bool vek::joinInBuffer(char *buf, std::size_t size, std::string_view directory, std::string_view separator,
                        std::string_view sub) {
     const std::size_t before = directory.size() + separator.size();

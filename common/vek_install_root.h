@@ -66,7 +66,7 @@ VEK_API char *vekFindExecInPath(const char *name);
 /// @return 1, or 0 when there is no root or the path does not fit
 VEK_API int vekGetInstPathInBuf(char *buf, size_t size, const char *sub);
 
-/// Forms a path as vekGetInstPathInBuf() does.
+/// Forms the path of `sub` as vekGetInstPathInBuf() does.
 /// @return a heap string that the caller frees, or null
 VEK_API char *vekGetInstPath(const char *sub);
 
@@ -79,7 +79,7 @@ VEK_API char *vekGetInstPath(const char *sub);
 /// @return 1, or 0 when there is no tools directory for this platform or the path does not fit
 VEK_API int vekGetToolsPathInBuf(char *buf, size_t size, const char *sub);
 
-/// Forms a path as vekGetToolsPathInBuf() does.
+/// Forms the path of `sub` as vekGetToolsPathInBuf() does.
 /// @return a heap string that the caller frees, or null
 VEK_API char *vekGetToolsPath(const char *sub);
 

@@ -25,7 +25,7 @@ VEK_API int vekIsRooted(const char *path);
 /// @return 1 or 0 (also for null)
 VEK_API int vekIsRoot(const char *path);
 
-/// @return always 0: this platform has no such roots
+/// @return always 0, whatever `path` is: this platform has no such roots
 VEK_API int vekIsUNCRoot(const char *path);
 
 /// Makes `path` absolute by putting the working directory and "/" in front of it, unless it is rooted.
@@ -36,7 +36,7 @@ VEK_API int vekIsUNCRoot(const char *path);
 /// @return `out`, or a new heap string that the caller frees, or null
 VEK_API char *vekMkRootedPath(const char *path, char *out);
 
-/// Reads a line as fgets() does and turns a final carriage return and newline into a newline.
+/// Reads a line of `file` as fgets() does and turns a final carriage return and newline into a newline.
 ///
 /// @param buffer  receives the line
 /// @param size    its size in bytes, the NUL included

@@ -17,10 +17,10 @@ VEK_BEGIN_DECLS
 /// @return a value below 2^32
 VEK_API uint64_t vekHashStringLen(const void *bytes, size_t length);
 
-/// vekHashStringLen() of a string without its NUL; null is hashed as the empty string.
+/// vekHashStringLen() of `string` without its NUL; null is hashed as the empty string.
 VEK_API uint64_t vekHashString(const char *string);
 
-/// vekHashString() in 32 bits.
+/// vekHashString() of `string`, in 32 bits.
 VEK_API uint32_t vekHashString32(const char *string);
 
 VEK_END_DECLS

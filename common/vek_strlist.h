@@ -38,22 +38,22 @@ VEK_API char **vekFastAddToStrlist(char **list, const char *s, int *count, int *
 ///         exhausted, which is reported through vekReportError() and leaves the old list with the caller
 VEK_API char **vekGrowStrlist(char **list, int count, int newSize);
 
-/// Counts the list and adds a copy of `s` as vekFastAddToStrlist() does.
+/// Counts `list`, whose allocated size is `*size`, and adds a copy of `s` as vekFastAddToStrlist() does.
 VEK_API char **vekAddToStrlist(char **list, const char *s, int *size);
 
-/// @return a deep copy of exactly the needed size; null for null, or when memory is exhausted
+/// @return a deep copy of `list`, of exactly the needed size; null for null, or when memory is exhausted
 VEK_API char **vekCopyStrlist(char **list);
 
-/// Frees every string and the array. Null is allowed.
+/// Frees every string of `list` and the array. Null is allowed.
 VEK_API void vekFreeStrlist(char **list);
 
-/// Joins all strings with vekCatString(), starting from the empty string: the result begins with the
-/// separator, and callers rely on it.
+/// Joins all strings of `list` with vekCatString() and `sep`, starting from the empty string: the result begins
+/// with the separator, and callers rely on it.
 ///
 /// @return a heap string that the caller frees: empty for an empty list, null when memory is exhausted
 VEK_API char *vekStrlistToStr(char **list, const char *sep);
 
-/// Sorts the first `n` strings by strcmp(). A null list is left alone.
+/// Sorts the first `n` strings of `list` by strcmp(). A null list is left alone.
 VEK_API void vekSortStrlist(char **list, int n);
 
 /// Collects copies of the strings that match at least one pattern (vek_regexp.h), in order. A pattern that

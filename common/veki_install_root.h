@@ -19,6 +19,9 @@ const char *vekiFindInstallRoot(void);
 ///         empty when it found none
 const char *vekiFullExecutablePath(void);
 
+/// Forgets the tools directory, so that the next query looks for it again.
+void vekiForgetToolsDirectory(void);
+
 /// Reads a command table: lines of fields, each blank or tab between two fields.
 ///
 /// @param nameAsInvoked  its part behind the last "/" is what the first field of a line is compared with

@@ -1,4 +1,5 @@
 #include "common/owned.h"
+#include "fs/owned_spec.h"
 #include "fs/veki_fs.h"
 
 #include <array>
@@ -86,15 +87,16 @@ int vekFSiOpenFile(const char *path, const vekFSIODef *implementation, int flags
         return EINVAL;
     }
     *file = nullptr;
-    vekFSSpec *spec = nullptr;
-    int status = vekFSiCreatePathSpec(path, implementation, &spec);
+    vekFSSpec *created = nullptr;
+    int status = vekFSiCreatePathSpec(path, implementation, &created);
     if (status != VEK_FS_OK) {
         return status;
     }
-    spec->autoFree = 1;
-    status = vekFS_open(spec, flags, file);
-    if (status != VEK_FS_OK) {
-        static_cast<void>(vekFSFreeSpec(spec));
+    created->autoFree = 1;
+    vek::OwnedSpec spec(created);
+    status = vekFS_open(spec.get(), flags, file);
+    if (status == VEK_FS_OK) {
+        static_cast<void>(spec.release()); // closing the file frees it
     }
     return status;
 }

@@ -42,13 +42,14 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     if (mode == nullptr) {
         return EINVAL;
     }
-    vek::OwnedStream stream(std::fopen(spec->path, mode));
-    if (!stream) {
-        return errno;
-    }
+    // Before the file, which opening may create or cut.
     vek::Owned<vekFSFile> handle(static_cast<vekFSFile *>(std::malloc(sizeof(vekFSFile))));
     if (!handle) {
         return ENOMEM;
+    }
+    vek::OwnedStream stream(std::fopen(spec->path, mode));
+    if (!stream) {
+        return errno;
     }
     handle->stream = stream.release();
     handle->spec = spec;

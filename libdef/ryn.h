@@ -92,7 +92,7 @@ enum {
     RYN_FLAG_PACKED_LIBRARIES = 1U << 6U     ///< packed libraries are supported
 };
 
-/// @return the constant text of a code; "Invalid error number" for one that does not exist
+/// @return the constant text of `code`; "Invalid error number" for one that does not exist
 VEK_API const char *rynGetErrorMsg(int code);
 
 // ---- registries
@@ -113,32 +113,39 @@ VEK_API int rynInitEx(const char *libraryFile, unsigned flags, rynWarningHandler
                       rynErrorHandler fatalHandler, const rynInitOptions *options, size_t optionsSize,
                       rynHandle *handleOut);
 
-/// rynInitEx() without options.
+/// rynInitEx() without options: `libraryFile`, `flags`, `warningHandler`, `fatalHandler` and `handleOut` are as
+/// there.
 VEK_API int rynInit(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
                     rynErrorHandler fatalHandler, rynHandle *handleOut);
 
-/// rynInit() without flags and fatal handler.
+/// rynInit() without flags and fatal handler: `libraryFile`, `warningHandler` and `handleOut` are as there.
 VEK_API int rynInitialize(const char *libraryFile, rynWarningHandler warningHandler, rynHandle *handleOut);
 
-/// Frees a registry with all it owns. Releasing the default handle leaves none.
+/// Frees the registry `handle` with all it owns. Releasing the default handle leaves none.
 VEK_API int rynReleaseHandle(rynHandle handle);
 
 /// @return the variable that holds the default handle; null before any registry was created
 VEK_API rynHandle *rynGetCurHandle(void);
 
-/// Sets the permission bits (group and other; `mask` AND 63) that directories made by this registry go without.
+/// Sets the permission bits (group and other; `mask` AND 63) that directories made by the registry `handle` go
+/// without.
 VEK_API int rynSetUmask(rynHandle handle, unsigned mask);
 
-/// Sets the hook that later registries start with. @return the previous one
+/// Sets the hook that later registries start with.
+/// @param hook  null accepts every attribute
+/// @return the previous one
 VEK_API rynUnknownAssignHook rynSetUnknownASSIGNfunc(rynUnknownAssignHook hook);
 
-/// Sets, for registries without a setting of their own, whether paths must exist. Initially off.
+/// Sets, for registries without a setting of their own, whether paths must exist: they must when `on` is not 0.
+/// Initially off.
 VEK_API void rynSetPathNoneExistWarnFlag(int on);
 
-/// Executes one statement of the library definition language. A bad one has no effect and gives no message.
+/// Executes `text`, one statement of the library definition language, in the registry `handle`. A bad one has
+/// no effect and gives no message.
 VEK_API void rynAddCommand(rynHandle handle, const char *text);
 
-/// Prints a registry. @param stream null for standard output
+/// Prints the registry `handle`: its files, its libraries with their attributes, the buckets of its names.
+/// @param stream  null for standard output
 VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 
 // ---- implicit temporary directory
@@ -154,7 +161,8 @@ VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned 
 
 enum { RYN_IMPLICIT_ONLY = 1 };
 
-/// Stores the flags of the implicit temporary directory.
+/// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`; 0 when it has
+/// none.
 VEK_API int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut);
 
 // ---- queries
@@ -176,7 +184,15 @@ enum {
     RYN_PATH_REPLACE_LIBRARY = 9   ///< the same in the library only
 };
 
-/// Finds the path of a design object. @param size bytes of `path`, the NUL included
+/// Finds the path of the design object `library`, `cell`, `view`, `file`.
+///
+/// @param handle  the registry; null for the default handle
+/// @param mode    one of RYN_PATH_...
+/// @param path    receives the path
+/// @param size    bytes of `path`, the NUL included
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_NO_SUCH_DIRECTORY when a mode that asks
+///         for a temporary directory finds none; RYN_NOT_FOR_PACKED; or what ails the object, named by its
+///         most specific level
 VEK_API int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, char *path, size_t size);
 
@@ -190,32 +206,106 @@ enum {
     RYN_QUERY_EXECUTABLE = 1U << 5U
 };
 
-/// Tells whether a design object exists and passes the checks.
+/// Tells whether the design object `library`, `cell`, `view`, `file` exists in the registry `handle` and passes
+/// the checks of `flags`, which combine by OR.
+///
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the most
+///         specific name given; RYN_SYSTEM_ERROR
 VEK_API int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell,
                      const char *view, const char *file);
 
 // The paths that these deliver point into the registry.
 
-/// Tells where a library was last defined.
+/// Tells where `library` was last defined in the registry `handle`: `*file` receives the path of the library
+/// definition file, `*line` the line. Without an answer they become null and 0.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_INTERNAL_ERROR when no place is known
 VEK_API int rynWhereDefined(rynHandle handle, const char *library, const char **file, int *line);
-/// Tells where an attribute of a library was last assigned.
+
+/// Tells where `attribute` of `library` was last assigned in the registry `handle`; `file` and `line` are as
+/// for rynWhereDefined(). The name of the attribute may be in any case.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereAssigned(rynHandle handle, const char *library, const char *attribute, const char **file,
                              int *line);
-/// Tells where the global temporary root was last assigned. Both outputs may be null.
+
+/// Tells where the global temporary root of the registry `handle` was last assigned; `file` and `line` are as
+/// for rynWhereDefined(), and may be null.
+/// @return RYN_OK, or RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line);
-/// Tells which statement included a library definition file; null and 0 for the top file.
+
+/// Tells which statement made the registry `handle` read the library definition file `path`: `*file` receives
+/// the path of the file that includes it, `*line` the line; null and 0 for the top file.
+/// @return RYN_OK; RYN_FILE_NOT_INCLUDED; or why `path` cannot be resolved
 VEK_API int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int *line);
 
+/// @return RYN_OK when `library` is defined in the registry `handle`, else RYN_LIBRARY_NOT_DEFINED
 VEK_API int rynIsDefined(rynHandle handle, const char *library);
+
+/// @return RYN_OK when `attribute` of `library` is assigned in the registry `handle`, else
+///         RYN_LIBRARY_NOT_DEFINED or RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynIsAssigned(rynHandle handle, const char *library, const char *attribute);
+
+/// @return RYN_OK when the registry `handle` has read the library definition file `path`, else
+///         RYN_FILE_NOT_INCLUDED, or why `path` cannot be resolved
 VEK_API int rynIsIncluded(rynHandle handle, const char *path);
 
 /// Kinds of temporary directories.
 enum { RYN_TMP_EXPLICIT = 1, RYN_TMP_GLOBAL = 2, RYN_TMP_IMPLICIT = 4 };
 
-/// @return RYN_OK when the library has a temporary directory of one of the kinds in `which`, else
-///         RYN_ATTRIBUTE_NOT_ASSIGNED, RYN_LIBRARY_NOT_DEFINED, or (without a report) RYN_INVALID_PARAMETER
+/// @return RYN_OK when `library` of the registry `handle` has a temporary directory of one of the kinds in
+///         `which`, which combine by OR; else RYN_ATTRIBUTE_NOT_ASSIGNED, RYN_LIBRARY_NOT_DEFINED, or
+///         (without a report) RYN_INVALID_PARAMETER
 VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
+
+// ---- searches by library
+//
+// These look a file up along a search list of their own (pux.h), which they build and release: the default list
+// is built anew afterwards. Wherever that list says "@LIBRARY" they search the ".tolvane" of a library's
+// directories: its explicit or global, its implicit temporary directory, and its own. The caller's directories
+// are the search groups, the subdirectories that are searched in every other directory of the list. A library
+// that is not defined or not there adds nothing, nor does a null name; a missing handle is reported, and the
+// search goes on.
+//
+// Their failures are RYN_INTERNAL_ERROR without a search list (before vekInit(), or without memory),
+// RYN_INVALID_PARAMETER, without a report, for a null name or output, RYN_BUFFER_TOO_SMALL, RYN_NO_SUCH_FILE,
+// and RYN_PERMISSION_DENIED_FILE, with the path in the buffer, when a match exists but cannot be read.
+
+/// Finds the first match of the file name `name`.
+///
+/// @param handle     the registry; looked at only for a library
+/// @param directory  a search group; null for the default groups
+/// @param library    the library whose directories "@LIBRARY" stands for, or null
+/// @param path       receives the path
+/// @param size       bytes of `path`, the NUL included
+VEK_API int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library,
+                      char *path, size_t size);
+
+/// rynSearch() of `name` for `handle` and `library` into the `size` bytes at `path`, with all of `directories`,
+/// a string list, as its search groups; null for the default groups.
+VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library,
+                          char *path, size_t size);
+
+/// Finds the first match of `name` for each directory of a library: every search is one of rynSearch() with
+/// that directory alone in the place of "@LIBRARY". The same path may be found more than once.
+///
+/// @param handle     the registry
+/// @param directory  a search group; null for the default groups
+/// @param library    without a library that is there, nothing is searched
+/// @param paths      receives a string list that the caller frees with vekFreeStrlist(); null unless the
+///                   result is RYN_OK
+/// @return RYN_OK; RYN_NO_SUCH_FILE when no search finds anything, whatever the reason; RYN_INTERNAL_ERROR
+///         without a search list; RYN_MEMORY_ERROR; RYN_INVALID_PARAMETER when `paths` is null
+VEK_API int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
+                          char ***paths);
+
+/// rynFullSearch() of `name` for `handle` and `library` into `paths`, with all of `directories`, a string list,
+/// as its search groups; null for the default groups.
+VEK_API int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
+                              char ***paths);
+
+/// Finds the first match of `name` that can be written, in the default groups, with the directories of
+/// `library` in the registry `handle` that can be written. `library` may be null; the `size` bytes at `path`
+/// receive the result.
+VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size);
 
 // ---- stat cache
 
@@ -233,45 +323,97 @@ VEK_API int rynStatCacheCtl(int on);
 /// Sources of the X forms; 0 means both.
 enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 
+/// Iterates over the libraries of the registry `handle`, in the order of their definition: `*context` receives
+/// the iterator, for rynNextLib().
 VEK_API int rynIterateLibs(rynHandle handle, rynContext **context);
+
+/// Iterates over the cells of `library` in the registry `handle`: `*context` receives the iterator, for
+/// rynNextCell(). A cell is a name of letters, digits, "_", "@" and "#".
 VEK_API int rynIterateCells(rynHandle handle, const char *library, rynContext **context);
+
+/// Iterates over the views of `cell` of `library` in the registry `handle`: `*context` receives the iterator,
+/// for rynNextView(). Their names are made as those of cells.
 VEK_API int rynIterateViews(rynHandle handle, const char *library, const char *cell, rynContext **context);
+
+/// Iterates over the files of `library` in the registry `handle`, which are the names that no cell may have:
+/// `*context` receives the iterator, for rynNextFile().
 VEK_API int rynIterateLibFiles(rynHandle handle, const char *library, rynContext **context);
+
+/// rynIterateLibFiles() of `handle`, for the directory of `cell` of `library`; `context` is as there.
 VEK_API int rynIterateCellFiles(rynHandle handle, const char *library, const char *cell,
                                 rynContext **context);
+
+/// rynIterateLibFiles() of `handle`, for the directory of `view` of `cell` of `library`; `context` is as there.
 VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                 rynContext **context);
+
+/// Iterates over everything at any depth below `view` of `cell` of `library` in the registry `handle` that is
+/// no directory: `*context` receives the iterator, for rynNextFile(), which gives paths relative to the view.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
+
+/// Iterates over the library definition files that the registry `handle` has read: `*context` receives the
+/// iterator, for rynNextFile(), which gives full paths.
 VEK_API int rynIterateVekLibFiles(rynHandle handle, rynContext **context);
+
+/// Iterates over the attributes of `library` in the registry `handle`, the newest first: `*context`
+/// receives the iterator, for rynNextAttr().
 VEK_API int rynIterateAttrs(rynHandle handle, const char *library, rynContext **context);
 
+/// rynIterateCells() of `handle` and `library`, of the places that `source` names; `context` is as there.
 VEK_API int rynXIterateCells(rynHandle handle, unsigned source, const char *library, rynContext **context);
+
+/// rynIterateViews() of `handle`, `library` and `cell`, of the places that `source` names; `context` is as
+/// there.
 VEK_API int rynXIterateViews(rynHandle handle, unsigned source, const char *library, const char *cell,
                              rynContext **context);
+
+/// rynIterateLibFiles() of `handle` and `library`, of the places that `source` names; `context` is as there.
 VEK_API int rynXIterateLibFiles(rynHandle handle, unsigned source, const char *library, rynContext **context);
+
+/// rynIterateCellFiles() of `handle`, `library` and `cell`, of the places that `source` names; `context` is as
+/// there.
 VEK_API int rynXIterateCellFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  rynContext **context);
+
+/// rynIterateViewFiles() of `handle`, `library`, `cell` and `view`, of the places that `source` names;
+/// `context` is as there.
 VEK_API int rynXIterateViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  const char *view, rynContext **context);
+
+/// rynIterateAllViewFiles() of `handle`, `library`, `cell` and `view`, of the places that `source` names;
+/// `context` is as there.
 VEK_API int rynXIterateAllViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                     const char *view, rynContext **context);
 
+/// Stores the name of the next library of `context` in `*name`.
+/// @return RYN_OK; RYN_ITERATION_COMPLETE; RYN_WRONG_CONTEXT_TYPE, which is reported, when it is no iteration
+///         over libraries
 VEK_API int rynNextLib(rynContext *context, const char **name);
+
+/// Stores the name of the next cell of `context` in `*name`; else as rynNextLib().
 VEK_API int rynNextCell(rynContext *context, const char **name);
+
+/// Stores the name of the next view of `context` in `*name`; else as rynNextLib().
 VEK_API int rynNextView(rynContext *context, const char **name);
+
+/// Stores the name or path of the next file of `context` in `*name`; else as rynNextLib().
 VEK_API int rynNextFile(rynContext *context, const char **name);
+
+/// Stores the next attribute of `context` in `*name` and `*value`; else as rynNextLib().
 VEK_API int rynNextAttr(rynContext *context, const char **name, const char **value);
 
-/// Frees a context.
+/// Frees `context`.
 VEK_API int rynIterateEnd(rynContext *context);
 
-/// Prints a context. @param stream null for standard output
+/// Prints `context`: what it iterates over, the next item, all items.
+/// @param stream  null for standard output
 VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 
 // ---- specifiers and packed libraries
 
-/// Makes a specifier for a design object, which the caller frees with vekFSFreeSpec().
+/// Makes a specifier for the design object `library`, `cell`, `view`, `file`, which the caller frees with
+/// vekFSFreeSpec().
 ///
 /// @param handle   null gives RYN_INVALID_PARAMETER; there is no default here
 /// @param mode     a mode of rynGetPath()
@@ -279,6 +421,7 @@ VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 /// @param parent   null, or a specifier of this function whose object the names extend; returned itself when
 ///                 there are none
 /// @param flags    1 for a specifier whose files can be read line by line
+/// @param spec     receives the specifier; null after a failure
 VEK_API int rynGetSpec(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, vekFSSpec *parent, unsigned flags,
                        vekFSSpec **spec);
@@ -286,8 +429,9 @@ VEK_API int rynGetSpec(rynHandle handle, unsigned mode, const char *library, con
 /// @return 1 when `spec` names a directory, else 0
 VEK_API int rynIsSpecDir(vekFSSpec *spec);
 
-/// Puts a packed library's archive aside, under its name with "%" behind; the library reads its directory from
-/// then on.
+/// Puts the archive of the packed `library` in the registry `handle` aside, under its name with "%" behind; the
+/// library reads its directory from then on.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED when it is not defined or not packed; RYN_SYSTEM_ERROR
 VEK_API int rynInvalidatePackedLib(rynHandle handle, const char *library);
 
 VEK_END_DECLS

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 
-const char ryniIdentString[] [[gnu::used, gnu::retain]] =
+[[gnu::used, gnu::retain]] const char ryniIdentString[] =
     "@(#)$VEK: RYN version 06.01 09/07/2006 03:05 (vek-6.1.0) $";
 
 static struct {

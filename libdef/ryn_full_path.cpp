@@ -8,6 +8,7 @@
 #include "common/vek_path.h"
 #include "libdef/ryni_path_clean.h"
 
+#include <bit>
 #include <cerrno>
 #include <cstdlib>
 #include <pwd.h>
@@ -17,7 +18,7 @@
 namespace {
 
 /// More replacements than this in one path are taken for variables that lead back to themselves.
-constexpr int kMaxReplacements = 100000;
+constexpr unsigned kMaxReplacements = 100000;
 
 /// How a step of the generation ended.
 enum class Step {
@@ -162,10 +163,19 @@ Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathTex
 }
 
 Step expandVariables(vek::PathText &text, const rynRegistry *registry) {
-    for (int replacements = 0; replacements < kMaxReplacements; ++replacements) {
+    // A text that comes again comes for ever, and what it looks up on the way may take long. The one that is
+    // compared is renewed ever more rarely, so that a circle of any length is seen before its third round ends.
+    vek::PathText earlier;
+    for (unsigned replacements = 0; replacements < kMaxReplacements; ++replacements) {
         const std::size_t at = text.view().find('$');
         if (at == std::string_view::npos) {
             return Step::Done;
+        }
+        if (text.view() == earlier.view()) {
+            return Step::Invalid;
+        }
+        if (std::has_single_bit(replacements)) {
+            static_cast<void>(earlier.assign(text.view())); // it is as long as the other
         }
         const Reference reference = parseReference(text.view(), at);
         vek::PathText value;

@@ -4,6 +4,7 @@
 #include "common/entry_list.h"
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "fs/owned_spec.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_index_hash.h"
 #include "libdef/ryni_spec.h"
@@ -109,7 +110,12 @@ class NameList {
 // ---- directories
 
 struct CloseFsDirectory {
-    void operator()(vekFSDir *directory) const { static_cast<void>(vekFS_closedir(directory)); }
+    void operator()(vekFSDir *directory) const {
+        // A close that fails frees nothing; the second one does.
+        if (vekFS_closedir(directory) != VEK_FS_OK) {
+            static_cast<void>(vekFS_closedir(directory));
+        }
+    }
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
@@ -278,21 +284,22 @@ class DeepLibraryBuild {
         });
     }
 
-    /// An entry that no specifier can be made for is passed over.
+    /// An entry that no specifier can be made for is passed over, unless memory is exhausted.
     int addEntry(unsigned char type) {
         vekFSSpec *made = nullptr;
-        if (ryni_mkspec(registry_, nullptr, nullptr, nullptr, path_.c_str(), top_, &made) != RYN_OK) {
-            return RYN_OK;
+        const int status = ryni_mkspec(registry_, nullptr, nullptr, nullptr, path_.c_str(), top_, &made);
+        if (status != RYN_OK) {
+            return status == RYN_MEMORY_ERROR ? status : static_cast<int>(RYN_OK);
         }
-        const ryniOwnedSpec spec(made);
+        const vek::OwnedSpec spec(made);
         // Something that is no directory is none whether or not it can be examined.
         if (isTypeOfNoDirectory(type) || rynIsSpecDir(spec.get()) == 0) {
             return list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
         }
         const bool throughLink = type == DT_LNK || (type == DT_UNKNOWN && isLink(spec.get()));
-        const int status = links_.enter(throughLink) ? addDirectory(spec.get()) : RYN_SYSTEM_ERROR;
+        const int added = links_.enter(throughLink) ? addDirectory(spec.get()) : RYN_SYSTEM_ERROR;
         links_.leave(throughLink);
-        return status;
+        return added;
     }
 
     static bool isLink(vekFSSpec *spec) {
@@ -337,7 +344,7 @@ class DeepTemporaryBuild {
     /// What cannot be examined is taken for a directory, which then cannot be opened and ends the build: callers
     /// rely on not getting half a list.
     int addEntry(unsigned char type) {
-        const vek::OwnedText path(joined());
+        const vek::OwnedText path = vek::joinText(top_, "/", path_.view());
         if (!path) {
             return RYN_MEMORY_ERROR;
         }
@@ -355,17 +362,6 @@ class DeepTemporaryBuild {
     static bool isLink(const char *path) {
         struct stat record = {};
         return lstat(path, &record) == 0 && S_ISLNK(record.st_mode);
-    }
-
-    [[nodiscard]] char *joined() const {
-        const std::string_view top(top_);
-        auto *path = static_cast<char *>(std::malloc(top.size() + 1 + path_.view().size() + 1));
-        if (path != nullptr) {
-            std::memcpy(path, top.data(), top.size());
-            path[top.size()] = '/';
-            std::memcpy(path + top.size() + 1, path_.c_str(), path_.view().size() + 1);
-        }
-        return path;
     }
 
     const char *top_;

@@ -1,13 +1,13 @@
 #include "libdef/ryni_iterate.h"
 
 #include "common/fixed_text.h"
+#include "fs/owned_spec.h"
 #include "libdef/ryni_access.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
 #include "libdef/ryni_spec.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -108,7 +108,7 @@ class SourceFinder {
     rynRegistry *registry_;
     const rynLibrary *library_;
     const Request &request_;
-    ryniOwnedSpec spec_;
+    vek::OwnedSpec spec_;
     vek::PathText implicitPath_;
     vek::PathText explicitPath_;
     ryniSources sources_ = {};

@@ -13,7 +13,10 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
+#include <sys/stat.h>
+#include <sys/types.h>
 #include <utility>
 
 namespace {
@@ -99,6 +102,7 @@ struct Level {
     Level *includer;
     rynIncludedFile *file;
     FILE *stream;
+    char *rest; ///< what the stream reads, when it reads memory
     char *directory;
     int line;
     int status; ///< of its last line
@@ -106,12 +110,47 @@ struct Level {
 
 void freeLevel(Level *level) {
     static_cast<void>(std::fclose(level->stream));
+    std::free(level->rest);
     std::free(level->directory);
     std::free(level);
 }
 
-/// Reads a file and, where they are included, others. They nest in a list, not on the stack, so that nothing but
-/// open files and memory bounds their depth.
+/// What is left of a file, as a stream over the memory that `rest` receives.
+/// @return null where that cannot be had; the file is then where it was
+vek::OwnedStream restInMemory(FILE *file, vek::OwnedText &rest) {
+    struct stat status = {};
+    const off_t at = ftello(file);
+    if (at < 0 || fstat(fileno(file), &status) != 0 || status.st_size < at) {
+        return nullptr;
+    }
+    const auto size = static_cast<std::size_t>(status.st_size - at);
+    rest.reset(static_cast<char *>(std::malloc(size + 1)));
+    vek::OwnedStream memory;
+    if (rest && std::fread(rest.get(), 1, size, file) == size) {
+        memory.reset(fmemopen(rest.get(), size, "r"));
+    }
+    if (!memory) {
+        static_cast<void>(fseeko(file, at, SEEK_SET));
+    }
+    return memory;
+}
+
+/// Closes a file that includes others; it is read on from memory. Nesting is limited by nothing but memory then: no
+/// more than one file is open at a time. A file whose rest cannot be had stays open.
+void closeEarly(Level &level) {
+    if (level.rest != nullptr) {
+        return;
+    }
+    vek::OwnedText rest;
+    vek::OwnedStream memory = restInMemory(level.stream, rest);
+    if (memory) {
+        static_cast<void>(std::fclose(level.stream));
+        level.stream = memory.release();
+        level.rest = rest.release();
+    }
+}
+
+/// Reads a file and, where they are included, others. They nest in a list, not on the stack.
 class Reader {
   public:
     explicit Reader(rynRegistry *registry) : registry_(registry) {}
@@ -160,12 +199,13 @@ class Reader {
             std::free(level);
             return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()");
         }
-        *level = {level_, file, stream.release(), directory.release(), 0, RYN_OK};
+        *level = {level_, file, stream.release(), nullptr, directory.release(), 0, RYN_OK};
         level_ = level;
         return RYN_OK;
     }
 
     void include(const char *path) {
+        closeEarly(*level_);
         const int status = enter(path);
         if (status != RYN_OK) {
             level_->status = status;
@@ -177,6 +217,9 @@ class Reader {
         vek::PathText nsl;
         vek::PathText error;
         const int status = ryni_generate_nsl_path(path, nsl.data(), error.data(), registry_);
+        if (status == RYN_INTERNAL_ERROR && std::strchr(path, '/') == nullptr) {
+            return ryni_do_fatal(registry_, status, "ryni_parse_veklib_file() - 1");
+        }
         if (status != RYN_OK) {
             return ryni_do_fatal(registry_, status, error.c_str());
         }

@@ -1,6 +1,7 @@
 #include "libdef/ryn.h"
 
 #include "common/fixed_text.h"
+#include "fs/owned_spec.h"
 #include "libdef/ryni_access.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
@@ -96,21 +97,19 @@ class Query {
     }
 
     int lookInArchive() {
-        vekFSSpec *spec = nullptr;
+        vekFSSpec *made = nullptr;
         const int status =
-            ryni_mkspec(registry_, names_.library, names_.cell, names_.view, names_.file, nullptr, &spec);
+            ryni_mkspec(registry_, names_.library, names_.cell, names_.view, names_.file, nullptr, &made);
         if (status != RYN_OK) {
             return status;
         }
+        const vek::OwnedSpec spec(made);
         vekFSStat record = {};
-        mode_t mode = 0;
-        const int error = vekFS_stat(spec, &record);
-        const bool hasMode = error == VEK_FS_OK && vekFS_getFileMode(&record, &mode) == VEK_FS_OK;
-        static_cast<void>(vekFSFreeSpec(spec));
-        if (error != VEK_FS_OK) {
+        if (const int error = vekFS_stat(spec.get(), &record); error != VEK_FS_OK) {
             return names_.codeOf(error);
         }
-        return hasMode ? checkMode(mode) : RYN_SYSTEM_ERROR;
+        mode_t mode = 0;
+        return vekFS_getFileMode(&record, &mode) == VEK_FS_OK ? checkMode(mode) : RYN_SYSTEM_ERROR;
     }
 
     [[nodiscard]] int checkMode(mode_t mode) const {

@@ -2,6 +2,7 @@
 
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "fs/owned_spec.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
 #include "libdef/ryni_path.h"
@@ -93,7 +94,7 @@ bool copyName(const char *name, char *&copy) {
 }
 
 /// Makes a "rynFS" specifier around an inner one, which it then owns.
-int wrap(rynRegistry *registry, const ryniObjectNames &names, ryniOwnedSpec inner, vekFSSpec **spec) {
+int wrap(rynRegistry *registry, const ryniObjectNames &names, vek::OwnedSpec inner, vekFSSpec **spec) {
     auto *extension = static_cast<Extension *>(std::calloc(1, sizeof(Extension)));
     auto *wrapper = static_cast<vekFSSpec *>(std::calloc(1, sizeof(vekFSSpec)));
     const bool made = extension != nullptr && wrapper != nullptr &&
@@ -114,7 +115,7 @@ int wrap(rynRegistry *registry, const ryniObjectNames &names, ryniOwnedSpec inne
     return RYN_OK;
 }
 
-int makePlain(const char *path, bool stdio, ryniOwnedSpec &inner) {
+int makePlain(const char *path, bool stdio, vek::OwnedSpec &inner) {
     vekFSSpec *made = nullptr;
     const int status = stdio ? vekFSStdioCreatePathSpec(path, &made) : vekFSCreatePathSpec(path, &made);
     inner.reset(made);
@@ -174,7 +175,7 @@ vekZip *openArchive(rynLibrary *library) {
 }
 
 int makeInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names,
-                  ryniOwnedSpec &inner) {
+                  vek::OwnedSpec &inner) {
     vek::PathText path;
     const int status = ryniPathInArchive(registry, names.library, names.cell, names.view, names.file,
                                          path.data(), VEK_PATH_SIZE, nullptr);
@@ -191,7 +192,7 @@ int makeInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames 
 
 /// makeInArchive() that also, while paths must exist, looks for the object there.
 int findInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names,
-                  ryniOwnedSpec &inner) {
+                  vek::OwnedSpec &inner) {
     const int status = makeInArchive(registry, archive, names, inner);
     if (status != RYN_OK || ryniCheckPathNoneExistWarnFlag(registry) == 0) {
         return status;
@@ -203,7 +204,7 @@ int findInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames 
     }
     inner.reset();
     if (names.hasLevelAbove()) {
-        ryniOwnedSpec above;
+        vek::OwnedSpec above;
         const int aboveStatus = findInArchive(registry, archive, names.levelAbove(), above);
         if (aboveStatus != RYN_OK) {
             return aboveStatus;
@@ -234,22 +235,10 @@ class JoinedText {
     std::size_t length_ = 0;
 };
 
-/// The name that an archive is put aside under; null when memory is exhausted.
-vek::OwnedText nameAside(const char *archive) {
-    const std::size_t size = std::strlen(archive) + 2;
-    vek::OwnedText aside(static_cast<char *>(std::malloc(size)));
-    if (aside) {
-        JoinedText name(aside.get(), size);
-        name.append(archive);
-        name.append("%");
-    }
-    return aside;
-}
-
 // ---- finding what a specifier wraps
 
 int findInner(rynRegistry *registry, unsigned mode, const ryniObjectNames &names, bool stdio,
-              ryniOwnedSpec &inner) {
+              vek::OwnedSpec &inner) {
     vek::PathText path;
     const bool mayBePacked = mode == RYN_PATH_READ || mode == RYN_PATH_READ_LIBRARY;
     rynLibrary *packed = mayBePacked ? findPacked(registry, names.library) : nullptr;
@@ -267,7 +256,7 @@ int findInner(rynRegistry *registry, unsigned mode, const ryniObjectNames &names
     return status == RYN_OK ? makePlain(path.c_str(), stdio, inner) : status;
 }
 
-int makeInner(rynRegistry *registry, const ryniObjectNames &names, ryniOwnedSpec &inner) {
+int makeInner(rynRegistry *registry, const ryniObjectNames &names, vek::OwnedSpec &inner) {
     if (rynLibrary *packed = findPacked(registry, names.library)) {
         vek::PathText path;
         const int status = ryniPathInArchive(registry, names.library, names.cell, names.view, names.file,
@@ -306,7 +295,7 @@ int makeSpec(rynHandle handle, ryniObjectNames names, vekFSSpec *parent, vekFSSp
     case Combined::Names:
         break;
     }
-    ryniOwnedSpec inner;
+    vek::OwnedSpec inner;
     const int status = find(names, inner);
     return status == RYN_OK ? wrap(handle, names, std::move(inner), spec) : status;
 }
@@ -328,7 +317,7 @@ int rynGetSpec(rynHandle handle, unsigned mode, const char *library, const char 
                const char *file, vekFSSpec *parent, unsigned flags, vekFSSpec **spec) {
     const bool stdio = (flags & 1U) != 0;
     return makeSpec(handle, {library, cell, view, file}, parent, spec,
-                    [=](const ryniObjectNames &names, ryniOwnedSpec &inner) {
+                    [=](const ryniObjectNames &names, vek::OwnedSpec &inner) {
                         return findInner(handle, mode, names, stdio, inner);
                     });
 }
@@ -337,7 +326,7 @@ int ryni_mkspec(rynHandle handle, const char *library, const char *cell, const c
                 vekFSSpec *parent, vekFSSpec **spec) {
     return makeSpec(
         handle, {library, cell, view, file}, parent, spec,
-        [=](const ryniObjectNames &names, ryniOwnedSpec &inner) { return makeInner(handle, names, inner); });
+        [=](const ryniObjectNames &names, vek::OwnedSpec &inner) { return makeInner(handle, names, inner); });
 }
 
 int rynIsSpecDir(vekFSSpec *spec) {
@@ -390,7 +379,7 @@ int rynInvalidatePackedLib(rynHandle handle, const char *library) {
     if (record == nullptr || record->packedFile == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    const vek::OwnedText aside = nameAside(record->packedFile);
+    const vek::OwnedText aside = vek::joinText(record->packedFile, "%");
     if (!aside || std::rename(record->packedFile, aside.get()) != 0) {
         return RYN_SYSTEM_ERROR;
     }

@@ -5,13 +5,6 @@
 
 #include "libdef/ryni_registry.h"
 
-#include <memory>
-
-struct ryniFreeSpec {
-    void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
-};
-using ryniOwnedSpec = std::unique_ptr<vekFSSpec, ryniFreeSpec>;
-
 VEK_BEGIN_DECLS
 
 /// rynGetSpec() without a query: the path is built from the library's own directory, or lies in its archive.

@@ -25,7 +25,7 @@ enum {
     PUX_NOT_INITIALIZED = 8
 };
 
-/// @return the constant text of a code; "Invalid error number" for one that does not exist
+/// @return the constant text of `code`; "Invalid error number" for one that does not exist
 VEK_API const char *puxGetErrorMsg(int code);
 
 /// Builds a search list: from the first `setup.loc` that the built-in default list leads to, or from the
@@ -66,7 +66,7 @@ VEK_API int puxInsertToSearchList(char ***h, const char *dir);
 ///         failed
 VEK_API int puxConvertPathEx(const char *in, char *out, const char *fileName);
 
-/// puxConvertPathEx() without a file name.
+/// puxConvertPathEx() of `in` into `out`, without a file name.
 VEK_API int puxConvertPath(const char *in, char *out);
 
 /// Interpolates `in` into the VEK_SEARCH_PATH_SIZE bytes at `out`; the result need not exist. After a failure
@@ -76,7 +76,7 @@ VEK_API int puxConvertPath(const char *in, char *out);
 /// @return PUX_OK, or PUX_FILE_NOT_FOUND when interpolation failed
 VEK_API int puxConvertPathNotThereEx(const char *in, char *out, const char *fileName);
 
-/// puxConvertPathNotThereEx() without a file name.
+/// puxConvertPathNotThereEx() of `in` into `out`, without a file name.
 VEK_API int puxConvertPathNotThere(const char *in, char *out);
 
 /// @return a heap copy of `s` that the caller frees; null for null, or when memory is exhausted
@@ -90,38 +90,56 @@ VEK_API char *pux_mkstring(const char *s);
 // that has no meaning, PUX_BUFFER_TOO_SMALL when a candidate or the result does not fit, and
 // PUX_PERMISSION_DENIED, with the path in `out`, when a match exists but cannot be read.
 
-/// Finds the first readable match.
+/// Finds the first readable match of the file name `name`.
 ///
+/// @param list     the search list; null for the default one
 /// @param groups   the search groups exactly as given; null for the default groups
 /// @param libDirs  the directories that "@LIBRARY" stands for; null skips such entries
 /// @param out      receives the path
+/// @param outSize  bytes of `out`, the NUL included
 VEK_API int puxSearchEx(char **list, const char *name, char **groups, char **libDirs, char *out,
                         size_t outSize);
 
-/// puxSearchEx() with the default groups and no library directories.
+/// puxSearchEx() of `name` along `list` into the `outSize` bytes at `out`, with the default groups and no
+/// library directories.
 VEK_API int puxSearch(char **list, const char *name, char *out, size_t outSize);
 
-/// Finds the first match in the default groups (`group` null, "veksetup" or ".tolvane"), or else in "." and
-/// then `group`.
+/// Finds the first match of `name` along `list`, in the default groups (`group` null, "veksetup" or
+/// ".tolvane"), or else in "." and then `group`. The `outSize` bytes at `out` receive its path.
 VEK_API int puxSearchGroup(char **list, const char *name, const char *group, char *out, size_t outSize);
 
-/// Finds the first match in "." and then `groups`, or in the default groups when `groups` is null.
+/// Finds the first match of `name` along `list`, in "." and then `groups`, or in the default groups when
+/// `groups` is null. The `outSize` bytes at `out` receive its path.
 VEK_API int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize);
 
-/// Finds all matches, one at most from each directory of the list, with the groups of puxSearchGroup().
+/// Finds all matches of `name`, one at most from each directory of `list`, with the groups of
+/// puxSearchGroup() for `group`.
 ///
 /// @param result  receives a null-terminated heap array of heap strings, all the caller's to free; null unless
 ///                the result is PUX_OK
 VEK_API int puxFullSearch(char **list, const char *name, const char *group, char ***result);
 
-/// puxFullSearch() with the groups of puxSearchDirList().
+/// puxFullSearch() of `name` along `list` into `result`, with the groups of puxSearchDirList() for `groups`.
 VEK_API int puxFullSearchDirList(char **list, const char *name, char **groups, char ***result);
 
-/// Finds the first match that is also writable (vekFileWritable()), in the default groups.
+/// Finds the first match of `name` along `list` that is also writable (vekFileWritable()), in the default
+/// groups. `libDirs` are the directories that "@LIBRARY" stands for, or null; the `outSize` bytes at `out`
+/// receive the path.
 VEK_API int puxFindWritableEx(char **list, const char *name, char **libDirs, char *out, size_t outSize);
 
-/// puxFindWritableEx() without library directories.
+/// puxFindWritableEx() of `name` along `list` into the `outSize` bytes at `out`, without library directories.
 VEK_API int puxFindWritable(char **list, const char *name, char *out, size_t outSize);
+
+/// Tells whether files named `fileName` are to be looked up along the search list: what the file
+/// "puxLookupConfig" says, which is itself found along `list` and read anew by every call. When memory is
+/// exhausted it is not decided.
+///
+/// @param list      the list on which "puxLookupConfig" is searched, as by puxSearch()
+/// @param fileName  the name; one of over 1023 characters is in no such file
+/// @return PUX_OK for yes; PUX_FILE_NOT_FOUND for no, also when there is no "puxLookupConfig";
+///         PUX_PERMISSION_DENIED when it cannot be opened; PUX_INVALID_PARAMETER for a null name;
+///         PUX_MEMORY_ERROR; or another code of the search
+VEK_API int puxUsePuxFor(char **list, const char *fileName);
 
 VEK_END_DECLS
 

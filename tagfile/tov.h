@@ -58,18 +58,19 @@ typedef struct VekinfoObj {
 /// null; `line` is 0 when there is none.
 typedef void (*tovErrorHandler)(int code, const char *text, const char *where, int line);
 
-/// @return the constant text of a code; "invalid error number" for one that does not exist
+/// @return the constant text of `code`; "invalid error number" for one that does not exist
 VEK_API const char *tovGetErrorMsg(int code);
 
 /// Reports an error: to the registered handler or, when there is none, as one composed line to
 /// vekReportError().
 ///
+/// @param text   what the error is about
 /// @param where  the place of the error, or null or empty for none
 /// @param line   the line number in it, or 0 for none
 /// @return `code`
 VEK_API int tovPrintError(int code, const char *text, const char *where, int line);
 
-/// Installs the handler that receives every error from now on; null restores the default.
+/// Installs `handler`, which receives every error from now on; null restores the default.
 /// @return the handler installed before, null when there was none
 VEK_API tovErrorHandler tovRegisterErrorHandler(tovErrorHandler handler);
 
@@ -85,38 +86,48 @@ VEK_API extern const int ryn_to_tov_errorcode_map[32];
 
 /// Looks up the entry `name` for `path`: in the tag file of the nearest directory at or above it that defines
 /// the entry. Symbolic links on the way are followed; the walk ends where another file system begins.
+///
+/// @param where  null, or receives the path of the tag file that answered
 /// @return the value (empty for VEKLIBRARY), or null
 VEK_API const char *tovLookupEntry(const char *path, const char *name, char *where);
 
-/// tovLookupEntry(); when that gives null or an empty value, the first `vekinfo.tag` along the search list that
-/// defines the entry answers.
+/// tovLookupEntry() of `name` for `path`; when that gives null or an empty value, the first `vekinfo.tag` along
+/// the search list that defines the entry answers.
+///
+/// @param where  null, or receives the path of the tag file that answered
+/// @return the value, or null
 VEK_API const char *tovLookupEntryX(const char *path, const char *name, char *where);
 
 /// @return the DM type of `path`, as tovLookupEntryX() finds it, or null
 VEK_API const char *tovGetDmType(const char *path);
-/// tovGetDmType() that also tells which file answered.
+
+/// tovGetDmType() of `path` that also tells, in `where`, which file answered.
 VEK_API const char *tovGetDmTypeX(const char *path, char *where);
 
 /// @return the namespace of `path`: "LibraryNT" or "LibraryUnix", the latter also when no tag file defines
 ///         one. Never null
 VEK_API const char *tovGetNameSpace(const char *path);
-/// tovGetNameSpace() that also tells which file answered.
+
+/// tovGetNameSpace() of `path` that also tells, in `where`, which file answered.
 VEK_API const char *tovGetNameSpaceX(const char *path, char *where);
 
 /// @return 1 when the tag file in `path` itself (or in the nearest existing directory above a path that does
 ///         not exist) marks a library, else 0
 VEK_API int tovIsLibrary(const char *path);
-/// tovIsLibrary() that also tells which file answered.
+
+/// tovIsLibrary() of `path` that also tells, in `where`, which file answered.
 VEK_API int tovIsLibraryX(const char *path, char *where);
 
 /// @return 1 when `path` or a directory above it is marked as a library, else 0
 VEK_API int tovIsInLibrary(const char *path);
-/// tovIsInLibrary() that also tells which file answered.
+
+/// tovIsInLibrary() of `path` that also tells, in `where`, which file answered.
 VEK_API int tovIsInLibraryX(const char *path, char *where);
 
 /// @return the VEKLIBCHECK setting that counts for the working directory: 1 ON, 0 OFF or not defined
 VEK_API int tovCheckLibrary(void);
-/// tovCheckLibrary() that also tells which file answered.
+
+/// tovCheckLibrary() that also tells, in `where`, which file answered.
 VEK_API int tovCheckLibraryX(char *where);
 
 // ---- tag files and paths
@@ -147,6 +158,7 @@ VEK_API int tovLocalSearchElement(const char *startDir, const char *element, Vek
 VEK_API int tovNormalizePath(const char *path, char *out);
 
 /// tovNormalizePath() that falls back to the nearest existing ancestor of `path`: what is missing is dropped.
+/// `out` receives the result, in VEK_PATH_SIZE bytes.
 VEK_API int tovNormalizePathSorta(const char *path, char *out);
 
 /// Forgets every parsed tag file and every resolved link. Nothing else ever does.
@@ -157,19 +169,23 @@ VEK_API void tovResetCache(void);
 // An edit rewrites the whole tag file of `dir` from its parsed form: comments and layout are not kept. A write
 // that fails leaves the old file. All return 1 when the file is as asked, 0 after reporting a failure.
 
-/// Clears the entry `name`. A file that is missing or cannot be read counts as success and stays as it is.
+/// Clears the entry `name` of the tag file of `dir`. A file that is missing or cannot be read counts as success
+/// and stays as it is.
 /// Clearing an application entry keeps the entries of that name and drops all others.
 VEK_API int tovRemoveEntry(const char *dir, const char *name);
 
-/// Clears the entry `name` as tovRemoveEntry() does, then adds it with `value` (ignored for VEKLIBRARY). A
-/// value the keyword does not allow is reported and not applied, which is no failure.
+/// Clears the entry `name` of the tag file of `dir` as tovRemoveEntry() does, then adds it with `value`
+/// (ignored for VEKLIBRARY). A value the keyword does not allow is reported and not applied, which is no
+/// failure.
 VEK_API int tovAddEntry(const char *dir, const char *name, const char *value);
 
-/// tovAddEntry() of the DMTYPE entry.
+/// tovAddEntry() of the DMTYPE entry of `dir`, with `value`.
 VEK_API int tovSetPathDmType(const char *dir, const char *value);
-/// tovSetPathDmType() with "none".
+
+/// tovSetPathDmType() of `dir`, with "none".
 VEK_API int tovSetPathUnmanaged(const char *dir);
-/// tovRemoveEntry() of the DMTYPE entry.
+
+/// tovRemoveEntry() of the DMTYPE entry of `dir`.
 VEK_API int tovClearPathUnmanaged(const char *dir);
 
 /// Creates the tag file of `dir`: the template text, then each string of the string list `lines` on a line of

@@ -151,10 +151,10 @@ class Edit {
 };
 
 /// Reads the file, or finds it in the cache; either way the last-object slot holds it.
-bool isReadable(const char *tagPath) {
+int read(const char *tagPath) {
     VekinfoObj shallow = {};
     int found = 0;
-    return tovGetVekinfoAtLoc(tagPath, nullptr, &shallow, &found) == TOV_OK;
+    return tovGetVekinfoAtLoc(tagPath, nullptr, &shallow, &found);
 }
 
 int addToUnread(const char *dir, const char *tagPath, AddedLine &line, const char *name) {
@@ -173,7 +173,7 @@ int tovRemoveEntry(const char *dir, const char *name) {
         toviReportNoMemory();
         return 0;
     }
-    if (name == nullptr || !isReadable(tagPath.get())) {
+    if (name == nullptr || read(tagPath.get()) != TOV_OK) {
         return 1; // nothing to clear is a success
     }
     return Edit(dir, tempVekinfoFromHash).remove(name);
@@ -188,8 +188,12 @@ int tovAddEntry(const char *dir, const char *name, const char *value) {
         return 0;
     }
     // Clearing and adding each read the file: what is wrong with it is reported twice.
-    if (isReadable(tagPath.get()) || isReadable(tagPath.get())) {
+    const int status = read(tagPath.get()) == TOV_OK ? TOV_OK : read(tagPath.get());
+    if (status == TOV_OK) {
         return Edit(dir, tempVekinfoFromHash).add(line, givenName, tagPath.get(), true);
+    }
+    if (status == TOV_MEMORY_ERROR) {
+        return 0; // the file may well be good
     }
     return addToUnread(dir, tagPath.get(), line, givenName);
 }

@@ -4,6 +4,7 @@
 #include "common/fixed_text.h"
 #include "common/owned_strlist.h"
 #include "search/pux.h"
+#include "tagfile/tovi_object.h"
 #include "tagfile/tovi_path.h"
 
 #include <array>
@@ -39,7 +40,11 @@ bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
 /// Asks every tag file along the search list. An error ends the search.
 bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     char **files = nullptr;
-    if (puxFullSearch(nullptr, kTagFileName.data(), kTagFileGroup, &files) != PUX_OK) {
+    const int status = puxFullSearch(nullptr, kTagFileName.data(), kTagFileGroup, &files);
+    if (status != PUX_OK) {
+        if (status == PUX_MEMORY_ERROR) {
+            toviReportNoMemory(); // else it would look like an entry that nobody has set
+        }
         return false;
     }
     const vek::OwnedStrlist owner(files);

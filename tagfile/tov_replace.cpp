@@ -1,9 +1,9 @@
 #include "tagfile/tovi_replace.h"
 
 #include "common/owned.h"
+#include "common/size_limit.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -45,23 +45,6 @@ bool truncateTo(int file, std::size_t size) {
 bool synchronize(int file) {
     return uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
-
-/// While it lives, a write beyond the limit on file sizes is an error like any other. Else it would end the
-/// process, with the old text half gone.
-class SizeLimitIsNoSignal {
-  public:
-    SizeLimitIsNoSignal() {
-        struct sigaction ignore = {};
-        ignore.sa_handler = SIG_IGN;
-        static_cast<void>(sigaction(SIGXFSZ, &ignore, &before_));
-    }
-    SizeLimitIsNoSignal(const SizeLimitIsNoSignal &) = delete;
-    SizeLimitIsNoSignal &operator=(const SizeLimitIsNoSignal &) = delete;
-    ~SizeLimitIsNoSignal() { static_cast<void>(sigaction(SIGXFSZ, &before_, nullptr)); }
-
-  private:
-    struct sigaction before_ = {};
-};
 
 /// A heap copy of what a file holds.
 struct Content {
@@ -215,7 +198,7 @@ class Target {
 } // namespace
 
 bool toviReplaceFile(const char *path, std::string_view text) {
-    const SizeLimitIsNoSignal guard;
+    const vek::SizeLimitIsNoSignal guard;
     Target target(path);
     if (target.open() && target.replaceBy(text)) {
         return true;

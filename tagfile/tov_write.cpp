@@ -1,12 +1,12 @@
 #include "tagfile/tovi_write.h"
 
+#include "common/composed_text.h"
 #include "common/owned.h"
 #include "common/vek_file.h"
 #include "tagfile/tovi_path.h"
 #include "tagfile/tovi_replace.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <string_view>
 
 namespace {
@@ -50,71 +50,41 @@ constexpr const char *kTemplate = "#\n"
                                   "# Current Settings:\n"
                                   "#\n";
 
-/// A text that is written as if it were a file, so that it is whole before any file is touched.
-class ComposedText {
-  public:
-    ComposedText() : stream_(open_memstream(&text_, &size_)) {}
-    ComposedText(const ComposedText &) = delete;
-    ComposedText &operator=(const ComposedText &) = delete;
-    ~ComposedText() {
-        stream_.reset();
-        std::free(text_);
-    }
-
-    /// Null when memory is exhausted.
-    [[nodiscard]] FILE *stream() const { return stream_.get(); }
-
-    /// Ends the composing. @return false when memory was exhausted on the way
-    [[nodiscard]] bool finish() {
-        const bool whole = stream_ && std::ferror(stream_.get()) == 0;
-        return stream_ && std::fclose(stream_.release()) == 0 && whole;
-    }
-
-    [[nodiscard]] std::string_view view() const { return {text_, size_}; }
-
-  private:
-    char *text_ = nullptr;
-    std::size_t size_ = 0;
-    vek::OwnedStream stream_;
-};
-
-void writeSettings(FILE *file, const VekinfoObj &obj) {
+void composeSettings(vek::ComposedText &text, const VekinfoObj &obj) {
     if (obj.library == 1) {
-        std::fputs("VEKLIBRARY\n", file);
+        text.append("VEKLIBRARY\n");
     }
     // Only ON is written: an OFF setting vanishes with the first edit, as users know it.
     if (obj.libcheck == 1) {
-        std::fputs("VEKLIBCHECK ON\n", file);
+        text.append("VEKLIBCHECK ON\n");
     }
     if (obj.dmtype != nullptr && *obj.dmtype != '\0') {
-        std::fprintf(file, "DMTYPE %s\n", obj.dmtype);
+        text.append("DMTYPE ", obj.dmtype, "\n");
     }
     if (obj.nameSpace == TOV_NAMESPACE_NT) {
-        std::fputs("NAMESPACE LibraryNT\n", file);
+        text.append("NAMESPACE LibraryNT\n");
     } else if (obj.nameSpace == TOV_NAMESPACE_UNIX) {
-        std::fputs("NAMESPACE LibraryUnix\n", file);
+        text.append("NAMESPACE LibraryUnix\n");
     }
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
-        std::fprintf(file, "%s %s\n", obj.names[i], obj.values[i]);
+        const bool hasValue = obj.values != nullptr && obj.values[i] != nullptr;
+        text.append(obj.names[i], " ", hasValue ? obj.values[i] : "", "\n");
     }
 }
 
-void writeLines(FILE *file, char **lines) {
+void composeLines(vek::ComposedText &text, char **lines) {
     for (char **line = lines; line != nullptr && *line != nullptr; ++line) {
-        std::fprintf(file, "%s\n", *line);
+        text.append(*line, "\n");
     }
 }
 
-/// Composes the template and what `writeRest` adds, and makes it the content of `path`.
-template <typename WriteRest>
-bool writeTagFile(const char *path, WriteRest writeRest) {
-    ComposedText text;
-    if (path == nullptr || text.stream() == nullptr) {
-        return false;
-    }
-    tovWriteDefaultVekinfotag(text.stream());
-    writeRest(text.stream());
-    return text.finish() && toviReplaceFile(path, text.view());
+/// Composes the template and what `composeRest` adds, and makes it the content of `path`.
+template <typename ComposeRest>
+bool writeTagFile(const char *path, ComposeRest composeRest) {
+    vek::ComposedText text;
+    text.append(kTemplate);
+    composeRest(text);
+    return path != nullptr && text.isWhole() && toviReplaceFile(path, text.view());
 }
 
 } // namespace
@@ -125,7 +95,7 @@ void tovWriteDefaultVekinfotag(FILE *file) {
 
 int updateInfoFile(const char *dir, const VekinfoObj *obj) {
     const vek::OwnedText path = toviTagFilePath(dir);
-    if (!writeTagFile(path.get(), [obj](FILE *file) { writeSettings(file, *obj); })) {
+    if (!writeTagFile(path.get(), [obj](vek::ComposedText &text) { composeSettings(text, *obj); })) {
         tovPrintError(TOV_SYSTEM_ERROR, "opening for write", dir, 0);
         return 0;
     }
@@ -138,7 +108,7 @@ int tovCreateInfoFile(const char *dir, char **lines) {
         tovPrintError(TOV_FILE_EXISTS, "didn't overwrite file", path.get(), 0);
         return 0;
     }
-    if (!writeTagFile(path.get(), [lines](FILE *file) { writeLines(file, lines); })) {
+    if (!writeTagFile(path.get(), [lines](vek::ComposedText &text) { composeLines(text, lines); })) {
         tovPrintError(TOV_SYSTEM_ERROR, "open for write", path.get(), 0);
         return 0;
     }

@@ -1,12 +1,13 @@
 #include "tool/vekinfo_append.h"
 
+#include "common/composed_text.h"
 #include "common/owned.h"
+#include "common/size_limit.h"
 #include "common/vek_path.h"
 #include "tool/vekinfo_check.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
@@ -14,25 +15,25 @@
 
 namespace {
 
-void composeNameSpace(const char *dir, FILE *text) {
+void composeNameSpace(const char *dir, vek::ComposedText &text) {
     switch (vekGetFilesysCaseSensitivity(dir)) {
     case VEK_CASE_SENSITIVE:
-        std::fprintf(text,
-                     "#\n"
-                     "# Directory %s is \n"
-                     "# determined to be case sensitive, therefore\n"
-                     "# NAMESPACE is set to LibraryUnix\n"
-                     "NAMESPACE LibraryUnix\n",
-                     dir);
+        text.append("#\n"
+                    "# Directory ",
+                    dir,
+                    " is \n"
+                    "# determined to be case sensitive, therefore\n"
+                    "# NAMESPACE is set to LibraryUnix\n"
+                    "NAMESPACE LibraryUnix\n");
         break;
     case VEK_CASE_INSENSITIVE:
-        std::fprintf(text,
-                     "#\n"
-                     "# Directory %s is\n"
-                     "# determined to be NOT case sensitive, therefore\n"
-                     "# NAMESPACE is set to LibraryNT\n"
-                     "NAMESPACE LibraryNT\n",
-                     dir);
+        text.append("#\n"
+                    "# Directory ",
+                    dir,
+                    " is\n"
+                    "# determined to be NOT case sensitive, therefore\n"
+                    "# NAMESPACE is set to LibraryNT\n"
+                    "NAMESPACE LibraryNT\n");
         break;
     default:
         std::fputs("ERROR! can't determine file system case sensitivity on writable directory\n", stderr);
@@ -40,18 +41,16 @@ void composeNameSpace(const char *dir, FILE *text) {
     }
 }
 
-void composeEntries(const char *dir, FILE *text) {
-    std::fputs("# The next line was written by the\n"
-               "# vekinfo -configurelibrary command.\n"
-               "VEKLIBRARY\n",
-               text);
+void composeEntries(const char *dir, vek::ComposedText &text) {
+    text.append("# The next line was written by the\n"
+                "# vekinfo -configurelibrary command.\n"
+                "VEKLIBRARY\n");
     if (lookForNoneTag(dir) != 0) {
-        std::fputs("#\n"
-                   "# DMType is explicitly set to none here\n"
-                   "# because there was a dm.tag file with a\n"
-                   "# 'none' entry in it.\n"
-                   "DMTYPE none\n",
-                   text);
+        text.append("#\n"
+                    "# DMType is explicitly set to none here\n"
+                    "# because there was a dm.tag file with a\n"
+                    "# 'none' entry in it.\n"
+                    "DMTYPE none\n");
     }
     composeNameSpace(dir, text);
 }
@@ -128,44 +127,18 @@ class AppendedFile {
     bool done_ = false;
 };
 
-/// A text that is composed with the functions for streams.
-class ComposedText {
-  public:
-    ComposedText() : stream_(open_memstream(&text_, &size_)) {}
-    ComposedText(const ComposedText &) = delete;
-    ComposedText &operator=(const ComposedText &) = delete;
-    ~ComposedText() {
-        stream_.reset();
-        std::free(text_);
-    }
-
-    /// @return null when memory is exhausted
-    [[nodiscard]] FILE *stream() const { return stream_.get(); }
-
-    /// Ends the text. @return false when memory was exhausted
-    bool finish() {
-        const bool composed = std::ferror(stream_.get()) == 0;
-        return std::fclose(stream_.release()) == 0 && composed;
-    }
-    [[nodiscard]] std::string_view view() const { return {text_, size_}; }
-
-  private:
-    char *text_ = nullptr;
-    std::size_t size_ = 0;
-    vek::OwnedStream stream_;
-};
-
 } // namespace
 
 bool vekinfoAppendLibraryEntries(const char *dir, const char *tagPath) {
+    const vek::SizeLimitIsNoSignal guard;
     AppendedFile file(tagPath);
-    ComposedText text;
-    if (!file.open() || text.stream() == nullptr) {
+    if (!file.open()) {
         return false;
     }
+    vek::ComposedText text;
     if (file.endsInsideLine()) {
-        std::fputc('\n', text.stream()); // else the first line would become the end of theirs
+        text.append("\n"); // else the first line would become the end of theirs
     }
-    composeEntries(dir, text.stream());
-    return text.finish() && file.append(text.view());
+    composeEntries(dir, text);
+    return text.isWhole() && file.append(text.view());
 }

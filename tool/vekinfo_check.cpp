@@ -71,11 +71,12 @@ void reportDefined(const char *libName, const char *dir, const VekinfoObj &obj) 
     }
 }
 
-int configureLibrary(const char *libName, const char *dir, const char *tagPath) {
+/// @param isKnown  false when the tag file is there but could not be read: whether it lacks anything is unknown
+int configureLibrary(const char *libName, const char *dir, const char *tagPath, bool isKnown) {
     if (vekFileWritable(dir) == 0) {
         return tovPrintError(TOV_ACCESS_ERROR, "path not writable", dir, 0);
     }
-    if (!vekinfoAppendLibraryEntries(dir, tagPath)) {
+    if (!isKnown || !vekinfoAppendLibraryEntries(dir, tagPath)) {
         return tovPrintError(TOV_SYSTEM_ERROR, "error opening for append", tagPath, 0);
     }
     tovResetCache(); // it may hold the file as it was: another library may lie in the same directory
@@ -141,11 +142,19 @@ int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
     }
     VekinfoObj obj = {};
     int found = 0;
-    static_cast<void>(tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found));
+    int status = tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found);
+    if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
+        // It has come in between, or could not be seen for a moment.
+        status = tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found);
+    }
+    if (status == TOV_MEMORY_ERROR) {
+        return status;
+    }
     if (found != 0) {
         reportDefined(libName, dir, obj);
     } else if (configure != 0) {
-        const int status = configureLibrary(libName, dir, tagPath.get());
+        const bool isKnown = status != TOV_SYSTEM_ERROR;
+        status = configureLibrary(libName, dir, tagPath.get(), isKnown);
         if (status != TOV_OK) {
             return status;
         }
@@ -170,7 +179,11 @@ int tovVeklibCheck(const char *libFile, int configure) {
 
 int tovCheckOrConfigLibrary(int configure) {
     char **files = nullptr;
-    if (puxFullSearch(nullptr, "vek.lib", "veksetup", &files) != PUX_OK) {
+    const int status = puxFullSearch(nullptr, "vek.lib", "veksetup", &files);
+    if (status != PUX_OK) {
+        if (status == PUX_MEMORY_ERROR) {
+            tovPrintError(TOV_MEMORY_ERROR, "while looking for vek.lib", nullptr, 0);
+        }
         return 0;
     }
     const vek::OwnedStrlist owner(files);

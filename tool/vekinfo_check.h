@@ -24,7 +24,8 @@ int tovVerifyVekinfo(const char *libName, const char *dir, int configure);
 /// @return 1 when the first word of the file `dm.tag` in `dir` is "none", else 0
 int lookForNoneTag(const char *dir);
 
-/// Reports every tag file below `dir`. Links are followed; one that leads back is reported instead.
+/// Reports every tag file below `dir`. Links are followed; one that leads back is reported instead, as are those that
+/// would make more ways through the tree than can be walked.
 /// @param isTop  1 when a tag file in `dir` itself is not redundant
 void tovScanSubdirsForVekinfo(const char *dir, int isTop);
 

@@ -25,6 +25,35 @@ constexpr std::string_view kTagFileName = "vekinfo.tag";
 /// Without a limit, a dozen directories that all link to each other would be walked in every order there is.
 constexpr int kMaxRounds = 100;
 
+/// Ends walks that no one would see the end of: through forty directories beside each other, each with links to those
+/// that follow it, there are a million million ways. Links behind two others are counted, and taken for loops when
+/// they are too many for the number of directories that are reached otherwise.
+class LinkBudget {
+  public:
+    void enter(bool throughLink) {
+        links_ += throughLink ? 1 : 0;
+        if (links_ <= kNearLinks) {
+            ++nearDirectories_;
+        } else if (throughLink) {
+            ++farLinks_;
+        }
+    }
+    void leave(bool throughLink) { links_ -= throughLink ? 1 : 0; }
+
+    [[nodiscard]] bool isSpent() const {
+        return links_ >= kNearLinks && farLinks_ >= kFewFarLinks + kFarLinksPerDirectory * nearDirectories_;
+    }
+
+  private:
+    static constexpr int kNearLinks = 2;
+    static constexpr long kFewFarLinks = 20'000;
+    static constexpr long kFarLinksPerDirectory = 16;
+
+    int links_ = 0; ///< that lead to the present directory
+    long nearDirectories_ = 0;
+    long farLinks_ = 0;
+};
+
 /// An entry of a directory that could be opened, whose path has at most 4095 characters.
 using EntryPath = vek::FixedText<VEK_PATH_SIZE + 1 + NAME_MAX + 1>;
 
@@ -150,7 +179,9 @@ class Scan {
             !levels_.push({way, begin, begin + size, false, {}, false, 0})) {
             texts_.shrink(begin);
             reportNoMemory(path);
+            return;
         }
+        budget_.enter(way == Way::ThroughLink);
     }
 
     bool pushEntries(DIR *stream) {
@@ -173,6 +204,7 @@ class Scan {
         if (level.knowsAncestors) {
             ancestors_.shrink(level.ancestors);
         }
+        budget_.leave(level.way == Way::ThroughLink);
         texts_.shrink(level.path);
         levels_.pop();
     }
@@ -248,7 +280,7 @@ class Scan {
         for (std::size_t i = place; i < levels_.size(); ++i) {
             levels_[i].isOnCircle = true;
         }
-        return place < levels_.size() || rounds_.of(identity) >= kMaxRounds;
+        return place < levels_.size() || rounds_.of(identity) >= kMaxRounds || budget_.isSpent();
     }
 
     /// @return the level that is the directory; the one where the lowest level's path begins when the directory lies
@@ -303,6 +335,7 @@ class Scan {
     VekinfoStack<Level> levels_;
     VekinfoStack<Identity> ancestors_; ///< of the levels that know them, in the order of the levels
     Rounds rounds_;
+    LinkBudget budget_;
 };
 
 } // namespace

@@ -1218,6 +1218,15 @@ TEST_F(ToolsPath, IsNoneWhenTheDirectoryHasGone) {
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
 }
 
+TEST_F(ToolsPath, IsLookedForAgainOnceItIsForgotten) {
+    startInstalled();
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    box.directory("inst/tools.lnx86");
+    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    vekiForgetToolsDirectory();
+    EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+}
+
 TEST_F(ToolsPath, IsNoneForAnotherPlatform) {
     startInstalled();
     box.directory("inst/tools.lnx86");

@@ -12,11 +12,13 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -551,6 +553,20 @@ TEST(CaseSensitivity, IsUnknownOnAFullFileSystem) {
         EXPECT_NE(0, access((directory + "/" + lowerName()).c_str(), F_OK));
         EXPECT_NE(0, access((directory + "/" + mixedName()).c_str(), F_OK));
     });
+}
+
+TEST(CaseSensitivity, IsUnknownBeyondTheLimitOnFileSizes) {
+    const test::Sandbox box;
+    const test::Outcome outcome = test::inChild([&box] {
+        const rlimit limit = {0, 0};
+        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+        signal(SIGXFSZ, SIG_DFL);
+        EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity("."));
+        EXPECT_EQ(Names{}, box.list());
+        EXPECT_EQ(SIG_DFL, signal(SIGXFSZ, SIG_DFL)) << "as before";
+        return 0;
+    });
+    EXPECT_EQ(0, outcome.status) << "signal " << outcome.signal;
 }
 
 TEST(CaseSensitivity, UsesAndRemovesFilesLeftBehindByAnEarlierProcess) {

@@ -158,14 +158,19 @@ TEST_F(Opening, FailingGivesTheErrnoAndNoFile) {
     EXPECT_EQ(file, nullptr);
 }
 
-TEST_F(Opening, ClosesTheStreamWhenMemoryForTheHandleIsExhausted) {
+TEST_F(Opening, LeavesTheFileAloneWhenMemoryForTheHandleIsExhausted) {
     box.file("file", "content");
     const test::Spec spec("file", vekFSStdioCreatePathSpec);
     vekFSFile *file = nullptr;
-    const int failures = test::failEveryAllocation([&] { return vekFS_open(spec, O_RDONLY, &file); });
+    test::faults::failAllocation(1);
+    EXPECT_EQ(vekFS_open(spec, O_WRONLY | O_TRUNC, &file), ENOMEM);
+    EXPECT_EQ(file, nullptr);
+    EXPECT_EQ(box.read("file"), "content");
+    const int failures =
+        test::failEveryAllocation([&] { return vekFS_open(spec, O_WRONLY | O_TRUNC, &file); });
     EXPECT_EQ(failures, 1);
     EXPECT_EQ(vekFS_close(file), 0);
-    EXPECT_GE(test::faults::count("fclose"), 2);
+    EXPECT_EQ(box.read("file"), "");
 }
 
 TEST_F(StdioFile, CarriesTheCallersSpecifierAndLeavesItAliveWhenClosed) {

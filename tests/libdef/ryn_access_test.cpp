@@ -218,8 +218,7 @@ TEST(QuickAccess, RecordsTheIdsOnFirstUse) {
 
 TEST(QuickAccess, TellsARefusalOfTheSystem) {
     Access access;
-    access.box.file("locked", "", 0).directory("shut", 0).file("shut/file", "");
-    access.box.directory("shut", 0);
+    access.box.file("locked", "", 0).file("shut/file", "").directory("shut", 0);
     test::asUnprivileged([&] {
         ryni_setUidGid();
         for (const char *const path : {"locked", "shut/file"}) {

@@ -218,6 +218,22 @@ TEST_F(FullPathInInstallation, ReplacesWhatItDoesNotKnowByNothing) {
     EXPECT_EQ(made("/a)b"), full("/a$(x))b", "/w"));
 }
 
+TEST_F(FullPathInInstallation, LooksForARootAFewTimesInACircleOfVariables) {
+    startTool();
+    const std::string lookUp = "$(inst_root_with:nowhere)";
+    setEnvironment(
+        {{"PATH", at("inst/tools/bin")}, {"A", lookUp + "$B"}, {"B", "$C"}, {"C", "$D"}, {"D", "$A"}});
+    const auto calls = [] {
+        return faults::count("stat") + faults::count("access") + faults::count("lstat");
+    };
+    const int before = calls();
+    EXPECT_EQ(made("/w"), full(lookUp, "/w"));
+    const int once = calls() - before;
+    ASSERT_LT(0, once);
+    EXPECT_EQ(refused(RYN_INVALID_PATH, "$C"), full("$C", "/w"));
+    EXPECT_GE(before + 8 * once, calls());
+}
+
 TEST_F(FullPathInInstallation, LooksForNoRootWhileNoneIsRequired) {
     startTool();
     setEnvironment({{"PATH", at("inst/tools/bin")}});

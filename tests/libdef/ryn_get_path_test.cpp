@@ -434,37 +434,53 @@ TEST(GetPathWithoutPermission, NamesTheLevelThatRefuses) {
         Names names;
         const char *code;
     };
-    for (
-        const Refused &refused : {
-            Refused{"", 4, {nullptr, nullptr, nullptr}, "12"},
-            Refused{"", 4, {"c", nullptr, nullptr}, "12"},
-            Refused{"", 4, {"c", "v", "f"}, "12"},
-            Refused{"/c", 4, {"c", nullptr, nullptr}, "13"},
-            Refused{"/c", 4, {"c", "v", nullptr}, "13"},
-            Refused{"/c/v", 4, {"c", "v", nullptr}, "14"},
-            Refused{"/c/v", 4, {"c", "v", "f"}, "14"},
-            Refused{"/c/v/f", 4, {"c", "v", "f"}, "15"},
-            Refused{"", 5, {nullptr, nullptr, nullptr}, "12"},
-            Refused{"", 5, {"c", "v", "f"}, "12"},
-            Refused{"/c", 5, {"c", nullptr, nullptr}, "12"},
-            Refused{"/c/v/f", 5, {"c", "v", "f"}, "12"},
-            // To be replaced: the directory above the object counts, which nobody but its owner may write to.
-            Refused{"", 9, {nullptr, nullptr, nullptr}, "11"},
-            Refused{"/c", 9, {"c", nullptr, nullptr}, "12"},
-            Refused{"/c/v", 9, {"c", "v", nullptr}, "13"},
-            Refused{"/c/v/f", 9, {"c", "v", "f"}, "14"},
-            // And what cannot even be seen comes to the first level above that refuses.
-            Refused{"", 9, {"c", "v", "f"}, "11"},
-            Refused{"/c", 9, {"c", "v", "f"}, "12"},
-            Refused{"/c/v", 9, {"c", "v", "f"}, "13"},
-        }) {
+    for (const Refused &refused : {
+             Refused{"", 4, {nullptr, nullptr, nullptr}, "12"},
+             Refused{"", 4, {"c", nullptr, nullptr}, "12"},
+             Refused{"", 4, {"c", "v", "f"}, "12"},
+             Refused{"/c", 4, {"c", nullptr, nullptr}, "13"},
+             Refused{"/c", 4, {"c", "v", nullptr}, "13"},
+             Refused{"/c/v", 4, {"c", "v", nullptr}, "14"},
+             Refused{"/c/v", 4, {"c", "v", "f"}, "14"},
+             Refused{"/c/v/f", 4, {"c", "v", "f"}, "15"},
+             Refused{"", 5, {nullptr, nullptr, nullptr}, "12"},
+             Refused{"", 5, {"c", "v", "f"}, "12"},
+             Refused{"/c", 5, {"c", nullptr, nullptr}, "12"},
+             Refused{"/c/v/f", 5, {"c", "v", "f"}, "12"},
+             // To be replaced: the directory above the object counts, which may not be written to.
+             Refused{"", 9, {nullptr, nullptr, nullptr}, "11"},
+             Refused{"/c", 9, {"c", nullptr, nullptr}, "12"},
+             Refused{"/c/v", 9, {"c", "v", nullptr}, "13"},
+             Refused{"/c/v/f", 9, {"c", "v", "f"}, "14"},
+             // And what cannot even be seen comes to the first level above that refuses.
+             Refused{"", 9, {"c", "v", "f"}, "11"},
+             Refused{"/c", 9, {"c", "v", "f"}, "12"},
+             Refused{"/c/v", 9, {"c", "v", "f"}, "13"},
+         }) {
         SCOPED_TRACE(std::string(refused.closed) + " " + std::to_string(refused.mode));
         Project project;
         project.put("l", "c/v/f");
+        for (const char *directory : {"", "lib", "lib/c", "lib/c/v"}) {
+            project.box.directory(directory, 0555);
+        }
         chmod(("lib" + std::string(refused.closed)).c_str(), 0);
         Project::asUnprivileged(
             [&] { EXPECT_EQ(getPath(project, refused.mode, refused.names), refused.code); });
     }
+}
+
+TEST(GetPathWithoutPermission, ToTheDirectoryAboveTheLibraryIsNoneToTheLibrary) {
+    Project project;
+    project.put("l", "c/v/f");
+    project.box.directory("", 0);
+    Project::asUnprivileged([&] {
+        for (const Names &names : {Names{}, Names{"c", nullptr, nullptr}, kObject}) {
+            EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, names), "12");
+            EXPECT_EQ(getPath(project, RYN_PATH_WRITE_LIBRARY, names), "12");
+            // What cannot be looked at is not known to be missing, and no directory above it is named.
+            EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, names), "3");
+        }
+    });
 }
 
 TEST(GetPathWithoutPermission, EndsAtTheExplicitDirectoryThatRefuses) {

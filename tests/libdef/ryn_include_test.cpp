@@ -340,19 +340,104 @@ TEST(RynInclude, AThousandFilesDeepIsReadOnALittleStack) {
     EXPECT_EQ(filesOf(definitions).size(), 1000U);
 }
 
-TEST(RynInclude, DepthIsBoundedByTheSystemAlone) {
+TEST(RynInclude, ADiagnosticInTheDeepestOfAThousandFilesStopsEveryIncluder) {
     Definitions definitions;
-    definitions.box.file("vek.lib", writeChain(definitions.box, 300));
+    definitions.box.file("vek.lib", writeChain(definitions.box, 1000)).file("f999", "FOO\nDEFINE last l\n");
+    const std::string deepest = definitions.path("f999");
+    Capture capture;
+    EXPECT_EQ(definitions.read(test::recordAndStop), 16);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{16, "FOO", deepest, 1}}));
+    EXPECT_EQ(capture.err(), "");
+    // The default handler lets the deepest file be read to its end. No other line is reached in either case.
+    EXPECT_EQ(definitions.read(nullptr), 16);
+    EXPECT_EQ(capture.err(), printed({16, "FOO", deepest, 1}, "Syntax error"));
+    EXPECT_EQ(definitions.handle, nullptr);
+}
+
+TEST(RynInclude, ACircleThroughAThousandFilesIsReportedWhereItCloses) {
+    Definitions definitions;
+    definitions.box.file("vek.lib", writeChain(definitions.box, 1000)).file("f999", "INCLUDE vek.lib\n");
+    EXPECT_EQ(definitions.read(test::recordWarning), 0);
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{18, definitions.path("vek.lib"), definitions.path("f999"), 1}}));
+    EXPECT_EQ(filesOf(definitions).size(), 1000U);
+}
+
+TEST(RynInclude, DepthTakesNoDescriptors) {
+    Definitions definitions;
+    definitions.box.file("vek.lib", writeChain(definitions.box, 3000));
     const test::Outcome outcome = test::inChild([&] {
-        const rlimit limit = {200, 200};
+        const rlimit limit = {20, 20};
         setrlimit(RLIMIT_NOFILE, &limit);
-        EXPECT_EQ(definitions.read(test::recordWarning), 3);
-        EXPECT_EQ(definitions.handle, nullptr);
-        EXPECT_EQ(recorded.fatals.size(), 1U);
-        EXPECT_EQ(recorded.fatals[0].code, 3);
+        EXPECT_EQ(definitions.read(test::recordWarning), 0);
+        EXPECT_EQ(recorded.fatals, Reports{});
+        EXPECT_EQ(recorded.diagnostics, Diagnostics{});
+        const Names names = definitions.names();
+        EXPECT_EQ(names.size(), 6000U);
+        EXPECT_EQ(names[2999], "a2999");
+        EXPECT_EQ(names[3000], "b2999");
+        EXPECT_EQ(names[5999], "b0");
         return 0;
     });
     EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+TEST(RynInclude, DepthTakesNoDescriptorsWhereNothingFollowsEither) {
+    Definitions definitions;
+    for (int i = 1; i < 100; ++i) {
+        definitions.box.file("f" + std::to_string(i), "INCLUDE f" + std::to_string(i + 1));
+    }
+    definitions.box.file("f100", "DEFINE last l").file("vek.lib", "INCLUDE f1");
+    const test::Outcome outcome = test::inChild([&] {
+        const rlimit limit = {20, 20};
+        setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(definitions.read(test::recordWarning), 0);
+        EXPECT_EQ(definitions.names(), Names{"last"});
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+/// The diagnostics of a file.
+Diagnostics diagnosticsOf(Definitions &definitions, const std::string &head, const std::string &rest) {
+    EXPECT_EQ(definitions.load(head + rest), 0);
+    return recorded.diagnostics;
+}
+
+TEST(RynInclude, BehindAnIncludeAFileIsReadAsElsewhere) {
+    using namespace std::string_literals;
+    Definitions definitions;
+    definitions.box.file("more.lib", "").file("last.lib", "");
+    for (const std::string &rest : {""s, "x"s, "x\n\ny"s, "a\r\n\r\nb c\r"s, "a\0b\nc\0\n\0\nd\0"s,
+                                    std::string(4094, 'x') + "\ny\n", std::string(4095, 'x') + "\ny\n",
+                                    std::string(4096, 'x') + "\ny\n", std::string(20000, 'x') + "\r\ny",
+                                    "SOFTINCLUDE last.lib\nx\n"s + std::string(5000, '#') + "\nz\n"}) {
+        const Diagnostics wanted = diagnosticsOf(definitions, "# more.lib\n", rest);
+        EXPECT_EQ(diagnosticsOf(definitions, "INCLUDE more.lib\n", rest), wanted) << rest;
+    }
+}
+
+TEST(RynInclude, WhatStandsBehindAnIncludeIsReadWhateverFails) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "DEFINE b b\n");
+    ASSERT_EQ(definitions.load("INCLUDE more.lib\nDEFINE a a\n"), 0);
+    const std::string dump = definitions.dump();
+    for (const char *call : {"fstat", "fread"}) {
+        for (int nth = 1; nth <= 4; ++nth) {
+            faults::reset();
+            faults::fail(call, nth, EIO);
+            const int status = definitions.read(test::recordWarning);
+            faults::reset();
+            // A file whose status is not to be had cannot be opened; else nothing is lost.
+            if (status != 0) {
+                EXPECT_EQ(status, 3) << call << nth;
+                EXPECT_EQ(definitions.handle, nullptr);
+                recorded.fatals.clear();
+            } else {
+                EXPECT_EQ(definitions.dump(), dump) << call << nth;
+            }
+        }
+    }
 }
 
 TEST(RynInclude, AHundredThousandIncludesOfOneFileAreReported) {

@@ -494,11 +494,13 @@ TEST(RynInit, TheUserIsRecordedAtEveryCreation) {
     definitions.box.file("closed.lib", "", 0600).file("vek.lib", "INCLUDE closed.lib\n");
     ASSERT_EQ(definitions.read(test::recordWarning), 0);
     definitions.release();
+    // Where the suite is not run by root, the user stays the same, and may read the file.
+    const Diagnostics refusal = {{15, definitions.path("closed.lib"), definitions.path("vek.lib"), 1}};
+    const Diagnostics expected = geteuid() == 0 ? refusal : Diagnostics{};
     test::asUnprivileged([&] {
         EXPECT_EQ(definitions.read(test::recordWarning), 0);
         // By the bits of the user from before it would have been tried, and fatal.
-        EXPECT_EQ(recorded.diagnostics,
-                  (Diagnostics{{15, definitions.path("closed.lib"), definitions.path("vek.lib"), 1}}));
+        EXPECT_EQ(recorded.diagnostics, expected);
     });
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -224,6 +225,108 @@ TEST(RynLex, OfALongerLineTheFirst4095CharactersCount) {
     EXPECT_EQ(argumentsOf("K " + word + "yz \"open"), Words{word});
     EXPECT_TRUE(isNothing(std::string(4095, ' ') + "K"));
     EXPECT_EQ(take(std::string(4094, ' ') + "KK").keyword, "K");
+}
+
+// ---- all of it at once
+
+bool isWhite(char c) {
+    return std::string(" \t\n\v\f\r").find(c) != std::string::npos;
+}
+
+std::string cutAt(const std::string &line, const std::string &mark) {
+    return line.substr(0, line.find(mark));
+}
+
+/// The rules once more, one after the other.
+Taken takeByTheRules(std::string line) {
+    line = cutAt(line, "\n");
+    if (line.substr(0, 2) == "--") {
+        return {Lexed::Nothing, "", "", {}};
+    }
+    line = cutAt(cutAt(line, " --"), "\t--");
+    if (line.substr(0, 1) == "#") {
+        return {Lexed::Nothing, "", "", {}};
+    }
+    const std::size_t sharp = line.find('#');
+    if (sharp != std::string::npos && isWhite(line[sharp - 1]) &&
+        (sharp + 1 == line.size() || isWhite(line[sharp + 1]))) {
+        line.resize(sharp - 1);
+    }
+    while (!line.empty() && isWhite(line.back())) {
+        line.pop_back();
+    }
+    Taken taken = {Lexed::Nothing, line, "", {}};
+    std::size_t at = 0;
+    const auto skip = [&](bool white) {
+        const std::size_t from = at;
+        while (at < line.size() && isWhite(line[at]) == white) {
+            ++at;
+        }
+        return line.substr(from, at - from);
+    };
+    skip(true);
+    if (at == line.size() || line[at] == '#') {
+        return taken;
+    }
+    taken.lexed = Lexed::Statement;
+    taken.keyword = skip(false);
+    for (int i = 0; i < 5; ++i) {
+        skip(true);
+        if (at == line.size()) {
+            break;
+        }
+        if (line[at] != '"') {
+            taken.arguments.push_back(skip(false));
+            continue;
+        }
+        const std::size_t close = line.find('"', at + 1);
+        if (close == std::string::npos) {
+            return {Lexed::SyntaxError, line, "", {}};
+        }
+        taken.arguments.push_back(line.substr(at + 1, close - at - 1));
+        at = close + 1;
+    }
+    return taken;
+}
+
+void expectByTheRules(const std::string &line) {
+    const Taken taken = take(line);
+    const Taken wanted = takeByTheRules(line);
+    ASSERT_EQ(taken.lexed, wanted.lexed) << line;
+    ASSERT_EQ(taken.keyword, wanted.keyword) << line;
+    ASSERT_EQ(taken.arguments, wanted.arguments) << line;
+    ASSERT_EQ(taken.copy, wanted.copy) << line;
+}
+
+TEST(RynLex, EveryShortLineIsTakenByTheRules) {
+    const std::string alphabet = "a -#\"\t\r\n";
+    for (std::size_t length = 0; length <= 5; ++length) {
+        std::vector<std::size_t> digits(length, 0);
+        for (bool more = true; more;) {
+            std::string line;
+            for (const std::size_t digit : digits) {
+                line += alphabet[digit];
+            }
+            ASSERT_NO_FATAL_FAILURE(expectByTheRules(line));
+            std::size_t at = 0;
+            while (at < length && ++digits[at] == alphabet.size()) {
+                digits[at++] = 0;
+            }
+            more = at < length;
+        }
+    }
+}
+
+TEST(RynLex, LongerLinesAreTakenByTheRules) {
+    const std::string alphabet = "ab \t\v\f\r--##\"\"\x85";
+    std::mt19937 random(31); // the same lines every time
+    for (int round = 0; round < 20000; ++round) {
+        std::string line;
+        for (std::size_t size = random() % 40; size > 0; --size) {
+            line += random() % 2 == 0 ? ' ' : alphabet[random() % alphabet.size()];
+        }
+        ASSERT_NO_FATAL_FAILURE(expectByTheRules(line));
+    }
 }
 
 } // namespace

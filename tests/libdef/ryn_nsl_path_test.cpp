@@ -74,8 +74,8 @@ TEST_F(NslPath, TellsWhyAPathCannotBeRead) {
 }
 
 TEST_F(NslPath, TellsThatAPathMayNotBeRead) {
-    box.directory("shut/inner").directory("hidden", 0711).file("secret", "", 0600);
-    ASSERT_EQ(0, chmod(at("shut").c_str(), 0700));
+    box.directory("shut/inner").directory("hidden", 0311).file("secret", "", 0200);
+    ASSERT_EQ(0, chmod(at("shut").c_str(), 0));
     renewStrict();
     const std::string root = at("");
     test::asUnprivileged([&] {
@@ -98,7 +98,7 @@ TEST_F(NslPath, TakesNoCodeFromAnEarlierFailureWhileAnswersAreRemembered) {
         errno = stale;
         EXPECT_EQ(refused(RYN_SYSTEM_ERROR, "/e/io"), nsl("/e/io")) << stale;
     }
-    box.file("secret", "", 0600);
+    box.file("secret", "", 0200);
     const std::string secret = at("secret");
     test::asUnprivileged([&] {
         ryni_setUidGid();

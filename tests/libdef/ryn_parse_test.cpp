@@ -329,6 +329,31 @@ TEST(RynParse, TheRecordIsHandedOutAndMayBeUnwanted) {
     EXPECT_EQ(definitions.handle->files.tail->path, definitions.path("two"));
 }
 
+TEST(RynParse, TheRecordOfAFileThatStoppedIsHandedOutToo) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    definitions.box.file("bad", "FOO\n");
+    recorded.warningResult = 3;
+    rynIncludedFile *record = nullptr;
+    EXPECT_EQ(ryni_parse_veklib_file(definitions.path("bad").c_str(), definitions.handle, &record), 3);
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record, definitions.handle->files.tail);
+    EXPECT_EQ(record->path, definitions.path("bad"));
+}
+
+TEST(RynParse, TheRecordOfAFileThatIncludesOthersIsItsOwn) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    definitions.box.file("outer", "INCLUDE inner\n").file("inner", "");
+    rynIncludedFile *record = nullptr;
+    EXPECT_EQ(ryni_parse_veklib_file(definitions.path("outer").c_str(), definitions.handle, &record), 0);
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->path, definitions.path("outer"));
+    EXPECT_EQ(record->includedFrom, nullptr);
+    ASSERT_NE(record->next, nullptr);
+    EXPECT_EQ(record->next->includedFrom, record);
+}
+
 TEST(RynParse, AMissingFileIsFatal) {
     Definitions definitions;
     Capture capture;
@@ -361,11 +386,49 @@ TEST(RynParse, APathThatIsNotAbsoluteIsFatal) {
     Definitions definitions;
     ASSERT_EQ(definitions.load(""), 0);
     rynIncludedFile *record = nullptr;
-    EXPECT_EQ(ryni_parse_veklib_file("name", definitions.handle, &record), 1);
-    EXPECT_EQ(ryni_parse_veklib_file("$UNSET/name", definitions.handle, &record), 1);
-    EXPECT_EQ(recorded.fatals, (Reports{{1, "name", "name"}, {1, "$UNSET/name", "$UNSET/name"}}));
+    for (const std::string &path :
+         {std::string("$UNSET/name"), std::string("sub/name"), std::string("./x")}) {
+        recorded.fatals.clear();
+        EXPECT_EQ(ryni_parse_veklib_file(path.c_str(), definitions.handle, &record), 1);
+        EXPECT_EQ(recorded.fatals, (Reports{{1, path, path}}));
+    }
     EXPECT_EQ(record, nullptr);
     EXPECT_EQ(definitions.handle->files.head, definitions.handle->files.tail);
+}
+
+TEST(RynParse, APathWithoutASlashIsAFatalInternalError) {
+    Definitions definitions;
+    definitions.box.file("name", "DEFINE a a\n");
+    ASSERT_EQ(definitions.load(""), 0);
+    const std::string context = "ryni_parse_veklib_file() - 1";
+    rynIncludedFile *record = nullptr;
+    for (const char *path : {"name", "none", "", "."}) {
+        recorded.fatals.clear();
+        EXPECT_EQ(ryni_parse_veklib_file(path, definitions.handle, &record), 1) << path;
+        EXPECT_EQ(recorded.fatals, (Reports{{1, context, context}})) << path;
+    }
+    EXPECT_EQ(record, nullptr);
+    EXPECT_EQ(definitions.handle->files.head, definitions.handle->files.tail);
+    EXPECT_EQ(definitions.names(), Names{});
+}
+
+TEST(RynParse, WherePathsMustExistAPathWithoutASlashThatIsNotThereIsAnInvalidPath) {
+    Definitions definitions;
+    definitions.box.file("name", "DEFINE a a\n");
+    ASSERT_EQ(definitions.load("", kPathsMustExist), 0);
+    const std::string context = "ryni_parse_veklib_file() - 1";
+    EXPECT_EQ(ryni_parse_veklib_file("none", definitions.handle, nullptr), 20);
+    EXPECT_EQ(ryni_parse_veklib_file("name", definitions.handle, nullptr), 1);
+    EXPECT_EQ(recorded.fatals, (Reports{{20, "none", "none"}, {1, context, context}}));
+}
+
+TEST(RynParse, WithoutAHandlerATopFileWithoutASlashIsReportedOnStandardError) {
+    Definitions definitions;
+    Capture capture;
+    EXPECT_EQ(rynInitialize("$UNSET", test::recordWarning, &definitions.handle), 1);
+    EXPECT_EQ(capture.err(),
+              "*ERROR* - RYN internal error - Internal error - ryni_parse_veklib_file() - 1\n");
+    EXPECT_EQ(definitions.handle, nullptr);
 }
 
 TEST(RynParse, AFileThatCannotBeOpenedKeepsItsRecord) {

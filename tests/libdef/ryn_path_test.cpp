@@ -206,7 +206,8 @@ TEST_F(GoodLibrary, HasAPathOfUpTo4092Characters) {
 }
 
 TEST_F(GoodLibrary, MustGrantTheAccess) {
-    box.directory("unread", 0311).directory("closed", 0700).directory("fixed", 0555);
+    box.directory("unread", 0311).directory("closed", 0).directory("fixed", 0555);
+    box.directory("", 0555);
     const std::string root = at("") + "/";
     test::asUnprivileged([&] {
         ryni_setUidGid();
@@ -218,7 +219,7 @@ TEST_F(GoodLibrary, MustGrantTheAccess) {
         EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(root + "closed", 0));
         EXPECT_EQ(RYN_OK, isGood(root + "fixed", 0));
         EXPECT_EQ(RYN_PERMISSION_DENIED_LIBRARY, isGood(root + "fixed", 1));
-        EXPECT_EQ(RYN_PERMISSION_DENIED, isGood(root + "fixed", 6)) << "its parent is root's";
+        EXPECT_EQ(RYN_PERMISSION_DENIED, isGood(root + "fixed", 6)) << "its parent is fixed, too";
         EXPECT_EQ(RYN_INVALID_PATH, isGood(root + "closed/x", 0));
     });
     EXPECT_EQ(RYN_INTERNAL_ERROR, isGood(root + "fixed", 3));

@@ -237,6 +237,25 @@ TEST(RynRegistry, TheFirstMatchOfTheChainAnswersWhenTheCaseSettingChanges) {
     rynReleaseHandle(first);
 }
 
+TEST(RynRegistry, OfTwoSpellingsInOneBucketTheOneThatIsNamedIsRemoved) {
+    for (const char *removed : {"abcdefghi", "AbcdefghI"}) {
+        Definitions definitions;
+        ASSERT_EQ(ryniNameBucket("abcdefghi", 0), ryniNameBucket("AbcdefghI", 0));
+        ASSERT_EQ(definitions.load("DEFINE abcdefghi a\nDEFINE AbcdefghI b\n"), 0);
+        rynAddCommand(definitions.handle, (std::string("UNDEFINE ") + removed).c_str());
+        const std::string left = removed[0] == 'a' ? "AbcdefghI" : "abcdefghi";
+        EXPECT_EQ(definitions.names(), Names{left});
+        EXPECT_EQ(definitions.library(removed), nullptr);
+        EXPECT_EQ(definitions.library(left.c_str()), definitions.handle->libraries.head);
+        EXPECT_EQ(definitions.dump().find("ERROR"), std::string::npos);
+        // What is left can be removed, and the other be defined again.
+        rynAddCommand(definitions.handle, (std::string("DEFINE ") + removed + " c").c_str());
+        EXPECT_EQ(definitions.names(), (Names{left, removed}));
+        rynAddCommand(definitions.handle, ("UNDEFINE " + left).c_str());
+        EXPECT_EQ(definitions.names(), Names{removed});
+    }
+}
+
 TEST(RynRegistry, ALibraryInAnotherBucketIsNotFoundWhenTheCaseSettingChanges) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE Lib a\n"), 0);

@@ -138,6 +138,19 @@ TEST(DirectoryIndex, TakesPathsOfAnyLengthAndDepth) {
     EXPECT_EQ(0, ryniCountDirectories(index.get(), "/x"));
 }
 
+TEST(DirectoryIndex, TellsDirectoriesApartWhoseHashIsOne) {
+    // So many that a hash of 32 bits is shared by about 18 pairs.
+    constexpr int kMany = 400000;
+    const Index index(ryniNewDirectoryIndex());
+    for (int i = 0; i < kMany; ++i) {
+        ASSERT_EQ(1, ryniAddDirectory(index.get(), ("/d/" + std::to_string(i)).c_str()));
+    }
+    for (int i = 0; i < kMany; ++i) {
+        ASSERT_EQ(1, ryniCountDirectories(index.get(), ("/d/" + std::to_string(i)).c_str())) << i;
+    }
+    EXPECT_EQ(kMany, ryniCountDirectories(index.get(), "/d"));
+}
+
 TEST(DirectoryIndex, AgreesWithAWalkOverAllDirectories) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         RandomPaths random(seed);

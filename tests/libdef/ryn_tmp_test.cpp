@@ -239,6 +239,26 @@ TEST_F(ImplicitTmp, RefusesADirectoryThatDoesNotExist) {
               recorded.errors);
 }
 
+TEST_F(ImplicitTmp, RefusesCirclesAndExpansionsThatAreTooLong) {
+    box.directory("t").link("self", "self");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\n"));
+    const std::string longest = at("t") + std::string(4095 - at("t").size(), '/');
+    test::setEnvironment({{"A", "$B"}, {"B", "${A}"}, {"LONG", longest}});
+    ASSERT_EQ(RYN_OK, setImplicit("$LONG", 1));
+    EXPECT_EQ(own("t/a"), implicitOf("a"));
+    EXPECT_EQ(RYN_INVALID_PATH, setImplicit("$LONG/", 1));
+    expectNoImplicit();
+    EXPECT_EQ(RYN_INVALID_PATH, setImplicit("$A/t", 1));
+    EXPECT_EQ(RYN_INTERNAL_ERROR, setImplicit("self", 1));
+    EXPECT_EQ(RYN_INTERNAL_ERROR, setImplicit("self/t", 1));
+    expectNoImplicit();
+    EXPECT_EQ((Reports{{RYN_INVALID_PATH, "$LONG/", "$LONG/"},
+                       {RYN_INVALID_PATH, "$A/t", "$A/t"},
+                       {RYN_INTERNAL_ERROR, at("self"), at("self")},
+                       {RYN_INTERNAL_ERROR, at("self"), at("self")}}),
+              recorded.errors);
+}
+
 TEST_F(ImplicitTmp, RefusesADirectoryThatMayNotBeRead) {
     box.directory("shut", 0311);
     const std::string shut = at("shut");
@@ -403,12 +423,14 @@ TEST_F(ImplicitTmp, ReportsAFailedCopyWithThePath) {
     rynAddCommand(nullptr, "DEFINE a x");
     rynLibrary *a = definitions.library("a");
     const std::string root = "/" + std::string(4094, 'r');
+    const std::string longerFull = at("longer/than/it/was");
+    const std::string longerNsl = at("also/longer/than/it/was");
     for (int nth = 1; nth <= 2; ++nth) {
         test::PathBuffer error;
         faults::failAllocation(nth);
-        EXPECT_EQ(RYN_MEMORY_ERROR, ryniUpdateImplicit(definitions.handle, a, "/longer/than/it/was",
-                                                       "/also/longer/than/it/was", error.get()));
-        EXPECT_EQ(nth == 1 ? "/longer/than/it/was/a" : "/also/longer/than/it/was/a", error.text());
+        EXPECT_EQ(RYN_MEMORY_ERROR, ryniUpdateImplicit(definitions.handle, a, longerFull.c_str(),
+                                                       longerNsl.c_str(), error.get()));
+        EXPECT_EQ((nth == 1 ? longerFull : longerNsl) + "/a", error.text());
         faults::failAllocation(nth);
         EXPECT_EQ(RYN_MEMORY_ERROR,
                   ryniUpdateImplicit(definitions.handle, a, root.c_str(), root.c_str(), error.get()));
@@ -580,6 +602,15 @@ TEST_F(GlobalTmp, DiagnosesARootThatIsNotGood) {
     recorded.diagnostics.clear();
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir $UNSET\nDEFINE a lib/a\n"));
     EXPECT_EQ((Diagnostics{{RYN_INTERNAL_ERROR, "$UNSET", at("vek.lib"), 1}}), recorded.diagnostics);
+    recorded.diagnostics.clear();
+    test::setEnvironment({{"A", "/x$B"}, {"B", "${A}"}});
+    ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir $A/t\nDEFINE a lib/a\n"));
+    EXPECT_EQ((Diagnostics{{RYN_INVALID_PATH, "$A/t", at("vek.lib"), 1}}), recorded.diagnostics);
+    recorded.diagnostics.clear();
+    box.link("self", "self");
+    ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir self/t\nDEFINE a lib/a\n"));
+    EXPECT_EQ((Diagnostics{{RYN_INTERNAL_ERROR, at("self"), at("vek.lib"), 1}}), recorded.diagnostics);
+    EXPECT_EQ(kNoPaths, explicitOf("a"));
 }
 
 TEST_F(GlobalTmp, DiagnosesAtThePlaceOfTheLastStatementOfAll) {
@@ -707,7 +738,7 @@ TEST_F(GlobalTmp, NamesTheFullPathOfTheDirectoryThatCannotBeMade) {
 }
 
 TEST_F(GlobalTmp, DiagnosesWhatThePermissionsForbid) {
-    box.directory("t").directory("open", 0777).directory("open/b", 0755);
+    box.directory("t", 0555).directory("open", 0777).directory("open/b", 0555);
     const std::string root = at("");
     test::asUnprivileged([&] {
         renew();

@@ -235,13 +235,21 @@ TEST(WhereIncluded, IsNotIncludedForAnotherFile) {
 }
 
 TEST(WhereIncluded, GivesTheCodesOfPathGeneration) {
-    const Project project;
+    Project project;
+    project.box.link("self", "self").link("one", "two/x").link("two", "one");
     const auto expectCode = [&](const char *name, int code) {
         EXPECT_EQ(ask(rynWhereIncluded, project.handle, name), failed(code)) << name;
         EXPECT_EQ(rynIsIncluded(project.handle, name), code) << name;
     };
     expectCode("~nosuchuser/x", RYN_INVALID_PATH);
     expectCode("/../x", RYN_INTERNAL_ERROR);
+    expectCode("self", RYN_INTERNAL_ERROR);
+    expectCode("one/x", RYN_INTERNAL_ERROR);
+    expectCode("$UNSET/vek.lib", RYN_INTERNAL_ERROR);
+    test::setEnvironment({{"A", "$B"}, {"B", "${A}"}, {"LONG", std::string(4092, '/')}});
+    expectCode("$A/vek.lib", RYN_INVALID_PATH);
+    expectCode("$LONG/abc", RYN_INVALID_PATH);
+    expectCode("$LONG/ab", RYN_FILE_NOT_INCLUDED);
     for (const std::size_t length : {4096U, 4097U, 100'000U}) {
         expectCode(std::string(length, '/').c_str(), RYN_INVALID_PATH);
     }
@@ -395,6 +403,22 @@ TEST(WhereQueries, ReportMissingArguments) {
     expectReport(rynIsAssigned(handle, nullptr, "x"), "rynIsAssigned()");
     expectReport(rynIsAssigned(handle, "a", nullptr), "rynIsAssigned()");
     expectReport(rynIsIncluded(handle, nullptr), "rynIsIncluded()");
+}
+
+TEST(WhereQueries, GiveAnEmptyPathForASingleStatement) {
+    Project project;
+    project.box.directory("c").file("late.lib", "DEFINE d d\n");
+    const Place statement = {0, "", 0};
+    rynAddCommand(project.handle, "DEFINE c c");
+    EXPECT_EQ(ask(rynWhereDefined, project.handle, "c"), statement);
+    rynAddCommand(project.handle, "ASSIGN a COLOR green");
+    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "color"), statement);
+    rynAddCommand(project.handle, "ASSIGN AllLibs TmpRootDir g");
+    EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, project.handle), statement);
+    rynAddCommand(project.handle, "INCLUDE late.lib");
+    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "late.lib"), statement);
+    EXPECT_EQ(ask(rynWhereDefined, project.handle, "d"), (Place{0, project.path("late.lib"), 1}));
+    EXPECT_EQ(rynIsIncluded(project.handle, ""), RYN_FILE_NOT_INCLUDED);
 }
 
 TEST(WhereQueries, ClearTheirOutputsBeforeTheyFail) {

@@ -63,11 +63,16 @@ std::string problem(std::string_view source, std::string_view included, std::str
     return std::string(source) + " includes " + std::string(included) + ": " + std::string(what);
 }
 
-// A source outside the rooms (bench, fuzz, examples) stands above all of them, as a user's program does;
-// so does what tests/ holds beside the rooms' own tests.
+// Folders that mirror the rooms, with a support of their own beside them.
+bool isMirror(std::string_view folder) {
+    return folder == "tests" || folder == "fuzz";
+}
+
+// A source outside the rooms (bench, examples) stands above all of them, as a user's program does; so does what
+// tests/ and fuzz/ hold beside the rooms' own tests and targets.
 std::string problemFromOutside(std::string_view source, std::string_view included) {
-    if (source.starts_with("tests/support/") && !included.starts_with("tests/support/")) {
-        return problem(source, included, "the test support knows no layer");
+    if (isMirror(firstStep(source)) && firstStep(afterFirstStep(source)) == "support") {
+        return problem(source, included, "the support knows no layer");
     }
     return isInside(included) ? problem(source, included, "a layer's inside") : "";
 }
@@ -75,15 +80,15 @@ std::string problemFromOutside(std::string_view source, std::string_view include
 } // namespace
 
 std::string includeProblem(std::string_view source, std::string_view included) {
-    const bool isTest = source.starts_with("tests/");
-    const std::string_view folder = firstStep(isTest ? afterFirstStep(source) : source);
+    const std::string_view top = firstStep(source);
+    const std::string_view folder = isMirror(top) ? firstStep(afterFirstStep(source)) : top;
     const std::string_view target = firstStep(included);
     const Room *const room = roomNamed(folder);
-    if (target == "tests") {
+    if (isMirror(target)) {
         const std::string_view shared = firstStep(afterFirstStep(included));
         const bool within =
             shared == "support" || shared == folder || (room != nullptr && mayInclude(*room, shared));
-        return isTest && within ? "" : problem(source, included, "against the arrows");
+        return top == target && within ? "" : problem(source, included, "against the arrows");
     }
     if (room == nullptr) {
         return problemFromOutside(source, included);

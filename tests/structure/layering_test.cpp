@@ -102,6 +102,17 @@ TEST(Layering, TestsFollowTheArrowsOfTheirFolder) {
     EXPECT_NE(includeProblem("tests/support/child.cpp", "common/vek_path.h"), "");
 }
 
+TEST(Layering, FuzzTargetsFollowTheArrowsOfTheirFolder) {
+    EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "libdef/ryni_path.h"), "");
+    EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "fuzz/support/target.h"), "");
+    EXPECT_NE(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "tagfile/tovi_parse.h"), "");
+    EXPECT_NE(includeProblem("fuzz/search/vek_interp_fuzz.cpp", "tagfile/tov.h"), "");
+    EXPECT_NE(includeProblem("fuzz/search/vek_interp_fuzz.cpp", "tests/support/sandbox.h"), "");
+    EXPECT_NE(includeProblem("fuzz/support/box.cpp", "common/vek_path.h"), "");
+    EXPECT_EQ(includeProblem("fuzz/support/box.cpp", "fuzz/support/box.h"), "");
+    EXPECT_NE(includeProblem("common/vek_path.cpp", "fuzz/support/box.h"), "");
+}
+
 TEST(Layering, TheLayersIncludeNoTests) {
     EXPECT_NE(includeProblem("common/vek_path.cpp", "tests/support/faults.h"), "");
 }

@@ -3,12 +3,18 @@
 //
 //     LD_PRELOAD=build/release/tests/support/libvek_preload_faults.so VEK_TEST_FAIL=open:2:EACCES vekinfo -show
 //
-// Three environment variables drive it; calls count from the program's main():
+// Three environment variables drive it, calls counting from the program's main(),
 //
 //     VEK_TEST_CASELESS_DIR=/absolute/directory   names below the directory are folded to lower case
 //     VEK_TEST_FAIL=write:3:ENOSPC                the third call of write() fails with ENOSPC; a final "+"
 //                                                 (write:3:ENOSPC+) makes every later one fail, too
 //     VEK_TEST_FAIL_MALLOC=5                      the fifth allocation fails; "5+" makes every later one fail
+//
+// and two say what happens:
+//
+//     VEK_TEST_COUNT=/absolute/file               receives, when main() has ended, the number of allocations
+//     VEK_TEST_MARK=1                             getpgid(VEK_TEST_MARK_ID) is called when main() begins, for who
+//                                                 traces the program (tests/robustness/traced_run.h)
 //
 // A program built with the address sanitizer wants its own run-time library loaded first and says so unless
 // ASAN_OPTIONS holds verify_asan_link_order=0. This object itself is never instrumented; the allocations
@@ -34,6 +40,7 @@
 #include <unistd.h>
 
 #include "tests/support/caseless.h"
+#include "tests/support/main_mark.h"
 
 namespace {
 
@@ -215,11 +222,29 @@ using Main = int(int, char **, char **);
 
 constinit Main *programMain = nullptr;
 
+void mark() {
+    if (std::getenv("VEK_TEST_MARK") != nullptr) {
+        static_cast<void>(getpgid(VEK_TEST_MARK_ID));
+    }
+}
+
+void reportCount() {
+    const char *const path = std::getenv("VEK_TEST_COUNT");
+    const int file = path == nullptr ? -1 : ::open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (file >= 0) {
+        const int calls = points[static_cast<std::size_t>(Point::Allocation)].calls;
+        static_cast<void>(dprintf(file, "%d\n", calls));
+        ::close(file);
+    }
+}
+
 int mainWithFaults(int count, char **arguments, char **environment) {
     readSettings();
+    mark();
     program.running = true;
     const int status = programMain(count, arguments, environment);
     program.running = false;
+    reportCount();
     return status;
 }
 

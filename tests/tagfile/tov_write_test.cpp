@@ -487,12 +487,13 @@ TEST_F(FailedWrite, BeyondTheFileSizeLimitLeavesTheOldContent) {
     const test::Outcome outcome = test::inChild([this] {
         const rlimit limit = {4096, 4096};
         EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
-        signal(SIGXFSZ, SIG_IGN);
+        signal(SIGXFSZ, SIG_DFL);
         EXPECT_EQ(0, updateInfoFile(".", obj.get()));
         expectWriteFailed(".");
+        EXPECT_EQ(SIG_DFL, signal(SIGXFSZ, SIG_DFL)) << "as before";
         return 0;
     });
-    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ(0, outcome.status) << "signal " << outcome.signal;
     EXPECT_EQ(shortText_, box.read("vekinfo.tag"));
 }
 

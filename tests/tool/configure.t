@@ -191,6 +191,18 @@ A write that fails leaves what was there:
   $ cat adders/vekinfo.tag
   OWNER me (no-eol)
 
+So does one beyond the limit on file sizes:
+
+  $ (ulimit -f 0; env vekinfo -configurelibrary 2>&1) | as_tree
+  ERROR! can't determine file system case sensitivity on writable directory
+  Error (tov): 'system error' error opening for append : $TREE/adders/vekinfo.tag.
+  
+  $ ls adders
+  cell
+  vekinfo.tag
+  $ cat adders/vekinfo.tag
+  OWNER me (no-eol)
+
 A file system whose letter case cannot be told gets no namespace:
 
   $ rm adders/vekinfo.tag

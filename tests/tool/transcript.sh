@@ -13,13 +13,18 @@ as_tree() {
     sed -e "s|$TREE|\$TREE|g" -e "s|$HOME|\$HOME|g"
 }
 
-# The program under test: what it prints, then its errors, with the paths of this machine replaced.
-vekinfo() {
-    command vekinfo "$@" >"$CRAMTMP/out" 2>"$CRAMTMP/err"
+# Runs a program: what it prints, then its errors, with the paths of this machine replaced.
+shown() {
+    command "$@" >"$CRAMTMP/out" 2>"$CRAMTMP/err"
     set -- "$?"
     as_tree <"$CRAMTMP/out"
     as_tree <"$CRAMTMP/err" >&2
     return "$1"
+}
+
+# The program under test.
+vekinfo() {
+    shown vekinfo "$@"
 }
 
 # Runs a program as a user without privileges.

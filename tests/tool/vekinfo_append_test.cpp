@@ -8,10 +8,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -178,7 +180,7 @@ struct Failure {
     int error;
 };
 constexpr Failure kFailures[] = {{"fstat", EIO},   {"write", ENOSPC}, {"write", EDQUOT},
-                                 {"write", EINTR}, {"write", EIO},    {"fclose", ENOMEM}};
+                                 {"write", EINTR}, {"write", EIO},    {"malloc", ENOMEM}};
 
 TEST_F(Append, AFailureLeavesAnExistingFileAsItWas) {
     for (const std::string text : {"A 1\n", "A 1", ""}) {
@@ -274,6 +276,23 @@ TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
         ASSERT_EQ(0, stat(tagPath.c_str(), &status));
         EXPECT_EQ(4090, status.st_size);
     });
+}
+
+TEST_F(Append, TheLimitOnFileSizesIsAFailedWrite) {
+    // At the limit already, where a write is a signal, and below it, where a part of the text still fits.
+    for (const std::size_t size : {4096U, 4000U}) {
+        box.file("lib/vekinfo.tag", std::string(size, '#'));
+        const test::Outcome outcome = test::inChild([this] {
+            const rlimit limit = {4096, 4096};
+            EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+            signal(SIGXFSZ, SIG_DFL);
+            EXPECT_FALSE(append());
+            EXPECT_EQ(SIG_DFL, signal(SIGXFSZ, SIG_DFL)) << "as before";
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status) << "signal " << outcome.signal;
+        EXPECT_EQ(std::string(size, '#'), content());
+    }
 }
 
 } // namespace

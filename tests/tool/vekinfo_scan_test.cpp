@@ -446,6 +446,58 @@ TEST_F(Scan, AFewDirectoriesThatAllLinkToEachOtherAreWalkedInEveryOrder) {
     EXPECT_EQ(4U + 4 * 3 + 4 * 3 * 2 + 4 * 3 * 2 * 1, found.size());
 }
 
+/// Directories beside each other, each with links to all those that follow it, and with a tag file below it.
+void linkToFollowing(test::Sandbox &box, int directories) {
+    for (int i = 0; i < directories; ++i) {
+        const std::string directory = "lib/d" + std::to_string(i);
+        box.file(directory + "/below/vekinfo.tag", "");
+        for (int other = i + 1; other < directories; ++other) {
+            box.link(directory + "/to" + std::to_string(other), box.path("lib/d" + std::to_string(other)));
+        }
+    }
+}
+
+TEST_F(Scan, LinksToSiblingsAreFollowedInEveryWay) {
+    linkToFollowing(box, 10);
+    EXPECT_EQ(1023U, redundant().size()) << "every choice of them but none, in their order";
+    EXPECT_EQ(kNoReports, reports.take());
+}
+
+TEST_F(Scan, MoreWaysThanCanBeWalkedEnd) {
+    constexpr int kDirectories = 18; // these are 262,143 ways
+    linkToFollowing(box, kDirectories);
+    const Found found = redundant();
+    // 18 + 153 + 816 ways of at most two links, and a number behind them that grows with the directories on these.
+    EXPECT_LT(987U + 20'000 + 16 * 2 * 816, found.size());
+    EXPECT_GE(987U + 20'000 + 16 * (1 + 2 * 987), found.size());
+    for (int i = 0; i < kDirectories; ++i) {
+        const std::string directory = "lib/d" + std::to_string(i) + "/below";
+        EXPECT_NE(found.end(), std::find(found.begin(), found.end(), directory)) << i;
+    }
+    const Reports taken = reports.take();
+    EXPECT_FALSE(taken.empty());
+    for (const test::Report &report : taken) {
+        EXPECT_EQ(kInvalidPath, report.code);
+        EXPECT_EQ(kLoop, report.text);
+    }
+}
+
+TEST_F(Scan, ManyDirectoriesMayHaveAFewLinksBehindTwoOthers) {
+    constexpr int kCells = 1500;
+    constexpr int kBases = 20;
+    box.directory("base").link("shared/link", box.path("links"));
+    for (int i = 0; i < kBases; ++i) {
+        box.link("links/" + std::to_string(i), box.path("base"));
+    }
+    for (int i = 0; i < kCells; ++i) {
+        box.link("lib/cell" + std::to_string(i), box.path("shared"));
+    }
+    test::faults::reset();
+    EXPECT_EQ("", scan());
+    EXPECT_EQ(kNoReports, reports.take());
+    EXPECT_EQ(1 + kCells * (1 + 1 + kBases), test::faults::count("opendir"));
+}
+
 // ---- what the scan costs
 
 TEST_F(Scan, FileSystemsWithoutEntryTypesGiveTheSameReport) {

@@ -1,0 +1,127 @@
+# Completes the command lines of vekinfo in bash; installed as share/bash-completion/completions/vekinfo.
+
+# The libraries of a vek.lib, each as its name, a tab, and its directory. Looked for as vekinfo does, as far as the
+# environment tells: a setup.loc is not asked.
+_vekinfo_libraries() {
+    local directory file
+    for directory in . "$VEK_WORKAREA" "$VEK_SEARCHDIR" "$HOME" "$VEK_PROJECT" "$VEK_SITE"; do
+        for file in .tolvane/vek.lib vek.lib veksetup/vek.lib; do
+            if [[ -n $directory && -f $directory/$file ]]; then
+                awk -v file="$directory/$file" '
+                    function expanded(text,    name, count) {
+                        sub(/^~/, ENVIRON["HOME"], text)
+                        while (match(text, /[$][A-Za-z_0-9]+|[$][{][^}]*[}]/) && ++count < 20) {
+                            name = substr(text, RSTART, RLENGTH)
+                            gsub(/[${}]/, "", name)
+                            text = substr(text, 1, RSTART - 1) ENVIRON[name] substr(text, RSTART + RLENGTH)
+                        }
+                        return text
+                    }
+                    function place(text, file) {
+                        text = expanded(text)
+                        if (text !~ /^[/]/) { sub(/[^/]*$/, "", file); text = file text }
+                        while (sub(/[/][.][/]/, "/", text)) { }
+                        sub(/^[.][/]/, "", text)
+                        return text
+                    }
+                    function argument() {
+                        sub(/^[ \t]+/, "", line)
+                        match(line, /^"[^"]*"|^[^ \t]*/)
+                        text = substr(line, 1, RLENGTH)
+                        line = substr(line, RLENGTH + 1)
+                        gsub(/"/, "", text)
+                        return text
+                    }
+                    function read(file, depth,    lines, count, i, word, name) {
+                        while ((getline line < file) > 0) lines[++count] = line
+                        close(file)
+                        for (i = 1; i <= count; ++i) {
+                            line = lines[i]
+                            sub(/^--.*|[ \t]--.*|\r$/, "", line)
+                            word = toupper(argument())
+                            name = argument()
+                            if (word ~ /^(SOFT)?DEFINE$/) directory[name] = place(argument(), file)
+                            if (word == "UNDEFINE") delete directory[name]
+                            if (word ~ /^(SOFT)?INCLUDE$/ && depth < 20) read(place(name, file), depth + 1)
+                        }
+                    }
+                    BEGIN { read(file, 0); for (name in directory) print name "\t" directory[name] }' 2>/dev/null
+                return
+            fi
+        done
+    done
+}
+
+# Files; or, for a word that begins no file, the directories of the libraries whose names it begins.
+_vekinfo_paths() {
+    local path name directory
+    compopt -o filenames -o default 2>/dev/null # the default completes words that begin with a quote
+    while IFS= read -r path; do
+        COMPREPLY+=("$path")
+    done < <(compgen -f -- "$1")
+    if [[ ${#COMPREPLY[@]} -eq 0 && $1 != */* ]]; then
+        while IFS=$'\t' read -r name directory; do
+            if [[ $name == "$1"* ]]; then
+                COMPREPLY+=("$directory")
+            fi
+        done < <(_vekinfo_libraries)
+    fi
+}
+
+# Offers those of the words that begin with the first one, in any case.
+_vekinfo_offer() {
+    local current=${1,,} word
+    shift
+    for word in "$@"; do
+        if [[ ${word,,} == "$current"* ]]; then
+            COMPREPLY+=("$word")
+        fi
+    done
+}
+
+_vekinfo() {
+    local current=${COMP_WORDS[COMP_CWORD]} wanted=option action='' entry='' i
+    local options=(-verbose -v -path)
+    local actions=(-show -lookup -addentry -clearentry -checklibrary -configurelibrary)
+    local entries=(VEKLIBRARY VEKLIBCHECK DMTYPE NAMESPACE)
+    COMPREPLY=()
+
+    # What the words before this one leave to be said.
+    for ((i = 1; i < COMP_CWORD; ++i)); do
+        local word=${COMP_WORDS[i],,}
+        case $wanted in
+        path | cleared | value) wanted=option ;;
+        added) wanted=value entry=$word ;;
+        first) wanted=names ;;
+        *)
+            case $word in
+            -path) wanted=path ;;
+            -lookup) wanted=first action=$word ;;
+            -addentry) wanted=added action=$word ;;
+            -clearentry) wanted=cleared action=$word ;;
+            -show | -checklibrary | -configurelibrary) wanted=option action=$word ;;
+            -*) wanted=option ;;
+            esac
+            ;;
+        esac
+    done
+
+    if [[ -z $action ]]; then
+        options+=("${actions[@]}")
+    fi
+    case $wanted in
+    path) _vekinfo_paths "$current" ;;
+    first | added | cleared) _vekinfo_offer "$current" "${entries[@]}" ;;
+    names) _vekinfo_offer "$current" "${entries[@]}" "${options[@]}" ;;
+    option) _vekinfo_offer "$current" "${options[@]}" ;;
+    value)
+        case $entry in
+        veklibcheck) _vekinfo_offer "$current" ON OFF ;;
+        dmtype) _vekinfo_offer "$current" none mrev pkm lopa ;;
+        namespace) _vekinfo_offer "$current" LibraryNT LibraryUnix ;;
+        esac
+        ;;
+    esac
+}
+
+complete -F _vekinfo vekinfo

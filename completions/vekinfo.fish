@@ -1,0 +1,146 @@
+# Completes the command lines of vekinfo in fish; installed as share/fish/vendor_completions.d/vekinfo.fish.
+
+# The libraries of a vek.lib, each as its name, a tab, and its directory. Looked for as vekinfo does, as far as the
+# environment tells: a setup.loc is not asked.
+function __vekinfo_libraries
+    for directory in . "$VEK_WORKAREA" "$VEK_SEARCHDIR" "$HOME" "$VEK_PROJECT" "$VEK_SITE"
+        for file in .tolvane/vek.lib vek.lib veksetup/vek.lib
+            if test -n "$directory" -a -f "$directory/$file"
+                awk -v file="$directory/$file" '
+                    function expanded(text,    name, count) {
+                        sub(/^~/, ENVIRON["HOME"], text)
+                        while (match(text, /[$][A-Za-z_0-9]+|[$][{][^}]*[}]/) && ++count < 20) {
+                            name = substr(text, RSTART, RLENGTH)
+                            gsub(/[${}]/, "", name)
+                            text = substr(text, 1, RSTART - 1) ENVIRON[name] substr(text, RSTART + RLENGTH)
+                        }
+                        return text
+                    }
+                    function place(text, file) {
+                        text = expanded(text)
+                        if (text !~ /^[/]/) { sub(/[^/]*$/, "", file); text = file text }
+                        while (sub(/[/][.][/]/, "/", text)) { }
+                        sub(/^[.][/]/, "", text)
+                        return text
+                    }
+                    function argument() {
+                        sub(/^[ \t]+/, "", line)
+                        match(line, /^"[^"]*"|^[^ \t]*/)
+                        text = substr(line, 1, RLENGTH)
+                        line = substr(line, RLENGTH + 1)
+                        gsub(/"/, "", text)
+                        return text
+                    }
+                    function read(file, depth,    lines, count, i, word, name) {
+                        while ((getline line < file) > 0) lines[++count] = line
+                        close(file)
+                        for (i = 1; i <= count; ++i) {
+                            line = lines[i]
+                            sub(/^--.*|[ \t]--.*|\r$/, "", line)
+                            word = toupper(argument())
+                            name = argument()
+                            if (word ~ /^(SOFT)?DEFINE$/) directory[name] = place(argument(), file)
+                            if (word == "UNDEFINE") delete directory[name]
+                            if (word ~ /^(SOFT)?INCLUDE$/ && depth < 20) read(place(name, file), depth + 1)
+                        }
+                    }
+                    BEGIN { read(file, 0); for (name in directory) print name "\t" directory[name] }' 2>/dev/null
+                return
+            end
+        end
+    end
+end
+
+# Files; or, for a word that begins no file, the directories of the libraries whose names it begins.
+function __vekinfo_paths
+    set -l current (commandline -ct)
+    set -l paths (__fish_complete_path $current)
+    if test (count $paths) -gt 0
+        printf '%s\n' $paths
+        return
+    end
+    __vekinfo_libraries | while read -l -d \t name directory
+        if test "$current" = (string sub -l (string length -- "$current") -- $name)
+            printf '%s\tlibrary %s\n' $directory $name
+        end
+    end
+end
+
+function __vekinfo_complete
+    set -l wanted option
+    set -l action
+    set -l entry
+    set -l options \
+        '-verbose'\t'mention every library' \
+        '-v'\t'mention every library' \
+        '-path'\t'what the action is about'
+    set -l actions \
+        '-show'\t'print what the nearest tag file says' \
+        '-lookup'\t'answer entries' \
+        '-addentry'\t'add an entry to a tag file' \
+        '-clearentry'\t'clear an entry of a tag file' \
+        '-checklibrary'\t'check every library' \
+        '-configurelibrary'\t'append what libraries lack'
+    set -l entries \
+        VEKLIBRARY\t'the directory is a library' \
+        VEKLIBCHECK\t'whether libraries need an entry' \
+        DMTYPE\t'the data-management system' \
+        NAMESPACE\t'how names become file names'
+
+    # What the words before this one leave to be said.
+    for word in (string lower -- (commandline -opc)[2..-1])
+        switch $wanted
+            case path cleared value
+                set wanted option
+            case added
+                set wanted value
+                set entry $word
+            case first
+                set wanted names
+            case '*'
+                switch $word
+                    case -path
+                        set wanted path
+                    case -lookup
+                        set wanted first
+                        set action $word
+                    case -addentry
+                        set wanted added
+                        set action $word
+                    case -clearentry
+                        set wanted cleared
+                        set action $word
+                    case -show -checklibrary -configurelibrary
+                        set wanted option
+                        set action $word
+                    case '-*'
+                        set wanted option
+                end
+        end
+    end
+
+    if test -z "$action"
+        set -a options $actions
+    end
+    switch $wanted
+        case path
+            __vekinfo_paths
+        case first added cleared
+            printf '%s\n' $entries
+        case names
+            printf '%s\n' $entries $options
+        case option
+            printf '%s\n' $options
+        case value
+            switch $entry
+                case veklibcheck
+                    printf '%s\n' ON OFF
+                case dmtype
+                    printf '%s\n' none mrev pkm lopa
+                case namespace
+                    printf '%s\n' LibraryNT LibraryUnix
+            end
+    end
+end
+
+complete -c vekinfo -f -a '(__vekinfo_complete)'

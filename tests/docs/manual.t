@@ -1,0 +1,69 @@
+The pages of section 3 are made from the comments of the public headers, and say all that these say.
+
+  $ . "$TESTDIR/../tool/transcript.sh"
+  $ SOURCES=$TESTDIR/../..
+
+Every public function has a comment that names its parameters, and every page is up to date (`scripts/manual`
+renews them):
+
+  $ "$SOURCES/scripts/manual" --check
+
+So the check is right to be silent: it sees what is missing in a copy of the headers.
+
+  $ for folder in common fs search tagfile libdef scripts docs; do
+  >     mkdir $folder
+  >     find "$SOURCES/$folder" -maxdepth 1 -type f -exec cp {} $folder ';'
+  > done
+  $ cp -R "$SOURCES/docs/man" docs
+  $ manual() { scripts/manual --check | sed 's/h:[0-9]*:/h:/'; }
+  $ manual
+
+A comment that is missing:
+
+  $ cp libdef/ryn.h saved
+  $ sed -i '/^VEK_API int rynIterateEnd/i\
+  > ' libdef/ryn.h
+  $ manual
+  libdef/ryn.h: rynIterateEnd has no comment
+  $ cp saved libdef/ryn.h
+
+A parameter that the comment does not name, or that has no name itself:
+
+  $ sed -i '/^\/\/\/ Frees `context`/s/`//g' libdef/ryn.h
+  $ sed -i 's/rynIsSpecDir(vekFSSpec \*spec)/rynIsSpecDir(vekFSSpec *)/' libdef/ryn.h
+  $ manual
+  libdef/ryn.h: the comment of rynIterateEnd does not name `context`
+  libdef/ryn.h: a parameter of rynIsSpecDir has no name: vekFSSpec *
+  $ cp saved libdef/ryn.h
+
+A function, and a header, that no page shows:
+
+  $ sed -i '/^VEK_END_DECLS/i\
+  > /// Does nothing.\
+  > VEK_API void rynNothing(void);\
+  > ' libdef/ryn.h
+  $ printf '/// Does nothing.\nVEK_API void vekNothing(void);\n' >common/vek_nothing.h
+  $ manual
+  common/vek_nothing.h: no page in docs/man shows it
+  libdef/ryn.h: rynNothing is missing from docs/man/ryn.3
+  $ rm common/vek_nothing.h
+  $ cp saved libdef/ryn.h
+
+A comment that the page does not have:
+
+  $ sed -i 's/^\/\/\/ Frees `context`/&, whatever it is/' libdef/ryn.h
+  $ manual
+  docs/man/libvek.3 is not up to date: scripts/manual renews it
+  docs/man/ryn.3 is not up to date: scripts/manual renews it
+  $ scripts/manual
+  $ manual
+  $ grep -A 2 '^.It Fn rynIterateEnd context' docs/man/ryn.3
+  .It Fn rynIterateEnd context
+  Frees
+  .Fa context ,
+
+A code without a text:
+
+  $ sed -i 's/RYN_INVALID_ERROR_NUMBER = 37/RYN_UNHEARD_OF = 37,\n    &/' libdef/ryn.h
+  $ manual 2>&1
+  libdef/ryn_error.cpp: 38 texts for the 39 constants of libdef/ryn.h

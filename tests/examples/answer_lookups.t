@@ -1,0 +1,60 @@
+`answer_lookups` answers lookups of the entries that are its arguments, for the paths on standard input.
+
+  $ . "$TESTDIR/../tool/transcript.sh"
+  $ cp -R "$TESTDIR/../../examples/project" .
+  $ cd project
+
+The nearest tag file that defines the entry answers, for directories and files alike:
+
+  $ printf 'adders/ripple\nadders/ripple/layout/layout.txt\n' | shown answer_lookups PROCESS dmtype
+  adders/ripple: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
+  adders/ripple: dmtype is 'none', says $TREE/project/vekinfo.tag
+  adders/ripple/layout/layout.txt: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
+  adders/ripple/layout/layout.txt: dmtype is 'none', says $TREE/project/vekinfo.tag
+
+The exit status tells that one of the lookups has no answer, be it not the last one:
+
+  $ printf 'adders/ripple\nmemories/sram\n' | shown answer_lookups PROCESS OWNER
+  adders/ripple: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
+  adders/ripple: OWNER is 'datapath-team', says $TREE/project/vekinfo.tag
+  memories/sram: no PROCESS
+  memories/sram: OWNER is 'datapath-team', says $TREE/project/vekinfo.tag
+  [1]
+
+A tag file on the search list answers when no directory upward does:
+
+  $ mkdir "$TREE/outside"
+  $ echo "$TREE/outside" | shown answer_lookups OWNER
+  $TREE/outside: OWNER is 'datapath-team', says ./vekinfo.tag
+
+Answers follow the files, whoever changes them meanwhile:
+
+  $ mkfifo paths
+  $ answer_lookups DMTYPE <paths | {
+  >     exec 3>paths
+  >     echo adders >&3
+  >     read -r answer && echo "$answer"
+  >     command vekinfo -path adders -addentry DMTYPE mrev
+  >     echo adders >&3
+  >     read -r answer && echo "$answer"
+  > } | as_tree
+  adders: DMTYPE is 'none', says $TREE/project/vekinfo.tag
+  adders: DMTYPE is 'mrev', says $TREE/project/adders/vekinfo.tag
+
+A path that does not exist is told, and so is a line that a tag file gets wrong; the next path is answered:
+
+  $ echo NAMESPACE none >>memories/vekinfo.tag
+  $ printf '/no_such/directory\nmemories\nadders\n' | shown answer_lookups PROCESS
+  /no_such/directory: no PROCESS
+  memories: no PROCESS
+  adders: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
+  answer_lookups: error while processing path: tovNormalizePathSorta: /no_such/directory
+  answer_lookups: syntax error: NAMESPACE line in vekinfo.tag file: $TREE/project/memories/vekinfo.tag, line 3
+  [1]
+
+Without paths there is nothing to answer, without entries nothing to look up:
+
+  $ shown answer_lookups PROCESS </dev/null
+  $ echo adders | shown answer_lookups
+  usage: answer_lookups ENTRY... <PATHS
+  [2]

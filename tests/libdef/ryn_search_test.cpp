@@ -1,0 +1,592 @@
+// Files looked up through the search list, with the directories of a library in it.
+
+#include "common/vek_init.h"
+#include "common/vek_strlist.h"
+#include "search/pux.h"
+#include "tests/libdef/project_support.h"
+#include "tests/support/capture.h"
+#include "tests/support/faults.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <ostream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace faults = test::faults;
+using test::recorded;
+using test::Reports;
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+/// A null-terminated array of strings that a call borrows.
+class Groups {
+  public:
+    Groups(Strings names) : names_(std::move(names)) {
+        for (std::string &name : names_) {
+            list_.push_back(name.data());
+        }
+        list_.push_back(nullptr);
+    }
+    Groups(const Groups &) = delete;
+    Groups &operator=(const Groups &) = delete;
+
+    operator char **() { return list_.data(); }
+
+  private:
+    Strings names_;
+    std::vector<char *> list_;
+};
+
+struct Found {
+    int code;
+    std::string path;
+
+    bool operator==(const Found &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const Found &found) {
+    return out << found.code << " '" << found.path << "'";
+}
+
+struct FoundAll {
+    int code;
+    Strings paths;
+
+    bool operator==(const FoundAll &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const FoundAll &found) {
+    out << found.code;
+    for (const std::string &path : found.paths) {
+        out << " '" << path << "'";
+    }
+    return out;
+}
+
+const Found kNotFound = {RYN_NO_SUCH_FILE, "untouched"};
+const FoundAll kNothing = {RYN_NO_SUCH_FILE, {}};
+constexpr std::size_t kSize = VEK_PATH_SIZE;
+
+/// A project in an initialized process. Its search list is the library entry and then the directory "d", unless a
+/// test says otherwise.
+class SearchProject : public test::Project {
+  public:
+    explicit SearchProject(std::string_view temporaries = {},
+                           test::Existence existence = test::Existence::Checked)
+        : Project(temporaries, existence) {
+        vekInitNonVEKApp(path("bin/app").c_str());
+        box.directory("d");
+        searchIn("@LIBRARY\nd\n");
+    }
+
+    void searchIn(const std::string &list) { box.file("setup.loc", list); }
+
+    /// Makes a file that is found in these places of the library.
+    SearchProject &offer(std::string_view places, mode_t mode = 0644) {
+        put(places, ".tolvane/n", mode);
+        return *this;
+    }
+
+    [[nodiscard]] Found search(const char *directory = nullptr, const char *library = "lib",
+                               const char *name = "n", std::size_t size = kSize) const {
+        return found([&](char *out) { return rynSearch(handle, name, directory, library, out, size); }, size);
+    }
+    [[nodiscard]] Found searchList(char **directories, const char *library = "lib") const {
+        return found([&](char *out) { return rynSearchList(handle, "n", directories, library, out, kSize); });
+    }
+    [[nodiscard]] Found findWritable(const char *library = "lib", std::size_t size = kSize) const {
+        return found([&](char *out) { return rynFindWritable(handle, "n", library, out, size); }, size);
+    }
+    [[nodiscard]] FoundAll fullSearch(const char *directory = nullptr, const char *library = "lib",
+                                      const char *name = "n") const {
+        return foundAll(
+            [&](char ***paths) { return rynFullSearch(handle, name, directory, library, paths); });
+    }
+    [[nodiscard]] FoundAll fullSearchList(char **directories, const char *library = "lib") const {
+        return foundAll(
+            [&](char ***paths) { return rynFullSearchList(handle, "n", directories, library, paths); });
+    }
+
+  private:
+    /// Calls `search(buffer)` on a heap buffer of exactly `size` bytes.
+    template <typename Call>
+    [[nodiscard]] Found found(Call search, std::size_t size = kSize) const {
+        std::vector<char> out(size);
+        strncpy(out.data(), "untouched", size - 1);
+        const int code = search(out.data());
+        return {code, shortened(out.data())};
+    }
+    /// Calls `search(paths)`; a failure must leave null.
+    template <typename Call>
+    [[nodiscard]] FoundAll foundAll(Call search) const {
+        char *preset = nullptr;
+        char **paths = &preset;
+        const int code = search(&paths);
+        EXPECT_EQ(code == RYN_OK, paths != nullptr);
+        FoundAll all = {code, {}};
+        for (char **at = paths; at != nullptr && *at != nullptr; ++at) {
+            all.paths.push_back(shortened(*at));
+        }
+        vekFreeStrlist(paths);
+        return all;
+    }
+};
+
+/// What the letters of a library's directories stand for in a result.
+Strings in(const std::string &places) {
+    Strings paths;
+    for (const char place : places) {
+        paths.push_back(std::string(1, place) + "/.tolvane/n");
+    }
+    return paths;
+}
+
+Found inFirst(const std::string &places) {
+    return {RYN_OK, in(places).front()};
+}
+
+} // namespace
+
+// The directories of a library.
+
+TEST(RynSearch, TemporaryDirectoriesComeBeforeTheLibrarys) {
+    struct Row {
+        const char *temporaries;
+        std::string searched;
+    };
+    // With both kinds the implicit one stands in for the explicit one, and is searched twice.
+    for (const Row &row :
+         {Row{"", "l"}, {"E", "el"}, {"I", "il"}, {"O", "il"}, {"IE", "iil"}, {"OE", "iil"}}) {
+        SearchProject project(row.temporaries);
+        project.offer("lei");
+        EXPECT_EQ(project.search(), inFirst(row.searched)) << row.temporaries;
+        EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in(row.searched)})) << row.temporaries;
+        EXPECT_EQ(project.findWritable(), inFirst(row.searched)) << row.temporaries;
+    }
+}
+
+TEST(RynSearch, GoesOnToTheNextDirectoryOfTheLibrary) {
+    for (const char *temporaries : {"", "E", "I", "IE"}) {
+        SearchProject project(temporaries);
+        EXPECT_EQ(project.search(), kNotFound) << temporaries;
+        EXPECT_EQ(project.fullSearch(), kNothing) << temporaries;
+        EXPECT_EQ(project.findWritable(), kNotFound) << temporaries;
+        project.offer("l");
+        EXPECT_EQ(project.search(), inFirst("l")) << temporaries;
+        EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")})) << temporaries;
+        EXPECT_EQ(project.findWritable(), inFirst("l")) << temporaries;
+    }
+}
+
+TEST(RynSearch, ExplicitDirectoryIsSearchedWhenTheImplicitOneIsNotThere) {
+    SearchProject project("IE");
+    project.offer("le");
+    ASSERT_EQ(rmdir("itmp/lib"), 0);
+    EXPECT_EQ(project.search(), inFirst("e"));
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("el")}));
+    // To be written, only the first kind there is counts.
+    EXPECT_EQ(project.findWritable(), inFirst("l"));
+}
+
+TEST(RynSearch, DirectoriesThatFailAddNothing) {
+    SearchProject project("E");
+    project.offer("l");
+    ASSERT_EQ(rmdir("etmp"), 0);
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
+    EXPECT_EQ(project.search(), inFirst("l"));
+}
+
+TEST(RynSearch, GlobalTemporaryDirectoryIsAnExplicitOne) {
+    test::Definitions definitions;
+    definitions.box.directory("lib").directory("t").file("t/lib/.tolvane/n", "").file("lib/.tolvane/n", "");
+    ASSERT_EQ(definitions.load("DEFINE lib lib\nASSIGN AllLibs TmpRootDir t\n"), 0);
+    vekInitNonVEKApp(definitions.path("bin/app").c_str());
+    definitions.box.file("setup.loc", "@LIBRARY\n");
+    char **paths = nullptr;
+    ASSERT_EQ(rynFullSearch(definitions.handle, "n", nullptr, "lib", &paths), RYN_OK);
+    ASSERT_EQ(vekGetStrlistSize(paths), 2);
+    EXPECT_EQ(paths[0], definitions.path("t/lib/.tolvane/n"));
+    EXPECT_EQ(paths[1], definitions.path("lib/.tolvane/n"));
+    vekFreeStrlist(paths);
+}
+
+TEST(RynSearch, OnlyTheFirstDefaultGroupOfALibraryIsSearched) {
+    SearchProject project("E");
+    project.put("le", "n");
+    project.put("le", "veksetup/n");
+    project.put("le", "g/n");
+    EXPECT_EQ(project.search(), kNotFound);
+    EXPECT_EQ(project.search("g"), kNotFound);
+    EXPECT_EQ(project.fullSearch("."), kNothing);
+    EXPECT_EQ(project.findWritable(), kNotFound);
+}
+
+TEST(RynSearch, PackedLibraryHasItsTemporaryDirectoriesOnly) {
+    SearchProject project("E");
+    project.offer("le");
+    project.pack("lib.zip");
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("e")}));
+    EXPECT_EQ(project.search(), inFirst("e"));
+    EXPECT_EQ(project.findWritable(), inFirst("e"));
+}
+
+// Libraries that add nothing.
+
+TEST(RynSearch, LibraryThatIsNotDefinedLeavesTheCallersDirectories) {
+    SearchProject project("E");
+    project.offer("le").box.file("d/n", "").file("d/g/n", "");
+    for (const char *library : {"other", "", "LIB", static_cast<const char *>(nullptr)}) {
+        Groups groups({"g"});
+        EXPECT_EQ(project.search(nullptr, library), (Found{RYN_OK, "d/n"}));
+        EXPECT_EQ(project.search("g", library), (Found{RYN_OK, "d/g/n"}));
+        EXPECT_EQ(project.searchList(groups, library), (Found{RYN_OK, "d/g/n"}));
+        EXPECT_EQ(project.findWritable(library), (Found{RYN_OK, "d/n"}));
+        // No search is made at all.
+        EXPECT_EQ(project.fullSearch(nullptr, library), kNothing);
+        EXPECT_EQ(project.fullSearch("g", library), kNothing);
+        EXPECT_EQ(project.fullSearchList(groups, library), kNothing);
+    }
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(RynSearch, LibraryThatIsNotThereAddsNothing) {
+    SearchProject project({}, test::Existence::Unchecked);
+    project.box.file("d/n", "");
+    ASSERT_EQ(rmdir("lib"), 0);
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "d/n"}));
+    EXPECT_EQ(project.fullSearch(), kNothing);
+    EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/n"}));
+}
+
+TEST(RynSearch, NullHandleIsTheDefaultOne) {
+    SearchProject project("E");
+    project.offer("le");
+    std::array<char, kSize> path = {};
+    char **paths = nullptr;
+    EXPECT_EQ(rynSearch(nullptr, "n", nullptr, "lib", path.data(), kSize), RYN_OK);
+    EXPECT_EQ(path.data(), project.path("etmp/.tolvane/n"));
+    EXPECT_EQ(rynFindWritable(nullptr, "n", "lib", path.data(), kSize), RYN_OK);
+    EXPECT_EQ(rynFullSearch(nullptr, "n", nullptr, "lib", &paths), RYN_OK);
+    EXPECT_EQ(vekGetStrlistSize(paths), 2);
+    vekFreeStrlist(paths);
+}
+
+TEST(RynSearch, WithoutARegistryALibraryIsReportedAndAddsNothing) {
+    SearchProject project("E");
+    project.offer("le").box.file("d/n", "");
+    project.release();
+    EXPECT_EQ(project.search(nullptr, nullptr), (Found{RYN_OK, "d/n"}));
+    EXPECT_EQ(recorded.fatals, Reports{});
+    const Reports report = {{RYN_INVALID_PARAMETER, "rynQuery()", "rynQuery()"}};
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "d/n"}));
+    EXPECT_EQ(recorded.fatals, report);
+    recorded.fatals.clear();
+    EXPECT_EQ(project.fullSearch(), kNothing);
+    EXPECT_EQ(recorded.fatals, report);
+    recorded.fatals.clear();
+    EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/n"}));
+    EXPECT_EQ(recorded.fatals, report);
+}
+
+// The caller's directories, and the list.
+
+TEST(RynSearch, CallersDirectoriesAreTheGroups) {
+    SearchProject project;
+    project.box.file("d/n", "").file("d/g/n", "").file("d/h/n", "").directory("d/empty");
+    EXPECT_EQ(project.search("g"), (Found{RYN_OK, "d/g/n"}));
+    EXPECT_EQ(project.search("."), (Found{RYN_OK, "d/n"}));
+    EXPECT_EQ(project.search("none"), kNotFound);
+    Groups several({"none", "empty", "h", "g"});
+    EXPECT_EQ(project.searchList(several), (Found{RYN_OK, "d/h/n"}));
+    EXPECT_EQ(project.fullSearchList(several), (FoundAll{RYN_OK, {"d/h/n"}}));
+    EXPECT_EQ(project.fullSearch("g"), (FoundAll{RYN_OK, {"d/g/n"}}));
+}
+
+TEST(RynSearch, NoDirectoryAsksForTheDefaultGroups) {
+    SearchProject project;
+    project.box.file("d/veksetup/n", "");
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "d/veksetup/n"}));
+    EXPECT_EQ(project.searchList(nullptr), (Found{RYN_OK, "d/veksetup/n"}));
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, {"d/veksetup/n"}}));
+    EXPECT_EQ(project.fullSearchList(nullptr), (FoundAll{RYN_OK, {"d/veksetup/n"}}));
+    project.box.file("d/n", "");
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "d/n"}));
+    project.box.file("d/.tolvane/n", "");
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "d/.tolvane/n"}));
+    EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/.tolvane/n"}));
+}
+
+TEST(RynSearch, EmptyListOfDirectoriesLeavesTheLibrary) {
+    SearchProject project;
+    project.box.file("d/n", "").file("d/.tolvane/n", "");
+    Groups none({});
+    EXPECT_EQ(project.searchList(none), kNotFound);
+    EXPECT_EQ(project.fullSearchList(none), kNothing);
+    project.offer("l");
+    EXPECT_EQ(project.searchList(none), inFirst("l"));
+    EXPECT_EQ(project.fullSearchList(none), (FoundAll{RYN_OK, in("l")}));
+}
+
+TEST(RynSearch, LibraryIsSearchedWhereTheListSaysSo) {
+    SearchProject project;
+    project.offer("l").box.file("d/n", "");
+    EXPECT_EQ(project.search(), inFirst("l"));
+    project.searchIn("d\n@LIBRARY\n");
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "d/n"}));
+    EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/n"}));
+    ASSERT_EQ(unlink("d/n"), 0);
+    EXPECT_EQ(project.search(), inFirst("l"));
+    EXPECT_EQ(project.findWritable(), inFirst("l"));
+    project.searchIn("d\n");
+    EXPECT_EQ(project.search(), kNotFound);
+    EXPECT_EQ(project.fullSearch(), kNothing);
+    EXPECT_EQ(project.findWritable(), kNotFound);
+}
+
+// All matches.
+
+TEST(RynFullSearch, EveryDirectoryOfTheLibraryHasASearchOfItsOwn) {
+    SearchProject project("E");
+    project.offer("l").box.file("d/n", "");
+    // The search of the explicit directory ends in "d".
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, {"d/n", "l/.tolvane/n"}}));
+    project.searchIn("d\n@LIBRARY\n");
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, {"d/n", "d/n"}}));
+    project.searchIn("d\n");
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, {"d/n", "d/n"}}));
+}
+
+TEST(RynFullSearch, SearchesThatFailAddNothing) {
+    SearchProject project("E");
+    project.put("e", ".tolvane/n", 0000);
+    project.offer("l");
+    test::Project::asUnprivileged([&project] {
+        EXPECT_EQ(project.search(), (Found{RYN_PERMISSION_DENIED_FILE, "e/.tolvane/n"}));
+        EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
+    });
+}
+
+TEST(RynFullSearch, WithoutAMatchTheListIsNull) {
+    const SearchProject project("E");
+    EXPECT_EQ(project.fullSearch(), kNothing);
+    EXPECT_EQ(project.fullSearch(nullptr, "lib", nullptr), kNothing);
+    EXPECT_EQ(project.fullSearchList(nullptr), kNothing);
+}
+
+TEST(RynFullSearch, NeedsAPlaceForTheList) {
+    const SearchProject project;
+    Groups groups({"g"});
+    EXPECT_EQ(rynFullSearch(project.handle, "n", nullptr, "lib", nullptr), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(rynFullSearchList(project.handle, "n", groups, "lib", nullptr), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(RynFullSearch, WithoutMemoryGivesNothing) {
+    SearchProject project("E");
+    project.offer("le");
+    const test::Capture capture;
+    const FoundAll whole = {RYN_OK, in("el")};
+    EXPECT_EQ(project.fullSearch(), whole);
+    faults::reset();
+    char **paths = nullptr;
+    ASSERT_EQ(rynFullSearch(project.handle, "n", nullptr, "lib", &paths), RYN_OK);
+    const int allocations = faults::count("malloc");
+    vekFreeStrlist(paths);
+    int memoryErrors = 0;
+    for (int nth = 1; nth <= allocations; ++nth) {
+        faults::failAllocation(nth);
+        const FoundAll found = project.fullSearch();
+        faults::reset();
+        memoryErrors += found.code == RYN_MEMORY_ERROR ? 1 : 0;
+        EXPECT_TRUE(found == FoundAll({RYN_MEMORY_ERROR, {}}) || found == FoundAll({RYN_INTERNAL_ERROR, {}}))
+            << nth << " of " << allocations << ": " << found;
+    }
+    EXPECT_GE(memoryErrors, 3); // two paths, and the array
+    EXPECT_EQ(project.fullSearch(), whole);
+}
+
+// Writable matches.
+
+TEST(RynFindWritable, PassesOverWhatCannotBeWritten) {
+    SearchProject project("E");
+    project.offer("le", 0444).box.file("d/n", "", 0666).directory("lib", 0777).directory("etmp", 0777);
+    test::Project::asUnprivileged([&project] {
+        EXPECT_EQ(project.search(), inFirst("e"));
+        EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/n"}));
+    });
+}
+
+TEST(RynFindWritable, LooksInDirectoriesOfTheLibraryThatCanBeWritten) {
+    SearchProject project("E");
+    project.offer("le", 0666).box.directory("lib", 0777).directory("etmp", 0555);
+    test::Project::asUnprivileged([&project] {
+        EXPECT_EQ(project.search(), inFirst("e"));
+        EXPECT_EQ(project.findWritable(), inFirst("l"));
+    });
+    project.box.directory("lib", 0555);
+    test::Project::asUnprivileged([&project] {
+        EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("el")}));
+        EXPECT_EQ(project.findWritable(), kNotFound);
+    });
+}
+
+TEST(RynFindWritable, ImplicitDirectoryIsOneToBeWrittenForTheOtherSearchesToo) {
+    SearchProject project("I");
+    project.offer("li", 0666).box.directory("itmp/lib", 0555);
+    test::Project::asUnprivileged([&project] {
+        EXPECT_EQ(project.search(), inFirst("l"));
+        EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
+    });
+}
+
+// Codes.
+
+TEST(RynSearch, BufferHoldsThePathAndItsEnd) {
+    SearchProject project;
+    project.offer("l");
+    const std::size_t length = project.path("lib/.tolvane/n").size();
+    EXPECT_EQ(project.search(nullptr, "lib", "n", length + 1), inFirst("l"));
+    EXPECT_EQ(project.search(nullptr, "lib", "n", length), (Found{RYN_BUFFER_TOO_SMALL, "untouched"}));
+    EXPECT_EQ(project.search(nullptr, "lib", "n", 1), (Found{RYN_BUFFER_TOO_SMALL, ""}));
+    EXPECT_EQ(project.findWritable("lib", length + 1), inFirst("l"));
+    EXPECT_EQ(project.findWritable("lib", length), (Found{RYN_BUFFER_TOO_SMALL, "untouched"}));
+    char none = '?';
+    EXPECT_EQ(rynFindWritable(project.handle, "n", "lib", &none, 0), RYN_BUFFER_TOO_SMALL);
+    EXPECT_EQ(rynSearch(project.handle, "n", nullptr, "lib", &none, 0), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(none, '?');
+}
+
+TEST(RynSearch, NullNameOrBufferIsInvalidWithoutAReport) {
+    SearchProject project;
+    project.offer("l");
+    const Found invalid = {RYN_INVALID_PARAMETER, "untouched"};
+    EXPECT_EQ(project.search(nullptr, "lib", nullptr), invalid);
+    EXPECT_EQ(rynSearch(project.handle, "n", nullptr, "lib", nullptr, kSize), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(rynSearchList(project.handle, "n", nullptr, "lib", nullptr, kSize), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(rynFindWritable(project.handle, "n", "lib", nullptr, kSize), RYN_INVALID_PARAMETER);
+    std::array<char, 10> path = {};
+    EXPECT_EQ(rynFindWritable(project.handle, nullptr, "lib", path.data(), path.size()),
+              RYN_INVALID_PARAMETER);
+    EXPECT_EQ(recorded.fatals, Reports{});
+}
+
+TEST(RynSearch, MatchThatCannotBeReadIsDenied) {
+    SearchProject project;
+    project.offer("l", 0000).box.file("d/n", "");
+    test::Project::asUnprivileged([&project] {
+        EXPECT_EQ(project.search(), (Found{RYN_PERMISSION_DENIED_FILE, "l/.tolvane/n"}));
+        EXPECT_EQ(project.search(nullptr, nullptr), (Found{RYN_OK, "d/n"}));
+        EXPECT_EQ(project.fullSearch(), kNothing);
+    });
+}
+
+TEST(RynSearch, PathOfOver1023CharactersDoesNotFit) {
+    SearchProject project;
+    const std::string name(200, 'n');
+    std::string directory = "lib";
+    for (int i = 0; i < 5; ++i) {
+        directory += "/" + std::string(200, 'd');
+    }
+    project.box.directory(directory);
+    ASSERT_EQ(project.load("DEFINE lib " + directory + "\n"), 0);
+    EXPECT_EQ(project.search(nullptr, "lib", "n"), (Found{RYN_BUFFER_TOO_SMALL, "untouched"}));
+    EXPECT_EQ(project.fullSearch(), kNothing);
+    EXPECT_EQ(project.findWritable(), kNotFound);
+    EXPECT_EQ(project.search(nullptr, nullptr, std::string(5000, 'n').c_str()),
+              (Found{RYN_BUFFER_TOO_SMALL, "untouched"}));
+}
+
+TEST(RynSearch, WithoutASearchListIsAnInternalError) {
+    SearchProject project;
+    project.offer("l");
+    const test::Capture capture;
+    faults::reset();
+    EXPECT_EQ(project.search(), inFirst("l"));
+    const int allocations = faults::count("malloc");
+    for (int nth = 1; nth <= allocations; ++nth) {
+        faults::failAllocation(nth);
+        EXPECT_EQ(project.search(), (Found{RYN_INTERNAL_ERROR, "untouched"})) << nth;
+        faults::failAllocation(nth);
+        EXPECT_EQ(project.findWritable(), (Found{RYN_INTERNAL_ERROR, "untouched"})) << nth;
+        faults::failAllocation(nth);
+        EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_INTERNAL_ERROR, {}})) << nth;
+        faults::reset();
+    }
+    EXPECT_EQ(project.search(), inFirst("l"));
+}
+
+TEST(RynSearch, NeedsAnInitializedProcess) {
+    test::Project project;
+    project.put("l", ".tolvane/n");
+    std::array<char, kSize> path = {};
+    char *preset = nullptr;
+    char **paths = &preset;
+    EXPECT_EQ(rynSearch(project.handle, "n", nullptr, "lib", path.data(), kSize), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(rynSearchList(project.handle, "n", nullptr, "lib", path.data(), kSize), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(rynSearch(project.handle, nullptr, nullptr, "lib", nullptr, 0), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(rynFindWritable(project.handle, "n", "lib", path.data(), kSize), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(rynFullSearchList(project.handle, "n", nullptr, "lib", &paths), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(paths, nullptr);
+}
+
+TEST(RynSearch, PrintsNothing) {
+    SearchProject project("IE");
+    project.offer("l");
+    test::Capture capture;
+    static_cast<void>(project.search());
+    static_cast<void>(project.fullSearch(nullptr, "other"));
+    static_cast<void>(project.findWritable());
+    EXPECT_EQ(capture.out() + capture.err(), "");
+}
+
+// The search lists of others.
+
+TEST(RynSearch, DefaultListIsBuiltAnewAfterwards) {
+    SearchProject project;
+    project.box.file("d/n", "").file("e/n", "");
+    std::array<char, kSize> path = {};
+    ASSERT_EQ(puxSearch(nullptr, "n", path.data(), kSize), PUX_OK);
+    EXPECT_STREQ(path.data(), "d/n");
+    project.searchIn("e\n");
+    ASSERT_EQ(puxSearch(nullptr, "n", path.data(), kSize), PUX_OK);
+    EXPECT_STREQ(path.data(), "d/n");
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "e/n"}));
+    ASSERT_EQ(puxSearch(nullptr, "n", path.data(), kSize), PUX_OK);
+    EXPECT_STREQ(path.data(), "e/n");
+    for (const bool full : {true, false}) {
+        project.searchIn(full ? "d\n" : "e\n");
+        EXPECT_EQ(full ? project.fullSearch().code : project.findWritable().code, RYN_OK);
+        ASSERT_EQ(puxSearch(nullptr, "n", path.data(), kSize), PUX_OK);
+        EXPECT_STREQ(path.data(), full ? "d/n" : "e/n");
+    }
+    EXPECT_EQ(puxReleaseHandle(nullptr), PUX_OK);
+}
+
+TEST(RynSearch, NoSearchListIsLeftBehind) {
+    SearchProject project("E");
+    project.offer("le");
+    EXPECT_EQ(project.search(), inFirst("e"));
+    EXPECT_EQ(puxReleaseHandle(nullptr), PUX_INVALID_PARAMETER);
+    EXPECT_EQ(project.fullSearch().code, RYN_OK);
+    EXPECT_EQ(puxReleaseHandle(nullptr), PUX_INVALID_PARAMETER);
+    EXPECT_EQ(project.findWritable(), inFirst("e"));
+    EXPECT_EQ(puxReleaseHandle(nullptr), PUX_INVALID_PARAMETER);
+}
+
+TEST(RynSearch, ListOfACallerStaysAsItIs) {
+    SearchProject project;
+    project.box.file("d/n", "").file("e/n", "");
+    char **list = nullptr;
+    ASSERT_EQ(puxInitialize(&list), PUX_OK);
+    project.searchIn("e\n");
+    EXPECT_EQ(project.search(), (Found{RYN_OK, "e/n"}));
+    std::array<char, kSize> path = {};
+    ASSERT_EQ(puxSearch(list, "n", path.data(), kSize), PUX_OK);
+    EXPECT_STREQ(path.data(), "d/n");
+    EXPECT_EQ(puxReleaseHandle(list), PUX_OK);
+    EXPECT_EQ(puxReleaseHandle(nullptr), PUX_OK); // the one that the search built
+}

@@ -1,0 +1,44 @@
+#ifndef TESTS_ROBUSTNESS_CASES_H
+#define TESTS_ROBUSTNESS_CASES_H
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/robustness/world.h"
+
+namespace test {
+
+/// A call of public functions, which can be repeated in the same world with the same answer.
+struct Case {
+    /// The functions that it is about.
+    std::vector<std::string_view> functions;
+    /// Makes the call, gives back what it got, and says how it went: the result and what else it left behind.
+    /// A failure of one of several functions ends it, with that function's result as the answer.
+    std::function<std::string(World &)> call;
+    /// The answers that exhausted memory may have beside the usual one; "told" stands for every one that comes
+    /// with a report of the code 2. Empty when nothing is allocated.
+    std::vector<std::string> withoutMemory = {};
+    /// Whether files or directories are different afterwards.
+    bool writes = false;
+    /// Whether it is several writes, of which a failure may end the row anywhere.
+    bool leavesParts = false;
+    /// Whether a file that cannot be examined counts as missing, where nothing needs to be done.
+    bool missingIsDone = false;
+};
+
+/// The tables, by layer. `installation` are those calls of the common layer whose answer the process keeps for good.
+std::vector<Case> commonCases();
+std::vector<Case> installationCases();
+std::vector<Case> fsCases();
+std::vector<Case> searchCases();
+std::vector<Case> tagfileCases();
+std::vector<Case> libdefCases();
+
+/// The functions of a case, joined.
+std::string nameOf(const Case &item);
+
+} // namespace test
+
+#endif

@@ -1,0 +1,177 @@
+#include "tests/robustness/cases.h"
+
+#include <cstdlib>
+
+#include "common/vek_strlist.h"
+#include "search/pux.h"
+#include "search/vek_interp.h"
+
+namespace test {
+
+namespace {
+
+/// A result of this layer, and the path that came with it where there is one.
+std::string said(const World &world, int code, const char *path) {
+    return std::to_string(code) + (code == PUX_OK ? " " + world.shown(path) : "");
+}
+
+std::string saidList(const World &world, int code, char **list) {
+    std::string text = std::to_string(code);
+    for (char **at = list; at != nullptr && *at != nullptr; ++at) {
+        text += " " + world.shown(*at);
+    }
+    const bool defined = (list != nullptr) == (code == PUX_OK);
+    vekFreeStrlist(list);
+    return text + (defined ? "" : " undefined");
+}
+
+/// The result of a search into a buffer.
+template <typename Search>
+std::string search(const World &world, Search call) {
+    char out[VEK_SEARCH_PATH_SIZE] = "";
+    const int code = call(out, sizeof out);
+    return said(world, code, out);
+}
+
+std::string interpolated(const World &world, const char *text) {
+    char out[VEK_PATH_SIZE] = "";
+    char message[256] = "";
+    vekInterpArgs args = {};
+    args.line = VEK_INTERP_NO_LINE;
+    args.errorBuffer = message;
+    args.errorBufferSize = sizeof message;
+    const int result = vekInterpolate(text, out, sizeof out, &args, sizeof args);
+    return result == 1 ? world.shown(out) : "error " + std::to_string(args.errorCode);
+}
+
+} // namespace
+
+std::vector<Case> searchCases() {
+    return {
+        {{"pux_mkstring"},
+         [](World &w) {
+             char *const copy = pux_mkstring("text");
+             const std::string text = w.shown(copy);
+             std::free(copy);
+             return text;
+         },
+         {"null"}},
+        {{"puxGetErrorMsg"}, [](World &) { return std::string(puxGetErrorMsg(2)); }},
+        {{"puxInitialize", "puxReleaseHandle"},
+         [](World &w) {
+             char **list = nullptr;
+             const int code = puxInitialize(&list);
+             std::string text = std::to_string(code);
+             for (char **at = list; at != nullptr && *at != nullptr; ++at) {
+                 text += " " + w.shown(*at);
+             }
+             if (list != nullptr) {
+                 puxReleaseHandle(list);
+             }
+             return text;
+         },
+         // An installation that cannot be found for lack of memory, which is told, is none.
+         {"2", "0 . @/proj @/home @/site"}},
+        {{"puxInsertToSearchList"},
+         [](World &w) {
+             char **list = nullptr;
+             const int code = puxInsertToSearchList(&list, "/d");
+             const std::string text = said(w, code, list == nullptr ? nullptr : *list);
+             if (list != nullptr) {
+                 puxReleaseHandle(list);
+             }
+             return text;
+         },
+         {"2"}},
+        {{"puxSetCwdToSearchList"},
+         [](World &) {
+             puxSetCwdToSearchList("/d");
+             return std::string();
+         },
+         {""}},
+        {{"puxConvertPath"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t) { return puxConvertPath("$HOME/../proj", out); });
+         }},
+        {{"puxConvertPathEx"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t) {
+                 return puxConvertPathEx("~/../proj", out, "inst/share/find.txt");
+             });
+         }},
+        {{"puxConvertPathNotThere"},
+         [](World &w) {
+             return search(w,
+                           [](char *out, std::size_t) { return puxConvertPathNotThere("${HOME}/x", out); });
+         }},
+        {{"puxConvertPathNotThereEx"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t) {
+                 return puxConvertPathNotThereEx("$(compute:THIS_FILE_INST_ROOT)/x", out,
+                                                 "inst/share/find.txt");
+             });
+         },
+         {"5"}},
+        {{"puxSearch"},
+         [](World &w) {
+             return search(w,
+                           [](char *out, std::size_t n) { return puxSearch(nullptr, "find.txt", out, n); });
+         },
+         {"2"}},
+        {{"puxSearchEx"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t n) {
+                 return puxSearchEx(nullptr, "find.txt", nullptr, nullptr, out, n);
+             });
+         },
+         {"2"}},
+        {{"puxSearchGroup"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t n) {
+                 return puxSearchGroup(nullptr, "find.txt", ".tolvane", out, n);
+             });
+         },
+         {"2"}},
+        {{"puxSearchDirList"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t n) {
+                 char group[] = ".tolvane";
+                 char *groups[] = {group, nullptr};
+                 return puxSearchDirList(nullptr, "find.txt", groups, out, n);
+             });
+         },
+         {"2"}},
+        {{"puxFindWritable"},
+         [](World &w) {
+             return search(
+                 w, [](char *out, std::size_t n) { return puxFindWritable(nullptr, "find.txt", out, n); });
+         },
+         {"2"}},
+        {{"puxFindWritableEx"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t n) {
+                 return puxFindWritableEx(nullptr, "find.txt", nullptr, out, n);
+             });
+         },
+         {"2"}},
+        {{"puxFullSearch"},
+         [](World &w) {
+             char **result = nullptr;
+             const int code = puxFullSearch(nullptr, "vekinfo.tag", nullptr, &result);
+             return saidList(w, code, result);
+         },
+         {"2"}},
+        {{"puxFullSearchDirList"},
+         [](World &w) {
+             char **result = nullptr;
+             const int code = puxFullSearchDirList(nullptr, "vekinfo.tag", nullptr, &result);
+             return saidList(w, code, result);
+         },
+         {"2"}},
+        {{"puxUsePuxFor"}, [](World &) { return std::to_string(puxUsePuxFor(nullptr, "find.txt")); }, {"2"}},
+        {{"vekInterpolate"},
+         [](World &w) { return interpolated(w, "$HOME ~root ${COLOUR} $(inst_root_with:share/find.txt)"); }},
+    };
+}
+
+} // namespace test

@@ -1,0 +1,177 @@
+#include "tests/robustness/cases.h"
+
+#include "tagfile/tov.h"
+
+namespace test {
+
+namespace {
+
+struct Where {
+    char text[VEK_PATH_SIZE] = "?";
+};
+
+std::string with(const World &world, const char *value, const Where &where) {
+    return world.shown(value) + " in '" + world.shown(where.text) + "'" + World::takeReports();
+}
+
+std::string with(int value, const World &world, const Where &where) {
+    return std::to_string(value) + " in '" + world.shown(where.text) + "'" + World::takeReports();
+}
+
+/// An edit of the tag file in a directory of the world, which it finds as it was at the beginning. What goes wrong
+/// in the clearing that comes before an addition is reported, but need not fail the whole.
+Case edit(std::string_view function, int (*call)(const char *directory), const char *directory = "proj") {
+    return {{function},
+            [=](World &w) {
+                w.restoreTree();
+                tovResetCache();
+                return World::reported(std::to_string(call(w.path(directory).c_str())));
+            },
+            {"0 reports 2", "0 reports 2 2", "0 reports 2 2 2", "0 reports 3", "0 reports 3 3", "1 reports 2",
+             "1 reports 3", "1 reports 2 9", "1 reports 3 9", "0 reports 3 9 3"},
+            true,
+            false,
+            function == "tovRemoveEntry" || function == "tovClearPathUnmanaged"};
+}
+
+std::string object(int code, int found, const VekinfoObj &obj) {
+    std::string text = std::to_string(code) + World::takeReports();
+    if (code == TOV_OK) {
+        text += " found " + std::to_string(found);
+        for (char **name = obj.names; name != nullptr && *name != nullptr; ++name) {
+            text += std::string(" ") + *name;
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+std::vector<Case> tagfileCases() {
+    // An error on the way up sends the X queries on to the search list, as if nothing had been found.
+    return {
+        {{"tovGetErrorMsg", "tovPrintError", "tovRegisterErrorHandler"},
+         [](World &) {
+             const tovErrorHandler handler = tovRegisterErrorHandler(nullptr);
+             tovRegisterErrorHandler(handler);
+             return World::reported(tovGetErrorMsg(2) + std::to_string(tovPrintError(2, "text", "where", 1)));
+         }},
+        {{"tovPrintError"},
+         [](World &) {
+             const tovErrorHandler handler = tovRegisterErrorHandler(nullptr);
+             const int code = tovPrintError(2, "text", "where", 1);
+             tovRegisterErrorHandler(handler);
+             return std::to_string(code);
+         }},
+        {{"tovLookupEntry"},
+         [](World &w) {
+             Where where;
+             const std::string path = w.path("proj/lib/cell1/view1");
+             return with(w, tovLookupEntry(path.c_str(), "VEKLIBCHECK", where.text), where);
+         },
+         {"null in '' reports 2"}},
+        {{"tovLookupEntryX"},
+         [](World &w) {
+             Where where;
+             return with(w, tovLookupEntryX(w.path("empty").c_str(), "DMTYPE", where.text), where);
+         },
+         {"null in '' reports 2"}},
+        {{"tovGetDmType"},
+         [](World &w) { return World::reported(w.shown(tovGetDmType(w.path("proj/link/cell1").c_str()))); },
+         {"null reports 2", "null reports 2 2", "pkm reports 2"}},
+        {{"tovGetDmTypeX"},
+         [](World &w) {
+             Where where;
+             return with(w, tovGetDmTypeX(w.path("proj/link/cell1").c_str(), where.text), where);
+         },
+         {"null in '' reports 2 2", "pkm in '@/site/.tolvane/vekinfo.tag' reports 2"}},
+        {{"tovGetNameSpace"},
+         [](World &w) { return World::reported(w.shown(tovGetNameSpace(w.path("proj/lib").c_str()))); },
+         {"LibraryUnix reports 2", "LibraryUnix reports 2 2"}},
+        {{"tovGetNameSpaceX"},
+         [](World &w) {
+             Where where;
+             return with(w, tovGetNameSpaceX(w.path("proj/lib").c_str(), where.text), where);
+         },
+         {"LibraryUnix in '' reports 2", "LibraryUnix in '' reports 2 2"}},
+        {{"tovIsLibrary"},
+         [](World &w) { return World::reported(std::to_string(tovIsLibrary(w.path("proj/lib").c_str()))); },
+         {"0 reports 2"}},
+        {{"tovIsLibraryX"},
+         [](World &w) {
+             Where where;
+             return with(tovIsLibraryX(w.path("proj/lib").c_str(), where.text), w, where);
+         },
+         {"0 in '' reports 2"}},
+        {{"tovIsInLibrary"},
+         [](World &w) {
+             return World::reported(std::to_string(tovIsInLibrary(w.path("proj/lib/cell2").c_str())));
+         },
+         {"0 reports 2"}},
+        {{"tovIsInLibraryX"},
+         [](World &w) {
+             Where where;
+             return with(tovIsInLibraryX(w.path("proj/lib/cell2").c_str(), where.text), w, where);
+         },
+         {"0 in '' reports 2"}},
+        {{"tovCheckLibrary"},
+         [](World & /*w*/) { return World::reported(std::to_string(tovCheckLibrary())); },
+         {"0 reports 2"}},
+        {{"tovCheckLibraryX"},
+         [](World &w) {
+             Where where;
+             return with(tovCheckLibraryX(where.text), w, where);
+         },
+         {"0 in '' reports 2"}},
+        {{"tovGetVekinfoAtLoc", "tovResetCache"},
+         [](World &w) {
+             VekinfoObj obj = {};
+             int found = -1;
+             tovResetCache();
+             const int code = tovGetVekinfoAtLoc(w.path("proj/vekinfo.tag").c_str(), "SIZE", &obj, &found);
+             return object(code, found, obj);
+         },
+         {"2 reports 2"}},
+        {{"tovLocalSearchElement"},
+         [](World &w) {
+             VekinfoObj obj = {};
+             int found = -1;
+             tovResetCache();
+             const int code = tovLocalSearchElement(w.path("proj/link/cell1").c_str(), "SIZE", &obj, &found);
+             return object(code, found, obj);
+         },
+         {"2 reports 2"}},
+        {{"tovNormalizePath", "tovNormalizePathSorta"},
+         [](World &w) {
+             Where normal;
+             Where sorta;
+             const int first = tovNormalizePath("$HOME/../proj", normal.text);
+             const int second = tovNormalizePathSorta("proj/none/there", sorta.text);
+             return std::to_string(first) + std::to_string(second) +
+                    (first + second == 0 ? " " + w.shown(normal.text) + " " + w.shown(sorta.text) : "") +
+                    World::takeReports();
+         },
+         {}},
+        // ---- edits
+        edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "DMTYPE", "mrev"); }),
+        edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "SIZE", "small"); }),
+        edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "NAMESPACE", "wrong"); }),
+        edit("tovRemoveEntry", [](const char *dir) { return tovRemoveEntry(dir, "VEKLIBCHECK"); }),
+        edit("tovRemoveEntry", [](const char *dir) { return tovRemoveEntry(dir, "SHAPE"); }),
+        edit("tovSetPathDmType", [](const char *dir) { return tovSetPathDmType(dir, "pkm"); }),
+        edit("tovSetPathUnmanaged", tovSetPathUnmanaged),
+        edit("tovClearPathUnmanaged", tovClearPathUnmanaged),
+        edit(
+            "tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "COLOUR", "blue"); }, "empty"),
+        edit(
+            "tovCreateInfoFile",
+            [](const char *dir) {
+                char line[] = "COLOUR green";
+                char *lines[] = {line, nullptr};
+                return tovCreateInfoFile(dir, lines);
+            },
+            "empty"),
+    };
+}
+
+} // namespace test

@@ -1,0 +1,133 @@
+// Trees that change while they are walked, and files that two processes edit at once.
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/robustness/in_memory.h"
+#include "tests/support/child.h"
+#include "tests/support/real_calls.h"
+#include "tests/support/sandbox.h"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kDuration = std::chrono::milliseconds(1500);
+
+/// A process that changes things over and over until it is ended.
+class Meddler {
+  public:
+    template <typename Change>
+    explicit Meddler(Change change) : id_(fork()) {
+        if (id_ == 0) {
+            for (unsigned round = 0;; ++round) {
+                change(round);
+            }
+        }
+    }
+    ~Meddler() {
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+    }
+    Meddler(const Meddler &) = delete;
+    Meddler &operator=(const Meddler &) = delete;
+
+  private:
+    pid_t id_;
+};
+
+class Race : public testing::Test {
+  protected:
+    Race() {
+        box.directory("home")
+            .file("vek.lib", "DEFINE a a\nDEFINE b b\nDEFINE link link/deep\n")
+            .file("vekinfo.tag", "DMTYPE none\n")
+            .link("link", "a");
+        for (const char *library : {"a", "b"}) {
+            for (const char *cell : {"/deep/one/two", "/deep/three", "/four"}) {
+                box.file(std::string(library) + cell + "/vekinfo.tag", "SIZE 1\n");
+            }
+        }
+    }
+
+    [[nodiscard]] test::Outcome vekinfo(const Strings &arguments) const {
+        Strings line = {VEK_TEST_VEKINFO};
+        line.insert(line.end(), arguments.begin(), arguments.end());
+        return test::run(
+            line,
+            {.environment = {{"PWD", box.path()}, {"HOME", box.path("home")}, {"PATH", "/usr/bin:/bin"}},
+             .directory = box.path()});
+    }
+
+    /// Runs the tool again and again while the tree changes.
+    void meddleWith(const Strings &arguments) {
+        // Nothing that the meddler does passes a fault point, nor does it stop at a failure.
+        const Meddler meddler([](unsigned round) {
+            static const std::array<const char *, 3> targets = {"a", "b/deep", "link"};
+            __real_rename("a/deep", "b/moved");
+            __real_unlink("link");
+            static_cast<void>(::symlink(targets[round % targets.size()], "link"));
+            __real_rename("b/deep/one", "b/deep/three/one");
+            __real_unlink("a/four/vekinfo.tag");
+            __real_mkdir("a/four/vekinfo.tag", 0755);
+            __real_rename("b/moved", "a/deep");
+            __real_rename("b/deep/three/one", "b/deep/one");
+            __real_rmdir("a/four/vekinfo.tag");
+            __real_rename("b", "c");
+            static_cast<void>(::symlink("a", "b"));
+            __real_unlink("b");
+            __real_rename("c", "b");
+        });
+        int runs = 0;
+        for (const auto end = Clock::now() + kDuration; Clock::now() < end; ++runs) {
+            const test::Outcome outcome = vekinfo(arguments);
+            ASSERT_EQ(outcome.signal, 0) << outcome.err;
+            ASSERT_FALSE(outcome.timedOut);
+            ASSERT_TRUE(outcome.status == 0 || outcome.status == 1) << outcome.status << outcome.err;
+        }
+        EXPECT_GT(runs, 3);
+    }
+
+    test::InMemory inMemory;
+    test::Sandbox box;
+};
+
+} // namespace
+
+TEST_F(Race, ALookupEndsInATreeThatMoves) {
+    meddleWith({"-path", "link/deep/one/two", "-lookup", "DMTYPE", "SIZE"});
+}
+
+TEST_F(Race, ACheckEndsInATreeThatMoves) {
+    meddleWith({"-v", "-checklibrary"});
+}
+
+TEST_F(Race, AConfigurationEndsInATreeThatMoves) {
+    meddleWith({"-v", "-configurelibrary"});
+}
+
+TEST_F(Race, TwoEditsAtOnceLeaveAFileThatParses) {
+    // The two texts differ in length.
+    const std::string own = "short";
+    const std::string other(3000, 'o');
+    const Meddler meddler([&](unsigned round) {
+        const test::Outcome outcome = vekinfo({"-addentry", "DMTYPE", round % 2 == 0 ? other : "x"});
+        static_cast<void>(outcome);
+    });
+    for (const auto end = Clock::now() + kDuration; Clock::now() < end;) {
+        const test::Outcome edit = vekinfo({"-addentry", "DMTYPE", own});
+        ASSERT_EQ(edit.signal, 0) << edit.err;
+        const test::Outcome show = vekinfo({"-show"});
+        ASSERT_EQ(show.status, 0) << show.err;
+        ASSERT_EQ(show.err, "") << box.read("vekinfo.tag");
+    }
+}
