@@ -25,6 +25,7 @@
 #include <malloc.h>
 #include <ostream>
 #include <string>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -254,6 +255,16 @@ TEST(GetTemp, TellsOfAClockThatCannotBeRead) {
         EXPECT_EQ("", capture.out());
     }
     EXPECT_EQ(Names{}, box.list());
+}
+
+TEST(GetTemp, KeepsTheErrorOfTheClockWithoutAStandardError) {
+    const test::Sandbox box;
+    const vek::OwnedDescriptor saved(dup(STDERR_FILENO));
+    ASSERT_EQ(0, close(STDERR_FILENO));
+    clockOfTest.failures = 1;
+    const Made made = make(Mode::Test, "fXXXXXX");
+    ASSERT_EQ(STDERR_FILENO, dup2(saved.get(), STDERR_FILENO));
+    EXPECT_EQ((Made{0, EPERM, "fXXXXXX"}), made);
 }
 
 TEST(GetTemp, PrintsNothingElse) {
@@ -534,19 +545,46 @@ TEST(VekMkstemp, FailsWithTheErrorAndCreatesNothing) {
     EXPECT_EQ(Names{"file"}, box.list());
 }
 
-TEST(VekMkstemp, FailsOnAFileSystemWithoutRoomOrSucceeds) {
+TEST(VekMkstemp, FailsWithoutRoomForAnotherFile) {
+    // Given a file system on which not even an empty file fits
     test::onSmallFilesystem(16384, [](const std::string &directory) {
-        const std::string filler = directory + "/filler";
-        const vek::OwnedDescriptor full(open(filler.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
-        const std::string block(4096, 'x');
-        while (write(full.get(), block.data(), block.size()) > 0) {
+        ASSERT_EQ(0, mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT, "nr_inodes=2"));
+        const vek::OwnedDescriptor last(open((directory + "/last").c_str(), O_WRONLY | O_CREAT, 0644));
+        ASSERT_TRUE(last.valid());
+        // Then no name is taken, and the next directory is chosen
+        for (const Mode mode : {Mode::File, Mode::Directory}) {
+            EXPECT_EQ(ENOSPC, make(mode, directory + "/fXXXXXX").error);
         }
         std::string name = directory + "/fXXXXXX";
         errno = 0;
-        const vek::OwnedDescriptor file(vek_mkstemp(name.data()));
-        EXPECT_EQ(file.valid(), access(name.c_str(), F_OK) == 0);
-        EXPECT_TRUE(file.valid() || errno == ENOSPC || errno == ENOENT);
+        EXPECT_EQ(-1, vek_mkstemp(name.data()));
+        EXPECT_EQ(ENOSPC, errno);
+        test::setEnvironment({{"VEK_TMP_DIR", directory}});
+        EXPECT_EQ("/tmp", taken(vekGetTmpDir(nullptr)));
+        EXPECT_NE(0, access(name.c_str(), F_OK));
     });
+}
+
+TEST(VekMkstemp, FailsOnAReadOnlyFileSystem) {
+    test::onSmallFilesystem(16384, [](const std::string &directory) {
+        ASSERT_EQ(0, mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+        for (const Mode mode : {Mode::File, Mode::Directory}) {
+            EXPECT_EQ(EROFS, make(mode, directory + "/fXXXXXX").error);
+        }
+        test::setEnvironment({{"VEK_TMP_DIR", directory}});
+        EXPECT_EQ("/tmp", taken(vekGetTmpDir(nullptr)));
+    });
+}
+
+TEST(VekMkstemp, FailsWhenTheDirectoryVanishesAfterItWasTested) {
+    const test::Sandbox box;
+    for (const auto &[mode, call] : {std::pair{Mode::File, "open"}, {Mode::Directory, "mkdir"}}) {
+        faults::reset();
+        faults::fail(call, 1, ENOENT);
+        EXPECT_EQ(ENOENT, make(mode, "./fXXXXXX").error);
+        EXPECT_EQ(1, faults::count("stat"));
+        EXPECT_EQ(1, faults::count(call));
+    }
 }
 
 // --- vek_mktemp ---

@@ -198,6 +198,9 @@ TEST(RynSearch, DirectoriesThatFailAddNothing) {
     ASSERT_EQ(rmdir("etmp"), 0);
     EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
     EXPECT_EQ(project.search(), inFirst("l"));
+    // Nor does such a directory have a search of its own, which would end in "d".
+    project.box.file("d/n", "");
+    EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
 }
 
 TEST(RynSearch, GlobalTemporaryDirectoryIsAnExplicitOne) {
@@ -232,6 +235,21 @@ TEST(RynSearch, PackedLibraryHasItsTemporaryDirectoriesOnly) {
     EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("e")}));
     EXPECT_EQ(project.search(), inFirst("e"));
     EXPECT_EQ(project.findWritable(), inFirst("e"));
+}
+
+TEST(RynSearch, ImplicitDirectoryOfAPackedLibraryIsSearchedOnlyInTheExplicitOnesPlace) {
+    SearchProject implicit("I");
+    implicit.offer("li");
+    implicit.pack("lib.zip");
+    EXPECT_EQ(implicit.search(), kNotFound);
+    EXPECT_EQ(implicit.fullSearch(), kNothing);
+    EXPECT_EQ(implicit.findWritable(), kNotFound);
+    SearchProject both("IE");
+    both.offer("lei");
+    both.pack("lib.zip");
+    EXPECT_EQ(both.search(), inFirst("i"));
+    EXPECT_EQ(both.fullSearch(), (FoundAll{RYN_OK, in("i")}));
+    EXPECT_EQ(both.findWritable(), inFirst("i"));
 }
 
 // Libraries that add nothing.

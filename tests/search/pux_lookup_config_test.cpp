@@ -79,6 +79,33 @@ TEST_F(LookupConfig, IncludeMakesAnExceptionFromNone) {
     EXPECT_EQ(ask("INCLUDE foo\n", "foo"), kYes);
 }
 
+TEST_F(LookupConfig, NamesAreComparedByCaseWhereverTheTablesHoldThem) {
+    // Given every spelling of a name but the one that is asked for: more than there are places in a table
+    constexpr unsigned kLetters = 10;
+    for (const unsigned asked : {0U, 1U, 0x155U, 0x2aaU, 0x3ffU}) {
+        std::string included;
+        std::string excluded = "ALL\n";
+        std::string name;
+        for (unsigned spelling = 0; spelling < 1U << kLetters; ++spelling) {
+            std::string spelled = "abcdefghij";
+            for (unsigned letter = 0; letter < kLetters; ++letter) {
+                if ((spelling >> letter & 1U) != 0) {
+                    spelled[letter] = "ABCDEFGHIJ"[letter];
+                }
+            }
+            if (spelling == asked) {
+                name = spelled;
+            } else {
+                included += spelled + "\n";
+                excluded += "EXCLUDE " + spelled + "\n";
+            }
+        }
+        // Then none of them is it
+        EXPECT_EQ(ask(included, name), kNo) << name;
+        EXPECT_EQ(ask(excluded, name), kYes) << name;
+    }
+}
+
 TEST_F(LookupConfig, LaterLineAboutANameWins) {
     EXPECT_EQ(ask("EXCLUDE foo\nINCLUDE foo\n", "foo"), kYes);
     EXPECT_EQ(ask("INCLUDE foo\nEXCLUDE foo\n", "foo"), kNo);
@@ -231,6 +258,16 @@ TEST_F(LookupConfig, CodeOfTheSearchIsPassedOn) {
     ASSERT_EQ(0, chdir("/"));
     faults::failAllocation(1);
     EXPECT_EQ(ask("foo"), PUX_MEMORY_ERROR);
+}
+
+TEST_F(LookupConfig, PathOfTheFileHasAtMost1023Characters) {
+    constexpr std::size_t below = std::string_view("/.tolvane/puxLookupConfig").size();
+    for (const std::size_t length : {1023U, 1024U, 1025U}) {
+        const std::string directory = test::directoryOfLength(box, length - below);
+        box.file(directory + "/.tolvane/puxLookupConfig", "ALL\n");
+        CList here({box.path(directory)});
+        EXPECT_EQ(puxUsePuxFor(here, "foo"), length == 1023 ? kYes : PUX_BUFFER_TOO_SMALL) << length;
+    }
 }
 
 TEST_F(LookupConfig, FileThatCannotBeOpenedIsDenied) {
