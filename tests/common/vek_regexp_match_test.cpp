@@ -240,6 +240,27 @@ TEST(VekRegexecLongSubject, ExhaustedMemoryIsReportedAndGivesNoMatch) {
     EXPECT_EQ(capture.err(), "vek_regexp compilation: out of space\n");
 }
 
+TEST(VekRegexecLongSubject, ExhaustedMemoryInARepeatedCharacterIsReported) {
+    std::string subject = "ccddeeffgghh";
+    for (int i = 0; i < 20000; ++i) {
+        subject += "aab";
+    }
+    // Each beginning moves the places where room is made by one step.
+    for (const char *pattern : {"h(a*b)*$", "hh*(a*b)*$", "gg*hh*(a*b)*$", "ff*gg*hh*(a*b)*$",
+                                "ee*ff*gg*hh*(a*b)*$", "dd*ee*ff*gg*hh*(a*b)*$"}) {
+        const Expression expression = compile(pattern);
+        ASSERT_EQ(vek_regexec(expression.get(), subject.c_str()), 1) << pattern;
+        for (int nth = 1; nth <= 16; ++nth) {
+            test::Capture capture;
+            test::faults::failAllocation(nth);
+            const int result = vek_regexec(expression.get(), subject.c_str());
+            test::faults::reset();
+            EXPECT_EQ(capture.err(), result == 1 ? "" : "vek_regexp compilation: out of space\n")
+                << pattern << ", allocation " << nth;
+        }
+    }
+}
+
 TEST(VekRegexecLongSubject, ResultsStayExactWithoutMemoryForThem) {
     const std::string subject(18, 'x');
     const Expression expression = compile("(x+x+)+[y]");

@@ -460,6 +460,7 @@ TEST(StatEntry, IsDeletedByItsPath) {
     EXPECT_EQ(statOf("file"), 0);
     sDeleteStatEntry("unknown");
     sDeleteStatEntry(nullptr);
+    EXPECT_EQ(ryniFindStatEntry(nullptr), nullptr);
     rynStatCacheCtl(0);
     sDeleteStatEntry("file");
 }

@@ -162,6 +162,12 @@ class Tracee {
     }
     void setRegisters(user_regs_struct registers) const { ptrace(PTRACE_SETREGS, id_, nullptr, &registers); }
 
+    /// Runs on to its end without a stop.
+    void letGo() {
+        ptrace(PTRACE_DETACH, id_, nullptr, nullptr);
+        waitpid(id_, &state_, 0);
+    }
+
     void end() {
         kill(id_, SIGKILL);
         do {
@@ -205,6 +211,9 @@ void follow(Tracee &tracee, const Intervention &intervention, TracedRun &run) {
         const auto number = static_cast<long>(registers.orig_rax);
         if (!inMain) {
             inMain = number == SYS_getpgid && registers.rdi == VEK_TEST_MARK_ID;
+        } else if (number == SYS_getpgid && registers.rdi == VEK_TEST_END_MARK_ID) {
+            tracee.letGo();
+            return;
         } else if (find(number) != nullptr) {
             const bool isIt =
                 intervention.kind != Intervention::Kind::None && run.calls.size() == intervention.at;

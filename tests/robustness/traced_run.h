@@ -22,7 +22,8 @@ struct Intervention {
     int error = 0;
 };
 
-/// How a run went. Its calls count from the beginning of main(), and only those that reach for files.
+/// How a run went. Its calls count from the beginning of main() until it has ended and its streams are flushed,
+/// and only those that reach for files.
 struct TracedRun {
     int status = -1;
     int signal = 0;

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +28,8 @@
 
 // Present in a sanitizer build only.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
+// Present in a build that counts coverage: writes the counts, which _exit() would lose.
+extern "C" void __gcov_dump() __attribute__((weak));
 
 namespace test {
 
@@ -185,6 +188,12 @@ int bodyStatus(const std::function<int()> &body) {
     return BodyThrew;
 }
 
+// Under a limit, files of counts would be cut, or the child ended.
+bool filesMayGrow() {
+    rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY;
+}
+
 [[noreturn]] void runBody(const std::function<int()> &body, const ChildOptions &options, int failures) {
     const FailureSender sender(failures);
     int status = bodyStatus([&] {
@@ -197,6 +206,9 @@ int bodyStatus(const std::function<int()> &body) {
         status = BodyLeaked;
     }
     __real_fflush(nullptr);
+    if (__gcov_dump != nullptr && filesMayGrow()) {
+        __gcov_dump();
+    }
     _exit(status);
 }
 

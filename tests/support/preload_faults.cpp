@@ -13,8 +13,10 @@
 // and two say what happens:
 //
 //     VEK_TEST_COUNT=/absolute/file               receives, when main() has ended, the number of allocations
-//     VEK_TEST_MARK=1                             getpgid(VEK_TEST_MARK_ID) is called when main() begins, for who
-//                                                 traces the program (tests/robustness/traced_run.h)
+//     VEK_TEST_MARK=1                             getpgid(VEK_TEST_MARK_ID) is called when main() begins, and
+//                                                 getpgid(VEK_TEST_END_MARK_ID) when it has ended and the streams
+//                                                 are flushed, for who traces the program
+//                                                 (tests/robustness/traced_run.h)
 //
 // A program built with the address sanitizer wants its own run-time library loaded first and says so unless
 // ASAN_OPTIONS holds verify_asan_link_order=0. This object itself is never instrumented; the allocations
@@ -222,9 +224,17 @@ using Main = int(int, char **, char **);
 
 constinit Main *programMain = nullptr;
 
-void mark() {
+void markBegin() {
     if (std::getenv("VEK_TEST_MARK") != nullptr) {
         static_cast<void>(getpgid(VEK_TEST_MARK_ID));
+    }
+}
+
+// What comes after the flush, such as a sanitizer's or a coverage build's own files, is not the program's doing.
+void markEnd() {
+    if (std::getenv("VEK_TEST_MARK") != nullptr) {
+        static_cast<void>(std::fflush(nullptr));
+        static_cast<void>(getpgid(VEK_TEST_END_MARK_ID));
     }
 }
 
@@ -240,10 +250,11 @@ void reportCount() {
 
 int mainWithFaults(int count, char **arguments, char **environment) {
     readSettings();
-    mark();
+    markBegin();
     program.running = true;
     const int status = programMain(count, arguments, environment);
     program.running = false;
+    markEnd();
     reportCount();
     return status;
 }
