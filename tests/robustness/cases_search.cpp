@@ -51,7 +51,7 @@ std::vector<Case> searchCases() {
         {{"pux_mkstring"},
          [](World &w) {
              char *const copy = pux_mkstring("text");
-             const std::string text = w.shown(copy);
+             std::string text = w.shown(copy);
              std::free(copy);
              return text;
          },
@@ -76,7 +76,7 @@ std::vector<Case> searchCases() {
          [](World &w) {
              char **list = nullptr;
              const int code = puxInsertToSearchList(&list, "/d");
-             const std::string text = said(w, code, list == nullptr ? nullptr : *list);
+             std::string text = said(w, code, list == nullptr ? nullptr : *list);
              if (list != nullptr) {
                  puxReleaseHandle(list);
              }

@@ -90,7 +90,7 @@ TEST_F(LookupConfig, NamesAreComparedByCaseWhereverTheTablesHoldThem) {
             std::string spelled = "abcdefghij";
             for (unsigned letter = 0; letter < kLetters; ++letter) {
                 if ((spelling >> letter & 1U) != 0) {
-                    spelled[letter] = "ABCDEFGHIJ"[letter];
+                    spelled.replace(letter, 1, 1, "ABCDEFGHIJ"[letter]);
                 }
             }
             if (spelling == asked) {
