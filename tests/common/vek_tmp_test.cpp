@@ -386,7 +386,7 @@ TEST(GetTemp, DirectoryEndsAtTheLastSlashInFrontOfTheRun) {
             rmdir(name.c_str());
         }
     }
-    EXPECT_EQ((Made{0, ENOTDIR, "d/file/" + firstRun(3)}), make(Mode::File, "d/file/XXX"));
+    EXPECT_EQ((Made{0, ENOTDIR, "d/file/" + firstRun(4)}), make(Mode::File, "d/file/XXXX"));
 }
 
 TEST(GetTemp, DirectoryOfAPathDirectlyBelowTheRootIsTheRoot) {

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include "common/fixed_text.h"
 #include "common/vek_error.h"
 #include "common/vek_file.h"
 #include "common/vek_hash.h"
@@ -55,7 +56,7 @@ struct Fixed {
 
     explicit Fixed(const char *const (&from)[Count]) {
         for (std::size_t i = 0; i < Count; ++i) {
-            std::strcpy(texts[i], from[i]);
+            static_cast<void>(vek::copyToBuffer(from[i], texts[i], sizeof texts[i]));
             list[i] = texts[i];
         }
         list[Count] = nullptr;
