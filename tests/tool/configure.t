@@ -163,6 +163,7 @@ So is a tag file that cannot be written:
 
   $ printf 'DEFINE adders adders\n' >vek.lib
   $ echo OWNER me >adders/vekinfo.tag
+  $ chmod 444 adders/vekinfo.tag
   $ chmod 777 adders
   $ unprivileged vekinfo -configurelibrary -v 2>&1 | as_tree
   Error (tov): 'system error' error opening for append : $TREE/adders/vekinfo.tag.

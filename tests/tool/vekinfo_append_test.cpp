@@ -170,6 +170,7 @@ TEST_F(Append, AFileThatMayNotBeReadOrWrittenIsRefused) {
     for (const mode_t mode : {0444U, 0222U, 0U}) {
         box.file("lib/vekinfo.tag", "A 1\n", mode);
         test::asUnprivileged([this] { EXPECT_FALSE(append()); });
+        ASSERT_EQ(0, chmod(box.path("lib/vekinfo.tag").c_str(), 0600));
         EXPECT_EQ("A 1\n", content());
     }
 }
