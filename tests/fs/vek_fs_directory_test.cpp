@@ -144,6 +144,14 @@ TEST_P(Directory, TheEntryBufferHoldsRecordLengthAndName) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
+TEST_P(Directory, TheEntryBufferIsEmptyBeforeTheFirstRead) {
+    const test::Spec spec(".", GetParam().makeSpec);
+    vekFSDir *const directory = open(spec);
+    EXPECT_EQ(directory->entry->buffer->recordLength, 0);
+    EXPECT_STREQ(directory->entry->buffer->name, "");
+    EXPECT_EQ(GetParam().close(directory), 0);
+}
+
 TEST_P(Directory, TakesNamesOfEveryLengthThatAPathMayHave) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);

@@ -170,7 +170,7 @@ TEST(StatusText, IsUnknownForOtherNegativeCodes) {
 }
 
 TEST(StatusText, IsTheSystemsForAPositiveCode) {
-    for (const int status : {ENOENT, EINVAL, ENOMEM, EACCES, 133, 134, 100000, INT_MAX}) {
+    for (const int status : {1, ENOENT, EINVAL, ENOMEM, EACCES, 133, 134, 100000, INT_MAX}) {
         const std::string expected = std::strerror(status);
         EXPECT_EQ(textOf(status), expected);
     }

@@ -303,6 +303,9 @@ TEST_F(StdioFile, AnErrorWithoutAByteGivesItsErrnoAndACountOfZero) {
     errno = EIO;
     EXPECT_EQ(vekFS_read(file, &byte, 0, &count), 0) << "an errno of the past is not reported";
     EXPECT_EQ(count, 0);
+    errno = EIO;
+    EXPECT_EQ(vekFS_write(file, &byte, 0, &count), 0) << "nor is it by a write of nothing";
+    EXPECT_EQ(count, 0);
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
@@ -400,6 +403,7 @@ TEST_F(StdioFile, FsyncHandsTheBufferToTheSystemAndNoFurther) {
     vekFSFile *const file = open("file", O_RDWR);
     write(file, "text");
     EXPECT_EQ(box.read("file"), "");
+    errno = EIO;
     EXPECT_EQ(vekFS_fsync(file), 0);
     EXPECT_EQ(box.read("file"), "text");
     EXPECT_EQ(test::faults::count("fsync"), 0);
