@@ -40,7 +40,8 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
         const char *line = buffer.data();
         std::string_view field;
         for (int number = kNameField; takeField(line, field); ++number) {
-            if (number == kNameField && field != command) {
+            // An empty field matches nothing, not even a name that ends in "/".
+            if (number == kNameField && (field.empty() || field != command)) {
                 break;
             }
             if (number == kPathField) {

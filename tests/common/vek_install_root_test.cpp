@@ -42,6 +42,19 @@ Texts taken(char **list) {
     return texts;
 }
 
+/// Makes directories below the working directory, whose path then has `length` characters, and goes there.
+void goDown(std::size_t length) {
+    std::size_t now = std::strlen(vek::Owned<char>(getcwd(nullptr, 0)).get());
+    while (now < length) {
+        // No component is longer than 200 characters, and the last "/" is not left alone.
+        const std::size_t left = length - now - 1;
+        const std::string name(left > 201 ? 199 : left, 'd');
+        static_cast<void>(mkdir(name.c_str(), 0755));
+        ASSERT_EQ(0, chdir(name.c_str())) << now;
+        now += 1 + name.size();
+    }
+}
+
 /// A tree for installations, in a process that has an empty environment and is not initialized.
 class InstallRoot : public testing::Test {
   protected:
@@ -442,6 +455,21 @@ TEST_F(Streams, LookBesideTheExecutableFoundOnPath) {
     EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
 }
 
+TEST_F(Streams, HaveNoTableBesideAnExecutableWhoseTableHasNoPath) {
+    const std::string base = box.path("inst/");
+    for (const std::size_t size : {4077U, 4078U, 4094U}) {
+        const test::Outcome outcome = test::inChild([&] {
+            start(base + std::string(size - base.size() - 1, 'd') + "/v");
+            EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+            EXPECT_EQ(size + 1, std::strlen(vekiFullExecutablePath()));
+            std::free(vekiRootPath);
+            vekiRootPath = nullptr;
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status) << size << outcome.err;
+    }
+}
+
 TEST_F(Streams, NeverWaitForATableThatIsAPipe) {
     box.fifo("inst/tools/bin/.command_table.dat");
     start(box.path("inst/tools/bin/vekinfo"));
@@ -495,6 +523,11 @@ TEST_F(RealPath, ComparesTheLastComponentOfTheNameAsInvoked) {
 
 TEST_F(RealPath, SkipsLinesThatStartWithWhiteSpace) {
     EXPECT_EQ("/r/y", in(" vekinfo a b c /r/x\n\tvekinfo a b c /r/z\nvekinfo a b c /r/y\n"));
+}
+
+TEST_F(RealPath, NeverMatchesAnEmptyFirstField) {
+    EXPECT_EQ(None, in(" a b c /r/x\n", "dir/"));
+    EXPECT_EQ(None, in("\ta\tb\tc\t/r/x\n", ""));
 }
 
 TEST_F(RealPath, TakesEachBlankAndTabForASeparatorOfItsOwn) {
@@ -726,6 +759,16 @@ TEST_F(FromFile, SaysSoWhenTheWorkingDirectoryIsUnknown) {
     test::faults::fail("getcwd", 1, ENOENT);
     EXPECT_EQ(None, of("inst"));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
+}
+
+TEST_F(FromFile, IsNoneInAWorkingDirectoryThatNothingFitsBehind) {
+    install("inst");
+    ASSERT_EQ(0, chdir("inst"));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromFilePath("x")));
+    goDown(4095);
+    EXPECT_EQ(None, taken(vekGetInstallRootFromFilePath("x")));
+    ASSERT_EQ(0, chdir(".."));
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromFilePath("x")));
 }
 
 TEST_F(FromFile, IsNoneForNoPath) {
@@ -1261,6 +1304,23 @@ TEST_F(ToolsPath, IsNoneWithoutARootAndWithoutAMessageOfItsOwn) {
     EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
     EXPECT_EQ("", capture.err());
     EXPECT_EQ(0, vekGetToolsPathInBuf(nullptr, 0, nullptr));
+}
+
+TEST_F(ToolsPath, IsToolsOfARootSoDeepThatItsPlatformFileHasNoPath) {
+    // "/tools/bin/vek_root" fits behind the root, as "/tools/bin/vek_plat.dat" does not.
+    for (const std::size_t size : {4074U, 4076U}) {
+        const test::Outcome outcome = test::inChild([this, size] {
+            goDown(size);
+            const std::string root = vek::Owned<char>(getcwd(nullptr, 0)).get();
+            EXPECT_EQ(size, root.size());
+            EXPECT_EQ(0, mkdir("tools", 0755) + mkdir("tools/bin", 0755));
+            close(open("tools/bin/vek_root", O_CREAT | O_WRONLY | O_CLOEXEC, 0755));
+            start(root + "/tools/bin/tool");
+            EXPECT_EQ(root + "/tools", taken(vekGetToolsPath(nullptr)));
+            return 0;
+        });
+        EXPECT_EQ(0, outcome.status) << outcome.err;
+    }
 }
 
 TEST_F(ToolsPath, IsKeptOnceFound) {
