@@ -137,10 +137,13 @@ TEST_F(Tables, AResetForgetsEverything) {
     ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));
     cachedLink("/l", "/t");
     cachedLink("/l", "/u");
+    cachedLink("", "/t");
+    ASSERT_NE(nullptr, pathlinkHashTable[0]);
 
     tovResetCache();
 
     EXPECT_TRUE(isEmpty());
+    EXPECT_EQ(0U, toviLinkCount());
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
     box.file("vekinfo.tag", "A 2\n");
     ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));

@@ -401,11 +401,13 @@ TEST_F(Edit, ThePathHoldsAtMost4095Characters) {
 
 TEST_F(Edit, NullArgumentsAreSurvived) {
     box.file("vekinfo.tag", "A 1\nB 2\n");
-    tovRemoveEntry(nullptr, "A");
-    tovRemoveEntry(".", nullptr);
-    tovAddEntry(nullptr, "A", "1");
+    EXPECT_EQ(1, tovRemoveEntry(nullptr, "A")) << "there is no file";
+    EXPECT_EQ(1, tovRemoveEntry(".", nullptr));
+    EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
+    EXPECT_EQ(0, tovAddEntry(nullptr, "A", "1"));
     tovAddEntry(".", nullptr, "1");
-    tovAddEntry(".", "A", nullptr);
+    EXPECT_EQ(1, tovAddEntry(".", "A", nullptr));
+    EXPECT_EQ("A \n", settings());
     tovSetPathDmType(".", nullptr);
     tovCreateInfoFile(nullptr, nullptr);
 }
@@ -600,6 +602,29 @@ TEST_F(FailedEdit, ExhaustedMemoryLosesNothing) {
             }
         }
     }
+}
+
+TEST_F(FailedEdit, ClearingWithoutMemoryChangesNothing) {
+    int failures = 0;
+    int result = 0;
+    for (int nth = 1; result == 0 || nth < 30; ++nth) {
+        for (const char *name : {"A", "DMTYPE"}) {
+            SCOPED_TRACE(nth);
+            box.file("vekinfo.tag", old_);
+            tovResetCache();
+            cached();
+            test::faults::failAllocation(nth);
+            result = tovRemoveEntry(".", name);
+            test::faults::reset();
+            if (result == 1) {
+                EXPECT_NE(old_, box.read("vekinfo.tag"));
+            } else {
+                EXPECT_EQ(old_, box.read("vekinfo.tag"));
+                ++failures;
+            }
+        }
+    }
+    EXPECT_LT(5, failures);
 }
 
 // ---- many edits in one process

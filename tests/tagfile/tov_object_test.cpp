@@ -80,6 +80,8 @@ TEST(TovMakeVekinfoObj, CopiesEveryFieldDeeply) {
     EXPECT_NE(source->names[0], copy->names[0]);
     EXPECT_NE(source->values, copy->values);
     EXPECT_NE(source->values[0], copy->values[0]);
+    EXPECT_EQ(4, copy->namesSize) << "the null at the end counts";
+    EXPECT_EQ(4, copy->valuesSize);
 }
 
 TEST(TovMakeVekinfoObj, CopiesAnObjectWithNothingSet) {
