@@ -81,12 +81,18 @@ int assignTmp(const ryniCommand &command, rynLibrary &library, const char *attri
     return ryniCheckReuse(command, nsl.c_str());
 }
 
-int assignOther(const ryniCommand &command, rynLibrary &library, const char *attribute, const char *value) {
+int assignOther(const ryniCommand &command, const char *name, const char *attribute, const char *value) {
     const rynUnknownAssignHook hook = command.registry->unknownAssignHook;
     if (hook != nullptr && hook(attribute, value, command.file->path, command.line) != 0) {
         return command.diagnose(RYN_INVALID_ATTRIBUTE, attribute);
     }
-    return store(command, library, attribute, value) ? RYN_OK : command.diagnose(RYN_MEMORY_ERROR, attribute);
+    // Looked up again: the hook may have given statements of its own to the registry.
+    rynLibrary *library = ryni_get_libp(command.registry, name);
+    if (library == nullptr) {
+        return command.diagnose(RYN_LIBRARY_NOT_DEFINED, name);
+    }
+    return store(command, *library, attribute, value) ? RYN_OK
+                                                      : command.diagnose(RYN_MEMORY_ERROR, attribute);
 }
 
 } // namespace
@@ -107,7 +113,7 @@ int ryniAssign(const ryniCommand &command) {
         return status;
     }
     return attribute == kTmp ? assignTmp(command, *library, attribute, value)
-                             : assignOther(command, *library, attribute, value);
+                             : assignOther(command, name, attribute, value);
 }
 
 int ryniUnassign(const ryniCommand &command) {

@@ -32,6 +32,11 @@ using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
     return command.diagnose(code, owner ? owner.get() : rynGetErrorMsg(code));
 }
 
+/// The file of a library's definition; empty for one that was inserted without a statement.
+const char *definingFile(const rynLibrary &library) {
+    return library.definedIn != nullptr ? library.definedIn->path : "";
+}
+
 /// The two forms of the directory that a DEFINE names.
 struct Directory {
     vek::PathText full;
@@ -151,7 +156,7 @@ class Definition {
 
     int warnOfRedefinition(const rynLibrary &library) {
         const char *here = command_.file->path;
-        const char *earlier = library.definedIn->path;
+        const char *earlier = definingFile(library);
         const int line = command_.line;
         const int earlierLine = library.definedAtLine;
         if (std::strcmp(here, earlier) == 0) {
@@ -197,7 +202,7 @@ int ryniCheckCase(const ryniCommand &command, const rynLibrary &library, const c
     return diagnoseWith(command, RYN_DIFFERS_ONLY_BY_CASE,
                         "library %s from %s line %d, differs only by case from\n"
                         "    library %s from %s line %d defined earlier.",
-                        name, command.file->path, command.line, library.name, library.definedIn->path,
+                        name, command.file->path, command.line, library.name, definingFile(library),
                         library.definedAtLine);
 }
 

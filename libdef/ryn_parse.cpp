@@ -116,8 +116,10 @@ void freeLevel(Level *level) {
 }
 
 /// What is left of a file, as a stream over the memory that `rest` receives.
-/// @return null where that cannot be had; the file is then where it was
-vek::OwnedStream restInMemory(FILE *file, vek::OwnedText &rest) {
+/// @param lost  receives whether the file is no longer where it was, as it is else where that cannot be had
+/// @return null where that cannot be had
+vek::OwnedStream restInMemory(FILE *file, vek::OwnedText &rest, bool &lost) {
+    lost = false;
     struct stat status = {};
     const off_t at = ftello(file);
     if (at < 0 || fstat(fileno(file), &status) != 0 || status.st_size < at) {
@@ -130,24 +132,27 @@ vek::OwnedStream restInMemory(FILE *file, vek::OwnedText &rest) {
         memory.reset(fmemopen(rest.get(), size, "r"));
     }
     if (!memory) {
-        static_cast<void>(fseeko(file, at, SEEK_SET));
+        lost = fseeko(file, at, SEEK_SET) != 0;
     }
     return memory;
 }
 
 /// Closes a file that includes others; it is read on from memory. Nesting is limited by nothing but memory then: no
 /// more than one file is open at a time. A file whose rest cannot be had stays open.
-void closeEarly(Level &level) {
+/// @return false when the rest is lost
+bool closeEarly(Level &level) {
     if (level.rest != nullptr) {
-        return;
+        return true;
     }
     vek::OwnedText rest;
-    vek::OwnedStream memory = restInMemory(level.stream, rest);
+    bool lost = false;
+    vek::OwnedStream memory = restInMemory(level.stream, rest, lost);
     if (memory) {
         static_cast<void>(std::fclose(level.stream));
         level.stream = memory.release();
         level.rest = rest.release();
     }
+    return !lost;
 }
 
 /// Reads a file and, where they are included, others. They nest in a list, not on the stack.
@@ -205,8 +210,9 @@ class Reader {
     }
 
     void include(const char *path) {
-        closeEarly(*level_);
-        const int status = enter(path);
+        const char *includer = level_->file->path;
+        const int status =
+            closeEarly(*level_) ? enter(path) : ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, includer);
         if (status != RYN_OK) {
             level_->status = status;
         }

@@ -174,8 +174,8 @@ void dropLastString(char **list) {
     *last = nullptr;
 }
 
-/// Application entries are added to `obj` alone. The two lists stay parallel when memory runs out in between.
-Applied addEntry(VekinfoObj *obj, const char *name, const char *value) {
+/// The two lists stay parallel when memory runs out in between.
+Applied appendEntry(VekinfoObj *obj, const char *name, const char *value) {
     if (!appendString(&obj->names, name, &obj->namesSize)) {
         return Applied::NoMemory;
     }
@@ -184,6 +184,21 @@ Applied addEntry(VekinfoObj *obj, const char *name, const char *value) {
         return Applied::NoMemory;
     }
     return Applied::Done;
+}
+
+/// Application entries are added to `obj` alone. But a shallow copy and the cached object it was made from hold
+/// their lists between them, and go on doing so when the lists move.
+Applied addEntry(VekinfoObj *obj, const char *name, const char *value) {
+    VekinfoObj *twin = cachedTwin(obj);
+    const bool shared = twin != nullptr && twin->names != nullptr && twin->names == obj->names;
+    const Applied applied = appendEntry(obj, name, value);
+    if (shared) {
+        twin->names = obj->names;
+        twin->namesSize = obj->namesSize;
+        twin->values = obj->values;
+        twin->valuesSize = obj->valuesSize;
+    }
+    return applied;
 }
 
 /// @return `status`

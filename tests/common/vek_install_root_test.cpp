@@ -1309,7 +1309,7 @@ TEST_F(ToolsPath, IsNoneWithoutARootAndWithoutAMessageOfItsOwn) {
 TEST_F(ToolsPath, IsToolsOfARootSoDeepThatItsPlatformFileHasNoPath) {
     // "/tools/bin/vek_root" fits behind the root, as "/tools/bin/vek_plat.dat" does not.
     for (const std::size_t size : {4074U, 4076U}) {
-        const test::Outcome outcome = test::inChild([this, size] {
+        const test::Outcome outcome = test::inChild([size] {
             goDown(size);
             const std::string root = vek::Owned<char>(getcwd(nullptr, 0)).get();
             EXPECT_EQ(size, root.size());

@@ -1,10 +1,12 @@
-#include "common/vek_regexp.h"
+#include "common/veki_regexp.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -321,6 +323,31 @@ TEST(VekRegexecDamage, BrokenChainIsCorruptedPointers) {
 
 TEST(VekRegexecDamage, RepetitionOfSomethingElseThanACharacterIsAnInternalFoulup) {
     EXPECT_EQ(reportOf(damaged("a*", 7, 1).get(), "a"), "internal foulup");
+}
+
+/// An expression whose program fills all of the limit, and not a byte more: `head`, then one NOTHING after the other,
+/// and as many bytes of `tail` as are left over.
+Expression withoutEnd(const std::string &head, const std::string &tail) {
+    std::string program(1, static_cast<char>(vek::kProgramMagic));
+    program += head;
+    while (program.size() + vek::kNodeHead + tail.size() <= vek::kProgramLimit) {
+        program += std::string("\x09\0\x03", 3);
+    }
+    program += tail;
+    program.resize(vek::kProgramLimit);
+    const std::size_t place = offsetof(vek_regexp, program);
+    Expression expression(static_cast<vek_regexp *>(std::calloc(1, place + program.size())));
+    std::copy(program.begin(), program.end(), reinterpret_cast<char *>(expression.get()) + place);
+    return expression;
+}
+
+TEST(VekRegexecDamage, ProgramWithoutAnEndIsMemoryCorruption) {
+    EXPECT_EQ(reportOf(withoutEnd("", "").get(), "abc"), "memory corruption");
+    // What STAR repeats begins inside the limit, and its literal would begin behind it.
+    const std::string a("\x08\0\5a\0", 5);
+    const std::string star("\x0a\0\x03\x08", 4);
+    EXPECT_EQ(reportOf(withoutEnd(a, star).get(), "abc"), "memory corruption");
+    EXPECT_EQ(reportOf(withoutEnd("", star + std::string("\0\x03", 2)).get(), "abc"), "memory corruption");
 }
 
 TEST(VekRegexecDamage, LoopThatMatchesNothingEnds) {

@@ -8,6 +8,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -205,6 +206,18 @@ TEST(VekFastAddToStrlist, NoListHoldsNoString) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"first"}));
 }
 
+TEST(VekFastAddToStrlist, CountBelowZeroIsThatOfNoString) {
+    for (const int count : {-1, -1000, INT_MIN}) {
+        CountedList strings;
+        strings.fill(1);
+        const std::unique_ptr<char, void (*)(void *)> forgotten(strings.list[0], std::free);
+        strings.count = count;
+        strings.add("first");
+        EXPECT_EQ(strings.count, 1);
+        EXPECT_EQ(contentOf(strings.list), (Strings{"first"}));
+    }
+}
+
 TEST(VekFastAddToStrlist, NullStringIsNotCounted) {
     CountedList strings;
     strings.list = vekFastAddToStrlist(nullptr, nullptr, &strings.count, &strings.size);
@@ -265,6 +278,21 @@ TEST(VekGrowStrlist, ClearsTheSlotsFromTheCountOn) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"0", "1", "2"}));
     for (int i = 3; i < 50; ++i) {
         EXPECT_EQ(strings.list[i], nullptr) << i;
+    }
+}
+
+TEST(VekGrowStrlist, CountBelowZeroIsThatOfNoString) {
+    for (const int count : {-1, -1000, INT_MIN}) {
+        CountedList strings;
+        strings.fill(1);
+        const std::unique_ptr<char, void (*)(void *)> forgotten(strings.list[0], std::free);
+        strings.list = vekGrowStrlist(strings.list, count, 5);
+        ASSERT_NE(strings.list, nullptr);
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(strings.list[i], nullptr) << i;
+        }
+        strings.list = vekGrowStrlist(strings.list, count, 0);
+        EXPECT_EQ(contentOf(strings.list), Strings{});
     }
 }
 

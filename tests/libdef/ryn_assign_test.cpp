@@ -144,6 +144,27 @@ TEST(RynAssign, WithoutAHookEveryAttributeIsAccepted) {
     EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"COLOR=red@2"});
 }
 
+rynHandle hookHandle = nullptr;
+
+int undefineFirst(const char *attribute, const char *value, const char *file, int line) {
+    rynAddCommand(hookHandle, "UNDEFINE lib");
+    return recordAssign(attribute, value, file, line);
+}
+
+TEST(RynAssign, ALibraryThatTheHookTakesAwayIsNotDefined) {
+    Definitions definitions;
+    rynSetUnknownASSIGNfunc(undefineFirst);
+    ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE other b\n"), 0);
+    hookHandle = definitions.handle;
+    EXPECT_EQ(execute(definitions, "ASSIGN lib color red", 3), 0);
+    ASSERT_EQ(recorded.diagnostics.size(), 1U);
+    EXPECT_EQ(recorded.diagnostics[0].code, 5);
+    EXPECT_EQ(recorded.diagnostics[0].object, "lib");
+    EXPECT_EQ(definitions.library("lib"), nullptr);
+    EXPECT_EQ(execute(definitions, "ASSIGN other color red"), 0);
+    EXPECT_EQ(attributesOf(definitions.library("other")), Names{"COLOR=red@1"});
+}
+
 // ---- TMP
 
 TEST(RynAssign, TmpIsADirectoryOfTheLibrarys) {

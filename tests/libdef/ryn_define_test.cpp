@@ -2,6 +2,7 @@
 
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_parse.h"
+#include "tagfile/tov.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -695,18 +696,37 @@ TEST(RynDefine, MissingMemoryForARedefinitionKeepsTheEarlierPath) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE b a/much/longer/path\nUNDEFINE b\nDEFINE a a\n"), 0);
     const std::string path = definitions.path("a/much/longer/path");
-    faults::failAllocation(1);
+    // First the warning's text.
+    faults::failAllocation(2);
     EXPECT_EQ(execute(definitions, "DEFINE a a/much/longer/path", 3), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 2U);
     EXPECT_EQ(recorded.diagnostics[1], (Diagnostic{2, path, definitions.path("vek.lib"), 3}));
     EXPECT_EQ(definitions.library("a")->fullPath, definitions.path("a"));
-    // The path, then the history.
-    faults::failAllocation(2);
+    // The warning, the path, then the history.
+    faults::failAllocation(3);
     EXPECT_EQ(execute(definitions, "DEFINE a a/much/longer/path", 4), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 2U);
     EXPECT_EQ(recorded.diagnostics[1], (Diagnostic{2, "a", definitions.path("vek.lib"), 4}));
     EXPECT_EQ(definitions.library("a")->fullPath, path);
     EXPECT_EQ(definitions.library("a")->definedAtLine, 4);
+}
+
+TEST(RynDefine, WithoutMemoryForItsTextADiagnosticHasThatOfItsCode) {
+    Definitions definitions;
+    definitions.box.file("vekinfo.tag", "VEKLIBCHECK ON\n").directory("plain");
+    const Diagnostics wanted = {{28, rynGetErrorMsg(28), definitions.path("vek.lib"), 1}};
+    bool seen = false;
+    for (int nth = 1; !seen && nth < 200; ++nth) {
+        definitions.box.file("vek.lib", "DEFINE bad plain\n");
+        tovResetCache();
+        faults::reset();
+        faults::failAllocation(nth);
+        definitions.read(test::recordWarning, kPathsMustExist);
+        faults::reset();
+        seen = recorded.diagnostics == wanted;
+        recorded = {};
+    }
+    EXPECT_TRUE(seen);
 }
 
 TEST(RynDefine, TheDefaultHandlerPrintsMissingMemory) {

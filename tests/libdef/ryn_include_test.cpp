@@ -11,6 +11,7 @@
 #include <pthread.h>
 #include <string>
 #include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 using test::Capture;
@@ -422,7 +423,7 @@ TEST(RynInclude, WhatStandsBehindAnIncludeIsReadWhateverFails) {
     definitions.box.file("more.lib", "DEFINE b b\n");
     ASSERT_EQ(definitions.load("INCLUDE more.lib\nDEFINE a a\n"), 0);
     const std::string dump = definitions.dump();
-    for (const char *call : {"fstat", "fread"}) {
+    for (const char *call : {"fstat", "fread", "ftello", "fmemopen"}) {
         for (int nth = 1; nth <= 4; ++nth) {
             faults::reset();
             faults::fail(call, nth, EIO);
@@ -431,6 +432,7 @@ TEST(RynInclude, WhatStandsBehindAnIncludeIsReadWhateverFails) {
             // A file whose status is not to be had cannot be opened; else nothing is lost.
             if (status != 0) {
                 EXPECT_EQ(status, 3) << call << nth;
+                EXPECT_STREQ(call, "fstat") << nth;
                 EXPECT_EQ(definitions.handle, nullptr);
                 recorded.fatals.clear();
             } else {
@@ -438,6 +440,40 @@ TEST(RynInclude, WhatStandsBehindAnIncludeIsReadWhateverFails) {
             }
         }
     }
+}
+
+TEST(RynInclude, AFileWhoseRestIsOutOfReachIsASystemError) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "DEFINE b b\n");
+    ASSERT_EQ(definitions.load("INCLUDE more.lib\nDEFINE a a\n"), 0);
+    const std::string dump = definitions.dump();
+    for (const char *call : {"fread", "fmemopen"}) {
+        recorded.fatals.clear();
+        faults::fail(call, 1, ENOMEM);
+        faults::fail("fseeko", 1, EIO);
+        const int status = definitions.read(test::recordWarning);
+        faults::reset();
+        EXPECT_EQ(status, 3) << call << ": what is behind the INCLUDE is not passed over in silence";
+        EXPECT_EQ(definitions.handle, nullptr);
+        EXPECT_EQ(recorded.fatals.size(), 1U);
+    }
+    recorded.fatals.clear();
+    EXPECT_EQ(definitions.read(test::recordWarning), 0);
+    EXPECT_EQ(definitions.dump(), dump);
+}
+
+/// Empties the file that a diagnostic is about.
+int emptyTheFile(int code, const char *object, const char *file, int line) {
+    EXPECT_EQ(truncate(file, 0), 0);
+    return test::recordWarning(code, object, file, line);
+}
+
+TEST(RynInclude, AFileThatBecomesShorterMeanwhileIsReadAsFarAsItWas) {
+    Definitions definitions;
+    definitions.box.file("more.lib", "DEFINE b b\n").file("vek.lib", "FOO\nINCLUDE more.lib\nDEFINE a a\n");
+    EXPECT_EQ(definitions.read(emptyTheFile), 0);
+    EXPECT_EQ(recorded.diagnostics.size(), 1U);
+    EXPECT_EQ(definitions.names(), (Names{"b", "a"}));
 }
 
 TEST(RynInclude, AHundredThousandIncludesOfOneFileAreReported) {

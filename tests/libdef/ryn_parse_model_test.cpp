@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 #include <list>
 #include <map>
+#include <ostream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -517,6 +519,89 @@ void expectAsTheModel(unsigned seed, Mode mode, bool ignoreCase) {
     ASSERT_EQ(recorded.fatals, test::Reports{});
 }
 
+// ---- a dump, told again
+
+/// What a dump says of a library.
+struct Dumped {
+    std::string name, full, nsl;
+    std::vector<std::string> attributes; ///< each a name, a blank and a value
+
+    bool operator==(const Dumped &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const Dumped &library) {
+    out << library.name << " " << library.full << " (" << library.nsl << ")";
+    for (const std::string &attribute : library.attributes) {
+        out << ", " << attribute;
+    }
+    return out;
+}
+
+std::vector<Dumped> librariesIn(const std::string &dump) {
+    std::istringstream lines(dump.substr(dump.find("\nLibraries:\n") + 12));
+    std::vector<Dumped> libraries;
+    bool inAttributes = false;
+    for (std::string line; std::getline(lines, line) && !line.empty();) {
+        if (line[0] != ' ') {
+            const std::size_t blank = line.find(' ');
+            libraries.push_back({line.substr(0, blank), line.substr(blank + 1), {}, {}});
+            inAttributes = false;
+        } else if (line == "  Attributes:") {
+            inAttributes = true;
+        } else if (inAttributes) {
+            libraries.back().attributes.push_back(line.substr(4));
+        } else if (line.starts_with("    (")) {
+            libraries.back().nsl = line.substr(5, line.size() - 6);
+        }
+    }
+    // The nsl path of a library that was redefined stays that of its first definition.
+    for (Dumped &library : libraries) {
+        library.nsl = fs::weakly_canonical(library.full) == library.nsl ? library.nsl : "";
+    }
+    return libraries;
+}
+
+std::string statementsOf(const std::vector<Dumped> &libraries) {
+    std::string text;
+    for (const Dumped &library : libraries) {
+        text += "DEFINE " + library.name + " \"" + library.full + "\"\n";
+        // The latest comes first.
+        for (auto attribute = library.attributes.rbegin(); attribute != library.attributes.rend();
+             ++attribute) {
+            const std::size_t blank = attribute->find(' ');
+            text += "ASSIGN " + library.name + " " + attribute->substr(0, blank) + " \"" +
+                    attribute->substr(blank + 1) + "\"\n";
+        }
+    }
+    return text;
+}
+
+/// Reads one random program, and what its dump says as statements.
+int expectToldAgain(unsigned seed) {
+    Definitions definitions;
+    makeDirectories(definitions.box);
+    Generator generator(seed);
+    for (const char *name : {"vek.lib", "one.lib", "sub/two.lib"}) {
+        definitions.box.file(name, textOf(generator.file()));
+    }
+    definitions.box.link("link.lib", "one.lib");
+    EXPECT_EQ(definitions.read(test::recordWarning), 0);
+    std::vector<Dumped> libraries = librariesIn(definitions.dump());
+    const std::string statements = statementsOf(libraries);
+
+    EXPECT_EQ(definitions.load(statements), 0);
+
+    std::vector<Dumped> again = librariesIn(definitions.dump());
+    EXPECT_EQ(again.size(), libraries.size());
+    for (std::size_t i = 0; i < std::min(again.size(), libraries.size()); ++i) {
+        if (libraries[i].nsl.empty()) {
+            again[i].nsl.clear();
+        }
+    }
+    EXPECT_EQ(again, libraries) << statements;
+    return static_cast<int>(libraries.size());
+}
+
 void expectManyAsTheModel(Mode mode, bool ignoreCase) {
     for (unsigned seed = 1; seed <= 120; ++seed) {
         ASSERT_NO_FATAL_FAILURE(expectAsTheModel(seed, mode, ignoreCase)) << "seed " << seed;
@@ -531,6 +616,15 @@ TEST(RynParseModel, FilesAreReadAsTheStatementsSay) {
 
 TEST(RynParseModel, WithoutRegardToCaseFilesAreReadAsTheStatementsSay) {
     expectManyAsTheModel(Mode::GoOn, true);
+}
+
+TEST(RynParseModel, ADumpToldAsStatementsMakesTheSameLibraries) {
+    int libraries = 0;
+    for (unsigned seed = 1; seed <= 120 && !HasFailure(); ++seed) {
+        SCOPED_TRACE(seed);
+        libraries += expectToldAgain(seed);
+    }
+    EXPECT_GT(libraries, 120);
 }
 
 TEST(RynParseModel, AStrictHandlerEndsFilesWhereTheStatementsSay) {

@@ -127,6 +127,23 @@ TEST(RynRegistry, ARedefinitionStaysWhereItIsInItsBucket) {
     EXPECT_STREQ(definitions.handle->buckets[1]->nextInBucket->name, "lib");
 }
 
+TEST(RynRegistry, ALibraryWithoutAStatementCanBeDefinedAgain) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
+    rynLibrary *library = ryniNewLibrary("own");
+    ASSERT_NE(library, nullptr);
+    ASSERT_EQ(ryniStrcpy(&library->fullPath, "/x"), 0);
+    ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
+    ASSERT_EQ(sInsert_lib(definitions.handle, library), 0);
+
+    EXPECT_EQ(ryni_process_command(definitions.handle, "DEFINE own b", definitions.path().c_str(),
+                                   definitions.handle->files.head, 2, 0),
+              0);
+
+    EXPECT_EQ(definitions.library("own"), library);
+    EXPECT_EQ(library->fullPath, definitions.path("b"));
+}
+
 TEST(RynRegistry, InsertingWorksForALibraryOfTheCallers) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);

@@ -259,12 +259,13 @@ std::vector<Case> libdefCases() {
              const char *file = nullptr;
              int line = 0;
              std::string text = std::to_string(rynIsDefined(w.registry, "lib"));
-             text += std::to_string(rynIsAssigned(w.registry, "lib", "COLOR"));
+             text += std::to_string(rynIsAssigned(w.registry, "lib", "COLOUR"));
              text += std::to_string(rynLibHasTmp(w.registry, "lib", RYN_TMP_EXPLICIT));
              text += std::to_string(rynWhereGlobalExplicitTmp(w.registry, &file, &line));
              text += std::to_string(rynInvalidatePackedLib(w.registry, "lib"));
-             text += std::to_string(rynWhereAssigned(w.registry, "lib", "COLOR", &file, &line));
-             return text + said(w, rynWhereDefined(w.registry, "lib", &file, &line), file);
+             text += std::to_string(rynWhereAssigned(w.registry, "lib", "COLOUR", &file, &line));
+             const int code = rynWhereDefined(w.registry, "lib", &file, &line);
+             return text + said(w, code, file) + std::to_string(line);
          }},
         {{"rynIsIncluded", "rynWhereIncluded"},
          [](World &w) {
@@ -272,7 +273,8 @@ std::vector<Case> libdefCases() {
              const char *file = nullptr;
              int line = 0;
              const std::string first = said(rynIsIncluded(w.registry, path.c_str()));
-             return first + " " + said(w, rynWhereIncluded(w.registry, path.c_str(), &file, &line), file);
+             const int code = rynWhereIncluded(w.registry, path.c_str(), &file, &line);
+             return first + " " + said(w, code, file) + std::to_string(line);
          },
          {}},
         // ---- searches

@@ -99,6 +99,27 @@ std::vector<Case> searchCases() {
                  return puxConvertPathEx("~/../proj", out, "inst/share/find.txt");
              });
          }},
+        {{"puxConvertPath"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t) {
+                 return puxConvertPath("$(inst_root_with:share/find.txt)/share", out);
+             });
+         },
+         {"5"}},
+        {{"puxConvertPathEx"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t) {
+                 return puxConvertPathEx("$(compute:THIS_FILE_INST_ROOT)/share", out, "inst/share/find.txt");
+             });
+         },
+         {"5"}},
+        {{"puxConvertPathNotThere"},
+         [](World &w) {
+             return search(w, [](char *out, std::size_t) {
+                 return puxConvertPathNotThere("$(inst_root_with:share/find.txt)/x", out);
+             });
+         },
+         {"5"}},
         {{"puxConvertPathNotThere"},
          [](World &w) {
              return search(w,
@@ -170,7 +191,8 @@ std::vector<Case> searchCases() {
          {"2"}},
         {{"puxUsePuxFor"}, [](World &) { return std::to_string(puxUsePuxFor(nullptr, "find.txt")); }, {"2"}},
         {{"vekInterpolate"},
-         [](World &w) { return interpolated(w, "$HOME ~root ${COLOUR} $(inst_root_with:share/find.txt)"); }},
+         [](World &w) { return interpolated(w, "$HOME ${COLOUR} $(inst_root_with:share/find.txt) ~root/x"); },
+         {"error 10"}},
     };
 }
 

@@ -62,7 +62,8 @@ std::vector<Case> tagfileCases() {
              const int code = tovPrintError(2, "text", "where", 1);
              tovRegisterErrorHandler(handler);
              return std::to_string(code);
-         }},
+         },
+         {"2"}},
         {{"tovLookupEntry"},
          [](World &w) {
              Where where;
@@ -152,6 +153,17 @@ std::vector<Case> tagfileCases() {
                     World::takeReports();
          },
          {}},
+        {{"tovNormalizePath", "tovNormalizePathSorta"},
+         [](World &w) {
+             Where normal;
+             Where sorta;
+             const int first = tovNormalizePath("$(inst_root_with:share/find.txt)/share", normal.text);
+             const int second = tovNormalizePathSorta("$(inst_root_with:share/find.txt)/none", sorta.text);
+             return std::to_string(first) + std::to_string(second) +
+                    (first + second == 0 ? " " + w.shown(normal.text) + " " + w.shown(sorta.text) : "") +
+                    World::takeReports();
+         },
+         {"011 reports 11", "110 reports 11", "1111 reports 11 11"}},
         // ---- edits
         edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "DMTYPE", "mrev"); }),
         edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "SIZE", "small"); }),

@@ -74,6 +74,20 @@ class Hostile {
 
 } // namespace
 
+namespace {
+
+/// Whether a name is one word of a tag file, and no comment.
+bool isWord(const std::string &name) {
+    return name.find_first_of(" \t\n\v\f\r") == std::string::npos && !name.starts_with("#") &&
+           !name.starts_with(";");
+}
+
+bool contains(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+} // namespace
+
 TEST(HostileNames, AreDirectoriesLikeOthers) {
     for (const std::string &name : hostileNames()) {
         Hostile hostile(name);
@@ -83,7 +97,11 @@ TEST(HostileNames, AreDirectoriesLikeOthers) {
               Strings{"-addentry", "NAMESPACE", "LibraryNT"}, Strings{"-clearentry", "DMTYPE"}}) {
             Strings arguments = {"-path", name};
             arguments.insert(arguments.end(), action.begin(), action.end());
-            hostile.vekinfo(arguments);
+            const test::Outcome outcome = hostile.vekinfo(arguments);
+            // References in a path are replaced.
+            if (action[0] == "-lookup" && !contains(name, "$")) {
+                EXPECT_TRUE(contains(outcome.out, "DMTYPE none")) << name << outcome.out;
+            }
         }
         // An edit takes the directory's name as it stands.
         const std::string edited = hostile.box.read(name + "/vekinfo.tag");
@@ -97,8 +115,11 @@ TEST(HostileNames, AreDirectoriesLikeOthers) {
 TEST(HostileNames, AreEntryNamesAndValues) {
     for (const std::string &name : hostileNames()) {
         Hostile hostile(name);
-        hostile.vekinfo({"-addentry", name, name});
-        hostile.vekinfo({"-lookup", name});
+        EXPECT_EQ(hostile.vekinfo({"-addentry", name, name}).status, 0) << name;
+        EXPECT_TRUE(contains(hostile.box.read("vekinfo.tag"), "\n" + name + " " + name + "\n"))
+            << "what is given is written, and nothing else: " << name;
+        const test::Outcome outcome = hostile.vekinfo({"-lookup", name});
+        EXPECT_TRUE(!isWord(name) || contains(outcome.out, name + " " + name)) << name << outcome.out;
         hostile.vekinfo({"-show"});
         hostile.vekinfo({"-clearentry", name});
         EXPECT_EQ(hostile.box.list(), (Strings{"home", "vekinfo.tag"}));
@@ -113,6 +134,15 @@ TEST(HostileNames, AreValuesInFiles) {
         hostile.vekinfo({"-show"});
         hostile.vekinfo({"-lookup", "DMTYPE", name});
         hostile.vekinfo({"-addentry", "SIZE", "1"});
+        if (isWord(name)) {
+            // An edit of a keyword keeps the rest.
+            hostile.box.file("vekinfo.tag", "DMTYPE " + name + "\n" + name + " " + name + "\n");
+            hostile.vekinfo({"-addentry", "NAMESPACE", "LibraryNT"});
+            const std::string kept =
+                "\nDMTYPE " + name + "\nNAMESPACE LibraryNT\n" + name + " " + name + "\n";
+            const std::string edited = hostile.box.read("vekinfo.tag");
+            EXPECT_TRUE(edited.ends_with(kept)) << name << edited;
+        }
     }
 }
 
@@ -226,7 +256,7 @@ TEST_F(PlantedLink, OfTheWritableTestIsNotFollowed) {
 
 TEST_F(PlantedLink, OfTheCaseProbeIsNotFollowed) {
     const std::string id = std::to_string(getpid());
-    for (const char *target : {"../victim", "../elsewhere"}) {
+    for (const char *target : {"../victim", "../elsewhere", "/dev/null", "/proc/self/status"}) {
         for (const char *name : {"shared/vekfscasesensitivity.", "shared/vekFsCaseSensitivity."}) {
             box.link(name + id, target);
             EXPECT_EQ(vekGetFilesysCaseSensitivity(box.path("shared").c_str()), VEK_CASE_UNKNOWN);

@@ -62,7 +62,7 @@ Tree treeOf(const std::string &directory) {
     return tree;
 }
 
-World::World() {
+World::World(Start start) {
     umask(022);
     build();
     first_ = tree();
@@ -77,7 +77,9 @@ World::World() {
     vekInitNonVEKApp(tool.c_str());
     vekRegErrorFunc(hearText);
     tovRegisterErrorHandler(hearTagError);
-    renew();
+    if (start == Start::Asked) {
+        renew();
+    }
 }
 
 World::~World() {

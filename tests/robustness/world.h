@@ -28,7 +28,11 @@ Tree treeOf(const std::string &directory);
 ///     empty/            nothing
 class World {
   public:
-    World();
+    /// Whether the library has been asked anything yet, as it is to make the registry. What it finds out about the
+    /// installation it keeps.
+    enum class Start { Asked, Fresh };
+
+    explicit World(Start start = Start::Asked);
     ~World();
     World(const World &) = delete;
     World &operator=(const World &) = delete;

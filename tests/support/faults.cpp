@@ -34,6 +34,9 @@ enum class Point {
     Fwrite,
     Fgets,
     Fread,
+    Ftello,
+    Fseeko,
+    Fmemopen,
     Fsync,
     Fdatasync,
     Ftruncate,
@@ -55,12 +58,12 @@ enum class Point {
     Access,
 };
 
-constexpr std::array<std::string_view, 33> pointNames = {
-    "malloc",    "open",      "fopen",           "fdopen", "read",  "write",  "pwrite",   "close",
-    "fclose",    "fflush",    "fputs",           "fwrite", "fgets", "fread",  "fsync",    "fdatasync",
-    "ftruncate", "fallocate", "posix_fallocate", "stat",   "lstat", "fstat",  "readlink", "opendir",
-    "mkdir",     "rmdir",     "unlink",          "rename", "chmod", "fchmod", "getcwd",   "getpwnam",
-    "access",
+constexpr std::array<std::string_view, 36> pointNames = {
+    "malloc",   "open",     "fopen",     "fdopen",    "read",      "write",           "pwrite", "close",
+    "fclose",   "fflush",   "fputs",     "fwrite",    "fgets",     "fread",           "ftello", "fseeko",
+    "fmemopen", "fsync",    "fdatasync", "ftruncate", "fallocate", "posix_fallocate", "stat",   "lstat",
+    "fstat",    "readlink", "opendir",   "mkdir",     "rmdir",     "unlink",          "rename", "chmod",
+    "fchmod",   "getcwd",   "getpwnam",  "access",
 };
 static_assert(pointNames.size() == static_cast<std::size_t>(Point::Access) + 1);
 
@@ -201,6 +204,18 @@ char *__wrap_strndup(const char *text, size_t size) {
     return fails(Point::Allocation) ? nullptr : __real_strndup(text, size);
 }
 
+int __wrap_vasprintf(char **text, const char *format, va_list arguments) {
+    return fails(Point::Allocation) ? -1 : __real_vasprintf(text, format, arguments);
+}
+
+int __wrap_asprintf(char **text, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = __wrap_vasprintf(text, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
 int __wrap_open(const char *path, int flags, ...) {
     mode_t mode = 0;
     if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
@@ -270,6 +285,18 @@ char *__wrap_fgets(char *buffer, int size, FILE *stream) {
 
 size_t __wrap_fread(void *buffer, size_t size, size_t count, FILE *stream) {
     return fails(Point::Fread) ? 0 : __real_fread(buffer, size, count, stream);
+}
+
+off_t __wrap_ftello(FILE *stream) {
+    return fails(Point::Ftello) ? -1 : __real_ftello(stream);
+}
+
+int __wrap_fseeko(FILE *stream, off_t offset, int whence) {
+    return fails(Point::Fseeko) ? -1 : __real_fseeko(stream, offset, whence);
+}
+
+FILE *__wrap_fmemopen(void *buffer, size_t size, const char *mode) {
+    return fails(Point::Fmemopen) ? nullptr : __real_fmemopen(buffer, size, mode);
 }
 
 int __wrap_fsync(int descriptor) {

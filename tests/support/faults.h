@@ -10,17 +10,17 @@
 /// itself, and the C++ library's `new`, do not. Everything is reset when a test begins.
 namespace test::faults {
 
-/// The nth allocation from now (malloc, calloc, realloc, reallocarray, strdup, strndup; counted from 1)
-/// gives null with ENOMEM; the others succeed.
+/// The nth allocation from now (malloc, calloc, realloc, reallocarray, strdup, strndup, asprintf, vasprintf; counted
+/// from 1) fails with ENOMEM; the others succeed.
 void failAllocation(int nth);
 
 /// As failAllocation(), and every allocation after it fails, too.
 void failAllocationsFrom(int nth);
 
-/// The nth call from now of `call` (counted from 1) fails with `error`: open, fopen, fdopen, read, write, pwrite, close,
-/// fclose, fflush, fputs, fwrite, fgets, fread, fsync, fdatasync, ftruncate, fallocate, posix_fallocate, stat,
-/// lstat, fstat, readlink, opendir, mkdir, rmdir, unlink, rename, chmod, fchmod, getcwd, getpwnam, access. A
-/// failing close() or fclose() releases what it was given, as the system's own do.
+/// The nth call from now of `call` (counted from 1) fails with `error`: open, fopen, fdopen, read, write, pwrite,
+/// close, fclose, fflush, fputs, fwrite, fgets, fread, ftello, fseeko, fmemopen, fsync, fdatasync, ftruncate,
+/// fallocate, posix_fallocate, stat, lstat, fstat, readlink, opendir, mkdir, rmdir, unlink, rename, chmod, fchmod,
+/// getcwd, getpwnam, access. A failing close() or fclose() releases what it was given, as the system's own do.
 /// Throws std::invalid_argument for another name.
 void fail(std::string_view call, int nth, int error);
 

@@ -45,6 +45,18 @@ TEST(Faults, OnlyTheNthAllocationFails) {
     EXPECT_TRUE(allocates());
 }
 
+TEST(Faults, AComposedTextIsAnAllocation) {
+    faults::failAllocation(2);
+
+    char *text = nullptr;
+    ASSERT_EQ(asprintf(&text, "%d-%s", 1, "a"), 3);
+    EXPECT_STREQ(text, "1-a");
+    std::free(text);
+    errno = 0;
+    EXPECT_EQ(asprintf(&text, "text"), -1);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
 TEST(Faults, TheNthAllocationIsCountedFromNow) {
     allocates();
     allocates();
@@ -99,10 +111,11 @@ TEST(Faults, EveryPointFails) {
     FILE *const stream = std::fopen("stream", "w+");
     const int descriptor = open("descriptor", O_RDWR | O_CREAT, 0644);
     for (const char *const call :
-         {"open",   "fopen", "fdopen", "read",     "write",     "pwrite",    "fflush",    "fputs",
-          "fwrite", "fgets", "fread",  "fsync",    "fdatasync", "ftruncate", "fallocate", "posix_fallocate",
-          "stat",   "lstat", "fstat",  "readlink", "opendir",   "mkdir",     "rmdir",     "unlink",
-          "rename", "chmod", "fchmod", "getcwd",   "getpwnam",  "access"}) {
+         {"open",  "fopen",     "fdopen",    "read",      "write",           "pwrite", "fflush",
+          "fputs", "fwrite",    "fgets",     "fread",     "ftello",          "fseeko", "fmemopen",
+          "fsync", "fdatasync", "ftruncate", "fallocate", "posix_fallocate", "stat",   "lstat",
+          "fstat", "readlink",  "opendir",   "mkdir",     "rmdir",           "unlink", "rename",
+          "chmod", "fchmod",    "getcwd",    "getpwnam",  "access"}) {
         faults::fail(call, 1, EIO);
     }
     const size_t four = 4;
@@ -118,6 +131,9 @@ TEST(Faults, EveryPointFails) {
     EXPECT_EQ(std::fwrite("text", 1, four, stream), 0U);
     EXPECT_EQ(std::fgets(buffer.data(), 4, stream), nullptr);
     EXPECT_EQ(std::fread(buffer.data(), 1, four, stream), 0U);
+    EXPECT_EQ(ftello(stream), -1);
+    EXPECT_EQ(fseeko(stream, 0, SEEK_SET), -1);
+    EXPECT_EQ(fmemopen(buffer.data(), buffer.size(), "r"), nullptr);
     EXPECT_EQ(fsync(descriptor), -1);
     EXPECT_EQ(fdatasync(descriptor), -1);
     EXPECT_EQ(ftruncate(descriptor, 9), -1);

@@ -1,6 +1,7 @@
 #ifndef VEK_TESTS_SUPPORT_REAL_CALLS_H
 #define VEK_TESTS_SUPPORT_REAL_CALLS_H
 
+#include <cstdarg>
 #include <cstdio>
 
 #include <dirent.h>
@@ -17,6 +18,7 @@ void *__real_realloc(void *block, size_t size);
 void *__real_reallocarray(void *block, size_t count, size_t size);
 char *__real_strdup(const char *text);
 char *__real_strndup(const char *text, size_t size);
+[[gnu::format(printf, 2, 0)]] int __real_vasprintf(char **text, const char *format, va_list arguments);
 int __real_open(const char *path, int flags, ...);
 FILE *__real_fopen(const char *path, const char *mode);
 FILE *__real_fdopen(int descriptor, const char *mode);
@@ -30,6 +32,9 @@ int __real_fputs(const char *text, FILE *stream);
 size_t __real_fwrite(const void *data, size_t size, size_t count, FILE *stream);
 char *__real_fgets(char *buffer, int size, FILE *stream);
 size_t __real_fread(void *buffer, size_t size, size_t count, FILE *stream);
+off_t __real_ftello(FILE *stream);
+int __real_fseeko(FILE *stream, off_t offset, int whence);
+FILE *__real_fmemopen(void *buffer, size_t size, const char *mode);
 int __real_fsync(int descriptor);
 int __real_fdatasync(int descriptor);
 int __real_ftruncate(int descriptor, off_t size);

@@ -135,7 +135,7 @@ TEST(TovPrintError, WithoutAHookTheReportStandsOnStandardErrorWithAnEmptyLineBeh
 }
 
 TEST(TovPrintError, NullTextIsSurvived) {
-    EXPECT_EQ(0U, composed(3, nullptr, nullptr, 0).find("Error (tov): 'system error' "));
+    EXPECT_EQ("Error (tov): 'system error' .\n", composed(3, nullptr, nullptr, 0));
 }
 
 TEST(TovPrintError, ExhaustedMemoryStillGivesTheCodeBack) {
@@ -145,6 +145,17 @@ TEST(TovPrintError, ExhaustedMemoryStillGivesTheCodeBack) {
     const int code = tovPrintError(10, text.c_str(), text.c_str(), 4);
     test::faults::reset();
     EXPECT_EQ(10, code);
+}
+
+TEST(TovPrintError, WithoutMemoryForItsTextTheReportIsThatOfItsCode) {
+    for (const char *where : {"", "/d"}) {
+        for (const int line : {0, 4}) {
+            test::Capture capture;
+            test::faults::failAllocation(1);
+            EXPECT_EQ(10, tovPrintError(10, "text", where, line));
+            EXPECT_EQ("invalid path\n", capture.err()) << where << line;
+        }
+    }
 }
 
 TEST(TovErrorHandler, ReceivesTheReportAndNothingReachesTheHook) {

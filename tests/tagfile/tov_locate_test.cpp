@@ -131,6 +131,22 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReported) {
         reports.take());
 }
 
+TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
+    box.directory("a/b");
+    test::Reports taken;
+    // The text is the last thing that memory is needed for.
+    for (int nth = 1; taken != test::Reports{{10, at("a"), "", 0}} && nth < 50; ++nth) {
+        tovResetCache();
+        test::faults::reset();
+        test::faults::fail("readlink", 1, EACCES);
+        test::faults::failAllocation(nth);
+        EXPECT_EQ(10, search(at("a/b"), "X")) << nth;
+        test::faults::reset();
+        taken = reports.take();
+    }
+    EXPECT_EQ((test::Reports{{10, at("a"), "", 0}}), taken);
+}
+
 TEST_F(LocalSearch, ASyntaxErrorEndsTheWalkAtEveryLookUp) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "Y 1\nVEKLIBCHECK maybe\n");
     const test::Reports expected = {{9, "VEKLIBCHECK line in vekinfo.tag file", at("a/b/vekinfo.tag"), 2}};
@@ -447,9 +463,22 @@ TEST_F(LocalSearch, LongStartsAreWalkedWithoutLoss) {
 TEST_F(LocalSearch, AStartOfMoreThan4095CharactersGivesADefinedResult) {
     box.file("vekinfo.tag", "X 1\n");
     for (const std::size_t size : {4096U, 4097U, 100000U}) {
-        search(test::spelledWith(box.path(), size), "X");
+        const std::string start = test::spelledWith(box.path(), size);
+        EXPECT_EQ(10, search(start, "X"));
         EXPECT_EQ(0, found) << size;
+        EXPECT_EQ((test::Reports{{10, start, "", 0}}), reports.take());
     }
+}
+
+TEST_F(LocalSearch, AStartWithoutRoomForTheNameOfTheFileIsPassedOver) {
+    box.file("vekinfo.tag", "X 1\n");
+    const std::string parent = test::spelledWith(box.path(), 4083);
+    EXPECT_EQ(parent + "/vekinfo.tag", where(parent + "/d", "X"));
+}
+
+TEST_F(LocalSearch, ALinkAsALongStartIsNotFollowedUpward) {
+    box.file("target/vekinfo.tag", "X 1\n").link("l", at("target"));
+    EXPECT_EQ("none", where(test::spelledWith(box.path(), 4082) + "/l/", "X"));
 }
 
 TEST_F(LocalSearch, ARelativeStartIsWalkedToItsFirstComponent) {

@@ -549,6 +549,28 @@ TEST_F(ParseFile, ManyEntriesAreAllKept) {
     EXPECT_EQ("NAME19999=value19999", entries.back());
 }
 
+TEST_F(ParseFile, EntriesAddedToAShallowCopyLeaveTheCachedObjectWithValidLists) {
+    box.file("vekinfo.tag", "FIRST 1\n");
+    VekinfoObj copy = {};
+    ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &copy, &found));
+
+    test::Entries expected = {"FIRST=1"};
+    for (int i = 0; i < 100; ++i) {
+        std::string word = "NEXT";
+        std::string value = std::to_string(i);
+        char *words[] = {word.data(), value.data(), nullptr};
+        EXPECT_EQ(0, toviHandleInputLine(&copy, "vekinfo.tag", nullptr, nullptr, 2, words));
+        expected.push_back("NEXT=" + value);
+    }
+
+    EXPECT_EQ(expected, test::entriesOf(copy));
+    VekinfoObj cached = {};
+    ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &cached, &found));
+    EXPECT_EQ(copy.names, cached.names);
+    EXPECT_EQ(copy.values, cached.values);
+    EXPECT_EQ(expected, test::entriesOf(cached)) << "the copy's lists belong to the cache";
+}
+
 TEST_F(ParseFile, ExhaustedMemoryIsNeverSuccessWithLess) {
     box.file("vekinfo.tag", "DMTYPE m\nA 1\nB 2\nC 3\nD 4\nE 5\n");
     bool sawFailure = false;

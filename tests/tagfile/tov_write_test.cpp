@@ -1,5 +1,6 @@
 #include "tagfile/tovi_write.h"
 
+#include "tagfile/tovi_replace.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 #include "tests/support/small_filesystem.h"
@@ -389,14 +390,110 @@ TEST_F(FailedWrite, ShortWritesAreContinued) {
     for (const std::size_t limit : {1U, 7U, 4096U}) {
         EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::limitWrites(limit); }));
     }
+    unlink("vekinfo.tag");
+    box.link("vekinfo.tag", "/dev/null");
+    test::faults::limitWrites(1);
+    EXPECT_EQ(1, updateInfoFile(".", obj.get())) << "to a device, too";
+}
+
+TEST_F(FailedWrite, AnErrorOfThePastIsNoneOfTheEdits) {
+    for (const int error : {EINTR, EACCES, EEXIST, ENOENT}) {
+        SCOPED_TRACE(error);
+        for (const char *call : {"ftruncate", "fsync"}) {
+            box.file("vekinfo.tag", shortText_);
+            test::faults::reset();
+            errno = error;
+            EXPECT_EQ(1, updateInfoFile(".", obj.get()));
+            EXPECT_EQ(1, test::faults::count(call)) << call;
+        }
+        EXPECT_EQ(0, writeOver(&shortText_, [&] {
+                      test::faults::fail("fsync", 1, EIO);
+                      errno = error;
+                  }));
+    }
+}
+
+TEST_F(FailedWrite, OverASingleByteIsAsOverAnyText) {
+    const std::string old = "#";
+    EXPECT_EQ(1, writeOver(&old, [] {}));
+    EXPECT_EQ(0, writeOver(&old, [] { test::faults::fail("fsync", 1, EIO); }));
 }
 
 TEST_F(FailedWrite, AnInterruptedWriteIsRepeated) {
     EXPECT_EQ(1, writeOver(&shortText_, [] { test::faults::fail("pwrite", 1, EINTR); }));
 }
 
+TEST_F(FailedWrite, ACallThatIsInterruptedWithoutEndFailsTheEdit) {
+    for (const char *call : {"fallocate", "pwrite", "ftruncate", "fsync"}) {
+        EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::fail(call, 1, EINTR); })) << call;
+        box.file("vekinfo.tag", shortText_);
+        test::faults::failFrom(call, 1, EINTR);
+        EXPECT_EQ(0, updateInfoFile(".", obj.get())) << call;
+        EXPECT_LE(100, test::faults::count(call)) << call;
+        EXPECT_GE(400, test::faults::count(call)) << call;
+        test::faults::reset();
+        expectWriteFailed(".");
+    }
+    box.file("vekinfo.tag", shortText_);
+    test::faults::failFrom("open", 1, EINTR);
+    EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+    EXPECT_EQ(100, test::faults::count("open"));
+    test::faults::reset();
+    expectWriteFailed(".");
+    EXPECT_EQ(shortText_, box.read("vekinfo.tag"));
+}
+
+TEST_F(FailedWrite, WhatCannotBeSynchronizedIsWrittenAllTheSame) {
+    for (const int error : {EINVAL, ENOTSUP}) {
+        EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::failFrom("fsync", 1, error); })) << error;
+    }
+}
+
+TEST_F(FailedWrite, NoTextNeedsNoRoom) {
+    box.file("file", shortText_);
+    test::faults::failFrom("fallocate", 1, ENOSPC);
+    EXPECT_TRUE(toviReplaceFile("file", ""));
+    EXPECT_EQ("", box.read("file"));
+}
+
+TEST_F(FailedWrite, ToADeviceIsOneWhenItsCloseFails) {
+    box.link("vekinfo.tag", "/dev/null");
+    ASSERT_EQ(1, updateInfoFile(".", obj.get()));
+    const int closes = test::faults::count("close");
+    ASSERT_LT(0, closes);
+    test::faults::fail("close", closes, EIO);
+    EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+    expectWriteFailed(".");
+}
+
+TEST_F(FailedWrite, WithoutAWayBackLeavesTheNewContent) {
+    // The close that fails is the file's own; then the file cannot be opened a second time.
+    box.file("vekinfo.tag", shortText_);
+    test::faults::reset();
+    ASSERT_EQ(1, updateInfoFile(".", obj.get()));
+    const int opens = test::faults::count("open");
+    const int closes = test::faults::count("close");
+    box.file("vekinfo.tag", shortText_);
+    test::faults::fail("close", closes, EIO);
+    test::faults::fail("open", opens + 1, EIO);
+    EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+    test::faults::reset();
+    expectWriteFailed(".");
+    EXPECT_EQ(newText_, box.read("vekinfo.tag"));
+}
+
+TEST_F(FailedWrite, OfAFileThatMayNotBeReadIsAFailure) {
+    box.file("vekinfo.tag", shortText_, 0222);
+    test::asUnprivileged([this] {
+        test::faults::fail("fsync", 1, EIO);
+        EXPECT_EQ(0, updateInfoFile(".", obj.get()));
+        expectWriteFailed(".");
+    });
+    EXPECT_EQ(newText_, box.read("vekinfo.tag")) << "nothing is known to put back, and nothing is cut off";
+}
+
 TEST_F(FailedWrite, AFileSystemWithoutReservationIsWrittenAllTheSame) {
-    for (const int error : {EOPNOTSUPP, ENOSYS}) {
+    for (const int error : {EOPNOTSUPP, ENOSYS, EINVAL}) {
         EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::failFrom("fallocate", 1, error); }));
         EXPECT_EQ(0, writeOver(&shortText_, [&] {
                       test::faults::failFrom("fallocate", 1, error);

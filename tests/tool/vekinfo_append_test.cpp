@@ -6,6 +6,7 @@
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -14,9 +15,30 @@
 
 #include <cerrno>
 #include <csignal>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+namespace {
+
+/// What happens right after a write, when its end is looked for: once.
+std::function<void()> afterWrite;
+
+} // namespace
+
+// Stands between the code under test and the C library.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library keeps its names to itself
+extern "C" off_t lseek(int file, off_t offset, int whence) noexcept {
+    static const auto real = reinterpret_cast<off_t (*)(int, off_t, int)>(dlsym(RTLD_NEXT, "lseek"));
+    const off_t result = real(file, offset, whence);
+    const auto action = std::exchange(afterWrite, nullptr);
+    if (action) {
+        action();
+    }
+    return result;
+}
 
 namespace {
 
@@ -230,6 +252,52 @@ TEST_F(Append, AShortWriteLeavesNoNewFile) {
     test::faults::limitWrites(50);
     EXPECT_FALSE(append());
     EXPECT_EQ(std::vector<std::string>{}, box.list("lib"));
+}
+
+TEST_F(Append, WhatOthersHaveAppendedMeanwhileIsNotTakenBack) {
+    const auto appendOthers = [this] {
+        const int file = __real_open(box.path("lib/vekinfo.tag").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+        EXPECT_EQ(8, __real_write(file, "OTHER 1\n", 8));
+        __real_close(file);
+    };
+    for (const std::string text : {"A 1\n", ""}) {
+        for (const bool isThere : {true, false}) {
+            unlink("lib/vekinfo.tag");
+            if (isThere) {
+                box.file("lib/vekinfo.tag", text);
+            }
+            test::faults::fail("write", 1, ENOSPC);
+            afterWrite = appendOthers;
+            EXPECT_FALSE(append());
+            EXPECT_EQ((isThere ? text : "") + "OTHER 1\n", content());
+
+            unlink("lib/vekinfo.tag");
+            if (isThere) {
+                box.file("lib/vekinfo.tag", text);
+            }
+            test::faults::limitWrites(50); // the probe's files take longer names than the limit has bytes
+            afterWrite = appendOthers;
+            EXPECT_FALSE(append());
+            test::faults::reset();
+            EXPECT_TRUE(content().ends_with("OTHER 1\n")) << content();
+            EXPECT_TRUE(content().starts_with(isThere ? text : "")) << content();
+        }
+    }
+}
+
+TEST_F(Append, AFileThatCannotBeExaminedAnyMoreKeepsWhatWasWritten) {
+    for (const bool isThere : {true, false}) {
+        unlink("lib/vekinfo.tag");
+        if (isThere) {
+            box.file("lib/vekinfo.tag", "A 1\n");
+        }
+        test::faults::limitWrites(50);
+        // Not before the write: the probe looks at its files, too.
+        afterWrite = [] { test::faults::fail("fstat", 1, EIO); };
+        EXPECT_FALSE(append());
+        test::faults::reset();
+        EXPECT_EQ((isThere ? "A 1\n" : "") + std::string(kHead).substr(0, 50), content());
+    }
 }
 
 TEST_F(Append, AFailedCloseIsTakenBack) {

@@ -599,6 +599,32 @@ TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
     }
 }
 
+TEST_F(Scan, WithoutMemoryToCountACircleTheScanSaysSo) {
+    box.directory("lib/a").link("lib/a/link", box.path("lib/b"));
+    box.directory("lib/b").link("lib/b/link", box.path("lib/a"));
+    scan();
+    const Reports usual = reports.take();
+    EXPECT_EQ(2U, usual.size());
+    // Nothing but the count is missing then: the loops are found all the same.
+    const test::Report notCounted = {2, "while looking for vekinfo.tag files", box.path("lib/b"), 0};
+    int times = 0;
+    bool isComplete = false;
+    for (int nth = 1; !isComplete && nth < 200; ++nth) {
+        test::faults::failAllocation(nth);
+        scan();
+        isComplete = test::faults::count("malloc") < nth;
+        test::faults::reset();
+        const Reports taken = reports.take();
+        const auto has = [&taken](const test::Report &report) {
+            return std::find(taken.begin(), taken.end(), report) != taken.end();
+        };
+        const bool otherwiseUsual = taken.size() == usual.size() + 1 && has(usual[0]) && has(usual[1]);
+        times +=
+            otherwiseUsual && (has(notCounted) || has({2, notCounted.text, box.path("lib/a"), 0})) ? 1 : 0;
+    }
+    EXPECT_EQ(1, times) << "memory for the counts is asked for once";
+}
+
 TEST_F(Scan, TheReportOfMissingMemoryNamesTheDirectory) {
     box.directory("lib/a");
     test::faults::failAllocation(1);
