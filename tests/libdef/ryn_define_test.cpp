@@ -136,6 +136,15 @@ TEST(RynDefine, APathThatCannotBeGeneratedIsReportedWithItsText) {
     EXPECT_EQ(definitions.names(), Names{});
 }
 
+TEST(RynDefine, TheHandlersResultForAPathThatCannotBeGeneratedIsTheStatus) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
+    recorded.warningResult = 6;
+    for (const char *keyword : {"DEFINE", "SOFTDEFINE"}) {
+        EXPECT_EQ(execute(definitions, std::string(keyword) + " lib ~nosuchuser/x", 2), 6);
+    }
+}
+
 TEST(RynDefine, AVariableThatLeadsBackToItselfIsAnInvalidPath) {
     Definitions definitions(Environment{{"A", "$B/x"}, {"B", "$A"}});
     expectDiagnostic(definitions, "DEFINE lib $A/lib\n", {20, "$A/lib", definitions.path("vek.lib"), 1},

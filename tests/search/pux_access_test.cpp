@@ -78,7 +78,9 @@ TEST(QuickAccess, FileThatIsNoDirectoryOnTheWayFailsWithTheErrorOfStat) {
 }
 
 TEST(QuickAccess, NullPathFails) {
+    errno = 0;
     EXPECT_EQ(pux_quick_access(nullptr, PUXI_READABLE), -1);
+    EXPECT_EQ(errno, EFAULT);
 }
 
 TEST(QuickAccess, ModeZeroAsksForExistenceOnly) {

@@ -437,8 +437,11 @@ TEST(SearchStart, FailureToBuildTheDefaultListIsTheResult) {
     EXPECT_EQ(puxSearchEx(list, nullptr, nullptr, nullptr, nullptr, 0), PUX_NOT_INITIALIZED);
     EXPECT_EQ(puxFindWritable(list, "n", out.data(), out.size()), PUX_NOT_INITIALIZED);
     EXPECT_EQ(puxFindWritableEx(list, "n", nullptr, out.data(), out.size()), PUX_NOT_INITIALIZED);
-    EXPECT_EQ(puxFullSearch(list, "n", nullptr, &result), PUX_NOT_INITIALIZED);
+    EXPECT_EQ(fullSearch(list, "n").code, PUX_NOT_INITIALIZED);
+    char *preset = nullptr;
+    result = &preset;
     EXPECT_EQ(puxFullSearchDirList(list, "n", nullptr, &result), PUX_NOT_INITIALIZED);
+    EXPECT_EQ(result, nullptr);
     EXPECT_EQ(result, nullptr);
 }
 

@@ -48,7 +48,9 @@ TEST_F(SetupLoc, OnlyTheFirstTokenOfALineCounts) {
 
 TEST_F(SetupLoc, CommentsAndBlankLinesGiveNothing) {
     box.directory("a").directory("-a").directory(";").directory("#a").directory("--a");
-    EXPECT_EQ(parse("; a\n;\n#a\n# a\n--a\n-- a\n  ;a\n\n \t \n-a\n"), (Strings{"-a"}));
+    box.directory("a-").directory("a;").directory("a#");
+    EXPECT_EQ(parse("; a\n;\n#a\n# a\n--a\n-- a\n  ;a\n\n \t \n-a\na-\na;\na#\n"),
+              (Strings{"-a", "a-", "a;", "a#"}));
 }
 
 TEST_F(SetupLoc, QuotedPathMayHoldBlanks) {
