@@ -653,6 +653,15 @@ TEST(VekHashRebuildTable, GrowsFourfoldOnCall) {
     EXPECT_EQ(items.table.entryCount, 5);
 }
 
+TEST(VekHashRebuildTable, GrowsATableOfOneBucket) {
+    Items items(4, 3);
+    items.table.bucketCount = 1;
+    items.table.growThreshold = 3;
+    vekHashRebuildTable(&items.table);
+    EXPECT_EQ(items.table.bucketCount, 4);
+    EXPECT_EQ(items.table.growThreshold, 12);
+}
+
 TEST(VekHashRebuildTable, DoesNothingWithoutBuckets) {
     Items items(4, 3);
     const std::int32_t buckets = items.table.bucketCount;

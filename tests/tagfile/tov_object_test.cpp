@@ -131,7 +131,8 @@ TEST(TovMakeVekinfoObj, TheCopiedListsCanGrow) {
 TEST(TovMakeVekinfoObj, ReportsSuccessAlsoWhenMemoryIsExhausted) {
     const test::TagObject source = fullObject();
     for (int nth = 1; nth <= 40; ++nth) {
-        VekinfoObj *made = nullptr;
+        VekinfoObj other;
+        VekinfoObj *made = &other;
         test::faults::failAllocation(nth);
         const int status = tovMakeVekinfoObj(&made, source.get());
         test::faults::reset();
@@ -146,6 +147,27 @@ TEST(TovMakeVekinfoObj, ReportsSuccessAlsoWhenMemoryIsExhausted) {
             EXPECT_LT(nth, 40) << "without a failing allocation there is a copy";
         }
     }
+}
+
+TEST(ToviClearInfoObj, LeavesAnObjectWithNothingSet) {
+    const test::TagObject obj = fullObject();
+    toviClearInfoObj(obj.get());
+    EXPECT_EQ(nullptr, obj->path);
+    EXPECT_EQ(0U, obj->line);
+    EXPECT_EQ(TOV_UNSET, obj->library);
+    EXPECT_EQ(TOV_UNSET, obj->libcheck);
+    EXPECT_EQ(nullptr, obj->dmtype);
+    EXPECT_EQ(0U, obj->nameSpace);
+    EXPECT_EQ(nullptr, obj->names);
+    EXPECT_EQ(0, obj->namesSize);
+    EXPECT_EQ(nullptr, obj->values);
+    EXPECT_EQ(0, obj->valuesSize);
+}
+
+TEST(ToviReportNoMemory, ReportsNoLine) {
+    test::ReportCollector reports;
+    EXPECT_EQ(TOV_MEMORY_ERROR, toviReportNoMemory());
+    EXPECT_EQ((test::Reports{{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}}), reports.take());
 }
 
 TEST(TovDestroyInfoObj, ReleasesWhatTheObjectOwns) { // what it forgets, the leak checker shows

@@ -100,6 +100,12 @@ TEST_F(Write, AnOffSettingOfTheLibraryCheckIsNotWritten) {
     EXPECT_EQ("", written());
 }
 
+TEST_F(Write, AnEntryWithoutAValueIsItsNameAndABlank) {
+    obj->names = vekAddToStrlist(obj->names, "NAME", &obj->namesSize);
+    EXPECT_EQ(1, updateInfoFile(".", obj.get()));
+    EXPECT_EQ(kTemplate + "NAME \n", box.read("vekinfo.tag"));
+}
+
 TEST_F(Write, AnEmptyDmtypeIsNotWritten) {
     obj->dmtype = strdup("");
     EXPECT_EQ("", written());
