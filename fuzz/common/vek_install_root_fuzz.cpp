@@ -69,7 +69,8 @@ std::optional<std::string> modelOfTable(std::string_view table, const std::strin
                 fields.back().push_back(c);
             }
         }
-        if (fields.size() >= 5 && fields[0] == command) {
+        // A line that begins with a separator is no command's.
+        if (fields.size() >= 5 && !fields[0].empty() && fields[0] == command) {
             return fields[4];
         }
     }

@@ -224,6 +224,10 @@ TEST_F(LinkCache, CutsATargetToTheBufferButRemembersAllOfIt) {
         EXPECT_EQ(6, sReadlink(at("l").c_str(), small, 1, definitions.handle));
         EXPECT_STREQ("", small);
         EXPECT_EQ(6, sReadlink(at("l").c_str(), nullptr, 0, definitions.handle));
+        char shorter[7] = {'#', '#', '#', '#', '#', '#', '#'};
+        EXPECT_EQ(6, sReadlink(at("l").c_str(), shorter, 6, definitions.handle));
+        EXPECT_STREQ("targe", shorter);
+        EXPECT_EQ('#', shorter[6]);
         char exact[7];
         EXPECT_EQ(6, sReadlink(at("l").c_str(), exact, 7, definitions.handle));
         EXPECT_STREQ("target", exact);
