@@ -284,7 +284,9 @@ TEST(CachedStat, CompletesAnEntryOfAnAccessTest) {
 
 TEST(CachedStat, ReportsANullPath) {
     Reporting reporting;
-    EXPECT_EQ(sStat(&reporting.registry, nullptr, nullptr, nullptr), RYN_INTERNAL_ERROR);
+    int error = 0;
+    EXPECT_EQ(sStat(&reporting.registry, nullptr, nullptr, &error), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(error, EFAULT);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].code, 1);
     EXPECT_EQ(reports[0].text, "sStat()");
@@ -419,7 +421,9 @@ TEST(CachedAccess, LetsEveryOtherModePassForAKnownPath) {
 
 TEST(CachedAccess, ReportsANullPath) {
     Reporting reporting;
-    EXPECT_EQ(sAccess(&reporting.registry, nullptr, R_OK, nullptr), RYN_INTERNAL_ERROR);
+    int error = 0;
+    EXPECT_EQ(sAccess(&reporting.registry, nullptr, R_OK, &error), RYN_INTERNAL_ERROR);
+    EXPECT_EQ(error, EFAULT);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].code, 1);
     EXPECT_EQ(reports[0].text, "sAccess()");

@@ -471,8 +471,10 @@ TEST_F(LocalSearch, AStartOfMoreThan4095CharactersGivesADefinedResult) {
 }
 
 TEST_F(LocalSearch, AStartWithoutRoomForTheNameOfTheFileIsPassedOver) {
-    box.file("vekinfo.tag", "X 1\n");
-    const std::string parent = test::spelledWith(box.path(), 4083);
+    // Of the two one is spelled with 4083 characters without a "/" at the end.
+    box.file("vekinfo.tag", "X 1\n").file("ab/vekinfo.tag", "X 2\n");
+    const bool isOdd = box.path().size() % 2 == 1;
+    const std::string parent = test::spelledWith(isOdd ? box.path() : at("ab"), 4083);
     EXPECT_EQ(parent + "/vekinfo.tag", where(parent + "/d", "X"));
 }
 
