@@ -103,6 +103,13 @@ TEST_F(Discovery, CleansThePathBeforeTheWalk) {
     EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
 }
 
+TEST_F(Discovery, WalksUpFromTheEndOfTheCleanedPath) {
+    install("inst");
+    box.file("inst/tools/bin/vekinfo", "", 0755);
+    start(box.path("inst") + "/./././tools/./././bin/././vekinfo");
+    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+}
+
 TEST_F(Discovery, FindsABareNameAlongPath) {
     install("one");
     install("two");

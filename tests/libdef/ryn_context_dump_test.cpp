@@ -121,6 +121,8 @@ TEST(ContextDump, OfVekLibFilesWithoutPaths) {
               "\nIteration context over vek.lib Files.\n  Next item is path.\n"
               "    full.path=NULL\n\t(path)\n"
               "    path\n\t(nsl.path=NULL)\n\tincluded from: full.path=NULL\n\ton line: -7\n\n");
+    context.cursor = &first;
+    EXPECT_EQ(dumpOf(&context).find("\nIteration context over vek.lib Files.\n  Next item is .\n"), 0U);
 }
 
 TEST(ContextDump, OfAttributes) {

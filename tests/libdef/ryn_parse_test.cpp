@@ -493,6 +493,19 @@ TEST(RynParse, MissingMemoryForAFileIsFatalWithThePlace) {
     }
 }
 
+TEST(RynParse, MissingMemoryForReadingAFileIsFatal) {
+    for (const int nth : {4, 5}) { // the record of the file has been made by then
+        Definitions definitions;
+        definitions.box.file("x", "");
+        ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, test::recordFatal, &definitions.handle), 0);
+        ASSERT_EQ(ryni_parse_veklib_file(definitions.path("x").c_str(), definitions.handle, nullptr), 0);
+        faults::failAllocation(nth);
+        EXPECT_EQ(ryni_parse_veklib_file(definitions.path("x").c_str(), definitions.handle, nullptr), 2);
+        EXPECT_EQ(recorded.fatals, (Reports{{2, "ryni_parse_veklib_file()", "ryni_parse_veklib_file()"}}));
+        faults::reset();
+    }
+}
+
 // ---- odd content
 
 TEST(RynParse, RandomBytesAreOnlySyntaxErrors) {
