@@ -98,7 +98,9 @@ TEST(TovMakeVekinfoObj, CopiesAnObjectWithNothingSet) {
     EXPECT_EQ(nullptr, copy->dmtype);
     EXPECT_EQ(0U, copy->nameSpace);
     EXPECT_EQ(nullptr, copy->names);
+    EXPECT_EQ(0, copy->namesSize);
     EXPECT_EQ(nullptr, copy->values);
+    EXPECT_EQ(0, copy->valuesSize);
 }
 
 TEST(TovMakeVekinfoObj, TheCopyOutlivesItsSource) {
