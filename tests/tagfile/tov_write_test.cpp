@@ -495,6 +495,7 @@ TEST_F(FailedWrite, OfAFileThatMayNotBeReadIsAFailure) {
         EXPECT_EQ(0, updateInfoFile(".", obj.get()));
         expectWriteFailed(".");
     });
+    ASSERT_EQ(0, chmod("vekinfo.tag", 0600));
     EXPECT_EQ(newText_, box.read("vekinfo.tag")) << "nothing is known to put back, and nothing is cut off";
 }
 
