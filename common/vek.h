@@ -14,5 +14,6 @@
 #include "common/vek_string_hash.h"
 #include "common/vek_strlist.h"
 #include "common/vek_tmp.h"
+#include "common/vek_version.h"
 
 #endif

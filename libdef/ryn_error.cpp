@@ -1,5 +1,6 @@
 #include "libdef/ryni_error.h"
 
+#include "common/vek_version.h"
 #include "libdef/ryni_registry.h"
 
 #include <array>
@@ -7,7 +8,7 @@
 #include <cstdio>
 
 [[gnu::used, gnu::retain]] const char ryniIdentString[] =
-    "@(#)$VEK: RYN version 06.01 09/07/2006 03:05 (vek-6.1.0) $";
+    "@(#)$VEK: RYN version 06.01 09/07/2006 03:05 (vek-" VEK_VERSION ") $";
 
 static struct {
     int lastError;
