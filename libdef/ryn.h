@@ -161,8 +161,8 @@ VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned 
 
 enum { RYN_IMPLICIT_ONLY = 1 };
 
-/// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`; 0 when it has
-/// none.
+/// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`: 0 if it has no
+/// such directory. `*flagsOut` is unchanged after a failure.
 VEK_API int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut);
 
 // ---- queries
@@ -309,8 +309,9 @@ VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *libr
 
 // ---- stat cache
 
-/// Switches the process-wide stat cache; calls nest. While the counter is 0 nothing is remembered.
-/// @param on  non-zero counts up; 0 counts down, and forgets everything whenever the counter is then 0
+/// Switches the process-wide stat cache on or off; calls nest. The cache is in use while the counter is above 0.
+/// Every rynInit...() sets the counter to 1 or 0, as `RYN_STAT_CACHE_ON` says; 0 empties the cache.
+/// @param on  non-zero increments the counter; 0 decrements it, and empties the cache if the counter is then 0
 /// @return the new counter
 VEK_API int rynStatCacheCtl(int on);
 

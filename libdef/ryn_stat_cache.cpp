@@ -220,6 +220,9 @@ bool askStat(ryniStatEntry &entry) {
 void ryni_getenv_stat_cache(void) {
     const char *const value = std::getenv("RYN_STAT_CACHE_ON");
     statCache.users = value != nullptr && !vek::equalNoCase(value, "no") ? 1 : 0;
+    if (statCache.users == 0) {
+        purge();
+    }
 }
 
 int ryniStatCacheInUse(void) {

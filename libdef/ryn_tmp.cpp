@@ -147,7 +147,7 @@ int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags, r
 int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut) {
     const rynRegistry *registry = ryniRegistryOf(handle);
     if (registry == nullptr || flagsOut == nullptr) {
-        return RYN_INVALID_PARAMETER;
+        return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynGetImplicitTmpFlags()");
     }
     *flagsOut = registry->implicitTmpFlags;
     return RYN_OK;

@@ -82,7 +82,7 @@ enum {
     RYNI_STAT_NOT_EXISTS = 0x200
 };
 
-/// Sets the switch of the cache to 1 or 0 as `RYN_STAT_CACHE_ON` says. Nothing is forgotten.
+/// Sets the switch of the cache to 1 or 0 as `RYN_STAT_CACHE_ON` says; 0 purges the cache.
 void ryni_getenv_stat_cache(void);
 
 /// @return 1 while the cache is in use

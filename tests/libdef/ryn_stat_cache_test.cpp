@@ -133,13 +133,28 @@ TEST(StatCacheSwitch, StartsFromTheEnvironmentWithOneOrNothing) {
     rynStatCacheCtl(0);
 }
 
-TEST(StatCacheSwitch, ForgetsNothingWhenItIsSetFromTheEnvironment) {
+TEST(StatCacheSwitch, PurgesWhenTheEnvironmentSetsItToZero) {
     const Cached cached;
     EXPECT_EQ(statOf("missing"), -1);
-    usersAfterReading("no");
-    EXPECT_NE(entryOf("missing"), nullptr);
     usersAfterReading("yes");
     EXPECT_NE(entryOf("missing"), nullptr);
+    for (const char *const off : {"no", static_cast<const char *>(nullptr)}) {
+        EXPECT_EQ(statOf("missing"), -1);
+        usersAfterReading(off);
+        EXPECT_EQ(entryOf("missing"), nullptr);
+    }
+}
+
+TEST(StatCacheSwitch, ARegistryCreatedWithoutTheVariableEmptiesTheCache) {
+    test::setEnvironment({});
+    Cached cached;
+    rynHandle handle = nullptr;
+    EXPECT_EQ(ryni_quick_access(nullptr, "later", F_OK, nullptr), -1);
+    ASSERT_EQ(rynInit(nullptr, 0, nullptr, nullptr, &handle), RYN_OK);
+    cached.box.directory("later");
+    EXPECT_EQ(rynStatCacheCtl(1), 1);
+    EXPECT_EQ(ryni_quick_access(nullptr, "later", F_OK, nullptr), 0);
+    rynReleaseHandle(handle);
 }
 
 TEST(StatCacheSwitch, CountsUpForEveryValueButZero) {
@@ -170,8 +185,8 @@ TEST(StatCacheSwitch, PurgesWhenTheLastUserLeaves) {
 
 TEST(StatCacheSwitch, PurgesAtZeroAlsoWhenItWasThere) {
     const Cached cached;
+    EXPECT_EQ(rynStatCacheCtl(0), 0);
     EXPECT_EQ(statOf("missing"), -1);
-    usersAfterReading("no");
     EXPECT_NE(entryOf("missing"), nullptr);
     EXPECT_EQ(rynStatCacheCtl(0), 0);
     EXPECT_EQ(entryOf("missing"), nullptr);

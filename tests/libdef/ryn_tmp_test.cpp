@@ -362,19 +362,28 @@ TEST_F(ImplicitTmp, ComesWithTheOptionsOfTheRegistry) {
     expectNoImplicit();
 }
 
-TEST_F(ImplicitTmp, HasItsFlagsAskedForThroughTheDefaultHandle) {
+TEST_F(ImplicitTmp, FlagsAreThoseOfTheDefaultHandleForNull) {
     box.directory("t");
     unsigned flags = 77;
     setImplicit("t", 5);
     EXPECT_EQ(RYN_OK, rynGetImplicitTmpFlags(nullptr, &flags));
     EXPECT_EQ(5U, flags);
-    EXPECT_EQ(RYN_INVALID_PARAMETER, rynGetImplicitTmpFlags(nullptr, nullptr));
-    EXPECT_EQ(RYN_INVALID_PARAMETER, rynGetImplicitTmpFlags(definitions.handle, nullptr));
+}
+
+TEST_F(ImplicitTmp, FlagsWithoutARegistryOrAnOutputAreReported) {
+    unsigned flags = 77;
+    const test::Reports report = {
+        {RYN_INVALID_PARAMETER, "rynGetImplicitTmpFlags()", "rynGetImplicitTmpFlags()"}};
+    for (rynHandle handle : {rynHandle(nullptr), definitions.handle}) {
+        recorded.fatals.clear();
+        EXPECT_EQ(RYN_INVALID_PARAMETER, rynGetImplicitTmpFlags(handle, nullptr));
+        EXPECT_EQ(report, recorded.fatals);
+    }
+    recorded.fatals.clear();
     definitions.release();
-    test::Capture capture;
     EXPECT_EQ(RYN_INVALID_PARAMETER, rynGetImplicitTmpFlags(nullptr, &flags));
-    EXPECT_EQ("", capture.err());
-    EXPECT_TRUE(recorded.fatals.empty());
+    EXPECT_EQ(report, recorded.fatals);
+    EXPECT_EQ(77U, flags);
 }
 
 TEST_F(ImplicitTmp, UpdatesOneLibraryWithTheRootsItIsGiven) {
