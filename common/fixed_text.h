@@ -96,8 +96,6 @@ class FixedText {
 
 /// A path or line of at most 4095 characters.
 using PathText = FixedText<VEK_PATH_SIZE>;
-/// A search result of at most 1023 characters.
-using SearchPathText = FixedText<VEK_SEARCH_PATH_SIZE>;
 
 /// Copies `text` and its NUL into a caller's buffer of `size` bytes. @return whether it fitted; else the
 /// buffer is untouched

@@ -85,10 +85,11 @@ VEK_API char *pux_mkstring(const char *s);
 // The searches. `list` is a search list, null for the default one, which is built when there is none (its
 // building's failure is the result). Inside each directory they try search groups in order: subdirectory names,
 // "." for the directory itself. The default groups are ".tolvane", "." and "veksetup". A library directory is
-// searched in ".tolvane" only. Results are built in VEK_SEARCH_PATH_SIZE bytes; `outSize` counts the NUL.
-// All return a PUX_ code: PUX_FILE_NOT_FOUND when nothing matches, PUX_INVALID_PARAMETER for a null argument
-// that has no meaning, PUX_BUFFER_TOO_SMALL when a candidate or the result does not fit, and
-// PUX_PERMISSION_DENIED, with the path in `out`, when a match exists but cannot be read.
+// searched in ".tolvane" only. A result has fewer than VEK_SEARCH_PATH_SIZE characters, however large `out` is;
+// `outSize` counts the NUL. All return a PUX_ code: PUX_FILE_NOT_FOUND when nothing matches,
+// PUX_INVALID_PARAMETER for a null argument that has no meaning, PUX_PERMISSION_DENIED, with the path in `out`,
+// when a match exists but cannot be read, and PUX_BUFFER_TOO_SMALL when the path of a match, readable or not,
+// does not fit. A path that does not exist ends no search, however long it is.
 
 /// Finds the first readable match of the file name `name`.
 ///

@@ -33,16 +33,19 @@ struct Search {
     size_t outSize;
 };
 
-/// Hands a path to the caller. @return `code`, or that the path does not fit
+/// Copies a path to the caller's buffer, which may be larger than a search result.
+/// @return `code`, or PUX_BUFFER_TOO_SMALL
 int deliver(const Search &search, std::string_view path, int code) {
-    return vek::copyToBuffer(path, search.out, search.outSize) ? code : PUX_BUFFER_TOO_SMALL;
+    const bool fits =
+        path.size() < VEK_SEARCH_PATH_SIZE && vek::copyToBuffer(path, search.out, search.outSize);
+    return fits ? code : PUX_BUFFER_TOO_SMALL;
 }
 
 int searchGroup(const Search &search, const char *directory, const char *group) {
-    vek::SearchPathText candidate;
-    const int joined = pux_concat_path(directory, group, search.name, candidate.data(), VEK_SEARCH_PATH_SIZE);
+    vek::PathText candidate;
+    const int joined = pux_concat_path(directory, group, search.name, candidate.data(), VEK_PATH_SIZE);
     if (joined != PUX_OK) {
-        return joined;
+        return joined; // stat() of a path that long always fails with ENAMETOOLONG, not with ENOENT
     }
     candidate.measure();
     if (pux_quick_access(candidate.c_str(), PUXI_READABLE) == 0) {

@@ -108,14 +108,6 @@ TEST(FixedText, HoldsPathsOfAtMost4095Characters) {
     EXPECT_FALSE(text.assign(std::string(4097, 'p')));
 }
 
-TEST(FixedText, HoldsSearchResultsOfAtMost1023Characters) {
-    vek::SearchPathText text;
-    EXPECT_TRUE(text.assign(std::string(1023, 'p')));
-    EXPECT_EQ(1023U, std::strlen(text.c_str()));
-    EXPECT_FALSE(text.assign(std::string(1024, 'p')));
-    EXPECT_FALSE(text.assign(std::string(1025, 'p')));
-}
-
 TEST(CopyToBuffer, CopiesTheTextAndANulOrNothing) {
     char buffer[8] = "before";
     EXPECT_FALSE(vek::copyToBuffer("abc", buffer, 3));

@@ -504,13 +504,14 @@ TEST(RynSearch, MatchThatCannotBeReadIsDenied) {
 
 TEST(RynSearch, PathOfOver1023CharactersDoesNotFit) {
     SearchProject project;
-    const std::string name(200, 'n');
     std::string directory = "lib";
     for (int i = 0; i < 5; ++i) {
         directory += "/" + std::string(200, 'd');
     }
     project.box.directory(directory);
     ASSERT_EQ(project.load("DEFINE lib " + directory + "\n"), 0);
+    EXPECT_EQ(project.search(nullptr, "lib", "n"), kNotFound);
+    project.box.file(directory + "/.tolvane/n", "");
     EXPECT_EQ(project.search(nullptr, "lib", "n"), (Found{RYN_BUFFER_TOO_SMALL, "untouched"}));
     EXPECT_EQ(project.fullSearch(), kNothing);
     EXPECT_EQ(project.findWritable(), kNotFound);

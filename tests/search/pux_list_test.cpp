@@ -251,15 +251,27 @@ TEST_F(SearchList, SetupLocThatCannotBeOpenedIsAnError) {
     EXPECT_EQ(test::strings(list), before);
 }
 
-TEST_F(SearchList, DefaultDirectoryTooLongToBeSearchedIsAnError) {
-    // The longest candidate in it, DIRECTORY/.tolvane/setup.loc, has 1024 characters.
-    const std::size_t length = 1024 - std::strlen("/.tolvane/setup.loc");
-    process.environment({{"HOME", box.path(test::directoryOfLength(box, length))}});
+TEST_F(SearchList, LongDirectoryWithoutASetupLocIsPartOfTheList) {
+    for (const std::size_t length : {1000U, 1012U, 1013U, 1014U, 1023U}) {
+        const std::string directory = box.path(test::directoryOfLength(box, length));
+        process.environment({{"HOME", directory}});
+        EXPECT_EQ(build(), (Strings{".", directory})) << length;
+    }
+}
+
+TEST_F(SearchList, SetupLocBehindALongDirectoryIsFound) {
+    box.file("project/setup.loc", "/\n");
+    process.environment(
+        {{"HOME", box.path(test::directoryOfLength(box, 1023))}, {"VEK_PROJECT", box.path("project")}});
+    EXPECT_EQ(build(), (Strings{"/"}));
+}
+
+TEST_F(SearchList, SetupLocWhosePathHas1024CharactersIsAnError) {
+    const std::string directory = test::directoryOfLength(box, 1024 - std::strlen("/setup.loc"));
+    box.file(directory + "/setup.loc", "/\n");
+    process.environment({{"HOME", box.path(directory)}});
     EXPECT_EQ(puxInitialize(nullptr), PUX_BUFFER_TOO_SMALL);
     EXPECT_EQ(puxiDefaultList(), nullptr);
-    const std::string fits = box.path(test::directoryOfLength(box, length - 1));
-    process.environment({{"HOME", fits}});
-    EXPECT_EQ(build(), (Strings{".", fits}));
 }
 
 // The start directory.
@@ -359,7 +371,9 @@ TEST_F(SearchList, BuildingAgainForNobodyFreesTheOldOne) {
 TEST_F(SearchList, FailureLeavesTheDefaultHandle) {
     const Strings before = build();
     char **const list = puxiDefaultList();
-    process.environment({{"HOME", box.path(test::directoryOfLength(box, 1020))}});
+    const std::string directory = test::directoryOfLength(box, 1020);
+    box.file(directory + "/setup.loc", "/\n");
+    process.environment({{"HOME", box.path(directory)}});
     EXPECT_EQ(puxInitialize(nullptr), PUX_BUFFER_TOO_SMALL);
     EXPECT_EQ(puxiDefaultList(), list);
     char *entry = nullptr;

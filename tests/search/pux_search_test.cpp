@@ -246,25 +246,61 @@ TEST_F(Search, ResultMustFitWithItsEnd) {
     EXPECT_EQ(search(list, "n", 1), (Found{PUX_BUFFER_TOO_SMALL, ""}));
 }
 
-TEST_F(Search, CandidateOf1023CharactersIsTestedAndOf1024IsTooLong) {
-    const auto nameFor = [&](std::size_t length) {
-        return box.path(test::directoryOfLength(box, length - std::strlen("/.tolvane/n")));
-    };
-    const std::string fits = nameFor(1023);
-    const std::string tooLong = nameFor(1024);
-    CList shortList({fits});
-    EXPECT_EQ(search(shortList, "n", 5000), kNotFound);
-    box.file(fits.substr(box.path().size() + 1) + "/.tolvane/n", "");
-    EXPECT_EQ(search(shortList, "n", 5000), (Found{PUX_OK, fits + "/.tolvane/n"}));
-    // The file itself would fit, but the candidate before it does not.
-    box.file(tooLong.substr(box.path().size() + 1) + "/n", "");
-    CList longList({tooLong});
-    test::faults::reset();
-    EXPECT_EQ(search(longList, "n", 5000), kTooSmall);
-    EXPECT_EQ(test::faults::count("stat"), 0);
+TEST_F(Search, MatchOf1023CharactersIsFoundAndOf1024IsTooLong) {
+    for (const std::size_t length : {1023U, 1024U, 1025U, 4000U}) {
+        const std::string directory = test::directoryOfLength(box, length - std::strlen("/n"));
+        box.file(directory + "/n", "");
+        const std::string path = box.path(directory);
+        CList list({path});
+        EXPECT_EQ(search(list, "n", 5000), length == 1023 ? Found({PUX_OK, path + "/n"}) : kTooSmall)
+            << length;
+    }
 }
 
-TEST_F(Search, HugeNamesAndDirectoriesAreTooLong) {
+TEST_F(Search, MissingCandidateOf1024CharactersDoesNotEndTheSearch) {
+    box.file("b/n", "").file("l/.tolvane/n", "");
+    for (const std::size_t length : {1012U, 1013U, 1020U, 1021U, 1022U, 1023U, 2000U, 4080U}) {
+        const std::string longPath = box.path(test::directoryOfLength(box, length));
+        CList list({longPath, "b"});
+        EXPECT_EQ(search(list, "n"), (Found{PUX_OK, "b/n"})) << length;
+        CList library({"@LIBRARY"});
+        CList libraries({longPath, "l"});
+        EXPECT_EQ(searchEx(library, "n", nullptr, libraries), (Found{PUX_OK, "l/.tolvane/n"})) << length;
+        CList alone({longPath});
+        EXPECT_EQ(search(alone, "n"), kNotFound) << length;
+    }
+}
+
+TEST_F(Search, LaterGroupIsFoundWhenAnEarlierCandidateHas1024Characters) {
+    // "/veksetup/n" and "/.tolvane/n" make 1024 characters, "/n" does not.
+    const std::string directory = test::directoryOfLength(box, 1024 - std::strlen("/.tolvane/n"));
+    const std::string path = box.path(directory);
+    box.file(directory + "/n", "");
+    CList list({path});
+    EXPECT_EQ(search(list, "n"), (Found{PUX_OK, path + "/n"}));
+}
+
+TEST_F(Search, CandidateOf1024CharactersThatCannotBeTestedIsTooLong) {
+    const std::string unreadable = test::directoryOfLength(box, 1030);
+    const std::string closed = test::directoryOfLength(box, 1040);
+    const std::string noDirectory = test::directoryOfLength(box, 1050);
+    box.file(unreadable + "/n", "", 0000).directory(closed + "/.tolvane", 0000);
+    box.file(noDirectory + "/.tolvane", "").file("b/n", "");
+    test::asUnprivileged([&] {
+        for (const std::string &directory : {unreadable, closed, noDirectory}) {
+            CList list({box.path(directory), "b"});
+            EXPECT_EQ(search(list, "n"), kTooSmall) << directory.size();
+        }
+        puxReleaseHandle(nullptr);
+    });
+}
+
+TEST_F(Search, PathsThatNoSystemCallTakesAreTooLong) {
+    for (const std::size_t length : {4082U, 4083U, 4084U, 4085U, 4086U}) { // with "/.tolvane/n" 4093 to 4097
+        const std::string path = box.path(test::directoryOfLength(box, length));
+        CList list({path});
+        EXPECT_EQ(search(list, "n"), length <= 4084 ? kNotFound : kTooSmall) << length;
+    }
     const std::string huge(100000, 'x');
     CList list({"."});
     EXPECT_EQ(search(list, huge.c_str()), kTooSmall);
