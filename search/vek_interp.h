@@ -17,12 +17,12 @@ enum {
     VEK_INTERP_RECURSIVE = 8       ///< repeat until nothing is left to replace, at most 20 times
 };
 
-/// Error codes of vekInterpolate().
+/// Error codes of vekInterpolate(). A value of over 2047 characters is an error: that of its kind of reference.
 enum {
     VEK_INTERP_OK = 0,
     VEK_INTERP_OUT_TOO_SMALL = 2,    ///< the output buffer is too small, or memory is exhausted
-    VEK_INTERP_NOT_SET = 3,          ///< an environment variable is not set
-    VEK_INTERP_UNKNOWN_USER = 4,     ///< `~user` names no known user
+    VEK_INTERP_NOT_SET = 3,          ///< an environment variable is not set, or its value is too long
+    VEK_INTERP_UNKNOWN_USER = 4,     ///< `~user` names no known user, or a home directory is too long
     VEK_INTERP_TOO_RECURSIVE = 5,    ///< recursive mode exceeded its limit, or one of its passes failed
     VEK_INTERP_NULL_ARGUMENT = 7,    ///< input or output is null
     VEK_INTERP_BADLY_FORMED = 8,     ///< an unterminated reference, or one inside another

@@ -14,8 +14,8 @@ namespace {
 
 enum class Lookup : std::uint8_t {
     Found,
-    Unchanged, ///< the reference stays as it is, and that is no error
-    Failed
+    Unchanged, ///< the reference stays as it is, without an error
+    Failed     ///< the reference stays as it is, with an error
 };
 
 /// A part of the text, for C functions: the character behind it is NUL while this lives.
@@ -78,22 +78,26 @@ InterpReference openBrace() {
     return {2, "${", false};
 }
 
-/// The value becomes `text`, a heap string of this caller's, or null.
-bool takeValue(InterpValue &value, char *text, std::string_view below = "") {
-    const OwnedText owned(text);
-    return owned && value.assign(owned.get(), below);
+/// Sets the value to `root`, a heap string that this function frees, followed by `below`.
+/// @return Unchanged for null, Failed if the value is too long
+Lookup takeRoot(InterpValue &value, char *root, std::string_view below = "") {
+    const OwnedText owned(root);
+    if (!owned) {
+        return Lookup::Unchanged;
+    }
+    return value.assign(owned.get(), below) ? Lookup::Found : Lookup::Failed;
 }
 
 Lookup lookUpVariable(const char *name, InterpValue &value) {
-    // The environment has no say here: a tool reads the files of the installation that it belongs to.
+    // Documented: VEK_INST_DIR is never read from the environment; it is always the running tool's own root.
     if (std::string_view(name) == "VEK_INST_DIR") {
-        return takeValue(value, vekGetInstallRoot()) ? Lookup::Found : Lookup::Unchanged;
+        return takeRoot(value, vekGetInstallRoot());
     }
     if (const char *set = std::getenv(name); set != nullptr) {
         return value.assign(set) ? Lookup::Found : Lookup::Failed;
     }
     if (std::string_view(name) == "VEK_SITE") {
-        return takeValue(value, vekGetInstallRoot(), "/share/local") ? Lookup::Found : Lookup::Unchanged;
+        return takeRoot(value, vekGetInstallRoot(), "/share/local");
     }
     return Lookup::Failed;
 }
@@ -143,7 +147,7 @@ bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end)
     }
     const std::string_view word = part(in, begin, end);
     if (word == "compute:THIS_TOOL_INST_ROOT") {
-        const bool found = takeValue(in.value, vekGetInstallRoot());
+        const bool found = takeRoot(in.value, vekGetInstallRoot()) == Lookup::Found;
         if (!found) {
             record(in, InterpProblem::NoToolRoot);
         }
@@ -151,7 +155,7 @@ bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end)
     }
     if (word == "compute:THIS_FILE_INST_ROOT") {
         const char *file = in.args.fileName;
-        const bool found = takeValue(in.value, vekGetInstallRootFromFilePath(file));
+        const bool found = takeRoot(in.value, vekGetInstallRootFromFilePath(file)) == Lookup::Found;
         if (!found) {
             record(in, InterpProblem::NoRootForFile, file == nullptr ? "<unspecified>" : file);
         }
@@ -161,7 +165,8 @@ bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end)
         return false;
     }
     const std::size_t path = begin + kWithPath.size();
-    const bool found = takeValue(in.value, vekGetInstallRootWithPath(Terminated(in.text, path, end).c_str()));
+    char *const root = vekGetInstallRootWithPath(Terminated(in.text, path, end).c_str());
+    const bool found = takeRoot(in.value, root) == Lookup::Found;
     if (!found) {
         record(in, InterpProblem::NoRootWithPath, part(in, path, end));
     }
@@ -179,33 +184,36 @@ InterpReference evaluateComputed(const Evaluation &in) {
     return conclude(in, close + 1, found && (in.args.flags & VEK_INTERP_KEEP_COMPUTED) == 0);
 }
 
-bool findOwnHome(InterpValue &value) {
+Lookup lookUpOwnHome(InterpValue &value) {
     const char *home = std::getenv("HOME");
     if (home == nullptr) {
         home = std::getenv("home");
     }
-    return home != nullptr && value.assign(home);
+    if (home == nullptr) {
+        return Lookup::Unchanged;
+    }
+    return value.assign(home) ? Lookup::Found : Lookup::Failed;
 }
 
-bool findUsersHome(const char *user, InterpValue &value) {
+Lookup lookUpUsersHome(const char *user, InterpValue &value) {
     const passwd *entry = getpwnam(user);
-    return entry != nullptr && entry->pw_dir != nullptr && value.assign(entry->pw_dir);
+    const bool found = entry != nullptr && entry->pw_dir != nullptr && value.assign(entry->pw_dir);
+    return found ? Lookup::Found : Lookup::Failed;
 }
 
 InterpReference evaluateHome(const Evaluation &in) {
     const std::size_t begin = in.at + 1;
     const std::size_t end = find(in, '/', begin);
-    const bool ownHome = begin == end;
-    const bool found =
-        ownHome ? findOwnHome(in.value) : findUsersHome(Terminated(in.text, begin, end).c_str(), in.value);
-    if (!found && !ownHome) {
+    const Lookup lookup = begin == end ? lookUpOwnHome(in.value)
+                                       : lookUpUsersHome(Terminated(in.text, begin, end).c_str(), in.value);
+    if (lookup == Lookup::Failed) {
         const std::string_view user = part(in, begin, end);
         const auto space =
             static_cast<std::size_t>(std::find_if(user.begin(), user.end(), isSpace) - user.begin());
         record(in, space < user.size() ? InterpProblem::UserWithSpace : InterpProblem::UnknownUser,
                {user.data(), space});
     }
-    return conclude(in, end, found && (in.args.flags & VEK_INTERP_KEEP_HOMES) == 0);
+    return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_HOMES) == 0);
 }
 
 InterpReference evaluateDollar(const Evaluation &in) {

@@ -46,7 +46,7 @@ void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t posi
 /// Writes to standard error that the code calls itself wrongly.
 void reportBrokenAssertion(int line, const char *assertion);
 
-/// The value of one reference. A longer one counts as not found.
+/// The value of one reference. A longer value is an error; the reference then stays as it is.
 using InterpValue = FixedText<2048>;
 
 struct InterpReference {

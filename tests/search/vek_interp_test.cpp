@@ -459,14 +459,19 @@ TEST(Interpolation, ValueOf2047CharactersIsUsed) {
     expectValue("${VEK_SITE}", value);
 }
 
-TEST(Interpolation, ValueOf2048CharactersCountsAsNotFound) {
+TEST(Interpolation, ValueOf2048CharactersIsAnError) {
     const Installed installed;
     const std::string value(2048, 'v');
     test::setEnvironment({{"LONG", value}, {"HOME", value}, {"VEK_SITE", value}, {"home", "/h"}});
     expectProblem("a$LONG/b", "a$LONG/b", VEK_INTERP_NOT_SET, 1, "environment variable 'LONG' not set");
     expectProblem("${VEK_SITE}", "${VEK_SITE}", VEK_INTERP_NOT_SET, 0,
                   "environment variable 'VEK_SITE' not set");
-    expectUnchanged("~/b");
+    // $home is not used instead of a $HOME that is too long.
+    expectProblem("~/b", "~/b", VEK_INTERP_UNKNOWN_USER, 0, "'~' can't be evaluated");
+    expectProblem("a/~", "a/~", VEK_INTERP_UNKNOWN_USER, 2, "'~' can't be evaluated");
+    test::setEnvironment({{"home", value}});
+    expectProblem("~/b", "~/b", VEK_INTERP_UNKNOWN_USER, 0, "'~' can't be evaluated",
+                  {.flags = VEK_INTERP_KEEP_HOMES});
 }
 
 TEST(Interpolation, HugeValueCountsAsNotFound) {
@@ -474,34 +479,78 @@ TEST(Interpolation, HugeValueCountsAsNotFound) {
     expectProblem("$HUGE", "$HUGE", VEK_INTERP_NOT_SET, 0, "environment variable 'HUGE' not set");
 }
 
-TEST(Interpolation, RootOf2047CharactersIsUsedAndOf2048CountsAsNotFound) {
-    Rootless rootless;
-    // given a directory of 1900 characters, and installations right at the limit below it
+/// Makes an installation whose root has exactly `length` characters. @return the root's path
+std::string installationOfLength(test::Sandbox &box, std::size_t length) {
     std::string base = "d";
-    while (rootless.box.path(base).size() < 1700) {
+    while (box.path(base).size() + 300 < length) {
         base += "/" + std::string(100, 'd');
     }
-    const auto nameTo = [&](std::size_t length) {
-        const std::size_t missing = length - rootless.box.path(base).size() - 2;
-        return base + "/" + std::string(missing / 2, 'x') + "/" + std::string(missing - missing / 2, 'y');
-    };
-    for (const std::size_t length : {2047U, 2048U}) {
-        const std::string root = nameTo(length);
-        ASSERT_EQ(rootless.box.path(root).size(), length);
-        test::makeInstallation(rootless.box, root);
-        const std::string file = rootless.box.path(root) + "/f";
-        // when
-        const Interpolated result = interpolate("$(compute:THIS_FILE_INST_ROOT)", {.fileName = file.c_str()});
-        // then
-        if (length == 2047) {
-            EXPECT_EQ(result.status, 1);
-            EXPECT_EQ(result.out, rootless.box.path(root));
-        } else {
-            EXPECT_EQ(result.status, 0);
-            EXPECT_EQ(result.code, VEK_INTERP_NO_ROOT_FOR_FILE);
-            EXPECT_EQ(result.out, "$(compute:THIS_FILE_INST_ROOT)");
-        }
+    const std::size_t missing = length - box.path(base).size() - 2;
+    const std::string root =
+        base + "/" + std::string(missing / 2, 'x') + "/" + std::string(missing - missing / 2, 'y');
+    test::makeInstallation(box, root);
+    EXPECT_EQ(box.path(root).size(), length);
+    return box.path(root);
+}
+
+TEST(Interpolation, FilesRootOf2047CharactersIsUsedAndOf2048IsAnError) {
+    Rootless rootless;
+    const std::string fits = installationOfLength(rootless.box, 2047) + "/f";
+    expectValue("$(compute:THIS_FILE_INST_ROOT)", fits.substr(0, 2047), {.fileName = fits.c_str()});
+    const std::string tooLong = installationOfLength(rootless.box, 2048) + "/f";
+    expectProblem("$(compute:THIS_FILE_INST_ROOT)", "$(compute:THIS_FILE_INST_ROOT)",
+                  VEK_INTERP_NO_ROOT_FOR_FILE, 0,
+                  "$(compute:THIS_FILE_INST_ROOT) file '" + tooLong +
+                      "' is not in an installation hierarchy \n    file:" + tooLong,
+                  {.fileName = tooLong.c_str()});
+}
+
+TEST(Interpolation, RootWithAPathOf2048CharactersIsAnError) {
+    Rootless rootless;
+    const std::string root = installationOfLength(rootless.box, 2048);
+    rootless.box.file(root.substr(rootless.box.path().size() + 1) + "/x", "");
+    test::setEnvironment({{"PATH", root + "/tools/bin"}});
+    expectProblem("$(inst_root_with:x)", "$(inst_root_with:x)", VEK_INTERP_NO_ROOT_FOR_FILE, 0,
+                  "$(inst_root_with:x) not found");
+}
+
+/// A process of an installation whose root has `length` characters.
+struct LongInstalled {
+    test::Sandbox box;
+    std::string root;
+    explicit LongInstalled(std::size_t length) : root(installationOfLength(box, length)) {
+        const std::string application = root + "/tools/bin/app";
+        box.file(application.substr(box.path().size() + 1), "", 0755);
+        test::setEnvironment({{"PATH", root + "/tools/bin"}, {"HOME", "/h"}});
+        vekInitNonVEKApp(application.c_str());
     }
+};
+
+TEST(Interpolation, ToolsRootOf2047CharactersIsUsed) {
+    const LongInstalled installed(2047);
+    expectValue("$VEK_INST_DIR", installed.root);
+    expectValue("$(compute:THIS_TOOL_INST_ROOT)", installed.root);
+}
+
+TEST(Interpolation, ToolsRootOf2048CharactersIsAnError) {
+    const LongInstalled installed(2048);
+    expectProblem("x$VEK_INST_DIR", "x$VEK_INST_DIR", VEK_INTERP_NOT_SET, 1,
+                  "environment variable 'VEK_INST_DIR' not set");
+    expectProblem("$(compute:THIS_TOOL_INST_ROOT)", "$(compute:THIS_TOOL_INST_ROOT)", VEK_INTERP_NO_TOOL_ROOT,
+                  0, "Can't find installation root");
+}
+
+TEST(Interpolation, SiteBelowTheToolsRootHas2047CharactersAtMost) {
+    const LongInstalled installed(2047 - std::string_view("/share/local").size());
+    expectValue("$VEK_SITE", installed.root + "/share/local");
+}
+
+TEST(Interpolation, SiteBelowTheToolsRootOf2048CharactersIsAnError) {
+    const LongInstalled installed(2048 - std::string_view("/share/local").size());
+    expectProblem("$VEK_SITE", "$VEK_SITE", VEK_INTERP_NOT_SET, 0, "environment variable 'VEK_SITE' not set");
+    expectProblem("${VEK_SITE}/x", "${VEK_SITE}/x", VEK_INTERP_NOT_SET, 0,
+                  "environment variable 'VEK_SITE' not set", {.flags = VEK_INTERP_KEEP_VARIABLES});
+    expectValue("$VEK_INST_DIR", installed.root);
 }
 
 // The handler of one reference.
