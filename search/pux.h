@@ -32,6 +32,10 @@ VEK_API const char *puxGetErrorMsg(int code);
 /// default list itself. The default handle is left pointing at it, and "VEK_ARCH=lnx86" is put into the
 /// environment once. The default list before it is freed when no caller has received it.
 ///
+/// The environment then holds a string of the library itself, which must stay mapped: the shared library is
+/// linked with `-z nodelete`. Link a plugin that contains the archive with `-z nodelete`, too; otherwise getenv()
+/// reads unmapped memory after dlclose() of the plugin.
+///
 /// @param h  receives the list; null for the default handle alone
 /// @return PUX_OK; PUX_NOT_INITIALIZED before vekInit(); PUX_INITIALIZATION_FAILED when no default directory
 ///         exists; PUX_MEMORY_ERROR; or the code of a failed search or parse. After a failure the default

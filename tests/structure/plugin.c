@@ -1,0 +1,11 @@
+// A plugin that contains the archive, linked as pux(3) says.
+
+#include "common/vek.h"
+#include "search/pux.h"
+
+VEK_API int startPlugin(const char *name);
+
+int startPlugin(const char *name) {
+    vekInitNonVEKApp(name);
+    return puxInitialize(NULL);
+}
