@@ -791,6 +791,31 @@ TEST(VekHashGen, HoldsTheFirstBucketsHeadFromTheStart) {
     vekHashStopGen(generator);
 }
 
+TEST(VekHashGen, TakesABucketsHeadOnlyWhenItGetsThere) {
+    Items items(4);
+    items.add(0);
+    items.add(5);
+    items.add(1); // now the head of bucket 1
+    items.add(2);
+    vekHashGenerator *const generator = vekHashStartGen(&items.table);
+    const auto next = [generator] {
+        void *entry = nullptr;
+        return vekHashGen(generator, &entry) != 0 ? static_cast<Item *>(entry)->number : -1;
+    };
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(generator->nextEntry, nullptr);
+    EXPECT_EQ(generator->bucketIndex, 0);
+    items.remove(1); // a head of a later bucket may leave,
+    EXPECT_EQ(next(), 5);
+    items.add(6); // and another may take its place
+    EXPECT_EQ(next(), 6);
+    EXPECT_EQ(next(), 2);
+    items.add(3);
+    EXPECT_EQ(next(), 3);
+    EXPECT_EQ(next(), -1);
+    vekHashStopGen(generator);
+}
+
 TEST(VekHashGen, EndsWhateverHappensToTheTableMeanwhile) {
     Items items(2, 2);
     items.addUpTo(3);

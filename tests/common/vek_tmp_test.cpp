@@ -513,6 +513,18 @@ TEST(VekMkstemp, CreatesAFileForItsOwnerAloneToReadAndWrite) {
     EXPECT_EQ("abc", box.read(name));
 }
 
+TEST(VekMkstemp, DescriptorIsInheritedByOtherPrograms) {
+    test::Sandbox box;
+    char name[] = "fXXXXXX";
+    const vek::OwnedDescriptor file(vek_mkstemp(name));
+    ASSERT_TRUE(file.valid());
+    EXPECT_EQ(0, fcntl(file.get(), F_GETFD) & FD_CLOEXEC);
+    // A program started by this process can write to it.
+    const std::string inherited = "/proc/self/fd/" + std::to_string(file.get());
+    EXPECT_EQ(0, test::run({"/bin/sh", "-c", "echo text >" + inherited}).status);
+    EXPECT_EQ("text\n", box.read(name));
+}
+
 TEST(VekMkstemp, MakesAnotherFileEachTime) {
     test::Sandbox box;
     for (int i = 0; i < 100; ++i) {

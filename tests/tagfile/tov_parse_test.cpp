@@ -318,6 +318,36 @@ TEST_F(InputLine, AShallowCopyAndTheObjectItWasMadeFromChangeTogether) {
     }
 }
 
+TEST_F(InputLine, NamesAndValuesStayParallelWhenMemoryIsExhausted) {
+    for (int entries = 0; entries < 8; ++entries) { // with and without a list that must grow
+        bool failed = true;
+        for (int nth = 1; failed; ++nth) {
+            obj = test::emptyTagObject();
+            test::Entries expected;
+            for (int i = 0; i < entries; ++i) {
+                const std::string number = std::to_string(i);
+                ASSERT_EQ(TOV_OK, handle("N" + number + " " + number));
+                expected.push_back("N" + number + "=" + number);
+            }
+            test::faults::failAllocation(nth);
+            const int status = handle("FAILS value");
+            test::faults::reset();
+            failed = status != TOV_OK;
+            if (failed) {
+                EXPECT_EQ(TOV_MEMORY_ERROR, status) << nth;
+                EXPECT_FALSE(reports.take().empty()) << nth;
+            } else {
+                EXPECT_GT(nth, 2);
+                expected.emplace_back("FAILS=value");
+            }
+            EXPECT_EQ(expected, test::entriesOf(*obj)) << nth;
+            ASSERT_EQ(TOV_OK, handle("NEXT next"));
+            expected.emplace_back("NEXT=next");
+            EXPECT_EQ(expected, test::entriesOf(*obj)) << nth;
+        }
+    }
+}
+
 TEST_F(InputLine, ASyntaxErrorLeavesTheObjectDeliveredLastAlone) {
     const test::TagObject delivered = test::emptyTagObject();
     tempVekinfoFromHash = delivered.get();
@@ -569,6 +599,48 @@ TEST_F(ParseFile, EntriesAddedToAShallowCopyLeaveTheCachedObjectWithValidLists) 
     EXPECT_EQ(copy.names, cached.names);
     EXPECT_EQ(copy.values, cached.values);
     EXPECT_EQ(expected, test::entriesOf(cached)) << "the copy's lists belong to the cache";
+}
+
+TEST_F(ParseFile, EntriesAddedToAShallowCopyUpdateTheCachedSizes) {
+    box.file("vekinfo.tag", "FIRST 1\n");
+    VekinfoObj copy = {};
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &copy, &found));
+    for (int i = 0; i < 100; ++i) {
+        std::string word = "NEXT";
+        char *words[] = {word.data(), nullptr, nullptr};
+        ASSERT_EQ(TOV_OK, toviHandleInputLine(&copy, "vekinfo.tag", nullptr, nullptr, 1, words));
+        VekinfoObj cached = {};
+        ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &cached, &found));
+        EXPECT_EQ(copy.namesSize, cached.namesSize) << i;
+        EXPECT_EQ(copy.valuesSize, cached.valuesSize) << i;
+        EXPECT_GE(cached.namesSize, i + 3) << "a slot for each name, and the null";
+        EXPECT_GE(cached.valuesSize, i + 3);
+    }
+}
+
+TEST_F(ParseFile, ExhaustedMemoryLeavesTheCachedListsParallel) {
+    for (int nth = 1; nth <= 6; ++nth) {
+        tovResetCache();
+        box.file("vekinfo.tag", "FIRST 1\nSECOND 2\n");
+        VekinfoObj copy = {};
+        ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &copy, &found));
+        std::string word = "NEXT";
+        std::string value = "3";
+        char *words[] = {word.data(), value.data(), nullptr};
+        test::faults::failAllocation(nth);
+        const int status = toviHandleInputLine(&copy, "vekinfo.tag", nullptr, nullptr, 2, words);
+        test::faults::reset();
+        reports.take();
+        VekinfoObj cached = {};
+        ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &cached, &found));
+        test::Entries expected = {"FIRST=1", "SECOND=2"};
+        if (status == TOV_OK) {
+            expected.emplace_back("NEXT=3");
+        }
+        EXPECT_EQ(expected, test::entriesOf(cached)) << nth;
+        EXPECT_EQ(copy.namesSize, cached.namesSize) << nth;
+        EXPECT_EQ(copy.valuesSize, cached.valuesSize) << nth;
+    }
 }
 
 TEST_F(ParseFile, ExhaustedMemoryIsNeverSuccessWithLess) {
