@@ -20,12 +20,17 @@ endif()
 # costs what the C library costs, and a reference that crept in fails the link. CMake would add the C++
 # libraries by itself as soon as one object is C++; a C++ driver brings its own.
 # Unoptimized code may keep calls of it that never happen, and the sanitizers need it: there, C++ links.
+set(VEK_OPTIMIZED OFF)
 if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VEK_SANITIZE AND NOT VEK_BUILD_FUZZ)
+  set(VEK_OPTIMIZED ON)
   set(VEK_LINKER_LANGUAGE C)
   set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 else()
   set(VEK_LINKER_LANGUAGE CXX)
 endif()
+
+include(cmake/Hardening.cmake)
+target_compile_options(vek_house_rules INTERFACE ${vek_hardening_compile_options})
 
 # vek_layer(<target> SOURCES <file>... MAY_USE <target>...)
 #

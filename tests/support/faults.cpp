@@ -216,6 +216,19 @@ int __wrap_asprintf(char **text, const char *format, ...) {
     return result;
 }
 
+// The forms of a hardened build. (`flag` asks for checks of the format.)
+int __wrap___vasprintf_chk(char **text, int /*flag*/, const char *format, va_list arguments) {
+    return __wrap_vasprintf(text, format, arguments);
+}
+
+int __wrap___asprintf_chk(char **text, int /*flag*/, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = __wrap_vasprintf(text, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
 int __wrap_open(const char *path, int flags, ...) {
     mode_t mode = 0;
     if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {

@@ -1,0 +1,77 @@
+# Hardening of optimized builds: what Debian's hardening=+all gives. VEK_HARDENING=OFF leaves all of it out. One
+# measure is left to the build when CMAKE_C_FLAGS, CMAKE_CXX_FLAGS or the linker's flags name it, whatever they say:
+# -DCMAKE_CXX_FLAGS=-fno-stack-protector builds without a stack protector.
+#
+# Debug, sanitizer, coverage and fuzz builds have none of it: _FORTIFY_SOURCE needs optimization, and the sanitizers
+# check more.
+
+option(VEK_HARDENING "Harden optimized builds (stack, library calls, control flow, relocations)" ON)
+
+set(vek_hardening_compile_options)
+set(vek_hardening_link_options)
+set(vek_hardened OFF)
+if(VEK_HARDENING AND VEK_OPTIMIZED)
+  set(vek_hardened ON)
+endif()
+set(vek_hardening_complete ${vek_hardened}) # no measure is left to the build
+
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+include(CheckPIESupported)
+
+# Executables are position-independent (CMAKE_POSITION_INDEPENDENT_CODE), at link time, too.
+check_pie_supported(LANGUAGES C CXX)
+
+# vek_harden_compile(<variable> <pattern of the flags that decide otherwise> <flag>...)
+#
+# Adds flags if the compiler has the last one, which VARIABLE caches.
+function(vek_harden_compile variable pattern)
+  if(NOT vek_hardened)
+    return()
+  endif()
+  if("${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "${pattern}")
+    set(vek_hardening_complete OFF PARENT_SCOPE)
+    return()
+  endif()
+  list(GET ARGN -1 flag)
+  check_cxx_compiler_flag(${flag} ${variable})
+  if(${variable})
+    list(APPEND vek_hardening_compile_options ${ARGN})
+    set(vek_hardening_compile_options ${vek_hardening_compile_options} PARENT_SCOPE)
+  endif()
+endfunction()
+
+function(vek_harden_link pattern flag)
+  if(NOT vek_hardened)
+    return()
+  endif()
+  if("${CMAKE_EXE_LINKER_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS}" MATCHES "${pattern}")
+    set(vek_hardening_complete OFF PARENT_SCOPE)
+    return()
+  endif()
+  list(APPEND vek_hardening_link_options ${flag})
+  set(vek_hardening_link_options ${vek_hardening_link_options} PARENT_SCOPE)
+endfunction()
+
+vek_harden_compile(VEK_HAS_STACK_PROTECTOR "stack-protector" -fstack-protector-strong)
+vek_harden_compile(VEK_HAS_STACK_CLASH "stack-clash-protection" -fstack-clash-protection)
+vek_harden_compile(VEK_HAS_CF_PROTECTION "cf-protection" -fcf-protection)
+
+# Level 3 also checks buffers whose size is known only at run time, such as those of malloc(n); level 2, which
+# Debian 12 sets, checks constant sizes only. A compiler or C library without level 3 warns and uses level 2.
+if("${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "_FORTIFY_SOURCE")
+  set(vek_hardening_complete OFF)
+elseif(vek_hardened)
+  set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+  check_cxx_source_compiles("#include <string.h>\nint main() { return 0; }" VEK_HAS_FORTIFY_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  set(level 2)
+  if(VEK_HAS_FORTIFY_3)
+    set(level 3)
+  endif()
+  list(APPEND vek_hardening_compile_options -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${level})
+endif()
+
+# The table of relocations is read-only once the loader has filled it, which must then be at start-up.
+vek_harden_link("relro" LINKER:-z,relro)
+vek_harden_link("-z[, ]?(now|lazy)" LINKER:-z,now)

@@ -1,0 +1,99 @@
+// What an optimized build must have beyond working code (cmake/Hardening.cmake), read from the files themselves.
+
+#include <iterator>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/child.h"
+
+namespace {
+
+std::string outputOf(const std::vector<std::string> &arguments) {
+    const test::Outcome outcome = test::run(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return outcome.out;
+}
+
+std::size_t countOf(const std::string &pattern, const std::string &text) {
+    const std::regex expression(pattern);
+    return static_cast<std::size_t>(
+        std::distance(std::sregex_iterator(text.begin(), text.end(), expression), std::sregex_iterator()));
+}
+
+bool contains(const std::string &text, const std::string &pattern) {
+    return countOf(pattern, text) > 0;
+}
+
+using Names = std::set<std::string>;
+
+Names namesIn(const std::string &text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
+}
+
+// The functions that a file takes from the C library.
+std::string importsOf(const std::string &file) {
+    return outputOf({"nm", "--dynamic", "--undefined-only", "--format=just-symbols", file});
+}
+
+class Hardening : public ::testing::TestWithParam<const char *> {};
+
+} // namespace
+
+TEST_P(Hardening, RelocationsAreReadOnlyAfterStartUp) {
+    EXPECT_TRUE(contains(outputOf({"readelf", "--wide", "--program-headers", GetParam()}), "GNU_RELRO"));
+    EXPECT_TRUE(contains(outputOf({"readelf", "--wide", "--dynamic", GetParam()}), R"(\(FLAGS\).*BIND_NOW)"));
+}
+
+TEST_P(Hardening, StackIsNotExecutable) {
+    const std::string headers = outputOf({"readelf", "--wide", "--program-headers", GetParam()});
+    EXPECT_TRUE(contains(headers, R"(GNU_STACK.* RW )")) << headers;
+}
+
+TEST_P(Hardening, FunctionsCheckTheirStackAndBuffers) {
+    const std::string imports = importsOf(GetParam());
+    EXPECT_TRUE(contains(imports, "__stack_chk_fail"));
+    EXPECT_TRUE(contains(imports, "__memcpy_chk"));
+}
+
+TEST_P(Hardening, LargeFramesTouchEachPage) {
+    // With -fstack-clash-protection a frame grows by one page at a time, and each page is written to.
+    const std::string code = outputOf({"objdump", "--disassemble", "--no-show-raw-insn", GetParam()});
+    const std::size_t pages = countOf(R"(sub +\$0x1000,%rsp)", code);
+    EXPECT_GT(pages, 0U);
+    EXPECT_EQ(pages, countOf(R"(sub +\$0x1000,%rsp\n[^\n]*orq +\$0x0,\(%rsp\))", code));
+}
+
+INSTANTIATE_TEST_SUITE_P(Vekinfo, Hardening, ::testing::Values(VEK_TEST_VEKINFO));
+INSTANTIATE_TEST_SUITE_P(SharedLibrary, Hardening, ::testing::Values(VEK_TEST_SHARED_LIBRARY));
+
+TEST(HardeningOfTheTool, IsPositionIndependent) {
+    EXPECT_TRUE(contains(outputOf({"readelf", "--wide", "--dynamic", VEK_TEST_VEKINFO}), "Flags:.*PIE"));
+}
+
+TEST(HardeningOfTheArchive, EveryObjectHasControlFlowProtection) {
+    // Of the objects and not of the linked files: the linker drops the note where the C library's own start-up
+    // objects lack it, as those of Debian 12 do.
+    const std::string notes = outputOf({"readelf", "--wide", "--notes", VEK_TEST_ARCHIVE});
+    const std::size_t objects = countOf(R"((^|\n)File: )", notes);
+    EXPECT_GT(objects, 0U);
+    EXPECT_EQ(objects, countOf("x86 feature: IBT, SHSTK", notes));
+}
+
+TEST(HardeningOfTests, FaultPointsSeeTheCheckedFunctions) {
+    // _FORTIFY_SOURCE turns read() into __read_chk(), which needs a --wrap of its own to meet the fault point.
+    const Names defined =
+        namesIn(outputOf({"nm", "--defined-only", "--format=just-symbols", VEK_TEST_FAULTY_TESTS}));
+    EXPECT_TRUE(defined.contains("__wrap_read"));
+    static const std::regex checked(R"(__(\w+)_(chk|2)(@.*)?)");
+    for (const std::string &import : namesIn(importsOf(VEK_TEST_FAULTY_TESTS))) {
+        std::smatch found;
+        if (std::regex_match(import, found, checked)) {
+            EXPECT_FALSE(defined.contains("__wrap_" + found[1].str())) << import << " meets no fault point";
+        }
+    }
+}
