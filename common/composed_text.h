@@ -27,6 +27,10 @@ class ComposedText {
     [[nodiscard]] bool isWhole() const { return whole_; }
 
     [[nodiscard]] std::string_view view() const { return {text_.get(), size_}; }
+    [[nodiscard]] std::size_t size() const { return size_; }
+
+    /// Drops everything from offset `size` on.
+    void truncate(std::size_t size) { size_ = size < size_ ? size : size_; }
 
   private:
     void appendOne(std::string_view piece) {

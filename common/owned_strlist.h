@@ -15,6 +15,10 @@ struct FreeStrlist {
 /// A string list (vek_strlist.h) and its strings; release() hands them to a caller.
 using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
+/// Appends a copy of `s` to a string list, as vekAddToStrlist() does, but calls no error hook: for callers that hold a
+/// lock. @return false if memory is exhausted; the list is then unchanged
+[[nodiscard]] bool appendToStrlist(char **&list, const char *s, int *size);
+
 /// A string list that grows by copies of strings, and the counters that such a list needs beside it.
 class StrlistBuilder {
   public:

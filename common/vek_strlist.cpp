@@ -2,6 +2,7 @@
 
 #include "common/ascii.h"
 #include "common/owned.h"
+#include "common/owned_strlist.h"
 #include "common/vek_error.h"
 
 #include <climits>
@@ -27,11 +28,6 @@ struct FreeList {
     void operator()(char **list) const { vekFreeStrlist(list); }
 };
 using OwnedList = std::unique_ptr<char *, FreeList>;
-
-char **reportGrowthFailure() {
-    vekReportError("Error (vekGrowStrlist): realloc failed.\n");
-    return nullptr;
-}
 
 bool mustGrow(const char *const *list, int count, int size) {
     return list == nullptr || count > static_cast<long long>(size) - 2;
@@ -99,6 +95,55 @@ std::size_t allocatedSlots(int slots) {
     return (counted + unit - 1) / unit * unit;
 }
 
+/// vekGrowStrlist() without the report.
+char **growQuietly(char **list, int count, int newSize) {
+    const int strings = list == nullptr || count < 0 ? 0 : count;
+    if (newSize < count) {
+        return list;
+    }
+    // A list without a free slot after its strings gets one that is not counted: it stays terminated, and
+    // no size of 0 reaches realloc(), which would free the list.
+    const int slots = newSize > strings ? newSize : strings + 1;
+    auto *grown = static_cast<char **>(std::realloc(list, allocatedSlots(slots) * sizeof(char *)));
+    if (grown != nullptr) {
+        std::memset(grown + strings, 0, static_cast<std::size_t>(slots - strings) * sizeof(char *));
+    }
+    return grown;
+}
+
+/// What adding a string resulted in.
+enum class Added { Done, NoMemoryForCopy, NoMemoryForList };
+
+/// Puts a copy of `s` at index `*count`. If it fails, the list and the counters are unchanged.
+Added addString(char **&list, const char *s, int *count, int *size) {
+    // A null list has no strings, whatever a counter says that was never set.
+    const int strings = list == nullptr || *count < 0 ? 0 : *count;
+    // Copy first: after the list has moved, nothing may fail, or the caller's list would be lost.
+    OwnedText copy(vekCopyString(s));
+    if (s != nullptr && !copy) {
+        return Added::NoMemoryForCopy;
+    }
+    if (mustGrow(list, strings, *size)) {
+        const int newSize = grownSize(strings, *size);
+        char **grown = newSize == 0 ? nullptr : growQuietly(list, strings, newSize);
+        if (grown == nullptr) {
+            return Added::NoMemoryForList;
+        }
+        list = grown;
+        *size = newSize;
+    }
+    *count = strings;
+    if (copy) {
+        list[strings] = copy.release();
+        *count = strings + 1;
+    }
+    return Added::Done;
+}
+
+void reportGrowthFailure() {
+    vekReportError("Error (vekGrowStrlist): realloc failed.\n");
+}
+
 int compareStrings(const void *a, const void *b) {
     return std::strcmp(*static_cast<const char *const *>(a), *static_cast<const char *const *>(b));
 }
@@ -143,44 +188,24 @@ int vekGetStrlistSize(char **list) {
 }
 
 char **vekFastAddToStrlist(char **list, const char *s, int *count, int *size) {
-    // No list holds no string, whatever a counter says that was never set.
-    const int strings = list == nullptr || *count < 0 ? 0 : *count;
-    // The copy comes first: once the list has moved, nothing may fail, or the caller's list would be lost.
-    OwnedText copy(vekCopyString(s));
-    if (s != nullptr && !copy) {
-        return nullptr;
+    const Added added = addString(list, s, count, size);
+    if (added == Added::NoMemoryForList) {
+        reportGrowthFailure();
     }
-    if (mustGrow(list, strings, *size)) {
-        const int newSize = grownSize(strings, *size);
-        char **grown = newSize == 0 ? reportGrowthFailure() : vekGrowStrlist(list, strings, newSize);
-        if (grown == nullptr) {
-            return nullptr;
-        }
-        list = grown;
-        *size = newSize;
-    }
-    *count = strings;
-    if (copy) {
-        list[strings] = copy.release();
-        *count = strings + 1;
-    }
-    return list;
+    return added == Added::Done ? list : nullptr;
 }
 
 char **vekGrowStrlist(char **list, int count, int newSize) {
-    const int strings = list == nullptr || count < 0 ? 0 : count;
-    if (newSize < count) {
-        return list;
+    char **grown = growQuietly(list, count, newSize);
+    if (grown == nullptr && newSize >= count) {
+        reportGrowthFailure();
     }
-    // A list without a free slot behind its strings gets one that is not counted: it stays terminated, and
-    // no size of 0 reaches realloc(), which would free the list.
-    const int slots = newSize > strings ? newSize : strings + 1;
-    auto *grown = static_cast<char **>(std::realloc(list, allocatedSlots(slots) * sizeof(char *)));
-    if (grown == nullptr) {
-        return reportGrowthFailure();
-    }
-    std::memset(grown + strings, 0, static_cast<std::size_t>(slots - strings) * sizeof(char *));
     return grown;
+}
+
+bool vek::appendToStrlist(char **&list, const char *s, int *size) {
+    int count = countStrings(list, *size);
+    return addString(list, s, &count, size) == Added::Done;
 }
 
 char **vekAddToStrlist(char **list, const char *s, int *size) {

@@ -1,3 +1,5 @@
+// Two hash tables with chains. An edit updates a cached object in place, as far as it differs from the file.
+
 #include "tagfile/tovi_cache.h"
 
 #include "common/ascii.h"
@@ -6,10 +8,9 @@
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
+#include <utility>
 
 VekinfoObj *vekinfoHashTable[TOVI_BUCKETS];
 PathlinkObj *pathlinkHashTable[TOVI_BUCKETS];
@@ -22,7 +23,7 @@ namespace {
 std::size_t bucketOf(const char *key) {
     uint64_t hash = 0;
     for (const char *at = key; *at != '\0'; ++at) {
-        // A byte of 0x80 or above counts with its sign, on every platform.
+        // Documented: the bytes are signed, on every platform.
         hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(*at)));
     }
     return (hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & (TOVI_BUCKETS - 1);
@@ -61,23 +62,57 @@ void destroyLink(PathlinkObj *link) {
     std::free(link);
 }
 
-// ---- whether a cached object defines an entry
+// ---- reading a file into the cache
 
-struct KeywordTest {
-    std::string_view name;
-    bool (*isSet)(const VekinfoObj &);
-};
+tov::Report readIntoCache(const char *tagPath, const char *element, VekinfoObj *&cached, bool &found) {
+    OwnedInfoObj obj = makeEmptyInfoObj();
+    vek::OwnedText path = vek::copyText(tagPath);
+    if (!obj || !path) {
+        return tov::kNoMemory;
+    }
+    const tov::Report report = tov::readTagFile(tov::kKeywords, tagPath, element, *obj, found);
+    if (!report.isError()) {
+        obj->path = path.release();
+        tovVekinfoHashCreate(obj.get());
+        cached = obj.release();
+    }
+    return report;
+}
 
-constexpr std::array<KeywordTest, 4> kKeywordTests = {{
-    // A flag that an edit cleared to 0 counts as set.
-    {"VEKLIBRARY", [](const VekinfoObj &obj) { return obj.library != TOV_UNSET; }},
-    {"VEKLIBCHECK", [](const VekinfoObj &obj) { return obj.libcheck != TOV_UNSET; }},
-    {"DMTYPE", [](const VekinfoObj &obj) { return obj.dmtype != nullptr; }},
-    {"NAMESPACE", [](const VekinfoObj &obj) { return obj.nameSpace != TOV_NAMESPACE_UNSET; }},
-}};
+// ---- objects that follow their file
 
-/// The answer is about the names that differ from `element`, not about those that equal it: a second search in
-/// the same process stops at other files than the first one. Programs rely on where it stops.
+bool isSameString(const char *a, const char *b) {
+    return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
+}
+
+bool isSameList(char **a, char **b) {
+    for (; a != nullptr && b != nullptr && *a != nullptr && *b != nullptr; ++a, ++b) {
+        if (std::strcmp(*a, *b) != 0) {
+            return false;
+        }
+    }
+    return (a == nullptr || *a == nullptr) && (b == nullptr || *b == nullptr);
+}
+
+/// Exchanges the fields that differ, so that strings which are still true stay where callers have found them.
+void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
+    cached.line = obj.line;
+    cached.library = obj.library;
+    cached.libcheck = obj.libcheck;
+    cached.nameSpace = obj.nameSpace;
+    if (!isSameString(cached.dmtype, obj.dmtype)) {
+        std::swap(cached.dmtype, obj.dmtype);
+    }
+    if (!isSameList(cached.names, obj.names) || !isSameList(cached.values, obj.values)) {
+        std::swap(cached.names, obj.names);
+        std::swap(cached.namesSize, obj.namesSize);
+        std::swap(cached.values, obj.values);
+        std::swap(cached.valuesSize, obj.valuesSize);
+    }
+}
+
+/// Documented: present if a name differs from `element`; the test is not for `element` itself. A second search in the
+/// same process can therefore stop at a different file than the first.
 bool namesAnother(const VekinfoObj &obj, const char *element) {
     for (char **name = obj.names; name != nullptr && *name != nullptr && **name != '\0'; ++name) {
         if (!vek::equalNoCase(*name, element)) {
@@ -85,47 +120,6 @@ bool namesAnother(const VekinfoObj &obj, const char *element) {
         }
     }
     return false;
-}
-
-bool isPresent(const VekinfoObj &obj, const char *element) {
-    for (const KeywordTest &test : kKeywordTests) {
-        if (vek::equalNoCase(element, test.name)) {
-            return test.isSet(obj);
-        }
-    }
-    return namesAnother(obj, element);
-}
-
-// ---- reading a file into the cache
-
-int deliver(VekinfoObj *cached, VekinfoObj *out) {
-    tempVekinfoFromHash = cached;
-    *out = *cached;
-    return TOV_OK;
-}
-
-/// The test of a file that was read before; the first reading has the parser's own answer.
-int deliverCached(VekinfoObj *cached, const char *element, VekinfoObj *out, int *found) {
-    *found = element == nullptr || isPresent(*cached, element) ? 1 : 0;
-    return deliver(cached, out);
-}
-
-int readAndDeliver(const char *tagPath, const char *element, VekinfoObj *out, int *found) {
-    OwnedInfoObj obj(static_cast<VekinfoObj *>(std::malloc(sizeof(VekinfoObj))));
-    if (!obj) {
-        return toviReportNoMemory();
-    }
-    tovInitVekinfoObj(obj.get());
-    obj->path = vek::copyText(tagPath).release();
-    if (obj->path == nullptr) {
-        return toviReportNoMemory();
-    }
-    const int status = tovParseVekinfo(tagPath, element, obj.get(), found);
-    if (status != TOV_OK) {
-        return status;
-    }
-    tovVekinfoHashCreate(obj.get());
-    return deliver(obj.release(), out);
 }
 
 } // namespace
@@ -149,26 +143,85 @@ int tovLinkHashCreate(PathlinkObj *link) {
     return 0;
 }
 
-std::size_t toviLinkCount(void) {
+std::size_t tov::countCachedLinks() {
     return cacheCounts.links;
 }
 
+bool tov::isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element) {
+    const Keyword *keyword = keywords.find(element);
+    return keyword == nullptr ? namesAnother(obj, element) : keyword->isPresent(obj);
+}
+
 int tovVekinfoElementExists(const VekinfoObj *obj, const char *element) {
-    return isPresent(*obj, element) ? TOV_OK : TOV_ATTRIBUTE_NOT_ASSIGNED;
+    return tov::isPresent(tov::kKeywords, *obj, element) ? TOV_OK : TOV_ATTRIBUTE_NOT_ASSIGNED;
+}
+
+bool tov::isCached(const char *path) {
+    return peek(vekinfoHashTable, path) != nullptr;
+}
+
+VekinfoObj *tov::updateCache(OwnedInfoObj obj) {
+    VekinfoObj *cached = peek(vekinfoHashTable, obj->path);
+    if (cached == nullptr) {
+        cached = obj.release();
+        tovVekinfoHashCreate(cached);
+    } else {
+        exchangeDifferences(*cached, *obj);
+    }
+    return cached;
+}
+
+void tov::dropFromCache(const char *path) {
+    if (path == nullptr) {
+        return;
+    }
+    for (VekinfoObj **link = &vekinfoHashTable[bucketOf(path)]; *link != nullptr; link = &(*link)->next) {
+        if (std::strcmp((*link)->path, path) == 0) {
+            const OwnedInfoObj dropped(std::exchange(*link, (*link)->next));
+            if (tempVekinfoFromHash == dropped.get()) {
+                tempVekinfoFromHash = nullptr;
+            }
+            return;
+        }
+    }
+}
+
+tov::Report tov::findOrRead(const char *tagPath, const char *element, VekinfoObj *&cached, bool &found) {
+    constexpr Report kNoSuchFile = {.code = TOV_NO_SUCH_FILE};
+    found = false;
+    tempVekinfoFromHash = nullptr;
+    if (tagPath == nullptr) {
+        return kNoSuchFile;
+    }
+    cached = peek(vekinfoHashTable, tagPath);
+    if (cached != nullptr) {
+        // Documented: for a file that was read before, isPresent() decides; on the first reading the parser did.
+        found = element == nullptr || isPresent(kKeywords, *cached, element);
+    } else {
+        const Report report =
+            vekFileExists(tagPath) != 0 ? readIntoCache(tagPath, element, cached, found) : kNoSuchFile;
+        if (report.isError()) {
+            return report;
+        }
+    }
+    tempVekinfoFromHash = cached;
+    return kNoError;
 }
 
 int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found) {
-    int unwanted = 0;
-    found = found == nullptr ? &unwanted : found;
-    tempVekinfoFromHash = nullptr;
-    *found = 0;
-    if (tagPath == nullptr) {
-        return TOV_NO_SUCH_FILE;
+    VekinfoObj *cached = nullptr;
+    bool isFound = false;
+    const tov::Report report = tov::findOrRead(tagPath, element, cached, isFound);
+    if (found != nullptr) {
+        *found = isFound ? 1 : 0;
     }
-    if (VekinfoObj *cached = peek(vekinfoHashTable, tagPath)) {
-        return deliverCached(cached, element, out, found);
+    if (report.isError()) {
+        return report.text == nullptr ? report.code : tov::makeReport(report, tagPath, nullptr);
     }
-    return vekFileExists(tagPath) != 0 ? readAndDeliver(tagPath, element, out, found) : TOV_NO_SUCH_FILE;
+    if (out != nullptr) {
+        *out = *cached;
+    }
+    return TOV_OK;
 }
 
 void tovResetCache(void) {

@@ -1,205 +1,345 @@
+// Adding and clearing an entry. An edit opens and locks the file, reads it through that descriptor, changes an object of
+// its own, writes the file, releases the lock, and only then makes its reports: a handler may edit the same file, or
+// empty the cache.
+
 #include "tagfile/tov.h"
 
 #include "common/ascii.h"
 #include "common/owned.h"
 #include "common/owned_strlist.h"
+#include "common/size_limit.h"
+#include "tagfile/keyword.h"
+#include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
+#include "tagfile/tovi_edited_file.h"
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
-#include "tagfile/tovi_path.h"
 #include "tagfile/tovi_write.h"
 
-#include <array>
-#include <cstdlib>
-#include <string_view>
 #include <utility>
+
+namespace tov {
 
 namespace {
 
-// ---- clearing an entry
+// ---- changes of an object
 
-void clearDmtype(VekinfoObj &obj) {
-    std::free(obj.dmtype);
-    obj.dmtype = nullptr;
-}
-
-struct KeywordClear {
-    std::string_view name;
-    void (*clear)(VekinfoObj &);
-};
-
-constexpr std::array<KeywordClear, 4> kKeywordClears = {{
-    {"VEKLIBRARY", [](VekinfoObj &obj) { obj.library = 0; }},
-    {"VEKLIBCHECK", [](VekinfoObj &obj) { obj.libcheck = 0; }},
-    {"NAMESPACE", [](VekinfoObj &obj) { obj.nameSpace = TOV_NAMESPACE_UNSET; }},
-    {"DMTYPE", clearDmtype},
-}};
-
-void replaceList(char **&list, int32_t &size, vek::StrlistBuilder &by) {
-    vekFreeStrlist(list);
-    size = by.size();
-    list = by.take().release();
-}
-
-/// The entries of the given name are the ones that stay; the others go. A name that no other entry stands
-/// beside changes nothing. Users' files depend on this selection.
+/// Documented: the entries of the given name stay, all others go; if there are no others, nothing changes. Users' files
+/// depend on this selection.
+/// @return false if memory is exhausted
 bool keepOnly(VekinfoObj &obj, const char *name) {
-    vek::StrlistBuilder names;
-    vek::StrlistBuilder values;
+    VekinfoObj kept = {};
+    tovInitVekinfoObj(&kept);
     bool hasOthers = false;
-    for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
-        if (!vek::equalNoCase(obj.names[i], name)) {
+    bool isDone = true;
+    for (int i = 0; isDone && obj.names != nullptr && obj.names[i] != nullptr; ++i) {
+        if (vek::equalNoCase(obj.names[i], name)) {
+            isDone = addApplicationEntry(kept, obj.names[i], obj.values[i]);
+        } else {
             hasOthers = true;
-        } else if (!names.add(obj.names[i]) || !values.add(obj.values[i])) {
-            return false;
         }
     }
-    if (hasOthers) {
-        replaceList(obj.names, obj.namesSize, names);
-        replaceList(obj.values, obj.valuesSize, values);
+    if (isDone && hasOthers) {
+        std::swap(obj.names, kept.names);
+        std::swap(obj.namesSize, kept.namesSize);
+        std::swap(obj.values, kept.values);
+        std::swap(obj.valuesSize, kept.valuesSize);
     }
+    toviClearInfoObj(&kept);
+    return isDone;
+}
+
+/// @return false if memory is exhausted
+bool clearEntry(VekinfoObj &obj, const char *name) {
+    const Keyword *keyword = kKeywords.find(name);
+    if (keyword == nullptr) {
+        return keepOnly(obj, name);
+    }
+    keyword->clear(obj);
     return true;
 }
 
-/// @return false when memory is exhausted; the entries are then as they were
-bool clearEntry(VekinfoObj &obj, const char *name) {
-    for (const KeywordClear &keyword : kKeywordClears) {
-        if (vek::equalNoCase(name, keyword.name)) {
-            keyword.clear(obj);
-            return true;
-        }
+/// An entry that is to be added.
+class Addition {
+  public:
+    /// @return false if memory is exhausted
+    [[nodiscard]] bool make(const char *name, const char *value) {
+        keyword_ = kKeywords.find(name);
+        const bool hasValue = keyword_ == nullptr || keyword_->wordCount > 1;
+        name_ = vek::copyText(name);
+        value_ = vek::copyText(value);
+        words_ = {hasValue ? 2 : 1, {name_.get(), value_.get()}};
+        return name_ && value_ && findRefusal();
     }
-    return keepOnly(obj, name);
-}
+
+    [[nodiscard]] const char *name() const { return name_.get(); }
+    [[nodiscard]] bool isKeyword() const { return keyword_ != nullptr; }
+
+    /// Whether a keyword does not allow the value, or what would be written is a line that the parser rejects.
+    [[nodiscard]] bool isRefused() const { return refusal_.isError(); }
+
+    /// The report of that, with the number of the file's lines.
+    [[nodiscard]] Report refusal(std::uint32_t lineCount) const {
+        Report report = refusal_;
+        report.line = static_cast<int>(lineCount);
+        return report;
+    }
+
+    /// @return false if memory is exhausted
+    [[nodiscard]] bool applyTo(VekinfoObj &obj) const {
+        return !applyWords(kKeywords, words_, obj).isError();
+    }
+
+  private:
+    /// Tries the addition on an object of its own: the writer leaves out what the parser would reject.
+    [[nodiscard]] bool findRefusal() {
+        VekinfoObj trial = {};
+        tovInitVekinfoObj(&trial);
+        vek::ComposedText text;
+        Reports rejected;
+        refusal_ = applyWords(kKeywords, words_, trial);
+        if (!refusal_.isError()) {
+            composeSettings(kKeywords, trial, text, rejected);
+            refusal_ = rejected.first();
+        }
+        toviClearInfoObj(&trial);
+        return refusal_.code != TOV_MEMORY_ERROR && text.isWhole();
+    }
+
+    const Keyword *keyword_ = nullptr;
+    vek::OwnedText name_;
+    vek::OwnedText value_;
+    Words words_;
+    Report refusal_;
+};
 
 // ---- one edit of one file
 
-/// The words of the line that adding an entry comes to.
-class AddedLine {
-  public:
-    AddedLine(const char *name, const char *value)
-        : name_(vek::copyText(name)),
-          value_(vek::copyText(value)), words_{name_.get(), value_.get(), nullptr},
-          count_(vek::equalNoCase(name, "VEKLIBRARY") ? 1 : 2) {}
-
-    /// False when memory is exhausted.
-    [[nodiscard]] bool isMade() const { return name_ && value_; }
-
-    [[nodiscard]] bool isAllowed() { return toviIsAllowedLine(count_, words_.data()) != 0; }
-
-    /// Puts the entry in. A value that the keyword does not allow is reported and left out, which is no failure.
-    bool applyTo(VekinfoObj *obj, const char *tagPath) {
-        return toviHandleInputLine(obj, tagPath, nullptr, nullptr, count_, words_.data()) != TOV_MEMORY_ERROR;
-    }
-
-  private:
-    vek::OwnedText name_;
-    vek::OwnedText value_;
-    std::array<char *, TOVI_LINE_WORDS> words_;
-    int count_;
-};
-
-/// Changes an object in place and writes its file. An edit that is not completed leaves the object as it was.
+/// Clears an entry, or adds one. Its reports are made when it no longer exists, and with it the lock.
 class Edit {
   public:
-    Edit(const char *dir, VekinfoObj *obj) : dir_(dir), obj_(obj) {
-        VekinfoObj *copy = nullptr;
-        tovMakeVekinfoObj(&copy, obj);
-        before_.reset(copy);
-    }
+    /// @param name      the entry; for an addition, its name
+    /// @param addition  null to clear the entry
+    Edit(const char *path, const char *name, const Addition *addition, Reports &reports)
+        : path_(path), name_(name), addition_(addition), reports_(reports), file_(path) {}
 
-    int remove(const char *name) {
-        if (!before_ || !clearEntry(*obj_, name)) {
-            return failWithoutMemory();
+    /// @return 1, or 0 if the edit failed
+    int run() {
+        if (addition_ != nullptr && addition_->isRefused() && !addition_->isKeyword()) {
+            return refuse();
         }
-        return write() ? 1 : undo();
-    }
-
-    /// @param isRead  whether `obj` is what the file says; else it could not be read, and there is nothing to clear
-    int add(AddedLine &line, const char *name, const char *tagPath, bool isRead) {
-        if (!before_ || (isRead && !clearEntry(*obj_, name))) {
-            return failWithoutMemory();
+        const vek::SizeLimitIsNoSignal guard;
+        const Opening opening = addition_ == nullptr ? Opening::Existing : Opening::CreateIfMissing;
+        switch (file_.open(opening, Deadline(kEditWaitMs))) {
+        case Opened::Missing:
+            dropFromCache(path_);
+            return 1; // nothing to clear is a success
+        case Opened::TimedOut:
+            reports_.add(kCannotWrite);
+            return 0;
+        default: // a file that cannot be written is read, reported and answered as any other, without a lock
+            break;
         }
-        // Clearing writes the file, then adding does, and each reports its own failure. One write that succeeds is
-        // enough, as the last one decides: without a value to add it writes what clearing did, and with one the
-        // file need not lack the entry in between.
-        const bool isAllowed = line.isAllowed();
-        const bool isCleared = isRead && !isAllowed && write();
-        if (!line.applyTo(obj_, tagPath)) {
-            return undo();
+        const bool isDone = addition_ == nullptr ? clear() : add();
+        if (!isDone) {
+            file_.removeIfNew();
         }
-        return isCleared || write() || (isRead && isAllowed && write()) ? 1 : undo();
+        return isDone ? 1 : 0;
     }
 
   private:
-    bool write() { return updateInfoFile(dir_, obj_) != 0; }
-
-    int failWithoutMemory() {
-        toviReportNoMemory();
-        return before_ ? undo() : 0;
+    bool clear() {
+        const Report report = read();
+        if (report.isError()) {
+            return report.code !=
+                   TOV_MEMORY_ERROR; // Documented: a file that cannot be read counts as success.
+        }
+        if (!clearEntry(*obj_, name_)) {
+            return failWithoutMemory();
+        }
+        return finish(write());
     }
 
-    int undo() {
-        std::swap(*obj_, *before_);
-        std::swap(obj_->next, before_->next);
-        return 0;
+    bool add() {
+        // Documented: clearing and adding each read the file, and each reports what is wrong with it.
+        isRead_ = !file_.isNew() && (!read().isError() || !read().isError());
+        if (lastRead_.code == TOV_MEMORY_ERROR) {
+            return false; // the file may well be good
+        }
+        if (!isRead_ && !startAnew()) {
+            return failWithoutMemory();
+        }
+        if (isRead_ && !clearEntry(*obj_, name_)) {
+            return failWithoutMemory();
+        }
+        // Documented: clearing writes the file, then adding does, and each reports its own failure. The file is in
+        // fact written once: one write that succeeds is enough, and the file need not lack the entry in between.
+        bool isWritten = false;
+        if (addition_->isRefused()) {
+            isWritten = isRead_ && write();
+            reports_.add(addition_->refusal(obj_->line));
+            isWritten = isWritten || write();
+        } else if (!addition_->applyTo(*obj_)) {
+            return failWithoutMemory();
+        } else {
+            isWritten = write() || (isRead_ && write());
+        }
+        return finish(isWritten);
     }
 
-    const char *dir_;
-    VekinfoObj *obj_;
-    OwnedInfoObj before_;
+    /// Reports an addition that is refused as a whole. The file is not touched.
+    int refuse() {
+        const bool isRead = !readThroughCache().isError() || !readThroughCache().isError();
+        reports_.add(addition_->refusal(isRead ? obj_->line : 0));
+        return 1;
+    }
+
+    // ---- reading
+
+    /// Reads what the file says into an object of the edit's own. An error is added to the reports.
+    Report read() { return file_.isRegular() ? readContent() : readThroughCache(); }
+
+    Report readContent() {
+        const Report report = parseContent();
+        if (report.code == TOV_SYNTAX_ERROR) {
+            dropFromCache(path_);
+        }
+        return noteRead(report);
+    }
+
+    Report parseContent() {
+        const ContentRead result = file_.readContent();
+        if (result != ContentRead::Done) {
+            return result == ContentRead::NoMemory ? kNoMemory : kCannotRead;
+        }
+        if (!makeObject()) {
+            return kNoMemory;
+        }
+        vek::LineReader lines(file_.content());
+        bool found = false;
+        return parseLines(kKeywords, lines, nullptr, *obj_, found);
+    }
+
+    Report readThroughCache() {
+        VekinfoObj *cached = nullptr;
+        bool found = false;
+        Report report = findOrRead(path_, nullptr, cached, found);
+        if (!report.isError()) {
+            VekinfoObj *copy = nullptr;
+            tovMakeVekinfoObj(&copy, cached);
+            obj_.reset(copy);
+            report = obj_ ? kNoError : kNoMemory;
+        }
+        return noteRead(report);
+    }
+
+    Report noteRead(const Report &report) {
+        lastRead_ = report;
+        if (report.isError() && report.text != nullptr) {
+            reports_.add(report);
+        }
+        return report;
+    }
+
+    /// Makes an object in which nothing is set. @return false if memory is exhausted
+    bool makeObject() {
+        obj_ = makeEmptyInfoObj();
+        if (obj_ && path_ != nullptr) {
+            obj_->path = vek::copyText(path_).release();
+        }
+        return obj_ && (path_ == nullptr || obj_->path != nullptr);
+    }
+
+    /// For a file that does not exist or cannot be read: the edit writes what it adds, and nothing else.
+    bool startAnew() {
+        dropFromCache(path_);
+        return makeObject();
+    }
+
+    // ---- writing
+
+    /// Writes the object, which must not change afterwards. A failure is added to the reports.
+    bool write() {
+        if (!isComposed_) {
+            composeSettings(kKeywords, *obj_, text_, reports_);
+            isComposed_ = true;
+        }
+        if (text_.isWhole() && file_.replace(text_.view())) {
+            return true;
+        }
+        reports_.add(kCannotWrite);
+        return false;
+    }
+
+    bool failWithoutMemory() {
+        reports_.add(kNoMemory);
+        return finish(false);
+    }
+
+    /// Makes the cache describe what is in the file now. @return `isWritten`
+    bool finish(bool isWritten) {
+        if (isRead_ && (isWritten || hasOldObject())) {
+            tempVekinfoFromHash = updateCache(std::move(obj_));
+        }
+        return isWritten;
+    }
+
+    /// After a failed write: reads the old content once more, if the edit works on a locked file.
+    bool hasOldObject() {
+        if (!file_.isRegular()) {
+            return false; // the cache holds it
+        }
+        const bool isParsed = !parseContent().isError();
+        if (!isParsed) {
+            dropFromCache(path_);
+        }
+        return isParsed;
+    }
+
+    const char *path_;
+    const char *name_;
+    const Addition *addition_;
+    Reports &reports_;
+    EditedFile file_;
+    OwnedInfoObj obj_;
+    Report lastRead_;
+    bool isRead_ = true;
+    vek::ComposedText text_;
+    bool isComposed_ = false;
 };
 
-/// Reads the file, or finds it in the cache; either way the last-object slot holds it.
-int read(const char *tagPath) {
-    VekinfoObj shallow = {};
-    int found = 0;
-    return tovGetVekinfoAtLoc(tagPath, nullptr, &shallow, &found);
-}
-
-int addToUnread(const char *dir, const char *tagPath, AddedLine &line, const char *name) {
-    VekinfoObj fresh = {};
-    tovInitVekinfoObj(&fresh);
-    const int result = Edit(dir, &fresh).add(line, name, tagPath, false);
-    toviClearInfoObj(&fresh);
+/// Runs one edit. The arguments may be strings that the edit makes invalid: it works on copies.
+int edit(const char *dir, const char *name, const char *value) {
+    const vek::OwnedText path = tagFilePath(dir);
+    const vek::OwnedText directory = dir == nullptr ? nullptr : vek::copyText(dir);
+    const vek::OwnedText ownName = vek::copyText(name);
+    Addition addition;
+    Reports reports;
+    int result = 0;
+    if ((dir != nullptr && (!path || !directory)) || !ownName ||
+        (value != nullptr && !addition.make(name, value))) {
+        reports.add(kNoMemory);
+    } else {
+        result = Edit(path.get(), ownName.get(), value == nullptr ? nullptr : &addition, reports).run();
+    }
+    reports.make(path.get(), directory.get());
     return result;
 }
 
 } // namespace
 
+} // namespace tov
+
 int tovRemoveEntry(const char *dir, const char *name) {
-    const vek::OwnedText tagPath = toviTagFilePath(dir);
-    if (dir != nullptr && !tagPath) {
-        toviReportNoMemory();
-        return 0;
-    }
-    if (name == nullptr || read(tagPath.get()) != TOV_OK) {
-        return 1; // nothing to clear is a success
-    }
-    return Edit(dir, tempVekinfoFromHash).remove(name);
+    return dir == nullptr || name == nullptr ? 1 : tov::edit(dir, name, nullptr);
 }
 
 int tovAddEntry(const char *dir, const char *name, const char *value) {
-    const vek::OwnedText tagPath = toviTagFilePath(dir);
-    const char *givenName = name == nullptr ? "" : name;
-    AddedLine line(givenName, value == nullptr ? "" : value);
-    if ((dir != nullptr && !tagPath) || !line.isMade()) {
-        toviReportNoMemory();
-        return 0;
-    }
-    // Clearing and adding each read the file: what is wrong with it is reported twice.
-    const int status = read(tagPath.get()) == TOV_OK ? TOV_OK : read(tagPath.get());
-    if (status == TOV_OK) {
-        return Edit(dir, tempVekinfoFromHash).add(line, givenName, tagPath.get(), true);
-    }
-    if (status == TOV_MEMORY_ERROR) {
-        return 0; // the file may well be good
-    }
-    return addToUnread(dir, tagPath.get(), line, givenName);
+    return tov::edit(dir, name == nullptr ? "" : name, value == nullptr ? "" : value);
 }
 
 int tovSetPathDmType(const char *dir, const char *value) {
-    return tovAddEntry(dir, "DMTYPE", value);
+    return tovAddEntry(dir, tov::kDmtype, value);
 }
 
 int tovSetPathUnmanaged(const char *dir) {
@@ -207,5 +347,5 @@ int tovSetPathUnmanaged(const char *dir) {
 }
 
 int tovClearPathUnmanaged(const char *dir) {
-    return tovRemoveEntry(dir, "DMTYPE");
+    return tovRemoveEntry(dir, tov::kDmtype);
 }

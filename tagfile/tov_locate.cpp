@@ -4,9 +4,9 @@
 #include "common/owned.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
+#include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_object.h"
-#include "tagfile/tovi_path.h"
 
 #include <array>
 #include <cerrno>
@@ -79,7 +79,7 @@ class UpwardWalk {
   private:
     /// Asks the tag file of the directory; leaves the directory without a final "/".
     Next askTagFile() {
-        const bool fits = appendTagFileName(directory_);
+        const bool fits = tov::appendTagFileName(directory_);
         if (fits && vekFileExists(directory_.c_str()) != 0) {
             status_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
             if (status_ != TOV_OK || *found_ != 0) {
@@ -108,7 +108,7 @@ class UpwardWalk {
     /// Goes on where the directory leads, when it is a symbolic link.
     Next followLink() {
         PathlinkObj probe = {nullptr, directory_.data(), nullptr};
-        const PathlinkObj *known = toviLinkCount() == 0 ? nullptr : tovLinkHashPeek(&probe);
+        const PathlinkObj *known = tov::countCachedLinks() == 0 ? nullptr : tovLinkHashPeek(&probe);
         if (known != nullptr) {
             return jump(*known);
         }
@@ -151,7 +151,7 @@ class UpwardWalk {
     /// Links can lead in a circle. After two jumps by every known link one of them has been taken three times;
     /// its second round met only files that were read before, so the third would end as that one did.
     Next jump(const PathlinkObj &link) {
-        if (++jumps_ > 2 * toviLinkCount()) {
+        if (++jumps_ > 2 * tov::countCachedLinks()) {
             return Next::Stop;
         }
         return directory_.assign(link.target) ? Next::Continue : Next::Stop;
@@ -185,6 +185,12 @@ class UpwardWalk {
 } // namespace
 
 int tovLocalSearchElement(const char *startDir, const char *element, VekinfoObj *out, int *found) {
-    *found = 0;
-    return UpwardWalk(startDir, element, out, found).run();
+    VekinfoObj unwantedObj = {};
+    int unwantedFound = 0;
+    int &isFound = found == nullptr ? unwantedFound : *found;
+    isFound = 0;
+    if (startDir == nullptr) {
+        return TOV_OK;
+    }
+    return UpwardWalk(startDir, element, out == nullptr ? &unwantedObj : out, &isFound).run();
 }

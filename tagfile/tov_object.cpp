@@ -1,6 +1,7 @@
 #include "tagfile/tovi_object.h"
 
 #include "common/vek_strlist.h"
+#include "tagfile/tovi_report.h"
 
 #include <cstdlib>
 
@@ -26,13 +27,20 @@ void tovInitVekinfoObj(VekinfoObj *obj) {
     obj->libcheck = TOV_UNSET;
 }
 
+OwnedInfoObj makeEmptyInfoObj() {
+    OwnedInfoObj obj(static_cast<VekinfoObj *>(std::malloc(sizeof(VekinfoObj))));
+    if (obj) {
+        tovInitVekinfoObj(obj.get());
+    }
+    return obj;
+}
+
 int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {
     *out = nullptr;
-    OwnedInfoObj copy(static_cast<VekinfoObj *>(std::malloc(sizeof(VekinfoObj))));
+    OwnedInfoObj copy = makeEmptyInfoObj();
     if (!copy) {
         return TOV_OK;
     }
-    tovInitVekinfoObj(copy.get());
     copy->line = src->line;
     copy->library = src->library;
     copy->libcheck = src->libcheck;
@@ -60,6 +68,6 @@ void tovDestroyInfoObj(VekinfoObj *obj) {
     }
 }
 
-int toviReportNoMemory(void) {
-    return tovPrintError(TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", nullptr, 0);
+int toviReportNoMemory() {
+    return tov::makeReport(tov::kNoMemory, nullptr, nullptr);
 }

@@ -4,10 +4,10 @@
 #include "common/fixed_text.h"
 #include "common/owned_strlist.h"
 #include "search/pux.h"
+#include "tagfile/keyword.h"
+#include "tagfile/tag_path.h"
 #include "tagfile/tovi_object.h"
-#include "tagfile/tovi_path.h"
 
-#include <array>
 #include <string_view>
 #include <unistd.h>
 
@@ -40,7 +40,7 @@ bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
 /// Asks every tag file along the search list. An error ends the search.
 bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     char **files = nullptr;
-    const int status = puxFullSearch(nullptr, kTagFileName.data(), kTagFileGroup, &files);
+    const int status = puxFullSearch(nullptr, tov::kTagFileName.data(), kTagFileGroup, &files);
     if (status != PUX_OK) {
         if (status == PUX_MEMORY_ERROR) {
             toviReportNoMemory(); // else it would look like an entry that nobody has set
@@ -69,33 +69,6 @@ const char *answer(const char *name, const VekinfoObj &obj, Where &where) {
     return value;
 }
 
-// ---- an entry's value
-
-using ValueOf = const char *(*)(const VekinfoObj &);
-
-const char *nameSpaceValue(const VekinfoObj &obj) {
-    switch (obj.nameSpace) {
-    case TOV_NAMESPACE_NT:
-        return "LibraryNT";
-    case TOV_NAMESPACE_UNIX:
-        return "LibraryUnix";
-    default:
-        return nullptr;
-    }
-}
-
-struct KeywordValue {
-    std::string_view name;
-    ValueOf value;
-};
-
-constexpr std::array<KeywordValue, 4> kKeywordValues = {{
-    {"VEKLIBRARY", [](const VekinfoObj & /*obj*/) { return ""; }},
-    {"VEKLIBCHECK", [](const VekinfoObj &obj) { return obj.libcheck == 0 ? "OFF" : "ON"; }},
-    {"DMTYPE", [](const VekinfoObj &obj) -> const char * { return obj.dmtype; }},
-    {"NAMESPACE", nameSpaceValue},
-}};
-
 /// @return the value of the first application entry of that name
 const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
@@ -109,12 +82,8 @@ const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
 } // namespace
 
 const char *toviStringizeEntry(const char *name, const VekinfoObj *obj) {
-    for (const KeywordValue &keyword : kKeywordValues) {
-        if (vek::equalNoCase(name, keyword.name)) {
-            return keyword.value(*obj);
-        }
-    }
-    return applicationValue(name, *obj);
+    const tov::Keyword *keyword = tov::kKeywords.find(name);
+    return keyword == nullptr ? applicationValue(name, *obj) : keyword->value(*obj);
 }
 
 const char *tovsExeMachineNameSpace(void) {
@@ -149,7 +118,7 @@ const char *tovGetDmType(const char *path) {
 }
 
 const char *tovGetDmTypeX(const char *path, char *where) {
-    return tovLookupEntryX(path, "DMTYPE", where);
+    return tovLookupEntryX(path, tov::kDmtype, where);
 }
 
 const char *tovGetNameSpace(const char *path) {
@@ -157,7 +126,7 @@ const char *tovGetNameSpace(const char *path) {
 }
 
 const char *tovGetNameSpaceX(const char *path, char *where) {
-    const char *value = tovLookupEntryX(path, "NAMESPACE", where);
+    const char *value = tovLookupEntryX(path, tov::kNamespace, where);
     return value != nullptr ? value : tovsExeMachineNameSpace();
 }
 
@@ -174,8 +143,8 @@ int tovIsLibraryX(const char *path, char *where) {
     file.measure();
     VekinfoObj obj = {};
     int found = 0;
-    if (!appendTagFileName(file) || tovGetVekinfoAtLoc(file.c_str(), "VEKLIBRARY", &obj, &found) != TOV_OK ||
-        found == 0) {
+    if (!tov::appendTagFileName(file) ||
+        tovGetVekinfoAtLoc(file.c_str(), tov::kVeklibrary, &obj, &found) != TOV_OK || found == 0) {
         return 0;
     }
     answering.set(file.c_str());
@@ -187,7 +156,7 @@ int tovIsInLibrary(const char *path) {
 }
 
 int tovIsInLibraryX(const char *path, char *where) {
-    return tovLookupEntry(path, "VEKLIBRARY", where) != nullptr ? 1 : 0;
+    return tovLookupEntry(path, tov::kVeklibrary, where) != nullptr ? 1 : 0;
 }
 
 int tovCheckLibrary(void) {
@@ -195,16 +164,15 @@ int tovCheckLibrary(void) {
 }
 
 int tovCheckLibraryX(char *where) {
-    constexpr const char *kElement = "VEKLIBCHECK";
     Where answering(where);
     vek::PathText directory;
     VekinfoObj obj = {};
     int found = 0;
     if (getcwd(directory.data(), VEK_PATH_SIZE) == nullptr ||
-        tovLocalSearchElement(directory.c_str(), kElement, &obj, &found) != TOV_OK) {
+        tovLocalSearchElement(directory.c_str(), tov::kVeklibcheck, &obj, &found) != TOV_OK) {
         return 0;
     }
-    if (found == 0 && !findAlongSearchList(kElement, &obj)) {
+    if (found == 0 && !findAlongSearchList(tov::kVeklibcheck, &obj)) {
         return 0;
     }
     answering.set(obj.path);

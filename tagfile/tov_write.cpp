@@ -1,13 +1,19 @@
 #include "tagfile/tovi_write.h"
 
-#include "common/composed_text.h"
 #include "common/owned.h"
+#include "common/size_limit.h"
 #include "common/vek_file.h"
-#include "tagfile/tovi_path.h"
-#include "tagfile/tovi_replace.h"
+#include "tagfile/tag_path.h"
+#include "tagfile/tovi_cache.h"
+#include "tagfile/tovi_edited_file.h"
+#include "tagfile/tovi_parse.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
+#include <utility>
+
+namespace tov {
 
 namespace {
 
@@ -50,67 +56,139 @@ constexpr const char *kTemplate = "#\n"
                                   "# Current Settings:\n"
                                   "#\n";
 
-void composeSettings(vek::ComposedText &text, const VekinfoObj &obj) {
-    if (obj.library == 1) {
-        text.append("VEKLIBRARY\n");
+/// Appends a line, unless the parser would reject it: the next reader would then reject the whole file.
+template <typename... Pieces>
+void composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &reports, int lineCount,
+                 const Pieces &...pieces) {
+    const std::size_t begin = text.size();
+    text.append(pieces..., "\n");
+    if (!text.isWhole()) {
+        return;
     }
-    // Only ON is written: an OFF setting vanishes with the first edit, as users know it.
-    if (obj.libcheck == 1) {
-        text.append("VEKLIBCHECK ON\n");
+    const Keyword *rejected = findRejected(keywords, {text.view().data() + begin, text.size() - begin});
+    if (rejected != nullptr) {
+        text.truncate(begin);
+        reports.add({TOV_SYNTAX_ERROR, rejected->syntaxError, Naming::File, lineCount});
     }
-    if (obj.dmtype != nullptr && *obj.dmtype != '\0') {
-        text.append("DMTYPE ", obj.dmtype, "\n");
-    }
-    if (obj.nameSpace == TOV_NAMESPACE_NT) {
-        text.append("NAMESPACE LibraryNT\n");
-    } else if (obj.nameSpace == TOV_NAMESPACE_UNIX) {
-        text.append("NAMESPACE LibraryUnix\n");
-    }
-    for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
-        const bool hasValue = obj.values != nullptr && obj.values[i] != nullptr;
-        text.append(obj.names[i], " ", hasValue ? obj.values[i] : "", "\n");
-    }
-}
-
-void composeLines(vek::ComposedText &text, char **lines) {
-    for (char **line = lines; line != nullptr && *line != nullptr; ++line) {
-        text.append(*line, "\n");
-    }
-}
-
-/// Composes the template and what `composeRest` adds, and makes it the content of `path`.
-template <typename ComposeRest>
-bool writeTagFile(const char *path, ComposeRest composeRest) {
-    vek::ComposedText text;
-    text.append(kTemplate);
-    composeRest(text);
-    return path != nullptr && text.isWhole() && toviReplaceFile(path, text.view());
 }
 
 } // namespace
 
+void composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+                     Reports &reports) {
+    const int lineCount = static_cast<int>(obj.line);
+    text.append(kTemplate);
+    for (const Keyword &keyword : keywords) {
+        const char *value = keyword.writtenValue(obj);
+        if (value != nullptr) {
+            composeLine(keywords, text, reports, lineCount, keyword.name, keyword.wordCount > 1 ? " " : "",
+                        value);
+        }
+    }
+    for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
+        const bool hasValue = obj.values != nullptr && obj.values[i] != nullptr;
+        composeLine(keywords, text, reports, lineCount, obj.names[i], " ", hasValue ? obj.values[i] : "");
+    }
+}
+
+namespace {
+
+constexpr Report kCannotCreate = {TOV_SYSTEM_ERROR, "open for write", Naming::File};
+constexpr Report kFileExists = {TOV_FILE_EXISTS, "didn't overwrite file", Naming::File};
+
+/// Replaces the tag file `path`, or creates it. @return whether `text` is in the file
+bool writeFile(const char *path, std::string_view text) {
+    const vek::SizeLimitIsNoSignal guard;
+    EditedFile file(path);
+    if (file.open(Opening::CreateIfMissing, Deadline(kEditWaitMs)) != Opened::Yes) {
+        return false;
+    }
+    const bool isWritten = file.replace(text);
+    if (!isWritten) {
+        file.removeIfNew();
+    }
+    return isWritten;
+}
+
+Report createFile(const char *path, std::string_view text) {
+    const vek::SizeLimitIsNoSignal guard;
+    EditedFile file(path);
+    const Opened opened = file.open(Opening::CreateNew, Deadline(kEditWaitMs));
+    if (opened == Opened::Yes && file.replace(text)) {
+        return kNoError;
+    }
+    file.removeIfNew();
+    return opened == Opened::Exists ? kFileExists : kCannotCreate;
+}
+
+/// A copy of what is written, for the cache. @return false if memory is exhausted
+bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
+    VekinfoObj *made = nullptr;
+    tovMakeVekinfoObj(&made, &obj);
+    copy.reset(made);
+    if (!copy) {
+        return false;
+    }
+    std::free(copy->path);
+    copy->path = vek::copyText(path).release();
+    return copy->path != nullptr;
+}
+
+/// updateInfoFile() without its reports. @return kNoError, or why the file was not written
+Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
+    OwnedInfoObj copy;
+    if (path != nullptr && isCached(path) && !copyForCache(obj, path, copy)) {
+        return kNoMemory;
+    }
+    vek::ComposedText text;
+    composeSettings(kKeywords, obj, text, reports);
+    if (path == nullptr || !text.isWhole() || !writeFile(path, text.view())) {
+        return kCannotWrite;
+    }
+    if (copy) {
+        updateCache(std::move(copy));
+    }
+    return kNoError;
+}
+
+} // namespace
+
+} // namespace tov
+
 void tovWriteDefaultVekinfotag(FILE *file) {
-    std::fputs(kTemplate, file);
+    std::fputs(tov::kTemplate, file);
 }
 
 int updateInfoFile(const char *dir, const VekinfoObj *obj) {
-    const vek::OwnedText path = toviTagFilePath(dir);
-    if (!writeTagFile(path.get(), [obj](vek::ComposedText &text) { composeSettings(text, *obj); })) {
-        tovPrintError(TOV_SYSTEM_ERROR, "opening for write", dir, 0);
-        return 0;
+    const vek::OwnedText path = tov::tagFilePath(dir);
+    const vek::OwnedText directory = dir == nullptr ? nullptr : vek::copyText(dir);
+    tov::Reports reports;
+    const tov::Report result = tov::updateFile(path.get(), *obj, reports);
+    if (result.isError()) {
+        reports.add(result);
     }
-    return 1;
+    reports.make(path.get(), directory ? directory.get() : dir);
+    return result.isError() ? 0 : 1;
 }
 
 int tovCreateInfoFile(const char *dir, char **lines) {
-    const vek::OwnedText path = toviTagFilePath(dir);
-    if (vekFileExists(path.get()) != 0) {
-        tovPrintError(TOV_FILE_EXISTS, "didn't overwrite file", path.get(), 0);
-        return 0;
+    const vek::OwnedText path = tov::tagFilePath(dir);
+    tov::Reports reports;
+    tov::Report result = tov::kFileExists;
+    if (vekFileExists(path.get()) == 0) {
+        vek::ComposedText text;
+        text.append(tov::kTemplate);
+        for (char **line = lines; line != nullptr && *line != nullptr; ++line) {
+            tov::composeLine(tov::kKeywords, text, reports, 0, *line);
+        }
+        const bool canWrite = path != nullptr && text.isWhole();
+        result = canWrite ? tov::createFile(path.get(), text.view()) : tov::kCannotCreate;
     }
-    if (!writeTagFile(path.get(), [lines](vek::ComposedText &text) { composeLines(text, lines); })) {
-        tovPrintError(TOV_SYSTEM_ERROR, "open for write", path.get(), 0);
-        return 0;
+    if (result.isError()) {
+        reports.add(result);
+    } else {
+        tov::dropFromCache(path.get()); // it describes a file that was there before
     }
-    return 1;
+    reports.make(path.get(), nullptr);
+    return result.isError() ? 0 : 1;
 }

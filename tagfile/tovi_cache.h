@@ -1,44 +1,71 @@
 #ifndef TOVI_CACHE_H
 #define TOVI_CACHE_H
 
-/// The process-wide caches of parsed tag files and of resolved symbolic links.
+/// The process-wide caches of parsed tag files and of resolved symbolic links: hash tables of 256 chains, keyed by the
+/// text of the path.
 
+#include "tagfile/keyword.h"
 #include "tagfile/tov.h"
+#include "tagfile/tovi_object.h"
+#include "tagfile/tovi_report.h"
 
-VEK_BEGIN_DECLS
+#include <cstddef>
 
 enum { TOVI_BUCKETS = 256 };
 
-/// A symbolic link met on the way up, and where it leads.
-typedef struct PathlinkObj {
-    struct PathlinkObj *next;
+/// A symbolic link met on the way up, and its target.
+struct PathlinkObj {
+    PathlinkObj *next;
     char *path;   ///< the link
     char *target; ///< its normalized target
-} PathlinkObj;
+};
+
+extern "C" {
 
 extern VekinfoObj *vekinfoHashTable[TOVI_BUCKETS];
 extern PathlinkObj *pathlinkHashTable[TOVI_BUCKETS];
 
-/// The last-object slot: the cached object that tovGetVekinfoAtLoc() delivered last, or null.
+/// The cached object that tovGetVekinfoAtLoc() delivered last, or null.
 extern VekinfoObj *tempVekinfoFromHash;
 
 /// @return the cached object with the path of `probe`, or null
 VekinfoObj *tovVekinfoHashPeek(const VekinfoObj *probe);
-/// Gives `obj` to the cache, in front of its chain. @return always 0
+/// Gives `obj` to the cache, at the head of its chain. @return always 0
 int tovVekinfoHashCreate(VekinfoObj *obj);
 
 /// @return the cached link with the path of `probe`, or null
 PathlinkObj *tovLinkHashPeek(const PathlinkObj *probe);
-/// Gives `link` to the cache, in front of its chain. @return always 0
+/// Gives `link` to the cache, at the head of its chain. @return always 0
 int tovLinkHashCreate(PathlinkObj *link);
 
-/// @return how many links the cache holds
-size_t toviLinkCount(void);
-
-/// Tells whether a cached object is taken to define `element`: TOV_OK present, TOV_ATTRIBUTE_NOT_ASSIGNED
-/// absent.
+/// @return TOV_OK if a cached object counts as defining `element`, otherwise TOV_ATTRIBUTE_NOT_ASSIGNED
 int tovVekinfoElementExists(const VekinfoObj *obj, const char *element);
+}
 
-VEK_END_DECLS
+namespace tov {
+
+/// @return how many links the cache holds
+std::size_t countCachedLinks();
+
+/// tovVekinfoElementExists() with a given table of keywords.
+bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element);
+
+/// tovGetVekinfoAtLoc() without its report.
+/// @param cached  receives the cached object, if there is no error
+/// @return kNoError; TOV_NO_SUCH_FILE without a text: nothing is to be reported; or why the file could not be read
+Report findOrRead(const char *tagPath, const char *element, VekinfoObj *&cached, bool &found);
+
+[[nodiscard]] bool isCached(const char *path);
+
+/// Makes the cache describe `obj`. An object that is cached under its path takes over what differs, in place;
+/// otherwise `obj` itself is cached.
+/// @return the cached object
+VekinfoObj *updateCache(OwnedInfoObj obj);
+
+/// Removes the object of `path`, which may be null, from the cache if there is one: its file is gone, or cannot be
+/// parsed.
+void dropFromCache(const char *path);
+
+} // namespace tov
 
 #endif

@@ -1,46 +1,88 @@
 #ifndef TOVI_PARSE_H
 #define TOVI_PARSE_H
 
-/// The tag file's format, as it is read.
+/// Parsing tag files. A line is reduced (comment and white space cut off) and split into at most three words; the
+/// first word selects a keyword or is the name of an application entry.
 
+#include "common/line_reader.h"
+#include "tagfile/keyword.h"
 #include "tagfile/tov.h"
+#include "tagfile/tovi_report.h"
 
-VEK_BEGIN_DECLS
+#include <array>
 
-/// Words a line is split into at most.
+/// Words that a line is split into at most.
 enum { TOVI_LINE_WORDS = 3 };
+
+extern "C" {
 
 /// Reads the tag file `path` into `obj`, up to its end or its first syntax error.
 ///
 /// @param element  the entry that is looked for, or null
-/// @param found    set to 1 when a line names `element`; cleared by a syntax error; else left alone
-/// @return TOV_OK; TOV_SYSTEM_ERROR when the file cannot be opened or read, TOV_SYNTAX_ERROR or
-///         TOV_MEMORY_ERROR, all of them reported
+/// @param found    set to 1 if a line names `element`; cleared by an error; otherwise left alone
+/// @return TOV_OK; TOV_SYSTEM_ERROR if the file cannot be opened or read, TOV_SYNTAX_ERROR or TOV_MEMORY_ERROR, all of
+///         them reported
 int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int *found);
 
 /// Handles one line of the file `path`. A line without words is TOV_OK.
 int tovProcessVekinfoCommand(const char *line, const char *element, int *found, VekinfoObj *obj,
                              const char *path);
 
-/// Takes the comment and the white space around off a line and splits the rest into words. Of a line of more
-/// than 4095 characters, the first 4095 count.
+/// Reduces a line and splits it. Only the first 4095 characters count.
 ///
 /// @param count  receives the number of words, 0 to TOVI_LINE_WORDS
 /// @param words  receives the words, in a static buffer that the next call overwrites
 void toviProcessLine(const char *line, int *count, char **words);
 
-/// Applies the words of one line to `obj`; a keyword's change is also made on the cached object last delivered.
+/// Applies the words of one line to `obj`. Documented: a keyword is also set on the cached object delivered last
+/// (tempVekinfoFromHash); an application entry is added to `obj` only.
 ///
 /// @param path     the tag file, for messages
 /// @param element  may be null
-/// @param found    set to 1 when the line names `element`; may be null when `element` is
+/// @param found    set to 1 if the line names `element`; may be null if `element` is
 /// @return TOV_OK, or the reported TOV_SYNTAX_ERROR or TOV_MEMORY_ERROR
 int toviHandleInputLine(VekinfoObj *obj, const char *path, const char *element, int *found, int count,
                         char **words);
+}
 
-/// @return 1 when toviHandleInputLine() would apply these words, 0 when they are a syntax error
-int toviIsAllowedLine(int count, char **words);
+namespace tov {
 
-VEK_END_DECLS
+/// The words of one line; they point into the line.
+struct Words {
+    int count = 0;
+    std::array<char *, TOVI_LINE_WORDS> word = {};
+
+    /// The last word; "" without one.
+    [[nodiscard]] const char *value() const {
+        return count == 0 ? "" : word[static_cast<std::size_t>(count) - 1];
+    }
+};
+
+/// Reduces the line in `text` and splits it in place.
+[[nodiscard]] Words splitLine(vek::LineBuffer &text);
+
+/// Appends an application entry. @return false if memory is exhausted; `obj` is then unchanged
+[[nodiscard]] bool addApplicationEntry(VekinfoObj &obj, const char *name, const char *value);
+
+/// Applies the words of one line to `obj`.
+/// @return kNoError, or why the line was not applied, with `obj.line` as the line number
+Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj);
+
+/// Parses all lines into `obj`, which counts them.
+/// @param element  the entry that is looked for, or null
+/// @param found    set to true if a line names `element`; false after an error; otherwise left alone
+/// @return kNoError, or why parsing stopped
+Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
+                  bool &found);
+
+/// Reads the tag file `path` into `obj`, in which nothing is set. A file that is being edited is read under a shared
+/// lock (tov_read.cpp).
+Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
+                   bool &found);
+
+/// @return the keyword whose line in `text` the parser would reject; null if it accepts all lines
+const Keyword *findRejected(const Keywords &keywords, std::string_view text);
+
+} // namespace tov
 
 #endif

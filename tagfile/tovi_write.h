@@ -1,21 +1,35 @@
 #ifndef TOVI_WRITE_H
 #define TOVI_WRITE_H
 
-/// The tag file's format, as it is written.
+/// The tag file's format, as it is written: a template text, then the settings in a fixed order.
 
+#include "common/composed_text.h"
+#include "tagfile/keyword.h"
 #include "tagfile/tov.h"
+#include "tagfile/tovi_report.h"
 
-#include <stdio.h>
+#include <cstdio>
 
-VEK_BEGIN_DECLS
+extern "C" {
 
-/// Writes the template text that opens every written tag file.
+/// Writes the template text that begins every written tag file.
 void tovWriteDefaultVekinfotag(FILE *file);
 
-/// Replaces the tag file of `dir` by the template and the settings of `obj`.
-/// @return 1, or 0 after reporting that it could not be written; the old file is then as it was
+/// Replaces the tag file of `dir` by the template and the settings of `obj`, under the file's lock. A line that the
+/// parser would reject is reported as that keyword's syntax error and left out.
+/// @return 1, or 0 after reporting that the file could not be written; it is then unchanged
 int updateInfoFile(const char *dir, const VekinfoObj *obj);
+}
 
-VEK_END_DECLS
+namespace tov {
+
+inline constexpr Report kCannotWrite = {TOV_SYSTEM_ERROR, "opening for write", Naming::Directory};
+
+/// Composes the template and the settings of `obj`. A line that the parser would reject is left out and added to
+/// `reports`.
+void composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+                     Reports &reports);
+
+} // namespace tov
 
 #endif

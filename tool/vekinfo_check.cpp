@@ -8,10 +8,13 @@
 #include "common/vek_path.h"
 #include "libdef/ryn.h"
 #include "search/pux.h"
+#include "tagfile/keyword.h"
+#include "tagfile/tag_path.h"
 #include "tagfile/tov.h"
 #include "tool/vekinfo_append.h"
 #include "tool/vekinfo_args.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <iterator>
 #include <memory>
@@ -51,36 +54,44 @@ int verifyLibraries(rynContext *libraries, int configure) {
 }
 
 /// A namespace that the file does not set suits every file system.
-bool hasWrongNameSpace(const char *dir, const VekinfoObj &obj) {
+bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace) {
     switch (vekGetFilesysCaseSensitivity(dir)) {
     case VEK_CASE_SENSITIVE:
-        return obj.nameSpace == TOV_NAMESPACE_NT;
+        return nameSpace == TOV_NAMESPACE_NT;
     case VEK_CASE_INSENSITIVE:
-        return obj.nameSpace == TOV_NAMESPACE_UNIX;
+        return nameSpace == TOV_NAMESPACE_UNIX;
     default:
         return false;
     }
 }
 
-void reportDefined(const char *libName, const char *dir, const VekinfoObj &obj) {
+void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace) {
     if (verboseFlag != 0) {
         std::printf("The library %s at %s has a vekinfo.tag definition.\n", libName, dir);
     }
-    if (hasWrongNameSpace(dir, obj)) {
+    if (hasWrongNameSpace(dir, nameSpace)) {
         std::printf("Warning: Library %s at %s has incorrect namespace in vekinfo.tag file\n", libName, dir);
     }
 }
 
-/// @param isKnown  false when the tag file is there but could not be read: whether it lacks anything is unknown
+/// @param isKnown  false if the tag file exists but could not be read: whether it lacks anything is unknown
 int configureLibrary(const char *libName, const char *dir, const char *tagPath, bool isKnown) {
+    using Kind = tov::AppendResult::Kind;
     if (vekFileWritable(dir) == 0) {
         return tovPrintError(TOV_ACCESS_ERROR, "path not writable", dir, 0);
     }
-    if (!isKnown || !vekinfoAppendLibraryEntries(dir, tagPath)) {
+    const tov::AppendResult result =
+        isKnown ? vekinfoAppendLibraryEntries(dir, tagPath) : tov::AppendResult{.kind = Kind::Failed};
+    if (result.kind == Kind::Failed) {
         return tovPrintError(TOV_SYSTEM_ERROR, "error opening for append", tagPath, 0);
     }
-    tovResetCache(); // it may hold the file as it was: another library may lie in the same directory
-    if (verboseFlag != 0) {
+    if (result.kind == Kind::Rejected) {
+        return tovPrintError(TOV_SYNTAX_ERROR, result.syntaxError, tagPath, 0);
+    }
+    tovResetCache(); // it may hold the file as it was: another library may be in the same directory
+    if (result.kind == Kind::Defined) {
+        reportDefined(libName, dir, result.nameSpace); // another process has configured it meanwhile
+    } else if (verboseFlag != 0) {
         std::printf("Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
     }
     return TOV_OK;
@@ -136,22 +147,22 @@ int lookForNoneTag(const char *dir) {
 }
 
 int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
-    const vek::OwnedText tagPath = vek::joinText(dir, "/vekinfo.tag");
+    const vek::OwnedText tagPath = vek::joinText(dir, "/", tov::kTagFileName);
     if (!tagPath) {
         return tovPrintError(TOV_MEMORY_ERROR, "while checking a library", dir, 0);
     }
     VekinfoObj obj = {};
     int found = 0;
-    int status = tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found);
+    int status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
     if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
         // It has come in between, or could not be seen for a moment.
-        status = tovGetVekinfoAtLoc(tagPath.get(), "VEKLIBRARY", &obj, &found);
+        status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
     }
     if (status == TOV_MEMORY_ERROR) {
         return status;
     }
     if (found != 0) {
-        reportDefined(libName, dir, obj);
+        reportDefined(libName, dir, obj.nameSpace);
     } else if (configure != 0) {
         const bool isKnown = status != TOV_SYSTEM_ERROR;
         status = configureLibrary(libName, dir, tagPath.get(), isKnown);

@@ -4,9 +4,10 @@
 #include "common/fixed_text.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
+#include "tagfile/keyword.h"
+#include "tagfile/tag_path.h"
 #include "tool/vekinfo_args.h"
 
-#include <array>
 #include <cstdio>
 #include <string_view>
 #include <unistd.h>
@@ -39,11 +40,12 @@ bool isWanted(const char *filter, std::string_view item) {
     return filter == nullptr || vek::equalNoCase(filter, item);
 }
 
-void printLibrary(const char *tagPath, bool pathShown) {
+/// Prints a keyword without a value.
+void printMark(const char *tagPath, const char *name, bool pathShown) {
     if (pathShown) {
-        std::puts("\tThere is a VEKLIBRARY entry.");
+        std::printf("\tThere is a %s entry.\n", name);
     } else {
-        std::printf("The vekinfo.tag file at: %s\nhas a VEKLIBRARY entry defined.\n", tagPath);
+        std::printf("The vekinfo.tag file at: %s\nhas a %s entry defined.\n", tagPath, name);
     }
 }
 
@@ -53,94 +55,78 @@ void printDefinition(const char *where, const char *name, const char *value) {
     std::printf("%s\n    defines '%s %s'.\n", where, name, value);
 }
 
-void printDefinitionOrMiss(const char *where, const char *shownName, const char *typedName,
-                           const char *value) {
-    if (value != nullptr) {
-        printDefinition(where, shownName, value);
-        return;
-    }
-    std::printf("Info (vekinfo): could not locate an entry for '%s' in any vekinfo.tag file.\n", typedName);
-}
-
-void lookUpDmtype(const char *start, const char *name) {
+/// @param shownName, typedName  the name in the line that defines it, and in the line that says that nothing does
+void lookUpValue(const char *start, const char *shownName, const char *typedName) {
     vek::PathText where;
-    const char *value = tovGetDmTypeX(start, where.data());
-    printDefinitionOrMiss(where.c_str(), "DMTYPE", name, value);
+    const char *value = tovLookupEntryX(start, shownName, where.data());
+    if (value != nullptr) {
+        printDefinition(where.c_str(), shownName, value);
+    } else {
+        std::printf("Info (vekinfo): could not locate an entry for '%s' in any vekinfo.tag file.\n",
+                    typedName);
+    }
 }
 
-void lookUpLibrary(const char *start, const char * /*name*/) {
-    constexpr const char *kName = "VEKLIBRARY";
+void lookUpLibrary(const char *start, const char *name) {
     vek::PathText directory;
     for (;;) {
         if (tovCheckLibrary() == 0) {
-            std::puts("Info (vekinfo): Library checking is off, VEKLIBRARY entries will not be used.");
+            std::printf("Info (vekinfo): Library checking is off, %s entries will not be used.\n", name);
         }
         if (tovNormalizePath(start, directory.data()) == TOV_OK) {
             break;
         }
-        // A path that cannot be resolved is reported for ever: the name is not given up. Scripts that watch
-        // this report stop it themselves.
+        // Documented: a path that cannot be resolved is reported without end. Scripts that watch the report stop it.
         tovPrintError(TOV_INVALID_PATH, start, nullptr, 0);
     }
     VekinfoObj obj = {};
     int found = 0;
-    if (tovLocalSearchElement(directory.c_str(), kName, &obj, &found) == TOV_OK && found != 0) {
-        std::printf("The vekinfo.tag file at: %s\nhas a %s entry defined.\n", obj.path, kName);
+    if (tovLocalSearchElement(directory.c_str(), name, &obj, &found) == TOV_OK && found != 0) {
+        std::printf("The vekinfo.tag file at: %s\nhas a %s entry defined.\n", obj.path, name);
     } else {
-        std::printf("No %s entry was found in any location relative to\n%s.\n", kName, start);
+        std::printf("No %s entry was found in any location relative to\n%s.\n", name, start);
     }
 }
 
-/// Always from the working directory, whatever `-path` says.
-void lookUpLibcheck(const char * /*start*/, const char * /*name*/) {
-    constexpr const char *kName = "VEKLIBCHECK";
+/// Documented: looks from the working directory, whatever `-path` says.
+void lookUpLibcheck(const char *name) {
     vek::PathText where;
     const char *value = tovCheckLibraryX(where.data()) != 0 ? "ON" : "OFF";
     if (*where.c_str() == '\0') {
-        std::printf("%s is not defined. It is %s by default.\n", kName, value);
+        std::printf("%s is not defined. It is %s by default.\n", name, value);
     } else {
-        printDefinition(where.c_str(), kName, value);
+        printDefinition(where.c_str(), name, value);
     }
 }
 
-void lookUpNameSpace(const char *start, const char * /*name*/) {
-    // These spellings, unlike the file's, are the report's own.
-    constexpr std::array<const char *, 2> kShown = {"libraryNt", "libraryUnix"};
+/// Documented: if no file defines it, the machine's own is printed after an empty path.
+void lookUpNameSpace(const char *start, const tov::Keyword &keyword) {
     vek::PathText where;
-    const char *value = tovGetNameSpaceX(start, where.data());
-    for (const char *shown : kShown) {
-        if (vek::equalNoCase(value, shown)) {
-            printDefinition(where.c_str(), "NAMESPACE", shown);
-        }
-    }
+    VekinfoObj obj = {};
+    static_cast<void>(keyword.set(obj, tovGetNameSpaceX(start, where.data())));
+    printDefinition(where.c_str(), keyword.name.data(), keyword.shownValue(obj));
 }
-
-void lookUpOther(const char *start, const char *name) {
-    vek::PathText where;
-    const char *value = tovLookupEntryX(start, name, where.data());
-    printDefinitionOrMiss(where.c_str(), name, name, value);
-}
-
-struct EntryReport {
-    std::string_view name;
-    void (*print)(const char *start, const char *name);
-};
-
-constexpr std::array<EntryReport, 4> kEntryReports = {{
-    {"DMTYPE", lookUpDmtype},
-    {"VEKLIBRARY", lookUpLibrary},
-    {"VEKLIBCHECK", lookUpLibcheck},
-    {"NAMESPACE", lookUpNameSpace},
-}};
 
 void lookUp(const char *start, const char *name) {
-    for (const EntryReport &report : kEntryReports) {
-        if (vek::equalNoCase(name, report.name)) {
-            report.print(start, name);
-            return;
-        }
+    const tov::Keyword *keyword = tov::kKeywords.find(name);
+    if (keyword == nullptr) {
+        lookUpValue(start, name, name);
+        return;
     }
-    lookUpOther(start, name);
+    switch (keyword->lookup) {
+    case tov::LookupForm::Value:
+        lookUpValue(start, keyword->name.data(), name);
+        break;
+    case tov::LookupForm::LibraryMark:
+        lookUpLibrary(start, keyword->name.data());
+        break;
+    case tov::LookupForm::LibraryCheck:
+        lookUpLibcheck(keyword->name.data());
+        break;
+    case tov::LookupForm::NameSpace:
+        lookUpNameSpace(start, *keyword);
+        break;
+    }
 }
 
 } // namespace
@@ -153,7 +139,7 @@ int tovFindInfoFile(const char *start, char *tagPath) {
     directory.measure();
     while (!directory.empty()) {
         vek::PathText file;
-        if (vekIsRoot(directory.c_str()) == 0 && file.assign(directory.view(), "/vekinfo.tag") &&
+        if (vekIsRoot(directory.c_str()) == 0 && file.assign(directory.view(), "/", tov::kTagFileName) &&
             vekFileExists(file.c_str()) != 0) {
             return vek::copyToBuffer(file.view(), tagPath, VEK_PATH_SIZE) ? TOV_OK : TOV_NO_SUCH_FILE;
         }
@@ -184,21 +170,16 @@ int tovPrintVekinfo(const char *filter, const VekinfoObj *obj) {
     if (pathShown) {
         std::printf("A vekinfo.tag file exists at: %s\n", path);
     }
-    if (obj->library != TOV_UNSET && isWanted(filter, "VEKLIBRARY")) {
-        printLibrary(path, pathShown);
-    }
-    const int shown = pathShown ? 1 : 0;
-    if (obj->libcheck <= 1 && isWanted(filter, "VEKLIBCHECK")) {
-        printVfmt(path, "VEKLIBCHECK", obj->libcheck == 1 ? "ON" : "OFF", shown);
-    }
-    if (obj->dmtype != nullptr && isWanted(filter, "DMTYPE")) {
-        printVfmt(path, "DMTYPE", obj->dmtype, shown);
-    }
-    if (obj->nameSpace == TOV_NAMESPACE_NT && isWanted(filter, "NAMESPACE")) {
-        printVfmt(path, "NAMESPACE", "libraryNt", shown);
-    }
-    if (obj->nameSpace == TOV_NAMESPACE_UNIX && isWanted(filter, "NAMESPACE")) {
-        printVfmt(path, "NAMESPACE", "libraryUnix", shown);
+    for (const tov::Keyword &keyword : tov::kKeywords) {
+        const char *value = keyword.shownValue(*obj);
+        if (value == nullptr || !isWanted(filter, keyword.name)) {
+            continue;
+        }
+        if (keyword.wordCount > 1) {
+            printVfmt(path, keyword.name.data(), value, pathShown ? 1 : 0);
+        } else {
+            printMark(path, keyword.name.data(), pathShown);
+        }
     }
     return 0;
 }

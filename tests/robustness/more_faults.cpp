@@ -20,16 +20,15 @@ struct Point {
 };
 
 // In the order of `Which`.
-constinit std::array<Point, 6> points = {{
+constinit std::array<Point, 5> points = {{
     {"readdir"},
     {"closedir"},
-    {"pread"},
     {"lseek"},
     {"realpath"},
     {"open_memstream"},
 }};
 
-enum class Which { Readdir, Closedir, Pread, Lseek, Realpath, OpenMemstream };
+enum class Which { Readdir, Closedir, Lseek, Realpath, OpenMemstream };
 
 Point *find(std::string_view call) {
     for (Point &point : points) {
@@ -83,7 +82,6 @@ extern "C" {
 
 dirent *__real_readdir(DIR *stream);
 int __real_closedir(DIR *stream);
-ssize_t __real_pread(int descriptor, void *buffer, size_t size, off_t offset);
 off_t __real_lseek(int descriptor, off_t offset, int whence);
 char *__real_realpath(const char *path, char *resolved);
 FILE *__real_open_memstream(char **text, size_t *size);
@@ -100,10 +98,6 @@ int __wrap_closedir(DIR *stream) {
         errno = error;
     }
     return failing ? -1 : result;
-}
-
-ssize_t __wrap_pread(int descriptor, void *buffer, size_t size, off_t offset) {
-    return failsHere(Which::Pread) ? -1 : __real_pread(descriptor, buffer, size, offset);
 }
 
 off_t __wrap_lseek(int descriptor, off_t offset, int whence) {

@@ -85,7 +85,8 @@ const std::vector<Answers> &allAnswers() {
         // The check of what was there to be checked is reported and passes.
         "0 lib other none reports 3", "0 lib other none reports 10"};
     // What goes wrong in the clearing that comes before is reported.
-    static const std::vector<std::string_view> kAddition = {"0 reports 3", "1 reports 3", "1 reports 3 9"};
+    static const std::vector<std::string_view> kAddition = {"0 reports 3", "0 reports 3 3", "0 reports 3 9 3",
+                                                            "1 reports 3", "1 reports 3 9"};
     static const std::vector<std::string_view> kClearing = {"0 reports 3", "1 reports 3"};
     static const std::vector<std::string_view> kNo = {"0", "0 reports 3", "0 reports 10"};
     static const std::vector<std::string_view> kNoX = {"0 in ''", "0 in '' reports 3", "0 in '' reports 10"};

@@ -56,16 +56,20 @@ enum class Point {
     Getcwd,
     Getpwnam,
     Access,
+    Fcntl,
+    Openat,
+    Unlinkat,
+    Pread,
 };
 
-constexpr std::array<std::string_view, 36> pointNames = {
-    "malloc",   "open",     "fopen",     "fdopen",    "read",      "write",           "pwrite", "close",
-    "fclose",   "fflush",   "fputs",     "fwrite",    "fgets",     "fread",           "ftello", "fseeko",
-    "fmemopen", "fsync",    "fdatasync", "ftruncate", "fallocate", "posix_fallocate", "stat",   "lstat",
-    "fstat",    "readlink", "opendir",   "mkdir",     "rmdir",     "unlink",          "rename", "chmod",
-    "fchmod",   "getcwd",   "getpwnam",  "access",
+constexpr std::array<std::string_view, 40> pointNames = {
+    "malloc",   "open",     "fopen",     "fdopen",    "read",      "write",           "pwrite",   "close",
+    "fclose",   "fflush",   "fputs",     "fwrite",    "fgets",     "fread",           "ftello",   "fseeko",
+    "fmemopen", "fsync",    "fdatasync", "ftruncate", "fallocate", "posix_fallocate", "stat",     "lstat",
+    "fstat",    "readlink", "opendir",   "mkdir",     "rmdir",     "unlink",          "rename",   "chmod",
+    "fchmod",   "getcwd",   "getpwnam",  "access",    "fcntl",     "openat",          "unlinkat", "pread",
 };
-static_assert(pointNames.size() == static_cast<std::size_t>(Point::Access) + 1);
+static_assert(pointNames.size() == static_cast<std::size_t>(Point::Pread) + 1);
 
 struct PointState {
     int calls;
@@ -389,6 +393,31 @@ char *__wrap_getcwd(char *buffer, size_t size) {
 
 struct passwd *__wrap_getpwnam(const char *name) {
     return fails(Point::Getpwnam) ? nullptr : __real_getpwnam(name);
+}
+
+// Every command that the code under test uses has an integer or a pointer as its argument.
+int __wrap_fcntl(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    return fails(Point::Fcntl) ? -1 : __real_fcntl(descriptor, command, argument);
+}
+
+int __wrap_openat(int directory, const char *path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return fails(Point::Openat) ? -1 : __real_openat(directory, path, flags, mode);
+}
+
+int __wrap_unlinkat(int directory, const char *path, int flags) {
+    return fails(Point::Unlinkat) ? -1 : __real_unlinkat(directory, path, flags);
+}
+
+ssize_t __wrap_pread(int descriptor, void *buffer, size_t size, off_t offset) {
+    return fails(Point::Pread) ? -1 : __real_pread(descriptor, buffer, size, offset);
 }
 
 int __wrap_access(const char *path, int mode) {

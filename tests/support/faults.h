@@ -20,7 +20,7 @@ void failAllocationsFrom(int nth);
 /// The nth call from now of `call` (counted from 1) fails with `error`: open, fopen, fdopen, read, write, pwrite,
 /// close, fclose, fflush, fputs, fwrite, fgets, fread, ftello, fseeko, fmemopen, fsync, fdatasync, ftruncate,
 /// fallocate, posix_fallocate, stat, lstat, fstat, readlink, opendir, mkdir, rmdir, unlink, rename, chmod, fchmod,
-/// getcwd, getpwnam, access. A failing close() or fclose() releases what it was given, as the system's own do.
+/// getcwd, getpwnam, access, fcntl, openat, unlinkat, pread. A failing close() or fclose() releases what it was given, as the system's own do.
 /// Throws std::invalid_argument for another name.
 void fail(std::string_view call, int nth, int error);
 

@@ -54,6 +54,10 @@ int __real_fchmod(int descriptor, mode_t mode);
 char *__real_getcwd(char *buffer, size_t size);
 struct passwd *__real_getpwnam(const char *name);
 int __real_access(const char *path, int mode);
+int __real_fcntl(int descriptor, int command, ...);
+int __real_openat(int directory, const char *path, int flags, ...);
+int __real_unlinkat(int directory, const char *path, int flags);
+ssize_t __real_pread(int descriptor, void *buffer, size_t size, off_t offset);
 }
 
 #endif

@@ -59,8 +59,10 @@ class Append : public test::TagTest {
     }
 
     /// Appends to "lib/vekinfo.tag". @return the result
-    bool append() const {
-        return vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
+    bool append() const { return appendTo(box.path("lib"), box.path("lib/vekinfo.tag")); }
+    static bool appendTo(const std::string &directory, const std::string &tagPath) {
+        return vekinfoAppendLibraryEntries(directory.c_str(), tagPath.c_str()).kind ==
+               tov::AppendResult::Kind::Appended;
     }
     [[nodiscard]] std::string content() const { return box.read("lib/vekinfo.tag"); }
     [[nodiscard]] std::string unixNameSpace() const {
@@ -182,10 +184,10 @@ TEST_F(Append, WhatIsNoFileIsRefused) {
     box.directory("lib/vekinfo.tag");
     EXPECT_FALSE(append());
     box.directory("pipe").fifo("pipe/vekinfo.tag");
-    EXPECT_FALSE(vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("pipe/vekinfo.tag").c_str()));
-    EXPECT_FALSE(vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("none/vekinfo.tag").c_str()));
+    EXPECT_FALSE(appendTo(box.path("lib"), box.path("pipe/vekinfo.tag")));
+    EXPECT_FALSE(appendTo(box.path("lib"), box.path("none/vekinfo.tag")));
     box.link("loop", "loop");
-    EXPECT_FALSE(vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("loop").c_str()));
+    EXPECT_FALSE(appendTo(box.path("lib"), box.path("loop")));
 }
 
 TEST_F(Append, AFileThatMayNotBeReadOrWrittenIsRefused) {
@@ -307,7 +309,7 @@ TEST_F(Append, AFailedCloseIsTakenBack) {
         EXPECT_TRUE(append());
         return test::faults::count("close");
     };
-    const int last = closesOfAnAppend();
+    const int last = closesOfAnAppend() - 1; // of the duplicate that shows close errors; then the file's own
     box.file("lib/vekinfo.tag", "A 1\n");
     test::faults::fail("close", last, EIO);
     EXPECT_FALSE(append());
@@ -340,7 +342,7 @@ TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
         ASSERT_EQ(4090, write(tagPath, text));
         while (write(directory + "/filler", text) > 0) {
         }
-        EXPECT_FALSE(vekinfoAppendLibraryEntries(directory.c_str(), tagPath.c_str()));
+        EXPECT_FALSE(appendTo(directory, tagPath));
         struct stat status = {};
         ASSERT_EQ(0, stat(tagPath.c_str(), &status));
         EXPECT_EQ(4090, status.st_size);

@@ -1,0 +1,63 @@
+#include "tagfile/tag_append.h"
+
+#include "common/size_limit.h"
+#include "tagfile/tovi_cache.h"
+#include "tagfile/tovi_edited_file.h"
+#include "tagfile/tovi_parse.h"
+
+#include <unistd.h>
+
+namespace tov {
+
+namespace {
+
+/// Parses the locked file without a report.
+/// @return false if that is impossible: whether it defines an entry is then unknown
+bool readQuietly(const EditedFile &file, OwnedInfoObj &obj) {
+    obj = makeEmptyInfoObj();
+    if (!obj || !file.isRegular()) {
+        return obj != nullptr;
+    }
+    bool found = false;
+    vek::LineReader lines(file.descriptor());
+    const Report report = parseLines(kKeywords, lines, nullptr, *obj, found);
+    if (report.code == TOV_SYNTAX_ERROR) {
+        obj.reset();
+    }
+    return !report.isError() || report.code == TOV_SYNTAX_ERROR;
+}
+
+} // namespace
+
+AppendResult appendUnlessDefined(const char *tagPath, const char *element, ComposeAppended compose,
+                                 void *context) {
+    using Kind = AppendResult::Kind;
+    const vek::SizeLimitIsNoSignal guard;
+    EditedFile file(tagPath);
+    OwnedInfoObj obj;
+    if (file.open(Opening::ForAppending, Deadline(kEditWaitMs)) != Opened::Yes || !file.canAppend() ||
+        !readQuietly(file, obj)) {
+        file.removeIfNew();
+        return {.kind = Kind::Failed};
+    }
+    const Keyword *keyword = kKeywords.find(element);
+    if (obj && keyword != nullptr && keyword->isPresent(*obj)) {
+        return {.kind = Kind::Defined, .nameSpace = obj->nameSpace};
+    }
+    vek::ComposedText text;
+    if (file.endsInsideLine()) {
+        text.append("\n"); // otherwise the first line would become the end of theirs
+    }
+    compose(text, context);
+    const Keyword *rejected = text.isWhole() ? findRejected(kKeywords, text.view()) : nullptr;
+    if (rejected == nullptr && text.isWhole() && file.append(text.view())) {
+        return {.kind = Kind::Appended};
+    }
+    file.removeIfNew();
+    if (rejected != nullptr) {
+        return {.kind = Kind::Rejected, .syntaxError = rejected->syntaxError};
+    }
+    return {.kind = Kind::Failed};
+}
+
+} // namespace tov

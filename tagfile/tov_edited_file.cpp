@@ -1,0 +1,339 @@
+// Replacing the content of a tag file in place, so that inode, owner, mode and links stay: space for the new text is
+// reserved, the text is written over the old one with one call, the file is cut to size and synchronized. The old
+// content is kept in memory until all of it has succeeded, and written back if it has not.
+
+#include "tagfile/tovi_edited_file.h"
+
+#include "common/fixed_text.h"
+#include "common/retry.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tov {
+
+namespace {
+
+constexpr int kOpenFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // O_NONBLOCK: a pipe must not make an edit wait
+constexpr mode_t kNewFileMode = 0666;                         // the umask trims it
+constexpr int kMaxLinks = 40;                                 // as many as Linux follows in one path
+
+bool writeAt(int file, std::string_view text, off_t offset) {
+    while (!text.empty()) {
+        const ssize_t written =
+            vek::retryInterrupted([&] { return pwrite(file, text.data(), text.size(), offset); });
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+        offset += written;
+    }
+    return true;
+}
+
+bool truncateTo(int file, std::size_t size) {
+    return vek::retryInterrupted([&] { return ftruncate(file, static_cast<off_t>(size)); }) == 0;
+}
+
+/// Some file systems cannot synchronize a file; that is no failed write.
+bool synchronize(int file) {
+    return vek::retryInterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
+bool isSameFile(const struct stat &a, const struct stat &b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+vek::OwnedDescriptor openDirectory(int base, const char *path) {
+    return vek::OwnedDescriptor(
+        vek::retryInterrupted([=] { return openat(base, path, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+}
+
+} // namespace
+
+// ---- opening
+
+Opened EditedFile::open(Opening opening, const Deadline &deadline) {
+    for (Backoff backoff;; backoff.pause(deadline)) {
+        const Opened opened = openOnce(opening);
+        const bool hasLostRace = opened == Opened::Exists && opening != Opening::CreateNew;
+        if (opened != Opened::Yes && !hasLostRace) {
+            return opened;
+        }
+        if (!hasLostRace) {
+            if (!isRegular()) {
+                return Opened::Yes;
+            }
+            if (lock_.acquire(file_.get(), LockKind::Exclusive, deadline) == LockResult::TimedOut) {
+                close();
+                return Opened::TimedOut;
+            }
+            const AtPath atPath = findAtPath();
+            isNew_ = creation_.name != nullptr && status_.st_size == 0;
+            if (atPath == AtPath::Same) {
+                return isNew_ || opening != Opening::CreateNew ? Opened::Yes : Opened::Exists;
+            }
+            if (atPath == AtPath::Unknown) {
+                removeIfNew();
+                close();
+                return Opened::NotWritable;
+            }
+        }
+        close();
+        if (deadline.isPast()) {
+            return Opened::TimedOut;
+        }
+    }
+}
+
+Opened EditedFile::openOnce(Opening opening) {
+    const int flags = kOpenFlags | (opening == Opening::ForAppending ? O_APPEND : 0);
+    const auto openWith = [&](int access) {
+        return vek::OwnedDescriptor(
+            vek::retryInterrupted([&] { return ::open(path_, access | flags, kNewFileMode); }));
+    };
+    if (path_ == nullptr) {
+        return Opened::NotWritable;
+    }
+    if (opening != Opening::CreateNew) {
+        file_ = openWith(O_RDWR);
+        isReadable_ = true;
+        vek::OwnedDescriptor writable;
+        if (!file_.valid() && errno == EACCES && opening != Opening::ForAppending) {
+            writable = openWith(O_WRONLY);
+        }
+        if (writable.valid()) {
+            file_ = openWith(O_RDWR); // adding to a file that cannot be read replaces it: try a second time
+            isReadable_ = file_.valid();
+            if (!isReadable_) {
+                file_ = std::move(writable);
+            }
+        }
+    }
+    if (!file_.valid() && opening != Opening::CreateNew && errno != ENOENT) {
+        return Opened::NotWritable;
+    }
+    if (!file_.valid()) {
+        const Opened created = opening == Opening::Existing ? Opened::Missing : create(flags);
+        if (created != Opened::Yes) {
+            return created;
+        }
+    }
+    if (creation_.name != nullptr) {
+        status_.st_mode = S_IFREG;
+        return Opened::Yes;
+    }
+    return fstat(file_.get(), &status_) == 0 ? Opened::Yes : Opened::NotWritable;
+}
+
+/// Creates the file with O_EXCL, so that exactly one process knows that it has created it. O_EXCL follows no symbolic
+/// link, so a dangling one is followed here.
+Opened EditedFile::create(int flags) {
+    vek::PathText path; // relative to `directory`
+    vek::OwnedDescriptor directory;
+    if (!path.assign(path_)) {
+        return Opened::NotWritable;
+    }
+    for (int links = 0; links <= kMaxLinks; ++links) {
+        const std::size_t slash = path.view().rfind('/');
+        const bool hasDirectory = slash != std::string_view::npos;
+        vek::OwnedText name = vek::copyText(path.c_str() + (hasDirectory ? slash + 1 : 0));
+        path.truncate(hasDirectory ? slash + 1 : 0);
+        directory =
+            openDirectory(directory.valid() ? directory.get() : AT_FDCWD, hasDirectory ? path.c_str() : ".");
+        if (!name || !directory.valid()) {
+            return Opened::NotWritable;
+        }
+        file_ = vek::OwnedDescriptor(vek::retryInterrupted([&] {
+            return openat(directory.get(), name.get(), O_RDWR | O_CREAT | O_EXCL | flags, kNewFileMode);
+        }));
+        if (file_.valid()) {
+            isReadable_ = true;
+            creation_ = {std::move(directory), std::move(name)};
+            return Opened::Yes;
+        }
+        if (errno != EEXIST) {
+            return Opened::NotWritable;
+        }
+        const ssize_t length = readlinkat(directory.get(), name.get(), path.data(), vek::PathText::kCapacity);
+        if (length < 0) {
+            return errno == EINVAL || errno == ENOENT ? Opened::Exists : Opened::NotWritable;
+        }
+        path.setSize(static_cast<std::size_t>(length));
+    }
+    return Opened::NotWritable;
+}
+
+/// Looks whether the path still leads to the file: it may have been renamed over or removed before it was locked.
+EditedFile::AtPath EditedFile::findAtPath() {
+    struct stat atPath = {};
+    if (fstat(file_.get(), &status_) != 0) {
+        return AtPath::Unknown;
+    }
+    if (stat(path_, &atPath) != 0) {
+        return errno == ENOENT ? AtPath::Another : AtPath::Unknown;
+    }
+    return isSameFile(status_, atPath) ? AtPath::Same : AtPath::Another;
+}
+
+void EditedFile::close() {
+    lock_.release();
+    file_ = {};
+    creation_ = {};
+    status_ = {};
+}
+
+void EditedFile::removeIfNew() {
+    struct stat atName = {};
+    if (isNew_ && fstat(file_.get(), &status_) == 0 &&
+        fstatat(creation_.directory.get(), creation_.name.get(), &atName, AT_SYMLINK_NOFOLLOW) == 0 &&
+        isSameFile(status_, atName)) {
+        static_cast<void>(unlinkat(creation_.directory.get(), creation_.name.get(), 0));
+    }
+    isNew_ = false;
+}
+
+// ---- reading
+
+ContentRead EditedFile::readContent() {
+    if (content_ || !isRegular()) {
+        return ContentRead::Done;
+    }
+    if (!isReadable_) {
+        return ContentRead::Failed;
+    }
+    vek::OwnedText bytes(static_cast<char *>(std::malloc(oldSize() + 1)));
+    if (!bytes) {
+        return ContentRead::NoMemory;
+    }
+    std::size_t size = 0;
+    while (size < oldSize()) {
+        const ssize_t got = vek::retryInterrupted([&] {
+            return pread(file_.get(), bytes.get() + size, oldSize() - size, static_cast<off_t>(size));
+        });
+        if (got < 0) {
+            return ContentRead::Failed;
+        }
+        if (got == 0) {
+            break; // a program that takes no lock has made it shorter
+        }
+        size += static_cast<std::size_t>(got);
+    }
+    content_ = std::move(bytes);
+    contentSize_ = size;
+    return ContentRead::Done;
+}
+
+// ---- replacing
+
+bool EditedFile::replace(std::string_view text) {
+    if (S_ISCHR(status_.st_mode)) {
+        return writeAll(text) && closeDuplicate(); // a device has no content to lose
+    }
+    if (!isRegular() || (isReadable_ && readContent() != ContentRead::Done) || !reserveSpace(text)) {
+        return false;
+    }
+    if (overwrite(text) && truncateTo(file_.get(), text.size()) && synchronize(file_.get()) &&
+        closeDuplicate()) {
+        return true;
+    }
+    restore();
+    return false;
+}
+
+bool EditedFile::writeAll(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written =
+            vek::retryInterrupted([&] { return ::write(file_.get(), text.data(), text.size()); });
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+/// Reserves the blocks that the new text needs, while the old text stays as it is.
+bool EditedFile::reserveSpace(std::string_view text) {
+    const auto size = static_cast<off_t>(text.size());
+    if (text.empty() ||
+        vek::retryInterrupted([&] { return fallocate(file_.get(), FALLOC_FL_KEEP_SIZE, 0, size); }) == 0) {
+        return true;
+    }
+    const bool isUnsupported = errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL;
+    return isUnsupported && (text.size() <= oldSize() || extendBy(text));
+}
+
+/// Without fallocate(), the part of the new text beyond the end of the old one is written first.
+bool EditedFile::extendBy(std::string_view text) {
+    const std::string_view tail(text.data() + oldSize(), text.size() - oldSize());
+    if (writeAt(file_.get(), tail, status_.st_size)) {
+        return true;
+    }
+    static_cast<void>(truncateTo(file_.get(), oldSize()));
+    return false;
+}
+
+/// Writes over the old text with one call. The rest of a longer old text becomes empty lines, so that the file means
+/// the same before and after it is cut to size.
+bool EditedFile::overwrite(std::string_view text) {
+    if (text.size() >= oldSize()) {
+        return writeAt(file_.get(), text, 0);
+    }
+    const vek::OwnedText padded(static_cast<char *>(std::malloc(oldSize())));
+    if (!padded) {
+        return false;
+    }
+    std::memcpy(padded.get(), text.data(), text.size());
+    std::memset(padded.get() + text.size(), '\n', oldSize() - text.size());
+    return writeAt(file_.get(), {padded.get(), oldSize()}, 0);
+}
+
+/// Network file systems report some write errors only when a descriptor is closed. Closing a duplicate shows them
+/// while the file is still open, and locked, to be restored.
+bool EditedFile::closeDuplicate() {
+    vek::OwnedDescriptor duplicate(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
+    return !duplicate.valid() || duplicate.close() == 0; // without one: the file has been synchronized
+}
+
+void EditedFile::restore() {
+    if (content_) {
+        static_cast<void>(writeAt(file_.get(), content(), 0));
+        static_cast<void>(truncateTo(file_.get(), contentSize_));
+        static_cast<void>(synchronize(file_.get()));
+    }
+}
+
+// ---- appending
+
+bool EditedFile::canAppend() {
+    if (!isRegular()) {
+        return S_ISCHR(status_.st_mode);
+    }
+    return status_.st_size == 0 || pread(file_.get(), &lastByte_, 1, status_.st_size - 1) == 1;
+}
+
+bool EditedFile::append(std::string_view text) {
+    const ssize_t written = ::write(file_.get(), text.data(), text.size());
+    const off_t end = lseek(file_.get(), 0, SEEK_CUR);
+    if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {
+        return true;
+    }
+    // What was written is cut off, unless a program that takes no lock has appended to it.
+    if (isRegular() && fstat(file_.get(), &status_) == 0) {
+        if (written > 0 && status_.st_size == end &&
+            truncateTo(file_.get(), oldSize() - static_cast<std::size_t>(written))) {
+            status_.st_size -= written;
+        }
+        isNew_ = isNew_ && status_.st_size == 0;
+    } else {
+        isNew_ = false;
+    }
+    return false;
+}
+
+} // namespace tov

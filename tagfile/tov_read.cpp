@@ -1,0 +1,113 @@
+// Reading a tag file that may be edited at the same time. Edits write in place, under an exclusive lock. A file at rest
+// is read without a lock, and fstat() afterwards shows whether it changed meanwhile; a file that did, or that was
+// modified only just, is read under a shared lock.
+
+#include "tagfile/tovi_parse.h"
+
+#include "common/owned.h"
+#include "common/retry.h"
+#include "tagfile/tovi_cache.h"
+#include "tagfile/tovi_lock.h"
+#include "tagfile/tovi_object.h"
+
+#include <array>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tov {
+
+namespace {
+
+/// Timestamps of network file systems can be old by the lifetime of cached attributes, at most a minute by default.
+constexpr time_t kRecentSeconds = 60;
+
+/// Whether an edit may be going on by the file's own timestamp: it is recent, or in the future.
+bool isRecent(const struct stat &status) {
+    timespec now = {};
+    static_cast<void>(clock_gettime(CLOCK_REALTIME, &now));
+    return status.st_mtim.tv_sec > now.tv_sec - kRecentSeconds;
+}
+
+bool hasChanged(int file, const struct stat &before) {
+    struct stat after = {};
+    return fstat(file, &after) == 0 &&
+           (after.st_size != before.st_size || after.st_mtim.tv_sec != before.st_mtim.tv_sec ||
+            after.st_mtim.tv_nsec != before.st_mtim.tv_nsec);
+}
+
+Report parseFile(const Keywords &keywords, int file, const char *element, VekinfoObj &obj, bool &found) {
+    vek::LineReader lines(file);
+    return parseLines(keywords, lines, element, obj, found);
+}
+
+/// Applies everything that `read` says to `obj`.
+/// @return TOV_OK, or a reported code
+int merge(const VekinfoObj &read, const char *path, VekinfoObj *obj) {
+    const auto apply = [&](const char *name, const char *value, int count) {
+        // The words are only read.
+        std::array<char *, TOVI_LINE_WORDS> words = {const_cast<char *>(name), const_cast<char *>(value)};
+        return toviHandleInputLine(obj, path, nullptr, nullptr, count, words.data());
+    };
+    int status = TOV_OK;
+    for (const Keyword &keyword : kKeywords) {
+        if (status == TOV_OK && keyword.isPresent(read)) {
+            status = apply(keyword.name.data(), keyword.value(read), keyword.wordCount);
+        }
+    }
+    for (int i = 0; status == TOV_OK && read.names != nullptr && read.names[i] != nullptr; ++i) {
+        status = apply(read.names[i], read.values[i], 2);
+    }
+    return status;
+}
+
+} // namespace
+
+Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
+                   bool &found) {
+    // O_NONBLOCK: opening a pipe without a writer would wait for one.
+    const vek::OwnedDescriptor file(
+        vek::retryInterrupted([path] { return open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    struct stat status = {};
+    if (!file.valid() || fstat(file.get(), &status) != 0) {
+        return kCannotRead;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return kNoError; // a directory, pipe or device reads as an empty file, so that none can make its reader wait
+    }
+    if (!isRecent(status)) {
+        const Report report = parseFile(keywords, file.get(), element, obj, found);
+        if (!hasChanged(file.get(), status)) {
+            return report;
+        }
+        toviClearInfoObj(&obj);
+        found = false;
+        if (lseek(file.get(), 0, SEEK_SET) != 0) {
+            return kCannotRead;
+        }
+    }
+    // A reader never fails for want of the lock.
+    FileLock lock;
+    static_cast<void>(lock.acquire(file.get(), LockKind::Shared, Deadline(kReadWaitMs)));
+    return parseFile(keywords, file.get(), element, obj, found);
+}
+
+} // namespace tov
+
+int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int *found) {
+    VekinfoObj read = {};
+    tovInitVekinfoObj(&read);
+    bool hasElement = false;
+    const tov::Report report = tov::readTagFile(tov::kKeywords, path, element, read, hasElement);
+    if (report.line > 0 || read.line > 0) {
+        obj->line = read.line;
+    }
+    const int merged = tov::merge(read, path, obj);
+    toviClearInfoObj(&read);
+    const bool hasFailed = merged != TOV_OK || report.isError();
+    if (found != nullptr && (hasElement || hasFailed)) {
+        *found = hasFailed ? 0 : 1;
+    }
+    return merged == TOV_OK && report.isError() ? tov::makeReport(report, path, nullptr) : merged;
+}

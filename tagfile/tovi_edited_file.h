@@ -1,0 +1,107 @@
+#ifndef TOVI_EDITED_FILE_H
+#define TOVI_EDITED_FILE_H
+
+/// A tag file that is open for an edit, under its lock: what it holds, and how that is replaced in place.
+
+#include "common/owned.h"
+#include "tagfile/tovi_lock.h"
+
+#include <string_view>
+#include <sys/stat.h>
+
+namespace tov {
+
+/// Which file an edit opens.
+enum class Opening {
+    Existing,        ///< only one that exists
+    CreateIfMissing, ///< one that exists, or a new one
+    CreateNew,       ///< only a new one
+    ForAppending     ///< as CreateIfMissing; it must be readable, and append() writes to it
+};
+
+enum class Opened {
+    Yes,
+    Missing,     ///< there is no file, and none is created
+    Exists,      ///< CreateNew: somebody else has created it
+    NotWritable, ///< it cannot be opened for writing, or not be created
+    TimedOut     ///< another process holds the lock
+};
+
+/// What reading the content resulted in.
+enum class ContentRead { Done, Failed, NoMemory };
+
+class EditedFile {
+  public:
+    /// @param path  a tag file or a symbolic link to one; outlives the object
+    explicit EditedFile(const char *path) : path_(path) {}
+
+    /// Opens the file and locks it if it is a regular one; a file that is renamed over or removed before the lock is
+    /// there is opened again. A file system without locks does without.
+    [[nodiscard]] Opened open(Opening opening, const Deadline &deadline);
+
+    [[nodiscard]] bool isRegular() const { return S_ISREG(status_.st_mode); }
+    /// Whether open() created the file and nobody has written to it before it was locked.
+    [[nodiscard]] bool isNew() const { return isNew_; }
+    /// For reading in any way; the offset is at the beginning.
+    [[nodiscard]] int descriptor() const { return file_.get(); }
+
+    /// Reads the content of a regular file, unless it has been read already.
+    [[nodiscard]] ContentRead readContent();
+    [[nodiscard]] std::string_view content() const { return {content_.get(), contentSize_}; }
+
+    /// Makes `text` the content, in place: inode, owner, mode and links stay. If a step fails, the file has its old
+    /// content again (if it may be read: what cannot be read cannot be restored).
+    ///
+    /// At every moment the file reads as the old text or as the new one, the latter followed by empty lines; if the
+    /// file system cannot reserve space (fallocate), the old text may also be followed by the end of the new one.
+    [[nodiscard]] bool replace(std::string_view text);
+
+    /// Whether the file is one that can be appended to: a regular file whose last byte can be read, or a device.
+    [[nodiscard]] bool canAppend();
+    /// Whether the last line lacks its newline; canAppend() has looked.
+    [[nodiscard]] bool endsInsideLine() const { return lastByte_ != '\n'; }
+
+    /// Appends all of `text` with one write(), or nothing.
+    [[nodiscard]] bool append(std::string_view text);
+
+    /// Removes the file if it is new: after a failure. A symbolic link that leads to it stays.
+    void removeIfNew();
+
+  private:
+    enum class AtPath { Same, Another, Unknown };
+
+    /// The name of a file that was created, in its directory.
+    struct Creation {
+        vek::OwnedDescriptor directory;
+        vek::OwnedText name;
+    };
+
+    [[nodiscard]] Opened openOnce(Opening opening);
+    [[nodiscard]] Opened create(int flags);
+    [[nodiscard]] AtPath findAtPath();
+    void close();
+
+    [[nodiscard]] bool writeAll(std::string_view text);
+    [[nodiscard]] bool reserveSpace(std::string_view text);
+    [[nodiscard]] bool extendBy(std::string_view text);
+    [[nodiscard]] bool overwrite(std::string_view text);
+    [[nodiscard]] bool closeDuplicate();
+    void restore();
+
+    [[nodiscard]] std::size_t oldSize() const { return static_cast<std::size_t>(status_.st_size); }
+
+    const char *path_;
+    vek::OwnedDescriptor file_;
+    FileLock lock_; // after file_: it is released before the descriptor is closed
+    struct stat status_ = {};
+    bool isReadable_ = true;
+    bool isNew_ = false;
+    Creation creation_;
+    vek::OwnedText content_;
+    std::size_t contentSize_ = 0;
+    char lastByte_ = '\n';
+};
+
+} // namespace tov
+
+#endif
