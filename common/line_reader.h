@@ -21,6 +21,10 @@ class LineReader {
     explicit LineReader(int file) : file_(file) {}
     /// Reads from `text`, which must outlive the reader.
     explicit LineReader(std::string_view text) : rest_(text) {}
+    /// Reads from `text` and then from the descriptor, as if both were one file. The descriptor may be -1.
+    LineReader(std::string_view text, int file) : file_(file), rest_(text) {}
+    LineReader(const LineReader &) = delete; // the unread bytes can lie in the object itself
+    LineReader &operator=(const LineReader &) = delete;
 
     /// Reads the next line into `line`.
     /// @return false at the end, and after a read error
@@ -28,6 +32,9 @@ class LineReader {
 
     /// Whether reading ended because of an error.
     [[nodiscard]] bool hasFailed() const { return failed_; }
+
+    /// The bytes that were read but not returned yet: a part of the text, or of the object itself.
+    [[nodiscard]] std::string_view unread() const { return rest_; }
 
   private:
     bool fill();

@@ -2,22 +2,29 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <utility>
 
 namespace vek {
 
-OwnedStream openForReading(const char *path) {
-    // O_NONBLOCK: opening a pipe without a writer would wait for one.
-    OwnedDescriptor descriptor(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+OwnedDescriptor openDescriptorForReading(const char *path) {
+    // O_NONBLOCK: open() of a pipe without a writer would wait for one.
+    OwnedDescriptor file(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
-    if (!descriptor.valid() || fstat(descriptor.get(), &status) != 0) {
+    if (!file.valid() || fstat(file.get(), &status) != 0) {
+        return {};
+    }
+    return S_ISREG(status.st_mode) ? std::move(file)
+                                   : OwnedDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+}
+
+OwnedStream openForReading(const char *path) {
+    OwnedDescriptor file = openDescriptorForReading(path);
+    if (!file.valid()) {
         return nullptr;
     }
-    if (!S_ISREG(status.st_mode)) {
-        return OwnedStream(std::fopen("/dev/null", "re"));
-    }
-    OwnedStream stream(fdopen(descriptor.get(), "r"));
+    OwnedStream stream(fdopen(file.get(), "r"));
     if (stream) {
-        static_cast<void>(descriptor.release());
+        static_cast<void>(file.release());
     }
     return stream;
 }

@@ -5,10 +5,14 @@
 
 namespace vek {
 
-/// Opens a text file that somebody else may have put there. Only a regular file has content: a directory, pipe
-/// or device reads as an empty file, so that no file can make its reader wait, or read without end.
+/// Opens a text file of unknown origin. A directory, pipe or device reads as an empty file: only a regular file can
+/// be read without waiting and has an end. The descriptor is not inherited by other programs.
 ///
-/// @return the stream, or null with `errno` set when the file cannot be opened
+/// @return the descriptor; an invalid one with `errno` set if the file cannot be opened
+[[nodiscard]] OwnedDescriptor openDescriptorForReading(const char *path);
+
+/// Opens a text file as openDescriptorForReading() does.
+/// @return the stream; null with `errno` set if the file cannot be opened
 [[nodiscard]] OwnedStream openForReading(const char *path);
 
 } // namespace vek

@@ -2,22 +2,19 @@
 
 #include "common/ascii.h"
 #include "common/fixed_text.h"
-#include "common/open_text.h"
+#include "common/line_reader.h"
 #include "common/owned.h"
-#include "common/vek_path.h"
 #include "libdef/ryni_error.h"
+#include "libdef/ryni_file_text.h"
 #include "libdef/ryni_path.h"
 #include "libdef/ryni_statement.h"
 #include "libdef/ryni_tmp.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <utility>
 
 namespace {
 
@@ -97,71 +94,36 @@ vek::OwnedText directoryOf(const char *path) {
     return vek::copyText({path, slash == 0 ? 1 : slash});
 }
 
-/// One file that is being read.
+/// One file that is being read. Its includer is suspended.
 struct Level {
     Level *includer;
+    int openIncluders; ///< how many of its includers hold a descriptor
     rynIncludedFile *file;
-    FILE *stream;
-    char *rest; ///< what the stream reads, when it reads memory
-    char *directory;
+    vek::OwnedText directory;
+    ryn::FileText text;
     int line;
     int status; ///< of its last line
 };
 
-void freeLevel(Level *level) {
-    static_cast<void>(std::fclose(level->stream));
-    std::free(level->rest);
-    std::free(level->directory);
-    std::free(level);
-}
+struct FreeLevel {
+    void operator()(Level *level) const {
+        std::destroy_at(level);
+        std::free(level);
+    }
+};
+using OwnedLevel = std::unique_ptr<Level, FreeLevel>;
 
-/// What is left of a file, as a stream over the memory that `rest` receives.
-/// @param lost  receives whether the file is no longer where it was, as it is else where that cannot be had
-/// @return null where that cannot be had
-vek::OwnedStream restInMemory(FILE *file, vek::OwnedText &rest, bool &lost) {
-    lost = false;
-    struct stat status = {};
-    const off_t at = ftello(file);
-    if (at < 0 || fstat(fileno(file), &status) != 0 || status.st_size < at) {
-        return nullptr;
-    }
-    const auto size = static_cast<std::size_t>(status.st_size - at);
-    rest.reset(static_cast<char *>(std::malloc(size + 1)));
-    vek::OwnedStream memory;
-    if (rest && std::fread(rest.get(), 1, size, file) == size) {
-        memory.reset(fmemopen(rest.get(), size, "r"));
-    }
-    if (!memory) {
-        lost = fseeko(file, at, SEEK_SET) != 0;
-    }
-    return memory;
-}
+/// Includers with a long rest that keep their descriptors. Few: a statement may need descriptors, too.
+constexpr int kMaxOpenIncluders = 4;
 
-/// Closes a file that includes others; it is read on from memory. Nesting is limited by nothing but memory then: no
-/// more than one file is open at a time. A file whose rest cannot be had stays open.
-/// @return false when the rest is lost
-bool closeEarly(Level &level) {
-    if (level.rest != nullptr) {
-        return true;
-    }
-    vek::OwnedText rest;
-    bool lost = false;
-    vek::OwnedStream memory = restInMemory(level.stream, rest, lost);
-    if (memory) {
-        static_cast<void>(std::fclose(level.stream));
-        level.stream = memory.release();
-        level.rest = rest.release();
-    }
-    return !lost;
-}
-
-/// Reads a file and, where they are included, others. They nest in a list, not on the stack.
+/// Reads a file and the files that it includes. They are levels of a list, so that the depth of INCLUDEs is limited
+/// neither by the stack nor by the number of descriptors.
 class Reader {
   public:
     explicit Reader(rynRegistry *registry) : registry_(registry) {}
     ~Reader() {
         while (level_ != nullptr) {
-            freeLevel(pop());
+            pop();
         }
     }
     Reader(const Reader &) = delete;
@@ -190,29 +152,40 @@ class Reader {
     int enter(const char *path) {
         ryni_setLastErr(RYN_OK);
         rynIncludedFile *file = nullptr;
-        const int status = record(path, file);
+        int status = record(path, file);
         if (status != RYN_OK) {
             return status;
         }
-        vek::OwnedStream stream = vek::openForReading(path);
-        if (!stream) {
-            return ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, path);
+        auto *const memory = static_cast<Level *>(std::malloc(sizeof(Level)));
+        if (memory == nullptr) {
+            return reportNoMemory();
         }
-        vek::OwnedText directory = directoryOf(path);
-        auto *level = static_cast<Level *>(std::malloc(sizeof(Level)));
-        if (!directory || level == nullptr) {
-            std::free(level);
-            return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()");
+        OwnedLevel level(
+            std::construct_at(memory, Level{.includer = level_,
+                                            .openIncluders = level_ == nullptr ? 0 : openUpTo(*level_),
+                                            .file = file,
+                                            .directory = directoryOf(path),
+                                            .text = {},
+                                            .line = 0,
+                                            .status = RYN_OK}));
+        status = level->directory ? level->text.open(path) : RYN_MEMORY_ERROR;
+        if (status != RYN_OK) {
+            return status == RYN_MEMORY_ERROR ? reportNoMemory() : ryni_do_fatal(registry_, status, path);
         }
-        *level = {level_, file, stream.release(), nullptr, directory.release(), 0, RYN_OK};
-        level_ = level;
+        level_ = level.release();
         return RYN_OK;
     }
 
+    /// The levels that hold a descriptor while a file that `level` includes is read.
+    static int openUpTo(const Level &level) { return level.openIncluders + (level.text.isOpen() ? 1 : 0); }
+
+    int reportNoMemory() { return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()"); }
+
     void include(const char *path) {
-        const char *includer = level_->file->path;
-        const int status =
-            closeEarly(*level_) ? enter(path) : ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, includer);
+        if (!level_->text.suspend(level_->openIncluders < kMaxOpenIncluders)) {
+            return; // the reading of this level has ended
+        }
+        const int status = enter(path);
         if (status != RYN_OK) {
             level_->status = status;
         }
@@ -234,38 +207,43 @@ class Reader {
         return file != nullptr ? RYN_OK : ryni_do_fatal(registry_, RYN_MEMORY_ERROR, context);
     }
 
-    /// @return false at the end of the file, and behind the first line whose status is not 0
+    /// @return false at the end of the file, and after the first line whose status is not 0
     bool executeNextLine(vek::OwnedText &included) {
-        if (level_->status != RYN_OK ||
-            vek_fgets(line_, static_cast<int>(sizeof line_), level_->stream) == nullptr) {
+        if (level_->status != RYN_OK || !level_->text.next(line_)) {
             return false;
         }
-        const Place place = {level_->file, level_->directory, ++level_->line};
-        level_->status = executeLine(registry_, line_, place, false, included);
+        const Place place = {level_->file, level_->directory.get(), ++level_->line};
+        level_->status = executeLine(registry_, line_.data(), place, false, included);
         return true;
     }
 
-    /// Ends the reading of the innermost file, and tells its includer how it went. @return its result
+    /// Ends the reading of the innermost file and continues with its includer. @return the file's result
     int leave() {
         const int result = resultOf(*level_);
-        Level *level = pop();
+        const OwnedLevel level = pop();
         if (level_ == nullptr) {
-            // The first file's includer, if any, is the caller's.
-        } else if (result == RYN_OK) {
+            return result; // the caller records where the first file was included
+        }
+        if (result == RYN_OK) {
             level->file->includedFrom = level_->file;
             level->file->line = level_->line;
+            level_->text.resume(level_->file->path);
         } else {
             level_->status = result;
         }
-        freeLevel(level);
         return result;
     }
 
     int resultOf(const Level &level) {
-        if (std::ferror(level.stream) != 0) {
+        switch (level.text.error()) {
+        case RYN_OK:
+            break;
+        case RYN_MEMORY_ERROR:
+            return reportNoMemory();
+        default:
             return ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, level.file->path);
         }
-        const int rootStatus = sAddGlobalTmppath(registry_, level.directory);
+        const int rootStatus = sAddGlobalTmppath(registry_, level.directory.get());
         if (ryni_useDefaultWarn() != 0) {
             // With the default handler every diagnostic is a failure, though reading went on after it.
             return ryni_getLastErr();
@@ -273,15 +251,15 @@ class Reader {
         return level.status != RYN_OK ? level.status : rootStatus;
     }
 
-    Level *pop() {
-        Level *level = level_;
+    OwnedLevel pop() {
+        OwnedLevel level(level_);
         level_ = level->includer;
         return level;
     }
 
     rynRegistry *registry_;
     Level *level_ = nullptr; ///< the innermost file
-    char line_[VEK_PATH_SIZE] = {};
+    vek::LineBuffer line_ = {};
 };
 
 } // namespace

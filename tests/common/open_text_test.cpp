@@ -109,7 +109,7 @@ TEST(OpenForReading, KeepsNoDescriptorWhenAStepFails) {
     EXPECT_FALSE(vek::openForReading("f"));
     test::faults::fail("fdopen", 1, ENOMEM);
     EXPECT_FALSE(vek::openForReading("f"));
-    test::faults::fail("fopen", 1, EMFILE);
+    test::faults::fail("open", 2, EMFILE);
     EXPECT_FALSE(vek::openForReading("d"));
     EXPECT_EQ("content", contentOf(vek::openForReading("f")));
 

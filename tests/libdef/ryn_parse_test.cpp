@@ -494,7 +494,7 @@ TEST(RynParse, MissingMemoryForAFileIsFatalWithThePlace) {
 }
 
 TEST(RynParse, MissingMemoryForReadingAFileIsFatal) {
-    for (const int nth : {4, 5}) { // the record of the file has been made by then
+    for (const int nth : {4, 5, 6}) { // the record of the file has been made by then
         Definitions definitions;
         definitions.box.file("x", "");
         ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, test::recordFatal, &definitions.handle), 0);

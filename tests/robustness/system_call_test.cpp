@@ -174,6 +174,8 @@ const std::vector<Answers> &allAnswers() {
         {"rynInitEx",
          {"1", "1 reports 1", "3", "3 reports 3", "20", "EACCES: 11", "EACCES: 11 reports 11", "EACCES: 12",
           "0 lib other", "0 lib other reports 3", "0 lib other reports 10",
+          // The file cannot be read to its end after a library was reported.
+          "3 reports 28 3",
           // A library whose directory cannot be examined is told and not defined.
           "0 lib reports *", "0 reports *"}},
         {"rynSetImplicitTmp", {"20"}},
