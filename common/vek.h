@@ -1,7 +1,7 @@
 #ifndef VEK_H
 #define VEK_H
 
-/// The whole of the common infrastructure.
+/// Includes every header of the common layer.
 
 #include "common/vek_api.h"
 #include "common/vek_error.h"

@@ -1,7 +1,7 @@
 #ifndef VEK_API_H
 #define VEK_API_H
 
-/// What every public header needs: C linkage, the export mark, the sizes callers allocate.
+/// Declarations that every public header needs: C linkage, the export attribute, buffer sizes.
 
 #include <stddef.h>
 
@@ -19,10 +19,11 @@
 #define VEK_API
 #endif
 
-/// Bytes of a path or line buffer, the NUL included: paths and lines hold at most 4095 characters.
+/// Size in bytes of a buffer for a path or a line, including the NUL. Paths and lines have at most 4095
+/// characters.
 #define VEK_PATH_SIZE 4096
 
-/// Bytes of a buffer for a search result or a converted path, the NUL included.
+/// Size in bytes of a buffer for a search result or a converted path, including the NUL.
 #define VEK_SEARCH_PATH_SIZE 1024
 
 #endif

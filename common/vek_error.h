@@ -1,28 +1,30 @@
 #ifndef VEK_ERROR_H
 #define VEK_ERROR_H
 
-/// The error hook: where the common infrastructure sends each finished error line.
+/// The error hook: a process-wide function that receives each complete error message of the library.
 
 #include "common/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// Receives one finished message. The text is borrowed for the length of the call.
+/// Receives one complete message. `message` is valid during the call only. The function may call any function of
+/// the library except vekReportError(), which would call it again.
 typedef void (*vekErrorFunc)(const char *message);
 
-/// Installs the function that receives every reported message from now on.
+/// Sets the error hook.
 ///
-/// @param function  the receiver, or null to send messages to standard error again
-/// @return the function installed before, null when there was none
+/// @param function  the function that receives every later message; null restores the default, which prints each
+///                  message on standard error
+/// @return the previous hook; null if there was none
 VEK_API vekErrorFunc vekRegErrorFunc(vekErrorFunc function);
 
-/// @return the installed function, or null while messages go to standard error
+/// @return the error hook; null if messages go to standard error
 VEK_API vekErrorFunc vekGetErrorFunc(void);
 
-/// Reports `message`: to the installed function, exactly as it stands, or, when there is none, to standard
-/// error with a newline behind it.
+/// Reports `message`. The error hook receives it unchanged. Without a hook, `message` and a newline are written
+/// to standard error. Many messages of the library already end in a newline, so an empty line follows them there.
 ///
-/// @param message  a finished text, never read as a format; null is reported as the empty text
+/// @param message  a complete text, never used as a format; null is reported as the empty string
 VEK_API void vekReportError(const char *message);
 
 VEK_END_DECLS

@@ -1,7 +1,9 @@
 #ifndef VEK_FILE_H
 #define VEK_FILE_H
 
-/// File tests and directory creation. Every path may be null or empty, which gives the "false" answer.
+/// File tests and directory creation. If a path is null or empty, every function returns 0. Two functions store
+/// the stat record in one process-wide buffer, which vekGetFileSizeInStatbuf() and vekGetTimestampInStatbuf()
+/// read.
 
 #include "common/vek_api.h"
 
@@ -9,42 +11,48 @@
 
 VEK_BEGIN_DECLS
 
-/// Fills the shared stat buffer from what `path` leads to.
-/// @return 1 when stat() succeeds, else 0
+/// Calls stat() for `path` and stores the record in the shared stat buffer. Follows symbolic links.
+/// @return 1 if stat() succeeds, otherwise 0
 VEK_API int vekFileExists(const char *path);
 
-/// @return the size of `path` in bytes, 0 when it does not exist
+/// @return the size of the file `path` in bytes; 0 if it does not exist
 VEK_API int64_t vekGetFileSize(const char *path);
 
-/// @return 1 when `path` leads to a directory, else 0
+/// @return 1 if `path` is a directory or a symbolic link to one, otherwise 0
 VEK_API int vekFileIsDirectory(const char *path);
 
-/// Fills the shared stat buffer from `path` itself.
-/// @return 1 when it is a symbolic link, else 0
+/// Calls lstat() for `path` and stores the record in the shared stat buffer.
+/// @return 1 if `path` is a symbolic link, otherwise 0
 VEK_API int vekFileIsLink(const char *path);
 
-/// @return the size found by the last vekFileExists() or vekFileIsLink(), in bytes
+/// @return the size in bytes from the shared stat buffer: of the file given to the last vekFileExists() or
+///         vekFileIsLink()
 VEK_API int64_t vekGetFileSizeInStatbuf(void);
 
-/// @return the modification time found by the last vekFileExists() or vekFileIsLink(), in seconds
+/// @return the modification time in seconds from the shared stat buffer: of the file given to the last
+///         vekFileExists() or vekFileIsLink()
 VEK_API int64_t vekGetTimestampInStatbuf(void);
 
 /// Reads the target of the symbolic link `path`.
 ///
-/// @param buf  receives up to 4096 characters and a NUL, so it holds at least 4097 bytes
-/// @return 1, or 0 when readlink() fails
+/// @param buf  receives the target and a NUL; must have 4097 bytes
+/// @return 1; 0 if readlink() fails or `buf` is null
 VEK_API int vekReadSymLink(const char *path, char *buf);
 
-/// Makes the directory `path` and every missing one above it, with all permission bits that the umask leaves.
-/// A failed mkdir() is reported through vekReportError().
+/// Creates the directory `path` and every missing directory above it. mkdir() is called with all permission bits
+/// and the sticky bit set, reduced by the umask. The umask does not remove the sticky bit: in a directory made
+/// here that other users may write, they can remove only their own files.
 ///
-/// @return 1 when `path` is a directory afterwards, else 0
+/// If mkdir() fails, this is reported through vekReportError(), and the directories made so far remain.
+///
+/// @return 1 if `path` is a directory afterwards, otherwise 0
 VEK_API int vekBuildDirPath(const char *path);
 
-/// Tells whether `path` can be written: a file by opening it, a directory by creating and deleting the file
-/// `vekFileWritableTest` in it.
+/// Tests whether the file or directory `path` can be written. A file is opened for writing and closed. In a
+/// directory, the file `vekFileWritableTest` is created and removed. A file or symbolic link of this name that
+/// was there before is removed, too.
 ///
-/// @return 1 or 0 (also when `path` does not exist)
+/// @return 1 if it can be written; 0 if not, or if `path` does not exist
 VEK_API int vekFileWritable(const char *path);
 
 VEK_END_DECLS

@@ -1,51 +1,54 @@
 #ifndef VEK_INIT_H
 #define VEK_INIT_H
 
-/// Start-up, the platform name, and the `-version` banner.
+/// Initialization, the platform name, and the `-version` argument.
 
 #include "common/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// Initializes the infrastructure; to be called before anything else. Records the name the program was
-/// started under (at most 4096 characters of it) as the starting point of installation-root discovery and
-/// marks the installation root as required. A second call changes nothing.
+/// Initializes the library. A program calls it before any other function. It stores the name that the program was
+/// started with, at most 4096 characters of it, for finding the installation root, and it sets the
+/// install-root-required flag to 1. A second call has no effect.
 ///
 /// @param argc  not read; may be null
-/// @param argv  the program's argument vector; null, or one whose first element is null or empty, records
-///              the empty name
+/// @param argv  the program's argument vector; if it is null, or its first string is null or empty, the stored
+///              name is empty
 /// @return always 0
 VEK_API int vekInit(int *argc, char **argv);
 
-/// Initializes as vekInit() does, for programs outside the tool suite.
+/// Initializes the library like vekInit(), for programs outside the tool suite.
 ///
-/// @param exeName  the name the program was started under; null or empty records the empty name
+/// @param exeName  the name that the program was started with; null or empty stores the empty name
 /// @return always 0
 VEK_API int vekInitNonVEKApp(const char *exeName);
 
-/// @return 1 once vekInit() or vekInitNonVEKApp() has been called, else 0
+/// @return 1 after vekInit() or vekInitNonVEKApp(), otherwise 0
 VEK_API int vekInitDone(void);
 
-/// Says that no installation root is needed. Has an effect only before initialization, which undoes it: use
-/// cmnSetInstallRootRequired() after vekInit() instead.
+/// Sets the install-root-required flag to 0, before initialization only. It has no lasting effect, because
+/// vekInit() sets the flag to 1. Call cmnSetInstallRootRequired() after vekInit() instead.
 VEK_API void cmnNoInstallRootRequired(void);
 
-/// @return the install-root-required flag: 1 from start-up on, or what was set last; 0 makes every
-///         installation-root query answer "none" without searching
+/// @return the install-root-required flag: initially 1. If it is 0, the queries for the installation root return
+///         null or 0 without searching
 VEK_API int cmnGetInstallRootRequired(void);
 
-/// Sets the install-root-required flag to `required`, initialized or not.
+/// Sets the install-root-required flag to `required`, before or after initialization.
 VEK_API void cmnSetInstallRootRequired(int required);
 
-/// @return the platform name "lnx86", a constant the caller does not free
+/// @return the platform name "lnx86", a constant string
 VEK_API const char *vekPlat(void);
 
-/// Answers a `-version` argument: at the first of `argv[1]` to `argv[argc - 1]` that is exactly "-version",
-/// prints the banner of `versionString` on standard output and ends the process with status 0. Returns when
-/// there is none.
+/// Handles a `-version` argument. If one of `argv[1]` to `argv[argc - 1]` is exactly "-version", prints a line
+/// about `versionString` on standard output and ends the process with status 0. Otherwise it returns.
 ///
-/// @param argv           may be null when `argc` is 1 or less
-/// @param versionString  a what-string such as vekIdentString, or null ("No Version string")
+/// The line is "TOOL:", a tab, the second word of `versionString`, a tab and its third word. For "@(#)$VEK:
+/// MYTOOL 1.0 $" it shows MYTOOL and 1.0.
+///
+/// @param argv           may be null if `argc` is 1 or less
+/// @param versionString  three words or more, separated by blanks, with a blank after the third; null prints "No
+///                       Version string"
 VEK_API void vekProcMinusVersionArg(int argc, char **argv, const char *versionString);
 
 VEK_END_DECLS

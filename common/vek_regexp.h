@@ -1,38 +1,38 @@
 #ifndef VEK_REGEXP_H
 #define VEK_REGEXP_H
 
-/// Regular expressions: alternatives "|", groups "()", sets "[]", the repetitions "*", "+" and "?", the
-/// anchors "^" and "$", "." and "\" before a literal character. Not re-entrant.
+/// Regular expressions with alternatives "|", groups "()", sets "[]", repetitions "*", "+" and "?", anchors "^"
+/// and "$", any character ".", and "\" before a literal character. Compiling and matching use process-wide state
+/// and are not re-entrant.
 
 #include "common/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// Groups of an expression, the whole match (index 0) included.
+/// Number of groups of an expression, including group 0, the whole match.
 enum { VEK_REGEXP_GROUPS = 10 };
 
-/// A compiled expression: one heap block, which the caller frees with free().
+/// A compiled expression: one block of memory, which the caller frees with free().
 typedef struct vek_regexp {
-    const char *startp[VEK_REGEXP_GROUPS]; ///< where each group of the last match begins, or null
-    const char *endp[VEK_REGEXP_GROUPS];   ///< where it ends
-    char regstart;                         ///< the character every match begins with, or NUL
-    char reganch;                          ///< non-zero when anchored with "^"
-    char *regmust;                         ///< a literal inside the program that every match holds, or null
-    int regmlen;                           ///< its length
-    char program[1];                       ///< the node program; begins with the byte 0234
+    const char *startp[VEK_REGEXP_GROUPS]; ///< start of each group in the last subject, or null
+    const char *endp[VEK_REGEXP_GROUPS];   ///< end of each group in the last subject, or null
+    char regstart;                         ///< the character that every match begins with, or NUL
+    char reganch;                          ///< non-zero if the expression is anchored with "^"
+    char *regmust;                         ///< a literal in `program` that every match contains, or null
+    int regmlen;                           ///< length of `regmust`
+    char program[1];                       ///< the node program; its first byte is 0234
 } vek_regexp;
 
-/// Compiles `pattern`.
-/// @return the expression, which the caller frees with free(), or null after reporting the error
+/// Compiles `pattern`. Errors are reported through vek_regerror().
+/// @return the expression, which the caller frees with free(); null after an error
 VEK_API vek_regexp *vek_regcomp(const char *pattern);
 
-/// Looks for the first match of `prog` in `subject`.
+/// Searches the first match of `prog` in `subject`. Errors are reported through vek_regerror().
 ///
-/// @return 1 with the positions in `prog` set to places in `subject`; 0 when nothing matches, or after
-///         reporting an error
+/// @return 1 with the group positions in `prog` pointing into `subject`; 0 if nothing matches or after an error
 VEK_API int vek_regexec(vek_regexp *prog, const char *subject);
 
-/// Writes "vek_regexp compilation: ", `msg` and a newline to standard error.
+/// Prints "vek_regexp compilation: ", `msg` and a newline on standard error.
 VEK_API void vek_regerror(const char *msg);
 
 VEK_END_DECLS

@@ -1,54 +1,55 @@
 #ifndef VEK_TMP_H
 #define VEK_TMP_H
 
-/// Temporary files and directories: unique names from a template, the exclusive creation of a file under such
-/// a name, and the directory to put it in.
+/// Temporary files: unique names from a template, exclusive creation, and a directory for them.
 ///
-/// A template is a path of any length that ends in a run of "X". Each of these is replaced by a digit or an
-/// ASCII letter, chosen by the time and the process; while the name is taken, the next one in order is tried,
-/// to the last. Failures are reported through the result and `errno` alone; only a clock that cannot be read
-/// is also told on standard error.
+/// A template is a path that ends with a run of "X". Each "X" is replaced by a digit or an ASCII letter, chosen
+/// pseudo-randomly from the time and the process ID. While the name exists, the next name in order is tried,
+/// until all are tried. A failure sets `errno` and prints nothing, except that a failure of gettimeofday() is
+/// also printed on standard error.
 
 #include "common/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// Creates a file with mode 0600 under a new name, and opens it to be read and written.
+/// Creates a file with a new name and mode 0600, and opens it for reading and writing. The file is created with
+/// O_EXCL, so no other process can have created it. The descriptor is inherited by programs that the process
+/// executes.
 ///
-/// @param nameTemplate  the template; receives the name in place. Its directory must exist
-/// @return the descriptor, which the caller closes; -1 with `errno` set: EINVAL for null or an empty
-///         template, EEXIST when every name is taken
+/// @param nameTemplate  the template, in an existing directory; receives the name in place
+/// @return the descriptor, which the caller closes; -1 after a failure, with `errno` EINVAL for a null or empty
+///         template, EEXIST if all names exist
 VEK_API int vek_mkstemp(char *nameTemplate);
 
-/// Makes a name that does not exist. Nothing is created, so it may be taken before it is used: prefer
-/// vek_mkstemp().
+/// Makes a name that does not exist. Another process can create this file before the caller does: use
+/// vek_mkstemp() instead.
 ///
-/// @param nameTemplate  the template; receives the name in place. Without an "X" at its end it is tested as
-///                      it is
-/// @return `nameTemplate`, or null with `errno` set as by vek_mkstemp()
+/// @param nameTemplate  the template; receives the name in place. If it does not end with "X", it is tested
+///                      unchanged
+/// @return `nameTemplate`; null after a failure, with `errno` as for vek_mkstemp()
 VEK_API char *vek_mktemp(char *nameTemplate);
 
-/// Makes a path in `dir`, or else in "/tmp", that does not exist, as vek_mktemp() does. The environment is
-/// not asked.
+/// Makes a path that does not exist, in `dir`, or in "/tmp" if none can be made in `dir`. Another process can
+/// create this file before the caller does. The environment variables of vekGetTmpDir() are not used.
 ///
-/// @param dir     need not exist; null for "/tmp". Empty counts as the root directory
-/// @param prefix  what the name begins with; null for "tmp.". A path of over 4095 characters is cut there,
-///                and one without its run of "X" is tested as it is
-/// @return a heap string of 4096 bytes that the caller frees, or null with `errno` set
+/// @param dir     need not exist; null for "/tmp". Documented: empty means the root directory
+/// @param prefix  the beginning of the name; null for "tmp.". Six "X" are appended to it. The template is cut
+///                after 4095 characters, and one without a final "X" is tested unchanged
+/// @return a new string of 4096 bytes, which the caller frees; null after a failure, with `errno` set
 VEK_API char *vek_tempnam(const char *dir, const char *prefix);
 
-/// vek_tempnam() of `dir` and `prefix` into the caller's memory.
+/// Makes a path from `dir` and `prefix` like vek_tempnam().
 ///
-/// @param out  receives the path, in VEK_PATH_SIZE bytes; null for a heap string that the caller frees
-/// @return the path, or null with `errno` set and `out` as it was
+/// @param out  receives the path; must have VEK_PATH_SIZE bytes. Null for a new string, which the caller frees
+/// @return the path; null after a failure, with `errno` set and `out` unchanged
 VEK_API char *vekMkUniqueFilePath(const char *dir, const char *prefix, char *out);
 
-/// Finds the directory for temporary files: the first of `$VEK_TMP_DIR`, `$TMPDIR`, `$TEMPDIR` and "/tmp"
-/// that vekFileWritable() calls writable. A value of over 4095 characters is none.
+/// Finds a directory for temporary files: the first of `$VEK_TMP_DIR`, `$TMPDIR`, `$TEMPDIR` and "/tmp" for which
+/// vekFileWritable() returns 1. A value of more than 4095 characters is skipped.
 ///
-/// @param buf  receives the path, in VEK_PATH_SIZE bytes; null for a heap string of that size, which the
+/// @param buf  receives the path; must have VEK_PATH_SIZE bytes. Null for a new string of that size, which the
 ///             caller frees
-/// @return the path; null, with `buf` as it was, when none is writable or memory is exhausted
+/// @return the path; null, with `buf` unchanged, if no directory is writable or memory is exhausted
 VEK_API char *vekGetTmpDir(char *buf);
 
 VEK_END_DECLS

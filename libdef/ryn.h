@@ -1,13 +1,16 @@
 #ifndef RYN_H
 #define RYN_H
 
-/// Library definitions (`vek.lib`): registries of libraries, what they say, where their data lies on disk, and
+/// Library definitions (`vek.lib`): registries of libraries, queries about them, paths of their data on disk, and
 /// iteration over both.
 ///
-/// A registry is created from a library definition file and held by a handle. Wherever a handle is asked for,
-/// null means the default handle: the registry created last. Every function returns a RYN_ code unless it says
-/// otherwise. A missing handle, or a null argument that is not marked as allowed, is reported through the fatal
-/// handler and gives RYN_INVALID_PARAMETER.
+/// A registry is created from a library definition file. A handle points to it. Wherever a function takes a
+/// handle, null means the default handle: the registry created last. Every function returns a RYN_ code unless
+/// its comment says otherwise. If there is no handle, or a null argument is not allowed, this is reported through
+/// the fatal handler, and the result is RYN_INVALID_PARAMETER.
+///
+/// Programs that use temporary directories call rynSetPathNoneExistWarnFlag(1) before they create a registry.
+/// Otherwise RYN_PATH_READ returns a path without testing that it exists, and iterations over a cell fail.
 
 #include "common/vek_api.h"
 #include "fs/vek_fs.h"
@@ -66,17 +69,28 @@ typedef rynRegistry *rynHandle;
 /// An iteration context.
 typedef struct rynContext rynContext;
 
-/// Receives a diagnostic of a library definition file: the code, the object it is about (may be null), the file
-/// and the line. Returns 0 to go on reading, anything else to end the current file with that status.
+// Callbacks may call any function of the library for other registries. They must not change or release the
+// registry that calls them. They must return: no longjmp(), no C++ exception. Texts that they receive are valid
+// during the call only. Errors in tag files go to the handlers of tovRegisterErrorHandler() and vekRegErrorFunc()
+// instead.
+
+/// Receives a diagnostic of a library definition file.
+///
+/// @param code    the RYN_ code
+/// @param object  the object that it is about; may be null. For the codes 28 to 31 it is a text of several lines
+/// @param file    the path of the library definition file
+/// @param line    the line in it
+/// @return 0 to continue with the next line; any other value ends the file, and is its status
 typedef int (*rynWarningHandler)(int code, const char *object, const char *file, int line);
 
-/// Receives an error or a misuse: the code and its context, twice. The result is ignored.
+/// Receives an error or misuse: the code, and its context twice. The result is ignored.
 typedef int (*rynErrorHandler)(int code, const char *text, const char *sameText);
 
-/// Judges an ASSIGN of an attribute other than TMP. Returns 0 to accept it.
+/// Checks an ASSIGN of an attribute other than TMP.
+/// @return 0 to accept it; any other value is the diagnostic RYN_INVALID_ATTRIBUTE
 typedef int (*rynUnknownAssignHook)(const char *attribute, const char *value, const char *file, int line);
 
-/// Options of rynInitEx(), read as far as the size that comes with them reaches.
+/// Options of rynInitEx(). Fields beyond the given size are not read.
 typedef struct rynInitOptions {
     rynErrorHandler errorHandler;           ///< receives errors of rynSetImplicitTmp(); may be null
     const char *implicitTmpDirectory;       ///< the implicit temporary directory, or null for none
@@ -87,116 +101,147 @@ typedef struct rynInitOptions {
 /// Flags of a registry.
 enum {
     RYN_FLAG_UMASK_SET = 1U << 0U,           ///< set by rynSetUmask()
-    RYN_FLAG_OWN_EXISTENCE_CHECK = 1U << 4U, ///< this registry has its own path-existence setting
-    RYN_FLAG_EXISTENCE_CHECK_OFF = 1U << 5U, ///< and it is off
+    RYN_FLAG_OWN_EXISTENCE_CHECK = 1U << 4U, ///< the registry has its own path-existence setting
+    RYN_FLAG_EXISTENCE_CHECK_OFF = 1U << 5U, ///< with the flag before: its setting is off
     RYN_FLAG_PACKED_LIBRARIES = 1U << 6U     ///< packed libraries are supported
 };
 
-/// @return the constant text of `code`; "Invalid error number" for one that does not exist
+/// @return the constant text of `code`; "Invalid error number" for an unknown code
 VEK_API const char *rynGetErrorMsg(int code);
 
 // ---- registries
 
 /// Creates a registry and makes it the default handle.
 ///
-/// @param libraryFile     the library definition file to read; null for an empty registry
-/// @param flags           RYN_FLAG_...
-/// @param warningHandler  receives diagnostics; null for the default one, which prints them on standard error
-///                        and makes any diagnostic fail the reading
-/// @param fatalHandler    receives misuse; may be null. The first one ever given also serves calls without a
-///                        registry
+/// A null `warningHandler` selects the default handler, which prints diagnostics on standard error. IT CHANGES
+/// THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented: from then on the status of every file is the
+/// last diagnostic that the default handler received since the last library definition file was opened. So:
+///
+/// A diagnostic makes the creation fail, after all lines are read; in an included file, it ends the including
+/// file. But a diagnostic before an INCLUDE of a file without diagnostics is forgotten: the creation succeeds.
+/// And a non-zero result of another registry's handler still ends its file, but the creation then succeeds with
+/// the libraries defined so far.
+///
+/// @param libraryFile     the library definition file; null for an empty registry
+/// @param flags           RYN_FLAG_... values, combined by OR
+/// @param warningHandler  receives diagnostics; null for the default handler
+/// @param fatalHandler    receives misuse; may be null. The first one given in the process also receives misuse
+///                        without a registry
 /// @param options         may be null
-/// @param optionsSize     bytes of `options` that are valid: 24 for all but the hook, 32 for all; less ignores it
+/// @param optionsSize     number of valid bytes of `options`: 24 for all fields but the hook, 32 for all; if it
+///                        is less than 24, `options` is ignored
 /// @param handleOut       receives the handle, null after a failure; may be null
-/// @return RYN_OK, or the code of the failure; no registry is left then
+/// @return RYN_OK, or the code of the failure; after a failure there is no new registry
 VEK_API int rynInitEx(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
                       rynErrorHandler fatalHandler, const rynInitOptions *options, size_t optionsSize,
                       rynHandle *handleOut);
 
-/// rynInitEx() without options: `libraryFile`, `flags`, `warningHandler`, `fatalHandler` and `handleOut` are as
-/// there.
+/// Creates a registry like rynInitEx() from `libraryFile`, `flags`, `warningHandler`, `fatalHandler` and
+/// `handleOut`, without options.
 VEK_API int rynInit(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
                     rynErrorHandler fatalHandler, rynHandle *handleOut);
 
-/// rynInit() without flags and fatal handler: `libraryFile`, `warningHandler` and `handleOut` are as there.
+/// Creates a registry like rynInitEx() from `libraryFile`, `warningHandler` and `handleOut`, without flags, fatal
+/// handler and options.
 VEK_API int rynInitialize(const char *libraryFile, rynWarningHandler warningHandler, rynHandle *handleOut);
 
-/// Frees the registry `handle` with all it owns. Releasing the default handle leaves none.
+/// Frees the registry `handle` and everything it owns. End its iterations before. If it is the default handle,
+/// there is no default handle afterwards.
 VEK_API int rynReleaseHandle(rynHandle handle);
 
-/// @return the variable that holds the default handle; null before any registry was created
+/// @return the address of the variable that contains the default handle; null before a registry was created
 VEK_API rynHandle *rynGetCurHandle(void);
 
-/// Sets the permission bits (group and other; `mask` AND 63) that directories made by the registry `handle` go
-/// without.
+/// Sets the permission bits that are removed from directories that the registry `handle` creates. Only the bits
+/// for group and other count: `mask` AND 63.
 VEK_API int rynSetUmask(rynHandle handle, unsigned mask);
 
-/// Sets the hook that later registries start with.
+/// Sets the unknown-ASSIGN hook of registries that are created later.
 /// @param hook  null accepts every attribute
-/// @return the previous one
+/// @return the previous hook
 VEK_API rynUnknownAssignHook rynSetUnknownASSIGNfunc(rynUnknownAssignHook hook);
 
-/// Sets, for registries without a setting of their own, whether paths must exist: they must when `on` is not 0.
-/// Initially off.
+/// Sets the path-existence setting of the process: if `on` is not 0, paths must exist. Initially it is off.
+/// Registries with RYN_FLAG_OWN_EXISTENCE_CHECK have their own setting.
+///
+/// WITHOUT IT, OBJECTS IN SOME DIRECTORIES ARE NOT FOUND. RYN_PATH_READ and RYN_PATH_READ_TMP return the path in
+/// the first directory of the library without testing whether the object exists there. Iterations over a cell or
+/// a view fail with RYN_SYSTEM_ERROR if one of the library's directories does not contain it.
+///
+/// With it, a DEFINE of a directory that does not exist is a diagnostic, and the library is not defined. If
+/// VEKLIBCHECK is ON for the working directory, the directory also needs a tag file with the VEKLIBRARY entry.
 VEK_API void rynSetPathNoneExistWarnFlag(int on);
 
-/// Executes `text`, one statement of the library definition language, in the registry `handle`. A bad one has
-/// no effect and gives no message.
+/// Executes `text`, one statement of the library definition language, in the registry `handle`. An invalid
+/// statement has no effect, and nothing is reported. Do not call it while contexts of rynIterateLibs(),
+/// rynIterateAttrs() or rynIterateVekLibFiles() are in use.
 VEK_API void rynAddCommand(rynHandle handle, const char *text);
 
-/// Prints the registry `handle`: its files, its libraries with their attributes, the buckets of its names.
+/// Prints the registry `handle`: its files, its libraries with their attributes, and its hash buckets.
 /// @param stream  null for standard output
 VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 
 // ---- implicit temporary directory
 
-/// Sets the implicit temporary directory, the root under which every library has a temporary directory.
+/// Sets the implicit temporary directory: the root directory in which every library has a temporary directory
+/// with its name. These are not created: create that of a library before you write to it or iterate over the
+/// library.
 ///
-/// @param handle        null gives RYN_INVALID_PARAMETER without a report
-/// @param directory     must exist, or null or empty (with `flags` 0) to remove it
-/// @param flags         0 removes it; RYN_IMPLICIT_ONLY beside other bits makes its failures final
-/// @param errorHandler  null leaves the registry's
+/// @param handle        null gives RYN_INVALID_PARAMETER without a report; there is no default here
+/// @param directory     an existing directory; null or empty, with `flags` 0, removes the setting
+/// @param flags         0 removes the setting. With RYN_IMPLICIT_ONLY, a failure in this directory is final
+/// @param errorHandler  receives errors; null keeps the registry's handler
+/// @return RYN_OK; or the reported code of the failure, and the setting is removed
 VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags,
                               rynErrorHandler errorHandler);
 
 enum { RYN_IMPLICIT_ONLY = 1 };
 
-/// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`: 0 if it has no
-/// such directory. `*flagsOut` is unchanged after a failure.
+/// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`; 0 if there is
+/// none. After a failure, `*flagsOut` is unchanged.
 VEK_API int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut);
 
 // ---- queries
 //
-// A design object is a library with an optional cell, view and file in it; names that are not wanted are null or
-// empty.
+// A design object is a library, or a cell, view or file in it. Names that are not needed are null or empty.
 
-/// Where rynGetPath() looks, and for what.
+/// Modes of rynGetPath(): the directories that are tried, and the test. "Temporary directories" are the implicit
+/// and then the explicit one. WHILE PATHS NEED NOT EXIST, which is the default, the modes that read return the
+/// path in the first directory, even if the object is not there; see rynSetPathNoneExistWarnFlag().
 enum {
     RYN_PATH_READ = 0,             ///< temporary directories, then the library; to be read
-    RYN_PATH_WRITE = 1,            ///< the one directory to write to; missing directories are made
+    RYN_PATH_WRITE = 1,            ///< the implicit, else the explicit, else the library; to be written
     RYN_PATH_READ_TMP = 2,         ///< temporary directories only; to be read
-    RYN_PATH_WRITE_TMP = 3,        ///< the temporary directory to write to
+    RYN_PATH_WRITE_TMP = 3,        ///< the implicit, else the explicit one; to be written
     RYN_PATH_READ_LIBRARY = 4,     ///< the library only; to be read
     RYN_PATH_WRITE_LIBRARY = 5,    ///< the library only; to be written
-    RYN_PATH_REPLACE = 6,          ///< an existing object, to be replaced
-    RYN_PATH_REPLACE_EXPLICIT = 7, ///< the same; a failure in the explicit temporary directory is final
-    RYN_PATH_REPLACE_TMP = 8,      ///< the same in temporary directories only
-    RYN_PATH_REPLACE_LIBRARY = 9   ///< the same in the library only
+    RYN_PATH_REPLACE = 6,          ///< as RYN_PATH_READ; must exist and be replaceable
+    RYN_PATH_REPLACE_EXPLICIT = 7, ///< as RYN_PATH_REPLACE; a failure in the explicit directory is final
+    RYN_PATH_REPLACE_TMP = 8,      ///< as RYN_PATH_REPLACE_EXPLICIT, in temporary directories only
+    RYN_PATH_REPLACE_LIBRARY = 9   ///< as RYN_PATH_REPLACE, in the library only
 };
 
 /// Finds the path of the design object `library`, `cell`, `view`, `file`.
 ///
+/// WHILE PATHS NEED NOT EXIST, which is the default, the modes that read do not test whether the object exists;
+/// see rynSetPathNoneExistWarnFlag(). Modes that write create missing cell and view directories, but never the
+/// directory of the library. In RYN_PATH_READ and RYN_PATH_READ_TMP, an explicit temporary directory that fails
+/// for another reason than a missing object is final.
+///
 /// @param handle  the registry; null for the default handle
-/// @param mode    one of RYN_PATH_...
+/// @param mode    a RYN_PATH_... value
 /// @param path    receives the path
-/// @param size    bytes of `path`, the NUL included
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_NO_SUCH_DIRECTORY when a mode that asks
-///         for a temporary directory finds none; RYN_NOT_FOR_PACKED; or what ails the object, named by its
-///         most specific level
+/// @param size    size of `path` in bytes, including the NUL
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_INVALID_PATH if the path is too long, or
+///         has a view but no cell; RYN_NO_SUCH_DIRECTORY if the library's directory does not exist, or the mode
+///         needs a temporary directory and there is none; RYN_NOT_FOR_PACKED; RYN_SYSTEM_ERROR; or the
+///         RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the object, or of the first level above it that
+///         fails
 VEK_API int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, char *path, size_t size);
 
-/// Where rynQuery() looks and what it checks; without a place, both; without a check, existence.
+/// Flags of rynQuery(). RYN_QUERY_LIBRARY and RYN_QUERY_TMP select the directories; without them, both are
+/// searched. The others are checks; without them, the check is RYN_QUERY_EXISTS.
 enum {
     RYN_QUERY_LIBRARY = 1U << 0U,
     RYN_QUERY_TMP = 1U << 1U,
@@ -206,233 +251,270 @@ enum {
     RYN_QUERY_EXECUTABLE = 1U << 5U
 };
 
-/// Tells whether the design object `library`, `cell`, `view`, `file` exists in the registry `handle` and passes
-/// the checks of `flags`, which combine by OR.
+/// Tests whether the design object `library`, `cell`, `view`, `file` of the registry `handle` exists and passes
+/// the checks of `flags`, which combine by OR. It looks at the disk in any case.
 ///
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the most
-///         specific name given; RYN_SYSTEM_ERROR
+///         specific name given; RYN_NO_SUCH_DIRECTORY if only temporary directories are searched and none
+///         contains it; RYN_INVALID_PATH; or RYN_SYSTEM_ERROR
 VEK_API int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell,
                      const char *view, const char *file);
 
-// The paths that these deliver point into the registry.
+// The paths that the next functions store are owned by the registry and valid until it is released.
 
-/// Tells where `library` was last defined in the registry `handle`: `*file` receives the path of the library
-/// definition file, `*line` the line. Without an answer they become null and 0.
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_INTERNAL_ERROR when no place is known
+/// Finds where `library` was last defined in the registry `handle`. Stores the path of the library definition
+/// file in `*file` and the line in `*line`; null and 0 after a failure.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_INTERNAL_ERROR if no file is recorded
 VEK_API int rynWhereDefined(rynHandle handle, const char *library, const char **file, int *line);
 
-/// Tells where `attribute` of `library` was last assigned in the registry `handle`; `file` and `line` are as
-/// for rynWhereDefined(). The name of the attribute may be in any case.
+/// Finds where `attribute` of `library` was last assigned in the registry `handle`; `file` and `line` are as for
+/// rynWhereDefined(). The case of the attribute's name is ignored.
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereAssigned(rynHandle handle, const char *library, const char *attribute, const char **file,
                              int *line);
 
-/// Tells where the global temporary root of the registry `handle` was last assigned; `file` and `line` are as
-/// for rynWhereDefined(), and may be null.
-/// @return RYN_OK, or RYN_ATTRIBUTE_NOT_ASSIGNED
+/// Finds where the global temporary root of the registry `handle` was last assigned; `file` and `line` are as for
+/// rynWhereDefined(), but may be null.
+/// @return RYN_OK or RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line);
 
-/// Tells which statement made the registry `handle` read the library definition file `path`: `*file` receives
-/// the path of the file that includes it, `*line` the line; null and 0 for the top file.
-/// @return RYN_OK; RYN_FILE_NOT_INCLUDED; or why `path` cannot be resolved
+/// Finds the statement that included the library definition file `path` in the registry `handle`. Stores the path
+/// of the including file in `*file` and the line in `*line`; null and 0 for the file that rynInitEx() was given.
+/// @return RYN_OK; RYN_FILE_NOT_INCLUDED; or the code of the failure to resolve `path`
 VEK_API int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int *line);
 
-/// @return RYN_OK when `library` is defined in the registry `handle`, else RYN_LIBRARY_NOT_DEFINED
+/// @return RYN_OK if `library` is defined in the registry `handle`, otherwise RYN_LIBRARY_NOT_DEFINED
 VEK_API int rynIsDefined(rynHandle handle, const char *library);
 
-/// @return RYN_OK when `attribute` of `library` is assigned in the registry `handle`, else
+/// @return RYN_OK if `attribute` of `library` is assigned in the registry `handle`, otherwise
 ///         RYN_LIBRARY_NOT_DEFINED or RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynIsAssigned(rynHandle handle, const char *library, const char *attribute);
 
-/// @return RYN_OK when the registry `handle` has read the library definition file `path`, else
-///         RYN_FILE_NOT_INCLUDED, or why `path` cannot be resolved
+/// @return RYN_OK if the registry `handle` has read the library definition file `path`, otherwise
+///         RYN_FILE_NOT_INCLUDED, or the code of the failure to resolve `path`
 VEK_API int rynIsIncluded(rynHandle handle, const char *path);
 
-/// Kinds of temporary directories.
+/// Kinds of temporary directories: of ASSIGN library TMP, of ASSIGN AllLibs TmpRootDir, and of
+/// rynSetImplicitTmp().
 enum { RYN_TMP_EXPLICIT = 1, RYN_TMP_GLOBAL = 2, RYN_TMP_IMPLICIT = 4 };
 
-/// @return RYN_OK when `library` of the registry `handle` has a temporary directory of one of the kinds in
-///         `which`, which combine by OR; else RYN_ATTRIBUTE_NOT_ASSIGNED, RYN_LIBRARY_NOT_DEFINED, or
-///         (without a report) RYN_INVALID_PARAMETER
+/// Tests whether `library` of the registry `handle` has a temporary directory of one of the kinds in `which`,
+/// which combine by OR.
+///
+/// @return RYN_OK for yes; RYN_ATTRIBUTE_NOT_ASSIGNED for no; RYN_LIBRARY_NOT_DEFINED; RYN_INVALID_PARAMETER
+///         without a report
 VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 
 // ---- searches by library
 //
-// These look a file up along a search list of their own (pux.h), which they build and release: the default list
-// is built anew afterwards. Wherever that list says "@LIBRARY" they search the ".tolvane" of a library's
-// directories: its explicit or global, its implicit temporary directory, and its own. The caller's directories
-// are the search groups, the subdirectories that are searched in every other directory of the list. A library
-// that is not defined or not there adds nothing, nor does a null name; a missing handle is reported, and the
-// search goes on.
+// These functions search a file along a new search list, which they release; see pux(3). The default search list
+// is built again by the next search. "@LIBRARY" in the list stands for the directories of a library: its explicit
+// or global temporary directory, its implicit temporary directory, and its own. In them, only ".tolvane" is
+// searched. The given directories are the search groups in all other directories of the list. A library that is
+// null, not defined or does not exist adds no directories. A missing handle is reported, and the search
+// continues.
 //
-// Their failures are RYN_INTERNAL_ERROR without a search list (before vekInit(), or without memory),
-// RYN_INVALID_PARAMETER, without a report, for a null name or output, RYN_BUFFER_TOO_SMALL, RYN_NO_SUCH_FILE,
-// and RYN_PERMISSION_DENIED_FILE, with the path in the buffer, when a match exists but cannot be read.
+// The results are RYN_OK; RYN_INTERNAL_ERROR without a search list (before vekInit(), or without memory);
+// RYN_INVALID_PARAMETER, without a report, for a null name or output; RYN_BUFFER_TOO_SMALL; RYN_NO_SUCH_FILE; and
+// RYN_PERMISSION_DENIED_FILE, with the path in the buffer, if the first match cannot be read.
 
 /// Finds the first match of the file name `name`.
 ///
-/// @param handle     the registry; looked at only for a library
+/// @param handle     the registry; only used for a library
 /// @param directory  a search group; null for the default groups
-/// @param library    the library whose directories "@LIBRARY" stands for, or null
+/// @param library    the library whose directories replace "@LIBRARY", or null
 /// @param path       receives the path
-/// @param size       bytes of `path`, the NUL included
+/// @param size       size of `path` in bytes, including the NUL
 VEK_API int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                       char *path, size_t size);
 
-/// rynSearch() of `name` for `handle` and `library` into the `size` bytes at `path`, with all of `directories`,
-/// a string list, as its search groups; null for the default groups.
+/// Finds the first match of `name` like rynSearch() for `handle` and `library`, and stores it in the `size` bytes
+/// at `path`. The string list `directories` contains the search groups; null for the default groups.
 VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                           char *path, size_t size);
 
-/// Finds the first match of `name` for each directory of a library: every search is one of rynSearch() with
-/// that directory alone in the place of "@LIBRARY". The same path may be found more than once.
+/// Finds the first match of `name` for each directory of a library. Each search is one of rynSearch() with that
+/// directory alone in the place of "@LIBRARY". Documented: the same path can be found several times.
 ///
 /// @param handle     the registry
 /// @param directory  a search group; null for the default groups
-/// @param library    without a library that is there, nothing is searched
-/// @param paths      receives a string list that the caller frees with vekFreeStrlist(); null unless the
-///                   result is RYN_OK
-/// @return RYN_OK; RYN_NO_SUCH_FILE when no search finds anything, whatever the reason; RYN_INTERNAL_ERROR
-///         without a search list; RYN_MEMORY_ERROR; RYN_INVALID_PARAMETER when `paths` is null
+/// @param library    if it is null, not defined or does not exist, nothing is searched
+/// @param paths      receives a string list, which the caller frees with vekFreeStrlist(); null unless the result
+///                   is RYN_OK
+/// @return RYN_OK; RYN_NO_SUCH_FILE if no search succeeds, for any reason; RYN_INTERNAL_ERROR without a search
+///         list; RYN_MEMORY_ERROR; RYN_INVALID_PARAMETER if `paths` is null
 VEK_API int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                           char ***paths);
 
-/// rynFullSearch() of `name` for `handle` and `library` into `paths`, with all of `directories`, a string list,
-/// as its search groups; null for the default groups.
+/// Finds the matches of `name` like rynFullSearch() for `handle` and `library`, and stores them in `*paths`. The
+/// string list `directories` contains the search groups; null for the default groups.
 VEK_API int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                               char ***paths);
 
-/// Finds the first match of `name` that can be written, in the default groups, with the directories of
-/// `library` in the registry `handle` that can be written. `library` may be null; the `size` bytes at `path`
-/// receive the result.
+/// Finds the first match of `name` that can be written, in the default groups, and stores it in the `size` bytes
+/// at `path`. The directories of `library` in the registry `handle` that can be written replace "@LIBRARY";
+/// `library` may be null.
 VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size);
 
 // ---- stat cache
 
-/// Switches the process-wide stat cache on or off; calls nest. The cache is in use while the counter is above 0.
-/// Every rynInit...() sets the counter to 1 or 0, as `RYN_STAT_CACHE_ON` says; 0 empties the cache.
-/// @param on  non-zero increments the counter; 0 decrements it, and empties the cache if the counter is then 0
+/// Switches the process-wide stat cache with a counter. While the counter is above 0, results of stat() and
+/// access() are stored, and later changes on disk are not seen. The creation of a registry sets the counter: to 1
+/// if `RYN_STAT_CACHE_ON` is set to anything but "no" in any case, otherwise to 0. At 0 the cache is emptied.
+/// @param on  not 0 increases the counter; 0 decreases it, unless it is 0
 /// @return the new counter
 VEK_API int rynStatCacheCtl(int on);
 
 // ---- iteration
 //
-// An iterator is created by one call, asked for item after item until RYN_ITERATION_COMPLETE, and freed by
-// rynIterateEnd(). What lies on disk is gathered at creation. Strings handed out belong to the context or the
-// registry. A failed creation stores null. Each X form takes a source selector.
+// An iteration is created by a rynIterate...() or rynXIterate...() function, which stores a context. A
+// rynNext...() function returns one item after another until RYN_ITERATION_COMPLETE. rynIterateEnd() frees the
+// context. Strings that are returned belong to the context or the registry.
+//
+// CONTEXTS MUST NOT OUTLIVE CHANGES OF THE REGISTRY. rynIterateLibs(), rynIterateAttrs() and
+// rynIterateVekLibFiles() walk its lists: end them before rynAddCommand() or rynReleaseHandle(). The other
+// functions read the disk when the context is created: end them before rynReleaseHandle().
+//
+// A rynXIterate...() function reads only the given sources. Names that are in several directories are returned
+// once. Cells, views and files have no order.
+//
+// Results of all functions that create a context (after a failure, the context is null): RYN_OK, also if there
+// are no items; RYN_INVALID_PARAMETER, reported, for a missing handle, a null library or context, and a null or
+// empty cell or view; RYN_LIBRARY_NOT_DEFINED; RYN_MEMORY_ERROR, reported.
+//
+// Further results of functions that read the disk:
+//
+// RYN_NO_SUCH_DIRECTORY: only temporary directories are to be read and the library has none; or paths must exist
+// and the library's directory does not.
+//
+// RYN_NO_SUCH_CELL, RYN_NO_SUCH_VIEW: paths must exist, and no directory of the library contains the given cell
+// (for iterations over a cell) or view (for iterations over a view, also if the cell is missing).
+//
+// RYN_SYSTEM_ERROR: a directory cannot be opened. This is the result of rynIterateCells() and
+// rynIterateLibFiles() if a temporary directory of the library does not exist. WHILE PATHS NEED NOT EXIST, it is
+// also the result of the others if one of the library's directories does not contain the given cell or view; see
+// rynSetPathNoneExistWarnFlag().
+//
+// RYN_PERMISSION_DENIED: a directory cannot be opened with EACCES. If paths must exist, also
+// RYN_PERMISSION_DENIED_LIBRARY, RYN_PERMISSION_DENIED_CELL or RYN_PERMISSION_DENIED_VIEW.
+//
+// RYN_INVALID_PATH: a path has more than 4095 characters. RYN_INTERNAL_ERROR: a name in a directory has more than
+// 255 bytes. RYN_NOT_FOR_PACKED: the library is packed and packed libraries are not supported.
 
-/// Sources of the X forms; 0 means both.
+/// Sources of the rynXIterate...() functions; 0 means both.
 enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 
-/// Iterates over the libraries of the registry `handle`, in the order of their definition: `*context` receives
-/// the iterator, for rynNextLib().
+/// Creates an iteration over the libraries of the registry `handle`, in the order of their definition, and stores
+/// it in `*context`, for rynNextLib().
 VEK_API int rynIterateLibs(rynHandle handle, rynContext **context);
 
-/// Iterates over the cells of `library` in the registry `handle`: `*context` receives the iterator, for
-/// rynNextCell(). A cell is a name of letters, digits, "_", "@" and "#".
+/// Creates an iteration over the cells of `library` in the registry `handle` and stores it in `*context`, for
+/// rynNextCell(). A cell is a name of ASCII letters, digits, "_", "@" and "#".
 VEK_API int rynIterateCells(rynHandle handle, const char *library, rynContext **context);
 
-/// Iterates over the views of `cell` of `library` in the registry `handle`: `*context` receives the iterator,
-/// for rynNextView(). Their names are made as those of cells.
+/// Creates an iteration over the views of `cell` of `library` in the registry `handle` and stores it in
+/// `*context`, for rynNextView(). A view is a name with the characters of a cell.
 VEK_API int rynIterateViews(rynHandle handle, const char *library, const char *cell, rynContext **context);
 
-/// Iterates over the files of `library` in the registry `handle`, which are the names that no cell may have:
-/// `*context` receives the iterator, for rynNextFile().
+/// Creates an iteration over the files of `library` in the registry `handle` and stores it in `*context`, for
+/// rynNextFile(). A file is any name that cannot be a cell, also that of a directory.
 VEK_API int rynIterateLibFiles(rynHandle handle, const char *library, rynContext **context);
 
-/// rynIterateLibFiles() of `handle`, for the directory of `cell` of `library`; `context` is as there.
+/// Creates an iteration over the files of `cell` of `library` in the registry `handle` and stores it in
+/// `*context`, for rynNextFile(). A file is any name that cannot be a view.
 VEK_API int rynIterateCellFiles(rynHandle handle, const char *library, const char *cell,
                                 rynContext **context);
 
-/// rynIterateLibFiles() of `handle`, for the directory of `view` of `cell` of `library`; `context` is as there.
+/// Creates an iteration over the files of `view` of `cell` of `library` in the registry `handle` and stores it in
+/// `*context`, for rynNextFile(). A file is any name with another character than those of a view.
 VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                 rynContext **context);
 
-/// Iterates over everything at any depth below `view` of `cell` of `library` in the registry `handle` that is
-/// no directory: `*context` receives the iterator, for rynNextFile(), which gives paths relative to the view.
+/// Creates an iteration over everything below `view` of `cell` of `library` in the registry `handle` that is not
+/// a directory, at any depth, and stores it in `*context`, for rynNextFile(). The items are paths relative to the
+/// view. Symbolic links to directories are followed.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
 
-/// Iterates over the library definition files that the registry `handle` has read: `*context` receives the
-/// iterator, for rynNextFile(), which gives full paths.
+/// Creates an iteration over the library definition files that the registry `handle` has read and stores it in
+/// `*context`, for rynNextFile(). The items are full paths.
 VEK_API int rynIterateVekLibFiles(rynHandle handle, rynContext **context);
 
-/// Iterates over the attributes of `library` in the registry `handle`, the newest first: `*context`
-/// receives the iterator, for rynNextAttr().
+/// Creates an iteration over the attributes of `library` in the registry `handle`, the newest first, and stores
+/// it in `*context`, for rynNextAttr().
 VEK_API int rynIterateAttrs(rynHandle handle, const char *library, rynContext **context);
 
-/// rynIterateCells() of `handle` and `library`, of the places that `source` names; `context` is as there.
+/// rynIterateCells() of `handle` and `library` into `*context`, reading only the sources in `source`.
 VEK_API int rynXIterateCells(rynHandle handle, unsigned source, const char *library, rynContext **context);
 
-/// rynIterateViews() of `handle`, `library` and `cell`, of the places that `source` names; `context` is as
-/// there.
+/// rynIterateViews() of `handle`, `library` and `cell` into `*context`, reading only the sources in `source`.
 VEK_API int rynXIterateViews(rynHandle handle, unsigned source, const char *library, const char *cell,
                              rynContext **context);
 
-/// rynIterateLibFiles() of `handle` and `library`, of the places that `source` names; `context` is as there.
+/// rynIterateLibFiles() of `handle` and `library` into `*context`, reading only the sources in `source`.
 VEK_API int rynXIterateLibFiles(rynHandle handle, unsigned source, const char *library, rynContext **context);
 
-/// rynIterateCellFiles() of `handle`, `library` and `cell`, of the places that `source` names; `context` is as
-/// there.
+/// rynIterateCellFiles() of `handle`, `library` and `cell` into `*context`, reading only the sources in `source`.
 VEK_API int rynXIterateCellFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  rynContext **context);
 
-/// rynIterateViewFiles() of `handle`, `library`, `cell` and `view`, of the places that `source` names;
-/// `context` is as there.
+/// rynIterateViewFiles() of `handle`, `library`, `cell` and `view` into `*context`, reading only the sources in
+/// `source`.
 VEK_API int rynXIterateViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  const char *view, rynContext **context);
 
-/// rynIterateAllViewFiles() of `handle`, `library`, `cell` and `view`, of the places that `source` names;
-/// `context` is as there.
+/// rynIterateAllViewFiles() of `handle`, `library`, `cell` and `view` into `*context`, reading only the sources
+/// in `source`.
 VEK_API int rynXIterateAllViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                     const char *view, rynContext **context);
 
 /// Stores the name of the next library of `context` in `*name`.
-/// @return RYN_OK; RYN_ITERATION_COMPLETE; RYN_WRONG_CONTEXT_TYPE, which is reported, when it is no iteration
-///         over libraries
+/// @return RYN_OK; RYN_ITERATION_COMPLETE; RYN_WRONG_CONTEXT_TYPE, reported, if the context has items of another
+///         kind; RYN_INVALID_PARAMETER, reported, for a null argument
 VEK_API int rynNextLib(rynContext *context, const char **name);
 
-/// Stores the name of the next cell of `context` in `*name`; else as rynNextLib().
+/// Stores the name of the next cell of `context` in `*name`. The results are those of rynNextLib().
 VEK_API int rynNextCell(rynContext *context, const char **name);
 
-/// Stores the name of the next view of `context` in `*name`; else as rynNextLib().
+/// Stores the name of the next view of `context` in `*name`. The results are those of rynNextLib().
 VEK_API int rynNextView(rynContext *context, const char **name);
 
-/// Stores the name or path of the next file of `context` in `*name`; else as rynNextLib().
+/// Stores the name or path of the next file of `context` in `*name`. The results are those of rynNextLib().
 VEK_API int rynNextFile(rynContext *context, const char **name);
 
-/// Stores the next attribute of `context` in `*name` and `*value`; else as rynNextLib().
+/// Stores the next attribute of `context` in `*name` and `*value`. The results are those of rynNextLib().
 VEK_API int rynNextAttr(rynContext *context, const char **name, const char **value);
 
-/// Frees `context`.
+/// Ends an iteration and frees `context`.
 VEK_API int rynIterateEnd(rynContext *context);
 
-/// Prints `context`: what it iterates over, the next item, all items.
+/// Prints `context`: the kind of its items, the next item and all items.
 /// @param stream  null for standard output
 VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 
 // ---- specifiers and packed libraries
 
-/// Makes a specifier for the design object `library`, `cell`, `view`, `file`, which the caller frees with
-/// vekFSFreeSpec().
+/// Creates a specifier for the design object `library`, `cell`, `view`, `file`, see vekfs(3). The caller frees it
+/// with vekFSFreeSpec(). With a null `parent` and no name but the library's, it is a specifier for the library.
 ///
-/// @param handle   null gives RYN_INVALID_PARAMETER; there is no default here
+/// @param handle   the registry; null gives RYN_INVALID_PARAMETER, there is no default here
 /// @param mode     a mode of rynGetPath()
-/// @param library  may be null when `parent` is given
-/// @param parent   null, or a specifier of this function whose object the names extend; returned itself when
-///                 there are none
-/// @param flags    1 for a specifier whose files can be read line by line
+/// @param library  may be null if `parent` is given
+/// @param parent   null, or a specifier from this function, whose object the names extend. Documented: if no
+///                 names are given, `parent` itself is returned; free it once only
+/// @param flags    1 for a specifier with buffered streams, see vekFSStdioCreatePathSpec(); otherwise 0
 /// @param spec     receives the specifier; null after a failure
+/// @return RYN_OK; RYN_INVALID_PARAMETER without a report; RYN_MEMORY_ERROR; or a result of rynGetPath()
 VEK_API int rynGetSpec(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, vekFSSpec *parent, unsigned flags,
                        vekFSSpec **spec);
 
-/// @return 1 when `spec` names a directory, else 0
+/// @return 1 if `spec` is a directory or a symbolic link to one, otherwise 0
 VEK_API int rynIsSpecDir(vekFSSpec *spec);
 
-/// Puts the archive of the packed `library` in the registry `handle` aside, under its name with "%" behind; the
-/// library reads its directory from then on.
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED when it is not defined or not packed; RYN_SYSTEM_ERROR
+/// Renames the archive of the packed `library` in the registry `handle` to its name with "%" appended. Afterwards
+/// the library is read from its directory.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED if it is not defined or not packed; RYN_SYSTEM_ERROR
 VEK_API int rynInvalidatePackedLib(rynHandle handle, const char *library);
 
 VEK_END_DECLS

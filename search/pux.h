@@ -1,12 +1,12 @@
 #ifndef PUX_H
 #define PUX_H
 
-/// Search files: the list of directories in which configuration files are looked for, and the searches along
-/// it.
+/// The search list: the directories in which configuration files are searched, and the functions that search it.
 ///
-/// A search list is a null-terminated heap array of heap strings: directories, and the keyword entry "@LIBRARY"
-/// for the library directories that a search is given. A handle is a variable that points at such a list.
-/// A null list means the process-wide default list, which the first search builds.
+/// A search list is a null-terminated array of strings: directories, and the keyword "@LIBRARY" for the library
+/// directories that a search is given. Array and strings are allocated with malloc(). A handle is a variable that
+/// points to such a list. Wherever a function takes a list, null means the default list of the process, which the
+/// first search builds.
 
 #include "common/vek_api.h"
 
@@ -25,124 +25,142 @@ enum {
     PUX_NOT_INITIALIZED = 8
 };
 
-/// @return the constant text of `code`; "Invalid error number" for one that does not exist
+/// @return the constant text of `code`; "Invalid error number" for an unknown code
 VEK_API const char *puxGetErrorMsg(int code);
 
-/// Builds a search list: from the first `setup.loc` that the built-in default list leads to, or from the
-/// default list itself. The default handle is left pointing at it, and "VEK_ARCH=lnx86" is put into the
-/// environment once. The default list before it is freed when no caller has received it.
+/// Builds a search list and makes it the default list. The list is read from the first `setup.loc` that the
+/// built-in list contains; without one, it is the built-in list. The first call puts "VEK_ARCH=lnx86" into the
+/// environment.
 ///
-/// The environment then holds a string of the library itself, which must stay mapped: the shared library is
-/// linked with `-z nodelete`. Link a plugin that contains the archive with `-z nodelete`, too; otherwise getenv()
-/// reads unmapped memory after dlclose() of the plugin.
+/// The previous default list is freed, unless a caller received it.
 ///
-/// @param h  receives the list; null for the default handle alone
-/// @return PUX_OK; PUX_NOT_INITIALIZED before vekInit(); PUX_INITIALIZATION_FAILED when no default directory
-///         exists; PUX_MEMORY_ERROR; or the code of a failed search or parse. After a failure the default
-///         handle is as it was
+/// UNLOADED PLUGINS: the environment then contains a string of the library, which must remain mapped. `libvek.so`
+/// is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a` with `-z nodelete`, too;
+/// otherwise getenv() reads unmapped memory after dlclose() of the plugin.
+///
+/// @param h  receives the list, which the caller releases with puxReleaseHandle(); null to set the default list
+///           only
+/// @return PUX_OK; PUX_NOT_INITIALIZED before vekInit(); PUX_INITIALIZATION_FAILED if no directory of the
+///         built-in list exists; PUX_MEMORY_ERROR; or the code of a failed search for `setup.loc`. After a
+///         failure the default list is unchanged
 VEK_API int puxInitialize(char ***h);
 
-/// Frees a list and its strings.
+/// Frees a list and its strings. If it is the default list, there is no default list afterwards, and the next
+/// search builds a new one.
 ///
-/// @param list  the list; null frees the default list. When it is the default list, the default handle
-///              becomes null
-/// @return PUX_OK, or PUX_INVALID_PARAMETER when `list` and the default handle are null
+/// @param list  the list; null for the default list
+/// @return PUX_OK; PUX_INVALID_PARAMETER if `list` is null and there is no default list
 VEK_API int puxReleaseHandle(char **list);
 
-/// Keeps a copy of `dir` as the directory that "." stands for in lists built from now on. A null or empty
-/// `dir` leaves what was kept.
+/// Stores a copy of `dir`, which replaces "." in lists that are built later. If `dir` is null or empty, nothing
+/// changes.
 VEK_API void puxSetCwdToSearchList(const char *dir);
 
-/// Puts a copy of `dir` in front of a list; the array is replaced, its strings go on. The default handle is
-/// left pointing at the new array.
+/// Inserts a copy of `dir` at the front of a list. The array is freed and replaced by a new one; its strings move
+/// to the new one. The new list becomes the default list.
 ///
-/// @param h    the handle to change; null for the default handle. A null list becomes a list of one
-/// @param dir  null leaves the list as it is
-/// @return PUX_OK; PUX_MEMORY_ERROR leaves the list as it was
+/// USE AFTER FREE: with a null `h`, the array of the default list is freed. If puxInitialize() returned this list
+/// in a handle, the handle then points to freed memory. Pass the address of that handle instead of null.
+///
+/// @param h    the handle, which receives the new list; null for the default list. If it points to a null list,
+///             the new list contains only `dir`
+/// @param dir  if it is null, nothing changes
+/// @return PUX_OK; PUX_MEMORY_ERROR, and the list is unchanged
 VEK_API int puxInsertToSearchList(char ***h, const char *dir);
 
-/// Interpolates `in` (vek_interp.h) and requires the result to exist and be readable.
+/// Replaces the references in `in` (see vekInterpolate()) and checks that the result exists and can be read.
 ///
 /// @param in        the path
-/// @param out       receives the result, in VEK_SEARCH_PATH_SIZE bytes; empty after a failure
-/// @param fileName  the file the path comes from, or null
-/// @return PUX_OK; PUX_INTERNAL_ERROR when the result is not readable; PUX_FILE_NOT_FOUND when interpolation
-///         failed
+/// @param out       receives the result; must have VEK_SEARCH_PATH_SIZE bytes; empty after a failure
+/// @param fileName  the file that contains the path, or null
+/// @return PUX_OK; PUX_FILE_NOT_FOUND if a reference could not be replaced; PUX_INTERNAL_ERROR if the result
+///         cannot be read
 VEK_API int puxConvertPathEx(const char *in, char *out, const char *fileName);
 
 /// puxConvertPathEx() of `in` into `out`, without a file name.
 VEK_API int puxConvertPath(const char *in, char *out);
 
-/// Interpolates `in` into the VEK_SEARCH_PATH_SIZE bytes at `out`; the result need not exist. After a failure
-/// `out` holds what interpolation left there.
+/// Replaces the references in `in`. The result need not exist.
 ///
-/// @param fileName  the file the path comes from, or null
-/// @return PUX_OK, or PUX_FILE_NOT_FOUND when interpolation failed
+/// @param out       receives the result; must have VEK_SEARCH_PATH_SIZE bytes. After a failure it contains the
+///                  partly replaced text
+/// @param fileName  the file that contains the path, or null
+/// @return PUX_OK; PUX_FILE_NOT_FOUND if a reference could not be replaced
 VEK_API int puxConvertPathNotThereEx(const char *in, char *out, const char *fileName);
 
 /// puxConvertPathNotThereEx() of `in` into `out`, without a file name.
 VEK_API int puxConvertPathNotThere(const char *in, char *out);
 
-/// @return a heap copy of `s` that the caller frees; null for null, or when memory is exhausted
+/// @return a copy of `s`, which the caller frees; null if `s` is null or memory is exhausted
 VEK_API char *pux_mkstring(const char *s);
 
-// The searches. `list` is a search list, null for the default one, which is built when there is none (its
-// building's failure is the result). Inside each directory they try search groups in order: subdirectory names,
-// "." for the directory itself. The default groups are ".tolvane", "." and "veksetup". A library directory is
-// searched in ".tolvane" only. A result has fewer than VEK_SEARCH_PATH_SIZE characters, however large `out` is;
-// `outSize` counts the NUL. All return a PUX_ code: PUX_FILE_NOT_FOUND when nothing matches,
-// PUX_INVALID_PARAMETER for a null argument that has no meaning, PUX_PERMISSION_DENIED, with the path in `out`,
-// when a match exists but cannot be read, and PUX_BUFFER_TOO_SMALL when the path of a match, readable or not,
-// does not fit. A path that does not exist ends no search, however long it is.
+// Searches. `list` is a search list; null for the default list. If there is no default list, every search builds
+// it first and returns the error if that fails. In each directory, a search tries its search groups in order. A
+// search group is a subdirectory name, or "." for the directory itself. The default groups are ".tolvane", "."
+// and "veksetup". In library directories, only ".tolvane" is searched.
+//
+// A match is a file that exists, or whose existence cannot be tested for another reason than ENOENT. The first
+// match ends the search. Its path can have at most 1023 characters, even if `out` is larger. `outSize` is the
+// size of `out` in bytes, including the NUL.
+//
+// The results are PUX_OK; PUX_FILE_NOT_FOUND if there is no match; PUX_PERMISSION_DENIED, with the path in `out`,
+// if the match cannot be read; PUX_BUFFER_TOO_SMALL if the path of the match, readable or not, has more than 1023
+// characters or does not fit into `out`; and PUX_INVALID_PARAMETER for a null argument that is not allowed.
 
-/// Finds the first readable match of the file name `name`.
+/// Finds the first match of the file name `name`.
 ///
-/// @param list     the search list; null for the default one
-/// @param groups   the search groups exactly as given; null for the default groups
-/// @param libDirs  the directories that "@LIBRARY" stands for; null skips such entries
+/// @param list     the search list; null for the default list
+/// @param groups   the search groups; null for the default groups
+/// @param libDirs  the directories that replace "@LIBRARY"; null to skip it
 /// @param out      receives the path
-/// @param outSize  bytes of `out`, the NUL included
+/// @param outSize  size of `out` in bytes, including the NUL
 VEK_API int puxSearchEx(char **list, const char *name, char **groups, char **libDirs, char *out,
                         size_t outSize);
 
-/// puxSearchEx() of `name` along `list` into the `outSize` bytes at `out`, with the default groups and no
-/// library directories.
+/// Finds the first match of `name` along `list` in the default groups, and stores its path in the `outSize` bytes
+/// at `out`. "@LIBRARY" is skipped.
 VEK_API int puxSearch(char **list, const char *name, char *out, size_t outSize);
 
-/// Finds the first match of `name` along `list`, in the default groups (`group` null, "veksetup" or
-/// ".tolvane"), or else in "." and then `group`. The `outSize` bytes at `out` receive its path.
+/// Finds the first match of `name` along `list` and stores its path in the `outSize` bytes at `out`.
+///
+/// @param group  null, "veksetup" or ".tolvane" for the default groups; another name for the groups "." and
+///               `group`
 VEK_API int puxSearchGroup(char **list, const char *name, const char *group, char *out, size_t outSize);
 
-/// Finds the first match of `name` along `list`, in "." and then `groups`, or in the default groups when
-/// `groups` is null. The `outSize` bytes at `out` receive its path.
+/// Finds the first match of `name` along `list` and stores its path in the `outSize` bytes at `out`.
+///
+/// @param groups  null for the default groups; otherwise "." is searched first, and then these groups
 VEK_API int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize);
 
-/// Finds all matches of `name`, one at most from each directory of `list`, with the groups of
-/// puxSearchGroup() for `group`.
+/// Finds all matches of `name`, at most one in each directory of `list`. A match that cannot be read is skipped.
 ///
-/// @param result  receives a null-terminated heap array of heap strings, all the caller's to free; null unless
-///                the result is PUX_OK
+/// @param group   as for puxSearchGroup()
+/// @param result  receives a null-terminated array of paths; the caller frees array and strings
+///                (vekFreeStrlist()). Null unless the result is PUX_OK
 VEK_API int puxFullSearch(char **list, const char *name, const char *group, char ***result);
 
-/// puxFullSearch() of `name` along `list` into `result`, with the groups of puxSearchDirList() for `groups`.
+/// Finds all matches of `name` along `list` like puxFullSearch(), and stores them in `*result`.
+///
+/// @param groups  as for puxSearchDirList()
 VEK_API int puxFullSearchDirList(char **list, const char *name, char **groups, char ***result);
 
-/// Finds the first match of `name` along `list` that is also writable (vekFileWritable()), in the default
-/// groups. `libDirs` are the directories that "@LIBRARY" stands for, or null; the `outSize` bytes at `out`
-/// receive the path.
+/// Finds the first match of `name` along `list` in the default groups that can be written, see vekFileWritable(),
+/// and stores its path in the `outSize` bytes at `out`.
+///
+/// @param libDirs  the directories that replace "@LIBRARY"; null to skip it
 VEK_API int puxFindWritableEx(char **list, const char *name, char **libDirs, char *out, size_t outSize);
 
 /// puxFindWritableEx() of `name` along `list` into the `outSize` bytes at `out`, without library directories.
 VEK_API int puxFindWritable(char **list, const char *name, char *out, size_t outSize);
 
-/// Tells whether files named `fileName` are to be looked up along the search list: what the file
-/// "puxLookupConfig" says, which is itself found along `list` and read anew by every call. When memory is
-/// exhausted it is not decided.
+/// Tests whether files with the name `fileName` are to be searched along the search list. The file
+/// `puxLookupConfig` decides this; it is found along `list` with puxSearch() and read by every call. See
+/// puxLookupConfig(5).
 ///
-/// @param list      the list on which "puxLookupConfig" is searched, as by puxSearch()
-/// @param fileName  the name; one of over 1023 characters is in no such file
-/// @return PUX_OK for yes; PUX_FILE_NOT_FOUND for no, also when there is no "puxLookupConfig";
-///         PUX_PERMISSION_DENIED when it cannot be opened; PUX_INVALID_PARAMETER for a null name;
+/// @param list      the search list; null for the default list
+/// @param fileName  the name; a name of more than 1023 characters cannot be in the file
+/// @return PUX_OK for yes; PUX_FILE_NOT_FOUND for no, also if there is no `puxLookupConfig`;
+///         PUX_PERMISSION_DENIED if it cannot be opened; PUX_INVALID_PARAMETER if `fileName` is null;
 ///         PUX_MEMORY_ERROR; or another code of the search
 VEK_API int puxUsePuxFor(char **list, const char *fileName);
 

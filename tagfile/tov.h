@@ -1,8 +1,11 @@
 #ifndef TOV_H
 #define TOV_H
 
-/// Tag files (`vekinfo.tag`): what they say about a path, with inheritance from the directories above it and
-/// along the search list; edits; the error codes of this layer.
+/// Tag files (`vekinfo.tag`): lookup of entries with inheritance from the directories above and along the search
+/// list, edits, and the error codes of this layer.
+///
+/// An entry is a keyword (VEKLIBRARY, VEKLIBCHECK, DMTYPE or NAMESPACE, in any case) or an application entry.
+/// Every tag file is parsed once and kept in a process-wide tag cache until tovResetCache().
 
 #include "common/vek_api.h"
 
@@ -31,165 +34,206 @@ enum {
     TOV_INVALID_ERROR_NUMBER = 16
 };
 
-/// Values of VekinfoObj's `library` and `libcheck` while the file does not set them.
+/// Value of `library` and `libcheck` in VekinfoObj if the file does not set them.
 #define TOV_UNSET 255
 
-/// Values of VekinfoObj's `nameSpace`.
+/// Values of `nameSpace` in VekinfoObj.
 enum { TOV_NAMESPACE_UNSET = 0, TOV_NAMESPACE_NT = 1, TOV_NAMESPACE_UNIX = 2 };
 
-/// The parsed form of one tag file. Objects live in the tag cache; callers borrow them.
+/// The parsed form of one tag file. The tag cache owns its strings and lists.
 typedef struct VekinfoObj {
-    struct VekinfoObj *next; ///< chain link inside the cache
-    char *path;              ///< the path of the tag file
-    uint32_t line;           ///< the line being read; after a successful parse, the number of lines
+    struct VekinfoObj *next; ///< next object in the bucket of the cache
+    char *path;              ///< path of the tag file
+    uint32_t line;           ///< line being parsed; after a successful parse, the number of lines
     uint8_t library;         ///< VEKLIBRARY: TOV_UNSET, 1 present, 0 cleared by an edit
     uint8_t libcheck;        ///< VEKLIBCHECK: TOV_UNSET, 1 ON, 0 OFF
-    char *dmtype;            ///< DMTYPE as written, or null
-    uint32_t nameSpace;      ///< NAMESPACE: one of TOV_NAMESPACE_...
-    char **names;            ///< string list: the application entries' names, in file order
-    int32_t namesSize;       ///< its allocated size
-    char **values;           ///< string list: their values, parallel to `names`
-    int32_t valuesSize;      ///< its allocated size
+    char *dmtype;            ///< DMTYPE as written in the file, or null
+    uint32_t nameSpace;      ///< NAMESPACE: a TOV_NAMESPACE_... value
+    char **names;            ///< string list: names of the application entries, in file order
+    int32_t namesSize;       ///< allocated size of `names`
+    char **values;           ///< string list: their values, in the same order
+    int32_t valuesSize;      ///< allocated size of `values`
 } VekinfoObj;
 
 // ---- errors
 
-/// Receives what tovPrintError() would report. `text` and `where` are borrowed for the call; `where` may be
-/// null; `line` is 0 when there is none.
+/// Receives the arguments of tovPrintError() instead of the default report. `text` and `where` are valid during
+/// the call only; `where` may be null; `line` is 0 if there is none. The handler may call any function of this
+/// layer. It must return: no longjmp(), no C++ exception.
 typedef void (*tovErrorHandler)(int code, const char *text, const char *where, int line);
 
-/// @return the constant text of `code`; "invalid error number" for one that does not exist
+/// @return the constant text of `code`; "invalid error number" for an unknown code
 VEK_API const char *tovGetErrorMsg(int code);
 
-/// Reports an error: to the registered handler or, when there is none, as one composed line to
+/// Reports an error. The registered handler receives it. Without a handler, it is composed into one message for
 /// vekReportError().
 ///
-/// @param text   what the error is about
-/// @param where  the place of the error, or null or empty for none
-/// @param line   the line number in it, or 0 for none
+/// @param text   describes the error
+/// @param where  the file or directory that it is about; null or empty for none
+/// @param line   the line number in it; 0 for none
 /// @return `code`
 VEK_API int tovPrintError(int code, const char *text, const char *where, int line);
 
-/// Installs `handler`, which receives every error from now on; null restores the default.
-/// @return the handler installed before, null when there was none
+/// Registers `handler` for all later errors; null restores the default.
+/// @return the previous handler; null if there was none
 VEK_API tovErrorHandler tovRegisterErrorHandler(tovErrorHandler handler);
 
-/// Translates the library layer's codes (the index) into codes of this layer.
+/// The TOV_ code for each RYN_ code below 32. TOV_INVALID_ERROR_NUMBER if there is no corresponding code.
 VEK_API extern const int ryn_to_tov_errorcode_map[32];
 
 // ---- queries
 //
-// `path` may name a file or a directory. Strings returned are borrowed from the tag cache (until an edit of
-// their file or tovResetCache()) or constants. `where` is null, or a buffer of VEK_PATH_SIZE bytes that
-// receives the path of the tag file that answered and becomes empty when none did. Errors met on the way are
-// reported through tovPrintError(); "not found" is not an error.
+// `path` is a file or a directory. References in it, such as `$NAME` and `~`, are replaced first; see
+// vekInterpolate(). The search for an entry then goes from directory to directory by the text of the path: after
+// "a/.." it continues with "a". Write `$$` for a "$" in a directory name. A name with "~" cannot be given.
+//
+// Strings that queries return are constants or belong to the tag cache: they are valid until tovResetCache() or
+// an edit of their file. `where` is null, or a buffer of VEK_PATH_SIZE bytes. It receives the path of the tag
+// file that defines the entry, or the empty string. Errors are reported through tovPrintError(). "Not found" is
+// not an error.
+//
+// Documented: the first lookup that reads a file finds its application entries exactly. For a file that is
+// already in the cache, an application entry counts as defined if any entry of the file has another name, and as
+// not defined if all entries have the same name. The search can therefore stop at a file without the entry and
+// return null. Call tovResetCache() before each lookup of an application entry.
 
-/// Looks up the entry `name` for `path`: in the tag file of the nearest directory at or above it that defines
-/// the entry. Symbolic links on the way are followed; the walk ends where another file system begins.
+/// Looks up the entry `name` for `path` in the tag file of the nearest directory, at or above `path`, that
+/// defines it. Directories above `path` that are symbolic links are followed. The search ends at the mount point
+/// of the file system, at a tag file that cannot be read and at one with a syntax error.
 ///
-/// @param where  null, or receives the path of the tag file that answered
-/// @return the value (empty for VEKLIBRARY), or null
+/// @param where  null, or receives the path of the tag file
+/// @return the value, empty for VEKLIBRARY; null if no tag file defines the entry or after an error
 VEK_API const char *tovLookupEntry(const char *path, const char *name, char *where);
 
-/// tovLookupEntry() of `name` for `path`; when that gives null or an empty value, the first `vekinfo.tag` along
-/// the search list that defines the entry answers.
+/// Looks up the entry `name` for `path` like tovLookupEntry(). If the result is null or empty, looks it up in
+/// every `vekinfo.tag` along the search list (puxFullSearch()), in order.
 ///
-/// @param where  null, or receives the path of the tag file that answered
+/// @param where  null, or receives the path of the tag file
 /// @return the value, or null
 VEK_API const char *tovLookupEntryX(const char *path, const char *name, char *where);
 
-/// @return the DM type of `path`, as tovLookupEntryX() finds it, or null
+/// @return the value of DMTYPE for `path`, as from tovLookupEntryX(), or null
 VEK_API const char *tovGetDmType(const char *path);
 
-/// tovGetDmType() of `path` that also tells, in `where`, which file answered.
+/// tovGetDmType() of `path`; `where` receives the path of the tag file that defines it.
 VEK_API const char *tovGetDmTypeX(const char *path, char *where);
 
-/// @return the namespace of `path`: "LibraryNT" or "LibraryUnix", the latter also when no tag file defines
-///         one. Never null
+/// @return the value of NAMESPACE for `path`: "LibraryNT" or "LibraryUnix"; "LibraryUnix" if no tag file defines
+///         it. Never null
 VEK_API const char *tovGetNameSpace(const char *path);
 
-/// tovGetNameSpace() of `path` that also tells, in `where`, which file answered.
+/// tovGetNameSpace() of `path`; `where` receives the path of the tag file that defines it.
 VEK_API const char *tovGetNameSpaceX(const char *path, char *where);
 
-/// @return 1 when the tag file in `path` itself (or in the nearest existing directory above a path that does
-///         not exist) marks a library, else 0
+/// @return 1 if the tag file in the directory `path` has the VEKLIBRARY entry, otherwise 0. If `path` does not
+///         exist, its nearest existing parent is used
 VEK_API int tovIsLibrary(const char *path);
 
-/// tovIsLibrary() of `path` that also tells, in `where`, which file answered.
+/// tovIsLibrary() of `path`; `where` receives the path of the tag file.
 VEK_API int tovIsLibraryX(const char *path, char *where);
 
-/// @return 1 when `path` or a directory above it is marked as a library, else 0
+/// @return 1 if a tag file at or above `path` has the VEKLIBRARY entry, otherwise 0
 VEK_API int tovIsInLibrary(const char *path);
 
-/// tovIsInLibrary() of `path` that also tells, in `where`, which file answered.
+/// tovIsInLibrary() of `path`; `where` receives the path of the tag file.
 VEK_API int tovIsInLibraryX(const char *path, char *where);
 
-/// @return the VEKLIBCHECK setting that counts for the working directory: 1 ON, 0 OFF or not defined
+/// @return the value of VEKLIBCHECK for the working directory: 1 for ON; 0 for OFF or if no tag file defines it
 VEK_API int tovCheckLibrary(void);
 
-/// tovCheckLibrary() that also tells, in `where`, which file answered.
+/// tovCheckLibrary(); `where` receives the path of the tag file that defines it.
 VEK_API int tovCheckLibraryX(char *where);
 
 // ---- tag files and paths
 
-/// Answers what the tag file `tagPath` says, from the cache when it has been read before.
+/// Parses the tag file `tagPath`, or takes it from the tag cache.
 ///
-/// @param tagPath  the path of the file; the spelling is the key of the cache
-/// @param element  the entry that is looked for, or null
-/// @param out      receives a shallow copy: its strings and lists belong to the cache
-/// @param found    receives 1 when the file is taken to define `element`. For a file that was read before, an
-///                 application entry counts as defined when any entry has another name, and as absent when all
-///                 have that name; a null `element` gives 1 there and 0 on the first read
-/// @return TOV_OK; TOV_NO_SUCH_FILE without a report; or the reported code of a failed read
+/// Documented: `*found` is 1 if the file counts as defining `element`. On the first reading this is exact. For a
+/// file in the cache, an application entry counts as defined if any entry has another name, and a null `element`
+/// counts as defined.
+///
+/// @param tagPath  the path of the file; the same file under another spelling is parsed again
+/// @param element  the name of an entry, or null
+/// @param out      receives a shallow copy, whose strings and lists belong to the cache; may be null
+/// @param found    receives 1 or 0; may be null
+/// @return TOV_OK; TOV_NO_SUCH_FILE without a report; or the reported code of a failed reading
 VEK_API int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 
-/// Walks from the directory `startDir` toward the root to the first tag file that is taken to define `element`
-/// (see tovGetVekinfoAtLoc()).
+/// Searches from `startDir` up to the root for the first tag file that counts as defining `element`, see
+/// tovGetVekinfoAtLoc().
 ///
-/// @param out, found  as there; `*found` is 0 when no file answers
-/// @return TOV_OK, also when nothing was found; or a reported code
+/// @param startDir    an absolute path; null finds nothing
+/// @param out, found  as in tovGetVekinfoAtLoc(); `*found` is 0 if no tag file was found
+/// @return TOV_OK, also if nothing was found; or a reported code
 VEK_API int tovLocalSearchElement(const char *startDir, const char *element, VekinfoObj *out, int *found);
 
-/// Interpolates `path`, requires the result to exist and be readable, and makes it absolute. Neither ".." nor
-/// symbolic links are resolved.
+/// Replaces the references in `path`, checks that the result exists and can be read, and makes it absolute. ".."
+/// and symbolic links remain.
 ///
-/// @param out  receives the result, in VEK_PATH_SIZE bytes
-/// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it
+/// @param out  receives the result; must have VEK_PATH_SIZE bytes
+/// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it. A path of more than 1023 characters fails
 VEK_API int tovNormalizePath(const char *path, char *out);
 
-/// tovNormalizePath() that falls back to the nearest existing ancestor of `path`: what is missing is dropped.
-/// `out` receives the result, in VEK_PATH_SIZE bytes.
+/// Normalizes `path` like tovNormalizePath(). If it does not exist or cannot be read, its nearest parent is used
+/// for which this succeeds.
+///
+/// @param out  receives the result; must have VEK_PATH_SIZE bytes
+/// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it
 VEK_API int tovNormalizePathSorta(const char *path, char *out);
 
-/// Forgets every parsed tag file and every resolved link. Nothing else ever does.
+/// Empties the tag cache and the cache of symbolic links. Strings that queries returned are freed.
 VEK_API void tovResetCache(void);
 
 // ---- edits
 //
-// An edit rewrites the whole tag file of `dir` from its parsed form: comments and layout are not kept. A write
-// that fails leaves the old file. All return 1 when the file is as asked, 0 after reporting a failure.
+// EDITS OF APPLICATION ENTRIES DELETE OTHER APPLICATION ENTRIES; see tovAddEntry() and tovRemoveEntry(). To
+// change an application entry, change the file as text.
+//
+// An edit rewrites the whole tag file of `dir`. Comments, layout, and the third and later words of a line are
+// lost. If writing fails, the old file is restored. A tag file that is a symbolic link is followed, and its
+// target is written: do not edit as root in directories that others can write.
+//
+// Edits of one file by several processes are serialized. An edit waits up to 30 s for an exclusive lock on the
+// file (fcntl(), F_OFD_SETLK) and then reads the file again, whatever the tag cache holds. If the wait ends
+// without the lock, the edit fails with TOV_SYSTEM_ERROR and writes nothing. On a file system without locks, the
+// edit goes on without one.
+//
+// The lock is released before an error handler is called. Afterwards the tag cache holds what was written. `dir`
+// is used as given: references in it are not replaced. All functions return 1 for success, and 0 after a reported
+// failure.
 
-/// Clears the entry `name` of the tag file of `dir`. A file that is missing or cannot be read counts as success
-/// and stays as it is.
-/// Clearing an application entry keeps the entries of that name and drops all others.
+/// Clears the entry `name` in the tag file of `dir`. A file that is missing, cannot be read or has a syntax error
+/// is left unchanged, which is a success.
+///
+/// DATA LOSS. Documented: if `name` is not a keyword, the application entries of this name are kept, and all
+/// others are deleted. If there are no others, the entries do not change.
 VEK_API int tovRemoveEntry(const char *dir, const char *name);
 
-/// Clears the entry `name` of the tag file of `dir` as tovRemoveEntry() does, then adds it with `value`
-/// (ignored for VEKLIBRARY). A value the keyword does not allow is reported and not applied, which is no
-/// failure.
+/// Clears the entry `name` in the tag file of `dir` like tovRemoveEntry(), then adds it with `value`. A missing
+/// file is created.
+///
+/// DATA LOSS. Documented: if `name` is not a keyword, all application entries with other names are deleted, and
+/// an old entry of the same name remains before the new one, so that lookups return the old value. If the file
+/// cannot be read or has a syntax error, the new file contains only this entry.
+///
+/// A value that would make the file unreadable is reported as the keyword's syntax error and not written; the
+/// result is 1. The entry is then cleared if `name` is a keyword; otherwise the file is unchanged.
+///
+/// @param value  ignored for VEKLIBRARY. For DMTYPE one word, or empty to clear the entry. Documented:
+///               VEKLIBCHECK with "OFF" only clears the entry
 VEK_API int tovAddEntry(const char *dir, const char *name, const char *value);
 
-/// tovAddEntry() of the DMTYPE entry of `dir`, with `value`.
+/// tovAddEntry() of DMTYPE in the tag file of `dir`, with `value`.
 VEK_API int tovSetPathDmType(const char *dir, const char *value);
 
-/// tovSetPathDmType() of `dir`, with "none".
+/// tovAddEntry() of DMTYPE in the tag file of `dir`, with the value "none".
 VEK_API int tovSetPathUnmanaged(const char *dir);
 
-/// tovRemoveEntry() of the DMTYPE entry of `dir`.
+/// tovRemoveEntry() of DMTYPE in the tag file of `dir`.
 VEK_API int tovClearPathUnmanaged(const char *dir);
 
-/// Creates the tag file of `dir`: the template text, then each string of the string list `lines` on a line of
-/// its own. Never overwrites a file.
+/// Creates the tag file of `dir` with the template text, followed by each string of the string list `lines` on a
+/// line of its own. An existing file is never overwritten: this fails with TOV_FILE_EXISTS.
 VEK_API int tovCreateInfoFile(const char *dir, char **lines);
 
 VEK_END_DECLS

@@ -1,14 +1,13 @@
-The pages of section 3 are made from the comments of the public headers, and say all that these say.
+scripts/manual generates the pages of section 3 from the comments of the public headers.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ SOURCES=$TESTDIR/../..
 
-Every public function has a comment that names its parameters, and every page is up to date (`scripts/manual`
-renews them):
+Every public function has a comment that names its parameters, and every page is up to date:
 
   $ "$SOURCES/scripts/manual" --check
 
-So the check is right to be silent: it sees what is missing in a copy of the headers.
+The check itself is tested with a copy of the headers:
 
   $ for folder in common fs search tagfile libdef scripts docs; do
   >     mkdir $folder
@@ -18,7 +17,7 @@ So the check is right to be silent: it sees what is missing in a copy of the hea
   $ manual() { scripts/manual --check | sed 's/h:[0-9]*:/h:/'; }
   $ manual
 
-A comment that is missing:
+A missing comment:
 
   $ cp libdef/ryn.h saved
   $ sed -i '/^VEK_API int rynIterateEnd/i\
@@ -27,16 +26,16 @@ A comment that is missing:
   libdef/ryn.h: rynIterateEnd has no comment
   $ cp saved libdef/ryn.h
 
-A parameter that the comment does not name, or that has no name itself:
+A parameter that the comment does not name, and a parameter without a name:
 
-  $ sed -i '/^\/\/\/ Frees `context`/s/`//g' libdef/ryn.h
+  $ sed -i '/^\/\/\/ Ends an iteration and frees `context`/s/`//g' libdef/ryn.h
   $ sed -i 's/rynIsSpecDir(vekFSSpec \*spec)/rynIsSpecDir(vekFSSpec *)/' libdef/ryn.h
   $ manual
   libdef/ryn.h: the comment of rynIterateEnd does not name `context`
   libdef/ryn.h: a parameter of rynIsSpecDir has no name: vekFSSpec *
   $ cp saved libdef/ryn.h
 
-A function, and a header, that no page shows:
+A function and a header that are on no page:
 
   $ sed -i '/^VEK_END_DECLS/i\
   > /// Does nothing.\
@@ -49,18 +48,19 @@ A function, and a header, that no page shows:
   $ rm common/vek_nothing.h
   $ cp saved libdef/ryn.h
 
-A comment that the page does not have:
+A comment that has changed:
 
-  $ sed -i 's/^\/\/\/ Frees `context`/&, whatever it is/' libdef/ryn.h
+  $ sed -i 's/^\/\/\/ Ends an iteration and frees `context`/& and its items/' libdef/ryn.h
   $ manual
   docs/man/libvek.3 is not up to date: scripts/manual renews it
   docs/man/ryn.3 is not up to date: scripts/manual renews it
   $ scripts/manual
   $ manual
-  $ grep -A 2 '^.It Fn rynIterateEnd context' docs/man/ryn.3
+  $ grep -A 3 '^.It Fn rynIterateEnd context' docs/man/ryn.3
   .It Fn rynIterateEnd context
-  Frees
-  .Fa context ,
+  Ends an iteration and frees
+  .Fa context
+  and its items.
 
 A code without a text:
 
