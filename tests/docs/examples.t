@@ -1,4 +1,4 @@
-The examples of a page are run as they stand, and what they print is compared.
+page_examples runs the examples of a page and compares what they print with the page.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ mkdir project programs
@@ -7,7 +7,7 @@ The examples of a page are run as they stand, and what they print is compared.
 
   $ cat >page.1 <<'END'
   > .Sh EXAMPLES
-  > Text, and a block with a command:
+  > A block with two commands:
   > .Bd -literal -offset indent
   > $ cat file
   > content
@@ -15,7 +15,7 @@ The examples of a page are run as they stand, and what they print is compared.
   > /proj
   > file
   > .Ed
-  > A file that the page shows is made, with the characters that it stands for:
+  > A missing file is created from the text after `cat FILE`, without its mdoc escapes:
   > .Bd -literal -offset indent
   > $ cat made
   > \-\(aq\(ti\e \&
@@ -42,7 +42,7 @@ The examples of a page are run as they stand, and what they print is compared.
   $ examples
   page.1: 3 commands, 0 print something else
 
-A page without a command is none that was tested:
+A page without commands fails:
 
   $ sed -i 's/^\$ /  /' page.1
   $ examples
