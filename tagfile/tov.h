@@ -233,7 +233,8 @@ VEK_API int tovSetPathUnmanaged(const char *dir);
 VEK_API int tovClearPathUnmanaged(const char *dir);
 
 /// Creates the tag file of `dir` with the template text, followed by each string of the string list `lines` on a
-/// line of its own. An existing file is never overwritten: this fails with TOV_FILE_EXISTS.
+/// line of its own. A line that would be a syntax error is reported and left out, which is not a failure. An
+/// existing file is never overwritten: this fails with TOV_FILE_EXISTS.
 VEK_API int tovCreateInfoFile(const char *dir, char **lines);
 
 VEK_END_DECLS
