@@ -25,7 +25,7 @@ from vek.tags import Entry
 LISTED = 100
 
 TITLES = {
-    ProblemKind.DEFINITION: "Library definition files",
+    ProblemKind.DEFINITION: "Diagnostics of the definition files",
     ProblemKind.MISSING_DIRECTORY: "Missing directories",
     ProblemKind.UNREADABLE_DIRECTORY: "Unreadable directories",
     ProblemKind.TAG_FILE: "Tag files with errors",
