@@ -71,11 +71,10 @@ static void lookUp(const char *path, const char *name, Answer *answer) {
         lookUpLibrary(path, answer);
         return;
     }
-    const bool isLibraryCheck = equalNoCase(name, "VEKLIBCHECK");
-    lookUpEntry(isLibraryCheck ? "." : path, name, answer);
-    if (answer->value == NULL) {
+    lookUpEntry(equalNoCase(name, "VEKLIBCHECK") ? "." : path, name, answer);
+    if (answer->value == NULL && equalNoCase(name, "NAMESPACE")) {
         answer->file[0] = '\0';
-        answer->value = isLibraryCheck ? "OFF" : equalNoCase(name, "NAMESPACE") ? "LibraryUnix" : NULL;
+        answer->value = "LibraryUnix";
     }
 }
 
