@@ -49,6 +49,10 @@ installation roots.
 This package holds what C and C++ programs are built with: headers, the static
 library, files for pkg-config and CMake, manual pages and examples.")
 
+if(VEK_BUILD_PYTHON)
+  include(${PROJECT_SOURCE_DIR}/bindings/python/Package.cmake)
+endif()
+
 # When packages are made: what libraries the programs need, and Debian's own places and files.
 configure_file(${PROJECT_SOURCE_DIR}/cmake/debian/Dependencies.cmake.in
                ${PROJECT_BINARY_DIR}/debian/Dependencies.cmake.in @ONLY)

@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import os
 import pathlib
+import shutil
 import subprocess
+import sys
 import tarfile
 import zipfile
 
@@ -74,3 +76,32 @@ def test_another_version_than_that_of_the_headers_cannot_be_built(tree):
     """The version is read from the header alone."""
     project = (BINDING / "pyproject.toml").read_text()
     assert "\nversion =" not in project and 'dynamic = ["version"]' in project
+
+
+def test_the_installed_command_finds_its_package(project):
+    """As a prefix or a package installs them: the command in `bin`, the package below `lib`."""
+    package = pathlib.Path(vek.__file__).parent
+    os.makedirs("prefix/bin")
+    os.makedirs("prefix/lib/python3/dist-packages")
+    os.symlink(package, "prefix/lib/python3/dist-packages/vek")
+    shutil.copy(BINDING / "vekreport", "prefix/bin")
+    run("prefix/bin/vekreport", "--quiet", "-o", "page.html")
+    assert (project / "page.html").exists()
+
+
+def test_the_library_of_the_same_prefix_is_loaded_first(tree):
+    package = pathlib.Path(vek.__file__).parent
+    library = _loaded_library()
+    os.makedirs("prefix/lib/python3/dist-packages")
+    shutil.copytree(package, "prefix/lib/python3/dist-packages/vek")
+    shutil.copy(library, "prefix/lib/libvek.so.6")
+    program = "import vek; print([l.split()[-1] for l in open('/proc/self/maps') if 'libvek' in l][0])"
+    environment = {k: v for k, v in os.environ.items() if k not in {"LIBVEK", "LD_LIBRARY_PATH"}}
+    environment["PYTHONPATH"] = "prefix/lib/python3/dist-packages"
+    done = subprocess.run([sys.executable, "-c", program], env=environment, capture_output=True, text=True, check=True)
+    assert done.stdout == f"{tree}/prefix/lib/libvek.so.6\n"
+
+
+def _loaded_library() -> str:
+    with open("/proc/self/maps") as maps:
+        return next(line.split()[-1] for line in maps if "libvek" in line)

@@ -327,3 +327,10 @@ def test_create_tags_writes_the_lines_and_never_overwrites(tree):
     assert vek.tags().entries == (("A", "1"),)
     with pytest.raises(ValueError):
         vek.create_tags(".", ["A 1\nB 2"])
+
+
+def test_a_line_that_would_be_a_syntax_error_is_left_out_and_raises(tree):
+    with pytest.raises(vek.TagError) as raised:
+        vek.create_tags(".", ["A 1", "VEKLIBRARY yes"])
+    assert raised.value.code == vek.TagCode.SYNTAX_ERROR
+    assert vek.tags().entries == (("A", "1"),)

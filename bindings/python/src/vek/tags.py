@@ -191,7 +191,8 @@ def add_entry(directory: Path, name: str, value: str = "", *, drop_other_entries
 
     **The whole file is rewritten: comments and layout are lost.** If `name` is no keyword, **all application
     entries with other names are dropped**: without `drop_other_entries`, that raises EntriesWouldBeDroppedError and
-    writes nothing. So does a file with an error, all of which would be dropped: it raises TagError.
+    writes nothing. So does a file with an error, all of which would be dropped: it raises TagError. (The file is
+    looked at before the edit: an entry that another process adds in between is dropped.)
 
     An application entry that exists already stays before the new one, so that lookups still find the old value.
     VEKLIBCHECK OFF is written as no line, because that is the default. The value of VEKLIBRARY is ignored.
@@ -234,7 +235,8 @@ def clear_entry(directory: Path, name: str, *, drop_other_entries: bool = False)
 def create_tags(directory: Path, lines: Sequence[str]) -> TagFile:
     """Creates the tag file of `directory` with the given lines after the template, and returns what it says.
 
-    An existing file is not overwritten: TagError with TagCode.FILE_EXISTS.
+    An existing file is not overwritten: TagError with TagCode.FILE_EXISTS. A line that would be a syntax error
+    raises TagError as well; the file is then created without it.
     """
     for line in lines:
         if "\n" in line:
@@ -244,7 +246,7 @@ def create_tags(directory: Path, lines: Sequence[str]) -> TagFile:
         lib.tovResetCache()
         is_done = lib.tovCreateInfoFile(encode(directory), array)
     del strings
-    if not is_done:
+    if not is_done or section.diagnostics:
         raise _error(section.diagnostics)
     return read_tags(encode(directory) + b"/" + TAG_FILE)
 
