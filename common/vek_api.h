@@ -13,10 +13,13 @@
 #define VEK_END_DECLS
 #endif
 
+// VEK_EXTENSION marks what C99 has no word for, so that -Wpedantic accepts it there.
 #if defined(__GNUC__)
 #define VEK_API __attribute__((visibility("default")))
+#define VEK_EXTENSION __extension__
 #else
 #define VEK_API
+#define VEK_EXTENSION
 #endif
 
 /// Size in bytes of a buffer for a path or a line, including the NUL. Paths and lines have at most 4095

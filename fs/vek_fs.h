@@ -44,7 +44,7 @@ typedef struct vekFSSpec {
 
 /// An open file.
 typedef struct vekFSFile {
-    union {
+    VEK_EXTENSION union {
         int32_t descriptor; ///< native file
         FILE *stream;       ///< file of the stream implementation
         void *data;         ///< file of another implementation

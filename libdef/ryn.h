@@ -189,13 +189,18 @@ VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 ///
 /// @param handle        null gives RYN_INVALID_PARAMETER without a report; there is no default here
 /// @param directory     an existing directory; null or empty, with `flags` 0, removes the setting
-/// @param flags         0 removes the setting. With RYN_IMPLICIT_ONLY, a failure in this directory is final
+/// @param flags         RYN_IMPLICIT_NONE, RYN_IMPLICIT_ONLY or RYN_IMPLICIT_FIRST
 /// @param errorHandler  receives errors; null keeps the registry's handler
 /// @return RYN_OK; or the reported code of the failure, and the setting is removed
 VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags,
                               rynErrorHandler errorHandler);
 
-enum { RYN_IMPLICIT_ONLY = 1 };
+/// Flags of the implicit temporary directory.
+enum {
+    RYN_IMPLICIT_NONE = 0, ///< no such directory; removes the setting
+    RYN_IMPLICIT_ONLY = 1, ///< a failure in this directory is final
+    RYN_IMPLICIT_FIRST = 2 ///< after a failure, the library's other temporary directory is tried
+};
 
 /// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`; 0 if there is
 /// none. After a failure, `*flagsOut` is unchanged.
@@ -502,12 +507,18 @@ VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 /// @param library  may be null if `parent` is given
 /// @param parent   null, or a specifier from this function, whose object the names extend. Documented: if no
 ///                 names are given, `parent` itself is returned; free it once only
-/// @param flags    1 for a specifier with buffered streams, see vekFSStdioCreatePathSpec(); otherwise 0
+/// @param flags    RYN_SPEC_NATIVE or RYN_SPEC_STDIO
 /// @param spec     receives the specifier; null after a failure
 /// @return RYN_OK; RYN_INVALID_PARAMETER without a report; RYN_MEMORY_ERROR; or a result of rynGetPath()
 VEK_API int rynGetSpec(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, vekFSSpec *parent, unsigned flags,
                        vekFSSpec **spec);
+
+/// Flags of rynGetSpec().
+enum {
+    RYN_SPEC_NATIVE = 0, ///< files are opened with open()
+    RYN_SPEC_STDIO = 1   ///< files are opened as buffered streams, see vekFSStdioCreatePathSpec()
+};
 
 /// @return 1 if `spec` is a directory or a symbolic link to one, otherwise 0
 VEK_API int rynIsSpecDir(vekFSSpec *spec);

@@ -315,7 +315,7 @@ int ryniObjectNames::codeOf(int error) const {
 
 int rynGetSpec(rynHandle handle, unsigned mode, const char *library, const char *cell, const char *view,
                const char *file, vekFSSpec *parent, unsigned flags, vekFSSpec **spec) {
-    const bool stdio = (flags & 1U) != 0;
+    const bool stdio = (flags & RYN_SPEC_STDIO) != 0;
     return makeSpec(handle, {library, cell, view, file}, parent, spec,
                     [=](const ryniObjectNames &names, vek::OwnedSpec &inner) {
                         return findInner(handle, mode, names, stdio, inner);

@@ -204,7 +204,8 @@ void ask(rynHandle handle, const char *library, const char *cell, const char *vi
         const int code = rynGetPath(handle, mode, library, cell, view, "file", path.data(), path.size());
         fuzz::require(code != RYN_OK || path[0] == '/', "a path is absolute", path.data());
         vekFSSpec *spec = nullptr;
-        if (rynGetSpec(handle, mode, library, cell, view, nullptr, nullptr, 0, &spec) == RYN_OK) {
+        if (rynGetSpec(handle, mode, library, cell, view, nullptr, nullptr, RYN_SPEC_NATIVE, &spec) ==
+            RYN_OK) {
             rynIsSpecDir(spec);
             vekFSFreeSpec(spec);
         }

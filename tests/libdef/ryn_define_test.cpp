@@ -754,7 +754,7 @@ TEST(RynDefine, ANewLibraryGetsItsImplicitDirectoryAtOnce) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
     ASSERT_EQ(definitions.load(""), 0);
-    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "link", 2, nullptr), 0);
+    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "link", RYN_IMPLICIT_FIRST, nullptr), 0);
     EXPECT_EQ(execute(definitions, "DEFINE a a"), 0);
     EXPECT_EQ(definitions.library("a")->implicitTmp, definitions.path("link/a"));
     EXPECT_EQ(definitions.library("a")->implicitTmpNsl, definitions.path("real/a"));
@@ -764,7 +764,7 @@ TEST(RynDefine, ALibraryWithoutAnImplicitDirectoryIsDiscarded) {
     Definitions definitions;
     definitions.box.directory("real");
     ASSERT_EQ(definitions.load(""), 0);
-    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "real", 2, nullptr), 0);
+    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "real", RYN_IMPLICIT_FIRST, nullptr), 0);
     ASSERT_EQ(rmdir(definitions.path("real").c_str()), 0);
     EXPECT_EQ(execute(definitions, "DEFINE a a", 3), 0);
     EXPECT_EQ(recorded.diagnostics,
@@ -776,7 +776,7 @@ TEST(RynDefine, MissingMemoryForAnImplicitDirectoryIsReportedWithItsPath) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
     ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
-    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "link", 2, nullptr), 0);
+    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "link", RYN_IMPLICIT_FIRST, nullptr), 0);
     const Names objects =
         objectsWithoutMemory(definitions, "DEFINE a a", [&] { execute(definitions, "UNDEFINE a"); });
     EXPECT_NE(std::find(objects.begin(), objects.end(), definitions.path("link/a")), objects.end());

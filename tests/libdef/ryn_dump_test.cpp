@@ -72,7 +72,7 @@ TEST(RynDump, AnythingThatAFileCanSayIsShown) {
                                "ASSIGN AllLibs TmpRootDir own\nASSIGN AllLibs TmpRootDir rlink\n"),
               0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
-    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "ilink", 1, nullptr), 0);
+    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "ilink", RYN_IMPLICIT_ONLY, nullptr), 0);
     ASSERT_EQ(ryniStrcpy(&definitions.library("0a")->packedFile, "/some/packed.file"), 0);
 
     EXPECT_EQ(definitions.dump(), inDirectory(definitions.path(), R"(

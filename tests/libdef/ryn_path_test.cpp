@@ -383,7 +383,7 @@ TEST_F(ReusedDirectory, ComparesNslPathsAndNotFullOnes) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a l\n"));
     EXPECT_EQ(1, count(at("d")));
     EXPECT_EQ(0, count(at("l")));
-    rynSetImplicitTmp(definitions.handle, at("d").c_str(), 1, nullptr);
+    rynSetImplicitTmp(definitions.handle, at("d").c_str(), RYN_IMPLICIT_ONLY, nullptr);
     EXPECT_EQ(0, count(at("l")));
     EXPECT_EQ(1, count(at("d/a"))) << "implicit directories do not count";
 }

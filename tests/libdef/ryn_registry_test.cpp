@@ -368,7 +368,7 @@ TEST(RynRegistry, AReleasedRegistryGivesEverythingBack) {
                   "DEFINE a link\nDEFINE a b\nDEFINE b c\nASSIGN b TMP t\nASSIGN b X 1\nINCLUDE more.lib\n"
                   "ASSIGN AllLibs TmpRootDir root\nDEFINE c e\n"),
               0);
-    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "implicit", 1, nullptr), 0);
+    ASSERT_EQ(rynSetImplicitTmp(definitions.handle, "implicit", RYN_IMPLICIT_ONLY, nullptr), 0);
     rynLibrary *library = definitions.library("c");
     ASSERT_EQ(ryniStrcpy(&library->packedFile, "/packed"), 0);
     definitions.release();

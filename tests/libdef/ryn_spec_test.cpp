@@ -373,9 +373,12 @@ TEST(GetSpec, TakesNoDefaultHandleAndReportsNothing) {
     Made parent;
     ASSERT_EQ(makeSpec(parent, project), 0);
     ASSERT_NE(*rynGetCurHandle(), nullptr);
-    EXPECT_EQ(rynGetSpec(nullptr, 4, "lib", nullptr, nullptr, nullptr, nullptr, 0, &spec), 22);
-    EXPECT_EQ(rynGetSpec(nullptr, 4, nullptr, nullptr, nullptr, nullptr, parent.spec, 0, &spec), 22);
-    EXPECT_EQ(rynGetSpec(project.handle, 4, "lib", nullptr, nullptr, nullptr, nullptr, 0, nullptr), 22);
+    EXPECT_EQ(rynGetSpec(nullptr, 4, "lib", nullptr, nullptr, nullptr, nullptr, RYN_SPEC_NATIVE, &spec), 22);
+    EXPECT_EQ(rynGetSpec(nullptr, 4, nullptr, nullptr, nullptr, nullptr, parent.spec, RYN_SPEC_NATIVE, &spec),
+              22);
+    EXPECT_EQ(
+        rynGetSpec(project.handle, 4, "lib", nullptr, nullptr, nullptr, nullptr, RYN_SPEC_NATIVE, nullptr),
+        22);
     EXPECT_EQ(ryni_mkspec(nullptr, "lib", nullptr, nullptr, nullptr, nullptr, &spec), 22);
     EXPECT_EQ(ryni_mkspec(project.handle, "lib", nullptr, nullptr, nullptr, nullptr, nullptr), 22);
     EXPECT_EQ(recorded.fatals, Reports{});

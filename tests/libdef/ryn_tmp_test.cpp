@@ -186,9 +186,9 @@ TEST_F(ImplicitTmp, RefusesATextOfMoreThan4095Characters) {
 TEST_F(ImplicitTmp, NeedsAHandle) {
     box.directory("t");
     test::Capture capture;
-    EXPECT_EQ(RYN_INVALID_PARAMETER, rynSetImplicitTmp(nullptr, "t", 1, test::recordError));
+    EXPECT_EQ(RYN_INVALID_PARAMETER, rynSetImplicitTmp(nullptr, "t", RYN_IMPLICIT_ONLY, test::recordError));
     EXPECT_EQ(0U, implicitFlags()) << "the default handle is left alone";
-    EXPECT_EQ(RYN_INVALID_PARAMETER, rynSetImplicitTmp(nullptr, "t", 0, nullptr));
+    EXPECT_EQ(RYN_INVALID_PARAMETER, rynSetImplicitTmp(nullptr, "t", RYN_IMPLICIT_NONE, nullptr));
     EXPECT_EQ("", capture.out() + capture.err());
     EXPECT_TRUE(recorded.errors.empty() && recorded.fatals.empty());
 }

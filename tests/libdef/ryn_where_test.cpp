@@ -301,7 +301,9 @@ TEST(LibHasTmp, KnowsTheKindsApart) {
                                    "ASSIGN AllLibs TmpRootDir g\n"),
                   0);
         if (row.implicit) {
-            ASSERT_EQ(rynSetImplicitTmp(definitions.handle, definitions.path("i").c_str(), 1, nullptr), 0);
+            ASSERT_EQ(rynSetImplicitTmp(definitions.handle, definitions.path("i").c_str(), RYN_IMPLICIT_ONLY,
+                                        nullptr),
+                      0);
         }
         for (unsigned which = 0; which <= kAll; ++which) {
             const int wanted = (which & row.kinds) != 0 ? 0 : RYN_ATTRIBUTE_NOT_ASSIGNED;

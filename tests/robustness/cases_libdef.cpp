@@ -220,7 +220,7 @@ std::vector<Case> libdefCases() {
         {{"rynSetImplicitTmp"},
          [](World &w) {
              const std::string directory = w.path("proj/itmp");
-             return said(rynSetImplicitTmp(w.registry, directory.c_str(), 2, nullptr));
+             return said(rynSetImplicitTmp(w.registry, directory.c_str(), RYN_IMPLICIT_FIRST, nullptr));
          },
          {"2"}},
         {{"rynDumpEverything"}, [](World &w) { return dumped(rynDumpEverything, w.registry); }},
