@@ -7,8 +7,8 @@
 
 VEK_BEGIN_DECLS
 
-/// Receives one complete message. `message` is valid during the call only. The function may call any function of
-/// the library except vekReportError(), which would call it again.
+/// An error hook: receives one complete message. `message` is valid during the call only. The function may call
+/// any function of the library except vekReportError(), which would call it again.
 typedef void (*vekErrorFunc)(const char *message);
 
 /// Sets the error hook.
@@ -22,7 +22,8 @@ VEK_API vekErrorFunc vekRegErrorFunc(vekErrorFunc function);
 VEK_API vekErrorFunc vekGetErrorFunc(void);
 
 /// Reports `message`. The error hook receives it unchanged. Without a hook, `message` and a newline are written
-/// to standard error. Many messages of the library already end in a newline, so an empty line follows them there.
+/// to standard error. The messages of the library end with a newline themselves, so that an empty line follows
+/// them there.
 ///
 /// @param message  a complete text, never used as a format; null is reported as the empty string
 VEK_API void vekReportError(const char *message);

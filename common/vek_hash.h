@@ -19,11 +19,11 @@ VEK_BEGIN_DECLS
 
 typedef struct vekHashTable vekHashTable;
 
-/// Compares `entry`, which is in the table, with `key`. Must not change the table.
+/// A comparison function: compares `entry`, which is in the table, with `key`. Must not change the table.
 /// @return non-zero if they are equal
 typedef int (*vekHashCompare)(const void *entry, const void *key);
 
-/// Hashes `key`, which is a key or an entry. Must not change the table.
+/// A hash function: hashes `key`, which is a key or an entry. Must not change the table.
 /// @return the hash value
 typedef uint32_t (*vekHashFunction)(const void *key, const vekHashTable *table);
 
@@ -34,7 +34,7 @@ enum {
     VEK_HASH_LINK_CHANGES = 2   ///< before the link of the given entry changes: its successor is unlinked
 };
 
-/// Receives observer events. Must not change the table.
+/// An observer: receives observer events. Must not change the table.
 typedef void (*vekHashObserver)(int phase, vekHashTable *table, void *entry);
 
 /// A table. Callers may read all fields and may write `observer` after vekHashAllocTable().

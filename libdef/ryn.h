@@ -74,7 +74,7 @@ typedef struct rynContext rynContext;
 // during the call only. Errors in tag files go to the handlers of tovRegisterErrorHandler() and vekRegErrorFunc()
 // instead.
 
-/// Receives a diagnostic of a library definition file.
+/// A warning handler: receives a diagnostic of a library definition file.
 ///
 /// @param code    the RYN_ code
 /// @param object  the object that it is about; may be null. For the codes 28 to 31 it is a text of several lines
@@ -83,10 +83,11 @@ typedef struct rynContext rynContext;
 /// @return 0 to continue with the next line; any other value ends the file, and is its status
 typedef int (*rynWarningHandler)(int code, const char *object, const char *file, int line);
 
-/// Receives an error or misuse: the code, and its context twice. The result is ignored.
+/// An error handler or fatal handler: receives an error or misuse as its code, and its context twice. The result
+/// is ignored.
 typedef int (*rynErrorHandler)(int code, const char *text, const char *sameText);
 
-/// Checks an ASSIGN of an attribute other than TMP.
+/// An unknown-ASSIGN hook: checks an ASSIGN of an attribute other than TMP.
 /// @return 0 to accept it; any other value is the diagnostic RYN_INVALID_ATTRIBUTE
 typedef int (*rynUnknownAssignHook)(const char *attribute, const char *value, const char *file, int line);
 
@@ -113,14 +114,15 @@ VEK_API const char *rynGetErrorMsg(int code);
 
 /// Creates a registry and makes it the default handle.
 ///
-/// A null `warningHandler` selects the default handler, which prints diagnostics on standard error. IT CHANGES
-/// THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented: from then on the status of every file is the
-/// last diagnostic that the default handler received since the last library definition file was opened. So:
+/// A null `warningHandler` selects the default handler, which prints diagnostics on standard error. ONE REGISTRY
+/// WITH THE DEFAULT HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented: from then on,
+/// the status of each file is the last diagnostic that the default handler received since the last library
+/// definition file was opened. Results of other handlers do not count.
 ///
-/// A diagnostic makes the creation fail, after all lines are read; in an included file, it ends the including
-/// file. But a diagnostic before an INCLUDE of a file without diagnostics is forgotten: the creation succeeds.
-/// And a non-zero result of another registry's handler still ends its file, but the creation then succeeds with
-/// the libraries defined so far.
+/// The effects are: a diagnostic of the default handler makes the creation fail, after all lines are read. In an
+/// included file, it ends the including file at the INCLUDE. A diagnostic before an INCLUDE of a file without
+/// diagnostics is forgotten, and the creation succeeds. If the handler of another registry returns non-zero, its
+/// file ends there, but the creation succeeds with the libraries defined so far.
 ///
 /// @param libraryFile     the library definition file; null for an empty registry
 /// @param flags           RYN_FLAG_... values, combined by OR
@@ -257,7 +259,7 @@ enum {
 };
 
 /// Tests whether the design object `library`, `cell`, `view`, `file` of the registry `handle` exists and passes
-/// the checks of `flags`, which combine by OR. It looks at the disk in any case.
+/// the checks of `flags`, which combine by OR. It always reads the disk.
 ///
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the most
 ///         specific name given; RYN_NO_SUCH_DIRECTORY if only temporary directories are searched and none

@@ -57,9 +57,9 @@ typedef struct VekinfoObj {
 
 // ---- errors
 
-/// Receives the arguments of tovPrintError() instead of the default report. `text` and `where` are valid during
-/// the call only; `where` may be null; `line` is 0 if there is none. The handler may call any function of this
-/// layer. It must return: no longjmp(), no C++ exception.
+/// An error handler: receives the arguments of tovPrintError() instead of the default report. `text` and `where`
+/// are valid during the call only; `where` may be null; `line` is 0 if there is none. The handler may call any
+/// function of this layer. It must return: no longjmp(), no C++ exception.
 typedef void (*tovErrorHandler)(int code, const char *text, const char *where, int line);
 
 /// @return the constant text of `code`; "invalid error number" for an unknown code
@@ -148,9 +148,9 @@ VEK_API int tovCheckLibraryX(char *where);
 
 /// Parses the tag file `tagPath`, or takes it from the tag cache.
 ///
-/// Documented: `*found` is 1 if the file counts as defining `element`. On the first reading this is exact. For a
-/// file in the cache, an application entry counts as defined if any entry has another name, and a null `element`
-/// counts as defined.
+/// `*found` is 1 if the file counts as defining `element`. On the first reading this is exact, and 0 for a null
+/// `element`. Documented: for a file in the cache, an application entry counts as defined if any entry has
+/// another name, and as not defined if all entries have this name; a null `element` counts as defined.
 ///
 /// @param tagPath  the path of the file; the same file under another spelling is parsed again
 /// @param element  the name of an entry, or null
@@ -216,8 +216,8 @@ VEK_API int tovRemoveEntry(const char *dir, const char *name);
 /// an old entry of the same name remains before the new one, so that lookups return the old value. If the file
 /// cannot be read or has a syntax error, the new file contains only this entry.
 ///
-/// A value that would make the file unreadable is reported as the keyword's syntax error and not written; the
-/// result is 1. The entry is then cleared if `name` is a keyword; otherwise the file is unchanged.
+/// A name or value that would be a syntax error in the file is reported and not written; the result is 1. If
+/// `name` is a keyword, its entry is then cleared; otherwise the file is unchanged.
 ///
 /// @param value  ignored for VEKLIBRARY. For DMTYPE one word, or empty to clear the entry. Documented:
 ///               VEKLIBCHECK with "OFF" only clears the entry
