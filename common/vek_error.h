@@ -8,7 +8,7 @@
 VEK_BEGIN_DECLS
 
 /// An error hook: receives one complete message. `message` is valid during the call only. The function may call
-/// any function of the library except vekReportError(), which would call it again.
+/// any function of the library; one that reports an error calls the hook again.
 typedef void (*vekErrorFunc)(const char *message);
 
 /// Sets the error hook.
