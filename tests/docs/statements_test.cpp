@@ -24,6 +24,13 @@ class Statements : public testing::Test {
         vekInit(nullptr, arguments.data());
     }
 
+    /// Releases the registry that was created last.
+    void TearDown() override {
+        if (rynGetCurHandle() != nullptr && *rynGetCurHandle() != nullptr) {
+            rynReleaseHandle(nullptr);
+        }
+    }
+
     test::Sandbox box;
     test::Capture capture;
 };
@@ -68,6 +75,7 @@ TEST_F(Statements, DefaultHandlerChangesResultOfLaterRegistries) {
     received.result = RYN_SYNTAX_ERROR;
     EXPECT_EQ(create("file", receive), RYN_SYNTAX_ERROR);
     EXPECT_EQ(create("empty", nullptr), RYN_OK);
+    rynReleaseHandle(nullptr);
     EXPECT_EQ(create("file", receive), RYN_OK);
     EXPECT_EQ(rynIsDefined(nullptr, "first"), RYN_OK);
     EXPECT_EQ(rynIsDefined(nullptr, "last"), RYN_LIBRARY_NOT_DEFINED);
@@ -131,7 +139,6 @@ class Merged : public Statements {
         box.file("lib/both/view/c.txt", "").file("tmp/both/view/c.txt", "");
         box.file("vek.lib", "DEFINE lib lib\nASSIGN lib TMP tmp\n");
     }
-    void TearDown() override { rynReleaseHandle(registry); }
 
     void load(int pathsMustExist) {
         rynSetPathNoneExistWarnFlag(pathsMustExist);
@@ -237,9 +244,11 @@ TEST_F(Statements, CreationSetsTheStatCacheCounter) {
     EXPECT_EQ(rynStatCacheCtl(1), 1);
     EXPECT_EQ(rynStatCacheCtl(1), 2);
     ASSERT_EQ(create(nullptr, receive), RYN_OK);
+    rynReleaseHandle(nullptr);
     EXPECT_EQ(rynStatCacheCtl(0), 0);
     EXPECT_EQ(setenv("RYN_STAT_CACHE_ON", "yes", 1), 0);
     ASSERT_EQ(create(nullptr, receive), RYN_OK);
+    rynReleaseHandle(nullptr);
     EXPECT_EQ(rynStatCacheCtl(0), 0);
     EXPECT_EQ(rynStatCacheCtl(1), 1);
 }
