@@ -132,7 +132,8 @@ VEK_API int puxSearchGroup(char **list, const char *name, const char *group, cha
 /// @param groups  null for the default groups; otherwise "." is searched first, and then these groups
 VEK_API int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize);
 
-/// Finds all matches of `name`, at most one in each directory of `list`. A match that cannot be read is skipped.
+/// Finds all matches of `name`, at most one in each directory of `list`. A match that cannot be read, or whose
+/// path is too long, is skipped.
 ///
 /// @param group   as for puxSearchGroup()
 /// @param result  receives a null-terminated array of paths; the caller frees array and strings

@@ -99,7 +99,8 @@ VEK_API extern const int ryn_to_tov_errorcode_map[32];
 
 /// Looks up the entry `name` for `path` in the tag file of the nearest directory, at or above `path`, that
 /// defines it. Directories above `path` that are symbolic links are followed. The search ends at the mount point
-/// of the file system, at a tag file that cannot be read and at one with a syntax error.
+/// of the file system, at "/net", "/nfs", "/afs" and "/...", at a tag file that cannot be read and at one with a
+/// syntax error.
 ///
 /// @param where  null, or receives the path of the tag file
 /// @return the value, empty for VEKLIBRARY; null if no tag file defines the entry or after an error
