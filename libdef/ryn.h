@@ -121,8 +121,8 @@ VEK_API const char *rynGetErrorMsg(int code);
 ///
 /// The effects are: a diagnostic of the default handler makes the creation fail, after all lines are read. In an
 /// included file, it ends the including file at the INCLUDE. A diagnostic before an INCLUDE of a file without
-/// diagnostics is forgotten, and the creation succeeds. If the handler of another registry returns non-zero, its
-/// file ends there, but the creation succeeds with the libraries defined so far.
+/// diagnostics does not count, and the creation succeeds. If the handler of another registry returns non-zero,
+/// its file ends there, but the creation succeeds with the libraries defined so far.
 ///
 /// @param libraryFile     the library definition file; null for an empty registry
 /// @param flags           RYN_FLAG_... values, combined by OR
@@ -315,7 +315,7 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 // ---- searches by library
 //
 // These functions search a file along a new search list, which they release; see pux(3). The default search list
-// is built again by the next search. "@LIBRARY" in the list stands for the directories of a library: its explicit
+// is built again by the next search. "@LIBRARY" in the list represents the directories of a library: its explicit
 // or global temporary directory, its implicit temporary directory, and its own. In them, only ".tolvane" is
 // searched. The given directories are the search groups in all other directories of the list. A library that is
 // null, not defined or does not exist adds no directories. A missing handle is reported, and the search

@@ -195,9 +195,9 @@ VEK_API void tovResetCache(void);
 // target is written: do not edit as root in directories that others can write.
 //
 // Edits of one file by several processes are serialized. An edit waits up to 30 s for an exclusive lock on the
-// file (fcntl(), F_OFD_SETLK) and then reads the file again, whatever the tag cache holds. If the wait ends
+// file (fcntl(), F_OFD_SETLK) and then reads the file again, even if it is in the tag cache. If the wait ends
 // without the lock, the edit fails with TOV_SYSTEM_ERROR and writes nothing. On a file system without locks, the
-// edit goes on without one.
+// edit continues without one.
 //
 // The lock is released before an error handler is called. Afterwards the tag cache holds what was written. `dir`
 // is used as given: references in it are not replaced. All functions return 1 for success, and 0 after a reported
