@@ -1,10 +1,10 @@
-`answer_lookups` answers lookups of the entries that are its arguments, for the paths on standard input.
+`answer_lookups` looks up the entries that are its arguments, for each path on standard input.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ cp -R "$TESTDIR/../../examples/project" .
   $ cd project
 
-The nearest tag file that defines the entry answers, for directories and files alike:
+The nearest tag file that defines the entry is used, for directories and for files:
 
   $ printf 'adders/ripple\nadders/ripple/layout/layout.txt\n' | shown answer_lookups PROCESS dmtype
   adders/ripple: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
@@ -12,7 +12,7 @@ The nearest tag file that defines the entry answers, for directories and files a
   adders/ripple/layout/layout.txt: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
   adders/ripple/layout/layout.txt: dmtype is 'none', says $TREE/project/vekinfo.tag
 
-The exit status tells that one of the lookups has no answer, be it not the last one:
+The exit status is 1 if one lookup finds nothing, also if it is not the last one:
 
   $ printf 'adders/ripple\nmemories/sram\n' | shown answer_lookups PROCESS OWNER
   adders/ripple: PROCESS is 'n7', says $TREE/project/adders/vekinfo.tag
@@ -21,13 +21,13 @@ The exit status tells that one of the lookups has no answer, be it not the last 
   memories/sram: OWNER is 'datapath-team', says $TREE/project/vekinfo.tag
   [1]
 
-A tag file on the search list answers when no directory upward does:
+If no directory above defines the entry, a tag file on the search list is used:
 
   $ mkdir "$TREE/outside"
   $ echo "$TREE/outside" | shown answer_lookups OWNER
   $TREE/outside: OWNER is 'datapath-team', says ./vekinfo.tag
 
-Answers follow the files, whoever changes them meanwhile:
+Changes of the files by other programs are seen:
 
   $ mkfifo paths
   $ answer_lookups DMTYPE <paths | {
@@ -41,7 +41,7 @@ Answers follow the files, whoever changes them meanwhile:
   adders: DMTYPE is 'none', says $TREE/project/vekinfo.tag
   adders: DMTYPE is 'mrev', says $TREE/project/adders/vekinfo.tag
 
-A path that does not exist is told, and so is a line that a tag file gets wrong; the next path is answered:
+A path that does not exist and a syntax error are reported, and the next path is looked up:
 
   $ echo NAMESPACE none >>memories/vekinfo.tag
   $ printf '/no_such/directory\nmemories\nadders\n' | shown answer_lookups PROCESS
@@ -52,7 +52,7 @@ A path that does not exist is told, and so is a line that a tag file gets wrong;
   answer_lookups: syntax error: NAMESPACE line in vekinfo.tag file: $TREE/project/memories/vekinfo.tag, line 3
   [1]
 
-Without paths there is nothing to answer, without entries nothing to look up:
+Without paths nothing is printed; without entries this is a usage error:
 
   $ shown answer_lookups PROCESS </dev/null
   $ echo adders | shown answer_lookups

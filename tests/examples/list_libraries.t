@@ -4,8 +4,8 @@
   $ cp -R "$TESTDIR/../../examples/project" .
   $ cd project
 
-Each library with its directory, namespace and DM type, in the order of the file. What is wrong with the file is
-told, and the libraries are listed all the same:
+Each library with its directory, namespace and DM type, in the order of definition. Diagnostics are printed, and do
+not prevent the list:
 
   $ shown list_libraries
   adders
@@ -33,7 +33,7 @@ told, and the libraries are listed all the same:
       of $TREE/project/shared/vek.lib
   to suppress this warning message.
 
-What the tag file of a library says counts for it; the project's counts for all the others:
+The tag file of a library applies to it; that of the project applies to all others:
 
   $ vekinfo -path adders -addentry DMTYPE mrev
   $ vekinfo -path . -clearentry DMTYPE
@@ -55,7 +55,7 @@ What the tag file of a library says counts for it; the project's counts for all 
       namespace  LibraryUnix
       DM type    (not set)
 
-The directory is the library's own, whatever temporary directory it has, and may be missing:
+The directory is the library's own, not its temporary directory, and can be missing:
 
   $ cd scratch
   $ rm -r ../multipliers
@@ -67,7 +67,7 @@ The directory is the library's own, whatever temporary directory it has, and may
   multipliers
       directory  $TREE/project/multipliers (missing)
 
-The search list leads to `vek.lib`, and without one there is nothing to list:
+`vek.lib` is found along the search list; without one, there is an error:
 
   $ mkdir "$TREE/elsewhere"
   $ cd "$TREE/elsewhere"
@@ -85,7 +85,7 @@ The search list leads to `vek.lib`, and without one there is nothing to list:
       namespace  LibraryUnix
       DM type    (not set)
 
-A file of which nothing is wrong is listed without a word; one that cannot be read is not listed:
+A directory with the name `vek.lib` is read as an empty file; a file without problems gives no messages:
 
   $ cd "$TREE"
   $ unset VEK_WORKAREA
