@@ -5,6 +5,8 @@ from __future__ import annotations
 import os
 import pathlib
 import re
+import subprocess
+import sys
 
 import pytest
 
@@ -69,6 +71,17 @@ def test_a_file_that_cannot_be_read_raises(tree):
         vek.Registry("missing.lib")
     assert raised.value.code in (vek.LibraryCode.SYSTEM_ERROR, vek.LibraryCode.INVALID_PATH)
     assert f"{tree}/missing.lib" in str(raised.value)
+
+
+def test_every_reading_finds_whether_libraries_are_checked(write):
+    write("vekinfo.tag", "VEKLIBCHECK OFF")
+    os.mkdir("lib")
+    write("vek.lib", "DEFINE lib ./lib")
+    with vek.Registry("vek.lib") as registry:
+        assert registry.diagnostics == ()
+    write("vekinfo.tag", "VEKLIBCHECK ON")
+    with vek.Registry("vek.lib") as registry:
+        assert [diagnostic.code for diagnostic in registry.diagnostics] == [vek.LibraryCode.NO_VEKLIBRARY_ENTRY]
 
 
 def test_registries_are_compared_by_identity(project):
@@ -150,6 +163,31 @@ def test_strict_raises_the_first_diagnostic(project):
         vek.Registry("vek.lib", strict=True)
     assert raised.value.code == vek.LibraryCode.REDEFINED
     assert len(raised.value.diagnostics) == 1
+
+
+def test_strict_reads_no_further(write):
+    write("vek.lib", "FOO", "BAR")
+    with pytest.raises(vek.LibraryError) as raised:
+        vek.Registry("vek.lib", strict=True)
+    assert [diagnostic.subject for diagnostic in raised.value.diagnostics] == ["FOO"]
+
+
+def test_strict_raises_in_a_process_that_uses_the_default_handler(write):
+    """Documented: from then on the code of a file is the one that the default handler has seen."""
+    program = """
+from vek._declarations import ffi
+from vek._library import lib
+import vek
+lib.vekInitNonVEKApp(b"x")
+lib.rynInit(ffi.NULL, 0, ffi.NULL, ffi.NULL, ffi.new("rynHandle *"))
+try:
+    vek.Registry("vek.lib", strict=True)
+except vek.LibraryError as error:
+    print(error)
+"""
+    write("vek.lib", "FOO")
+    done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, check=True)
+    assert (done.stdout, done.stderr) == ("Syntax error: FOO\n", "")
 
 
 # ---- the existence check
@@ -335,7 +373,9 @@ def test_an_implicit_directory_comes_before_the_others(project):
             vek.TemporaryDirectory(vek.TemporaryKind.IMPLICIT, f"{project}/implicit/adders"),
             vek.TemporaryDirectory(vek.TemporaryKind.GLOBAL, f"{project}/scratch/adders"),
         ]
+        expected = registry["adders"].temporary_directories
         os.mkdir("implicit/adders")
+        assert registry["adders"].temporary_directories == expected
         assert registry.find("adders", access=vek.Access.READ_TMP) == f"{project}/implicit/adders"
         registry.set_implicit_temporary_directory(None)
         assert registry.find("adders", access=vek.Access.READ_TMP) == f"{project}/scratch/adders"

@@ -107,6 +107,17 @@ def test_three_definitions_are_a_chain(write, tree):
     assert [problem.code for problem in library.problems if problem.kind == ProblemKind.DEFINITION] == [31, 31]
 
 
+def test_a_library_may_be_redefined_many_times(write, tree):
+    os.mkdir("a")
+    write("vek.lib", *["DEFINE lib ./a"] * 3000)
+    (library,) = read_site().libraries
+    assert [place.line for place in library.earlier_definitions] == list(range(1, 3000))
+    assert main(["--quiet"]) == 0
+    page = pathlib.Path("vekreport.html").read_text()
+    assert "and 2,989 earlier ones" in page
+    assert "redefined ×2,999" in page
+
+
 def test_directories_that_are_missing_or_no_directories_are_problems_at_their_definition(write, tree):
     write("file", "x")
     os.symlink("nowhere", "link")
@@ -145,6 +156,12 @@ def test_directories_that_cannot_be_read_are_problems(write, tree):
         finally:
             os._exit(status)
     assert os.waitpid(child, 0)[1] == 0
+
+
+def test_a_temporary_directory_that_vanished_is_a_problem(project, monkeypatch):
+    monkeypatch.setattr(vek.Library, "find", lambda library, access: f"{project}/gone")
+    first = read_site("vek.lib").libraries[0]
+    assert [problem.message for problem in first.problems] == [f"{project}/gone does not exist"]
 
 
 def test_a_tag_file_with_an_error_is_a_problem_of_its_library(write, tree):
@@ -351,6 +368,48 @@ def test_errors_end_with_2_and_leave_the_old_page(project, capsys):
     assert ended.value.code == 2
     assert pathlib.Path("vekreport.html").read_text() == "old"
     assert [name for name in os.listdir(".") if name.startswith(".vekreport")] == []
+
+
+def test_a_page_that_is_not_completed_leaves_the_old_one(project, monkeypatch):
+    pathlib.Path("vekreport.html").write_text("old")
+
+    def fail_halfway(site):
+        yield "new"
+        raise OSError("disk full")
+
+    monkeypatch.setattr("vek.report._page.render", fail_halfway)
+    assert main([]) == 2
+    assert pathlib.Path("vekreport.html").read_text() == "old"
+    assert [name for name in os.listdir(".") if name.startswith(".vekreport")] == []
+
+
+def test_a_fault_of_the_program_is_not_the_status_of_a_problem(project, monkeypatch, capsys):
+    def fail(*arguments, **options):
+        raise RuntimeError("fault")
+
+    monkeypatch.setattr("vek.report._command.read_site", fail)
+    assert main([]) == 2
+    assert "RuntimeError: fault" in capsys.readouterr().err
+
+
+def test_a_reader_that_goes_away_is_an_error_without_a_traceback(project):
+    command = f"{sys.executable} -m vek.report --json -o - | true; exec 2>&1"
+    done = subprocess.run(["bash", "-c", command], capture_output=True, text=True, check=True)
+    assert done.stderr in ("vekreport: [Errno 32] Broken pipe\n", "")
+
+
+def test_the_page_is_utf8_whatever_the_locale(project):
+    environment = {**os.environ, "PYTHONIOENCODING": "latin-1"}
+    done = subprocess.run(
+        [sys.executable, "-m", "vek.report", "-o", "-"], env=environment, capture_output=True, check=True
+    )
+    assert "creates the libraries" not in done.stdout.decode()
+    assert "–" in done.stdout.decode()
+
+
+def test_control_characters_of_names_do_not_reach_the_terminal(tree, capsys):
+    assert main(["\x1b[31mmissing.lib"]) == 2
+    assert "\x1b" not in capsys.readouterr().err
 
 
 def test_without_a_vek_lib_the_command_says_so(tree, capsys):

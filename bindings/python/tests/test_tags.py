@@ -70,6 +70,15 @@ def test_search_list_answers_what_no_directory_above_defines(write, tree, monkey
     assert vek.lookup("lib", "VEKLIBRARY") is None
 
 
+def test_the_search_list_is_built_anew_for_every_lookup(write, tree, monkeypatch):
+    write("one/vekinfo.tag", "FOO 1", "VEKLIBCHECK ON")
+    write("two/vekinfo.tag", "FOO 2", "VEKLIBCHECK OFF")
+    for site, value, check in (("one", "1", "ON"), ("two", "2", "OFF"), ("one", "1", "ON")):
+        monkeypatch.setenv("VEK_SITE", f"{tree}/{site}")
+        assert vek.lookup(".", "VEKLIBCHECK").value == check
+        assert vek.lookup(".", "FOO").value == value
+
+
 def test_an_empty_value_sends_the_lookup_on_to_the_search_list(write, tree, monkeypatch):
     write("site/vekinfo.tag", "FOO site")
     write("lib/vekinfo.tag", "FOO")
@@ -127,8 +136,14 @@ def test_asking_for_other_names_in_between_changes_nothing(write, tree, lookup_o
 def test_a_file_that_changed_is_read_again(write):
     write("vekinfo.tag", "A 5")
     assert vek.lookup(".", "A").value == "5"
-    write("vekinfo.tag", "A 6")
+    write("vekinfo.tag", "A 6", "DMTYPE none")
     assert vek.lookup(".", "A").value == "6"
+    assert vek.lookup(".", "DMTYPE").value == "none"
+    write("vekinfo.tag", "DMTYPE mrev", "VEKLIBCHECK ON")
+    assert vek.lookup(".", "DMTYPE").value == "mrev"
+    assert vek.lookup(".", "VEKLIBCHECK").value == "ON"
+    write("vekinfo.tag", "VEKLIBCHECK OFF")
+    assert vek.lookup(".", "VEKLIBCHECK").value == "OFF"
 
 
 def test_errors_on_the_way_raise_or_are_collected(write, tree):

@@ -241,8 +241,8 @@ class _Reader:
     directories: tuple[str, ...]
     scan: bool
     progress: Progress | None
-    #: Definitions that the one at a place replaces, the oldest first.
-    replaced: dict[Place, tuple[Place, ...]] = field(default_factory=dict)
+    #: The definition that the one at a place replaces.
+    replaced: dict[Place, Place] = field(default_factory=dict)
     at_place: dict[Place, list[Problem]] = field(default_factory=dict)
 
     def read(self, check: Check | None) -> Site:
@@ -281,8 +281,16 @@ class _Reader:
             return
         earlier = diagnostic.earlier_definition
         if earlier is not None:
-            self.replaced[place] = (*self.replaced.get(earlier, ()), earlier)
+            self.replaced[place] = earlier
         self.at_place.setdefault(place, []).append(_problem_of(diagnostic, None))
+
+    def _earlier_definitions(self, place: Place | None) -> tuple[Place, ...]:
+        """The definitions that the one at `place` replaces, the oldest first."""
+        found: list[Place] = []
+        while place in self.replaced and len(found) < len(self.replaced):
+            place = self.replaced[place]
+            found.append(place)
+        return tuple(reversed(found))
 
     def _files(self, libraries: Sequence[SiteLibrary]) -> Iterator[SiteFile]:
         defined = collections.Counter(library.defined_at.file for library in libraries if library.defined_at)
@@ -296,7 +304,7 @@ class _Reader:
         directory = library.directory
         checked = library.find(access=Access.READ)
         place = library.defined_at
-        earlier = self.replaced.get(place, ()) if place is not None else ()
+        earlier = self._earlier_definitions(place)
         problems = [
             dataclasses.replace(problem, library=library.name)
             for at in (*earlier, *([place] if place is not None else []))

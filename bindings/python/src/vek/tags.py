@@ -221,7 +221,6 @@ def clear_entry(directory: Path, name: str, *, drop_other_entries: bool = False)
     if not os.path.exists(file):
         return None
     encoded_name = encode(name)
-    read_tags(file)
     if not drop_other_entries:
         _refuse_to_drop(file, encoded_name)
     with Section() as section:

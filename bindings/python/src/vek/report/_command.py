@@ -9,6 +9,7 @@ import json
 import os
 import sys
 import tempfile
+import traceback
 from collections.abc import Iterable, Iterator, Sequence
 
 from vek._version import __version__
@@ -25,20 +26,30 @@ assigns a global temporary root creates the libraries' directories under it."""
 def main(arguments: Sequence[str] | None = None) -> int:
     """Runs vekreport; the result is its exit status: 0, 1 with --strict for a problem, 2 for an error."""
     options = _parse(arguments)
+    try:
+        return _run(options)
+    except (VekError, OSError, ValueError) as error:
+        if isinstance(error, BrokenPipeError):
+            sys.stdout = open(os.devnull, "w")  # the interpreter flushes it at exit
+        print(f"vekreport: {visible(error)}", file=sys.stderr)
+    except KeyboardInterrupt:
+        return 130  # as shells report SIGINT
+    except Exception:
+        traceback.print_exc()  # not 1, which is the status of a site with problems
+    return 2
+
+
+def _run(options: argparse.Namespace) -> int:
     if options.schema:
         sys.stdout.write((importlib.resources.files("vek.report") / "site.schema.json").read_text(encoding="utf-8"))
         return 0
-    try:
-        with _progress_bar(options.quiet) as progress:
-            site = read_site(
-                options.file, scan=options.scan, check=options.check, vekinfo=options.vekinfo, progress=progress
-            )
-        _write(options.output, _json(site) if options.json else _page(site))
-    except (VekError, OSError, ValueError) as error:
-        print(f"vekreport: {visible(str(error))}", file=sys.stderr)
-        return 2
+    with _progress_bar(options.quiet) as progress:
+        site = read_site(
+            options.file, scan=options.scan, check=options.check, vekinfo=options.vekinfo, progress=progress
+        )
+    _write(options.output, _json(site) if options.json else _page(site))
     if not options.quiet and options.output != "-":
-        print(f"{options.output}: {_summary(site)}")
+        print(f"{visible(options.output)}: {_summary(site)}")
     return 1 if options.strict and site.problems else 0
 
 
@@ -92,9 +103,10 @@ def _page(site: Site) -> Iterable[str]:
 def _write(output: str, pieces: Iterable[str]) -> None:
     """Writes standard output, or a file that is old or complete at any time."""
     if output == "-":
+        # Whatever the locale, the page is UTF-8, as it says.
         for piece in pieces:
-            sys.stdout.write(piece)
-        sys.stdout.flush()
+            sys.stdout.buffer.write(piece.encode())
+        sys.stdout.buffer.flush()
         return
     mask = os.umask(0)
     os.umask(mask)

@@ -93,7 +93,7 @@ def render(site: Site) -> Iterator[str]:
     environment.filters["dirname"] = os.path.dirname
     environment.filters["place_key"] = names.key
     environment.filters["count"] = lambda number: f"{number:,}"
-    environment.globals.update(kinds=SHORT, temporary=TEMPORARY, source_of=names.source_of, problem_label=problem_label)
+    environment.globals.update(kinds=SHORT, temporary=TEMPORARY, source_of=names.source_of, labels=labels)
     style, script = Markup(_resource("page.css")), Markup(_resource("page.js"))
     return environment.get_template("page.html.j2").generate(
         site=site,
@@ -166,6 +166,24 @@ def problem_label(problem: Problem) -> str:
     if problem.kind == ProblemKind.DEFINITION and problem.code is not None:
         return problem.message.partition(":")[0].lower()
     return SHORT[problem.kind]
+
+
+@dataclass(frozen=True)
+class Label:
+    """Problems of one library that have the same name."""
+
+    kind: ProblemKind
+    text: str
+    #: The message of the first one.
+    message: str
+    count: int
+
+
+def labels(library: SiteLibrary) -> list[Label]:
+    """The problems of a library by name: a library may have thousands of one kind."""
+    counts = collections.Counter(problem_label(problem) for problem in library.problems)
+    first = {problem_label(problem): problem for problem in reversed(library.problems)}
+    return [Label(first[text].kind, text, first[text].message, count) for text, count in counts.items()]
 
 
 def groups(site: Site) -> list[Group]:
