@@ -107,6 +107,7 @@ def preprocess(text: str, directory: pathlib.Path, *options: str) -> str:
         "-E",
         "-std=c11",
         "-D__attribute__(x)=",
+        "-D__extension__=",
         "-I",
         str(directory),
         *options,

@@ -342,7 +342,8 @@ class Registry(Mapping[str, "Library"]):
         # It hides the global ones from find().
         globals_ = None if root is None else {library.name: library._global_directory() for library in self.values()}
         with Section() as section:
-            flags = 0 if root is None else 2 | (lib.RYN_IMPLICIT_ONLY if only else 0)
+            flags = lib.RYN_IMPLICIT_ONLY if only else lib.RYN_IMPLICIT_FIRST
+            flags = lib.RYN_IMPLICIT_NONE if root is None else flags
             code = lib.rynSetImplicitTmp(self._open(), encode_optional(root), flags, fatal_handler)
             self._implicit_root = root if code == 0 else None
             self._global_directories = globals_ if code == 0 else None
