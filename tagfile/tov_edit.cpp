@@ -8,9 +8,9 @@
 #include "common/owned.h"
 #include "common/owned_strlist.h"
 #include "common/size_limit.h"
-#include "tagfile/keyword.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
+#include "tagfile/tovi_edit.h"
 #include "tagfile/tovi_edited_file.h"
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
@@ -50,8 +50,8 @@ bool keepOnly(VekinfoObj &obj, const char *name) {
 }
 
 /// @return false if memory is exhausted
-bool clearEntry(VekinfoObj &obj, const char *name) {
-    const Keyword *keyword = kKeywords.find(name);
+bool clearEntry(const Keywords &keywords, VekinfoObj &obj, const char *name) {
+    const Keyword *keyword = keywords.find(name);
     if (keyword == nullptr) {
         return keepOnly(obj, name);
     }
@@ -62,9 +62,11 @@ bool clearEntry(VekinfoObj &obj, const char *name) {
 /// An entry that is to be added.
 class Addition {
   public:
+    explicit Addition(const Keywords &keywords) : keywords_(keywords) {}
+
     /// @return false if memory is exhausted
     [[nodiscard]] bool make(const char *name, const char *value) {
-        keyword_ = kKeywords.find(name);
+        keyword_ = keywords_.find(name);
         const bool hasValue = keyword_ == nullptr || keyword_->wordCount > 1;
         name_ = vek::copyText(name);
         value_ = vek::copyText(value);
@@ -72,7 +74,6 @@ class Addition {
         return name_ && value_ && findRefusal();
     }
 
-    [[nodiscard]] const char *name() const { return name_.get(); }
     [[nodiscard]] bool isKeyword() const { return keyword_ != nullptr; }
 
     /// Whether a keyword does not allow the value, or what would be written is a line that the parser rejects.
@@ -87,7 +88,7 @@ class Addition {
 
     /// @return false if memory is exhausted
     [[nodiscard]] bool applyTo(VekinfoObj &obj) const {
-        return !applyWords(kKeywords, words_, obj).isError();
+        return !applyWords(keywords_, words_, obj).isError();
     }
 
   private:
@@ -97,15 +98,16 @@ class Addition {
         tovInitVekinfoObj(&trial);
         vek::ComposedText text;
         Reports rejected;
-        refusal_ = applyWords(kKeywords, words_, trial);
+        refusal_ = applyWords(keywords_, words_, trial);
         if (!refusal_.isError()) {
-            composeSettings(kKeywords, trial, text, rejected);
+            composeSettings(keywords_, trial, text, rejected);
             refusal_ = rejected.first();
         }
         toviClearInfoObj(&trial);
         return refusal_.code != TOV_MEMORY_ERROR && text.isWhole();
     }
 
+    const Keywords &keywords_;
     const Keyword *keyword_ = nullptr;
     vek::OwnedText name_;
     vek::OwnedText value_;
@@ -120,8 +122,10 @@ class Edit {
   public:
     /// @param name      the entry; for an addition, its name
     /// @param addition  null to clear the entry
-    Edit(const char *path, const char *name, const Addition *addition, Reports &reports)
-        : path_(path), name_(name), addition_(addition), reports_(reports), file_(path) {}
+    Edit(const Keywords &keywords, const char *path, const char *name, const Addition *addition,
+         Reports &reports)
+        : keywords_(keywords), path_(path), name_(name), addition_(addition), reports_(reports), file_(path) {
+    }
 
     /// @return 1, or 0 if the edit failed
     int run() {
@@ -154,7 +158,7 @@ class Edit {
             return report.code !=
                    TOV_MEMORY_ERROR; // Documented: a file that cannot be read counts as success.
         }
-        if (!clearEntry(*obj_, name_)) {
+        if (!clearEntry(keywords_, *obj_, name_)) {
             return failWithoutMemory();
         }
         return finish(write());
@@ -169,7 +173,7 @@ class Edit {
         if (!isRead_ && !startAnew()) {
             return failWithoutMemory();
         }
-        if (isRead_ && !clearEntry(*obj_, name_)) {
+        if (isRead_ && !clearEntry(keywords_, *obj_, name_)) {
             return failWithoutMemory();
         }
         // Documented: clearing writes the file, then adding does, and each reports its own failure. The file is in
@@ -217,7 +221,7 @@ class Edit {
         }
         vek::LineReader lines(file_.content());
         bool found = false;
-        return parseLines(kKeywords, lines, nullptr, *obj_, found);
+        return parseLines(keywords_, lines, nullptr, *obj_, found);
     }
 
     Report readThroughCache() {
@@ -261,7 +265,7 @@ class Edit {
     /// Writes the object, which must not change afterwards. A failure is added to the reports.
     bool write() {
         if (!isComposed_) {
-            composeSettings(kKeywords, *obj_, text_, reports_);
+            composeSettings(keywords_, *obj_, text_, reports_);
             isComposed_ = true;
         }
         if (text_.isWhole() && file_.replace(text_.view())) {
@@ -296,6 +300,7 @@ class Edit {
         return isParsed;
     }
 
+    const Keywords &keywords_;
     const char *path_;
     const char *name_;
     const Addition *addition_;
@@ -308,34 +313,34 @@ class Edit {
     bool isComposed_ = false;
 };
 
-/// Runs one edit. The arguments may be strings that the edit makes invalid: it works on copies.
-int edit(const char *dir, const char *name, const char *value) {
+} // namespace
+
+int editEntry(const Keywords &keywords, const char *dir, const char *name, const char *value) {
     const vek::OwnedText path = tagFilePath(dir);
     const vek::OwnedText directory = dir == nullptr ? nullptr : vek::copyText(dir);
     const vek::OwnedText ownName = vek::copyText(name);
-    Addition addition;
+    Addition addition(keywords);
     Reports reports;
     int result = 0;
     if ((dir != nullptr && (!path || !directory)) || !ownName ||
         (value != nullptr && !addition.make(name, value))) {
         reports.add(kNoMemory);
     } else {
-        result = Edit(path.get(), ownName.get(), value == nullptr ? nullptr : &addition, reports).run();
+        result =
+            Edit(keywords, path.get(), ownName.get(), value == nullptr ? nullptr : &addition, reports).run();
     }
     reports.make(path.get(), directory.get());
     return result;
 }
 
-} // namespace
-
 } // namespace tov
 
 int tovRemoveEntry(const char *dir, const char *name) {
-    return dir == nullptr || name == nullptr ? 1 : tov::edit(dir, name, nullptr);
+    return dir == nullptr || name == nullptr ? 1 : tov::editEntry(tov::kKeywords, dir, name, nullptr);
 }
 
 int tovAddEntry(const char *dir, const char *name, const char *value) {
-    return tov::edit(dir, name == nullptr ? "" : name, value == nullptr ? "" : value);
+    return tov::editEntry(tov::kKeywords, dir, name == nullptr ? "" : name, value == nullptr ? "" : value);
 }
 
 int tovSetPathDmType(const char *dir, const char *value) {

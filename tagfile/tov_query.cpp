@@ -4,7 +4,6 @@
 #include "common/fixed_text.h"
 #include "common/owned_strlist.h"
 #include "search/pux.h"
-#include "tagfile/keyword.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_object.h"
 
@@ -81,9 +80,13 @@ const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
 
 } // namespace
 
+const char *tov::valueOf(const Keywords &keywords, const VekinfoObj &obj, const char *name) {
+    const Keyword *keyword = keywords.find(name);
+    return keyword == nullptr ? applicationValue(name, obj) : keyword->value(obj);
+}
+
 const char *toviStringizeEntry(const char *name, const VekinfoObj *obj) {
-    const tov::Keyword *keyword = tov::kKeywords.find(name);
-    return keyword == nullptr ? applicationValue(name, *obj) : keyword->value(*obj);
+    return tov::valueOf(tov::kKeywords, *obj, name);
 }
 
 const char *tovsExeMachineNameSpace(void) {

@@ -4,7 +4,6 @@
 #include "common/fixed_text.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
-#include "tagfile/keyword.h"
 #include "tagfile/tag_path.h"
 #include "tool/vekinfo_args.h"
 
@@ -164,14 +163,14 @@ void printVfmt(const char *tagPath, const char *name, const char *value, int pat
     }
 }
 
-int tovPrintVekinfo(const char *filter, const VekinfoObj *obj) {
-    const char *path = obj->path == nullptr ? "" : obj->path;
-    const bool pathShown = obj->path != nullptr && isWanted(filter, "path");
+void vekinfoPrint(const tov::Keywords &keywords, const char *filter, const VekinfoObj &obj) {
+    const char *path = obj.path == nullptr ? "" : obj.path;
+    const bool pathShown = obj.path != nullptr && isWanted(filter, "path");
     if (pathShown) {
         std::printf("A vekinfo.tag file exists at: %s\n", path);
     }
-    for (const tov::Keyword &keyword : tov::kKeywords) {
-        const char *value = keyword.shownValue(*obj);
+    for (const tov::Keyword &keyword : keywords) {
+        const char *value = keyword.shownValue(obj);
         if (value == nullptr || !isWanted(filter, keyword.name)) {
             continue;
         }
@@ -181,6 +180,10 @@ int tovPrintVekinfo(const char *filter, const VekinfoObj *obj) {
             printMark(path, keyword.name.data(), pathShown);
         }
     }
+}
+
+int tovPrintVekinfo(const char *filter, const VekinfoObj *obj) {
+    vekinfoPrint(tov::kKeywords, filter, *obj);
     return 0;
 }
 

@@ -3,6 +3,7 @@
 
 /// The reports of `-show` and `-lookup`, on standard output.
 
+#include "tagfile/keyword.h"
 #include "tagfile/tov.h"
 
 VEK_BEGIN_DECLS
@@ -37,5 +38,8 @@ int tovVekinfoShow(void);
 int tovVekinfoLookup(char **names);
 
 VEK_END_DECLS
+
+/// tovPrintVekinfo() with a given table of keywords.
+void vekinfoPrint(const tov::Keywords &keywords, const char *filter, const VekinfoObj &obj);
 
 #endif

@@ -5,9 +5,13 @@
 
 namespace test {
 
-/// Made before a throw-away directory, it puts that into memory: thousands of edits would wait for a disk.
+/// Made before a throw-away directory, it puts that into memory: thousands of edits would wait for a disk. The
+/// environment can name another directory: VEK_TEST_DIRECTORY.
 struct InMemory {
-    InMemory() { setenv("TMPDIR", "/dev/shm", 1); }
+    InMemory() {
+        const char *wanted = std::getenv("VEK_TEST_DIRECTORY");
+        setenv("TMPDIR", wanted == nullptr ? "/dev/shm" : wanted, 1);
+    }
 };
 
 } // namespace test

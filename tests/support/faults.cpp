@@ -5,7 +5,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
+#include <cstdint>
+#include <ctime>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -60,16 +64,18 @@ enum class Point {
     Openat,
     Unlinkat,
     Pread,
+    Nanosleep,
 };
 
-constexpr std::array<std::string_view, 40> pointNames = {
-    "malloc",   "open",     "fopen",     "fdopen",    "read",      "write",           "pwrite",   "close",
-    "fclose",   "fflush",   "fputs",     "fwrite",    "fgets",     "fread",           "ftello",   "fseeko",
-    "fmemopen", "fsync",    "fdatasync", "ftruncate", "fallocate", "posix_fallocate", "stat",     "lstat",
-    "fstat",    "readlink", "opendir",   "mkdir",     "rmdir",     "unlink",          "rename",   "chmod",
-    "fchmod",   "getcwd",   "getpwnam",  "access",    "fcntl",     "openat",          "unlinkat", "pread",
+constexpr std::array<std::string_view, 41> pointNames = {
+    "malloc",          "open",   "fopen",    "fdopen",   "read",      "write",     "pwrite",
+    "close",           "fclose", "fflush",   "fputs",    "fwrite",    "fgets",     "fread",
+    "ftello",          "fseeko", "fmemopen", "fsync",    "fdatasync", "ftruncate", "fallocate",
+    "posix_fallocate", "stat",   "lstat",    "fstat",    "readlink",  "opendir",   "mkdir",
+    "rmdir",           "unlink", "rename",   "chmod",    "fchmod",    "getcwd",    "getpwnam",
+    "access",          "fcntl",  "openat",   "unlinkat", "pread",     "nanosleep",
 };
-static_assert(pointNames.size() == static_cast<std::size_t>(Point::Pread) + 1);
+static_assert(pointNames.size() == static_cast<std::size_t>(Point::Nanosleep) + 1);
 
 struct PointState {
     int calls;
@@ -83,7 +89,19 @@ constinit struct {
     std::array<PointState, pointNames.size()> points = {};
     std::size_t writeLimit = 0;
     CaselessDirectory caseless = {};
+    bool skipsWaiting = false;
+    std::int64_t skippedNs = 0;
 } state;
+
+std::function<void()> sleepAction;
+std::function<void()> readAction;
+
+void callOnce(std::function<void()> &action) {
+    const std::function<void()> taken = std::exchange(action, nullptr);
+    if (taken) {
+        taken();
+    }
+}
 
 PointState &at(Point point) {
     return state.points[static_cast<std::size_t>(point)];
@@ -161,6 +179,19 @@ void limitWrites(std::size_t bytes) {
     state.writeLimit = bytes;
 }
 
+void skipWaiting() {
+    state.skipsWaiting = true;
+}
+
+void atNextSleep(std::function<void()> action) {
+    skipWaiting();
+    sleepAction = std::move(action);
+}
+
+void atNextRead(std::function<void()> action) {
+    readAction = std::move(action);
+}
+
 int count(std::string_view call) {
     return at(call).calls;
 }
@@ -173,14 +204,20 @@ void reset() {
     state.points = {};
     state.writeLimit = 0;
     state.caseless.set(nullptr);
+    state.skipsWaiting = false;
+    sleepAction = nullptr;
+    readAction = nullptr;
 }
 
 } // namespace test::faults
 
+using test::faults::callOnce;
 using test::faults::fails;
 using test::faults::Folded;
 using test::faults::limited;
 using test::faults::Point;
+
+static constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
 extern "C" {
 
@@ -253,7 +290,12 @@ FILE *__wrap_fdopen(int descriptor, const char *mode) {
 }
 
 ssize_t __wrap_read(int descriptor, void *buffer, size_t size) {
-    return fails(Point::Read) ? -1 : __real_read(descriptor, buffer, size);
+    if (fails(Point::Read)) {
+        return -1;
+    }
+    const ssize_t result = __real_read(descriptor, buffer, size);
+    callOnce(test::faults::readAction);
+    return result;
 }
 
 ssize_t __wrap_write(int descriptor, const void *data, size_t size) {
@@ -393,6 +435,28 @@ char *__wrap_getcwd(char *buffer, size_t size) {
 
 struct passwd *__wrap_getpwnam(const char *name) {
     return fails(Point::Getpwnam) ? nullptr : __real_getpwnam(name);
+}
+
+int __wrap_nanosleep(const struct timespec *duration, struct timespec *remaining) {
+    if (fails(Point::Nanosleep)) {
+        return -1;
+    }
+    if (!test::faults::state.skipsWaiting) {
+        return __real_nanosleep(duration, remaining);
+    }
+    test::faults::state.skippedNs += duration->tv_sec * kNsPerSecond + duration->tv_nsec;
+    callOnce(test::faults::sleepAction);
+    return 0;
+}
+
+int __wrap_clock_gettime(clockid_t clock, struct timespec *now) {
+    const int result = __real_clock_gettime(clock, now);
+    if (clock == CLOCK_MONOTONIC) {
+        const std::int64_t sum = now->tv_nsec + test::faults::state.skippedNs;
+        now->tv_sec += sum / kNsPerSecond;
+        now->tv_nsec = sum % kNsPerSecond;
+    }
+    return result;
 }
 
 // Every command that the code under test uses has an integer or a pointer as its argument.

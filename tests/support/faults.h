@@ -2,6 +2,7 @@
 #define VEK_TESTS_SUPPORT_FAULTS_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -20,7 +21,7 @@ void failAllocationsFrom(int nth);
 /// The nth call from now of `call` (counted from 1) fails with `error`: open, fopen, fdopen, read, write, pwrite,
 /// close, fclose, fflush, fputs, fwrite, fgets, fread, ftello, fseeko, fmemopen, fsync, fdatasync, ftruncate,
 /// fallocate, posix_fallocate, stat, lstat, fstat, readlink, opendir, mkdir, rmdir, unlink, rename, chmod, fchmod,
-/// getcwd, getpwnam, access, fcntl, openat, unlinkat, pread. A failing close() or fclose() releases what it was given, as the system's own do.
+/// getcwd, getpwnam, access, fcntl, openat, unlinkat, pread, nanosleep. A failing close() or fclose() releases what it was given, as the system's own do.
 /// Throws std::invalid_argument for another name.
 void fail(std::string_view call, int nth, int error);
 
@@ -29,6 +30,15 @@ void failFrom(std::string_view call, int nth, int error);
 
 /// Every write() and pwrite() takes at most `bytes` bytes at a time; 0 lifts the limit.
 void limitWrites(std::size_t bytes);
+
+/// nanosleep() returns at once, and CLOCK_MONOTONIC advances by the time that it would have slept.
+void skipWaiting();
+
+/// nanosleep() returns at once, and the next one calls `action`: for what another process does while this one waits.
+void atNextSleep(std::function<void()> action);
+
+/// The next read() calls `action` before it returns.
+void atNextRead(std::function<void()> action);
 
 /// How often `call` was made since reset(); "malloc" stands for every allocation.
 int count(std::string_view call);

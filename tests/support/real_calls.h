@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 
 #include <dirent.h>
 #include <pwd.h>
@@ -57,6 +58,8 @@ int __real_access(const char *path, int mode);
 int __real_fcntl(int descriptor, int command, ...);
 int __real_openat(int directory, const char *path, int flags, ...);
 int __real_unlinkat(int directory, const char *path, int flags);
+int __real_nanosleep(const struct timespec *duration, struct timespec *remaining);
+int __real_clock_gettime(clockid_t clock, struct timespec *now);
 ssize_t __real_pread(int descriptor, void *buffer, size_t size, off_t offset);
 }
 

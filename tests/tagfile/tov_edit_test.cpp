@@ -1,10 +1,11 @@
 #include "tagfile/tov.h"
 
 #include "common/ascii.h"
-#include "tagfile/tovi_parse.h"
+#include "tagfile/tovi_lock.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/real_calls.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 
@@ -758,6 +759,179 @@ TEST_F(Edit, AnotherSpellingOfThePathKeepsWhatItHasRead) {
     EXPECT_STREQ("old", tovGetDmType(here.c_str()));
 }
 
+// ---- a file that has changed since it was read
+
+TEST_F(Edit, AnEditAppliesToWhatTheFileSaysNow) {
+    box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
+    EXPECT_EQ("DMTYPE old\nA 1\n", cached());
+    box.file("vekinfo.tag", "VEKLIBRARY\nA 2\n");
+    EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "LibraryNT"));
+    expectSettings("VEKLIBRARY\nNAMESPACE LibraryNT\nA 2\n");
+    box.file("vekinfo.tag", "DMTYPE new\nB 1\nA 2\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    expectSettings("DMTYPE new\nA 2\n");
+}
+
+TEST_F(Edit, ABadValueIsReportedWithTheLineCountOfTheFileAsItIsNow) {
+    box.file("vekinfo.tag", "A 1\n");
+    cached();
+    box.file("vekinfo.tag", "A 1\n\n\n\n");
+    EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 4}}),
+              reports.take());
+}
+
+TEST_F(Edit, AFileThatIsGoneByThenCountsAsMissing) {
+    box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
+    cached();
+    unlink("vekinfo.tag");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    EXPECT_FALSE(box.exists("vekinfo.tag"));
+    EXPECT_EQ("status 6", cached()) << "the cache does not describe a file that is gone";
+    box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
+    cached();
+    unlink("vekinfo.tag");
+    EXPECT_EQ(1, tovAddEntry(".", "A", "2"));
+    expectSettings("A 2\n");
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(Edit, AFileThatIsBrokenByThenIsReportedAsAtAFirstReading) {
+    const test::Report error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    cached();
+    box.file("vekinfo.tag", "A 1\nDMTYPE\n");
+    EXPECT_EQ(1, tovRemoveEntry(".", "A"));
+    EXPECT_EQ((test::Reports{error}), reports.take());
+    EXPECT_EQ("A 1\nDMTYPE\n", box.read("vekinfo.tag"));
+    EXPECT_EQ(1, tovAddEntry(".", "B", "2"));
+    EXPECT_EQ((test::Reports{error, error}), reports.take());
+    expectSettings("B 2\n");
+}
+
+TEST_F(Edit, AFailedWriteLeavesTheCacheWithWhatTheFileSays) {
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    cached();
+    box.file("vekinfo.tag", "DMTYPE new\nA 1\n");
+    test::faults::failFrom("fsync", 1, EIO);
+    EXPECT_EQ(0, tovAddEntry(".", "VEKLIBRARY", ""));
+    test::faults::reset();
+    EXPECT_EQ("DMTYPE new\nA 1\n", cached());
+    EXPECT_EQ("DMTYPE new\nA 1\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Edit, WhatTheEditDidNotChangeStaysWhereCallersFoundIt) {
+    box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
+    VekinfoObj before = {};
+    int found = 0;
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &before, &found));
+    EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "LibraryNT"));
+    EXPECT_STREQ("old", before.dmtype);
+    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(before));
+    VekinfoObj after = {};
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &after, &found));
+    EXPECT_EQ(before.names, after.names);
+    EXPECT_EQ(before.dmtype, after.dmtype);
+}
+
+TEST_F(Edit, ArgumentsMayBelongToTheCache) {
+    box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
+    const std::string here = box.path();
+    EXPECT_EQ(1, tovAddEntry(here.c_str(), "A", tovLookupEntry(here.c_str(), "DMTYPE", nullptr)));
+    EXPECT_EQ(1, tovSetPathDmType(here.c_str(), tovLookupEntry(here.c_str(), "DMTYPE", nullptr)));
+    EXPECT_EQ("DMTYPE old\nA 1\nA old\n", settings());
+}
+
+// ---- waiting for another edit
+
+TEST_F(Edit, WaitsForTheLockAndEditsTheOthersResult) {
+    box.file("vekinfo.tag", "DMTYPE old"); // as long as what the other one writes
+    const int file = __real_open("vekinfo.tag", O_RDWR | O_CLOEXEC);
+    tov::FileLock lock;
+    ASSERT_EQ(tov::LockResult::Locked, lock.acquire(file, tov::LockKind::Exclusive, tov::Deadline(0)));
+    test::faults::atNextSleep([&] {
+        EXPECT_EQ(11, __real_pwrite(file, "VEKLIBRARY\n", 11, 0));
+        lock.release();
+    });
+    EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "new"));
+    expectSettings("VEKLIBRARY\nDMTYPE new\n");
+    __real_close(file);
+}
+
+TEST_F(Edit, FailsWithOneReportWhenTheLockIsHeldForThirtySeconds) {
+    box.file("vekinfo.tag", "DMTYPE old\nA 1\n").directory("d");
+    cached();
+    const int file = __real_open("vekinfo.tag", O_RDWR | O_CLOEXEC);
+    tov::FileLock lock;
+    ASSERT_EQ(tov::LockResult::Locked, lock.acquire(file, tov::LockKind::Exclusive, tov::Deadline(0)));
+    test::faults::skipWaiting();
+    const tov::Deadline clock(100'000);
+    EXPECT_EQ(0, tovAddEntry(".", "B", "2"));
+    EXPECT_EQ(writeFailed(1), reports.take());
+    const int waited = 100'000 - clock.remaining();
+    EXPECT_LE(30'000, waited);
+    EXPECT_GT(31'000, waited);
+    EXPECT_EQ(0, tovRemoveEntry(".", "A"));
+    EXPECT_EQ(writeFailed(1), reports.take());
+    EXPECT_EQ("DMTYPE old\nA 1\n", box.read("vekinfo.tag"));
+    EXPECT_EQ("DMTYPE old\nA 1\n", cached());
+    __real_close(file);
+}
+
+// ---- handlers
+
+namespace {
+
+void resetCache(int /*code*/, const char * /*text*/, const char * /*where*/, int /*line*/) {
+    tovResetCache();
+}
+
+int nestedResult = -1;
+
+void editAgain(int /*code*/, const char * /*text*/, const char * /*where*/, int /*line*/) {
+    tovRegisterErrorHandler(nullptr);
+    nestedResult = tovAddEntry(".", "NESTED", "1");
+}
+
+} // namespace
+
+TEST_F(Edit, AHandlerMayEmptyTheCacheDuringAFailingEdit) {
+    tovRegisterErrorHandler(resetCache);
+    const std::function<int()> edits[] = {
+        [] { return tovAddEntry(".", "VEKLIBCHECK", "maybe"); },
+        [] { return tovAddEntry(".", "A", "1"); },
+        [] { return tovRemoveEntry(".", "A"); },
+        [] { return tovSetPathDmType(".", "x y"); },
+        [] { return tovClearPathUnmanaged("."); },
+    };
+    for (const auto &edit : edits) {
+        for (const char *call : {"pwrite", "fallocate", "fsync", "open"}) {
+            box.file("vekinfo.tag", "DMTYPE old\nA 1\nB 2\n");
+            cached();
+            test::faults::failFrom(call, 1, ENOSPC);
+            edit();
+            test::faults::reset();
+        }
+        box.file("vekinfo.tag", "DMTYPE\n");
+        edit();
+    }
+}
+
+TEST_F(Edit, AHandlerMayEditTheSameFile) {
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    tovRegisterErrorHandler(editAgain);
+    EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
+    EXPECT_EQ(1, nestedResult);
+    EXPECT_EQ(0, test::faults::count("nanosleep")) << "the lock was free";
+    expectSettings("DMTYPE old\nNESTED 1\n");
+    tovRegisterErrorHandler(editAgain);
+    test::faults::fail("fsync", 1, EIO);
+    nestedResult = -1;
+    EXPECT_EQ(0, tovRemoveEntry(".", "DMTYPE"));
+    EXPECT_EQ(1, nestedResult);
+    expectSettings("DMTYPE old\nNESTED 1\nNESTED 1\n");
+}
+
 // ---- the short forms
 
 TEST_F(Edit, TheDmTypeHasShortForms) {
@@ -817,6 +991,39 @@ TEST_F(Create, NeverOverwritesAFile) {
     EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "d/vekinfo.tag", 0}}), reports.take());
     EXPECT_EQ(0, create("n", {"B 2"}));
     EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "n/vekinfo.tag", 0}}), reports.take());
+}
+
+TEST_F(Create, TheCacheForgetsTheFileThatWasThereBefore) {
+    box.file("vekinfo.tag", "A 1\nDMTYPE old\n");
+    cached();
+    unlink("vekinfo.tag");
+    EXPECT_EQ(1, create(".", {"B 2"}));
+    expectSettings("B 2\n");
+    EXPECT_EQ(1, tovAddEntry(".", "B", "3"));
+    expectSettings("B 2\nB 3\n");
+}
+
+TEST_F(Create, TheLoserOfARaceFindsAnExistingFile) {
+    // The file appears after the first look.
+    test::faults::fail("stat", 1, ENOENT);
+    box.file("vekinfo.tag", "A 1\n");
+    EXPECT_EQ(0, create(".", {"B 2"}));
+    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
+              reports.take());
+    EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Create, AFileThatAnotherFillsBeforeItIsLockedExists) {
+    test::faults::fail("fcntl", 1, EAGAIN);
+    test::faults::atNextSleep([] {
+        const int file = __real_open("vekinfo.tag", O_WRONLY | O_CLOEXEC);
+        EXPECT_EQ(4, __real_write(file, "A 1\n", 4));
+        __real_close(file);
+    });
+    EXPECT_EQ(0, create(".", {"B 2"}));
+    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
+              reports.take());
+    EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
 }
 
 TEST_F(Create, AFileThatCannotBeOpenedIsReported) {

@@ -495,4 +495,26 @@ TEST_F(LocalSearch, AnEmptyStartFindsNothing) {
     EXPECT_EQ(0, found);
 }
 
+TEST_F(LocalSearch, ANullStartFindsNothing) {
+    VekinfoObj obj = {};
+    int found = 7;
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(nullptr, "A", &obj, &found));
+    EXPECT_EQ(0, found);
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(LocalSearch, NullResultsAreNotWritten) {
+    box.file("vekinfo.tag", "A 1\n");
+    const std::string here = box.path();
+    VekinfoObj obj = {};
+    int found = 0;
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", nullptr, &found));
+    EXPECT_EQ(1, found);
+    tovResetCache();
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", &obj, nullptr));
+    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(obj));
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", nullptr, nullptr));
+}
+
 } // namespace
