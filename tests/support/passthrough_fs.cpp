@@ -175,8 +175,8 @@ int openDirectory(const char *path, fuse_file_info *file) {
     return stream == nullptr ? -errno : 0;
 }
 
-int readDirectory(const char * /*path*/, void *buffer, fuse_fill_dir_t fill, off_t offset, fuse_file_info *file,
-                  fuse_readdir_flags /*flags*/) {
+int readDirectory(const char * /*path*/, void *buffer, fuse_fill_dir_t fill, off_t offset,
+                  fuse_file_info *file, fuse_readdir_flags /*flags*/) {
     delay();
     DIR *stream = reinterpret_cast<DIR *>(file->fh); // NOLINT(performance-no-int-to-ptr): FUSE keeps a number
     seekdir(stream, offset);
@@ -206,7 +206,7 @@ void *start(fuse_conn_info * /*connection*/, fuse_config *config) {
     config->entry_timeout = 0;
     config->attr_timeout = 0;
     config->negative_timeout = 0;
-    config->nullpath_ok = 1;
+    config->hard_remove = 1;
     return nullptr;
 }
 
@@ -239,7 +239,8 @@ fuse_operations operations() {
 }
 
 int usage(const char *program) {
-    std::fprintf(stderr, "Usage: %s [--delay-us N] [--threads N] [--lock-error ERRNO] DIRECTORY MOUNTPOINT\n", program);
+    std::fprintf(stderr, "Usage: %s [--delay-us N] [--threads N] [--lock-error ERRNO] DIRECTORY MOUNTPOINT\n",
+                 program);
     return 2;
 }
 

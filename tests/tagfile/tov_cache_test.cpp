@@ -456,12 +456,11 @@ TEST_F(AtLoc, ACacheRecordThatCannotBeMadeIsAMemoryError) {
 
 TEST_F(AtLoc, NullResultsAreNotWritten) {
     box.file("vekinfo.tag", "A 1\n");
-    int found = 0;
     EXPECT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", "A", nullptr, &found));
     EXPECT_EQ(1, found);
-    VekinfoObj obj = {};
-    EXPECT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", "A", &obj, nullptr));
-    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(obj));
+    VekinfoObj given = {};
+    EXPECT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", "A", &given, nullptr));
+    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(given));
     EXPECT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, nullptr, nullptr));
 }
 

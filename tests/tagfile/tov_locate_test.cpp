@@ -496,10 +496,10 @@ TEST_F(LocalSearch, AnEmptyStartFindsNothing) {
 }
 
 TEST_F(LocalSearch, ANullStartFindsNothing) {
-    VekinfoObj obj = {};
-    int found = 7;
-    EXPECT_EQ(TOV_OK, tovLocalSearchElement(nullptr, "A", &obj, &found));
-    EXPECT_EQ(0, found);
+    VekinfoObj given = {};
+    int isFound = 7;
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(nullptr, "A", &given, &isFound));
+    EXPECT_EQ(0, isFound);
     EXPECT_EQ(TOV_OK, tovLocalSearchElement(nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ(test::kNoReports, reports.take());
 }
@@ -507,13 +507,13 @@ TEST_F(LocalSearch, ANullStartFindsNothing) {
 TEST_F(LocalSearch, NullResultsAreNotWritten) {
     box.file("vekinfo.tag", "A 1\n");
     const std::string here = box.path();
-    VekinfoObj obj = {};
-    int found = 0;
-    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", nullptr, &found));
-    EXPECT_EQ(1, found);
+    VekinfoObj given = {};
+    int isFound = 0;
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", nullptr, &isFound));
+    EXPECT_EQ(1, isFound);
     tovResetCache();
-    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", &obj, nullptr));
-    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(obj));
+    EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", &given, nullptr));
+    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(given));
     EXPECT_EQ(TOV_OK, tovLocalSearchElement(here.c_str(), "A", nullptr, nullptr));
 }
 

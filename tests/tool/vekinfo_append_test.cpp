@@ -3,6 +3,7 @@
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/real_calls.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 
@@ -364,6 +365,76 @@ TEST_F(Append, TheLimitOnFileSizesIsAFailedWrite) {
         EXPECT_EQ(0, outcome.status) << "signal " << outcome.signal;
         EXPECT_EQ(std::string(size, '#'), content());
     }
+}
+
+// ---- other processes
+
+class AppendBesideOthers : public Append {
+  protected:
+    using Kind = tov::AppendResult::Kind;
+
+    [[nodiscard]] tov::AppendResult result() const {
+        return vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
+    }
+    /// Makes the first lock request find the lock held, and the file written meanwhile.
+    void writeWhileWaiting(const std::string &text) {
+        test::faults::fail("fcntl", 1, EAGAIN);
+        test::faults::atNextSleep([this, text] {
+            const int file =
+                __real_open(box.path("lib/vekinfo.tag").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+            EXPECT_EQ(static_cast<ssize_t>(text.size()), __real_write(file, text.data(), text.size()));
+            __real_close(file);
+        });
+    }
+};
+
+TEST_F(AppendBesideOthers, AnEntryAppendedMeanwhileCountsAsFound) {
+    for (const bool isThere : {true, false}) {
+        __real_unlink("lib/vekinfo.tag");
+        if (isThere) {
+            box.file("lib/vekinfo.tag", "A 1\n");
+        }
+        writeWhileWaiting("VEKLIBRARY\nNAMESPACE LibraryNT\n");
+        const tov::AppendResult appended = result();
+        EXPECT_EQ(Kind::Defined, appended.kind);
+        EXPECT_EQ(static_cast<uint32_t>(TOV_NAMESPACE_NT), appended.nameSpace);
+        EXPECT_EQ(std::string(isThere ? "A 1\n" : "") + "VEKLIBRARY\nNAMESPACE LibraryNT\n", content());
+        EXPECT_EQ(test::kNoReports, reports.take());
+        test::faults::reset();
+    }
+}
+
+TEST_F(AppendBesideOthers, AnotherEntryAppendedMeanwhileStays) {
+    box.file("lib/vekinfo.tag", "A 1\n");
+    writeWhileWaiting("DMTYPE pkm\n");
+    EXPECT_EQ(Kind::Appended, result().kind);
+    EXPECT_EQ("A 1\nDMTYPE pkm\n" + block(), content());
+}
+
+TEST_F(AppendBesideOthers, AFileWithASyntaxErrorStillGetsTheBlock) {
+    box.file("lib/vekinfo.tag", "VEKLIBRARY\nDMTYPE\n");
+    EXPECT_EQ(Kind::Appended, result().kind);
+    EXPECT_EQ("VEKLIBRARY\nDMTYPE\n" + block(), content());
+    EXPECT_EQ(test::kNoReports, reports.take()) << "the second reading reports nothing";
+}
+
+TEST_F(AppendBesideOthers, AHeldLockIsAFailure) {
+    box.file("lib/vekinfo.tag", "A 1\n");
+    test::faults::skipWaiting();
+    test::faults::failFrom("fcntl", 1, EAGAIN);
+    EXPECT_EQ(Kind::Failed, result().kind);
+    EXPECT_EQ("A 1\n", content());
+}
+
+TEST_F(AppendBesideOthers, ANameThatWouldBreakTheFileIsRejected) {
+    // The block holds the path of the directory in a comment; a newline ends the comment.
+    const std::string directory = box.path("lib\nVEKLIBRARY");
+    box.directory("lib\nVEKLIBRARY");
+    const tov::AppendResult appended =
+        vekinfoAppendLibraryEntries(directory.c_str(), (directory + "/vekinfo.tag").c_str());
+    EXPECT_EQ(Kind::Rejected, appended.kind);
+    EXPECT_STREQ("VEKLIBRARY line in vekinfo.tag file", appended.syntaxError);
+    EXPECT_EQ(std::vector<std::string>{}, box.list("lib\nVEKLIBRARY"));
 }
 
 } // namespace
