@@ -1,4 +1,4 @@
-// Trees that change while they are walked, and files that two processes edit at once.
+// Trees that change while they are walked.
 
 #include <array>
 #include <chrono>
@@ -113,21 +113,4 @@ TEST_F(Race, ACheckEndsInATreeThatMoves) {
 
 TEST_F(Race, AConfigurationEndsInATreeThatMoves) {
     meddleWith({"-v", "-configurelibrary"});
-}
-
-TEST_F(Race, TwoEditsAtOnceLeaveAFileThatParses) {
-    // The two texts differ in length.
-    const std::string own = "short";
-    const std::string other(3000, 'o');
-    const Meddler meddler([&](unsigned round) {
-        const test::Outcome outcome = vekinfo({"-addentry", "DMTYPE", round % 2 == 0 ? other : "x"});
-        static_cast<void>(outcome);
-    });
-    for (const auto end = Clock::now() + kDuration; Clock::now() < end;) {
-        const test::Outcome edit = vekinfo({"-addentry", "DMTYPE", own});
-        ASSERT_EQ(edit.signal, 0) << edit.err;
-        const test::Outcome show = vekinfo({"-show"});
-        ASSERT_EQ(show.status, 0) << show.err;
-        ASSERT_EQ(show.err, "") << box.read("vekinfo.tag");
-    }
 }

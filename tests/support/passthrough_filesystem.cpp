@@ -46,7 +46,8 @@ class FileSystemServer {
             ::stat(directory.c_str(), &now);
         }
         if (now.st_dev == before.st_dev) {
-            throw std::system_error(ETIMEDOUT, std::generic_category(), "mounting the pass-through file system");
+            throw std::system_error(ETIMEDOUT, std::generic_category(),
+                                    "mounting the pass-through file system");
         }
     }
     ~FileSystemServer() {
@@ -76,7 +77,7 @@ void onPassthroughFilesystem(const std::vector<std::string> &options,
     mkdir(directory.c_str(), 0755);
     const Outcome outcome = inChild(
         [&] {
-            leaveMountNamespace();
+            enterMountNamespace();
             const FileSystemServer server(options, source, directory);
             body(directory, source);
             return 0;
