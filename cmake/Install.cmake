@@ -65,6 +65,15 @@ vek_install_completion(vekinfo.bash bash-completion/completions vekinfo)
 vek_install_completion(_vekinfo zsh/site-functions _vekinfo)
 vek_install_completion(vekinfo.fish fish/vendor_completions.d vekinfo.fish)
 
+# Vim reads its folder below /usr; Visual Studio Code has no such folder (editors/README.md).
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/editors/vim/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vim/vimfiles COMPONENT tool
+        FILES_MATCHING PATTERN *.vim PATTERN tests EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/editors/vscode/syntaxes DESTINATION ${CMAKE_INSTALL_DATADIR}/vek/vscode
+        COMPONENT tool)
+install(FILES ${PROJECT_SOURCE_DIR}/editors/vscode/package.json
+              ${PROJECT_SOURCE_DIR}/editors/vscode/language-configuration.json
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/vek/vscode COMPONENT tool)
+
 install(
   DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples

@@ -1,0 +1,9 @@
+" puxLookupConfig: one file name a line, and no comment after it.
+if exists('b:did_ftplugin')
+  finish
+endif
+let b:did_ftplugin = 1
+
+setlocal comments=b:#,b:;,b:-- commentstring=#\ %s formatoptions-=t formatoptions+=croql
+setlocal textwidth=0
+let b:undo_ftplugin = 'setlocal comments< commentstring< formatoptions< textwidth<'

@@ -1,0 +1,9 @@
+" setup.loc: one directory a line.
+if exists('b:did_ftplugin')
+  finish
+endif
+let b:did_ftplugin = 1
+
+setlocal comments=b:#,b:;,b:-- commentstring=#\ %s formatoptions-=t formatoptions+=croql
+setlocal textwidth=0
+let b:undo_ftplugin = 'setlocal comments< commentstring< formatoptions< textwidth<'
