@@ -134,8 +134,7 @@ static int openFile(Call *call, const Opening *opening, const char *file, const 
         return vekTclFailReport(call);
     }
     if (implicitDirectory != NULL) {
-        const unsigned flags =
-            opening->implicitOnly ? (unsigned)RYN_IMPLICIT_ONLY : (unsigned)RYN_IMPLICIT_ONLY << 1U;
+        const unsigned flags = opening->implicitOnly ? RYN_IMPLICIT_ONLY : RYN_IMPLICIT_FIRST;
         const int implicitCode = rynSetImplicitTmp(handle, implicitDirectory, flags, NULL);
         if (implicitCode != RYN_OK) {
             return failOpening(call, handle, implicitCode, implicitDirectory);
