@@ -125,7 +125,7 @@ def test_temporary_directories_and_attributes_have_columns_if_there_are_any(proj
     row = chromium.find_elements(By.CSS_SELECTOR, "tbody tr")[0].text
     assert "OWNER=me" in row and "adders\nglobal root" in row and "checked: " in row
     note = chromium.find_element(By.CSS_SELECTOR, "header .note").text
-    assert note.startswith("A global temporary root is assigned at vek.lib:3.")
+    assert note.startswith("A global temporary root is assigned at scratch/vek.lib:3.")
     assert "creates the libraries’ directories under that root" in note
 
 

@@ -79,6 +79,21 @@ def test_the_search_list_is_built_anew_for_every_lookup(write, tree, monkeypatch
         assert vek.lookup(".", "FOO").value == value
 
 
+def test_the_library_check_alone_follows_the_search_list(write, tree, monkeypatch):
+    write("one/vekinfo.tag", "VEKLIBCHECK ON")
+    write("two/vekinfo.tag", "VEKLIBCHECK OFF")
+    for site, check in (("one", "ON"), ("two", "OFF")):
+        monkeypatch.setenv("VEK_SITE", f"{tree}/{site}")
+        assert vek.lookup(".", "VEKLIBCHECK").value == check
+
+
+def test_an_error_above_a_file_without_the_entry_raises(write):
+    write("vekinfo.tag", "VEKLIBRARY yes")
+    write("lib/vekinfo.tag", "A 1")
+    with pytest.raises(vek.TagError):
+        vek.lookup("lib", "B")
+
+
 def test_an_empty_value_sends_the_lookup_on_to_the_search_list(write, tree, monkeypatch):
     write("site/vekinfo.tag", "FOO site")
     write("lib/vekinfo.tag", "FOO")

@@ -24,6 +24,9 @@ from vek.tags import Entry
 #: Of one kind of problem, the page lists so many; the table has them all.
 LISTED = 100
 
+#: Up to so many libraries, paths have line breaks after their slashes.
+BREAKABLE = 1000
+
 TITLES = {
     ProblemKind.DEFINITION: "Diagnostics of the definition files",
     ProblemKind.MISSING_DIRECTORY: "Missing directories",
@@ -90,7 +93,7 @@ def render(site: Site) -> Iterator[str]:
     environment.filters["visible"] = visible
     environment.filters["place"] = names.place
     environment.filters["short"] = names.short
-    environment.filters["dirname"] = os.path.dirname
+    environment.filters["path"] = names.path
     environment.filters["place_key"] = names.key
     environment.filters["count"] = lambda number: f"{number:,}"
     environment.globals.update(kinds=SHORT, temporary=TEMPORARY, source_of=names.source_of, labels=labels)
@@ -100,6 +103,7 @@ def render(site: Site) -> Iterator[str]:
         style=style,
         script=script,
         policy=_policy(style, script),
+        root=names.root.rstrip("/") or "/",
         groups=groups(site),
         tree=tree_of(site.files, lambda path: visible(names.short(path))),
         written=_now(),
@@ -134,10 +138,14 @@ def _now() -> str:
 
 
 class _Names:
-    """Paths as the page shows them: relative to the directory of the definition file, if they lie below it."""
+    """Paths as the page shows them: relative to the directory of all definition files, if they lie below it."""
 
     def __init__(self, site: Site) -> None:
-        self.root = os.path.dirname(site.file).rstrip("/") + "/"
+        directories = [os.path.dirname(file.path) for file in site.files]
+        common = os.path.commonpath(directories)
+        self.root = (os.path.dirname(site.file) if common == "/" else common).rstrip("/") + "/"
+        # Half a million elements would make the page of a large site slow.
+        self.is_breakable = len(site.libraries) <= BREAKABLE
         self.numbers = {file.path: index for index, file in enumerate(site.files)}
 
     def key(self, path: str) -> int:
@@ -146,6 +154,11 @@ class _Names:
 
     def short(self, path: str) -> str:
         return path[len(self.root) :] if path.startswith(self.root) and path != self.root else path
+
+    def path(self, path: str) -> Markup:
+        """The path, with line breaks allowed after slashes."""
+        separator = Markup("/<wbr>") if self.is_breakable else Markup("/")
+        return separator.join(visible(path).split("/"))
 
     def place(self, place: Place) -> str:
         return f"{self.short(place.file)}:{place.line}"
@@ -156,7 +169,7 @@ class _Names:
             return "default"
         if entry.file == f"{library.checked_directory}/vekinfo.tag":
             return "own tag file"
-        return visible(self.short(entry.file))
+        return self.short(entry.file)
 
 
 def problem_label(problem: Problem) -> str:
