@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -48,9 +49,30 @@ bool isSameFile(const struct stat &a, const struct stat &b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-vek::OwnedDescriptor openDirectory(int base, const char *path) {
+/// Opens the directory of `path`, which is relative to the directory `base`.
+/// @param name  receives the last component of the path
+vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText &name) {
+    const char *slash = std::strrchr(path, '/');
+    vek::PathText directory;
+    const bool fits = slash == nullptr ||
+                      directory.assign(std::string_view(path, static_cast<std::size_t>(slash + 1 - path)));
+    name = vek::copyText(slash == nullptr ? path : slash + 1);
+    if (!fits || !name) {
+        return {};
+    }
+    const char *where = slash == nullptr ? "." : directory.c_str();
     return vek::OwnedDescriptor(
-        vek::retryInterrupted([=] { return openat(base, path, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+        vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+}
+
+/// @return 0 and the target of a symbolic link; EINVAL if it is none, ENOENT if it is gone; or another errno value
+int readLink(int directory, const char *name, vek::PathText &target) {
+    const ssize_t length = readlinkat(directory, name, target.data(), vek::PathText::kCapacity);
+    if (length < 0) {
+        return errno;
+    }
+    target.setSize(static_cast<std::size_t>(length));
+    return 0;
 }
 
 } // namespace
@@ -59,75 +81,77 @@ vek::OwnedDescriptor openDirectory(int base, const char *path) {
 
 Opened EditedFile::open(Opening opening, const Deadline &deadline) {
     for (Backoff backoff;; backoff.pause(deadline)) {
-        const Opened opened = openOnce(opening);
-        const bool hasLostRace = opened == Opened::Exists && opening != Opening::CreateNew;
-        if (opened != Opened::Yes && !hasLostRace) {
-            return opened;
+        const std::optional<Opened> opened = tryOpen(opening, deadline);
+        if (opened == Opened::Yes) {
+            return Opened::Yes;
         }
-        if (!hasLostRace) {
-            if (!isRegular()) {
-                return Opened::Yes;
-            }
-            if (lock_.acquire(file_.get(), LockKind::Exclusive, deadline) == LockResult::TimedOut) {
-                close();
-                return Opened::TimedOut;
-            }
-            const AtPath atPath = findAtPath();
-            isNew_ = creation_.name != nullptr && status_.st_size == 0;
-            if (atPath == AtPath::Same) {
-                return isNew_ || opening != Opening::CreateNew ? Opened::Yes : Opened::Exists;
-            }
-            if (atPath == AtPath::Unknown) {
-                removeIfNew();
-                close();
-                return Opened::NotWritable;
-            }
-        }
+        removeIfNew();
         close();
+        if (opened) {
+            return *opened;
+        }
         if (deadline.isPast()) {
             return Opened::TimedOut;
         }
     }
 }
 
-Opened EditedFile::openOnce(Opening opening) {
+/// @return what open() returns; nothing if it has to begin again
+std::optional<Opened> EditedFile::tryOpen(Opening opening, const Deadline &deadline) {
+    const Opened opened = openOrCreate(opening);
+    if (opened == Opened::Exists && opening != Opening::CreateNew) {
+        return std::nullopt; // another process has created it: its file is edited
+    }
+    if (opened != Opened::Yes || !isRegular()) {
+        return opened;
+    }
+    if (lock_.acquire(file_.get(), LockKind::Exclusive, deadline) == LockResult::TimedOut) {
+        return Opened::TimedOut;
+    }
+    const AtPath atPath = findAtPath();
+    isNew_ = creation_.name != nullptr && status_.st_size == 0;
+    if (atPath == AtPath::Another) {
+        return std::nullopt;
+    }
+    if (atPath == AtPath::Unknown) {
+        return Opened::NotWritable;
+    }
+    return isNew_ || opening != Opening::CreateNew ? Opened::Yes : Opened::Exists;
+}
+
+Opened EditedFile::openOrCreate(Opening opening) {
     const int flags = kOpenFlags | (opening == Opening::ForAppending ? O_APPEND : 0);
-    const auto openWith = [&](int access) {
-        return vek::OwnedDescriptor(
-            vek::retryInterrupted([&] { return ::open(path_, access | flags, kNewFileMode); }));
-    };
     if (path_ == nullptr) {
         return Opened::NotWritable;
     }
-    if (opening != Opening::CreateNew) {
-        file_ = openWith(O_RDWR);
-        isReadable_ = true;
-        vek::OwnedDescriptor writable;
-        if (!file_.valid() && errno == EACCES && opening != Opening::ForAppending) {
-            writable = openWith(O_WRONLY);
-        }
-        if (writable.valid()) {
-            file_ = openWith(O_RDWR); // adding to a file that cannot be read replaces it: try a second time
-            isReadable_ = file_.valid();
-            if (!isReadable_) {
-                file_ = std::move(writable);
-            }
-        }
+    if (opening != Opening::CreateNew && openExisting(opening, flags)) {
+        return fstat(file_.get(), &status_) == 0 ? Opened::Yes : Opened::NotWritable;
     }
-    if (!file_.valid() && opening != Opening::CreateNew && errno != ENOENT) {
+    if (opening != Opening::CreateNew && errno != ENOENT) {
         return Opened::NotWritable;
     }
-    if (!file_.valid()) {
-        const Opened created = opening == Opening::Existing ? Opened::Missing : create(flags);
-        if (created != Opened::Yes) {
-            return created;
+    return opening == Opening::Existing ? Opened::Missing : create(flags);
+}
+
+/// @return false with an errno value if there is no file, or it cannot be opened for writing
+bool EditedFile::openExisting(Opening opening, int flags) {
+    const auto openWith = [&](int access) {
+        return vek::OwnedDescriptor(vek::retryInterrupted([&] { return ::open(path_, access | flags, 0); }));
+    };
+    file_ = openWith(O_RDWR);
+    isReadable_ = true;
+    if (file_.valid() || errno != EACCES || opening == Opening::ForAppending) {
+        return file_.valid();
+    }
+    vek::OwnedDescriptor writable = openWith(O_WRONLY);
+    if (writable.valid()) {
+        file_ = openWith(O_RDWR); // adding to a file that cannot be read replaces it: try a second time
+        isReadable_ = file_.valid();
+        if (!isReadable_) {
+            file_ = std::move(writable);
         }
     }
-    if (creation_.name != nullptr) {
-        status_.st_mode = S_IFREG;
-        return Opened::Yes;
-    }
-    return fstat(file_.get(), &status_) == 0 ? Opened::Yes : Opened::NotWritable;
+    return file_.valid();
 }
 
 /// Creates the file with O_EXCL, so that exactly one process knows that it has created it. O_EXCL follows no symbolic
@@ -135,17 +159,11 @@ Opened EditedFile::openOnce(Opening opening) {
 Opened EditedFile::create(int flags) {
     vek::PathText path; // relative to `directory`
     vek::OwnedDescriptor directory;
-    if (!path.assign(path_)) {
-        return Opened::NotWritable;
-    }
-    for (int links = 0; links <= kMaxLinks; ++links) {
-        const std::size_t slash = path.view().rfind('/');
-        const bool hasDirectory = slash != std::string_view::npos;
-        vek::OwnedText name = vek::copyText(path.c_str() + (hasDirectory ? slash + 1 : 0));
-        path.truncate(hasDirectory ? slash + 1 : 0);
-        directory =
-            openDirectory(directory.valid() ? directory.get() : AT_FDCWD, hasDirectory ? path.c_str() : ".");
-        if (!name || !directory.valid()) {
+    vek::OwnedText name;
+    const bool fits = path.assign(path_);
+    for (int links = 0; fits && links <= kMaxLinks; ++links) {
+        directory = openDirectoryOf(path.c_str(), directory.valid() ? directory.get() : AT_FDCWD, name);
+        if (!directory.valid()) {
             return Opened::NotWritable;
         }
         file_ = vek::OwnedDescriptor(vek::retryInterrupted([&] {
@@ -153,17 +171,17 @@ Opened EditedFile::create(int flags) {
         }));
         if (file_.valid()) {
             isReadable_ = true;
+            status_.st_mode = S_IFREG;
             creation_ = {std::move(directory), std::move(name)};
             return Opened::Yes;
         }
         if (errno != EEXIST) {
             return Opened::NotWritable;
         }
-        const ssize_t length = readlinkat(directory.get(), name.get(), path.data(), vek::PathText::kCapacity);
-        if (length < 0) {
-            return errno == EINVAL || errno == ENOENT ? Opened::Exists : Opened::NotWritable;
+        const int error = readLink(directory.get(), name.get(), path);
+        if (error != 0) {
+            return error == EINVAL || error == ENOENT ? Opened::Exists : Opened::NotWritable;
         }
-        path.setSize(static_cast<std::size_t>(length));
     }
     return Opened::NotWritable;
 }

@@ -186,11 +186,13 @@ class UpwardWalk {
 
 int tovLocalSearchElement(const char *startDir, const char *element, VekinfoObj *out, int *found) {
     VekinfoObj unwantedObj = {};
-    int unwantedFound = 0;
-    int &isFound = found == nullptr ? unwantedFound : *found;
-    isFound = 0;
-    if (startDir == nullptr) {
-        return TOV_OK;
+    int isFound = 0;
+    const int status =
+        startDir == nullptr
+            ? TOV_OK
+            : UpwardWalk(startDir, element, out == nullptr ? &unwantedObj : out, &isFound).run();
+    if (found != nullptr) {
+        *found = isFound;
     }
-    return UpwardWalk(startDir, element, out == nullptr ? &unwantedObj : out, &isFound).run();
+    return status;
 }

@@ -45,11 +45,11 @@ int Deadline::remaining() const {
     return static_cast<int>(std::max(std::int64_t{0}, end_ - nowMs()));
 }
 
-Backoff::Backoff()
-    : random_(static_cast<std::uint32_t>(clockNow().tv_nsec) ^ (static_cast<std::uint32_t>(getpid()) << 8U)) {
-}
-
 void Backoff::pause(const Deadline &deadline) {
+    if (nextMs_ == 1) {
+        random_ =
+            static_cast<std::uint32_t>(clockNow().tv_nsec) ^ (static_cast<std::uint32_t>(getpid()) << 8U);
+    }
     random_ =
         random_ * 1664525U + 1013904223U; // a linear congruential generator; its high bits are the good ones
     const std::int64_t longest = std::min(nextMs_, deadline.remaining()) * std::int64_t{1'000'000};

@@ -6,6 +6,7 @@
 #include "common/owned.h"
 #include "tagfile/tovi_lock.h"
 
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 
@@ -76,7 +77,9 @@ class EditedFile {
         vek::OwnedText name;
     };
 
-    [[nodiscard]] Opened openOnce(Opening opening);
+    [[nodiscard]] std::optional<Opened> tryOpen(Opening opening, const Deadline &deadline);
+    [[nodiscard]] Opened openOrCreate(Opening opening);
+    [[nodiscard]] bool openExisting(Opening opening, int flags);
     [[nodiscard]] Opened create(int flags);
     [[nodiscard]] AtPath findAtPath();
     void close();

@@ -32,14 +32,12 @@ class Deadline {
 /// the same file do not try at the same moments.
 class Backoff {
   public:
-    Backoff();
-
     /// Sleeps, at most until `deadline`.
     void pause(const Deadline &deadline);
 
   private:
     int nextMs_ = 1;
-    std::uint32_t random_;
+    std::uint32_t random_ = 0;
 };
 
 enum class LockKind { Shared, Exclusive };

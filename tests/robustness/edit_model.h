@@ -38,7 +38,7 @@ class EditModel {
     /// All lines after the template.
     [[nodiscard]] std::string settings() const;
 
-    auto operator<=>(const EditModel &) const = default;
+    auto operator<=>(const EditModel &) const = default; // NOLINT(modernize-use-nullptr): false alarm
 
   private:
     bool exists_ = false;

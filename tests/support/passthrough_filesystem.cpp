@@ -31,6 +31,7 @@ class FileSystemServer {
         line.push_back(source);
         line.push_back(directory);
         std::vector<char *> arguments;
+        arguments.reserve(line.size() + 1);
         for (std::string &argument : line) {
             arguments.push_back(argument.data());
         }

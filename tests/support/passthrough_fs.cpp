@@ -183,7 +183,7 @@ int readDirectory(const char * /*path*/, void *buffer, fuse_fill_dir_t fill, off
     while (const dirent *entry = readdir(stream)) {
         struct stat status = {};
         status.st_ino = entry->d_ino;
-        status.st_mode = DTTOIF(entry->d_type);
+        status.st_mode = static_cast<mode_t>(DTTOIF(entry->d_type));
         if (fill(buffer, entry->d_name, &status, telldir(stream), fuse_fill_dir_flags()) != 0) {
             break;
         }

@@ -266,7 +266,7 @@ TEST_F(Edited, AFailingStatIsNotWritableAndLeavesNoNewFile) {
 
 TEST_F(Edited, AFileThatCannotBeReadIsStillReplaced) {
     box.file("file", "old", 0222);
-    test::asUnprivileged([this] {
+    test::asUnprivileged([] {
         EditedFile file("file");
         ASSERT_EQ(Opened::Yes, open(file, Opening::Existing));
         EXPECT_EQ(ContentRead::Failed, file.readContent());
