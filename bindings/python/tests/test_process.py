@@ -150,7 +150,7 @@ def test_the_lock_is_reentrant(project):
 
 
 def test_a_call_within_a_call_of_the_same_thread_raises(project):
-    with _library.Section(), pytest.raises(RuntimeError, match="the same thread is in another call"):
+    with _library.lock, _library.Section(), pytest.raises(RuntimeError, match="the same thread is in another call"):
         vek.lookup("adders", "PROCESS")
     assert vek.lookup("adders", "PROCESS").value == "n7"
 
@@ -174,6 +174,42 @@ def test_a_signal_handler_that_calls_vek_does_not_crash(project):
         signal.setitimer(signal.ITIMER_REAL, 0)
         signal.signal(signal.SIGALRM, previous)
     assert outcomes <= {"n7", "refused"} and outcomes
+
+
+def test_an_exception_of_a_signal_handler_leaves_a_library_that_can_be_used(project):
+    """Wherever it interrupts a call: in the same thread, in another one, and while its traceback is kept."""
+
+    class Interrupt(Exception):
+        pass
+
+    def on_alarm(number, frame):
+        raise Interrupt
+
+    answers: list[str] = []
+    previous = signal.signal(signal.SIGALRM, on_alarm)
+    before = lib.tovRegisterErrorHandler(ffi.NULL)
+    lib.tovRegisterErrorHandler(before)
+    kept = None
+    try:
+        for number in range(1000):
+            try:
+                signal.setitimer(signal.ITIMER_REAL, 0.00005 + number % 97 * 0.000003)
+                while True:
+                    vek.lookup("adders/ripple", "COLOR")
+            except Interrupt as interrupt:
+                kept = interrupt  # with its frames
+            assert vek.lookup("adders", "PROCESS").value == "n7"
+            if number % 10 == 0:
+                thread = threading.Thread(target=lambda: answers.append(vek.lookup("adders", "PROCESS").value))
+                thread.start()
+                thread.join(20)
+                assert not thread.is_alive()
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, previous)
+    assert kept is not None
+    assert answers == ["n7"] * 100
+    assert lib.tovRegisterErrorHandler(before) == before
 
 
 def test_a_forked_child_can_call_whatever_other_threads_do(project):

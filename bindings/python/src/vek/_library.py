@@ -14,7 +14,7 @@ import sys
 import threading
 from collections.abc import Iterator, Sequence
 from contextlib import contextmanager
-from types import TracebackType
+from types import FrameType, TracebackType
 from typing import TYPE_CHECKING, Any, Optional, Union
 
 from vek import codes
@@ -110,9 +110,17 @@ def decode_list(names: CData) -> list[str]:
 
 
 class Section:
-    """One use of the library: `with Section() as section: ...`. Sections do not nest."""
+    """One use of the library: `with lock, Section() as section: ...`. Sections do not nest.
+
+    An exception that a signal handler raises, KeyboardInterrupt for instance, can end __enter__() or __exit__()
+    halfway. The lock is not affected: its own methods are C. What else is left behind is recognized by the next
+    section, because the frame that it belongs to is no longer on the stack.
+    """
 
     _current: Optional[Section] = None
+    _frame: Optional[FrameType] = None
+    #: The handlers that were installed before this module's.
+    _previous: tuple[CData, CData] = (NULL, NULL)
 
     def __init__(self, *, stop_at_first: bool = False) -> None:
         self.diagnostics: list[Diagnostic] = []
@@ -120,14 +128,15 @@ class Section:
         self.interrupt: BaseException | None = None
 
     def __enter__(self) -> Section:
-        lock.acquire()
-        if Section._current is not None:
+        frame = sys._getframe(1)
+        if Section._frame is not None and _is_running(Section._frame, frame):
             # A signal handler, a finalizer or a trace function of the thread that is in the library.
-            lock.release()
             raise RuntimeError("vek is called while the same thread is in another call of it")
+        Section._frame = frame
         Section._current = self
-        self._tag_handler = lib.tovRegisterErrorHandler(_tag_handler)
-        self._message_handler = lib.vekRegErrorFunc(_message_handler)
+        previous = lib.tovRegisterErrorHandler(_tag_handler), lib.vekRegErrorFunc(_message_handler)
+        if previous[0] != _tag_handler:
+            Section._previous = previous
         if not lib.vekInitDone():
             lib.vekInitNonVEKApp(EXECUTABLE)
         while abandoned:
@@ -137,10 +146,9 @@ class Section:
     def __exit__(
         self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
     ) -> None:
-        lib.vekRegErrorFunc(self._message_handler)
-        lib.tovRegisterErrorHandler(self._tag_handler)
-        Section._current = None
-        lock.release()
+        lib.tovRegisterErrorHandler(Section._previous[0])
+        lib.vekRegErrorFunc(Section._previous[1])
+        Section._current = Section._frame = None
         if self.interrupt is not None and error is None:
             raise self.interrupt
 
@@ -154,6 +162,14 @@ class Section:
         finally:
             if handle[0]:
                 lib.puxReleaseHandle(handle[0])
+
+
+def _is_running(frame: FrameType, innermost: FrameType) -> bool:
+    """Whether `frame` is on the stack of this thread. No other thread is in a section."""
+    caller: FrameType | None = innermost
+    while caller is not None and caller is not frame:
+        caller = caller.f_back
+    return caller is frame
 
 
 #: Registries whose objects were collected: released in the next section, because a finalizer may run inside one.

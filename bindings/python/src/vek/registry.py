@@ -24,6 +24,7 @@ from vek._library import (
     fatal_handler,
     lib,
     library_code,
+    lock,
     string_list,
     warning_handler,
 )
@@ -93,7 +94,7 @@ class Registry(Mapping[str, "Library"]):
         self._file = os.fsdecode(file)
         flags = lib.RYN_FLAG_OWN_EXISTENCE_CHECK | (0 if check_existence else lib.RYN_FLAG_EXISTENCE_CHECK_OFF)
         handle = ffi.new("rynHandle *")
-        with Section(stop_at_first=strict) as section:
+        with lock, Section(stop_at_first=strict) as section:
             lib.tovResetCache()
             with section.search_list():
                 code = self._create(encode(file), flags, handle)
@@ -128,7 +129,7 @@ class Registry(Mapping[str, "Library"]):
 
     def close(self) -> None:
         """Releases the registry. Closing it again has no effect."""
-        with Section():
+        with lock, Section():
             if self._handle is not None:
                 self._finalizer.detach()
                 handle, self._handle = self._handle, None
@@ -178,7 +179,7 @@ class Registry(Mapping[str, "Library"]):
         """The library definition files that were read, in the order in which they were opened."""
         file, line = ffi.new("const char **"), ffi.new("int *")
         found = []
-        with Section():
+        with lock, Section():
             handle = self._open()
             for path in self._names(lib.rynIterateVekLibFiles, (), lib.rynNextFile):
                 code = lib.rynWhereIncluded(handle, encode(path), file, line)
@@ -190,7 +191,7 @@ class Registry(Mapping[str, "Library"]):
     def global_temporary_root(self) -> Place | None:
         """The statement that assigns the global temporary root, or None."""
         file, line = ffi.new("const char **"), ffi.new("int *")
-        with Section():
+        with lock, Section():
             code = lib.rynWhereGlobalExplicitTmp(self._open(), file, line)
             return Place(decode(file[0]), line[0]) if code == 0 and file[0] else None
 
@@ -204,11 +205,11 @@ class Registry(Mapping[str, "Library"]):
     def __contains__(self, name: object) -> bool:
         if not isinstance(name, str) or "\0" in name:
             return False
-        with Section():
+        with lock, Section():
             return lib.rynIsDefined(self._open(), encode(name)) == 0
 
     def __iter__(self) -> Iterator[str]:
-        with Section():
+        with lock, Section():
             self._open()
             return iter(self._names(lib.rynIterateLibs, (), lib.rynNextLib))
 
@@ -217,7 +218,7 @@ class Registry(Mapping[str, "Library"]):
 
     def execute(self, statement: str) -> None:
         """Executes one statement of the definition language. Documented: a bad one has no effect and no message."""
-        with Section():
+        with lock, Section():
             lib.rynAddCommand(self._open(), encode(statement))
 
     # ---- design objects
@@ -238,7 +239,7 @@ class Registry(Mapping[str, "Library"]):
         """
         out = ffi.new("char[]", PATH_SIZE)
         names = [encode(library), *(encode_optional(name) for name in (cell, view, file))]
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynGetPath(self._open(), int(access), names[0], names[1], names[2], names[3], out, PATH_SIZE)
             path = decode(out) if code == 0 else ""
         self._check(code, _design_object(library, cell, view, file), section.diagnostics)
@@ -258,7 +259,7 @@ class Registry(Mapping[str, "Library"]):
         A library that is not defined raises LibraryNotDefinedError.
         """
         names = [encode(library), *(encode_optional(name) for name in (cell, view, file))]
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynQuery(self._open(), int(query), names[0], names[1], names[2], names[3])
         if LibraryCode.NO_SUCH_CELL <= code <= LibraryCode.NO_SUCH_FILE or code == LibraryCode.NO_SUCH_DIRECTORY:
             return False
@@ -307,7 +308,7 @@ class Registry(Mapping[str, "Library"]):
 
     def _list(self, begin: object, following: object, source: Source, *names: str) -> Iterator[str]:
         encoded = [encode(name) for name in names]
-        with Section() as section:
+        with lock, Section() as section:
             self._open()
             try:
                 found = self._names(begin, (int(source), *encoded), following)
@@ -341,7 +342,7 @@ class Registry(Mapping[str, "Library"]):
             raise ValueError("the path of an implicit temporary directory holds no '$'")
         # It hides the global ones from find().
         globals_ = None if root is None else {library.name: library._global_directory() for library in self.values()}
-        with Section() as section:
+        with lock, Section() as section:
             flags = lib.RYN_IMPLICIT_ONLY if only else lib.RYN_IMPLICIT_FIRST
             flags = lib.RYN_IMPLICIT_NONE if root is None else flags
             code = lib.rynSetImplicitTmp(self._open(), encode_optional(root), flags, fatal_handler)
@@ -358,7 +359,7 @@ class Registry(Mapping[str, "Library"]):
         """
         array, kept = (NULL, []) if groups is None else string_list(groups)
         out = ffi.new("char[]", PATH_SIZE)
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynSearchList(self._open(), encode(name), array, encode_optional(library), out, PATH_SIZE)
             path = decode(out)
         if code == LibraryCode.NO_SUCH_FILE:
@@ -370,7 +371,7 @@ class Registry(Mapping[str, "Library"]):
         """Returns the first match of `name` for each directory of `library`, as search() finds it."""
         array, kept = (NULL, []) if groups is None else string_list(groups)
         result = ffi.new("char ***")
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynFullSearchList(self._open(), encode(name), array, encode(library), result)
             try:
                 found = decode_list(result[0])
@@ -383,7 +384,7 @@ class Registry(Mapping[str, "Library"]):
     def search_writable(self, name: str, *, library: str | None = None) -> str | None:
         """Returns the first file `name` that can be written, along the search list and in `library`, or None."""
         out = ffi.new("char[]", PATH_SIZE)
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynFindWritable(self._open(), encode(name), encode_optional(library), out, PATH_SIZE)
             path = decode(out)
         if code == LibraryCode.NO_SUCH_FILE:
@@ -434,7 +435,7 @@ class Library:
     def defined_at(self) -> Place | None:
         """The latest definition."""
         file, line = ffi.new("const char **"), ffi.new("int *")
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynWhereDefined(self._registry._open(), encode(self._name), file, line)
             place = Place(decode(file[0]), line[0]) if code == 0 and file[0] else None
         if code != LibraryCode.INTERNAL_ERROR:
@@ -447,7 +448,7 @@ class Library:
         context = ffi.new("rynContext **")
         name, value = ffi.new("const char **"), ffi.new("const char **")
         found = {}
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynIterateAttrs(self._registry._open(), encode(self._name), context)
             if code == 0:
                 while lib.rynNextAttr(context[0], name, value) == 0:
@@ -459,7 +460,7 @@ class Library:
     def assigned_at(self, attribute: str) -> Place | None:
         """The statement that last assigned `attribute`, in any case, or None."""
         file, line = ffi.new("const char **"), ffi.new("int *")
-        with Section() as section:
+        with lock, Section() as section:
             code = lib.rynWhereAssigned(self._registry._open(), encode(self._name), encode(attribute), file, line)
             place = Place(decode(file[0]), line[0]) if code == 0 and file[0] else None
         if code not in (LibraryCode.ATTRIBUTE_NOT_ASSIGNED, LibraryCode.INTERNAL_ERROR):
@@ -470,7 +471,7 @@ class Library:
     def temporary_directories(self) -> list[TemporaryDirectory]:
         """The temporary directories, in the order in which find() tries them."""
         registry = self._registry
-        with Section() as section:
+        with lock, Section() as section:
             handle = registry._open()
             codes = {kind: lib.rynLibHasTmp(handle, encode(self._name), int(kind)) for kind in TemporaryKind}
         kinds = [kind for kind, code in codes.items() if code == 0]
@@ -493,7 +494,7 @@ class Library:
     def _global_directory(self) -> str | None:
         """The directory under the global root, while there is no implicit one."""
         out = ffi.new("char[]", PATH_SIZE)
-        with Section():
+        with lock, Section():
             handle, name = self._registry._open(), encode(self._name)
             if lib.rynLibHasTmp(handle, name, lib.RYN_TMP_GLOBAL):
                 return None

@@ -15,6 +15,7 @@ from vek._library import (
     decode_list,
     encode,
     lib,
+    lock,
     search_code,
     string_list,
 )
@@ -31,7 +32,7 @@ __all__ = ["interpolate", "search", "search_all", "search_list", "search_writabl
 
 def search_list() -> list[str]:
     """Returns the directories of the search list, and "@LIBRARY" where library directories are searched."""
-    with Section() as section, section.search_list() as (code, directories):
+    with lock, Section() as section, section.search_list() as (code, directories):
         _check(code, "")
         return decode_list(directories)
 
@@ -46,7 +47,7 @@ def search(name: str, *, groups: Sequence[Path] | None = None, libraries: Sequen
     group_array, kept_groups = _optional_list(groups)
     library_array, kept_libraries = _optional_list(libraries)
     out = ffi.new("char[]", SEARCH_PATH_SIZE)
-    with Section() as section, section.search_list() as (code, directories):
+    with lock, Section() as section, section.search_list() as (code, directories):
         _check(code, name)
         code = lib.puxSearchEx(directories, encode(name), group_array, library_array, out, SEARCH_PATH_SIZE)
         return _found(code, name, out)
@@ -60,7 +61,7 @@ def search_all(name: str, *, groups: Sequence[Path] | None = None) -> list[str]:
     """
     group_array, kept_groups = _optional_list(groups)
     result = ffi.new("char ***")
-    with Section() as section, section.search_list() as (code, directories):
+    with lock, Section() as section, section.search_list() as (code, directories):
         _check(code, name)
         code = lib.puxFullSearchDirList(directories, encode(name), group_array, result)
         try:
@@ -79,7 +80,7 @@ def search_writable(name: str, *, libraries: Sequence[Path] | None = None) -> st
     """
     library_array, kept_libraries = _optional_list(libraries)
     out = ffi.new("char[]", SEARCH_PATH_SIZE)
-    with Section() as section, section.search_list() as (code, directories):
+    with lock, Section() as section, section.search_list() as (code, directories):
         _check(code, name)
         code = lib.puxFindWritableEx(directories, encode(name), library_array, out, SEARCH_PATH_SIZE)
         return _found(code, name, out)
@@ -87,7 +88,7 @@ def search_writable(name: str, *, libraries: Sequence[Path] | None = None) -> st
 
 def uses_search_list(name: str) -> bool:
     """Returns whether the file `puxLookupConfig` says that files named `name` are looked up along the search list."""
-    with Section() as section, section.search_list() as (code, directories):
+    with lock, Section() as section, section.search_list() as (code, directories):
         _check(code, name)
         code = lib.puxUsePuxFor(directories, encode(name))
     if code != SearchCode.FILE_NOT_FOUND:
@@ -135,7 +136,7 @@ def interpolate(
     args.errorBufferSize = SEARCH_PATH_SIZE
     encoded = encode(text)
     size = len(encoded) + SEARCH_PATH_SIZE
-    with Section():
+    with lock, Section():
         while True:
             out = ffi.new("char[]", size)
             is_expanded = lib.vekInterpolate(encoded, out, size, args, ffi.sizeof("vekInterpArgs"))

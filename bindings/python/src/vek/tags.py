@@ -19,6 +19,7 @@ from vek._library import (
     decode_optional,
     encode,
     lib,
+    lock,
     string_list,
     tag_code,
 )
@@ -90,7 +91,7 @@ def lookup(path: Path, name: str, *, diagnostics: list[Diagnostic] | None = None
     Each call reads the files anew, as a new process does: the caches of the library are reset first. Errors on the
     way raise TagError; with a list `diagnostics` they are appended to it instead.
     """
-    with Section() as section:
+    with lock, Section() as section:
         entry = _lookup(section, encode(path), encode(name))
     _deliver(section.diagnostics, diagnostics)
     return entry
@@ -127,7 +128,7 @@ def is_library(path: Path, *, diagnostics: list[Diagnostic] | None = None) -> bo
 
     A `path` that does not exist counts as its nearest existing ancestor. Errors are handled as by lookup().
     """
-    with Section() as section:
+    with lock, Section() as section:
         lib.tovResetCache()
         is_marked = lib.tovIsLibrary(encode(path)) != 0
     _deliver(section.diagnostics, diagnostics)
@@ -144,7 +145,7 @@ def tags(path: Path = ".") -> TagFile | None:
     A `path` that does not exist, and a tag file with an error, raise TagError.
     """
     normalized = ffi.new("char[]", PATH_SIZE)
-    with Section() as section:
+    with lock, Section() as section:
         code = lib.tovNormalizePath(encode(path), normalized)
         directory = ffi.string(normalized)
     if code:
@@ -159,7 +160,7 @@ def tags(path: Path = ".") -> TagFile | None:
 
 def read_tags(file: Path) -> TagFile:
     """Returns what the tag file `file` says. A missing one raises TagError, as one with an error does."""
-    with Section() as section:
+    with lock, Section() as section:
         code, tag_file = _read(encode(file))
     if tag_file is None:
         raise _error(section.diagnostics, code) if section.diagnostics else TagError(tag_code(code), os.fsdecode(file))
@@ -202,7 +203,7 @@ def add_entry(directory: Path, name: str, value: str = "", *, drop_other_entries
     file = encode(directory) + b"/" + TAG_FILE
     if not drop_other_entries:
         _refuse_to_drop(file, encoded_name)
-    with Section() as section:
+    with lock, Section() as section:
         lib.tovResetCache()
         is_done = lib.tovAddEntry(encode(directory), encoded_name, encoded_value)
     if not is_done:
@@ -223,7 +224,7 @@ def clear_entry(directory: Path, name: str, *, drop_other_entries: bool = False)
     encoded_name = encode(name)
     if not drop_other_entries:
         _refuse_to_drop(file, encoded_name)
-    with Section() as section:
+    with lock, Section() as section:
         lib.tovResetCache()
         is_done = lib.tovRemoveEntry(encode(directory), encoded_name)
     if not is_done:
@@ -241,7 +242,7 @@ def create_tags(directory: Path, lines: Sequence[str]) -> TagFile:
         if "\n" in line:
             raise ValueError("a line holds no newline")
     array, strings = string_list(lines)
-    with Section() as section:
+    with lock, Section() as section:
         lib.tovResetCache()
         is_done = lib.tovCreateInfoFile(encode(directory), array)
     del strings
