@@ -29,7 +29,7 @@ std::size_t bucketOf(const std::string &key) {
 VekinfoObj *cachedObject(const char *path) {
     test::TagObject obj = test::emptyTagObject();
     obj->path = strdup(path);
-    EXPECT_EQ(0, tovVekinfoHashCreate(obj.get()));
+    EXPECT_EQ(TOV_OK, tovVekinfoHashCreate(obj.get()));
     return obj.release();
 }
 
@@ -37,7 +37,7 @@ PathlinkObj *cachedLink(const char *path, const char *target) {
     auto *link = static_cast<PathlinkObj *>(std::calloc(1, sizeof(PathlinkObj)));
     link->path = strdup(path);
     link->target = strdup(target);
-    EXPECT_EQ(0, tovLinkHashCreate(link));
+    EXPECT_EQ(TOV_OK, tovLinkHashCreate(link));
     return link;
 }
 
@@ -134,7 +134,7 @@ TEST_F(Tables, AResetForgetsEverything) {
     box.file("vekinfo.tag", "A 1\n");
     VekinfoObj out;
     int found = 0;
-    ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));
     cachedLink("/l", "/t");
     cachedLink("/l", "/u");
     cachedLink("", "/t");
@@ -146,7 +146,7 @@ TEST_F(Tables, AResetForgetsEverything) {
     EXPECT_EQ(0U, tov::countCachedLinks());
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
     box.file("vekinfo.tag", "A 2\n");
-    ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));
     EXPECT_EQ((test::Entries{"A=2"}), test::entriesOf(out));
 }
 
@@ -234,7 +234,7 @@ class AtLoc : public test::TagTest {
 };
 
 TEST_F(AtLoc, AMissingFileIsStatus6WithoutAReport) {
-    EXPECT_EQ(6, get(box.path("vekinfo.tag"), "A"));
+    EXPECT_EQ(TOV_NO_SUCH_FILE, get(box.path("vekinfo.tag"), "A"));
     EXPECT_EQ(0, found);
     EXPECT_EQ(test::kNoReports, reports.take());
     EXPECT_TRUE(isEmpty());
@@ -244,7 +244,7 @@ TEST_F(AtLoc, AFirstReadGivesTheFileAndTheParsersAnswer) {
     const std::string path = box.path("vekinfo.tag");
     box.file("vekinfo.tag", "VEKLIBRARY\nDMTYPE Mrev\nA 1\n\n");
 
-    EXPECT_EQ(0, get(path, "a"));
+    EXPECT_EQ(TOV_OK, get(path, "a"));
 
     EXPECT_EQ(1, found);
     EXPECT_EQ(path, out.path);
@@ -258,43 +258,43 @@ TEST_F(AtLoc, AFirstReadGivesTheFileAndTheParsersAnswer) {
 
 TEST_F(AtLoc, AFirstReadOfAFileWithoutTheElementFindsNothing) {
     box.file("vekinfo.tag", "A 1\n");
-    EXPECT_EQ(0, get("vekinfo.tag", "B"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "B"));
     EXPECT_EQ(0, found);
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(out)) << "the object is delivered all the same";
 }
 
 TEST_F(AtLoc, WithoutAnElementTheFirstReadFindsNothingAndTheSecondDoes) {
     box.file("vekinfo.tag", "A 1\n");
-    EXPECT_EQ(0, get("vekinfo.tag", nullptr));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", nullptr));
     EXPECT_EQ(0, found);
-    EXPECT_EQ(0, get("vekinfo.tag", nullptr));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", nullptr));
     EXPECT_EQ(1, found);
 }
 
 // Deliberate: for a file that was read before, the answer for application entries is the inverted one.
 TEST_F(AtLoc, ASecondReadAnswersApplicationEntriesInverted) {
     box.file("vekinfo.tag", "A 1\n");
-    EXPECT_EQ(0, get("vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     EXPECT_EQ(1, found);
-    EXPECT_EQ(0, get("vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     EXPECT_EQ(0, found);
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(out));
-    EXPECT_EQ(0, get("vekinfo.tag", "B"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "B"));
     EXPECT_EQ(1, found);
 }
 
 TEST_F(AtLoc, ASecondReadAnswersKeywordsAsTheyAre) {
     box.file("vekinfo.tag", "DMTYPE none\n");
     get("vekinfo.tag", nullptr);
-    EXPECT_EQ(0, get("vekinfo.tag", "dmtype"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "dmtype"));
     EXPECT_EQ(1, found);
-    EXPECT_EQ(0, get("vekinfo.tag", "NAMESPACE"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "NAMESPACE"));
     EXPECT_EQ(0, found);
 }
 
 TEST_F(AtLoc, WhatIsDeliveredBelongsToTheCache) {
     box.file("vekinfo.tag", "DMTYPE none\nA 1\n");
-    ASSERT_EQ(0, get("vekinfo.tag", "A"));
+    ASSERT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     const VekinfoObj *cached = peekObject("vekinfo.tag");
     ASSERT_NE(nullptr, cached);
     for (int round = 0; round < 2; ++round) {
@@ -302,7 +302,7 @@ TEST_F(AtLoc, WhatIsDeliveredBelongsToTheCache) {
         EXPECT_EQ(cached->dmtype, out.dmtype);
         EXPECT_EQ(cached->names, out.names);
         EXPECT_EQ(cached->values, out.values);
-        ASSERT_EQ(0, get("vekinfo.tag", "A"));
+        ASSERT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     }
 }
 
@@ -320,10 +320,10 @@ TEST_F(AtLoc, TheLastObjectSlotHoldsWhatWasDelivered) {
 TEST_F(AtLoc, AFailedReadLeavesTheSlotEmpty) {
     box.file("vekinfo.tag", "A 1\n").file("bad/vekinfo.tag", "VEKLIBRARY yes\n");
     get("vekinfo.tag", "A");
-    EXPECT_EQ(6, get("none/vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_NO_SUCH_FILE, get("none/vekinfo.tag", "A"));
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
     get("vekinfo.tag", "A");
-    EXPECT_EQ(9, get("bad/vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_SYNTAX_ERROR, get("bad/vekinfo.tag", "A"));
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
 }
 
@@ -337,38 +337,40 @@ TEST_F(AtLoc, ReadingAFileLeavesTheObjectDeliveredBeforeAlone) {
 
 TEST_F(AtLoc, ASyntaxErrorIsReportedAtEveryReadAndNothingIsCached) {
     box.file("vekinfo.tag", "A 1\nNAMESPACE Unix\n");
-    const test::Reports expected = {{9, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 2}};
+    const test::Reports expected = {
+        {TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 2}};
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(9, get("vekinfo.tag", "A"));
+        EXPECT_EQ(TOV_SYNTAX_ERROR, get("vekinfo.tag", "A"));
         EXPECT_EQ(0, found);
         EXPECT_EQ(expected, reports.take());
         EXPECT_TRUE(isEmpty());
     }
     box.file("vekinfo.tag", "A 1\nNAMESPACE LibraryUnix\n");
-    EXPECT_EQ(0, get("vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     EXPECT_EQ(1, found);
 }
 
 TEST_F(AtLoc, AnUnreadableFileIsReportedAndNotCached) {
     box.file("vekinfo.tag", "A 1\n", 0200);
     test::asUnprivileged([this] {
-        EXPECT_EQ(3, get("vekinfo.tag", "A"));
+        EXPECT_EQ(TOV_SYSTEM_ERROR, get("vekinfo.tag", "A"));
         EXPECT_EQ(0, found);
-        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+                  reports.take());
         EXPECT_TRUE(isEmpty());
     });
 }
 
 TEST_F(AtLoc, ALoopOfLinksIsAMissingFile) {
     box.link("vekinfo.tag", "vekinfo.tag");
-    EXPECT_EQ(6, get("vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_NO_SUCH_FILE, get("vekinfo.tag", "A"));
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
 TEST_F(AtLoc, ADirectoryOrPipeReadsAsAnEmptyFile) {
     box.directory("d/vekinfo.tag").fifo("f/vekinfo.tag").link("n/vekinfo.tag", "/dev/null");
     for (const char *path : {"d/vekinfo.tag", "f/vekinfo.tag", "n/vekinfo.tag"}) {
-        EXPECT_EQ(0, get(path, "A")) << path;
+        EXPECT_EQ(TOV_OK, get(path, "A")) << path;
         EXPECT_EQ(0, found) << path;
         EXPECT_EQ(0U, out.line) << path;
     }
@@ -379,10 +381,10 @@ TEST_F(AtLoc, AChangeOnDiskIsNotNoticed) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     get("vekinfo.tag", "DMTYPE");
     box.file("vekinfo.tag", "DMTYPE new\n");
-    EXPECT_EQ(0, get("vekinfo.tag", "DMTYPE"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "DMTYPE"));
     EXPECT_STREQ("old", out.dmtype);
     unlink("vekinfo.tag");
-    EXPECT_EQ(0, get("vekinfo.tag", "DMTYPE"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "DMTYPE"));
     EXPECT_STREQ("old", out.dmtype);
 }
 
@@ -390,10 +392,10 @@ TEST_F(AtLoc, TwoSpellingsOfAPathAreTwoObjects) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     get("vekinfo.tag", "DMTYPE");
     box.file("vekinfo.tag", "DMTYPE new\n");
-    EXPECT_EQ(0, get("./vekinfo.tag", "DMTYPE"));
+    EXPECT_EQ(TOV_OK, get("./vekinfo.tag", "DMTYPE"));
     EXPECT_STREQ("new", out.dmtype);
     EXPECT_STREQ("./vekinfo.tag", out.path);
-    EXPECT_EQ(0, get("vekinfo.tag", "DMTYPE"));
+    EXPECT_EQ(TOV_OK, get("vekinfo.tag", "DMTYPE"));
     EXPECT_STREQ("old", out.dmtype);
 }
 
@@ -405,7 +407,7 @@ TEST_F(AtLoc, ManyFilesAreAllRemembered) {
     }
     for (int at = 0; at < 600; ++at) {
         const std::string directory = "d" + std::to_string(at);
-        ASSERT_EQ(0, get(directory + "/vekinfo.tag", nullptr));
+        ASSERT_EQ(TOV_OK, get(directory + "/vekinfo.tag", nullptr));
         EXPECT_EQ(1, found);
         EXPECT_EQ(directory, out.dmtype);
     }
@@ -445,8 +447,8 @@ TEST_F(AtLoc, ACacheRecordThatCannotBeMadeIsAMemoryError) {
         for (const test::Report &report : reports.take()) {
             if (report.text == "while allocating vekinfo Obj.") {
                 seen = true;
-                EXPECT_EQ(2, report.code);
-                EXPECT_EQ(2, status);
+                EXPECT_EQ(TOV_MEMORY_ERROR, report.code);
+                EXPECT_EQ(TOV_MEMORY_ERROR, status);
             }
         }
         tovResetCache();

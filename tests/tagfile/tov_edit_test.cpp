@@ -62,7 +62,7 @@ class Edit : public test::TagTest {
         EXPECT_EQ(expected, cached(directory)) << "the cache describes what was written";
     }
     static test::Reports writeFailed(std::size_t times, const std::string &directory = ".") {
-        return test::Reports(times, {3, "opening for write", directory, 0});
+        return test::Reports(times, {TOV_SYSTEM_ERROR, "opening for write", directory, 0});
     }
 };
 
@@ -136,14 +136,16 @@ TEST_F(Edit, ClearingLeavesAFileWithASyntaxErrorAlone) {
     box.file("vekinfo.tag", "A 1\nDMTYPE\n");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
     EXPECT_EQ("A 1\nDMTYPE\n", box.read("vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{9, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2}}),
+              reports.take());
 }
 
 TEST_F(Edit, ClearingLeavesAnUnreadableFileAlone) {
     box.file("vekinfo.tag", "A 1\nB 2\n", 0222);
     test::asUnprivileged([this] {
         EXPECT_EQ(1, tovRemoveEntry(".", "A"));
-        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "./vekinfo.tag", 0}}), reports.take());
+        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "./vekinfo.tag", 0}}),
+                  reports.take());
     });
     ASSERT_EQ(0, chmod("vekinfo.tag", 0644));
     EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
@@ -275,7 +277,7 @@ TEST_F(Edit, LongNamesAndValuesAreWrittenWhole) {
 
 TEST_F(Edit, ABadValueIsReportedAndNotAppliedAndTheFileIsWritten) {
     EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
-    EXPECT_EQ((test::Reports{{9, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 0}}),
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 0}}),
               reports.take());
     expectSettings("");
 }
@@ -283,7 +285,7 @@ TEST_F(Edit, ABadValueIsReportedAndNotAppliedAndTheFileIsWritten) {
 TEST_F(Edit, ABadValueIsReportedWithTheFilesLineCount) {
     box.file("d/vekinfo.tag", "VEKLIBCHECK ON\nA 1\n\n");
     EXPECT_EQ(1, tovAddEntry("d", "VEKLIBCHECK", "maybe"));
-    EXPECT_EQ((test::Reports{{9, "VEKLIBCHECK line in vekinfo.tag file", "d/vekinfo.tag", 3}}),
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "d/vekinfo.tag", 3}}),
               reports.take());
     expectSettings("A 1\n", "d");
 }
@@ -291,7 +293,8 @@ TEST_F(Edit, ABadValueIsReportedWithTheFilesLineCount) {
 TEST_F(Edit, ABadNamespaceLeavesNone) {
     box.file("vekinfo.tag", "NAMESPACE LibraryNT\n");
     EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "Unix"));
-    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "./vekinfo.tag", 1}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "./vekinfo.tag", 1}}),
+              reports.take());
     expectSettings("");
 }
 
@@ -308,7 +311,7 @@ TEST_F(Edit, ABadValueIsPrintedWithoutALineForANewFile) {
 TEST_F(Edit, AddingReplacesAFileWithASyntaxError) {
     box.file("vekinfo.tag", "A 1\nDMTYPE\nB 2\n");
     EXPECT_EQ(1, tovAddEntry(".", "FOO", "1"));
-    const test::Report error = {9, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
+    const test::Report error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
     EXPECT_EQ((test::Reports{error, error}), reports.take()) << "once on clearing, once on adding";
     EXPECT_EQ("FOO 1\n", settings());
     EXPECT_EQ("FOO 1\n", cached());
@@ -369,7 +372,7 @@ TEST_F(Edit, ABadValueForAFileThatMayNotBeWrittenIsReportedBetweenTheTwoFailures
     test::asUnprivileged([this] {
         EXPECT_EQ(0, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
         test::Reports expected = writeFailed(1);
-        expected.push_back({9, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 2});
+        expected.push_back({TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 2});
         expected.push_back(expected.front());
         EXPECT_EQ(expected, reports.take());
         EXPECT_EQ("VEKLIBCHECK ON\nA 1\n", cached());
@@ -436,7 +439,7 @@ class FailedEdit : public Edit {
             EXPECT_EQ(before, cached());
             EXPECT_FALSE(seen.empty());
             for (const test::Report &report : seen) {
-                EXPECT_EQ((test::Report{3, "opening for write", ".", 0}), report);
+                EXPECT_EQ((test::Report{TOV_SYSTEM_ERROR, "opening for write", ".", 0}), report);
             }
         }
         return result;
@@ -984,13 +987,16 @@ TEST_F(Create, WithoutLinesWritesTheTemplate) {
 TEST_F(Create, NeverOverwritesAFile) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(0, create(".", {"B 2"}));
-    EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "./vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
+              reports.take());
     EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
     box.directory("d/vekinfo.tag").link("n/vekinfo.tag", "/dev/null");
     EXPECT_EQ(0, create("d", {"B 2"}));
-    EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "d/vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "d/vekinfo.tag", 0}}),
+              reports.take());
     EXPECT_EQ(0, create("n", {"B 2"}));
-    EXPECT_EQ((test::Reports{{15, "didn't overwrite file", "n/vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "n/vekinfo.tag", 0}}),
+              reports.take());
 }
 
 TEST_F(Create, TheCacheForgetsTheFileThatWasThereBefore) {
@@ -1028,11 +1034,11 @@ TEST_F(Create, AFileThatAnotherFillsBeforeItIsLockedExists) {
 
 TEST_F(Create, AFileThatCannotBeOpenedIsReported) {
     EXPECT_EQ(0, create("none", {"B 2"}));
-    EXPECT_EQ((test::Reports{{3, "open for write", "none/vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "open for write", "none/vekinfo.tag", 0}}), reports.take());
     box.directory("d", 0555);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, create("d", {"B 2"}));
-        EXPECT_EQ((test::Reports{{3, "open for write", "d/vekinfo.tag", 0}}), reports.take());
+        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "open for write", "d/vekinfo.tag", 0}}), reports.take());
     });
 }
 
@@ -1053,7 +1059,7 @@ TEST_F(Create, AFailedWriteIsReportedAndCanBeRepeated) {
         const test::Reports seen = reports.take();
         if (result == 0) {
             ASSERT_EQ(1U, seen.size());
-            EXPECT_EQ(3, seen[0].code);
+            EXPECT_EQ(TOV_SYSTEM_ERROR, seen[0].code);
             EXPECT_EQ(1, create(".", {"A 1"})) << "no half file stands in the way";
         }
         EXPECT_EQ(kTemplate + "A 1\n", box.read("vekinfo.tag"));
@@ -1070,7 +1076,7 @@ TEST_F(Create, OnAFullFileSystemIsReported) {
         EXPECT_EQ(0, create(directory.c_str(), {"A 1"}));
         const test::Reports seen = reports.take();
         ASSERT_EQ(1U, seen.size());
-        EXPECT_EQ(3, seen[0].code);
+        EXPECT_EQ(TOV_SYSTEM_ERROR, seen[0].code);
     });
 }
 

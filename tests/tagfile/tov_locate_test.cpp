@@ -113,22 +113,23 @@ TEST_F(LocalSearch, AMissingStartDirectoryIsPassedOver) {
 TEST_F(LocalSearch, AMissingParentIsReported) {
     box.file("a/vekinfo.tag", "X 1\n");
     const std::string missing = at("a/none");
-    EXPECT_EQ(10, search(missing + "/deep", "X"));
-    EXPECT_EQ((test::Reports{
-                  {10, "readlink on \"" + missing + "\" produced error \"No such file or directory\" (2)\n",
-                   "", 0}}),
-              reports.take());
+    EXPECT_EQ(TOV_INVALID_PATH, search(missing + "/deep", "X"));
+    EXPECT_EQ(
+        (test::Reports{{TOV_INVALID_PATH,
+                        "readlink on \"" + missing + "\" produced error \"No such file or directory\" (2)\n",
+                        "", 0}}),
+        reports.take());
 }
 
 TEST_F(LocalSearch, AnUnreadableLinkIsReported) {
     box.directory("a/b");
     test::faults::fail("readlink", 1, EACCES);
-    EXPECT_EQ(10, search(at("a/b"), "X"));
+    EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b"), "X"));
     test::faults::reset();
-    EXPECT_EQ(
-        (test::Reports{
-            {10, "readlink on \"" + at("a") + "\" produced error \"Permission denied\" (13)\n", "", 0}}),
-        reports.take());
+    EXPECT_EQ((test::Reports{{TOV_INVALID_PATH,
+                              "readlink on \"" + at("a") + "\" produced error \"Permission denied\" (13)\n",
+                              "", 0}}),
+              reports.take());
 }
 
 TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
@@ -140,7 +141,7 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
         test::faults::reset();
         test::faults::fail("readlink", 1, EACCES);
         test::faults::failAllocation(nth);
-        EXPECT_EQ(10, search(at("a/b"), "X")) << nth;
+        EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b"), "X")) << nth;
         test::faults::reset();
         taken = reports.take();
     }
@@ -149,9 +150,10 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
 
 TEST_F(LocalSearch, ASyntaxErrorEndsTheWalkAtEveryLookUp) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "Y 1\nVEKLIBCHECK maybe\n");
-    const test::Reports expected = {{9, "VEKLIBCHECK line in vekinfo.tag file", at("a/b/vekinfo.tag"), 2}};
+    const test::Reports expected = {
+        {TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", at("a/b/vekinfo.tag"), 2}};
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(9, search(at("a/b"), "X"));
+        EXPECT_EQ(TOV_SYNTAX_ERROR, search(at("a/b"), "X"));
         EXPECT_EQ(0, found);
         EXPECT_EQ(expected, reports.take());
     }
@@ -160,9 +162,10 @@ TEST_F(LocalSearch, ASyntaxErrorEndsTheWalkAtEveryLookUp) {
 TEST_F(LocalSearch, AnUnreadableFileEndsTheWalk) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "X 2\n", 0000);
     test::asUnprivileged([this] {
-        EXPECT_EQ(3, search(at("a/b"), "X"));
-        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", at("a/b/vekinfo.tag"), 0}}),
-                  reports.take());
+        EXPECT_EQ(TOV_SYSTEM_ERROR, search(at("a/b"), "X"));
+        EXPECT_EQ(
+            (test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", at("a/b/vekinfo.tag"), 0}}),
+            reports.take());
     });
 }
 
@@ -250,21 +253,23 @@ TEST_F(LocalSearch, ATargetIsInterpolated) {
 
 TEST_F(LocalSearch, ATargetThatLeadsNowhereIsReported) {
     box.link("a/b", at("none")).link("a/r", "gone/x");
-    EXPECT_EQ(10, search(at("a/b/c"), "X"));
-    EXPECT_EQ((test::Reports{{11, "tovNormalizePath", at("none"), 0}, {10, at("none"), at("a/b/c"), 0}}),
+    EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X"));
+    EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("none"), 0},
+                             {10, at("none"), at("a/b/c"), 0}}),
               reports.take());
-    EXPECT_EQ(10, search(at("a/r/c"), "X"));
-    EXPECT_EQ(
-        (test::Reports{{11, "tovNormalizePath", at("a/gone/x"), 0}, {10, at("a/gone/x"), at("a/r/c"), 0}}),
-        reports.take());
+    EXPECT_EQ(TOV_INVALID_PATH, search(at("a/r/c"), "X"));
+    EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("a/gone/x"), 0},
+                             {10, at("a/gone/x"), at("a/r/c"), 0}}),
+              reports.take());
 }
 
 TEST_F(LocalSearch, ALoopOfLinksIsReported) {
     box.link("a", "b").link("b", "a").link("self", "self");
-    EXPECT_EQ(10, search(at("a/c"), "X"));
-    EXPECT_EQ((test::Reports{{11, "tovNormalizePath", at("b"), 0}, {10, at("b"), at("a/c"), 0}}),
-              reports.take());
-    EXPECT_EQ(10, search(at("self/c"), "X"));
+    EXPECT_EQ(TOV_INVALID_PATH, search(at("a/c"), "X"));
+    EXPECT_EQ(
+        (test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("b"), 0}, {10, at("b"), at("a/c"), 0}}),
+        reports.take());
+    EXPECT_EQ(TOV_INVALID_PATH, search(at("self/c"), "X"));
 }
 
 TEST_F(LocalSearch, ALinkToAnAncestorEndsTheWalkAtTheRoot) {
@@ -325,8 +330,9 @@ TEST_F(LocalSearch, LongLinkTargetsGiveADefinedResult) {
             EXPECT_EQ(1, found) << size;
             EXPECT_EQ(test::kNoReports, reports.take());
         } else {
-            EXPECT_EQ(10, search(at("a/b/c"), "X")) << size;
-            EXPECT_EQ((test::Reports{{11, "tovNormalizePath", target, 0}, {10, target, at("a/b/c"), 0}}),
+            EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X")) << size;
+            EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", target, 0},
+                                     {10, target, at("a/b/c"), 0}}),
                       reports.take());
         }
     }
@@ -336,7 +342,7 @@ TEST_F(LocalSearch, ALongRelativeTargetGivesADefinedResult) {
     box.directory("a/x/c");
     const std::string longTarget = test::spelledWith("x", 4090);
     box.link("a/b", longTarget); // with the directory in front it exceeds 4095 characters
-    EXPECT_EQ(10, search(at("a/b/c"), "X"));
+    EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X"));
     EXPECT_FALSE(reports.take().empty());
 }
 
@@ -464,7 +470,7 @@ TEST_F(LocalSearch, AStartOfMoreThan4095CharactersGivesADefinedResult) {
     box.file("vekinfo.tag", "X 1\n");
     for (const std::size_t size : {4096U, 4097U, 100000U}) {
         const std::string start = test::spelledWith(box.path(), size);
-        EXPECT_EQ(10, search(start, "X"));
+        EXPECT_EQ(TOV_INVALID_PATH, search(start, "X"));
         EXPECT_EQ(0, found) << size;
         EXPECT_EQ((test::Reports{{10, start, "", 0}}), reports.take());
     }

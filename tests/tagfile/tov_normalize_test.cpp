@@ -29,9 +29,11 @@ class Normalize : public test::TagTest {
     static std::string normalized(const std::string &path) { return with(tovNormalizePath, path.c_str()); }
     static std::string sorta(const std::string &path) { return with(tovNormalizePathSorta, path.c_str()); }
 
-    static test::Reports failedFor(const std::string &path) { return {{11, "tovNormalizePath", path, 0}}; }
+    static test::Reports failedFor(const std::string &path) {
+        return {{TOV_PATH_PROCESSING, "tovNormalizePath", path, 0}};
+    }
     static test::Reports sortaFailedFor(const std::string &path) {
-        return {{11, "tovNormalizePathSorta", path, 0}};
+        return {{TOV_PATH_PROCESSING, "tovNormalizePathSorta", path, 0}};
     }
 
     /// Makes the working directory one of at least `size` characters.
@@ -124,7 +126,7 @@ TEST_F(NormalizePath, AnUnreadableWorkingDirectoryIsAnErrorForEveryPath) {
         test::faults::reset();
         const test::Reports seen = reports.take();
         ASSERT_EQ(1U, seen.size()) << path;
-        EXPECT_EQ(11, seen[0].code);
+        EXPECT_EQ(TOV_PATH_PROCESSING, seen[0].code);
         EXPECT_EQ("error in cwd", seen[0].text);
     }
 }
@@ -219,7 +221,7 @@ TEST_F(NormalizePathSorta, NothingLeftIsReportedWithThePathAsGiven) {
 TEST_F(NormalizePathSorta, AnEmptyOrNullPathIsReported) {
     for (const char *path : {static_cast<const char *>(""), static_cast<const char *>(nullptr)}) {
         EXPECT_EQ("status 11", with(tovNormalizePathSorta, path));
-        EXPECT_EQ((test::Reports{{11, "empty argument", "", 0}}), reports.take());
+        EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "empty argument", "", 0}}), reports.take());
     }
 }
 
@@ -240,7 +242,7 @@ TEST_F(NormalizePathSorta, WithoutAWorkingDirectoryOnlyAbsolutePathsWork) {
         test::faults::reset();
         const test::Reports seen = reports.take();
         ASSERT_EQ(1U, seen.size()) << path;
-        EXPECT_EQ(11, seen[0].code);
+        EXPECT_EQ(TOV_PATH_PROCESSING, seen[0].code);
         EXPECT_EQ("tovNormalizePathSorta", seen[0].text);
     }
     test::faults::failFrom("getcwd", 1, ENOENT);

@@ -63,7 +63,7 @@ TEST(TovMakeVekinfoObj, CopiesEveryFieldDeeply) {
     const test::TagObject source = fullObject();
 
     VekinfoObj *made = nullptr;
-    ASSERT_EQ(0, tovMakeVekinfoObj(&made, source.get()));
+    ASSERT_EQ(TOV_OK, tovMakeVekinfoObj(&made, source.get()));
     const test::TagObject copy(made);
     ASSERT_NE(nullptr, copy);
 
@@ -88,7 +88,7 @@ TEST(TovMakeVekinfoObj, CopiesAnObjectWithNothingSet) {
     const test::TagObject source = test::emptyTagObject();
 
     VekinfoObj *made = nullptr;
-    ASSERT_EQ(0, tovMakeVekinfoObj(&made, source.get()));
+    ASSERT_EQ(TOV_OK, tovMakeVekinfoObj(&made, source.get()));
     const test::TagObject copy(made);
     ASSERT_NE(nullptr, copy);
 
@@ -123,7 +123,7 @@ TEST(TovMakeVekinfoObj, TheCopiedListsCanGrow) {
 
     for (int round = 0; round < 100; ++round) {
         char *words[] = {name.data(), value.data(), nullptr};
-        ASSERT_EQ(0, toviHandleInputLine(copy.get(), "p", nullptr, nullptr, 2, words));
+        ASSERT_EQ(TOV_OK, toviHandleInputLine(copy.get(), "p", nullptr, nullptr, 2, words));
     }
 
     EXPECT_EQ(103U, test::entriesOf(*copy).size());
@@ -140,7 +140,7 @@ TEST(TovMakeVekinfoObj, ReportsSuccessAlsoWhenMemoryIsExhausted) {
         test::faults::reset();
         const test::TagObject copy(made);
 
-        EXPECT_EQ(0, status) << nth;
+        EXPECT_EQ(TOV_OK, status) << nth;
         if (copy) { // nothing, or the whole copy
             EXPECT_STREQ("/d/vekinfo.tag", copy->path) << nth;
             EXPECT_STREQ("Mrev", copy->dmtype) << nth;

@@ -153,17 +153,18 @@ class InputLine : public testing::Test {
 };
 
 TEST_F(InputLine, VeklibraryStandsAlone) {
-    EXPECT_EQ(0, handle("vekLibrary"));
+    EXPECT_EQ(TOV_OK, handle("vekLibrary"));
     EXPECT_EQ(1, obj->library);
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
 TEST_F(InputLine, VeklibraryWithAValueIsASyntaxError) {
     for (const char *line : {"VEKLIBRARY yes", "veklibrary yes please"}) {
-        EXPECT_EQ(9, handle(line));
+        EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line));
         EXPECT_EQ(255, obj->library);
-        EXPECT_EQ((test::Reports{{9, "VEKLIBRARY line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
-                  reports.take());
+        EXPECT_EQ(
+            (test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBRARY line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+            reports.take());
     }
 }
 
@@ -171,7 +172,7 @@ TEST_F(InputLine, VeklibcheckTakesOnAndOffInAnyCase) {
     const std::vector<std::pair<const char *, int>> cases = {
         {"VEKLIBCHECK ON", 1}, {"VEKLIBCHECK OFF", 0}, {"veklibcheck oN", 1}, {"VekLibCheck off", 0}};
     for (const auto &[line, value] : cases) {
-        EXPECT_EQ(0, handle(line)) << line;
+        EXPECT_EQ(TOV_OK, handle(line)) << line;
         EXPECT_EQ(value, obj->libcheck) << line;
     }
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -180,16 +181,17 @@ TEST_F(InputLine, VeklibcheckTakesOnAndOffInAnyCase) {
 TEST_F(InputLine, AnyOtherVeklibcheckIsASyntaxError) {
     for (const char *line :
          {"VEKLIBCHECK", "VEKLIBCHECK maybe", "VEKLIBCHECK ON OFF", "veklibcheck O", "VEKLIBCHECK ONE"}) {
-        EXPECT_EQ(9, handle(line)) << line;
+        EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(255, obj->libcheck) << line;
-        EXPECT_EQ((test::Reports{{9, "VEKLIBCHECK line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
-                  reports.take());
+        EXPECT_EQ(
+            (test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+            reports.take());
     }
 }
 
 TEST_F(InputLine, DmtypeKeepsAnyWordAsItIsWritten) {
     for (const char *value : {"none", "Mrev", "LOPA", "a#b", "42"}) {
-        EXPECT_EQ(0, handle(std::string("dmtype ") + value));
+        EXPECT_EQ(TOV_OK, handle(std::string("dmtype ") + value));
         EXPECT_STREQ(value, obj->dmtype);
     }
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -197,9 +199,9 @@ TEST_F(InputLine, DmtypeKeepsAnyWordAsItIsWritten) {
 
 TEST_F(InputLine, DmtypeWithoutAValueOrWithTwoIsASyntaxError) {
     for (const char *line : {"DMTYPE", "DMTYPE mrev pkm", "DmType a b c"}) {
-        EXPECT_EQ(9, handle(line)) << line;
+        EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(nullptr, obj->dmtype) << line;
-        EXPECT_EQ((test::Reports{{9, "DMTYPE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+        EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
                   reports.take());
     }
 }
@@ -211,7 +213,7 @@ TEST_F(InputLine, NamespaceTakesTheTwoNamesInAnyCase) {
                                                                   {"NAMESPACE libraryunix", 2},
                                                                   {"NameSpace LIBRARYNT", 1}};
     for (const auto &[line, value] : cases) {
-        EXPECT_EQ(0, handle(line)) << line;
+        EXPECT_EQ(TOV_OK, handle(line)) << line;
         EXPECT_EQ(value, obj->nameSpace) << line;
     }
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -220,23 +222,25 @@ TEST_F(InputLine, NamespaceTakesTheTwoNamesInAnyCase) {
 TEST_F(InputLine, AnyOtherNamespaceIsASyntaxError) {
     for (const char *line : {"NAMESPACE", "NAMESPACE Unix", "NAMESPACE LibraryUnix x", "namespace Library",
                              "NAMESPACE LibraryNTx"}) {
-        EXPECT_EQ(9, handle(line)) << line;
+        EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(0U, obj->nameSpace) << line;
-        EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
-                  reports.take());
+        EXPECT_EQ(
+            (test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+            reports.take());
     }
 }
 
 TEST_F(InputLine, ASyntaxErrorOnLineZeroHasNoLineNumber) {
     obj->line = 0;
-    EXPECT_EQ(9, tovProcessVekinfoCommand("NAMESPACE Unix", nullptr, &found, obj.get(), "/d/vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 0}}),
+    EXPECT_EQ(TOV_SYNTAX_ERROR,
+              tovProcessVekinfoCommand("NAMESPACE Unix", nullptr, &found, obj.get(), "/d/vekinfo.tag"));
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 0}}),
               reports.take());
 }
 
 TEST_F(InputLine, AnyOtherWordIsAnApplicationEntry) {
     for (const char *line : {"FOO", "Foo bar", "FOO bar baz qux", "VEKLIB x", "DMTYPES none", "# note", ""}) {
-        EXPECT_EQ(0, handle(line)) << line;
+        EXPECT_EQ(TOV_OK, handle(line)) << line;
     }
     EXPECT_EQ((test::Entries{"FOO=", "Foo=bar", "FOO=bar", "VEKLIB=x", "DMTYPES=none"}),
               test::entriesOf(*obj));
@@ -308,7 +312,7 @@ TEST_F(InputLine, AShallowCopyAndTheObjectItWasMadeFromChangeTogether) {
         std::string value = split(line)[1];
         char *words[] = {word.data(), value.data(), nullptr};
         tempVekinfoFromHash = delivered.get();
-        EXPECT_EQ(0, toviHandleInputLine(&copy, "/d/vekinfo.tag", nullptr, nullptr, 2, words));
+        EXPECT_EQ(TOV_OK, toviHandleInputLine(&copy, "/d/vekinfo.tag", nullptr, nullptr, 2, words));
         tempVekinfoFromHash = nullptr;
         EXPECT_EQ(value, copy.dmtype);
         EXPECT_EQ(value, delivered->dmtype);
@@ -351,7 +355,7 @@ TEST_F(InputLine, NamesAndValuesStayParallelWhenMemoryIsExhausted) {
 TEST_F(InputLine, ASyntaxErrorLeavesTheObjectDeliveredLastAlone) {
     const test::TagObject delivered = test::emptyTagObject();
     tempVekinfoFromHash = delivered.get();
-    EXPECT_EQ(9, handle("VEKLIBCHECK maybe"));
+    EXPECT_EQ(TOV_SYNTAX_ERROR, handle("VEKLIBCHECK maybe"));
     tempVekinfoFromHash = nullptr;
     EXPECT_EQ(255, delivered->libcheck);
 }
@@ -375,16 +379,16 @@ class ParseFile : public test::TagTest {
 };
 
 TEST_F(ParseFile, ReadsEveryKindOfLine) {
-    ASSERT_EQ(0, parseText("# a library\n"
-                           "VEKLIBRARY\n"
-                           "\n"
-                           "VEKLIBCHECK off ; not now\n"
-                           "DMTYPE Mrev\n"
-                           "NAMESPACE libraryunix\n"
-                           "FOO bar baz qux\n"
-                           "  # note\n"
-                           "--note\n"
-                           "FOO\n"));
+    ASSERT_EQ(TOV_OK, parseText("# a library\n"
+                                "VEKLIBRARY\n"
+                                "\n"
+                                "VEKLIBCHECK off ; not now\n"
+                                "DMTYPE Mrev\n"
+                                "NAMESPACE libraryunix\n"
+                                "FOO bar baz qux\n"
+                                "  # note\n"
+                                "--note\n"
+                                "FOO\n"));
     EXPECT_EQ(1, obj->library);
     EXPECT_EQ(0, obj->libcheck);
     EXPECT_STREQ("Mrev", obj->dmtype);
@@ -395,13 +399,13 @@ TEST_F(ParseFile, ReadsEveryKindOfLine) {
 }
 
 TEST_F(ParseFile, AnEmptyFileHasNoLines) {
-    ASSERT_EQ(0, parseText(""));
+    ASSERT_EQ(TOV_OK, parseText(""));
     EXPECT_EQ(0U, obj->line);
     EXPECT_EQ(255, obj->library);
 }
 
 TEST_F(ParseFile, TheTemplateTextSetsNothing) {
-    ASSERT_EQ(0, parseText(test::kTemplate));
+    ASSERT_EQ(TOV_OK, parseText(test::kTemplate));
     EXPECT_EQ(38U, obj->line);
     EXPECT_EQ(255, obj->library);
     EXPECT_EQ(255, obj->libcheck);
@@ -411,13 +415,13 @@ TEST_F(ParseFile, TheTemplateTextSetsNothing) {
 }
 
 TEST_F(ParseFile, AMissingFinalNewlineLosesNothing) {
-    ASSERT_EQ(0, parseText("A 1\nB 2"));
+    ASSERT_EQ(TOV_OK, parseText("A 1\nB 2"));
     EXPECT_EQ((test::Entries{"A=1", "B=2"}), test::entriesOf(*obj));
     EXPECT_EQ(2U, obj->line);
 }
 
 TEST_F(ParseFile, CarriageReturnLineEndsReadLikeNewlines) {
-    ASSERT_EQ(0, parseText("VEKLIBRARY\r\nDMTYPE Mrev\r\n\r\nFOO bar\r\nBAR\r\n"));
+    ASSERT_EQ(TOV_OK, parseText("VEKLIBRARY\r\nDMTYPE Mrev\r\n\r\nFOO bar\r\nBAR\r\n"));
     EXPECT_EQ(1, obj->library);
     EXPECT_STREQ("Mrev", obj->dmtype);
     EXPECT_EQ((test::Entries{"FOO=bar", "BAR="}), test::entriesOf(*obj));
@@ -425,22 +429,23 @@ TEST_F(ParseFile, CarriageReturnLineEndsReadLikeNewlines) {
 }
 
 TEST_F(ParseFile, FoundTellsWhetherTheElementIsThere) {
-    EXPECT_EQ(0, parseText("A 1\nB 2\n", "b"));
+    EXPECT_EQ(TOV_OK, parseText("A 1\nB 2\n", "b"));
     EXPECT_EQ(1, found);
-    EXPECT_EQ(0, parseText("A 1\nB 2\n", "C"));
+    EXPECT_EQ(TOV_OK, parseText("A 1\nB 2\n", "C"));
     EXPECT_EQ(0, found);
-    EXPECT_EQ(0, parseText("A 1\nDMTYPE x\nC 3\n", "dmtype"));
+    EXPECT_EQ(TOV_OK, parseText("A 1\nDMTYPE x\nC 3\n", "dmtype"));
     EXPECT_EQ(1, found);
-    EXPECT_EQ(0, parseText("A 1\n", nullptr));
+    EXPECT_EQ(TOV_OK, parseText("A 1\n", nullptr));
     EXPECT_EQ(0, found);
 }
 
 TEST_F(ParseFile, ASyntaxErrorStopsTheReadingThere) {
-    EXPECT_EQ(9, parseText("A 1\nVEKLIBRARY\nNAMESPACE Unix\nB 2\nDMTYPE\n", "A"));
+    EXPECT_EQ(TOV_SYNTAX_ERROR, parseText("A 1\nVEKLIBRARY\nNAMESPACE Unix\nB 2\nDMTYPE\n", "A"));
     EXPECT_EQ(0, found) << "although line 1 had set it";
     EXPECT_EQ(3U, obj->line);
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(*obj));
-    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 3}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 3}}),
+              reports.take());
 }
 
 TEST_F(ParseFile, ASyntaxErrorIsPrintedWithFileAndLine) {
@@ -448,56 +453,60 @@ TEST_F(ParseFile, ASyntaxErrorIsPrintedWithFileAndLine) {
     box.file("d/vekinfo.tag", "\n\n\n\n\n\nNAMESPACE Unix\n");
     const std::string path = box.path("d/vekinfo.tag");
     test::Capture capture;
-    EXPECT_EQ(9, parse(path));
+    EXPECT_EQ(TOV_SYNTAX_ERROR, parse(path));
     EXPECT_EQ("Error (tov): 'syntax error' NAMESPACE line in vekinfo.tag file : " + path + " line 7.\n\n",
               capture.err());
 }
 
 TEST_F(ParseFile, AMissingFileIsReported) {
-    EXPECT_EQ(3, parse("none/vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "none/vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ(TOV_SYSTEM_ERROR, parse("none/vekinfo.tag"));
+    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "none/vekinfo.tag", 0}}),
+              reports.take());
 }
 
 TEST_F(ParseFile, AnUnreadableFileIsReported) {
     box.file("vekinfo.tag", "A 1\n", 0200);
     test::asUnprivileged([this] {
-        EXPECT_EQ(3, parse());
-        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+        EXPECT_EQ(TOV_SYSTEM_ERROR, parse());
+        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+                  reports.take());
     });
 }
 
 TEST_F(ParseFile, ADirectoryReadsAsAnEmptyFile) {
     box.directory("vekinfo.tag");
-    EXPECT_EQ(0, parse());
+    EXPECT_EQ(TOV_OK, parse());
     EXPECT_EQ(0U, obj->line);
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
 TEST_F(ParseFile, APipeReadsAsAnEmptyFileAndIsNotWaitedFor) {
     ASSERT_EQ(0, mkfifo("vekinfo.tag", 0666));
-    EXPECT_EQ(0, parse());
+    EXPECT_EQ(TOV_OK, parse());
     EXPECT_EQ(0U, obj->line);
 }
 
 TEST_F(ParseFile, ADeviceReadsAsAnEmptyFile) {
     box.link("null/vekinfo.tag", "/dev/null").link("zero/vekinfo.tag", "/dev/zero");
-    EXPECT_EQ(0, parse("null/vekinfo.tag"));
+    EXPECT_EQ(TOV_OK, parse("null/vekinfo.tag"));
     EXPECT_EQ(0U, obj->line);
-    EXPECT_EQ(0, parse("zero/vekinfo.tag"));
+    EXPECT_EQ(TOV_OK, parse("zero/vekinfo.tag"));
     EXPECT_EQ(0U, obj->line);
 }
 
 TEST_F(ParseFile, ALoopOfLinksIsReported) {
     box.link("vekinfo.tag", "other").link("other", "vekinfo.tag");
-    EXPECT_EQ(3, parse());
-    EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ(TOV_SYSTEM_ERROR, parse());
+    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+              reports.take());
 }
 
 TEST_F(ParseFile, AFileWhoseReadingBreaksOffIsReported) {
     box.link("vekinfo.tag", "/proc/self/mem"); // a regular file that cannot be read at its beginning
-    EXPECT_EQ(3, parse("vekinfo.tag", "A"));
+    EXPECT_EQ(TOV_SYSTEM_ERROR, parse("vekinfo.tag", "A"));
     EXPECT_EQ(0, found);
-    EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", "vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+              reports.take());
 }
 
 // A line of the reader holds 4095 characters, its newline included; the rest is a line of its own.
@@ -519,7 +528,7 @@ TEST_F(ParseFile, LinesAreReadInPiecesOf4095Characters) {
     };
     for (const auto &entry : cases) {
         const std::string text = "N " + std::string(entry.length - 2, 'v') + (entry.newline ? "\n" : "");
-        ASSERT_EQ(0, parseText(text)) << entry.length;
+        ASSERT_EQ(TOV_OK, parseText(text)) << entry.length;
         EXPECT_EQ(entry.lines, obj->line) << entry.length << entry.newline;
         EXPECT_EQ(entry.entries, test::entriesOf(*obj)) << entry.length << entry.newline;
     }
@@ -528,7 +537,7 @@ TEST_F(ParseFile, LinesAreReadInPiecesOf4095Characters) {
 TEST_F(ParseFile, LongNamesAreKeptWhole) {
     for (const std::size_t length : {1023U, 1024U, 1025U, 2047U, 2048U, 4094U}) {
         const std::string name(length, 'n');
-        ASSERT_EQ(0, parseText(name + "\nNEXT 1\n"));
+        ASSERT_EQ(TOV_OK, parseText(name + "\nNEXT 1\n"));
         EXPECT_EQ((test::Entries{name + "=", "NEXT=1"}), test::entriesOf(*obj)) << length;
     }
 }
@@ -536,19 +545,19 @@ TEST_F(ParseFile, LongNamesAreKeptWhole) {
 TEST_F(ParseFile, ACarriageReturnCutOffFromItsNewlineIsStillNoWord) {
     for (const std::size_t length : {4092U, 4093U, 4094U, 4095U}) {
         const std::string value(length - 2, 'v');
-        ASSERT_EQ(0, parseText("N " + value + "\r\nM 1\r\n"));
+        ASSERT_EQ(TOV_OK, parseText("N " + value + "\r\nM 1\r\n"));
         EXPECT_EQ((test::Entries{"N=" + value, "M=1"}), test::entriesOf(*obj)) << length;
     }
 }
 
 TEST_F(ParseFile, AKeywordInTheRestOfAnOverlongLineCounts) {
-    ASSERT_EQ(0, parseText("N " + std::string(4093, 'v') + "VEKLIBRARY\n"));
+    ASSERT_EQ(TOV_OK, parseText("N " + std::string(4093, 'v') + "VEKLIBRARY\n"));
     EXPECT_EQ(1, obj->library);
     EXPECT_EQ(2U, obj->line);
 }
 
 TEST_F(ParseFile, ANulByteEndsItsLineOnly) {
-    ASSERT_EQ(0, parseText(std::string("A 1\0 2 3\n\0B 2\nC 3\nDMTYPE m\0\n", 28)));
+    ASSERT_EQ(TOV_OK, parseText(std::string("A 1\0 2 3\n\0B 2\nC 3\nDMTYPE m\0\n", 28)));
     EXPECT_EQ((test::Entries{"A=1", "C=3"}), test::entriesOf(*obj));
     EXPECT_STREQ("m", obj->dmtype);
     EXPECT_EQ(4U, obj->line);
@@ -561,7 +570,7 @@ TEST_F(ParseFile, BinaryJunkReadsAsEntries) {
         state = state * 1664525U + 1013904223U;
         junk += static_cast<char>(state >> 24U);
     }
-    EXPECT_EQ(0, parseText(junk + "\nLAST 1\n"));
+    EXPECT_EQ(TOV_OK, parseText(junk + "\nLAST 1\n"));
     ASSERT_FALSE(test::entriesOf(*obj).empty());
     EXPECT_EQ("LAST=1", test::entriesOf(*obj).back());
 }
@@ -571,7 +580,7 @@ TEST_F(ParseFile, ManyEntriesAreAllKept) {
     for (int at = 0; at < 20000; ++at) {
         text += "NAME" + std::to_string(at) + " value" + std::to_string(at) + "\n";
     }
-    ASSERT_EQ(0, parseText(text));
+    ASSERT_EQ(TOV_OK, parseText(text));
     const test::Entries entries = test::entriesOf(*obj);
     ASSERT_EQ(20000U, entries.size());
     EXPECT_EQ("NAME0=value0", entries.front());
@@ -582,20 +591,20 @@ TEST_F(ParseFile, ManyEntriesAreAllKept) {
 TEST_F(ParseFile, EntriesAddedToAShallowCopyLeaveTheCachedObjectWithValidLists) {
     box.file("vekinfo.tag", "FIRST 1\n");
     VekinfoObj copy = {};
-    ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &copy, &found));
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &copy, &found));
 
     test::Entries expected = {"FIRST=1"};
     for (int i = 0; i < 100; ++i) {
         std::string word = "NEXT";
         std::string value = std::to_string(i);
         char *words[] = {word.data(), value.data(), nullptr};
-        EXPECT_EQ(0, toviHandleInputLine(&copy, "vekinfo.tag", nullptr, nullptr, 2, words));
+        EXPECT_EQ(TOV_OK, toviHandleInputLine(&copy, "vekinfo.tag", nullptr, nullptr, 2, words));
         expected.push_back("NEXT=" + value);
     }
 
     EXPECT_EQ(expected, test::entriesOf(copy));
     VekinfoObj cached = {};
-    ASSERT_EQ(0, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &cached, &found));
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &cached, &found));
     EXPECT_EQ(copy.names, cached.names);
     EXPECT_EQ(copy.values, cached.values);
     EXPECT_EQ(expected, test::entriesOf(cached)) << "the copy's lists belong to the cache";

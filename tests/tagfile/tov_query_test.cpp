@@ -94,10 +94,11 @@ TEST_F(Query, NotFoundIsNullWithoutAReport) {
 TEST_F(Query, AnErrorOnTheWayIsReportedAndGivesNull) {
     box.file("vekinfo.tag", "FOO 1\n").file("a/vekinfo.tag", "DMTYPE\n");
     EXPECT_EQ(kNothing, lookup("a", "FOO"));
-    EXPECT_EQ((test::Reports{{9, "DMTYPE line in vekinfo.tag file", at("a/vekinfo.tag"), 1}}),
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", at("a/vekinfo.tag"), 1}}),
               reports.take());
     EXPECT_EQ(kNothing, lookup("/nonexistent-name/x", "FOO"));
-    EXPECT_EQ((test::Reports{{11, "tovNormalizePathSorta", "/nonexistent-name/x", 0}}), reports.take());
+    EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePathSorta", "/nonexistent-name/x", 0}}),
+              reports.take());
 }
 
 TEST_F(Query, WhereMayBeNull) {
@@ -208,8 +209,9 @@ TEST_F(Query, LookupXStopsAtAFileOfTheSearchListThatCannotBeRead) {
     box.directory("a").file("w/vekinfo.tag", "NAMESPACE Unix\n").file("s/vekinfo.tag", "FOO s\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
     EXPECT_EQ(kNothing, lookupX("a", "FOO"));
-    EXPECT_EQ((test::Reports{{9, "NAMESPACE line in vekinfo.tag file", at("w/vekinfo.tag"), 1}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", at("w/vekinfo.tag"), 1}}),
+        reports.take());
 }
 
 TEST_F(Query, LookupXTriesTheSearchListAlsoAfterAFailedWalk) {

@@ -41,7 +41,7 @@ class Write : public test::TagTest {
         return text.size() < kTemplate.size() ? text : text.substr(kTemplate.size());
     }
     void expectWriteFailed(const std::string &directory) {
-        EXPECT_EQ((test::Reports{{3, "opening for write", directory, 0}}), reports.take());
+        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "opening for write", directory, 0}}), reports.take());
     }
 
     test::TagObject obj = test::emptyTagObject();
