@@ -30,7 +30,7 @@ HEADERS = ["vek_version.h", "vek_error.h", "vek_init.h", "vek_strlist.h", "vek_i
 # In the source tree a header names another one by its folder.
 FOLDER_IN_INCLUDE = re.compile(r'^(#include ")[a-z_/]+/', re.MULTILINE)
 
-# Types of the C library that the declarations mention. cffi knows them; pycparser needs their names alone.
+# Types of the C library that the declarations mention. cffi has them built in; pycparser needs their names.
 SYSTEM_TYPES = "size_t ssize_t uint8_t uint16_t int32_t uint32_t int64_t uint64_t FILE DIR mode_t uid_t gid_t".split()
 
 

@@ -253,7 +253,7 @@ def test_what_is_missing_raises_at_the_call(registry):
         registry.files_in("adders", view="layout")
 
 
-def test_an_iterator_outlives_its_registry(project):
+def test_an_iterator_is_valid_after_its_registry_is_closed(project):
     with vek.Registry("vek.lib") as registry:
         cells = registry.cells("adders")
     assert sorted(cells) == ["carry", "ripple"]

@@ -256,10 +256,10 @@ def test_reading_writes_nothing(project):
     assert snapshot(project) == before
 
 
-def test_progress_is_told_for_every_library(project):
-    told: list[tuple[int, int, str]] = []
-    read_site(progress=lambda done, total, name: told.append((done, total, name)))
-    assert told == [(0, 4, "adders"), (1, 4, "multipliers"), (2, 4, "symbols"), (3, 4, "memories")]
+def test_progress_is_called_for_every_library(project):
+    calls: list[tuple[int, int, str]] = []
+    read_site(progress=lambda done, total, name: calls.append((done, total, name)))
+    assert calls == [(0, 4, "adders"), (1, 4, "multipliers"), (2, 4, "symbols"), (3, 4, "memories")]
 
 
 # ---- the check

@@ -113,7 +113,7 @@ class Section:
     """One use of the library: `with lock, Section() as section: ...`. Sections do not nest.
 
     An exception that a signal handler raises, KeyboardInterrupt for instance, can end __enter__() or __exit__()
-    halfway. The lock is not affected: its own methods are C. What else is left behind is recognized by the next
+    halfway. The lock is not affected: its own methods are C. Other state that remains is recognized by the next
     section, because the frame that it belongs to is no longer on the stack.
     """
 

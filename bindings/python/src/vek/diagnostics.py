@@ -143,7 +143,7 @@ class InterpolationError(VekError):
 
 
 class EntriesWouldBeDroppedError(ValueError):
-    """An edit that would drop application entries, and was not told that it may. Nothing was written."""
+    """An edit that would drop application entries without drop_other_entries. Nothing was written."""
 
     def __init__(self, file: str, entries: Sequence[tuple[str, str]]) -> None:
         names = ", ".join(repr(name) for name, _ in entries)

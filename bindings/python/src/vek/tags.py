@@ -62,7 +62,7 @@ class TagFile:
 
 
 def _deliver(reported: Sequence[Diagnostic], diagnostics: list[Diagnostic] | None) -> None:
-    """Hands diagnostics to the caller's list, or raises the first one."""
+    """Appends diagnostics to the caller's list, or raises the first one."""
     if diagnostics is not None:
         diagnostics.extend(reported)
     elif reported:
