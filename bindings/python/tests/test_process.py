@@ -187,8 +187,9 @@ def test_an_exception_of_a_signal_handler_leaves_a_library_that_can_be_used(proj
 
     answers: list[str] = []
     previous = signal.signal(signal.SIGALRM, on_alarm)
-    before = lib.tovRegisterErrorHandler(ffi.NULL)
-    lib.tovRegisterErrorHandler(before)
+    mine = ffi.callback("tovErrorHandler", lambda code, text, where, line: None)
+    message = ffi.callback("vekErrorFunc", lambda text: None)
+    before = lib.tovRegisterErrorHandler(mine), lib.vekRegErrorFunc(message)
     kept = None
     try:
         for number in range(1000):
@@ -209,7 +210,8 @@ def test_an_exception_of_a_signal_handler_leaves_a_library_that_can_be_used(proj
         signal.signal(signal.SIGALRM, previous)
     assert kept is not None
     assert answers == ["n7"] * 100
-    assert lib.tovRegisterErrorHandler(before) == before
+    assert lib.tovRegisterErrorHandler(before[0]) == mine
+    assert lib.vekRegErrorFunc(before[1]) == message
 
 
 def test_a_forked_child_can_call_whatever_other_threads_do(project):

@@ -12,7 +12,7 @@ import os
 import pathlib
 import sys
 import threading
-from collections.abc import Iterator, Sequence
+from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from types import FrameType, TracebackType
 from typing import TYPE_CHECKING, Any, Optional, Union
@@ -119,8 +119,9 @@ class Section:
 
     _current: Optional[Section] = None
     _frame: Optional[FrameType] = None
-    #: The handlers that were installed before this module's.
-    _previous: tuple[CData, CData] = (NULL, NULL)
+    #: The handlers that this module's replaced; more than one after an interrupted section.
+    _tag_handlers: list[CData] = []
+    _message_handlers: list[CData] = []
 
     def __init__(self, *, stop_at_first: bool = False) -> None:
         self.diagnostics: list[Diagnostic] = []
@@ -134,9 +135,8 @@ class Section:
             raise RuntimeError("vek is called while the same thread is in another call of it")
         Section._frame = frame
         Section._current = self
-        previous = lib.tovRegisterErrorHandler(_tag_handler), lib.vekRegErrorFunc(_message_handler)
-        if previous[0] != _tag_handler:
-            Section._previous = previous
+        _replace(lib.tovRegisterErrorHandler, _tag_handler, Section._tag_handlers)
+        _replace(lib.vekRegErrorFunc, _message_handler, Section._message_handlers)
         if not lib.vekInitDone():
             lib.vekInitNonVEKApp(EXECUTABLE)
         while abandoned:
@@ -146,8 +146,8 @@ class Section:
     def __exit__(
         self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
     ) -> None:
-        lib.tovRegisterErrorHandler(Section._previous[0])
-        lib.vekRegErrorFunc(Section._previous[1])
+        _put_back(lib.tovRegisterErrorHandler, _tag_handler, Section._tag_handlers)
+        _put_back(lib.vekRegErrorFunc, _message_handler, Section._message_handlers)
         Section._current = Section._frame = None
         if self.interrupt is not None and error is None:
             raise self.interrupt
@@ -162,6 +162,20 @@ class Section:
         finally:
             if handle[0]:
                 lib.puxReleaseHandle(handle[0])
+
+
+def _replace(register: Callable[[CData], CData], handler: CData, replaced: list[CData]) -> None:
+    """Installs a handler and appends the previous one to `replaced`.
+
+    Both happen within one call of C code: a signal handler, which runs between two calls, cannot separate them.
+    """
+    replaced.extend(map(register, (handler,)))
+
+
+def _put_back(register: Callable[[CData], CData], handler: CData, replaced: list[CData]) -> None:
+    """Installs the last handler of `replaced` that is not `handler` itself."""
+    register([other for other in replaced if other != handler][-1])
+    replaced.clear()
 
 
 def _is_running(frame: FrameType, innermost: FrameType) -> bool:
