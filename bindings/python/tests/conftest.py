@@ -24,7 +24,7 @@ def tree(tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> Iterator[pa
     for name in list(os.environ):
         if name.startswith(("VEK_", "RYN_")) or name in {"PWD", "home"}:
             monkeypatch.delenv(name)
-    monkeypatch.setenv("HOME", "/nonexistent")
+    monkeypatch.setenv("HOME", str(tmp_path / "no-home"))
     directory = pathlib.Path(os.path.realpath(tmp_path)) / "tree"
     directory.mkdir()
     monkeypatch.chdir(directory)

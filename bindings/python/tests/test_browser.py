@@ -37,7 +37,9 @@ def start(directory: pathlib.Path, **preferences: int) -> webdriver.Chrome:
     options.add_argument(f"--user-data-dir={directory}")
     options.add_experimental_option("prefs", preferences)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+    # The browser makes its home directory.
+    environment = {**os.environ, "HOME": str(directory)}
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver", env=environment), options=options)
 
 
 @pytest.fixture(scope="module")
