@@ -1,12 +1,17 @@
 #ifndef COMMON_ENTRY_LIST_H
 #define COMMON_ENTRY_LIST_H
 
-#include "common/owned.h"
+/// A directory read whole. A walk that reads each directory before it enters another has one directory open at a
+/// time, however deep the tree is.
 
-#include <cstdlib>
+#include "common/directory_identity.h"
+#include "common/growing_array.h"
+
+#include <cstddef>
 #include <cstring>
+#include <dirent.h>
+#include <optional>
 #include <string_view>
-#include <utility>
 
 namespace vek {
 
@@ -14,68 +19,71 @@ inline bool isDotOrDotDot(std::string_view name) {
     return name == "." || name == "..";
 }
 
-/// The entries of one directory, read whole, so that a walk through a deep tree holds no more than one directory
-/// open. Each entry is its type, one of the DT_ values of <dirent.h>, and its name.
+/// The entries of one directory in one block of memory. Each entry is its type, one of the DT_ values of
+/// <dirent.h>, and its name with a NUL.
 class EntryList {
   public:
-    EntryList() = default;
-    EntryList(EntryList &&other) noexcept
-        : bytes_(std::move(other.bytes_)), size_(std::exchange(other.size_, 0)),
-          capacity_(std::exchange(other.capacity_, 0)) {}
-    EntryList &operator=(EntryList &&) = delete;
-    EntryList(const EntryList &) = delete;
-    EntryList &operator=(const EntryList &) = delete;
-    ~EntryList() = default;
-
-    /// @return false when memory is exhausted
+    /// @return false if memory is exhausted; the list is then unchanged
     [[nodiscard]] bool add(unsigned char type, std::string_view name) {
-        if (!reserve(size_ + name.size() + 2)) {
+        char *entry = bytes_.extend(name.size() + 2);
+        if (entry == nullptr) {
             return false;
         }
-        char *end = bytes_.get() + size_;
-        *end++ = static_cast<char>(type);
-        std::memcpy(end, name.data(), name.size());
-        end[name.size()] = '\0';
-        size_ += name.size() + 2;
+        mayHoldLinks_ = mayHoldLinks_ || type == DT_LNK || type == DT_UNKNOWN;
+        *entry++ = static_cast<char>(type);
+        std::memcpy(entry, name.data(), name.size());
+        entry[name.size()] = '\0';
         return true;
     }
 
-    /// An entry, and where the next one begins.
+    /// Removes all entries and keeps the memory.
+    void clear() {
+        bytes_.shrink(0);
+        mayHoldLinks_ = false;
+    }
+
+    /// One entry, and the position of the next one.
     struct Entry {
         unsigned char type;
-        const char *name;
+        std::string_view name; ///< with a NUL after it; valid until entries are added or removed
         std::size_t next;
     };
 
-    [[nodiscard]] bool isEnd(std::size_t position) const { return position >= size_; }
+    [[nodiscard]] bool isEnd(std::size_t position) const { return position >= bytes_.size(); }
 
     /// @param position  0, or the `next` of an entry; not the end
     [[nodiscard]] Entry at(std::size_t position) const {
-        const char *entry = bytes_.get() + position;
-        return {static_cast<unsigned char>(*entry), entry + 1, position + 1 + std::strlen(entry + 1) + 1};
+        const char *entry = &bytes_[position];
+        const std::string_view name(entry + 1);
+        return {static_cast<unsigned char>(*entry), name, position + 1 + name.size() + 1};
     }
+
+    /// @return the size of the memory in bytes
+    [[nodiscard]] std::size_t capacity() const { return bytes_.capacity(); }
+
+    /// @return false if no entry is a symbolic link
+    [[nodiscard]] bool mayHoldLinks() const { return mayHoldLinks_; }
 
   private:
-    bool reserve(std::size_t size) {
-        if (size <= capacity_) {
-            return true;
-        }
-        constexpr std::size_t kFirst = 512;
-        const std::size_t wanted = 2 * capacity_ > size ? 2 * capacity_ : size + kFirst;
-        auto *grown = static_cast<char *>(std::realloc(bytes_.get(), wanted));
-        if (grown == nullptr) {
-            return false;
-        }
-        static_cast<void>(bytes_.release());
-        bytes_.reset(grown);
-        capacity_ = wanted;
-        return true;
-    }
-
-    OwnedText bytes_;
-    std::size_t size_ = 0;
-    std::size_t capacity_ = 0;
+    GrowingArray<char> bytes_;
+    bool mayHoldLinks_ = false;
 };
+
+/// The outcome of readDirectory().
+struct DirectoryReading {
+    enum class Outcome { Read, NotOpened, NoMemory };
+
+    Outcome outcome = Outcome::Read;
+    int error = 0; ///< the errno value of opendir() after NotOpened
+};
+
+/// Reads all entries of the directory `path` except "." and "..". Uses no process-wide state. A read error ends
+/// the list, as the end of the directory does.
+///
+/// @param entries   empty; receives the entries
+/// @param identity  null, or receives the identity of the directory that was opened; nothing if fstat() fails
+DirectoryReading readDirectory(const char *path, EntryList &entries,
+                               std::optional<DirectoryIdentity> *identity = nullptr);
 
 } // namespace vek
 

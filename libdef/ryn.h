@@ -439,7 +439,12 @@ VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const cha
 
 /// Creates an iteration over everything below `view` of `cell` of `library` in the registry `handle` that is not
 /// a directory, at any depth, and stores it in `*context`, for rynNextFile(). The items are paths relative to the
-/// view. Symbolic links to directories are followed.
+/// view.
+///
+/// Symbolic links to directories are followed. Cycles are not detected: they are followed until a path contains
+/// more links than the system resolves (40). Such a path is an item in the library's directory, and
+/// RYN_SYSTEM_ERROR in a temporary directory. In each source directory at most 1,000,000 links to
+/// directories are followed, and 64 more for each different link; more are RYN_SYSTEM_ERROR, without a report.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
 

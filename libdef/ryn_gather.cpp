@@ -1,9 +1,11 @@
-#include "libdef/ryni_iterate.h"
+#include "libdef/ryni_gather.h"
 
 #include "common/ascii.h"
 #include "common/entry_list.h"
 #include "common/fixed_text.h"
+#include "common/growing_array.h"
 #include "common/owned.h"
+#include "common/walk_guard.h"
 #include "fs/owned_spec.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_index_hash.h"
@@ -15,11 +17,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <utility>
 
 namespace {
+
+using vek::DirectoryIdentity;
 
 constexpr std::size_t kNameSize = 256;
 
@@ -119,31 +124,25 @@ struct CloseFsDirectory {
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
-/// Calls `visit(type, name)` for each entry in order, until it answers something else than RYN_OK.
-template <typename Visit>
-int forEach(const vek::EntryList &entries, Visit visit) {
-    for (std::size_t at = 0; !entries.isEnd(at);) {
-        const vek::EntryList::Entry entry = entries.at(at);
-        at = entry.next;
-        const int status = visit(entry.type, entry.name);
-        if (status != RYN_OK) {
-            return status;
-        }
-    }
-    return RYN_OK;
+/// @return whether vekFS_readdir() of `directory` stores a type: the entry holder of another implementation may end
+///         before that field
+bool hasEntryTypes(const vekFSDir &directory) {
+    const vekFSIODef *implementation = directory.spec->implementation;
+    return implementation == nullptr || implementation->readdir == vekFSiReaddir;
 }
 
-/// Calls `visit(type, name)` for each entry of a directory that is read through the file-system layer, "." and ".."
-/// excepted, until it answers something else than RYN_OK. An entry whose name cannot be fetched into `nameSize`
-/// bytes is handed on with a null name. Kept out of its callers, whose frames pile up while a tree is walked.
+/// Calls `visit(type, name)` for each entry of a directory that is read through the file-system layer, except "." and
+/// "..", until it returns another status than RYN_OK. An entry whose name cannot be fetched into `nameSize` bytes is
+/// visited with a null name.
 template <typename Visit>
-[[gnu::noinline]] int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
+int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     vekFSDir *opened = nullptr;
     const int error = vekFS_opendir(spec, &opened);
     if (error != VEK_FS_OK) {
         return codeOfFailedOpen(error);
     }
     const OwnedFsDirectory directory(opened);
+    const bool hasTypes = hasEntryTypes(*directory);
     vek::PathText name;
     for (;;) {
         vekFSDirent *entry = nullptr;
@@ -155,28 +154,24 @@ template <typename Visit>
         if (fetched && vek::isDotOrDotDot(name.c_str())) {
             continue;
         }
-        const int status = visit(entry->type, fetched ? name.c_str() : nullptr);
+        const unsigned char type = hasTypes ? entry->type : static_cast<unsigned char>(DT_UNKNOWN);
+        const int status = visit(type, fetched ? name.c_str() : nullptr);
         if (status != RYN_OK) {
             return status;
         }
     }
 }
 
-/// The same for a plain directory.
-template <typename Visit>
-int visitPlain(const char *path, Visit visit) {
-    const vek::OwnedDirectory directory(opendir(path));
-    if (!directory) {
-        return codeOfFailedOpen(errno);
-    }
-    while (const dirent *entry = readdir(directory.get())) {
-        if (vek::isDotOrDotDot(entry->d_name)) {
-            continue;
-        }
-        const int status = visit(entry->d_type, entry->d_name);
-        if (status != RYN_OK) {
-            return status;
-        }
+/// Reads a plain directory. @return RYN_OK or the code of the failure
+int readPlain(const char *path, vek::EntryList &entries) {
+    const vek::DirectoryReading reading = vek::readDirectory(path, entries);
+    switch (reading.outcome) {
+    case vek::DirectoryReading::Outcome::NotOpened:
+        return codeOfFailedOpen(reading.error);
+    case vek::DirectoryReading::Outcome::NoMemory:
+        return RYN_MEMORY_ERROR;
+    case vek::DirectoryReading::Outcome::Read:
+        break;
     }
     return RYN_OK;
 }
@@ -201,9 +196,14 @@ class ShallowBuild {
         if (!list_.index()) {
             return RYN_MEMORY_ERROR;
         }
-        return visitPlain(path, [this](unsigned char /*type*/, const char *name) {
-            return list_.held(name) ? static_cast<int>(RYN_OK) : add(name);
-        });
+        vek::EntryList entries;
+        int status = readPlain(path, entries);
+        for (std::size_t at = 0; status == RYN_OK && !entries.isEnd(at);) {
+            const vek::EntryList::Entry entry = entries.at(at);
+            at = entry.next;
+            status = list_.held(entry.name.data()) ? static_cast<int>(RYN_OK) : add(entry.name.data());
+        }
+        return status;
     }
 
   private:
@@ -218,157 +218,197 @@ class ShallowBuild {
 
 // ---- deep lists
 
-/// The path of an entry, relative to where the walk began, for the time that it is looked at.
-class RelativePath {
-  public:
-    /// @return false when the path has more than 4095 characters; leave() must follow all the same
-    bool enter(const char *name, std::size_t &before) {
-        before = text_.size();
-        return text_.appendAll(before == 0 ? "" : "/", name);
-    }
-    void leave(std::size_t before) { text_.truncate(before); }
-
-    [[nodiscard]] const char *c_str() const { return text_.c_str(); }
-    [[nodiscard]] std::string_view view() const { return text_.view(); }
-    [[nodiscard]] bool empty() const { return text_.empty(); }
-
-  private:
-    vek::PathText text_;
-};
-
 bool isTypeOfNoDirectory(unsigned char type) {
     return type != DT_DIR && type != DT_LNK && type != DT_UNKNOWN;
 }
 
-/// Ends walks that no one would see the end of: two links back to where they are make more paths than can be
-/// visited. What ends by itself passes: any number of directories behind a few links, and a loop or two, of which
-/// the system's own limit of links in one path makes an end.
-class LinkGuard {
+/// The library's side of a deep list, read through the file-system layer.
+class LibraryTree {
   public:
-    /// Enters a directory; leave() must follow. @return false when the walk is to end
-    bool enter(bool throughLink) {
-        links_ += throughLink ? 1 : 0;
-        return links_ <= kFewLinks || ++farDirectories_ <= kMostFarDirectories;
-    }
-    void leave(bool throughLink) { links_ -= throughLink ? 1 : 0; }
+    /// An entry whose path is too long is passed over.
+    static constexpr int kPathTooLong = RYN_OK;
 
-  private:
-    static constexpr int kFewLinks = 8;
-    static constexpr int kMostFarDirectories = 2000;
+    LibraryTree(rynRegistry *registry, vekFSSpec *top) : registry_(registry), top_(top) {}
 
-    int links_ = 0; ///< that lead to the present directory
-    int farDirectories_ = 0;
-};
-
-class DeepLibraryBuild {
-  public:
-    DeepLibraryBuild(rynRegistry *registry, vekFSSpec *top, NameList &list)
-        : registry_(registry), top_(top), list_(list) {}
-
-    int run() { return addDirectory(top_); }
-
-  private:
-    int addDirectory(vekFSSpec *spec) {
-        vek::EntryList entries;
-        const std::size_t nameSize = path_.empty() ? kNameSize : VEK_PATH_SIZE;
-        const int status = visitSpec(spec, nameSize, [&entries](unsigned char type, const char *name) {
-            const bool kept = name == nullptr || entries.add(type, name);
-            return kept ? static_cast<int>(RYN_OK) : static_cast<int>(RYN_MEMORY_ERROR);
-        });
-        return status != RYN_OK ? status : forEach(entries, [this](unsigned char type, const char *name) {
-            std::size_t before = 0;
-            const bool fits = path_.enter(name, before);
-            const int added = fits ? addEntry(type) : static_cast<int>(RYN_OK);
-            path_.leave(before);
-            return added;
-        });
-    }
-
-    /// An entry that no specifier can be made for is passed over, unless memory is exhausted.
-    int addEntry(unsigned char type) {
+    /// Makes the entry at `path` the selected one. @return RYN_OK, or why it is not listed
+    int select(const vek::PathText &path) {
         vekFSSpec *made = nullptr;
-        const int status = ryni_mkspec(registry_, nullptr, nullptr, nullptr, path_.c_str(), top_, &made);
-        if (status != RYN_OK) {
-            return status == RYN_MEMORY_ERROR ? status : static_cast<int>(RYN_OK);
-        }
-        const vek::OwnedSpec spec(made);
-        // Something that is no directory is none whether or not it can be examined.
-        if (isTypeOfNoDirectory(type) || rynIsSpecDir(spec.get()) == 0) {
-            return list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
-        }
-        const bool throughLink = type == DT_LNK || (type == DT_UNKNOWN && isLink(spec.get()));
-        const int added = links_.enter(throughLink) ? addDirectory(spec.get()) : RYN_SYSTEM_ERROR;
-        links_.leave(throughLink);
-        return added;
-    }
-
-    static bool isLink(vekFSSpec *spec) {
-        vekFSStat record = {};
-        mode_t mode = 0;
-        return vekFS_lstat(spec, &record) == VEK_FS_OK && vekFS_getFileMode(&record, &mode) == VEK_FS_OK &&
-               S_ISLNK(mode);
-    }
-
-    rynRegistry *registry_;
-    vekFSSpec *top_;
-    NameList &list_;
-    RelativePath path_;
-    LinkGuard links_;
-};
-
-class DeepTemporaryBuild {
-  public:
-    DeepTemporaryBuild(const char *top, NameList &list) : top_(top), list_(list) {}
-
-    int run() {
-        if (!list_.index()) {
-            return RYN_MEMORY_ERROR;
-        }
-        return addDirectory(top_);
-    }
-
-  private:
-    int addDirectory(const char *directory) {
-        vek::EntryList entries;
-        const int status = visitPlain(directory, [&entries](unsigned char type, const char *name) {
-            return entries.add(type, name) ? static_cast<int>(RYN_OK) : static_cast<int>(RYN_MEMORY_ERROR);
-        });
-        return status != RYN_OK ? status : forEach(entries, [this](unsigned char type, const char *name) {
-            std::size_t before = 0;
-            const int added = path_.enter(name, before) ? addEntry(type) : static_cast<int>(RYN_SYSTEM_ERROR);
-            path_.leave(before);
-            return added;
-        });
-    }
-
-    /// What cannot be examined is taken for a directory, which then cannot be opened and ends the build: callers
-    /// rely on not getting half a list.
-    int addEntry(unsigned char type) {
-        const vek::OwnedText path = vek::joinText(top_, "/", path_.view());
-        if (!path) {
-            return RYN_MEMORY_ERROR;
-        }
-        struct stat record = {};
-        const bool isDirectory = type == DT_DIR || stat(path.get(), &record) != 0 || S_ISDIR(record.st_mode);
-        if (!isDirectory) {
-            return list_.held(path_.c_str()) || list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
-        }
-        const bool throughLink = type == DT_LNK || (type == DT_UNKNOWN && isLink(path.get()));
-        const int status = links_.enter(throughLink) ? addDirectory(path.get()) : RYN_SYSTEM_ERROR;
-        links_.leave(throughLink);
+        const int status = ryni_mkspec(registry_, nullptr, nullptr, nullptr, path.c_str(), top_, &made);
+        spec_.reset(made);
         return status;
     }
 
-    static bool isLink(const char *path) {
-        struct stat record = {};
-        return lstat(path, &record) == 0 && S_ISLNK(record.st_mode);
+    // The selected entry; before the first call of select(), the top directory.
+
+    [[nodiscard]] bool isDirectory(unsigned char type) const {
+        return !isTypeOfNoDirectory(type) && rynIsSpecDir(selected()) != 0;
     }
 
-    const char *top_;
-    NameList &list_;
-    RelativePath path_;
-    LinkGuard links_;
+    [[nodiscard]] bool isLink() const {
+        vekFSStat record = {};
+        mode_t mode = 0;
+        return vekFS_lstat(selected(), &record) == VEK_FS_OK &&
+               vekFS_getFileMode(&record, &mode) == VEK_FS_OK && S_ISLNK(mode);
+    }
+
+    [[nodiscard]] std::optional<DirectoryIdentity> identity() const {
+        vekFSStat record = {};
+        if (vekFS_stat(selected(), &record) != VEK_FS_OK || record.spec->implementation != nullptr) {
+            return std::nullopt; // only native records hold a device and an inode
+        }
+        return DirectoryIdentity::of(record.status);
+    }
+
+    int read(vek::EntryList &entries) const {
+        const std::size_t nameSize = spec_ ? VEK_PATH_SIZE : kNameSize;
+        return visitSpec(selected(), nameSize, [&entries](unsigned char type, const char *name) {
+            const bool kept = name == nullptr || entries.add(type, name);
+            return kept ? static_cast<int>(RYN_OK) : static_cast<int>(RYN_MEMORY_ERROR);
+        });
+    }
+
+    static bool isListed(const NameList & /*list*/, const vek::PathText & /*path*/) { return false; }
+
+  private:
+    [[nodiscard]] vekFSSpec *selected() const { return spec_ ? spec_.get() : top_; }
+
+    rynRegistry *registry_;
+    vekFSSpec *top_;
+    vek::OwnedSpec spec_;
 };
+
+/// The side of a temporary directory, which is a plain one, of a deep list.
+class TemporaryTree {
+  public:
+    static constexpr int kPathTooLong = RYN_SYSTEM_ERROR;
+
+    explicit TemporaryTree(const char *top) : top_(top), path_(vek::copyText(top)) {}
+
+    [[nodiscard]] bool hasMemory() const { return path_ != nullptr; }
+
+    int select(const vek::PathText &path) {
+        path_ = vek::joinText(top_, "/", path.view());
+        return path_ ? RYN_OK : RYN_MEMORY_ERROR;
+    }
+
+    /// Documented: an entry that stat() fails for is a directory. It cannot be opened, which ends the build: callers
+    /// rely on a list that is complete.
+    [[nodiscard]] bool isDirectory(unsigned char type) const {
+        struct stat record = {};
+        return type == DT_DIR || stat(path_.get(), &record) != 0 || S_ISDIR(record.st_mode);
+    }
+
+    [[nodiscard]] bool isLink() const {
+        struct stat record = {};
+        return lstat(path_.get(), &record) == 0 && S_ISLNK(record.st_mode);
+    }
+
+    [[nodiscard]] std::optional<DirectoryIdentity> identity() const {
+        return DirectoryIdentity::of(path_.get());
+    }
+
+    int read(vek::EntryList &entries) const { return readPlain(path_.get(), entries); }
+
+    static bool isListed(const NameList &list, const vek::PathText &path) { return list.held(path.c_str()); }
+
+  private:
+    const char *top_;
+    vek::OwnedText path_;
+};
+
+/// The walk of a deep list: depth first in directory order, with an explicit stack of levels on the heap. Each
+/// directory is read whole before anything in it is entered. A cycle is not detected: it ends where the system resolves
+/// no more links in a path (ELOOP). All ways through links, also those round a cycle, are limited.
+template <typename Tree>
+class DeepWalk {
+  public:
+    DeepWalk(Tree &tree, NameList &list, const vek::LinkLimit &limit)
+        : tree_(tree), list_(list), guard_(limit) {}
+
+    int run() {
+        int status = enter();
+        while (status == RYN_OK && !levels_.empty()) {
+            if (levels_.top().entries.isEnd(levels_.top().next)) {
+                levels_.pop();
+            } else {
+                status = addNextEntry();
+            }
+        }
+        return status;
+    }
+
+  private:
+    using Links = vek::WalkGuard::Links;
+
+    struct Level {
+        vek::EntryList entries;
+        std::size_t next = 0;                      ///< position of the entry that is looked at next
+        std::size_t pathSize = 0;                  ///< of the directory's path
+        std::optional<DirectoryIdentity> identity; ///< known if the directory may hold links
+        Links links = Links::Unread;
+    };
+
+    /// Reads the selected directory, whose path is path_.
+    int enter() {
+        Level level;
+        const int status = tree_.read(level.entries);
+        if (status != RYN_OK) {
+            return status;
+        }
+        level.pathSize = path_.size();
+        if (level.entries.mayHoldLinks()) {
+            level.identity = tree_.identity();
+        }
+        return levels_.push(std::move(level)) ? RYN_OK : RYN_MEMORY_ERROR;
+    }
+
+    int addNextEntry() {
+        Level &level = levels_.top();
+        const vek::EntryList::Entry entry = level.entries.at(level.next);
+        level.next = entry.next;
+        path_.truncate(level.pathSize);
+        if (!path_.appendAll(path_.empty() ? "" : "/", entry.name)) {
+            return Tree::kPathTooLong;
+        }
+        const int status = tree_.select(path_);
+        if (status != RYN_OK) {
+            // Documented: an entry without a specifier is passed over.
+            return status == RYN_MEMORY_ERROR ? status : static_cast<int>(RYN_OK);
+        }
+        if (!tree_.isDirectory(entry.type)) {
+            return Tree::isListed(list_, path_) || list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
+        }
+        const bool isLink = entry.type == DT_LNK || (entry.type == DT_UNKNOWN && tree_.isLink());
+        const int counted = isLink ? countWay(level) : static_cast<int>(RYN_OK);
+        return counted == RYN_OK ? enter() : counted;
+    }
+
+    int countWay(Level &holder) {
+        if (holder.links == Links::Unread && holder.identity) {
+            holder.links = guard_.meetLinksOf(*holder.identity);
+        }
+        if (holder.links == Links::NoMemory) {
+            return RYN_MEMORY_ERROR;
+        }
+        return guard_.countWay(holder.links) ? RYN_OK : RYN_SYSTEM_ERROR;
+    }
+
+    Tree &tree_;
+    NameList &list_;
+    vek::WalkGuard guard_;
+    vek::GrowingArray<Level> levels_;
+    vek::PathText path_; ///< relative to the top directory
+};
+
+int addLibraryTree(rynRegistry *registry, vekFSSpec *top, NameList &list, const vek::LinkLimit &limit) {
+    LibraryTree tree(registry, top);
+    return DeepWalk(tree, list, limit).run();
+}
+
+int addTemporaryTree(const char *top, NameList &list, const vek::LinkLimit &limit) {
+    TemporaryTree tree(top);
+    return tree.hasMemory() && list.index() ? DeepWalk(tree, list, limit).run() : RYN_MEMORY_ERROR;
+}
 
 /// Takes the sources in order: the library's own, the implicit temporary one, the explicit temporary one.
 template <typename AddLibrary, typename AddTemporary>
@@ -389,10 +429,17 @@ int gatherShallow(int type, const ryniSources &sources, NameList &list) {
         [&](const char *directory) { return build.addTemporary(directory); });
 }
 
-int gatherDeep(rynRegistry *registry, const ryniSources &sources, NameList &list) {
+int gatherDeep(rynRegistry *registry, const ryniSources &sources, const vek::LinkLimit &limit,
+               NameList &list) {
     return addSources(
-        sources, [&](vekFSSpec *spec) { return DeepLibraryBuild(registry, spec, list).run(); },
-        [&](const char *directory) { return DeepTemporaryBuild(directory, list).run(); });
+        sources, [&](vekFSSpec *top) { return addLibraryTree(registry, top, list, limit); },
+        [&](const char *top) { return addTemporaryTree(top, list, limit); });
+}
+
+/// Hands over the names of a build that ended with `status`.
+int finish(rynRegistry *registry, int status, const char *context, NameList &names, rynElement **list) {
+    *list = status == RYN_OK ? names.release() : nullptr;
+    return status == RYN_MEMORY_ERROR ? ryni_do_fatal(registry, status, context) : status;
 }
 
 } // namespace
@@ -409,15 +456,20 @@ int sNmpIsLegalLibrary(const char *name) {
     return 1;
 }
 
-int ryniGatherNames(rynRegistry *registry, int type, const ryniSources *sources, rynElement **list) {
+int ryniGatherDeepNames(rynRegistry *registry, const ryniSources &sources, const vek::LinkLimit &limit,
+                        rynElement **list) {
     NameList names;
-    const bool deep = type == RYNI_CONTEXT_ALL_VIEW_FILES;
-    const int status = deep ? gatherDeep(registry, *sources, names) : gatherShallow(type, *sources, names);
-    *list = status == RYN_OK ? names.release() : nullptr;
-    if (status == RYN_MEMORY_ERROR) {
-        return ryni_do_fatal(registry, status, deep ? "sBuildIterListDeep()" : "sBuildIterList()");
+    const int status = gatherDeep(registry, sources, limit, names);
+    return finish(registry, status, "sBuildIterListDeep()", names, list);
+}
+
+int ryniGatherNames(rynRegistry *registry, int type, const ryniSources *sources, rynElement **list) {
+    if (type == RYNI_CONTEXT_ALL_VIEW_FILES) {
+        return ryniGatherDeepNames(registry, *sources, {}, list);
     }
-    return status;
+    NameList names;
+    const int status = gatherShallow(type, *sources, names);
+    return finish(registry, status, "sBuildIterList()", names, list);
 }
 
 void ryniFreeElements(rynElement *list) {

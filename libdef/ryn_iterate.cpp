@@ -16,11 +16,16 @@ bool ownsList(const rynContext &context) {
     return context.type >= RYNI_CONTEXT_CELLS && context.type <= RYNI_CONTEXT_ALL_VIEW_FILES;
 }
 
-/// @return a context; null after reporting exhausted memory, under one name for all types
+/// Documented: exhausted memory is reported under this name for all types.
+int reportNoMemory(const rynRegistry *registry) {
+    return ryni_do_fatal(registry, RYN_MEMORY_ERROR, "rynIterateLibFiles()");
+}
+
+/// @return a context; null after exhausted memory has been reported
 rynContext *newContext(rynRegistry *registry, int type, void *list) {
     auto *context = static_cast<rynContext *>(std::malloc(sizeof(rynContext)));
     if (context == nullptr) {
-        ryni_do_fatal(registry, RYN_MEMORY_ERROR, "rynIterateLibFiles()");
+        reportNoMemory(registry);
         return nullptr;
     }
     *context = {registry, type, list, list};
@@ -74,6 +79,9 @@ class SourceFinder {
                                       nullptr, nullptr, 0, &spec);
         spec_.reset(spec);
         sources_.library = spec;
+        if (status == RYN_MEMORY_ERROR) {
+            return reportNoMemory(registry_); // rynGetSpec() does not report
+        }
         return isMissing(status) ? RYN_OK : status;
     }
 

@@ -1,13 +1,17 @@
 #include "common/entry_list.h"
 
 #include "tests/support/faults.h"
+#include "tests/support/sandbox.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace faults = test::faults;
+using Outcome = vek::DirectoryReading::Outcome;
 
 namespace {
 
@@ -17,7 +21,7 @@ Entries contentOf(const vek::EntryList &list) {
     Entries entries;
     for (std::size_t at = 0; !list.isEnd(at);) {
         const vek::EntryList::Entry entry = list.at(at);
-        entries.emplace_back(entry.type, entry.name);
+        entries.emplace_back(entry.type, entry.name.data());
         at = entry.next;
     }
     return entries;
@@ -118,6 +122,101 @@ TEST(EntryList, LeavesAnEmptyListBehindWhenItMoves) {
     EXPECT_TRUE(list.add(DT_LNK, "other"));
     EXPECT_EQ(contentOf(list), (Entries{{DT_LNK, "other"}}));
     EXPECT_EQ(contentOf(moved), (Entries{{DT_REG, "name"}}));
+}
+
+TEST(EntryList, KeepsItsMemoryWhenItIsCleared) {
+    vek::EntryList list;
+    ASSERT_TRUE(list.add(DT_LNK, std::string(5000, 'x')));
+    const std::size_t capacity = list.capacity();
+
+    list.clear();
+
+    EXPECT_TRUE(list.isEnd(0));
+    EXPECT_FALSE(list.mayHoldLinks());
+    EXPECT_EQ(list.capacity(), capacity);
+    ASSERT_TRUE(list.add(DT_REG, "name"));
+    EXPECT_EQ(contentOf(list), (Entries{{DT_REG, "name"}}));
+}
+
+TEST(EntryList, MayHoldLinksUnlessEveryTypeIsAnother) {
+    for (const unsigned char type : {DT_LNK, DT_UNKNOWN}) {
+        vek::EntryList list;
+        EXPECT_FALSE(list.mayHoldLinks());
+        ASSERT_TRUE(list.add(DT_REG, "a"));
+        ASSERT_TRUE(list.add(DT_DIR, "b"));
+        ASSERT_TRUE(list.add(DT_FIFO, "c"));
+        EXPECT_FALSE(list.mayHoldLinks());
+        ASSERT_TRUE(list.add(type, "d"));
+        ASSERT_TRUE(list.add(DT_REG, "e"));
+        EXPECT_TRUE(list.mayHoldLinks());
+    }
+}
+
+TEST(ReadDirectory, ReadsEveryEntryButDots) {
+    test::Sandbox box;
+    box.directory("d/directory")
+        .file("d/file", "")
+        .link("d/link", "nowhere")
+        .file("d/...", "")
+        .file("d/.h", "");
+    vek::EntryList list;
+
+    EXPECT_EQ(vek::readDirectory("d", list).outcome, Outcome::Read);
+
+    Entries entries = contentOf(list);
+    std::sort(entries.begin(), entries.end());
+    EXPECT_EQ(
+        entries,
+        (Entries{
+            {DT_DIR, "directory"}, {DT_REG, "..."}, {DT_REG, ".h"}, {DT_REG, "file"}, {DT_LNK, "link"}}));
+}
+
+TEST(ReadDirectory, IdentifiesTheDirectory) {
+    test::Sandbox box;
+    box.directory("d").link("link", "d");
+    vek::EntryList list;
+    std::optional<vek::DirectoryIdentity> identity;
+
+    EXPECT_EQ(vek::readDirectory("link", list, &identity).outcome, Outcome::Read);
+    EXPECT_TRUE(identity.has_value());
+    EXPECT_EQ(identity, vek::DirectoryIdentity::of("d"));
+
+    faults::fail("fstat", 1, EIO);
+    EXPECT_EQ(vek::readDirectory("link", list, &identity).outcome, Outcome::Read);
+    EXPECT_EQ(identity, std::nullopt);
+}
+
+TEST(ReadDirectory, DoesNotAskForAnIdentityThatIsNotWanted) {
+    test::Sandbox box;
+    box.directory("d");
+    vek::EntryList list;
+    faults::reset();
+    EXPECT_EQ(vek::readDirectory("d", list).outcome, Outcome::Read);
+    EXPECT_EQ(faults::count("fstat") + faults::count("stat"), 0);
+}
+
+TEST(ReadDirectory, SaysWhyADirectoryCannotBeOpened) {
+    test::Sandbox box;
+    box.file("file", "");
+    vek::EntryList list;
+    const auto errorOf = [&list](const char *path) {
+        const vek::DirectoryReading reading = vek::readDirectory(path, list);
+        EXPECT_EQ(reading.outcome, Outcome::NotOpened);
+        return reading.error;
+    };
+    EXPECT_EQ(errorOf("none"), ENOENT);
+    EXPECT_EQ(errorOf("file"), ENOTDIR);
+    faults::fail("opendir", 1, ENOMEM);
+    EXPECT_EQ(errorOf("."), ENOMEM);
+    EXPECT_TRUE(list.isEnd(0));
+}
+
+TEST(ReadDirectory, SaysIfMemoryForTheEntriesIsExhausted) {
+    test::Sandbox box;
+    box.file("d/file", "");
+    vek::EntryList list;
+    faults::failAllocation(1);
+    EXPECT_EQ(vek::readDirectory("d", list).outcome, Outcome::NoMemory);
 }
 
 TEST(DotOrDotDot, AreTheTwoNamesAndNoOther) {

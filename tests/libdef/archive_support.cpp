@@ -91,6 +91,30 @@ int openDirectory(vekFSSpec *spec, vekFSDir **directory) {
     return status;
 }
 
+/// Replaces the entry holder by one with two fields. After it come bytes that read as the type of a file.
+int openDirectoryWithOwnHolder(vekFSSpec *spec, vekFSDir **directory) {
+    const int status = openDirectory(spec, directory);
+    if (status == VEK_FS_OK) {
+        void *const memory = std::malloc(sizeof(vekFSDirent));
+        std::memset(memory, DT_REG, sizeof(vekFSDirent));
+        auto *const holder = static_cast<vekFSDirent *>(memory);
+        holder->buffer = (*directory)->entry->buffer;
+        holder->spec = spec;
+        std::free((*directory)->entry);
+        (*directory)->entry = holder;
+    }
+    return status;
+}
+
+int readIntoOwnHolder(vekFSDir *directory, vekFSDirent **entry) {
+    const dirent *const found = ::readdir(directory->stream);
+    if (found != nullptr) {
+        std::strcpy(&directory->entry->buffer->name[0], &found->d_name[0]);
+        *entry = directory->entry;
+    }
+    return VEK_FS_OK;
+}
+
 int getDirentName(const vekFSDirent *entry, char *buffer, size_t size, size_t *needed) {
     const int status = vekFSiGetDirentName(entry, buffer, size, needed);
     if (status != VEK_FS_OK || archives.nameBytes == 0 || std::strcmp(buffer, "long") != 0) {
@@ -105,7 +129,7 @@ int getDirentName(const vekFSDirent *entry, char *buffer, size_t size, size_t *n
     return VEK_FS_OK;
 }
 
-constexpr vekFSIODef makeTable() {
+constexpr vekFSIODef makeTable(bool hasOwnReaddir) {
     vekFSIODef table = {};
     table.name = "archive";
     table.freeSpec = freeSpec;
@@ -113,14 +137,15 @@ constexpr vekFSIODef makeTable() {
     table.stat = statInside;
     table.lstat = statInside;
     table.getFileMode = getFileMode;
-    table.opendir = openDirectory;
-    table.readdir = vekFSiReaddir;
+    table.opendir = hasOwnReaddir ? openDirectoryWithOwnHolder : openDirectory;
+    table.readdir = hasOwnReaddir ? readIntoOwnHolder : vekFSiReaddir;
     table.closedir = vekFSiClosedir;
     table.getDirentName = getDirentName;
     return table;
 }
 
-constexpr vekFSIODef table = makeTable();
+constexpr vekFSIODef table = makeTable(false);
+constexpr vekFSIODef tableWithOwnReaddir = makeTable(true);
 
 class ResetBetweenTests : public ::testing::EmptyTestEventListener {
     void OnTestStart(const ::testing::TestInfo & /*info*/) override { reset(); }
@@ -197,7 +222,7 @@ int __wrap_vekZipCreateSpec(vekZip *zip, const char *path, vekFSSpec **spec) {
         return ENOMEM;
     }
     made->path = reinterpret_cast<char *>(new test::Inside{path, zip->directory + "/" + path});
-    made->implementation = &test::table;
+    made->implementation = archives.hasOwnReaddir ? &test::tableWithOwnReaddir : &test::table;
     *spec = made;
     return VEK_FS_OK;
 }

@@ -22,6 +22,8 @@ struct ArchiveLayer {
     int modeStatus = 0;                          ///< what asking a stat record for its mode answers
     int freeStatus = 0;                          ///< what freeing a specifier answers
     std::size_t nameBytes = 0;                   ///< how long entries of directories named "long" claim to be
+    /// Whether its readdir() is its own, with an entry holder that ends before the type.
+    bool hasOwnReaddir = false;
     std::vector<std::string> calls; ///< "open ARCHIVE", "spec PATH", "close ARCHIVE", "free PATH"
 };
 

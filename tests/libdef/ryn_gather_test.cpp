@@ -1,15 +1,21 @@
 // What iterators over the disk find, and in which order.
 
+#include "fs/owned_spec.h"
+#include "libdef/ryni_gather.h"
+#include "libdef/ryni_spec.h"
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/iteration_support.h"
 #include "tests/support/faults.h"
+#include "tests/support/small_filesystem.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <set>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -63,6 +69,11 @@ class Chain {
     Chain(const Chain &) = delete;
     Chain &operator=(const Chain &) = delete;
 
+    /// Makes a file in the lowest directory. It is not removed.
+    void putAtBottom(const std::string &name) const {
+        close(openat(bottom_, name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    }
+
     /// The path of the file at a level, relative to where the chain begins.
     static std::string fileAt(int level) {
         std::string path;
@@ -81,6 +92,109 @@ NameList reversed(NameList names) {
     std::reverse(names.begin(), names.end());
     return names;
 }
+
+/// The deep list of the view "c/v" in the place 'l' or 'e', with a limit of its own; "!CODE" when it fails.
+NameList deepWithin(const Project &project, char place, const vek::LinkLimit &limit) {
+    const std::string temporary = project.path("etmp/c/v");
+    ryniSources sources = {};
+    vek::OwnedSpec spec;
+    if (place == 'l') {
+        vekFSSpec *made = nullptr;
+        EXPECT_EQ(
+            rynGetSpec(project.handle, RYN_PATH_READ_LIBRARY, "lib", "c", "v", nullptr, nullptr, 0, &made),
+            RYN_OK);
+        spec.reset(made);
+        sources.library = made;
+    } else {
+        sources.explicitTmp = temporary.c_str();
+    }
+    rynElement *list = nullptr;
+    const int code = ryniGatherDeepNames(project.handle, sources, limit, &list);
+    NameList names;
+    for (const rynElement *element = list; element != nullptr; element = element->next) {
+        names.emplace_back(element->name);
+    }
+    ryniFreeElements(list);
+    std::sort(names.begin(), names.end());
+    return code == RYN_OK ? names : NameList{"!" + std::to_string(code)};
+}
+
+/// What `find -L` lists below a directory that is no directory, sorted.
+NameList foundBelow(const std::string &directory) {
+    const test::Outcome found =
+        test::run({"find", "-L", ".", "!", "-type", "d", "-printf", "%P\\n"},
+                  {.environment = {{"PATH", "/usr/bin:/bin"}}, .directory = directory});
+    EXPECT_EQ(found.status, 0) << found.err;
+    NameList names;
+    std::istringstream lines(found.out);
+    for (std::string line; std::getline(lines, line);) {
+        names.push_back(line);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// Runs `body` in a thread with a stack of `bytes` bytes.
+void onStackOf(std::size_t bytes, const std::function<void()> &body) {
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
+    pthread_t thread = {};
+    const auto run = [](void *given) -> void * {
+        (*static_cast<const std::function<void()> *>(given))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()> *>(&body)), 0);
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+}
+
+/// A library in a file system in memory, in which many files are made and removed fast.
+class BigTree {
+  public:
+    /// Runs `body` with a project whose view "c/v" has one entry, the link "l" to the directory whose name
+    /// `make` returns, in the library and in a temporary directory.
+    static void check(const std::function<std::string(const BigTree &)> &make,
+                      const std::function<void(const Project &)> &body) {
+        Project project("E");
+        project.putDirectory("le", "c/v");
+        project.box.directory("big");
+        test::withMountAt(project.path("big"), std::size_t{64} << 20, [&] {
+            const BigTree tree(project);
+            const std::string target = tree.path(make(tree));
+            project.box.link("lib/c/v/l", target).link("etmp/c/v/l", target);
+            body(project);
+        });
+    }
+
+    /// The names of `count` new directories.
+    [[nodiscard]] NameList makeDirectories(const std::string &name, int count) const {
+        NameList names;
+        EXPECT_EQ(mkdir(path(name).c_str(), 0755), 0);
+        for (int i = 0; i < count; ++i) {
+            names.push_back(name + "/" + std::to_string(i));
+            EXPECT_EQ(mkdir(path(names.back()).c_str(), 0755), 0);
+        }
+        return names;
+    }
+    /// A new directory with links to the targets.
+    [[nodiscard]] std::string makeLinks(const std::string &name, const NameList &targets) const {
+        EXPECT_EQ(mkdir(path(name).c_str(), 0755), 0);
+        for (std::size_t i = 0; i < targets.size(); ++i) {
+            EXPECT_EQ(symlink(path(targets[i]).c_str(), path(name + "/" + std::to_string(i)).c_str()), 0);
+        }
+        return name;
+    }
+    void makeFile(const std::string &name) const {
+        close(open(path(name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    }
+
+  private:
+    explicit BigTree(const Project &project) : top_(project.path("big")) {}
+    [[nodiscard]] std::string path(const std::string &name) const { return top_ + "/" + name; }
+
+    std::string top_;
+};
 
 } // namespace
 
@@ -449,36 +563,72 @@ TEST(DeepList, EndsAtALoopOfLinksInATemporaryDirectory) {
     EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
 }
 
-TEST(DeepList, EndsWhereLoopsMakeMorePathsThanCanBeVisited) {
+TEST(DeepList, EndsWhereLoopsMakeMoreWaysThanTheLimit) {
     for (const bool hidden : {false, true}) {
-        Project project;
-        project.put("l", "c/v/f");
-        project.box.link("lib/c/v/l", ".").link("lib/c/v/m", ".").link("lib/c/v/n", "../v");
+        Project project("E");
+        project.put("le", "c/v/f");
+        for (const std::string view : {"lib/c/v", "etmp/c/v"}) {
+            project.box.link(view + "/l", ".").link(view + "/m", ".").link(view + "/n", "../v");
+        }
         test::hideEntryTypes(hidden);
-        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+        recorded.fatals.clear();
+        EXPECT_EQ(deepWithin(project, 'l', {.ways = 2000, .waysPerLink = 64}), NameList{"!3"});
+        EXPECT_EQ(deepWithin(project, 'e', {.ways = 20, .waysPerLink = 1}), NameList{"!3"});
+        EXPECT_EQ(recorded.fatals, Reports{});
     }
 }
 
-TEST(DeepList, EndsWhereLinksWithoutLoopsMakeMorePathsThanCanBeVisited) {
+TEST(DeepList, CountsWaysRoundACycleUpToTheLimitOfTheSystem) {
+    Project project;
+    project.put("l", "c/v/f");
+    project.box.link("lib/c/v/l", ".");
+    const NameList all = gathered(project, kDeep);
+    EXPECT_EQ(all.size(), 42U);
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}), all);
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 0, .waysPerLink = 40}), all);
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 0}), NameList{"!3"});
+}
+
+TEST(DeepList, EndsWhereLinksWithoutLoopsMakeMoreWaysThanTheLimit) {
+    constexpr std::uint64_t kSteps = 6; // 2 + 4 + ... + 64 = 126 ways, by 12 different links
     Project project("E");
     project.putDirectory("le", "c/v");
-    // Each of 35 directories leads to the next in two ways.
-    for (int i = 0; i < 35; ++i) {
+    for (std::uint64_t i = 0; i < kSteps; ++i) {
         const std::string directory = "chain/" + std::to_string(i);
         const std::string next = project.path("chain/" + std::to_string(i + 1));
         project.box.link(directory + "/a", next).link(directory + "/b", next);
     }
-    project.box.file("chain/35/f", "");
-    for (const unsigned source : {RYN_SOURCE_LIBRARY, RYN_SOURCE_TMP}) {
-        const std::string link = source == RYN_SOURCE_LIBRARY ? "lib/c/v/chain" : "etmp/c/v/chain";
+    project.box.file("chain/" + std::to_string(kSteps) + "/f", "");
+    const std::uint64_t ways = 1 + 126;
+    const std::uint64_t links = 1 + 12;
+    for (const char place : {'l', 'e'}) {
+        project.box.link(Project::directoryOf(place) + "/c/v/chain", project.path("chain/0"));
         for (const bool hidden : {false, true}) {
             test::hideEntryTypes(hidden);
-            project.box.link(link, project.path("chain/0"));
-            EXPECT_EQ(gathered(project, kDeep, source), NameList{"!3"}) << link << hidden;
-            project.box.link(link, project.path("chain/34"));
-            EXPECT_EQ(gathered(project, kDeep, source), (NameList{"chain/a/f", "chain/b/f"}));
+            recorded.fatals.clear();
+            EXPECT_EQ(deepWithin(project, place, {.ways = ways, .waysPerLink = 0}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, place, {.ways = ways - 1, .waysPerLink = 0}), NameList{"!3"});
+            EXPECT_EQ(deepWithin(project, place, {.ways = ways - links, .waysPerLink = 1}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, place, {.ways = ways - links - 1, .waysPerLink = 1}),
+                      NameList{"!3"});
+            EXPECT_EQ(recorded.fatals, Reports{});
         }
     }
+}
+
+TEST(DeepList, CountsTheWaysOfEachSourceByItself) {
+    Project project("IE");
+    for (const char place : {'l', 'i', 'e'}) {
+        project.putDirectory(std::string(1, place), "c/v");
+        project.box.file("other/" + std::string(1, place), "");
+        project.box.link(Project::directoryOf(place) + "/c/v/link", project.path("other"));
+    }
+    const std::string implicit = project.path("itmp/lib/c/v");
+    const std::string explicitTmp = project.path("etmp/c/v");
+    const ryniSources sources = {nullptr, implicit.c_str(), explicitTmp.c_str()};
+    rynElement *list = nullptr;
+    EXPECT_EQ(ryniGatherDeepNames(project.handle, sources, {.ways = 1, .waysPerLink = 0}, &list), RYN_OK);
+    ryniFreeElements(list);
 }
 
 TEST(DeepList, FollowsAnyNumberOfLinksSideBySide) {
@@ -504,59 +654,132 @@ TEST(DeepList, FollowsAnyNumberOfLinksSideBySide) {
     }
 }
 
-TEST(DeepList, FollowsAnyNumberOfDirectoriesBehindAFewLinks) {
-    Project project("E");
-    project.putDirectory("le", "c/v");
-    // Eight links deep, and more directories there than may lie behind more links.
-    project.box.file("shared/f", "");
-    for (int i = 0; i < 2100; ++i) {
-        mkdir(("shared/" + std::to_string(i)).c_str(), 0755);
-    }
-    std::string inner = project.path("shared");
-    for (int i = 0; i < 7; ++i) {
-        const std::string directory = "step" + std::to_string(i);
-        project.box.link(directory + "/l", inner);
-        inner = project.path(directory);
-    }
-    for (const unsigned source : {RYN_SOURCE_LIBRARY, RYN_SOURCE_TMP}) {
-        project.box.link(source == RYN_SOURCE_LIBRARY ? "lib/c/v/l" : "etmp/c/v/l", inner);
-        EXPECT_EQ(gathered(project, kDeep, source), NameList{"l/l/l/l/l/l/l/l/f"});
-    }
-    // One more link, and that is that.
-    project.box.link("one/l", inner).link("lib/c/v/l", project.path("one"));
-    EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), NameList{"!3"});
+TEST(DeepList, ListsManyDirectoriesBehindNineNestedLinks) {
+    BigTree::check(
+        [](const BigTree &tree) {
+            for (const std::string &directory : tree.makeDirectories("inner", 2000)) {
+                tree.makeFile(directory + "/f");
+            }
+            tree.makeFile("inner/f");
+            std::string inner = "inner";
+            for (int i = 0; i < 8; ++i) {
+                inner = tree.makeLinks("nest" + std::to_string(i), {inner});
+            }
+            return inner;
+        },
+        [](const Project &project) {
+            const NameList found = foundBelow(project.path("lib/c/v"));
+            EXPECT_EQ(found.size(), 2001U);
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), found);
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP), found);
+        });
+}
+
+TEST(DeepList, ListsManyLinkedCellsBehindTwoLinks) {
+    BigTree::check(
+        [](const BigTree &tree) {
+            const NameList cells = tree.makeDirectories("cells", 21'000);
+            tree.makeFile(cells.front() + "/f");
+            tree.makeFile(cells.back() + "/f");
+            return tree.makeLinks("project", {tree.makeLinks("release", cells)});
+        },
+        [](const Project &project) {
+            const NameList wanted = {"l/0/0/f", "l/0/20999/f"};
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), wanted);
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP), wanted);
+        });
+}
+
+TEST(DeepList, ListsManyLinksToOneDirectoryBehindTwoLinks) {
+    BigTree::check(
+        [](const BigTree &tree) {
+            const NameList cells = tree.makeDirectories("cells", 1);
+            tree.makeFile(cells.front() + "/f");
+            return tree.makeLinks("project", {tree.makeLinks("release", NameList(21'000, cells.front()))});
+        },
+        [](const Project &project) {
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY).size(), 21'000U);
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP).size(), 21'000U);
+        });
+}
+
+TEST(DeepList, ListsAHundredReleasesOfAThousandLinkedCells) {
+    BigTree::check(
+        [](const BigTree &tree) {
+            const NameList cells = tree.makeDirectories("cells", 1000);
+            tree.makeFile(cells.back() + "/f");
+            return tree.makeLinks("all", NameList(100, tree.makeLinks("release", cells)));
+        },
+        [](const Project &project) {
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY).size(), 100U);
+        });
+}
+
+/// Runs `body` with a file system in memory at the view of the place 'l' or 'e': deep trees are made fast there.
+static void withViewInMemory(const Project &project, char place, const std::function<void()> &body) {
+    test::withMountAt(project.path(Project::directoryOf(place) + "/c/v"), std::size_t{16} << 20, body);
 }
 
 TEST(DeepList, DescendsAsDeepAsPathsReach) {
-    Project project("E");
-    project.putDirectory("le", "c/v");
-    {
-        const Chain chain("lib/c/v", 1500, {1, 700, 1500});
-        EXPECT_EQ(gathered(project, kDeep),
-                  (NameList{Chain::fileAt(1500), Chain::fileAt(700), Chain::fileAt(1)}));
+    for (const char place : {'l', 'e'}) {
+        Project project("E");
+        project.putDirectory("le", "c/v");
+        withViewInMemory(project, place, [&] {
+            const Chain chain(Project::directoryOf(place) + "/c/v", 1500, {1, 700, 1500});
+            EXPECT_EQ(gathered(project, kDeep),
+                      (NameList{Chain::fileAt(1500), Chain::fileAt(700), Chain::fileAt(1)}));
+        });
     }
-    const Chain chain("etmp/c/v", 1500, {1, 700, 1500});
-    EXPECT_EQ(gathered(project, kDeep),
-              (NameList{Chain::fileAt(1500), Chain::fileAt(700), Chain::fileAt(1)}));
+}
+
+TEST(DeepList, NeedsNoMoreStackForADeepTree) {
+    for (const char place : {'l', 'e'}) {
+        Project project("E");
+        project.putDirectory("le", "c/v");
+        withViewInMemory(project, place, [&] {
+            const Chain chain(Project::directoryOf(place) + "/c/v", 1900, {1900});
+            onStackOf(std::size_t{512} << 10,
+                      [&] { EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(1900)}); });
+        });
+    }
 }
 
 TEST(DeepList, PassesOverWhatIsTooDeepForAPathInTheLibrary) {
     Project project;
     project.putDirectory("l", "c/v");
-    const Chain chain("lib/c/v", 2500, {1, 1900, 2400});
-    EXPECT_EQ(gathered(project, kDeep), (NameList{Chain::fileAt(1900), Chain::fileAt(1)}));
-    test::hideEntryTypes();
-    EXPECT_EQ(gathered(project, kDeep), (NameList{Chain::fileAt(1900), Chain::fileAt(1)}));
+    withViewInMemory(project, 'l', [&] {
+        const Chain chain("lib/c/v", 2500, {1, 1900, 2400});
+        EXPECT_EQ(gathered(project, kDeep), (NameList{Chain::fileAt(1900), Chain::fileAt(1)}));
+        test::hideEntryTypes();
+        EXPECT_EQ(gathered(project, kDeep), (NameList{Chain::fileAt(1900), Chain::fileAt(1)}));
+    });
 }
 
 TEST(DeepList, EndsWhereATemporaryDirectoryIsTooDeepForAPath) {
     Project project("E");
     project.putDirectory("l", "c/v");
     project.putDirectory("e", "c/v");
-    const Chain chain("etmp/c/v", 2500, {1});
-    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
-    test::hideEntryTypes();
-    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    withViewInMemory(project, 'e', [&] {
+        const Chain chain("etmp/c/v", 2500, {1});
+        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+        test::hideEntryTypes();
+        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    });
+}
+
+TEST(DeepList, TreatsAFileWithATooLongPathAsADirectoryWithOne) {
+    for (const char place : {'l', 'e'}) {
+        Project project("E");
+        project.putDirectory("le", "c/v");
+        withViewInMemory(project, place, [&] {
+            // The directory can be opened. The file's path is too long even without the path of the view.
+            const Chain chain(Project::directoryOf(place) + "/c/v", 1950, {1950});
+            EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(1950)});
+            chain.putAtBottom(std::string(255, 'x'));
+            EXPECT_EQ(gathered(project, kDeep),
+                      place == 'l' ? NameList{Chain::fileAt(1950)} : NameList{"!3"});
+        });
+    }
 }
 
 TEST(DeepList, HoldsOneDirectoryOpenAtATime) {
@@ -614,6 +837,20 @@ TEST(ListOfPackedLibrary, ReadsTheArchiveAndTheTemporaryDirectories) {
     EXPECT_EQ(gathered(project, 6), (NameList{"mine.x", "s/both", "s/t/deep", "top.x"}));
     EXPECT_EQ(gathered(project, 6, RYN_SOURCE_LIBRARY), (NameList{"s/both", "s/t/deep", "top.x"}));
     EXPECT_EQ(gathered(project, 6, RYN_SOURCE_TMP), (NameList{"mine.x", "s/both"}));
+}
+
+TEST(ListOfPackedLibrary, UsesNoEntryTypeOfAnotherReaddir) {
+    Packed project;
+    project.box.file("archive/lib/c/v/s/t/deep", "").file("archive/lib/c/v/top", "");
+    archives.hasOwnReaddir = true;
+    EXPECT_EQ(gathered(project, 6), (NameList{"s/t/deep", "top"}));
+}
+
+TEST(ListOfPackedLibrary, CountsNoDifferentLinksWithoutInodes) {
+    Packed project;
+    project.box.link("archive/lib/c/v/l", "."); // 40 ways
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}).size(), 1U);
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 64}), NameList{"!3"});
 }
 
 TEST(ListOfPackedLibrary, FreesEverySpecifier) {
@@ -710,6 +947,7 @@ std::set<std::string> exhaust(const Project &project, int type, const NameList &
         }
         // 3: a directory could not be opened.
         EXPECT_TRUE(code == RYN_MEMORY_ERROR || code == RYN_SYSTEM_ERROR) << code << " " << nth;
+        EXPECT_EQ(recorded.fatals.size(), code == RYN_MEMORY_ERROR ? 1U : 0U) << code << " " << nth;
         for (const test::Report &report : recorded.fatals) {
             EXPECT_EQ(report.code, RYN_MEMORY_ERROR);
             EXPECT_EQ(code, RYN_MEMORY_ERROR);
@@ -730,6 +968,9 @@ TEST(List, GivesAndReportsMemoryErrorWhenMemoryIsExhausted) {
         }
         if (type == kDeep) {
             project.put("ie", "c/v/s/below");
+        }
+        if (type == kDeep) {
+            project.box.link("lib/c/v/link", project.path("lib/c/v/s")).link("etmp/c/v/link", "s");
         }
         const NameList complete = gathered(project, type);
         EXPECT_GE(complete.size(), 4U);
