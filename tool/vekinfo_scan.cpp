@@ -1,73 +1,58 @@
-#include "tool/vekinfo_check.h"
+// The scan for redundant tag files: a depth-first walk in directory order, with an explicit stack of levels on the heap,
+// so that neither the stack nor the number of open files limits the depth. Each directory is read whole before anything
+// in it is entered. Reading (vek::readDirectory) is separate from the decisions about links, cycles and reports, which
+// follow one another in the order of the walk.
+
+#include "tool/vekinfo_scan.h"
 
 #include "common/ascii.h"
+#include "common/entry_list.h"
 #include "common/fixed_text.h"
+#include "common/growing_array.h"
+#include "common/identity_map.h"
 #include "common/owned.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
 #include "tagfile/tov.h"
-#include "tool/vekinfo_stack.h"
+#include "tool/vekinfo_check.h"
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
+using vek::DirectoryIdentity;
+using vek::DirectoryReading;
+using Links = vek::WalkGuard::Links;
+
 constexpr std::string_view kTagFileName = "vekinfo.tag";
-
-/// How often links may lead into a directory that lies on a circle of links; after that they are reported at once.
-/// Without a limit, a dozen directories that all link to each other would be walked in every order there is.
-constexpr int kMaxRounds = 100;
-
-/// Ends walks that no one would see the end of: through forty directories beside each other, each with links to those
-/// that follow it, there are a million million ways. Links behind two others are counted, and taken for loops when
-/// they are too many for the number of directories that are reached otherwise.
-class LinkBudget {
-  public:
-    void enter(bool throughLink) {
-        links_ += throughLink ? 1 : 0;
-        if (links_ <= kNearLinks) {
-            ++nearDirectories_;
-        } else if (throughLink) {
-            ++farLinks_;
-        }
-    }
-    void leave(bool throughLink) { links_ -= throughLink ? 1 : 0; }
-
-    [[nodiscard]] bool isSpent() const {
-        return links_ >= kNearLinks && farLinks_ >= kFewFarLinks + kFarLinksPerDirectory * nearDirectories_;
-    }
-
-  private:
-    static constexpr int kNearLinks = 2;
-    static constexpr long kFewFarLinks = 20'000;
-    static constexpr long kFarLinksPerDirectory = 16;
-
-    int links_ = 0; ///< that lead to the present directory
-    long nearDirectories_ = 0;
-    long farLinks_ = 0;
-};
 
 /// An entry of a directory that could be opened, whose path has at most 4095 characters.
 using EntryPath = vek::FixedText<VEK_PATH_SIZE + 1 + NAME_MAX + 1>;
 
-int reportNoMemory(const char *directory) {
-    return tovPrintError(TOV_MEMORY_ERROR, "while looking for vekinfo.tag files", directory, 0);
+void reportNoMemory(const char *directory) {
+    tovPrintError(TOV_MEMORY_ERROR, "while looking for vekinfo.tag files", directory, 0);
 }
 
-/// What the type that came with an entry tells about it.
+void reportCycle(const char *directory) {
+    tovPrintError(TOV_INVALID_PATH, "there seems to be a linkloop", directory, 0);
+}
+
+/// What the type that was read with an entry says about it.
 enum class Kind { File, Directory, Unknown };
 
 Kind kindOf(unsigned char type, bool isTagFileName) {
     switch (type) {
     case DT_DIR:
-        // In a directory that cannot be searched even a directory of that name counts as a file.
+        // In a directory without search permission even a directory of that name counts as a file.
         return isTagFileName ? Kind::Unknown : Kind::Directory;
     case DT_LNK:
     case DT_UNKNOWN:
@@ -77,84 +62,85 @@ Kind kindOf(unsigned char type, bool isTagFileName) {
     }
 }
 
-/// What a directory is, whatever path leads to it.
-struct Identity {
-    dev_t device = 0;
-    ino_t inode = 0;
-    bool known = false;
-
-    bool operator==(const Identity &) const = default;
-
-    static Identity of(const char *path) {
-        struct stat status = {};
-        const bool known = stat(path, &status) == 0;
-        return {status.st_dev, status.st_ino, known};
-    }
-};
-
-/// Counts how often links have led into directories that lie on a circle of links.
-class Rounds {
+/// Finds out whether one directory lies above another by following "..". The parents that are found are cached.
+class Ancestors {
   public:
-    [[nodiscard]] int of(const Identity &directory) const {
-        const std::size_t place = find(directory);
-        return place < counts_.size() ? counts_[place].rounds : 0;
-    }
-
-    /// @return false when memory is exhausted
-    [[nodiscard]] bool count(const Identity &directory) {
-        const std::size_t place = find(directory);
-        if (place == counts_.size()) {
-            return counts_.push({directory, 1});
+    /// @param path  a path of `start`
+    /// @return true if `directory` is above `start`; false also if that cannot be found out
+    bool contain(const DirectoryIdentity &directory, const DirectoryIdentity &start, const char *path) {
+        DirectoryIdentity current = start;
+        std::size_t steps = 0;
+        for (; steps < kMostSteps; ++steps) {
+            const std::optional<DirectoryIdentity> parent = parentOf(current, path, steps);
+            if (!parent || *parent == current) { // ".." of the root directory is the root directory
+                return false;
+            }
+            if (*parent == directory) {
+                return true;
+            }
+            current = *parent;
         }
-        ++counts_[place].rounds;
-        return true;
+        return false;
     }
 
   private:
-    struct Count {
-        Identity directory;
-        int rounds;
-    };
+    /// As many "/.." as fit into a path. Cached parents of a tree that changes may form a cycle.
+    static constexpr std::size_t kMostSteps = vek::PathText::kCapacity / 3;
+    /// Limits the memory to some megabytes.
+    static constexpr std::size_t kMostCached = 100'000;
 
-    [[nodiscard]] std::size_t find(const Identity &directory) const {
-        std::size_t i = 0;
-        while (i < counts_.size() && counts_[i].directory != directory) {
-            ++i;
+    /// @param path, steps  as many steps up from `path` lead to the directory
+    std::optional<DirectoryIdentity> parentOf(const DirectoryIdentity &directory, const char *path,
+                                              std::size_t steps) {
+        if (const DirectoryIdentity *parent = parents_.find(directory)) {
+            return *parent;
         }
-        return i;
+        vek::PathText above;
+        bool fits = above.assign(path);
+        for (std::size_t i = 0; fits && i <= steps; ++i) {
+            fits = above.append("/..");
+        }
+        const std::optional<DirectoryIdentity> parent =
+            fits ? DirectoryIdentity::of(above.c_str()) : std::nullopt;
+        if (parents_.size() >= kMostCached) {
+            parents_.clear();
+        }
+        if (parent) {
+            static_cast<void>(parents_.store(directory, *parent)); // without memory it is not cached
+        }
+        return parent;
     }
 
-    VekinfoStack<Count> counts_;
+    vek::IdentityMap<DirectoryIdentity> parents_;
 };
 
 /// How a directory is entered.
-enum class Way {
-    FromTop,   ///< a tag file in it is not redundant
-    FromAbove, ///< its path goes on from that of the level above
-    ThroughLink
+enum class Entered {
+    Top,   ///< the scan begins there; a tag file in it is not redundant
+    Plain, ///< as an entry of the directory above it, or as the beginning of a scan that is not at the top
+    Link
 };
 
-/// A directory on the way down. Its path and its entries, each a type and a name, stand in the scan's texts.
+/// One directory on the present descent.
 struct Level {
-    Way way;
-    std::size_t path; ///< where its path begins
-    std::size_t next; ///< where the entry begins that is looked at next
-    bool isOnCircle;  ///< a link below led back to it, or to a directory above it
-
-    // What is asked for when it is needed first.
-    Identity identity;
-    bool knowsAncestors;
-    std::size_t ancestors; ///< where they begin in the scan's list, when the path begins anew with this level
+    Entered entered;
+    std::size_t path;    ///< offset of its path in the scan's paths
+    std::size_t segment; ///< the level where its path begins: that of the last link, or 0
+    vek::EntryList entries;
+    std::size_t next = 0; ///< position of the entry that is looked at next
+    std::optional<DirectoryIdentity> identity;
+    Links links = Links::Unread;
 };
 
-/// A walk over everything below one directory. A directory is read whole before anything in it is entered, and all
-/// levels stand on the heap: no tree is too deep for the stack or the number of open files.
+/// One scan of everything below a directory.
 class Scan {
   public:
-    void run(const char *directory, Way way) {
-        enter(directory, way);
+    explicit Scan(const vek::LinkLimit &limit) : guard_(limit) {}
+
+    void run(const char *directory, Entered entered) {
+        enter(directory, entered, std::nullopt);
         while (!levels_.empty()) {
-            if (levels_.top().next == texts_.size()) {
+            if (levels_.top().entries.isEnd(levels_.top().next)) {
                 leave();
             } else {
                 lookAtNextEntry();
@@ -163,66 +149,79 @@ class Scan {
     }
 
   private:
-    [[nodiscard]] const char *pathOf(const Level &level) const { return &texts_[level.path]; }
+    [[nodiscard]] const char *pathOf(const Level &level) const { return &paths_[level.path]; }
     [[nodiscard]] const char *directory() const { return pathOf(levels_.top()); }
 
-    /// Goes down into a directory; one that cannot be opened is passed over.
-    /// @param path  not in the texts
-    void enter(const char *path, Way way) {
-        const vek::OwnedDirectory stream(opendir(path));
-        if (!stream) {
+    /// Reads a directory and adds it to the descent. A directory that cannot be opened is passed over.
+    /// @param path      not in the scan's paths
+    /// @param identity  known for the target of a link
+    void enter(const char *path, Entered entered, std::optional<DirectoryIdentity> identity) {
+        const bool beginsPath = entered == Entered::Link || levels_.empty();
+        const std::size_t segment = beginsPath ? levels_.size() : levels_.top().segment;
+        const bool isBelowLink = segment > 0;
+        Level level = {entered, paths_.size(), segment, std::move(spare_), 0, identity, Links::Unread};
+        level.entries.clear();
+        const DirectoryReading reading =
+            vek::readDirectory(path, level.entries, isBelowLink && !identity ? &level.identity : nullptr);
+        if (reading.outcome == DirectoryReading::Outcome::NotOpened) {
             return;
         }
-        const std::size_t begin = texts_.size();
-        const std::size_t size = std::strlen(path) + 1;
-        if (!texts_.push(path, size) || !pushEntries(stream.get()) ||
-            !levels_.push({way, begin, begin + size, false, {}, false, 0})) {
-            texts_.shrink(begin);
+        if (entered == Entered::Plain && level.identity && isAboveSegment(*level.identity, segment)) {
+            reportCycle(directory());
+            return;
+        }
+        if (reading.outcome == DirectoryReading::Outcome::NoMemory || !push(path, std::move(level))) {
             reportNoMemory(path);
-            return;
         }
-        budget_.enter(way == Way::ThroughLink);
     }
 
-    bool pushEntries(DIR *stream) {
-        while (const dirent *entry = readdir(stream)) {
-            const std::string_view name(entry->d_name);
-            const bool isSkipped = name == "." || name == "..";
-            if (!isSkipped && (!texts_.push(static_cast<char>(entry->d_type)) ||
-                               !texts_.push(name.data(), name.size() + 1))) {
-                return false;
-            }
+    /// @return false if memory is exhausted
+    bool push(const char *path, Level &&level) {
+        const std::size_t size = std::strlen(path) + 1;
+        char *copy = paths_.extend(size);
+        if (copy == nullptr) {
+            return false;
+        }
+        std::memcpy(copy, path, size);
+        if (!levels_.push(std::move(level))) {
+            paths_.shrink(paths_.size() - size);
+            return false;
         }
         return true;
     }
 
     void leave() {
         Level &level = levels_.top();
-        if (level.isOnCircle && level.way == Way::ThroughLink && !rounds_.count(identityOf(level))) {
-            reportNoMemory(pathOf(level));
+        const std::size_t number = levels_.size() - 1;
+        if (number < identified_) {
+            identified_ = number;
+            if (level.identity) {
+                guard_.leave(*level.identity, number);
+            }
         }
-        if (level.knowsAncestors) {
-            ancestors_.shrink(level.ancestors);
+        paths_.shrink(level.path);
+        if (level.entries.capacity() <= kMostSpare) {
+            spare_ = std::move(level.entries);
         }
-        budget_.leave(level.way == Way::ThroughLink);
-        texts_.shrink(level.path);
         levels_.pop();
     }
 
     void lookAtNextEntry() {
         Level &level = levels_.top();
-        const auto type = static_cast<unsigned char>(texts_[level.next]);
-        const std::string_view name(&texts_[level.next + 1]);
-        level.next += 1 + name.size() + 1;
+        const vek::EntryList::Entry entry = level.entries.at(level.next);
+        level.next = entry.next;
 
-        const bool isTagFileName = name == kTagFileName;
-        const Kind kind = kindOf(type, isTagFileName);
+        const bool isTagFileName = entry.name == kTagFileName;
+        const Kind kind = kindOf(entry.type, isTagFileName);
+        if (isLimitReached_ && entry.type == DT_LNK && !isTagFileName) {
+            return;
+        }
         EntryPath path;
-        if (kind == Kind::File || !path.assign(directory(), "/", name) ||
+        if (kind == Kind::File || !path.assign(directory(), "/", entry.name) ||
             (kind == Kind::Unknown && vekFileIsDirectory(path.c_str()) == 0)) {
-            reportIf(isTagFileName && level.way != Way::FromTop);
+            reportIf(isTagFileName && level.entered != Entered::Top);
         } else if (kind == Kind::Directory) {
-            enter(path.c_str(), Way::FromAbove);
+            enter(path.c_str(), Entered::Plain, std::nullopt);
         } else {
             enterOrFollow(path.c_str());
         }
@@ -234,7 +233,7 @@ class Scan {
         }
     }
 
-    /// Enters a directory that may be reached through a link.
+    /// Enters a directory whose last path component may be a symbolic link.
     void enterOrFollow(const char *path) {
         vek::PathText target;
         const ssize_t length = readlink(path, target.data(), vek::PathText::kCapacity);
@@ -242,13 +241,16 @@ class Scan {
             target.setSize(static_cast<std::size_t>(length));
             follow(path, target.view());
         } else if (errno == EINVAL) {
-            enter(path, Way::FromAbove);
+            enter(path, Entered::Plain, std::nullopt);
         } else {
             tovPrintError(TOV_INVALID_PATH, directory(), nullptr, 0);
         }
     }
 
     void follow(const char *link, std::string_view target) {
+        if (isLimitReached_ || !countLink()) {
+            return;
+        }
         const vek::OwnedText absolute =
             vek::startsWith(target, "/") ? vek::copyText(target) : vek::joinText(directory(), "/", target);
         if (!absolute) {
@@ -261,85 +263,95 @@ class Scan {
             return;
         }
         normalized.measure();
-        if (leadsBack(normalized)) {
-            tovPrintError(TOV_INVALID_PATH, "there seems to be a linkloop", directory(), 0);
+        // Documented: the texts are compared. In "/proj/lib" a link to "/proj/li" counts as a cycle, too.
+        if (vek::startsWith(directory(), normalized.view())) {
+            reportCycle(directory());
             return;
         }
-        enter(normalized.c_str(), Way::ThroughLink);
+        const std::optional<DirectoryIdentity> identity = DirectoryIdentity::of(normalized.c_str());
+        if (identity && isCycle(*identity)) {
+            reportCycle(directory());
+            return;
+        }
+        enter(normalized.c_str(), Entered::Link, identity);
     }
 
-    // ---- links that lead back
+    // ---- cycles, and the limit of ways through links
 
-    bool leadsBack(const vek::PathText &target) {
-        // The texts are compared as they stand, on purpose: in "/proj/lib" a link to "/proj/li" leads back, too.
-        if (vek::startsWith(directory(), target.view())) {
+    /// @return false if the link is not to be followed, for a reason that has been reported
+    bool countLink() {
+        Level &level = levels_.top();
+        if (!identifyLevels()) {
+            reportNoMemory(directory());
+            return false;
+        }
+        if (level.links == Links::Unread && level.identity) {
+            level.links = guard_.meetLinksOf(*level.identity);
+        }
+        if (level.links == Links::NoMemory) {
+            level.links = Links::Unread;
+            reportNoMemory(directory());
+            return false;
+        }
+        if (!guard_.countWay(level.links)) {
+            isLimitReached_ = true;
+            tovPrintError(TOV_INVALID_PATH, "too many ways through symbolic links, the rest are not followed",
+                          directory(), 0);
+            return false;
+        }
+        return true;
+    }
+
+    /// Adds the levels to the guard's descent that it does not have yet. As long as no link is met nothing is added, and
+    /// no directory is asked for its identity. @return false if memory is exhausted
+    bool identifyLevels() {
+        for (; identified_ < levels_.size(); ++identified_) {
+            Level &level = levels_[identified_];
+            if (!level.identity) {
+                level.identity = DirectoryIdentity::of(pathOf(level));
+            }
+            if (level.identity && !guard_.enter(*level.identity, identified_)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// @return true if the target of a link is on the present descent, or above the directory in which the path of the
+    ///         present directory begins
+    bool isCycle(const DirectoryIdentity &identity) {
+        if (guard_.levelOf(identity)) {
             return true;
         }
-        const Identity identity = Identity::of(target.c_str());
-        const std::size_t place = identity.known ? placeOf(identity) : levels_.size();
-        for (std::size_t i = place; i < levels_.size(); ++i) {
-            levels_[i].isOnCircle = true;
-        }
-        return place < levels_.size() || rounds_.of(identity) >= kMaxRounds || budget_.isSpent();
+        const Level &start = levels_[levels_.top().segment];
+        return start.identity && ancestors_.contain(identity, *start.identity, pathOf(start));
     }
 
-    /// @return the level that is the directory; the one where the lowest level's path begins when the directory lies
-    ///         above that path; or the number of levels when it is none of these
-    std::size_t placeOf(const Identity &identity) {
-        std::size_t begin = 0;
-        for (std::size_t i = 0; i < levels_.size(); ++i) {
-            if (identityOf(levels_[i]) == identity) {
-                return i;
-            }
-            begin = levels_[i].way == Way::FromAbove ? begin : i;
-        }
-        learnAncestors(levels_[begin]);
-        for (std::size_t i = levels_[begin].ancestors; i < ancestors_.size(); ++i) {
-            if (ancestors_[i] == identity) {
-                return begin;
-            }
-        }
-        return levels_.size();
+    /// A directory that is no link can be on the descent if a link leads to a directory above one of the descent. Only
+    /// the levels above the last link count: what repeats after it is a bind mount, which is finite.
+    [[nodiscard]] bool isAboveSegment(const DirectoryIdentity &identity, std::size_t segment) const {
+        const std::optional<std::size_t> level = guard_.levelOf(identity);
+        return level && *level < segment;
     }
 
-    const Identity &identityOf(Level &level) {
-        if (!level.identity.known) {
-            level.identity = Identity::of(pathOf(level));
-        }
-        return level.identity;
-    }
+    /// Larger memory is not kept for a small directory.
+    static constexpr std::size_t kMostSpare = 4096;
 
-    /// Lists the directories above the level where the lowest level's path begins, as far as their paths and the
-    /// memory reach.
-    void learnAncestors(Level &level) {
-        if (level.knowsAncestors) {
-            return;
-        }
-        level.knowsAncestors = true;
-        level.ancestors = ancestors_.size();
-        vek::PathText path;
-        Identity last = level.identity;
-        bool goesOn = path.assign(pathOf(level));
-        while (goesOn && path.append("/..")) {
-            const Identity above = Identity::of(path.c_str());
-            goesOn = above.known && above != last;
-            if (goesOn && !ancestors_.push(above)) {
-                reportNoMemory(pathOf(level));
-                return;
-            }
-            last = above;
-        }
-    }
-
-    VekinfoStack<char> texts_;
-    VekinfoStack<Level> levels_;
-    VekinfoStack<Identity> ancestors_; ///< of the levels that know them, in the order of the levels
-    Rounds rounds_;
-    LinkBudget budget_;
+    vek::EntryList spare_;          ///< memory for the next directory that is read
+    vek::GrowingArray<char> paths_; ///< the paths of all levels, each with a NUL
+    vek::GrowingArray<Level> levels_;
+    std::size_t identified_ = 0; ///< the number of levels, from the top on, that the guard's descent has
+    Ancestors ancestors_;
+    vek::WalkGuard guard_;
+    bool isLimitReached_ = false;
 };
 
 } // namespace
 
+void vekinfoScanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit) {
+    Scan(limit).run(dir, isTop ? Entered::Top : Entered::Plain);
+}
+
 void tovScanSubdirsForVekinfo(const char *dir, int isTop) {
-    Scan().run(dir, isTop != 0 ? Way::FromTop : Way::FromAbove);
+    vekinfoScanSubdirs(dir, isTop != 0, {});
 }
