@@ -455,6 +455,21 @@ TEST_F(LocalSearch, TheDeviceIsTheOneTheStartReallyLiesOn) {
     });
 }
 
+TEST_F(LocalSearch, ALinkToAnotherFileSystemEndsTheSearch) {
+    box.file("vekinfo.tag", "X outside\n").directory("a/start").directory("m");
+    test::withMountAt(box.path("m"), 1U << 20U, [this] {
+        box.directory("m/start").file("m/b/vekinfo.tag", "X inside\n");
+        // Both starts are links back to the file system that the link above them leaves.
+        box.link("a/l", at("m/b")).link("m/b/c", at("a/start"));
+        EXPECT_EQ("none", where(at("a/l/c"), "X"));
+        EXPECT_EQ("none", whereFresh(at("a/l/c"), "X"));
+        box.link("m/l", at("a")).link("a/c", at("m/start")).file("a/vekinfo.tag", "X outside\n");
+        EXPECT_EQ("none", whereFresh(at("m/l/c"), "X"));
+        // The same links on one file system are followed.
+        EXPECT_EQ(at("a/vekinfo.tag"), whereFresh(at("m/l/start"), "X"));
+    });
+}
+
 // ---- buffers and odd arguments
 
 TEST_F(LocalSearch, LongStartsAreWalkedWithoutLoss) {
