@@ -1,7 +1,11 @@
 # What every room of the house is built with.
 
 add_library(vek_house_rules INTERFACE)
-target_compile_options(vek_house_rules INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_options(vek_house_rules INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(PROJECT_IS_TOP_LEVEL)
+  # The warnings of another project's compiler do not fail its build.
+  target_compile_options(vek_house_rules INTERFACE -Werror)
+endif()
 target_compile_options(
   vek_house_rules INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 target_include_directories(vek_house_rules INTERFACE ${PROJECT_SOURCE_DIR})

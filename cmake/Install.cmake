@@ -1,57 +1,98 @@
-# What `cmake --install` puts where, under any prefix. Components: tool (vekinfo and what its users read), runtime
-# (the shared library), development (headers, archive, package files, examples).
+# What `cmake --install` puts where, under any prefix. Components:
+#
+#   tool           vekinfo and what its users read
+#   runtime        the shared library
+#   development    what depends on the library directory: archive, link to the shared library, files for pkg-config
+#                  and CMake
+#   headers        the rest of what programs are built with: headers, manual pages, examples
+#   documentation  the manual pages as HTML
+#
+# A distribution has its own library directory. The components runtime_deb, development_deb, runtime_rpm and
+# development_rpm install to it, under the prefix /usr. They are for packages only (Package.cmake).
 
 # ---- programs and libraries
+
+install(TARGETS vekinfo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 
 set_target_properties(vek PROPERTIES EXPORT_NAME vek_static)
 set_target_properties(vek_shared PROPERTIES EXPORT_NAME vek)
 
-install(TARGETS vekinfo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-install(
-  TARGETS vek vek_shared
-  EXPORT vek
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
-
-# ---- for programs that use the library: #include <vek/...>, find_package(vek), pkg-config vek
-
-install(FILES ${VEK_INSTALLED_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vek COMPONENT development)
-
-set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vek)
-install(EXPORT vek NAMESPACE vek:: FILE vek-config.cmake DESTINATION ${package_dir} COMPONENT development)
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vek-config-version.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/vek-config-version.cmake DESTINATION ${package_dir} COMPONENT development)
-
-# The prefix is told from where vek.pc lies, so that an installed tree can be moved.
-set(pkgconfig_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${pkgconfig_dir} OUTPUT_VARIABLE prefix_from_pkgconfig)
-foreach(place IN ITEMS LIBDIR INCLUDEDIR)
-  if(IS_ABSOLUTE "${CMAKE_INSTALL_${place}}")
-    set(pkgconfig_${place} ${CMAKE_INSTALL_${place}})
-  else()
-    set(pkgconfig_${place} \${prefix}/${CMAKE_INSTALL_${place}})
-  endif()
-endforeach()
 # What an archive of unoptimized objects may need (HouseRules.cmake).
 set(pkgconfig_private_libs)
 if(NOT VEK_LINKER_LANGUAGE STREQUAL "C")
   set(pkgconfig_private_libs -lstdc++)
 endif()
-configure_file(${PROJECT_SOURCE_DIR}/cmake/vek.pc.in ${PROJECT_BINARY_DIR}/vek.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vek.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# ---- documentation, completions, examples
-
-foreach(section IN ITEMS 1 3 5)
-  file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.${section})
-  if(section EQUAL 3)
-    set(component development)
-  else()
-    set(component tool)
+# vek_install_libraries(<library directory> <suffix of the components> <prefix for pkg-config>)
+#
+# Installs both libraries, and what finds them: find_package(vek), pkg-config vek. With a suffix, only when asked for
+# its components.
+function(vek_install_libraries libdir suffix pkgconfig_prefix)
+  set(option)
+  if(suffix)
+    set(option EXCLUDE_FROM_ALL)
   endif()
-  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
-endforeach()
+  install(
+    TARGETS vek vek_shared
+    EXPORT vek${suffix}
+    ARCHIVE DESTINATION ${libdir} COMPONENT development${suffix} ${option}
+    LIBRARY DESTINATION ${libdir} COMPONENT runtime${suffix} NAMELINK_COMPONENT development${suffix} ${option})
+  set(package_dir ${libdir}/cmake/vek)
+  install(EXPORT vek${suffix} NAMESPACE vek:: FILE vek-config.cmake DESTINATION ${package_dir}
+          COMPONENT development${suffix} ${option})
+  install(FILES ${PROJECT_BINARY_DIR}/vek-config-version.cmake DESTINATION ${package_dir}
+          COMPONENT development${suffix} ${option})
+
+  foreach(directory IN ITEMS ${libdir} ${CMAKE_INSTALL_INCLUDEDIR})
+    if(NOT IS_ABSOLUTE ${directory})
+      set(directory \${prefix}/${directory})
+    endif()
+    list(APPEND pkgconfig_dirs ${directory})
+  endforeach()
+  list(POP_FRONT pkgconfig_dirs pkgconfig_libdir pkgconfig_includedir)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/vek.pc.in ${PROJECT_BINARY_DIR}/pkgconfig${suffix}/vek.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/pkgconfig${suffix}/vek.pc DESTINATION ${libdir}/pkgconfig
+          COMPONENT development${suffix} ${option})
+endfunction()
+
+# The prefix is computed from the directory of vek.pc, so that an installed tree can be moved.
+set(pkgconfig_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${pkgconfig_dir} OUTPUT_VARIABLE prefix_from_pkgconfig)
+vek_install_libraries(${CMAKE_INSTALL_LIBDIR} "" \${pcfiledir}/${prefix_from_pkgconfig})
+
+# A package is not moved: with the literal prefix, pkg-config leaves out the options of the system's own directories.
+set(debian_libdir lib)
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  string(APPEND debian_libdir /${CMAKE_LIBRARY_ARCHITECTURE})
+endif()
+vek_install_libraries(${debian_libdir} _deb /usr)
+vek_install_libraries(lib64 _rpm /usr)
+
+# ---- for programs that use the library
+
+install(FILES ${VEK_INSTALLED_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vek COMPONENT headers)
+
+install(
+  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+  COMPONENT headers
+  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
+  DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE
+  PATTERN walkthrough EXCLUDE)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/examples/walkthrough DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+        COMPONENT headers)
+
+# ---- documentation, completions, editors
+
+file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.3)
+vek_manual_pages(headers ${pages})
+file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[15])
+vek_manual_pages(tool ${pages})
+if(VEK_BUILD_PAGES)
+  install(DIRECTORY ${VEK_PAGES_DIR}/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/html COMPONENT documentation)
+endif()
 
 # vek_install_completion(<file in completions/> <directory> <installed name>)
 function(vek_install_completion source directory name)
@@ -73,13 +114,3 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/editors/vscode/syntaxes DESTINATION ${CM
 install(FILES ${PROJECT_SOURCE_DIR}/editors/vscode/package.json
               ${PROJECT_SOURCE_DIR}/editors/vscode/language-configuration.json
         DESTINATION ${CMAKE_INSTALL_DATADIR}/vek/vscode COMPONENT tool)
-
-install(
-  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
-  COMPONENT development
-  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
-  DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE
-  PATTERN walkthrough EXCLUDE)
-install(PROGRAMS ${PROJECT_SOURCE_DIR}/examples/walkthrough DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
-        COMPONENT development)

@@ -7,12 +7,15 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 from collections.abc import Iterator
 from typing import Callable
 
 import pytest
 
 SOURCE = pathlib.Path(__file__).resolve().parents[3]
+# chromium.py
+sys.path.append(str(SOURCE / "tests" / "support"))
 
 #: The tool whose answers the binding's are compared with.
 VEKINFO = os.environ.get("VEKINFO", "vekinfo")

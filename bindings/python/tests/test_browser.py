@@ -10,36 +10,19 @@ from collections.abc import Iterator
 
 import pytest
 from selenium import webdriver
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
 import vek
+from chromium import problems, start
 from conftest import VEKINFO
 from vek.report import main
 from vek.report._page import render
 from vek.site import ConfigurePlan, Problem, ProblemKind, Site, SiteFile, SiteLibrary
 
-FLAGS = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
---disable-component-update --disable-sync --window-size=1280,900""".split()
-
 #: The second that the page of 20,000 libraries may take, of the processor time of its main thread: a figure that
 #: other processes on the machine do not change much.
 LIMIT = 1.0
-
-
-def start(directory: pathlib.Path, **preferences: int) -> webdriver.Chrome:
-    options = Options()
-    options.binary_location = "/usr/bin/chromium"
-    for flag in FLAGS:
-        options.add_argument(flag)
-    options.add_argument(f"--user-data-dir={directory}")
-    options.add_experimental_option("prefs", preferences)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    # The browser makes its home directory.
-    environment = {**os.environ, "HOME": str(directory)}
-    return webdriver.Chrome(service=Service("/usr/bin/chromedriver", env=environment), options=options)
 
 
 @pytest.fixture(scope="module")
@@ -61,7 +44,7 @@ def open_page(driver: webdriver.Chrome, *arguments: str) -> None:
     driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "", "features": []})
     assert main(["--quiet", "--vekinfo", VEKINFO, "-o", "page.html", *arguments]) == 0
     driver.get(pathlib.Path("page.html").resolve().as_uri())
-    assert [entry for entry in driver.get_log("browser") if "favicon" not in entry["message"]] == []
+    assert problems(driver) == []
 
 
 def names(driver: webdriver.Chrome) -> list[str]:
