@@ -122,6 +122,10 @@ endforeach()
 if(VEK_BUILD_PYTHON)
   include(${PROJECT_SOURCE_DIR}/bindings/python/Package.cmake)
 endif()
+set(vek_tcl_package_options)
+if(VEK_BUILD_TCL)
+  include(${PROJECT_SOURCE_DIR}/bindings/tcl/Package.cmake)
+endif()
 
 # ---- when packages are made
 
@@ -131,4 +135,5 @@ set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/PackageOptions.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/PackageFiles.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/PackageArchive.cmake)
 set(CPACK_VEK_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+set(CPACK_VEK_ARCHITECTURE ${CMAKE_LIBRARY_ARCHITECTURE})
 include(CPack)

@@ -43,6 +43,17 @@ function(change_debian_files root package)
   file(COPY ${changelog} DESTINATION ${share}/doc/${package})
   compress(${share}/doc/${package}/changelog)
   move(${share}/zsh/site-functions ${share}/zsh/vendor-completions)
+
+  # Tcl packages with a library of their own. They find the shared library in the system's directory.
+  file(GLOB tcl_packages ${root}/usr/lib/tcltk/*)
+  foreach(directory IN LISTS tcl_packages)
+    cmake_path(GET directory FILENAME name)
+    move(${directory} ${root}/usr/lib/tcltk/${CPACK_VEK_ARCHITECTURE}/${name})
+    file(GLOB libraries ${root}/usr/lib/tcltk/${CPACK_VEK_ARCHITECTURE}/${name}/*.so)
+    foreach(library IN LISTS libraries)
+      file(RPATH_REMOVE FILE ${library})
+    endforeach()
+  endforeach()
 endfunction()
 
 # By their convention, shared libraries are executable.
