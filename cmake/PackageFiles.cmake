@@ -44,6 +44,20 @@ function(change_debian_files root package)
   compress(${share}/doc/${package}/changelog)
   move(${share}/zsh/site-functions ${share}/zsh/vendor-completions)
 
+  # Pages of section n are in section 3tcl.
+  file(GLOB pages ${share}/man/mann/*.n.gz)
+  foreach(page IN LISTS pages)
+    cmake_path(GET page STEM name)
+    execute_process(COMMAND ${gzip} --decompress --stdout ${page} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX REPLACE "(\n[.]Dt [^ ]+) n\n" "\\1 3tcl\n" text "${text}")
+    file(WRITE ${share}/man/man3/${name}.3tcl "${text}")
+    compress(${share}/man/man3/${name}.3tcl)
+    file(REMOVE ${page})
+  endforeach()
+  if(pages)
+    file(REMOVE_RECURSE ${share}/man/mann)
+  endif()
+
   # Tcl packages with a library of their own. They find the shared library in the system's directory.
   file(GLOB tcl_packages ${root}/usr/lib/tcltk/*)
   foreach(directory IN LISTS tcl_packages)
