@@ -1,9 +1,9 @@
-What holds for all manual pages.
+Properties of all manual pages.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ cd "$TESTDIR/../../docs/man"
 
-The programs that show them have no complaint:
+mandoc and man report no problems:
 
   $ ls *.[135] | wc -l
   11
@@ -12,7 +12,7 @@ The programs that show them have no complaint:
   >     LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>&1 >/dev/null
   > done
 
-Every option is described, every code has its text, and every keyword its meaning:
+Every option, keyword, statement and command is described:
 
   $ vekinfo | grep -o -e '-[a-z][a-z]*' | sort -u | while read -r option; do
   >     grep -q "^.It Fl.* \\?${option#-}\\b" vekinfo.1 || echo "$option"
@@ -27,7 +27,7 @@ Every option is described, every code has its text, and every keyword its meanin
   >     grep -q "^.It Ic $command" puxLookupConfig.5 || echo "$command"
   > done
 
-Every variable that is read by its name is described:
+Every environment variable that the code reads by name is described:
 
   $ cd ../..
   $ named() { grep -ho 'getenv("[A-Za-z_]*")' */*.cpp | sed 's/.*"\(.*\)".*/\1/' | sort -u; }

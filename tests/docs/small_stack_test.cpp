@@ -164,6 +164,21 @@ TEST_F(SmallStack, QueriesAndIteratesLibraries) {
     });
 }
 
+TEST_F(SmallStack, ListsFilesOfDeepView) {
+    constexpr int kLevels = 1900; // a path has at most 4095 characters
+    box.file("lib/cell/view/" + deepPath(kLevels) + "/file", "")
+        .file("vek.lib", "DEFINE lib lib\nASSIGN lib TMP tmp\n");
+    box.file("tmp/cell/view/" + deepPath(kLevels) + "/file2", "");
+    runInThread([&] {
+        rynHandle registry = nullptr;
+        ASSERT_EQ(rynInitialize("vek.lib", acceptDiagnostic, &registry), RYN_OK);
+        rynContext *context = nullptr;
+        ASSERT_EQ(rynIterateAllViewFiles(registry, "lib", "cell", "view", &context), RYN_OK);
+        EXPECT_EQ(countItems(context, rynNextFile), 2);
+        rynReleaseHandle(registry);
+    });
+}
+
 TEST_F(SmallStack, LooksUpFromDeepDirectoryThroughLinks) {
     constexpr int kLevels = 400; // a converted path has at most 1023 characters
     const std::string path = deepPath(kLevels);
