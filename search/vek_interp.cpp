@@ -1,6 +1,5 @@
 #include "search/vek_interp.h"
 
-#include "common/owned.h"
 #include "search/veki_interp.h"
 
 #include <algorithm>
@@ -127,12 +126,12 @@ std::size_t findReference(std::string_view text, std::size_t from) {
 /// Hands what `text` expands to, piece by piece, to `take`, until that answers false.
 /// @return whether a reference was replaced by its value
 template <typename Take>
-bool expand(std::span<char> text, vekInterpArgs &args, Take take) {
+bool expand(std::string_view text, vekInterpArgs &args, Take take) {
     InterpValue value;
     bool replaced = false;
     std::size_t at = 0;
     while (at < text.size()) {
-        const std::size_t next = findReference({text.data(), text.size()}, at);
+        const std::size_t next = findReference(text, at);
         if (next > at && !take(std::string_view(text.data() + at, next - at))) {
             break;
         }
@@ -150,7 +149,7 @@ bool expand(std::span<char> text, vekInterpArgs &args, Take take) {
 }
 
 /// The bytes that `text` expands to, the NUL included. Records nothing in `args`.
-std::size_t measure(std::span<char> text, const vekInterpArgs &args) {
+std::size_t measure(std::string_view text, const vekInterpArgs &args) {
     vekInterpArgs measuring = {};
     measuring.flags = args.flags;
     measuring.fileName = args.fileName;
@@ -166,21 +165,6 @@ std::size_t measure(std::span<char> text, const vekInterpArgs &args) {
 struct Pass {
     bool replaced;  ///< whether a reference was replaced by its value
     bool succeeded; ///< whether the result fitted and no problem was recorded
-};
-
-/// What a pass reads while it writes, in the heap when it is longer than a path.
-class SourceCopy {
-  public:
-    explicit SourceCopy(std::string_view source)
-        : size_(source.size()), long_(path_.assign(source) ? nullptr : copyText(source)) {}
-
-    [[nodiscard]] bool exists() const { return size_ <= PathText::kCapacity || long_; }
-    [[nodiscard]] std::span<char> text() { return {long_ ? long_.get() : path_.data(), size_}; }
-
-  private:
-    std::size_t size_;
-    PathText path_;
-    OwnedText long_;
 };
 
 Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
@@ -207,7 +191,7 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
     if (findReference(source, 0) == source.size()) {
         return copyPlain(source, output, args);
     }
-    SourceCopy copy(source);
+    const TextCopy copy(source);
     if (!copy.exists()) {
         output.terminate();
         recordProblem(args, InterpProblem::OutTooSmall, kNoPosition);
@@ -217,11 +201,11 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
     bool replaced = false;
     if (output.hasRoom()) {
         replaced =
-            expand(copy.text(), args, [&output](std::string_view piece) { return output.append(piece); });
+            expand(copy.view(), args, [&output](std::string_view piece) { return output.append(piece); });
     }
     const Pass pass = finishPass(output, replaced, args);
     if (!output.hasRoom()) {
-        args.neededSize = measure(copy.text(), args);
+        args.neededSize = measure(copy.view(), args);
     }
     return pass;
 }

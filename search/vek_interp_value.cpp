@@ -15,31 +15,13 @@ namespace {
 enum class Lookup : std::uint8_t {
     Found,
     Unchanged, ///< the reference stays as it is, without an error
-    Failed     ///< the reference stays as it is, with an error
-};
-
-/// A part of the text, for C functions: the character behind it is NUL while this lives.
-class Terminated {
-  public:
-    Terminated(std::span<char> text, std::size_t begin, std::size_t end)
-        : text_(text.data() + begin), end_(text.data() + end), saved_(*end_) {
-        *end_ = '\0';
-    }
-    ~Terminated() { *end_ = saved_; }
-    Terminated(const Terminated &) = delete;
-    Terminated &operator=(const Terminated &) = delete;
-
-    [[nodiscard]] const char *c_str() const { return text_; }
-
-  private:
-    char *text_;
-    char *end_;
-    char saved_;
+    Failed,    ///< the reference stays as it is, with an error
+    NoMemory   ///< the reference stays as it is, with the error for exhausted memory
 };
 
 /// What evaluating one reference works with.
 struct Evaluation {
-    std::span<char> text;
+    std::string_view text;
     std::size_t at; ///< where the reference begins
     vekInterpArgs &args;
     InterpValue &value;
@@ -105,9 +87,12 @@ Lookup lookUpVariable(const char *name, InterpValue &value) {
 /// `$NAME` or `${NAME}`, with the name in [begin, nameEnd).
 InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::size_t nameEnd,
                                  std::size_t end) {
-    const Lookup lookup = lookUpVariable(Terminated(in.text, begin, nameEnd).c_str(), in.value);
-    if (lookup == Lookup::Failed) {
-        record(in, InterpProblem::NotSet, part(in, begin, nameEnd));
+    const TextCopy name(part(in, begin, nameEnd));
+    const Lookup lookup = name.exists() ? lookUpVariable(name.c_str(), in.value) : Lookup::NoMemory;
+    if (lookup == Lookup::NoMemory) {
+        record(in, InterpProblem::OutTooSmall);
+    } else if (lookup == Lookup::Failed) {
+        record(in, InterpProblem::NotSet, name.view());
     }
     // A kind of reference that is to be kept is looked up all the same, so that an unset variable is an error.
     return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_VARIABLES) == 0);
@@ -164,11 +149,14 @@ bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end)
     if (!hasPrefix(word, kWithPath)) {
         return false;
     }
-    const std::size_t path = begin + kWithPath.size();
-    char *const root = vekGetInstallRootWithPath(Terminated(in.text, path, end).c_str());
-    const bool found = takeRoot(in.value, root) == Lookup::Found;
+    const TextCopy path(part(in, begin + kWithPath.size(), end));
+    if (!path.exists()) {
+        record(in, InterpProblem::OutTooSmall);
+        return false;
+    }
+    const bool found = takeRoot(in.value, vekGetInstallRootWithPath(path.c_str())) == Lookup::Found;
     if (!found) {
-        record(in, InterpProblem::NoRootWithPath, part(in, path, end));
+        record(in, InterpProblem::NoRootWithPath, path.view());
     }
     return found;
 }
@@ -204,9 +192,16 @@ Lookup lookUpUsersHome(const char *user, InterpValue &value) {
 InterpReference evaluateHome(const Evaluation &in) {
     const std::size_t begin = in.at + 1;
     const std::size_t end = find(in, '/', begin);
-    const Lookup lookup = begin == end ? lookUpOwnHome(in.value)
-                                       : lookUpUsersHome(Terminated(in.text, begin, end).c_str(), in.value);
-    if (lookup == Lookup::Failed) {
+    const TextCopy name(part(in, begin, end));
+    Lookup lookup = Lookup::NoMemory;
+    if (begin == end) {
+        lookup = lookUpOwnHome(in.value);
+    } else if (name.exists()) {
+        lookup = lookUpUsersHome(name.c_str(), in.value);
+    }
+    if (lookup == Lookup::NoMemory) {
+        record(in, InterpProblem::OutTooSmall);
+    } else if (lookup == Lookup::Failed) {
         const std::string_view user = part(in, begin, end);
         const auto space =
             static_cast<std::size_t>(std::find_if(user.begin(), user.end(), isSpace) - user.begin());
@@ -232,7 +227,7 @@ InterpReference evaluateDollar(const Evaluation &in) {
 
 } // namespace
 
-InterpReference evaluateReference(std::span<char> text, std::size_t at, vekInterpArgs &args,
+InterpReference evaluateReference(std::string_view text, std::size_t at, vekInterpArgs &args,
                                   InterpValue &value) {
     const Evaluation in = {text, at, args, value};
     if (text[at] == '$') {

@@ -5,11 +5,11 @@
 /// recorded.
 
 #include "common/fixed_text.h"
+#include "common/owned.h"
 #include "search/vek_interp.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 namespace vek {
@@ -60,11 +60,31 @@ constexpr bool beginsReference(char c) {
     return c == '$' || c == '~';
 }
 
-/// Evaluates the reference that begins at `at`. A failure is recorded in `args`.
-///
-/// @param text   the text, with a NUL behind it; changed for a while, and as it was when this returns
-/// @param value  the memory that the result may lie in
-InterpReference evaluateReference(std::span<char> text, std::size_t at, vekInterpArgs &args,
+/// A NUL-terminated copy of a text, on the heap only if it is longer than a path.
+class TextCopy {
+  public:
+    explicit TextCopy(std::string_view text) : size_(text.size()) {
+        if (!path_.assign(text)) {
+            long_ = copyText(text);
+        }
+    }
+    TextCopy(const TextCopy &) = delete;
+    TextCopy &operator=(const TextCopy &) = delete;
+
+    /// @return false if memory was exhausted; the copy must not be used then
+    [[nodiscard]] bool exists() const { return size_ <= PathText::kCapacity || long_; }
+    [[nodiscard]] const char *c_str() const { return long_ ? long_.get() : path_.c_str(); }
+    [[nodiscard]] std::string_view view() const { return {c_str(), size_}; }
+
+  private:
+    std::size_t size_;
+    PathText path_;
+    OwnedText long_;
+};
+
+/// Evaluates the reference that begins at offset `at` of `text`. A failure is recorded in `args`.
+/// @param value  receives the value, which the result may refer to
+InterpReference evaluateReference(std::string_view text, std::size_t at, vekInterpArgs &args,
                                   InterpValue &value);
 
 } // namespace vek

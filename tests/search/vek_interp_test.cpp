@@ -13,7 +13,6 @@
 #include <array>
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <span>
 #include <string>
 
 using test::interpolate;
@@ -557,11 +556,9 @@ TEST(Interpolation, SiteBelowTheToolsRootOf2048CharactersIsAnError) {
 
 TEST(Interpolation, HandlerReportsACharacterThatBeginsNoReference) {
     test::Capture capture;
-    std::array<char, 4> text = {'a', 'b', 'c', '\0'};
     vekInterpArgs args = {};
     vek::InterpValue value;
-    const vek::InterpReference reference =
-        vek::evaluateReference(std::span<char>(text.data(), 3), 1, args, value);
+    const vek::InterpReference reference = vek::evaluateReference("abc", 1, args, value);
     EXPECT_EQ(reference.length, 1U);
     EXPECT_EQ(reference.result, "b");
     EXPECT_FALSE(reference.replaced);
@@ -570,6 +567,26 @@ TEST(Interpolation, HandlerReportsACharacterThatBeginsNoReference) {
     const std::string rest = err.substr(std::string("ASSERT FALURE: vekInterp ").size());
     EXPECT_EQ(rest.substr(rest.find_first_not_of("0123456789")), " sGetRefValue but not $ or ~\n");
     EXPECT_NE(rest.find_first_not_of("0123456789"), 0U);
+}
+
+TEST(Interpolation, NamesLongerThanAPathAreLookedUp) {
+    const std::string name(5000, 'N');
+    test::setEnvironment({{name, "value"}});
+    expectValue("a$" + name + "/b", "avalue/b");
+    expectValue("${" + name + "}", "value");
+    expectProblem("$" + name + "N", "$" + name + "N", VEK_INTERP_NOT_SET, 0,
+                  "environment variable '" + name + "N' not set");
+    expectProblem("~" + name, "~" + name, VEK_INTERP_UNKNOWN_USER, 0, "'~" + name + "' can't be evaluated");
+}
+
+TEST(Interpolation, ExhaustedMemoryForANameIsAnError) {
+    const std::string name(5000, 'N');
+    test::setEnvironment({{name, "value"}});
+    for (const std::string &text : {"$" + name, "~" + name, "$(inst_root_with:" + name + ")"}) {
+        test::faults::failAllocation(2); // the first is for the text
+        expectProblem(text, text, VEK_INTERP_OUT_TOO_SMALL, 0, "out buffer too small");
+        test::faults::reset();
+    }
 }
 
 TEST(Interpolation, InputIsLeftAsItWas) {
