@@ -1,35 +1,41 @@
 #ifndef COMMON_FIXED_TEXT_H
 #define COMMON_FIXED_TEXT_H
 
-/// The one type for text in a buffer of fixed size. It knows its capacity, is always NUL-terminated, and
-/// never writes past its end.
+/// Text in a buffer of fixed size. It is always NUL-terminated and its length is always right: a C function can write
+/// into it only through fill(), fillCounted() or edit(), which set the length afterwards.
 
 #include "common/vek_api.h"
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace vek {
 
-/// @tparam Size  bytes of the buffer, the NUL included, so that the text has at most Size - 1 characters
+/// The result of a function that writes into a buffer. A pointer or a reference could be one into the buffer, and
+/// would allow writing without setting the length.
+template <typename T>
+concept NoPointer = !std::is_pointer_v<T> && !std::is_reference_v<T>;
+
+/// @tparam Size  bytes of the buffer, including the NUL
 template <std::size_t Size>
 class FixedText {
   public:
     static_assert(Size > 0);
     static constexpr std::size_t kCapacity = Size - 1;
 
-    // The buffer beyond the NUL stays uninitialized on purpose: clearing 4 KiB per path would cost more
-    // than most uses of it.
+    // The buffer after the NUL is not initialized: clearing 4 KiB for each path would cost more than most uses of it.
     FixedText() { data_[0] = '\0'; } // NOLINT(cppcoreguidelines-pro-type-member-init)
 
-    /// Appends all of `text`, or nothing. @return whether it fitted
+    /// Appends `text`. @return false, and the text is unchanged, if it does not fit
     [[nodiscard]] bool append(std::string_view text) {
         if (text.size() > kCapacity - size_) {
             return false;
         }
-        if (!text.empty()) { // an empty view may have no address
+        if (!text.empty()) { // memmove() must not get the null pointer of an empty view
             std::memmove(data_.data() + size_, text.data(), text.size());
         }
         setSize(size_ + text.size());
@@ -37,7 +43,7 @@ class FixedText {
     }
     [[nodiscard]] bool append(char c) { return append(std::string_view(&c, 1)); }
 
-    /// Appends every piece in order. @return whether all of them fitted; else the text is as it was
+    /// Appends the pieces in order. @return false, and the text is unchanged, if they do not all fit
     template <typename... Pieces>
     [[nodiscard]] bool appendAll(const Pieces &...pieces) {
         const std::size_t before = size_;
@@ -48,13 +54,13 @@ class FixedText {
         return false;
     }
 
-    /// Appends as much of `text` as fits. For texts that the documentation says are cut.
+    /// Appends as much of `text` as fits. For texts that are documented to be cut.
     void appendCut(std::string_view text) {
-        const std::size_t room = kCapacity - size_;
-        static_cast<void>(append(std::string_view(text.data(), text.size() < room ? text.size() : room)));
+        const std::size_t free = kCapacity - size_;
+        static_cast<void>(append(std::string_view(text.data(), text.size() < free ? text.size() : free)));
     }
 
-    /// Replaces the text by the pieces, joined. @return whether they fitted; else the text is empty
+    /// Replaces the text by the joined pieces. @return false, and the text is empty, if they do not fit
     template <typename... Pieces>
     [[nodiscard]] bool assign(const Pieces &...pieces) {
         clear();
@@ -63,24 +69,58 @@ class FixedText {
 
     void clear() { setSize(0); }
 
-    /// Drops everything from offset `size` on; a text no longer than that stays as it is.
+    /// Removes everything from offset `size` on. A text that is not longer is unchanged.
     void truncate(std::size_t size) {
         if (size < size_) {
             setSize(size);
         }
     }
 
-    /// The buffer, for a C function that fills up to Size bytes of it; measure() must follow.
-    [[nodiscard]] char *data() { return data_.data(); }
-    /// Takes the length anew from the NUL that a C function wrote.
-    void measure() {
-        data_[kCapacity] = '\0';
-        size_ = std::strlen(data_.data());
+    /// Removes `count` characters from offset `from` on. Both must lie in the text.
+    void erase(std::size_t from, std::size_t count) {
+        const std::size_t rest = from + count;
+        std::memmove(data_.data() + from, data_.data() + rest, size_ - rest);
+        setSize(size_ - count);
     }
-    /// Takes a length that a C function returned; `size` is at most kCapacity.
-    void setSize(std::size_t size) {
-        size_ = size;
-        data_[size_] = '\0';
+
+    /// Replaces the text by what a C function writes.
+    ///
+    /// @param write  called once as write(char *buffer, std::size_t size). It may write `size` bytes and ends the text
+    ///               with a NUL. If it writes nothing, the text is empty
+    /// @return what `write` returned; errno is unchanged
+    template <typename Write>
+    requires std::invocable<Write &, char *, std::size_t> &&
+        NoPointer<std::invoke_result_t<Write &, char *, std::size_t>>
+    auto fill(Write write) {
+        clear();
+        const Measurement measurement(*this);
+        return write(data_.data(), Size);
+    }
+
+    /// Replaces the text by what a function writes that returns the number of bytes and writes no NUL, like
+    /// readlink().
+    ///
+    /// @param write  called once as write(char *buffer, std::size_t size). If it returns a negative number, the text is
+    ///               empty
+    /// @return what `write` returned; errno is unchanged
+    template <typename Write>
+    requires std::signed_integral<std::invoke_result_t<Write &, char *, std::size_t>>
+    auto fillCounted(Write write) {
+        const auto count = write(data_.data(), kCapacity);
+        const std::size_t size = count < 0 ? 0 : static_cast<std::size_t>(count);
+        setSize(size < kCapacity ? size : kCapacity);
+        return count;
+    }
+
+    /// Lets a C function change the text in place.
+    ///
+    /// @param change  called once as change(char *text). It may write up to and including the NUL, not beyond
+    /// @return what `change` returned
+    template <typename Change>
+    requires std::invocable<Change &, char *> && NoPointer<std::invoke_result_t<Change &, char *>>
+    auto edit(Change change) {
+        const Measurement measurement(*this);
+        return change(data_.data());
     }
 
     [[nodiscard]] const char *c_str() const { return data_.data(); }
@@ -90,6 +130,23 @@ class FixedText {
     [[nodiscard]] char back() const { return size_ == 0 ? '\0' : data_[size_ - 1]; }
 
   private:
+    /// Sets the length when it goes out of scope.
+    class Measurement {
+      public:
+        explicit Measurement(FixedText &text) : text_(text) {}
+        Measurement(const Measurement &) = delete;
+        Measurement &operator=(const Measurement &) = delete;
+        ~Measurement() { text_.setSize(strnlen(text_.data_.data(), kCapacity)); }
+
+      private:
+        FixedText &text_;
+    };
+
+    void setSize(std::size_t size) {
+        size_ = size;
+        data_[size_] = '\0';
+    }
+
     std::array<char, Size> data_;
     std::size_t size_ = 0;
 };
@@ -97,8 +154,8 @@ class FixedText {
 /// A path or line of at most 4095 characters.
 using PathText = FixedText<VEK_PATH_SIZE>;
 
-/// Copies `text` and its NUL into a caller's buffer of `size` bytes. @return whether it fitted; else the
-/// buffer is untouched
+/// Copies `text` and a NUL into a caller's buffer of `size` bytes. @return false, and the buffer is unchanged, if it
+/// does not fit
 [[nodiscard]] inline bool copyToBuffer(std::string_view text, char *buffer, std::size_t size) {
     if (text.size() >= size) {
         return false;

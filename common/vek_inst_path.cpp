@@ -87,10 +87,9 @@ int vekGetInstPathInBuf(char *buf, size_t size, const char *sub) {
 
 char *vekGetInstPath(const char *sub) {
     InstalledText path;
-    if (vekGetInstPathInBuf(path.data(), InstalledText::kCapacity + 1, sub) == 0) {
-        return nullptr;
-    }
-    return vekiCopyString(path.c_str());
+    const bool isFound = path.fill(
+        [sub](char *buffer, std::size_t size) { return vekGetInstPathInBuf(buffer, size, sub) != 0; });
+    return isFound ? vekiCopyString(path.c_str()) : nullptr;
 }
 
 /// The first line of the platform file of the tools directory `tools`, at most 15 characters of it; empty when
@@ -102,11 +101,13 @@ static vek::FixedText<16> readPlatform(std::string_view tools) {
         return platform;
     }
     const vek::OwnedStream stream = vek::openForReading(file.c_str());
-    if (stream && vek_fgets(platform.data(), 16, stream.get()) != nullptr) {
-        platform.measure();
-        if (platform.back() == '\n') {
-            platform.truncate(platform.size() - 1);
-        }
+    if (stream) {
+        platform.fill([&stream](char *buffer, std::size_t size) {
+            static_cast<void>(vek_fgets(buffer, static_cast<int>(size), stream.get()));
+        });
+    }
+    if (platform.back() == '\n') {
+        platform.truncate(platform.size() - 1);
     }
     return platform;
 }

@@ -1,6 +1,7 @@
 #include "common/vek_install_root.h"
 
 #include "common/owned.h"
+#include "common/system_path.h"
 #include "common/vek_init.h"
 #include "common/vek_path.h"
 #include "common/vek_strlist.h"
@@ -12,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 // The executable that the last discovery found, for the messages about a missing root.
 static struct { char path[vek::ExecutableText::kCapacity + 1]; } executable;
@@ -41,7 +41,7 @@ bool findRoot(std::string_view path, WalkFrom from, std::string_view &root) {
     while (length != std::string_view::npos) {
         root = {path.data(), length};
         for (const std::string_view marker : kMarkers) {
-            candidate.setSize(length);
+            candidate.truncate(length);
             // A marker too far down for a path cannot exist either.
             if (candidate.append(marker) && vekiFileExistsExecutable(candidate.c_str()) == 1) {
                 return true;
@@ -158,11 +158,10 @@ char *vekGetInstallRootFromPath(const char *exePath) {
 static bool findRootOfFile(std::string_view file, vek::PathText &path, std::string_view &root) {
     path.clear();
     if (file.empty() || file[0] != '/') {
-        if (getcwd(path.data(), VEK_PATH_SIZE) == nullptr) {
+        if (!vek::readWorkingDirectory(path)) {
             static_cast<void>(std::fputs("Unable to get working directory.\n", stderr));
             return false;
         }
-        path.measure();
         if (!path.append('/')) {
             return false;
         }
@@ -170,9 +169,8 @@ static bool findRootOfFile(std::string_view file, vek::PathText &path, std::stri
     if (!path.append(file)) {
         return false;
     }
-    vekCanonicalizeDirSep(path.data());
-    vekiCleanupRootedPath(path.data());
-    path.measure();
+    path.edit(vekCanonicalizeDirSep);
+    path.edit(vekiCleanupRootedPath);
     return vek::findRoot(path.view(), vek::WalkFrom::Path, root);
 }
 

@@ -2,12 +2,12 @@
 
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "common/system_path.h"
 #include "common/veki_path.h"
 
 #include <cstring>
 #include <string_view>
 #include <sys/stat.h>
-#include <unistd.h>
 
 void vekCanonicalizeDirSep(char * /*path*/) {}
 
@@ -52,11 +52,7 @@ char *vekMkRootedPath(const char *path, char *out) {
         return vek::copyToBuffer(path, buffer.get(), VEK_PATH_SIZE) ? buffer.release() : nullptr;
     }
     vek::PathText rooted;
-    if (getcwd(rooted.data(), VEK_PATH_SIZE) == nullptr) {
-        return nullptr;
-    }
-    rooted.measure();
-    if (!rooted.appendAll('/', std::string_view(path))) {
+    if (!vek::readWorkingDirectory(rooted) || !rooted.appendAll('/', path)) {
         return nullptr;
     }
     if (!buffer) {

@@ -1,3 +1,4 @@
+#include "common/system_path.h"
 #include "common/vek_install_root.h"
 #include "common/vek_path.h"
 #include "common/veki_install_root.h"
@@ -6,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 namespace vek {
 
@@ -43,29 +43,28 @@ static bool findAlongPath(std::string_view name, ExecutableText &path) {
 
 /// Puts the working directory in front of `path`. @return whether the result fitted
 static bool makeRooted(ExecutableText &path) {
-    ExecutableText rooted;
-    if (getcwd(rooted.data(), VEK_PATH_SIZE) == nullptr) {
+    PathText directory;
+    if (!readWorkingDirectory(directory)) {
         static_cast<void>(std::fputs("Unable to get working directory.\n", stderr));
         // A stand-in that no installation is above of, instead of a failure.
         return path.assign(std::string_view("/UNKNOWN"));
     }
-    rooted.measure();
-    return rooted.appendAll('/', path.view()) && path.assign(rooted.view());
+    ExecutableText rooted;
+    return rooted.assign(directory.view(), '/', path.view()) && path.assign(rooted.view());
 }
 
 void findExecutable(std::string_view name, ExecutableText &path) {
     const bool hasDirectory = name.find('/') != std::string_view::npos;
     bool found = !name.empty() && (hasDirectory ? path.assign(name) : findAlongPath(name, path));
     if (found) {
-        vekCanonicalizeDirSep(path.data());
+        path.edit(vekCanonicalizeDirSep);
         found = vekIsRooted(path.c_str()) == 1 || makeRooted(path);
     }
     if (!found) {
         path.clear();
         return;
     }
-    vekiCleanupRootedPath(path.data());
-    path.measure();
+    path.edit(vekiCleanupRootedPath);
 }
 
 } // namespace vek

@@ -5,7 +5,7 @@
 #include "common/fixed_text.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_registry.h"
 #include "libdef/ryni_settings.h"
 
@@ -272,11 +272,10 @@ int ryni_access_path(const rynRegistry *handle, char *resultPath, int accessKind
         return ryni_do_fatal(handle, RYN_INTERNAL_ERROR, "ryni_access_path()");
     }
     PathText path;
-    int status = ryni_mkpath(libraryDirectory, cell, view, file, path.data());
+    int status = ryn::makePath(libraryDirectory, cell, view, file, path);
     if (status != RYN_OK) {
         return status;
     }
-    path.measure();
     status = kind->access({handle, accessKind, {libraryDirectory, cell, view, file}, path.c_str()});
     if (status == RYN_OK && resultPath != nullptr) {
         static_cast<void>(vek::copyToBuffer(path.view(), resultPath, VEK_PATH_SIZE));

@@ -2,7 +2,7 @@
 
 #include "common/ascii.h"
 #include "common/fixed_text.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_tmp.h"
 
 #include <cstring>
@@ -68,8 +68,7 @@ int assignTmp(const ryniCommand &command, rynLibrary &library, const char *attri
     vek::PathText full;
     vek::PathText nsl;
     vek::PathText error;
-    const int status =
-        ryniMkGoodLibPath(command.registry, value, command.directory, full.data(), nsl.data(), error.data());
+    const int status = ryn::makeGoodLibraryPath(command.registry, value, command.directory, full, nsl, error);
     if (status != RYN_OK) {
         return command.diagnose(status, error.c_str());
     }

@@ -3,7 +3,7 @@
 #include "common/fixed_text.h"
 #include "common/owned.h"
 #include "common/vek_path.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_settings.h"
 #include "libdef/ryni_tmp.h"
 #include "tagfile/tov.h"
@@ -72,11 +72,11 @@ class Definition {
     Verdict findDirectory() {
         vek::PathText error;
         vekCanonicalizeDirSep(text_);
-        int status = ryni_generate_full_path(text_, command_.directory, directory_.full.data(), error.data(),
-                                             command_.registry);
+        int status =
+            ryn::generateFullPath(text_, command_.directory, directory_.full, error, command_.registry);
         if (status == RYN_OK) {
-            status = ryni_generate_nsl_path_ex(directory_.full.c_str(), directory_.nsl.data(), error.data(),
-                                               command_.registry, soft_ ? 0 : 1);
+            status = ryn::generateNslPath(directory_.full.c_str(), directory_.nsl, error, command_.registry,
+                                          soft_ ? ryn::Existence::NotChecked : ryn::Existence::Checked);
         }
         return status == RYN_OK ? Verdict::Good : end(command_.diagnose(status, error.c_str()));
     }
@@ -118,8 +118,9 @@ class Definition {
             return fail(RYN_MEMORY_ERROR, directory_.nsl.c_str());
         }
         vek::PathText error;
-        const int status =
-            ryniUpdateImplicit(command_.registry, library.get(), nullptr, nullptr, error.data());
+        const int status = error.fill([&](char *errorOut, std::size_t) {
+            return ryniUpdateImplicit(command_.registry, library.get(), nullptr, nullptr, errorOut);
+        });
         if (status != RYN_OK) {
             return fail(status, error.c_str());
         }

@@ -155,7 +155,7 @@ Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathT
 
 /// Replaces the characters from `from` to `to`.
 Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathText &value) {
-    vekCanonicalizeDirSep(value.data());
+    value.edit(vekCanonicalizeDirSep);
     vek::PathText replaced;
     const std::string_view old = text.view();
     return fitting(replaced.assign(part(old, 0, from), value.view(), part(old, to, old.size())) &&
@@ -224,9 +224,8 @@ Step makeAbsolute(vek::PathText &text, const char *baseDirectory) {
 /// cannot be examined.
 ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
     vek::PathText prefix;
-    vek::PathText target;
     static_cast<void>(prefix.assign(before));
-    if (sReadlink(prefix.c_str(), target.data(), VEK_PATH_SIZE, registry) >= 0 || errno != EINVAL) {
+    if (sReadlink(prefix.c_str(), nullptr, 0, registry) >= 0 || errno != EINVAL) {
         return ParentStep::Keep;
     }
     return before.find('/') == std::string_view::npos ? ParentStep::Fail : ParentStep::Remove;

@@ -150,7 +150,9 @@ int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
             return RYN_OK;
         }
         std::size_t needed = 0;
-        const bool fetched = vekFS_getDirentName(entry, name.data(), nameSize, &needed) == VEK_FS_OK;
+        const bool fetched = name.fill([=, &needed](char *buffer, std::size_t) {
+            return vekFS_getDirentName(entry, buffer, nameSize, &needed) == VEK_FS_OK;
+        });
         if (fetched && vek::isDotOrDotDot(name.c_str())) {
             continue;
         }

@@ -66,8 +66,9 @@ class PathSearch {
 
   private:
     void tryDirectory(const char *directory) {
-        status_ = ryni_access_path(registry_, path_.data(), mode_.access, directory, cell_, view_, file_);
-        path_.measure();
+        status_ = path_.fill([&](char *out, std::size_t) {
+            return ryni_access_path(registry_, out, mode_.access, directory, cell_, view_, file_);
+        });
     }
 
     /// @return whether the search ends here

@@ -4,7 +4,7 @@
 #include "common/owned.h"
 #include "common/vek_path.h"
 #include "libdef/ryni_access.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -37,15 +37,14 @@ int include(const ryniCommand &command, bool soft) {
     vek::PathText nsl;
     vek::PathText error;
     vekCanonicalizeDirSep(command.argument(0));
-    int code = ryni_generate_full_path(command.argument(0), command.directory, path.data(), error.data(),
-                                       command.registry);
+    int code = ryn::generateFullPath(command.argument(0), command.directory, path, error, command.registry);
     if (code != RYN_OK) {
         return soft && code == RYN_INVALID_PATH ? RYN_OK : command.diagnose(code, error.c_str());
     }
     if (ryni_quick_access(command.registry, path.c_str(), R_OK, nullptr) != 0) {
         return diagnoseUnreadable(command, soft, path.c_str(), ryniAccessError());
     }
-    code = ryni_generate_nsl_path(path.c_str(), nsl.data(), error.data(), command.registry);
+    code = ryn::generateNslPath(path.c_str(), nsl, error, command.registry);
     if (code != RYN_OK) {
         return command.diagnose(code, error.c_str());
     }

@@ -1,10 +1,10 @@
 #include "common/ascii.h"
-#include "common/fixed_text.h"
+#include "common/system_path.h"
 #include "common/vek_path.h"
 #include "libdef/ryni_access.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_parse.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_settings.h"
 #include "tagfile/tov.h"
 
@@ -49,15 +49,14 @@ bool findCurrentDirectory(rynRegistry *registry, vek::PathText &directory) {
     vek::PathText userText;
     const char *environment = std::getenv("PWD");
     const bool hasUserText = environment != nullptr && userText.assign(environment);
-    vekCanonicalizeDirSep(userText.data());
-    if (getcwd(directory.data(), VEK_PATH_SIZE) == nullptr) {
+    userText.edit(vekCanonicalizeDirSep);
+    if (!vek::readWorkingDirectory(directory)) {
         return false;
     }
-    directory.measure();
     vek::PathText resolved;
-    if (hasUserText &&
-        ryni_generate_nsl_path(userText.c_str(), resolved.data(), nullptr, registry) == RYN_OK &&
-        directory.view() == resolved.c_str()) {
+    vek::PathText error;
+    if (hasUserText && ryn::generateNslPath(userText.c_str(), resolved, error, registry) == RYN_OK &&
+        directory.view() == resolved.view()) {
         return directory.assign(userText.view());
     }
     return true;
@@ -106,9 +105,8 @@ int readTopFile(rynRegistry *registry, const char *libraryFile) {
     if (!name.assign(libraryFile)) {
         return ryni_do_fatal(registry, RYN_INVALID_PATH, libraryFile);
     }
-    vekCanonicalizeDirSep(name.data());
-    const int status = ryni_generate_full_path(name.c_str(), registry->currentDirectory, path.data(),
-                                               error.data(), registry);
+    name.edit(vekCanonicalizeDirSep);
+    const int status = ryn::generateFullPath(name.c_str(), registry->currentDirectory, path, error, registry);
     if (status != RYN_OK) {
         return ryni_do_fatal(registry, status, error.c_str());
     }

@@ -105,8 +105,10 @@ class SourceFinder {
             found = directory;
             return RYN_OK;
         }
-        const int status = ryni_access_path(registry_, path.data(), 0, directory, request_.names.cell,
-                                            request_.names.view, nullptr);
+        const int status = path.fill([&](char *out, std::size_t) {
+            return ryni_access_path(registry_, out, 0, directory, request_.names.cell, request_.names.view,
+                                    nullptr);
+        });
         if (status == RYN_OK) {
             found = path.c_str();
         }

@@ -2,6 +2,7 @@
 
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "common/system_path.h"
 #include "libdef/ryni_index_hash.h"
 
 #include <cerrno>
@@ -9,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <unistd.h>
 
 namespace {
 
@@ -39,11 +39,8 @@ struct Outcome {
 
 /// @param target  room for the target
 Outcome ask(const char *path, vek::PathText &target) {
-    errno = 0;
-    const ssize_t length = readlink(path, target.data(), vek::PathText::kCapacity);
-    const int error = errno;
-    target.setSize(length < 0 ? 0 : static_cast<std::size_t>(length));
-    return {target.view(), static_cast<int32_t>(length), error};
+    const int error = vek::readLink(path, target);
+    return {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
 }
 
 /// Keeps the outcome of a path that findLink() has just not found. Without memory it is forgotten, and the system

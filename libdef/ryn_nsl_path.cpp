@@ -43,7 +43,6 @@ class LinkResolver {
                 end = path_.view().rfind('/', end - 1);
                 continue;
             }
-            target.setSize(static_cast<std::size_t>(length));
             end = substitute(end, target.view());
             if (++links > kMaxLinks || (cut_ && isCircle())) {
                 return failAtCircle();
@@ -57,7 +56,9 @@ class LinkResolver {
   private:
     ssize_t readPrefix(std::size_t end, vek::PathText &target) {
         static_cast<void>(prefix_.assign(std::string_view(path_.c_str(), end)));
-        return sReadlink(prefix_.c_str(), target.data(), VEK_PATH_SIZE, registry_);
+        return target.fill([this](char *targetOut, std::size_t size) {
+            return sReadlink(prefix_.c_str(), targetOut, size, registry_);
+        });
     }
 
     /// Puts the target in the place of the prefix that ends at `end`. @return where the target ends

@@ -6,7 +6,7 @@
 #include "common/owned.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_file_text.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_statement.h"
 #include "libdef/ryni_tmp.h"
 
@@ -195,7 +195,7 @@ class Reader {
     int record(const char *path, rynIncludedFile *&file) {
         vek::PathText nsl;
         vek::PathText error;
-        const int status = ryni_generate_nsl_path(path, nsl.data(), error.data(), registry_);
+        const int status = ryn::generateNslPath(path, nsl, error, registry_);
         if (status == RYN_INTERNAL_ERROR && std::strchr(path, '/') == nullptr) {
             return ryni_do_fatal(registry_, status, "ryni_parse_veklib_file() - 1");
         }

@@ -23,9 +23,7 @@ void replaceBySlash(vek::PathText &path, std::string_view pattern) {
         if (at == std::string_view::npos) {
             return;
         }
-        const std::size_t rest = at + pattern.size() - 1; // its last "/" stays
-        std::memmove(path.data() + at, path.data() + rest, path.size() - rest);
-        path.setSize(path.size() - (rest - at));
+        path.erase(at, pattern.size() - 1); // its last "/" stays
         from = at;
     }
 }
@@ -99,9 +97,7 @@ bool ryniRemoveParentStep(vek::PathText &path, std::size_t before, std::size_t s
     if (slash == std::string_view::npos) {
         return false;
     }
-    const std::size_t rest = before + size;
-    std::memmove(path.data() + slash, path.data() + rest, path.size() - rest);
-    path.setSize(path.size() - (rest - slash));
+    path.erase(slash, before + size - slash);
     return !path.empty() || path.assign("/");
 }
 
@@ -146,7 +142,7 @@ int ryniMkGoodLibPath(rynRegistry *registry, const char *text, const char *baseD
         ryniStoreCut(errorOut, text);
         return RYN_INVALID_PATH;
     }
-    vekCanonicalizeDirSep(copy.data());
+    copy.edit(vekCanonicalizeDirSep);
     int status = ryni_generate_full_path(copy.c_str(), baseDirectory, fullOut, errorOut, registry);
     if (status == RYN_OK) {
         status = ryni_generate_nsl_path(fullOut, nslOut, errorOut, registry);

@@ -5,7 +5,7 @@
 #include "libdef/ryni_access.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_spec.h"
 
 #include <array>
@@ -59,7 +59,7 @@ class Query {
     ///         says why it is not there, and status_ what that comes to
     bool lookIn(const char *directory) {
         vek::PathText path;
-        status_ = ryni_mkpath(directory, names_.cell, names_.view, names_.file, path.data());
+        status_ = ryn::makePath(directory, names_.cell, names_.view, names_.file, path);
         if (status_ != RYN_OK) {
             return true;
         }

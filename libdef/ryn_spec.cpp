@@ -5,7 +5,7 @@
 #include "fs/owned_spec.h"
 #include "libdef/ryni_error.h"
 #include "libdef/ryni_names.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 #include "libdef/ryni_settings.h"
 
 #include <cerrno>
@@ -174,11 +174,17 @@ vekZip *openArchive(rynLibrary *library) {
     return library->packedArchive;
 }
 
+int makePathInArchive(rynRegistry *registry, const ryniObjectNames &names, vek::PathText &path) {
+    return path.fill([&](char *buffer, std::size_t size) {
+        return ryniPathInArchive(registry, names.library, names.cell, names.view, names.file, buffer, size,
+                                 nullptr);
+    });
+}
+
 int makeInArchive(rynRegistry *registry, vekZip *archive, const ryniObjectNames &names,
                   vek::OwnedSpec &inner) {
     vek::PathText path;
-    const int status = ryniPathInArchive(registry, names.library, names.cell, names.view, names.file,
-                                         path.data(), VEK_PATH_SIZE, nullptr);
+    const int status = makePathInArchive(registry, names, path);
     if (status != RYN_OK) {
         return status;
     }
@@ -237,30 +243,32 @@ class JoinedText {
 
 // ---- finding what a specifier wraps
 
+int getPath(rynRegistry *registry, unsigned mode, const ryniObjectNames &names, vek::PathText &path) {
+    return path.fill([&](char *buffer, std::size_t size) {
+        return rynGetPath(registry, mode, names.library, names.cell, names.view, names.file, buffer, size);
+    });
+}
+
 int findInner(rynRegistry *registry, unsigned mode, const ryniObjectNames &names, bool stdio,
               vek::OwnedSpec &inner) {
     vek::PathText path;
     const bool mayBePacked = mode == RYN_PATH_READ || mode == RYN_PATH_READ_LIBRARY;
     rynLibrary *packed = mayBePacked ? findPacked(registry, names.library) : nullptr;
     if (packed != nullptr) {
-        if (mode == RYN_PATH_READ &&
-            rynGetPath(registry, RYN_PATH_READ_TMP, names.library, names.cell, names.view, names.file,
-                       path.data(), VEK_PATH_SIZE) == RYN_OK) {
+        if (mode == RYN_PATH_READ && getPath(registry, RYN_PATH_READ_TMP, names, path) == RYN_OK) {
             return makePlain(path.c_str(), stdio, inner);
         }
         vekZip *archive = openArchive(packed);
         return archive == nullptr ? RYN_SYSTEM_ERROR : findInArchive(registry, archive, names, inner);
     }
-    const int status = rynGetPath(registry, mode, names.library, names.cell, names.view, names.file,
-                                  path.data(), VEK_PATH_SIZE);
+    const int status = getPath(registry, mode, names, path);
     return status == RYN_OK ? makePlain(path.c_str(), stdio, inner) : status;
 }
 
 int makeInner(rynRegistry *registry, const ryniObjectNames &names, vek::OwnedSpec &inner) {
     if (rynLibrary *packed = findPacked(registry, names.library)) {
         vek::PathText path;
-        const int status = ryniPathInArchive(registry, names.library, names.cell, names.view, names.file,
-                                             path.data(), VEK_PATH_SIZE, nullptr);
+        const int status = makePathInArchive(registry, names, path);
         if (status != RYN_OK) {
             return status;
         }
@@ -272,7 +280,7 @@ int makeInner(rynRegistry *registry, const ryniObjectNames &names, vek::OwnedSpe
         return RYN_LIBRARY_NOT_DEFINED;
     }
     vek::PathText path;
-    const int status = ryni_mkpath(record->fullPath, names.cell, names.view, names.file, path.data());
+    const int status = ryn::makePath(record->fullPath, names.cell, names.view, names.file, path);
     return status == RYN_OK ? makePlain(path.c_str(), false, inner) : status;
 }
 

@@ -3,8 +3,8 @@
 #include "common/fixed_text.h"
 #include "libdef/ryni_access.h"
 #include "libdef/ryni_error.h"
-#include "libdef/ryni_path.h"
 #include "libdef/ryni_path_clean.h"
+#include "libdef/ryni_path_text.h"
 
 #include <cstdlib>
 
@@ -23,7 +23,7 @@ struct Root {
 
     /// @param error  receives the text to report after a failure
     int find(rynRegistry *registry, const char *text, const char *baseDirectory, vek::PathText &error) {
-        return ryniMkGoodLibPath(registry, text, baseDirectory, full.data(), nsl.data(), error.data());
+        return ryn::makeGoodLibraryPath(registry, text, baseDirectory, full, nsl, error);
     }
 };
 
@@ -55,11 +55,14 @@ int applyImplicit(rynRegistry *registry, const char *directory, vek::PathText &e
     int status = root.find(registry, directory, registry->currentDirectory, error);
     if (status == RYN_OK) {
         status = ryniStrcpy(&registry->implicitTmpDirectory, directory);
-        ryniStoreCut(error.data(), directory);
+        error.clear();
+        error.appendCut(directory);
     }
     for (rynLibrary *library = registry->libraries.head; status == RYN_OK && library != nullptr;
          library = library->nextInOrder) {
-        status = ryniUpdateImplicit(registry, library, root.full.c_str(), root.nsl.c_str(), error.data());
+        status = error.fill([&](char *errorOut, std::size_t) {
+            return ryniUpdateImplicit(registry, library, root.full.c_str(), root.nsl.c_str(), errorOut);
+        });
     }
     return status;
 }

@@ -1,14 +1,13 @@
 #include "libdef/ryn.h"
 
 #include "common/ascii.h"
-#include "common/fixed_text.h"
+#include "common/system_path.h"
 #include "common/vek_path.h"
 #include "libdef/ryni_error.h"
-#include "libdef/ryni_path.h"
+#include "libdef/ryni_path_text.h"
 
 #include <cstring>
 #include <string_view>
-#include <unistd.h>
 
 namespace {
 
@@ -66,13 +65,13 @@ int makeNslPath(rynRegistry *registry, const char *path, vek::PathText &nsl) {
     if (!text.assign(path)) {
         return RYN_INVALID_PATH;
     }
-    vekCanonicalizeDirSep(text.data());
-    if (vekIsRooted(text.c_str()) == 0 && getcwd(directory.data(), VEK_PATH_SIZE) == nullptr) {
+    text.edit(vekCanonicalizeDirSep);
+    if (vekIsRooted(text.c_str()) == 0 && !vek::readWorkingDirectory(directory)) {
         return RYN_SYSTEM_ERROR;
     }
-    const int status =
-        ryni_generate_full_path(text.c_str(), directory.c_str(), full.data(), nullptr, registry);
-    return status != RYN_OK ? status : ryni_generate_nsl_path(full.c_str(), nsl.data(), nullptr, registry);
+    vek::PathText error;
+    const int status = ryn::generateFullPath(text.c_str(), directory.c_str(), full, error, registry);
+    return status != RYN_OK ? status : ryn::generateNslPath(full.c_str(), nsl, error, registry);
 }
 
 int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile *&file) {

@@ -43,11 +43,12 @@ int deliver(const Search &search, std::string_view path, int code) {
 
 int searchGroup(const Search &search, const char *directory, const char *group) {
     vek::PathText candidate;
-    const int joined = pux_concat_path(directory, group, search.name, candidate.data(), VEK_PATH_SIZE);
+    const int joined = candidate.fill([&](char *out, std::size_t size) {
+        return pux_concat_path(directory, group, search.name, out, size);
+    });
     if (joined != PUX_OK) {
         return joined; // stat() of a path that long always fails with ENAMETOOLONG, not with ENOENT
     }
-    candidate.measure();
     if (pux_quick_access(candidate.c_str(), PUXI_READABLE) == 0) {
         return deliver(search, candidate.view(), PUX_OK);
     }

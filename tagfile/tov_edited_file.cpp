@@ -67,12 +67,9 @@ vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText 
 
 /// @return 0 and the target of a symbolic link; EINVAL if it is none, ENOENT if it is gone; or another errno value
 int readLink(int directory, const char *name, vek::PathText &target) {
-    const ssize_t length = readlinkat(directory, name, target.data(), vek::PathText::kCapacity);
-    if (length < 0) {
-        return errno;
-    }
-    target.setSize(static_cast<std::size_t>(length));
-    return 0;
+    const ssize_t length = target.fillCounted(
+        [=](char *buffer, std::size_t size) { return readlinkat(directory, name, buffer, size); });
+    return length < 0 ? errno : 0;
 }
 
 } // namespace

@@ -2,8 +2,10 @@
 
 #include "common/fixed_text.h"
 #include "common/owned.h"
+#include "common/system_path.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
+#include "tagfile/normalize.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_object.h"
@@ -15,7 +17,6 @@
 #include <cstring>
 #include <string_view>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -107,18 +108,17 @@ class UpwardWalk {
 
     /// Goes on where the directory leads, when it is a symbolic link.
     Next followLink() {
-        PathlinkObj probe = {nullptr, directory_.data(), nullptr};
+        PathlinkObj probe = {nullptr, const_cast<char *>(directory_.c_str()), nullptr}; // a key, only read
         const PathlinkObj *known = tov::countCachedLinks() == 0 ? nullptr : tovLinkHashPeek(&probe);
         if (known != nullptr) {
             return jump(*known);
         }
         vek::PathText target;
-        const ssize_t length = readlink(directory_.c_str(), target.data(), vek::PathText::kCapacity);
-        if (length < 0) {
-            return errno == EINVAL ? Next::Continue : reportReadlink(errno);
+        const int error = vek::readLink(directory_.c_str(), target);
+        if (error == 0) {
+            return followNewLink(target);
         }
-        target.setSize(static_cast<std::size_t>(length));
-        return followNewLink(target);
+        return error == EINVAL ? Next::Continue : reportReadlink(error);
     }
 
     Next followNewLink(const vek::PathText &target) {
@@ -127,11 +127,10 @@ class UpwardWalk {
         const bool fits = vekIsRooted(target.c_str()) != 0 ? absolute.assign(target.view())
                                                            : absolute.assign(holder, "/", target.view());
         vek::PathText normalized;
-        if (!fits || tovNormalizePath(absolute.c_str(), normalized.data()) != TOV_OK) {
+        if (!fits || tov::normalizePath(absolute.c_str(), normalized) != TOV_OK) {
             const char *text = fits ? absolute.c_str() : target.c_str();
             return stopWith(tovPrintError(TOV_INVALID_PATH, text, start_, 0));
         }
-        normalized.measure();
         const PathlinkObj *link = remember(normalized.view());
         return link == nullptr ? stopWith(toviReportNoMemory()) : jump(*link);
     }

@@ -1,77 +1,92 @@
-#include "tagfile/tov.h"
+#include "tagfile/normalize.h"
 
-#include "common/fixed_text.h"
+#include "common/system_path.h"
 #include "common/vek_path.h"
 #include "search/pux.h"
+#include "tagfile/tov.h"
 
-#include <cstring>
-#include <unistd.h>
+#include <string_view>
+
+namespace tov {
 
 namespace {
 
-bool readWorkingDirectory(vek::PathText &directory) {
-    if (getcwd(directory.data(), VEK_PATH_SIZE) == nullptr) {
-        directory.clear();
-        return false;
-    }
-    directory.measure();
-    return true;
+using SearchText = vek::FixedText<VEK_SEARCH_PATH_SIZE>;
+
+constexpr std::string_view kWorkingDirectory = ".";
+
+int convertPath(const char *path, SearchText &converted) {
+    return converted.fill([path](char *out, std::size_t) { return puxConvertPath(path, out); });
 }
 
-/// Puts `directory` and "/" in front of a path that is not rooted, and hands it to the caller.
-/// @return false when it has more than 4095 characters
-bool deliverRooted(const char *path, const vek::PathText &directory, char *out) {
-    vek::PathText rooted;
-    const bool fits =
-        vekIsRooted(path) != 0 ? rooted.assign(path) : rooted.assign(directory.view(), "/", path);
-    return fits && vek::copyToBuffer(rooted.view(), out, VEK_PATH_SIZE);
+/// Sets `absolute` to `path`, after `directory` and "/" unless it is rooted. @return false if it does not fit
+bool makeAbsolute(const vek::PathText &directory, std::string_view path, vek::PathText &absolute) {
+    const bool isRooted = !path.empty() && path.front() == '/';
+    return isRooted ? absolute.assign(path) : absolute.assign(directory.view(), "/", path);
 }
 
-bool isWorkingDirectory(const char *path) {
-    return std::strcmp(path, ".") == 0;
+int reportPath(const char *function, const char *path) {
+    return tovPrintError(TOV_PATH_PROCESSING, function, path, 0);
 }
 
 } // namespace
 
-int tovNormalizePath(const char *path, char *out) {
-    // An empty result cannot come out of the conversion: what it accepts exists.
-    char converted[VEK_SEARCH_PATH_SIZE]; // NOLINT(cppcoreguidelines-pro-type-member-init)
-    if (puxConvertPath(path, converted) != PUX_OK) {
-        return tovPrintError(TOV_PATH_PROCESSING, "tovNormalizePath", path, 0);
+int normalizePath(const char *path, vek::PathText &normalized) {
+    SearchText converted; // not empty after the conversion: it accepts existing paths only
+    if (convertPath(path, converted) != PUX_OK) {
+        return reportPath("tovNormalizePath", path);
     }
     vek::PathText directory;
-    if (!readWorkingDirectory(directory)) {
-        return tovPrintError(TOV_PATH_PROCESSING, "error in cwd", nullptr, 0);
+    if (!vek::readWorkingDirectory(directory)) {
+        return reportPath("error in cwd", nullptr);
     }
-    const char *result = isWorkingDirectory(converted) ? directory.c_str() : converted;
-    if (!deliverRooted(result, directory, out)) {
-        return tovPrintError(TOV_PATH_PROCESSING, "tovNormalizePath", path, 0);
-    }
-    return TOV_OK;
+    const bool fits = converted.view() == kWorkingDirectory
+                          ? normalized.assign(directory.view())
+                          : makeAbsolute(directory, converted.view(), normalized);
+    return fits ? TOV_OK : reportPath("tovNormalizePath", path);
 }
 
-int tovNormalizePathSorta(const char *path, char *out) {
+int normalizeExistingPart(const char *path, vek::PathText &normalized) {
     if (path == nullptr || *path == '\0') {
-        return tovPrintError(TOV_PATH_PROCESSING, "empty argument", nullptr, 0);
+        return reportPath("empty argument", nullptr);
     }
     vek::PathText directory;
-    const bool hasDirectory = readWorkingDirectory(directory);
+    const bool hasDirectory = vek::readWorkingDirectory(directory);
 
     vek::PathText rest;
-    bool usable = rest.assign(isWorkingDirectory(path) ? directory.view() : std::string_view(path));
-    while (usable && !rest.empty()) {
-        char converted[VEK_SEARCH_PATH_SIZE]; // NOLINT(cppcoreguidelines-pro-type-member-init)
-        if (puxConvertPath(rest.c_str(), converted) == PUX_OK) {
-            usable =
-                (hasDirectory || vekIsRooted(converted) != 0) && deliverRooted(converted, directory, out);
-            if (usable) {
+    bool isUsable = rest.assign(path == kWorkingDirectory ? directory.view() : std::string_view(path));
+    while (isUsable && !rest.empty()) {
+        SearchText converted;
+        if (convertPath(rest.c_str(), converted) == PUX_OK) {
+            const bool canBeAbsolute = hasDirectory || vekIsRooted(converted.c_str()) != 0;
+            if (canBeAbsolute && makeAbsolute(directory, converted.view(), normalized)) {
                 return TOV_OK;
             }
             break;
         }
         const std::size_t slash = rest.view().rfind('/');
-        usable = slash != std::string_view::npos;
-        rest.truncate(usable ? slash : 0);
+        isUsable = slash != std::string_view::npos;
+        rest.truncate(isUsable ? slash : 0);
     }
-    return tovPrintError(TOV_PATH_PROCESSING, "tovNormalizePathSorta", path, 0);
+    return reportPath("tovNormalizePathSorta", path);
+}
+
+} // namespace tov
+
+static int deliver(int status, const vek::PathText &normalized, char *out) {
+    if (status == TOV_OK) {
+        static_cast<void>(
+            vek::copyToBuffer(normalized.view(), out, VEK_PATH_SIZE)); // both have the same size
+    }
+    return status;
+}
+
+int tovNormalizePath(const char *path, char *out) {
+    vek::PathText normalized;
+    return deliver(tov::normalizePath(path, normalized), normalized, out);
+}
+
+int tovNormalizePathSorta(const char *path, char *out) {
+    vek::PathText normalized;
+    return deliver(tov::normalizeExistingPart(path, normalized), normalized, out);
 }

@@ -3,12 +3,13 @@
 #include "common/ascii.h"
 #include "common/fixed_text.h"
 #include "common/owned_strlist.h"
+#include "common/system_path.h"
 #include "search/pux.h"
+#include "tagfile/normalize.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_object.h"
 
 #include <string_view>
-#include <unistd.h>
 
 namespace {
 
@@ -97,7 +98,7 @@ const char *tovLookupEntry(const char *path, const char *name, char *where) {
     Where answering(where);
     vek::PathText start;
     VekinfoObj obj = {};
-    if (name == nullptr || tovNormalizePathSorta(path, start.data()) != TOV_OK ||
+    if (name == nullptr || tov::normalizeExistingPart(path, start) != TOV_OK ||
         !findAbove(start.c_str(), name, &obj)) {
         return nullptr;
     }
@@ -140,13 +141,9 @@ int tovIsLibrary(const char *path) {
 int tovIsLibraryX(const char *path, char *where) {
     Where answering(where);
     vek::PathText file;
-    if (tovNormalizePathSorta(path, file.data()) != TOV_OK) {
-        return 0;
-    }
-    file.measure();
     VekinfoObj obj = {};
     int found = 0;
-    if (!tov::appendTagFileName(file) ||
+    if (tov::normalizeExistingPart(path, file) != TOV_OK || !tov::appendTagFileName(file) ||
         tovGetVekinfoAtLoc(file.c_str(), tov::kVeklibrary, &obj, &found) != TOV_OK || found == 0) {
         return 0;
     }
@@ -171,7 +168,7 @@ int tovCheckLibraryX(char *where) {
     vek::PathText directory;
     VekinfoObj obj = {};
     int found = 0;
-    if (getcwd(directory.data(), VEK_PATH_SIZE) == nullptr ||
+    if (!vek::readWorkingDirectory(directory) ||
         tovLocalSearchElement(directory.c_str(), tov::kVeklibcheck, &obj, &found) != TOV_OK) {
         return 0;
     }

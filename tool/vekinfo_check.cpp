@@ -43,8 +43,9 @@ int verifyLibraries(rynContext *libraries, int configure) {
     const char *name = nullptr;
     while (rynNextLib(libraries, &name) == RYN_OK) {
         vek::PathText directory;
-        const int code = rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr,
-                                    directory.data(), VEK_PATH_SIZE);
+        const int code = directory.fill([name](char *buffer, std::size_t size) {
+            return rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr, buffer, size);
+        });
         if (code != RYN_OK) {
             return warn("rynGetPath", code);
         }
@@ -140,10 +141,10 @@ int lookForNoneTag(const char *dir) {
     const vek::OwnedText path = vek::joinText(dir, "/dm.tag");
     const vek::OwnedStream file = path ? vek::openForReading(path.get()) : nullptr;
     vek::PathText line;
-    if (!file || std::fgets(line.data(), VEK_PATH_SIZE, file.get()) == nullptr) {
-        return 0;
-    }
-    return firstWord(line.c_str()) == "none" ? 1 : 0;
+    const bool isRead = file && line.fill([&file](char *buffer, std::size_t size) {
+        return std::fgets(buffer, static_cast<int>(size), file.get()) != nullptr;
+    });
+    return isRead && firstWord(line.view()) == "none" ? 1 : 0;
 }
 
 int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {

@@ -1,15 +1,15 @@
 #include "tool/vekinfo_report.h"
 
 #include "common/ascii.h"
-#include "common/fixed_text.h"
+#include "common/system_path.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
+#include "tagfile/normalize.h"
 #include "tagfile/tag_path.h"
 #include "tool/vekinfo_args.h"
 
 #include <cstdio>
 #include <string_view>
-#include <unistd.h>
 
 namespace {
 
@@ -19,7 +19,7 @@ class StartPath {
     StartPath() {
         if (gotTestPath != 0) {
             path_ = testPath;
-        } else if (getcwd(directory_.data(), VEK_PATH_SIZE) != nullptr) {
+        } else if (vek::readWorkingDirectory(directory_)) {
             path_ = directory_.c_str();
         }
     }
@@ -57,7 +57,8 @@ void printDefinition(const char *where, const char *name, const char *value) {
 /// @param shownName, typedName  the name in the line that defines it, and in the line that says that nothing does
 void lookUpValue(const char *start, const char *shownName, const char *typedName) {
     vek::PathText where;
-    const char *value = tovLookupEntryX(start, shownName, where.data());
+    const char *value = nullptr;
+    where.fill([&](char *file, std::size_t) { value = tovLookupEntryX(start, shownName, file); });
     if (value != nullptr) {
         printDefinition(where.c_str(), shownName, value);
     } else {
@@ -72,7 +73,7 @@ void lookUpLibrary(const char *start, const char *name) {
         if (tovCheckLibrary() == 0) {
             std::printf("Info (vekinfo): Library checking is off, %s entries will not be used.\n", name);
         }
-        if (tovNormalizePath(start, directory.data()) == TOV_OK) {
+        if (tov::normalizePath(start, directory) == TOV_OK) {
             break;
         }
         // Documented: a path that cannot be resolved is reported without end. Scripts that watch the report stop it.
@@ -90,8 +91,9 @@ void lookUpLibrary(const char *start, const char *name) {
 /// Documented: looks from the working directory, whatever `-path` says.
 void lookUpLibcheck(const char *name) {
     vek::PathText where;
-    const char *value = tovCheckLibraryX(where.data()) != 0 ? "ON" : "OFF";
-    if (*where.c_str() == '\0') {
+    const bool isOn = where.fill([](char *file, std::size_t) { return tovCheckLibraryX(file) != 0; });
+    const char *value = isOn ? "ON" : "OFF";
+    if (where.empty()) {
         std::printf("%s is not defined. It is %s by default.\n", name, value);
     } else {
         printDefinition(where.c_str(), name, value);
@@ -102,7 +104,8 @@ void lookUpLibcheck(const char *name) {
 void lookUpNameSpace(const char *start, const tov::Keyword &keyword) {
     vek::PathText where;
     VekinfoObj obj = {};
-    static_cast<void>(keyword.set(obj, tovGetNameSpaceX(start, where.data())));
+    where.fill(
+        [&](char *file, std::size_t) { static_cast<void>(keyword.set(obj, tovGetNameSpaceX(start, file))); });
     printDefinition(where.c_str(), keyword.name.data(), keyword.shownValue(obj));
 }
 
@@ -132,10 +135,9 @@ void lookUp(const char *start, const char *name) {
 
 int tovFindInfoFile(const char *start, char *tagPath) {
     vek::PathText directory;
-    if (tovNormalizePath(start, directory.data()) != TOV_OK) {
+    if (tov::normalizePath(start, directory) != TOV_OK) {
         return tovPrintError(TOV_INVALID_PATH, start, nullptr, 0);
     }
-    directory.measure();
     while (!directory.empty()) {
         vek::PathText file;
         if (vekIsRoot(directory.c_str()) == 0 && file.assign(directory.view(), "/", tov::kTagFileName) &&
@@ -190,10 +192,8 @@ int tovPrintVekinfo(const char *filter, const VekinfoObj *obj) {
 int tovVekinfoShow(void) {
     const StartPath start;
     vek::PathText tagPath;
-    const int status = tovFindInfoFile(start.c_str(), tagPath.data());
-    if (status != TOV_OK) {
-        tagPath.clear();
-    }
+    const int status =
+        tagPath.fill([&start](char *path, std::size_t) { return tovFindInfoFile(start.c_str(), path); });
     const VekinfoObj *obj = tovGetVekinfo(tagPath.c_str());
     if (obj == nullptr) {
         std::puts("Info (vekinfo): could not find vekinfo.tag file.");

@@ -11,8 +11,10 @@
 #include "common/growing_array.h"
 #include "common/identity_map.h"
 #include "common/owned.h"
+#include "common/system_path.h"
 #include "common/vek_file.h"
 #include "common/vek_path.h"
+#include "tagfile/normalize.h"
 #include "tagfile/tov.h"
 #include "tool/vekinfo_check.h"
 
@@ -236,11 +238,10 @@ class Scan {
     /// Enters a directory whose last path component may be a symbolic link.
     void enterOrFollow(const char *path) {
         vek::PathText target;
-        const ssize_t length = readlink(path, target.data(), vek::PathText::kCapacity);
-        if (length >= 0) {
-            target.setSize(static_cast<std::size_t>(length));
+        const int error = vek::readLink(path, target);
+        if (error == 0) {
             follow(path, target.view());
-        } else if (errno == EINVAL) {
+        } else if (error == EINVAL) {
             enter(path, Entered::Plain, std::nullopt);
         } else {
             tovPrintError(TOV_INVALID_PATH, directory(), nullptr, 0);
@@ -258,11 +259,10 @@ class Scan {
             return;
         }
         vek::PathText normalized;
-        if (tovNormalizePath(absolute.get(), normalized.data()) != TOV_OK) {
+        if (tov::normalizePath(absolute.get(), normalized) != TOV_OK) {
             tovPrintError(TOV_INVALID_PATH, absolute.get(), link, 0);
             return;
         }
-        normalized.measure();
         // Documented: the texts are compared. In "/proj/lib" a link to "/proj/li" counts as a cycle, too.
         if (vek::startsWith(directory(), normalized.view())) {
             reportCycle(directory());

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <type_traits>
 
 namespace {
 
@@ -80,18 +84,145 @@ TEST(FixedText, TruncatesButNeverGrows) {
     EXPECT_STREQ("", text.c_str());
 }
 
-TEST(FixedText, MeasuresWhatACFunctionWrote) {
-    Text text;
-    std::memcpy(text.data(), "xyz", 4);
-    text.measure();
+TEST(FixedText, ErasesCharacters) {
+    Text text = textOf("abcdefg");
+    text.erase(1, 2);
+    EXPECT_EQ("adefg", text.view());
+    text.erase(0, 1);
+    text.erase(2, 2);
+    text.erase(2, 0);
+    EXPECT_EQ("de", text.view());
+    EXPECT_STREQ("de", text.c_str());
+    text.erase(0, 2);
+    EXPECT_TRUE(text.empty());
+}
+
+TEST(FixedText, FillSetsTheLengthOfWhatWasWritten) {
+    Text text = textOf("old");
+    const int result = text.fill([](char *buffer, std::size_t size) {
+        EXPECT_EQ(8U, size);
+        EXPECT_STREQ("", buffer);
+        std::memcpy(buffer, "xyz", 4);
+        return 42;
+    });
+    EXPECT_EQ(42, result);
     EXPECT_EQ("xyz", text.view());
+    EXPECT_TRUE(text.append("/a"));
+    EXPECT_EQ("xyz/a", text.view());
+}
 
-    std::memcpy(text.data(), "12345678", 8); // no NUL
+TEST(FixedText, FillLeavesNothingOfTheTextBefore) {
+    Text text = textOf("old");
+    EXPECT_FALSE(text.fill([](char * /*buffer*/, std::size_t /*size*/) { return false; }));
+    EXPECT_TRUE(text.empty());
+    EXPECT_STREQ("", text.c_str());
+}
+
+TEST(FixedText, FillEndsATextWithoutNul) {
+    Text text;
+    text.fill([](char *buffer, std::size_t size) { std::memset(buffer, 'x', size); });
+    EXPECT_EQ("xxxxxxx", text.view());
+    EXPECT_STREQ("xxxxxxx", text.c_str());
+}
+
+TEST(FixedText, FillKeepsErrno) {
+    Text text;
+    errno = ELOOP;
+    text.fill([](char * /*buffer*/, std::size_t /*size*/) { return -1; });
+    EXPECT_EQ(ELOOP, errno);
+}
+
+TEST(FixedText, FillCountedUsesTheReturnedLength) {
+    Text text = textOf("old");
+    const ssize_t count = text.fillCounted([](char *buffer, std::size_t size) {
+        EXPECT_EQ(7U, size);
+        std::memset(buffer, 'x', size);
+        return ssize_t{3};
+    });
+    EXPECT_EQ(3, count);
+    EXPECT_EQ("xxx", text.view());
+    EXPECT_STREQ("xxx", text.c_str());
+}
+
+TEST(FixedText, FillCountedLimitsTheReturnedLength) {
+    Text text;
+    const auto returning = [&text](ssize_t count) {
+        return text.fillCounted([count](char *buffer, std::size_t size) {
+            std::memset(buffer, 'x', size);
+            return count;
+        });
+    };
+    EXPECT_EQ(7, returning(7));
+    EXPECT_EQ("xxxxxxx", text.view());
+    EXPECT_EQ(8, returning(8));
+    EXPECT_EQ("xxxxxxx", text.view());
+    EXPECT_STREQ("xxxxxxx", text.c_str());
+    EXPECT_EQ(-1, returning(-1));
+    EXPECT_TRUE(text.empty());
+    EXPECT_STREQ("", text.c_str());
+}
+
+TEST(FixedText, EditSetsTheLengthAgain) {
+    Text text = textOf("a/b/c");
+    const int result = text.edit([](char *content) {
+        EXPECT_STREQ("a/b/c", content);
+        content[0] = 'x';
+        content[3] = '\0';
+        return 5;
+    });
+    EXPECT_EQ(5, result);
+    EXPECT_EQ("x/b", text.view());
+    EXPECT_TRUE(text.append("/d"));
+    EXPECT_EQ("x/b/d", text.view());
+}
+
+template <typename T>
+concept HasData = requires(T text) {
+    text.data();
+};
+template <typename T>
+concept HasMeasure = requires(T text) {
     text.measure();
-    EXPECT_EQ("1234567", text.view());
+};
+template <typename T>
+concept HasSetSize = requires(T text) {
+    text.setSize(1);
+};
+template <typename T, typename Write>
+concept CanFill = requires(T text, Write write) {
+    text.fill(write);
+};
+template <typename T, typename Write>
+concept CanFillCounted = requires(T text, Write write) {
+    text.fillCounted(write);
+};
+template <typename T, typename Change>
+concept CanEdit = requires(T text, Change change) {
+    text.edit(change);
+};
 
-    text.setSize(3);
-    EXPECT_STREQ("123", text.c_str());
+TEST(FixedText, BufferIsOnlyWritableWhereTheLengthIsSet) {
+    EXPECT_FALSE(HasData<Text>);
+    EXPECT_FALSE(HasMeasure<Text>);
+    EXPECT_FALSE(HasSetSize<Text>);
+    EXPECT_TRUE((std::is_same_v<const char *, decltype(Text().c_str())>));
+    EXPECT_TRUE((std::is_same_v<std::string_view, decltype(Text().view())>));
+    EXPECT_TRUE((std::is_same_v<char, decltype(Text().back())>));
+}
+
+TEST(FixedText, WritersMustNotReturnTheBuffer) {
+    EXPECT_TRUE((CanFill<Text, int (*)(char *, std::size_t)>));
+    EXPECT_TRUE((CanFill<Text, void (*)(char *, std::size_t)>));
+    EXPECT_FALSE((CanFill<Text, char *(*)(char *, std::size_t)>)) << "getcwd() returns the buffer";
+    EXPECT_FALSE((CanFill<Text, char &(*)(char *, std::size_t)>));
+    EXPECT_FALSE((CanFill<Text, int (*)(char *)>)) << "the size is not passed";
+
+    EXPECT_TRUE((CanFillCounted<Text, ssize_t (*)(char *, std::size_t)>));
+    EXPECT_FALSE((CanFillCounted<Text, std::size_t (*)(char *, std::size_t)>)) << "no length is an error";
+    EXPECT_FALSE((CanFillCounted<Text, char *(*)(char *, std::size_t)>));
+
+    EXPECT_TRUE((CanEdit<Text, void (*)(char *)>));
+    EXPECT_FALSE((CanEdit<Text, char *(*)(char *)>));
 }
 
 TEST(FixedText, AppendsAPartOfItself) {

@@ -1,5 +1,6 @@
 #include "tagfile/tov.h"
 
+#include "common/fixed_text.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 #include "tests/tagfile/tag_support.h"
@@ -50,6 +51,13 @@ class Normalize : public test::TagTest {
 // ---- tovNormalizePath
 
 using NormalizePath = Normalize;
+
+TEST_F(NormalizePath, ResultInABoundedTextCanBeExtended) {
+    vek::PathText path;
+    EXPECT_EQ(TOV_OK, path.fill([](char *out, std::size_t) { return tovNormalizePath("/tmp", out); }));
+    EXPECT_TRUE(path.append("/x"));
+    EXPECT_EQ("/tmp/x", path.view());
+}
 
 TEST_F(NormalizePath, AnAbsolutePathStaysAsItIs) {
     box.directory("a/b").file("a/f", "");
