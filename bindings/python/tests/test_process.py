@@ -176,6 +176,10 @@ def test_a_signal_handler_that_calls_vek_does_not_crash(project):
     assert outcomes <= {"n7", "refused"} and outcomes
 
 
+@pytest.mark.skipif(
+    sys.implementation.name == "pypy",
+    reason="PyPy may run a signal handler after a lock is acquired and before the with statement protects it",
+)
 def test_an_exception_of_a_signal_handler_leaves_a_library_that_can_be_used(project):
     """Wherever it interrupts a call: in the same thread, in another one, and while its traceback is kept."""
 

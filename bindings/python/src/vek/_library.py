@@ -113,8 +113,8 @@ class Section:
     """One use of the library: `with lock, Section() as section: ...`. Sections do not nest.
 
     An exception that a signal handler raises, KeyboardInterrupt for instance, can end __enter__() or __exit__()
-    halfway. The lock is not affected: its own methods are C. Other state that remains is recognized by the next
-    section, because the frame that it belongs to is no longer on the stack.
+    halfway. CPython's lock is not affected, because its methods are C: PyPy may leave it locked. Other state that
+    remains is recognized by the next section, because the frame that it belongs to is no longer on the stack.
     """
 
     _current: Optional[Section] = None
