@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "libdef/ryn.h"
 #include "tagfile/tov.h"
 

@@ -2,7 +2,7 @@
 // do without. Rates are per DEFINE line: "items" are libraries. All library directories exist. Each round begins with
 // memory that the kernel has not handed out before: a program loads its definitions once.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "libdef/ryn.h"
 
 #include <array>

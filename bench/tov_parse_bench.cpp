@@ -1,6 +1,6 @@
 // How the cost of a tag file grows with its lines. Rates are per line: "items" are lines.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "tagfile/tov.h"
 
 #include <benchmark/benchmark.h>

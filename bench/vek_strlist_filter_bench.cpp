@@ -1,8 +1,8 @@
 // Whether vekFilterStrlist() compiles each pattern once in effect: its time beside that of a loop that compiles
 // each pattern once, and of one that compiles each pattern for each string. All three copy what matches.
 
-#include "common/vek_regexp.h"
-#include "common/vek_strlist.h"
+#include "common/expressions/vek_regexp.h"
+#include "common/text/vek_strlist.h"
 
 #include <array>
 #include <benchmark/benchmark.h>

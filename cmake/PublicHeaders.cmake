@@ -6,7 +6,7 @@ foreach(layer IN LISTS vek_layers)
   list(APPEND vek_public_header_patterns ${PROJECT_SOURCE_DIR}/${folder}/*.h)
 endforeach()
 file(
-  GLOB VEK_PUBLIC_HEADERS
+  GLOB_RECURSE VEK_PUBLIC_HEADERS
   CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR}
   ${vek_public_header_patterns})

@@ -15,7 +15,7 @@
 /// A file, a directory and a stat record keep a pointer to their specifier. Free the specifier only after the
 /// file or directory is closed and the fields of the stat record are read.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 #include <dirent.h>
 #include <stdint.h>

@@ -1,5 +1,5 @@
-#include "common/fixed_text.h"
-#include "common/owned.h"
+#include "common/base/owned.h"
+#include "common/text/fixed_text.h"
 #include "fs/veki_fs.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "common/owned.h"
+#include "common/base/owned.h"
 #include "fs/owned_spec.h"
 #include "fs/veki_fs.h"
 

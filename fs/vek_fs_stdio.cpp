@@ -1,4 +1,4 @@
-#include "common/owned.h"
+#include "common/base/owned.h"
 #include "fs/veki_fs.h"
 
 #include <array>

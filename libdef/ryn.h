@@ -12,7 +12,7 @@
 /// Programs that use temporary directories call rynSetPathNoneExistWarnFlag(1) before they create a registry.
 /// Otherwise RYN_PATH_READ returns a path without testing that it exists, and iterations over a cell fail.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 #include "fs/vek_fs.h"
 
 #include <stdint.h>

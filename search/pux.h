@@ -8,7 +8,7 @@
 /// points to such a list. Wherever a function takes a list, null means the default list of the process, which the
 /// first search builds.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 

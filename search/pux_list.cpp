@@ -1,10 +1,10 @@
 #include "search/pux.h"
 
-#include "common/owned.h"
-#include "common/owned_strlist.h"
-#include "common/vek_init.h"
-#include "common/vek_path.h"
-#include "common/vek_strlist.h"
+#include "common/base/owned.h"
+#include "common/platform/vek_init.h"
+#include "common/platform/vek_path.h"
+#include "common/text/owned_strlist.h"
+#include "common/text/vek_strlist.h"
 #include "search/puxi_search.h"
 #include "search/vek_interp.h"
 

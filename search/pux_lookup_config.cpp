@@ -1,11 +1,11 @@
 #include "search/pux.h"
 
-#include "common/ascii.h"
-#include "common/fixed_text.h"
-#include "common/open_text.h"
-#include "common/owned.h"
-#include "common/vek_hash.h"
-#include "common/vek_string_hash.h"
+#include "common/base/owned.h"
+#include "common/containers/vek_hash.h"
+#include "common/containers/vek_string_hash.h"
+#include "common/platform/open_text.h"
+#include "common/text/ascii.h"
+#include "common/text/fixed_text.h"
 
 #include <array>
 #include <cstddef>

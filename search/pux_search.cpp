@@ -1,8 +1,8 @@
-#include "common/fixed_text.h"
-#include "common/owned.h"
-#include "common/owned_strlist.h"
-#include "common/vek_file.h"
-#include "common/vek_path.h"
+#include "common/base/owned.h"
+#include "common/platform/vek_file.h"
+#include "common/platform/vek_path.h"
+#include "common/text/fixed_text.h"
+#include "common/text/owned_strlist.h"
 #include "search/pux.h"
 #include "search/puxi_search.h"
 

@@ -1,7 +1,7 @@
-#include "common/ascii.h"
-#include "common/open_text.h"
-#include "common/owned_strlist.h"
-#include "common/vek_path.h"
+#include "common/platform/open_text.h"
+#include "common/platform/vek_path.h"
+#include "common/text/ascii.h"
+#include "common/text/owned_strlist.h"
 #include "search/pux.h"
 #include "search/puxi_search.h"
 

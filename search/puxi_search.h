@@ -3,7 +3,7 @@
 
 /// What the search list and the searches along it share inside this layer.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 

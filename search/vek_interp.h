@@ -4,7 +4,7 @@
 /// Interpolation: replaces the references `$NAME`, `${NAME}`, `$(compute:...)`, `$(inst_root_with:...)`, `~` and
 /// `~user` in a text by their values. `$$` becomes one "$". setup.loc(5) lists the references.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 #include <stdint.h>
 

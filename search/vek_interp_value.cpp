@@ -1,7 +1,7 @@
-#include "common/ascii.h"
-#include "common/owned.h"
-#include "common/vek_init.h"
-#include "common/vek_install_root.h"
+#include "common/base/owned.h"
+#include "common/platform/vek_init.h"
+#include "common/platform/vek_install_root.h"
+#include "common/text/ascii.h"
 #include "search/veki_interp.h"
 
 #include <algorithm>

@@ -4,8 +4,8 @@
 /// One reference of a text that is interpolated: where it ends, what its value is, and how a failure is
 /// recorded.
 
-#include "common/fixed_text.h"
-#include "common/owned.h"
+#include "common/base/owned.h"
+#include "common/text/fixed_text.h"
 #include "search/vek_interp.h"
 
 #include <cstddef>

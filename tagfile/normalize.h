@@ -3,7 +3,7 @@
 
 /// Absolute paths with their references replaced: tovNormalizePath() and tovNormalizePathSorta() for C++ callers.
 
-#include "common/fixed_text.h"
+#include "common/text/fixed_text.h"
 
 namespace tov {
 

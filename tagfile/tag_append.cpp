@@ -1,6 +1,6 @@
 #include "tagfile/tag_append.h"
 
-#include "common/size_limit.h"
+#include "common/platform/size_limit.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_edited_file.h"
 #include "tagfile/tovi_parse.h"

@@ -3,7 +3,7 @@
 
 /// Appending to a tag file, under its lock.
 
-#include "common/composed_text.h"
+#include "common/text/composed_text.h"
 
 #include <cstdint>
 

@@ -3,8 +3,8 @@
 
 /// The name of the tag file, and its path in a directory.
 
-#include "common/fixed_text.h"
-#include "common/owned.h"
+#include "common/base/owned.h"
+#include "common/text/fixed_text.h"
 
 #include <string_view>
 

@@ -7,7 +7,7 @@
 /// An entry is a keyword (VEKLIBRARY, VEKLIBCHECK, DMTYPE or NAMESPACE, in any case) or an application entry.
 /// Every tag file is parsed once and kept in a process-wide tag cache until tovResetCache().
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 #include <stdint.h>
 

@@ -2,9 +2,9 @@
 
 #include "tagfile/tovi_cache.h"
 
-#include "common/ascii.h"
-#include "common/owned.h"
-#include "common/vek_file.h"
+#include "common/base/owned.h"
+#include "common/platform/vek_file.h"
+#include "common/text/ascii.h"
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
 

@@ -4,10 +4,10 @@
 
 #include "tagfile/tov.h"
 
-#include "common/ascii.h"
-#include "common/owned.h"
-#include "common/owned_strlist.h"
-#include "common/size_limit.h"
+#include "common/base/owned.h"
+#include "common/platform/size_limit.h"
+#include "common/text/ascii.h"
+#include "common/text/owned_strlist.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_edit.h"

@@ -4,8 +4,8 @@
 
 #include "tagfile/tovi_edited_file.h"
 
-#include "common/fixed_text.h"
-#include "common/retry.h"
+#include "common/platform/retry.h"
+#include "common/text/fixed_text.h"
 
 #include <cerrno>
 #include <cstdlib>

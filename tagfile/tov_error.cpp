@@ -1,7 +1,7 @@
 #include "tagfile/tov.h"
 
-#include "common/owned.h"
-#include "common/vek_error.h"
+#include "common/base/owned.h"
+#include "common/base/vek_error.h"
 
 #include <array>
 #include <cstddef>

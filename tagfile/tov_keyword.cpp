@@ -1,7 +1,7 @@
 #include "tagfile/keyword.h"
 
-#include "common/ascii.h"
-#include "common/owned.h"
+#include "common/base/owned.h"
+#include "common/text/ascii.h"
 
 #include <algorithm>
 #include <array>

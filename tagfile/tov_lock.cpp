@@ -1,6 +1,6 @@
 #include "tagfile/tovi_lock.h"
 
-#include "common/retry.h"
+#include "common/platform/retry.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #include "tagfile/normalize.h"
 
-#include "common/system_path.h"
-#include "common/vek_path.h"
+#include "common/platform/system_path.h"
+#include "common/platform/vek_path.h"
 #include "search/pux.h"
 #include "tagfile/tov.h"
 

@@ -1,6 +1,6 @@
 #include "tagfile/tovi_object.h"
 
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 #include "tagfile/tovi_report.h"
 
 #include <cstdlib>

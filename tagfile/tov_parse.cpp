@@ -4,8 +4,8 @@
 
 #include "tagfile/tovi_parse.h"
 
-#include "common/ascii.h"
-#include "common/owned_strlist.h"
+#include "common/text/ascii.h"
+#include "common/text/owned_strlist.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_object.h"
 

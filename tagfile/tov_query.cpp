@@ -1,9 +1,9 @@
 #include "tagfile/tovi_query.h"
 
-#include "common/ascii.h"
-#include "common/fixed_text.h"
-#include "common/owned_strlist.h"
-#include "common/system_path.h"
+#include "common/platform/system_path.h"
+#include "common/text/ascii.h"
+#include "common/text/fixed_text.h"
+#include "common/text/owned_strlist.h"
 #include "search/pux.h"
 #include "tagfile/normalize.h"
 #include "tagfile/tag_path.h"

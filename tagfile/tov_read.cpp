@@ -4,8 +4,8 @@
 
 #include "tagfile/tovi_parse.h"
 
-#include "common/owned.h"
-#include "common/retry.h"
+#include "common/base/owned.h"
+#include "common/platform/retry.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_lock.h"
 #include "tagfile/tovi_object.h"

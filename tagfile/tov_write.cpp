@@ -1,8 +1,8 @@
 #include "tagfile/tovi_write.h"
 
-#include "common/owned.h"
-#include "common/size_limit.h"
-#include "common/vek_file.h"
+#include "common/base/owned.h"
+#include "common/platform/size_limit.h"
+#include "common/platform/vek_file.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_edited_file.h"

@@ -3,7 +3,7 @@
 
 /// A tag file that is open for an edit, under its lock: what it holds, and how that is replaced in place.
 
-#include "common/owned.h"
+#include "common/base/owned.h"
 #include "tagfile/tovi_lock.h"
 
 #include <optional>

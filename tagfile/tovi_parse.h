@@ -4,7 +4,7 @@
 /// Parsing tag files. A line is reduced (comment and white space cut off) and split into at most three words; the
 /// first word selects a keyword or is the name of an application entry.
 
-#include "common/line_reader.h"
+#include "common/platform/line_reader.h"
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
 #include "tagfile/tovi_report.h"

@@ -4,7 +4,7 @@
 /// Reports that are made later. No handler or hook may run while a lock is held, so that a handler can edit the same
 /// file; and what a handler does must not change the objects that an edit works on.
 
-#include "common/owned.h"
+#include "common/base/owned.h"
 #include "tagfile/tov.h"
 
 #include <array>

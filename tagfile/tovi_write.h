@@ -3,7 +3,7 @@
 
 /// The tag file's format, as it is written: a template text, then the settings in a fixed order.
 
-#include "common/composed_text.h"
+#include "common/text/composed_text.h"
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
 #include "tagfile/tovi_report.h"

@@ -1,4 +1,4 @@
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "tool/vekinfo_args.h"
 
 #include <array>

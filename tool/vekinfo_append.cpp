@@ -1,6 +1,6 @@
 #include "tool/vekinfo_append.h"
 
-#include "common/vek_path.h"
+#include "common/platform/vek_path.h"
 #include "tagfile/keyword.h"
 #include "tool/vekinfo_check.h"
 

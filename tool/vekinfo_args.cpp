@@ -1,7 +1,7 @@
 #include "tool/vekinfo_args.h"
 
-#include "common/ascii.h"
-#include "common/owned.h"
+#include "common/base/owned.h"
+#include "common/text/ascii.h"
 #include "tagfile/tov.h"
 #include "tool/vekinfo_check.h"
 #include "tool/vekinfo_report.h"

@@ -3,7 +3,7 @@
 
 /// The command line of `vekinfo`: one action a run.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 

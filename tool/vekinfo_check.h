@@ -3,7 +3,7 @@
 
 /// `-checklibrary` and `-configurelibrary`: every library of the library definition file is looked at.
 
-#include "common/vek_api.h"
+#include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 

@@ -1,9 +1,9 @@
 #include "tool/vekinfo_report.h"
 
-#include "common/ascii.h"
-#include "common/system_path.h"
-#include "common/vek_file.h"
-#include "common/vek_path.h"
+#include "common/platform/system_path.h"
+#include "common/platform/vek_file.h"
+#include "common/platform/vek_path.h"
+#include "common/text/ascii.h"
 #include "tagfile/normalize.h"
 #include "tagfile/tag_path.h"
 #include "tool/vekinfo_args.h"

@@ -1,11 +1,11 @@
 // Installation roots: the files that an installation is described by. Sections of an input: the command table, the
 // platform file, the name that the tool was started under, a directory list; in front of them a byte of options.
 
-#include "common/vek_init.h"
-#include "common/vek_install_root.h"
-#include "common/vek_strlist.h"
-#include "common/veki_init.h"
-#include "common/veki_install_root.h"
+#include "common/platform/vek_init.h"
+#include "common/platform/vek_install_root.h"
+#include "common/platform/veki_init.h"
+#include "common/platform/veki_install_root.h"
+#include "common/text/vek_strlist.h"
 #include "fuzz/support/target.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // Regular expressions: the first line of an input is the pattern, the others are subjects. What compiles, what
 // matches and where each group lies is compared with a matcher that tries everything.
 
-#include "common/vek_regexp.h"
-#include "common/vek_strlist.h"
+#include "common/expressions/vek_regexp.h"
+#include "common/text/vek_strlist.h"
 #include "fuzz/support/target.h"
 
 #include <array>

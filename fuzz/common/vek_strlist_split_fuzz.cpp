@@ -1,6 +1,6 @@
 // Word splitting: an input is a text. The words are those that its definition gives, read character by character.
 
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 #include "fuzz/support/target.h"
 
 #include <cstdlib>

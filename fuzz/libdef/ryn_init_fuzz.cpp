@@ -2,10 +2,10 @@
 // vek.lib, b.lib and sub/c.lib, a section each. A registry that is told its own libraries and attributes as
 // statements is the same again; everything it can be asked is asked.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
+#include "libdef/registry/ryni_registry.h"
 #include "libdef/ryn.h"
-#include "libdef/ryni_registry.h"
 #include "tagfile/tov.h"
 
 #include <array>

@@ -2,10 +2,10 @@
 // stands for a piece of a path. Without a reference, a full path stays as it is when it is generated again, and
 // what exists has the nsl path that the system gives it.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
+#include "libdef/paths/ryni_path.h"
 #include "libdef/ryn.h"
-#include "libdef/ryni_path.h"
 
 #include <array>
 #include <climits>

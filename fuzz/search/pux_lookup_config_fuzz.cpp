@@ -1,7 +1,7 @@
 // Lookup configurations: the first section of an input is a file name, the rest the file "puxLookupConfig". The
 // answer is the one that its definition gives.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
 #include "search/pux.h"
 

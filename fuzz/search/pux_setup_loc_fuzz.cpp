@@ -1,8 +1,8 @@
 // Search lists: a byte of options, a section with names to look for, and the rest the file `setup.loc`, from which
 // the search list is built, searched and released.
 
-#include "common/vek_init.h"
-#include "common/vek_strlist.h"
+#include "common/platform/vek_init.h"
+#include "common/text/vek_strlist.h"
 #include "fuzz/support/target.h"
 #include "search/pux.h"
 

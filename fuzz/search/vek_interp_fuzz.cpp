@@ -1,7 +1,7 @@
 // Interpolation: a byte of flags, one for the record, one for the size of the output, and the text. The result is
 // the one that the definition of references gives, cut to the output's size.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
 #include "fuzz/support/users.h"
 #include "search/vek_interp.h"

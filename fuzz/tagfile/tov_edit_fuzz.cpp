@@ -2,7 +2,7 @@
 // file; without a second section there is none. What the file says is what its definition gives, character by
 // character, and what an edit writes says the same again.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
 #include "tagfile/tov.h"
 

@@ -1,7 +1,7 @@
 // The tool's command line: a section with one argument a line, and the files proj/vekinfo.tag and vek.lib, a
 // section each. The arguments that the scan refuses are those that its rules refuse.
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
 #include "libdef/ryn.h"
 #include "tagfile/tov.h"

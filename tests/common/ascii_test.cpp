@@ -1,4 +1,4 @@
-#include "common/ascii.h"
+#include "common/text/ascii.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Texts that are composed of pieces.
 
-#include "common/composed_text.h"
+#include "common/text/composed_text.h"
 
 #include "tests/support/faults.h"
 

@@ -1,4 +1,4 @@
-#include "common/entry_list.h"
+#include "common/platform/entry_list.h"
 
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

@@ -1,4 +1,4 @@
-#include "common/growing_array.h"
+#include "common/containers/growing_array.h"
 
 #include "tests/support/faults.h"
 

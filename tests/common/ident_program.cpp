@@ -1,4 +1,4 @@
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 
 /// Uses the library and reads no what-string.
 int main(int argc, char **argv) {

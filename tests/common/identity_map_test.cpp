@@ -1,4 +1,4 @@
-#include "common/identity_map.h"
+#include "common/containers/identity_map.h"
 
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

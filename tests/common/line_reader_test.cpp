@@ -1,9 +1,9 @@
 // Reading a file or a text line by line without a stream.
 
-#include "common/line_reader.h"
+#include "common/platform/line_reader.h"
 
-#include "common/owned.h"
-#include "common/vek_path.h"
+#include "common/base/owned.h"
+#include "common/platform/vek_path.h"
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"
 

@@ -1,4 +1,4 @@
-#include "common/open_text.h"
+#include "common/platform/open_text.h"
 
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

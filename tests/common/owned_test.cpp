@@ -1,4 +1,4 @@
-#include "common/owned.h"
+#include "common/base/owned.h"
 
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

@@ -1,4 +1,4 @@
-#include "common/system_path.h"
+#include "common/platform/system_path.h"
 
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

@@ -1,4 +1,4 @@
-#include "common/vek_error.h"
+#include "common/base/vek_error.h"
 
 #include "tests/support/capture.h"
 

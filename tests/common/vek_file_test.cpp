@@ -1,8 +1,8 @@
-#include "common/vek_file.h"
+#include "common/platform/vek_file.h"
 
-#include "common/owned.h"
-#include "common/vek_error.h"
-#include "common/veki_file.h"
+#include "common/base/owned.h"
+#include "common/base/vek_error.h"
+#include "common/platform/veki_file.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

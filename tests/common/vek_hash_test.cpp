@@ -1,8 +1,8 @@
 // The intrusive hash table.
 
-#include "common/vek_hash.h"
+#include "common/containers/vek_hash.h"
 
-#include "common/veki_hash.h"
+#include "common/containers/veki_hash.h"
 #include "tests/support/faults.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 
-#include "common/vek_install_root.h"
-#include "common/veki_init.h"
+#include "common/platform/vek_install_root.h"
+#include "common/platform/veki_init.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/environment.h"

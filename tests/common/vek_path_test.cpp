@@ -1,7 +1,7 @@
-#include "common/vek_path.h"
+#include "common/platform/vek_path.h"
 
-#include "common/owned.h"
-#include "common/veki_path.h"
+#include "common/base/owned.h"
+#include "common/platform/veki_path.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

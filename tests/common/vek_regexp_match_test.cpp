@@ -1,4 +1,4 @@
-#include "common/veki_regexp.h"
+#include "common/expressions/veki_regexp.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"

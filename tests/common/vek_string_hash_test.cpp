@@ -1,6 +1,6 @@
 // The hash of strings and byte runs.
 
-#include "common/vek_string_hash.h"
+#include "common/containers/vek_string_hash.h"
 
 #include <array>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"

@@ -1,6 +1,6 @@
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 
-#include "common/vek_error.h"
+#include "common/base/vek_error.h"
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"
 

@@ -1,9 +1,9 @@
 // Temporary files and directories.
 
-#include "common/vek_tmp.h"
+#include "common/platform/vek_tmp.h"
 
-#include "common/owned.h"
-#include "common/veki_tmp.h"
+#include "common/base/owned.h"
+#include "common/platform/veki_tmp.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/environment.h"

@@ -1,4 +1,4 @@
-#include "common/walk_guard.h"
+#include "common/platform/walk_guard.h"
 
 #include "tests/support/faults.h"
 

@@ -9,11 +9,10 @@ Every public function has a comment that names its parameters, and every page is
 
 The check itself is tested with a copy of the headers:
 
-  $ for folder in common fs search tagfile libdef scripts docs; do
-  >     mkdir $folder
-  >     find "$SOURCES/$folder" -maxdepth 1 -type f -exec cp {} $folder ';'
+  $ for folder in common fs search tagfile libdef scripts; do
+  >     cp -R "$SOURCES/$folder" .
   > done
-  $ cp -R "$SOURCES/docs/man" docs
+  $ mkdir docs && cp -R "$SOURCES/docs/man" docs
   $ manual() { scripts/manual --check | sed 's/h:[0-9]*:/h:/'; }
   $ manual
 
@@ -66,4 +65,4 @@ A code without a text:
 
   $ sed -i 's/RYN_INVALID_ERROR_NUMBER = 37/RYN_UNHEARD_OF = 37,\n    &/' libdef/ryn.h
   $ manual 2>&1
-  libdef/ryn_error.cpp: 38 texts for the 39 constants of libdef/ryn.h
+  libdef/registry/ryn_error.cpp: 38 texts for the 39 constants of libdef/ryn.h

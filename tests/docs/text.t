@@ -2,8 +2,7 @@ page_text checks the rendered text of the manual pages.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ for folder in common fs search tagfile libdef; do
-  >     mkdir $folder
-  >     cp "$TESTDIR/../../$folder"/*.h $folder
+  >     cp -R "$TESTDIR/../../$folder" .
   > done
   $ mkdir docs
   $ cp -R "$TESTDIR/../../docs/man" docs

@@ -3,7 +3,7 @@
 
 /// The iterators over what lies on disk, as one family, and what they deliver.
 
-#include "libdef/ryni_iterate.h"
+#include "libdef/iteration/ryni_iterate.h"
 #include "tests/libdef/project_support.h"
 
 #include <dirent.h>

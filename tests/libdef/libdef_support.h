@@ -4,8 +4,8 @@
 /// What the tests of library definitions share: recording handlers, and a registry made from a file in a
 /// throw-away directory.
 
+#include "libdef/registry/ryni_registry.h"
 #include "libdef/ryn.h"
-#include "libdef/ryni_registry.h"
 #include "tests/support/capture.h"
 #include "tests/support/environment.h"
 #include "tests/support/sandbox.h"

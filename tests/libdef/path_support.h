@@ -3,8 +3,8 @@
 
 /// What the tests of path generation share: buffers with a guard behind them, answers, an empty registry.
 
-#include "common/vek_api.h"
-#include "libdef/ryni_path.h"
+#include "common/base/vek_api.h"
+#include "libdef/paths/ryni_path.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/environment.h"
 

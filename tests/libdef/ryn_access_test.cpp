@@ -1,8 +1,8 @@
 // What may be read, written and replaced, and the directories that are made on the way.
 
-#include "libdef/ryni_access.h"
+#include "libdef/access/ryni_access.h"
 
-#include "libdef/ryni_registry.h"
+#include "libdef/registry/ryni_registry.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

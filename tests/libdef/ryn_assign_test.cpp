@@ -1,6 +1,6 @@
 // ASSIGN and UNASSIGN.
 
-#include "libdef/ryni_parse.h"
+#include "libdef/language/ryni_parse.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -1,7 +1,7 @@
 // DEFINE, SOFTDEFINE and UNDEFINE.
 
-#include "libdef/ryni_error.h"
-#include "libdef/ryni_parse.h"
+#include "libdef/language/ryni_parse.h"
+#include "libdef/registry/ryni_error.h"
 #include "tagfile/tov.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"

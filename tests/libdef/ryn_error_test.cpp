@@ -1,6 +1,6 @@
 // Codes and texts of the library layer, and the ways its reports take.
 
-#include "libdef/ryni_error.h"
+#include "libdef/registry/ryni_error.h"
 
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/capture.h"

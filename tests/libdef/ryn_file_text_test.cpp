@@ -1,6 +1,6 @@
 // The text of a library definition file, which is suspended while another file is read.
 
-#include "libdef/ryni_file_text.h"
+#include "libdef/language/ryni_file_text.h"
 
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

@@ -1,7 +1,7 @@
-#include "libdef/ryni_path.h"
+#include "libdef/paths/ryni_path.h"
 
-#include "common/owned.h"
-#include "common/vek_init.h"
+#include "common/base/owned.h"
+#include "common/platform/vek_init.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"

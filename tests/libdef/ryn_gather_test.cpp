@@ -1,8 +1,8 @@
 // What iterators over the disk find, and in which order.
 
 #include "fs/owned_spec.h"
-#include "libdef/ryni_gather.h"
-#include "libdef/ryni_spec.h"
+#include "libdef/access/ryni_spec.h"
+#include "libdef/iteration/ryni_gather.h"
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/iteration_support.h"
 #include "tests/support/faults.h"
@@ -710,9 +710,7 @@ TEST(DeepList, ListsAHundredReleasesOfAThousandLinkedCells) {
             tree.makeFile(cells.back() + "/f");
             return tree.makeLinks("all", NameList(100, tree.makeLinks("release", cells)));
         },
-        [](const Project &project) {
-            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY).size(), 100U);
-        });
+        [](const Project &project) { EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY).size(), 100U); });
 }
 
 /// Runs `body` with a file system in memory at the view of the place 'l' or 'e': deep trees are made fast there.

@@ -1,9 +1,9 @@
 // Creating and releasing registries, the default handle, and the process-wide settings.
 
-#include "libdef/ryni_access.h"
-#include "libdef/ryni_error.h"
-#include "libdef/ryni_parse.h"
-#include "libdef/ryni_settings.h"
+#include "libdef/access/ryni_access.h"
+#include "libdef/language/ryni_parse.h"
+#include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_settings.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -1,6 +1,6 @@
 // How one line of a library definition file is taken apart: comments, words, quotes.
 
-#include "libdef/ryni_statement.h"
+#include "libdef/language/ryni_statement.h"
 
 #include <gtest/gtest.h>
 #include <memory>

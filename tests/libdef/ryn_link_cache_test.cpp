@@ -1,4 +1,4 @@
-#include "libdef/ryni_path.h"
+#include "libdef/paths/ryni_path.h"
 
 #include "tests/libdef/path_support.h"
 #include "tests/support/faults.h"

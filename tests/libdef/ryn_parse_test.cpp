@@ -1,9 +1,9 @@
 // Reading library definition files: keywords, argument counts, line numbers, what a diagnostic does to the
 // reading, odd files, and statements that a program adds.
 
-#include "libdef/ryni_parse.h"
+#include "libdef/language/ryni_parse.h"
 
-#include "libdef/ryni_error.h"
+#include "libdef/registry/ryni_error.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -1,9 +1,9 @@
 // The records of a registry: their layout, the name index beside the buckets, the definition order, ownership.
 
-#include "libdef/ryni_registry.h"
+#include "libdef/registry/ryni_registry.h"
 
-#include "libdef/ryni_parse.h"
-#include "libdef/ryni_path.h"
+#include "libdef/language/ryni_parse.h"
+#include "libdef/paths/ryni_path.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/faults.h"
 

@@ -1,8 +1,8 @@
 // The index of directories, against a walk over all of them.
 
-#include "libdef/ryni_reuse.h"
+#include "libdef/registry/ryni_reuse.h"
 
-#include "libdef/ryni_path.h"
+#include "libdef/paths/ryni_path.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/faults.h"
 

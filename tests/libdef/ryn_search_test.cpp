@@ -1,7 +1,7 @@
 // Files looked up through the search list, with the directories of a library in it.
 
-#include "common/vek_init.h"
-#include "common/vek_strlist.h"
+#include "common/platform/vek_init.h"
+#include "common/text/vek_strlist.h"
 #include "search/pux.h"
 #include "tests/libdef/project_support.h"
 #include "tests/support/capture.h"

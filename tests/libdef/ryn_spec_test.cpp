@@ -1,6 +1,6 @@
 // Specifiers of design objects, and packed libraries.
 
-#include "libdef/ryni_spec.h"
+#include "libdef/access/ryni_spec.h"
 
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/project_support.h"

@@ -1,8 +1,8 @@
 // The stat cache: its switch, what it remembers, and how it forgets.
 
-#include "libdef/ryni_access.h"
+#include "libdef/access/ryni_access.h"
 
-#include "libdef/ryni_registry.h"
+#include "libdef/registry/ryni_registry.h"
 #include "tests/support/capture.h"
 #include "tests/support/environment.h"
 #include "tests/support/faults.h"

@@ -1,8 +1,8 @@
-#include "libdef/ryni_tmp.h"
+#include "libdef/access/ryni_tmp.h"
 
-#include "libdef/ryni_access.h"
-#include "libdef/ryni_parse.h"
-#include "libdef/ryni_path.h"
+#include "libdef/access/ryni_access.h"
+#include "libdef/language/ryni_parse.h"
+#include "libdef/paths/ryni_path.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"

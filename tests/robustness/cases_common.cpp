@@ -6,17 +6,17 @@
 
 #include <unistd.h>
 
-#include "common/fixed_text.h"
-#include "common/vek_error.h"
-#include "common/vek_file.h"
-#include "common/vek_hash.h"
-#include "common/vek_init.h"
-#include "common/vek_install_root.h"
-#include "common/vek_path.h"
-#include "common/vek_regexp.h"
-#include "common/vek_string_hash.h"
-#include "common/vek_strlist.h"
-#include "common/vek_tmp.h"
+#include "common/base/vek_error.h"
+#include "common/containers/vek_hash.h"
+#include "common/containers/vek_string_hash.h"
+#include "common/expressions/vek_regexp.h"
+#include "common/platform/vek_file.h"
+#include "common/platform/vek_init.h"
+#include "common/platform/vek_install_root.h"
+#include "common/platform/vek_path.h"
+#include "common/platform/vek_tmp.h"
+#include "common/text/fixed_text.h"
+#include "common/text/vek_strlist.h"
 #include "tests/support/capture.h"
 #include "tests/support/real_calls.h"
 

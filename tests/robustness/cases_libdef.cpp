@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 #include "libdef/ryn.h"
 #include "tagfile/tov.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 #include "search/pux.h"
 #include "search/vek_interp.h"
 

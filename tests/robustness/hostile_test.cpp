@@ -13,8 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "common/vek_file.h"
-#include "common/vek_path.h"
+#include "common/platform/vek_file.h"
+#include "common/platform/vek_path.h"
 #include "tests/robustness/in_memory.h"
 #include "tests/robustness/world.h"
 #include "tests/support/child.h"
@@ -215,7 +215,7 @@ TEST(Formats, NeverComeFromData) {
     int sources = 0;
     for (const char *folder : {"common", "fs", "search", "tagfile", "libdef", "tool"}) {
         for (const fs::directory_entry &entry :
-             fs::directory_iterator(fs::path(VEK_TEST_SOURCE_DIR) / folder)) {
+             fs::recursive_directory_iterator(fs::path(VEK_TEST_SOURCE_DIR) / folder)) {
             const std::string extension = entry.path().extension();
             if (extension == ".cpp" || extension == ".h") {
                 ++sources;

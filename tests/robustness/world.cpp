@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "common/vek_error.h"
-#include "common/vek_init.h"
+#include "common/base/vek_error.h"
+#include "common/platform/vek_init.h"
 #include "search/pux.h"
 #include "tagfile/tov.h"
 

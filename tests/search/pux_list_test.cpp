@@ -2,7 +2,7 @@
 
 #include "search/pux.h"
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "search/puxi_search.h"
 #include "tests/search/interpolation.h"
 #include "tests/search/search_list.h"

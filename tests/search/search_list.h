@@ -1,7 +1,7 @@
 #ifndef VEK_TESTS_SEARCH_SEARCH_LIST_H
 #define VEK_TESTS_SEARCH_SEARCH_LIST_H
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "tests/support/environment.h"
 #include "tests/support/sandbox.h"
 

@@ -2,7 +2,7 @@
 
 #include "search/vek_interp.h"
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "tests/search/interpolation.h"
 #include "tests/support/environment.h"
 #include "tests/support/faults.h"

@@ -2,7 +2,7 @@
 
 #include "search/vek_interp.h"
 
-#include "common/vek_init.h"
+#include "common/platform/vek_init.h"
 #include "search/veki_interp.h"
 #include "tests/search/interpolation.h"
 #include "tests/support/capture.h"

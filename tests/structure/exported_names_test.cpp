@@ -51,7 +51,7 @@ Names declared() {
     Names names;
     for (const std::string &folder : wordsOf(VEK_TEST_LAYERS)) {
         for (const fs::directory_entry &entry :
-             fs::directory_iterator(fs::path(VEK_TEST_SOURCE_DIR) / folder)) {
+             fs::recursive_directory_iterator(fs::path(VEK_TEST_SOURCE_DIR) / folder)) {
             if (entry.path().extension() == ".h" && entry.path().filename() != "vek_api.h") {
                 names.merge(declaredIn(contentOf(entry.path())));
             }

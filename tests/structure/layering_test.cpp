@@ -70,23 +70,23 @@ TEST(Layering, TheLayersLeaveOutWhatThrows) {
 }
 
 TEST(Layering, AnArrowBackUpIsAProblem) {
-    EXPECT_NE(includeProblem("common/vek_path.cpp", "search/pux.h"), "");
+    EXPECT_NE(includeProblem("common/platform/vek_path.cpp", "search/pux.h"), "");
     EXPECT_NE(includeProblem("search/pux_list.cpp", "tagfile/tov.h"), "");
     EXPECT_NE(includeProblem("search/pux_list.cpp", "fs/vek_fs.h"), "");
     EXPECT_NE(includeProblem("fs/vek_fs.cpp", "search/pux.h"), "");
     EXPECT_NE(includeProblem("tagfile/tov_edit.cpp", "libdef/ryn.h"), "");
-    EXPECT_NE(includeProblem("libdef/ryn_path.cpp", "tool/vekinfo_args.h"), "");
+    EXPECT_NE(includeProblem("libdef/paths/ryn_path.cpp", "tool/vekinfo_args.h"), "");
 }
 
 TEST(Layering, AnArrowDownIsNone) {
-    EXPECT_EQ(includeProblem("search/pux_list.cpp", "common/vek_path.h"), "");
-    EXPECT_EQ(includeProblem("libdef/ryn_path.cpp", "fs/vek_fs.h"), "");
+    EXPECT_EQ(includeProblem("search/pux_list.cpp", "common/platform/vek_path.h"), "");
+    EXPECT_EQ(includeProblem("libdef/paths/ryn_path.cpp", "fs/vek_fs.h"), "");
     EXPECT_EQ(includeProblem("tool/main.cpp", "tagfile/tov.h"), "");
     EXPECT_EQ(includeProblem("tagfile/tov_edit.cpp", "tagfile/tovi_write.h"), "");
 }
 
 TEST(Layering, AnotherLayersInsideIsAProblem) {
-    EXPECT_NE(includeProblem("search/pux_list.cpp", "common/veki_path.h"), "");
+    EXPECT_NE(includeProblem("search/pux_list.cpp", "common/platform/veki_path.h"), "");
     EXPECT_NE(includeProblem("tool/main.cpp", "tagfile/tovi_cache.h"), "");
     EXPECT_NE(includeProblem("bench/parse_bench.cpp", "tagfile/tovi_parse.h"), "");
 }
@@ -95,36 +95,36 @@ TEST(Layering, TestsFollowTheArrowsOfTheirFolder) {
     EXPECT_EQ(includeProblem("tests/search/pux_list_test.cpp", "search/puxi_search.h"), "");
     EXPECT_EQ(includeProblem("tests/search/pux_list_test.cpp", "tests/support/sandbox.h"), "");
     EXPECT_EQ(includeProblem("tests/search/pux_list_test.cpp", "tests/search/search_list.h"), "");
-    EXPECT_NE(includeProblem("tests/search/pux_list_test.cpp", "common/veki_path.h"), "");
+    EXPECT_NE(includeProblem("tests/search/pux_list_test.cpp", "common/platform/veki_path.h"), "");
     EXPECT_NE(includeProblem("tests/search/pux_list_test.cpp", "tagfile/tov.h"), "");
     EXPECT_EQ(includeProblem("tests/search/pux_list_test.cpp", "tests/common/helper.h"), "");
     EXPECT_NE(includeProblem("tests/search/pux_list_test.cpp", "tests/tagfile/helper.h"), "");
-    EXPECT_NE(includeProblem("tests/support/child.cpp", "common/vek_path.h"), "");
+    EXPECT_NE(includeProblem("tests/support/child.cpp", "common/platform/vek_path.h"), "");
 }
 
 TEST(Layering, FuzzTargetsFollowTheArrowsOfTheirFolder) {
-    EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "libdef/ryni_path.h"), "");
+    EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "libdef/paths/ryni_path.h"), "");
     EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "fuzz/support/target.h"), "");
     EXPECT_NE(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "tagfile/tovi_parse.h"), "");
     EXPECT_NE(includeProblem("fuzz/search/vek_interp_fuzz.cpp", "tagfile/tov.h"), "");
     EXPECT_NE(includeProblem("fuzz/search/vek_interp_fuzz.cpp", "tests/support/sandbox.h"), "");
-    EXPECT_NE(includeProblem("fuzz/support/box.cpp", "common/vek_path.h"), "");
+    EXPECT_NE(includeProblem("fuzz/support/box.cpp", "common/platform/vek_path.h"), "");
     EXPECT_EQ(includeProblem("fuzz/support/box.cpp", "fuzz/support/box.h"), "");
-    EXPECT_NE(includeProblem("common/vek_path.cpp", "fuzz/support/box.h"), "");
+    EXPECT_NE(includeProblem("common/platform/vek_path.cpp", "fuzz/support/box.h"), "");
 }
 
 TEST(Layering, TheLayersIncludeNoTests) {
-    EXPECT_NE(includeProblem("common/vek_path.cpp", "tests/support/faults.h"), "");
+    EXPECT_NE(includeProblem("common/platform/vek_path.cpp", "tests/support/faults.h"), "");
 }
 
 TEST(Layering, IncludesAreWrittenFromTheRoot) {
-    EXPECT_NE(includeProblem("common/vek_path.cpp", "vek_path.h"), "");
+    EXPECT_NE(includeProblem("common/platform/vek_path.cpp", "vek_path.h"), "");
 }
 
 TEST(Layering, ContainersAreAProblemInTheLayersOnly) {
-    EXPECT_NE(systemIncludeProblem("common/vek_path.cpp", "vector"), "");
-    EXPECT_EQ(systemIncludeProblem("common/vek_path.cpp", "string_view"), "");
-    EXPECT_EQ(systemIncludeProblem("common/vek_path.cpp", "string.h"), "");
+    EXPECT_NE(systemIncludeProblem("common/platform/vek_path.cpp", "vector"), "");
+    EXPECT_EQ(systemIncludeProblem("common/platform/vek_path.cpp", "string_view"), "");
+    EXPECT_EQ(systemIncludeProblem("common/platform/vek_path.cpp", "string.h"), "");
     EXPECT_EQ(systemIncludeProblem("tests/common/vek_path_test.cpp", "vector"), "");
 }
 

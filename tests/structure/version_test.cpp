@@ -1,6 +1,6 @@
 // One version in all places that state it: the build, the header, and both changelogs.
 
-#include "common/vek_version.h"
+#include "common/base/vek_version.h"
 
 #include <fstream>
 #include <string>

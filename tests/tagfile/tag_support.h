@@ -3,8 +3,8 @@
 
 /// What the tests of tag files share: a fixture, collected reports, the template text, object helpers.
 
-#include "common/vek_init.h"
-#include "common/vek_strlist.h"
+#include "common/platform/vek_init.h"
+#include "common/text/vek_strlist.h"
 #include "tagfile/tov.h"
 #include "tests/support/environment.h"
 #include "tests/support/real_calls.h"

@@ -1,6 +1,6 @@
 #include "tagfile/tov.h"
 
-#include "common/ascii.h"
+#include "common/text/ascii.h"
 #include "tagfile/tovi_lock.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"

@@ -1,6 +1,6 @@
 #include "tagfile/tov.h"
 
-#include "common/vek_error.h"
+#include "common/base/vek_error.h"
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"
 #include "tests/tagfile/tag_support.h"

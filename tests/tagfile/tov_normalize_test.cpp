@@ -1,6 +1,6 @@
 #include "tagfile/tov.h"
 
-#include "common/fixed_text.h"
+#include "common/text/fixed_text.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 #include "tests/tagfile/tag_support.h"

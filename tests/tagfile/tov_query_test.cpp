@@ -1,6 +1,6 @@
 #include "tagfile/tovi_query.h"
 
-#include "common/vek_error.h"
+#include "common/base/vek_error.h"
 #include "search/pux.h"
 #include "tagfile/tov.h"
 #include "tests/support/capture.h"

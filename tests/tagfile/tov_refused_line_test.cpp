@@ -2,7 +2,7 @@
 
 #include "tagfile/tov.h"
 
-#include "common/vek_strlist.h"
+#include "common/text/vek_strlist.h"
 #include "tagfile/tovi_write.h"
 #include "tests/tagfile/tag_support.h"
 

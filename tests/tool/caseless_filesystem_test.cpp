@@ -1,6 +1,6 @@
 // The case probe, the tool's check and configuration, and edits, on a real case-insensitive file system.
 
-#include "common/vek_path.h"
+#include "common/platform/vek_path.h"
 #include "tagfile/tov.h"
 #include "tests/support/caseless_filesystem.h"
 #include "tests/support/child.h"

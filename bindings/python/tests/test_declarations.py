@@ -12,7 +12,7 @@ from vek._declarations import ffi
 from vek._library import lib
 
 PACKAGE = pathlib.Path(vek.__file__).parent
-HEADERS = ["common/vek_error.h", "common/vek_init.h", "common/vek_strlist.h", "search/vek_interp.h", "search/pux.h",
+HEADERS = ["common/base/vek_error.h", "common/platform/vek_init.h", "common/text/vek_strlist.h", "search/vek_interp.h", "search/pux.h",
            "tagfile/tov.h", "libdef/ryn.h"]  # fmt: skip
 
 
@@ -39,7 +39,7 @@ def test_the_stub_declares_the_same_functions():
 
 
 def test_the_version_is_that_of_the_header():
-    assert f'#define VEK_VERSION "{vek.__version__}"' in header("common/vek_version.h")
+    assert f'#define VEK_VERSION "{vek.__version__}"' in header("common/base/vek_version.h")
     assert vek.__version__.startswith(f"{ffi.integer_const('VEK_VERSION_MAJOR')}.")
 
 

@@ -1,0 +1,24 @@
+#include "common/base/vek_error.h"
+
+#include <cstdio>
+
+static struct { vekErrorFunc receiver; } errorHook;
+
+vekErrorFunc vekRegErrorFunc(vekErrorFunc function) {
+    const vekErrorFunc previous = errorHook.receiver;
+    errorHook.receiver = function;
+    return previous;
+}
+
+vekErrorFunc vekGetErrorFunc(void) {
+    return errorHook.receiver;
+}
+
+void vekReportError(const char *message) {
+    const char *text = message == nullptr ? "" : message;
+    if (errorHook.receiver != nullptr) {
+        errorHook.receiver(text);
+        return;
+    }
+    static_cast<void>(std::fprintf(stderr, "%s\n", text));
+}

@@ -1,0 +1,113 @@
+#ifndef COMMON_GROWING_ARRAY_H
+#define COMMON_GROWING_ARRAY_H
+
+#include "common/base/owned.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace vek {
+
+/// A dynamic array that is used as a stack as well. It doubles its capacity, so that n pushes take O(n) time.
+/// Growing may move the values.
+template <typename Value>
+class GrowingArray {
+  public:
+    static_assert(std::is_nothrow_move_constructible_v<Value> && std::is_nothrow_destructible_v<Value>);
+
+    GrowingArray() = default;
+    GrowingArray(GrowingArray &&other) noexcept
+        : values_(std::move(other.values_)), size_(std::exchange(other.size_, 0)),
+          capacity_(std::exchange(other.capacity_, 0)) {}
+    GrowingArray &operator=(GrowingArray &&other) noexcept {
+        if (this != &other) {
+            shrink(0);
+            values_ = std::move(other.values_);
+            size_ = std::exchange(other.size_, 0);
+            capacity_ = std::exchange(other.capacity_, 0);
+        }
+        return *this;
+    }
+    GrowingArray(const GrowingArray &) = delete;
+    GrowingArray &operator=(const GrowingArray &) = delete;
+    ~GrowingArray() { shrink(0); }
+
+    /// @return false if memory is exhausted; the array is then unchanged
+    [[nodiscard]] bool push(Value &&value) {
+        if (!reserve(size_ + 1)) {
+            return false;
+        }
+        std::construct_at(values_.get() + size_, std::move(value));
+        ++size_;
+        return true;
+    }
+
+    /// Appends `count` values that the caller is to fill. @return the first of them; null if memory is exhausted
+    [[nodiscard]] Value *extend(std::size_t count) {
+        static_assert(std::is_trivial_v<Value>);
+        if (!reserve(size_ + count)) {
+            return nullptr;
+        }
+        size_ += count;
+        return values_.get() + size_ - count;
+    }
+
+    /// Removes the values from index `size` on.
+    void shrink(std::size_t size) {
+        std::destroy(values_.get() + size, values_.get() + size_);
+        size_ = size;
+    }
+    void pop() { shrink(size_ - 1); }
+
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] bool empty() const { return size_ == 0; }
+    [[nodiscard]] std::size_t capacity() const { return capacity_; }
+    [[nodiscard]] Value &operator[](std::size_t index) { return values_.get()[index]; }
+    [[nodiscard]] const Value &operator[](std::size_t index) const { return values_.get()[index]; }
+    [[nodiscard]] Value &top() { return values_.get()[size_ - 1]; }
+    [[nodiscard]] const Value &top() const { return values_.get()[size_ - 1]; }
+
+  private:
+    /// Makes room for `size` values in all. @return false if memory is exhausted
+    bool reserve(std::size_t size) {
+        if (size <= capacity_) {
+            return true;
+        }
+        constexpr std::size_t kFirstBytes = 512; // the names of a small directory, or a few levels of a walk
+        constexpr std::size_t kFirst = sizeof(Value) < kFirstBytes ? kFirstBytes / sizeof(Value) : 1;
+        return moveTo(2 * capacity_ > size ? 2 * capacity_ : size + kFirst);
+    }
+
+    bool moveTo(std::size_t capacity) {
+        if constexpr (std::is_trivially_copyable_v<Value>) {
+            auto *moved = static_cast<Value *>(std::realloc(values_.get(), capacity * sizeof(Value)));
+            if (moved == nullptr) {
+                return false;
+            }
+            static_cast<void>(values_.release());
+            values_.reset(moved);
+        } else {
+            Owned<Value> moved(static_cast<Value *>(std::malloc(capacity * sizeof(Value))));
+            if (!moved) {
+                return false;
+            }
+            std::uninitialized_move(values_.get(), values_.get() + size_, moved.get());
+            std::destroy(values_.get(), values_.get() + size_);
+            values_ = std::move(moved);
+        }
+        capacity_ = capacity;
+        return true;
+    }
+
+    Owned<Value> values_; ///< memory of malloc(); the first size_ values are constructed
+    std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
+};
+
+} // namespace vek
+
+#endif

@@ -1,0 +1,312 @@
+#include "common/containers/vek_hash.h"
+
+#include "common/base/owned.h"
+#include "common/containers/veki_hash.h"
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+static_assert(offsetof(vekHashTable, compare) == 24 && offsetof(vekHashTable, mask) == 48 &&
+                  offsetof(vekHashTable, probeSlot) == 56 && sizeof(vekHashTable) == 64,
+              "the record is shared with C callers");
+
+namespace {
+
+constexpr int32_t kDefaultBuckets = 64;
+constexpr int32_t kSmallestBuckets = 2;
+constexpr int16_t kSmallestShift = 29;
+constexpr int32_t kDefaultLoadFactor = 3;
+constexpr int32_t kGrowthFactor = 4;
+constexpr int16_t kGrowthShift = 2;
+/// The largest power of two that the counters hold.
+constexpr int32_t kLargestBuckets = 1 << 30;
+
+/// The product of two positive numbers, or the largest number when that is out of range.
+int32_t multiplied(int32_t a, int32_t b) {
+    const int64_t product = int64_t{a} * b;
+    return product > INT32_MAX ? INT32_MAX : static_cast<int32_t>(product);
+}
+
+bool isAllocated(const vekHashTable *table) {
+    return table != nullptr && table->buckets != nullptr && table->compare != nullptr &&
+           table->hash != nullptr;
+}
+
+// The link field is copied, not dereferenced: its offset is the caller's, and need not be aligned.
+
+void *linkOf(const vekHashTable &table, const void *entry) {
+    void *link = nullptr;
+    std::memcpy(&link, static_cast<const char *>(entry) + table.linkOffset, sizeof link);
+    return link;
+}
+
+void setLink(const vekHashTable &table, void *entry, void *link) {
+    std::memcpy(static_cast<char *>(entry) + table.linkOffset, &link, sizeof link);
+}
+
+void **bucketOf(const vekHashTable &table, const void *key) {
+    return &table.buckets[table.hash(key, &table) & static_cast<uint32_t>(table.mask)];
+}
+
+/// An entry and what leads to it.
+struct Place {
+    void **bucket;
+    void *previous; ///< null for the first entry of its chain
+    void *entry;    ///< null when nothing equals the key
+};
+
+Place findIn(const vekHashTable &table, void **bucket, const void *key) {
+    void *previous = nullptr;
+    void *entry = *bucket;
+    while (entry != nullptr && table.compare(entry, key) == 0) {
+        previous = entry;
+        entry = linkOf(table, entry);
+    }
+    return {bucket, previous, entry};
+}
+
+void pushFront(const vekHashTable &table, void **bucket, void *entry) {
+    setLink(table, entry, *bucket);
+    *bucket = entry;
+}
+
+void insert(vekHashTable &table, void **bucket, void *entry) {
+    pushFront(table, bucket, entry);
+    if (table.entryCount < INT32_MAX) {
+        ++table.entryCount;
+    }
+    if (table.entryCount >= table.growThreshold) {
+        vekHashRebuildTable(&table);
+    }
+}
+
+void observe(vekHashTable &table, int phase, void *entry) {
+    if (table.observer != nullptr) {
+        table.observer(phase, &table, entry);
+    }
+}
+
+/// Tells the observer that what leads to the entry in `place` is about to change, if that is an entry.
+void observeRedirection(vekHashTable &table, const Place &place) {
+    if (place.previous != nullptr) {
+        observe(table, VEK_HASH_LINK_CHANGES, place.previous);
+    }
+}
+
+/// Makes what leads to the entry in `place` lead to `successor`.
+void redirect(const vekHashTable &table, const Place &place, void *successor) {
+    if (place.previous == nullptr) {
+        *place.bucket = successor;
+    } else {
+        setLink(table, place.previous, successor);
+    }
+}
+
+void rehash(const vekHashTable &table, void *const *oldBuckets, int32_t oldCount) {
+    for (int32_t i = 0; i < oldCount; ++i) {
+        void *entry = oldBuckets[i];
+        while (entry != nullptr) {
+            void *const next = linkOf(table, entry);
+            pushFront(table, bucketOf(table, entry), entry);
+            entry = next;
+        }
+    }
+}
+
+} // namespace
+
+int vekHashAllocBuckets(vekHashTable *table) {
+    if (table == nullptr) {
+        return 0;
+    }
+    table->buckets = nullptr;
+    if (table->bucketCount < 1) {
+        return 0;
+    }
+    table->buckets =
+        static_cast<void **>(std::calloc(static_cast<std::size_t>(table->bucketCount), sizeof(void *)));
+    return table->buckets != nullptr ? 1 : 0;
+}
+
+void vekHashRebuildTable(vekHashTable *table) {
+    if (!isAllocated(table) || table->bucketCount < 1) {
+        return;
+    }
+    if (table->growThreshold < 1) {
+        table->growThreshold = multiplied(kDefaultLoadFactor, table->bucketCount);
+    }
+    if (table->bucketCount > kLargestBuckets / kGrowthFactor) {
+        return;
+    }
+    // The new buckets come first: without them nothing has happened, to an observer neither.
+    vekHashTable grown = *table;
+    grown.bucketCount *= kGrowthFactor;
+    if (vekHashAllocBuckets(&grown) == 0) {
+        return;
+    }
+    observe(*table, VEK_HASH_GROWTH_BEGINS, nullptr);
+    const vek::Owned<void *> oldBuckets(table->buckets);
+    const int32_t oldCount = table->bucketCount;
+    table->shift = static_cast<int16_t>(table->shift - kGrowthShift);
+    table->growThreshold = multiplied(table->growThreshold, kGrowthFactor);
+    table->bucketCount = grown.bucketCount;
+    table->mask = grown.bucketCount - 1;
+    table->buckets = grown.buckets;
+    table->probeSlot = nullptr;
+    rehash(*table, oldBuckets.get(), oldCount);
+    observe(*table, VEK_HASH_GROWTH_ENDS, nullptr);
+}
+
+void vekHashAllocTable(vekHashTable *table, int initialBuckets, int loadFactor, int linkOffset,
+                       vekHashCompare compare, vekHashFunction hash) {
+    if (table == nullptr) {
+        return;
+    }
+    const int wanted = initialBuckets < 1 ? kDefaultBuckets : initialBuckets;
+    *table = {};
+    table->linkOffset = linkOffset;
+    table->compare = compare;
+    table->hash = hash;
+    table->bucketCount = kSmallestBuckets;
+    table->shift = kSmallestShift;
+    while (table->bucketCount < wanted && table->bucketCount < kLargestBuckets) {
+        table->bucketCount *= 2;
+        --table->shift;
+    }
+    table->mask = table->bucketCount - 1;
+    table->growThreshold = multiplied(loadFactor < 1 ? kDefaultLoadFactor : loadFactor, table->bucketCount);
+    if (vekHashAllocBuckets(table) == 0) {
+        table->bucketCount = 0;
+    }
+}
+
+void vekHashFreeTable(vekHashTable *table) {
+    if (table == nullptr) {
+        return;
+    }
+    std::free(table->buckets);
+    table->buckets = nullptr;
+    table->bucketCount = 0;
+    table->entryCount = 0;
+    table->generatorCount = 0;
+    table->probeSlot = nullptr;
+}
+
+void *vekHashCreate(vekHashTable *table, void *entry) {
+    if (!isAllocated(table) || entry == nullptr) {
+        return nullptr;
+    }
+    void **const bucket = bucketOf(*table, entry);
+    if (findIn(*table, bucket, entry).entry != nullptr) {
+        // Not the one that is there: callers compare the answer with what they gave.
+        return entry;
+    }
+    insert(*table, bucket, entry);
+    return nullptr;
+}
+
+void *vekHashReplace(vekHashTable *table, void *entry) {
+    if (!isAllocated(table) || entry == nullptr) {
+        return nullptr;
+    }
+    const Place place = findIn(*table, bucketOf(*table, entry), entry);
+    if (place.entry == nullptr) {
+        insert(*table, place.bucket, entry);
+        return nullptr;
+    }
+    observeRedirection(*table, place);
+    setLink(*table, entry, linkOf(*table, place.entry));
+    redirect(*table, place, entry);
+    return place.entry;
+}
+
+void *vekHashDelete(vekHashTable *table, const void *key) {
+    if (!isAllocated(table)) {
+        return nullptr;
+    }
+    const Place place = findIn(*table, bucketOf(*table, key), key);
+    if (place.entry == nullptr) {
+        return nullptr;
+    }
+    observeRedirection(*table, place);
+    redirect(*table, place, linkOf(*table, place.entry));
+    --table->entryCount;
+    return place.entry;
+}
+
+void *vekHashProbe(vekHashTable *table, const void *key) {
+    if (!isAllocated(table) || key == nullptr) {
+        return nullptr;
+    }
+    void **const bucket = bucketOf(*table, key);
+    void *const entry = findIn(*table, bucket, key).entry;
+    table->probeSlot = entry == nullptr ? bucket : nullptr;
+    return entry;
+}
+
+void *vekHashCreateAfterProbe(vekHashTable *table, void *entry) {
+    if (!isAllocated(table) || entry == nullptr) {
+        return nullptr;
+    }
+    if (table->probeSlot == nullptr) {
+        return entry;
+    }
+    // The slot stays remembered, as documented; only growth and the next probe change it.
+    insert(*table, table->probeSlot, entry);
+    return nullptr;
+}
+
+vekHashGenerator *vekHashStartGen(vekHashTable *table) {
+    if (table == nullptr) {
+        return nullptr;
+    }
+    vek::Owned<vekHashGenerator> generator(
+        static_cast<vekHashGenerator *>(std::malloc(sizeof(vekHashGenerator))));
+    if (generator == nullptr) {
+        return nullptr;
+    }
+    // A table without buckets has nothing to hand out.
+    void *const first = table->buckets == nullptr ? nullptr : table->buckets[0];
+    *generator = {.table = table, .nextEntry = first, .bucketIndex = 0};
+    table->generatorCount = static_cast<int16_t>(table->generatorCount + 1);
+    return generator.release();
+}
+
+int vekHashGen(vekHashGenerator *generator, void **entry) {
+    if (generator == nullptr || entry == nullptr) {
+        return 0;
+    }
+    const vekHashTable &table = *generator->table;
+    while (generator->nextEntry == nullptr) {
+        if (generator->bucketIndex < table.bucketCount) {
+            ++generator->bucketIndex;
+        }
+        if (generator->bucketIndex >= table.bucketCount) {
+            return 0;
+        }
+        generator->nextEntry = table.buckets[generator->bucketIndex];
+    }
+    *entry = generator->nextEntry;
+    // Taken now, so that the entry may leave the table while the caller holds it.
+    generator->nextEntry = linkOf(table, generator->nextEntry);
+    return 1;
+}
+
+void vekHashStopGen(vekHashGenerator *generator) {
+    if (generator == nullptr) {
+        return;
+    }
+    generator->table->generatorCount = static_cast<int16_t>(generator->table->generatorCount - 1);
+    std::free(generator);
+}
+
+int32_t vekHashDouble(double number) {
+    const auto pattern = std::bit_cast<uint64_t>(number);
+    auto hash = static_cast<int32_t>(static_cast<uint32_t>(pattern) ^ static_cast<uint32_t>(pattern >> 32U));
+    // Both shifts keep the sign, deliberately: negative values differ otherwise.
+    hash ^= hash >> 16; // NOLINT(hicpp-signed-bitwise)
+    return hash ^ (hash >> 9);
+}

@@ -1,0 +1,98 @@
+#include "common/containers/vek_string_hash.h"
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+static_assert(std::endian::native == std::endian::little, "words are read from memory as they stand");
+
+namespace {
+
+constexpr std::size_t kWord = sizeof(uint64_t);
+constexpr std::size_t kBlock = 3 * kWord;
+/// The golden ratio in 64 bits.
+constexpr uint64_t kStart = 0x9e3779b97f4a7c13;
+
+struct State {
+    uint64_t a = 0;
+    uint64_t b = 0;
+    uint64_t c = kStart;
+};
+
+/// Distances of the shifts of one round: `a` and `c` shift to the right, `b` to the left.
+struct Round {
+    unsigned a, b, c;
+};
+constexpr std::array<Round, 4> kRounds = {{{43, 9, 8}, {38, 23, 5}, {35, 49, 11}, {12, 18, 22}}};
+
+void mix(State &s) {
+    for (const Round &round : kRounds) {
+        s.a = (s.a - s.b - s.c) ^ (s.c >> round.a);
+        s.b = (s.b - s.c - s.a) ^ (s.a << round.b);
+        s.c = (s.c - s.a - s.b) ^ (s.b >> round.c);
+    }
+}
+
+/// The first `count` bytes, at most 8, the first one lowest.
+uint64_t wordAt(const char *bytes, std::size_t count) {
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, count);
+    return word;
+}
+
+/// The sum of the bytes of `word`, each in its place, when those above 0x7F count as negative: such a byte is
+/// 256 less than it looks, which is one less in the place above it.
+uint64_t withSignedBytes(uint64_t word) {
+    constexpr uint64_t kSigns = 0x8080808080808080;
+    return word - ((word & kSigns) << 1U);
+}
+
+void addBlock(State &s, const char *block, bool aligned) {
+    const uint64_t first = wordAt(block, kWord);
+    const uint64_t second = wordAt(block + kWord, kWord);
+    const uint64_t third = wordAt(block + 2 * kWord, kWord);
+    // Bytes are signed, deliberately, but those of aligned blocks are not: tables of one process agree with
+    // each other, and whole words are quicker.
+    s.a += aligned ? first : withSignedBytes(first);
+    s.b += aligned ? second : withSignedBytes(second);
+    s.c += aligned ? third : withSignedBytes(third);
+}
+
+/// Adds the last bytes, fewer than a block.
+void addTail(State &s, const char *tail, std::size_t count) {
+    std::array<char, kBlock> padded = {};
+    std::memcpy(padded.data(), tail, count);
+    s.a += withSignedBytes(wordAt(padded.data(), kWord));
+    s.b += withSignedBytes(wordAt(padded.data() + kWord, kWord));
+    // The lowest byte of `c` belongs to the length.
+    s.c += withSignedBytes(wordAt(padded.data() + 2 * kWord, kWord)) << 8U;
+}
+
+} // namespace
+
+uint64_t vekHashStringLen(const void *bytes, size_t length) {
+    const auto *rest = static_cast<const char *>(bytes == nullptr ? "" : bytes);
+    std::size_t left = bytes == nullptr ? 0 : length;
+    const std::size_t total = left;
+    const bool aligned = reinterpret_cast<uintptr_t>(rest) % kWord == 0;
+    State s;
+    while (left >= kBlock) {
+        addBlock(s, rest, aligned);
+        mix(s);
+        rest += kBlock;
+        left -= kBlock;
+    }
+    s.c += total;
+    addTail(s, rest, left);
+    mix(s);
+    return static_cast<uint32_t>(s.c);
+}
+
+uint64_t vekHashString(const char *string) {
+    return vekHashStringLen(string, string == nullptr ? 0 : std::strlen(string));
+}
+
+uint32_t vekHashString32(const char *string) {
+    return static_cast<uint32_t>(vekHashString(string));
+}

@@ -1,0 +1,90 @@
+#ifndef COMMON_ENTRY_LIST_H
+#define COMMON_ENTRY_LIST_H
+
+/// A directory read whole. A walk that reads each directory before it enters another has one directory open at a
+/// time, however deep the tree is.
+
+#include "common/containers/directory_identity.h"
+#include "common/containers/growing_array.h"
+
+#include <cstddef>
+#include <cstring>
+#include <dirent.h>
+#include <optional>
+#include <string_view>
+
+namespace vek {
+
+inline bool isDotOrDotDot(std::string_view name) {
+    return name == "." || name == "..";
+}
+
+/// The entries of one directory in one block of memory. Each entry is its type, one of the DT_ values of
+/// <dirent.h>, and its name with a NUL.
+class EntryList {
+  public:
+    /// @return false if memory is exhausted; the list is then unchanged
+    [[nodiscard]] bool add(unsigned char type, std::string_view name) {
+        char *entry = bytes_.extend(name.size() + 2);
+        if (entry == nullptr) {
+            return false;
+        }
+        mayHoldLinks_ = mayHoldLinks_ || type == DT_LNK || type == DT_UNKNOWN;
+        *entry++ = static_cast<char>(type);
+        std::memcpy(entry, name.data(), name.size());
+        entry[name.size()] = '\0';
+        return true;
+    }
+
+    /// Removes all entries and keeps the memory.
+    void clear() {
+        bytes_.shrink(0);
+        mayHoldLinks_ = false;
+    }
+
+    /// One entry, and the position of the next one.
+    struct Entry {
+        unsigned char type;
+        std::string_view name; ///< with a NUL after it; valid until entries are added or removed
+        std::size_t next;
+    };
+
+    [[nodiscard]] bool isEnd(std::size_t position) const { return position >= bytes_.size(); }
+
+    /// @param position  0, or the `next` of an entry; not the end
+    [[nodiscard]] Entry at(std::size_t position) const {
+        const char *entry = &bytes_[position];
+        const std::string_view name(entry + 1);
+        return {static_cast<unsigned char>(*entry), name, position + 1 + name.size() + 1};
+    }
+
+    /// @return the size of the memory in bytes
+    [[nodiscard]] std::size_t capacity() const { return bytes_.capacity(); }
+
+    /// @return false if no entry is a symbolic link
+    [[nodiscard]] bool mayHoldLinks() const { return mayHoldLinks_; }
+
+  private:
+    GrowingArray<char> bytes_;
+    bool mayHoldLinks_ = false;
+};
+
+/// The outcome of readDirectory().
+struct DirectoryReading {
+    enum class Outcome { Read, NotOpened, NoMemory };
+
+    Outcome outcome = Outcome::Read;
+    int error = 0; ///< the errno value of opendir() after NotOpened
+};
+
+/// Reads all entries of the directory `path` except "." and "..". Uses no process-wide state. A read error ends
+/// the list, as the end of the directory does.
+///
+/// @param entries   empty; receives the entries
+/// @param identity  null, or receives the identity of the directory that was opened; nothing if fstat() fails
+DirectoryReading readDirectory(const char *path, EntryList &entries,
+                               std::optional<DirectoryIdentity> *identity = nullptr);
+
+} // namespace vek
+
+#endif

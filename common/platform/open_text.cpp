@@ -1,0 +1,32 @@
+#include "common/platform/open_text.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <utility>
+
+namespace vek {
+
+OwnedDescriptor openDescriptorForReading(const char *path) {
+    // O_NONBLOCK: open() of a pipe without a writer would wait for one.
+    OwnedDescriptor file(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!file.valid() || fstat(file.get(), &status) != 0) {
+        return {};
+    }
+    return S_ISREG(status.st_mode) ? std::move(file)
+                                   : OwnedDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+}
+
+OwnedStream openForReading(const char *path) {
+    OwnedDescriptor file = openDescriptorForReading(path);
+    if (!file.valid()) {
+        return nullptr;
+    }
+    OwnedStream stream(fdopen(file.get(), "r"));
+    if (stream) {
+        static_cast<void>(file.release());
+    }
+    return stream;
+}
+
+} // namespace vek

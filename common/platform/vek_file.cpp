@@ -1,0 +1,141 @@
+#include "common/platform/vek_file.h"
+
+#include "common/base/owned.h"
+#include "common/base/vek_error.h"
+#include "common/platform/veki_file.h"
+#include "common/text/fixed_text.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+struct stat vekStatBuf;
+
+static constexpr int kOpenToTest = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+static bool isEmpty(const char *path) {
+    return path == nullptr || *path == '\0';
+}
+
+int vekFileExists(const char *path) {
+    return !isEmpty(path) && stat(path, &vekStatBuf) == 0 ? 1 : 0;
+}
+
+int64_t vekGetFileSize(const char *path) {
+    struct stat status = {};
+    return !isEmpty(path) && stat(path, &status) == 0 ? status.st_size : 0;
+}
+
+int vekFileIsDirectory(const char *path) {
+    struct stat status = {};
+    return !isEmpty(path) && stat(path, &status) == 0 && S_ISDIR(status.st_mode) ? 1 : 0;
+}
+
+int vekFileIsLink(const char *path) {
+    return !isEmpty(path) && lstat(path, &vekStatBuf) == 0 && S_ISLNK(vekStatBuf.st_mode) ? 1 : 0;
+}
+
+int64_t vekGetFileSizeInStatbuf(void) {
+    return vekStatBuf.st_size;
+}
+
+int64_t vekGetTimestampInStatbuf(void) {
+    return vekStatBuf.st_mtime;
+}
+
+int vekReadSymLink(const char *path, char *buf) {
+    if (isEmpty(path) || buf == nullptr) {
+        return 0;
+    }
+    const ssize_t length = readlink(path, buf, VEK_PATH_SIZE);
+    if (length < 0) {
+        return 0;
+    }
+    buf[length] = '\0';
+    return 1;
+}
+
+/// Makes one directory. @return whether it is one afterwards; a failure is reported
+static bool makeDirectory(const char *path) {
+    // All bits are asked for as they stand; the umask trims them.
+    if (mkdir(path, 0xFFFF) == 0) {
+        return true;
+    }
+    // It may be there all the same: "a/b/" once "a/b" is made, or made meanwhile by another process.
+    if (vekFileIsDirectory(path) == 1) {
+        return true;
+    }
+    vekReportError("Error (vekBuildDirPath): mkdir call failed.\n");
+    return false;
+}
+
+int vekBuildDirPath(const char *path) {
+    if (isEmpty(path)) {
+        return 0;
+    }
+    struct stat status = {};
+    if (stat(path, &status) == 0) {
+        return S_ISDIR(status.st_mode) ? 1 : 0;
+    }
+    const vek::OwnedText copy = vek::copyText(path);
+    if (!copy) {
+        return 0;
+    }
+    // Upward to the nearest existing ancestor, a NUL for every "/" passed; then down again, undoing them.
+    const std::size_t length = std::strlen(path);
+    std::size_t end = length;
+    while (true) {
+        const std::size_t slash = std::string_view(copy.get(), end).rfind('/');
+        if (slash == std::string_view::npos || slash == 0) {
+            break;
+        }
+        end = slash;
+        copy.get()[end] = '\0';
+        if (stat(copy.get(), &status) == 0) {
+            if (!S_ISDIR(status.st_mode)) {
+                return 0;
+            }
+            copy.get()[end] = '/';
+            end += 1 + std::strlen(copy.get() + end + 1);
+            break;
+        }
+    }
+    while (makeDirectory(copy.get())) {
+        if (end == length) {
+            return 1;
+        }
+        copy.get()[end] = '/';
+        end += 1 + std::strlen(copy.get() + end + 1);
+    }
+    return 0;
+}
+
+/// Tests a directory by creating a file in it, which goes again.
+static int isDirectoryWritable(const char *path) {
+    vek::PathText file;
+    if (!file.assign(std::string_view(path), '/', std::string_view("vekFileWritableTest"))) {
+        return 0;
+    }
+    vek::OwnedDescriptor opened(open(file.c_str(), kOpenToTest | O_CREAT | O_NOFOLLOW, 0644));
+    if (!opened.valid()) {
+        // A symbolic link in the way is not followed to who knows where; that it can be removed tells as much.
+        return errno == ELOOP && unlink(file.c_str()) == 0 ? 1 : 0;
+    }
+    static_cast<void>(opened.close());
+    static_cast<void>(unlink(file.c_str()));
+    return 1;
+}
+
+int vekFileWritable(const char *path) {
+    if (isEmpty(path)) {
+        return 0;
+    }
+    const vek::OwnedDescriptor opened(open(path, kOpenToTest));
+    if (opened.valid()) {
+        return 1;
+    }
+    // Opening for writing tells a directory from everything else without a stat().
+    return errno == EISDIR ? isDirectoryWritable(path) : 0;
+}

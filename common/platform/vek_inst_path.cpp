@@ -1,0 +1,170 @@
+#include "common/platform/open_text.h"
+#include "common/platform/vek_init.h"
+#include "common/platform/vek_install_root.h"
+#include "common/platform/vek_path.h"
+#include "common/platform/veki_init.h"
+#include "common/platform/veki_install_root.h"
+#include "common/platform/veki_path.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+static constexpr std::size_t kLongestSub = 4096;
+
+namespace {
+/// A path under the root: the root and what is below it.
+using InstalledText = vek::FixedText<4097>;
+} // namespace
+
+// The tools directory, found once; `found` stays null until then.
+static struct {
+    char path[InstalledText::kCapacity + 1];
+    const char *found;
+} toolsDirectory;
+
+void vekiForgetToolsDirectory(void) {
+    toolsDirectory.found = nullptr;
+}
+
+bool vek::joinInBuffer(char *buf, std::size_t size, std::string_view directory, std::string_view separator,
+                       std::string_view sub) {
+    const std::size_t before = directory.size() + separator.size();
+    if (before + sub.size() >= size) {
+        return false;
+    }
+    std::memmove(buf + before, sub.data(), sub.size());
+    std::memmove(buf, directory.data(), directory.size());
+    std::memmove(buf + directory.size(), separator.data(), separator.size());
+    buf[before + sub.size()] = '\0';
+    return true;
+}
+
+/// Says on standard error why there is no installation root.
+static void explainMissingRoot() {
+    const char *const marker = "tools/bin/vek_root";
+    const char *const arg0 = vekiExecutableName;
+    const char *const fullPath = vekiFullExecutablePath();
+    const char *const pathSetting = std::getenv("PATH");
+    const char *const shownPath = pathSetting == nullptr ? "<UNSET>" : pathSetting;
+    if (vekIsRooted(arg0) == 1) {
+        static_cast<void>(std::fprintf(stderr,
+                                       "ERROR: can't determine installation root.\n"
+                                       "       can't find %s in any parent directory of %s\n",
+                                       marker, arg0));
+    } else if (*fullPath != '\0') {
+        static_cast<void>(std::fprintf(stderr,
+                                       "ERROR: can't determine installation root.\n"
+                                       "       can't find %s in any parent directory of executable %s\n"
+                                       "       (found using arg0 \"%s\" and current working dir or\n"
+                                       "        $PATH %s)\n",
+                                       marker, fullPath, arg0, shownPath));
+    } else {
+        static_cast<void>(std::fprintf(stderr,
+                                       "ERROR: can't determine installation root.\n"
+                                       "       can't create rooted path to arg0 \"%s\"\n"
+                                       "       using current working directory or $PATH: %s\n",
+                                       arg0, shownPath));
+    }
+}
+
+int vekGetInstPathInBuf(char *buf, size_t size, const char *sub) {
+    if (cmnGetInstallRootRequired() == 0 || buf == nullptr) {
+        return 0;
+    }
+    const std::string_view below(sub == nullptr ? "" : sub);
+    if (below.size() > kLongestSub) {
+        return 0;
+    }
+    const char *root = vekiFindInstallRoot();
+    if (root == nullptr) {
+        explainMissingRoot();
+        return 0;
+    }
+    const std::string_view separator(below.empty() || below[0] == '/' ? "" : "/");
+    return vek::joinInBuffer(buf, size, root, separator, below) ? 1 : 0;
+}
+
+char *vekGetInstPath(const char *sub) {
+    InstalledText path;
+    const bool isFound = path.fill(
+        [sub](char *buffer, std::size_t size) { return vekGetInstPathInBuf(buffer, size, sub) != 0; });
+    return isFound ? vekiCopyString(path.c_str()) : nullptr;
+}
+
+/// The first line of the platform file of the tools directory `tools`, at most 15 characters of it; empty when
+/// there is none.
+static vek::FixedText<16> readPlatform(std::string_view tools) {
+    vek::FixedText<16> platform;
+    InstalledText file;
+    if (!file.assign(tools, std::string_view("/bin/vek_plat.dat"))) {
+        return platform;
+    }
+    const vek::OwnedStream stream = vek::openForReading(file.c_str());
+    if (stream) {
+        platform.fill([&stream](char *buffer, std::size_t size) {
+            static_cast<void>(vek_fgets(buffer, static_cast<int>(size), stream.get()));
+        });
+    }
+    if (platform.back() == '\n') {
+        platform.truncate(platform.size() - 1);
+    }
+    return platform;
+}
+
+/// Finds the tools directory of this platform below `root`. @return whether there is one
+static bool findTools(std::string_view root, InstalledText &tools) {
+    if (!tools.assign(root, std::string_view("/tools"))) {
+        return false;
+    }
+    const vek::FixedText<16> platform = readPlatform(tools.view());
+    if (platform.view() == vekPlat()) {
+        return true;
+    }
+    if (!platform.empty()) {
+        return false; // an installation for another platform
+    }
+    InstalledText ofPlatform;
+    if (ofPlatform.assign(tools.view(), '.', std::string_view(vekPlat())) &&
+        vekiPathExists(ofPlatform.c_str()) == 1) {
+        return tools.assign(ofPlatform.view());
+    }
+    return vekiPathExists(tools.c_str()) == 1;
+}
+
+/// The cached tools directory, looked for when there is none yet; null when there is none.
+static const char *cachedTools() {
+    if (toolsDirectory.found != nullptr) {
+        return toolsDirectory.found;
+    }
+    // Not asked whether a root is required: a caller of the tools path has a use for one in any case.
+    const char *root = vekiFindInstallRoot();
+    InstalledText tools;
+    if (root == nullptr || !findTools(root, tools) ||
+        !vek::copyToBuffer(tools.view(), toolsDirectory.path, sizeof toolsDirectory.path)) {
+        return nullptr;
+    }
+    toolsDirectory.found = toolsDirectory.path;
+    return toolsDirectory.found;
+}
+
+int vekGetToolsPathInBuf(char *buf, size_t size, const char *sub) {
+    const char *tools = buf == nullptr ? nullptr : cachedTools();
+    if (tools == nullptr) {
+        return 0;
+    }
+    // An empty `sub` is one that was given: the result ends in "/".
+    const bool joined =
+        sub == nullptr ? vek::copyToBuffer(tools, buf, size) : vek::joinInBuffer(buf, size, tools, "/", sub);
+    return joined ? 1 : 0;
+}
+
+char *vekGetToolsPath(const char *sub) {
+    const char *tools = cachedTools();
+    if (tools == nullptr || sub == nullptr) {
+        return vekiCopyString(tools);
+    }
+    const std::size_t size = std::strlen(tools) + 1 + std::strlen(sub) + 1;
+    vek::Owned<char> path(static_cast<char *>(vekiMalloc(size)));
+    return path && vek::joinInBuffer(path.get(), size, tools, "/", sub) ? path.release() : nullptr;
+}

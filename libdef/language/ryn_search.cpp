@@ -1,0 +1,164 @@
+#include "libdef/ryn.h"
+
+#include "common/text/owned_strlist.h"
+#include "search/pux.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+
+namespace {
+
+/// A directory that a library may have.
+struct DirectoryKind {
+    unsigned temporary; ///< one of these kinds of temporary directories; 0 for the library's own
+    unsigned readMode;  ///< the mode of rynGetPath() that gives it to be searched
+    unsigned writeMode; ///< and to be written
+};
+
+/// In the order of the search. An implicit temporary directory is asked for as one to be written in either
+/// case, and the first kind gives it, too, when the library has both: it is searched twice then, on purpose.
+constexpr std::array<DirectoryKind, 3> kDirectoryKinds = {{
+    {RYN_TMP_EXPLICIT | RYN_TMP_GLOBAL, RYN_PATH_READ_TMP, RYN_PATH_WRITE_TMP},
+    {RYN_TMP_IMPLICIT, RYN_PATH_WRITE, RYN_PATH_WRITE},
+    {0, RYN_PATH_READ_LIBRARY, RYN_PATH_WRITE_LIBRARY},
+}};
+
+/// The directories of a library, as a null-terminated array.
+class LibraryDirectories {
+  public:
+    /// @param mode  the mode of each kind that counts
+    LibraryDirectories(rynHandle handle, const char *library, unsigned DirectoryKind::*mode) {
+        if (library == nullptr ||
+            rynQuery(handle, RYN_QUERY_EXISTS, library, nullptr, nullptr, nullptr) != RYN_OK) {
+            return;
+        }
+        for (const DirectoryKind &kind : kDirectoryKinds) {
+            if (kind.temporary == 0 || rynLibHasTmp(handle, library, kind.temporary) == RYN_OK) {
+                add(handle, library, kind.*mode);
+            }
+        }
+    }
+    LibraryDirectories(const LibraryDirectories &) = delete;
+    LibraryDirectories &operator=(const LibraryDirectories &) = delete;
+
+    [[nodiscard]] char **list() { return list_.data(); }
+
+  private:
+    void add(rynHandle handle, const char *library, unsigned mode) {
+        Path &path = paths_[count_];
+        if (rynGetPath(handle, mode, library, nullptr, nullptr, nullptr, path.data(), path.size()) ==
+            RYN_OK) {
+            list_[count_++] = path.data();
+        }
+    }
+
+    using Path = std::array<char, VEK_PATH_SIZE>;
+
+    std::array<Path, kDirectoryKinds.size()> paths_; // each filled before it is listed
+    std::array<char *, kDirectoryKinds.size() + 1> list_ = {};
+    std::size_t count_ = 0;
+};
+
+struct ReleaseSearchList {
+    void operator()(char **list) const { static_cast<void>(puxReleaseHandle(list)); }
+};
+using OwnedSearchList = std::unique_ptr<char *, ReleaseSearchList>;
+
+/// @return a search list; null when there is none
+OwnedSearchList openSearchList() {
+    char **list = nullptr;
+    return OwnedSearchList(puxInitialize(&list) == PUX_OK ? list : nullptr);
+}
+
+/// A null-terminated array of one directory, or of none, for calls that only read it.
+class OneDirectory {
+  public:
+    explicit OneDirectory(const char *directory) : list_{const_cast<char *>(directory), nullptr} {}
+
+    /// @return the array; null without a directory
+    [[nodiscard]] char **list() { return list_[0] == nullptr ? nullptr : list_.data(); }
+
+  private:
+    std::array<char *, 2> list_;
+};
+
+struct Translation {
+    int searched;
+    int code;
+};
+
+constexpr std::array<Translation, 5> kTranslations = {{
+    {PUX_OK, RYN_OK},
+    {PUX_INVALID_PARAMETER, RYN_INVALID_PARAMETER},
+    {PUX_BUFFER_TOO_SMALL, RYN_BUFFER_TOO_SMALL},
+    {PUX_FILE_NOT_FOUND, RYN_NO_SUCH_FILE},
+    {PUX_PERMISSION_DENIED, RYN_PERMISSION_DENIED_FILE},
+}};
+
+/// @return this layer's code for one of a search
+int translated(int searched) {
+    for (const Translation &translation : kTranslations) {
+        if (translation.searched == searched) {
+            return translation.code;
+        }
+    }
+    return RYN_INTERNAL_ERROR;
+}
+
+} // namespace
+
+int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library, char *path,
+              size_t size) {
+    return rynSearchList(handle, name, OneDirectory(directory).list(), library, path, size);
+}
+
+int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library, char *path,
+                  size_t size) {
+    const OwnedSearchList searchList = openSearchList();
+    if (!searchList) {
+        return RYN_INTERNAL_ERROR;
+    }
+    LibraryDirectories libraries(handle, library, &DirectoryKind::readMode);
+    return translated(puxSearchEx(searchList.get(), name, directories, libraries.list(), path, size));
+}
+
+int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
+                  char ***paths) {
+    return rynFullSearchList(handle, name, OneDirectory(directory).list(), library, paths);
+}
+
+int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
+                      char ***paths) {
+    if (paths == nullptr) {
+        return RYN_INVALID_PARAMETER;
+    }
+    *paths = nullptr;
+    const OwnedSearchList searchList = openSearchList();
+    if (!searchList) {
+        return RYN_INTERNAL_ERROR;
+    }
+    LibraryDirectories libraries(handle, library, &DirectoryKind::readMode);
+    std::array<char, VEK_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    vek::StrlistBuilder found;
+    // A search for each directory of the library: without one, the caller's are not searched either.
+    for (char **directory = libraries.list(); *directory != nullptr; ++directory) {
+        OneDirectory libraryDirectory(*directory);
+        const int searched = puxSearchEx(searchList.get(), name, directories, libraryDirectory.list(),
+                                         path.data(), path.size());
+        if (searched == PUX_OK && !found.add(path.data())) {
+            return RYN_MEMORY_ERROR;
+        }
+    }
+    *paths = found.take().release();
+    return *paths == nullptr ? RYN_NO_SUCH_FILE : RYN_OK;
+}
+
+int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size) {
+    const OwnedSearchList searchList = openSearchList();
+    if (!searchList) {
+        return RYN_INTERNAL_ERROR;
+    }
+    LibraryDirectories libraries(handle, library, &DirectoryKind::writeMode);
+    return translated(puxFindWritableEx(searchList.get(), name, libraries.list(), path, size));
+}

@@ -1,0 +1,92 @@
+#include "libdef/paths/ryni_path.h"
+
+#include "common/base/owned.h"
+#include "common/platform/system_path.h"
+#include "common/text/fixed_text.h"
+#include "libdef/registry/ryni_index_hash.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+int isSamePath(const void *entry, const void *key) {
+    const auto *link = static_cast<const rynLink *>(entry);
+    const auto *wanted = static_cast<const rynLink *>(key);
+    return link->hash == wanted->hash && std::strcmp(link->path, wanted->path) == 0 ? 1 : 0;
+}
+
+uint32_t hashPath(const void *key, const vekHashTable * /*table*/) {
+    return static_cast<const rynLink *>(key)->hash;
+}
+
+rynLink *findLink(rynRegistry &registry, const char *path, uint32_t hash) {
+    rynLink wanted = {};
+    wanted.path = const_cast<char *>(path); // only read, as a key
+    wanted.hash = hash;
+    return static_cast<rynLink *>(vekHashProbe(&registry.linkIndex, &wanted));
+}
+
+/// What a link read came to, as it is remembered.
+struct Outcome {
+    std::string_view target; ///< empty when the read failed
+    int32_t length;
+    int32_t error;
+};
+
+/// @param target  room for the target
+Outcome ask(const char *path, vek::PathText &target) {
+    const int error = vek::readLink(path, target);
+    return {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
+}
+
+/// Keeps the outcome of a path that findLink() has just not found. Without memory it is forgotten, and the system
+/// asked again.
+void remember(rynRegistry &registry, const char *path, uint32_t hash, const Outcome &outcome) {
+    vek::OwnedText pathCopy = vek::copyText(path);
+    vek::OwnedText targetCopy = outcome.length < 0 ? nullptr : vek::copyText(outcome.target);
+    auto *link = static_cast<rynLink *>(std::malloc(sizeof(rynLink)));
+    if (!pathCopy || (outcome.length >= 0 && !targetCopy) || link == nullptr) {
+        std::free(link);
+        return;
+    }
+    rynLink *&head = registry.links[ryniNameBucket(path, 0)];
+    *link = {head, pathCopy.release(), targetCopy.release(), outcome.length, outcome.error, nullptr, hash};
+    head = link;
+    vekHashCreateAfterProbe(&registry.linkIndex, link);
+}
+
+/// Hands an outcome out, the target cut to the caller's buffer.
+ssize_t deliver(const Outcome &outcome, char *targetOut, std::size_t size) {
+    if (size != 0) {
+        const std::size_t fitting = outcome.target.size() < size ? outcome.target.size() : size - 1;
+        std::memcpy(targetOut, outcome.target.data(), fitting);
+        targetOut[fitting] = '\0';
+    }
+    errno = outcome.error;
+    return outcome.length;
+}
+
+} // namespace
+
+void ryniInitLinkCache(rynRegistry *registry) {
+    vekHashAllocTable(&registry->linkIndex, 0, 1, offsetof(rynLink, nextInIndex), isSamePath, hashPath);
+}
+
+ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
+    const uint32_t hash = ryniIndexHash(path, 0);
+    const rynLink *known = registry == nullptr ? nullptr : findLink(*registry, path, hash);
+    if (known != nullptr) {
+        return deliver({known->target == nullptr ? "" : known->target, known->length, known->error},
+                       targetOut, size);
+    }
+    vek::PathText target;
+    const Outcome outcome = ask(path, target);
+    if (registry != nullptr) {
+        remember(*registry, path, hash, outcome);
+    }
+    return deliver(outcome, targetOut, size);
+}

@@ -1,0 +1,132 @@
+#include "libdef/registry/ryni_error.h"
+
+#include "common/base/vek_version.h"
+#include "libdef/registry/ryni_registry.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+
+[[gnu::used, gnu::retain]] const char ryniIdentString[] =
+    "@(#)$VEK: RYN version 06.01 09/07/2006 03:05 (vek-" VEK_VERSION ") $";
+
+static struct {
+    int lastError;
+    int usesDefaultWarning;
+    rynErrorHandler fatalHandler;
+} errorState;
+
+namespace {
+
+/// Indexed by code.
+constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
+    "No error",
+    "Internal error",
+    "Memory error",
+    "System error",
+    "No such directory",
+    "Library not defined",
+    "No such cell",
+    "No such view",
+    "No such file",
+    "Attribute not assigned",
+    "File not included",
+    "Permission denied",
+    "Permission denied on library",
+    "Permission denied on cell",
+    "Permission denied on view",
+    "Permission denied on file",
+    "Syntax error",
+    "Directory used multiple times",
+    "VEK.LIB file included multiple times",
+    "Invalid attribute",
+    "Invalid path",
+    "Invalid environment variable",
+    "Invalid Parameter",
+    "Return buffer to small",
+    "Meta-data file exists",
+    "Meta-data file is locked",
+    "Incorrect iteration context type",
+    "Iteration complete",
+    "Library doesn't have a VEKLIBRARY entry in its vekinfo.tag file",
+    "Libraries differ only by case",
+    "Same file has different definitions for library",
+    "Library redefined",
+    "VEK.LIB file not found",
+    "No VEK.LIB file line number for given command",
+    "Library not defined in given VEK.LIB file",
+    "Unable to lock a file",
+    "Operation not supported for packed libraries",
+    "Invalid error number",
+};
+
+/// What a report shows for a text that there is not.
+const char *orNull(const char *text) {
+    return text == nullptr ? "(null)" : text;
+}
+
+rynErrorHandler fatalHandlerOf(const rynRegistry *registry) {
+    const bool hasOwn = registry != nullptr && registry->fatalHandler != nullptr;
+    return hasOwn ? registry->fatalHandler : errorState.fatalHandler;
+}
+
+} // namespace
+
+const char *rynGetErrorMsg(int code) {
+    const bool known = code >= 0 && code < RYN_INVALID_ERROR_NUMBER;
+    return kMessages[static_cast<std::size_t>(known ? code : RYN_INVALID_ERROR_NUMBER)];
+}
+
+int ryni_do_fatal(const rynRegistry *registry, int code, const char *context) {
+    if (const rynErrorHandler handler = fatalHandlerOf(registry)) {
+        handler(code, context, context);
+        return code;
+    }
+    static_cast<void>(std::fprintf(stderr, "*ERROR* - RYN internal error - %s - %s\n", rynGetErrorMsg(code),
+                                   orNull(context)));
+    return code;
+}
+
+int ryni_do_error(const rynRegistry *registry, int code, const char *text) {
+    if (registry != nullptr && registry->errorHandler != nullptr) {
+        registry->errorHandler(code, text, text);
+        return code;
+    }
+    static_cast<void>(std::fprintf(stderr, "RYN  error: %s \"%s\"\n", rynGetErrorMsg(code), orNull(text)));
+    return code;
+}
+
+int ryniDefaultWarning(int code, const char *object, const char *file, int line) {
+    static_cast<void>(std::fprintf(stderr, "Error at line %d of %s for %s:\n\t%s\n", line, orNull(file),
+                                   orNull(object), rynGetErrorMsg(code)));
+    if (code != RYN_OK) {
+        errorState.lastError = code;
+    }
+    return RYN_OK;
+}
+
+int ryniSilentWarning(int code, const char * /*object*/, const char * /*file*/, int /*line*/) {
+    return code;
+}
+
+int ryni_getLastErr(void) {
+    return errorState.lastError;
+}
+
+void ryni_setLastErr(int code) {
+    errorState.lastError = code;
+}
+
+int ryni_useDefaultWarn(void) {
+    return errorState.usesDefaultWarning;
+}
+
+void ryniSetUseDefaultWarn(void) {
+    errorState.usesDefaultWarning = 1;
+}
+
+void ryniSetFirstFatalHandler(rynErrorHandler handler) {
+    if (errorState.fatalHandler == nullptr) {
+        errorState.fatalHandler = handler;
+    }
+}
