@@ -1,10 +1,10 @@
 # What `cmake --install` puts where, under any prefix. Components:
 #
-#   tool           vekinfo and what its users read
+#   tool           vekinfo, its manual pages, completions, files for editors, and the sample project
 #   runtime        the shared library
 #   development    what depends on the library directory: archive, link to the shared library, files for pkg-config
 #                  and CMake
-#   headers        the rest of what programs are built with: headers, manual pages, examples
+#   headers        the rest of what programs are built with: headers, manual pages, example programs
 #   documentation  the manual pages as HTML
 #
 # A distribution has its own library directory. The components runtime_deb, development_deb, runtime_rpm and
@@ -74,14 +74,22 @@ vek_install_libraries(lib64 _rpm /usr)
 
 install(FILES ${VEK_INSTALLED_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vek COMPONENT headers)
 
+# ---- examples: the sample project for everybody, programs for whoever has the headers
+
+set(examples_dir ${CMAKE_INSTALL_DOCDIR}/examples)
 install(
-  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
-  COMPONENT headers
+  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/project
+  DESTINATION ${examples_dir}
+  COMPONENT tool
   FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
-  DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE
-  PATTERN walkthrough EXCLUDE)
-install(PROGRAMS ${PROJECT_SOURCE_DIR}/examples/walkthrough DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+  DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/examples/entry-of ${PROJECT_SOURCE_DIR}/examples/walkthrough
+        DESTINATION ${examples_dir} COMPONENT tool)
+foreach(component IN ITEMS tool headers)
+  install(FILES ${PROJECT_SOURCE_DIR}/examples/README.md DESTINATION ${examples_dir} COMPONENT ${component})
+endforeach()
+file(GLOB example_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/*.c ${PROJECT_SOURCE_DIR}/examples/*.cpp)
+install(FILES ${example_sources} ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt DESTINATION ${examples_dir}
         COMPONENT headers)
 
 # ---- documentation, completions, editors
