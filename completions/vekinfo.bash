@@ -4,7 +4,7 @@
 # environment tells: a setup.loc is not asked.
 _vekinfo_libraries() {
     local directory file
-    for directory in . "$VEK_WORKAREA" "$VEK_SEARCHDIR" "$HOME" "$VEK_PROJECT" "$VEK_SITE"; do
+    for directory in . "${VEK_WORKAREA-}" "${VEK_SEARCHDIR-}" "${HOME-}" "${VEK_PROJECT-}" "${VEK_SITE-}"; do
         for file in .tolvane/vek.lib vek.lib veksetup/vek.lib; do
             if [[ -n $directory && -f $directory/$file ]]; then
                 awk -v file="$directory/$file" '
@@ -52,10 +52,27 @@ _vekinfo_libraries() {
     done
 }
 
+# The application entries of the nearest tag file, at or above a path.
+_vekinfo_entries() {
+    local directory=$1
+    [[ $directory == '~'?(/*) ]] && directory=${HOME-}${directory#'~'}
+    [[ $directory == /* ]] || directory=$PWD/$directory
+    while [[ -n $directory ]]; do
+        if [[ -f $directory/vekinfo.tag ]]; then
+            awk '{
+                sub(/(^|[ \t])(--|#|;).*/, "")
+                if (NF > 0 && toupper($1) !~ /^(VEKLIBRARY|VEKLIBCHECK|DMTYPE|NAMESPACE)$/ && !known[toupper($1)]++) print $1
+            }' "$directory/vekinfo.tag" 2>/dev/null
+            return
+        fi
+        directory=${directory%/*}
+    done
+}
+
 # Files; or, for a word that begins no file, the directories of the libraries whose names it begins.
 _vekinfo_paths() {
     local path name directory
-    compopt -o filenames -o default 2>/dev/null # the default completes words that begin with a quote
+    compopt -o filenames 2>/dev/null
     while IFS= read -r path; do
         COMPREPLY+=("$path")
     done < <(compgen -f -- "$1")
@@ -80,17 +97,24 @@ _vekinfo_offer() {
 }
 
 _vekinfo() {
-    local current=${COMP_WORDS[COMP_CWORD]} wanted=option action='' entry='' i
+    local current=${COMP_WORDS[COMP_CWORD]} wanted=option action='' entry='' path='' i
     local options=(-verbose -v -path)
     local actions=(-show -lookup -addentry -clearentry -checklibrary -configurelibrary)
     local entries=(VEKLIBRARY VEKLIBCHECK DMTYPE NAMESPACE)
     COMPREPLY=()
+    # bash itself keeps the quote that the word begins with, and inserts what follows it.
+    current=${current#[\"\']}
 
-    # What the words before this one leave to be said.
+    # The state after the words before this one: what can follow.
     for ((i = 1; i < COMP_CWORD; ++i)); do
-        local word=${COMP_WORDS[i],,}
+        local plain=${COMP_WORDS[i]//[\"\'\\]/}
+        local word=${plain,,}
         case $wanted in
-        path | cleared | value) wanted=option ;;
+        path)
+            path=$plain
+            wanted=option
+            ;;
+        cleared | value) wanted=option ;;
         added) wanted=value entry=$word ;;
         first) wanted=names ;;
         *)
@@ -111,7 +135,14 @@ _vekinfo() {
     fi
     case $wanted in
     path) _vekinfo_paths "$current" ;;
-    first | added | cleared) _vekinfo_offer "$current" "${entries[@]}" ;;
+    first)
+        # Not for later names: only the first one finds an application entry reliably.
+        while IFS= read -r entry; do
+            entries+=("$entry")
+        done < <(_vekinfo_entries "$path")
+        _vekinfo_offer "$current" "${entries[@]}"
+        ;;
+    added | cleared) _vekinfo_offer "$current" "${entries[@]}" ;;
     names) _vekinfo_offer "$current" "${entries[@]}" "${options[@]}" ;;
     option) _vekinfo_offer "$current" "${options[@]}" ;;
     value)

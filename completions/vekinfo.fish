@@ -51,9 +51,27 @@ function __vekinfo_libraries
     end
 end
 
+# The application entries of the nearest tag file, at or above a path.
+function __vekinfo_entries
+    set -l directory (string replace -r '^~(?=/|$)' "$HOME" -- "$argv[1]")
+    if not string match -q '/*' -- $directory
+        set directory $PWD/$directory
+    end
+    while test -n "$directory"
+        if test -f "$directory/vekinfo.tag"
+            awk '{
+                sub(/(^|[ \t])(--|#|;).*/, "")
+                if (NF > 0 && toupper($1) !~ /^(VEKLIBRARY|VEKLIBCHECK|DMTYPE|NAMESPACE)$/ && !known[toupper($1)]++) print $1
+            }' "$directory/vekinfo.tag" 2>/dev/null
+            return
+        end
+        set directory (string replace -r '/[^/]*$' '' -- $directory)
+    end
+end
+
 # Files; or, for a word that begins no file, the directories of the libraries whose names it begins.
 function __vekinfo_paths
-    set -l current (commandline -ct)
+    set -l current (commandline -ct | string replace -r '^["\']' '')
     set -l paths (__fish_complete_path $current)
     if test (count $paths) -gt 0
         printf '%s\n' $paths
@@ -87,10 +105,15 @@ function __vekinfo_complete
         DMTYPE\t'the data-management system' \
         NAMESPACE\t'how names become file names'
 
-    # What the words before this one leave to be said.
-    for word in (string lower -- (commandline -opc)[2..-1])
+    # The state after the words before this one: what can follow.
+    set -l path
+    for typed in (commandline -opc)[2..-1]
+        set -l word (string lower -- $typed)
         switch $wanted
-            case path cleared value
+            case path
+                set path $typed
+                set wanted option
+            case cleared value
                 set wanted option
             case added
                 set wanted value
@@ -125,7 +148,10 @@ function __vekinfo_complete
     switch $wanted
         case path
             __vekinfo_paths
-        case first added cleared
+        case first
+            # Not for later names: only the first one finds an application entry reliably.
+            printf '%s\n' $entries (__vekinfo_entries "$path")\t'application entry'
+        case added cleared
             printf '%s\n' $entries
         case names
             printf '%s\n' $entries $options
