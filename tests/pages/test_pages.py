@@ -74,7 +74,7 @@ def test_index_lists_all_pages(chromium: webdriver.Chrome) -> None:
 
 
 def version() -> str:
-    text = (SOURCE / "common" / "vek_version.h").read_text(encoding="utf-8")
+    text = (SOURCE / "common" / "base" / "vek_version.h").read_text(encoding="utf-8")
     return text.split('#define VEK_VERSION "')[1].split('"')[0]
 
 
