@@ -1,6 +1,5 @@
 #include "tagfile/tag_append.h"
 
-#include "common/platform/size_limit.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_edited_file.h"
 #include "tagfile/tovi_parse.h"
@@ -32,7 +31,6 @@ bool readQuietly(const EditedFile &file, OwnedInfoObj &obj) {
 AppendResult appendUnlessDefined(const char *tagPath, const char *element, ComposeAppended compose,
                                  void *context) {
     using Kind = AppendResult::Kind;
-    const vek::SizeLimitIsNoSignal guard;
     EditedFile file(tagPath);
     OwnedInfoObj obj;
     if (file.open(Opening::ForAppending, Deadline(kEditWaitMs)) != Opened::Yes || !file.canAppend() ||

@@ -5,7 +5,6 @@
 #include "tagfile/tov.h"
 
 #include "common/base/owned.h"
-#include "common/platform/size_limit.h"
 #include "common/text/ascii.h"
 #include "common/text/owned_strlist.h"
 #include "tagfile/tag_path.h"
@@ -129,10 +128,10 @@ class Edit {
 
     /// @return 1, or 0 if the edit failed
     int run() {
+        tempVekinfoFromHash = nullptr; // as at the start of every reading
         if (addition_ != nullptr && addition_->isRefused() && !addition_->isKeyword()) {
             return refuse();
         }
-        const vek::SizeLimitIsNoSignal guard;
         const Opening opening = addition_ == nullptr ? Opening::Existing : Opening::CreateIfMissing;
         switch (file_.open(opening, Deadline(kEditWaitMs))) {
         case Opened::Missing:
@@ -205,8 +204,8 @@ class Edit {
 
     Report readContent() {
         const Report report = parseContent();
-        if (report.code == TOV_SYNTAX_ERROR) {
-            dropFromCache(path_);
+        if (report.isError() && report.code != TOV_MEMORY_ERROR) {
+            dropFromCache(path_); // a first reading would not have put it there
         }
         return noteRead(report);
     }
@@ -216,12 +215,7 @@ class Edit {
         if (result != ContentRead::Done) {
             return result == ContentRead::NoMemory ? kNoMemory : kCannotRead;
         }
-        if (!makeObject()) {
-            return kNoMemory;
-        }
-        vek::LineReader lines(file_.content());
-        bool found = false;
-        return parseLines(keywords_, lines, nullptr, *obj_, found);
+        return parseText(keywords_, path_, file_.content(), obj_);
     }
 
     Report readThroughCache() {
@@ -245,19 +239,11 @@ class Edit {
         return report;
     }
 
-    /// Makes an object in which nothing is set. @return false if memory is exhausted
-    bool makeObject() {
-        obj_ = makeEmptyInfoObj();
-        if (obj_ && path_ != nullptr) {
-            obj_->path = vek::copyText(path_).release();
-        }
-        return obj_ && (path_ == nullptr || obj_->path != nullptr);
-    }
-
     /// For a file that does not exist or cannot be read: the edit writes what it adds, and nothing else.
     bool startAnew() {
         dropFromCache(path_);
-        return makeObject();
+        obj_ = makeEmptyInfoObj(path_);
+        return obj_ != nullptr;
     }
 
     // ---- writing
@@ -293,7 +279,7 @@ class Edit {
         if (!file_.isRegular()) {
             return false; // the cache holds it
         }
-        const bool isParsed = !parseContent().isError();
+        const bool isParsed = file_.isRestored() && !parseContent().isError();
         if (!isParsed) {
             dropFromCache(path_);
         }
@@ -336,7 +322,7 @@ int editEntry(const Keywords &keywords, const char *dir, const char *name, const
 } // namespace tov
 
 int tovRemoveEntry(const char *dir, const char *name) {
-    return dir == nullptr || name == nullptr ? 1 : tov::editEntry(tov::kKeywords, dir, name, nullptr);
+    return name == nullptr ? 1 : tov::editEntry(tov::kKeywords, dir, name, nullptr);
 }
 
 int tovAddEntry(const char *dir, const char *name, const char *value) {

@@ -5,6 +5,7 @@
 #include "tagfile/tovi_edited_file.h"
 
 #include "common/platform/retry.h"
+#include "common/platform/size_limit.h"
 #include "common/text/fixed_text.h"
 
 #include <cerrno>
@@ -65,10 +66,33 @@ vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText 
         vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }
 
-/// @return 0 and the target of a symbolic link; EINVAL if it is none, ENOENT if it is gone; or another errno value
+/// Whether a symbolic link may lead somewhere that its owner cannot write, such as a link in /tmp that another user has
+/// made. Linux follows no such link if fs.protected_symlinks is set.
+bool isUntrusted(const struct stat &link, const struct stat &directory) {
+    constexpr mode_t kShared = S_ISVTX | S_IWOTH;
+    return (directory.st_mode & kShared) == kShared && link.st_uid != geteuid() &&
+           link.st_uid != directory.st_uid;
+}
+
+/// @return 0 and the target of a symbolic link; EINVAL if it is none, ENOENT if it is gone, EACCES if it is not to be
+///         followed; or another errno value
 int readLink(int directory, const char *name, vek::PathText &target) {
+    // One descriptor for all steps: the name could lead to another link at each of them.
+    const vek::OwnedDescriptor link(
+        vek::retryInterrupted([=] { return openat(directory, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
+    struct stat status = {};
+    struct stat holder = {};
+    if (!link.valid() || fstat(link.get(), &status) != 0 || fstat(directory, &holder) != 0) {
+        return errno;
+    }
+    if (!S_ISLNK(status.st_mode)) {
+        return EINVAL;
+    }
+    if (isUntrusted(status, holder)) {
+        return EACCES;
+    }
     const ssize_t length = target.fillCounted(
-        [=](char *buffer, std::size_t size) { return readlinkat(directory, name, buffer, size); });
+        [&](char *buffer, std::size_t size) { return readlinkat(link.get(), "", buffer, size); });
     return length < 0 ? errno : 0;
 }
 
@@ -204,7 +228,7 @@ void EditedFile::close() {
 
 void EditedFile::removeIfNew() {
     struct stat atName = {};
-    if (isNew_ && fstat(file_.get(), &status_) == 0 &&
+    if (isNew_ && fstat(file_.get(), &status_) == 0 && (lock_.isHeld() || status_.st_size == 0) &&
         fstatat(creation_.directory.get(), creation_.name.get(), &atName, AT_SYMLINK_NOFOLLOW) == 0 &&
         isSameFile(status_, atName)) {
         static_cast<void>(unlinkat(creation_.directory.get(), creation_.name.get(), 0));
@@ -246,6 +270,7 @@ ContentRead EditedFile::readContent() {
 // ---- replacing
 
 bool EditedFile::replace(std::string_view text) {
+    const vek::SizeLimitIsNoSignal guard;
     if (S_ISCHR(status_.st_mode)) {
         return writeAll(text) && closeDuplicate(); // a device has no content to lose
     }
@@ -289,7 +314,7 @@ bool EditedFile::extendBy(std::string_view text) {
     if (writeAt(file_.get(), tail, status_.st_size)) {
         return true;
     }
-    static_cast<void>(truncateTo(file_.get(), oldSize()));
+    isRestored_ = truncateTo(file_.get(), oldSize());
     return false;
 }
 
@@ -309,16 +334,17 @@ bool EditedFile::overwrite(std::string_view text) {
 }
 
 /// Network file systems report some write errors only when a descriptor is closed. Closing a duplicate shows them
-/// while the file is still open, and locked, to be restored.
+/// while the file is still open, and locked, to be restored. If the process has no descriptor left, fsync() shows them.
 bool EditedFile::closeDuplicate() {
     vek::OwnedDescriptor duplicate(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
-    return !duplicate.valid() || duplicate.close() == 0; // without one: the file has been synchronized
+    return duplicate.valid() ? duplicate.close() == 0 : synchronize(file_.get());
 }
 
 void EditedFile::restore() {
+    isRestored_ = false;
     if (content_) {
-        static_cast<void>(writeAt(file_.get(), content(), 0));
-        static_cast<void>(truncateTo(file_.get(), contentSize_));
+        // If the old text cannot be written, the size stays: cutting the new text would tear it.
+        isRestored_ = writeAt(file_.get(), content(), 0) && truncateTo(file_.get(), contentSize_);
         static_cast<void>(synchronize(file_.get()));
     }
 }
@@ -333,6 +359,7 @@ bool EditedFile::canAppend() {
 }
 
 bool EditedFile::append(std::string_view text) {
+    const vek::SizeLimitIsNoSignal guard;
     const ssize_t written = ::write(file_.get(), text.data(), text.size());
     const off_t end = lseek(file_.get(), 0, SEEK_CUR);
     if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {

@@ -33,8 +33,9 @@ int setLock(int file, short type) {
     return vek::retryInterrupted([&] { return fcntl(file, F_OFD_SETLK, &lock); }) == 0 ? 0 : errno;
 }
 
-bool isHeldByAnother(int error) {
-    return error == EAGAIN || error == EACCES;
+/// Whether a request may succeed later: another process holds the lock, or signals interrupt every try.
+bool isTemporary(int error) {
+    return error == EAGAIN || error == EACCES || error == EINTR;
 }
 
 } // namespace
@@ -62,7 +63,7 @@ void Backoff::pause(const Deadline &deadline) {
 LockResult FileLock::acquire(int file, LockKind kind, const Deadline &deadline) {
     Backoff backoff;
     int error = setLock(file, kind == LockKind::Shared ? F_RDLCK : F_WRLCK);
-    while (isHeldByAnother(error) && !deadline.isPast()) {
+    while (isTemporary(error) && !deadline.isPast()) {
         backoff.pause(deadline);
         error = setLock(file, kind == LockKind::Shared ? F_RDLCK : F_WRLCK);
     }
@@ -70,7 +71,7 @@ LockResult FileLock::acquire(int file, LockKind kind, const Deadline &deadline) 
         file_ = file;
         return LockResult::Locked;
     }
-    return isHeldByAnother(error) ? LockResult::TimedOut : LockResult::Unsupported;
+    return isTemporary(error) ? LockResult::TimedOut : LockResult::Unsupported;
 }
 
 void FileLock::release() {

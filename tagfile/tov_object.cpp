@@ -4,6 +4,7 @@
 #include "tagfile/tovi_report.h"
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -27,12 +28,13 @@ void tovInitVekinfoObj(VekinfoObj *obj) {
     obj->libcheck = TOV_UNSET;
 }
 
-OwnedInfoObj makeEmptyInfoObj() {
+OwnedInfoObj makeEmptyInfoObj(const char *path) {
     OwnedInfoObj obj(static_cast<VekinfoObj *>(std::malloc(sizeof(VekinfoObj))));
-    if (obj) {
-        tovInitVekinfoObj(obj.get());
+    if (!obj) {
+        return nullptr;
     }
-    return obj;
+    tovInitVekinfoObj(obj.get());
+    return copyString(path, &obj->path) ? std::move(obj) : nullptr;
 }
 
 int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {

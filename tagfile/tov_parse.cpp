@@ -7,7 +7,6 @@
 #include "common/text/ascii.h"
 #include "common/text/owned_strlist.h"
 #include "tagfile/tovi_cache.h"
-#include "tagfile/tovi_object.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -165,6 +164,16 @@ Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *
     }
     found = found && !report.isError();
     return report;
+}
+
+Report parseText(const Keywords &keywords, const char *path, std::string_view text, OwnedInfoObj &obj) {
+    obj = makeEmptyInfoObj(path);
+    if (!obj) {
+        return kNoMemory;
+    }
+    vek::LineReader lines(text);
+    bool found = false;
+    return parseLines(keywords, lines, nullptr, *obj, found);
 }
 
 const Keyword *findRejected(const Keywords &keywords, std::string_view text) {

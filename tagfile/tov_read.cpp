@@ -100,13 +100,15 @@ int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int 
     tovInitVekinfoObj(&read);
     bool hasElement = false;
     const tov::Report report = tov::readTagFile(tov::kKeywords, path, element, read, hasElement);
-    if (report.line > 0 || read.line > 0) {
+    const bool hasLines = read.line > 0;
+    if (hasLines) {
         obj->line = read.line;
     }
     const int merged = tov::merge(read, path, obj);
     toviClearInfoObj(&read);
     const bool hasFailed = merged != TOV_OK || report.isError();
-    if (found != nullptr && (hasElement || hasFailed)) {
+    // A file that cannot be opened leaves `*found` as it is.
+    if (found != nullptr && (hasElement || (hasFailed && hasLines))) {
         *found = hasFailed ? 0 : 1;
     }
     return merged == TOV_OK && report.isError() ? tov::makeReport(report, path, nullptr) : merged;

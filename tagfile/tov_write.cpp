@@ -1,7 +1,6 @@
 #include "tagfile/tovi_write.h"
 
 #include "common/base/owned.h"
-#include "common/platform/size_limit.h"
 #include "common/platform/vek_file.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tovi_cache.h"
@@ -57,38 +56,43 @@ constexpr const char *kTemplate = "#\n"
                                   "#\n";
 
 /// Appends a line, unless the parser would reject it: the next reader would then reject the whole file.
+/// @return false if it does
 template <typename... Pieces>
-void composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &reports, int lineCount,
+bool composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &reports, int lineCount,
                  const Pieces &...pieces) {
     const std::size_t begin = text.size();
     text.append(pieces..., "\n");
     if (!text.isWhole()) {
-        return;
+        return true;
     }
     const Keyword *rejected = findRejected(keywords, {text.view().data() + begin, text.size() - begin});
     if (rejected != nullptr) {
         text.truncate(begin);
         reports.add({TOV_SYNTAX_ERROR, rejected->syntaxError, Naming::File, lineCount});
     }
+    return rejected == nullptr;
 }
 
 } // namespace
 
-void composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports) {
     const int lineCount = static_cast<int>(obj.line);
+    bool hasAllLines = true;
     text.append(kTemplate);
     for (const Keyword &keyword : keywords) {
         const char *value = keyword.writtenValue(obj);
         if (value != nullptr) {
-            composeLine(keywords, text, reports, lineCount, keyword.name, keyword.wordCount > 1 ? " " : "",
-                        value);
+            const char *blank = keyword.wordCount > 1 ? " " : "";
+            hasAllLines &= composeLine(keywords, text, reports, lineCount, keyword.name, blank, value);
         }
     }
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
         const bool hasValue = obj.values != nullptr && obj.values[i] != nullptr;
-        composeLine(keywords, text, reports, lineCount, obj.names[i], " ", hasValue ? obj.values[i] : "");
+        const char *value = hasValue ? obj.values[i] : "";
+        hasAllLines &= composeLine(keywords, text, reports, lineCount, obj.names[i], " ", value);
     }
+    return hasAllLines;
 }
 
 namespace {
@@ -98,7 +102,6 @@ constexpr Report kFileExists = {TOV_FILE_EXISTS, "didn't overwrite file", Naming
 
 /// Replaces the tag file `path`, or creates it. @return whether `text` is in the file
 bool writeFile(const char *path, std::string_view text) {
-    const vek::SizeLimitIsNoSignal guard;
     EditedFile file(path);
     if (file.open(Opening::CreateIfMissing, Deadline(kEditWaitMs)) != Opened::Yes) {
         return false;
@@ -111,7 +114,6 @@ bool writeFile(const char *path, std::string_view text) {
 }
 
 Report createFile(const char *path, std::string_view text) {
-    const vek::SizeLimitIsNoSignal guard;
     EditedFile file(path);
     const Opened opened = file.open(Opening::CreateNew, Deadline(kEditWaitMs));
     if (opened == Opened::Yes && file.replace(text)) {
@@ -136,13 +138,17 @@ bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
 
 /// updateInfoFile() without its reports. @return kNoError, or why the file was not written
 Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
+    vek::ComposedText text;
+    const bool hasAllLines = composeSettings(kKeywords, obj, text, reports);
+    if (path == nullptr || !text.isWhole()) {
+        return kCannotWrite;
+    }
     OwnedInfoObj copy;
-    if (path != nullptr && isCached(path) && !copyForCache(obj, path, copy)) {
+    if (isCached(path) && !(hasAllLines ? copyForCache(obj, path, copy)
+                                        : !parseText(kKeywords, path, text.view(), copy).isError())) {
         return kNoMemory;
     }
-    vek::ComposedText text;
-    composeSettings(kKeywords, obj, text, reports);
-    if (path == nullptr || !text.isWhole() || !writeFile(path, text.view())) {
+    if (!writeFile(path, text.view())) {
         return kCannotWrite;
     }
     if (copy) {
@@ -179,7 +185,7 @@ int tovCreateInfoFile(const char *dir, char **lines) {
         vek::ComposedText text;
         text.append(tov::kTemplate);
         for (char **line = lines; line != nullptr && *line != nullptr; ++line) {
-            tov::composeLine(tov::kKeywords, text, reports, 0, *line);
+            static_cast<void>(tov::composeLine(tov::kKeywords, text, reports, 0, *line));
         }
         const bool canWrite = path != nullptr && text.isWhole();
         result = canWrite ? tov::createFile(path.get(), text.view()) : tov::kCannotCreate;

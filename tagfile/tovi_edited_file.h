@@ -57,6 +57,9 @@ class EditedFile {
     /// file system cannot reserve space (fallocate), the old text may also be followed by the end of the new one.
     [[nodiscard]] bool replace(std::string_view text);
 
+    /// Whether the file has its old content, as far as replace() could restore it.
+    [[nodiscard]] bool isRestored() const { return isRestored_; }
+
     /// Whether the file is one that can be appended to: a regular file whose last byte can be read, or a device.
     [[nodiscard]] bool canAppend();
     /// Whether the last line lacks its newline; canAppend() has looked.
@@ -65,7 +68,8 @@ class EditedFile {
     /// Appends all of `text` with one write(), or nothing.
     [[nodiscard]] bool append(std::string_view text);
 
-    /// Removes the file if it is new: after a failure. A symbolic link that leads to it stays.
+    /// Removes the file if it is new: after a failure. A symbolic link that leads to it stays, and so does the file if it
+    /// has content and there was no lock to keep others from writing it.
     void removeIfNew();
 
   private:
@@ -99,6 +103,7 @@ class EditedFile {
     struct stat status_ = {};
     bool isReadable_ = true;
     bool isNew_ = false;
+    bool isRestored_ = true;
     Creation creation_;
     vek::OwnedText content_;
     std::size_t contentSize_ = 0;

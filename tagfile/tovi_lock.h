@@ -60,6 +60,8 @@ class FileLock {
     /// @param file  open for reading for a shared lock, for writing for an exclusive one
     [[nodiscard]] LockResult acquire(int file, LockKind kind, const Deadline &deadline);
 
+    [[nodiscard]] bool isHeld() const { return file_ >= 0; }
+
     /// Unlocks explicitly: closing does not, while a forked child has the same file description.
     void release();
 

@@ -27,8 +27,9 @@ struct DestroyInfoObj {
 };
 using OwnedInfoObj = std::unique_ptr<VekinfoObj, DestroyInfoObj>;
 
-/// @return a heap object in which nothing is set; null if memory is exhausted
-OwnedInfoObj makeEmptyInfoObj();
+/// @param path  is copied; may be null
+/// @return a heap object in which nothing but the path is set; null if memory is exhausted
+OwnedInfoObj makeEmptyInfoObj(const char *path = nullptr);
 
 /// Releases what `obj` owns, and leaves it with nothing set.
 void toviClearInfoObj(VekinfoObj *obj);

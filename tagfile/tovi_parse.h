@@ -7,6 +7,7 @@
 #include "common/platform/line_reader.h"
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
+#include "tagfile/tovi_object.h"
 #include "tagfile/tovi_report.h"
 
 #include <array>
@@ -74,6 +75,11 @@ Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj)
 /// @return kNoError, or why parsing stopped
 Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
                   bool &found);
+
+/// Parses a whole text into a new object.
+/// @param path  the path of the object, or null
+/// @return kNoError, or why parsing stopped, kNoMemory among the reasons
+Report parseText(const Keywords &keywords, const char *path, std::string_view text, OwnedInfoObj &obj);
 
 /// Reads the tag file `path` into `obj`, in which nothing is set. A file that is being edited is read under a shared
 /// lock (tov_read.cpp).

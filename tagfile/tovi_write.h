@@ -27,7 +27,8 @@ inline constexpr Report kCannotWrite = {TOV_SYSTEM_ERROR, "opening for write", N
 
 /// Composes the template and the settings of `obj`. A line that the parser would reject is left out and added to
 /// `reports`.
-void composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+/// @return false if a line was left out
+bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports);
 
 } // namespace tov

@@ -3,10 +3,12 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <fcntl.h>
@@ -412,6 +414,18 @@ bool isWaiting(pid_t id) {
     return std::string(text).find("nanosleep") != std::string::npos;
 }
 
+/// Whether a process ignores a signal, by the mask that the system shows.
+bool ignoresSignal(pid_t id, int number) {
+    std::ifstream status("/proc/" + std::to_string(id) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("SigIgn:")) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> static_cast<unsigned>(number - 1) & 1U) != 0;
+        }
+    }
+    ADD_FAILURE() << "no mask of ignored signals";
+    return true;
+}
+
 class WaitingEditor : public SideBySide {
   protected:
     void SetUp() override { box.file("vekinfo.tag", "DMTYPE old\n"); }
@@ -426,7 +440,11 @@ class WaitingEditor : public SideBySide {
         while (!isWaiting(editor)) {
             usleep(1000);
         }
-        whileItWaits();
+        if constexpr (std::is_invocable_v<WhileItWaits, pid_t>) {
+            whileItWaits(editor);
+        } else {
+            whileItWaits();
+        }
         int status = 0;
         waitpid(editor, &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -439,6 +457,15 @@ TEST_F(WaitingEditor, GoesOnWhenTheHolderIsKilled) {
     Holder holder;
     EXPECT_EQ(0, editBeside([&] { holder.end(); }));
     EXPECT_EQ("DMTYPE old\nNAMESPACE LibraryNT\n", read().settings());
+}
+
+// The limit is ignored only while the file is written: the disposition is that of the whole process.
+TEST_F(WaitingEditor, LeavesTheSizeLimitSignalAlone) {
+    Holder holder;
+    EXPECT_EQ(0, editBeside([&](pid_t editor) {
+                  EXPECT_FALSE(ignoresSignal(editor, SIGXFSZ));
+                  holder.end();
+              }));
 }
 
 TEST_F(WaitingEditor, GoesOnWhenAStoppedHolderIsKilled) {

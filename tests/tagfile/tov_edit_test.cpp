@@ -1,6 +1,7 @@
 #include "tagfile/tov.h"
 
 #include "common/text/ascii.h"
+#include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_lock.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
@@ -821,6 +822,38 @@ TEST_F(Edit, AFailedWriteLeavesTheCacheWithWhatTheFileSays) {
     test::faults::reset();
     EXPECT_EQ("DMTYPE new\nA 1\n", cached());
     EXPECT_EQ("DMTYPE new\nA 1\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Edit, AFileThatCannotBeRestoredLeavesTheCache) {
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    ASSERT_EQ("DMTYPE old\n", cached());
+    test::faults::fail("fsync", 1, EIO);
+    test::faults::failFrom("pwrite", 2, EIO);
+    EXPECT_EQ(0, tovRemoveEntry(".", "DMTYPE"));
+    test::faults::reset();
+    EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
+    EXPECT_EQ("", cached());
+}
+
+TEST_F(Edit, AFileThatBecameUnreadableLeavesTheCache) {
+    box.directory("d", 0777);
+    test::asUnprivileged([this] {
+        std::ofstream("d/vekinfo.tag") << "DMTYPE old\n";
+        ASSERT_EQ("DMTYPE old\n", cached("d"));
+        ASSERT_EQ(0, chmod("d/vekinfo.tag", 0200));
+        EXPECT_EQ(1, tovRemoveEntry("d", "DMTYPE"));
+        const test::Report error = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "d/vekinfo.tag", 0};
+        EXPECT_EQ((test::Reports{error}), reports.take());
+        EXPECT_EQ("status 3", cached("d"));
+    });
+}
+
+TEST_F(Edit, BeginsByClearingTheLastObjectSlot) {
+    box.file("vekinfo.tag", "DMTYPE old\n").directory("d");
+    cached();
+    ASSERT_NE(nullptr, tempVekinfoFromHash);
+    EXPECT_EQ(1, tovRemoveEntry("d", "DMTYPE"));
+    EXPECT_EQ(nullptr, tempVekinfoFromHash);
 }
 
 TEST_F(Edit, WhatTheEditDidNotChangeStaysWhereCallersFoundIt) {

@@ -240,6 +240,40 @@ TEST_F(Edited, RemovingANewFileSparesWhatWasRenamedOverIt) {
     EXPECT_EQ("another's", box.read("file"));
 }
 
+// Without a lock, another process may have written to the file.
+TEST_F(Edited, UnlockedNewFileWithContentIsKept) {
+    for (const std::string content : {"", "another's"}) {
+        test::faults::failFrom("fcntl", 1, ENOLCK);
+        EditedFile file("file");
+        ASSERT_EQ(Opened::Yes, open(file, Opening::CreateIfMissing));
+        ASSERT_TRUE(file.isNew());
+        const int another = __real_open("file", O_WRONLY | O_CLOEXEC);
+        EXPECT_EQ(static_cast<ssize_t>(content.size()),
+                  __real_write(another, content.data(), content.size()));
+        __real_close(another);
+        file.removeIfNew();
+        EXPECT_EQ(!content.empty(), box.exists("file"));
+        __real_unlink("file");
+        test::faults::reset();
+    }
+}
+
+// A link that appears between the first open() and the creation; Linux checks it only if fs.protected_symlinks is set.
+TEST_F(Edited, AnotherUsersLinkInSharedDirectoryIsNotFollowed) {
+    box.directory("shared", 01777);
+    test::asUnprivileged([] { ASSERT_EQ(0, symlink("../target", "shared/file")); });
+    box.link("shared/own", "../own_target");
+    for (const char *path : {"shared/file", "shared/own"}) {
+        test::faults::fail("open", 1, ENOENT);
+        EditedFile file(path);
+        const bool isOwn = std::string(path) == "shared/own";
+        EXPECT_EQ(isOwn ? Opened::Yes : Opened::NotWritable, open(file, Opening::CreateIfMissing)) << path;
+        test::faults::reset();
+    }
+    EXPECT_FALSE(box.exists("target"));
+    EXPECT_TRUE(box.exists("own_target"));
+}
+
 TEST_F(Edited, WithoutLocksTheEditGoesOn) {
     for (const int error : {ENOLCK, EINVAL, EOPNOTSUPP, EIO}) {
         box.file("file", "old");
@@ -296,6 +330,37 @@ TEST_F(Edited, ContentThatCannotBeReadIsNotReplaced) {
     test::faults::failAllocation(1);
     EXPECT_EQ(ContentRead::NoMemory, file.readContent());
     EXPECT_EQ("old", box.read("file"));
+}
+
+TEST_F(Edited, AppendingWithoutSpareDescriptorSynchronizesTheFile) {
+    box.file("file", "old");
+    for (const bool isSynchronized : {true, false}) {
+        EditedFile file("file");
+        ASSERT_EQ(Opened::Yes, open(file, Opening::ForAppending));
+        ASSERT_TRUE(file.canAppend());
+        test::faults::fail("fcntl", 1, EMFILE);
+        test::faults::fail("fsync", 1, isSynchronized ? EINVAL : EIO); // EINVAL: cannot be synchronized
+        EXPECT_EQ(isSynchronized, file.append(" new"));
+        EXPECT_EQ(1, test::faults::count("fsync"));
+        EXPECT_EQ("old new", box.read("file"));
+        test::faults::reset();
+    }
+}
+
+TEST_F(Edited, ReplaceReportsWhetherTheOldContentIsBack) {
+    box.file("file", "old");
+    for (const bool isRestored : {true, false}) {
+        EditedFile file("file");
+        ASSERT_EQ(Opened::Yes, open(file, Opening::Existing));
+        test::faults::fail("fsync", 1, EIO);
+        if (!isRestored) {
+            test::faults::fail("pwrite", 2, EIO);
+        }
+        EXPECT_FALSE(file.replace("new"));
+        EXPECT_EQ(isRestored, file.isRestored());
+        test::faults::reset();
+        EXPECT_EQ(isRestored ? "old" : "new", box.read("file"));
+    }
 }
 
 TEST_F(Edited, AppendingNeedsAFileThatCanBeRead) {

@@ -398,6 +398,21 @@ TEST_F(ParseFile, ReadsEveryKindOfLine) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
+TEST_F(ParseFile, AMissingFileLeavesTheFoundFlag) {
+    obj = test::emptyTagObject();
+    found = 1;
+    EXPECT_EQ(TOV_SYSTEM_ERROR, tovParseVekinfo("missing", "FOO", obj.get(), &found));
+    EXPECT_EQ(1, found);
+}
+
+TEST_F(ParseFile, ASyntaxErrorClearsTheFoundFlag) {
+    box.file("vekinfo.tag", "FOO 1\nDMTYPE\n");
+    obj = test::emptyTagObject();
+    found = 1;
+    EXPECT_EQ(TOV_SYNTAX_ERROR, tovParseVekinfo("vekinfo.tag", "FOO", obj.get(), &found));
+    EXPECT_EQ(0, found);
+}
+
 TEST_F(ParseFile, AnEmptyFileHasNoLines) {
     ASSERT_EQ(TOV_OK, parseText(""));
     EXPECT_EQ(0U, obj->line);

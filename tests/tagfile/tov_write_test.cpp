@@ -125,6 +125,22 @@ TEST_F(Write, LongTextsAreWrittenWhole) {
     EXPECT_EQ(expected, written());
 }
 
+TEST_F(Write, TheCacheLacksLinesThatWereLeftOut) {
+    box.file("vekinfo.tag", "DMTYPE old\n");
+    ASSERT_STREQ("old", tovLookupEntry(".", "DMTYPE", nullptr));
+    VekinfoObj cached = {};
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &cached, nullptr));
+    obj->dmtype = strdup("two words");
+    test::addEntry(*obj, "A", "1");
+    EXPECT_EQ(1, updateInfoFile(".", obj.get()));
+    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 0}}),
+              reports.take());
+    EXPECT_EQ(kTemplate + "A 1\n", box.read("vekinfo.tag"));
+    ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &cached, nullptr));
+    EXPECT_EQ(nullptr, cached.dmtype);
+    EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(cached));
+}
+
 TEST_F(Write, WhatIsWrittenReplacesTheWholeFile) {
     box.file("vekinfo.tag", std::string(10000, 'x'));
     EXPECT_EQ("", written());
