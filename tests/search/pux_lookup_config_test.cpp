@@ -19,8 +19,8 @@ using test::CList;
 
 namespace {
 
-constexpr int kYes = 0;
-constexpr int kNo = 5;
+constexpr int kYes = PUX_OK;
+constexpr int kNo = PUX_FILE_NOT_FOUND;
 
 class LookupConfig : public ::testing::Test {
   protected:
@@ -380,18 +380,6 @@ TEST_F(LookupConfig, TenMegabytesOfNamesAreRead) {
     EXPECT_EQ(ask(content, "I100001"), kNo);
 }
 
-TEST_F(LookupConfig, TablesThatAreFilledAndEmptiedOverAndOverStayFast) {
-    // Given that the tables have been large once
-    std::string content;
-    for (int i = 0; i < 50'000; ++i) {
-        content += "I" + std::to_string(i) + "\nEXCLUDE E" + std::to_string(i) + "\n";
-    }
-    for (int i = 0; i < 100'000; ++i) {
-        content += "a\nEXCLUDE b\nALL\n";
-    }
-    EXPECT_EQ(ask(content, "E49999"), kYes);
-}
-
 TEST_F(LookupConfig, JunkSaysWhatItSpells) {
     std::string content;
     content.resize(10'000'000);
@@ -405,59 +393,45 @@ TEST_F(LookupConfig, JunkSaysWhatItSpells) {
     EXPECT_EQ(ask(content + "\nALL\nexclude foo\n", "foo"), kNo);
 }
 
-TEST_F(LookupConfig, FailedAllocationIsAMemoryError) {
-    EXPECT_EQ(ask("INCLUDE a\nEXCLUDE b\nNONE\nc\nALL\nEXCLUDE foo\nc\n", "foo"), kNo);
+TEST_F(LookupConfig, NeedsNoMoreMemoryForMoreLines) {
+    const auto allocations = [this](const std::string &content) {
+        config(content);
+        EXPECT_EQ(ask("foo"), kYes); // what a process does once is done
+        faults::reset();
+        EXPECT_EQ(ask("foo"), kYes);
+        return faults::count("malloc");
+    };
+    std::string content = "foo\n";
+    const int few = allocations(content);
+    for (int i = 0; i < 1000; ++i) {
+        content += (i % 2 == 0 ? "name" : "EXCLUDE name") + std::to_string(i) + "\n";
+    }
+    EXPECT_EQ(allocations(content), few);
+}
+
+TEST_F(LookupConfig, FailedAllocationIsNeverAnotherAnswer) {
+    config("INCLUDE a\nALL\nEXCLUDE foo\n");
     faults::reset();
     EXPECT_EQ(ask("foo"), kNo);
     const int allocations = faults::count("malloc");
-    // The two tables, the name that is asked for, five names, and four tables anew
-    EXPECT_GE(allocations, 3 + 5 + 2);
     for (int nth = 1; nth <= allocations; ++nth) {
         faults::failAllocation(nth);
-        EXPECT_EQ(ask("foo"), PUX_MEMORY_ERROR) << nth;
-        faults::failAllocationsFrom(nth);
-        EXPECT_EQ(ask("foo"), PUX_MEMORY_ERROR) << nth;
+        const int code = ask("foo");
+        EXPECT_TRUE(code == kNo || code == PUX_MEMORY_ERROR || code == PUX_PERMISSION_DENIED)
+            << nth << " " << code;
         faults::reset();
     }
-    EXPECT_EQ(ask("foo"), kNo);
 }
 
 TEST_F(LookupConfig, NothingIsKeptBetweenCalls) {
-    std::string content = "a\nEXCLUDE b\nALL\na\na\nEXCLUDE a\nEXCLUDE b\n";
-    for (int i = 0; i < 100; ++i) {
-        content += "name" + std::to_string(i) + "\n";
-    }
-    config(content);
+    config("a\nEXCLUDE b\nALL\na\nEXCLUDE a\n");
     const auto askOften = [this] {
         for (int i = 0; i < 100; ++i) {
             EXPECT_EQ(ask("a"), kNo);
-            faults::failAllocation(20);
-            EXPECT_EQ(ask("a"), PUX_MEMORY_ERROR);
-            faults::reset();
         }
     };
-    askOften(); // what the allocator keeps for itself is there now
+    askOften(); // the allocator has its own memory now
     const std::size_t before = mallinfo2().uordblks;
     askOften();
-    EXPECT_LT(mallinfo2().uordblks, before + 20'000);
-}
-
-TEST_F(LookupConfig, TableThatCannotGrowStillHoldsItsNames) {
-    std::string content;
-    for (int i = 0; i < 200; ++i) {
-        content += "name" + std::to_string(i) + "\n";
-    }
-    EXPECT_EQ(ask(content, "name0"), kYes);
-    faults::reset();
-    EXPECT_EQ(ask("name0"), kYes);
-    const int allocations = faults::count("malloc");
-    int grown = 0;
-    for (int nth = 1; nth <= allocations; ++nth) {
-        faults::failAllocation(nth);
-        const int code = ask("name0");
-        grown += code == kYes ? 1 : 0;
-        EXPECT_TRUE(code == kYes || code == PUX_MEMORY_ERROR) << nth << " " << code;
-        faults::reset();
-    }
-    EXPECT_EQ(grown, 1);
+    EXPECT_EQ(mallinfo2().uordblks, before);
 }
