@@ -4,6 +4,7 @@
 #include "libdef/access/ryni_access.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_registry.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <array>
 
@@ -106,7 +107,7 @@ class PathSearch {
 
 int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell, const char *view,
                const char *file, char *path, size_t size) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr || path == nullptr) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynGetPath()");
     }

@@ -7,6 +7,7 @@
 #include "libdef/paths/ryni_path_text.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_names.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <array>
 #include <cerrno>
@@ -134,7 +135,7 @@ class Query {
 
 int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell, const char *view,
              const char *file) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynQuery()");
     }

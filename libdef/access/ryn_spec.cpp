@@ -346,7 +346,7 @@ int rynIsSpecDir(vekFSSpec *spec) {
 }
 
 int ryniZipExists(rynHandle handle, const char *library) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr) {
         return 0;
     }
@@ -379,7 +379,7 @@ int ryniPathInArchive(rynHandle handle, const char *library, const char *cell, c
 }
 
 int rynInvalidatePackedLib(rynHandle handle, const char *library) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynInvalidatePackedLib()");
     }

@@ -5,6 +5,7 @@
 #include "libdef/paths/ryni_path_clean.h"
 #include "libdef/paths/ryni_path_text.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <cstdlib>
 
@@ -148,7 +149,7 @@ int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags, r
 }
 
 int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut) {
-    const rynRegistry *registry = ryniRegistryOf(handle);
+    const rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || flagsOut == nullptr) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynGetImplicitTmpFlags()");
     }

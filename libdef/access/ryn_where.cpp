@@ -5,6 +5,7 @@
 #include "common/text/ascii.h"
 #include "libdef/paths/ryni_path_text.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <cstring>
 #include <string_view>
@@ -91,7 +92,7 @@ int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile 
 
 int rynWhereDefined(rynHandle handle, const char *library, const char **file, int *line) {
     deliver(nullptr, 0, file, line);
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr || file == nullptr || line == nullptr) {
         return invalidParameter(registry, "rynWhereDefined()");
     }
@@ -109,7 +110,7 @@ int rynWhereDefined(rynHandle handle, const char *library, const char **file, in
 int rynWhereAssigned(rynHandle handle, const char *library, const char *attribute, const char **file,
                      int *line) {
     deliver(nullptr, 0, file, line);
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr || attribute == nullptr || file == nullptr ||
         line == nullptr) {
         return invalidParameter(registry, "rynWhereAssigned()");
@@ -128,7 +129,7 @@ int rynWhereAssigned(rynHandle handle, const char *library, const char *attribut
 
 int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line) {
     deliver(nullptr, 0, file, line);
-    const rynRegistry *registry = ryniRegistryOf(handle);
+    const rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr) {
         return invalidParameter(registry, "rynWhereGlobalExplicitTmp()");
     }
@@ -142,7 +143,7 @@ int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line) {
 
 int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int *line) {
     deliver(nullptr, 0, file, line);
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || path == nullptr || file == nullptr || line == nullptr) {
         return invalidParameter(registry, "rynWhereIncluded()");
     }
@@ -155,7 +156,7 @@ int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int 
 }
 
 int rynIsDefined(rynHandle handle, const char *library) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr) {
         return invalidParameter(registry, "rynIsDefined()");
     }
@@ -163,7 +164,7 @@ int rynIsDefined(rynHandle handle, const char *library) {
 }
 
 int rynIsAssigned(rynHandle handle, const char *library, const char *attribute) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr || attribute == nullptr) {
         return invalidParameter(registry, "rynIsAssigned()");
     }
@@ -172,7 +173,7 @@ int rynIsAssigned(rynHandle handle, const char *library, const char *attribute) 
 }
 
 int rynIsIncluded(rynHandle handle, const char *path) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || path == nullptr) {
         return invalidParameter(registry, "rynIsIncluded()");
     }
@@ -181,7 +182,7 @@ int rynIsIncluded(rynHandle handle, const char *path) {
 }
 
 int rynLibHasTmp(rynHandle handle, const char *library, unsigned which) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr) {
         return RYN_INVALID_PARAMETER;
     }

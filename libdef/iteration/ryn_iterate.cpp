@@ -6,6 +6,7 @@
 #include "libdef/access/ryni_spec.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_names.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <cstdlib>
 #include <memory>
@@ -142,7 +143,7 @@ int gather(rynRegistry *registry, const rynLibrary *library, const Request &requ
 }
 
 int iterateDisk(rynHandle handle, Request request, rynContext **result) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (result != nullptr) {
         *result = nullptr;
     }
@@ -233,7 +234,7 @@ int nextElement(rynContext *context, const char **name, int type, const char *fu
 } // namespace
 
 int rynIterateLibs(rynHandle handle, rynContext **context) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (context != nullptr) {
         *context = nullptr;
     }
@@ -244,7 +245,7 @@ int rynIterateLibs(rynHandle handle, rynContext **context) {
 }
 
 int rynIterateVekLibFiles(rynHandle handle, rynContext **context) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (context != nullptr) {
         *context = nullptr;
     }
@@ -255,7 +256,7 @@ int rynIterateVekLibFiles(rynHandle handle, rynContext **context) {
 }
 
 int rynIterateAttrs(rynHandle handle, const char *library, rynContext **context) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (context != nullptr) {
         *context = nullptr;
     }

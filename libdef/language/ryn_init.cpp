@@ -5,6 +5,7 @@
 #include "libdef/language/ryni_parse.h"
 #include "libdef/paths/ryni_path_text.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_registry.h"
 #include "libdef/registry/ryni_settings.h"
 #include "tagfile/tov.h"
 
@@ -12,23 +13,6 @@
 #include <memory>
 #include <string_view>
 #include <unistd.h>
-
-namespace {
-
-int acceptAssign(const char * /*attribute*/, const char * /*value*/, const char * /*file*/, int /*line*/) {
-    return 0;
-}
-
-} // namespace
-
-static struct {
-    rynRegistry *defaultHandle;
-    int everInitialized;
-    rynUnknownAssignHook unknownAssignHook;
-    int existenceCheck;
-    int libraryCheck;
-    int ignoreCase;
-} settings = {nullptr, 0, acceptAssign, 0, 0, 0};
 
 namespace {
 
@@ -41,8 +25,6 @@ using OwnedRegistry = std::unique_ptr<rynRegistry, FreeRegistry>;
 constexpr std::size_t kOptionsWithoutHook = 24;
 constexpr std::size_t kOptionsWithHook = 32;
 static_assert(sizeof(rynInitOptions) == kOptionsWithHook);
-
-constexpr unsigned kUmaskBits = 63;
 
 /// The caller's text of the working directory keeps the symbolic links in it, when it names that directory.
 bool findCurrentDirectory(rynRegistry *registry, vek::PathText &directory) {
@@ -91,14 +73,14 @@ int applyOptions(rynRegistry *registry, const rynInitOptions *options, std::size
     return RYN_OK;
 }
 
-void readCaseSetting() {
+bool readCaseSetting() {
     const char *value = std::getenv("VEK_ALT_NMP");
-    settings.ignoreCase = value != nullptr && vek::equalNoCase(value, "match") ? 1 : 0;
+    return value != nullptr && vek::equalNoCase(value, "match");
 }
 
 int readTopFile(rynRegistry *registry, const char *libraryFile) {
-    settings.libraryCheck = tovCheckLibrary();
-    readCaseSetting();
+    ryn::settings.libraryCheck = tovCheckLibrary() != 0;
+    ryn::settings.ignoresCase = readCaseSetting();
     vek::PathText name;
     vek::PathText path;
     vek::PathText error;
@@ -123,7 +105,7 @@ int create(const char *libraryFile, unsigned flags, rynWarningHandler warningHan
     created->flags = flags;
     created->fatalHandler = fatalHandler;
     created->warningHandler = warningHandler;
-    created->unknownAssignHook = settings.unknownAssignHook;
+    created->unknownAssignHook = ryn::settings.unknownAssignHook;
     if (warningHandler == nullptr) {
         created->warningHandler = ryniDefaultWarning;
         ryniSetUseDefaultWarn();
@@ -155,10 +137,10 @@ int rynInitEx(const char *libraryFile, unsigned flags, rynWarningHandler warning
     if (status != RYN_OK) {
         return status;
     }
-    settings.everInitialized = 1;
-    settings.defaultHandle = registry.release();
+    ryn::settings.everInitialized = true;
+    ryn::settings.defaultHandle = registry.release();
     if (handleOut != nullptr) {
-        *handleOut = settings.defaultHandle;
+        *handleOut = ryn::settings.defaultHandle;
     }
     return RYN_OK;
 }
@@ -173,56 +155,13 @@ int rynInitialize(const char *libraryFile, rynWarningHandler warningHandler, ryn
 }
 
 int rynReleaseHandle(rynHandle handle) {
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr) {
         return ryni_do_fatal(nullptr, RYN_INVALID_PARAMETER, "rynReleaseHandle()");
     }
-    if (registry == settings.defaultHandle) {
-        settings.defaultHandle = nullptr;
+    if (registry == ryn::settings.defaultHandle) {
+        ryn::settings.defaultHandle = nullptr;
     }
     ryniFreeRegistry(registry);
     return RYN_OK;
-}
-
-rynHandle *rynGetCurHandle(void) {
-    return settings.everInitialized != 0 ? &settings.defaultHandle : nullptr;
-}
-
-rynRegistry *ryniRegistryOf(rynHandle handle) {
-    return handle != nullptr ? handle : settings.defaultHandle;
-}
-
-int rynSetUmask(rynHandle handle, unsigned mask) {
-    rynRegistry *registry = ryniRegistryOf(handle);
-    if (registry == nullptr) {
-        return ryni_do_fatal(nullptr, RYN_INVALID_PARAMETER, "rynSetUmask()");
-    }
-    registry->flags |= RYN_FLAG_UMASK_SET;
-    registry->umask = mask & kUmaskBits;
-    return RYN_OK;
-}
-
-rynUnknownAssignHook rynSetUnknownASSIGNfunc(rynUnknownAssignHook hook) {
-    const rynUnknownAssignHook previous = settings.unknownAssignHook;
-    settings.unknownAssignHook = hook;
-    return previous;
-}
-
-void rynSetPathNoneExistWarnFlag(int on) {
-    settings.existenceCheck = on;
-}
-
-int ryniCheckPathNoneExistWarnFlag(const rynRegistry *registry) {
-    if (registry != nullptr && (registry->flags & RYN_FLAG_OWN_EXISTENCE_CHECK) != 0) {
-        return (registry->flags & RYN_FLAG_EXISTENCE_CHECK_OFF) == 0 ? 1 : 0;
-    }
-    return settings.existenceCheck != 0 ? 1 : 0;
-}
-
-int ryni_doVekLibCheck(void) {
-    return settings.libraryCheck;
-}
-
-int ryniIgnoresCase(void) {
-    return settings.ignoreCase;
 }

@@ -9,6 +9,7 @@
 #include "libdef/language/ryni_statement.h"
 #include "libdef/paths/ryni_path_text.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <array>
 #include <cstdlib>
@@ -289,7 +290,7 @@ void rynAddCommand(rynHandle handle, const char *text) {
         char empty[1];
         rynIncludedFile file;
     } pseudo;
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || text == nullptr) {
         ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynAddCommand()");
         return;

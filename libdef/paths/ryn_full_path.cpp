@@ -7,6 +7,7 @@
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
 #include "libdef/paths/ryni_path_clean.h"
+#include "libdef/registry/ryni_link_cache.h"
 
 #include <bit>
 #include <cerrno>

@@ -5,6 +5,7 @@
 #include "common/text/fixed_text.h"
 #include "libdef/access/ryni_access.h"
 #include "libdef/paths/ryni_path_clean.h"
+#include "libdef/registry/ryni_link_cache.h"
 #include "libdef/registry/ryni_settings.h"
 
 #include <cerrno>

@@ -1,12 +1,10 @@
 #ifndef RYNI_PATH_H
 #define RYNI_PATH_H
 
-/// Paths: from the text of a library definition file to the full path and the nsl path; the link cache; the
-/// count of reused directories. Every buffer has VEK_PATH_SIZE bytes.
+/// Paths: from the text of a library definition file to the full path and the nsl path; the count of reused
+/// directories. Every buffer has VEK_PATH_SIZE bytes.
 
 #include "libdef/registry/ryni_registry.h"
-
-#include <sys/types.h>
 
 VEK_BEGIN_DECLS
 
@@ -29,14 +27,6 @@ int ryni_generate_nsl_path_ex(const char *path, char *nslOut, char *errorOut, ry
 
 /// ryni_generate_nsl_path_ex() with the existence check on.
 int ryni_generate_nsl_path(const char *path, char *nslOut, char *errorOut, rynRegistry *registry);
-
-/// readlink() that asks the system once per path and registry.
-///
-/// @param targetOut  receives the target, cut to fit, and a NUL; empty when `path` is no link
-/// @param size       bytes of `targetOut`; 0 stores nothing
-/// @param registry   may be null: nothing is remembered then
-/// @return the length of the whole target, or -1 with `errno` as the system set it
-ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry);
 
 /// Joins a library's path with the names of a cell, a view and a file that are given and not empty.
 /// @return RYN_OK, or RYN_INVALID_PATH for a view without a cell or a path that is too long

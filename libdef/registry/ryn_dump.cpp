@@ -1,6 +1,7 @@
 #include "libdef/ryn.h"
 
 #include "libdef/registry/ryni_registry.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <cstdio>
 
@@ -60,7 +61,7 @@ void dumpLibraries(const rynRegistry &registry, FILE *stream) {
 }
 
 void markInBuckets(rynRegistry &registry) {
-    const int ignoreCase = ryniIgnoresCase();
+    const int ignoreCase = ryn::ignoresCase() ? 1 : 0;
     for (uint32_t bucket = 0; bucket < RYNI_BUCKETS; ++bucket) {
         for (rynLibrary *library = registry.buckets[bucket]; library != nullptr;
              library = library->nextInBucket) {
@@ -120,7 +121,7 @@ void dumpGlobalTmp(const rynRegistry &registry, FILE *stream) {
 
 void rynDumpEverything(rynHandle handle, FILE *stream) {
     FILE *out = stream == nullptr ? stdout : stream;
-    rynRegistry *registry = ryniRegistryOf(handle);
+    rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr) {
         std::fputs("Invalid handle.\n", out);
         return;

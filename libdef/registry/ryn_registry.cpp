@@ -2,9 +2,10 @@
 
 #include "common/base/owned.h"
 #include "common/text/ascii.h"
-#include "libdef/paths/ryni_path.h"
 #include "libdef/registry/ryni_index_hash.h"
+#include "libdef/registry/ryni_link_cache.h"
 #include "libdef/registry/ryni_reuse.h"
+#include "libdef/registry/ryni_settings.h"
 
 #include <cstddef>
 #include <cstdlib>
@@ -31,12 +32,6 @@ void freeFile(rynIncludedFile *file) {
     std::free(file->path);
     std::free(file->nslPath);
     std::free(file);
-}
-
-void freeLink(rynLink *link) {
-    std::free(link->path);
-    std::free(link->target);
-    std::free(link);
 }
 
 // ---- the definition order
@@ -223,7 +218,7 @@ uint32_t ryniNameBucket(const char *name, int ignoreCase) {
 }
 
 rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
-    const bool ignoreCase = ryniIgnoresCase() != 0;
+    const bool ignoreCase = ryn::ignoresCase();
     rynLibrary wanted = {};
     wanted.name = const_cast<char *>(name); // only read, as a key
     setKey(wanted, ignoreCase);
@@ -233,7 +228,11 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
 
 rynLibrary *ryniNewLibrary(const char *name) {
     auto *library = static_cast<rynLibrary *>(std::calloc(1, sizeof(rynLibrary)));
-    if (library != nullptr && ryniStrcpy(&library->name, name) != RYN_OK) {
+    if (library == nullptr) {
+        return nullptr;
+    }
+    library->name = vek::copyText(name).release();
+    if (library->name == nullptr) {
         std::free(library);
         return nullptr;
     }
@@ -244,7 +243,7 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     if (!countLibraryIn(*registry, *library)) {
         return RYN_MEMORY_ERROR;
     }
-    setKey(*library, ryniIgnoresCase() != 0);
+    setKey(*library, ryn::ignoresCase());
     library->sequence = ++registry->insertions;
     putIntoNameIndex(*registry, *library);
     pushOnBucket(*registry, *library);
@@ -368,7 +367,7 @@ rynRegistry *ryniNewRegistry(void) {
         return nullptr;
     }
     vekHashAllocTable(&registry->nameIndex, 0, 1, offsetof(rynLibrary, nextInNameIndex), isSameKey, hashKey);
-    ryniInitLinkCache(registry);
+    ryn::initLinkCache(*registry);
     registry->directoryIndex = ryniNewDirectoryIndex();
     if (registry->nameIndex.buckets == nullptr || registry->linkIndex.buckets == nullptr ||
         registry->directoryIndex == nullptr) {
@@ -387,11 +386,8 @@ void ryniFreeRegistry(rynRegistry *registry) {
     freeLibraries(registry->nameIndex);
     freeList(registry->files.head, freeFile);
     freeList(registry->globalExplicitTmp, ryniFreeAttribute);
-    for (rynLink *chain : registry->links) {
-        freeList(chain, freeLink);
-    }
+    ryn::freeLinkCache(*registry);
     vekHashFreeTable(&registry->nameIndex);
-    vekHashFreeTable(&registry->linkIndex);
     ryniFreeDirectoryIndex(registry->directoryIndex);
     std::free(registry);
 }

@@ -124,14 +124,8 @@ struct rynRegistry {
     uint32_t dumps;
 };
 
-/// @return the registry that a call with `handle` works on: `handle`, or the default one; null without either
-rynRegistry *ryniRegistryOf(rynHandle handle);
-
 /// The name hash: the chain a name belongs to. @param ignoreCase hash the lower-case form
 uint32_t ryniNameBucket(const char *name, int ignoreCase);
-
-/// @return 1 while names are looked up without regard to case
-int ryniIgnoresCase(void);
 
 /// @return the library of that name under the case setting in force, or null
 rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name);
@@ -169,9 +163,6 @@ int ryniReplaceText(char **field, const char *text);
 /// @return a new attribute record; null when memory is exhausted
 rynAttribute *ryniNewAttribute(const char *name, const char *value, rynIncludedFile *file, int line);
 void ryniFreeAttribute(rynAttribute *attribute);
-
-/// Sets up the index of the link cache.
-void ryniInitLinkCache(rynRegistry *registry);
 
 /// @return an empty registry, zeroed but for its indexes; null when memory is exhausted
 rynRegistry *ryniNewRegistry(void);

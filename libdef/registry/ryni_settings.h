@@ -1,18 +1,43 @@
 #ifndef RYNI_SETTINGS_H
 #define RYNI_SETTINGS_H
 
-/// Process-wide settings of this layer.
+/// Process-wide settings of this layer: the default handle, and what applies to every registry.
 
 #include "libdef/ryn.h"
 
 VEK_BEGIN_DECLS
 
-/// @return 1 while paths must exist, for `registry` or, when it is null, in general
+/// @return 1 if paths must exist: for `registry`, or by default if it is null; otherwise 0
 int ryniCheckPathNoneExistWarnFlag(const rynRegistry *registry);
 
-/// @return 1 when libraries must carry a VEKLIBRARY entry, as read by the last creation that read a file
+/// @return the library-check setting: 1 if libraries must have a VEKLIBRARY entry, otherwise 0
 int ryni_doVekLibCheck(void);
 
 VEK_END_DECLS
+
+namespace ryn {
+
+struct Settings {
+    rynHandle defaultHandle;
+    bool everInitialized; ///< whether a creation has succeeded
+    rynUnknownAssignHook unknownAssignHook;
+    bool mustExist;    ///< the path-existence setting
+    bool libraryCheck; ///< read by every creation that reads a file
+    bool ignoresCase;  ///< the lookup case setting, read by every creation that reads a file
+};
+
+extern Settings settings;
+
+/// @return the registry of a public call: `handle`, or the default handle if it is null; null if there is neither
+inline rynRegistry *registryOf(rynHandle handle) {
+    return handle != nullptr ? handle : settings.defaultHandle;
+}
+
+/// Whether library names are looked up without regard to case.
+inline bool ignoresCase() {
+    return settings.ignoresCase;
+}
+
+} // namespace ryn
 
 #endif

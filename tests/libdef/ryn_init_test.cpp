@@ -457,25 +457,26 @@ TEST(RynInit, TheLibraryCheckIsReadWithEveryFile) {
 TEST(RynInit, TheCaseSettingIsReadWithEveryFile) {
     struct Case {
         const char *value;
-        int ignores;
+        bool ignores;
     };
     Definitions definitions;
     for (const Case &given :
-         {Case{"match", 1}, Case{"no", 0}, Case{"MATCH", 1}, Case{"matchx", 0}, Case{"MaTcH", 1},
-          Case{"matc", 0}, Case{"Match", 1}, Case{"", 0}, Case{"match", 1}, Case{" match", 0}}) {
+         {Case{"match", true}, Case{"no", false}, Case{"MATCH", true}, Case{"matchx", false},
+          Case{"MaTcH", true}, Case{"matc", false}, Case{"Match", true}, Case{"", false}, Case{"match", true},
+          Case{" match", false}}) {
         setenv("VEK_ALT_NMP", given.value, 1);
         ASSERT_EQ(definitions.load(""), 0);
-        EXPECT_EQ(ryniIgnoresCase(), given.ignores) << given.value;
+        EXPECT_EQ(ryn::ignoresCase(), given.ignores) << given.value;
     }
     setenv("VEK_ALT_NMP", "match", 1);
     definitions.release();
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
-    EXPECT_EQ(ryniIgnoresCase(), 0);
+    EXPECT_FALSE(ryn::ignoresCase());
     ASSERT_EQ(definitions.load(""), 0);
-    EXPECT_EQ(ryniIgnoresCase(), 1);
+    EXPECT_TRUE(ryn::ignoresCase());
     unsetenv("VEK_ALT_NMP");
     ASSERT_EQ(definitions.load(""), 0);
-    EXPECT_EQ(ryniIgnoresCase(), 0);
+    EXPECT_FALSE(ryn::ignoresCase());
 }
 
 TEST(RynInit, TheStatCacheSettingIsReadAtEveryCreation) {

@@ -1,4 +1,4 @@
-#include "libdef/paths/ryni_path.h"
+#include "libdef/registry/ryni_link_cache.h"
 
 #include "common/base/owned.h"
 #include "common/platform/system_path.h"
@@ -72,9 +72,26 @@ ssize_t deliver(const Outcome &outcome, char *targetOut, std::size_t size) {
 
 } // namespace
 
-void ryniInitLinkCache(rynRegistry *registry) {
-    vekHashAllocTable(&registry->linkIndex, 0, 1, offsetof(rynLink, nextInIndex), isSamePath, hashPath);
+namespace ryn {
+
+void initLinkCache(rynRegistry &registry) {
+    vekHashAllocTable(&registry.linkIndex, 0, 1, offsetof(rynLink, nextInIndex), isSamePath, hashPath);
 }
+
+void freeLinkCache(rynRegistry &registry) {
+    for (rynLink *link : registry.links) {
+        while (link != nullptr) {
+            rynLink *const next = link->next;
+            std::free(link->path);
+            std::free(link->target);
+            std::free(link);
+            link = next;
+        }
+    }
+    vekHashFreeTable(&registry.linkIndex);
+}
+
+} // namespace ryn
 
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
     const uint32_t hash = ryniIndexHash(path, 0);
