@@ -54,8 +54,11 @@ int verifyLibraries(rynContext *libraries, int configure) {
     return result;
 }
 
-/// A namespace that the file does not set suits every file system.
+/// Probes the directory only if the tag file sets a namespace: an unset one is never wrong.
 bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace) {
+    if (nameSpace != TOV_NAMESPACE_NT && nameSpace != TOV_NAMESPACE_UNIX) {
+        return false;
+    }
     switch (vekGetFilesysCaseSensitivity(dir)) {
     case VEK_CASE_SENSITIVE:
         return nameSpace == TOV_NAMESPACE_NT;

@@ -1,5 +1,5 @@
 #include "common/base/owned.h"
-#include "common/platform/size_limit.h"
+#include "common/containers/directory_identity.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/vek_path.h"
 #include "common/text/fixed_text.h"
@@ -9,17 +9,28 @@
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <string_view>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
-// Each probe file holds its own name; which name the first one holds in the end is the answer.
+// Finds out whether file names are case-sensitive by creating two files whose names differ only in case. Each is written
+// with its own name. If the first one then holds the name of the second one, both names are one file.
+//
+// Costs 15 system calls: getpid(), stat(), access() and getrlimit(); open() and pwrite() for each file; open(), read()
+// and close() to read the first one again; unlink() and close() for each file. Other calls follow only if a file of
+// that name exists already.
+
 static constexpr std::string_view kLowerName = "vekfscasesensitivity";
 static constexpr std::string_view kMixedName = "vekFsCaseSensitivity";
 
 namespace {
 
-/// A probe file, removed when its owner goes.
+using vek::DirectoryIdentity;
+
+/// A probe file, removed by its destructor.
 class ProbeFile {
   public:
     ProbeFile() = default;
@@ -33,50 +44,61 @@ class ProbeFile {
         }
     }
 
-    /// Opens the file `name` of this process in `directory`, creating it if need be. A name that somebody
-    /// else has taken for a link, pipe or device is refused and stays.
-    bool open(std::string_view directory, std::string_view name);
+    /// Creates the file `name` in `directory`, or opens it if it is a regular file with one link. Any other file of
+    /// that name is left as it is. @return false with errno if the file cannot be used
+    bool open(std::string_view directory, std::string_view name, pid_t process);
 
-    /// Shares the file of `other` when this file's name is a symbolic link to it.
+    /// Uses `other` as this file if the path of this file is a symbolic link to it.
     bool openAliasOf(const ProbeFile &other);
 
     /// Replaces the content.
     [[nodiscard]] bool write(std::string_view text) const;
 
-    /// Opens the file anew, by its name. @return the answer that its content gives
-    [[nodiscard]] int answer() const;
+    /// Opens the file again by its path and reads it. @return one of the VEK_CASE_... values
+    [[nodiscard]] int readResult() const;
 
   private:
+    /// Opens a file that exists already.
+    bool openExisting();
+
+    static constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
     vek::PathText path_;
     vek::OwnedDescriptor file_;
-    struct stat status_ = {};
+    off_t size_ = 0; ///< before write()
 };
 
-bool ProbeFile::open(std::string_view directory, std::string_view name) {
+bool ProbeFile::open(std::string_view directory, std::string_view name, pid_t process) {
     std::array<char, 16> id;
-    const char *idEnd = std::to_chars(id.data(), id.data() + id.size(), getpid()).ptr;
+    const char *idEnd = std::to_chars(id.data(), id.data() + id.size(), process).ptr;
     const std::string_view idText(id.data(), static_cast<std::size_t>(idEnd - id.data()));
     if (!path_.assign(directory, '/', name, '.', idText)) {
         errno = ENAMETOOLONG;
         return false;
     }
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    // A file that O_EXCL has created is regular, has one link and is empty.
+    file_ = vek::OwnedDescriptor(::open(path_.c_str(), kFlags | O_EXCL, 0666));
+    return file_.valid() || (errno == EEXIST && openExisting());
+}
+
+bool ProbeFile::openExisting() {
     file_ = vek::OwnedDescriptor(::open(path_.c_str(), kFlags, 0666));
-    if (!file_.valid() || fstat(file_.get(), &status_) != 0) {
+    struct stat status = {};
+    if (!file_.valid() || fstat(file_.get(), &status) != 0) {
         return false;
     }
-    if (!S_ISREG(status_.st_mode) || status_.st_nlink > 1) {
+    if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
         file_ = {};
         errno = EEXIST;
         return false;
     }
+    size_ = status.st_size;
     return true;
 }
 
 bool ProbeFile::openAliasOf(const ProbeFile &other) {
-    struct stat target = {};
-    if (stat(path_.c_str(), &target) != 0 || target.st_dev != other.status_.st_dev ||
-        target.st_ino != other.status_.st_ino) {
+    const std::optional<DirectoryIdentity> target = DirectoryIdentity::of(path_.c_str());
+    if (!target || target != DirectoryIdentity::of(other.file_.get())) {
         return false;
     }
     file_ = vek::OwnedDescriptor(fcntl(other.file_.get(), F_DUPFD_CLOEXEC, 0));
@@ -84,7 +106,9 @@ bool ProbeFile::openAliasOf(const ProbeFile &other) {
 }
 
 bool ProbeFile::write(std::string_view text) const {
-    if (ftruncate(file_.get(), 0) != 0) {
+    // Only a longer content is truncated: close() of a file that was truncated to size 0 waits for the disk on ext4
+    // (auto_da_alloc).
+    if (size_ > static_cast<off_t>(text.size()) && ftruncate(file_.get(), 0) != 0) {
         return false;
     }
     std::size_t written = 0;
@@ -99,7 +123,7 @@ bool ProbeFile::write(std::string_view text) const {
     return true;
 }
 
-int ProbeFile::answer() const {
+int ProbeFile::readResult() const {
     const vek::OwnedDescriptor file(
         ::open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.valid()) {
@@ -116,12 +140,12 @@ int ProbeFile::answer() const {
 
 } // namespace
 
-/// Cuts `path` back to the nearest existing directory. @return whether there is one
+/// Cuts `path` back to the nearest existing directory. @return false if there is none
 static bool cutToDirectory(char *path) {
     std::string_view rest(path);
     while (vekFileIsDirectory(path) == 0) {
         const std::size_t slash = rest.rfind('/');
-        // Cutting never arrives at the root directory: what lies directly below it stays unknown.
+        // Documented: the root directory is probed only if it is named.
         if (slash == std::string_view::npos || slash == 0) {
             return false;
         }
@@ -131,18 +155,29 @@ static bool cutToDirectory(char *path) {
     return true;
 }
 
+/// @return true if a file of `size` bytes stays within the limit of the process, so that no SIGXFSZ can be sent
+static bool mayWrite(std::size_t size) {
+    rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur >= size;
+}
+
 static int probe(std::string_view directory) {
-    const vek::SizeLimitIsNoSignal guard;
+    // Otherwise the first write() would fail with EFBIG.
+    if (!mayWrite(kLowerName.size())) {
+        return VEK_CASE_UNKNOWN;
+    }
+    const pid_t process = getpid();
     ProbeFile lower;
-    if (!lower.open(directory, kLowerName) || !lower.write(kLowerName)) {
+    if (!lower.open(directory, kLowerName, process) || !lower.write(kLowerName)) {
         return VEK_CASE_UNKNOWN;
     }
     ProbeFile mixed;
-    const bool opened = mixed.open(directory, kMixedName) || (errno == ELOOP && mixed.openAliasOf(lower));
-    if (!opened || !mixed.write(kMixedName)) {
+    const bool isOpen =
+        mixed.open(directory, kMixedName, process) || (errno == ELOOP && mixed.openAliasOf(lower));
+    if (!isOpen || !mixed.write(kMixedName)) {
         return VEK_CASE_UNKNOWN;
     }
-    return lower.answer();
+    return lower.readResult();
 }
 
 int vekGetFilesysCaseSensitivity(const char *path) {

@@ -516,22 +516,50 @@ TEST(CaseSensitivity, LeavesThePathAsItIs) {
 }
 
 TEST(CaseSensitivity, IsUnknownAndLeavesNoFileWhenAnyCallFails) {
-    test::Sandbox box;
-    for (const char *call : {"access", "open", "fstat", "ftruncate", "pwrite", "write", "read", "malloc"}) {
-        for (int nth = 1; nth <= 4; ++nth) {
-            test::faults::reset();
-            if (std::string_view(call) == "malloc") {
-                test::faults::failAllocation(nth);
-            } else {
-                test::faults::fail(call, nth, EIO);
+    for (const bool areFilesLeft : {false, true}) {
+        for (const char *call :
+             {"access", "open", "fstat", "ftruncate", "pwrite", "write", "read", "malloc"}) {
+            for (int nth = 1; nth <= 4; ++nth) {
+                test::Sandbox box;
+                if (areFilesLeft) {
+                    box.file(lowerName(), std::string(1000, 'o')).file(mixedName(), std::string(1000, 'o'));
+                }
+                test::faults::reset();
+                if (std::string_view(call) == "malloc") {
+                    test::faults::failAllocation(nth);
+                } else {
+                    test::faults::fail(call, nth, EIO);
+                }
+                const int result = vekGetFilesysCaseSensitivity(box.path().c_str());
+                const bool happened = test::faults::count(call) >= nth;
+                test::faults::reset();
+                EXPECT_EQ(happened ? VEK_CASE_UNKNOWN : VEK_CASE_SENSITIVE, result) << call << " " << nth;
+                if (!areFilesLeft || !happened) {
+                    EXPECT_EQ(Names{}, box.list()) << call << " " << nth;
+                }
             }
-            const int result = vekGetFilesysCaseSensitivity(box.path().c_str());
-            const bool happened = test::faults::count(call) >= nth;
-            test::faults::reset();
-            EXPECT_EQ(happened ? VEK_CASE_UNKNOWN : VEK_CASE_SENSITIVE, result) << call << " " << nth;
-            EXPECT_EQ(Names{}, box.list()) << call << " " << nth;
         }
     }
+}
+
+TEST(CaseSensitivity, NeitherTruncatesNorExaminesNewFiles) {
+    const test::Sandbox box;
+    test::faults::reset();
+    EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity("."));
+    EXPECT_EQ(0, test::faults::count("ftruncate"));
+    EXPECT_EQ(0, test::faults::count("fstat"));
+    EXPECT_EQ(3, test::faults::count("open"));
+}
+
+TEST(CaseSensitivity, TruncatesOnlyLongerFiles) {
+    test::Sandbox box;
+    box.file(lowerName(), "").file(mixedName(), std::string(20, 'o'));
+    test::faults::reset();
+    EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity("."));
+    EXPECT_EQ(0, test::faults::count("ftruncate"));
+    box.file(lowerName(), std::string(21, 'o')).file(mixedName(), std::string(21, 'o'));
+    EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity("."));
+    EXPECT_EQ(2, test::faults::count("ftruncate"));
 }
 
 TEST(CaseSensitivity, IsFoundWhenTheSystemTakesAFewBytesAtATime) {

@@ -194,6 +194,18 @@ TEST_F(Check, AnUnsetNameSpaceDrawsNoWarning) {
     EXPECT_EQ((Answer{0, "", ""}), verify(0));
 }
 
+TEST_F(Check, OnlyALibraryWithANamespaceIsProbed) {
+    for (const auto &[text, files] :
+         {std::pair("VEKLIBRARY\n", 0), std::pair("VEKLIBRARY\nNAMESPACE LibraryUnix\n", 2),
+          std::pair("VEKLIBRARY\nNAMESPACE LibraryNT\n", 2), std::pair("OWNER me\n", 0)}) {
+        box.file("lib/vekinfo.tag", text);
+        tovResetCache();
+        test::faults::reset();
+        verify(0);
+        EXPECT_EQ(files, test::faults::count("unlink")) << text;
+    }
+}
+
 TEST_F(Check, AnUnknownFileSystemDrawsNoWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
     box.directory("lib", 0555);
