@@ -4,7 +4,9 @@
 
 #include "common/platform/vek_init.h"
 #include "fuzz/support/target.h"
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_full_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/paths/ryni_nsl_path.h"
 #include "libdef/ryn.h"
 
 #include <array>

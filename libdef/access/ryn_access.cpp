@@ -1,173 +1,102 @@
-// What may be read, written and replaced in a library, and the directories that are made on the way.
+// Access checks. A check that fails is repeated for the level above (file, view, cell, library), so that the code
+// returned is that of the outermost level that fails. Write creates cell and view directories on the way back.
 
 #include "libdef/access/ryni_access.h"
 
-#include "common/text/fixed_text.h"
-#include "libdef/paths/ryni_path_text.h"
+#include "libdef/paths/ryni_object_path.h"
+#include "libdef/paths/ryni_path_buffer.h"
+#include "libdef/paths/ryni_quick_access.h"
+#include "libdef/paths/ryni_stat_cache.h"
 #include "libdef/registry/ryni_error.h"
-#include "libdef/registry/ryni_names.h"
 #include "libdef/registry/ryni_registry.h"
 #include "libdef/registry/ryni_settings.h"
 
 #include <array>
 #include <cerrno>
-#include <cstddef>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
-using vek::PathText;
-
-static struct {
-    uid_t user;
-    gid_t group;
-    bool idsRecorded;
-    int refusal; ///< why the last quick test failed, 0 when it did not
-} accessState;
-
 namespace {
 
-/// The bits of one kind of access in a file's mode.
-struct ModeBits {
-    int mode; ///< of access()
-    mode_t owner;
-    mode_t group;
-    mode_t everybody; ///< all three
-};
-constexpr std::array<ModeBits, 3> kModeBits = {{
-    {R_OK, S_IRUSR, S_IRGRP, S_IRUSR | S_IRGRP | S_IROTH},
-    {W_OK, S_IWUSR, S_IWGRP, S_IWUSR | S_IWGRP | S_IWOTH},
-    {X_OK, S_IXUSR, S_IXGRP, S_IXUSR | S_IXGRP | S_IXOTH},
-}};
+using ryn::AccessKind;
+using ryn::DirectoryLevel;
+using ryn::isGiven;
+using ryn::ObjectNames;
 
-/// The bits that must all be set to grant the access to this process.
-mode_t decidingBits(const ModeBits &bits, const struct stat &record) {
-    if (record.st_uid == accessState.user) {
-        return bits.owner;
-    }
-    // For others all three bits count, deliberately: a process may belong to further groups, which the record
-    // does not tell, and be shut out by the group's bit.
-    return record.st_gid == accessState.group ? bits.group : bits.everybody;
-}
-
-bool modeBitsGrant(const struct stat &record, int mode) {
-    for (const ModeBits &bits : kModeBits) {
-        if (bits.mode == mode) {
-            const mode_t deciding = decidingBits(bits, record);
-            return (record.st_mode & deciding) == deciding;
-        }
-    }
-    return false;
-}
-
-/// Keeps why a system call that was just made failed. `errno` stays as it is. @return `result`
-int withRefusal(int result) {
-    accessState.refusal = result == 0 ? 0 : errno;
-    return result;
-}
-
-int refuseNullPath() {
-    errno = EFAULT;
-    return withRefusal(-1);
-}
-
-/// stat(), through the cache when it is in use.
-int lookAt(const rynRegistry *handle, const char *path, struct stat *record) {
-    if (ryniStatCacheInUse() != 0) {
-        return sStat(handle, path, record, &accessState.refusal);
-    }
-    return path == nullptr ? refuseNullPath() : withRefusal(stat(path, record));
-}
-
-/// access(), through the cache when it is in use.
-int askFor(const rynRegistry *handle, const char *path, int mode) {
-    if (ryniStatCacheInUse() != 0) {
-        return sAccess(handle, path, mode, &accessState.refusal);
-    }
-    return path == nullptr ? refuseNullPath() : withRefusal(access(path, mode));
-}
-
-/// Tests whether a directory or file may be written to. @return 0, or the reason as an `errno` value
-int writeRefusal(const rynRegistry *handle, const char *path) {
-    return ryni_quick_access(handle, path, W_OK, nullptr) == 0 ? 0 : ryniAccessError();
-}
+constexpr const char *kContext = "ryni_access_path()"; ///< of internal errors
 
 /// One access to a design object.
 struct Request {
-    const rynRegistry *handle;
-    int kind;
-    ryniObjectNames names;
+    const rynRegistry *registry;
+    AccessKind kind;
+    const char *libraryDirectory;
+    ObjectNames names;
     const char *path; ///< of the object
 };
 
-int accessObject(const rynRegistry *handle, char *resultPath, int kind, const ryniObjectNames &names) {
-    return ryni_access_path(handle, resultPath, kind, names.library, names.cell, names.view, names.file);
-}
-
-/// The same access to the level above the object; nothing is above a library.
+/// @return RYN_OK also for a library, which has no level above it
 int accessLevelAbove(const Request &request) {
     if (!request.names.hasLevelAbove()) {
         return RYN_OK;
     }
-    return accessObject(request.handle, nullptr, request.kind, request.names.levelAbove());
+    vek::PathText path;
+    return ryn::accessPath(request.registry, request.kind, request.libraryDirectory,
+                           request.names.levelAbove(), path);
 }
 
-int read(const Request &request) {
-    if (ryniCheckPathNoneExistWarnFlag(request.handle) == 0) {
+int checkRead(const Request &request) {
+    if (ryniCheckPathNoneExistWarnFlag(request.registry) == 0) {
         return RYN_OK;
     }
-    if (ryni_quick_access(request.handle, request.path, R_OK, nullptr) == 0) {
+    const int error = ryn::testAccess(request.registry, request.path, R_OK);
+    if (error == 0) {
         return RYN_OK;
     }
-    const int refusal = ryniAccessError();
     const int above = accessLevelAbove(request);
-    return above != RYN_OK ? above : request.names.codeOf(refusal);
+    return above != RYN_OK ? above : request.names.codeOf(error);
 }
 
-/// What is to be done about a file that may not be written to, its directory being there.
-int makeWayForFile(const Request &request) {
-    // It may have been made since, together with its directory.
-    sDeleteStatEntry(request.path);
-    const int refusal = writeRefusal(request.handle, request.path);
-    return refusal == 0 || refusal == ENOENT ? RYN_OK : request.names.codeOf(refusal);
-}
-
-int write(const Request &request) {
-    const int refusal = writeRefusal(request.handle, request.path);
-    if (refusal == 0) {
+int checkWrite(const Request &request) {
+    int error = ryn::testAccess(request.registry, request.path, W_OK);
+    if (error == 0) {
         return RYN_OK;
     }
     if (!request.names.hasLevelAbove()) {
-        return request.names.codeOf(refusal);
+        return request.names.codeOf(error);
     }
     const int above = accessLevelAbove(request);
     if (above != RYN_OK) {
         return above;
     }
-    if (isNameGiven(request.names.file)) {
-        return makeWayForFile(request);
+    if (!isGiven(request.names.file)) {
+        const DirectoryLevel level =
+            isGiven(request.names.view) ? DirectoryLevel::View : DirectoryLevel::Cell;
+        return ryn::makeDirectory(request.registry, request.path, level);
     }
-    const int level = isNameGiven(request.names.view) ? RYNI_LEVEL_VIEW : RYNI_LEVEL_CELL;
-    return ryniMkdir(request.handle, request.path, level);
+    // The cached failure may be older than the directory of the file. A missing file can be created.
+    ryn::statCache.remove(request.path);
+    error = ryn::testAccess(request.registry, request.path, W_OK);
+    return error == 0 || error == ENOENT ? RYN_OK : request.names.codeOf(error);
 }
 
-/// The code for the directory above an object, which refused to have it replaced.
-int codeOfRefusalAbove(const ryniObjectNames &names, int refusal) {
-    if (refusal != EACCES) {
+/// The code for a directory in which an object cannot be replaced.
+/// Documented: the last name given decides, also for a file directly in a cell or library.
+int codeOfDirectoryAbove(const ObjectNames &names, int error) {
+    if (error != EACCES) {
         return RYN_SYSTEM_ERROR;
     }
-    // The last name that is given decides, also for a file that stands directly in a cell or in the library.
-    if (isNameGiven(names.file)) {
+    if (isGiven(names.file)) {
         return RYN_PERMISSION_DENIED_VIEW;
     }
-    if (isNameGiven(names.view)) {
+    if (isGiven(names.view)) {
         return RYN_PERMISSION_DENIED_CELL;
     }
-    return isNameGiven(names.cell) ? RYN_PERMISSION_DENIED_LIBRARY : RYN_PERMISSION_DENIED;
+    return isGiven(names.cell) ? RYN_PERMISSION_DENIED_LIBRARY : RYN_PERMISSION_DENIED;
 }
 
-int replace(const Request &request) {
+int checkReplace(const Request &request) {
     struct stat record; // NOLINT(cppcoreguidelines-pro-type-member-init): lstat() fills it
     if (lstat(request.path, &record) != 0) {
         const int error = errno;
@@ -180,105 +109,94 @@ int replace(const Request &request) {
     const std::string_view path(request.path);
     const std::size_t slash = path.rfind('/');
     if (slash == std::string_view::npos) {
-        return ryni_do_fatal(request.handle, RYN_INTERNAL_ERROR, "ryni_access_path()");
+        return ryni_do_fatal(request.registry, RYN_INTERNAL_ERROR, kContext);
     }
-    PathText directory;
+    vek::PathText directory;
     directory.appendCut(slash == 0 ? "/" : std::string_view(path.data(), slash));
-    const int refusal = writeRefusal(request.handle, directory.c_str());
-    return refusal == 0 ? RYN_OK : codeOfRefusalAbove(request.names, refusal);
+    const int error = ryn::testAccess(request.registry, directory.c_str(), W_OK);
+    return error == 0 ? RYN_OK : codeOfDirectoryAbove(request.names, error);
 }
 
-struct AccessKind {
-    int kind;
-    int (*access)(const Request &request);
-};
-constexpr std::array<AccessKind, 3> kAccessKinds = {
-    {{RYNI_ACCESS_READ, read}, {RYNI_ACCESS_WRITE, write}, {RYNI_ACCESS_REPLACE, replace}}};
-
-const AccessKind *findKind(int kind) {
-    for (const AccessKind &candidate : kAccessKinds) {
-        if (candidate.kind == kind) {
-            return &candidate;
-        }
+int check(const Request &request) {
+    switch (request.kind) {
+    case AccessKind::Read:
+        return checkRead(request);
+    case AccessKind::Write:
+        return checkWrite(request);
+    case AccessKind::Replace:
+        break;
     }
-    return nullptr;
+    return checkReplace(request);
 }
 
-/// What a denied permission is called, by the level of ryniMkdir().
+bool isAccessKind(int number) {
+    switch (static_cast<AccessKind>(number)) {
+    case AccessKind::Read:
+    case AccessKind::Write:
+    case AccessKind::Replace:
+        return true;
+    }
+    return false;
+}
+
+/// Creates a directory and sets its permissions. The results of mkdir() and chmod() are ignored: the directory may
+/// exist and belong to another user. Only write access counts. @return 0, or why it cannot be written to
+int createDirectory(const rynRegistry *registry, const char *path) {
+    static_cast<void>(mkdir(path, 0777));
+    if (registry != nullptr && (registry->flags & RYN_FLAG_UMASK_SET) != 0) {
+        static_cast<void>(chmod(path, static_cast<mode_t>(0777U & ~registry->umask)));
+    }
+    if (ryn::statCache.isOn()) {
+        ryn::statCache.remove(path);
+    }
+    return ryn::testAccess(registry, path, W_OK);
+}
+
+/// The code of a denied permission, indexed by level.
 constexpr std::array<int, 3> kDeniedAtLevel = {RYN_PERMISSION_DENIED_LIBRARY, RYN_PERMISSION_DENIED_CELL,
                                                RYN_PERMISSION_DENIED_VIEW};
 
-int codeOfDeniedLevel(int level) {
+} // namespace
+
+int ryn::makeDirectory(const rynRegistry *registry, const char *path, DirectoryLevel level) {
+    return ryniMkdir(registry, path, static_cast<int>(level));
+}
+
+int ryniMkdir(const rynRegistry *registry, const char *path, int level) {
+    if (path == nullptr) {
+        return ryni_do_fatal(registry, RYN_INTERNAL_ERROR, "ryniMkdir()");
+    }
+    switch (createDirectory(registry, path)) {
+    case 0:
+        return RYN_OK;
+    case EACCES:
+        break;
+    default:
+        return RYN_SYSTEM_ERROR;
+    }
     const auto index = static_cast<unsigned>(level);
     return index < kDeniedAtLevel.size() ? kDeniedAtLevel[index] : RYN_OK;
 }
 
-} // namespace
-
-void ryni_setUidGid(void) {
-    accessState.user = geteuid();
-    accessState.group = getegid();
-    accessState.idsRecorded = true;
+int ryn::accessPath(const rynRegistry *registry, AccessKind kind, const char *libraryDirectory,
+                    const ObjectNames &names, vek::PathText &path) {
+    if (libraryDirectory == nullptr) {
+        return ryni_do_fatal(registry, RYN_INTERNAL_ERROR, kContext);
+    }
+    const int status = makeObjectPath(libraryDirectory, names, path);
+    return status != RYN_OK ? status : check({registry, kind, libraryDirectory, names, path.c_str()});
 }
 
-int ryni_quick_access(const rynRegistry *handle, const char *path, int mode, const struct stat *statRecord) {
-    accessState.refusal = 0;
-    struct stat record; // NOLINT(cppcoreguidelines-pro-type-member-init): lookAt() fills it
-    if (statRecord == nullptr) {
-        const int result = lookAt(handle, path, &record);
-        if (result != 0) {
-            return result;
-        }
-        statRecord = &record;
-    }
-    if (mode == F_OK) {
-        return 0;
-    }
-    if (!accessState.idsRecorded) {
-        // Ids of 0 would grant a normal user what root's files grant root.
-        ryni_setUidGid();
-    }
-    return modeBitsGrant(*statRecord, mode) ? 0 : askFor(handle, path, mode);
-}
-
-int ryniAccessError(void) {
-    return accessState.refusal;
-}
-
-int ryniMkdir(const rynRegistry *handle, const char *path, int level) {
-    if (path == nullptr) {
-        return ryni_do_fatal(handle, RYN_INTERNAL_ERROR, "ryniMkdir()");
-    }
-    // Neither result counts: the directory may be there, and belong to somebody else. What counts is whether it
-    // may be written to.
-    static_cast<void>(mkdir(path, 0777));
-    if (handle != nullptr && (handle->flags & RYN_FLAG_UMASK_SET) != 0) {
-        static_cast<void>(chmod(path, static_cast<mode_t>(0777U & ~handle->umask)));
-    }
-    if (ryniStatCacheInUse() != 0) {
-        sDeleteStatEntry(path);
-    }
-    const int refusal = writeRefusal(handle, path);
-    if (refusal == EACCES) {
-        return codeOfDeniedLevel(level);
-    }
-    return refusal == 0 ? RYN_OK : RYN_SYSTEM_ERROR;
-}
-
-int ryni_access_path(const rynRegistry *handle, char *resultPath, int accessKind,
+int ryni_access_path(const rynRegistry *registry, char *resultPath, int accessKind,
                      const char *libraryDirectory, const char *cell, const char *view, const char *file) {
-    const AccessKind *const kind = findKind(accessKind);
-    if (libraryDirectory == nullptr || kind == nullptr) {
-        return ryni_do_fatal(handle, RYN_INTERNAL_ERROR, "ryni_access_path()");
+    if (!isAccessKind(accessKind)) {
+        return ryni_do_fatal(registry, RYN_INTERNAL_ERROR, kContext);
     }
-    PathText path;
-    int status = ryn::makePath(libraryDirectory, cell, view, file, path);
-    if (status != RYN_OK) {
-        return status;
-    }
-    status = kind->access({handle, accessKind, {libraryDirectory, cell, view, file}, path.c_str()});
-    if (status == RYN_OK && resultPath != nullptr) {
-        static_cast<void>(vek::copyToBuffer(path.view(), resultPath, VEK_PATH_SIZE));
+    vek::PathText path;
+    const int status = ryn::accessPath(registry, static_cast<AccessKind>(accessKind), libraryDirectory,
+                                       {.cell = cell, .view = view, .file = file}, path);
+    if (status == RYN_OK) {
+        ryn::storeCut(path.view(), resultPath);
     }
     return status;
 }

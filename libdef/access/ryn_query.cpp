@@ -2,11 +2,10 @@
 
 #include "common/text/fixed_text.h"
 #include "fs/owned_spec.h"
-#include "libdef/access/ryni_access.h"
 #include "libdef/access/ryni_spec.h"
-#include "libdef/paths/ryni_path_text.h"
+#include "libdef/paths/ryni_object_path.h"
+#include "libdef/paths/ryni_quick_access.h"
 #include "libdef/registry/ryni_error.h"
-#include "libdef/registry/ryni_names.h"
 #include "libdef/registry/ryni_settings.h"
 
 #include <array>
@@ -16,51 +15,54 @@
 
 namespace {
 
-constexpr unsigned kPlaces = RYN_QUERY_LIBRARY | RYN_QUERY_TMP;
-constexpr unsigned kChecks =
+using ryn::ObjectNames;
+
+constexpr unsigned kDirectoryFlags = RYN_QUERY_LIBRARY | RYN_QUERY_TMP;
+constexpr unsigned kCheckFlags =
     RYN_QUERY_EXISTS | RYN_QUERY_READABLE | RYN_QUERY_WRITABLE | RYN_QUERY_EXECUTABLE;
 
 struct Check {
     unsigned flag;
     int accessMode;
-    mode_t ownerBit; ///< what the stored mode of a packed object must have; 0 for nothing
+    mode_t ownerBit; ///< what the stored mode of a packed object must have
 };
 
-constexpr std::array<Check, 4> kCheckTable = {{
-    {RYN_QUERY_EXISTS, F_OK, 0},
-    {RYN_QUERY_READABLE, R_OK, S_IRUSR},
-    {RYN_QUERY_WRITABLE, W_OK, S_IWUSR},
-    {RYN_QUERY_EXECUTABLE, X_OK, S_IXUSR},
+constexpr std::array<Check, 4> kChecks = {{
+    {.flag = RYN_QUERY_EXISTS, .accessMode = F_OK, .ownerBit = 0},
+    {.flag = RYN_QUERY_READABLE, .accessMode = R_OK, .ownerBit = S_IRUSR},
+    {.flag = RYN_QUERY_WRITABLE, .accessMode = W_OK, .ownerBit = S_IWUSR},
+    {.flag = RYN_QUERY_EXECUTABLE, .accessMode = X_OK, .ownerBit = S_IXUSR},
 }};
 
-/// One question about a design object.
+/// One query of a design object.
 class Query {
   public:
-    Query(rynRegistry *registry, const rynLibrary *library, unsigned flags, const ryniObjectNames &names)
+    Query(rynRegistry *registry, rynLibrary &library, unsigned flags, const ObjectNames &names)
         : registry_(registry), library_(library), names_(names),
-          places_((flags & kPlaces) == 0 ? kPlaces : flags & kPlaces),
-          checks_((flags & kChecks) == 0 ? static_cast<unsigned>(RYN_QUERY_EXISTS) : flags & kChecks) {}
+          directories_((flags & kDirectoryFlags) == 0 ? kDirectoryFlags : flags & kDirectoryFlags),
+          checks_((flags & kCheckFlags) == 0 ? static_cast<unsigned>(RYN_QUERY_EXISTS)
+                                             : flags & kCheckFlags) {}
 
     int run() {
-        if ((places_ & RYN_QUERY_TMP) != 0 && lookInTemporary()) {
+        if ((directories_ & RYN_QUERY_TMP) != 0 && lookInTemporary()) {
             return status_;
         }
-        if ((places_ & RYN_QUERY_LIBRARY) == 0) {
+        if ((directories_ & RYN_QUERY_LIBRARY) == 0) {
             return RYN_NO_SUCH_DIRECTORY;
         }
-        if (library_->packedFile != nullptr) {
+        if (library_.packedFile != nullptr) {
             return lookInArchive();
         }
-        static_cast<void>(lookIn(library_->fullPath));
+        static_cast<void>(lookIn(library_.fullPath));
         return status_;
     }
 
   private:
-    /// @return whether the answer is in status_: the object is there, or its path cannot be formed. Else error_
-    ///         says why it is not there, and status_ what that comes to
+    /// @return true if the query ends with status_: the object exists in `directory`, or its path cannot be formed.
+    ///         Otherwise status_ is the code for error_, the errno value of stat()
     bool lookIn(const char *directory) {
         vek::PathText path;
-        status_ = ryn::makePath(directory, names_.cell, names_.view, names_.file, path);
+        status_ = ryn::makeObjectPath(directory, names_, path);
         if (status_ != RYN_OK) {
             return true;
         }
@@ -74,37 +76,35 @@ class Query {
         return false;
     }
 
-    int check(const char *path, struct stat &record) const {
-        for (const Check &test : kCheckTable) {
+    [[nodiscard]] int check(const char *path, const struct stat &record) const {
+        for (const Check &test : kChecks) {
             if ((checks_ & test.flag) != 0 &&
-                ryni_quick_access(registry_, path, test.accessMode, &record) != 0) {
+                ryn::testAccess(registry_, path, test.accessMode, &record) != 0) {
                 return names_.deniedCode();
             }
         }
         return RYN_OK;
     }
 
-    /// @return whether the answer is in status_
+    /// @return true if the query ends with status_
     bool lookInTemporary() {
         const bool implicitOnly = (registry_->implicitTmpFlags & RYN_IMPLICIT_ONLY) != 0;
-        const bool hasImplicit = registry_->implicitTmpFlags != 0 && library_->implicitTmp != nullptr;
-        if (hasImplicit && lookIn(library_->implicitTmp)) {
+        const bool hasImplicit = registry_->implicitTmpFlags != 0 && library_.implicitTmp != nullptr;
+        if (hasImplicit && lookIn(library_.implicitTmp)) {
             return true;
         }
         if (implicitOnly) {
             return hasImplicit && (error_ == ENOENT || error_ == EACCES);
         }
-        return library_->explicitTmp != nullptr && lookIn(library_->explicitTmp);
+        return library_.explicitTmp != nullptr && lookIn(library_.explicitTmp);
     }
 
-    int lookInArchive() {
-        vekFSSpec *made = nullptr;
-        const int status =
-            ryni_mkspec(registry_, names_.library, names_.cell, names_.view, names_.file, nullptr, &made);
+    [[nodiscard]] int lookInArchive() const {
+        vek::OwnedSpec spec;
+        const int status = ryn::makeSpec(registry_, library_, names_, spec);
         if (status != RYN_OK) {
             return status;
         }
-        const vek::OwnedSpec spec(made);
         vekFSStat record = {};
         if (const int error = vekFS_stat(spec.get(), &record); error != VEK_FS_OK) {
             return names_.codeOf(error);
@@ -114,7 +114,7 @@ class Query {
     }
 
     [[nodiscard]] int checkMode(mode_t mode) const {
-        for (const Check &test : kCheckTable) {
+        for (const Check &test : kChecks) {
             if ((checks_ & test.flag) != 0 && (mode & test.ownerBit) != test.ownerBit) {
                 return names_.deniedCode();
             }
@@ -123,9 +123,9 @@ class Query {
     }
 
     rynRegistry *registry_;
-    const rynLibrary *library_;
-    ryniObjectNames names_;
-    unsigned places_;
+    rynLibrary &library_;
+    ObjectNames names_;
+    unsigned directories_;
     unsigned checks_;
     int status_ = RYN_OK;
     int error_ = 0;
@@ -139,9 +139,9 @@ int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *
     if (registry == nullptr || library == nullptr) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynQuery()");
     }
-    const rynLibrary *record = ryni_get_libp(registry, library);
+    rynLibrary *record = ryni_get_libp(registry, library);
     if (record == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    return Query(registry, record, flags, {library, cell, view, file}).run();
+    return Query(registry, *record, flags, {.cell = cell, .view = view, .file = file}).run();
 }

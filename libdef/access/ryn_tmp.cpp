@@ -2,36 +2,33 @@
 
 #include "common/text/fixed_text.h"
 #include "libdef/access/ryni_access.h"
-#include "libdef/paths/ryni_path_clean.h"
-#include "libdef/paths/ryni_path_text.h"
+#include "libdef/access/ryni_library_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/paths/ryni_path_buffer.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_owned_text.h"
 #include "libdef/registry/ryni_settings.h"
 
 #include <cstdlib>
 
-/// Where the last global temporary statement stands.
+/// Location of the last statement that sets the global temporary root.
 static struct {
     char file[VEK_PATH_SIZE];
     int line;
-} globalTmpPlace;
+} globalTmpLocation;
 
 namespace {
 
-/// A root directory, in both forms.
+/// A directory that holds one directory for each library.
 struct Root {
     vek::PathText full;
     vek::PathText nsl;
-
-    /// @param error  receives the text to report after a failure
-    int find(rynRegistry *registry, const char *text, const char *baseDirectory, vek::PathText &error) {
-        return ryn::makeGoodLibraryPath(registry, text, baseDirectory, full, nsl, error);
-    }
 };
 
-/// The directory of one library under a root. Both parts have at most 4095 characters, so that it always fits.
+/// The directory of one library under a root. Root and name have at most 4095 characters each, so it always fits.
 using LibraryPath = vek::FixedText<std::size_t{2} * VEK_PATH_SIZE>;
 
-/// "/" under "/" gives "//", as written.
+/// Documented: the root "/" gives "//NAME".
 LibraryPath pathUnder(const char *root, const char *name) {
     LibraryPath path;
     for (const char *piece : {root, "/", name}) {
@@ -40,49 +37,67 @@ LibraryPath pathUnder(const char *root, const char *name) {
     return path;
 }
 
+/// @param error  receives the text to report after a failure
+int makeRoot(rynRegistry *registry, const char *text, const char *baseDirectory, Root &root,
+             vek::PathText &error) {
+    return ryn::makeLibraryPath(registry, text, baseDirectory, root.full, root.nsl, error);
+}
+
 // ---- implicit temporary directories
 
-int setImplicitPath(char **field, const char *root, const char *name, char *errorOut) {
+int setPath(char **field, const char *root, const char *name, vek::PathText &error) {
     const LibraryPath path = pathUnder(root, name);
     const int status = ryniStrcpy(field, path.c_str());
     if (status != RYN_OK) {
-        ryniStoreCut(errorOut, path.view());
+        error.clear();
+        error.appendCut(path.view());
     }
     return status;
 }
 
+int setImplicitPaths(rynLibrary &library, const char *fullRoot, const char *nslRoot, vek::PathText &error) {
+    const int status = setPath(&library.implicitTmp, fullRoot, library.name, error);
+    return status != RYN_OK ? status : setPath(&library.implicitTmpNsl, nslRoot, library.name, error);
+}
+
+/// Sets the implicit temporary directory of the registry and of each library.
 int applyImplicit(rynRegistry *registry, const char *directory, vek::PathText &error) {
     Root root;
-    int status = root.find(registry, directory, registry->currentDirectory, error);
-    if (status == RYN_OK) {
-        status = ryniStrcpy(&registry->implicitTmpDirectory, directory);
+    int status = makeRoot(registry, directory, registry->currentDirectory, root, error);
+    if (status != RYN_OK) {
+        return status;
+    }
+    status = ryniStrcpy(&registry->implicitTmpDirectory, directory);
+    if (status != RYN_OK) {
         error.clear();
         error.appendCut(directory);
+        return status;
     }
-    for (rynLibrary *library = registry->libraries.head; status == RYN_OK && library != nullptr;
-         library = library->nextInOrder) {
-        status = error.fill([&](char *errorOut, std::size_t) {
-            return ryniUpdateImplicit(registry, library, root.full.c_str(), root.nsl.c_str(), errorOut);
-        });
+    for (rynLibrary *library = registry->libraries.head; library != nullptr; library = library->nextInOrder) {
+        status = setImplicitPaths(*library, root.full.c_str(), root.nsl.c_str(), error);
+        if (status != RYN_OK) {
+            return status;
+        }
     }
-    return status;
+    return RYN_OK;
 }
 
 // ---- the global temporary root
 
 int warn(const rynRegistry &registry, int code, const char *object) {
-    return registry.warningHandler(code, object, globalTmpPlace.file, globalTmpPlace.line);
+    return registry.warningHandler(code, object, globalTmpLocation.file, globalTmpLocation.line);
 }
 
-bool comesFromGlobal(const rynLibrary &library) {
+bool isFromGlobalRoot(const rynLibrary &library) {
     return (library.flags & RYNI_LIB_TMP_FROM_GLOBAL) != 0;
 }
 
-/// @return the first library with a place of its own whose directory under the root would be used twice, or null
+/// @return the first library whose temporary directory does not come from the root and whose directory under the root
+///         is used already; null if there is none
 const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     for (const rynLibrary *library = registry->libraries.head; library != nullptr;
          library = library->nextInOrder) {
-        if (comesFromGlobal(*library)) {
+        if (isFromGlobalRoot(*library)) {
             continue;
         }
         const LibraryPath directory = pathUnder(root.nsl.c_str(), library->name);
@@ -93,27 +108,24 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-bool hasOwnDirectory(const rynLibrary &library) {
-    return !comesFromGlobal(library) && library.explicitTmp != nullptr;
+/// Sets the library's temporary directory to ROOT/NAME and creates it. The setting is kept even if mkdir() fails.
+int applyRoot(rynRegistry *registry, rynLibrary &library, const char *full, const char *nsl) {
+    library.flags |= RYNI_LIB_TMP_FROM_GLOBAL;
+    const int status = ryniSetExplicitTmp(registry, &library, full, nsl);
+    return status != RYN_OK ? status : ryn::makeDirectory(registry, full, ryn::DirectoryLevel::Library);
 }
 
-/// Gives one library its directory under the root, on disk too. A directory that cannot be made is its all the
-/// same.
-int applyRoot(rynRegistry *registry, rynLibrary *library, const char *full, const Root &root) {
-    const LibraryPath nsl = pathUnder(root.nsl.c_str(), library->name);
-    library->flags |= RYNI_LIB_TMP_FROM_GLOBAL;
-    const int status = ryniSetExplicitTmp(registry, library, full, nsl.c_str());
-    return status == RYN_OK ? ryniMkdir(registry, full, RYNI_LEVEL_LIBRARY) : status;
-}
-
-/// The first failure ends it, whatever the handler makes of that.
-int applyToAll(rynRegistry *registry, const Root &root) {
+/// Applies the root to each library without a temporary directory of its own. Stops at the first failure even if the
+/// handler returns RYN_OK.
+int applyRootToAll(rynRegistry *registry, const Root &root) {
     for (rynLibrary *library = registry->libraries.head; library != nullptr; library = library->nextInOrder) {
-        if (hasOwnDirectory(*library)) {
+        const bool hasOwn = library->explicitTmp != nullptr && !isFromGlobalRoot(*library);
+        if (hasOwn) {
             continue;
         }
         const LibraryPath full = pathUnder(root.full.c_str(), library->name);
-        const int status = applyRoot(registry, library, full.c_str(), root);
+        const LibraryPath nsl = pathUnder(root.nsl.c_str(), library->name);
+        const int status = applyRoot(registry, *library, full.c_str(), nsl.c_str());
         if (status != RYN_OK) {
             return warn(*registry, status, full.c_str());
         }
@@ -174,26 +186,26 @@ int ryniUpdateImplicit(rynRegistry *registry, rynLibrary *library, const char *f
     if (registry->implicitTmpDirectory == nullptr) {
         return RYN_OK;
     }
-    Root made;
+    Root root;
+    vek::PathText error;
+    int status = RYN_OK;
     if (fullRoot == nullptr || nslRoot == nullptr) {
-        vek::PathText error;
-        const int status =
-            made.find(registry, registry->implicitTmpDirectory, registry->currentDirectory, error);
-        if (status != RYN_OK) {
-            ryniStoreCut(errorOut, error.c_str());
-            return status;
-        }
-        fullRoot = made.full.c_str();
-        nslRoot = made.nsl.c_str();
+        status = makeRoot(registry, registry->implicitTmpDirectory, registry->currentDirectory, root, error);
+        fullRoot = root.full.c_str();
+        nslRoot = root.nsl.c_str();
     }
-    const int status = setImplicitPath(&library->implicitTmp, fullRoot, library->name, errorOut);
-    return status != RYN_OK ? status
-                            : setImplicitPath(&library->implicitTmpNsl, nslRoot, library->name, errorOut);
+    if (status == RYN_OK) {
+        status = setImplicitPaths(*library, fullRoot, nslRoot, error);
+    }
+    if (status != RYN_OK) {
+        ryn::storeCut(error.view(), errorOut);
+    }
+    return status;
 }
 
-void ryniSetGlobalTmpPlace(const char *file, int line) {
-    ryniStoreCut(globalTmpPlace.file, file);
-    globalTmpPlace.line = line;
+void ryn::setGlobalTmpLocation(const char *file, int line) {
+    storeCut(file, globalTmpLocation.file);
+    globalTmpLocation.line = line;
 }
 
 int sAddGlobalTmppath(rynRegistry *registry, const char *directory) {
@@ -202,13 +214,12 @@ int sAddGlobalTmppath(rynRegistry *registry, const char *directory) {
     }
     Root root;
     vek::PathText error;
-    const int status = root.find(registry, registry->globalExplicitTmp->value, directory, error);
+    const int status = makeRoot(registry, registry->globalExplicitTmp->value, directory, root, error);
     if (status != RYN_OK) {
         return warn(*registry, status, error.c_str());
     }
-    const rynLibrary *reused = findReuse(registry, root);
-    if (reused != nullptr) {
+    if (const rynLibrary *reused = findReuse(registry, root)) {
         return warn(*registry, RYN_DIRECTORY_REUSED, reused->explicitTmpNsl);
     }
-    return applyToAll(registry, root);
+    return applyRootToAll(registry, root);
 }

@@ -1,28 +1,36 @@
 #ifndef RYNI_SPEC_H
 #define RYNI_SPEC_H
 
-/// Specifiers of design objects, and packed libraries.
+/// File-system specifiers of design objects.
 
+#include "fs/owned_spec.h"
+#include "libdef/paths/ryni_object_names.h"
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// rynGetSpec() without a query: the path is built from the library's own directory, or lies in its archive.
+/// rynGetSpec() without a search: the path is that of the library's own directory or archive, and is not tested.
+/// @param handle  null is RYN_INVALID_PARAMETER
 int ryni_mkspec(rynHandle handle, const char *library, const char *cell, const char *view, const char *file,
                 vekFSSpec *parent, vekFSSpec **spec);
 
-/// @return 1 when the library is known and has an archive, else 0
-int ryniZipExists(rynHandle handle, const char *library);
-
-/// Forms the path of a design object inside its library's archive.
-///
-/// @param buffer  receives it; the empty string when it does not fit
-/// @param size    bytes of `buffer`, the NUL included
-/// @param needed  null, or receives the bytes that the path needs
-/// @return RYN_OK, RYN_BUFFER_TOO_SMALL, RYN_INVALID_PARAMETER or RYN_LIBRARY_NOT_DEFINED
-int ryniPathInArchive(rynHandle handle, const char *library, const char *cell, const char *view,
-                      const char *file, char *buffer, size_t size, size_t *needed);
-
 VEK_END_DECLS
+
+namespace ryn {
+
+/// How a specifier opens files outside archives.
+enum class SpecKind { Native, Stdio };
+
+/// ryni_mkspec() of a library that has been looked up already. The specifier is not wrapped: it is the one that a
+/// "rynFS" specifier would forward to.
+int makeSpec(const rynRegistry *registry, rynLibrary &library, const ObjectNames &names,
+             vek::OwnedSpec &spec);
+
+/// rynGetSpec() of a library that has been looked up already, also not wrapped.
+/// @param mode  RYN_PATH_...
+int findSpec(const rynRegistry *registry, rynLibrary &library, unsigned mode, const ObjectNames &names,
+             SpecKind kind, vek::OwnedSpec &spec);
+
+} // namespace ryn
 
 #endif

@@ -1,18 +1,27 @@
+// Gathers the names in the directories of a library, cell or view.
+//
+// A list grows at its head, so the order of iteration is the reverse of the order of discovery. A name in a temporary
+// directory that an earlier directory has is found in a hash index with chaining and left out. Deep lists are
+// depth-first walks with an explicit stack: each directory is read whole before another is opened, so that one
+// descriptor is enough for any depth.
+
 #include "libdef/iteration/ryni_gather.h"
 
 #include "common/base/owned.h"
 #include "common/containers/growing_array.h"
 #include "common/platform/entry_list.h"
-#include "common/platform/walk_guard.h"
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
 #include "fs/owned_spec.h"
+#include "libdef/access/ryni_packed.h"
 #include "libdef/access/ryni_spec.h"
+#include "libdef/paths/ryni_object_path.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_index_hash.h"
 
 #include <bit>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -24,9 +33,12 @@
 
 namespace {
 
+using ryn::ObjectNames;
+using ryn::Sources;
 using vek::DirectoryIdentity;
 
-constexpr std::size_t kNameSize = 256;
+/// The documented size of the name buffer for the top directory of the library side.
+constexpr std::size_t kTopNameSize = 256;
 
 int codeOfFailedOpen(int error) {
     return error == EACCES ? RYN_PERMISSION_DENIED : RYN_SYSTEM_ERROR;
@@ -34,18 +46,18 @@ int codeOfFailedOpen(int error) {
 
 // ---- the list being built
 
-/// The names of a list, for asking whether one is among them. It is filled with names that are known to differ, and
-/// so looks at none of those that are in it when it takes another: at a million names each look would be a miss of
-/// the processor's caches.
+/// An intrusive hash index with chaining over the names of a list. add() does not compare names: at a million names,
+/// each comparison would be a cache miss.
 class NameIndex {
   public:
-    /// Makes it empty, with room for `names` of them. @return false when memory is exhausted
+    /// Empties the index and makes room for `names`. @return false if memory is exhausted
     bool allocate(std::size_t names) {
         bucketCount_ = std::bit_ceil(names);
         buckets_.reset(static_cast<rynElement **>(std::calloc(bucketCount_, sizeof(rynElement *))));
         return buckets_ != nullptr;
     }
 
+    /// @param element  its name is not in the index
     void add(rynElement *element) {
         rynElement *&first = bucketOf(element->name);
         element->nextInIndex = first;
@@ -69,15 +81,15 @@ class NameIndex {
     std::size_t bucketCount_ = 0;
 };
 
-/// A list of names that grows at its head, and can be asked what it held at some time.
+/// A list of names that grows at its head.
 class NameList {
   public:
     NameList() = default;
     NameList(const NameList &) = delete;
     NameList &operator=(const NameList &) = delete;
-    ~NameList() { ryniFreeElements(head_); }
+    ~NameList() { ryn::freeElements(head_); }
 
-    bool push(std::string_view name) {
+    [[nodiscard]] bool push(std::string_view name) {
         auto *element = static_cast<rynElement *>(std::malloc(sizeof(rynElement) + name.size() + 1));
         if (element == nullptr) {
             return false;
@@ -91,8 +103,8 @@ class NameList {
         return true;
     }
 
-    /// From now on held() answers for the list as it stands. @return false when memory is exhausted
-    bool index() {
+    /// Indexes the names that are in the list now, for held(). @return false if memory is exhausted
+    [[nodiscard]] bool index() {
         if (!index_.allocate(count_)) {
             return false;
         }
@@ -102,6 +114,7 @@ class NameList {
         return true;
     }
 
+    /// @return true if the name was in the list at the last call of index()
     [[nodiscard]] bool held(const char *name) const { return index_.holds(name); }
 
     rynElement *release() { return std::exchange(head_, nullptr); }
@@ -116,7 +129,7 @@ class NameList {
 
 struct CloseFsDirectory {
     void operator()(vekFSDir *directory) const {
-        // A close that fails frees nothing; the second one does.
+        // vekFS_closedir() frees nothing if it fails; a second call does.
         if (vekFS_closedir(directory) != VEK_FS_OK) {
             static_cast<void>(vekFS_closedir(directory));
         }
@@ -124,16 +137,15 @@ struct CloseFsDirectory {
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
-/// @return whether vekFS_readdir() of `directory` stores a type: the entry holder of another implementation may end
+/// @return true if vekFS_readdir() of `directory` stores a type: the entry record of another implementation may end
 ///         before that field
 bool hasEntryTypes(const vekFSDir &directory) {
     const vekFSIODef *implementation = directory.spec->implementation;
     return implementation == nullptr || implementation->readdir == vekFSiReaddir;
 }
 
-/// Calls `visit(type, name)` for each entry of a directory that is read through the file-system layer, except "." and
-/// "..", until it returns another status than RYN_OK. An entry whose name cannot be fetched into `nameSize` bytes is
-/// visited with a null name.
+/// Calls `visit(type, name)` for each entry of a directory except "." and "..", until it returns another status than
+/// RYN_OK. The name is null if it cannot be fetched into `nameSize` bytes.
 template <typename Visit>
 int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     vekFSDir *opened = nullptr;
@@ -150,14 +162,14 @@ int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
             return RYN_OK;
         }
         std::size_t needed = 0;
-        const bool fetched = name.fill([=, &needed](char *buffer, std::size_t) {
+        const bool isFetched = name.fill([=, &needed](char *buffer, std::size_t) {
             return vekFS_getDirentName(entry, buffer, nameSize, &needed) == VEK_FS_OK;
         });
-        if (fetched && vek::isDotOrDotDot(name.c_str())) {
+        if (isFetched && vek::isDotOrDotDot(name.view())) {
             continue;
         }
         const unsigned char type = hasTypes ? entry->type : static_cast<unsigned char>(DT_UNKNOWN);
-        const int status = visit(type, fetched ? name.c_str() : nullptr);
+        const int status = visit(type, isFetched ? name.c_str() : nullptr);
         if (status != RYN_OK) {
             return status;
         }
@@ -180,71 +192,81 @@ int readPlain(const char *path, vek::EntryList &entries) {
 
 // ---- shallow lists
 
-class ShallowBuild {
-  public:
-    ShallowBuild(int type, NameList &list)
-        : list_(list), wantsLegal_(type == RYNI_CONTEXT_CELLS || type == RYNI_CONTEXT_VIEWS) {}
+/// The names that a shallow list takes.
+enum class Wanted { LegalNames, OtherNames };
 
-    int addLibrary(vekFSSpec *spec) {
-        return visitSpec(spec, kNameSize, [this](unsigned char /*type*/, const char *name) {
-            if (name == nullptr) {
-                return static_cast<int>(RYN_INTERNAL_ERROR);
-            }
-            return add(name);
-        });
+int addIfWanted(NameList &list, Wanted wanted, const char *name) {
+    const bool isWanted = (sNmpIsLegalLibrary(name) != 0) == (wanted == Wanted::LegalNames);
+    return !isWanted || list.push(name) ? RYN_OK : RYN_MEMORY_ERROR;
+}
+
+int addLibraryNames(vekFSSpec *directory, Wanted wanted, NameList &list) {
+    return visitSpec(directory, kTopNameSize, [&](unsigned char /*type*/, const char *name) {
+        return name == nullptr ? static_cast<int>(RYN_INTERNAL_ERROR) : addIfWanted(list, wanted, name);
+    });
+}
+
+int addTemporaryNames(const char *directory, Wanted wanted, NameList &list) {
+    if (!list.index()) {
+        return RYN_MEMORY_ERROR;
     }
-
-    int addTemporary(const char *path) {
-        if (!list_.index()) {
-            return RYN_MEMORY_ERROR;
+    vek::EntryList entries;
+    int status = readPlain(directory, entries);
+    for (std::size_t at = 0; status == RYN_OK && !entries.isEnd(at);) {
+        const vek::EntryList::Entry entry = entries.at(at);
+        at = entry.next;
+        if (!list.held(entry.name.data())) {
+            status = addIfWanted(list, wanted, entry.name.data());
         }
-        vek::EntryList entries;
-        int status = readPlain(path, entries);
-        for (std::size_t at = 0; status == RYN_OK && !entries.isEnd(at);) {
-            const vek::EntryList::Entry entry = entries.at(at);
-            at = entry.next;
-            status = list_.held(entry.name.data()) ? static_cast<int>(RYN_OK) : add(entry.name.data());
-        }
-        return status;
     }
-
-  private:
-    int add(const char *name) {
-        const bool wanted = (sNmpIsLegalLibrary(name) != 0) == wantsLegal_;
-        return !wanted || list_.push(name) ? RYN_OK : RYN_MEMORY_ERROR;
-    }
-
-    NameList &list_;
-    bool wantsLegal_;
-};
+    return status;
+}
 
 // ---- deep lists
 
-bool isTypeOfNoDirectory(unsigned char type) {
+/// What a deep list does with an entry of a directory.
+enum class EntryKind {
+    File,      ///< adds it
+    Directory, ///< enters it
+    Skipped,
+    NoMemory
+};
+
+/// @return true if the entry is neither a directory nor a link to one
+bool isKnownFile(unsigned char type) {
     return type != DT_DIR && type != DT_LNK && type != DT_UNKNOWN;
 }
 
-/// The library's side of a deep list, read through the file-system layer.
+/// The library side of a deep list, read through the file-system layer.
 class LibraryTree {
   public:
-    /// An entry whose path is too long is passed over.
+    /// Documented: an entry whose path is too long is skipped.
     static constexpr int kPathTooLong = RYN_OK;
 
-    LibraryTree(rynRegistry *registry, vekFSSpec *top) : registry_(registry), top_(top) {}
+    LibraryTree(const rynRegistry &registry, const Sources &sources)
+        : registry_(registry), library_(*sources.library), names_(sources.names), top_(sources.spec),
+          isPacked_(ryn::isPacked(registry, library_)) {}
 
-    /// Makes the entry at `path` the selected one. @return RYN_OK, or why it is not listed
-    int select(const vek::PathText &path) {
-        vekFSSpec *made = nullptr;
-        const int status = ryni_mkspec(registry_, nullptr, nullptr, nullptr, path.c_str(), top_, &made);
-        spec_.reset(made);
-        return status;
+    /// Finds out what the entry at `path` is, and selects it if it may be a directory.
+    /// @param path  relative to the top directory
+    EntryKind examine(const vek::PathText &path, unsigned char type, bool & /*isSearchable*/) {
+        names_.file = path.c_str();
+        if (isKnownFile(type) && !isPacked_) {
+            // The specifier is not needed. Documented: an entry without a specifier is skipped.
+            return ryn::objectPathFits(library_.fullPath, names_) ? EntryKind::File : EntryKind::Skipped;
+        }
+        switch (ryn::makeSpec(&registry_, library_, names_, spec_)) {
+        case RYN_OK:
+            break;
+        case RYN_MEMORY_ERROR:
+            return EntryKind::NoMemory;
+        default:
+            return EntryKind::Skipped;
+        }
+        return !isKnownFile(type) && rynIsSpecDir(selected()) != 0 ? EntryKind::Directory : EntryKind::File;
     }
 
-    // The selected entry; before the first call of select(), the top directory.
-
-    [[nodiscard]] bool isDirectory(unsigned char type) const {
-        return !isTypeOfNoDirectory(type) && rynIsSpecDir(selected()) != 0;
-    }
+    // The selected directory; the top directory before the first call of examine().
 
     [[nodiscard]] bool isLink() const {
         vekFSStat record = {};
@@ -262,10 +284,10 @@ class LibraryTree {
     }
 
     int read(vek::EntryList &entries) const {
-        const std::size_t nameSize = spec_ ? VEK_PATH_SIZE : kNameSize;
+        const std::size_t nameSize = spec_ ? VEK_PATH_SIZE : kTopNameSize;
         return visitSpec(selected(), nameSize, [&entries](unsigned char type, const char *name) {
-            const bool kept = name == nullptr || entries.add(type, name);
-            return kept ? static_cast<int>(RYN_OK) : static_cast<int>(RYN_MEMORY_ERROR);
+            const bool isKept = name == nullptr || entries.add(type, name);
+            return isKept ? static_cast<int>(RYN_OK) : static_cast<int>(RYN_MEMORY_ERROR);
         });
     }
 
@@ -274,12 +296,15 @@ class LibraryTree {
   private:
     [[nodiscard]] vekFSSpec *selected() const { return spec_ ? spec_.get() : top_; }
 
-    rynRegistry *registry_;
+    const rynRegistry &registry_;
+    rynLibrary &library_;
+    ObjectNames names_; ///< with the path of the selected entry as the file
     vekFSSpec *top_;
     vek::OwnedSpec spec_;
+    bool isPacked_;
 };
 
-/// The side of a temporary directory, which is a plain one, of a deep list.
+/// A temporary directory of a deep list, which is a plain directory.
 class TemporaryTree {
   public:
     static constexpr int kPathTooLong = RYN_SYSTEM_ERROR;
@@ -288,16 +313,30 @@ class TemporaryTree {
 
     [[nodiscard]] bool hasMemory() const { return path_ != nullptr; }
 
-    int select(const vek::PathText &path) {
-        path_ = vek::joinText(top_, "/", path.view());
-        return path_ ? RYN_OK : RYN_MEMORY_ERROR;
-    }
-
+    /// Like LibraryTree::examine().
     /// Documented: an entry that stat() fails for is a directory. It cannot be opened, which ends the build: callers
-    /// rely on a list that is complete.
-    [[nodiscard]] bool isDirectory(unsigned char type) const {
-        struct stat record = {};
-        return type == DT_DIR || stat(path_.get(), &record) != 0 || S_ISDIR(record.st_mode);
+    /// rely on a complete list.
+    ///
+    /// @param isSearchable  whether stat() has succeeded in this directory. It then succeeds for its other files, too,
+    ///                      unless the path is too long: one call is enough for each directory
+    EntryKind examine(const vek::PathText &path, unsigned char type, bool &isSearchable) {
+        const bool fits = top_.size() + 1 + path.size() < PATH_MAX;
+        if (isKnownFile(type) && isSearchable && fits) {
+            return EntryKind::File;
+        }
+        path_ = vek::joinText(top_, "/", path.view());
+        if (!path_) {
+            return EntryKind::NoMemory;
+        }
+        if (type == DT_DIR) {
+            return EntryKind::Directory;
+        }
+        struct stat record; // NOLINT(cppcoreguidelines-pro-type-member-init): stat() fills it
+        if (stat(path_.get(), &record) != 0) {
+            return EntryKind::Directory;
+        }
+        isSearchable = true;
+        return S_ISDIR(record.st_mode) ? EntryKind::Directory : EntryKind::File;
     }
 
     [[nodiscard]] bool isLink() const {
@@ -314,13 +353,12 @@ class TemporaryTree {
     static bool isListed(const NameList &list, const vek::PathText &path) { return list.held(path.c_str()); }
 
   private:
-    const char *top_;
-    vek::OwnedText path_;
+    std::string_view top_;
+    vek::OwnedText path_; ///< of the selected entry
 };
 
-/// The walk of a deep list: depth first in directory order, with an explicit stack of levels on the heap. Each
-/// directory is read whole before anything in it is entered. A cycle is not detected: it ends where the system resolves
-/// no more links in a path (ELOOP). All ways through links, also those round a cycle, are limited.
+/// The walk of a deep list. A cycle is not detected: it ends where the system resolves no more links in a path (ELOOP).
+/// The ways through links, also those of a cycle, are limited.
 template <typename Tree>
 class DeepWalk {
   public:
@@ -344,10 +382,11 @@ class DeepWalk {
 
     struct Level {
         vek::EntryList entries;
-        std::size_t next = 0;                      ///< position of the entry that is looked at next
+        std::size_t next = 0;                      ///< position of the next entry
         std::size_t pathSize = 0;                  ///< of the directory's path
         std::optional<DirectoryIdentity> identity; ///< known if the directory may hold links
         Links links = Links::Unread;
+        bool isSearchable = false;
     };
 
     /// Reads the selected directory, whose path is path_.
@@ -372,13 +411,15 @@ class DeepWalk {
         if (!path_.appendAll(path_.empty() ? "" : "/", entry.name)) {
             return Tree::kPathTooLong;
         }
-        const int status = tree_.select(path_);
-        if (status != RYN_OK) {
-            // Documented: an entry without a specifier is passed over.
-            return status == RYN_MEMORY_ERROR ? status : static_cast<int>(RYN_OK);
-        }
-        if (!tree_.isDirectory(entry.type)) {
+        switch (tree_.examine(path_, entry.type, level.isSearchable)) {
+        case EntryKind::NoMemory:
+            return RYN_MEMORY_ERROR;
+        case EntryKind::Skipped:
+            return RYN_OK;
+        case EntryKind::File:
             return Tree::isListed(list_, path_) || list_.push(path_.view()) ? RYN_OK : RYN_MEMORY_ERROR;
+        case EntryKind::Directory:
+            break;
         }
         const bool isLink = entry.type == DT_LNK || (entry.type == DT_UNKNOWN && tree_.isLink());
         const int counted = isLink ? countWay(level) : static_cast<int>(RYN_OK);
@@ -402,8 +443,9 @@ class DeepWalk {
     vek::PathText path_; ///< relative to the top directory
 };
 
-int addLibraryTree(rynRegistry *registry, vekFSSpec *top, NameList &list, const vek::LinkLimit &limit) {
-    LibraryTree tree(registry, top);
+int addLibraryTree(const rynRegistry &registry, const Sources &sources, NameList &list,
+                   const vek::LinkLimit &limit) {
+    LibraryTree tree(registry, sources);
     return DeepWalk(tree, list, limit).run();
 }
 
@@ -412,36 +454,16 @@ int addTemporaryTree(const char *top, NameList &list, const vek::LinkLimit &limi
     return tree.hasMemory() && list.index() ? DeepWalk(tree, list, limit).run() : RYN_MEMORY_ERROR;
 }
 
-/// Takes the sources in order: the library's own, the implicit temporary one, the explicit temporary one.
+/// Adds the names of each source, in the documented order: the library's own directory first.
 template <typename AddLibrary, typename AddTemporary>
-int addSources(const ryniSources &sources, AddLibrary addLibrary, AddTemporary addTemporary) {
-    int status = sources.library == nullptr ? RYN_OK : addLibrary(sources.library);
+int addSources(const Sources &sources, AddLibrary addLibrary, AddTemporary addTemporary) {
+    int status = sources.spec == nullptr ? static_cast<int>(RYN_OK) : addLibrary();
     for (const char *directory : {sources.implicitTmp, sources.explicitTmp}) {
         if (status == RYN_OK && directory != nullptr) {
             status = addTemporary(directory);
         }
     }
     return status;
-}
-
-int gatherShallow(int type, const ryniSources &sources, NameList &list) {
-    ShallowBuild build(type, list);
-    return addSources(
-        sources, [&](vekFSSpec *spec) { return build.addLibrary(spec); },
-        [&](const char *directory) { return build.addTemporary(directory); });
-}
-
-int gatherDeep(rynRegistry *registry, const ryniSources &sources, const vek::LinkLimit &limit,
-               NameList &list) {
-    return addSources(
-        sources, [&](vekFSSpec *top) { return addLibraryTree(registry, top, list, limit); },
-        [&](const char *top) { return addTemporaryTree(top, list, limit); });
-}
-
-/// Hands over the names of a build that ended with `status`.
-int finish(rynRegistry *registry, int status, const char *context, NameList &names, rynElement **list) {
-    *list = status == RYN_OK ? names.release() : nullptr;
-    return status == RYN_MEMORY_ERROR ? ryni_do_fatal(registry, status, context) : status;
 }
 
 } // namespace
@@ -458,23 +480,30 @@ int sNmpIsLegalLibrary(const char *name) {
     return 1;
 }
 
-int ryniGatherDeepNames(rynRegistry *registry, const ryniSources &sources, const vek::LinkLimit &limit,
-                        rynElement **list) {
+int ryn::gatherNames(rynRegistry *registry, int type, const Sources &sources, rynElement **list,
+                     const vek::LinkLimit &limit) {
     NameList names;
-    const int status = gatherDeep(registry, sources, limit, names);
-    return finish(registry, status, "sBuildIterListDeep()", names, list);
-}
-
-int ryniGatherNames(rynRegistry *registry, int type, const ryniSources *sources, rynElement **list) {
-    if (type == RYNI_CONTEXT_ALL_VIEW_FILES) {
-        return ryniGatherDeepNames(registry, *sources, {}, list);
+    int status = RYN_OK;
+    const bool isDeep = type == RYNI_CONTEXT_ALL_VIEW_FILES;
+    if (isDeep) {
+        status = addSources(
+            sources, [&] { return addLibraryTree(*registry, sources, names, limit); },
+            [&](const char *directory) { return addTemporaryTree(directory, names, limit); });
+    } else {
+        const Wanted wanted = type == RYNI_CONTEXT_CELLS || type == RYNI_CONTEXT_VIEWS ? Wanted::LegalNames
+                                                                                       : Wanted::OtherNames;
+        status = addSources(
+            sources, [&] { return addLibraryNames(sources.spec, wanted, names); },
+            [&](const char *directory) { return addTemporaryNames(directory, wanted, names); });
     }
-    NameList names;
-    const int status = gatherShallow(type, *sources, names);
-    return finish(registry, status, "sBuildIterList()", names, list);
+    *list = status == RYN_OK ? names.release() : nullptr;
+    if (status == RYN_MEMORY_ERROR) {
+        return ryni_do_fatal(registry, status, isDeep ? "sBuildIterListDeep()" : "sBuildIterList()");
+    }
+    return status;
 }
 
-void ryniFreeElements(rynElement *list) {
+void ryn::freeElements(rynElement *list) {
     while (list != nullptr) {
         rynElement *next = list->next;
         std::free(list);

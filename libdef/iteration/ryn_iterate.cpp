@@ -4,25 +4,29 @@
 #include "fs/owned_spec.h"
 #include "libdef/access/ryni_access.h"
 #include "libdef/access/ryni_spec.h"
+#include "libdef/iteration/ryni_gather.h"
 #include "libdef/registry/ryni_error.h"
-#include "libdef/registry/ryni_names.h"
 #include "libdef/registry/ryni_settings.h"
 
 #include <cstdlib>
-#include <memory>
 
 namespace {
+
+using ryn::isGiven;
+using ryn::NamedObject;
+using ryn::ObjectNames;
+using ryn::Sources;
 
 bool ownsList(const rynContext &context) {
     return context.type >= RYNI_CONTEXT_CELLS && context.type <= RYNI_CONTEXT_ALL_VIEW_FILES;
 }
 
-/// Documented: exhausted memory is reported under this name for all types.
+/// Documented: exhausted memory is reported with this context for all types.
 int reportNoMemory(const rynRegistry *registry) {
     return ryni_do_fatal(registry, RYN_MEMORY_ERROR, "rynIterateLibFiles()");
 }
 
-/// @return a context; null after exhausted memory has been reported
+/// @return a context; null if memory is exhausted, which is reported
 rynContext *newContext(rynRegistry *registry, int type, void *list) {
     auto *context = static_cast<rynContext *>(std::malloc(sizeof(rynContext)));
     if (context == nullptr) {
@@ -33,83 +37,94 @@ rynContext *newContext(rynRegistry *registry, int type, void *list) {
     return context;
 }
 
-// ---- creating a context over the disk
+// ---- contexts over directories
 
-/// What one of the creating functions was asked for.
+/// An iteration over directories, as it was called for.
 struct Request {
     const char *function; ///< its name with "()", for reports
     int type;
-    unsigned source;
-    ryniObjectNames names;
-    bool needsCell;
-    bool needsView;
+    unsigned source; ///< RYN_SOURCE_...
+    NamedObject object;
 };
 
-/// Where a library's contents lie, and what keeps them found.
+/// The level whose contents a type of context lists.
+enum class Level { Library, Cell, View };
+
+Level levelOf(int type) {
+    switch (type) {
+    case RYNI_CONTEXT_VIEWS:
+    case RYNI_CONTEXT_CELL_FILES:
+        return Level::Cell;
+    case RYNI_CONTEXT_VIEW_FILES:
+    case RYNI_CONTEXT_ALL_VIEW_FILES:
+        return Level::View;
+    default:
+        return Level::Library;
+    }
+}
+
+bool hasValidNames(const Request &request) {
+    const Level level = levelOf(request.type);
+    return request.object.libraryName != nullptr &&
+           (level == Level::Library || isGiven(request.object.names.cell)) &&
+           (level != Level::View || isGiven(request.object.names.view));
+}
+
+/// Finds the directories that hold the contents of a library, cell or view.
 class SourceFinder {
   public:
-    SourceFinder(rynRegistry *registry, const rynLibrary *library, const Request &request)
-        : registry_(registry), library_(library), request_(request) {}
+    SourceFinder(rynRegistry *registry, rynLibrary &library, const ObjectNames &names)
+        : registry_(registry), library_(library), names_(names) {
+        sources_.library = &library;
+        sources_.names = names;
+    }
 
-    /// @return RYN_OK, also when some source has no such cell or view
-    int find() {
+    /// @param source  RYN_SOURCE_...
+    /// @return RYN_OK, also if a directory does not have the cell or view
+    int find(unsigned source) {
         int status = RYN_OK;
-        if ((request_.source & RYN_SOURCE_LIBRARY) != 0) {
-            status = findLibrary();
+        if ((source & RYN_SOURCE_LIBRARY) != 0) {
+            status = findInLibrary();
         }
-        if (status == RYN_OK && (request_.source & RYN_SOURCE_TMP) != 0) {
-            status = findTemporary();
+        if ((source & RYN_SOURCE_TMP) == 0) {
+            return status;
+        }
+        if (status == RYN_OK && registry_->implicitTmpFlags != 0) {
+            status = findUnder(library_.implicitTmp, implicitPath_, sources_.implicitTmp);
+        }
+        if (status == RYN_OK && (registry_->implicitTmpFlags & RYN_IMPLICIT_ONLY) == 0) {
+            status = findUnder(library_.explicitTmp, explicitPath_, sources_.explicitTmp);
         }
         return status;
     }
 
-    [[nodiscard]] bool foundNone() const {
-        return sources_.library == nullptr && sources_.implicitTmp == nullptr &&
-               sources_.explicitTmp == nullptr;
-    }
-
-    [[nodiscard]] const ryniSources &sources() const { return sources_; }
+    /// @return what find() has found; valid as long as the finder
+    [[nodiscard]] const Sources &sources() const { return sources_; }
 
   private:
     static bool isMissing(int status) { return status == RYN_NO_SUCH_CELL || status == RYN_NO_SUCH_VIEW; }
 
-    int findLibrary() {
-        vekFSSpec *spec = nullptr;
-        const ryniObjectNames &names = request_.names;
-        const int status = rynGetSpec(registry_, RYN_PATH_READ_LIBRARY, names.library, names.cell, names.view,
-                                      nullptr, nullptr, 0, &spec);
-        spec_.reset(spec);
-        sources_.library = spec;
+    int findInLibrary() {
+        const int status =
+            ryn::findSpec(registry_, library_, RYN_PATH_READ_LIBRARY, names_, ryn::SpecKind::Native, spec_);
         if (status == RYN_MEMORY_ERROR) {
-            return reportNoMemory(registry_); // rynGetSpec() does not report
+            return reportNoMemory(registry_);
         }
+        sources_.spec = spec_.get();
         return isMissing(status) ? RYN_OK : status;
     }
 
-    int findTemporary() {
-        const unsigned flags = registry_->implicitTmpFlags;
-        int status = RYN_OK;
-        if (flags != 0) {
-            status = findUnder(library_->implicitTmp, implicitPath_, sources_.implicitTmp);
-        }
-        if (status == RYN_OK && (flags & RYN_IMPLICIT_ONLY) == 0) {
-            status = findUnder(library_->explicitTmp, explicitPath_, sources_.explicitTmp);
-        }
-        return status;
-    }
-
+    /// @param directory  a temporary directory of the library; may be null
+    /// @param path       keeps the path that `found` receives
     int findUnder(const char *directory, vek::PathText &path, const char *&found) const {
         if (directory == nullptr) {
             return RYN_OK;
         }
-        if (!isNameGiven(request_.names.cell)) {
+        if (!isGiven(names_.cell)) {
             found = directory;
             return RYN_OK;
         }
-        const int status = path.fill([&](char *out, std::size_t) {
-            return ryni_access_path(registry_, out, 0, directory, request_.names.cell, request_.names.view,
-                                    nullptr);
-        });
+        const int status = ryn::accessPath(registry_, ryn::AccessKind::Read, directory, names_, path);
         if (status == RYN_OK) {
             found = path.c_str();
         }
@@ -117,32 +132,30 @@ class SourceFinder {
     }
 
     rynRegistry *registry_;
-    const rynLibrary *library_;
-    const Request &request_;
+    rynLibrary &library_;
+    ObjectNames names_;
     vek::OwnedSpec spec_;
     vek::PathText implicitPath_;
     vek::PathText explicitPath_;
-    ryniSources sources_ = {};
+    Sources sources_;
 };
 
-bool hasValidNames(const Request &request) {
-    return request.names.library != nullptr && (!request.needsCell || isNameGiven(request.names.cell)) &&
-           (!request.needsView || isNameGiven(request.names.view));
-}
-
-int gather(rynRegistry *registry, const rynLibrary *library, const Request &request, rynElement **list) {
-    SourceFinder finder(registry, library, request);
-    const int status = finder.find();
+int gather(rynRegistry *registry, rynLibrary &library, const Request &request, rynElement **list) {
+    const ObjectNames &names = request.object.names;
+    SourceFinder finder(registry, library, names);
+    const int status = finder.find(request.source);
     if (status != RYN_OK) {
         return status;
     }
-    if (finder.foundNone() && request.names.hasLevelAbove()) {
-        return request.names.notFoundCode();
+    if (finder.sources().isEmpty() && names.hasLevelAbove()) {
+        return names.notFoundCode();
     }
-    return ryniGatherNames(registry, request.type, &finder.sources(), list);
+    return ryn::gatherNames(registry, request.type, finder.sources(), list);
 }
 
-int iterateDisk(rynHandle handle, Request request, rynContext **result) {
+constexpr unsigned kAllSources = RYN_SOURCE_LIBRARY | RYN_SOURCE_TMP;
+
+int iterateDirectories(rynHandle handle, Request request, rynContext **result) {
     rynRegistry *registry = ryn::registryOf(handle);
     if (result != nullptr) {
         *result = nullptr;
@@ -150,13 +163,13 @@ int iterateDisk(rynHandle handle, Request request, rynContext **result) {
     if (registry == nullptr || result == nullptr || !hasValidNames(request)) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, request.function);
     }
-    const rynLibrary *library = ryni_get_libp(registry, request.names.library);
+    rynLibrary *library = ryni_get_libp(registry, request.object.libraryName);
     if (library == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    request.source &= RYN_SOURCE_LIBRARY | RYN_SOURCE_TMP;
+    request.source &= kAllSources;
     if (request.source == 0) {
-        request.source = RYN_SOURCE_LIBRARY | RYN_SOURCE_TMP;
+        request.source = kAllSources;
     }
     const bool hasTemporary = library->implicitTmp != nullptr || library->explicitTmp != nullptr;
     if ((request.source & RYN_SOURCE_LIBRARY) == 0 && !hasTemporary) {
@@ -167,7 +180,7 @@ int iterateDisk(rynHandle handle, Request request, rynContext **result) {
         return RYN_MEMORY_ERROR;
     }
     rynElement *list = nullptr;
-    const int status = gather(registry, library, request, &list);
+    const int status = gather(registry, *library, request, &list);
     if (status != RYN_OK) {
         std::free(context);
         return status;
@@ -178,44 +191,39 @@ int iterateDisk(rynHandle handle, Request request, rynContext **result) {
     return RYN_OK;
 }
 
-constexpr unsigned kBothSources = RYN_SOURCE_LIBRARY | RYN_SOURCE_TMP;
-
-Request libraryRequest(const char *function, int type, unsigned source, const char *library) {
-    return {function, type, source, {library, nullptr, nullptr, nullptr}, false, false};
-}
-
-Request cellRequest(const char *function, int type, unsigned source, const char *library, const char *cell) {
-    return {function, type, source, {library, cell, nullptr, nullptr}, true, false};
-}
-
-Request viewRequest(const char *function, int type, unsigned source, const char *library, const char *cell,
-                    const char *view) {
-    return {function, type, source, {library, cell, view, nullptr}, true, true};
-}
-
-// ---- creating a context over a list of the registry's
+// ---- contexts over lists of the registry
 
 int iterateList(rynRegistry *registry, int type, void *list, rynContext **result) {
     *result = newContext(registry, type, list);
     return *result == nullptr ? RYN_MEMORY_ERROR : RYN_OK;
 }
 
-// ---- handing out
+// ---- next items
 
-/// Checks what a next-item function was given. @param lastType the last of the types it takes, from firstType on
-int checkNext(const rynContext *context, const void *output, int firstType, int lastType,
-              const char *function) {
+/// The types of context that a next-item function accepts.
+struct TypeRange {
+    int first;
+    int last;
+};
+
+constexpr TypeRange only(int type) {
+    return {type, type};
+}
+
+/// Checks the arguments of a next-item function. @param output  its first output
+/// @return RYN_OK, RYN_ITERATION_COMPLETE, or a reported code
+int checkNext(const rynContext *context, const void *output, const TypeRange &types, const char *function) {
     rynRegistry *registry = context == nullptr ? nullptr : context->handle;
     if (context == nullptr || output == nullptr) {
         return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, function);
     }
-    if (context->type < firstType || context->type > lastType) {
+    if (context->type < types.first || context->type > types.last) {
         return ryni_do_fatal(registry, RYN_WRONG_CONTEXT_TYPE, function);
     }
     return context->cursor == nullptr ? RYN_ITERATION_COMPLETE : RYN_OK;
 }
 
-/// Takes the record at the cursor, and moves the cursor on.
+/// @return the record at the cursor, after moving the cursor to the next one
 template <typename Record>
 Record *take(rynContext *context, Record *Record::*next) {
     auto *record = static_cast<Record *>(context->cursor);
@@ -224,7 +232,7 @@ Record *take(rynContext *context, Record *Record::*next) {
 }
 
 int nextElement(rynContext *context, const char **name, int type, const char *function) {
-    const int status = checkNext(context, name, type, type, function);
+    const int status = checkNext(context, name, only(type), function);
     if (status == RYN_OK) {
         *name = take(context, &rynElement::next)->name;
     }
@@ -271,85 +279,89 @@ int rynIterateAttrs(rynHandle handle, const char *library, rynContext **context)
 }
 
 int rynIterateCells(rynHandle handle, const char *library, rynContext **context) {
-    return iterateDisk(handle, libraryRequest("rynIterateCells()", RYNI_CONTEXT_CELLS, kBothSources, library),
-                       context);
+    return iterateDirectories(handle, {"rynIterateCells()", RYNI_CONTEXT_CELLS, kAllSources, {library, {}}},
+                              context);
 }
 
 int rynXIterateCells(rynHandle handle, unsigned source, const char *library, rynContext **context) {
-    return iterateDisk(handle, libraryRequest("rynXIterateCells()", RYNI_CONTEXT_CELLS, source, library),
-                       context);
+    return iterateDirectories(handle, {"rynXIterateCells()", RYNI_CONTEXT_CELLS, source, {library, {}}},
+                              context);
 }
 
 int rynIterateLibFiles(rynHandle handle, const char *library, rynContext **context) {
-    return iterateDisk(
-        handle, libraryRequest("rynIterateLibFiles()", RYNI_CONTEXT_LIBRARY_FILES, kBothSources, library),
-        context);
+    return iterateDirectories(
+        handle, {"rynIterateLibFiles()", RYNI_CONTEXT_LIBRARY_FILES, kAllSources, {library, {}}}, context);
 }
 
 int rynXIterateLibFiles(rynHandle handle, unsigned source, const char *library, rynContext **context) {
-    return iterateDisk(handle,
-                       libraryRequest("rynXIterateLibFiles()", RYNI_CONTEXT_LIBRARY_FILES, source, library),
-                       context);
+    return iterateDirectories(
+        handle, {"rynXIterateLibFiles()", RYNI_CONTEXT_LIBRARY_FILES, source, {library, {}}}, context);
 }
 
 int rynIterateViews(rynHandle handle, const char *library, const char *cell, rynContext **context) {
-    return iterateDisk(
-        handle, cellRequest("rynIterateViews()", RYNI_CONTEXT_VIEWS, kBothSources, library, cell), context);
+    return iterateDirectories(
+        handle, {"rynIterateViews()", RYNI_CONTEXT_VIEWS, kAllSources, {library, {.cell = cell}}}, context);
 }
 
 int rynXIterateViews(rynHandle handle, unsigned source, const char *library, const char *cell,
                      rynContext **context) {
-    return iterateDisk(handle, cellRequest("rynXIterateViews()", RYNI_CONTEXT_VIEWS, source, library, cell),
-                       context);
+    return iterateDirectories(
+        handle, {"rynXIterateViews()", RYNI_CONTEXT_VIEWS, source, {library, {.cell = cell}}}, context);
 }
 
 int rynIterateCellFiles(rynHandle handle, const char *library, const char *cell, rynContext **context) {
-    return iterateDisk(
-        handle, cellRequest("rynIterateCellFiles()", RYNI_CONTEXT_CELL_FILES, kBothSources, library, cell),
+    return iterateDirectories(
+        handle, {"rynIterateCellFiles()", RYNI_CONTEXT_CELL_FILES, kAllSources, {library, {.cell = cell}}},
         context);
 }
 
 int rynXIterateCellFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                          rynContext **context) {
-    return iterateDisk(handle,
-                       cellRequest("rynXIterateCellFiles()", RYNI_CONTEXT_CELL_FILES, source, library, cell),
-                       context);
+    return iterateDirectories(
+        handle, {"rynXIterateCellFiles()", RYNI_CONTEXT_CELL_FILES, source, {library, {.cell = cell}}},
+        context);
 }
 
 int rynIterateViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                         rynContext **context) {
-    return iterateDisk(
-        handle,
-        viewRequest("rynIterateViewFiles()", RYNI_CONTEXT_VIEW_FILES, kBothSources, library, cell, view),
-        context);
+    return iterateDirectories(handle,
+                              {"rynIterateViewFiles()",
+                               RYNI_CONTEXT_VIEW_FILES,
+                               kAllSources,
+                               {library, {.cell = cell, .view = view}}},
+                              context);
 }
 
 int rynXIterateViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                          const char *view, rynContext **context) {
-    return iterateDisk(
-        handle, viewRequest("rynXIterateViewFiles()", RYNI_CONTEXT_VIEW_FILES, source, library, cell, view),
+    return iterateDirectories(
+        handle,
+        {"rynXIterateViewFiles()", RYNI_CONTEXT_VIEW_FILES, source, {library, {.cell = cell, .view = view}}},
         context);
 }
 
 int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                            rynContext **context) {
-    return iterateDisk(handle,
-                       viewRequest("rynIterateAllViewFiles()", RYNI_CONTEXT_ALL_VIEW_FILES, kBothSources,
-                                   library, cell, view),
-                       context);
+    return iterateDirectories(handle,
+                              {"rynIterateAllViewFiles()",
+                               RYNI_CONTEXT_ALL_VIEW_FILES,
+                               kAllSources,
+                               {library, {.cell = cell, .view = view}}},
+                              context);
 }
 
 int rynXIterateAllViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                             const char *view, rynContext **context) {
-    return iterateDisk(
-        handle,
-        viewRequest("rynXIterateAllViewFiles()", RYNI_CONTEXT_ALL_VIEW_FILES, source, library, cell, view),
-        context);
+    return iterateDirectories(handle,
+                              {"rynXIterateAllViewFiles()",
+                               RYNI_CONTEXT_ALL_VIEW_FILES,
+                               source,
+                               {library, {.cell = cell, .view = view}}},
+                              context);
 }
 
 int rynNextLib(rynContext *context, const char **name) {
-    const int status =
-        checkNext(context, name, RYNI_CONTEXT_LIBRARIES, RYNI_CONTEXT_LIBRARIES, "rynNextLib()");
+    const int status = checkNext(context, name, only(RYNI_CONTEXT_LIBRARIES), "rynNextLib()");
     if (status == RYN_OK) {
         *name = take(context, &rynLibrary::nextInOrder)->name;
     }
@@ -365,8 +377,8 @@ int rynNextView(rynContext *context, const char **name) {
 }
 
 int rynNextFile(rynContext *context, const char **name) {
-    const int status =
-        checkNext(context, name, RYNI_CONTEXT_LIBRARY_FILES, RYNI_CONTEXT_VEKLIB_FILES, "rynNextFile()");
+    constexpr TypeRange kFiles = {RYNI_CONTEXT_LIBRARY_FILES, RYNI_CONTEXT_VEKLIB_FILES};
+    const int status = checkNext(context, name, kFiles, "rynNextFile()");
     if (status != RYN_OK) {
         return status;
     }
@@ -376,11 +388,8 @@ int rynNextFile(rynContext *context, const char **name) {
 }
 
 int rynNextAttr(rynContext *context, const char **name, const char **value) {
-    constexpr const char *kFunction = "rynNextAttr()";
-    if (name == nullptr || value == nullptr) {
-        return checkNext(context, nullptr, RYNI_CONTEXT_ATTRIBUTES, RYNI_CONTEXT_ATTRIBUTES, kFunction);
-    }
-    const int status = checkNext(context, name, RYNI_CONTEXT_ATTRIBUTES, RYNI_CONTEXT_ATTRIBUTES, kFunction);
+    const void *output = name == nullptr || value == nullptr ? nullptr : name;
+    const int status = checkNext(context, output, only(RYNI_CONTEXT_ATTRIBUTES), "rynNextAttr()");
     if (status == RYN_OK) {
         const rynAttribute *attribute = take(context, &rynAttribute::next);
         *name = attribute->name;
@@ -394,7 +403,7 @@ int rynIterateEnd(rynContext *context) {
         return ryni_do_fatal(nullptr, RYN_INVALID_PARAMETER, "rynIterateEnd()");
     }
     if (ownsList(*context)) {
-        ryniFreeElements(static_cast<rynElement *>(context->list));
+        ryn::freeElements(static_cast<rynElement *>(context->list));
     }
     *context = {};
     std::free(context);

@@ -2,8 +2,8 @@
 
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
+#include "libdef/access/ryni_library_path.h"
 #include "libdef/access/ryni_tmp.h"
-#include "libdef/paths/ryni_path_text.h"
 
 #include <cstring>
 #include <string_view>
@@ -41,7 +41,7 @@ int assignGlobalRoot(const ryniCommand &command, const char *attribute, const ch
         return command.diagnose(RYN_MEMORY_ERROR, attribute);
     }
     pushFront(command.registry->globalExplicitTmp, root);
-    ryniSetGlobalTmpPlace(command.file->path, command.line);
+    ryn::setGlobalTmpLocation(command.file->path, command.line);
     return command.applyTmpNow ? sAddGlobalTmppath(command.registry, command.directory) : RYN_OK;
 }
 
@@ -68,7 +68,7 @@ int assignTmp(const ryniCommand &command, rynLibrary &library, const char *attri
     vek::PathText full;
     vek::PathText nsl;
     vek::PathText error;
-    const int status = ryn::makeGoodLibraryPath(command.registry, value, command.directory, full, nsl, error);
+    const int status = ryn::makeLibraryPath(command.registry, value, command.directory, full, nsl, error);
     if (status != RYN_OK) {
         return command.diagnose(status, error.c_str());
     }

@@ -3,8 +3,12 @@
 #include "common/base/owned.h"
 #include "common/platform/vek_path.h"
 #include "common/text/fixed_text.h"
+#include "libdef/access/ryni_library_path.h"
 #include "libdef/access/ryni_tmp.h"
-#include "libdef/paths/ryni_path_text.h"
+#include "libdef/paths/ryni_full_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/paths/ryni_nsl_path.h"
+#include "libdef/registry/ryni_owned_text.h"
 #include "libdef/registry/ryni_settings.h"
 #include "tagfile/tov.h"
 

@@ -3,8 +3,9 @@
 #include "common/base/owned.h"
 #include "common/platform/vek_path.h"
 #include "common/text/fixed_text.h"
-#include "libdef/access/ryni_access.h"
-#include "libdef/paths/ryni_path_text.h"
+#include "libdef/paths/ryni_full_path.h"
+#include "libdef/paths/ryni_nsl_path.h"
+#include "libdef/paths/ryni_quick_access.h"
 
 #include <cerrno>
 #include <cstring>
@@ -41,8 +42,8 @@ int include(const ryniCommand &command, bool soft) {
     if (code != RYN_OK) {
         return soft && code == RYN_INVALID_PATH ? RYN_OK : command.diagnose(code, error.c_str());
     }
-    if (ryni_quick_access(command.registry, path.c_str(), R_OK, nullptr) != 0) {
-        return diagnoseUnreadable(command, soft, path.c_str(), ryniAccessError());
+    if (const int failure = ryn::testAccess(command.registry, path.c_str(), R_OK); failure != 0) {
+        return diagnoseUnreadable(command, soft, path.c_str(), failure);
     }
     code = ryn::generateNslPath(path.c_str(), nsl, error, command.registry);
     if (code != RYN_OK) {

@@ -7,7 +7,7 @@
 #include "libdef/access/ryni_tmp.h"
 #include "libdef/language/ryni_file_text.h"
 #include "libdef/language/ryni_statement.h"
-#include "libdef/paths/ryni_path_text.h"
+#include "libdef/paths/ryni_nsl_path.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_settings.h"
 

@@ -1,11 +1,15 @@
-#include "libdef/paths/ryni_path.h"
+// Full paths: replaces "$" references by repeated textual substitution, then "~", prepends the base directory, and
+// cleans the result. References that lead back to themselves are found with Brent's cycle detection. Symbolic links are
+// read only where a ".." follows them.
+
+#include "libdef/paths/ryni_full_path.h"
 
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_install_root.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
-#include "common/text/fixed_text.h"
+#include "libdef/paths/ryni_path_buffer.h"
 #include "libdef/paths/ryni_path_clean.h"
 #include "libdef/registry/ryni_link_cache.h"
 
@@ -18,40 +22,39 @@
 
 namespace {
 
-/// More replacements than this in one path are taken for variables that lead back to themselves.
+/// Limit for variables that grow at every replacement and never repeat a text. More than 4096 characters can need.
 constexpr unsigned kMaxReplacements = 100000;
 
-/// How a step of the generation ended.
+/// Result of one step of the generation. Any other one than Done ends it.
 enum class Step {
-    Done,        ///< go on
-    Unchanged,   ///< the result is the text as given, which is no error: a later step needs an absolute path
-    Invalid,     ///< RYN_INVALID_PATH with the text as given
-    UnknownUser, ///< RYN_INVALID_PATH with the text as it stands
-    NoMemory     ///< RYN_MEMORY_ERROR with the text as given
+    Done,
+    Unchanged,   ///< RYN_OK with the given text: the caller's next step fails because it is not absolute
+    Invalid,     ///< RYN_INVALID_PATH, reported with the given text
+    UnknownUser, ///< RYN_INVALID_PATH, reported with the expanded text
+    NoMemory     ///< RYN_MEMORY_ERROR, reported with the given text
 };
+
+Step doneIf(bool fits) {
+    return fits ? Step::Done : Step::Invalid;
+}
 
 std::string_view part(std::string_view text, std::size_t from, std::size_t to) {
     return {text.data() + from, to - from};
-}
-
-/// A step that needs all of a text in its buffer.
-Step fitting(bool fits) {
-    return fits ? Step::Done : Step::Invalid;
 }
 
 // ---- references
 
 /// One "$" reference in a text.
 struct Reference {
-    enum class Kind { Variable, Computed, Unclosed };
+    enum class Kind {
+        Variable, ///< $NAME or ${NAME}
+        Computed, ///< $(NAME)
+        Unclosed  ///< "${" or "$(" without its closing character
+    };
     Kind kind;
-    std::string_view name; ///< what stands between the braces, or behind the "$"
-    std::size_t end;       ///< offset of the first character behind it
+    std::string_view name;
+    std::size_t end; ///< offset of the first character after the reference
 };
-
-bool isNameCharacter(char c) {
-    return vek::isAlnum(c) || c == '_';
-}
 
 Reference closedReference(std::string_view text, std::size_t at, char close, Reference::Kind kind) {
     const std::size_t end = text.find(close, at + 2);
@@ -61,6 +64,7 @@ Reference closedReference(std::string_view text, std::size_t at, char close, Ref
     return {kind, part(text, at + 2, end), end + 1};
 }
 
+/// @param at  offset of the "$"
 Reference parseReference(std::string_view text, std::size_t at) {
     const char opening = at + 1 < text.size() ? text[at + 1] : '\0';
     if (opening == '{') {
@@ -70,76 +74,56 @@ Reference parseReference(std::string_view text, std::size_t at) {
         return closedReference(text, at, ')', Reference::Kind::Computed);
     }
     std::size_t end = at + 1;
-    while (end < text.size() && isNameCharacter(text[end])) {
+    while (end < text.size() && (vek::isAlnum(text[end]) || text[end] == '_')) {
         ++end;
     }
     return {Reference::Kind::Variable, part(text, at + 1, end), end};
 }
 
-/// An installation root that was asked for with `errno` cleared before.
-struct Root {
-    vek::OwnedText text; ///< null when there is none
-    int error;
-};
-
-Root rootOfTool() {
+/// Stores the installation root that `discover` returns; nothing if there is none.
+template <typename Discover>
+Step storeRoot(vek::PathText &value, Discover discover) {
     errno = 0;
-    vek::OwnedText root(vekGetInstallRoot());
-    return {std::move(root), errno};
-}
-
-Root rootOfFileBeingRead(const rynRegistry *registry) {
-    const rynIncludedFile *file = registry == nullptr ? nullptr : registry->files.tail;
-    errno = 0;
-    vek::OwnedText root(file == nullptr ? nullptr : vekGetInstallRootFromFilePath(file->path));
-    return {std::move(root), errno};
-}
-
-Root rootWith(std::string_view relativePath) {
-    vek::PathText relative;
-    static_cast<void>(relative.assign(relativePath)); // a part of a path fits
-    errno = 0;
-    vek::OwnedText root(vekGetInstallRootWithPath(relative.c_str()));
-    return {std::move(root), errno};
-}
-
-/// A root that cannot be found is replaced by nothing.
-Step storeRoot(const Root &root, vek::PathText &value) {
-    if (!root.text) {
-        return root.error == ENOMEM ? Step::NoMemory : Step::Done;
+    const vek::OwnedText root(discover());
+    if (!root) {
+        return errno == ENOMEM ? Step::NoMemory : Step::Done;
     }
-    return fitting(value.assign(root.text.get()));
+    return doneIf(value.assign(root.get()));
 }
 
-/// Whatever is not known is replaced by nothing.
+/// The value of $(NAME). An unknown name has the empty value.
 Step computedValue(std::string_view name, const rynRegistry *registry, vek::PathText &value) {
     constexpr std::string_view kRootWith = "inst_root_with:";
     if (cmnGetInstallRootRequired() == 0) {
         return Step::Done;
     }
     if (name == "compute:THIS_TOOL_INST_ROOT") {
-        return storeRoot(rootOfTool(), value);
+        return storeRoot(value, vekGetInstallRoot);
     }
     if (name == "compute:THIS_FILE_INST_ROOT") {
-        return storeRoot(rootOfFileBeingRead(registry), value);
+        const rynIncludedFile *file = registry == nullptr ? nullptr : registry->files.tail;
+        return storeRoot(
+            value, [file] { return file == nullptr ? nullptr : vekGetInstallRootFromFilePath(file->path); });
     }
     if (vek::startsWith(name, kRootWith)) {
-        return storeRoot(rootWith(part(name, kRootWith.size(), name.size())), value);
+        vek::PathText relative;
+        relative.appendCut(part(name, kRootWith.size(), name.size()));
+        return storeRoot(value, [&relative] { return vekGetInstallRootWithPath(relative.c_str()); });
     }
     return Step::Done;
 }
 
 Step variableValue(std::string_view name, vek::PathText &value) {
     if (name == "VEK_INST_DIR") {
-        return cmnGetInstallRootRequired() == 0 ? Step::Done : storeRoot(rootOfTool(), value);
+        return cmnGetInstallRootRequired() == 0 ? Step::Done : storeRoot(value, vekGetInstallRoot);
     }
     vek::PathText variable;
-    static_cast<void>(variable.assign(name)); // a part of a path fits
+    variable.appendCut(name);
     const char *text = std::getenv(variable.c_str());
-    return text == nullptr ? Step::Unchanged : fitting(value.assign(text));
+    return text == nullptr ? Step::Unchanged : doneIf(value.assign(text));
 }
 
-/// @param value  receives it; it comes in empty
+/// @param value  empty; receives the value
 Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathText &value) {
     switch (reference.kind) {
     case Reference::Kind::Variable:
@@ -154,29 +138,29 @@ Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathT
 
 // ---- the steps
 
-/// Replaces the characters from `from` to `to`.
+/// Replaces the characters from offset `from` to `to` by `value`, with its separators canonicalized.
 Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathText &value) {
     value.edit(vekCanonicalizeDirSep);
     vek::PathText replaced;
     const std::string_view old = text.view();
-    return fitting(replaced.assign(part(old, 0, from), value.view(), part(old, to, old.size())) &&
-                   text.assign(replaced.view()));
+    return doneIf(replaced.assign(part(old, 0, from), value.view(), part(old, to, old.size())) &&
+                  text.assign(replaced.view()));
 }
 
 Step expandVariables(vek::PathText &text, const rynRegistry *registry) {
-    // A text that comes again comes for ever, and what it looks up on the way may take long. The one that is
-    // compared is renewed ever more rarely, so that a circle of any length is seen before its third round ends.
-    vek::PathText earlier;
+    // Brent's cycle detection: the saved text is replaced after 1, 2, 4, 8, ... replacements, so a cycle is found
+    // within three times its length.
+    vek::PathText saved;
     for (unsigned replacements = 0; replacements < kMaxReplacements; ++replacements) {
         const std::size_t at = text.view().find('$');
         if (at == std::string_view::npos) {
             return Step::Done;
         }
-        if (text.view() == earlier.view()) {
+        if (text.view() == saved.view()) {
             return Step::Invalid;
         }
         if (std::has_single_bit(replacements)) {
-            static_cast<void>(earlier.assign(text.view())); // it is as long as the other
+            static_cast<void>(saved.assign(text.view()));
         }
         const Reference reference = parseReference(text.view(), at);
         vek::PathText value;
@@ -191,26 +175,29 @@ Step expandVariables(vek::PathText &text, const rynRegistry *registry) {
     return Step::Invalid;
 }
 
-Step replaceHome(vek::PathText &text, std::size_t nameEnd, const char *home) {
-    vek::PathText value;
-    return value.assign(home) ? replace(text, 0, nameEnd, value) : Step::Invalid;
-}
-
 Step expandHome(vek::PathText &text) {
     if (!vek::startsWith(text.view(), "~")) {
         return Step::Done;
     }
     const std::size_t slash = text.view().find('/');
     const std::size_t nameEnd = slash == std::string_view::npos ? text.size() : slash;
+    const char *home = nullptr;
     if (nameEnd == 1) {
-        const char *home = std::getenv("HOME");
-        return home == nullptr ? Step::Unchanged : replaceHome(text, nameEnd, home);
+        home = std::getenv("HOME");
+        if (home == nullptr) {
+            return Step::Unchanged;
+        }
+    } else {
+        vek::PathText user;
+        user.appendCut(part(text.view(), 1, nameEnd));
+        const passwd *entry = getpwnam(user.c_str());
+        if (entry == nullptr || entry->pw_dir == nullptr) {
+            return Step::UnknownUser;
+        }
+        home = entry->pw_dir;
     }
-    vek::PathText user;
-    static_cast<void>(user.assign(part(text.view(), 1, nameEnd))); // a part of a path fits
-    const passwd *entry = getpwnam(user.c_str());
-    return entry == nullptr || entry->pw_dir == nullptr ? Step::UnknownUser
-                                                        : replaceHome(text, nameEnd, entry->pw_dir);
+    vek::PathText value;
+    return value.assign(home) ? replace(text, 0, nameEnd, value) : Step::Invalid;
 }
 
 Step makeAbsolute(vek::PathText &text, const char *baseDirectory) {
@@ -218,18 +205,7 @@ Step makeAbsolute(vek::PathText &text, const char *baseDirectory) {
         return Step::Done;
     }
     vek::PathText absolute;
-    return fitting(absolute.assign(baseDirectory, "/", text.view()) && text.assign(absolute.view()));
-}
-
-/// ".." behind a symbolic link leads elsewhere than the words say, and stays. So does one behind a name that
-/// cannot be examined.
-ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
-    vek::PathText prefix;
-    static_cast<void>(prefix.assign(before));
-    if (sReadlink(prefix.c_str(), nullptr, 0, registry) >= 0 || errno != EINVAL) {
-        return ParentStep::Keep;
-    }
-    return before.find('/') == std::string_view::npos ? ParentStep::Fail : ParentStep::Remove;
+    return doneIf(absolute.assign(baseDirectory, "/", text.view()) && text.assign(absolute.view()));
 }
 
 Step expand(vek::PathText &text, const char *baseDirectory, const rynRegistry *registry) {
@@ -240,34 +216,63 @@ Step expand(vek::PathText &text, const char *baseDirectory, const rynRegistry *r
     return step == Step::Done ? makeAbsolute(text, baseDirectory) : step;
 }
 
-int finish(int status, std::string_view text, char *out) {
-    ryniStoreCut(out, text);
-    return status;
+/// Keep ".." after a symbolic link: the parent of the link's target is not the textual parent. Keep it also after a
+/// name that cannot be examined.
+ryn::ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
+    vek::PathText prefix;
+    prefix.appendCut(before);
+    if (sReadlink(prefix.c_str(), nullptr, 0, registry) >= 0 || errno != EINVAL) {
+        return ryn::ParentStep::Keep;
+    }
+    return before.find('/') == std::string_view::npos ? ryn::ParentStep::Fail : ryn::ParentStep::Remove;
 }
 
-int cleanUp(vek::PathText &path, char *fullOut, char *errorOut, rynRegistry *registry) {
-    ryniCleanSlashes(path);
-    const bool cleaned = ryniResolveParents(
-        path, [registry](std::string_view before) { return judgeParent(before, registry); });
-    return cleaned ? finish(RYN_OK, path.view(), fullOut) : finish(RYN_INTERNAL_ERROR, path.view(), errorOut);
+/// @param path  the absolute path; receives the clean one
+/// @return false if a ".." has nothing before it
+bool clean(vek::PathText &path, rynRegistry *registry) {
+    ryn::cleanSlashes(path);
+    return ryn::resolveParents(path,
+                               [registry](std::string_view before) { return judgeParent(before, registry); });
+}
+
+int store(int status, std::string_view text, vek::PathText &out) {
+    out.clear();
+    out.appendCut(text);
+    return status;
 }
 
 } // namespace
 
-int ryni_generate_full_path(const char *text, const char *baseDirectory, char *fullOut, char *errorOut,
-                            rynRegistry *registry) {
+int ryn::generateFullPath(const char *text, const char *baseDirectory, vek::PathText &full,
+                          vek::PathText &error, rynRegistry *registry) {
+    full.clear();
+    error.clear();
     vek::PathText path;
     switch (path.assign(text) ? expand(path, baseDirectory, registry) : Step::Invalid) {
     case Step::Done:
-        return cleanUp(path, fullOut, errorOut, registry);
+        return clean(path, registry) ? store(RYN_OK, path.view(), full)
+                                     : store(RYN_INTERNAL_ERROR, path.view(), error);
     case Step::Unchanged:
-        return finish(RYN_OK, text, fullOut);
+        return store(RYN_OK, text, full);
     case Step::UnknownUser:
-        return finish(RYN_INVALID_PATH, path.view(), errorOut);
+        return store(RYN_INVALID_PATH, path.view(), error);
     case Step::NoMemory:
-        return finish(RYN_MEMORY_ERROR, text, errorOut);
+        return store(RYN_MEMORY_ERROR, text, error);
     case Step::Invalid:
         break;
     }
-    return finish(RYN_INVALID_PATH, text, errorOut);
+    return store(RYN_INVALID_PATH, text, error);
+}
+
+int ryni_generate_full_path(const char *text, const char *baseDirectory, char *fullOut, char *errorOut,
+                            rynRegistry *registry) {
+    vek::PathText full;
+    vek::PathText error;
+    const int status = ryn::generateFullPath(text, baseDirectory, full, error, registry);
+    if (status == RYN_OK) {
+        ryn::storeCut(full.view(), fullOut);
+    } else {
+        ryn::storeCut(error.view(), errorOut);
+    }
+    return status;
 }

@@ -1,10 +1,14 @@
-#include "libdef/paths/ryni_path.h"
+// Nsl paths: walks from the last component to the root and reads each prefix as a link. A target replaces the prefix
+// (or its last component), and the walk continues at the end of the target. O(components + links) cached readlink()
+// calls. Cycles: a limit on the links, and stat() once the path has filled its buffer.
+
+#include "libdef/paths/ryni_nsl_path.h"
 
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
-#include "common/text/fixed_text.h"
-#include "libdef/access/ryni_access.h"
+#include "libdef/paths/ryni_path_buffer.h"
 #include "libdef/paths/ryni_path_clean.h"
+#include "libdef/paths/ryni_quick_access.h"
 #include "libdef/registry/ryni_link_cache.h"
 #include "libdef/registry/ryni_settings.h"
 
@@ -16,45 +20,51 @@
 
 namespace {
 
-/// More links than this in one path are taken for a circle. Real chains are shorter by far.
+/// A path with more links is a cycle. Linux resolves at most 40 links in one path, so 4096 excludes no path that can be
+/// opened.
 constexpr int kMaxLinks = 4096;
 
-int failWith(int code, const char *path, char *errorOut) {
-    ryniStoreCut(errorOut, path);
+int failWith(int code, std::string_view text, vek::PathText &error) {
+    error.clear();
+    error.appendCut(text);
     return code;
 }
 
 /// Resolves the links of one path.
 class LinkResolver {
   public:
-    LinkResolver(const char *path, rynRegistry *registry, bool strict, char *errorOut)
-        : given_(path), registry_(registry), strict_(strict), errorOut_(errorOut) {
+    /// @param strict  a prefix that readlink() cannot examine is an error
+    LinkResolver(const char *path, rynRegistry *registry, bool strict, vek::PathText &error)
+        : given_(path), registry_(registry), strict_(strict), error_(error) {
         path_.appendCut(path);
     }
 
+    /// @return RYN_OK with the result in path(), otherwise RYN_INTERNAL_ERROR
     int resolve() {
         int links = 0;
         for (std::size_t end = path_.size(); end != 0;) {
             vek::PathText target;
-            const ssize_t length = readPrefix(end, target);
-            if (length < 0) {
+            if (readPrefix(end, target) < 0) {
                 if (strict_ && errno != EINVAL) {
-                    return fail(prefix_.c_str());
+                    return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
                 }
                 end = path_.view().rfind('/', end - 1);
                 continue;
             }
             end = substitute(end, target.view());
-            if (++links > kMaxLinks || (cut_ && isCircle())) {
-                return failAtCircle();
+            if (++links > kMaxLinks || (isFull_ && isCycle())) {
+                // Report the link, without the components that the cycle has put before it.
+                static_cast<void>(clean(prefix_));
+                return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
             }
         }
-        return cleanUp(path_) ? RYN_OK : fail(given_);
+        return clean(path_) ? RYN_OK : failWith(RYN_INTERNAL_ERROR, given_, error_);
     }
 
     [[nodiscard]] const vek::PathText &path() const { return path_; }
 
   private:
+    /// Reads the prefix of `end` characters as a link.
     ssize_t readPrefix(std::size_t end, vek::PathText &target) {
         static_cast<void>(prefix_.assign(std::string_view(path_.c_str(), end)));
         return target.fill([this](char *targetOut, std::size_t size) {
@@ -62,54 +72,44 @@ class LinkResolver {
         });
     }
 
-    /// Puts the target in the place of the prefix that ends at `end`. @return where the target ends
+    /// Replaces the prefix that ends at offset `end` by the target. @return the offset of the target's end
     std::size_t substitute(std::size_t end, std::string_view target) {
         vek::PathText combined;
         if (!vek::startsWith(target, "/")) {
             combined.appendCut({path_.c_str(), path_.view().rfind('/', end - 1) + 1});
         }
         combined.appendCut(target);
-        const std::size_t newEnd = combined.size();
-        const std::string_view rest(path_.c_str() + end, path_.size() - end);
-        combined.appendCut(rest);
-        // A full buffer may have lost something, which is good enough for isCircle() to look into.
-        cut_ = combined.size() == vek::PathText::kCapacity;
+        const std::size_t targetEnd = combined.size();
+        combined.appendCut({path_.c_str() + end, path_.size() - end});
+        isFull_ = combined.size() == vek::PathText::kCapacity;
         static_cast<void>(path_.assign(combined.view()));
-        return newEnd;
+        return targetEnd;
     }
 
-    /// Tells a path that outgrows the buffer in a circle from one that is just too long.
-    [[nodiscard]] bool isCircle() const {
+    /// Distinguishes a cycle from a path that is only too long.
+    [[nodiscard]] bool isCycle() const {
         struct stat unused; // NOLINT(cppcoreguidelines-pro-type-member-init): stat() fills it
         return stat(given_, &unused) != 0 && errno == ELOOP;
     }
 
-    /// Reports the link, without what the rounds put in front of it.
-    int failAtCircle() {
-        static_cast<void>(path_.assign(prefix_.view()));
-        static_cast<void>(cleanUp(path_));
-        return fail(path_.c_str());
-    }
-
-    static bool cleanUp(vek::PathText &path) {
-        ryniCleanSlashes(path);
-        return ryniResolveParents(path, [](std::string_view before) {
-            return before.find('/') == std::string_view::npos ? ParentStep::Fail : ParentStep::Remove;
+    static bool clean(vek::PathText &path) {
+        ryn::cleanSlashes(path);
+        return ryn::resolveParents(path, [](std::string_view before) {
+            return before.find('/') == std::string_view::npos ? ryn::ParentStep::Fail
+                                                              : ryn::ParentStep::Remove;
         });
     }
 
-    int fail(const char *text) const { return failWith(RYN_INTERNAL_ERROR, text, errorOut_); }
-
     const char *given_;
     rynRegistry *registry_;
-    bool strict_;      ///< whether a prefix that cannot be examined is an error
-    bool cut_ = false; ///< whether the last substitution filled the buffer
-    char *errorOut_;
+    bool strict_;
+    bool isFull_ = false; ///< the last substitution filled the buffer and may have been cut
+    vek::PathText &error_;
     vek::PathText path_;
     vek::PathText prefix_;
 };
 
-int codeOfDeniedRead(int error) {
+int codeOfFailedRead(int error) {
     switch (error) {
     case ENOENT:
         return RYN_INVALID_PATH;
@@ -122,22 +122,41 @@ int codeOfDeniedRead(int error) {
 
 } // namespace
 
-int ryni_generate_nsl_path_ex(const char *path, char *nslOut, char *errorOut, rynRegistry *registry,
-                              int checkExistence) {
-    const bool strict = checkExistence != 0 && ryniCheckPathNoneExistWarnFlag(registry) != 0;
-    if (strict && ryni_quick_access(registry, path, R_OK, nullptr) != 0) {
-        return failWith(codeOfDeniedRead(ryniAccessError()), path, errorOut);
+int ryn::generateNslPath(const char *path, vek::PathText &nsl, vek::PathText &error, rynRegistry *registry,
+                         Existence existence) {
+    nsl.clear();
+    error.clear();
+    const bool strict = existence == Existence::Checked && ryniCheckPathNoneExistWarnFlag(registry) != 0;
+    if (strict) {
+        if (const int failure = testAccess(registry, path, R_OK); failure != 0) {
+            return failWith(codeOfFailedRead(failure), path, error);
+        }
     }
     if (vekIsRooted(path) == 0) {
-        return failWith(RYN_INTERNAL_ERROR, path, errorOut);
+        return failWith(RYN_INTERNAL_ERROR, path, error);
     }
     if (std::strlen(path) >= VEK_PATH_SIZE) {
-        return failWith(RYN_INVALID_PATH, path, errorOut);
+        return failWith(RYN_INVALID_PATH, path, error);
     }
-    LinkResolver resolver(path, registry, strict, errorOut);
+    LinkResolver resolver(path, registry, strict, error);
     const int status = resolver.resolve();
     if (status == RYN_OK) {
-        ryniStoreCut(nslOut, resolver.path().view());
+        static_cast<void>(nsl.assign(resolver.path().view()));
+    }
+    return status;
+}
+
+int ryni_generate_nsl_path_ex(const char *path, char *nslOut, char *errorOut, rynRegistry *registry,
+                              int checkExistence) {
+    vek::PathText nsl;
+    vek::PathText error;
+    const int status =
+        ryn::generateNslPath(path, nsl, error, registry,
+                             checkExistence != 0 ? ryn::Existence::Checked : ryn::Existence::NotChecked);
+    if (status == RYN_OK) {
+        ryn::storeCut(nsl.view(), nslOut);
+    } else {
+        ryn::storeCut(error.view(), errorOut);
     }
     return status;
 }

@@ -1,39 +1,37 @@
 #ifndef RYNI_PATH_CLEAN_H
 #define RYNI_PATH_CLEAN_H
 
+/// Textual clean-up of paths: "/", "." and ".." components.
+
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
 
 #include <string_view>
 
-/// Copies `text`, cut to 4095 characters, into `out` of VEK_PATH_SIZE bytes. A null `out` is left out.
-void ryniStoreCut(char *out, std::string_view text);
+namespace ryn {
 
-/// Takes trailing "/" and "/." off, then "/./" and "//" out of a path.
-void ryniCleanSlashes(vek::PathText &path);
+/// Removes every "/" and "/." at the end of a path, then replaces "/./" and "//" by "/". An empty result becomes "/".
+void cleanSlashes(vek::PathText &path);
 
-/// What becomes of one ".." in a path.
+/// What resolveParents() does with one "..".
 enum class ParentStep {
-    Remove, ///< the component before it goes, and it too
-    Keep,   ///< it stays, with all that follow
-    Fail    ///< there is nothing before it
+    Remove, ///< removes it and the component before it
+    Keep,   ///< leaves this one and all after it
+    Fail    ///< returns false
 };
 
-/// Takes "/../" and then a trailing "/.." out of a path, each with the component before it.
+/// Removes the `size` characters after offset `before`, and the last component before them. An empty result becomes
+/// "/".
+/// @return false if there is no component before them
+[[nodiscard]] bool removeParentStep(vek::PathText &path, std::size_t before, std::size_t size);
+
+/// Resolves every "/../", from the first on, and then a "/.." at the end.
 ///
-/// @param judge  called with the part before each; ParentStep::Keep ends the first of the two steps, or leaves
-///               the trailing one
-/// @return false when ParentStep::Fail was met
+/// @param judge  called with the part before the "/.."; returns a ParentStep. Documented: Keep for a "/../" does not
+///               prevent the test of the "/.." at the end
+/// @return false if a step failed
 template <typename Judge>
-bool ryniResolveParents(vek::PathText &path, Judge judge);
-
-/// Removes the `size` characters of text behind `before`, with the last component of what is before them. What is
-/// left empty becomes "/".
-/// @return false when nothing is before them
-bool ryniRemoveParentStep(vek::PathText &path, std::size_t before, std::size_t size);
-
-template <typename Judge>
-bool ryniResolveParents(vek::PathText &path, Judge judge) {
+[[nodiscard]] bool resolveParents(vek::PathText &path, Judge judge) {
     constexpr std::string_view kInside = "/../";
     constexpr std::string_view kTrailing = "/..";
     for (;;) {
@@ -45,8 +43,8 @@ bool ryniResolveParents(vek::PathText &path, Judge judge) {
         if (step == ParentStep::Keep) {
             break;
         }
-        // The "/" behind the ".." stays.
-        if (step == ParentStep::Fail || !ryniRemoveParentStep(path, at, kInside.size() - 1)) {
+        // The second "/" stays: it separates what is left.
+        if (step == ParentStep::Fail || !removeParentStep(path, at, kTrailing.size())) {
             return false;
         }
     }
@@ -54,15 +52,11 @@ bool ryniResolveParents(vek::PathText &path, Judge judge) {
         return true;
     }
     const std::size_t at = path.size() - kTrailing.size();
-    switch (judge(std::string_view(path.c_str(), at))) {
-    case ParentStep::Keep:
-        return true;
-    case ParentStep::Fail:
-        return false;
-    case ParentStep::Remove:
-        break;
-    }
-    return ryniRemoveParentStep(path, at, kTrailing.size());
+    const ParentStep step = judge(std::string_view(path.c_str(), at));
+    return step == ParentStep::Keep ||
+           (step == ParentStep::Remove && removeParentStep(path, at, kTrailing.size()));
 }
+
+} // namespace ryn
 
 #endif

@@ -4,7 +4,8 @@
 /// What the tests of path generation share: buffers with a guard behind them, answers, an empty registry.
 
 #include "common/base/vek_api.h"
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_full_path.h"
+#include "libdef/paths/ryni_nsl_path.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/environment.h"
 

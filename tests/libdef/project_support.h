@@ -4,7 +4,7 @@
 /// A registry with one library, and the directories that it may have: what the tests of queries, iterators and
 /// specifiers share.
 
-#include "libdef/access/ryni_access.h"
+#include "libdef/paths/ryni_quick_access.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -2,6 +2,8 @@
 
 #include "libdef/access/ryni_access.h"
 
+#include "libdef/paths/ryni_quick_access.h"
+#include "libdef/paths/ryni_stat_cache.h"
 #include "libdef/registry/ryni_registry.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -29,6 +31,11 @@ int keepReport(int code, const char *text, const char * /*sameText*/) {
     reports.push_back({code, text});
     return 0;
 }
+
+// Access kinds of ryni_access_path().
+constexpr int kRead = 0;
+constexpr int kWrite = 1;
+constexpr int kReplace = 6;
 
 /// A registry without libraries, whose paths must exist, in a directory of its own; nothing is cached.
 struct Access {
@@ -66,6 +73,10 @@ struct Access {
     int quick(const std::string &path, int mode, const struct stat &record) {
         return ryni_quick_access(&registry, path.c_str(), mode, &record);
     }
+    /// @return the errno value of the same test
+    int error(const std::string &path, int mode, const struct stat *record = nullptr) {
+        return ryn::testAccess(&registry, path.c_str(), mode, record);
+    }
     int make(const std::string &path, int level) { return ryniMkdir(&registry, path.c_str(), level); }
 
     /// Asks for an object; `result` becomes its path, or "-" when none was stored.
@@ -78,15 +89,15 @@ struct Access {
     }
     int read(const char *library, const char *cell = nullptr, const char *view = nullptr,
              const char *file = nullptr) {
-        return access(RYNI_ACCESS_READ, library, cell, view, file);
+        return access(kRead, library, cell, view, file);
     }
     int write(const char *library, const char *cell = nullptr, const char *view = nullptr,
               const char *file = nullptr) {
-        return access(RYNI_ACCESS_WRITE, library, cell, view, file);
+        return access(kWrite, library, cell, view, file);
     }
     int replace(const char *library, const char *cell = nullptr, const char *view = nullptr,
                 const char *file = nullptr) {
-        return access(RYNI_ACCESS_REPLACE, library, cell, view, file);
+        return access(kReplace, library, cell, view, file);
     }
 };
 
@@ -129,7 +140,8 @@ TEST(QuickAccess, GrantsFromTheRecordAloneWhatItsDecidingBitsGrant) {
             access.quick("missing", granted.mode, recordOf(granted.own, granted.ownGroup, granted.file)), 0)
             << granted.file;
         EXPECT_EQ(faults::count("access") + faults::count("stat"), 0) << granted.file;
-        EXPECT_EQ(ryniAccessError(), 0);
+        const struct stat record = recordOf(granted.own, granted.ownGroup, granted.file);
+        EXPECT_EQ(access.error("missing", granted.mode, &record), 0);
     }
 }
 
@@ -155,7 +167,7 @@ TEST(QuickAccess, AsksTheSystemWhereTheRecordDoesNotGrant) {
         errno = 0;
         EXPECT_EQ(access.quick("missing", undecided.mode, record), -1) << undecided.file;
         EXPECT_EQ(errno, ENOENT);
-        EXPECT_EQ(ryniAccessError(), ENOENT);
+        EXPECT_EQ(access.error("missing", undecided.mode, &record), ENOENT);
         EXPECT_EQ(faults::count("stat"), 0) << undecided.file;
     }
 }
@@ -172,11 +184,11 @@ TEST(QuickAccess, StatsThePathWhenThereIsNoRecord) {
         errno = 0;
         EXPECT_EQ(access.quick("dangling", mode), -1) << mode;
         EXPECT_EQ(errno, ENOENT) << mode;
-        EXPECT_EQ(ryniAccessError(), ENOENT) << mode;
+        EXPECT_EQ(access.error("dangling", mode), ENOENT) << mode;
     }
     EXPECT_EQ(faults::count("access"), 0);
     EXPECT_EQ(access.quick("file", F_OK), 0);
-    EXPECT_EQ(ryniAccessError(), 0);
+    EXPECT_EQ(access.error("file", F_OK), 0);
 }
 
 TEST(QuickAccess, TakesEveryOtherModePastTheRecord) {
@@ -225,7 +237,7 @@ TEST(QuickAccess, TellsARefusalOfTheSystem) {
             errno = 0;
             EXPECT_EQ(access.quick(path, R_OK), -1) << path;
             EXPECT_EQ(errno, EACCES) << path;
-            EXPECT_EQ(ryniAccessError(), EACCES) << path;
+            EXPECT_EQ(access.error(path, R_OK), EACCES) << path;
         }
         EXPECT_EQ(access.quick("locked", F_OK), 0);
     });
@@ -239,15 +251,15 @@ TEST(QuickAccess, GoesThroughTheCacheWhileThatIsInUse) {
     static_cast<void>(access.quick("file", R_OK));
     EXPECT_EQ(faults::count("stat"), 2);
     EXPECT_EQ(faults::count("access"), 2);
-    EXPECT_EQ(ryniFindStatEntry("file"), nullptr);
+    EXPECT_EQ(ryn::statCache.find("file"), nullptr);
     rynStatCacheCtl(1);
     faults::reset();
     const int first = access.quick("file", R_OK);
     EXPECT_EQ(access.quick("file", R_OK), first);
     EXPECT_EQ(faults::count("stat"), 1);
     EXPECT_EQ(faults::count("access"), 1);
-    ASSERT_NE(ryniFindStatEntry("file"), nullptr);
-    EXPECT_EQ(ryniFindStatEntry("file")->flags & 0x3U, 0x1U);
+    ASSERT_NE(ryn::statCache.find("file"), nullptr);
+    EXPECT_EQ(ryn::statCache.find("file")->flags & 0x3U, 0x1U);
 }
 
 TEST(QuickAccess, KnowsWhyItFailedWhenTheCacheRemembersThat) {
@@ -259,9 +271,9 @@ TEST(QuickAccess, KnowsWhyItFailedWhenTheCacheRemembersThat) {
     EXPECT_EQ(access.quick("file", R_OK), -1);
     errno = EXDEV;
     EXPECT_EQ(access.quick("missing", R_OK), -1);
-    EXPECT_EQ(ryniAccessError(), ENOENT);
+    EXPECT_EQ(access.error("missing", R_OK), ENOENT);
     EXPECT_EQ(access.quick("file", R_OK), -1);
-    EXPECT_EQ(ryniAccessError(), EACCES);
+    EXPECT_EQ(access.error("file", R_OK), EACCES);
     EXPECT_EQ(errno, EXDEV);
 }
 
@@ -297,7 +309,8 @@ TEST(QuickAccess, RefusesANullPathWithoutTheCache) {
     Access access;
     const struct stat record = recordOf(true, true, 0);
     EXPECT_EQ(ryni_quick_access(&access.registry, nullptr, R_OK, nullptr), -1);
-    EXPECT_EQ(ryniAccessError(), EFAULT);
+    EXPECT_EQ(errno, EFAULT);
+    EXPECT_EQ(ryn::testAccess(&access.registry, nullptr, R_OK), EFAULT);
     EXPECT_EQ(ryni_quick_access(&access.registry, nullptr, R_OK, &record), -1);
     EXPECT_EQ(errno, EFAULT);
     EXPECT_TRUE(reports.empty());
@@ -435,10 +448,8 @@ TEST(AccessPath, StoresPathsUpToTheirLimit) {
 TEST(AccessPath, NeedsNoPlaceForThePath) {
     Access access;
     access.box.directory("lib");
-    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, RYNI_ACCESS_READ, "lib", nullptr, nullptr, nullptr),
-              0);
-    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, RYNI_ACCESS_WRITE, "lib", "c", nullptr, nullptr),
-              0);
+    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, kRead, "lib", nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, kWrite, "lib", "c", nullptr, nullptr), 0);
     EXPECT_TRUE(access.box.exists("lib/c"));
 }
 

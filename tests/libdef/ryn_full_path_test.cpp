@@ -1,4 +1,4 @@
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_full_path.h"
 
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"

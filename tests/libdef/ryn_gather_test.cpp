@@ -96,25 +96,23 @@ NameList reversed(NameList names) {
 /// The deep list of the view "c/v" in the place 'l' or 'e', with a limit of its own; "!CODE" when it fails.
 NameList deepWithin(const Project &project, char place, const vek::LinkLimit &limit) {
     const std::string temporary = project.path("etmp/c/v");
-    ryniSources sources = {};
+    ryn::Sources sources;
+    sources.library = project.record();
+    sources.names = {.cell = "c", .view = "v"};
     vek::OwnedSpec spec;
     if (place == 'l') {
-        vekFSSpec *made = nullptr;
-        EXPECT_EQ(
-            rynGetSpec(project.handle, RYN_PATH_READ_LIBRARY, "lib", "c", "v", nullptr, nullptr, 0, &made),
-            RYN_OK);
-        spec.reset(made);
-        sources.library = made;
+        EXPECT_EQ(ryn::makeSpec(project.handle, *sources.library, sources.names, spec), RYN_OK);
+        sources.spec = spec.get();
     } else {
         sources.explicitTmp = temporary.c_str();
     }
     rynElement *list = nullptr;
-    const int code = ryniGatherDeepNames(project.handle, sources, limit, &list);
+    const int code = ryn::gatherNames(project.handle, RYNI_CONTEXT_ALL_VIEW_FILES, sources, &list, limit);
     NameList names;
     for (const rynElement *element = list; element != nullptr; element = element->next) {
         names.emplace_back(element->name);
     }
-    ryniFreeElements(list);
+    ryn::freeElements(list);
     std::sort(names.begin(), names.end());
     return code == RYN_OK ? names : NameList{"!" + std::to_string(code)};
 }
@@ -625,10 +623,14 @@ TEST(DeepList, CountsTheWaysOfEachSourceByItself) {
     }
     const std::string implicit = project.path("itmp/lib/c/v");
     const std::string explicitTmp = project.path("etmp/c/v");
-    const ryniSources sources = {nullptr, implicit.c_str(), explicitTmp.c_str()};
+    ryn::Sources sources;
+    sources.implicitTmp = implicit.c_str();
+    sources.explicitTmp = explicitTmp.c_str();
     rynElement *list = nullptr;
-    EXPECT_EQ(ryniGatherDeepNames(project.handle, sources, {.ways = 1, .waysPerLink = 0}, &list), RYN_OK);
-    ryniFreeElements(list);
+    EXPECT_EQ(ryn::gatherNames(project.handle, RYNI_CONTEXT_ALL_VIEW_FILES, sources, &list,
+                               {.ways = 1, .waysPerLink = 0}),
+              RYN_OK);
+    ryn::freeElements(list);
 }
 
 TEST(DeepList, FollowsAnyNumberOfLinksSideBySide) {

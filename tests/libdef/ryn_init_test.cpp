@@ -1,7 +1,8 @@
 // Creating and releasing registries, the default handle, and the process-wide settings.
 
-#include "libdef/access/ryni_access.h"
 #include "libdef/language/ryni_parse.h"
+#include "libdef/paths/ryni_quick_access.h"
+#include "libdef/paths/ryni_stat_cache.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_settings.h"
 #include "tests/libdef/libdef_support.h"
@@ -481,13 +482,13 @@ TEST(RynInit, TheCaseSettingIsReadWithEveryFile) {
 
 TEST(RynInit, TheStatCacheSettingIsReadAtEveryCreation) {
     Definitions definitions(Environment{{"RYN_STAT_CACHE_ON", "yes"}});
-    EXPECT_EQ(ryniStatCacheInUse(), 0);
+    EXPECT_FALSE(ryn::statCache.isOn());
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
-    EXPECT_EQ(ryniStatCacheInUse(), 1);
+    EXPECT_TRUE(ryn::statCache.isOn());
     setenv("RYN_STAT_CACHE_ON", "no", 1);
     definitions.release();
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
-    EXPECT_EQ(ryniStatCacheInUse(), 0);
+    EXPECT_FALSE(ryn::statCache.isOn());
 }
 
 TEST(RynInit, TheUserIsRecordedAtEveryCreation) {

@@ -1,4 +1,3 @@
-#include "libdef/paths/ryni_path.h"
 #include "libdef/registry/ryni_link_cache.h"
 
 #include "tests/libdef/path_support.h"

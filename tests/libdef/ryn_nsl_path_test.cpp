@@ -1,6 +1,6 @@
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_nsl_path.h"
 
-#include "libdef/access/ryni_access.h"
+#include "libdef/paths/ryni_quick_access.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -1,6 +1,10 @@
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_object_path.h"
 
 #include "libdef/access/ryni_access.h"
+#include "libdef/access/ryni_library_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/paths/ryni_quick_access.h"
+#include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -3,7 +3,8 @@
 #include "libdef/registry/ryni_registry.h"
 
 #include "libdef/language/ryni_parse.h"
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/faults.h"
 

@@ -2,7 +2,8 @@
 
 #include "libdef/registry/ryni_reuse.h"
 
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/faults.h"
 

@@ -2,6 +2,7 @@
 
 #include "libdef/access/ryni_spec.h"
 
+#include "libdef/access/ryni_packed.h"
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/project_support.h"
 #include "tests/support/faults.h"
@@ -681,44 +682,26 @@ TEST(PathInArchive, JoinsTheNamesThatAreGivenAndNotEmpty) {
                            Row{{"c", "v", nullptr}, "lib/c/v"}, Row{{"c", "v", "f"}, "lib/c/v/f"},
                            Row{{"c", nullptr, "f"}, "lib/c/f"}, Row{{nullptr, "v", nullptr}, "lib/v"},
                            Row{{nullptr, nullptr, "a/b"}, "lib/a/b"}}) {
-        std::array<char, VEK_PATH_SIZE> path = {};
+        vek::PathText path;
         std::size_t needed = 0;
-        EXPECT_EQ(ryniPathInArchive(project.handle, "lib", row.names.cell, row.names.view, row.names.file,
-                                    path.data(), path.size(), &needed),
-                  0);
-        EXPECT_STREQ(path.data(), row.path);
+        const ryn::ObjectNames names = {row.names.cell, row.names.view, row.names.file};
+        EXPECT_EQ(ryn::makePathInArchive(*project.record(), names, path, &needed), RYN_OK);
+        EXPECT_EQ(path.view(), row.path);
         EXPECT_EQ(needed, std::strlen(row.path) + 1);
     }
 }
 
-TEST(PathInArchive, TellsTheSizeThatItNeeds) {
+TEST(PathInArchive, ReportsTheSizeItNeeds) {
     Packed project;
-    const std::string wanted = "lib/c/v/f";
-    for (std::size_t size = 0; size <= wanted.size() + 1; ++size) {
-        std::vector<char> buffer(wanted.size() + 2, '#');
+    for (const std::size_t size : {4095, 4096, 5000}) {
+        const std::string cell(size - std::strlen("lib/"), 'c');
+        vek::PathText path;
         std::size_t needed = 0;
-        const int code =
-            ryniPathInArchive(project.handle, "lib", "c", "v", "f", buffer.data(), size, &needed);
-        EXPECT_EQ(code, size > wanted.size() ? 0 : RYN_BUFFER_TOO_SMALL) << size;
-        EXPECT_EQ(needed, wanted.size() + 1);
-        EXPECT_EQ(std::string(buffer.data(), size == 0 ? 0 : std::strlen(buffer.data())),
-                  size > wanted.size() ? wanted : "");
-        EXPECT_EQ(buffer[size], '#') << size;
+        EXPECT_EQ(ryn::makePathInArchive(*project.record(), {.cell = cell.c_str()}, path, &needed),
+                  size < VEK_PATH_SIZE ? RYN_OK : RYN_BUFFER_TOO_SMALL);
+        EXPECT_EQ(needed, size + 1);
+        EXPECT_EQ(path.size(), size < VEK_PATH_SIZE ? size : 0);
     }
-    std::array<char, 4> small = {};
-    EXPECT_EQ(
-        ryniPathInArchive(project.handle, "lib", "c", nullptr, nullptr, small.data(), small.size(), nullptr),
-        RYN_BUFFER_TOO_SMALL);
-}
-
-TEST(PathInArchive, ChecksItsArguments) {
-    Packed project;
-    std::array<char, 64> path = {};
-    EXPECT_EQ(ryniPathInArchive(project.handle, nullptr, "c", nullptr, nullptr, path.data(), 64, nullptr),
-              22);
-    EXPECT_EQ(ryniPathInArchive(project.handle, "lib", "c", nullptr, nullptr, nullptr, 64, nullptr), 22);
-    EXPECT_EQ(ryniPathInArchive(nullptr, "lib", "c", nullptr, nullptr, path.data(), 64, nullptr), 22);
-    EXPECT_EQ(ryniPathInArchive(project.handle, "other", "c", nullptr, nullptr, path.data(), 64, nullptr), 5);
 }
 
 TEST(PathInArchive, HasAtMost4095Characters) {

@@ -1,7 +1,8 @@
 // The stat cache: its switch, what it remembers, and how it forgets.
 
-#include "libdef/access/ryni_access.h"
+#include "libdef/paths/ryni_stat_cache.h"
 
+#include "libdef/paths/ryni_quick_access.h"
 #include "libdef/registry/ryni_registry.h"
 #include "tests/support/capture.h"
 #include "tests/support/environment.h"
@@ -78,20 +79,20 @@ int accessOf(const std::string &path, int mode, int *error = nullptr) {
     return sAccess(nullptr, path.c_str(), mode, error);
 }
 const ryniStatEntry *entryOf(const std::string &path) {
-    return ryniFindStatEntry(path.c_str());
+    return ryn::statCache.find(path.c_str());
 }
 unsigned flagsOf(const std::string &path) {
     return entryOf(path) == nullptr ? 0xDEAD : entryOf(path)->flags;
 }
 
-int usersAfterReading(const char *value) {
+bool isOnAfterReading(const char *value) {
     if (value == nullptr) {
         test::setEnvironment({});
     } else {
         test::setEnvironment({{"RYN_STAT_CACHE_ON", value}});
     }
     ryni_getenv_stat_cache();
-    return ryniStatCacheInUse();
+    return ryn::statCache.isOn();
 }
 
 } // namespace
@@ -113,22 +114,22 @@ void __wrap_free(void *memory) {
 // The switch.
 
 TEST(StatCacheSwitch, IsOffUnlessTheVariableIsSetToSomethingButNo) {
-    EXPECT_EQ(usersAfterReading(nullptr), 0);
+    EXPECT_FALSE(isOnAfterReading(nullptr));
     for (const char *const off : {"no", "NO", "No", "nO"}) {
-        EXPECT_EQ(usersAfterReading(off), 0) << off;
+        EXPECT_FALSE(isOnAfterReading(off)) << off;
     }
     for (const char *const on : {"", "yes", "1", "0", "none", "no ", "n", "off"}) {
-        EXPECT_EQ(usersAfterReading(on), 1) << "'" << on << "'";
+        EXPECT_TRUE(isOnAfterReading(on)) << "'" << on << "'";
     }
 }
 
 TEST(StatCacheSwitch, StartsFromTheEnvironmentWithOneOrNothing) {
-    usersAfterReading("yes");
+    isOnAfterReading("yes");
     rynStatCacheCtl(1);
-    usersAfterReading("yes");
+    isOnAfterReading("yes");
     EXPECT_EQ(rynStatCacheCtl(0), 0);
     rynStatCacheCtl(1);
-    usersAfterReading("no");
+    isOnAfterReading("no");
     EXPECT_EQ(rynStatCacheCtl(1), 1);
     rynStatCacheCtl(0);
 }
@@ -136,11 +137,11 @@ TEST(StatCacheSwitch, StartsFromTheEnvironmentWithOneOrNothing) {
 TEST(StatCacheSwitch, PurgesWhenTheEnvironmentSetsItToZero) {
     const Cached cached;
     EXPECT_EQ(statOf("missing"), -1);
-    usersAfterReading("yes");
+    isOnAfterReading("yes");
     EXPECT_NE(entryOf("missing"), nullptr);
     for (const char *const off : {"no", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(statOf("missing"), -1);
-        usersAfterReading(off);
+        isOnAfterReading(off);
         EXPECT_EQ(entryOf("missing"), nullptr);
     }
 }
@@ -158,16 +159,16 @@ TEST(StatCacheSwitch, ARegistryCreatedWithoutTheVariableEmptiesTheCache) {
 }
 
 TEST(StatCacheSwitch, CountsUpForEveryValueButZero) {
-    usersAfterReading(nullptr);
-    EXPECT_EQ(ryniStatCacheInUse(), 0);
+    isOnAfterReading(nullptr);
+    EXPECT_FALSE(ryn::statCache.isOn());
     EXPECT_EQ(rynStatCacheCtl(1), 1);
-    EXPECT_EQ(ryniStatCacheInUse(), 1);
+    EXPECT_TRUE(ryn::statCache.isOn());
     EXPECT_EQ(rynStatCacheCtl(2), 2);
     EXPECT_EQ(rynStatCacheCtl(-1), 3);
     EXPECT_EQ(rynStatCacheCtl(0), 2);
     EXPECT_EQ(rynStatCacheCtl(0), 1);
     EXPECT_EQ(rynStatCacheCtl(0), 0);
-    EXPECT_EQ(ryniStatCacheInUse(), 0);
+    EXPECT_FALSE(ryn::statCache.isOn());
     EXPECT_EQ(rynStatCacheCtl(0), 0);
     EXPECT_EQ(rynStatCacheCtl(1), 1);
     rynStatCacheCtl(0);
@@ -479,7 +480,7 @@ TEST(StatEntry, IsDeletedByItsPath) {
     EXPECT_EQ(statOf("file"), 0);
     sDeleteStatEntry("unknown");
     sDeleteStatEntry(nullptr);
-    EXPECT_EQ(ryniFindStatEntry(nullptr), nullptr);
+    EXPECT_EQ(ryn::statCache.find(nullptr), nullptr);
     rynStatCacheCtl(0);
     sDeleteStatEntry("file");
 }
@@ -565,7 +566,7 @@ TEST(StatEntry, IsOneForAPathOfAnyBytesWhereverItsTextLies) {
     sDeleteStatEntry(room.data() + 3);
     for (std::size_t offset = 0; offset < 8; ++offset) {
         std::memcpy(room.data() + offset, path.c_str(), path.size() + 1);
-        EXPECT_EQ(ryniFindStatEntry(room.data() + offset), nullptr) << offset;
+        EXPECT_EQ(ryn::statCache.find(room.data() + offset), nullptr) << offset;
     }
 }
 

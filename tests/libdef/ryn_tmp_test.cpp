@@ -2,7 +2,9 @@
 
 #include "libdef/access/ryni_access.h"
 #include "libdef/language/ryni_parse.h"
-#include "libdef/paths/ryni_path.h"
+#include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/paths/ryni_quick_access.h"
+#include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
@@ -637,7 +639,7 @@ TEST_F(GlobalTmp, DiagnosesAtThePlaceOfTheLastStatementOfAll) {
     EXPECT_EQ(RYN_OK, sAddGlobalTmppath(first, at("").c_str()));
     EXPECT_EQ((Diagnostics{{RYN_INVALID_PATH, at("no"), at("vek.lib"), 4}}), recorded.diagnostics);
     const std::string longest = test::lengthened("", 4095);
-    ryniSetGlobalTmpPlace(longest.c_str(), 7);
+    ryn::setGlobalTmpLocation(longest.c_str(), 7);
     recorded.diagnostics.clear();
     sAddGlobalTmppath(first, at("").c_str());
     EXPECT_EQ((Diagnostics{{RYN_INVALID_PATH, at("no"), longest, 7}}), recorded.diagnostics);
@@ -756,7 +758,7 @@ TEST_F(GlobalTmp, DiagnosesWhatThePermissionsForbid) {
         rynAddCommand(nullptr, "DEFINE b lib/b");
         definitions.handle->globalExplicitTmp =
             ryniNewAttribute("TMPROOTDIR", (root + "/t").c_str(), nullptr, 1);
-        ryniSetGlobalTmpPlace("F", 9);
+        ryn::setGlobalTmpLocation("F", 9);
         EXPECT_EQ(RYN_OK, sAddGlobalTmppath(definitions.handle, "/"));
         EXPECT_EQ((Diagnostics{{RYN_SYSTEM_ERROR, root + "/t/a", "F", 9}}), recorded.diagnostics)
             << "what could not be made is missing";
@@ -810,7 +812,7 @@ TEST_F(GlobalTmp, SurvivesEveryFailedAllocation) {
         rynAddCommand(nullptr, "UNASSIGN a X");
         ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, definitions.library("a"), nullptr, nullptr));
         recorded.diagnostics.clear();
-        ryniSetGlobalTmpPlace("F", 9);
+        ryn::setGlobalTmpLocation("F", 9);
         recorded.warningResult = 61;
         faults::failAllocation(nth);
         const int status = sAddGlobalTmppath(definitions.handle, at("").c_str());

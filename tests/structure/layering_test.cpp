@@ -103,7 +103,7 @@ TEST(Layering, TestsFollowTheArrowsOfTheirFolder) {
 }
 
 TEST(Layering, FuzzTargetsFollowTheArrowsOfTheirFolder) {
-    EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "libdef/paths/ryni_path.h"), "");
+    EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "libdef/paths/ryni_full_path.h"), "");
     EXPECT_EQ(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "fuzz/support/target.h"), "");
     EXPECT_NE(includeProblem("fuzz/libdef/ryn_path_fuzz.cpp", "tagfile/tovi_parse.h"), "");
     EXPECT_NE(includeProblem("fuzz/search/vek_interp_fuzz.cpp", "tagfile/tov.h"), "");

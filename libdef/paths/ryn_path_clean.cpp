@@ -1,0 +1,49 @@
+#include "libdef/paths/ryni_path_clean.h"
+
+namespace ryn {
+
+namespace {
+
+/// Replaces every `pattern`, which ends with "/", by "/". A match that the removal creates is replaced, too.
+void replaceBySlash(vek::PathText &path, std::string_view pattern) {
+    std::size_t from = 0;
+    for (;;) {
+        const std::size_t at = path.view().find(pattern, from);
+        if (at == std::string_view::npos) {
+            return;
+        }
+        path.erase(at, pattern.size() - 1);
+        from = at;
+    }
+}
+
+} // namespace
+
+void cleanSlashes(vek::PathText &path) {
+    for (;;) {
+        const std::string_view text = path.view();
+        if (vek::endsWith(text, "/")) {
+            path.truncate(text.size() - 1);
+        } else if (vek::endsWith(text, "/.")) {
+            path.truncate(text.size() - 2);
+        } else {
+            break;
+        }
+    }
+    if (path.empty()) {
+        static_cast<void>(path.assign("/"));
+    }
+    replaceBySlash(path, "/./");
+    replaceBySlash(path, "//");
+}
+
+bool removeParentStep(vek::PathText &path, std::size_t before, std::size_t size) {
+    const std::size_t slash = std::string_view(path.c_str(), before).rfind('/');
+    if (slash == std::string_view::npos) {
+        return false;
+    }
+    path.erase(slash, before + size - slash);
+    return !path.empty() || path.assign("/");
+}
+
+} // namespace ryn

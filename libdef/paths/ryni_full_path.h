@@ -1,0 +1,36 @@
+#ifndef RYNI_FULL_PATH_H
+#define RYNI_FULL_PATH_H
+
+/// Full paths: the absolute, cleaned form of a path in a library definition file.
+
+#include "common/text/fixed_text.h"
+#include "libdef/registry/ryni_registry.h"
+
+VEK_BEGIN_DECLS
+
+/// ryn::generateFullPath() with C buffers of VEK_PATH_SIZE bytes.
+///
+/// @param fullOut   written if the result is RYN_OK; may be null
+/// @param errorOut  written after a failure; may be null
+int ryni_generate_full_path(const char *text, const char *baseDirectory, char *fullOut, char *errorOut,
+                            rynRegistry *registry);
+
+VEK_END_DECLS
+
+namespace ryn {
+
+/// Expands variables and "~" in `text`, makes it absolute, and cleans it.
+///
+/// @param text           must not lie in `full` or `error`
+/// @param baseDirectory  directory of relative paths
+/// @param full           receives the full path. Documented: it is `text`, unchanged, if a variable or HOME is not set
+///                       or a reference is not closed
+/// @param error          receives the text to report after a failure
+/// @param registry       may be null: no link is then cached, and no file is being read
+/// @return RYN_OK, RYN_INTERNAL_ERROR, RYN_MEMORY_ERROR or RYN_INVALID_PATH
+int generateFullPath(const char *text, const char *baseDirectory, vek::PathText &full, vek::PathText &error,
+                     rynRegistry *registry);
+
+} // namespace ryn
+
+#endif

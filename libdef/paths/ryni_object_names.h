@@ -1,0 +1,45 @@
+#ifndef RYNI_OBJECT_NAMES_H
+#define RYNI_OBJECT_NAMES_H
+
+/// The names that address a design object in its library, and the codes that depend on its level.
+
+#include "libdef/ryn.h"
+
+namespace ryn {
+
+inline bool isGiven(const char *name) {
+    return name != nullptr && *name != '\0';
+}
+
+/// A cell, view or file of a library. A name that is null or empty is not given; without any name it is the library
+/// itself.
+struct ObjectNames {
+    const char *cell = nullptr;
+    const char *view = nullptr;
+    const char *file = nullptr;
+
+    /// @return true if the object lies below its library
+    [[nodiscard]] bool hasLevelAbove() const { return isGiven(cell) || isGiven(view) || isGiven(file); }
+
+    /// @return the names without the last one given
+    [[nodiscard]] ObjectNames levelAbove() const;
+
+    /// @return RYN_NO_SUCH_DIRECTORY, RYN_NO_SUCH_CELL, RYN_NO_SUCH_VIEW or RYN_NO_SUCH_FILE, by the last name given
+    [[nodiscard]] int notFoundCode() const;
+
+    /// @return RYN_PERMISSION_DENIED_LIBRARY, ..._CELL, ..._VIEW or ..._FILE, by the last name given
+    [[nodiscard]] int deniedCode() const;
+
+    /// @return notFoundCode() for ENOENT, deniedCode() for EACCES, RYN_SYSTEM_ERROR for any other errno value
+    [[nodiscard]] int codeOf(int error) const;
+};
+
+/// A design object addressed by the name of its library.
+struct NamedObject {
+    const char *libraryName = nullptr;
+    ObjectNames names;
+};
+
+} // namespace ryn
+
+#endif

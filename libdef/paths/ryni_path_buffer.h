@@ -1,0 +1,26 @@
+#ifndef RYNI_PATH_BUFFER_H
+#define RYNI_PATH_BUFFER_H
+
+#include "common/base/vek_api.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace ryn {
+
+/// Copies at most 4095 characters of `text`, and a NUL, into a buffer of a documented function.
+///
+/// @param text    may lie in the buffer
+/// @param buffer  VEK_PATH_SIZE bytes; may be null
+inline void storeCut(std::string_view text, char *buffer) {
+    if (buffer == nullptr) {
+        return;
+    }
+    const std::size_t size = text.size() < VEK_PATH_SIZE ? text.size() : VEK_PATH_SIZE - 1;
+    std::memmove(buffer, text.data(), size);
+    buffer[size] = '\0';
+}
+
+} // namespace ryn
+
+#endif
