@@ -1,4 +1,4 @@
-// Two hash tables with chains. An edit updates a cached object in place, as far as it differs from the file.
+// The cache of tag files. An edit changes a cached object in place, as far as it differs from the file.
 
 #include "tagfile/tovi_cache.h"
 
@@ -16,45 +16,26 @@ VekinfoObj *vekinfoHashTable[TOVI_BUCKETS];
 PathlinkObj *pathlinkHashTable[TOVI_BUCKETS];
 VekinfoObj *tempVekinfoFromHash;
 
-static struct { std::size_t links; } cacheCounts;
+namespace tov {
 
-namespace {
-
-std::size_t bucketOf(const char *key) {
+std::size_t bucketOf(const char *path) {
     uint64_t hash = 0;
-    for (const char *at = key; *at != '\0'; ++at) {
+    for (const char *at = path; *at != '\0'; ++at) {
         // Documented: the bytes are signed, on every platform.
         hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(*at)));
     }
     return (hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & (TOVI_BUCKETS - 1);
 }
 
-template <typename Record>
-Record *peek(Record *const *table, const char *path) {
-    for (Record *record = table[bucketOf(path)]; record != nullptr; record = record->next) {
-        if (std::strcmp(record->path, path) == 0) {
-            return record;
-        }
+uint64_t hashOf(const char *path) {
+    uint64_t hash = 14695981039346656037U; // the constants are those of FNV-1a for 64 bits
+    for (const char *at = path; *at != '\0'; ++at) {
+        hash = (hash ^ static_cast<unsigned char>(*at)) * 1099511628211U;
     }
-    return nullptr;
+    return hash ^ (hash >> 32U); // the low bits select the slot
 }
 
-template <typename Record>
-void insert(Record **table, Record *record) {
-    Record *&head = table[bucketOf(record->path)];
-    record->next = head;
-    head = record;
-}
-
-template <typename Record>
-void clearTable(Record **table, void (*destroy)(Record *)) {
-    for (std::size_t bucket = 0; bucket < TOVI_BUCKETS; ++bucket) {
-        while (Record *record = table[bucket]) {
-            table[bucket] = record->next;
-            destroy(record);
-        }
-    }
-}
+namespace {
 
 void destroyLink(PathlinkObj *link) {
     std::free(link->path);
@@ -64,17 +45,18 @@ void destroyLink(PathlinkObj *link) {
 
 // ---- reading a file into the cache
 
-tov::Report readIntoCache(const char *tagPath, const char *element, VekinfoObj *&cached, bool &found) {
+Report readIntoCache(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
+                     bool &found) {
     OwnedInfoObj obj = makeEmptyInfoObj();
     vek::OwnedText path = vek::copyText(tagPath);
     if (!obj || !path) {
-        return tov::kNoMemory;
+        return kNoMemory;
     }
-    const tov::Report report = tov::readTagFile(tov::kKeywords, tagPath, element, *obj, found);
+    const Report report = readTagFile(kKeywords, tagPath, element, *obj, found);
     if (!report.isError()) {
         obj->path = path.release();
-        tovVekinfoHashCreate(obj.get());
         cached = obj.release();
+        cache.objects.insert(cached);
     }
     return report;
 }
@@ -94,7 +76,7 @@ bool isSameList(char **a, char **b) {
     return (a == nullptr || *a == nullptr) && (b == nullptr || *b == nullptr);
 }
 
-/// Exchanges the fields that differ, so that strings which are still true stay where callers have found them.
+/// Exchanges the fields that differ. Strings that did not change keep their addresses, which callers may hold.
 void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
     cached.line = obj.line;
     cached.library = obj.library;
@@ -124,94 +106,91 @@ bool namesAnother(const VekinfoObj &obj, const char *element) {
 
 } // namespace
 
-VekinfoObj *tovVekinfoHashPeek(const VekinfoObj *probe) {
-    return peek(vekinfoHashTable, probe->path);
+TagCache &processCache() {
+    static constinit TagCache cache(vekinfoHashTable, pathlinkHashTable, &tempVekinfoFromHash);
+    return cache;
 }
 
-int tovVekinfoHashCreate(VekinfoObj *obj) {
-    insert(vekinfoHashTable, obj);
-    return 0;
-}
-
-PathlinkObj *tovLinkHashPeek(const PathlinkObj *probe) {
-    return peek(pathlinkHashTable, probe->path);
-}
-
-int tovLinkHashCreate(PathlinkObj *link) {
-    insert(pathlinkHashTable, link);
-    ++cacheCounts.links;
-    return 0;
-}
-
-std::size_t tov::countCachedLinks() {
-    return cacheCounts.links;
-}
-
-bool tov::isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element) {
+bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element) {
     const Keyword *keyword = keywords.find(element);
     return keyword == nullptr ? namesAnother(obj, element) : keyword->isPresent(obj);
 }
 
-int tovVekinfoElementExists(const VekinfoObj *obj, const char *element) {
-    return tov::isPresent(tov::kKeywords, *obj, element) ? TOV_OK : TOV_ATTRIBUTE_NOT_ASSIGNED;
-}
-
-bool tov::isCached(const char *path) {
-    return peek(vekinfoHashTable, path) != nullptr;
-}
-
-VekinfoObj *tov::updateCache(OwnedInfoObj obj) {
-    VekinfoObj *cached = peek(vekinfoHashTable, obj->path);
+VekinfoObj *updateCache(TagCache &cache, OwnedInfoObj obj) {
+    VekinfoObj *cached = cache.objects.find(obj->path);
     if (cached == nullptr) {
         cached = obj.release();
-        tovVekinfoHashCreate(cached);
+        cache.objects.insert(cached);
     } else {
         exchangeDifferences(*cached, *obj);
     }
     return cached;
 }
 
-void tov::dropFromCache(const char *path) {
-    if (path == nullptr) {
-        return;
-    }
-    for (VekinfoObj **link = &vekinfoHashTable[bucketOf(path)]; *link != nullptr; link = &(*link)->next) {
-        if (std::strcmp((*link)->path, path) == 0) {
-            const OwnedInfoObj dropped(std::exchange(*link, (*link)->next));
-            if (tempVekinfoFromHash == dropped.get()) {
-                tempVekinfoFromHash = nullptr;
-            }
-            return;
-        }
+void dropFromCache(TagCache &cache, const char *path) {
+    const OwnedInfoObj dropped(path == nullptr ? nullptr : cache.objects.remove(path));
+    if (dropped && *cache.lastObject == dropped.get()) {
+        *cache.lastObject = nullptr;
     }
 }
 
-tov::Report tov::findOrRead(const char *tagPath, const char *element, VekinfoObj *&cached, bool &found) {
+Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
+                  bool &found) {
     constexpr Report kNoSuchFile = {.code = TOV_NO_SUCH_FILE};
     found = false;
-    tempVekinfoFromHash = nullptr;
+    *cache.lastObject = nullptr;
     if (tagPath == nullptr) {
         return kNoSuchFile;
     }
-    cached = peek(vekinfoHashTable, tagPath);
+    cached = cache.objects.find(tagPath);
     if (cached != nullptr) {
         // Documented: for a file that was read before, isPresent() decides; on the first reading the parser did.
         found = element == nullptr || isPresent(kKeywords, *cached, element);
     } else {
         const Report report =
-            vekFileExists(tagPath) != 0 ? readIntoCache(tagPath, element, cached, found) : kNoSuchFile;
+            vekFileExists(tagPath) != 0 ? readIntoCache(cache, tagPath, element, cached, found) : kNoSuchFile;
         if (report.isError()) {
             return report;
         }
     }
-    tempVekinfoFromHash = cached;
+    *cache.lastObject = cached;
     return kNoError;
+}
+
+void resetCache(TagCache &cache) {
+    *cache.lastObject = nullptr;
+    cache.objects.clear(tovDestroyInfoObj);
+    cache.links.clear(destroyLink);
+}
+
+} // namespace tov
+
+VekinfoObj *tovVekinfoHashPeek(const VekinfoObj *probe) {
+    return tov::processCache().objects.find(probe->path);
+}
+
+int tovVekinfoHashCreate(VekinfoObj *obj) {
+    tov::processCache().objects.insert(obj);
+    return 0;
+}
+
+PathlinkObj *tovLinkHashPeek(const PathlinkObj *probe) {
+    return tov::processCache().links.find(probe->path);
+}
+
+int tovLinkHashCreate(PathlinkObj *link) {
+    tov::processCache().links.insert(link);
+    return 0;
+}
+
+int tovVekinfoElementExists(const VekinfoObj *obj, const char *element) {
+    return tov::isPresent(tov::kKeywords, *obj, element) ? TOV_OK : TOV_ATTRIBUTE_NOT_ASSIGNED;
 }
 
 int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found) {
     VekinfoObj *cached = nullptr;
     bool isFound = false;
-    const tov::Report report = tov::findOrRead(tagPath, element, cached, isFound);
+    const tov::Report report = tov::findOrRead(tov::processCache(), tagPath, element, cached, isFound);
     if (found != nullptr) {
         *found = isFound ? 1 : 0;
     }
@@ -225,8 +204,5 @@ int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out
 }
 
 void tovResetCache(void) {
-    tempVekinfoFromHash = nullptr;
-    cacheCounts.links = 0;
-    clearTable(vekinfoHashTable, tovDestroyInfoObj);
-    clearTable(pathlinkHashTable, destroyLink);
+    tov::resetCache(tov::processCache());
 }

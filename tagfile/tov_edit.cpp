@@ -121,21 +121,21 @@ class Edit {
   public:
     /// @param name      the entry; for an addition, its name
     /// @param addition  null to clear the entry
-    Edit(const Keywords &keywords, const char *path, const char *name, const Addition *addition,
-         Reports &reports)
-        : keywords_(keywords), path_(path), name_(name), addition_(addition), reports_(reports), file_(path) {
-    }
+    Edit(TagCache &cache, const Keywords &keywords, const char *path, const char *name,
+         const Addition *addition, Reports &reports)
+        : cache_(cache), keywords_(keywords), path_(path), name_(name), addition_(addition),
+          reports_(reports), file_(path) {}
 
     /// @return 1, or 0 if the edit failed
     int run() {
-        tempVekinfoFromHash = nullptr; // as at the start of every reading
+        *cache_.lastObject = nullptr; // as at the start of every reading
         if (addition_ != nullptr && addition_->isRefused() && !addition_->isKeyword()) {
             return refuse();
         }
         const Opening opening = addition_ == nullptr ? Opening::Existing : Opening::CreateIfMissing;
         switch (file_.open(opening, Deadline(kEditWaitMs))) {
         case Opened::Missing:
-            dropFromCache(path_);
+            dropFromCache(cache_, path_);
             return 1; // nothing to clear is a success
         case Opened::TimedOut:
             reports_.add(kCannotWrite);
@@ -205,7 +205,7 @@ class Edit {
     Report readContent() {
         const Report report = parseContent();
         if (report.isError() && report.code != TOV_MEMORY_ERROR) {
-            dropFromCache(path_); // a first reading would not have put it there
+            dropFromCache(cache_, path_); // a first reading would not have put it there
         }
         return noteRead(report);
     }
@@ -221,7 +221,7 @@ class Edit {
     Report readThroughCache() {
         VekinfoObj *cached = nullptr;
         bool found = false;
-        Report report = findOrRead(path_, nullptr, cached, found);
+        Report report = findOrRead(cache_, path_, nullptr, cached, found);
         if (!report.isError()) {
             VekinfoObj *copy = nullptr;
             tovMakeVekinfoObj(&copy, cached);
@@ -241,7 +241,7 @@ class Edit {
 
     /// For a file that does not exist or cannot be read: the edit writes what it adds, and nothing else.
     bool startAnew() {
-        dropFromCache(path_);
+        dropFromCache(cache_, path_);
         obj_ = makeEmptyInfoObj(path_);
         return obj_ != nullptr;
     }
@@ -269,7 +269,7 @@ class Edit {
     /// Makes the cache describe what is in the file now. @return `isWritten`
     bool finish(bool isWritten) {
         if (isRead_ && (isWritten || hasOldObject())) {
-            tempVekinfoFromHash = updateCache(std::move(obj_));
+            *cache_.lastObject = updateCache(cache_, std::move(obj_));
         }
         return isWritten;
     }
@@ -281,11 +281,12 @@ class Edit {
         }
         const bool isParsed = file_.isRestored() && !parseContent().isError();
         if (!isParsed) {
-            dropFromCache(path_);
+            dropFromCache(cache_, path_);
         }
         return isParsed;
     }
 
+    TagCache &cache_;
     const Keywords &keywords_;
     const char *path_;
     const char *name_;
@@ -312,8 +313,9 @@ int editEntry(const Keywords &keywords, const char *dir, const char *name, const
         (value != nullptr && !addition.make(name, value))) {
         reports.add(kNoMemory);
     } else {
-        result =
-            Edit(keywords, path.get(), ownName.get(), value == nullptr ? nullptr : &addition, reports).run();
+        result = Edit(processCache(), keywords, path.get(), ownName.get(),
+                      value == nullptr ? nullptr : &addition, reports)
+                     .run();
     }
     reports.make(path.get(), directory.get());
     return result;

@@ -1,11 +1,11 @@
 #include "tagfile/tov.h"
 
-#include "common/base/owned.h"
 #include "common/base/vek_error.h"
+#include "common/text/composed_text.h"
+#include "common/text/decimal.h"
 
 #include <array>
 #include <cstddef>
-#include <cstdio>
 
 namespace {
 
@@ -30,18 +30,15 @@ constexpr std::array<const char *, TOV_INVALID_ERROR_NUMBER + 1> kMessages = {
     "invalid error number",
 };
 
-vek::OwnedText compose(int code, const char *text, const char *where, int line) {
-    char *message = nullptr;
-    int length = 0;
-    if (where == nullptr || *where == '\0') {
-        length = asprintf(&message, "Error (tov): '%s' %s.\n", tovGetErrorMsg(code), text);
-    } else if (line != 0) {
-        length = asprintf(&message, "Error (tov): '%s' %s : %s line %d.\n", tovGetErrorMsg(code), text, where,
-                          line);
-    } else {
-        length = asprintf(&message, "Error (tov): '%s' %s : %s.\n", tovGetErrorMsg(code), text, where);
+void compose(vek::ComposedText &message, int code, const char *text, const char *where, int line) {
+    message.append("Error (tov): '", tovGetErrorMsg(code), "' ", text);
+    if (where != nullptr && *where != '\0') {
+        message.append(" : ", where);
+        if (line != 0) {
+            message.append(" line ", vek::Decimal(line));
+        }
     }
-    return vek::OwnedText(length < 0 ? nullptr : message);
+    message.append(".\n");
 }
 
 } // namespace
@@ -93,8 +90,10 @@ int tovPrintError(int code, const char *text, const char *where, int line) {
         errorReporting.handler(code, text, where, line);
         return code;
     }
-    const vek::OwnedText message = compose(code, text == nullptr ? "" : text, where, line);
-    vekReportError(message ? message.get() : tovGetErrorMsg(code));
+    vek::ComposedText message;
+    compose(message, code, text == nullptr ? "" : text, where, line);
+    const char *composed = message.c_str();
+    vekReportError(composed != nullptr ? composed : tovGetErrorMsg(code));
     return code;
 }
 

@@ -1,9 +1,15 @@
+// The upward search for an entry: from a directory to its parents by the text of the path, through symbolic links, up to
+// the root or the first other file system. Each level costs two system calls: stat() of its tag file, and lstat() of the
+// parent, which gives both the device and whether the parent is a link.
+
 #include "tagfile/tov.h"
 
 #include "common/base/owned.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/vek_path.h"
+#include "common/text/composed_text.h"
+#include "common/text/decimal.h"
 #include "common/text/fixed_text.h"
 #include "tagfile/normalize.h"
 #include "tagfile/tag_path.h"
@@ -12,15 +18,16 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <sys/stat.h>
 
+namespace tov {
+
 namespace {
 
-/// Directories of automount points: looking above or beside them could mount a whole network.
+/// Directories of automount points: lookups at or above them could mount a whole network.
 constexpr std::array<std::string_view, 4> kStops = {"/net", "/nfs", "/afs", "/..."};
 
 bool isStop(std::string_view directory) {
@@ -32,36 +39,13 @@ bool isStop(std::string_view directory) {
     return false;
 }
 
-/// Keeps the walk on the file system of the first directory it meets.
-class DeviceLatch {
-  public:
-    /// @return false when `path` exists on another file system
-    bool admits(const char *path) {
-        struct stat status = {};
-        if (stat(path, &status) != 0) {
-            return true;
-        }
-        if (latched_) {
-            return status.st_dev == device_;
-        }
-        if (S_ISDIR(status.st_mode)) {
-            latched_ = true;
-            device_ = status.st_dev;
-        }
-        return true;
-    }
-
-  private:
-    bool latched_ = false;
-    dev_t device_ = 0;
-};
-
 /// What the walk does after a step.
 enum class Next { Stop, Continue };
 
 /// One walk from a directory toward the root.
 class UpwardWalk {
   public:
+    /// @param out, found  as in tovLocalSearchElement(), not null
     UpwardWalk(const char *start, const char *element, VekinfoObj *out, int *found)
         : start_(start), element_(element), out_(out), found_(found) {}
 
@@ -69,49 +53,65 @@ class UpwardWalk {
         if (!directory_.assign(start_)) {
             return tovPrintError(TOV_INVALID_PATH, start_, nullptr, 0);
         }
-        while (latch_.admits(directory_.c_str()) && !isStop(directory_.view())) {
-            if (askTagFile() == Next::Stop || toParent() == Next::Stop) {
+        while (isOnSameDevice() && !isStop(directory_.view())) {
+            if (searchTagFile() == Next::Stop || moveToParent() == Next::Stop) {
                 break;
             }
         }
-        return status_;
+        return result_;
     }
 
   private:
-    /// Asks the tag file of the directory; leaves the directory without a final "/".
-    Next askTagFile() {
-        const bool fits = tov::appendTagFileName(directory_);
-        if (fits && vekFileExists(directory_.c_str()) != 0) {
-            status_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
-            if (status_ != TOV_OK || *found_ != 0) {
+    /// Compares the device with that of the first directory that exists.
+    /// @return false if `directory_` exists on another device
+    bool isOnSameDevice() {
+        if (!hasStatus_ && stat(directory_.c_str(), &status_) != 0) {
+            return true;
+        }
+        hasStatus_ = false;
+        if (!hasDevice_ && S_ISDIR(status_.st_mode)) {
+            hasDevice_ = true;
+            device_ = status_.st_dev;
+        }
+        return !hasDevice_ || status_.st_dev == device_;
+    }
+
+    /// Searches the tag file of the directory. Afterwards the directory has no final "/".
+    Next searchTagFile() {
+        // The root keeps no slash either: its name becomes empty, and the walk ends.
+        const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
+        if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
+            result_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
+            if (result_ != TOV_OK || *found_ != 0) {
                 return Next::Stop;
             }
         }
-        if (fits || directory_.back() == '/') {
-            directory_.truncate(directory_.view().rfind('/'));
-        }
+        directory_.truncate(size);
         return Next::Continue;
     }
 
-    Next toParent() {
+    Next moveToParent() {
         const std::size_t slash = directory_.view().rfind('/');
         if (slash == std::string_view::npos || vekIsRoot(directory_.c_str()) != 0) {
             return Next::Stop;
         }
         directory_.truncate(slash + 1);
         if (vekIsRoot(directory_.c_str()) != 0) {
-            return Next::Continue; // the root's own tag file is asked last
+            return Next::Continue; // the root's own tag file is searched last
         }
         directory_.truncate(slash);
         return directory_.empty() ? Next::Stop : followLink();
     }
 
-    /// Goes on where the directory leads, when it is a symbolic link.
+    /// Replaces the directory by its target if it is a symbolic link.
     Next followLink() {
-        PathlinkObj probe = {nullptr, const_cast<char *>(directory_.c_str()), nullptr}; // a key, only read
-        const PathlinkObj *known = tov::countCachedLinks() == 0 ? nullptr : tovLinkHashPeek(&probe);
-        if (known != nullptr) {
-            return jump(*known);
+        const PathlinkObj *cached = links_.size() == 0 ? nullptr : links_.find(directory_.c_str());
+        if (cached != nullptr) {
+            return jump(*cached);
+        }
+        if (lstat(directory_.c_str(), &status_) == 0 && !S_ISLNK(status_.st_mode)) {
+            hasStatus_ = true;
+            return Next::Continue;
         }
         vek::PathText target;
         const int error = vek::readLink(directory_.c_str(), target);
@@ -123,19 +123,20 @@ class UpwardWalk {
 
     Next followNewLink(const vek::PathText &target) {
         vek::PathText absolute;
-        const std::string_view holder(directory_.c_str(), directory_.view().rfind('/'));
+        const std::string_view parent(directory_.c_str(), directory_.view().rfind('/'));
         const bool fits = vekIsRooted(target.c_str()) != 0 ? absolute.assign(target.view())
-                                                           : absolute.assign(holder, "/", target.view());
+                                                           : absolute.assign(parent, "/", target.view());
         vek::PathText normalized;
-        if (!fits || tov::normalizePath(absolute.c_str(), normalized) != TOV_OK) {
+        if (!fits || normalizePath(absolute.c_str(), normalized) != TOV_OK) {
             const char *text = fits ? absolute.c_str() : target.c_str();
             return stopWith(tovPrintError(TOV_INVALID_PATH, text, start_, 0));
         }
-        const PathlinkObj *link = remember(normalized.view());
+        const PathlinkObj *link = cacheLink(normalized.view());
         return link == nullptr ? stopWith(toviReportNoMemory()) : jump(*link);
     }
 
-    const PathlinkObj *remember(std::string_view target) {
+    /// @return the cached link from the directory to `target`; null if memory is exhausted
+    const PathlinkObj *cacheLink(std::string_view target) {
         vek::Owned<PathlinkObj> link(static_cast<PathlinkObj *>(std::malloc(sizeof(PathlinkObj))));
         vek::OwnedText path = vek::copyText(directory_.view());
         vek::OwnedText copy = vek::copyText(target);
@@ -143,53 +144,59 @@ class UpwardWalk {
             return nullptr;
         }
         *link = {nullptr, path.release(), copy.release()};
-        tovLinkHashCreate(link.get());
+        links_.insert(link.get());
         return link.release();
     }
 
-    /// Links can lead in a circle. After two jumps by every known link one of them has been taken three times;
-    /// its second round met only files that were read before, so the third would end as that one did.
+    /// Continues at the target of a link. Links can form a cycle. After two jumps for each cached link, one link has
+    /// been taken three times. Its second pass found only cached files, so the third would give the same result.
     Next jump(const PathlinkObj &link) {
-        if (++jumps_ > 2 * tov::countCachedLinks()) {
+        if (++jumps_ > 2 * links_.size()) {
             return Next::Stop;
         }
         return directory_.assign(link.target) ? Next::Continue : Next::Stop;
     }
 
     Next reportReadlink(int error) {
-        char *text = nullptr;
-        // The newline belongs to the text, though the report ends in one of its own.
-        const int length = asprintf(&text, "readlink on \"%s\" produced error \"%s\" (%d)\n",
-                                    directory_.c_str(), std::strerror(error), error);
-        const vek::OwnedText owner(length < 0 ? nullptr : text);
+        vek::ComposedText text;
+        // Documented: the text ends in a newline of its own.
+        text.append("readlink on \"", directory_.view(), "\" produced error \"", std::strerror(error), "\" (",
+                    vek::Decimal(error), ")\n");
+        const char *composed = text.c_str();
         return stopWith(
-            tovPrintError(TOV_INVALID_PATH, owner ? owner.get() : directory_.c_str(), nullptr, 0));
+            tovPrintError(TOV_INVALID_PATH, composed != nullptr ? composed : directory_.c_str(), nullptr, 0));
     }
 
-    Next stopWith(int status) {
-        status_ = status;
+    Next stopWith(int result) {
+        result_ = result;
         return Next::Stop;
     }
 
+    RecordTable<PathlinkObj> &links_ = processCache().links;
     const char *start_;
     const char *element_;
     VekinfoObj *out_;
     int *found_;
     vek::PathText directory_;
-    DeviceLatch latch_;
+    struct stat status_ = {}; ///< of `directory_`, if hasStatus_
+    bool hasStatus_ = false;
+    bool hasDevice_ = false;
+    dev_t device_ = 0;
     std::size_t jumps_ = 0;
-    int status_ = TOV_OK;
+    int result_ = TOV_OK;
 };
 
 } // namespace
 
+} // namespace tov
+
 int tovLocalSearchElement(const char *startDir, const char *element, VekinfoObj *out, int *found) {
-    VekinfoObj unwantedObj = {};
+    VekinfoObj unused = {};
     int isFound = 0;
     const int status =
         startDir == nullptr
             ? TOV_OK
-            : UpwardWalk(startDir, element, out == nullptr ? &unwantedObj : out, &isFound).run();
+            : tov::UpwardWalk(startDir, element, out == nullptr ? &unused : out, &isFound).run();
     if (found != nullptr) {
         *found = isFound;
     }

@@ -143,16 +143,18 @@ Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
     if (path == nullptr || !text.isWhole()) {
         return kCannotWrite;
     }
+    TagCache &cache = processCache();
+    const bool isCached = cache.objects.find(path) != nullptr;
     OwnedInfoObj copy;
-    if (isCached(path) && !(hasAllLines ? copyForCache(obj, path, copy)
-                                        : !parseText(kKeywords, path, text.view(), copy).isError())) {
+    if (isCached && !(hasAllLines ? copyForCache(obj, path, copy)
+                                  : !parseText(kKeywords, path, text.view(), copy).isError())) {
         return kNoMemory;
     }
     if (!writeFile(path, text.view())) {
         return kCannotWrite;
     }
     if (copy) {
-        updateCache(std::move(copy));
+        updateCache(cache, std::move(copy));
     }
     return kNoError;
 }
@@ -193,7 +195,7 @@ int tovCreateInfoFile(const char *dir, char **lines) {
     if (result.isError()) {
         reports.add(result);
     } else {
-        tov::dropFromCache(path.get()); // it describes a file that was there before
+        tov::dropFromCache(tov::processCache(), path.get()); // it describes a file that was there before
     }
     reports.make(path.get(), nullptr);
     return result.isError() ? 0 : 1;

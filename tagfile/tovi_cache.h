@@ -1,17 +1,13 @@
 #ifndef TOVI_CACHE_H
 #define TOVI_CACHE_H
 
-/// The process-wide caches of parsed tag files and of resolved symbolic links: hash tables of 256 chains, keyed by the
-/// text of the path.
+/// The caches of parsed tag files and of resolved symbolic links. The documented globals are those of the process.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
 #include "tagfile/tovi_object.h"
+#include "tagfile/tovi_record_table.h"
 #include "tagfile/tovi_report.h"
-
-#include <cstddef>
-
-enum { TOVI_BUCKETS = 256 };
 
 /// A symbolic link met on the way up, and its target.
 struct PathlinkObj {
@@ -44,8 +40,18 @@ int tovVekinfoElementExists(const VekinfoObj *obj, const char *element);
 
 namespace tov {
 
-/// @return how many links the cache holds
-std::size_t countCachedLinks();
+/// The caches of one process.
+struct TagCache {
+    constexpr TagCache(VekinfoObj **objectChains, PathlinkObj **linkChains, VekinfoObj **last)
+        : objects(objectChains), links(linkChains), lastObject(last) {}
+
+    RecordTable<VekinfoObj> objects;
+    RecordTable<PathlinkObj> links;
+    VekinfoObj **lastObject; ///< the object that tovGetVekinfoAtLoc() returned last, or null
+};
+
+/// @return the cache whose tables are the documented globals
+TagCache &processCache();
 
 /// tovVekinfoElementExists() with a given table of keywords.
 bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element);
@@ -53,18 +59,20 @@ bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *elem
 /// tovGetVekinfoAtLoc() without its report.
 /// @param cached  receives the cached object, if there is no error
 /// @return kNoError; TOV_NO_SUCH_FILE without a text: nothing is to be reported; or why the file could not be read
-Report findOrRead(const char *tagPath, const char *element, VekinfoObj *&cached, bool &found);
-
-[[nodiscard]] bool isCached(const char *path);
+Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
+                  bool &found);
 
 /// Makes the cache describe `obj`. An object that is cached under its path takes over what differs, in place;
 /// otherwise `obj` itself is cached.
 /// @return the cached object
-VekinfoObj *updateCache(OwnedInfoObj obj);
+VekinfoObj *updateCache(TagCache &cache, OwnedInfoObj obj);
 
 /// Removes the object of `path`, which may be null, from the cache if there is one: its file is gone, or cannot be
 /// parsed.
-void dropFromCache(const char *path);
+void dropFromCache(TagCache &cache, const char *path);
+
+/// tovResetCache() of any cache.
+void resetCache(TagCache &cache);
 
 } // namespace tov
 

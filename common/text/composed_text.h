@@ -26,6 +26,16 @@ class ComposedText {
     /// @return false when memory was exhausted on the way
     [[nodiscard]] bool isWhole() const { return whole_; }
 
+    /// @return the text, NUL-terminated, until the next change; null if memory was exhausted
+    [[nodiscard]] const char *c_str() {
+        append(std::string_view("", 1));
+        if (!whole_) {
+            return nullptr;
+        }
+        --size_;
+        return text_.get();
+    }
+
     [[nodiscard]] std::string_view view() const { return {text_.get(), size_}; }
     [[nodiscard]] std::size_t size() const { return size_; }
 

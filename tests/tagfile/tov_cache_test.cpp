@@ -143,7 +143,7 @@ TEST_F(Tables, AResetForgetsEverything) {
     tovResetCache();
 
     EXPECT_TRUE(isEmpty());
-    EXPECT_EQ(0U, tov::countCachedLinks());
+    EXPECT_EQ(0U, tov::processCache().links.size());
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
     box.file("vekinfo.tag", "A 2\n");
     ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", "A", &out, &found));

@@ -121,8 +121,37 @@ TEST_F(LocalSearch, AMissingParentIsReported) {
         reports.take());
 }
 
+TEST_F(LocalSearch, EachLevelCostsTwoSystemCalls) {
+    const auto calls = [](const std::string &start) {
+        VekinfoObj unused = {};
+        int isFound = 0;
+        tovResetCache();
+        test::faults::reset();
+        EXPECT_EQ(TOV_OK, tovLocalSearchElement(start.c_str(), "X", &unused, &isFound));
+        EXPECT_EQ(0, test::faults::count("readlink"));
+        return test::faults::count("lstat") + test::faults::count("stat");
+    };
+    box.directory("a/b/c/d/e/f/g/h");
+    const int few = calls(at("a/b/c/d"));
+    EXPECT_EQ(few + 2 * 4, calls(at("a/b/c/d/e/f/g/h")));
+}
+
+TEST_F(LocalSearch, ALinkThatBecomesADirectoryIsPassed) {
+    box.file("real/vekinfo.tag", "X 1\n").link("a", "real").directory("real/b");
+    test::faults::fail("readlink", 1, EINVAL);
+    EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "X"));
+    EXPECT_EQ(test::kNoReports, reports.take());
+}
+
+TEST_F(LocalSearch, AParentWithoutStatusIsReadAsALink) {
+    box.file("a/vekinfo.tag", "X 1\n").directory("a/b");
+    test::faults::fail("lstat", 1, EACCES);
+    EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "X"));
+    EXPECT_EQ(1, test::faults::count("readlink"));
+}
+
 TEST_F(LocalSearch, AnUnreadableLinkIsReported) {
-    box.directory("a/b");
+    box.link("a", "real").directory("real/b");
     test::faults::fail("readlink", 1, EACCES);
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b"), "X"));
     test::faults::reset();
@@ -133,7 +162,7 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReported) {
 }
 
 TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
-    box.directory("a/b");
+    box.link("a", "real").directory("real/b");
     test::Reports taken;
     // The text is the last thing that memory is needed for.
     for (int nth = 1; taken != test::Reports{{10, at("a"), "", 0}} && nth < 50; ++nth) {

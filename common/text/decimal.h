@@ -1,0 +1,29 @@
+#ifndef COMMON_DECIMAL_H
+#define COMMON_DECIMAL_H
+
+#include <array>
+#include <charconv>
+#include <string_view>
+
+namespace vek {
+
+/// The decimal text of a number, for composing a message without printf(), whose import each start of a program pays for.
+class Decimal {
+  public:
+    explicit Decimal(int number)
+        : end_(std::to_chars(text_.data(), text_.data() + text_.size(), number).ptr) {}
+    Decimal(const Decimal &) = delete; // end_ points into the object
+    Decimal &operator=(const Decimal &) = delete;
+
+    operator std::string_view() const { // NOLINT(google-explicit-constructor): a piece of text
+        return {text_.data(), static_cast<std::size_t>(end_ - text_.data())};
+    }
+
+  private:
+    std::array<char, 12> text_ = {}; ///< a sign and 10 digits
+    char *end_;
+};
+
+} // namespace vek
+
+#endif
