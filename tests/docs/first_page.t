@@ -32,6 +32,21 @@ Relative links of all documents lead to files:
   >     done
   > done
 
+So do the names of files that the documents mention (not patterns, placeholders and installed files):
+
+  $ for page in *.md docs/*.md; do
+  >     grep -o '`[.]\?[a-z][A-Za-z_.-]*/[^` ]*`' "$page" | tr -d '`' | grep -v -e '[*<>:$@]' -e NAME -e '^\(build\|include\|vek\|tools\|root\)/' | sort -u |
+  >     while read -r name; do
+  >         [ -e "$name" ] || [ -e "docs/$name" ] || echo "$page: $name"
+  >     done
+  > done
+
+The newest section of CHANGELOG.md is that of the version:
+
+  $ version=$(sed -n 's/^project(vek VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+  $ grep -m 1 '^## \[' CHANGELOG.md | grep -cF "[$version]"
+  1
+
 A command that prints something else, or fails, is reported; so is one that ends the shell:
 
   $ cd "$TREE"
