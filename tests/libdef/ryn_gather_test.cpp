@@ -519,6 +519,26 @@ TEST(DeepList, TakesAFailingStatInATemporaryDirectoryForADirectory) {
     EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
 }
 
+TEST(DeepList, TemporarySideCallsStatOncePerDirectory) {
+    constexpr int kDirectories = 5;
+    constexpr int kFiles = 20;
+    Project project("E");
+    project.putDirectory("l", "c/v");
+    for (int directory = 0; directory < kDirectories; ++directory) {
+        for (int file = 0; file < kFiles; ++file) {
+            project.put("e", "c/v/" + std::to_string(directory) + "/" + std::to_string(file));
+        }
+    }
+    Iteration iteration;
+    faults::reset();
+    ASSERT_EQ(iteration.begin(project, kDeep, RYN_SOURCE_LIBRARY), RYN_OK);
+    const int otherCalls = faults::count("stat");
+    faults::reset();
+    ASSERT_EQ(iteration.begin(project, kDeep, RYN_SOURCE_TMP), RYN_OK);
+    EXPECT_EQ(iteration.rest().size(), std::size_t{kDirectories} * kFiles);
+    EXPECT_LE(faults::count("stat"), otherCalls + kDirectories);
+}
+
 TEST(DeepList, IsTheSameWhereTheSystemGivesNoTypes) {
     Project project("IE");
     for (const char place : {'l', 'i', 'e'}) {
@@ -778,6 +798,29 @@ TEST(DeepList, TreatsAFileWithATooLongPathAsADirectoryWithOne) {
             chain.putAtBottom(std::string(255, 'x'));
             EXPECT_EQ(gathered(project, kDeep),
                       place == 'l' ? NameList{Chain::fileAt(1950)} : NameList{"!3"});
+        });
+    }
+}
+
+TEST(DeepList, TemporaryFileWithATooLongPathEndsTheBuild) {
+    Project project("E");
+    project.putDirectory("le", "c/v");
+    const std::size_t top = project.path("etmp/c/v").size();
+    const int levels = (VEK_PATH_SIZE - 100 - static_cast<int>(top)) / 2;
+    const std::size_t directory = top + std::size_t{2} * static_cast<std::size_t>(levels) + std::strlen("/");
+    for (const std::size_t size : {VEK_PATH_SIZE - 1, VEK_PATH_SIZE}) {
+        withViewInMemory(project, 'e', [&] {
+            const Chain chain("etmp/c/v", levels, {});
+            // Short names before and after it: stat() succeeds in this directory, whatever the order of reading is.
+            chain.putAtBottom("before");
+            chain.putAtBottom(std::string(size - directory, 'x'));
+            chain.putAtBottom("f");
+            const NameList names = gathered(project, kDeep);
+            if (size < VEK_PATH_SIZE) {
+                EXPECT_EQ(names.size(), 3U);
+            } else {
+                EXPECT_EQ(names, NameList{"!3"});
+            }
         });
     }
 }
