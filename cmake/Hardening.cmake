@@ -1,8 +1,8 @@
-# Hardening of optimized builds: what Debian's hardening=+all gives. VEK_HARDENING=OFF leaves all of it out. One
-# measure is left to the build when CMAKE_C_FLAGS, CMAKE_CXX_FLAGS or the linker's flags name it, whatever they say:
+# Hardening of optimized builds: the same as Debian's hardening=+all. VEK_HARDENING=OFF switches all of it off. A measure
+# that CMAKE_C_FLAGS, CMAKE_CXX_FLAGS or the linker's flags name is not added, so that flags can change it:
 # -DCMAKE_CXX_FLAGS=-fno-stack-protector builds without a stack protector.
 #
-# Debug, sanitizer, coverage and fuzz builds have none of it: _FORTIFY_SOURCE needs optimization, and the sanitizers
+# Debug, sanitizer, coverage and fuzz builds are not hardened: _FORTIFY_SOURCE needs optimization, and the sanitizers
 # check more.
 
 option(VEK_HARDENING "Harden optimized builds (stack, library calls, control flow, relocations)" ON)
@@ -13,18 +13,18 @@ set(vek_hardened OFF)
 if(VEK_HARDENING AND VEK_OPTIMIZED)
   set(vek_hardened ON)
 endif()
-set(vek_hardening_complete ${vek_hardened}) # no measure is left to the build
+set(vek_hardening_complete ${vek_hardened}) # flags of the build name no measure
 
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
-# Executables are position-independent (CMAKE_POSITION_INDEPENDENT_CODE), at link time, too.
+# Link executables as position-independent (-pie): CMAKE_POSITION_INDEPENDENT_CODE alone concerns compilation only.
 check_pie_supported(LANGUAGES C CXX)
 
-# vek_harden_compile(<variable> <pattern of the flags that decide otherwise> <flag>...)
+# vek_harden_compile(<variable> <pattern of flags that override it> <flag>...)
 #
-# Adds flags if the compiler has the last one, which VARIABLE caches.
+# Adds the flags if the compiler supports the last one. <variable> caches whether it does.
 function(vek_harden_compile variable pattern)
   if(NOT vek_hardened)
     return()
@@ -72,6 +72,6 @@ elseif(vek_hardened)
   list(APPEND vek_hardening_compile_options -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${level})
 endif()
 
-# The table of relocations is read-only once the loader has filled it, which must then be at start-up.
+# Full RELRO: the relocation table is read-only after start-up, so all symbols must be bound then.
 vek_harden_link("relro" LINKER:-z,relro)
 vek_harden_link("-z[, ]?(now|lazy)" LINKER:-z,now)

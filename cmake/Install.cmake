@@ -1,14 +1,14 @@
-# What `cmake --install` puts where, under any prefix. Components:
+# What `cmake --install` installs under a prefix. Components:
 #
 #   tool           vekinfo, its manual pages, completions, files for editors, and the sample project
 #   runtime        the shared library
-#   development    what depends on the library directory: archive, link to the shared library, files for pkg-config
-#                  and CMake
-#   headers        the rest of what programs are built with: headers, manual pages, example programs
+#   development    the files that depend on the library directory: archive, link to the shared library, files for
+#                  pkg-config and CMake
+#   headers        the other files for programmers: headers, manual pages, example programs
 #   documentation  the manual pages as HTML
 #
-# A distribution has its own library directory. The components runtime_deb, development_deb, runtime_rpm and
-# development_rpm install to it, under the prefix /usr. They are for packages only (Package.cmake).
+# The components runtime_deb, development_deb, runtime_rpm and development_rpm install to the library directory of a
+# distribution, under the prefix /usr. They are for packages only (Package.cmake).
 
 # ---- programs and libraries
 
@@ -19,7 +19,7 @@ set_target_properties(vek_shared PROPERTIES EXPORT_NAME vek)
 
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vek-config-version.cmake COMPATIBILITY SameMajorVersion)
-# What an archive of unoptimized objects may need (HouseRules.cmake).
+# An archive of unoptimized objects can need the C++ library (CompileRules.cmake).
 set(pkgconfig_private_libs)
 if(NOT VEK_LINKER_LANGUAGE STREQUAL "C")
   set(pkgconfig_private_libs -lstdc++)
@@ -27,8 +27,8 @@ endif()
 
 # vek_install_libraries(<library directory> <suffix of the components> <prefix for pkg-config>)
 #
-# Installs both libraries, and what finds them: find_package(vek), pkg-config vek. With a suffix, only when asked for
-# its components.
+# Installs both libraries, and the files for find_package(vek) and pkg-config. With a suffix, they are installed only if
+# their component is selected.
 function(vek_install_libraries libdir suffix pkgconfig_prefix)
   set(option)
   if(suffix)
@@ -57,12 +57,12 @@ function(vek_install_libraries libdir suffix pkgconfig_prefix)
           COMPONENT development${suffix} ${option})
 endfunction()
 
-# The prefix is computed from the directory of vek.pc, so that an installed tree can be moved.
+# vek.pc computes the prefix from its own directory, so that a prefix can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${pkgconfig_dir} OUTPUT_VARIABLE prefix_from_pkgconfig)
 vek_install_libraries(${CMAKE_INSTALL_LIBDIR} "" \${pcfiledir}/${prefix_from_pkgconfig})
 
-# A package is not moved: with the literal prefix, pkg-config leaves out the options of the system's own directories.
+# A package is not moved. With the literal prefix, pkg-config omits options for the directories of the system.
 set(debian_libdir lib)
 if(CMAKE_LIBRARY_ARCHITECTURE)
   string(APPEND debian_libdir /${CMAKE_LIBRARY_ARCHITECTURE})
@@ -74,7 +74,7 @@ vek_install_libraries(lib64 _rpm /usr)
 
 install(FILES ${VEK_INSTALLED_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vek COMPONENT headers)
 
-# ---- examples: the sample project for everybody, programs for whoever has the headers
+# ---- examples: the sample project with the tool, programs with the headers
 
 set(examples_dir ${CMAKE_INSTALL_DOCDIR}/examples)
 install(
@@ -114,7 +114,8 @@ vek_install_completion(vekinfo.bash bash-completion/completions vekinfo)
 vek_install_completion(_vekinfo zsh/site-functions _vekinfo)
 vek_install_completion(vekinfo.fish fish/vendor_completions.d vekinfo.fish)
 
-# Vim reads its folder below /usr; Visual Studio Code has no such folder (editors/README.md).
+# Vim reads this directory under /usr. Visual Studio Code has no directory of the system for extensions
+# (editors/README.md).
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/editors/vim/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vim/vimfiles COMPONENT tool
         FILES_MATCHING PATTERN *.vim PATTERN tests EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/editors/vscode/syntaxes DESTINATION ${CMAKE_INSTALL_DATADIR}/vek/vscode

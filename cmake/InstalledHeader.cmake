@@ -1,4 +1,4 @@
-# Writes the public header HEADER as INSTALLED, whose own folder holds all the others, too.
+# Writes the public header HEADER as INSTALLED. There, all headers are in one directory.
 
 file(READ ${HEADER} text)
 string(REGEX REPLACE "(^|\n)(#include \")[a-z/]+/" "\\1\\2" text "${text}")

@@ -1,5 +1,4 @@
-# The manual pages as they are installed, with the version in their last line, and as HTML (option VEK_BUILD_PAGES,
-# target vek_pages).
+# Manual pages with the version in their last line, and as HTML (option VEK_BUILD_PAGES, target vek_pages).
 
 # vek_manual_pages(<component> <file>...)
 #
@@ -37,7 +36,7 @@ cmake_dependent_option(VEK_BUILD_PAGES "Build the manual pages as HTML (mandoc, 
 set(VEK_PAGES_DIR ${PROJECT_BINARY_DIR}/html)
 
 if(VEK_BUILD_PAGES)
-  # All pages of the repository, also those of bindings that this build leaves out.
+  # All pages of the repository, also of bindings that are not built.
   file(
     GLOB pages
     CONFIGURE_DEPENDS

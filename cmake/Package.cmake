@@ -1,14 +1,15 @@
-# cpack in the build directory makes, from one build:
+# Packages. In the build directory:
 #
 #   cpack -G DEB     Debian packages: vekinfo, libvek6, libvek-dev, vek-doc
 #   cpack -G RPM     packages for distributions with RPM: vekinfo, libvek6, libvek-devel, vek-doc
-#   cpack -G TGZ     one archive of what `cmake --install` installs
+#   cpack -G TGZ     an archive of the files that `cmake --install` installs
 #   cpack -G TGZ --config CPackSourceConfig.cmake     an archive of the sources
 #
-# PackageOptions.cmake sets what depends on the kind of package; PackageFiles.cmake changes the files on the way;
-# PackageArchive.cmake puts archives in order.
-# The same sources give the same packages, byte for byte: times are SOURCE_DATE_EPOCH, or that of the last entry of
-# cmake/debian/changelog.
+# PackageOptions.cmake sets the options that depend on the kind of package. PackageFiles.cmake changes installed files.
+# PackageArchive.cmake sorts archives.
+#
+# Reproducible: the same sources give the same packages, byte for byte. File times are SOURCE_DATE_EPOCH, or the time
+# of the newest entry of cmake/debian/changelog.
 
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_GENERATOR DEB)
@@ -23,7 +24,7 @@ set(CPACK_COMPONENTS_ALL tool runtime development headers)
 if(VEK_BUILD_PAGES)
   list(APPEND CPACK_COMPONENTS_ALL documentation)
 endif()
-# Two components make one package.
+# These components are in one package.
 foreach(component IN ITEMS headers development_deb development_rpm)
   string(TOUPPER ${component} upper)
   set(CPACK_COMPONENT_${upper}_GROUP dev)
@@ -105,7 +106,7 @@ set(CPACK_RPM_DOCUMENTATION_PACKAGE_ARCHITECTURE noarch)
 # ---- sources
 
 set(CPACK_SOURCE_PACKAGE_FILE_NAME vek-${PROJECT_VERSION})
-# Not what .gitignore names, nor a build directory of any name, which holds a CMakeCache.txt.
+# Without the files that .gitignore names, and without build directories: a directory with a CMakeCache.txt is one.
 string(REGEX REPLACE "([][+.*()^$?|\\])" "\\\\\\1" source_dir ${PROJECT_SOURCE_DIR})
 set(CPACK_SOURCE_IGNORE_FILES
     ^${source_dir}/[.]git/

@@ -1,5 +1,5 @@
-# Run by cpack after it has made packages: makes their outermost archives again, in which cpack leaves the order of a
-# directory, or the owner and permissions of its temporary files.
+# Run by cpack after it has made packages. Writes their outer archives again: cpack's have the files in directory order,
+# or the owner and permissions of temporary files, which are not reproducible.
 
 function(run)
   execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${CPACK_TEMPORARY_DIRECTORY} COMMAND_ERROR_IS_FATAL ANY)

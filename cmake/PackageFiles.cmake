@@ -1,5 +1,5 @@
-# Run by cpack when everything is installed in its own directory: what a package has in another directory or form than an
-# installation by hand, and one time and one set of permissions for all files.
+# Run by cpack before it packs the installed files. Moves and changes files that a distribution wants in another directory
+# or form, and sets one time and one set of permissions for all files.
 
 find_program(gzip gzip REQUIRED)
 find_program(strip strip REQUIRED)
@@ -16,8 +16,8 @@ function(move from to)
   endif()
 endfunction()
 
-# What packages of both distributions have: documents in a directory of the package's name, compressed manual pages, and
-# an archive without debugging symbols (cpack strips programs and shared libraries only).
+# For both kinds of packages: documents in a directory with the name of the package, compressed manual pages, and an
+# archive without debugging symbols (cpack strips programs and shared libraries only).
 function(change_package_files root package)
   set(share ${root}/usr/share)
   move(${share}/doc/vek ${share}/doc/${package})
@@ -58,7 +58,7 @@ function(change_debian_files root package)
     file(REMOVE_RECURSE ${share}/man/mann)
   endif()
 
-  # Tcl packages with a library of their own. They find the shared library in the system's directory.
+  # Tcl packages with a shared object are in the multiarch directory. They find libvek.so without an rpath.
   file(GLOB tcl_packages ${root}/usr/lib/tcltk/*)
   foreach(directory IN LISTS tcl_packages)
     cmake_path(GET directory FILENAME name)
@@ -70,7 +70,7 @@ function(change_debian_files root package)
   endforeach()
 endfunction()
 
-# By their convention, shared libraries are executable.
+# RPM distributions have executable shared libraries.
 function(change_rpm_files root)
   file(GLOB libraries ${root}/usr/lib64/*.so.*.*)
   foreach(library IN LISTS libraries)
@@ -85,7 +85,7 @@ if(CPACK_GENERATOR MATCHES "^(DEB|RPM)$")
   endif()
   file(GLOB roots LIST_DIRECTORIES TRUE ${CPACK_TEMPORARY_DIRECTORY}/*)
   foreach(root IN LISTS roots)
-    # A directory has the name of the component or group that makes the package.
+    # The directory has the name of the component or group that the package is made from.
     cmake_path(GET root FILENAME name)
     string(TOUPPER ${name} upper)
     set(package ${CPACK_${variables}_${upper}_PACKAGE_NAME})

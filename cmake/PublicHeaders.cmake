@@ -10,10 +10,10 @@ file(
   CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR}
   ${vek_public_header_patterns})
-# The prefix says so: a layer's inside carries an i, the house tools none.
+# Selected by prefix: internal headers have an i in theirs, shared C++ helpers have none.
 list(FILTER VEK_PUBLIC_HEADERS INCLUDE REGEX "/(vek|pux|tov|ryn)(_[a-z_]+)?\\.h$")
 
-# In the tree headers name each other from the root; where they are installed, they stand in one folder.
+# In the repository, headers include each other by their path from the root. Installed, they are in one directory.
 set(VEK_INCLUDE_DIR ${PROJECT_BINARY_DIR}/include)
 set(VEK_INSTALLED_HEADERS)
 foreach(header IN LISTS VEK_PUBLIC_HEADERS)

@@ -1,0 +1,47 @@
+# Compiler and linker options of all layers and the tool.
+
+add_library(vek_compile_rules INTERFACE)
+target_compile_options(vek_compile_rules INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(PROJECT_IS_TOP_LEVEL)
+  # Not within another project: a warning of its compiler must not fail its build.
+  target_compile_options(vek_compile_rules INTERFACE -Werror)
+endif()
+target_compile_options(
+  vek_compile_rules INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
+target_include_directories(vek_compile_rules INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(VEK_BUILD_FUZZ)
+  # Coverage feedback for the engine from the layers, not from the fuzz targets.
+  target_compile_options(vek_compile_rules INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+if(VEK_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# The library and the tool do not need the C++ run-time library. The C driver links them, so that an accidental reference
+# to it fails the link and start-up loads the C library only. CMake adds the C++ libraries if one object is C++, so
+# its list of them is emptied. Unoptimized code can contain calls of the C++ library that are never executed, and the
+# sanitizers need it: these builds are linked by the C++ driver.
+set(VEK_OPTIMIZED OFF)
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VEK_SANITIZE AND NOT VEK_BUILD_FUZZ)
+  set(VEK_OPTIMIZED ON)
+  set(VEK_LINKER_LANGUAGE C)
+  set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+else()
+  set(VEK_LINKER_LANGUAGE CXX)
+endif()
+
+include(cmake/Hardening.cmake)
+target_compile_options(vek_compile_rules INTERFACE ${vek_hardening_compile_options})
+
+# vek_layer(<target> SOURCES <file>... MAY_USE <target>...)
+#
+# Adds one layer. MAY_USE are the layers that it may use (docs/architecture.md). Its tests link to it and to these
+# only, so a call of another layer does not link.
+function(vek_layer name)
+  cmake_parse_arguments(PARSE_ARGV 1 layer "" "" "SOURCES;MAY_USE")
+  add_library(${name} STATIC ${layer_SOURCES})
+  target_link_libraries(${name} PUBLIC ${layer_MAY_USE} PRIVATE vek_compile_rules)
+endfunction()
