@@ -1,8 +1,8 @@
-// Answers lookups of entries for the paths on standard input, one path a line.
+// Looks up entries for the paths on standard input, one path in each line.
 //
 // Usage: answer_lookups ENTRY... <PATHS
 //
-// The exit status is 0 when every lookup had an answer, 1 when one had none, 2 after a usage error.
+// The exit status is 0 if every lookup found a value, 1 if one did not, 2 after a usage error.
 
 #include <array>
 #include <iostream>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// Receives what is wrong with a path or a tag file. The lookup goes on with what can be read.
+// Receives errors in paths and tag files. The lookup continues.
 void warn(int code, const char *text, const char *where, int line) {
     std::cerr << "answer_lookups: " << tovGetErrorMsg(code) << ": " << (text == nullptr ? "" : text);
     if (where != nullptr) {
@@ -27,8 +27,8 @@ void warn(int code, const char *text, const char *where, int line) {
 }
 
 bool answer(const std::string &path, const char *entry) {
-    // The cache serves one lookup: of a file that it holds already, it does not tell exactly which entries of the
-    // project's own the file defines, nor whether the file has changed since.
+    // Each lookup needs an empty cache: for a file in the cache, application entries are not found exactly, and
+    // changes of the file are not seen.
     tovResetCache();
 
     std::array<char, VEK_PATH_SIZE> where{};

@@ -1,9 +1,8 @@
-// Lists every library of the vek.lib on the search list, with its directory, its namespace and its DM type.
+// Lists every library of the first vek.lib on the search list, with its directory, namespace and DM type.
 //
 // Usage: list_libraries
 //
-// Looks for vek.lib as vekinfo does: in the working directory first. The exit status is 1 when there is none, or
-// when it cannot be read.
+// The search list begins with the working directory. The exit status is 1 if there is no vek.lib or it cannot be read.
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,7 +12,7 @@
 #include <vek/tov.h>
 #include <vek/vek.h>
 
-// Receives what is wrong with the definition file. 0 goes on reading: the other libraries count all the same.
+// Receives diagnostics of the definition file. 0 continues with the next line.
 static int warn(int code, const char *object, const char *file, int line) {
     fprintf(stderr, "%s:%d: %s: %s\n", file, line, rynGetErrorMsg(code), object == NULL ? "" : object);
     return 0;

@@ -1,4 +1,4 @@
-# The whole project: what every library below inherits.
+# The whole project. These entries apply to every library below.
 DMTYPE none
 NAMESPACE LibraryUnix
 OWNER  datapath-team

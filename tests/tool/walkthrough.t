@@ -1,22 +1,22 @@
-What `examples/walkthrough` shows of the sample project, a copy of which stands in `$TREE/copy/project`. Its
+The output of `examples/walkthrough`, with a copy of the sample project in `$TREE/copy/project`. Its
 prompt is shown as `%` here:
 
   $ . "$TESTDIR/transcript.sh"
   $ "$TESTDIR/../../examples/walkthrough" vekinfo "$TREE/copy" 2>&1 | as_tree | sed 's/^\$ /% /'
   # In $TREE/copy/project, a copy of examples/project
   
-  # What does the nearest tag file say? (-path may be left out: the working directory)
+  # Show the keywords of the nearest tag file. (Without -path: nearest to the working directory.)
   % vekinfo -show -path adders/ripple
   A vekinfo.tag file exists at: $TREE/copy/project/adders/vekinfo.tag
   \tThere is a VEKLIBRARY entry. (esc)
   
-  # An entry of the library is found from a cell in it ...
+  # Look up an entry of the library for a view in it ...
   % vekinfo -path adders/ripple/layout -lookup PROCESS
   vekinfo searching relative to 'adders/ripple/layout':
   $TREE/copy/project/adders/vekinfo.tag
       defines 'PROCESS n7'.
   
-  # ... and one of the project is inherited by everything below, as far as no nearer file defines it.
+  # ... and entries of the project, which apply to everything below, unless a nearer file defines them.
   % vekinfo -path adders/ripple/layout -lookup OWNER DMTYPE namespace
   vekinfo searching relative to 'adders/ripple/layout':
   $TREE/copy/project/vekinfo.tag
@@ -26,14 +26,14 @@ prompt is shown as `%` here:
   $TREE/copy/project/vekinfo.tag
       defines 'NAMESPACE libraryUnix'.
   
-  # In which library does a directory lie?
+  # Find the library that contains a directory.
   % vekinfo -path adders/carry/schematic -lookup veklibrary
   vekinfo searching relative to 'adders/carry/schematic':
   Info (vekinfo): Library checking is off, VEKLIBRARY entries will not be used.
   The vekinfo.tag file at: $TREE/copy/project/adders/vekinfo.tag
   has a VEKLIBRARY entry defined.
   
-  # The library gets a data-management type of its own: the nearest file answers from now on.
+  # Set a data-management type for the library. Lookups now find it in the nearest file.
   % vekinfo -path adders -addentry DMTYPE mrev
   % vekinfo -show -path adders
   A vekinfo.tag file exists at: $TREE/copy/project/adders/vekinfo.tag
@@ -44,7 +44,7 @@ prompt is shown as `%` here:
   $TREE/copy/project/adders/vekinfo.tag
       defines 'DMTYPE mrev'.
   
-  # Cleared again, the inherited value is back.
+  # Clear it again. Lookups find the value of the project.
   % vekinfo -path adders -clearentry DMTYPE
   % vekinfo -show -path adders
   A vekinfo.tag file exists at: $TREE/copy/project/adders/vekinfo.tag
@@ -54,7 +54,7 @@ prompt is shown as `%` here:
   $TREE/copy/project/vekinfo.tag
       defines 'DMTYPE none'.
   
-  # Which libraries of vek.lib lack what? The directory of one is defined twice: the last definition counts.
+  # Check all libraries of vek.lib. One of them is defined twice: the last definition applies.
   % vekinfo -checklibrary -verbose
   Error at line 5 of $TREE/copy/project/vek.lib 
   msg: "library memories defined in $TREE/copy/project/vek.lib at line 5, redefines
@@ -73,7 +73,7 @@ prompt is shown as `%` here:
   \t$TREE/copy/project/shared/symbols/gates (esc)
   The library memories at $TREE/copy/project/memories has a vekinfo.tag definition.
   
-  # The message about the redefinition says how to do without it.
+  # Change vek.lib as the message about the redefinition says.
   % sed -i 's/^DEFINE  memories/UNDEFINE memories\n&/' vek.lib
   % cat vek.lib
   # The libraries of this project: a name and a directory each.
@@ -83,7 +83,7 @@ prompt is shown as `%` here:
   UNDEFINE memories
   DEFINE  memories     ./memories       -- the project's own, instead of the shared one
   
-  # What is missing is appended: here to the library without a tag file, whose dm.tag says "none".
+  # Append missing entries: here for the library without a tag file, whose dm.tag contains "none".
   % vekinfo -configurelibrary -verbose
   The library adders at $TREE/copy/project/adders has a vekinfo.tag definition.
   Library:multipliers at:$TREE/copy/project/multipliers had no VEKLIBRARY vekinfo.tag entry.
@@ -107,7 +107,7 @@ prompt is shown as `%` here:
   # NAMESPACE is set to LibraryUnix
   NAMESPACE LibraryUnix
   
-  # In scratch/, another vek.lib gives every library a temporary directory, which is then what is looked at.
+  # In scratch/, another vek.lib gives every library a temporary directory, which is then configured.
   % vekinfo -configurelibrary
   % find . -type f | sort
   ./adders/vekinfo.tag

@@ -1,3 +1,3 @@
 # A library of adder cells.
 VEKLIBRARY
-PROCESS  n7    -- an entry of the project's own
+PROCESS  n7    -- an application entry
