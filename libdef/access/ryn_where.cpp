@@ -13,22 +13,15 @@
 
 namespace {
 
-/// Where a caller wants the location of a statement. Either pointer may be null.
-struct LocationOut {
-    const char **file;
-    int *line;
-
-    void store(const rynIncludedFile *from, int fromLine) const {
-        if (file != nullptr) {
-            *file = from == nullptr ? nullptr : from->path;
-        }
-        if (line != nullptr) {
-            *line = fromLine;
-        }
+/// Stores a location in the outputs of a caller, which may be null.
+void storeLocation(const rynIncludedFile *from, int fromLine, const char **file, int *line) {
+    if (file != nullptr) {
+        *file = from == nullptr ? nullptr : from->path;
     }
-    void clear() const { store(nullptr, 0); }
-    [[nodiscard]] bool isComplete() const { return file != nullptr && line != nullptr; }
-};
+    if (line != nullptr) {
+        *line = fromLine;
+    }
+}
 
 int reportInvalidParameter(const rynRegistry *registry, const char *context) {
     return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, context);
@@ -97,10 +90,9 @@ int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile 
 } // namespace
 
 int rynWhereDefined(rynHandle handle, const char *library, const char **file, int *line) {
-    const LocationOut location = {file, line};
-    location.clear();
+    storeLocation(nullptr, 0, file, line);
     rynRegistry *registry = ryn::registryOf(handle);
-    if (registry == nullptr || library == nullptr || !location.isComplete()) {
+    if (registry == nullptr || library == nullptr || file == nullptr || line == nullptr) {
         return reportInvalidParameter(registry, "rynWhereDefined()");
     }
     const rynLibrary *record = ryni_get_libp(registry, library);
@@ -110,16 +102,16 @@ int rynWhereDefined(rynHandle handle, const char *library, const char **file, in
     if (record->definedIn == nullptr) {
         return RYN_INTERNAL_ERROR;
     }
-    location.store(record->definedIn, record->definedAtLine);
+    storeLocation(record->definedIn, record->definedAtLine, file, line);
     return RYN_OK;
 }
 
 int rynWhereAssigned(rynHandle handle, const char *library, const char *attribute, const char **file,
                      int *line) {
-    const LocationOut location = {file, line};
-    location.clear();
+    storeLocation(nullptr, 0, file, line);
     rynRegistry *registry = ryn::registryOf(handle);
-    if (registry == nullptr || library == nullptr || attribute == nullptr || !location.isComplete()) {
+    if (registry == nullptr || library == nullptr || attribute == nullptr || file == nullptr ||
+        line == nullptr) {
         return reportInvalidParameter(registry, "rynWhereAssigned()");
     }
     const rynAttribute *assigned = nullptr;
@@ -130,13 +122,12 @@ int rynWhereAssigned(rynHandle handle, const char *library, const char *attribut
     if (assigned->file == nullptr) {
         return RYN_INTERNAL_ERROR;
     }
-    location.store(assigned->file, assigned->line);
+    storeLocation(assigned->file, assigned->line, file, line);
     return RYN_OK;
 }
 
 int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line) {
-    const LocationOut location = {file, line};
-    location.clear();
+    storeLocation(nullptr, 0, file, line);
     const rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr) {
         return reportInvalidParameter(registry, "rynWhereGlobalExplicitTmp()");
@@ -145,21 +136,20 @@ int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line) {
     if (root == nullptr) {
         return RYN_ATTRIBUTE_NOT_ASSIGNED;
     }
-    location.store(root->file, root->line);
+    storeLocation(root->file, root->line, file, line);
     return RYN_OK;
 }
 
 int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int *line) {
-    const LocationOut location = {file, line};
-    location.clear();
+    storeLocation(nullptr, 0, file, line);
     rynRegistry *registry = ryn::registryOf(handle);
-    if (registry == nullptr || path == nullptr || !location.isComplete()) {
+    if (registry == nullptr || path == nullptr || file == nullptr || line == nullptr) {
         return reportInvalidParameter(registry, "rynWhereIncluded()");
     }
     const rynIncludedFile *included = nullptr;
     const int status = findIncluded(registry, path, included);
     if (status == RYN_OK) {
-        location.store(included->includedFrom, included->line);
+        storeLocation(included->includedFrom, included->line, file, line);
     }
     return status;
 }

@@ -388,8 +388,12 @@ int rynNextFile(rynContext *context, const char **name) {
 }
 
 int rynNextAttr(rynContext *context, const char **name, const char **value) {
-    const void *output = name == nullptr || value == nullptr ? nullptr : name;
-    const int status = checkNext(context, output, only(RYNI_CONTEXT_ATTRIBUTES), "rynNextAttr()");
+    constexpr const char *kFunction = "rynNextAttr()";
+    constexpr TypeRange kAttributes = only(RYNI_CONTEXT_ATTRIBUTES);
+    if (name == nullptr || value == nullptr) {
+        return checkNext(context, nullptr, kAttributes, kFunction);
+    }
+    const int status = checkNext(context, name, kAttributes, kFunction);
     if (status == RYN_OK) {
         const rynAttribute *attribute = take(context, &rynAttribute::next);
         *name = attribute->name;

@@ -37,8 +37,9 @@ bool isOneOf(const std::string &answer, const std::string &usual, const std::vec
         return std::find(others.begin(), others.end(), text) != others.end();
     };
     const std::size_t reports = answer.find(" reports");
-    const bool told = reports != std::string::npos && answer.find(" 2", reports) != std::string::npos;
-    return answer == usual || has(answer) || (told && has("told"));
+    const bool isReported =
+        reports != std::string::npos && answer.find("_MEMORY_ERROR", reports) != std::string::npos;
+    return answer == usual || has(answer) || (isReported && has("memory error reported"));
 }
 
 std::string usualAnswer(World &world, const Case &item) {

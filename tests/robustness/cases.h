@@ -17,8 +17,8 @@ struct Case {
     /// Makes the call, gives back what it got, and says how it went: the result and what else it left behind.
     /// A failure of one of several functions ends it, with that function's result as the answer.
     std::function<std::string(World &)> call;
-    /// The answers that exhausted memory may have beside the usual one; "told" stands for every one that comes
-    /// with a report of the code 2. Empty when nothing is allocated.
+    /// The results that exhausted memory may give besides the usual one; "memory error reported" is any result with
+    /// a report of that code. Empty if nothing is allocated.
     std::vector<std::string> withoutMemory = {};
     /// Whether files or directories are different afterwards.
     bool writes = false;

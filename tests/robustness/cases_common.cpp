@@ -300,14 +300,15 @@ std::vector<Case> commonCases() {
              const std::string file = w.path("proj/lib/readme.txt");
              const std::string link = w.path("proj/link");
              char target[4097] = "";
-             std::string answer = std::to_string(vekFileExists(file.c_str()));
-             const bool known = vekGetTimestampInStatbuf() != 0;
-             answer += std::to_string(known ? vekGetFileSizeInStatbuf() : 0);
-             answer += std::to_string(vekGetFileSize(file.c_str()));
-             answer += std::to_string(vekFileIsDirectory(w.path("proj").c_str()));
-             answer += std::to_string(vekFileIsLink(link.c_str()));
-             answer += std::to_string(vekReadSymLink(link.c_str(), target));
-             return answer + std::to_string(vekFileWritable(file.c_str())) + target;
+             std::string text = "exists " + std::to_string(vekFileExists(file.c_str()));
+             const bool isKnown = vekGetTimestampInStatbuf() != 0;
+             text += ", stat size " + std::to_string(isKnown ? vekGetFileSizeInStatbuf() : 0);
+             text += ", size " + std::to_string(vekGetFileSize(file.c_str()));
+             text += ", directory " + std::to_string(vekFileIsDirectory(w.path("proj").c_str()));
+             text += ", link " + std::to_string(vekFileIsLink(link.c_str()));
+             text += ", read " + std::to_string(vekReadSymLink(link.c_str(), target));
+             text += ", writable " + std::to_string(vekFileWritable(file.c_str()));
+             return text + ", target " + target;
          }},
         {{"vekFileWritable"},
          [](World &w) { return std::to_string(vekFileWritable(w.path("empty").c_str())); },

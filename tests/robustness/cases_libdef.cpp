@@ -5,6 +5,7 @@
 #include "common/text/vek_strlist.h"
 #include "libdef/ryn.h"
 #include "tagfile/tov.h"
+#include "tests/robustness/code_names.h"
 
 namespace test {
 
@@ -16,18 +17,18 @@ int stop(int code, const char * /*object*/, const char * /*file*/, int /*line*/)
 
 /// What happened and what it is worth: a code, and, when all is well, what it gave.
 std::string said(const World &world, int code, const char *text) {
-    return std::to_string(code) + (code == RYN_OK ? " " + world.shown(text) : "") + World::takeReports();
+    return rynName(code) + (code == RYN_OK ? " " + world.shown(text) : "") + World::takeReports();
 }
 
 std::string said(int code) {
-    return std::to_string(code) + World::takeReports();
+    return rynName(code) + World::takeReports();
 }
 
 /// The libraries of a registry, in order.
 std::string libraries(rynHandle registry) {
     rynContext *context = nullptr;
     const int code = rynIterateLibs(registry, &context);
-    std::string text = code == RYN_OK ? "" : " iteration " + std::to_string(code);
+    std::string text = code == RYN_OK ? "" : " iteration " + rynName(code);
     const char *name = nullptr;
     while (context != nullptr && rynNextLib(context, &name) == RYN_OK) {
         text += std::string(" ") + name;
@@ -40,7 +41,7 @@ std::string libraries(rynHandle registry) {
 
 /// The outcome of a creation, and the new registry's libraries. It is released.
 std::string created(int code, rynHandle registry) {
-    std::string text = std::to_string(code) + ((registry != nullptr) == (code == RYN_OK) ? "" : " undefined");
+    std::string text = rynName(code) + ((registry != nullptr) == (code == RYN_OK) ? "" : " undefined");
     if (registry != nullptr) {
         text += libraries(registry);
         rynReleaseHandle(registry);
@@ -52,7 +53,7 @@ template <typename Create>
 std::string iterated(const World &world, Create create, int (*next)(rynContext *, const char **) = nullptr) {
     rynContext *context = nullptr;
     const int code = create(&context);
-    std::string text = std::to_string(code) + World::takeReports();
+    std::string text = rynName(code) + World::takeReports();
     if ((context != nullptr) != (code == RYN_OK)) {
         text += " undefined";
     }
@@ -87,9 +88,12 @@ void dumpAnIteration(rynHandle registry, FILE *stream) {
 }
 
 // What was there to be checked and could not be is told, and passes.
-const std::vector<std::string> kCreation = {"2", "2 reports 2", "2 reports 2 2", "0 lib other none reports 2",
-                                            "0 iteration 2 reports 2"};
-const std::vector<std::string> kIteration = {"2", "2 reports 2", "3"};
+const std::vector<std::string> kCreation = {"RYN_MEMORY_ERROR", "RYN_MEMORY_ERROR reports RYN_MEMORY_ERROR",
+                                            "RYN_MEMORY_ERROR reports TOV_MEMORY_ERROR RYN_MEMORY_ERROR",
+                                            "RYN_OK lib other none reports TOV_MEMORY_ERROR",
+                                            "RYN_OK iteration RYN_MEMORY_ERROR reports RYN_MEMORY_ERROR"};
+const std::vector<std::string> kIteration = {"RYN_MEMORY_ERROR", "RYN_MEMORY_ERROR reports RYN_MEMORY_ERROR",
+                                             "RYN_SYSTEM_ERROR"};
 
 Case path(unsigned mode, const char *cell, const char *view, const char *file,
           const std::vector<std::string> &withoutMemory) {
@@ -121,7 +125,7 @@ Case search(std::string_view function, int (*call)(rynHandle, char *, std::size_
                 const int code = call(w.registry, out, sizeof out);
                 return said(w, code, out);
             },
-            {"1", "2"}};
+            {"RYN_INTERNAL_ERROR", "RYN_MEMORY_ERROR"}};
 }
 
 Case fullSearch(std::string_view function, int (*call)(rynHandle, char ***)) {
@@ -134,7 +138,7 @@ Case fullSearch(std::string_view function, int (*call)(rynHandle, char ***)) {
                 vekFreeStrlist(paths);
                 return text + (defined ? "" : " undefined");
             },
-            {"1", "2"}};
+            {"RYN_INTERNAL_ERROR", "RYN_MEMORY_ERROR"}};
 }
 
 /// A specifier of the file data.db, made and freed.
@@ -149,9 +153,10 @@ std::string specifier(const World &world, vekFSSpec *parent, const char *file, u
         return "undefined";
     }
     if (spec == nullptr) {
-        return std::to_string(code) + World::takeReports();
+        return rynName(code) + World::takeReports();
     }
-    std::string text = std::to_string(code) + " " + std::to_string(rynIsSpecDir(spec)) + World::takeReports();
+    std::string text =
+        rynName(code) + (rynIsSpecDir(spec) != 0 ? " directory" : " not a directory") + World::takeReports();
     if (parent == nullptr && file == nullptr) {
         text += ", " + specifier(world, spec, "data.db", 1);
     }
@@ -191,13 +196,13 @@ std::vector<Case> libdefCases() {
                                         World::recordWarning, nullptr, &options, sizeof options, &registry);
              return created(code, registry);
          },
-         {"2", "told"}},
+         {"RYN_MEMORY_ERROR", "memory error reported"}},
         {{"rynAddCommand"},
          [](World &w) {
              rynAddCommand(w.registry, "DEFINE added $HOME");
              return libraries(w.registry);
          },
-         {" lib other none", " iteration 2"}},
+         {" lib other none", " iteration RYN_MEMORY_ERROR"}},
         {{"rynAddCommand"},
          [](World &w) {
              rynAddCommand(w.registry, "INCLUDE more.lib");
@@ -205,7 +210,7 @@ std::vector<Case> libdefCases() {
              rynAddCommand(w.registry, "UNDEFINE none");
              return libraries(w.registry);
          },
-         {" lib other none", " iteration 2"}},
+         {" lib other none", " iteration RYN_MEMORY_ERROR"}},
         {{"rynGetCurHandle", "rynSetUmask", "rynSetUnknownASSIGNfunc", "rynSetPathNoneExistWarnFlag",
           "rynGetImplicitTmpFlags", "rynStatCacheCtl"},
          [](World &w) {
@@ -222,7 +227,7 @@ std::vector<Case> libdefCases() {
              const std::string directory = w.path("proj/itmp");
              return said(rynSetImplicitTmp(w.registry, directory.c_str(), RYN_IMPLICIT_FIRST, nullptr));
          },
-         {"2"}},
+         {"RYN_MEMORY_ERROR"}},
         {{"rynDumpEverything"}, [](World &w) { return dumped(rynDumpEverything, w.registry); }},
         {{"rynDumpContext"}, [](World &w) { return dumped(dumpAnIteration, w.registry); }, {"nothing"}},
         // ---- queries
@@ -258,14 +263,14 @@ std::vector<Case> libdefCases() {
          [](World &w) {
              const char *file = nullptr;
              int line = 0;
-             std::string text = std::to_string(rynIsDefined(w.registry, "lib"));
-             text += std::to_string(rynIsAssigned(w.registry, "lib", "COLOUR"));
-             text += std::to_string(rynLibHasTmp(w.registry, "lib", RYN_TMP_EXPLICIT));
-             text += std::to_string(rynWhereGlobalExplicitTmp(w.registry, &file, &line));
-             text += std::to_string(rynInvalidatePackedLib(w.registry, "lib"));
-             text += std::to_string(rynWhereAssigned(w.registry, "lib", "COLOUR", &file, &line));
+             std::string text = "defined " + rynName(rynIsDefined(w.registry, "lib"));
+             text += ", assigned " + rynName(rynIsAssigned(w.registry, "lib", "COLOUR"));
+             text += ", temporary " + rynName(rynLibHasTmp(w.registry, "lib", RYN_TMP_EXPLICIT));
+             text += ", root " + rynName(rynWhereGlobalExplicitTmp(w.registry, &file, &line));
+             text += ", packed " + rynName(rynInvalidatePackedLib(w.registry, "lib"));
+             text += ", assigned at " + rynName(rynWhereAssigned(w.registry, "lib", "COLOUR", &file, &line));
              const int code = rynWhereDefined(w.registry, "lib", &file, &line);
-             return text + said(w, code, file) + std::to_string(line);
+             return text + ", defined at " + said(w, code, file) + " line " + std::to_string(line);
          }},
         {{"rynIsIncluded", "rynWhereIncluded"},
          [](World &w) {
@@ -274,7 +279,7 @@ std::vector<Case> libdefCases() {
              int line = 0;
              const std::string first = said(rynIsIncluded(w.registry, path.c_str()));
              const int code = rynWhereIncluded(w.registry, path.c_str(), &file, &line);
-             return first + " " + said(w, code, file) + std::to_string(line);
+             return first + ", included at " + said(w, code, file) + " line " + std::to_string(line);
          },
          {}},
         // ---- searches
@@ -366,7 +371,7 @@ std::vector<Case> libdefCases() {
         // ---- specifiers
         {{"rynGetSpec", "rynIsSpecDir"},
          [](World &w) { return specifier(w, nullptr, nullptr, 0); },
-         {"2", "0 1, 2"}},
+         {"RYN_MEMORY_ERROR", "RYN_OK directory, RYN_MEMORY_ERROR"}},
     };
 }
 

@@ -5,6 +5,7 @@
 #include "common/text/vek_strlist.h"
 #include "search/pux.h"
 #include "search/vek_interp.h"
+#include "tests/robustness/code_names.h"
 
 namespace test {
 
@@ -12,11 +13,11 @@ namespace {
 
 /// A result of this layer, and the path that came with it where there is one.
 std::string said(const World &world, int code, const char *path) {
-    return std::to_string(code) + (code == PUX_OK ? " " + world.shown(path) : "");
+    return puxName(code) + (code == PUX_OK ? " " + world.shown(path) : "");
 }
 
 std::string saidList(const World &world, int code, char **list) {
-    std::string text = std::to_string(code);
+    std::string text = puxName(code);
     for (char **at = list; at != nullptr && *at != nullptr; ++at) {
         text += " " + world.shown(*at);
     }
@@ -61,7 +62,7 @@ std::vector<Case> searchCases() {
          [](World &w) {
              char **list = nullptr;
              const int code = puxInitialize(&list);
-             std::string text = std::to_string(code);
+             std::string text = puxName(code);
              for (char **at = list; at != nullptr && *at != nullptr; ++at) {
                  text += " " + w.shown(*at);
              }
@@ -71,7 +72,7 @@ std::vector<Case> searchCases() {
              return text;
          },
          // An installation that cannot be found for lack of memory, which is told, is none.
-         {"2", "0 . @/proj @/home @/site"}},
+         {"PUX_MEMORY_ERROR", "PUX_OK . @/proj @/home @/site"}},
         {{"puxInsertToSearchList"},
          [](World &w) {
              char **list = nullptr;
@@ -82,7 +83,7 @@ std::vector<Case> searchCases() {
              }
              return text;
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxSetCwdToSearchList"},
          [](World &) {
              puxSetCwdToSearchList("/d");
@@ -105,21 +106,21 @@ std::vector<Case> searchCases() {
                  return puxConvertPath("$(inst_root_with:share/find.txt)/share", out);
              });
          },
-         {"5"}},
+         {"PUX_FILE_NOT_FOUND"}},
         {{"puxConvertPathEx"},
          [](World &w) {
              return search(w, [](char *out, std::size_t) {
                  return puxConvertPathEx("$(compute:THIS_FILE_INST_ROOT)/share", out, "inst/share/find.txt");
              });
          },
-         {"5"}},
+         {"PUX_FILE_NOT_FOUND"}},
         {{"puxConvertPathNotThere"},
          [](World &w) {
              return search(w, [](char *out, std::size_t) {
                  return puxConvertPathNotThere("$(inst_root_with:share/find.txt)/x", out);
              });
          },
-         {"5"}},
+         {"PUX_FILE_NOT_FOUND"}},
         {{"puxConvertPathNotThere"},
          [](World &w) {
              return search(w,
@@ -132,27 +133,27 @@ std::vector<Case> searchCases() {
                                                  "inst/share/find.txt");
              });
          },
-         {"5"}},
+         {"PUX_FILE_NOT_FOUND"}},
         {{"puxSearch"},
          [](World &w) {
              return search(w,
                            [](char *out, std::size_t n) { return puxSearch(nullptr, "find.txt", out, n); });
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxSearchEx"},
          [](World &w) {
              return search(w, [](char *out, std::size_t n) {
                  return puxSearchEx(nullptr, "find.txt", nullptr, nullptr, out, n);
              });
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxSearchGroup"},
          [](World &w) {
              return search(w, [](char *out, std::size_t n) {
                  return puxSearchGroup(nullptr, "find.txt", ".tolvane", out, n);
              });
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxSearchDirList"},
          [](World &w) {
              return search(w, [](char *out, std::size_t n) {
@@ -161,35 +162,37 @@ std::vector<Case> searchCases() {
                  return puxSearchDirList(nullptr, "find.txt", groups, out, n);
              });
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxFindWritable"},
          [](World &w) {
              return search(
                  w, [](char *out, std::size_t n) { return puxFindWritable(nullptr, "find.txt", out, n); });
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxFindWritableEx"},
          [](World &w) {
              return search(w, [](char *out, std::size_t n) {
                  return puxFindWritableEx(nullptr, "find.txt", nullptr, out, n);
              });
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxFullSearch"},
          [](World &w) {
              char **result = nullptr;
              const int code = puxFullSearch(nullptr, "vekinfo.tag", nullptr, &result);
              return saidList(w, code, result);
          },
-         {"2"}},
+         {"PUX_MEMORY_ERROR"}},
         {{"puxFullSearchDirList"},
          [](World &w) {
              char **result = nullptr;
              const int code = puxFullSearchDirList(nullptr, "vekinfo.tag", nullptr, &result);
              return saidList(w, code, result);
          },
-         {"2"}},
-        {{"puxUsePuxFor"}, [](World &) { return std::to_string(puxUsePuxFor(nullptr, "find.txt")); }, {"2"}},
+         {"PUX_MEMORY_ERROR"}},
+        {{"puxUsePuxFor"},
+         [](World &) { return puxName(puxUsePuxFor(nullptr, "find.txt")); },
+         {"PUX_MEMORY_ERROR"}},
         {{"vekInterpolate"},
          [](World &w) { return interpolated(w, "$HOME ${COLOUR} $(inst_root_with:share/find.txt) ~root/x"); },
          {"error 10"}},

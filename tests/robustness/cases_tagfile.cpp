@@ -1,6 +1,7 @@
 #include "tests/robustness/cases.h"
 
 #include "tagfile/tov.h"
+#include "tests/robustness/code_names.h"
 
 namespace test {
 
@@ -27,15 +28,19 @@ Case edit(std::string_view function, int (*call)(const char *directory), const c
                 tovResetCache();
                 return World::reported(std::to_string(call(w.path(directory).c_str())));
             },
-            {"0 reports 2", "0 reports 2 2", "0 reports 2 2 2", "0 reports 3", "0 reports 3 3", "1 reports 2",
-             "1 reports 3", "1 reports 2 9", "1 reports 3 9", "0 reports 3 9 3"},
+            {"0 reports TOV_MEMORY_ERROR", "0 reports TOV_MEMORY_ERROR TOV_MEMORY_ERROR",
+             "0 reports TOV_MEMORY_ERROR TOV_MEMORY_ERROR TOV_MEMORY_ERROR", "0 reports TOV_SYSTEM_ERROR",
+             "0 reports TOV_SYSTEM_ERROR TOV_SYSTEM_ERROR", "1 reports TOV_MEMORY_ERROR",
+             "1 reports TOV_SYSTEM_ERROR", "1 reports TOV_MEMORY_ERROR TOV_SYNTAX_ERROR",
+             "1 reports TOV_SYSTEM_ERROR TOV_SYNTAX_ERROR",
+             "0 reports TOV_SYSTEM_ERROR TOV_SYNTAX_ERROR TOV_SYSTEM_ERROR"},
             true,
             false,
             function == "tovRemoveEntry" || function == "tovClearPathUnmanaged"};
 }
 
 std::string object(int code, int found, const VekinfoObj &obj) {
-    std::string text = std::to_string(code) + World::takeReports();
+    std::string text = tovName(code) + World::takeReports();
     if (code == TOV_OK) {
         text += " found " + std::to_string(found);
         for (char **name = obj.names; name != nullptr && *name != nullptr; ++name) {
@@ -70,60 +75,63 @@ std::vector<Case> tagfileCases() {
              const std::string path = w.path("proj/lib/cell1/view1");
              return with(w, tovLookupEntry(path.c_str(), "VEKLIBCHECK", where.text), where);
          },
-         {"null in '' reports 2"}},
+         {"null in '' reports TOV_MEMORY_ERROR"}},
         {{"tovLookupEntryX"},
          [](World &w) {
              Where where;
              return with(w, tovLookupEntryX(w.path("empty").c_str(), "DMTYPE", where.text), where);
          },
-         {"null in '' reports 2"}},
+         {"null in '' reports TOV_MEMORY_ERROR"}},
         {{"tovGetDmType"},
          [](World &w) { return World::reported(w.shown(tovGetDmType(w.path("proj/link/cell1").c_str()))); },
-         {"null reports 2", "null reports 2 2", "pkm reports 2"}},
+         {"null reports TOV_MEMORY_ERROR", "null reports TOV_MEMORY_ERROR TOV_MEMORY_ERROR",
+          "pkm reports TOV_MEMORY_ERROR"}},
         {{"tovGetDmTypeX"},
          [](World &w) {
              Where where;
              return with(w, tovGetDmTypeX(w.path("proj/link/cell1").c_str(), where.text), where);
          },
-         {"null in '' reports 2 2", "pkm in '@/site/.tolvane/vekinfo.tag' reports 2"}},
+         {"null in '' reports TOV_MEMORY_ERROR TOV_MEMORY_ERROR",
+          "pkm in '@/site/.tolvane/vekinfo.tag' reports TOV_MEMORY_ERROR"}},
         {{"tovGetNameSpace"},
          [](World &w) { return World::reported(w.shown(tovGetNameSpace(w.path("proj/lib").c_str()))); },
-         {"LibraryUnix reports 2", "LibraryUnix reports 2 2"}},
+         {"LibraryUnix reports TOV_MEMORY_ERROR", "LibraryUnix reports TOV_MEMORY_ERROR TOV_MEMORY_ERROR"}},
         {{"tovGetNameSpaceX"},
          [](World &w) {
              Where where;
              return with(w, tovGetNameSpaceX(w.path("proj/lib").c_str(), where.text), where);
          },
-         {"LibraryUnix in '' reports 2", "LibraryUnix in '' reports 2 2"}},
+         {"LibraryUnix in '' reports TOV_MEMORY_ERROR",
+          "LibraryUnix in '' reports TOV_MEMORY_ERROR TOV_MEMORY_ERROR"}},
         {{"tovIsLibrary"},
          [](World &w) { return World::reported(std::to_string(tovIsLibrary(w.path("proj/lib").c_str()))); },
-         {"0 reports 2"}},
+         {"0 reports TOV_MEMORY_ERROR"}},
         {{"tovIsLibraryX"},
          [](World &w) {
              Where where;
              return with(tovIsLibraryX(w.path("proj/lib").c_str(), where.text), w, where);
          },
-         {"0 in '' reports 2"}},
+         {"0 in '' reports TOV_MEMORY_ERROR"}},
         {{"tovIsInLibrary"},
          [](World &w) {
              return World::reported(std::to_string(tovIsInLibrary(w.path("proj/lib/cell2").c_str())));
          },
-         {"0 reports 2"}},
+         {"0 reports TOV_MEMORY_ERROR"}},
         {{"tovIsInLibraryX"},
          [](World &w) {
              Where where;
              return with(tovIsInLibraryX(w.path("proj/lib/cell2").c_str(), where.text), w, where);
          },
-         {"0 in '' reports 2"}},
+         {"0 in '' reports TOV_MEMORY_ERROR"}},
         {{"tovCheckLibrary"},
          [](World & /*w*/) { return World::reported(std::to_string(tovCheckLibrary())); },
-         {"0 reports 2"}},
+         {"0 reports TOV_MEMORY_ERROR"}},
         {{"tovCheckLibraryX"},
          [](World &w) {
              Where where;
              return with(tovCheckLibraryX(where.text), w, where);
          },
-         {"0 in '' reports 2"}},
+         {"0 in '' reports TOV_MEMORY_ERROR"}},
         {{"tovGetVekinfoAtLoc", "tovResetCache"},
          [](World &w) {
              VekinfoObj obj = {};
@@ -132,7 +140,7 @@ std::vector<Case> tagfileCases() {
              const int code = tovGetVekinfoAtLoc(w.path("proj/vekinfo.tag").c_str(), "SIZE", &obj, &found);
              return object(code, found, obj);
          },
-         {"2 reports 2"}},
+         {"TOV_MEMORY_ERROR reports TOV_MEMORY_ERROR"}},
         {{"tovLocalSearchElement"},
          [](World &w) {
              VekinfoObj obj = {};
@@ -141,14 +149,14 @@ std::vector<Case> tagfileCases() {
              const int code = tovLocalSearchElement(w.path("proj/link/cell1").c_str(), "SIZE", &obj, &found);
              return object(code, found, obj);
          },
-         {"2 reports 2"}},
+         {"TOV_MEMORY_ERROR reports TOV_MEMORY_ERROR"}},
         {{"tovNormalizePath", "tovNormalizePathSorta"},
          [](World &w) {
              Where normal;
              Where sorta;
              const int first = tovNormalizePath("$HOME/../proj", normal.text);
              const int second = tovNormalizePathSorta("proj/none/there", sorta.text);
-             return std::to_string(first) + std::to_string(second) +
+             return tovName(first) + " " + tovName(second) +
                     (first + second == 0 ? " " + w.shown(normal.text) + " " + w.shown(sorta.text) : "") +
                     World::takeReports();
          },
@@ -159,11 +167,13 @@ std::vector<Case> tagfileCases() {
              Where sorta;
              const int first = tovNormalizePath("$(inst_root_with:share/find.txt)/share", normal.text);
              const int second = tovNormalizePathSorta("$(inst_root_with:share/find.txt)/none", sorta.text);
-             return std::to_string(first) + std::to_string(second) +
+             return tovName(first) + " " + tovName(second) +
                     (first + second == 0 ? " " + w.shown(normal.text) + " " + w.shown(sorta.text) : "") +
                     World::takeReports();
          },
-         {"011 reports 11", "110 reports 11", "1111 reports 11 11"}},
+         {"TOV_OK TOV_PATH_PROCESSING reports TOV_PATH_PROCESSING",
+          "TOV_PATH_PROCESSING TOV_OK reports TOV_PATH_PROCESSING",
+          "TOV_PATH_PROCESSING TOV_PATH_PROCESSING reports TOV_PATH_PROCESSING TOV_PATH_PROCESSING"}},
         // ---- edits
         edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "DMTYPE", "mrev"); }),
         edit("tovAddEntry", [](const char *dir) { return tovAddEntry(dir, "SIZE", "small"); }),

@@ -1,6 +1,5 @@
-// A system call that fails once, at every call of every public function and with every error that the world has for
-// it: the result is one of the layer's own, success is not claimed for what was not done, and no file is torn, lost
-// or left behind.
+// Fault injection: each system call of each public function fails once, with each of several errors. The result must be
+// a documented one, success must not be returned for work that was not done, and every file must be old or new.
 
 #include <algorithm>
 #include <array>
@@ -15,7 +14,9 @@
 
 #include <gtest/gtest.h>
 
+#include "libdef/ryn.h"
 #include "tests/robustness/cases.h"
+#include "tests/robustness/code_names.h"
 #include "tests/robustness/more_faults.h"
 #include "tests/support/child.h"
 
@@ -60,39 +61,53 @@ std::string difference(const Tree &before, const Tree &after) {
     return text;
 }
 
-// ---- the answers
+// ---- results
 
-/// What a call may answer beside the usual, by the first function of its case. Cases that are not here always give
-/// their usual answer. In an answer
+/// The results that a call may have besides the usual one, by the first function of its case. A case that is not in the
+/// table always has its usual result. A result is compared as text, with these exceptions:
 ///
-///     E        is the number of the error, which passes through
-///     word: …  stands for that error alone
-///     *        at the end is anything
-///     part     alone is the usual list less what could not be found out
+///     E        at the end is the number of the injected error
+///     EIO: ... applies to that error only
+///     *        at the end is any text
+///     part     alone is the usual list without some of its names
 struct Answers {
     std::string_view function;
     std::vector<std::string_view> answers;
 };
 
 const std::vector<Answers> &allAnswers() {
-    static const std::vector<std::string_view> kIteration = {"3", "EACCES: 11", "part"};
-    static const std::vector<std::string_view> kSearch = {"6", "0 @/inst/share/find.txt"};
-    static const std::vector<std::string_view> kLibrarySearch = {"15", "0 @/inst/share/find.txt"};
-    static const std::vector<std::string_view> kListSearch = {"0 @/proj/vekinfo.tag",
-                                                              "0 @/site/.tolvane/vekinfo.tag"};
+    static const std::vector<std::string_view> kIteration = {"RYN_SYSTEM_ERROR",
+                                                             "EACCES: RYN_PERMISSION_DENIED", "part"};
+    static const std::vector<std::string_view> kSearch = {"PUX_PERMISSION_DENIED",
+                                                          "PUX_OK @/inst/share/find.txt"};
+    static const std::vector<std::string_view> kLibrarySearch = {"RYN_PERMISSION_DENIED_FILE",
+                                                                 "RYN_OK @/inst/share/find.txt"};
+    static const std::vector<std::string_view> kListSearch = {"PUX_OK @/proj/vekinfo.tag",
+                                                              "PUX_OK @/site/.tolvane/vekinfo.tag"};
     static const std::vector<std::string_view> kCreation = {
-        "3", "3 reports 3", "20", "EACCES: 15",
+        "RYN_SYSTEM_ERROR", "RYN_SYSTEM_ERROR reports RYN_SYSTEM_ERROR", "RYN_INVALID_PATH",
+        "EACCES: RYN_PERMISSION_DENIED_FILE",
         // The check of what was there to be checked is reported and passes.
-        "0 lib other none reports 3", "0 lib other none reports 10"};
+        "RYN_OK lib other none reports TOV_SYSTEM_ERROR", "RYN_OK lib other none reports TOV_INVALID_PATH"};
     // What goes wrong in the clearing that comes before is reported.
-    static const std::vector<std::string_view> kAddition = {"0 reports 3", "0 reports 3 3", "0 reports 3 9 3",
-                                                            "1 reports 3", "1 reports 3 9"};
-    static const std::vector<std::string_view> kClearing = {"0 reports 3", "1 reports 3"};
-    static const std::vector<std::string_view> kNo = {"0", "0 reports 3", "0 reports 10"};
-    static const std::vector<std::string_view> kNoX = {"0 in ''", "0 in '' reports 3", "0 in '' reports 10"};
+    static const std::vector<std::string_view> kAddition = {
+        "0 reports TOV_SYSTEM_ERROR", "0 reports TOV_SYSTEM_ERROR TOV_SYSTEM_ERROR",
+        "0 reports TOV_SYSTEM_ERROR TOV_SYNTAX_ERROR TOV_SYSTEM_ERROR", "1 reports TOV_SYSTEM_ERROR",
+        "1 reports TOV_SYSTEM_ERROR TOV_SYNTAX_ERROR"};
+    static const std::vector<std::string_view> kClearing = {"0 reports TOV_SYSTEM_ERROR",
+                                                            "1 reports TOV_SYSTEM_ERROR"};
+    static const std::vector<std::string_view> kNo = {"0", "0 reports TOV_SYSTEM_ERROR",
+                                                      "0 reports TOV_INVALID_PATH"};
+    static const std::vector<std::string_view> kNoX = {"0 in ''", "0 in '' reports TOV_SYSTEM_ERROR",
+                                                       "0 in '' reports TOV_INVALID_PATH"};
     static const std::vector<Answers> all = {
         // ---- common
-        {"vekFileExists", {"0*", "1801111lib", "1880111lib", "1881011lib", "1881101", "1881110lib"}},
+        {"vekFileExists",
+         {"exists 0*", "exists 1, stat size 8, size 0, directory 1, link 1, read 1, writable 1, target lib",
+          "exists 1, stat size 8, size 8, directory 0, link 1, read 1, writable 1, target lib",
+          "exists 1, stat size 8, size 8, directory 1, link 0, read 1, writable 1, target lib",
+          "exists 1, stat size 8, size 8, directory 1, link 1, read 0, writable 1, target ",
+          "exists 1, stat size 8, size 8, directory 1, link 1, read 1, writable 0, target lib"}},
         {"vekFileWritable", {"0"}},
         {"vekBuildDirPath", {"0"}},
         {"vekGetFilesysCaseSensitivity", {"1"}},
@@ -125,62 +140,77 @@ const std::vector<Answers> &allAnswers() {
         {"vekFSiOpendir", {"opendir E", "not named", "closedir"}},
         // ---- search
         {"puxInitialize",
-         {"0 @/proj @/home @/site @/inst/share", "0 . @/home @/site @/inst/share",
-          "0 . @/proj @/site @/inst/share", "0 . @/proj @/home @/inst/share", "0 . @/proj @/home @/site"}},
-        {"puxConvertPath", {"1", "5"}},
-        {"puxConvertPathEx", {"1", "5"}},
-        {"puxConvertPathNotThere", {"5"}},
-        {"puxConvertPathNotThereEx", {"5"}},
+         {"PUX_OK @/proj @/home @/site @/inst/share", "PUX_OK . @/home @/site @/inst/share",
+          "PUX_OK . @/proj @/site @/inst/share", "PUX_OK . @/proj @/home @/inst/share",
+          "PUX_OK . @/proj @/home @/site"}},
+        {"puxConvertPath", {"PUX_INTERNAL_ERROR", "PUX_FILE_NOT_FOUND"}},
+        {"puxConvertPathEx", {"PUX_INTERNAL_ERROR", "PUX_FILE_NOT_FOUND"}},
+        {"puxConvertPathNotThere", {"PUX_FILE_NOT_FOUND"}},
+        {"puxConvertPathNotThereEx", {"PUX_FILE_NOT_FOUND"}},
         {"puxSearch", kSearch},
         {"puxSearchEx", kSearch},
         {"puxSearchGroup", kSearch},
         {"puxSearchDirList", kSearch},
-        {"puxFindWritable", {"0 @/inst/share/find.txt"}},
-        {"puxFindWritableEx", {"0 @/inst/share/find.txt"}},
+        {"puxFindWritable", {"PUX_OK @/inst/share/find.txt"}},
+        {"puxFindWritableEx", {"PUX_OK @/inst/share/find.txt"}},
         {"puxFullSearch", kListSearch},
         {"puxFullSearchDirList", kListSearch},
-        {"puxUsePuxFor", {"6"}},
+        {"puxUsePuxFor", {"PUX_PERMISSION_DENIED"}},
         {"vekInterpolate", {"error 4", "error 10"}},
         // ---- tagfile
-        {"tovLookupEntry", {"null in ''", "null in '' reports 3", "null in '' reports 10"}},
+        {"tovLookupEntry",
+         {"null in ''", "null in '' reports TOV_SYSTEM_ERROR", "null in '' reports TOV_INVALID_PATH"}},
         {"tovLookupEntryX",
-         {"null in ''", "null in '' reports 3", "pkm in '@/site/.tolvane/vekinfo.tag' reports 10"}},
-        {"tovGetDmType", {"pkm", "pkm reports 3", "pkm reports 10", "pkm reports 11 10"}},
+         {"null in ''", "null in '' reports TOV_SYSTEM_ERROR",
+          "pkm in '@/site/.tolvane/vekinfo.tag' reports TOV_INVALID_PATH"}},
+        {"tovGetDmType",
+         {"pkm", "pkm reports TOV_SYSTEM_ERROR", "pkm reports TOV_INVALID_PATH",
+          "pkm reports TOV_PATH_PROCESSING TOV_INVALID_PATH"}},
         {"tovGetDmTypeX",
          {"none in '@/proj/link/vekinfo.tag'", "pkm in '@/site/.tolvane/vekinfo.tag'",
-          "pkm in '@/site/.tolvane/vekinfo.tag' reports 3", "pkm in '@/site/.tolvane/vekinfo.tag' reports 10",
-          "pkm in '@/site/.tolvane/vekinfo.tag' reports 11 10"}},
-        {"tovGetNameSpace", {"LibraryUnix reports 3"}},
-        {"tovGetNameSpaceX", {"LibraryUnix in ''", "LibraryUnix in '' reports 3"}},
+          "pkm in '@/site/.tolvane/vekinfo.tag' reports TOV_SYSTEM_ERROR",
+          "pkm in '@/site/.tolvane/vekinfo.tag' reports TOV_INVALID_PATH",
+          "pkm in '@/site/.tolvane/vekinfo.tag' reports TOV_PATH_PROCESSING TOV_INVALID_PATH"}},
+        {"tovGetNameSpace", {"LibraryUnix reports TOV_SYSTEM_ERROR"}},
+        {"tovGetNameSpaceX", {"LibraryUnix in ''", "LibraryUnix in '' reports TOV_SYSTEM_ERROR"}},
         {"tovIsLibrary", kNo},
         {"tovIsLibraryX", kNoX},
         {"tovIsInLibrary", kNo},
         {"tovIsInLibraryX", kNoX},
         {"tovCheckLibrary", kNo},
         {"tovCheckLibraryX", kNoX},
-        {"tovGetVekinfoAtLoc", {"3 reports 3", "6"}},
+        {"tovGetVekinfoAtLoc", {"TOV_SYSTEM_ERROR reports TOV_SYSTEM_ERROR", "TOV_NO_SUCH_FILE"}},
         {"tovLocalSearchElement",
-         {"3 reports 3", "6", "10 reports 10", "10 reports 11 10", "0 found 0 COLOUR"}},
-        {"tovNormalizePath", {"011 reports 11", "110 reports 11"}},
+         {"TOV_SYSTEM_ERROR reports TOV_SYSTEM_ERROR", "TOV_NO_SUCH_FILE",
+          "TOV_INVALID_PATH reports TOV_INVALID_PATH",
+          "TOV_INVALID_PATH reports TOV_PATH_PROCESSING TOV_INVALID_PATH", "TOV_OK found 0 COLOUR"}},
+        {"tovNormalizePath",
+         {"TOV_OK TOV_PATH_PROCESSING reports TOV_PATH_PROCESSING",
+          "TOV_PATH_PROCESSING TOV_OK reports TOV_PATH_PROCESSING"}},
         {"tovAddEntry", kAddition},
         {"tovSetPathDmType", kAddition},
         {"tovSetPathUnmanaged", kAddition},
         {"tovRemoveEntry", kClearing},
         {"tovClearPathUnmanaged", kClearing},
-        {"tovCreateInfoFile", {"0 reports 3"}},
+        {"tovCreateInfoFile", {"0 reports TOV_SYSTEM_ERROR"}},
         // ---- libdef
         {"rynInit", kCreation},
         {"rynInitialize", kCreation},
         {"rynInitEx",
-         {"1", "1 reports 1", "3", "3 reports 3", "20", "EACCES: 11", "EACCES: 11 reports 11", "EACCES: 12",
-          "0 lib other", "0 lib other reports 3", "0 lib other reports 10",
+         {"RYN_INTERNAL_ERROR", "RYN_INTERNAL_ERROR reports RYN_INTERNAL_ERROR", "RYN_SYSTEM_ERROR",
+          "RYN_SYSTEM_ERROR reports RYN_SYSTEM_ERROR", "RYN_INVALID_PATH", "EACCES: RYN_PERMISSION_DENIED",
+          "EACCES: RYN_PERMISSION_DENIED reports RYN_PERMISSION_DENIED",
+          "EACCES: RYN_PERMISSION_DENIED_LIBRARY", "RYN_OK lib other",
+          "RYN_OK lib other reports TOV_SYSTEM_ERROR", "RYN_OK lib other reports TOV_INVALID_PATH",
           // The file cannot be read to its end after a library was reported.
-          "3 reports 28 3",
+          "RYN_SYSTEM_ERROR reports RYN_NO_VEKLIBRARY_ENTRY RYN_SYSTEM_ERROR",
           // A library whose directory cannot be examined is told and not defined.
-          "0 lib reports *", "0 reports *"}},
-        {"rynSetImplicitTmp", {"20"}},
+          "RYN_OK lib reports *", "RYN_OK reports *"}},
+        {"rynSetImplicitTmp", {"RYN_INVALID_PATH"}},
         {"rynGetPath",
-         {"3", "EACCES: 12", "EACCES: 13", "EACCES: 14", "EACCES: 15", "0 @/proj/lib/cell1/view1/data.db"}},
+         {"RYN_SYSTEM_ERROR", "EACCES: RYN_PERMISSION_DENIED_LIBRARY", "EACCES: RYN_PERMISSION_DENIED_CELL",
+          "EACCES: RYN_PERMISSION_DENIED_VIEW", "EACCES: RYN_PERMISSION_DENIED_FILE",
+          "RYN_OK @/proj/lib/cell1/view1/data.db"}},
         {"rynSearch", kLibrarySearch},
         {"rynSearchList", kLibrarySearch},
         {"rynFindWritable", kLibrarySearch},
@@ -201,7 +231,7 @@ const std::vector<Answers> &allAnswers() {
         {"rynXIterateViewFiles", kIteration},
         {"rynIterateAllViewFiles", kIteration},
         {"rynXIterateAllViewFiles", kIteration},
-        {"rynGetSpec", {"0 0, 0 0"}},
+        {"rynGetSpec", {"RYN_OK not a directory, RYN_OK not a directory"}},
     };
     return all;
 }
@@ -209,16 +239,17 @@ const std::vector<Answers> &allAnswers() {
 /// Whether an answer is the usual list without some of its names. What cannot be looked into is named itself.
 bool isPartOfList(const std::string &answer, const std::string &usual) {
     std::istringstream names(answer);
+    const std::string ok = test::rynName(RYN_OK);
     const std::string all = usual + " ";
     std::size_t at = 0;
     for (std::string name; names >> name;) {
         at = std::min(all.find(" " + name + " ", at), all.find(" " + name + "/", at));
-        if (at == std::string::npos && name != "0") {
+        if (at == std::string::npos && name != ok) {
             return false;
         }
-        at = name == "0" ? 0 : at + 1;
+        at = name == ok ? 0 : at + 1;
     }
-    return answer.starts_with("0");
+    return answer.starts_with(ok);
 }
 
 bool isAnswer(const std::string &answer, std::string_view allowed, const std::string &usual, int error) {

@@ -1,5 +1,7 @@
 #include "tests/robustness/world.h"
 
+#include "tests/robustness/code_names.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -19,16 +21,16 @@ namespace test {
 
 namespace {
 
-std::vector<int> reports;
+std::vector<std::string> reports; ///< names of codes
 
 void hearText(const char * /*message*/) {}
 
 void hearTagError(int code, const char * /*text*/, const char * /*where*/, int /*line*/) {
-    reports.push_back(code);
+    reports.push_back(tovName(code));
 }
 
 int hearFatal(int code, const char * /*text*/, const char * /*sameText*/) {
-    reports.push_back(code);
+    reports.push_back(rynName(code));
     return 0;
 }
 
@@ -157,14 +159,14 @@ std::string World::shown(const char *text) const {
 }
 
 int World::recordWarning(int code, const char * /*object*/, const char * /*file*/, int /*line*/) {
-    reports.push_back(code);
+    reports.push_back(rynName(code));
     return 0;
 }
 
 std::string World::takeReports() {
     std::string text = reports.empty() ? "" : " reports";
-    for (const int code : reports) {
-        text += " " + std::to_string(code);
+    for (const std::string &code : reports) {
+        text += " " + code;
     }
     reports.clear();
     return text;

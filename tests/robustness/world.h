@@ -50,7 +50,7 @@ class World {
     /// `text` with "@" in the place of the world's directory; "null" for null.
     [[nodiscard]] std::string shown(const char *text) const;
 
-    /// Codes that the library has reported since the last call, "" for none, or " reports 3 2".
+    /// The names of the codes reported since the last call: "" or, for instance, " reports TOV_SYSTEM_ERROR".
     static std::string takeReports();
 
     /// An answer with the codes that were reported on the way to it.

@@ -1,0 +1,112 @@
+#include "tests/robustness/code_names.h"
+
+#include <array>
+#include <span>
+
+#include "libdef/ryn.h"
+#include "search/pux.h"
+#include "tagfile/tov.h"
+
+namespace test {
+
+namespace {
+
+struct Name {
+    int code;
+    const char *text;
+};
+
+std::string nameIn(std::span<const Name> names, int code) {
+    for (const Name &name : names) {
+        if (name.code == code) {
+            return name.text;
+        }
+    }
+    return std::to_string(code);
+}
+
+} // namespace
+
+std::string puxName(int code) {
+    constexpr std::array<Name, 9> kNames = {{
+        {PUX_OK, "PUX_OK"},
+        {PUX_INTERNAL_ERROR, "PUX_INTERNAL_ERROR"},
+        {PUX_MEMORY_ERROR, "PUX_MEMORY_ERROR"},
+        {PUX_INVALID_PARAMETER, "PUX_INVALID_PARAMETER"},
+        {PUX_BUFFER_TOO_SMALL, "PUX_BUFFER_TOO_SMALL"},
+        {PUX_FILE_NOT_FOUND, "PUX_FILE_NOT_FOUND"},
+        {PUX_PERMISSION_DENIED, "PUX_PERMISSION_DENIED"},
+        {PUX_INITIALIZATION_FAILED, "PUX_INITIALIZATION_FAILED"},
+        {PUX_NOT_INITIALIZED, "PUX_NOT_INITIALIZED"},
+    }};
+    return nameIn(kNames, code);
+}
+
+std::string tovName(int code) {
+    constexpr std::array<Name, 17> kNames = {{
+        {TOV_OK, "TOV_OK"},
+        {TOV_INTERNAL_ERROR, "TOV_INTERNAL_ERROR"},
+        {TOV_MEMORY_ERROR, "TOV_MEMORY_ERROR"},
+        {TOV_SYSTEM_ERROR, "TOV_SYSTEM_ERROR"},
+        {TOV_NO_SUCH_DIRECTORY, "TOV_NO_SUCH_DIRECTORY"},
+        {TOV_LIBRARY_NOT_DEFINED, "TOV_LIBRARY_NOT_DEFINED"},
+        {TOV_NO_SUCH_FILE, "TOV_NO_SUCH_FILE"},
+        {TOV_ATTRIBUTE_NOT_ASSIGNED, "TOV_ATTRIBUTE_NOT_ASSIGNED"},
+        {TOV_ACCESS_ERROR, "TOV_ACCESS_ERROR"},
+        {TOV_SYNTAX_ERROR, "TOV_SYNTAX_ERROR"},
+        {TOV_INVALID_PATH, "TOV_INVALID_PATH"},
+        {TOV_PATH_PROCESSING, "TOV_PATH_PROCESSING"},
+        {TOV_INVALID_ENVIRONMENT, "TOV_INVALID_ENVIRONMENT"},
+        {TOV_BUFFER_TOO_SMALL, "TOV_BUFFER_TOO_SMALL"},
+        {TOV_INCONSISTENT, "TOV_INCONSISTENT"},
+        {TOV_FILE_EXISTS, "TOV_FILE_EXISTS"},
+        {TOV_INVALID_ERROR_NUMBER, "TOV_INVALID_ERROR_NUMBER"},
+    }};
+    return nameIn(kNames, code);
+}
+
+std::string rynName(int code) {
+    constexpr std::array<Name, 38> kNames = {{
+        {RYN_OK, "RYN_OK"},
+        {RYN_INTERNAL_ERROR, "RYN_INTERNAL_ERROR"},
+        {RYN_MEMORY_ERROR, "RYN_MEMORY_ERROR"},
+        {RYN_SYSTEM_ERROR, "RYN_SYSTEM_ERROR"},
+        {RYN_NO_SUCH_DIRECTORY, "RYN_NO_SUCH_DIRECTORY"},
+        {RYN_LIBRARY_NOT_DEFINED, "RYN_LIBRARY_NOT_DEFINED"},
+        {RYN_NO_SUCH_CELL, "RYN_NO_SUCH_CELL"},
+        {RYN_NO_SUCH_VIEW, "RYN_NO_SUCH_VIEW"},
+        {RYN_NO_SUCH_FILE, "RYN_NO_SUCH_FILE"},
+        {RYN_ATTRIBUTE_NOT_ASSIGNED, "RYN_ATTRIBUTE_NOT_ASSIGNED"},
+        {RYN_FILE_NOT_INCLUDED, "RYN_FILE_NOT_INCLUDED"},
+        {RYN_PERMISSION_DENIED, "RYN_PERMISSION_DENIED"},
+        {RYN_PERMISSION_DENIED_LIBRARY, "RYN_PERMISSION_DENIED_LIBRARY"},
+        {RYN_PERMISSION_DENIED_CELL, "RYN_PERMISSION_DENIED_CELL"},
+        {RYN_PERMISSION_DENIED_VIEW, "RYN_PERMISSION_DENIED_VIEW"},
+        {RYN_PERMISSION_DENIED_FILE, "RYN_PERMISSION_DENIED_FILE"},
+        {RYN_SYNTAX_ERROR, "RYN_SYNTAX_ERROR"},
+        {RYN_DIRECTORY_REUSED, "RYN_DIRECTORY_REUSED"},
+        {RYN_FILE_INCLUDED_TWICE, "RYN_FILE_INCLUDED_TWICE"},
+        {RYN_INVALID_ATTRIBUTE, "RYN_INVALID_ATTRIBUTE"},
+        {RYN_INVALID_PATH, "RYN_INVALID_PATH"},
+        {RYN_INVALID_ENVIRONMENT, "RYN_INVALID_ENVIRONMENT"},
+        {RYN_INVALID_PARAMETER, "RYN_INVALID_PARAMETER"},
+        {RYN_BUFFER_TOO_SMALL, "RYN_BUFFER_TOO_SMALL"},
+        {RYN_META_DATA_EXISTS, "RYN_META_DATA_EXISTS"},
+        {RYN_META_DATA_LOCKED, "RYN_META_DATA_LOCKED"},
+        {RYN_WRONG_CONTEXT_TYPE, "RYN_WRONG_CONTEXT_TYPE"},
+        {RYN_ITERATION_COMPLETE, "RYN_ITERATION_COMPLETE"},
+        {RYN_NO_VEKLIBRARY_ENTRY, "RYN_NO_VEKLIBRARY_ENTRY"},
+        {RYN_DIFFERS_ONLY_BY_CASE, "RYN_DIFFERS_ONLY_BY_CASE"},
+        {RYN_REDEFINED_IN_SAME_FILE, "RYN_REDEFINED_IN_SAME_FILE"},
+        {RYN_REDEFINED, "RYN_REDEFINED"},
+        {RYN_VEKLIB_NOT_FOUND, "RYN_VEKLIB_NOT_FOUND"},
+        {RYN_NO_LINE_FOR_COMMAND, "RYN_NO_LINE_FOR_COMMAND"},
+        {RYN_NOT_DEFINED_IN_FILE, "RYN_NOT_DEFINED_IN_FILE"},
+        {RYN_CANNOT_LOCK, "RYN_CANNOT_LOCK"},
+        {RYN_NOT_FOR_PACKED, "RYN_NOT_FOR_PACKED"},
+        {RYN_INVALID_ERROR_NUMBER, "RYN_INVALID_ERROR_NUMBER"},
+    }};
+    return nameIn(kNames, code);
+}
+
+} // namespace test
