@@ -11,8 +11,10 @@
 #include "tagfile/keyword.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tov.h"
+#include "tool/read_ahead.h"
 #include "tool/vekinfo_append.h"
 #include "tool/vekinfo_args.h"
+#include "tool/vekinfo_scan.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -36,22 +38,6 @@ int warn(const char *function, int code) {
     static_cast<void>(
         std::fprintf(stderr, "WARNING: Problem found in %s: %s\n", function, rynGetErrorMsg(code)));
     return 1;
-}
-
-int verifyLibraries(rynContext *libraries, int configure) {
-    int result = TOV_OK;
-    const char *name = nullptr;
-    while (rynNextLib(libraries, &name) == RYN_OK) {
-        vek::PathText directory;
-        const int code = directory.fill([name](char *buffer, std::size_t size) {
-            return rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr, buffer, size);
-        });
-        if (code != RYN_OK) {
-            return warn("rynGetPath", code);
-        }
-        result = tovVerifyVekinfo(name, directory.c_str(), configure);
-    }
-    return result;
 }
 
 /// Probes the directory only if the tag file sets a namespace: an unset one is never wrong.
@@ -122,6 +108,51 @@ int tagCodeOf(int libraryCode) {
     return known ? ryn_to_tov_errorcode_map[index] : TOV_INVALID_ERROR_NUMBER;
 }
 
+int verifyLibrary(const char *libName, const char *dir, int configure, vekinfo::ReadAhead &readAhead) {
+    const vek::OwnedText tagPath = vek::joinText(dir, "/", tov::kTagFileName);
+    if (!tagPath) {
+        return tovPrintError(TOV_MEMORY_ERROR, "while checking a library", dir, 0);
+    }
+    VekinfoObj obj = {};
+    int found = 0;
+    int status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
+    if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
+        // It has come in between, or could not be seen for a moment.
+        status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
+    }
+    if (status == TOV_MEMORY_ERROR) {
+        return status;
+    }
+    if (found != 0) {
+        reportDefined(libName, dir, obj.nameSpace);
+    } else if (configure != 0) {
+        const bool isKnown = status != TOV_SYSTEM_ERROR;
+        status = configureLibrary(libName, dir, tagPath.get(), isKnown);
+        if (status != TOV_OK) {
+            return status;
+        }
+    }
+    vekinfo::scanSubdirs(dir, true, {}, readAhead);
+    return TOV_OK;
+}
+
+int verifyLibraries(rynContext *libraries, int configure) {
+    vekinfo::ReadAhead readAhead; // for all libraries: its workers are started once
+    int result = TOV_OK;
+    const char *name = nullptr;
+    while (rynNextLib(libraries, &name) == RYN_OK) {
+        vek::PathText directory;
+        const int code = directory.fill([name](char *buffer, std::size_t size) {
+            return rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr, buffer, size);
+        });
+        if (code != RYN_OK) {
+            return warn("rynGetPath", code);
+        }
+        result = verifyLibrary(name, directory.c_str(), configure, readAhead);
+    }
+    return result;
+}
+
 } // namespace
 
 int testParseWarnHandler(int code, const char *text, const char *file, int line) {
@@ -151,31 +182,8 @@ int lookForNoneTag(const char *dir) {
 }
 
 int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
-    const vek::OwnedText tagPath = vek::joinText(dir, "/", tov::kTagFileName);
-    if (!tagPath) {
-        return tovPrintError(TOV_MEMORY_ERROR, "while checking a library", dir, 0);
-    }
-    VekinfoObj obj = {};
-    int found = 0;
-    int status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
-    if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
-        // It has come in between, or could not be seen for a moment.
-        status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
-    }
-    if (status == TOV_MEMORY_ERROR) {
-        return status;
-    }
-    if (found != 0) {
-        reportDefined(libName, dir, obj.nameSpace);
-    } else if (configure != 0) {
-        const bool isKnown = status != TOV_SYSTEM_ERROR;
-        status = configureLibrary(libName, dir, tagPath.get(), isKnown);
-        if (status != TOV_OK) {
-            return status;
-        }
-    }
-    tovScanSubdirsForVekinfo(dir, 1);
-    return TOV_OK;
+    vekinfo::ReadAhead readAhead;
+    return verifyLibrary(libName, dir, configure, readAhead);
 }
 
 int tovVeklibCheck(const char *libFile, int configure) {

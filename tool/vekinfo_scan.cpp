@@ -1,7 +1,7 @@
 // The scan for redundant tag files: a depth-first walk in directory order, with an explicit stack of levels on the heap,
 // so that neither the stack nor the number of open files limits the depth. Each directory is read whole before anything
-// in it is entered. Reading (vek::readDirectory) is separate from the decisions about links, cycles and reports, which
-// follow one another in the order of the walk.
+// in it is entered. Large trees are read ahead by worker threads (read_ahead.h); the decisions about links, cycles and
+// reports are made here, in the order of the walk.
 
 #include "tool/vekinfo_scan.h"
 
@@ -32,7 +32,6 @@
 namespace {
 
 using vek::DirectoryIdentity;
-using vek::DirectoryReading;
 using Links = vek::WalkGuard::Links;
 
 constexpr std::string_view kTagFileName = "vekinfo.tag";
@@ -126,23 +125,22 @@ enum class Entered {
 /// One directory on the present descent.
 struct Level {
     Entered entered;
-    std::size_t path;    ///< offset of its path in the scan's paths
-    std::size_t segment; ///< the level where its path begins: that of the last link, or 0
-    vek::EntryList entries;
-    std::size_t next = 0; ///< position of the entry that is looked at next
+    vekinfo::Directory *directory; ///< of the scan's ReadAhead
+    std::size_t segment;           ///< the level where its path begins: that of the last link, or 0
     std::optional<DirectoryIdentity> identity;
+    std::size_t next = 0; ///< position of the entry that is looked at next
     Links links = Links::Unread;
 };
 
 /// One scan of everything below a directory.
 class Scan {
   public:
-    explicit Scan(const vek::LinkLimit &limit) : guard_(limit) {}
+    Scan(const vek::LinkLimit &limit, vekinfo::ReadAhead &readAhead) : readAhead_(readAhead), guard_(limit) {}
 
     void run(const char *directory, Entered entered) {
-        enter(directory, entered, std::nullopt);
+        enter(directory, entered, std::nullopt, {});
         while (!levels_.empty()) {
-            if (levels_.top().entries.isEnd(levels_.top().next)) {
+            if (entries().isEnd(levels_.top().next)) {
                 leave();
             } else {
                 lookAtNextEntry();
@@ -151,42 +149,46 @@ class Scan {
     }
 
   private:
-    [[nodiscard]] const char *pathOf(const Level &level) const { return &paths_[level.path]; }
-    [[nodiscard]] const char *directory() const { return pathOf(levels_.top()); }
+    using Step = vekinfo::ReadAhead::Step;
+    using Outcome = vekinfo::DirectoryReading::Outcome;
 
-    /// Reads a directory and adds it to the descent. A directory that cannot be opened is passed over.
-    /// @param path      not in the scan's paths
+    [[nodiscard]] const char *directory() const { return levels_.top().directory->path(); }
+    [[nodiscard]] const vek::EntryList &entries() const { return levels_.top().directory->entries(); }
+
+    /// Takes a directory that has been read and adds it to the descent. A directory that cannot be opened is passed
+    /// over.
     /// @param identity  known for the target of a link
-    void enter(const char *path, Entered entered, std::optional<DirectoryIdentity> identity) {
+    /// @param step      the entry that leads to the directory; the rest is filled in here
+    void enter(const char *path, Entered entered, const std::optional<DirectoryIdentity> &identity,
+               Step step) {
         const bool beginsPath = entered == Entered::Link || levels_.empty();
         const std::size_t segment = beginsPath ? levels_.size() : levels_.top().segment;
-        const bool isBelowLink = segment > 0;
-        Level level = {entered, paths_.size(), segment, std::move(spare_), 0, identity, Links::Unread};
-        level.entries.clear();
-        const DirectoryReading reading =
-            vek::readDirectory(path, level.entries, isBelowLink && !identity ? &level.identity : nullptr);
-        if (reading.outcome == DirectoryReading::Outcome::NotOpened) {
-            return;
-        }
-        if (entered == Entered::Plain && level.identity && isAboveSegment(*level.identity, segment)) {
-            reportCycle(directory());
-            return;
-        }
-        if (reading.outcome == DirectoryReading::Outcome::NoMemory || !push(path, std::move(level))) {
+        step.parent = levels_.empty() ? nullptr : levels_.top().directory;
+        step.isBelowLink = segment > 0;
+        step.identifies = step.isBelowLink && !identity;
+        vekinfo::Directory *read = readAhead_.enter(path, step);
+        if (read == nullptr) {
             reportNoMemory(path);
+            return;
+        }
+        if (!push({entered, read, segment, identity ? identity : read->identity()}, path)) {
+            readAhead_.leave(read);
         }
     }
 
-    /// @return false if memory is exhausted
-    bool push(const char *path, Level &&level) {
-        const std::size_t size = std::strlen(path) + 1;
-        char *copy = paths_.extend(size);
-        if (copy == nullptr) {
+    /// @return false if the directory is not to be scanned, for a reason that has been reported
+    bool push(const Level &level, const char *path) {
+        const Outcome outcome = level.directory->reading().outcome;
+        if (outcome == Outcome::NotOpened) {
             return false;
         }
-        std::memcpy(copy, path, size);
-        if (!levels_.push(std::move(level))) {
-            paths_.shrink(paths_.size() - size);
+        if (level.entered == Entered::Plain && level.identity &&
+            isAboveSegment(*level.identity, level.segment)) {
+            reportCycle(directory());
+            return false;
+        }
+        if (outcome == Outcome::NoMemory || !levels_.push(Level(level))) {
+            reportNoMemory(path);
             return false;
         }
         return true;
@@ -201,16 +203,14 @@ class Scan {
                 guard_.leave(*level.identity, number);
             }
         }
-        paths_.shrink(level.path);
-        if (level.entries.capacity() <= kMostSpare) {
-            spare_ = std::move(level.entries);
-        }
+        readAhead_.leave(level.directory);
         levels_.pop();
     }
 
     void lookAtNextEntry() {
         Level &level = levels_.top();
-        const vek::EntryList::Entry entry = level.entries.at(level.next);
+        const vek::EntryList::Entry entry = entries().at(level.next);
+        Step step = {.parent = level.directory, .position = level.next, .next = entry.next};
         level.next = entry.next;
 
         const bool isTagFileName = entry.name == kTagFileName;
@@ -219,13 +219,19 @@ class Scan {
             return;
         }
         EntryPath path;
-        if (kind == Kind::File || !path.assign(directory(), "/", entry.name) ||
-            (kind == Kind::Unknown && vekFileIsDirectory(path.c_str()) == 0)) {
+        const bool fits = kind == Kind::File || path.assign(directory(), "/", entry.name);
+        if (kind == Kind::Directory && fits) {
+            step.isListed = true;
+            enter(path.c_str(), Entered::Plain, std::nullopt, step);
+            return;
+        }
+        if (entry.type == DT_DIR) {
+            readAhead_.pass(step);
+        }
+        if (kind == Kind::File || !fits || vekFileIsDirectory(path.c_str()) == 0) {
             reportIf(isTagFileName && level.entered != Entered::Top);
-        } else if (kind == Kind::Directory) {
-            enter(path.c_str(), Entered::Plain, std::nullopt);
         } else {
-            enterOrFollow(path.c_str());
+            enterOrFollow(path.c_str(), step);
         }
     }
 
@@ -236,19 +242,19 @@ class Scan {
     }
 
     /// Enters a directory whose last path component may be a symbolic link.
-    void enterOrFollow(const char *path) {
+    void enterOrFollow(const char *path, const Step &step) {
         vek::PathText target;
         const int error = vek::readLink(path, target);
         if (error == 0) {
-            follow(path, target.view());
+            follow(path, target.view(), step);
         } else if (error == EINVAL) {
-            enter(path, Entered::Plain, std::nullopt);
+            enter(path, Entered::Plain, std::nullopt, step);
         } else {
             tovPrintError(TOV_INVALID_PATH, directory(), nullptr, 0);
         }
     }
 
-    void follow(const char *link, std::string_view target) {
+    void follow(const char *link, std::string_view target, const Step &step) {
         if (isLimitReached_ || !countLink()) {
             return;
         }
@@ -273,7 +279,7 @@ class Scan {
             reportCycle(directory());
             return;
         }
-        enter(normalized.c_str(), Entered::Link, identity);
+        enter(normalized.c_str(), Entered::Link, identity, step);
     }
 
     // ---- cycles, and the limit of ways through links
@@ -308,7 +314,7 @@ class Scan {
         for (; identified_ < levels_.size(); ++identified_) {
             Level &level = levels_[identified_];
             if (!level.identity) {
-                level.identity = DirectoryIdentity::of(pathOf(level));
+                level.identity = DirectoryIdentity::of(level.directory->path());
             }
             if (level.identity && !guard_.enter(*level.identity, identified_)) {
                 return false;
@@ -324,7 +330,7 @@ class Scan {
             return true;
         }
         const Level &start = levels_[levels_.top().segment];
-        return start.identity && ancestors_.contain(identity, *start.identity, pathOf(start));
+        return start.identity && ancestors_.contain(identity, *start.identity, start.directory->path());
     }
 
     /// A directory that is no link can be on the descent if a link leads to a directory above one of the descent. Only
@@ -334,11 +340,7 @@ class Scan {
         return level && *level < segment;
     }
 
-    /// Larger memory is not kept for a small directory.
-    static constexpr std::size_t kMostSpare = 4096;
-
-    vek::EntryList spare_;          ///< memory for the next directory that is read
-    vek::GrowingArray<char> paths_; ///< the paths of all levels, each with a NUL
+    vekinfo::ReadAhead &readAhead_;
     vek::GrowingArray<Level> levels_;
     std::size_t identified_ = 0; ///< the number of levels, from the top on, that the guard's descent has
     Ancestors ancestors_;
@@ -348,10 +350,11 @@ class Scan {
 
 } // namespace
 
-void vekinfoScanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit) {
-    Scan(limit).run(dir, isTop ? Entered::Top : Entered::Plain);
+void vekinfo::scanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit, ReadAhead &readAhead) {
+    Scan(limit, readAhead).run(dir, isTop ? Entered::Top : Entered::Plain);
 }
 
 void tovScanSubdirsForVekinfo(const char *dir, int isTop) {
-    vekinfoScanSubdirs(dir, isTop != 0, {});
+    vekinfo::ReadAhead readAhead;
+    vekinfo::scanSubdirs(dir, isTop != 0, {}, readAhead);
 }

@@ -2,8 +2,14 @@
 #define VEKINFO_SCAN_H
 
 #include "common/platform/walk_guard.h"
+#include "tool/read_ahead.h"
 
-/// tovScanSubdirsForVekinfo() with another limit of ways through links.
-void vekinfoScanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit);
+namespace vekinfo {
+
+/// tovScanSubdirsForVekinfo() with a given limit of ways through links. `readAhead` may be used for one scan after the
+/// other, so that its workers are started once.
+void scanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit, ReadAhead &readAhead);
+
+} // namespace vekinfo
 
 #endif

@@ -30,6 +30,7 @@ class EntryList {
             return false;
         }
         mayHoldLinks_ = mayHoldLinks_ || type == DT_LNK || type == DT_UNKNOWN;
+        directories_ += type == DT_DIR ? 1 : 0;
         *entry++ = static_cast<char>(type);
         std::memcpy(entry, name.data(), name.size());
         entry[name.size()] = '\0';
@@ -40,6 +41,7 @@ class EntryList {
     void clear() {
         bytes_.shrink(0);
         mayHoldLinks_ = false;
+        directories_ = 0;
     }
 
     /// One entry, and the position of the next one.
@@ -58,15 +60,22 @@ class EntryList {
         return {static_cast<unsigned char>(*entry), name, position + 1 + name.size() + 1};
     }
 
+    /// @return the size of all entries in bytes
+    [[nodiscard]] std::size_t size() const { return bytes_.size(); }
+
     /// @return the size of the memory in bytes
     [[nodiscard]] std::size_t capacity() const { return bytes_.capacity(); }
 
     /// @return false if no entry is a symbolic link
     [[nodiscard]] bool mayHoldLinks() const { return mayHoldLinks_; }
 
+    /// @return the number of entries whose type is DT_DIR
+    [[nodiscard]] std::size_t directories() const { return directories_; }
+
   private:
     GrowingArray<char> bytes_;
     bool mayHoldLinks_ = false;
+    std::size_t directories_ = 0;
 };
 
 /// The outcome of readDirectory().

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -77,11 +78,12 @@ constexpr std::array<std::string_view, 41> pointNames = {
 };
 static_assert(pointNames.size() == static_cast<std::size_t>(Point::Nanosleep) + 1);
 
+/// Atomic: worker threads of the code under test make calls, too.
 struct PointState {
-    int calls;
-    int failAt; // the number of the call that fails, 0 for none
-    int error;
-    bool andAfter;
+    std::atomic<int> calls;
+    std::atomic<int> failAt; // the number of the call that fails, 0 for none
+    std::atomic<int> error;
+    std::atomic<bool> andAfter;
 };
 
 // Initialized at compile time: the first calls come before any constructor has run.
@@ -124,8 +126,8 @@ void arm(PointState &point, int nth, int error, bool andAfter) {
 // Counts a call; true, with errno set, when it is to fail.
 bool fails(Point which) {
     PointState &point = at(which);
-    ++point.calls;
-    if (point.failAt == 0 || point.calls < point.failAt || (point.calls > point.failAt && !point.andAfter)) {
+    const int call = ++point.calls;
+    if (point.failAt == 0 || call < point.failAt || (call > point.failAt && !point.andAfter)) {
         return false;
     }
     errno = point.error;
@@ -201,7 +203,10 @@ void makeCaseless(const std::string &directory) {
 }
 
 void reset() {
-    state.points = {};
+    for (PointState &point : state.points) {
+        point.calls = 0;
+        point.failAt = 0;
+    }
     state.writeLimit = 0;
     state.caseless.set(nullptr);
     state.skipsWaiting = false;

@@ -2,7 +2,9 @@
 // for a network file system: each request takes a round trip, many are served at the same time, and lock requests can
 // be answered with an error.
 //
-// Usage: vek_passthrough_fs [--delay-us N] [--threads N] [--lock-error ERRNO] DIRECTORY MOUNTPOINT
+// Usage: vek_passthrough_fs [--delay-us N] [--threads N] [--lock-error ERRNO] [--blockable 1] DIRECTORY MOUNTPOINT
+//
+// With --blockable 1, a directory that holds a file ".block" cannot be opened until that file is removed.
 //
 // It stays in the foreground until it is unmounted or gets SIGTERM. The kernel caches neither attributes nor names, so
 // that every system call of a program is a request.
@@ -33,7 +35,8 @@ struct Settings {
     long delayUs = 0;
     unsigned threads = 64;
     int lockError = 0; ///< an errno value, 0 to leave locks to the kernel
-    int root = -1;     ///< the directory that requests are passed to
+    bool isBlockable = false;
+    int root = -1; ///< the directory that requests are passed to
 };
 
 Settings settings;
@@ -167,8 +170,18 @@ int synchronize(const char * /*path*/, int /*dataOnly*/, fuse_file_info *file) {
     return result(fsync(static_cast<int>(file->fh)));
 }
 
+/// Waits while the directory holds a file ".block".
+void waitUntilUnblocked(const char *path) {
+    const std::string block = std::string(below(path)) + "/.block";
+    while (settings.isBlockable && faccessat(settings.root, block.c_str(), F_OK, 0) == 0) {
+        const timespec duration = {0, 1'000'000};
+        nanosleep(&duration, nullptr);
+    }
+}
+
 int openDirectory(const char *path, fuse_file_info *file) {
     delay();
+    waitUntilUnblocked(path);
     const int opened = openat(settings.root, below(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR *stream = opened < 0 ? nullptr : fdopendir(opened);
     file->fh = reinterpret_cast<std::uint64_t>(stream);
@@ -239,8 +252,10 @@ fuse_operations operations() {
 }
 
 int usage(const char *program) {
-    std::fprintf(stderr, "Usage: %s [--delay-us N] [--threads N] [--lock-error ERRNO] DIRECTORY MOUNTPOINT\n",
-                 program);
+    std::fprintf(
+        stderr,
+        "Usage: %s [--delay-us N] [--threads N] [--lock-error ERRNO] [--blockable 1] DIRECTORY MOUNTPOINT\n",
+        program);
     return 2;
 }
 
@@ -257,6 +272,8 @@ int main(int argc, char **argv) {
             settings.threads = static_cast<unsigned>(value);
         } else if (option == "--lock-error") {
             settings.lockError = static_cast<int>(value);
+        } else if (option == "--blockable") {
+            settings.isBlockable = value != 0;
         } else {
             return usage(argv[0]);
         }

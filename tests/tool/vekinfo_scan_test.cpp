@@ -24,27 +24,30 @@
 
 namespace {
 
-/// What readdir() does beside its work in this process.
+/// What getdents64() does beside its work in this process.
 struct Reading {
-    bool hidesTypes = false;              ///< as file systems do that know no entry types
+    bool hidesTypes = false;              ///< as file systems without entry types do
     std::function<void()> afterward = {}; ///< called when a directory has been read to its end
 };
 Reading reading;
 
 } // namespace
 
-// Stands between the code under test and the C library.
+// Replaces the function of the C library in this process.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library keeps its names to itself
-extern "C" dirent *readdir(DIR *directory) {
-    static const auto real = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir"));
-    dirent *entry = real(directory);
-    if (entry != nullptr && reading.hidesTypes) {
+extern "C" ssize_t getdents64(int directory, void *buffer, std::size_t size) {
+    static const auto real =
+        reinterpret_cast<ssize_t (*)(int, void *, std::size_t)>(dlsym(RTLD_NEXT, "getdents64"));
+    const ssize_t count = real(directory, buffer, size);
+    for (ssize_t at = 0; at < count && reading.hidesTypes;) {
+        auto *entry = reinterpret_cast<dirent64 *>(static_cast<char *>(buffer) + at);
         entry->d_type = DT_UNKNOWN;
+        at += entry->d_reclen;
     }
-    if (entry == nullptr && reading.afterward) {
+    if (count == 0 && reading.afterward) {
         reading.afterward();
     }
-    return entry;
+    return count;
 }
 
 namespace {
@@ -81,7 +84,8 @@ class Scan : public test::TagTest {
     /// The same of a scan of "lib" with a limit of its own.
     std::vector<std::string> redundantWithin(const vek::LinkLimit &limit) const {
         test::Capture capture;
-        vekinfoScanSubdirs(box.path("lib").c_str(), true, limit);
+        vekinfo::ReadAhead readAhead;
+        vekinfo::scanSubdirs(box.path("lib").c_str(), true, limit, readAhead);
         return directoriesIn(capture.out());
     }
     [[nodiscard]] std::vector<std::string> directoriesIn(const std::string &text) const {
@@ -543,7 +547,7 @@ TEST_F(Scan, ManyLinkedCellsBehindTwoLinksAreScanned) {
         test::faults::reset();
         EXPECT_EQ(Found{"big/cells/20999"}, redundant("big/lib"));
         EXPECT_EQ(kNoReports, reports.take());
-        EXPECT_EQ(1 + 2 + 21'000, test::faults::count("opendir"));
+        EXPECT_EQ(1 + 2 + 21'000, test::faults::count("open"));
     });
 }
 
@@ -556,7 +560,7 @@ TEST_F(Scan, ManyLinksToOneDirectoryBehindTwoLinksAreScanned) {
         test::faults::reset();
         EXPECT_EQ("", scan("big/lib"));
         EXPECT_EQ(kNoReports, reports.take());
-        EXPECT_EQ(1 + 2 + 21'000, test::faults::count("opendir"));
+        EXPECT_EQ(1 + 2 + 21'000, test::faults::count("open"));
     });
 }
 
@@ -584,7 +588,7 @@ TEST_F(Scan, AHundredReleasesOfAThousandLinkedCellsAreScanned) {
         test::faults::reset();
         EXPECT_EQ("", scan("big/lib"));
         EXPECT_EQ(kNoReports, reports.take());
-        EXPECT_EQ(1 + 100 * (1 + 1000), test::faults::count("opendir"));
+        EXPECT_EQ(1 + 100 * (1 + 1000), test::faults::count("open"));
     });
 }
 
@@ -688,7 +692,7 @@ TEST_F(Scan, EntryTypesSpareTheQuestions) {
     }
     test::faults::reset();
     EXPECT_EQ("", scan());
-    EXPECT_EQ(41, test::faults::count("opendir"));
+    EXPECT_EQ(41, test::faults::count("open"));
     EXPECT_EQ(0, test::faults::count("stat"));
     EXPECT_EQ(0, test::faults::count("lstat"));
     EXPECT_EQ(0, test::faults::count("readlink"));
@@ -755,7 +759,7 @@ TEST_F(Scan, ADirectoryThatTurnsIntoALinkIsNoEndlessWay) {
 TEST_F(Scan, ADirectoryThatCannotBeOpenedForNowIsPassedOver) {
     box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "");
     for (const int error : {EMFILE, EIO, ENOMEM, ESTALE}) {
-        test::faults::fail("opendir", 2, error);
+        test::faults::fail("open", 2, error);
         EXPECT_EQ(1U, redundant().size()) << error;
         EXPECT_EQ(kNoReports, reports.take());
     }

@@ -1,0 +1,66 @@
+#include "tool/directory_reader.h"
+
+#include "common/base/owned.h"
+
+#include <array>
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string_view>
+
+namespace vekinfo {
+
+namespace {
+
+using Outcome = DirectoryReading::Outcome;
+
+/// The records that one getdents64() has read.
+struct Block {
+    alignas(dirent64) std::array<char, 32768> bytes; // as large as that of readdir()
+    std::size_t size = 0;
+
+    /// @return false at the end of the directory. A read error ends it, too.
+    bool read(int directory) {
+        const ssize_t count = getdents64(directory, bytes.data(), bytes.size());
+        size = count > 0 ? static_cast<std::size_t>(count) : 0;
+        return size > 0;
+    }
+};
+
+/// @return false if memory is exhausted
+bool addEntries(const Block &block, vek::EntryList &entries) {
+    for (std::size_t at = 0; at < block.size;) {
+        const auto *entry = reinterpret_cast<const dirent64 *>(&block.bytes[at]);
+        const std::string_view name(&entry->d_name[0]);
+        if (!vek::isDotOrDotDot(name) && !entries.add(entry->d_type, name)) {
+            return false;
+        }
+        at += entry->d_reclen;
+    }
+    return true;
+}
+
+} // namespace
+
+DirectoryReading readDirectory(const char *path, const ReadingOptions &options, vek::EntryList &entries,
+                               std::optional<vek::DirectoryIdentity> &identity) {
+    const vek::OwnedDescriptor directory(open(path, O_RDONLY | O_NONBLOCK | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid()) {
+        return {Outcome::NotOpened, errno};
+    }
+    if (options.identifies) {
+        identity = vek::DirectoryIdentity::of(directory.get());
+    }
+    Block block;
+    while (block.read(directory.get())) {
+        if (!addEntries(block, entries)) {
+            return {Outcome::NoMemory};
+        }
+        if (entries.size() > options.mostBytes) {
+            return {Outcome::TooLarge};
+        }
+    }
+    return {};
+}
+
+} // namespace vekinfo
