@@ -1,12 +1,18 @@
 #include "common/platform/vek_install_root.h"
 
+// An installation root is found by walking up from the executable (or from a given file) and testing for the marker in
+// each directory. A discovery takes at most two stat() calls for each directory of the path. The running tool's root is
+// stored for the process, a failure is not.
+
 #include "common/base/owned.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_path.h"
+#include "common/platform/veki_executable.h"
 #include "common/platform/veki_init.h"
 #include "common/platform/veki_install_root.h"
 #include "common/platform/veki_path.h"
+#include "common/platform/veki_real_path.h"
 #include "common/text/vek_strlist.h"
 
 #include <array>
@@ -14,95 +20,90 @@
 #include <cstdlib>
 #include <cstring>
 
-// The executable that the last discovery found, for the messages about a missing root.
-static struct { char path[vek::ExecutableText::kCapacity + 1]; } executable;
-
-namespace vek {
-
-char *copyReported(std::string_view text) {
-    char *copy = static_cast<char *>(vekiMalloc(text.size() + 1));
-    if (copy != nullptr) {
-        std::memcpy(copy, text.data(), text.size());
-        copy[text.size()] = '\0';
-    }
-    return copy;
-}
-
-// What makes the directory above it an installation root; the order decides within one directory.
+// The marker of an installation root; "tools" is tested first in each directory.
 static constexpr std::array<std::string_view, 2> kMarkers = {"/tools/bin/vek_root",
                                                              "/tools.lnx86/bin/vek_root"};
 
-bool findRoot(std::string_view path, WalkFrom from, std::string_view &root) {
-    ExecutableText candidate;
+constinit vek::Installation vek::runningInstallation;
+
+namespace {
+/// The directory in which findRoot() begins.
+enum class FirstDirectory { Path, Parent };
+} // namespace
+
+/// Walks up `path` to the nearest installation root. The root directory is tested last, as the empty string.
+/// @return the size of the root, which is a prefix of `path`
+static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory first) {
+    vek::ExecutableText candidate;
     if (!candidate.assign(path)) {
-        return false;
+        return std::nullopt;
     }
-    std::size_t length = from == WalkFrom::Path ? path.size() : path.rfind('/');
+    std::size_t length = first == FirstDirectory::Path ? path.size() : path.rfind('/');
     while (length != std::string_view::npos) {
-        root = {path.data(), length};
         for (const std::string_view marker : kMarkers) {
             candidate.truncate(length);
-            // A marker too far down for a path cannot exist either.
+            // A marker whose path does not fit into the buffer is longer than PATH_MAX and cannot exist.
             if (candidate.append(marker) && vekiFileExistsExecutable(candidate.c_str()) == 1) {
-                return true;
+                return length;
             }
         }
-        length = root.rfind('/');
+        length = std::string_view(path.data(), length).rfind('/');
     }
-    return false;
+    return std::nullopt;
 }
 
-} // namespace vek
-
-static void keepExecutable(std::string_view path) {
-    if (!vek::copyToBuffer(path, executable.path, sizeof executable.path)) {
-        executable.path[0] = '\0';
-    }
-}
-
-const char *vekiFullExecutablePath(void) {
-    return executable.path;
-}
-
-/// Replaces `path` by the executable that the command table beside it names, if there is one.
-static void followCommandTable(vek::ExecutableText &path) {
-    const std::string_view directory(path.c_str(), path.view().rfind('/') + 1);
+/// Replaces `executable` by the path that the command table in its directory has for `command`, if there is one.
+static void followCommandTable(const char *command, vek::ExecutableText &executable) {
+    const std::string_view directory(executable.c_str(), executable.view().rfind('/') + 1);
     vek::PathText table;
     if (!table.assign(directory, std::string_view(".command_table.dat"))) {
         return;
     }
-    const vek::OwnedText real(vekiGetRealPath(vekiExecutableName, table.c_str()));
-    if (real && path.assign(std::string_view(real.get()))) {
-        keepExecutable(path.view());
+    const vek::OwnedText real(vekiGetRealPath(command, table.c_str()));
+    if (real) {
+        static_cast<void>(executable.assign(std::string_view(real.get())));
     }
 }
 
-void vekiGetInstallRoot(void) {
-    vekiRootPath = nullptr;
+vek::Discovery vek::discoverInstallation(const char *command) {
+    const Executable found = findExecutable(command);
+    Discovery discovery;
+    discovery.error = found.error;
+    if (found.path.empty() || !discovery.executable.assign(found.path.view())) {
+        return discovery;
+    }
+    if (std::getenv("VEK_STRM_ACTIVE") != nullptr) {
+        followCommandTable(command, discovery.executable);
+    }
+    discovery.rootSize = findRoot(discovery.executable.view(), FirstDirectory::Parent);
+    return discovery;
+}
+
+/// Runs discoverInstallation() if vekInit() was called, and prints its error.
+static vek::Discovery discoverOrReport(const char *command) {
     if (vekInitDone() == 0) {
         static_cast<void>(std::fputs("ERROR! vekInit has not been called\n", stderr));
-        return;
+        return {};
     }
-    vekCanonicalizeDirSep(vekiExecutableName);
-    keepExecutable("");
-    vek::ExecutableText path;
-    vek::findExecutable(vekiExecutableName, path);
-    if (path.empty()) {
-        return;
-    }
-    keepExecutable(path.view());
-    if (std::getenv("VEK_STRM_ACTIVE") != nullptr) {
-        followCommandTable(path);
-    }
-    std::string_view root;
-    if (vek::findRoot(path.view(), vek::WalkFrom::Parent, root)) {
-        vekiRootPath = vek::copyReported(root);
-    }
+    vek::Discovery discovery = vek::discoverInstallation(command);
+    vek::printExecutableError(discovery.error);
+    return discovery;
 }
 
-const char *vekiFindInstallRoot(void) {
+static char *copyRoot(const vek::Discovery &discovery) {
+    return discovery.rootSize ? vek::copyOrReport(discovery.root()) : nullptr;
+}
+
+void vek::storeInstallRoot() {
+    vekCanonicalizeDirSep(vekiExecutableName);
+    const Discovery discovery = discoverOrReport(vekiExecutableName);
+    static_cast<void>(runningInstallation.executable.assign(discovery.executable.view()));
+    vekiRootPath = copyRoot(discovery);
+}
+
+const char *vek::installRoot() {
     if (vekiRootPath == nullptr) {
-        vekiGetInstallRoot();
+        storeInstallRoot();
     }
     return vekiRootPath;
 }
@@ -111,55 +112,39 @@ int vekIsTolvaneHier(void) {
     if (cmnGetInstallRootRequired() == 0 || vekInitDone() == 0) {
         return 0;
     }
-    return vekiFindInstallRoot() != nullptr ? 1 : 0;
+    return vek::installRoot() != nullptr ? 1 : 0;
 }
 
 char *vekGetInstallRoot(void) {
-    return cmnGetInstallRootRequired() == 0 ? nullptr : vekiCopyString(vekiFindInstallRoot());
+    return cmnGetInstallRootRequired() == 0 ? nullptr : vekiCopyString(vek::installRoot());
 }
 
 int vekGetInstallRootInBuf(char *buf, size_t size) {
     if (cmnGetInstallRootRequired() == 0 || buf == nullptr) {
         return 0;
     }
-    const char *root = vekiFindInstallRoot();
+    const char *root = vek::installRoot();
     return root != nullptr && vek::copyToBuffer(root, buf, size) ? 1 : 0;
-}
-
-static void setExecutableName(std::string_view name) {
-    constexpr std::size_t kMax = VEKI_EXECUTABLE_NAME_MAX;
-    const std::size_t length = name.size() < kMax ? name.size() : kMax;
-    std::memmove(vekiExecutableName, name.data(), length);
-    vekiExecutableName[length] = '\0';
 }
 
 char *vekGetInstallRootFromPath(const char *exePath) {
     if (cmnGetInstallRootRequired() == 0 || exePath == nullptr || *exePath == '\0') {
         return nullptr;
     }
-    vek::FixedText<sizeof vekiExecutableName> savedName;
-    savedName.appendCut(vekiExecutableName);
-    char *const savedRoot = vekiRootPath;
-
-    setExecutableName(exePath);
-    vekiGetInstallRoot();
-    char *const found = vekiRootPath;
-
-    vekiRootPath = savedRoot;
-    setExecutableName(savedName.view());
-    return found;
+    // Documented: the result is that of a tool started as `exePath`, and vekInit() keeps 4096 characters of a name.
+    vek::FixedText<sizeof vekiExecutableName> command;
+    command.appendCut(exePath);
+    command.edit(vekCanonicalizeDirSep);
+    return copyRoot(discoverOrReport(command.c_str()));
 }
 
-/// Finds the root of the installation that holds `file`.
-///
-/// @param path  working space
-/// @param root  receives it, a prefix of `path`
-/// @return whether there is one
-static bool findRootOfFile(std::string_view file, vek::PathText &path, std::string_view &root) {
-    path.clear();
+/// Finds the root of the installation that contains `file`.
+/// @return false if there is none; otherwise `root` receives the root
+static bool findRootOfFile(std::string_view file, vek::PathText &root) {
+    vek::PathText path;
     if (file.empty() || file[0] != '/') {
         if (!vek::readWorkingDirectory(path)) {
-            static_cast<void>(std::fputs("Unable to get working directory.\n", stderr));
+            vek::printNoWorkingDirectory();
             return false;
         }
         if (!path.append('/')) {
@@ -171,19 +156,19 @@ static bool findRootOfFile(std::string_view file, vek::PathText &path, std::stri
     }
     path.edit(vekCanonicalizeDirSep);
     path.edit(vekiCleanupRootedPath);
-    return vek::findRoot(path.view(), vek::WalkFrom::Path, root);
+    const std::optional<std::size_t> size = findRoot(path.view(), FirstDirectory::Path);
+    return size && root.assign(std::string_view(path.c_str(), *size));
 }
 
 char *vekGetInstallRootFromFilePath(const char *path) {
     if (cmnGetInstallRootRequired() == 0 || path == nullptr || *path == '\0') {
         return nullptr;
     }
-    vek::PathText rooted;
-    std::string_view root;
-    return findRootOfFile(path, rooted, root) ? vek::copyReported(root) : nullptr;
+    vek::PathText root;
+    return findRootOfFile(path, root) ? vek::copyOrReport(root.view()) : nullptr;
 }
 
-/// The directories in which installations are looked for, null when the variable is unset.
+/// The list of directories that are searched for installations; null if the variable is not set.
 static const char *installationList() {
     return std::getenv(std::getenv("VEK_STRM_ACTIVE") != nullptr ? "VEK_STRM_DIR_LIST" : "PATH");
 }
@@ -194,20 +179,18 @@ char *vekGetInstallRootWithPath(const char *relPath) {
     }
     const char *list = installationList();
     if (list == nullptr) {
-        static_cast<void>(
-            std::fputs("ERROR! unable to determine search path - check PATH setting\n", stderr));
+        vek::printNoPathVariable();
         return nullptr;
     }
     const std::string_view wanted(*relPath == '/' ? relPath + 1 : relPath);
     vek::DirectoryList directories(list);
     std::string_view directory;
-    vek::PathText path;
-    std::string_view root;
+    vek::PathText root;
     vek::PathText candidate;
     while (directories.next(directory)) {
-        if (findRootOfFile(directory, path, root) && candidate.assign(root, '/', wanted) &&
+        if (findRootOfFile(directory, root) && candidate.assign(root.view(), '/', wanted) &&
             vekiPathExists(candidate.c_str()) == 1) {
-            return vek::copyReported(root);
+            return vek::copyOrReport(root.view());
         }
     }
     return nullptr;
@@ -233,23 +216,17 @@ char **vekGetAllInstallRoots(void) {
                                      stderr));
         return nullptr;
     }
-    // Grows with what is found; no number of installations is too many.
     char **roots = nullptr;
     int count = 0;
     int size = 0;
     vek::DirectoryList directories(list);
     std::string_view directory;
-    vek::PathText path;
-    std::string_view root;
+    vek::PathText root;
     while (directories.next(directory)) {
-        if (!findRootOfFile(directory, path, root)) {
+        if (!findRootOfFile(directory, root) || contains(roots, root.c_str())) {
             continue;
         }
-        path.truncate(root.size());
-        if (contains(roots, path.c_str())) {
-            continue;
-        }
-        char **grown = vekFastAddToStrlist(roots, path.c_str(), &count, &size);
+        char **grown = vekFastAddToStrlist(roots, root.c_str(), &count, &size);
         if (grown == nullptr) {
             vekFreeStrlist(roots);
             return nullptr;
@@ -257,4 +234,13 @@ char **vekGetAllInstallRoots(void) {
         roots = grown;
     }
     return roots;
+}
+
+char *vekFindExecInPath(const char *name) {
+    if (name == nullptr) {
+        return nullptr;
+    }
+    const vek::Executable found = vek::findExecutable(name);
+    vek::printExecutableError(found.error);
+    return found.path.empty() ? nullptr : vek::copyOrReport(found.path.view());
 }

@@ -122,16 +122,17 @@ void *vekiMalloc(size_t size) {
     return memory;
 }
 
-char *vekiCopyString(const char *text) {
-    if (text == nullptr) {
-        return nullptr;
-    }
-    const std::size_t size = std::strlen(text) + 1;
-    char *copy = static_cast<char *>(vekiMalloc(size));
+char *vek::copyOrReport(std::string_view text) {
+    char *copy = static_cast<char *>(vekiMalloc(text.size() + 1));
     if (copy != nullptr) {
-        std::memcpy(copy, text, size);
+        std::memcpy(copy, text.data(), text.size());
+        copy[text.size()] = '\0';
     }
     return copy;
+}
+
+char *vekiCopyString(const char *text) {
+    return text == nullptr ? nullptr : vek::copyOrReport(text);
 }
 
 int vekiFileExistsExecutable(const char *path) {

@@ -1,7 +1,7 @@
+#include "common/platform/veki_executable.h"
+
 #include "common/platform/system_path.h"
-#include "common/platform/vek_install_root.h"
 #include "common/platform/vek_path.h"
-#include "common/platform/veki_install_root.h"
 #include "common/platform/veki_path.h"
 
 #include <cstdio>
@@ -24,56 +24,70 @@ bool DirectoryList::next(std::string_view &directory) {
     return true;
 }
 
-/// Finds `name` along `PATH`. @return whether it is there
-static bool findAlongPath(std::string_view name, ExecutableText &path) {
+static ExecutableError searchAlongPath(std::string_view command, ExecutableText &path) {
     const char *list = std::getenv("PATH");
     if (list == nullptr) {
-        static_cast<void>(
-            std::fputs("ERROR! unable to determine search path - check PATH setting\n", stderr));
+        return ExecutableError::NoPathVariable;
     }
     DirectoryList directories(list);
     std::string_view directory;
     while (directories.next(directory)) {
-        if (path.assign(directory, '/', name) && vekiFileExistsExecutable(path.c_str()) == 1) {
-            return true;
+        if (path.assign(directory, '/', command) && vekiFileExistsExecutable(path.c_str()) == 1) {
+            return ExecutableError::None;
         }
     }
-    return false;
+    return ExecutableError::NotFound;
 }
 
-/// Puts the working directory in front of `path`. @return whether the result fitted
-static bool makeRooted(ExecutableText &path) {
+static ExecutableError makeAbsolute(ExecutableText &path) {
     PathText directory;
     if (!readWorkingDirectory(directory)) {
-        static_cast<void>(std::fputs("Unable to get working directory.\n", stderr));
-        // A stand-in that no installation is above of, instead of a failure.
-        return path.assign(std::string_view("/UNKNOWN"));
+        // Documented: not a failure, but a path that has no installation above it.
+        static_cast<void>(path.assign(std::string_view("/UNKNOWN")));
+        return ExecutableError::NoWorkingDirectory;
     }
-    ExecutableText rooted;
-    return rooted.assign(directory.view(), '/', path.view()) && path.assign(rooted.view());
+    ExecutableText absolute;
+    return absolute.assign(directory.view(), '/', path.view()) && path.assign(absolute.view())
+               ? ExecutableError::None
+               : ExecutableError::NotFound;
 }
 
-void findExecutable(std::string_view name, ExecutableText &path) {
-    const bool hasDirectory = name.find('/') != std::string_view::npos;
-    bool found = !name.empty() && (hasDirectory ? path.assign(name) : findAlongPath(name, path));
-    if (found) {
-        path.edit(vekCanonicalizeDirSep);
-        found = vekIsRooted(path.c_str()) == 1 || makeRooted(path);
+Executable findExecutable(std::string_view command) {
+    Executable found;
+    const bool hasDirectory = command.find('/') != std::string_view::npos;
+    if (command.empty() || (hasDirectory && !found.path.assign(command))) {
+        found.error = ExecutableError::NotFound;
+    } else if (!hasDirectory) {
+        found.error = searchAlongPath(command, found.path);
     }
-    if (!found) {
-        path.clear();
-        return;
+    if (found.error == ExecutableError::None) {
+        found.path.edit(vekCanonicalizeDirSep);
+        if (vekIsRooted(found.path.c_str()) == 0) {
+            found.error = makeAbsolute(found.path);
+        }
     }
-    path.edit(vekiCleanupRootedPath);
+    if (found.error == ExecutableError::None || found.error == ExecutableError::NoWorkingDirectory) {
+        found.path.edit(vekiCleanupRootedPath);
+    } else {
+        found.path.clear();
+    }
+    return found;
+}
+
+void printNoWorkingDirectory() {
+    static_cast<void>(std::fputs("Unable to get working directory.\n", stderr));
+}
+
+void printNoPathVariable() {
+    static_cast<void>(std::fputs("ERROR! unable to determine search path - check PATH setting\n", stderr));
+}
+
+void printExecutableError(ExecutableError error) {
+    if (error == ExecutableError::NoPathVariable) {
+        printNoPathVariable();
+    } else if (error == ExecutableError::NoWorkingDirectory) {
+        printNoWorkingDirectory();
+    }
 }
 
 } // namespace vek
-
-char *vekFindExecInPath(const char *name) {
-    if (name == nullptr) {
-        return nullptr;
-    }
-    vek::ExecutableText path;
-    vek::findExecutable(name, path);
-    return path.empty() ? nullptr : vek::copyReported(path.view());
-}

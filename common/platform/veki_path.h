@@ -1,29 +1,40 @@
 #ifndef VEKI_PATH_H
 #define VEKI_PATH_H
 
-/// Path helpers and checked allocation for the inside of this layer.
+/// Path helpers, and allocation that reports failures.
 
 #include "common/base/vek_api.h"
 
+#include <string_view>
+
 VEK_BEGIN_DECLS
 
-/// Cleans a rooted path in place: collapses "//", drops "/./", and resolves "/../" by dropping the component
-/// before it, always at the leftmost place. A final "/." or "/.." stays.
+/// Cleans an absolute path in place: replaces "//" and "/./" by "/", and removes "/../" with the component before it,
+/// the leftmost first. A final "/." or "/.." is kept.
 void vekiCleanupRootedPath(char *path);
 
-/// malloc() that writes "ERROR! Failed to allocate ... bytes of space" to standard error when it fails.
-/// @return the memory, which the caller frees, or null
+/// Calls malloc() and prints "ERROR! Failed to allocate ... bytes of space" on standard error if it fails.
+/// @return the memory, which the caller frees; null if memory is exhausted
 void *vekiMalloc(size_t size);
 
-/// @return a heap copy of `text` that the caller frees; null for null, or when vekiMalloc() failed
+/// @return a copy of `text` in memory of vekiMalloc(), which the caller frees; null if `text` is null or memory is
+///         exhausted
 char *vekiCopyString(const char *text);
 
-/// @return 1 when `path` is a regular file (links followed) whose owner may execute it, else 0
+/// Follows symbolic links.
+/// @return 1 if `path` is a regular file with the owner's execute bit, otherwise 0
 int vekiFileExistsExecutable(const char *path);
 
-/// @return 1 when stat() succeeds on `path`, else 0
+/// @return 1 if stat() succeeds for `path`, otherwise 0
 int vekiPathExists(const char *path);
 
 VEK_END_DECLS
+
+namespace vek {
+
+/// @return a copy of `text` in memory of vekiMalloc(), which the caller frees; null if memory is exhausted
+[[nodiscard]] char *copyOrReport(std::string_view text);
+
+} // namespace vek
 
 #endif

@@ -1,14 +1,16 @@
+#include "common/platform/veki_real_path.h"
+
 #include "common/platform/open_text.h"
 #include "common/platform/vek_path.h"
-#include "common/platform/veki_install_root.h"
+#include "common/platform/veki_path.h"
 #include "common/text/ascii.h"
 
 #include <array>
 #include <string_view>
 
-/// Takes the next field off `line`. Each blank or tab separates, so that there are empty fields.
-/// @return whether there was one more field
-static bool takeField(const char *&line, std::string_view &field) {
+/// Removes the next field from `line`. Each blank or tab is a separator, so fields can be empty.
+/// @return false if there are no more fields
+static bool nextField(const char *&line, std::string_view &field) {
     if (line == nullptr) {
         return false;
     }
@@ -39,13 +41,13 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
     while (vek_fgets(buffer.data(), static_cast<int>(buffer.size()), table.get()) != nullptr) {
         const char *line = buffer.data();
         std::string_view field;
-        for (int number = kNameField; takeField(line, field); ++number) {
-            // An empty field matches nothing, not even a name that ends in "/".
+        for (int number = kNameField; nextField(line, field); ++number) {
+            // Documented: an empty field never matches, not even the empty command of a name that ends with "/".
             if (number == kNameField && (field.empty() || field != command)) {
                 break;
             }
             if (number == kPathField) {
-                return vek::copyReported(field);
+                return vek::copyOrReport(field);
             }
         }
     }

@@ -20,6 +20,10 @@ namespace vek {
 template <typename T>
 concept NoPointer = !std::is_pointer_v<T> && !std::is_reference_v<T>;
 
+/// Selects the constructor for static storage.
+struct ZeroFilled {};
+inline constexpr ZeroFilled kZeroFilled{};
+
 /// @tparam Size  bytes of the buffer, including the NUL
 template <std::size_t Size>
 class FixedText {
@@ -29,6 +33,9 @@ class FixedText {
 
     // The buffer after the NUL is not initialized: clearing 4 KiB for each path would cost more than most uses of it.
     FixedText() { data_[0] = '\0'; } // NOLINT(cppcoreguidelines-pro-type-member-init)
+
+    /// For static storage: with the whole buffer zero, no code runs before main().
+    constexpr explicit FixedText(ZeroFilled /*tag*/) : data_{} {}
 
     /// Appends `text`. @return false, and the text is unchanged, if it does not fit
     [[nodiscard]] bool append(std::string_view text) {

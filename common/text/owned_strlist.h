@@ -12,23 +12,24 @@ struct FreeStrlist {
     void operator()(char **list) const { vekFreeStrlist(list); }
 };
 
-/// A string list (vek_strlist.h) and its strings; release() hands them to a caller.
+/// A string list (vek_strlist.h) and its strings.
 using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
-/// Appends a copy of `s` to a string list, as vekAddToStrlist() does, but calls no error hook: for callers that hold a
-/// lock. @return false if memory is exhausted; the list is then unchanged
+/// Appends a copy of `s` to a string list like vekAddToStrlist(), but does not call the error hook: the hook may run for
+/// any time, and a caller can hold a file lock.
+/// @return false if memory is exhausted; the list is then unchanged
 [[nodiscard]] bool appendToStrlist(char **&list, const char *s, int *size);
 
-/// A string list that grows by copies of strings, and the counters that such a list needs beside it.
+/// Builds a string list from copies of strings. It keeps the counters of vekFastAddToStrlist().
 class StrlistBuilder {
   public:
-    /// @return whether there was memory for the copy; without it the list is as it was
+    /// @return false if memory is exhausted; the list is then unchanged
     [[nodiscard]] bool add(const char *text) {
         char **const grown = vekFastAddToStrlist(list_.get(), text, &count_, &size_);
         if (grown == nullptr) {
             return false;
         }
-        static_cast<void>(list_.release()); // it is, or became, `grown`
+        static_cast<void>(list_.release()); // realloc() freed it, or returned the same block
         list_.reset(grown);
         return true;
     }
@@ -38,7 +39,7 @@ class StrlistBuilder {
     /// The list's allocated size.
     [[nodiscard]] int size() const { return size_; }
 
-    /// The list, null when nothing was added. The builder ends here.
+    /// @return the list; null if nothing was added. The builder must not be used afterwards
     [[nodiscard]] OwnedStrlist take() { return std::move(list_); }
 
   private:

@@ -3,7 +3,7 @@
 #include "common/base/owned.h"
 #include "common/base/vek_error.h"
 #include "common/text/ascii.h"
-#include "common/text/owned_strlist.h"
+#include "common/text/veki_strlist.h"
 
 #include <climits>
 #include <cstdlib>
@@ -14,6 +14,7 @@
 using vek::copyText;
 using vek::Owned;
 using vek::OwnedText;
+using vek::StrlistAddition;
 
 namespace {
 
@@ -111,23 +112,20 @@ char **growQuietly(char **list, int count, int newSize) {
     return grown;
 }
 
-/// What adding a string resulted in.
-enum class Added { Done, NoMemoryForCopy, NoMemoryForList };
-
 /// Puts a copy of `s` at index `*count`. If it fails, the list and the counters are unchanged.
-Added addString(char **&list, const char *s, int *count, int *size) {
+StrlistAddition addString(char **&list, const char *s, int *count, int *size) {
     // A null list has no strings, whatever a counter says that was never set.
     const int strings = list == nullptr || *count < 0 ? 0 : *count;
     // Copy first: after the list has moved, nothing may fail, or the caller's list would be lost.
     OwnedText copy(vekCopyString(s));
     if (s != nullptr && !copy) {
-        return Added::NoMemoryForCopy;
+        return StrlistAddition::NoMemoryForCopy;
     }
     if (mustGrow(list, strings, *size)) {
         const int newSize = grownSize(strings, *size);
         char **grown = newSize == 0 ? nullptr : growQuietly(list, strings, newSize);
         if (grown == nullptr) {
-            return Added::NoMemoryForList;
+            return StrlistAddition::NoMemoryForList;
         }
         list = grown;
         *size = newSize;
@@ -137,7 +135,7 @@ Added addString(char **&list, const char *s, int *count, int *size) {
         list[strings] = copy.release();
         *count = strings + 1;
     }
-    return Added::Done;
+    return StrlistAddition::Done;
 }
 
 void reportGrowthFailure() {
@@ -188,11 +186,11 @@ int vekGetStrlistSize(char **list) {
 }
 
 char **vekFastAddToStrlist(char **list, const char *s, int *count, int *size) {
-    const Added added = addString(list, s, count, size);
-    if (added == Added::NoMemoryForList) {
+    const StrlistAddition added = addString(list, s, count, size);
+    if (added == StrlistAddition::NoMemoryForList) {
         reportGrowthFailure();
     }
-    return added == Added::Done ? list : nullptr;
+    return added == StrlistAddition::Done ? list : nullptr;
 }
 
 char **vekGrowStrlist(char **list, int count, int newSize) {
@@ -203,9 +201,9 @@ char **vekGrowStrlist(char **list, int count, int newSize) {
     return grown;
 }
 
-bool vek::appendToStrlist(char **&list, const char *s, int *size) {
+StrlistAddition vek::addToStrlist(char **&list, const char *s, int *size) {
     int count = countStrings(list, *size);
-    return addString(list, s, &count, size) == Added::Done;
+    return addString(list, s, &count, size);
 }
 
 char **vekAddToStrlist(char **list, const char *s, int *size) {

@@ -5,6 +5,7 @@
 #include "common/platform/vek_install_root.h"
 #include "common/platform/veki_init.h"
 #include "common/platform/veki_install_root.h"
+#include "common/platform/veki_real_path.h"
 #include "common/text/vek_strlist.h"
 #include "fuzz/support/target.h"
 
@@ -94,7 +95,7 @@ void checkTools(fuzz::Box &box, std::string_view platformFile, bool ofPlatform) 
     } else if (platform.empty()) {
         expected = root + (ofPlatform ? "/tools.lnx86" : "/tools");
     }
-    vekiForgetToolsDirectory();
+    vek::runningInstallation.hasTools = false;
     const Text tools = owned(vekGetToolsPath(nullptr));
     fuzz::require((tools != nullptr) == expected.has_value() && (!tools || *expected == tools.get()),
                   "the platform file decides on the tools directory", platformFile);
@@ -175,7 +176,7 @@ void run(Box &box, Input input) {
 
     checkTable(box, (options & kNoTable) == 0 ? table : "", name);
     setName(name);
-    vekiForgetToolsDirectory();
+    vek::runningInstallation.hasTools = false;
     ask(name);
 
     unsetenv("VEK_STRM_ACTIVE");

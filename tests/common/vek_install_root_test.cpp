@@ -4,6 +4,7 @@
 #include "common/platform/vek_init.h"
 #include "common/platform/veki_init.h"
 #include "common/platform/veki_install_root.h"
+#include "common/platform/veki_real_path.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/environment.h"
@@ -92,7 +93,7 @@ TEST_F(Discovery, CountsARelativeNameFromTheWorkingDirectory) {
     ASSERT_EQ(0, chdir("inst/work"));
     start("../tools/bin/vekinfo");
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
-    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
 TEST_F(Discovery, CleansThePathBeforeTheWalk) {
@@ -100,7 +101,7 @@ TEST_F(Discovery, CleansThePathBeforeTheWalk) {
     box.directory("inst/tools/bin");
     start(box.path("inst") + "//tools/bin/../bin/./vekinfo");
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
-    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
 TEST_F(Discovery, WalksUpFromTheEndOfTheCleanedPath) {
@@ -126,7 +127,7 @@ TEST_F(Discovery, PassesOverWhatIsNoExecutableFileOnPath) {
     test::setEnvironment({{"PATH", "a:b:inst/tools/bin"}});
     start("vekinfo");
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
-    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vekiFullExecutablePath());
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
 TEST_F(Discovery, TakesAnEmptyElementOfPathForTheWorkingDirectory) {
@@ -138,9 +139,9 @@ TEST_F(Discovery, TakesAnEmptyElementOfPathForTheWorkingDirectory) {
                                     "/none::" + box.path("x/tools/bin"), std::string("/none:")}) {
         test::setEnvironment({{"PATH", path}});
         start("vekinfo");
-        vekiGetInstallRoot();
+        vek::storeInstallRoot();
         EXPECT_EQ(box.path("here"), taken(vekiRootPath)) << path;
-        EXPECT_EQ(box.path("here/vekinfo"), vekiFullExecutablePath());
+        EXPECT_EQ(box.path("here/vekinfo"), vek::runningInstallation.executable.c_str());
     }
     vekiRootPath = nullptr;
 }
@@ -165,7 +166,7 @@ TEST_F(Discovery, EndsQuietlyWhenPathHoldsNoExecutable) {
     start("vekinfo");
     test::Capture capture;
     EXPECT_EQ(None, taken(vekGetInstallRoot()));
-    EXPECT_STREQ("", vekiFullExecutablePath());
+    EXPECT_STREQ("", vek::runningInstallation.executable.c_str());
     EXPECT_EQ("", capture.err());
 }
 
@@ -183,7 +184,7 @@ TEST_F(Discovery, UsesAStandInWhenTheWorkingDirectoryIsUnknown) {
     test::faults::fail("getcwd", 1, ENOENT);
     EXPECT_EQ(None, taken(vekGetInstallRoot()));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
-    EXPECT_STREQ("/UNKNOWN", vekiFullExecutablePath());
+    EXPECT_STREQ("/UNKNOWN", vek::runningInstallation.executable.c_str());
 }
 
 TEST_F(Discovery, CountsOnlyMarkersThatAreExecutableFiles) {
@@ -355,10 +356,10 @@ TEST_F(Discovery, SaysSoBeforeInitialization) {
 TEST_F(Discovery, ForgetsACachedRootWhenItRuns) {
     install("inst");
     start(box.path("inst/vekinfo"));
-    vekiGetInstallRoot();
+    vek::storeInstallRoot();
     EXPECT_EQ(box.path("inst"), taken(vekiRootPath));
     ASSERT_EQ(0, unlink("inst/tools/bin/vek_root"));
-    vekiGetInstallRoot();
+    vek::storeInstallRoot();
     EXPECT_EQ(nullptr, vekiRootPath);
 }
 
@@ -380,7 +381,8 @@ TEST_F(Discovery, SurvivesNamesOfAnyLength) {
             // The root is far above the part of the name that is cut
             start(box.path("inst/") + std::string(length - box.path("inst/").size(), 'x'));
             EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
-            EXPECT_EQ(length < 4096 ? length : 4096, std::strlen(vekiFullExecutablePath()));
+            EXPECT_EQ(length < 4096 ? length : 4096,
+                      std::strlen(vek::runningInstallation.executable.c_str()));
             std::free(vekiRootPath);
             vekiRootPath = nullptr;
             return 0;
@@ -398,7 +400,8 @@ TEST_F(Discovery, EndsWithoutARootWhenTheRootedPathIsTooLong) {
             const std::string name = "d/" + std::string(room + excess - 2, 'x');
             start(name);
             EXPECT_EQ(excess == 0 ? box.path() : None, taken(vekGetInstallRoot()));
-            EXPECT_EQ(excess == 0 ? box.path() + "/" + name : "", vekiFullExecutablePath());
+            EXPECT_EQ(excess == 0 ? box.path() + "/" + name : "",
+                      vek::runningInstallation.executable.c_str());
             std::free(vekiRootPath);
             vekiRootPath = nullptr;
             return 0;
@@ -433,7 +436,7 @@ TEST_F(Streams, LeadToTheRealExecutable) {
     table("other a b c /no/where\nvekinfo a b c " + real() + "\n");
     start(box.path("inst/tools/bin/vekinfo"));
     EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
-    EXPECT_EQ(real(), vekiFullExecutablePath());
+    EXPECT_EQ(real(), vek::runningInstallation.executable.c_str());
 }
 
 TEST_F(Streams, AreOffWithoutTheVariable) {
@@ -468,7 +471,7 @@ TEST_F(Streams, HaveNoTableBesideAnExecutableWhoseTableHasNoPath) {
         const test::Outcome outcome = test::inChild([&] {
             start(base + std::string(size - base.size() - 1, 'd') + "/v");
             EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
-            EXPECT_EQ(size + 1, std::strlen(vekiFullExecutablePath()));
+            EXPECT_EQ(size + 1, std::strlen(vek::runningInstallation.executable.c_str()));
             std::free(vekiRootPath);
             vekiRootPath = nullptr;
             return 0;
@@ -495,7 +498,7 @@ TEST_F(Streams, TakeTheRealPathAsItStands) {
     table("vekinfo a b c real/inst/tools/bin/vekinfo\n");
     start(box.path("inst/tools/bin/vekinfo"));
     EXPECT_EQ("real/inst", taken(vekGetInstallRoot()));
-    EXPECT_STREQ("real/inst/tools/bin/vekinfo", vekiFullExecutablePath());
+    EXPECT_STREQ("real/inst/tools/bin/vekinfo", vek::runningInstallation.executable.c_str());
 }
 
 class RealPath : public testing::Test {
@@ -995,7 +998,7 @@ TEST_F(FindExecutable, LeavesTheToolsOwnStateAlone) {
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(1, vekIsTolvaneHier());
     EXPECT_EQ("/other/x", found("/other/x"));
-    EXPECT_EQ(box.path("inst/vekinfo"), vekiFullExecutablePath());
+    EXPECT_EQ(box.path("inst/vekinfo"), vek::runningInstallation.executable.c_str());
     EXPECT_EQ(box.path("inst/vekinfo"), vekiExecutableName);
 }
 
@@ -1162,7 +1165,7 @@ TEST_F(InstPath, ForgetsTheExecutableOfAnEarlierDiscovery) {
     test::setEnvironment({{"PATH", box.path("bin")}});
     start("vekinfo");
     EXPECT_EQ(0, vekIsTolvaneHier());
-    EXPECT_EQ(box.path("bin/vekinfo"), vekiFullExecutablePath());
+    EXPECT_EQ(box.path("bin/vekinfo"), vek::runningInstallation.executable.c_str());
     test::setEnvironment({{"PATH", "/none"}});
     test::Capture capture;
     EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
@@ -1273,7 +1276,7 @@ TEST_F(ToolsPath, IsLookedForAgainOnceItIsForgotten) {
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
     box.directory("inst/tools.lnx86");
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
-    vekiForgetToolsDirectory();
+    vek::runningInstallation.hasTools = false;
     EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
 }
 

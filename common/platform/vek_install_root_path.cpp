@@ -10,25 +10,13 @@
 #include <cstdlib>
 #include <cstring>
 
+// The limit of a path below the root is documented.
 static constexpr std::size_t kLongestSub = 4096;
 
-namespace {
-/// A path under the root: the root and what is below it.
-using InstalledText = vek::FixedText<4097>;
-} // namespace
-
-// The tools directory, found once; `found` stays null until then.
-static struct {
-    char path[InstalledText::kCapacity + 1];
-    const char *found;
-} toolsDirectory;
-
-void vekiForgetToolsDirectory(void) {
-    toolsDirectory.found = nullptr;
-}
-
-bool vek::joinInBuffer(char *buf, std::size_t size, std::string_view directory, std::string_view separator,
-                       std::string_view sub) {
+/// Joins the pieces of a path in a caller's buffer. `sub` may lie in the buffer, too.
+/// @return false, and the buffer is unchanged, if they do not fit
+static bool joinInBuffer(char *buf, std::size_t size, std::string_view directory, std::string_view separator,
+                         std::string_view sub) {
     const std::size_t before = directory.size() + separator.size();
     if (before + sub.size() >= size) {
         return false;
@@ -40,11 +28,11 @@ bool vek::joinInBuffer(char *buf, std::size_t size, std::string_view directory, 
     return true;
 }
 
-/// Says on standard error why there is no installation root.
-static void explainMissingRoot() {
+/// Prints on standard error why there is no installation root.
+static void printMissingRoot() {
     const char *const marker = "tools/bin/vek_root";
     const char *const arg0 = vekiExecutableName;
-    const char *const fullPath = vekiFullExecutablePath();
+    const char *const fullPath = vek::runningInstallation.executable.c_str();
     const char *const pathSetting = std::getenv("PATH");
     const char *const shownPath = pathSetting == nullptr ? "<UNSET>" : pathSetting;
     if (vekIsRooted(arg0) == 1) {
@@ -76,27 +64,27 @@ int vekGetInstPathInBuf(char *buf, size_t size, const char *sub) {
     if (below.size() > kLongestSub) {
         return 0;
     }
-    const char *root = vekiFindInstallRoot();
+    const char *root = vek::installRoot();
     if (root == nullptr) {
-        explainMissingRoot();
+        printMissingRoot();
         return 0;
     }
     const std::string_view separator(below.empty() || below[0] == '/' ? "" : "/");
-    return vek::joinInBuffer(buf, size, root, separator, below) ? 1 : 0;
+    return joinInBuffer(buf, size, root, separator, below) ? 1 : 0;
 }
 
 char *vekGetInstPath(const char *sub) {
-    InstalledText path;
+    vek::InstalledText path;
     const bool isFound = path.fill(
         [sub](char *buffer, std::size_t size) { return vekGetInstPathInBuf(buffer, size, sub) != 0; });
     return isFound ? vekiCopyString(path.c_str()) : nullptr;
 }
 
-/// The first line of the platform file of the tools directory `tools`, at most 15 characters of it; empty when
-/// there is none.
+/// @return the first line of the platform file in the tools directory `tools`, at most 15 characters of it; empty if
+///         there is no file
 static vek::FixedText<16> readPlatform(std::string_view tools) {
     vek::FixedText<16> platform;
-    InstalledText file;
+    vek::InstalledText file;
     if (!file.assign(tools, std::string_view("/bin/vek_plat.dat"))) {
         return platform;
     }
@@ -112,8 +100,9 @@ static vek::FixedText<16> readPlatform(std::string_view tools) {
     return platform;
 }
 
-/// Finds the tools directory of this platform below `root`. @return whether there is one
-static bool findTools(std::string_view root, InstalledText &tools) {
+/// Finds the tools directory of this platform under `root`.
+/// @return false if there is none; otherwise `tools` receives its path
+static bool findTools(std::string_view root, vek::InstalledText &tools) {
     if (!tools.assign(root, std::string_view("/tools"))) {
         return false;
     }
@@ -122,9 +111,9 @@ static bool findTools(std::string_view root, InstalledText &tools) {
         return true;
     }
     if (!platform.empty()) {
-        return false; // an installation for another platform
+        return false; // the installation is for another platform
     }
-    InstalledText ofPlatform;
+    vek::InstalledText ofPlatform;
     if (ofPlatform.assign(tools.view(), '.', std::string_view(vekPlat())) &&
         vekiPathExists(ofPlatform.c_str()) == 1) {
         return tools.assign(ofPlatform.view());
@@ -132,39 +121,33 @@ static bool findTools(std::string_view root, InstalledText &tools) {
     return vekiPathExists(tools.c_str()) == 1;
 }
 
-/// The cached tools directory, looked for when there is none yet; null when there is none.
-static const char *cachedTools() {
-    if (toolsDirectory.found != nullptr) {
-        return toolsDirectory.found;
+/// @return the running tool's tools directory, which is stored once it is found; null if there is none
+static const char *toolsDirectory(vek::Installation &installation) {
+    if (!installation.hasTools) {
+        // Documented: the install-root-required flag has no effect on the tools directory.
+        const char *root = vek::installRoot();
+        installation.hasTools = root != nullptr && findTools(root, installation.tools);
     }
-    // Not asked whether a root is required: a caller of the tools path has a use for one in any case.
-    const char *root = vekiFindInstallRoot();
-    InstalledText tools;
-    if (root == nullptr || !findTools(root, tools) ||
-        !vek::copyToBuffer(tools.view(), toolsDirectory.path, sizeof toolsDirectory.path)) {
-        return nullptr;
-    }
-    toolsDirectory.found = toolsDirectory.path;
-    return toolsDirectory.found;
+    return installation.hasTools ? installation.tools.c_str() : nullptr;
 }
 
 int vekGetToolsPathInBuf(char *buf, size_t size, const char *sub) {
-    const char *tools = buf == nullptr ? nullptr : cachedTools();
+    const char *tools = buf == nullptr ? nullptr : toolsDirectory(vek::runningInstallation);
     if (tools == nullptr) {
         return 0;
     }
-    // An empty `sub` is one that was given: the result ends in "/".
+    // An empty `sub` is not the same as null: the result then ends with "/".
     const bool joined =
-        sub == nullptr ? vek::copyToBuffer(tools, buf, size) : vek::joinInBuffer(buf, size, tools, "/", sub);
+        sub == nullptr ? vek::copyToBuffer(tools, buf, size) : joinInBuffer(buf, size, tools, "/", sub);
     return joined ? 1 : 0;
 }
 
 char *vekGetToolsPath(const char *sub) {
-    const char *tools = cachedTools();
+    const char *tools = toolsDirectory(vek::runningInstallation);
     if (tools == nullptr || sub == nullptr) {
         return vekiCopyString(tools);
     }
     const std::size_t size = std::strlen(tools) + 1 + std::strlen(sub) + 1;
     vek::Owned<char> path(static_cast<char *>(vekiMalloc(size)));
-    return path && vek::joinInBuffer(path.get(), size, tools, "/", sub) ? path.release() : nullptr;
+    return path && joinInBuffer(path.get(), size, tools, "/", sub) ? path.release() : nullptr;
 }

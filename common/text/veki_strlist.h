@@ -1,0 +1,19 @@
+#ifndef VEKI_STRLIST_H
+#define VEKI_STRLIST_H
+
+/// Appending to a string list without a report.
+
+namespace vek {
+
+/// The result of addToStrlist().
+enum class StrlistAddition { Done, NoMemoryForCopy, NoMemoryForList };
+
+/// Adds a copy of `s` to a list like vekAddToStrlist(), but reports nothing.
+///
+/// @param list  the list, or null for a new one; changed if the list moves. Unchanged after a failure
+/// @param size  its allocated size; changed if the list grows
+StrlistAddition addToStrlist(char **&list, const char *s, int *size);
+
+} // namespace vek
+
+#endif
