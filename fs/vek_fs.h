@@ -69,7 +69,10 @@ typedef struct vekFSDirent {
 
 /// An open directory.
 typedef struct vekFSDir {
-    DIR *stream;
+    VEK_EXTENSION union {
+        DIR *stream; ///< directory of the native functions
+        void *data;  ///< directory of another implementation
+    };
     vekFSSpec *spec;
     vekFSDirent *entry; ///< overwritten by each vekFS_readdir()
 } vekFSDir;

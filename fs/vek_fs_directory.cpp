@@ -1,6 +1,10 @@
+#include "fs/veki_fs.h"
+
+// Native directories: opendir(), readdir(), rewinddir() and closedir(). They are public, so that other implementations can
+// use them for their slots.
+
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"
-#include "fs/veki_fs.h"
 
 #include <cerrno>
 #include <cstring>
@@ -17,17 +21,20 @@ int vekFSiOpendir(vekFSSpec *spec, vekFSDir **directory) {
     if (!stream) {
         return errno;
     }
-    vek::Owned<vekFSDir> handle(static_cast<vekFSDir *>(std::malloc(sizeof(vekFSDir))));
-    vek::Owned<vekFSDirent> entry(static_cast<vekFSDirent *>(std::malloc(sizeof(vekFSDirent))));
     vek::Owned<vekFSEntryBuffer> buffer(
         static_cast<vekFSEntryBuffer *>(std::malloc(sizeof(vekFSEntryBuffer))));
+    vek::Owned<vekFSDirent> entry =
+        vek::make<vekFSDirent>({.buffer = buffer.get(), .spec = spec, .type = DT_UNKNOWN});
+    vek::Owned<vekFSDir> handle =
+        vek::make<vekFSDir>({.stream = stream.get(), .spec = spec, .entry = entry.get()});
     if (!handle || !entry || !buffer) {
         return ENOMEM;
     }
     buffer->recordLength = 0;
     buffer->name[0] = '\0';
-    *entry = {.buffer = buffer.release(), .spec = spec, .type = DT_UNKNOWN};
-    *handle = {.stream = stream.release(), .spec = spec, .entry = entry.release()};
+    static_cast<void>(buffer.release());
+    static_cast<void>(entry.release());
+    static_cast<void>(stream.release());
     *directory = handle.release();
     return VEK_FS_OK;
 }
@@ -43,14 +50,14 @@ int vekFSiReaddir(vekFSDir *directory, vekFSDirent **entry) {
     if (directory->stream == nullptr) {
         return EBADF;
     }
-    // The end of the directory and an error look alike but for errno.
+    // readdir() returns null at the end, too, without setting errno.
     errno = 0;
     const dirent *const found = ::readdir(directory->stream);
     if (found == nullptr) {
         return errno;
     }
     vekFSDirent &holder = *directory->entry;
-    // Longer than the 255 bytes that most systems allow: some file systems count other units than bytes.
+    // A name can have more than 255 bytes: some file systems limit characters, not bytes.
     const std::string_view name = &found->d_name[0];
     if (!vek::copyToBuffer(name, &holder.buffer->name[0], sizeof holder.buffer->name)) {
         return ENAMETOOLONG;
@@ -78,7 +85,7 @@ int vekFSiClosedir(vekFSDir *directory) {
     }
     if (directory->stream != nullptr) {
         const int status = ::closedir(directory->stream) != 0 ? errno : VEK_FS_OK;
-        // The stream is gone even when closing it failed.
+        // closedir() releases the stream even if it fails.
         directory->stream = nullptr;
         if (status != VEK_FS_OK) {
             return status;
@@ -94,5 +101,5 @@ int vekFSiGetDirentName(const vekFSDirent *entry, char *buffer, size_t size, siz
     if (entry == nullptr || buffer == nullptr || needed == nullptr) {
         return EINVAL;
     }
-    return vekFSiCopyText(&entry->buffer->name[0], buffer, size, needed);
+    return vekfs::copyText(&entry->buffer->name[0], buffer, size, needed);
 }

@@ -1,10 +1,13 @@
 #include "fs/veki_fs.h"
 
+// Dispatch: each generic function checks its arguments for null and calls the slot of the object's specifier. Native
+// specifiers use a table, too, so there is one path through the code.
+
 #include <cerrno>
 #include <cstddef>
 #include <type_traits>
 
-// Where a specifier is found must not depend on the implementation that made the handle.
+// Implementations in other programs are compiled with this layout.
 static_assert(offsetof(vekFSSpec, path) == 0);
 static_assert(offsetof(vekFSSpec, implementation) == 8);
 static_assert(offsetof(vekFSSpec, autoFree) == 16);
@@ -29,7 +32,7 @@ const vekFSSpec *specOf(const vekFSSpec *spec) {
     return spec;
 }
 
-/// The specifier of a file, directory, entry or stat record; null also for a stat record that was never filled.
+/// The specifier of a file, directory, entry or stat record; null for a null object and for a stat record without one.
 template <typename Object>
 const vekFSSpec *specOf(const Object *object) {
     return object != nullptr ? object->spec : nullptr;
@@ -37,11 +40,11 @@ const vekFSSpec *specOf(const Object *object) {
 
 template <typename Slot, typename... Arguments>
 int callSlot(const vekFSSpec *spec, Slot vekFSIODef::*slot, Arguments... arguments) {
-    const vekFSIODef &table = spec->implementation != nullptr ? *spec->implementation : vekFSiNative;
+    const vekFSIODef &table = spec->implementation != nullptr ? *spec->implementation : vekfs::kNative;
     return table.*slot != nullptr ? (table.*slot)(arguments...) : VEK_FS_NOT_SUPPORTED;
 }
 
-/// Calls `slot` of the implementation that serves `object`, once it is known that no pointer is null.
+/// Calls `slot` of the implementation of `object`. @return EINVAL if `object` or a pointer argument is null
 template <typename Object, typename Slot, typename... Arguments>
 int dispatch(const Object *object, Slot vekFSIODef::*slot, Arguments... arguments) {
     const vekFSSpec *const spec = specOf(object);
@@ -51,7 +54,7 @@ int dispatch(const Object *object, Slot vekFSIODef::*slot, Arguments... argument
     return callSlot(spec, slot, arguments...);
 }
 
-/// As dispatch(), for operations whose last argument receives an object: null when there is none.
+/// Like dispatch(), for operations with an object as the result: `*result` is null after a failure.
 template <typename Object, typename Slot, typename Result, typename... Arguments>
 int dispatchFor(Result **result, const Object *object, Slot vekFSIODef::*slot, Arguments... arguments) {
     if (result != nullptr) {

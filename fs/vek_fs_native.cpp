@@ -1,5 +1,8 @@
-#include "common/base/owned.h"
 #include "fs/veki_fs.h"
+
+// The native implementation: each slot is one system call.
+
+#include "common/base/owned.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -8,10 +11,10 @@
 
 namespace {
 
-/// What open() takes off by the umask when it creates a file.
+/// The mode of a created file, before the umask.
 constexpr mode_t kCreationMode = 0666;
 
-/// Of a handle whose file is closed already.
+/// The descriptor of a handle after a failed close().
 constexpr int kNoDescriptor = -1;
 
 /// The status of a system call that returned `result`.
@@ -21,8 +24,8 @@ int statusOf(Result result) {
 }
 
 int nativeOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
-    // The handle comes first: when memory is exhausted, no file has been created or cut.
-    vek::Owned<vekFSFile> handle(static_cast<vekFSFile *>(std::malloc(sizeof(vekFSFile))));
+    // Allocate first: on ENOMEM no file must have been created or truncated.
+    vek::Owned<vekFSFile> handle = vek::make<vekFSFile>();
     if (!handle) {
         return ENOMEM;
     }
@@ -56,7 +59,7 @@ int nativeTell(vekFSFile *file, int64_t *position) {
 }
 
 int nativeRewind(vekFSFile *file) {
-    // Deliberately without a look at the result: a pipe, too, is rewound with success.
+    // Documented: the result is ignored, so rewinding a pipe succeeds.
     static_cast<void>(::lseek(file->descriptor, 0, SEEK_SET));
     return VEK_FS_OK;
 }
@@ -68,18 +71,18 @@ int nativeFsync(vekFSFile *file) {
 int nativeClose(vekFSFile *file) {
     if (file->descriptor != kNoDescriptor) {
         const int status = statusOf(::close(file->descriptor));
-        // The system has given the number away even when closing failed.
+        // Linux releases the descriptor even if close() fails.
         file->descriptor = kNoDescriptor;
         if (status != VEK_FS_OK) {
             return status;
         }
     }
-    return vekFSiFreeFile(file);
+    return vekfs::freeFile(file);
 }
 
 } // namespace
 
-int vekFSiStat(vekFSSpec *spec, vekFSStat *record) {
+int vekfs::getStatus(vekFSSpec *spec, vekFSStat *record) {
     if (::stat(spec->path, &record->status) != 0) {
         return errno;
     }
@@ -87,7 +90,7 @@ int vekFSiStat(vekFSSpec *spec, vekFSStat *record) {
     return VEK_FS_OK;
 }
 
-int vekFSiLstat(vekFSSpec *spec, vekFSStat *record) {
+int vekfs::getLinkStatus(vekFSSpec *spec, vekFSStat *record) {
     if (::lstat(spec->path, &record->status) != 0) {
         return errno;
     }
@@ -95,37 +98,37 @@ int vekFSiLstat(vekFSSpec *spec, vekFSStat *record) {
     return VEK_FS_OK;
 }
 
-int vekFSiGetFileMode(const vekFSStat *record, mode_t *mode) {
+int vekfs::getFileMode(const vekFSStat *record, mode_t *mode) {
     *mode = record->status.st_mode;
     return VEK_FS_OK;
 }
 
-int vekFSiGetFileGID(const vekFSStat *record, gid_t *gid) {
+int vekfs::getFileGID(const vekFSStat *record, gid_t *gid) {
     *gid = record->status.st_gid;
     return VEK_FS_OK;
 }
 
-int vekFSiGetFileUID(const vekFSStat *record, uid_t *uid) {
+int vekfs::getFileUID(const vekFSStat *record, uid_t *uid) {
     *uid = record->status.st_uid;
     return VEK_FS_OK;
 }
 
-int vekFSiGetFileSize(const vekFSStat *record, int64_t *size) {
+int vekfs::getFileSize(const vekFSStat *record, int64_t *size) {
     *size = record->status.st_size;
     return VEK_FS_OK;
 }
 
-int vekFSiGetFileModTime(const vekFSStat *record, int64_t *seconds) {
+int vekfs::getFileModTime(const vekFSStat *record, int64_t *seconds) {
     *seconds = record->status.st_mtime;
     return VEK_FS_OK;
 }
 
-extern constexpr vekFSIODef vekFSiNative = {
+constexpr vekFSIODef vekfs::kNative = {
     .name = nullptr,
-    .freeSpec = vekFSiFreePathSpec,
-    .getSpecString = vekFSiGetPathString,
+    .freeSpec = vekfs::freePathSpec,
+    .getSpecString = vekfs::getPathString,
     .open = nativeOpen,
-    // Characters and lines need a buffer, which native files do not have.
+    // Native files have no buffer for characters and lines.
     .getc = nullptr,
     .ungetc = nullptr,
     .fgets = nullptr,
@@ -136,13 +139,13 @@ extern constexpr vekFSIODef vekFSiNative = {
     .rewind = nativeRewind,
     .fsync = nativeFsync,
     .close = nativeClose,
-    .stat = vekFSiStat,
-    .lstat = vekFSiLstat,
-    .getFileMode = vekFSiGetFileMode,
-    .getFileGID = vekFSiGetFileGID,
-    .getFileUID = vekFSiGetFileUID,
-    .getFileSize = vekFSiGetFileSize,
-    .getFileModTime = vekFSiGetFileModTime,
+    .stat = vekfs::getStatus,
+    .lstat = vekfs::getLinkStatus,
+    .getFileMode = vekfs::getFileMode,
+    .getFileGID = vekfs::getFileGID,
+    .getFileUID = vekfs::getFileUID,
+    .getFileSize = vekfs::getFileSize,
+    .getFileModTime = vekfs::getFileModTime,
     .opendir = vekFSiOpendir,
     .readdir = vekFSiReaddir,
     .rewinddir = vekFSiRewinddir,
@@ -151,5 +154,5 @@ extern constexpr vekFSIODef vekFSiNative = {
 };
 
 int vekFS_openFile(const char *path, int flags, vekFSFile **file) {
-    return vekFSiOpenFile(path, nullptr, flags, file);
+    return vekfs::openFile(path, nullptr, flags, file);
 }

@@ -1,6 +1,9 @@
+#include "fs/veki_fs.h"
+
+// Specifiers, and the texts of statuses.
+
 #include "common/base/owned.h"
 #include "fs/owned_spec.h"
-#include "fs/veki_fs.h"
 
 #include <array>
 #include <cerrno>
@@ -34,7 +37,7 @@ const char *textOf(int status) {
 
 } // namespace
 
-int vekFSiCreatePathSpec(const char *path, const vekFSIODef *implementation, vekFSSpec **spec) {
+int vekfs::createPathSpec(const char *path, const vekFSIODef *implementation, vekFSSpec **spec) {
     if (spec == nullptr) {
         return EINVAL;
     }
@@ -42,31 +45,32 @@ int vekFSiCreatePathSpec(const char *path, const vekFSIODef *implementation, vek
     if (path == nullptr) {
         return EINVAL;
     }
-    vek::Owned<vekFSSpec> created(static_cast<vekFSSpec *>(std::malloc(sizeof(vekFSSpec))));
     vek::OwnedText copy = vek::copyText(path);
+    vek::Owned<vekFSSpec> created =
+        vek::make<vekFSSpec>({.path = copy.get(), .implementation = implementation, .autoFree = 0});
     if (!created || !copy) {
         return ENOMEM;
     }
-    *created = {.path = copy.release(), .implementation = implementation, .autoFree = 0};
+    static_cast<void>(copy.release());
     *spec = created.release();
     return VEK_FS_OK;
 }
 
 int vekFSCreatePathSpec(const char *path, vekFSSpec **spec) {
-    return vekFSiCreatePathSpec(path, nullptr, spec);
+    return vekfs::createPathSpec(path, nullptr, spec);
 }
 
-int vekFSiFreePathSpec(vekFSSpec *spec) {
+int vekfs::freePathSpec(vekFSSpec *spec) {
     std::free(spec->path);
     std::free(spec);
     return VEK_FS_OK;
 }
 
-int vekFSiGetPathString(const vekFSSpec *spec, char *buffer, size_t size, size_t *needed) {
-    return vekFSiCopyText(spec->path, buffer, size, needed);
+int vekfs::getPathString(const vekFSSpec *spec, char *buffer, size_t size, size_t *needed) {
+    return vekfs::copyText(spec->path, buffer, size, needed);
 }
 
-int vekFSiCopyText(const char *text, char *buffer, size_t size, size_t *needed) {
+int vekfs::copyText(const char *text, char *buffer, size_t size, size_t *needed) {
     const size_t bytes = std::strlen(text) + 1;
     if (needed != nullptr) {
         *needed = bytes;
@@ -79,16 +83,16 @@ int vekFSiCopyText(const char *text, char *buffer, size_t size, size_t *needed) 
 }
 
 int vekFS_strerror(int code, char *buffer, size_t size, size_t *needed) {
-    return vekFSiCopyText(textOf(code), buffer, size, needed);
+    return vekfs::copyText(textOf(code), buffer, size, needed);
 }
 
-int vekFSiOpenFile(const char *path, const vekFSIODef *implementation, int flags, vekFSFile **file) {
+int vekfs::openFile(const char *path, const vekFSIODef *implementation, int flags, vekFSFile **file) {
     if (file == nullptr) {
         return EINVAL;
     }
     *file = nullptr;
     vekFSSpec *created = nullptr;
-    int status = vekFSiCreatePathSpec(path, implementation, &created);
+    int status = vekfs::createPathSpec(path, implementation, &created);
     if (status != VEK_FS_OK) {
         return status;
     }
@@ -96,12 +100,12 @@ int vekFSiOpenFile(const char *path, const vekFSIODef *implementation, int flags
     vek::OwnedSpec spec(created);
     status = vekFS_open(spec.get(), flags, file);
     if (status == VEK_FS_OK) {
-        static_cast<void>(spec.release()); // closing the file frees it
+        static_cast<void>(spec.release()); // vekFS_close() frees it
     }
     return status;
 }
 
-int vekFSiFreeFile(vekFSFile *file) {
+int vekfs::freeFile(vekFSFile *file) {
     const int status = file->spec->autoFree != 0 ? vekFSFreeSpec(file->spec) : VEK_FS_OK;
     std::free(file);
     return status;

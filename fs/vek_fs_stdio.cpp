@@ -1,5 +1,8 @@
-#include "common/base/owned.h"
 #include "fs/veki_fs.h"
+
+// The stream implementation "vekFSStdio": buffered files on the streams of the C library.
+
+#include "common/base/owned.h"
 
 #include <array>
 #include <cerrno>
@@ -10,19 +13,18 @@ namespace {
 
 struct StreamMode {
     int access;
-    int flag; ///< asked for beside the access, or 0
+    int flag; ///< required besides the access, or 0
     const char *mode;
 };
 
-// In order of precedence. O_CREAT is deliberately not looked at: the mode alone decides whether the file is
-// created.
+// The first match counts. Documented: O_CREAT has no effect; the mode decides whether the file is created.
 constexpr std::array<StreamMode, 7> kStreamModes = {{
     {O_RDWR, O_APPEND, "a+"},
     {O_RDWR, O_TRUNC, "w+"},
     {O_RDWR, 0, "r+"},
     {O_WRONLY, O_APPEND, "a"},
     {O_WRONLY, O_TRUNC, "w"},
-    // Opened for reading, too, so that the file is neither created nor cut.
+    // Documented: the file is neither created nor truncated, and is opened for reading, too.
     {O_WRONLY, 0, "r+"},
     {O_RDONLY, 0, "r"},
 }};
@@ -42,8 +44,8 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     if (mode == nullptr) {
         return EINVAL;
     }
-    // Before the file, which opening may create or cut.
-    vek::Owned<vekFSFile> handle(static_cast<vekFSFile *>(std::malloc(sizeof(vekFSFile))));
+    // Allocate first: on ENOMEM no file must have been created or truncated.
+    vek::Owned<vekFSFile> handle = vek::make<vekFSFile>();
     if (!handle) {
         return ENOMEM;
     }
@@ -57,7 +59,7 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     return VEK_FS_OK;
 }
 
-/// An operation on an open stream as a slot. A stream that is gone after a failed close gives EBADF.
+/// The slot of an operation on a stream. After a failed close there is no stream: EBADF.
 template <auto Operation, typename... Arguments>
 int onStream(vekFSFile *file, Arguments... arguments) {
     return file->stream != nullptr ? Operation(file->stream, arguments...) : EBADF;
@@ -78,14 +80,14 @@ int streamFgets(FILE *stream, char *buffer, size_t size, char **line) {
     return *line == nullptr && std::ferror(stream) != 0 ? VEK_FS_BAD_STATUS : VEK_FS_OK;
 }
 
-/// The status of a transfer of `count` bytes. An error counts only when nothing was transferred.
+/// The status of a transfer of `count` bytes. Documented: an error after some bytes is not reported.
 int transferred(FILE *stream, size_t count, ssize_t *result) {
     *result = static_cast<ssize_t>(count);
     return count == 0 && std::ferror(stream) != 0 ? errno : VEK_FS_OK;
 }
 
 int streamRead(FILE *stream, void *buffer, size_t length, ssize_t *count) {
-    // Cleared, because the error indicator stays set from one call to the next and errno means nothing then.
+    // The error indicator can be set by an earlier call; then errno must not hold an old value.
     errno = 0;
     return transferred(stream, std::fread(buffer, 1, length, stream), count);
 }
@@ -124,19 +126,19 @@ int stdioFgets(char *buffer, size_t size, vekFSFile *file, char **line) {
 int stdioClose(vekFSFile *file) {
     if (file->stream != nullptr) {
         const int status = std::fclose(file->stream) != 0 ? errno : VEK_FS_OK;
-        // The stream is gone even when closing it failed.
+        // fclose() releases the stream even if it fails.
         file->stream = nullptr;
         if (status != VEK_FS_OK) {
             return status;
         }
     }
-    return vekFSiFreeFile(file);
+    return vekfs::freeFile(file);
 }
 
 constexpr vekFSIODef kStdio = {
     .name = "vekFSStdio",
-    .freeSpec = vekFSiFreePathSpec,
-    .getSpecString = vekFSiGetPathString,
+    .freeSpec = vekfs::freePathSpec,
+    .getSpecString = vekfs::getPathString,
     .open = stdioOpen,
     .getc = onStream<streamGetc>,
     .ungetc = stdioUngetc,
@@ -148,13 +150,13 @@ constexpr vekFSIODef kStdio = {
     .rewind = onStream<streamRewind>,
     .fsync = onStream<streamFlush>,
     .close = stdioClose,
-    .stat = vekFSiStat,
-    .lstat = vekFSiLstat,
-    .getFileMode = vekFSiGetFileMode,
-    .getFileGID = vekFSiGetFileGID,
-    .getFileUID = vekFSiGetFileUID,
-    .getFileSize = vekFSiGetFileSize,
-    .getFileModTime = vekFSiGetFileModTime,
+    .stat = vekfs::getStatus,
+    .lstat = vekfs::getLinkStatus,
+    .getFileMode = vekfs::getFileMode,
+    .getFileGID = vekfs::getFileGID,
+    .getFileUID = vekfs::getFileUID,
+    .getFileSize = vekfs::getFileSize,
+    .getFileModTime = vekfs::getFileModTime,
     .opendir = vekFSiOpendir,
     .readdir = vekFSiReaddir,
     .rewinddir = vekFSiRewinddir,
@@ -165,9 +167,9 @@ constexpr vekFSIODef kStdio = {
 } // namespace
 
 int vekFSStdioCreatePathSpec(const char *path, vekFSSpec **spec) {
-    return vekFSiCreatePathSpec(path, &kStdio, spec);
+    return vekfs::createPathSpec(path, &kStdio, spec);
 }
 
 int vekFSStdio_openFile(const char *path, int flags, vekFSFile **file) {
-    return vekFSiOpenFile(path, &kStdio, flags, file);
+    return vekfs::openFile(path, &kStdio, flags, file);
 }

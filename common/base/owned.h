@@ -1,7 +1,7 @@
 #ifndef COMMON_OWNED_H
 #define COMMON_OWNED_H
 
-/// Owners for what the C library hands out, so that every early return releases.
+/// RAII owners for resources of the C library.
 
 #include <algorithm>
 #include <array>
@@ -11,6 +11,7 @@
 #include <dirent.h>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <unistd.h>
 #include <utility>
 
@@ -26,7 +27,7 @@ struct CloseDirectory {
     void operator()(DIR *directory) const { static_cast<void>(closedir(directory)); }
 };
 
-/// Memory of malloc's; release() hands it to a caller, who frees it.
+/// Memory of malloc().
 template <typename T>
 using Owned = std::unique_ptr<T, FreeMemory>;
 /// A NUL-terminated heap string.
@@ -34,7 +35,22 @@ using OwnedText = Owned<char>;
 using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 using OwnedDirectory = std::unique_ptr<DIR, CloseDirectory>;
 
-/// A heap copy of `text` with a NUL behind it; null when memory is exhausted.
+/// Allocates a record with the given value. @return null if memory is exhausted
+template <typename T>
+[[nodiscard]] Owned<T> make(const T &value = {}) {
+    static_assert(std::is_trivially_copyable_v<T>, "free() calls no destructor");
+    auto *const record = static_cast<T *>(std::malloc(sizeof(T)));
+    return Owned<T>(record == nullptr ? nullptr : std::construct_at(record, value));
+}
+
+/// Allocates `count` records with all bytes 0. @return null if memory is exhausted
+template <typename T>
+[[nodiscard]] Owned<T> makeZeroed(std::size_t count = 1) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    return Owned<T>(static_cast<T *>(std::calloc(count, sizeof(T))));
+}
+
+/// @return a copy of `text` with a NUL after it; null if memory is exhausted
 [[nodiscard]] inline OwnedText copyText(std::string_view text) {
     OwnedText copy(static_cast<char *>(std::malloc(text.size() + 1)));
     if (copy) {
@@ -44,7 +60,7 @@ using OwnedDirectory = std::unique_ptr<DIR, CloseDirectory>;
     return copy;
 }
 
-/// The pieces, one behind the other, as a heap string of any length; null when memory is exhausted.
+/// @return the joined pieces with a NUL after them; null if memory is exhausted
 template <typename... Pieces>
 [[nodiscard]] OwnedText joinText(const Pieces &...pieces) {
     const std::array<std::string_view, sizeof...(Pieces)> views = {std::string_view(pieces)...};
@@ -64,7 +80,7 @@ template <typename... Pieces>
     return joined;
 }
 
-/// A file descriptor, closed when its owner goes.
+/// A file descriptor that is closed at the end of its scope.
 class OwnedDescriptor {
   public:
     OwnedDescriptor() = default;
@@ -86,7 +102,7 @@ class OwnedDescriptor {
     [[nodiscard]] int get() const { return descriptor_; }
     [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
-    /// Closes now, for callers that must know the result. @return what close() returned
+    /// Closes the descriptor, for callers that need the result of close(). @return that result
     [[nodiscard]] int close() { return ::close(release()); }
 
   private:

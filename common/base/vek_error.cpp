@@ -1,6 +1,6 @@
 #include "common/base/vek_error.h"
 
-#include <cstdio>
+#include "common/base/print_error.h"
 
 static struct { vekErrorFunc receiver; } errorHook;
 
@@ -20,5 +20,5 @@ void vekReportError(const char *message) {
         errorHook.receiver(text);
         return;
     }
-    static_cast<void>(std::fprintf(stderr, "%s\n", text));
+    vek::printError("%s\n", text);
 }

@@ -263,14 +263,12 @@ vekHashGenerator *vekHashStartGen(vekHashTable *table) {
     if (table == nullptr) {
         return nullptr;
     }
-    vek::Owned<vekHashGenerator> generator(
-        static_cast<vekHashGenerator *>(std::malloc(sizeof(vekHashGenerator))));
-    if (generator == nullptr) {
+    void *const first = table->buckets == nullptr ? nullptr : table->buckets[0];
+    vek::Owned<vekHashGenerator> generator =
+        vek::make<vekHashGenerator>({.table = table, .nextEntry = first, .bucketIndex = 0});
+    if (!generator) {
         return nullptr;
     }
-    // A table without buckets has nothing to hand out.
-    void *const first = table->buckets == nullptr ? nullptr : table->buckets[0];
-    *generator = {.table = table, .nextEntry = first, .bucketIndex = 0};
     table->generatorCount = static_cast<int16_t>(table->generatorCount + 1);
     return generator.release();
 }

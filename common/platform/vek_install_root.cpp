@@ -5,6 +5,7 @@
 // stored for the process, a failure is not.
 
 #include "common/base/owned.h"
+#include "common/base/print_error.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_path.h"
@@ -16,7 +17,6 @@
 #include "common/text/vek_strlist.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -82,7 +82,7 @@ vek::Discovery vek::discoverInstallation(const char *command) {
 /// Runs discoverInstallation() if vekInit() was called, and prints its error.
 static vek::Discovery discoverOrReport(const char *command) {
     if (vekInitDone() == 0) {
-        static_cast<void>(std::fputs("ERROR! vekInit has not been called\n", stderr));
+        vek::printError("ERROR! vekInit has not been called\n");
         return {};
     }
     vek::Discovery discovery = vek::discoverInstallation(command);
@@ -211,9 +211,8 @@ char **vekGetAllInstallRoots(void) {
     }
     const char *list = installationList();
     if (list == nullptr) {
-        static_cast<void>(std::fputs("ERROR! unable to determine search path or stream list"
-                                     " - check PATH or VEK_STRM_DIR_LIST setting\n",
-                                     stderr));
+        vek::printError("ERROR! unable to determine search path or stream list"
+                        " - check PATH or VEK_STRM_DIR_LIST setting\n");
         return nullptr;
     }
     char **roots = nullptr;

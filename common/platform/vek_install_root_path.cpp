@@ -1,3 +1,4 @@
+#include "common/base/print_error.h"
 #include "common/platform/open_text.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_install_root.h"
@@ -6,7 +7,6 @@
 #include "common/platform/veki_install_root.h"
 #include "common/platform/veki_path.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,23 +36,20 @@ static void printMissingRoot() {
     const char *const pathSetting = std::getenv("PATH");
     const char *const shownPath = pathSetting == nullptr ? "<UNSET>" : pathSetting;
     if (vekIsRooted(arg0) == 1) {
-        static_cast<void>(std::fprintf(stderr,
-                                       "ERROR: can't determine installation root.\n"
-                                       "       can't find %s in any parent directory of %s\n",
-                                       marker, arg0));
+        vek::printError("ERROR: can't determine installation root.\n"
+                        "       can't find %s in any parent directory of %s\n",
+                        marker, arg0);
     } else if (*fullPath != '\0') {
-        static_cast<void>(std::fprintf(stderr,
-                                       "ERROR: can't determine installation root.\n"
-                                       "       can't find %s in any parent directory of executable %s\n"
-                                       "       (found using arg0 \"%s\" and current working dir or\n"
-                                       "        $PATH %s)\n",
-                                       marker, fullPath, arg0, shownPath));
+        vek::printError("ERROR: can't determine installation root.\n"
+                        "       can't find %s in any parent directory of executable %s\n"
+                        "       (found using arg0 \"%s\" and current working dir or\n"
+                        "        $PATH %s)\n",
+                        marker, fullPath, arg0, shownPath);
     } else {
-        static_cast<void>(std::fprintf(stderr,
-                                       "ERROR: can't determine installation root.\n"
-                                       "       can't create rooted path to arg0 \"%s\"\n"
-                                       "       using current working directory or $PATH: %s\n",
-                                       arg0, shownPath));
+        vek::printError("ERROR: can't determine installation root.\n"
+                        "       can't create rooted path to arg0 \"%s\"\n"
+                        "       using current working directory or $PATH: %s\n",
+                        arg0, shownPath);
     }
 }
 

@@ -1,9 +1,11 @@
 #include "common/platform/vek_path.h"
 
 #include "common/base/owned.h"
+#include "common/base/print_error.h"
 #include "common/platform/system_path.h"
 #include "common/platform/veki_path.h"
 #include "common/text/fixed_text.h"
+#include "common/text/path_components.h"
 
 #include <cstring>
 #include <string_view>
@@ -19,16 +21,13 @@ int vekIsRoot(const char *path) {
     if (vekIsRooted(path) == 0) {
         return 0;
     }
-    const char *rest = path + 1;
-    while (*rest != '\0') {
-        // Only whole steps count: "/." and "/.." do not name the root here, and joining depends on it.
-        if (*rest == '/') {
-            rest += 1;
-        } else if (std::strncmp(rest, "./", 2) == 0) {
-            rest += 2;
-        } else if (std::strncmp(rest, "../", 3) == 0) {
-            rest += 3;
-        } else {
+    vek::PathComponents components(path + 1);
+    std::string_view component;
+    while (components.next(component)) {
+        // Documented: a final "." or ".." does not count, "/." and "/.." are not the root.
+        const bool isKept = components.isEnd() ? component.empty()
+                                               : component.empty() || component == "." || component == "..";
+        if (!isKept) {
             return 0;
         }
     }
@@ -43,7 +42,7 @@ char *vekMkRootedPath(const char *path, char *out) {
     if (path == nullptr) {
         return nullptr;
     }
-    // A failure frees the caller's buffer, too: callers pass heap buffers and count on it.
+    // Documented: a failure frees the caller's buffer.
     vek::OwnedText buffer(out);
     if (vekIsRooted(path) == 1) {
         if (!buffer) {
@@ -62,41 +61,28 @@ char *vekMkRootedPath(const char *path, char *out) {
                                                                                    : nullptr;
 }
 
-/// The next "/" at or behind `from`, or the end of the text.
-static char *stepEnd(char *from) {
-    while (*from != '\0' && *from != '/') {
-        ++from;
-    }
-    return from;
-}
-
 void vekiCleanupRootedPath(char *path) {
     if (path == nullptr) {
         return;
     }
-    // One pass gives what collapsing "//", then "/./", then "/../", always leftmost first, gives: the text
-    // before the first "/" (nothing, in a rooted path) is never dropped, nor is a last step "." or "..".
-    char *const floor = stepEnd(path);
-    char *write = floor;
-    char *read = floor;
-    while (*read != '\0') {
-        char *const end = stepEnd(read + 1);
-        const std::string_view step(read + 1, static_cast<std::size_t>(end - read - 1));
-        const bool last = *end == '\0';
-        if (!last && step == "..") {
-            while (write != floor && *--write != '/') {
+    // One pass: each component is moved down to its final offset, and ".." goes back to the "/" before the last one. The
+    // text before the first "/", which is empty in an absolute path, is never removed, and neither is the last component.
+    vek::PathComponents components{std::string_view(path)};
+    std::string_view component;
+    static_cast<void>(components.next(component));
+    char *const begin = path + component.size();
+    char *end = begin;
+    while (components.next(component)) {
+        if (!components.isEnd() && component == "..") {
+            while (end != begin && *--end != '/') {
             }
-        } else if (last || (!step.empty() && step != ".")) {
-            if (write != read) {
-                std::memmove(write, read, step.size() + 1);
-            }
-            write += step.size() + 1;
+        } else if (components.isEnd() || (!component.empty() && component != ".")) {
+            *end++ = '/';
+            std::memmove(end, component.data(), component.size());
+            end += component.size();
         }
-        read = end;
     }
-    if (write != read) {
-        *write = '\0';
-    }
+    *end = '\0';
 }
 
 char *vek_fgets(char *buffer, int size, FILE *file) {
@@ -116,8 +102,7 @@ void vekNtToUnixLine(char *line) {
 void *vekiMalloc(size_t size) {
     void *memory = std::malloc(size);
     if (memory == nullptr) {
-        static_cast<void>(
-            std::fprintf(stderr, "ERROR! Failed to allocate %ld bytes of space\n", static_cast<long>(size)));
+        vek::printError("ERROR! Failed to allocate %ld bytes of space\n", static_cast<long>(size));
     }
     return memory;
 }

@@ -1,6 +1,7 @@
 #include "common/platform/vek_tmp.h"
 
 #include "common/base/owned.h"
+#include "common/base/print_error.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/veki_tmp.h"
 #include "common/text/ascii.h"
@@ -9,7 +10,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -32,7 +32,7 @@ bool makeSeed(unsigned &seed) {
     timeval now = {};
     if (gettimeofday(&now, nullptr) != 0) {
         const int error = errno;
-        static_cast<void>(std::fprintf(stderr, "Error: gettimeofday() failed. %s\n", std::strerror(error)));
+        vek::printError("Error: gettimeofday() failed. %s\n", std::strerror(error));
         errno = error;
         return false;
     }

@@ -1,10 +1,10 @@
 #include "common/platform/veki_executable.h"
 
+#include "common/base/print_error.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_path.h"
 #include "common/platform/veki_path.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -75,11 +75,11 @@ Executable findExecutable(std::string_view command) {
 }
 
 void printNoWorkingDirectory() {
-    static_cast<void>(std::fputs("Unable to get working directory.\n", stderr));
+    printError("Unable to get working directory.\n");
 }
 
 void printNoPathVariable() {
-    static_cast<void>(std::fputs("ERROR! unable to determine search path - check PATH setting\n", stderr));
+    printError("ERROR! unable to determine search path - check PATH setting\n");
 }
 
 void printExecutableError(ExecutableError error) {

@@ -12,7 +12,7 @@ class PatternSet {
   public:
     explicit PatternSet(char **patterns)
         : patterns_(patterns), count_(static_cast<std::size_t>(vekGetStrlistSize(patterns))),
-          compiled_(static_cast<Compiled *>(std::calloc(count_, sizeof(Compiled)))) {}
+          compiled_(vek::makeZeroed<Compiled>(count_)) {}
     PatternSet(const PatternSet &) = delete;
     PatternSet &operator=(const PatternSet &) = delete;
     ~PatternSet() {

@@ -1,0 +1,12 @@
+#ifndef COMMON_PRINT_ERROR_H
+#define COMMON_PRINT_ERROR_H
+
+namespace vek {
+
+/// Prints a message on standard error like fprintf(), with one write. For messages that are documented to go there;
+/// others go through vekReportError(). A failure to print is ignored.
+[[gnu::format(printf, 1, 2)]] void printError(const char *format, ...);
+
+} // namespace vek
+
+#endif
