@@ -1,10 +1,10 @@
 #include "common/base/owned.h"
+#include "common/base/print_error.h"
 #include "common/expressions/vek_regexp.h"
 #include "common/expressions/veki_regexp.h"
 #include "common/expressions/veki_regexp_writer.h"
 
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -425,6 +425,6 @@ vek_regexp *vek_regcomp(const char *pattern) {
 }
 
 void vek_regerror(const char *msg) {
-    // Straight to standard error, not through the error hook.
-    static_cast<void>(std::fprintf(stderr, "vek_regexp compilation: %s\n", msg == nullptr ? "" : msg));
+    // Documented: printed on standard error, not reported through the error hook.
+    vek::printError("vek_regexp compilation: %s\n", msg == nullptr ? "" : msg);
 }

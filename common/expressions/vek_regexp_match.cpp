@@ -1,6 +1,17 @@
 #include "common/expressions/vek_regexp.h"
+
+// The matcher interprets the node program by backtracking: it tries alternatives in their order and the longest repetition
+// first, and returns to the latest choice when a node does not match. Programs depend on the groups that this order gives.
+//
+// Measures against slow searches, none of which changes a result:
+// - Checks before a match is tried: the literal that every match contains, and the first character.
+// - A failed match that begins with a repetition of one character rules out every start in the same run.
+// - After two steps for each character of the subject, the position automaton decides in O(n) whether there is any match.
+//   If there is, visited states are stored from then on: O(nodes x positions) steps in all.
+
 #include "common/expressions/veki_regexp.h"
-#include "common/expressions/veki_regexp_walk.h"
+#include "common/expressions/veki_regexp_automaton.h"
+#include "common/expressions/veki_regexp_backtrack.h"
 
 #include <algorithm>
 #include <array>
@@ -10,115 +21,186 @@
 #include <limits>
 #include <string_view>
 
+using vek::BacktrackPoint;
 using vek::Opcode;
-using vek::Retreat;
 
 namespace {
 
-/// No position.
 constexpr std::size_t kUnset = std::string_view::npos;
 
-/// Looks for one expression in one subject. The result is that of trying alternatives in their order and the
-/// longest repetition first, going back to the last choice at every dead end.
+/// Searches one expression in one subject.
 class Matcher {
   public:
     enum class Outcome { NoMatch, Match, Error };
 
     Matcher(const unsigned char *program, std::size_t programSize, std::string_view subject)
         : program_(program), programSize_(programSize), subject_(subject),
-          workBeforeMemory_(8 * subject.size() + 1024) {}
+          stepsUntilCheck_(kStepsPerCharacter * subject.size() + kStepsMin) {}
 
-    /// Tries to match from `start` on.
-    Outcome tryAt(std::size_t start);
+    /// Searches the first match.
+    Outcome search(const vek_regexp &expression);
 
-    /// After Outcome::Error: what is wrong.
+    /// After Outcome::Error: the text of the error.
     [[nodiscard]] const char *error() const { return error_; }
 
-    /// After Outcome::Match: where each group begins and ends.
+    /// After Outcome::Match: stores the group positions.
     void copyPositions(vek_regexp &expression) const;
 
   private:
-    enum class Step { Onward, DeadEnd, End, Error };
+    /// The result of one step: continue, backtrack, or end the match with an outcome.
+    enum class Step { Continue, Backtrack, End, Error, NoMatchAtAll };
 
-    /// Slots of the groups: the beginnings, then the ends.
+    /// A match takes about two steps for each character if it does not backtrack.
+    static constexpr std::size_t kStepsPerCharacter = 2;
+    /// Building the automaton costs about as much as this number of steps.
+    static constexpr std::size_t kStepsMin = 256;
+    /// The starts of the groups, then their ends.
     static constexpr std::size_t kSlots = std::size_t{2} * VEK_REGEXP_GROUPS;
+    static constexpr std::size_t kNoNode = 0;
 
+    void findFirstNode();
+    Step matchAt(std::size_t start);
     Step step();
-    Step resume();
-    Step choose();
-    Step repeat(std::size_t least);
-    Step leaveRepetition(std::size_t node, std::size_t most, std::size_t floor);
+    Step backtrack();
+    Step chooseAlternative();
+    Step repeat(std::size_t minimum);
+    Step leaveRepetition(std::size_t node, std::size_t last, std::size_t minimum);
     Step setSlot(std::size_t slot);
+    Step matchLiteral(const char *literal);
 
-    Step onwardIf(bool condition) {
+    Step continueIf(bool condition) {
         if (!condition) {
-            return Step::DeadEnd;
+            return Step::Backtrack;
         }
         node_ = vek::nodeAfter(program_, node_);
-        return Step::Onward;
+        return Step::Continue;
     }
     Step consume(std::size_t characters) {
         position_ += characters;
         if (characters > 0) {
             idle_ = 0;
         }
-        return onwardIf(true);
+        return continueIf(true);
     }
     Step fail(const char *error) {
         error_ = error;
         return Step::Error;
     }
-    Step retreatLater(const Retreat &retreat) {
-        return retreats_.push(retreat) ? Step::Onward : fail(vek::kRegexpOutOfSpace);
+    Step addBacktrackPoint(const BacktrackPoint &point) {
+        return points_.push(point) ? Step::Continue : fail(vek::kRegexpOutOfSpace);
     }
 
     /// The literal or set of a node.
     [[nodiscard]] const char *textOf(std::size_t node) const {
         return reinterpret_cast<const char *>(program_ + node + vek::kNodeHead);
     }
-    Step matchLiteral(const char *literal);
     [[nodiscard]] bool acceptsCharacter(std::size_t node, std::size_t position) const;
-    [[nodiscard]] bool failsAtOnce(std::size_t node) const;
-    std::size_t lastUntriedRound(std::size_t least);
-    void noteWork(std::size_t amount);
+    [[nodiscard]] bool needsOtherCharacter(std::size_t node, std::size_t position) const;
+    std::size_t endOfRepetition(std::size_t minimum);
+    [[nodiscard]] std::size_t lastExit(std::size_t next, std::size_t last, std::size_t minimum) const;
+    /// Counts steps of the search. Most searches end before the check.
+    Step countSteps(std::size_t count) {
+        steps_ += count;
+        return steps_ <= stepsUntilCheck_ ? Step::Continue : checkForAnyMatch();
+    }
+    Step checkForAnyMatch();
 
     const unsigned char *program_;
     std::size_t programSize_;
     std::string_view subject_;
 
-    // Where the walk is.
+    // The state of one match.
     std::size_t node_ = 0;
     std::size_t position_ = 0;
     std::uint16_t idle_ = 0; ///< steps since the last character
     std::array<std::size_t, kSlots> slots_{};
-    vek::RetreatStack retreats_;
+    vek::BacktrackStack points_;
 
-    // What is kept from try to try.
-    vek::ChoiceMemory memory_;
-    std::size_t work_ = 0;
-    std::size_t workBeforeMemory_; ///< most matches end before it, and never need the memory
+    // The state of the search.
+    std::size_t start_ = 0;
+    std::size_t firstNode_ = kNoNode;  ///< the first node that every match passes, groups excepted
+    std::size_t repetition_ = kNoNode; ///< the same node if it is STAR or PLUS
+    std::size_t runEnd_ = 0;           ///< where the run of `repetition_` that begins at `start_` ends
+    vek::VisitedSet visited_;
+    std::size_t steps_ = 0;
+    std::size_t stepsUntilCheck_;
     const char *error_ = nullptr;
 };
 
-Matcher::Outcome Matcher::tryAt(std::size_t start) {
+/// Sets firstNode_ and repetition_. There is none if the program begins with a choice.
+void Matcher::findFirstNode() {
+    const std::size_t next = vek::nodeAfter(program_, vek::kFirstNode);
+    if (vek::opcodeAt(program_, vek::kFirstNode) != Opcode::Branch ||
+        vek::opcodeAt(program_, next) != Opcode::End) {
+        return;
+    }
+    std::size_t node = vek::kFirstNode + vek::kNodeHead;
+    while (vek::opcodeAt(program_, node) > Opcode::Open && vek::opcodeAt(program_, node) < Opcode::Close) {
+        const std::size_t inner = vek::nodeAfter(program_, node);
+        if (inner <= node) {
+            return;
+        }
+        node = inner;
+        if (vek::opcodeAt(program_, node) == Opcode::Branch) { // the only alternative of a group
+            if (vek::opcodeAt(program_, vek::nodeAfter(program_, node)) == Opcode::Branch) {
+                return;
+            }
+            node += vek::kNodeHead;
+        }
+    }
+    firstNode_ = node;
+    const Opcode opcode = vek::opcodeAt(program_, node);
+    repetition_ = opcode == Opcode::Star || opcode == Opcode::Plus ? node : kNoNode;
+}
+
+/// Tries each start from left to right.
+Matcher::Outcome Matcher::search(const vek_regexp &expression) {
+    const bool isAnchored = expression.reganch != 0;
+    if (!isAnchored && expression.regstart == '\0') {
+        findFirstNode();
+    }
+    for (std::size_t start = 0;; ++start) {
+        if (!isAnchored && expression.regstart != '\0') {
+            start = subject_.find(expression.regstart, start);
+        }
+        if (start > subject_.size()) {
+            return Outcome::NoMatch;
+        }
+        Step last = Step::Backtrack;
+        runEnd_ = start;
+        if (firstNode_ == kNoNode || !needsOtherCharacter(firstNode_, start)) {
+            last = matchAt(start);
+        }
+        if (last == Step::End || last == Step::Error) {
+            return last == Step::End ? Outcome::Match : Outcome::Error;
+        }
+        if (isAnchored || last == Step::NoMatchAtAll) {
+            return Outcome::NoMatch;
+        }
+        // A match from a later start in this run would leave the repetition at a position that this match has tried.
+        start = runEnd_;
+    }
+}
+
+Matcher::Step Matcher::matchAt(std::size_t start) {
+    start_ = start;
     node_ = vek::kFirstNode;
     position_ = start;
     idle_ = 0;
     slots_.fill(kUnset);
-    retreats_.clear();
-    Step last = Step::Onward;
-    while (last == Step::Onward) {
+    points_.clear();
+    Step last = Step::Continue;
+    while (last == Step::Continue) {
         last = step();
-        if (last == Step::DeadEnd) {
-            last = resume();
+        if (last == Step::Backtrack) {
+            last = backtrack();
         }
     }
     if (last == Step::End) {
         slots_[0] = start;
         slots_[VEK_REGEXP_GROUPS] = position_;
-        return Outcome::Match;
     }
-    return last == Step::Error ? Outcome::Error : Outcome::NoMatch;
+    return last;
 }
 
 void Matcher::copyPositions(vek_regexp &expression) const {
@@ -130,9 +212,9 @@ void Matcher::copyPositions(vek_regexp &expression) const {
     }
 }
 
-/// Matches the node the walk has come to.
+/// Matches the present node.
 Matcher::Step Matcher::step() {
-    // Between two characters no way through a whole program comes to a node twice.
+    // Between two characters no path through a correct program visits a node twice.
     if (++idle_ > programSize_) {
         return fail(vek::kCorruptedPointers);
     }
@@ -141,20 +223,20 @@ Matcher::Step Matcher::step() {
     case Opcode::End:
         return Step::End;
     case Opcode::Bol:
-        return onwardIf(position_ == 0);
+        return continueIf(position_ == 0);
     case Opcode::Eol:
-        return onwardIf(position_ == subject_.size());
+        return continueIf(position_ == subject_.size());
     case Opcode::Back:
     case Opcode::Nothing:
-        return onwardIf(true);
+        return continueIf(true);
     case Opcode::Any:
     case Opcode::AnyOf:
     case Opcode::AnyBut:
-        return acceptsCharacter(node_, position_) ? consume(1) : Step::DeadEnd;
+        return acceptsCharacter(node_, position_) ? consume(1) : Step::Backtrack;
     case Opcode::Exactly:
         return matchLiteral(textOf(node_));
     case Opcode::Branch:
-        return choose();
+        return chooseAlternative();
     case Opcode::Star:
         return repeat(0);
     case Opcode::Plus:
@@ -166,137 +248,164 @@ Matcher::Step Matcher::step() {
     return setSlot(opcode < Opcode::Close ? group : VEK_REGEXP_GROUPS + group);
 }
 
-/// Goes back to the last choice that has something left, and gives up the groups set since.
-Matcher::Step Matcher::resume() {
-    while (!retreats_.empty()) {
-        const Retreat retreat = retreats_.pop();
-        switch (retreat.kind) {
-        case Retreat::Kind::Slot:
-            slots_[retreat.node] = retreat.position;
+/// Returns to the latest choice that has an alternative left, and restores the groups that were set since.
+Matcher::Step Matcher::backtrack() {
+    while (!points_.empty()) {
+        const BacktrackPoint point = points_.pop();
+        switch (point.kind) {
+        case BacktrackPoint::Kind::Slot:
+            slots_[point.node] = point.position;
             break;
-        case Retreat::Kind::Alternative:
-            node_ = retreat.node;
-            position_ = retreat.position;
-            idle_ = retreat.idle;
-            return Step::Onward;
-        case Retreat::Kind::FewerRounds: {
-            idle_ = retreat.idle;
-            const Step left = leaveRepetition(retreat.node, retreat.position, retreat.floor);
-            if (left != Step::DeadEnd) {
+        case BacktrackPoint::Kind::Alternative:
+            node_ = point.node;
+            position_ = point.position;
+            idle_ = point.idle;
+            return Step::Continue;
+        case BacktrackPoint::Kind::Repetition: {
+            idle_ = point.idle;
+            const Step left = leaveRepetition(point.node, point.position, point.minimum);
+            if (left != Step::Backtrack) {
                 return left;
             }
             break;
         }
         }
     }
-    return Step::DeadEnd;
+    return Step::Backtrack;
 }
 
-/// BRANCH: this alternative now, the next one later.
-Matcher::Step Matcher::choose() {
+/// BRANCH: continues with this alternative and adds a backtrack point for the next one.
+Matcher::Step Matcher::chooseAlternative() {
     std::size_t next = vek::nodeAfter(program_, node_);
-    while (vek::opcodeAt(program_, next) == Opcode::Branch && failsAtOnce(node_ + vek::kNodeHead)) {
+    while (vek::opcodeAt(program_, next) == Opcode::Branch &&
+           needsOtherCharacter(node_ + vek::kNodeHead, position_)) {
         node_ = next;
         next = vek::nodeAfter(program_, node_);
     }
     if (vek::opcodeAt(program_, next) == Opcode::Branch) {
-        noteWork(1);
-        if (memory_.has(node_, position_)) {
-            return Step::DeadEnd;
+        const Step counted = countSteps(1);
+        if (counted != Step::Continue || visited_.has(node_, position_)) {
+            return counted != Step::Continue ? counted : Step::Backtrack;
         }
-        memory_.add(node_, position_);
+        visited_.add(node_, position_);
         const auto other = static_cast<std::uint16_t>(next);
-        const Retreat retreat{position_, 0, other, idle_, Retreat::Kind::Alternative};
-        if (retreatLater(retreat) == Step::Error) {
+        const BacktrackPoint point{position_, 0, other, idle_, BacktrackPoint::Kind::Alternative};
+        if (addBacktrackPoint(point) == Step::Error) {
             return Step::Error;
         }
     }
     node_ += vek::kNodeHead;
-    return Step::Onward;
+    return Step::Continue;
 }
 
-/// STAR and PLUS: as many rounds as there are, but at least `least`.
-Matcher::Step Matcher::repeat(std::size_t least) {
-    if (memory_.has(node_, position_)) {
-        return Step::DeadEnd;
+/// STAR and PLUS: repeats as often as possible, at least `minimum` times.
+Matcher::Step Matcher::repeat(std::size_t minimum) {
+    if (visited_.has(node_, position_)) {
+        return Step::Backtrack;
     }
-    const std::size_t most = lastUntriedRound(least);
-    const std::size_t floor = position_ + least;
-    noteWork(1 + (most - position_));
-    return leaveRepetition(node_, most, floor);
+    const std::size_t last = endOfRepetition(minimum);
+    if (node_ == repetition_ && position_ == start_) {
+        runEnd_ = last;
+    }
+    const Step counted = countSteps(1 + (last - position_));
+    return counted == Step::Continue ? leaveRepetition(node_, last, position_ + minimum) : counted;
 }
 
-/// Where the last round of the repetition ends that is worth trying to go on from.
+/// The last position at which it is worth leaving the repetition.
 ///
-/// The walk through a run of characters remembers every place of it: a repetition that began at any of them
-/// would end where this one does. When it comes to such a place, it has found a run that was gone through
-/// before, and of the places to go on from only those are new that the earlier repetition could not end at.
-std::size_t Matcher::lastUntriedRound(std::size_t least) {
+/// Each position of a run of characters is added to the visited set: a repetition that begins there ends at the same
+/// position. When the run reaches a visited position, an earlier repetition has tried all positions from there on to leave
+/// it, except that PLUS cannot be left where it began.
+std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     const std::size_t operand = node_ + vek::kNodeHead;
     std::size_t end = position_;
+    if (!visited_.isOpen()) {
+        while (acceptsCharacter(operand, end)) {
+            ++end;
+        }
+        return end;
+    }
     for (;;) {
-        memory_.add(node_, end);
+        visited_.add(node_, end);
         if (!acceptsCharacter(operand, end)) {
             return end;
         }
         ++end;
-        if (memory_.has(node_, end)) {
-            return end - 1 + least;
+        if (visited_.has(node_, end)) {
+            return end - 1 + minimum;
         }
     }
 }
 
-/// Goes on behind the repetition `node`, from the last place between `floor` and `most` where that can lead
-/// on; the places before it are left for later.
-Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t most, std::size_t floor) {
-    const std::size_t next = vek::nodeAfter(program_, node);
-    std::size_t leave = most;
-    if (vek::opcodeAt(program_, next) == Opcode::Exactly && leave >= floor) {
+/// The last position from `minimum` to `last` at which the node `next` can match; below `minimum` if there is none.
+std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t minimum) const {
+    switch (vek::opcodeAt(program_, next)) {
+    case Opcode::Eol:
+        return last == subject_.size() ? last : minimum - 1;
+    case Opcode::Exactly: {
         const char needed = *textOf(next);
-        while (leave > floor && (leave == subject_.size() || subject_[leave] != needed)) {
-            --leave;
+        while (needed != '\0' && last + 1 > minimum &&
+               (last == subject_.size() || subject_[last] != needed)) {
+            --last;
         }
+        return last;
     }
-    if (leave < floor) {
-        return Step::DeadEnd;
+    case Opcode::Any:
+    case Opcode::AnyOf:
+    case Opcode::AnyBut:
+        while (last + 1 > minimum && !acceptsCharacter(next, last)) {
+            --last;
+        }
+        return last;
+    default:
+        return last;
     }
-    if (leave > floor) {
+}
+
+/// Continues after the repetition `node` at the last possible position from `minimum` to `last`, and adds a backtrack point
+/// for the positions before it.
+Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::size_t minimum) {
+    const std::size_t next = vek::nodeAfter(program_, node);
+    const std::size_t leave = last + 1 > minimum ? lastExit(next, last, minimum) : last;
+    if (leave + 1 <= minimum) { // at minimum 0, `leave` may be -1
+        return Step::Backtrack;
+    }
+    if (leave > minimum) {
         const auto again = static_cast<std::uint16_t>(node);
-        const Retreat retreat{leave - 1, floor, again, idle_, Retreat::Kind::FewerRounds};
-        if (retreatLater(retreat) == Step::Error) {
+        const BacktrackPoint point{leave - 1, minimum, again, idle_, BacktrackPoint::Kind::Repetition};
+        if (addBacktrackPoint(point) == Step::Error) {
             return Step::Error;
         }
     }
     const std::size_t least = vek::opcodeAt(program_, node) == Opcode::Plus ? 1 : 0;
-    if (leave > floor - least) {
+    if (leave > minimum - least) {
         idle_ = 0;
     }
     position_ = leave;
     node_ = next;
-    return Step::Onward;
+    return Step::Continue;
 }
 
-/// OPEN and CLOSE. A later round of a repeated group writes over the earlier one, and going back brings the
-/// earlier one back.
+/// OPEN and CLOSE. A later repetition of a group overwrites the earlier one; backtracking restores the earlier one.
 Matcher::Step Matcher::setSlot(std::size_t slot) {
     const auto number = static_cast<std::uint16_t>(slot);
-    const Retreat retreat{slots_[slot], 0, number, 0, Retreat::Kind::Slot};
+    const BacktrackPoint point{slots_[slot], 0, number, 0, BacktrackPoint::Kind::Slot};
     slots_[slot] = position_;
-    return retreatLater(retreat) == Step::Error ? Step::Error : onwardIf(true);
+    return addBacktrackPoint(point) == Step::Error ? Step::Error : continueIf(true);
 }
 
 Matcher::Step Matcher::matchLiteral(const char *literal) {
     std::size_t length = 0;
     while (literal[length] != '\0') {
         if (position_ + length == subject_.size() || subject_[position_ + length] != literal[length]) {
-            return Step::DeadEnd;
+            return Step::Backtrack;
         }
         ++length;
     }
     return consume(length);
 }
 
-/// Whether the one-character node matches the character at `position`.
+/// Whether the one-character node matches the character at `position`; for a literal, its first character.
 bool Matcher::acceptsCharacter(std::size_t node, std::size_t position) const {
     if (position == subject_.size()) {
         return false;
@@ -315,53 +424,40 @@ bool Matcher::acceptsCharacter(std::size_t node, std::size_t position) const {
     }
 }
 
-/// Whether the node needs a character that is not here: most alternatives of a long list end like that, and
-/// are not worth a retreat each.
-bool Matcher::failsAtOnce(std::size_t node) const {
+/// Whether the node needs another character than the one at `position`. Most alternatives of a long list fail like that,
+/// and then need no backtrack point.
+bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const {
     switch (vek::opcodeAt(program_, node)) {
+    case Opcode::Plus:
+        return !acceptsCharacter(node + vek::kNodeHead, position);
     case Opcode::Any:
     case Opcode::AnyOf:
     case Opcode::AnyBut:
     case Opcode::Exactly:
-        return !acceptsCharacter(node, position_);
+        return !acceptsCharacter(node, position);
     default:
         return false;
     }
 }
 
-void Matcher::noteWork(std::size_t amount) {
-    work_ += amount;
-    if (work_ > workBeforeMemory_) {
-        workBeforeMemory_ = std::numeric_limits<std::size_t>::max();
-        memory_.open(programSize_, subject_.size());
+/// @return Step::NoMatchAtAll if no match begins at the present start or after it, otherwise Step::Continue
+[[gnu::noinline]] Matcher::Step Matcher::checkForAnyMatch() {
+    stepsUntilCheck_ = std::numeric_limits<std::size_t>::max();
+    vek::PositionAutomaton automaton;
+    if (automaton.build(program_, programSize_) && !automaton.canMatch(subject_, start_)) {
+        return Step::NoMatchAtAll;
     }
+    visited_.open(programSize_, subject_.size());
+    return Step::Continue;
 }
 
-/// Whether `subject` holds the literal that every match holds.
-bool holdsRequiredLiteral(const vek_regexp &expression, std::string_view subject) {
+/// Whether `subject` contains the literal that every match contains.
+bool containsRequiredLiteral(const vek_regexp &expression, std::string_view subject) {
     if (expression.regmust == nullptr || expression.regmlen <= 0) {
         return true;
     }
     const std::string_view literal(expression.regmust, static_cast<std::size_t>(expression.regmlen));
     return subject.find(literal) != std::string_view::npos;
-}
-
-/// Tries at each place where a match may begin, from left to right.
-Matcher::Outcome search(const vek_regexp &expression, Matcher &matcher, std::string_view subject) {
-    std::size_t start = 0;
-    for (;;) {
-        if (expression.reganch == 0 && expression.regstart != '\0') {
-            start = subject.find(expression.regstart, start);
-        }
-        if (start > subject.size()) {
-            return Matcher::Outcome::NoMatch;
-        }
-        const Matcher::Outcome outcome = matcher.tryAt(start);
-        if (outcome != Matcher::Outcome::NoMatch || expression.reganch != 0) {
-            return outcome;
-        }
-        ++start;
-    }
 }
 
 int matchError(const char *error) {
@@ -382,7 +478,7 @@ int vek_regexec(vek_regexp *prog, const char *subject) {
     std::fill(std::begin(prog->startp), std::end(prog->startp), nullptr);
     std::fill(std::begin(prog->endp), std::end(prog->endp), nullptr);
     const std::string_view text(subject);
-    if (!holdsRequiredLiteral(*prog, text)) {
+    if (!containsRequiredLiteral(*prog, text)) {
         return 0;
     }
     std::size_t programSize = 0;
@@ -391,7 +487,7 @@ int vek_regexec(vek_regexp *prog, const char *subject) {
         return matchError(damage);
     }
     Matcher matcher(program, programSize, text);
-    switch (search(*prog, matcher, text)) {
+    switch (matcher.search(*prog)) {
     case Matcher::Outcome::Match:
         matcher.copyPositions(*prog);
         return 1;

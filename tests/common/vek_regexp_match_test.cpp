@@ -396,6 +396,47 @@ TEST(VekRegexecDamage, RandomDamageEnds) {
     }
 }
 
+// A match that begins with a repetition rules out later starts in its run, and only there.
+INSTANTIATE_TEST_SUITE_P(LeadingRepetition, VekRegexec,
+                         testing::Values(MatchCase{"(a+..)+c", "axaaycX", "2-6 2-5"},
+                                         MatchCase{"a+b", "aaaxaab", "4-7"}, MatchCase{"a*b", "aaaxb", "4-5"},
+                                         MatchCase{"(a*)b", "aaaxaab", "4-7 4-6"},
+                                         MatchCase{"[ab]+[bc]$", "abbxab", "4-6"},
+                                         MatchCase{".*$", "abc", "0-3"}, MatchCase{"a*$", "aab", "3-3"}));
+
+struct LongCase {
+    const char *pattern;
+    const char *unit; ///< repeated 2000 times
+    const char *tail;
+    const char *positions;
+};
+class VekRegexecLong : public testing::TestWithParam<LongCase> {};
+
+// A search this long is decided by the position automaton, or goes on with the visited set.
+TEST_P(VekRegexecLong, FindsWhatIsExpected) {
+    std::string subject;
+    for (int i = 0; i < 2000; ++i) {
+        subject += GetParam().unit;
+    }
+    EXPECT_EQ(match(GetParam().pattern, subject + GetParam().tail), GetParam().positions);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    NoMatch, VekRegexecLong,
+    testing::Values(LongCase{"(a|b)*(c|d)", "ab", "", "no"}, LongCase{"(a|ab)*abc", "ab", "", "no"},
+                    LongCase{"(a|b)*(c|d)$", "ab", "cx", "no"}, LongCase{"^(a|b)*(c|d)", "ab", "xc", "no"},
+                    LongCase{"(a|b)+x+", "ab", "", "no"}, LongCase{"(a?b)*xyz", "ab", "xy", "no"},
+                    LongCase{"(.a)+[^ab]c", "ab", "xa", "no"}, LongCase{"((a|b)(b|a))*^c", "ab", "c", "no"}));
+INSTANTIATE_TEST_SUITE_P(Match, VekRegexecLong,
+                         testing::Values(LongCase{"(a|b)*(c|d)", "ab", "d", "0-4001 3999-4000 4000-4001"},
+                                         LongCase{"(a|b)+(c|d)", "abx", "bd",
+                                                  "6000-6002 6000-6001 6001-6002"},
+                                         LongCase{"(a|b)x*$", "aby", "bxx", "6000-6003 6000-6001"},
+                                         LongCase{"(a|ab)+abc", "abd", "abababc", "6000-6007 6002-6004"},
+                                         LongCase{"(a|b)*x|$", "ab", "", "4000-4000"},
+                                         LongCase{"(aa|bb)+c|^a", "ba", "bbbbc", "4001-4005 4002-4004"},
+                                         LongCase{"(a|b)*(c|d)|y", "ab", "y", "4000-4001"}));
+
 // Comparison with a plain evaluator: it walks a random tree, in the order of the rules, and knows nothing of
 // programs, hints or memories. The pattern is what the tree prints as.
 

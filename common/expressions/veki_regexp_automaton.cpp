@@ -1,0 +1,187 @@
+#include "common/expressions/veki_regexp_automaton.h"
+
+// The set of followers of a position is the closure of the place after it: a depth-first search through the nodes that
+// consume nothing. Positions are numbered when a closure reaches them first. "^" matches at the beginning only and "$" at
+// the end only, so the closures are computed for each case in which they differ.
+
+#include <bit>
+#include <cstring>
+
+namespace vek {
+
+bool PositionAutomaton::build(const unsigned char *program, std::size_t programSize) {
+    if (programSize > kProgramMax) {
+        return false;
+    }
+    program_ = program;
+    Closure atEnd;
+    Closure ofEmptySubject;
+    if (!close(kFirstNode, {.begin = true, .end = false}, startAtBegin_) ||
+        !close(kFirstNode, {.begin = false, .end = false}, start_) ||
+        !close(kFirstNode, {.begin = false, .end = true}, atEnd) ||
+        !close(kFirstNode, {.begin = true, .end = true}, ofEmptySubject)) {
+        return false;
+    }
+    isEmptyMatchAtEnd_ = atEnd.isEnd;
+    isEmptyMatch_ = ofEmptySubject.isEnd;
+    for (unsigned position = 0; position < count_; ++position) { // follow() adds positions
+        if (!follow(position)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool PositionAutomaton::follow(unsigned position) {
+    const Set self = Set{1} << position;
+    const Position &source = positions_[position];
+    if (source.isBeforeCharacter) {
+        followers_[position] = self << 1U;
+        return true;
+    }
+    const std::size_t next = nodeAfter(program_, source.node);
+    const bool isRepeated = source.isRepeated;
+    Closure closure;
+    Closure atEnd;
+    if (!close(next, {.begin = false, .end = false}, closure) ||
+        !close(next, {.begin = false, .end = true}, atEnd)) {
+        return false;
+    }
+    followers_[position] = closure.positions | (isRepeated ? self : 0);
+    final_ |= closure.isEnd ? self : 0;
+    finalAtEnd_ |= atEnd.isEnd ? self : 0;
+    return true;
+}
+
+bool PositionAutomaton::close(std::size_t node, const Anchors &anchors, Closure &closure) {
+    marks_.fill(Mark::New);
+    return collect(node, anchors, closure);
+}
+
+bool PositionAutomaton::collect(std::size_t node, const Anchors &anchors, Closure &closure) {
+    if (marks_[node] != Mark::New) {
+        return marks_[node] == Mark::Done; // an open node is in a loop that consumes nothing
+    }
+    marks_[node] = Mark::Open;
+    const std::size_t operand = node + kNodeHead;
+    const std::size_t next = nodeAfter(program_, node);
+    bool isDone = true;
+    switch (opcodeAt(program_, node)) {
+    case Opcode::End:
+        closure.isEnd = true;
+        break;
+    case Opcode::Bol:
+        isDone = !anchors.begin || collect(next, anchors, closure);
+        break;
+    case Opcode::Eol:
+        isDone = !anchors.end || collect(next, anchors, closure);
+        break;
+    case Opcode::Any:
+    case Opcode::AnyOf:
+    case Opcode::AnyBut:
+        isDone = addFirstPosition(node, node, closure);
+        break;
+    case Opcode::Exactly:
+        isDone = program_[operand] == '\0' ? collect(next, anchors, closure)
+                                           : addFirstPosition(node, node, closure);
+        break;
+    case Opcode::Branch:
+        isDone = collect(operand, anchors, closure) &&
+                 (opcodeAt(program_, next) != Opcode::Branch || collect(next, anchors, closure));
+        break;
+    case Opcode::Star:
+        isDone = addFirstPosition(operand, node, closure) && collect(next, anchors, closure);
+        break;
+    case Opcode::Plus:
+        isDone = addFirstPosition(operand, node, closure);
+        break;
+    default: // NOTHING, BACK, OPEN and CLOSE
+        isDone = collect(next, anchors, closure);
+        break;
+    }
+    marks_[node] = Mark::Done;
+    return isDone;
+}
+
+/// Adds the first position of the consuming `node` to the closure.
+/// @param continuation  the node itself, or the STAR or PLUS that repeats it
+bool PositionAutomaton::addFirstPosition(std::size_t node, std::size_t continuation, Closure &closure) {
+    if (first_[node] != 0 && positions_[first_[node] - 1U].node != continuation) {
+        return false; // a damaged program leads to the operand of a repetition
+    }
+    if (first_[node] == 0) {
+        first_[node] = static_cast<std::uint8_t>(count_ + 1);
+        const bool isRepeated = continuation != node;
+        const bool isLiteral = opcodeAt(program_, node) == Opcode::Exactly && !isRepeated;
+        Position position = {static_cast<std::uint16_t>(continuation), isRepeated, false};
+        if (!isLiteral) {
+            if (!addPosition(position)) {
+                return false;
+            }
+            allowCharacters(node, Set{1} << (count_ - 1));
+        }
+        for (const unsigned char *at = program_ + node + kNodeHead; isLiteral && *at != '\0'; ++at) {
+            position.isBeforeCharacter = at[1] != '\0';
+            if (!addPosition(position)) {
+                return false;
+            }
+            allowed_[*at] |= Set{1} << (count_ - 1);
+        }
+    }
+    closure.positions |= Set{1} << (first_[node] - 1U);
+    return true;
+}
+
+bool PositionAutomaton::addPosition(const Position &position) {
+    if (count_ == kPositionsMax) {
+        return false;
+    }
+    positions_[count_++] = position;
+    return true;
+}
+
+/// Allows the position of the one-character `node` to consume what the node matches.
+void PositionAutomaton::allowCharacters(std::size_t node, Set position) {
+    const Opcode opcode = opcodeAt(program_, node);
+    const auto *text = program_ + node + kNodeHead;
+    if (opcode == Opcode::Any || opcode == Opcode::AnyBut) {
+        for (Set &allowed : allowed_) {
+            allowed |= position;
+        }
+    }
+    if (opcode == Opcode::Exactly) {
+        allowed_[*text] |= position;
+        return;
+    }
+    for (; opcode != Opcode::Any && *text != '\0'; ++text) {
+        Set &allowed = allowed_[*text];
+        allowed = opcode == Opcode::AnyOf ? allowed | position : allowed & ~position;
+    }
+}
+
+PositionAutomaton::Set PositionAutomaton::followersOf(Set active) const {
+    Set followers = 0;
+    for (; active != 0; active &= active - 1) {
+        followers |= followers_[static_cast<unsigned>(std::countr_zero(active))];
+    }
+    return followers;
+}
+
+bool PositionAutomaton::canMatch(std::string_view subject, std::size_t start) const {
+    Set active = 0;
+    Set followers = 0;
+    for (std::size_t i = start; i < subject.size(); ++i) {
+        const Closure &begin = i == 0 ? startAtBegin_ : start_;
+        const Set next = (followers | begin.positions) & allowed_[static_cast<unsigned char>(subject[i])];
+        if (next != active) {
+            active = next;
+            followers = followersOf(active);
+        }
+        if (begin.isEnd || (active & final_) != 0) {
+            return true;
+        }
+    }
+    return (active & finalAtEnd_) != 0 || (subject.empty() ? isEmptyMatch_ : isEmptyMatchAtEnd_);
+}
+
+} // namespace vek
