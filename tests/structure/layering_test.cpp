@@ -82,7 +82,9 @@ const std::set<Include> &knownExceptions() {
         {"tool/vekinfo_args.cpp", "tool/vekinfo_report.h"},
         {"tool/vekinfo_check.cpp", "tool/vekinfo_append.h"},
         {"tool/vekinfo_check.cpp", "tool/vekinfo_args.h"},
+        {"tool/vekinfo_check.cpp", "tool/vekinfo_scan.h"},
         {"tool/vekinfo_report.cpp", "tool/vekinfo_args.h"},
+        {"tool/vekinfo_scan.cpp", "tool/vekinfo_check.h"},
     };
     return table;
 }
