@@ -86,10 +86,7 @@ void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
         std::swap(cached.dmtype, obj.dmtype);
     }
     if (!isSameList(cached.names, obj.names) || !isSameList(cached.values, obj.values)) {
-        std::swap(cached.names, obj.names);
-        std::swap(cached.namesSize, obj.namesSize);
-        std::swap(cached.values, obj.values);
-        std::swap(cached.valuesSize, obj.valuesSize);
+        swapEntries(cached, obj);
     }
 }
 

@@ -15,6 +15,8 @@
 #include "tagfile/tovi_parse.h"
 #include "tagfile/tovi_write.h"
 
+#include <cstdlib>
+#include <string_view>
 #include <utility>
 
 namespace tov {
@@ -39,22 +41,24 @@ bool keepOnly(VekinfoObj &obj, const char *name) {
         }
     }
     if (isDone && hasOthers) {
-        std::swap(obj.names, kept.names);
-        std::swap(obj.namesSize, kept.namesSize);
-        std::swap(obj.values, kept.values);
-        std::swap(obj.valuesSize, kept.valuesSize);
+        swapEntries(obj, kept);
     }
     toviClearInfoObj(&kept);
     return isDone;
 }
 
+/// Replaces the last `count` application entries of an object by those of another one.
 /// @return false if memory is exhausted
-bool clearEntry(const Keywords &keywords, VekinfoObj &obj, const char *name) {
-    const Keyword *keyword = keywords.find(name);
-    if (keyword == nullptr) {
-        return keepOnly(obj, name);
+bool replaceLastEntries(VekinfoObj &obj, int count, const VekinfoObj &added) {
+    for (int at = vekGetStrlistSize(obj.names) - 1; count > 0 && at >= 0; --at, --count) {
+        std::free(std::exchange(obj.names[at], nullptr));
+        std::free(std::exchange(obj.values[at], nullptr));
     }
-    keyword->clear(obj);
+    for (int i = 0; added.names != nullptr && added.names[i] != nullptr; ++i) {
+        if (!addApplicationEntry(obj, added.names[i], added.values[i])) {
+            return false;
+        }
+    }
     return true;
 }
 
@@ -157,7 +161,7 @@ class Edit {
             return report.code !=
                    TOV_MEMORY_ERROR; // Documented: a file that cannot be read counts as success.
         }
-        if (!clearEntry(keywords_, *obj_, name_)) {
+        if (!clearSetting()) {
             return failWithoutMemory();
         }
         return finish(write());
@@ -172,7 +176,7 @@ class Edit {
         if (!isRead_ && !startAnew()) {
             return failWithoutMemory();
         }
-        if (isRead_ && !clearEntry(keywords_, *obj_, name_)) {
+        if (isRead_ && !clearSetting()) {
             return failWithoutMemory();
         }
         // Documented: clearing writes the file, then adding does, and each reports its own failure. The file is in
@@ -198,8 +202,11 @@ class Edit {
     }
 
     // ---- reading
+    //
+    // The application entries of a regular file are not copied into the object: there may be millions of them, and the
+    // edit only omits some and appends one. They are composed from the content, line by line.
 
-    /// Reads what the file says into an object of the edit's own. An error is added to the reports.
+    /// Reads the file into an object of the edit's own. An error is added to the reports.
     Report read() { return file_.isRegular() ? readContent() : readThroughCache(); }
 
     Report readContent() {
@@ -215,7 +222,19 @@ class Edit {
         if (result != ContentRead::Done) {
             return result == ContentRead::NoMemory ? kNoMemory : kCannotRead;
         }
-        return parseText(keywords_, path_, file_.content(), obj_);
+        obj_ = makeEmptyInfoObj(path_);
+        if (!obj_) {
+            return kNoMemory;
+        }
+        hasOtherEntries_ = false;
+        vek::LineReader lines(file_.content());
+        return forEachLine(lines, *obj_, [this](const Words &words) {
+            if (keywords_.find(words.name()) != nullptr) {
+                return applyWords(keywords_, words, *obj_);
+            }
+            hasOtherEntries_ = hasOtherEntries_ || !vek::equalNoCase(words.name(), name_);
+            return kNoError;
+        });
     }
 
     Report readThroughCache() {
@@ -248,10 +267,37 @@ class Edit {
 
     // ---- writing
 
-    /// Writes the object, which must not change afterwards. A failure is added to the reports.
+    /// Clears the entry in what is to be written. @return false if memory is exhausted
+    bool clearSetting() {
+        const Keyword *keyword = keywords_.find(name_);
+        if (keyword != nullptr) {
+            keyword->clear(*obj_);
+            return true;
+        }
+        omitsOtherEntries_ = hasOtherEntries_; // as keepOnly() for the entries of the file
+        return keepOnly(*obj_, name_);
+    }
+
+    void compose() {
+        composeKeywords(keywords_, *obj_, text_, reports_);
+        if (isRead_ && file_.isRegular()) {
+            vek::LineReader lines(file_.content());
+            static_cast<void>(forEachLine(lines, *obj_, [this](const Words &words) {
+                const bool isKept = !omitsOtherEntries_ || vek::equalNoCase(words.name(), name_);
+                if (isKept && keywords_.find(words.name()) == nullptr) {
+                    composeEntry(keywords_, words.name(), words.entryValue(), obj_->line, text_, reports_);
+                }
+                return kNoError;
+            }));
+        }
+        sizeBeforeAddition_ = text_.size();
+        composeEntries(keywords_, *obj_, text_, reports_);
+    }
+
+    /// Writes the settings, which must not change afterwards. A failure is added to the reports.
     bool write() {
         if (!isComposed_) {
-            composeSettings(keywords_, *obj_, text_, reports_);
+            compose();
             isComposed_ = true;
         }
         if (text_.isWhole() && file_.replace(text_.view())) {
@@ -268,22 +314,57 @@ class Edit {
 
     /// Makes the cache describe what is in the file now. @return `isWritten`
     bool finish(bool isWritten) {
-        if (isRead_ && (isWritten || hasOldObject())) {
+        if (isRead_ && (isWritten ? hasNewObject() : hasOldObject())) {
             *cache_.lastObject = updateCache(cache_, std::move(obj_));
         }
         return isWritten;
     }
 
-    /// After a failed write: reads the old content once more, if the edit works on a locked file.
+    /// After a write: completes the object with the entries of the file, if it is a regular one. They are read back,
+    /// since the object and a text of a million entries together would need twice the memory.
+    bool hasNewObject() {
+        if (!file_.isRegular()) {
+            return true;
+        }
+        const int added =
+            countEntries({text_.view().data() + sizeBeforeAddition_, text_.size() - sizeBeforeAddition_});
+        text_ = vek::ComposedText();
+        OwnedInfoObj written = makeEmptyInfoObj();
+        bool found = false;
+        vek::LineReader lines(file_.descriptor());
+        // Documented: the cache holds an added value as given, not as it is read again.
+        const bool isRead = written && file_.rereadFromStart() &&
+                            !parseLines(keywords_, lines, nullptr, *written, found).isError() &&
+                            replaceLastEntries(*written, added, *obj_);
+        return isRead ? (swapEntries(*obj_, *written), true) : hasNoObject();
+    }
+
+    /// After a failed write: parses the old content once more, if the edit works on a locked file.
     bool hasOldObject() {
         if (!file_.isRegular()) {
             return false; // the cache holds it
         }
-        const bool isParsed = file_.isRestored() && !parseContent().isError();
-        if (!isParsed) {
-            dropFromCache(cache_, path_);
-        }
-        return isParsed;
+        text_ = vek::ComposedText();
+        const bool isParsed =
+            file_.isRestored() && !parseText(keywords_, path_, file_.content(), obj_).isError();
+        return isParsed || hasNoObject();
+    }
+
+    bool hasNoObject() {
+        dropFromCache(cache_, path_);
+        return false;
+    }
+
+    /// @return how many application entries a reader finds in `text`
+    int countEntries(std::string_view text) const {
+        VekinfoObj unused = {};
+        int count = 0;
+        vek::LineReader lines(text);
+        static_cast<void>(forEachLine(lines, unused, [&](const Words &words) {
+            count += keywords_.find(words.name()) == nullptr ? 1 : 0;
+            return kNoError;
+        }));
+        return count;
     }
 
     TagCache &cache_;
@@ -296,7 +377,10 @@ class Edit {
     OwnedInfoObj obj_;
     Report lastRead_;
     bool isRead_ = true;
+    bool hasOtherEntries_ = false;   ///< whether the file has application entries of other names
+    bool omitsOtherEntries_ = false; ///< whether they are not written
     vek::ComposedText text_;
+    std::size_t sizeBeforeAddition_ = 0;
     bool isComposed_ = false;
 };
 

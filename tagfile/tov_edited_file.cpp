@@ -267,6 +267,12 @@ ContentRead EditedFile::readContent() {
     return ContentRead::Done;
 }
 
+bool EditedFile::rereadFromStart() {
+    content_.reset();
+    contentSize_ = 0;
+    return lseek(file_.get(), 0, SEEK_SET) == 0;
+}
+
 // ---- replacing
 
 bool EditedFile::replace(std::string_view text) {

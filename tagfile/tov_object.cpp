@@ -55,6 +55,13 @@ int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {
     return TOV_OK;
 }
 
+void swapEntries(VekinfoObj &a, VekinfoObj &b) {
+    std::swap(a.names, b.names);
+    std::swap(a.namesSize, b.namesSize);
+    std::swap(a.values, b.values);
+    std::swap(a.valuesSize, b.valuesSize);
+}
+
 void toviClearInfoObj(VekinfoObj *obj) {
     std::free(obj->path);
     std::free(obj->dmtype);

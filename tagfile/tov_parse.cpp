@@ -137,8 +137,7 @@ bool addApplicationEntry(VekinfoObj &obj, const char *name, const char *value) {
 Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj) {
     const Keyword *keyword = keywords.find(words.word[0]);
     if (keyword == nullptr) {
-        return addApplicationEntry(obj, words.word[0], words.count > 1 ? words.word[1] : "") ? kNoError
-                                                                                             : kNoMemory;
+        return addApplicationEntry(obj, words.name(), words.entryValue()) ? kNoError : kNoMemory;
     }
     if (!keyword->allows(words.count, words.value())) {
         return {TOV_SYNTAX_ERROR, keyword->syntaxError, Naming::File, static_cast<int>(obj.line)};
@@ -148,20 +147,10 @@ Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj)
 
 Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
                   bool &found) {
-    Report report = kNoError;
-    vek::LineBuffer line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
-    for (std::uint32_t number = 1; !report.isError() && lines.next(line); ++number) {
-        obj.line = number;
-        const Words words = splitLine(line);
-        if (words.count > 0) {
-            found = found || (element != nullptr && vek::equalNoCase(words.word[0], element));
-            report = applyWords(keywords, words, obj);
-        }
-    }
-    // A read error must fail: treating the part read so far as the whole file would make the next edit delete the rest.
-    if (lines.hasFailed()) {
-        report = kCannotRead;
-    }
+    const Report report = forEachLine(lines, obj, [&](const Words &words) {
+        found = found || (element != nullptr && vek::equalNoCase(words.name(), element));
+        return applyWords(keywords, words, obj);
+    });
     found = found && !report.isError();
     return report;
 }

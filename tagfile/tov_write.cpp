@@ -75,24 +75,41 @@ bool composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &rep
 
 } // namespace
 
-bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+bool composeKeywords(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports) {
-    const int lineCount = static_cast<int>(obj.line);
     bool hasAllLines = true;
     text.append(kTemplate);
     for (const Keyword &keyword : keywords) {
         const char *value = keyword.writtenValue(obj);
         if (value != nullptr) {
             const char *blank = keyword.wordCount > 1 ? " " : "";
-            hasAllLines &= composeLine(keywords, text, reports, lineCount, keyword.name, blank, value);
+            hasAllLines &=
+                composeLine(keywords, text, reports, static_cast<int>(obj.line), keyword.name, blank, value);
         }
     }
+    return hasAllLines;
+}
+
+bool composeEntry(const Keywords &keywords, const char *name, const char *value, std::uint32_t lineCount,
+                  vek::ComposedText &text, Reports &reports) {
+    return composeLine(keywords, text, reports, static_cast<int>(lineCount), name, " ", value);
+}
+
+bool composeEntries(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+                    Reports &reports) {
+    bool hasAllLines = true;
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
         const bool hasValue = obj.values != nullptr && obj.values[i] != nullptr;
         const char *value = hasValue ? obj.values[i] : "";
-        hasAllLines &= composeLine(keywords, text, reports, lineCount, obj.names[i], " ", value);
+        hasAllLines &= composeEntry(keywords, obj.names[i], value, obj.line, text, reports);
     }
     return hasAllLines;
+}
+
+bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+                     Reports &reports) {
+    const bool hasAllKeywords = composeKeywords(keywords, obj, text, reports);
+    return composeEntries(keywords, obj, text, reports) && hasAllKeywords;
 }
 
 namespace {

@@ -49,6 +49,8 @@ class EditedFile {
     /// Reads the content of a regular file, unless it has been read already.
     [[nodiscard]] ContentRead readContent();
     [[nodiscard]] std::string_view content() const { return {content_.get(), contentSize_}; }
+    /// Releases the memory of the content, and rewinds the descriptor. @return false if that is impossible
+    [[nodiscard]] bool rereadFromStart();
 
     /// Makes `text` the content, in place: inode, owner, mode and links stay. If a step fails, the file has its old
     /// content again (if it may be read: what cannot be read cannot be restored).

@@ -31,6 +31,9 @@ using OwnedInfoObj = std::unique_ptr<VekinfoObj, DestroyInfoObj>;
 /// @return a heap object in which nothing but the path is set; null if memory is exhausted
 OwnedInfoObj makeEmptyInfoObj(const char *path = nullptr);
 
+/// Exchanges the application entries of two objects.
+void swapEntries(VekinfoObj &a, VekinfoObj &b);
+
 /// Releases what `obj` owns, and leaves it with nothing set.
 void toviClearInfoObj(VekinfoObj *obj);
 

@@ -53,6 +53,9 @@ struct Words {
     int count = 0;
     std::array<char *, TOVI_LINE_WORDS> word = {};
 
+    [[nodiscard]] const char *name() const { return word[0]; }
+    /// The value of an application entry. Documented: a third word is dropped.
+    [[nodiscard]] const char *entryValue() const { return count > 1 ? word[1] : ""; }
     /// The last word; "" without one.
     [[nodiscard]] const char *value() const {
         return count == 0 ? "" : word[static_cast<std::size_t>(count) - 1];
@@ -68,6 +71,24 @@ struct Words {
 /// Applies the words of one line to `obj`.
 /// @return kNoError, or why the line was not applied, with `obj.line` as the line number
 Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj);
+
+/// Calls `apply` with the words of each line that has any, and counts the lines in `obj.line`.
+/// @param apply  returns kNoError, or why the line cannot be applied, which ends the loop
+/// @return kNoError, or the error of `apply` or of reading
+template <typename Apply>
+Report forEachLine(vek::LineReader &lines, VekinfoObj &obj, Apply apply) {
+    Report report = kNoError;
+    vek::LineBuffer line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
+    for (std::uint32_t number = 1; !report.isError() && lines.next(line); ++number) {
+        obj.line = number;
+        const Words words = splitLine(line);
+        if (words.count > 0) {
+            report = apply(words);
+        }
+    }
+    // A read error must fail: treating the part read so far as the whole file would make the next edit delete the rest.
+    return lines.hasFailed() ? kCannotRead : report;
+}
 
 /// Parses all lines into `obj`, which counts them.
 /// @param element  the entry that is looked for, or null

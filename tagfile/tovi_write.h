@@ -25,7 +25,19 @@ namespace tov {
 
 inline constexpr Report kCannotWrite = {TOV_SYSTEM_ERROR, "opening for write", Naming::Directory};
 
-/// Composes the template and the settings of `obj`. A line that the parser would reject is left out and added to
+/// Composes the template and the keywords of `obj`. @return as composeSettings()
+bool composeKeywords(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+                     Reports &reports);
+
+/// Composes one application entry. @return as composeSettings()
+bool composeEntry(const Keywords &keywords, const char *name, const char *value, std::uint32_t lineCount,
+                  vek::ComposedText &text, Reports &reports);
+
+/// Composes the application entries of `obj`. @return as composeSettings()
+bool composeEntries(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
+                    Reports &reports);
+
+/// Composes the template, the keywords and the application entries of `obj`. A line that the parser would reject is left out and added to
 /// `reports`.
 /// @return false if a line was left out
 bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,

@@ -69,7 +69,7 @@ TEST(QuickAccess, MissingFileFailsWithTheErrorOfStat) {
     }
 }
 
-TEST(QuickAccess, FileThatIsNoDirectoryOnTheWayFailsWithTheErrorOfStat) {
+TEST(QuickAccess, FileUsedAsDirectoryGivesTheErrnoOfStat) {
     test::Sandbox box;
     box.file("f", "");
     const Answer answer = ask(box.path("f/g"), PUXI_READABLE);
@@ -143,7 +143,7 @@ TEST(QuickAccess, BitsOfAllClassesTogetherDecideForOthers) {
     });
 }
 
-TEST(QuickAccess, OthersBitWithoutThoseOfAllClassesLeavesTheDecisionToAccess) {
+TEST(QuickAccess, BitOfOthersAloneIsDecidedByAccess) {
     test::Sandbox box;
     const bool isForeign = canBeForeign();
     const struct {
@@ -164,7 +164,7 @@ TEST(QuickAccess, OthersBitWithoutThoseOfAllClassesLeavesTheDecisionToAccess) {
     }
 }
 
-TEST(QuickAccess, FileOfOwnerAndGroupOnlyIsRefusedToOthersByAccess) {
+TEST(QuickAccess, FileOfOwnerAndGroupIsDeniedToOthers) {
     test::Sandbox box;
     box.file("f", "", canBeForeign() ? 0440 : 0040);
     test::asUnprivileged([&] { expectRefusedByAccess(box.path("f"), PUXI_READABLE); });

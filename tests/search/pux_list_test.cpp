@@ -77,13 +77,13 @@ TEST(SearchListStart, NeedsVekInit) {
     EXPECT_EQ(puxiDefaultList(), nullptr);
 }
 
-TEST_F(SearchList, HoldsTheCurrentDirectoryAndHomeWhenNothingElseIsSet) {
+TEST_F(SearchList, HasWorkingDirectoryAndHomeByDefault) {
     box.directory("home");
     process.environment({{"HOME", box.path("home")}});
     EXPECT_EQ(build(), (Strings{".", box.path("home")}));
 }
 
-TEST_F(SearchList, HoldsTheSiteThatIsSetAndExists) {
+TEST_F(SearchList, HasTheSiteThatIsSetAndExists) {
     box.directory("home").directory("site");
     process.environment({{"HOME", box.path("home")}, {"VEK_SITE", box.path("site")}});
     EXPECT_EQ(build(), (Strings{".", box.path("home"), box.path("site")}));
@@ -91,7 +91,7 @@ TEST_F(SearchList, HoldsTheSiteThatIsSetAndExists) {
     EXPECT_EQ(build(), (Strings{".", box.path("home")}));
 }
 
-TEST(SearchListStart, HoldsEveryBuiltInDirectoryInOrder) {
+TEST(SearchListStart, HasEveryBuiltInDirectoryInOrder) {
     test::Sandbox box;
     for (const char *name : {"work", "search", "home", "project", "site", "inst/share/local"}) {
         box.directory(name);
@@ -251,7 +251,7 @@ TEST_F(SearchList, SetupLocThatCannotBeOpenedIsAnError) {
     EXPECT_EQ(test::strings(list), before);
 }
 
-TEST_F(SearchList, LongDirectoryWithoutASetupLocIsPartOfTheList) {
+TEST_F(SearchList, LongDirectoryWithoutSetupLocIsListed) {
     for (const std::size_t length : {1000U, 1012U, 1013U, 1014U, 1023U}) {
         const std::string directory = box.path(test::directoryOfLength(box, length));
         process.environment({{"HOME", directory}});
@@ -259,7 +259,7 @@ TEST_F(SearchList, LongDirectoryWithoutASetupLocIsPartOfTheList) {
     }
 }
 
-TEST_F(SearchList, SetupLocBehindALongDirectoryIsFound) {
+TEST_F(SearchList, SetupLocAfterALongDirectoryIsFound) {
     box.file("project/setup.loc", "/\n");
     process.environment(
         {{"HOME", box.path(test::directoryOfLength(box, 1023))}, {"VEK_PROJECT", box.path("project")}});
@@ -283,7 +283,7 @@ TEST_F(SearchList, StartDirectoryReplacesTheDot) {
     EXPECT_EQ(build(), (Strings{"/w", "a", "./", "/w"}));
 }
 
-TEST_F(SearchList, StartDirectoryHoldsForListsBuiltLater) {
+TEST_F(SearchList, StartDirectoryAppliesToListsBuiltLater) {
     const Strings before = build();
     puxSetCwdToSearchList("/w");
     EXPECT_EQ(test::strings(puxiDefaultList()), before);
@@ -569,7 +569,7 @@ TEST_F(PathConversion, FileNameGivesItsInstallation) {
     EXPECT_EQ(puxConvertPathNotThere("$(compute:THIS_FILE_INST_ROOT)/x", out.data()), PUX_FILE_NOT_FOUND);
 }
 
-TEST_F(PathConversion, ResultHoldsAtMost1023Characters) {
+TEST_F(PathConversion, ResultHasAtMost1023Characters) {
     for (const std::size_t length : {1022U, 1023U}) {
         const std::string path = box.path(test::directoryOfLength(box, length));
         EXPECT_EQ(puxConvertPath(path.c_str(), out.data()), PUX_OK);

@@ -46,17 +46,17 @@ class LookupConfig : public ::testing::Test {
 
 // What a file says.
 
-TEST_F(LookupConfig, NoFileSaysNo) {
+TEST_F(LookupConfig, MissingFileGivesNo) {
     EXPECT_EQ(ask("foo"), kNo);
 }
 
-TEST_F(LookupConfig, EmptyFileSaysNo) {
+TEST_F(LookupConfig, EmptyFileGivesNo) {
     EXPECT_EQ(ask("", "foo"), kNo);
     EXPECT_EQ(ask("\n\n \n", "foo"), kNo);
     EXPECT_EQ(ask("", ""), kNo);
 }
 
-TEST_F(LookupConfig, AllSaysYesToEveryName) {
+TEST_F(LookupConfig, AllGivesYesForEveryName) {
     for (const char *name : {"foo", "a b", "", "ALL", "#"}) {
         EXPECT_EQ(ask("ALL\n", name), kYes) << name;
     }
@@ -79,7 +79,7 @@ TEST_F(LookupConfig, IncludeMakesAnExceptionFromNone) {
     EXPECT_EQ(ask("INCLUDE foo\n", "foo"), kYes);
 }
 
-TEST_F(LookupConfig, NamesAreComparedByCaseWhereverTheTablesHoldThem) {
+TEST_F(LookupConfig, NamesAreComparedByCase) {
     // Given every spelling of a name but the one that is asked for: more than there are places in a table
     constexpr unsigned kLetters = 10;
     for (const unsigned asked : {0U, 1U, 0x155U, 0x2aaU, 0x3ffU}) {
@@ -122,7 +122,7 @@ TEST_F(LookupConfig, RepeatedLineChangesNothing) {
     EXPECT_EQ(ask("ALL\nEXCLUDE foo\nEXCLUDE foo\nINCLUDE foo\nALL\n", "foo"), kYes);
 }
 
-TEST_F(LookupConfig, AllAndNoneWipeEveryLineBefore) {
+TEST_F(LookupConfig, AllAndNoneOverrideEveryEarlierLine) {
     EXPECT_EQ(ask("INCLUDE foo\nNONE\n", "foo"), kNo);
     EXPECT_EQ(ask("EXCLUDE foo\nALL\n", "foo"), kYes);
     EXPECT_EQ(ask("ALL\nNONE\n", "foo"), kNo);
@@ -176,13 +176,13 @@ TEST_F(LookupConfig, CommandWithoutItsNameIsIgnored) {
     }
 }
 
-TEST_F(LookupConfig, WordsBehindAllAndNoneAreIgnored) {
+TEST_F(LookupConfig, WordsAfterAllAndNoneAreIgnored) {
     EXPECT_EQ(ask("EXCLUDE foo\nALL foo\n", "foo"), kYes);
     EXPECT_EQ(ask("ALL foo\n", "bar"), kYes);
     EXPECT_EQ(ask("INCLUDE foo\nNONE foo\n", "foo"), kNo);
 }
 
-TEST_F(LookupConfig, CommentsSayNothing) {
+TEST_F(LookupConfig, CommentsAreIgnored) {
     const std::string content = "# ALL\n#ALL\n;ALL\n ; ALL\n--ALL\n\t-- ALL\n--\n#\n;\n";
     for (const char *name : {"ALL", "#", ";", "--", "--ALL", "#ALL", "foo"}) {
         EXPECT_EQ(ask(content, name), kNo) << name;
@@ -282,7 +282,7 @@ TEST_F(LookupConfig, FileThatCannotBeOpenedIsDenied) {
     }
 }
 
-TEST_F(LookupConfig, OnlyARegularFileSaysAnything) {
+TEST_F(LookupConfig, OtherThanRegularFilesAreEmpty) {
     box.directory("d/puxLookupConfig");
     EXPECT_EQ(ask("foo"), kNo);
     CList fifo({"e"});
@@ -296,7 +296,7 @@ TEST_F(LookupConfig, OnlyARegularFileSaysAnything) {
     EXPECT_EQ(puxUsePuxFor(loop, "foo"), PUX_PERMISSION_DENIED);
 }
 
-TEST_F(LookupConfig, WhatComesBehindAFailedReadingIsNotThere) {
+TEST_F(LookupConfig, LinesAfterAReadErrorAreIgnored) {
     EXPECT_EQ(ask("ALL\nEXCLUDE foo\n", "foo"), kNo);
     faults::fail("fgets", 2, EIO);
     EXPECT_EQ(ask("foo"), kYes);
@@ -316,7 +316,7 @@ TEST_F(LookupConfig, LongLineIsReadOnAsFurtherLines) {
     EXPECT_EQ(ask("#" + std::string(1'000'000, 'x') + "\nfoo\n", "foo"), kYes);
 }
 
-TEST_F(LookupConfig, NameOf1023CharactersIsHeldAndOf1024Never) {
+TEST_F(LookupConfig, NameOf1024CharactersIsNeverFound) {
     const std::string longest(1023, 'x');
     EXPECT_EQ(ask(longest + "\n", longest), kYes);
     EXPECT_EQ(ask(longest + "x\n", longest), kYes);
@@ -353,7 +353,7 @@ TEST_F(LookupConfig, NulEndsALine) {
 
 // Large files, and no memory.
 
-TEST_F(LookupConfig, ThousandsOfNamesAreHeld) {
+TEST_F(LookupConfig, ThousandsOfNamesAreRead) {
     std::string content;
     for (int i = 0; i < 5000; ++i) {
         content += (i % 2 == 0 ? "INCLUDE name" : "EXCLUDE name") + std::to_string(i) + "\n";
@@ -380,7 +380,7 @@ TEST_F(LookupConfig, TenMegabytesOfNamesAreRead) {
     EXPECT_EQ(ask(content, "I100001"), kNo);
 }
 
-TEST_F(LookupConfig, JunkSaysWhatItSpells) {
+TEST_F(LookupConfig, ArbitraryBytesAreReadAsLines) {
     std::string content;
     content.resize(10'000'000);
     uint32_t state = 1;

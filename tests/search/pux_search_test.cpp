@@ -134,7 +134,7 @@ Joined join(const std::string &directory, const std::string &group, const std::s
 
 // Joining a candidate.
 
-TEST(SearchCandidate, HoldsDirectoryGroupAndName) {
+TEST(SearchCandidate, HasDirectoryGroupAndName) {
     EXPECT_EQ(join("/d", ".tolvane", "n"), (Joined{0, "/d/.tolvane/n"}));
     EXPECT_EQ(join(".", "g", "a/n"), (Joined{0, "./g/a/n"}));
     EXPECT_EQ(join("/d/", "g", "n"), (Joined{0, "/d//g/n"}));
@@ -145,7 +145,7 @@ TEST(SearchCandidate, LeavesTheGroupOfTheDirectoryItselfOut) {
     EXPECT_EQ(join("/d", "..", "n"), (Joined{0, "/d/../n"}));
 }
 
-TEST(SearchCandidate, PutsNoSlashBehindARoot) {
+TEST(SearchCandidate, HasNoSlashAfterARoot) {
     EXPECT_EQ(join("/", ".", "n"), (Joined{0, "/n"}));
     EXPECT_EQ(join("/", "g", "n"), (Joined{0, "/g/n"}));
     EXPECT_EQ(join("//", ".", "n"), (Joined{0, "//n"}));
@@ -246,7 +246,7 @@ TEST_F(Search, ResultMustFitWithItsEnd) {
     EXPECT_EQ(search(list, "n", 1), (Found{PUX_BUFFER_TOO_SMALL, ""}));
 }
 
-TEST_F(Search, MatchOf1023CharactersIsFoundAndOf1024IsTooLong) {
+TEST_F(Search, MatchOf1024CharactersIsTooLong) {
     for (const std::size_t length : {1023U, 1024U, 1025U, 4000U}) {
         const std::string directory = test::directoryOfLength(box, length - std::strlen("/n"));
         box.file(directory + "/n", "");
@@ -271,7 +271,7 @@ TEST_F(Search, MissingCandidateOf1024CharactersDoesNotEndTheSearch) {
     }
 }
 
-TEST_F(Search, LaterGroupIsFoundWhenAnEarlierCandidateHas1024Characters) {
+TEST_F(Search, CandidateOf1024CharactersDoesNotEndTheSearch) {
     // "/veksetup/n" and "/.tolvane/n" make 1024 characters, "/n" does not.
     const std::string directory = test::directoryOfLength(box, 1024 - std::strlen("/.tolvane/n"));
     const std::string path = box.path(directory);
@@ -280,7 +280,7 @@ TEST_F(Search, LaterGroupIsFoundWhenAnEarlierCandidateHas1024Characters) {
     EXPECT_EQ(search(list, "n"), (Found{PUX_OK, path + "/n"}));
 }
 
-TEST_F(Search, CandidateOf1024CharactersThatCannotBeTestedIsTooLong) {
+TEST_F(Search, CandidateOf1024CharactersWithoutReadAccessIsTooLong) {
     const std::string unreadable = test::directoryOfLength(box, 1030);
     const std::string closed = test::directoryOfLength(box, 1040);
     const std::string noDirectory = test::directoryOfLength(box, 1050);
@@ -343,7 +343,7 @@ TEST_F(Search, DefaultGroupsHaveThreeNames) {
     EXPECT_EQ(searchEx(list, "n", nullptr, nullptr), expected);
 }
 
-TEST_F(Search, NamedGroupComesBehindTheDirectoryItself) {
+TEST_F(Search, NamedGroupComesAfterTheDirectoryItself) {
     box.file("d/.tolvane/n", "").file("d/veksetup/n", "");
     CList list({"d"});
     EXPECT_EQ(searchGroup(list, "n", "cfg"), kNotFound);
@@ -353,7 +353,7 @@ TEST_F(Search, NamedGroupComesBehindTheDirectoryItself) {
     EXPECT_EQ(searchGroup(list, "n", "cfg"), (Found{PUX_OK, "d/n"}));
 }
 
-TEST_F(Search, NamedGroupsComeBehindTheDirectoryItself) {
+TEST_F(Search, NamedGroupsComeAfterTheDirectoryItself) {
     box.file("d/.tolvane/n", "").file("d/g2/n", "");
     CList list({"d"});
     CList groups({"g1", "g2"});
@@ -403,7 +403,7 @@ TEST_F(Search, LibraryEntryWithoutLibrariesIsSkipped) {
     EXPECT_EQ(search(list, "n"), (Found{PUX_OK, "d/n"}));
 }
 
-TEST_F(Search, LibraryEntryStandsForTheLibraries) {
+TEST_F(Search, LibraryEntryIsReplacedByTheLibraries) {
     box.file("l2/.tolvane/n", "").file("d/n", "").directory("l1");
     CList list({"@LIBRARY", "d"});
     CList libraries({"l1", "l2"});
@@ -454,7 +454,7 @@ TEST_F(Search, NullListIsTheDefaultList) {
     EXPECT_EQ(fullSearch(nullptr, "n"), (FoundAll{PUX_OK, {box.path("home/n")}}));
 }
 
-TEST_F(Search, DefaultListIsBuiltEvenForAListOfTheCallers) {
+TEST_F(Search, DefaultListIsBuiltForEverySearch) {
     box.file("d/n", "");
     CList list({"d"});
     EXPECT_EQ(search(list, "n"), (Found{PUX_OK, "d/n"}));
@@ -544,7 +544,7 @@ TEST_F(Search, FullSearchWithoutAMatchIsNotFound) {
     EXPECT_EQ(fullSearch(list, "n"), (FoundAll{PUX_FILE_NOT_FOUND, {}}));
 }
 
-TEST_F(Search, FullSearchHoldsThousandsOfMatches) {
+TEST_F(Search, FullSearchReturnsThousandsOfMatches) {
     box.file("a/n", "");
     CList list(Strings(3000, "a"));
     EXPECT_EQ(fullSearch(list, "n"), (FoundAll{PUX_OK, Strings(3000, "a/n")}));
@@ -584,7 +584,7 @@ TEST_F(Search, FindWritablePassesOverReadOnlyMatches) {
     });
 }
 
-TEST_F(Search, FindWritableLooksAtTheFirstMatchOfADirectoryOnly) {
+TEST_F(Search, FindWritableTestsOnlyTheFirstMatchOfADirectory) {
     box.file("a/.tolvane/n", "", 0444).file("a/n", "", 0666);
     CList list({"a"});
     test::asUnprivileged([&] {

@@ -117,7 +117,7 @@ TEST_F(SetupLoc, FileIsTheOneThatComputedRootsStartFrom) {
     puxReleaseHandle(list);
 }
 
-TEST_F(SetupLoc, LineEndingsOfOtherSystemsAndNoneAtTheEndAreRead) {
+TEST_F(SetupLoc, CarriageReturnsAndAMissingFinalNewlineAreRead) {
     box.directory("a").directory("b");
     EXPECT_EQ(parse("a\r\nb"), (Strings{"a", "b"}));
 }

@@ -278,7 +278,7 @@ TEST(InterpolationPass, FailureInAReplacingPassIsAnErrorOfRecursion) {
     EXPECT_EQ(result.out, "a $NONE");
 }
 
-TEST(InterpolationPass, FailureInAnotherPassKeepsItsCodeAndItsPlaceInThatPass) {
+TEST(InterpolationPass, ErrorOfALaterPassHasItsPositionThere) {
     test::setEnvironment({{"A", "abcdef$NONE"}});
     const Interpolated result = interpolate("$A", {.flags = VEK_INTERP_RECURSIVE});
     EXPECT_EQ(result.status, 0);

@@ -164,7 +164,7 @@ TEST(Interpolation, UnterminatedBraceIsAnErrorUnderEveryFlag) {
     expectProblem("${", "${", VEK_INTERP_BADLY_FORMED, 0, "badly formed env var reference");
 }
 
-TEST(Interpolation, TextBehindAnUnterminatedBraceIsStillExpanded) {
+TEST(Interpolation, TextAfterAnUnterminatedBraceIsExpanded) {
     test::setEnvironment({{"B", "b"}});
     expectProblem("${A$B", "${Ab", VEK_INTERP_BADLY_FORMED, 0, "badly formed env var reference");
 }
@@ -176,7 +176,7 @@ TEST(Interpolation, DollarInsideBracesIsAnErrorOutsideRecursiveMode) {
                   {.flags = VEK_INTERP_KEEP_VARIABLES});
 }
 
-TEST(Interpolation, DollarBehindTheClosingBraceIsAnotherReference) {
+TEST(Interpolation, DollarAfterTheClosingBraceIsAnotherReference) {
     test::setEnvironment({{"A", "a"}, {"B", "b"}});
     expectValue("${A}$B", "ab");
 }
@@ -299,7 +299,7 @@ TEST(Interpolation, RootOfAnUnspecifiedFileIsAnError) {
                   "$(compute:THIS_FILE_INST_ROOT) file '<unspecified>' is not in an installation hierarchy ");
 }
 
-TEST(Interpolation, InstallationThatHoldsAPathIsComputed) {
+TEST(Interpolation, InstallationOfAPathIsComputed) {
     Rootless rootless;
     test::makeInstallation(rootless.box, "one");
     test::makeInstallation(rootless.box, "two");
@@ -362,7 +362,7 @@ TEST(Interpolation, UnterminatedParenthesisTurnsIntoABrace) {
 
 // The two names with a meaning of their own.
 
-TEST(Interpolation, InstDirIsTheToolRootWhateverTheEnvironmentSays) {
+TEST(Interpolation, InstDirIsTheToolRootInAnyEnvironment) {
     const Installed installed;
     test::setEnvironment({{"VEK_INST_DIR", "/wrong"}});
     expectValue("$VEK_INST_DIR/x", installed.box.path("inst") + "/x");
@@ -438,7 +438,7 @@ TEST(Interpolation, FlagsCombine) {
                     {.flags = VEK_INTERP_KEEP_VARIABLES | VEK_INTERP_KEEP_HOMES | VEK_INTERP_KEEP_COMPUTED});
 }
 
-TEST(Interpolation, KeptReferencesAreLookedUpAllTheSame) {
+TEST(Interpolation, KeptReferencesAreLookedUp) {
     const Rootless rootless;
     expectProblem("$NONE", "$NONE", VEK_INTERP_NOT_SET, 0, "environment variable 'NONE' not set",
                   {.flags = VEK_INTERP_KEEP_VARIABLES});
@@ -492,7 +492,7 @@ std::string installationOfLength(test::Sandbox &box, std::size_t length) {
     return box.path(root);
 }
 
-TEST(Interpolation, FilesRootOf2047CharactersIsUsedAndOf2048IsAnError) {
+TEST(Interpolation, InstallationRootOf2048CharactersIsAnError) {
     Rootless rootless;
     const std::string fits = installationOfLength(rootless.box, 2047) + "/f";
     expectValue("$(compute:THIS_FILE_INST_ROOT)", fits.substr(0, 2047), {.fileName = fits.c_str()});
@@ -544,7 +544,7 @@ TEST(Interpolation, SiteBelowTheToolsRootHas2047CharactersAtMost) {
     expectValue("$VEK_SITE", installed.root + "/share/local");
 }
 
-TEST(Interpolation, SiteBelowTheToolsRootOf2048CharactersIsAnError) {
+TEST(Interpolation, SiteFallbackOf2048CharactersIsAnError) {
     const LongInstalled installed(2048 - std::string_view("/share/local").size());
     expectProblem("$VEK_SITE", "$VEK_SITE", VEK_INTERP_NOT_SET, 0, "environment variable 'VEK_SITE' not set");
     expectProblem("${VEK_SITE}/x", "${VEK_SITE}/x", VEK_INTERP_NOT_SET, 0,

@@ -92,7 +92,7 @@ TEST_F(Tables, KeepRecordsInTheBucketOfTheirPath) {
     }
 }
 
-TEST_F(Tables, NewRecordsStandAtTheHeadOfTheirChain) {
+TEST_F(Tables, NewRecordsAreAtTheHeadOfTheirChain) {
     VekinfoObj *first = cachedObject("x");
     VekinfoObj *second = cachedObject("x");
     EXPECT_EQ(second, vekinfoHashTable[bucketOf("x")]);
@@ -130,7 +130,7 @@ TEST_F(Tables, APeekSearchesTheWholeChain) {
     EXPECT_EQ(deepLink, peekLink(""));
 }
 
-TEST_F(Tables, AResetForgetsEverything) {
+TEST_F(Tables, ResetEmptiesBothTables) {
     box.file("vekinfo.tag", "A 1\n");
     VekinfoObj out;
     int found = 0;
@@ -187,7 +187,7 @@ TEST_F(ElementExists, AKeywordDoesNotLookAtTheEntries) {
     EXPECT_EQ(kAbsent, ask("DMTYPE"));
 }
 
-TEST_F(ElementExists, AnApplicationEntryIsPresentWhenAnyNameDiffersFromIt) {
+TEST_F(ElementExists, EntryIsPresentIfAnyNameDiffers) {
     test::addEntry(*obj, "A", "1");
     EXPECT_EQ(kPresent, ask("B"));
     test::addEntry(*obj, "B", "2");
@@ -196,7 +196,7 @@ TEST_F(ElementExists, AnApplicationEntryIsPresentWhenAnyNameDiffersFromIt) {
     EXPECT_EQ(kPresent, ask("C"));
 }
 
-TEST_F(ElementExists, AnApplicationEntryIsAbsentWhenEveryNameIsTheElement) {
+TEST_F(ElementExists, EntryIsAbsentIfEveryNameEqualsIt) {
     test::addEntry(*obj, "A", "1");
     EXPECT_EQ(kAbsent, ask("A"));
     EXPECT_EQ(kAbsent, ask("a"));
@@ -240,7 +240,7 @@ TEST_F(AtLoc, AMissingFileIsStatus6WithoutAReport) {
     EXPECT_TRUE(isEmpty());
 }
 
-TEST_F(AtLoc, AFirstReadGivesTheFileAndTheParsersAnswer) {
+TEST_F(AtLoc, FirstReadReturnsWhatTheParserFound) {
     const std::string path = box.path("vekinfo.tag");
     box.file("vekinfo.tag", "VEKLIBRARY\nDMTYPE Mrev\nA 1\n\n");
 
@@ -256,14 +256,14 @@ TEST_F(AtLoc, AFirstReadGivesTheFileAndTheParsersAnswer) {
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(out));
 }
 
-TEST_F(AtLoc, AFirstReadOfAFileWithoutTheElementFindsNothing) {
+TEST_F(AtLoc, FirstReadWithoutTheElementFindsNothing) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(TOV_OK, get("vekinfo.tag", "B"));
     EXPECT_EQ(0, found);
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(out)) << "the object is delivered all the same";
 }
 
-TEST_F(AtLoc, WithoutAnElementTheFirstReadFindsNothingAndTheSecondDoes) {
+TEST_F(AtLoc, NullElementIsFoundFromTheSecondReadOn) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(TOV_OK, get("vekinfo.tag", nullptr));
     EXPECT_EQ(0, found);
@@ -272,7 +272,7 @@ TEST_F(AtLoc, WithoutAnElementTheFirstReadFindsNothingAndTheSecondDoes) {
 }
 
 // Deliberate: for a file that was read before, the answer for application entries is the inverted one.
-TEST_F(AtLoc, ASecondReadAnswersApplicationEntriesInverted) {
+TEST_F(AtLoc, SecondReadInvertsTheTestOfApplicationEntries) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     EXPECT_EQ(1, found);
@@ -283,7 +283,7 @@ TEST_F(AtLoc, ASecondReadAnswersApplicationEntriesInverted) {
     EXPECT_EQ(1, found);
 }
 
-TEST_F(AtLoc, ASecondReadAnswersKeywordsAsTheyAre) {
+TEST_F(AtLoc, SecondReadFindsKeywordsThatAreSet) {
     box.file("vekinfo.tag", "DMTYPE none\n");
     get("vekinfo.tag", nullptr);
     EXPECT_EQ(TOV_OK, get("vekinfo.tag", "dmtype"));
@@ -292,7 +292,7 @@ TEST_F(AtLoc, ASecondReadAnswersKeywordsAsTheyAre) {
     EXPECT_EQ(0, found);
 }
 
-TEST_F(AtLoc, WhatIsDeliveredBelongsToTheCache) {
+TEST_F(AtLoc, ReturnedStringsBelongToTheCache) {
     box.file("vekinfo.tag", "DMTYPE none\nA 1\n");
     ASSERT_EQ(TOV_OK, get("vekinfo.tag", "A"));
     const VekinfoObj *cached = peekObject("vekinfo.tag");
@@ -306,7 +306,7 @@ TEST_F(AtLoc, WhatIsDeliveredBelongsToTheCache) {
     }
 }
 
-TEST_F(AtLoc, TheLastObjectSlotHoldsWhatWasDelivered) {
+TEST_F(AtLoc, LastObjectSlotHoldsTheReturnedObject) {
     box.file("vekinfo.tag", "A 1\n").file("d/vekinfo.tag", "B 1\n");
     get("vekinfo.tag", "A");
     EXPECT_EQ(peekObject("vekinfo.tag"), tempVekinfoFromHash);
@@ -317,7 +317,7 @@ TEST_F(AtLoc, TheLastObjectSlotHoldsWhatWasDelivered) {
     EXPECT_EQ(peekObject("vekinfo.tag"), tempVekinfoFromHash);
 }
 
-TEST_F(AtLoc, AFailedReadLeavesTheSlotEmpty) {
+TEST_F(AtLoc, FailedReadClearsTheLastObjectSlot) {
     box.file("vekinfo.tag", "A 1\n").file("bad/vekinfo.tag", "VEKLIBRARY yes\n");
     get("vekinfo.tag", "A");
     EXPECT_EQ(TOV_NO_SUCH_FILE, get("none/vekinfo.tag", "A"));
@@ -327,7 +327,7 @@ TEST_F(AtLoc, AFailedReadLeavesTheSlotEmpty) {
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
 }
 
-TEST_F(AtLoc, ReadingAFileLeavesTheObjectDeliveredBeforeAlone) {
+TEST_F(AtLoc, ReadingAFileKeepsTheObjectReturnedBefore) {
     box.file("vekinfo.tag", "A 1\n").file("d/vekinfo.tag", "VEKLIBRARY\nDMTYPE x\n");
     get("vekinfo.tag", "A");
     get("d/vekinfo.tag", "A");
@@ -335,7 +335,7 @@ TEST_F(AtLoc, ReadingAFileLeavesTheObjectDeliveredBeforeAlone) {
     EXPECT_EQ(nullptr, peekObject("vekinfo.tag")->dmtype);
 }
 
-TEST_F(AtLoc, ASyntaxErrorIsReportedAtEveryReadAndNothingIsCached) {
+TEST_F(AtLoc, FileWithSyntaxErrorIsNotCached) {
     box.file("vekinfo.tag", "A 1\nNAMESPACE Unix\n");
     const test::Reports expected = {
         {TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 2}};
@@ -361,7 +361,7 @@ TEST_F(AtLoc, AnUnreadableFileIsReportedAndNotCached) {
     });
 }
 
-TEST_F(AtLoc, ALoopOfLinksIsAMissingFile) {
+TEST_F(AtLoc, LinkCycleIsAMissingFile) {
     box.link("vekinfo.tag", "vekinfo.tag");
     EXPECT_EQ(TOV_NO_SUCH_FILE, get("vekinfo.tag", "A"));
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -399,7 +399,7 @@ TEST_F(AtLoc, TwoSpellingsOfAPathAreTwoObjects) {
     EXPECT_STREQ("old", out.dmtype);
 }
 
-TEST_F(AtLoc, ManyFilesAreAllRemembered) {
+TEST_F(AtLoc, ManyFilesAreCached) {
     for (int at = 0; at < 600; ++at) {
         const std::string directory = "d" + std::to_string(at);
         box.file(directory + "/vekinfo.tag", "DMTYPE " + directory + "\n");
@@ -437,7 +437,7 @@ TEST_F(AtLoc, ExhaustedMemoryIsReportedAndNothingHalfReadIsCached) {
     EXPECT_GT(failures, 0);
 }
 
-TEST_F(AtLoc, ACacheRecordThatCannotBeMadeIsAMemoryError) {
+TEST_F(AtLoc, FailedAllocationOfTheRecordIsAMemoryError) {
     box.file("vekinfo.tag", "DMTYPE m\n");
     bool seen = false;
     for (int nth = 1; nth <= 60 && !seen; ++nth) {

@@ -250,7 +250,7 @@ TEST_F(Edit, ValuesAreWrittenAsGiven) {
     EXPECT_STREQ("Some", tovLookupEntry(".", "FOO", nullptr));
 }
 
-TEST_F(Edit, TheCacheHoldsTheValueAsGiven) {
+TEST_F(Edit, CacheHasTheValueAsGiven) {
     box.file("vekinfo.tag", "");
     EXPECT_EQ(1, tovAddEntry(".", "FOO", "Some  Words"));
     expectSettings("FOO Some  Words\n");
@@ -276,7 +276,7 @@ TEST_F(Edit, LongNamesAndValuesAreWrittenWhole) {
 
 // ---- values that the keyword does not allow
 
-TEST_F(Edit, ABadValueIsReportedAndNotAppliedAndTheFileIsWritten) {
+TEST_F(Edit, BadValueIsReportedAndTheFileWrittenWithoutIt) {
     EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
     EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 0}}),
               reports.take());
@@ -299,7 +299,7 @@ TEST_F(Edit, ABadNamespaceLeavesNone) {
     expectSettings("");
 }
 
-TEST_F(Edit, ABadValueIsPrintedWithoutALineForANewFile) {
+TEST_F(Edit, BadValueForNewFileIsPrintedWithoutLine) {
     tovRegisterErrorHandler(nullptr);
     test::Capture capture;
     EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
@@ -355,7 +355,7 @@ TEST_F(Edit, AMissingDirectoryIsReported) {
     EXPECT_EQ(writeFailed(1, "none"), reports.take());
 }
 
-TEST_F(Edit, AFileThatMayNotBeWrittenIsReportedAndStays) {
+TEST_F(Edit, FileWithoutWritePermissionIsReportedAndUnchanged) {
     box.file("vekinfo.tag", "A 1\nB 2\n", 0444);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, tovRemoveEntry(".", "A"));
@@ -368,7 +368,7 @@ TEST_F(Edit, AFileThatMayNotBeWrittenIsReportedAndStays) {
     EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
 }
 
-TEST_F(Edit, ABadValueForAFileThatMayNotBeWrittenIsReportedBetweenTheTwoFailures) {
+TEST_F(Edit, BadValueIsReportedBetweenTheTwoWriteErrors) {
     box.file("vekinfo.tag", "VEKLIBCHECK ON\nA 1\n", 0444);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
@@ -388,7 +388,7 @@ TEST_F(Edit, TheFailureIsPrintedWithTheDirectory) {
     EXPECT_EQ("Error (tov): 'system error' opening for write : none.\n\n", capture.err());
 }
 
-TEST_F(Edit, ThePathHoldsAtMost4095Characters) {
+TEST_F(Edit, PathHasAtMost4095Characters) {
     const std::string longest = test::spelledWith(".", 4083);
     EXPECT_EQ(1, tovAddEntry(longest.c_str(), "A", "1"));
     EXPECT_EQ("A 1\n", settings());
@@ -404,7 +404,7 @@ TEST_F(Edit, ThePathHoldsAtMost4095Characters) {
     }
 }
 
-TEST_F(Edit, NullArgumentsAreSurvived) {
+TEST_F(Edit, NullArgumentsAreAccepted) {
     box.file("vekinfo.tag", "A 1\nB 2\n");
     EXPECT_EQ(1, tovRemoveEntry(nullptr, "A")) << "there is no file";
     EXPECT_EQ(1, tovRemoveEntry(".", nullptr));
@@ -452,7 +452,7 @@ class FailedEdit : public Edit {
     const std::string old_ = "A 1\nVEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nB 2\nA 3\n";
 };
 
-TEST_F(FailedEdit, ClearingLeavesFileAndCacheAsTheyWereWhicheverCallFails) {
+TEST_F(FailedEdit, ClearingChangesNothingIfAnyCallFails) {
     const struct {
         const char *name;
         const char *expected;
@@ -481,7 +481,7 @@ TEST_F(FailedEdit, ClearingLeavesFileAndCacheAsTheyWereWhicheverCallFails) {
     }
 }
 
-TEST_F(FailedEdit, AddingLeavesFileAndCacheAsTheyWereWhenTheDiskIsFull) {
+TEST_F(FailedEdit, AddingChangesNothingIfTheDiskIsFull) {
     const struct {
         const char *name;
         const char *value;
@@ -531,7 +531,7 @@ TEST_F(FailedEdit, AddingLosesNothingWhicheverWriteFails) {
     }
 }
 
-TEST_F(FailedEdit, TheCacheKeepsTheOtherFilesItHolds) {
+TEST_F(FailedEdit, CacheKeepsOtherFiles) {
     constexpr int kMoreThanBuckets = 300;
     const auto directory = [](int at) { return "d" + std::to_string(at); };
     for (int at = 0; at < kMoreThanBuckets; ++at) {
@@ -765,7 +765,7 @@ TEST_F(Edit, AnotherSpellingOfThePathKeepsWhatItHasRead) {
 
 // ---- a file that has changed since it was read
 
-TEST_F(Edit, AnEditAppliesToWhatTheFileSaysNow) {
+TEST_F(Edit, EditAppliesToTheCurrentFile) {
     box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
     EXPECT_EQ("DMTYPE old\nA 1\n", cached());
     box.file("vekinfo.tag", "VEKLIBRARY\nA 2\n");
@@ -776,7 +776,7 @@ TEST_F(Edit, AnEditAppliesToWhatTheFileSaysNow) {
     expectSettings("DMTYPE new\nA 2\n");
 }
 
-TEST_F(Edit, ABadValueIsReportedWithTheLineCountOfTheFileAsItIsNow) {
+TEST_F(Edit, BadValueIsReportedWithTheCurrentLineCount) {
     box.file("vekinfo.tag", "A 1\n");
     cached();
     box.file("vekinfo.tag", "A 1\n\n\n\n");
@@ -785,7 +785,7 @@ TEST_F(Edit, ABadValueIsReportedWithTheLineCountOfTheFileAsItIsNow) {
               reports.take());
 }
 
-TEST_F(Edit, AFileThatIsGoneByThenCountsAsMissing) {
+TEST_F(Edit, RemovedFileCountsAsMissing) {
     box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
     cached();
     unlink("vekinfo.tag");
@@ -800,7 +800,7 @@ TEST_F(Edit, AFileThatIsGoneByThenCountsAsMissing) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(Edit, AFileThatIsBrokenByThenIsReportedAsAtAFirstReading) {
+TEST_F(Edit, NewSyntaxErrorIsReportedAsOnFirstReading) {
     const test::Report error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
     box.file("vekinfo.tag", "DMTYPE old\n");
     cached();
@@ -813,7 +813,7 @@ TEST_F(Edit, AFileThatIsBrokenByThenIsReportedAsAtAFirstReading) {
     expectSettings("B 2\n");
 }
 
-TEST_F(Edit, AFailedWriteLeavesTheCacheWithWhatTheFileSays) {
+TEST_F(Edit, CacheMatchesTheFileAfterAFailedWrite) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     cached();
     box.file("vekinfo.tag", "DMTYPE new\nA 1\n");
@@ -822,6 +822,34 @@ TEST_F(Edit, AFailedWriteLeavesTheCacheWithWhatTheFileSays) {
     test::faults::reset();
     EXPECT_EQ("DMTYPE new\nA 1\n", cached());
     EXPECT_EQ("DMTYPE new\nA 1\n", box.read("vekinfo.tag"));
+}
+
+TEST_F(Edit, AFileThatCannotBeReadBackLeavesTheCache) {
+    box.file("vekinfo.tag", "A 1\nDMTYPE old\n");
+    ASSERT_EQ("DMTYPE old\nA 1\n", cached());
+    test::faults::fail("read", 1, EIO);
+    EXPECT_EQ(1, tovRemoveEntry(".", "DMTYPE"));
+    test::faults::reset();
+    EXPECT_EQ(test::kNoReports, reports.take());
+    EXPECT_EQ("A 1\n", settings());
+    box.file("vekinfo.tag", "A 2\n");
+    EXPECT_EQ("A 2\n", cached());
+}
+
+TEST_F(Edit, CacheHasEntriesOfTheFileBeforeTheAddedOne) {
+    const struct {
+        const char *value;
+        const char *cachedValue;
+    } values[] = {{"3", "3"}, {"3 # 4", "3 # 4"}, {"3\nB 4\nC 5", "3\nB 4\nC 5"}, {"", ""}};
+    for (const auto &[value, cachedValue] : values) {
+        box.file("vekinfo.tag", "A 1\nOTHER\nA 2 word\n");
+        EXPECT_EQ(1, tovAddEntry(".", "A", value));
+        EXPECT_EQ(std::string("A 1\nA 2\nA ") + cachedValue + "\n", cached());
+        EXPECT_EQ(std::string("A 1\nA 2\nA ") + value + "\n", settings());
+        box.file("vekinfo.tag", "A 1\nA 2\n");
+        EXPECT_EQ(1, tovAddEntry(".", "#A", value)); // reads as a comment
+        EXPECT_EQ(std::string("#A ") + cachedValue + "\n", cached());
+    }
 }
 
 TEST_F(Edit, AFileThatCannotBeRestoredLeavesTheCache) {
@@ -856,7 +884,7 @@ TEST_F(Edit, BeginsByClearingTheLastObjectSlot) {
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
 }
 
-TEST_F(Edit, WhatTheEditDidNotChangeStaysWhereCallersFoundIt) {
+TEST_F(Edit, UnchangedStringsKeepTheirAddresses) {
     box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
     VekinfoObj before = {};
     int found = 0;
@@ -894,7 +922,7 @@ TEST_F(Edit, WaitsForTheLockAndEditsTheOthersResult) {
     __real_close(file);
 }
 
-TEST_F(Edit, FailsWithOneReportWhenTheLockIsHeldForThirtySeconds) {
+TEST_F(Edit, LockHeldForThirtySecondsGivesOneReport) {
     box.file("vekinfo.tag", "DMTYPE old\nA 1\n").directory("d");
     cached();
     const int file = __real_open("vekinfo.tag", O_RDWR | O_CLOEXEC);
@@ -1113,7 +1141,7 @@ TEST_F(Create, OnAFullFileSystemIsReported) {
     });
 }
 
-TEST_F(Create, ThePathHoldsAtMost4095Characters) {
+TEST_F(Create, PathHasAtMost4095Characters) {
     const std::string longest = test::spelledWith(".", 4083);
     EXPECT_EQ(1, create(longest.c_str(), {}));
     unlink("vekinfo.tag");

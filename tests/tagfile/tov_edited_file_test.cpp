@@ -73,7 +73,7 @@ class Holder {
 
 // ---- opening
 
-TEST_F(Edited, AnExistingFileIsLockedUntilTheObjectGoes) {
+TEST_F(Edited, LocksAnExistingFileUntilDestroyed) {
     box.file("file", "old");
     {
         EditedFile file("file");
@@ -126,7 +126,7 @@ TEST_F(Edited, DanglingLinksAreFollowedToTheNewFile) {
     EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
-TEST_F(Edited, ANewFileBehindADanglingLinkIsRemovedAndTheLinkKept) {
+TEST_F(Edited, RemovingTheTargetKeepsTheLink) {
     box.link("file", box.path("target"));
     EditedFile file("file");
     ASSERT_EQ(Opened::Yes, open(file, Opening::CreateNew));
@@ -216,7 +216,7 @@ TEST_F(Edited, TheLoserOfCreationEditsTheWinnersFile) {
     EXPECT_TRUE(box.exists("file"));
 }
 
-TEST_F(Edited, AFileThatAnotherFillsBeforeItIsLockedIsNotNew) {
+TEST_F(Edited, FileWrittenBeforeTheLockIsNotNew) {
     for (const Opening opening : {Opening::CreateIfMissing, Opening::CreateNew}) {
         // The lock fails once after the creation; meanwhile another process writes to the new file.
         test::faults::fail("fcntl", 1, EAGAIN);
@@ -286,7 +286,7 @@ TEST_F(Edited, WithoutLocksTheEditGoesOn) {
     }
 }
 
-TEST_F(Edited, AFailingStatIsNotWritableAndLeavesNoNewFile) {
+TEST_F(Edited, FailedStatIsNotWritableAndRemovesTheNewFile) {
     for (const char *call : {"stat", "fstat"}) {
         test::faults::fail(call, 1, EIO);
         EditedFile file("file");
@@ -311,7 +311,7 @@ TEST_F(Edited, AFileThatCannotBeReadIsStillReplaced) {
 }
 
 // Replacing loses what cannot be read, so one failure does not decide that.
-TEST_F(Edited, ADeniedOpenIsTriedAgainBeforeTheFileCountsAsUnreadable) {
+TEST_F(Edited, DeniedOpenIsRetriedBeforeTheFileCountsAsUnreadable) {
     box.file("file", "old");
     test::faults::fail("open", 1, EACCES);
     EditedFile file("file");

@@ -67,7 +67,7 @@ TEST(TovErrorMsg, EveryCodeHasItsText) {
     }
 }
 
-TEST(TovErrorMsg, ACodeThatDoesNotExistIsAnInvalidErrorNumber) {
+TEST(TovErrorMsg, UnknownCodeIsAnInvalidErrorNumber) {
     for (const int code :
          {16, 17, 37, 1000, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
         EXPECT_STREQ("invalid error number", tovGetErrorMsg(code)) << code;
@@ -106,7 +106,7 @@ TEST(TovPrintError, AnUnknownCodeIsPrintedWithTheTextForSuch) {
     EXPECT_EQ("Error (tov): 'invalid error number' x.\n", composed(99, "x", nullptr, 0));
 }
 
-TEST(TovPrintError, EveryCodeComesBack) {
+TEST(TovPrintError, EveryCodeIsReturned) {
     test::ReportCollector collector;
     for (const int code : {0, 1, 15, 16, 1000, -1}) {
         EXPECT_EQ(code, tovPrintError(code, "t", "w", 1));
@@ -127,18 +127,18 @@ TEST(TovPrintError, ALongReportIsNotCut) {
     }
 }
 
-TEST(TovPrintError, WithoutAHookTheReportStandsOnStandardErrorWithAnEmptyLineBehind) {
+TEST(TovPrintError, WithoutHookTheReportIsPrintedBeforeAnEmptyLine) {
     test::Capture capture;
     tovPrintError(3, "opening for write", "/d", 0);
     EXPECT_EQ("Error (tov): 'system error' opening for write : /d.\n\n", capture.err());
     EXPECT_EQ("", capture.out());
 }
 
-TEST(TovPrintError, NullTextIsSurvived) {
+TEST(TovPrintError, NullTextIsEmpty) {
     EXPECT_EQ("Error (tov): 'system error' .\n", composed(3, nullptr, nullptr, 0));
 }
 
-TEST(TovPrintError, ExhaustedMemoryStillGivesTheCodeBack) {
+TEST(TovPrintError, CodeIsReturnedWithoutMemory) {
     test::Capture capture;
     const std::string text(8000, 't');
     test::faults::failAllocationsFrom(1);
@@ -147,7 +147,7 @@ TEST(TovPrintError, ExhaustedMemoryStillGivesTheCodeBack) {
     EXPECT_EQ(10, code);
 }
 
-TEST(TovPrintError, WithoutMemoryForItsTextTheReportIsThatOfItsCode) {
+TEST(TovPrintError, WithoutMemoryOnlyTheTextOfTheCodeIsPrinted) {
     for (const char *where : {"", "/d"}) {
         for (const int line : {0, 4}) {
             test::Capture capture;

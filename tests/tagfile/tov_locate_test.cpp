@@ -62,7 +62,7 @@ class LocalSearch : public test::TagTest {
     int found = -1;
 };
 
-TEST_F(LocalSearch, TheNearestFileThatDefinesTheElementAnswers) {
+TEST_F(LocalSearch, NearestFileThatDefinesTheElementIsFound) {
     box.file("a/vekinfo.tag", "DMTYPE far\nNAMESPACE LibraryNT\n").file("a/b/vekinfo.tag", "DMTYPE near\n");
     box.directory("a/b/c/d");
 
@@ -74,7 +74,7 @@ TEST_F(LocalSearch, TheNearestFileThatDefinesTheElementAnswers) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(LocalSearch, AnElementThatNobodyDefinesIsNotFound) {
+TEST_F(LocalSearch, UndefinedElementIsNotFound) {
     box.file("a/vekinfo.tag", "DMTYPE far\n").directory("a/b");
     EXPECT_EQ(0, search(at("a/b"), "NAMESPACE"));
     EXPECT_EQ(0, found);
@@ -200,13 +200,13 @@ TEST_F(LocalSearch, AnUnreadableFileEndsTheWalk) {
 
 // ---- a second look-up in one process
 
-TEST_F(LocalSearch, ASecondSearchStopsAtAFileWhoseEntriesHaveOtherNames) {
+TEST_F(LocalSearch, SecondSearchStopsAtFileWithOtherEntries) {
     box.file("a/vekinfo.tag", "B 1\n").file("a/b/vekinfo.tag", "A 1\n");
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "B"));
     EXPECT_EQ(at("a/b/vekinfo.tag"), where(at("a/b"), "B"));
 }
 
-TEST_F(LocalSearch, ASecondSearchPassesAFileWhoseOnlyEntryIsTheElement) {
+TEST_F(LocalSearch, SecondSearchPassesFileWithOnlyTheElement) {
     box.file("a/vekinfo.tag", "A 2\nZ 1\n").file("a/b/vekinfo.tag", "A 1\n");
     EXPECT_EQ(at("a/b/vekinfo.tag"), where(at("a/b"), "A"));
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "A"));
@@ -292,7 +292,7 @@ TEST_F(LocalSearch, ATargetThatLeadsNowhereIsReported) {
               reports.take());
 }
 
-TEST_F(LocalSearch, ALoopOfLinksIsReported) {
+TEST_F(LocalSearch, LinkCycleIsReported) {
     box.link("a", "b").link("b", "a").link("self", "self");
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/c"), "X"));
     EXPECT_EQ(
@@ -301,13 +301,13 @@ TEST_F(LocalSearch, ALoopOfLinksIsReported) {
     EXPECT_EQ(TOV_INVALID_PATH, search(at("self/c"), "X"));
 }
 
-TEST_F(LocalSearch, ALinkToAnAncestorEndsTheWalkAtTheRoot) {
+TEST_F(LocalSearch, LinkToAncestorEndsAtTheRoot) {
     box.directory("a/c").link("a/up", at("a")).link("a/dot", ".");
     EXPECT_EQ("none", where(at("a/up/up/up/c"), "X"));
     EXPECT_EQ("none", where(at("a/dot/dot/c"), "X"));
 }
 
-TEST_F(LocalSearch, LinksThatLeadInACircleDoNotHang) {
+TEST_F(LocalSearch, LinkCyclesEnd) {
     // The kernel's way through "$V" and the interpolated way differ, so the walk comes back to the link.
     test::setEnvironment({{"V", "l/x"}});
     box.directory("$V/d/x/d").link("l", "$V/d");
@@ -323,13 +323,13 @@ TEST_F(LocalSearch, LinksThatLeadInACircleDoNotHang) {
 }
 
 // In the second round the files have been read before, which may change what they are taken to define.
-TEST_F(LocalSearch, FilesOnACircleOfLinksAreAskedInASecondRound) {
+TEST_F(LocalSearch, FilesOnALinkCycleAreSearchedTwice) {
     test::setEnvironment({{"V", "l/x"}});
     box.file("$V/d/x/d/vekinfo.tag", "A 1\n").link("l", "$V/d");
     EXPECT_EQ(at("l/x/d/vekinfo.tag"), where(at("l/x/z"), "B"));
 }
 
-TEST_F(LocalSearch, RememberedLinksThatLeadInACircleDoNotHang) {
+TEST_F(LocalSearch, CyclesOfCachedLinksEnd) {
     box.directory("m/d/z").link("l", at("m/d"));
     EXPECT_EQ("none", where(at("l/z"), "X"));
     // Meanwhile the tree turns round: l becomes a directory and m a link into it.
@@ -404,7 +404,7 @@ TEST_F(LocalSearch, ARootOfAnotherSpellingIsExaminedOnce) {
     });
 }
 
-TEST_F(LocalSearch, AnElementOfTheRootIsFoundAfterANearerFileWasReadAndCached) {
+TEST_F(LocalSearch, ElementOfRootIsFoundAfterNearerFileIsCached) {
     box.file("vekinfo.tag", "DMTYPE root\n").file("a/b/vekinfo.tag", "X near\n").directory("a/b/c");
     withRootAt(box.path(), [this] {
         EXPECT_EQ("/vekinfo.tag", where("/a/b/c", "DMTYPE"));
@@ -468,7 +468,7 @@ TEST_F(LocalSearch, TheDeviceIsThatOfTheFirstExistingDirectory) {
     });
 }
 
-TEST_F(LocalSearch, AFileThatTheStartLeadsToOnAnotherDeviceIsNoBorder) {
+TEST_F(LocalSearch, StartLinkToFileOnAnotherDeviceIsPassed) {
     box.file("vekinfo.tag", "X outside\n").directory("m").link("a/l", at("m/data"));
     test::withMountAt(box.path("m"), 1U << 20U, [this] {
         box.file("m/data", "");
@@ -510,7 +510,7 @@ TEST_F(LocalSearch, LongStartsAreWalkedWithoutLoss) {
     }
 }
 
-TEST_F(LocalSearch, AStartOfMoreThan4095CharactersGivesADefinedResult) {
+TEST_F(LocalSearch, StartOfMoreThan4095CharactersIsReported) {
     box.file("vekinfo.tag", "X 1\n");
     for (const std::size_t size : {4096U, 4097U, 100000U}) {
         const std::string start = test::spelledWith(box.path(), size);
@@ -520,7 +520,7 @@ TEST_F(LocalSearch, AStartOfMoreThan4095CharactersGivesADefinedResult) {
     }
 }
 
-TEST_F(LocalSearch, AStartWithoutRoomForTheNameOfTheFileIsPassedOver) {
+TEST_F(LocalSearch, StartTooLongForTheTagFileNameIsPassed) {
     // Of the two one is spelled with 4083 characters without a "/" at the end.
     box.file("vekinfo.tag", "X 1\n").file("ab/vekinfo.tag", "X 2\n");
     const bool isOdd = box.path().size() % 2 == 1;

@@ -44,7 +44,7 @@ class Lock : public testing::Test {
 
 } // namespace
 
-TEST_F(Lock, ExclusiveShutsOutBothKinds) {
+TEST_F(Lock, ExclusiveLockExcludesBothKinds) {
     const int holder = openFile();
     const int other = openFile();
     FileLock held;
@@ -56,7 +56,7 @@ TEST_F(Lock, ExclusiveShutsOutBothKinds) {
     EXPECT_EQ(LockResult::Locked, wanted.acquire(other, LockKind::Exclusive, Deadline(0)));
 }
 
-TEST_F(Lock, SharedShutsOutExclusiveOnly) {
+TEST_F(Lock, SharedLockExcludesExclusiveOnly) {
     const int holder = openFile(O_RDONLY);
     const int reader = openFile(O_RDONLY);
     FileLock held;
@@ -69,7 +69,7 @@ TEST_F(Lock, SharedShutsOutExclusiveOnly) {
     EXPECT_TRUE(isFree());
 }
 
-TEST_F(Lock, ReadAccessDoesNotSufficeToShutOutEditors) {
+TEST_F(Lock, ExclusiveLockNeedsWriteAccess) {
     const int reader = openFile(O_RDONLY);
     FileLock lock;
     EXPECT_EQ(LockResult::Unsupported, lock.acquire(reader, LockKind::Exclusive, Deadline(0)));
@@ -192,7 +192,7 @@ TEST_F(Lock, EndlessInterruptionsTimeOut) {
     EXPECT_LT(1, test::faults::count("nanosleep"));
 }
 
-TEST_F(Lock, AFileSystemWithoutLocksIsToldAtOnce) {
+TEST_F(Lock, FileSystemWithoutLocksIsUnsupportedAtOnce) {
     for (const int error : {ENOLCK, EINVAL, EOPNOTSUPP, ENOSYS, EIO}) {
         const int file = openFile();
         FileLock lock;

@@ -147,7 +147,7 @@ TEST_F(NormalizePath, ARemovedWorkingDirectoryIsAnErrorForEveryPath) {
     ASSERT_EQ(0, chdir(box.path().c_str()));
 }
 
-TEST_F(NormalizePath, AConvertedPathHoldsAtMost1023Characters) {
+TEST_F(NormalizePath, ConvertedPathHasAtMost1023Characters) {
     for (const std::size_t size : {1022U, 1023U}) {
         const std::string absolute = test::spelledWith(box.path(), size);
         EXPECT_EQ(absolute, normalized(absolute)) << size;

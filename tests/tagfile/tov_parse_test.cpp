@@ -72,7 +72,7 @@ TEST(ToviProcessLine, AMarkerInTheFirstColumnEmptiesTheLine) {
                   {"; FOO bar", {}}});
 }
 
-TEST(ToviProcessLine, AMarkerBehindABlankOrTabEndsTheLine) {
+TEST(ToviProcessLine, MarkerAfterBlankOrTabEndsTheLine) {
     expectSplits({{"FOO bar --note", {"FOO", "bar"}},
                   {"FOO bar\t--note", {"FOO", "bar"}},
                   {"FOO bar #note", {"FOO", "bar"}},
@@ -84,7 +84,7 @@ TEST(ToviProcessLine, AMarkerBehindABlankOrTabEndsTheLine) {
                   {"FOO --bar #baz", {"FOO"}}});
 }
 
-TEST(ToviProcessLine, AMarkerBehindLeadingBlanksEmptiesTheLine) {
+TEST(ToviProcessLine, MarkerAfterLeadingBlanksEmptiesTheLine) {
     expectSplits({{"  # note", {}}, {" #note", {}}, {"\t;note", {}}, {" \t --note", {}}});
 }
 
@@ -98,7 +98,7 @@ TEST(ToviProcessLine, AMarkerInsideAWordIsKept) {
 }
 
 // Only a blank or a tab in front makes a marker one; other white space does not.
-TEST(ToviProcessLine, AMarkerBehindOtherWhiteSpaceIsAWord) {
+TEST(ToviProcessLine, MarkerAfterOtherWhiteSpaceIsAWord) {
     expectSplits({{"\v#note", {"#note"}}, {"\f;x", {";x"}}, {"\r--x", {"--x"}}, {"FOO\v#x", {"FOO", "#x"}}});
 }
 
@@ -152,7 +152,7 @@ class InputLine : public testing::Test {
     test::ReportCollector reports;
 };
 
-TEST_F(InputLine, VeklibraryStandsAlone) {
+TEST_F(InputLine, VeklibraryTakesNoValue) {
     EXPECT_EQ(TOV_OK, handle("vekLibrary"));
     EXPECT_EQ(1, obj->library);
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -197,7 +197,7 @@ TEST_F(InputLine, DmtypeKeepsAnyWordAsItIsWritten) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(InputLine, DmtypeWithoutAValueOrWithTwoIsASyntaxError) {
+TEST_F(InputLine, DmtypeNeedsExactlyOneValue) {
     for (const char *line : {"DMTYPE", "DMTYPE mrev pkm", "DmType a b c"}) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(nullptr, obj->dmtype) << line;
@@ -259,7 +259,7 @@ TEST_F(InputLine, ARepeatedKeywordOverwrites) {
     EXPECT_EQ(2U, obj->nameSpace);
 }
 
-TEST_F(InputLine, FoundIsSetByTheNameInAnyCaseAndNeverCleared) {
+TEST_F(InputLine, FoundIsSetInAnyCaseAndNeverCleared) {
     handle("FOO bar", "foo");
     EXPECT_EQ(1, found);
     handle("BAR baz", "foo");
@@ -304,7 +304,7 @@ TEST_F(InputLine, KeywordsAreAlsoSetOnTheObjectDeliveredLast) {
     EXPECT_EQ((test::Entries{}), test::entriesOf(*delivered)) << "application entries go to the object alone";
 }
 
-TEST_F(InputLine, AShallowCopyAndTheObjectItWasMadeFromChangeTogether) {
+TEST_F(InputLine, ShallowCopyAndCachedObjectChangeTogether) {
     const test::TagObject delivered = test::emptyTagObject();
     for (const char *line : {"DMTYPE first", "DMTYPE second"}) {
         VekinfoObj copy = *delivered;
@@ -443,7 +443,7 @@ TEST_F(ParseFile, CarriageReturnLineEndsReadLikeNewlines) {
     EXPECT_EQ(5U, obj->line);
 }
 
-TEST_F(ParseFile, FoundTellsWhetherTheElementIsThere) {
+TEST_F(ParseFile, FoundIsSetIfTheElementExists) {
     EXPECT_EQ(TOV_OK, parseText("A 1\nB 2\n", "b"));
     EXPECT_EQ(1, found);
     EXPECT_EQ(TOV_OK, parseText("A 1\nB 2\n", "C"));
@@ -495,7 +495,7 @@ TEST_F(ParseFile, ADirectoryReadsAsAnEmptyFile) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(ParseFile, APipeReadsAsAnEmptyFileAndIsNotWaitedFor) {
+TEST_F(ParseFile, PipeReadsAsEmptyFileWithoutWaiting) {
     ASSERT_EQ(0, mkfifo("vekinfo.tag", 0666));
     EXPECT_EQ(TOV_OK, parse());
     EXPECT_EQ(0U, obj->line);
@@ -557,7 +557,7 @@ TEST_F(ParseFile, LongNamesAreKeptWhole) {
     }
 }
 
-TEST_F(ParseFile, ACarriageReturnCutOffFromItsNewlineIsStillNoWord) {
+TEST_F(ParseFile, CarriageReturnSeparatedFromItsNewlineIsNoWord) {
     for (const std::size_t length : {4092U, 4093U, 4094U, 4095U}) {
         const std::string value(length - 2, 'v');
         ASSERT_EQ(TOV_OK, parseText("N " + value + "\r\nM 1\r\n"));
@@ -603,7 +603,7 @@ TEST_F(ParseFile, ManyEntriesAreAllKept) {
     EXPECT_EQ("NAME19999=value19999", entries.back());
 }
 
-TEST_F(ParseFile, EntriesAddedToAShallowCopyLeaveTheCachedObjectWithValidLists) {
+TEST_F(ParseFile, EntriesAddedToShallowCopyKeepCachedListsValid) {
     box.file("vekinfo.tag", "FIRST 1\n");
     VekinfoObj copy = {};
     ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("vekinfo.tag", nullptr, &copy, &found));

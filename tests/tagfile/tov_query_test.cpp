@@ -80,7 +80,7 @@ TEST_F(Query, LookupGivesEveryKindOfEntry) {
     EXPECT_EQ("" + from, lookupFresh(".", "EMPTY"));
 }
 
-TEST_F(Query, AnEntryWrittenTwiceAnswersWithItsFirstValue) {
+TEST_F(Query, EntryWrittenTwiceHasItsFirstValue) {
     box.file("vekinfo.tag", "FOO 1\nfoo 2\n");
     EXPECT_EQ("1 @ " + at("vekinfo.tag"), lookup(".", "foo"));
 }
@@ -113,7 +113,7 @@ TEST_F(Query, WhereMayBeNull) {
     EXPECT_EQ(nullptr, tovLookupEntry(".", "NONE", nullptr));
 }
 
-TEST_F(Query, NullPathsAndNamesAreSurvived) {
+TEST_F(Query, NullPathsAndNamesFindNothing) {
     box.file("vekinfo.tag", "FOO 1\n");
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(kNothing, ask(tovLookupEntry, nullptr, "FOO"));
@@ -127,20 +127,20 @@ TEST_F(Query, NullPathsAndNamesAreSurvived) {
 }
 
 // Deliberate: once a file has been read, it is taken to define whatever its entries are not called.
-TEST_F(Query, ASecondLookupStopsAtAFileOfOtherEntriesAndYieldsNothing) {
+TEST_F(Query, SecondLookupStopsAtFileWithOtherEntries) {
     box.file("a/vekinfo.tag", "B far\n").file("a/b/vekinfo.tag", "A near\n");
     EXPECT_EQ("near @ " + at("a/b/vekinfo.tag"), lookup("a/b", "A"));
     EXPECT_EQ(kNothing, lookup("a/b", "B"));
     EXPECT_EQ("far @ " + at("a/vekinfo.tag"), lookupFresh("a/b", "B"));
 }
 
-TEST_F(Query, ASecondLookupOfAFilesOnlyEntryGoesOnUpward) {
+TEST_F(Query, SecondLookupOfTheOnlyEntryContinuesUpward) {
     box.file("a/vekinfo.tag", "A far\nZ 1\n").file("a/b/vekinfo.tag", "A near\n");
     EXPECT_EQ("near @ " + at("a/b/vekinfo.tag"), lookup("a/b", "A"));
     EXPECT_EQ("far @ " + at("a/vekinfo.tag"), lookup("a/b", "A"));
 }
 
-TEST_F(Query, WhereHoldsTheLongestPath) {
+TEST_F(Query, WhereReceivesTheLongestPath) {
     box.file("vekinfo.tag", "FOO 1\n");
     // 1023 characters convert at most, so no longer path can answer an absolute query.
     const std::string path = test::spelledWith(box.path(), 1022);
@@ -155,7 +155,7 @@ TEST_F(Query, LookupXPrefersTheTree) {
     EXPECT_EQ("tree @ " + at("a/vekinfo.tag"), lookupX("a", "FOO"));
 }
 
-TEST_F(Query, LookupXFallsBackToTheFilesAlongTheSearchListInItsOrder) {
+TEST_F(Query, LookupXContinuesAlongTheSearchListInOrder) {
     box.directory("a").file("w/vekinfo.tag", "BAR 1\n").file("s/vekinfo.tag", "FOO s\n");
     box.file("h/vekinfo.tag", "FOO h\n").file("p/vekinfo.tag", "FOO p\nONLY p\n");
     test::setEnvironment(
@@ -191,21 +191,21 @@ TEST_F(Query, LookupXFindsTheWorkingDirectorysOwnFile) {
     ASSERT_EQ(0, chdir(box.path().c_str()));
 }
 
-TEST_F(Query, LookupXPassesAnEmptyValueOnToTheSearchList) {
+TEST_F(Query, LookupXContinuesAfterAnEmptyValue) {
     box.file("a/vekinfo.tag", "EMPTY\nVEKLIBRARY\n").file("w/vekinfo.tag", "EMPTY full\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
     EXPECT_EQ("full @ " + at("w/vekinfo.tag"), lookupX("a", "EMPTY"));
     EXPECT_EQ(kNothing, lookupX("a", "VEKLIBRARY")) << "nothing on the search list defines it";
 }
 
-TEST_F(Query, LookupXAnswersWithAnEmptyValueFromTheSearchList) {
+TEST_F(Query, LookupXReturnsAnEmptyValueOfTheSearchList) {
     box.directory("a").file("w/vekinfo.tag", "VEKLIBRARY\nEMPTY\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
     EXPECT_EQ(" @ " + at("w/vekinfo.tag"), lookupX("a", "EMPTY"));
     EXPECT_EQ(" @ " + at("w/vekinfo.tag"), lookupX("a", "VEKLIBRARY"));
 }
 
-TEST_F(Query, LookupXStopsAtAFileOfTheSearchListThatCannotBeRead) {
+TEST_F(Query, LookupXStopsAtUnreadableFileOfTheSearchList) {
     box.directory("a").file("w/vekinfo.tag", "NAMESPACE Unix\n").file("s/vekinfo.tag", "FOO s\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
     EXPECT_EQ(kNothing, lookupX("a", "FOO"));
@@ -214,14 +214,14 @@ TEST_F(Query, LookupXStopsAtAFileOfTheSearchListThatCannotBeRead) {
         reports.take());
 }
 
-TEST_F(Query, LookupXTriesTheSearchListAlsoAfterAFailedWalk) {
+TEST_F(Query, LookupXUsesTheSearchListAfterAFailedWalk) {
     box.file("a/vekinfo.tag", "DMTYPE\n").file("w/vekinfo.tag", "FOO w\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
     EXPECT_EQ("w @ " + at("w/vekinfo.tag"), lookupX("a", "FOO"));
     EXPECT_EQ(1U, reports.take().size());
 }
 
-TEST_F(Query, LookupXFindsNothingWhenTheSearchListCannotBeBuilt) {
+TEST_F(Query, LookupXFindsNothingWithoutASearchList) {
     box.directory("a").directory("locked");
     ASSERT_EQ(0, chdir("locked"));
     box.directory("locked", 0000);
@@ -231,7 +231,7 @@ TEST_F(Query, LookupXFindsNothingWhenTheSearchListCannotBeBuilt) {
 }
 
 // The files of the search list are cached, too, with the same consequence for a second look-up.
-TEST_F(Query, ASecondLookupXStopsAtAListedFileOfOtherEntries) {
+TEST_F(Query, SecondLookupXStopsAtListedFileWithOtherEntries) {
     box.directory("a").file("w/vekinfo.tag", "A 1\n").file("s/vekinfo.tag", "B 2\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
     EXPECT_EQ("1 @ " + at("w/vekinfo.tag"), lookupX("a", "A"));
@@ -275,7 +275,7 @@ TEST_F(Query, StringizeGivesTheFirstEntryOfTheName) {
 
 // ---- DM type and namespace
 
-TEST_F(Query, DmTypeIsLookedUpInTheTreeAndOnTheSearchList) {
+TEST_F(Query, DmTypeComesFromTreeOrSearchList) {
     box.file("a/vekinfo.tag", "DMTYPE Mrev\n").directory("b").file("w/vekinfo.tag", "DMTYPE pkm\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
     EXPECT_STREQ("Mrev", tovGetDmType("a"));
@@ -284,7 +284,7 @@ TEST_F(Query, DmTypeIsLookedUpInTheTreeAndOnTheSearchList) {
     EXPECT_EQ("pkm @ " + at("w/vekinfo.tag"), ask(tovGetDmTypeX, "b"));
 }
 
-TEST_F(Query, WithoutAnyTagFileThereIsNoDmTypeAndTheMachinesNamespace) {
+TEST_F(Query, WithoutTagFilesNamespaceIsThatOfTheMachine) {
     EXPECT_EQ(nullptr, tovGetDmType("."));
     EXPECT_EQ(kNothing, ask(tovGetDmTypeX, "."));
     EXPECT_STREQ("LibraryUnix", tovGetNameSpace("."));
@@ -293,7 +293,7 @@ TEST_F(Query, WithoutAnyTagFileThereIsNoDmTypeAndTheMachinesNamespace) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(Query, NamespaceIsLookedUpInTheTreeAndOnTheSearchList) {
+TEST_F(Query, NamespaceComesFromTreeOrSearchList) {
     box.file("a/vekinfo.tag", "NAMESPACE libraryunix\n").directory("b");
     box.file("w/vekinfo.tag", "NAMESPACE LIBRARYNT\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
@@ -324,7 +324,7 @@ TEST_F(Libraries, IsLibraryLooksAtTheDirectorysOwnFileOnly) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(Libraries, IsLibraryOfAMissingPathAnswersForItsNearestExistingAncestorOnly) {
+TEST_F(Libraries, IsLibraryOfMissingPathUsesItsNearestParent) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n").directory("lib/cell");
     EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), answer(tovIsLibraryX, "lib/none/deeper"));
     EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "lib/cell/none"));
@@ -417,7 +417,7 @@ TEST_F(LibraryCheck, FallsBackToTheSearchList) {
     EXPECT_EQ("1 @ " + at("s/vekinfo.tag"), check());
 }
 
-TEST_F(LibraryCheck, TheFirstListedFileThatDefinesItAnswers) {
+TEST_F(LibraryCheck, FirstListedFileThatDefinesItDecides) {
     box.file("w/vekinfo.tag", "VEKLIBCHECK OFF\n").file("s/vekinfo.tag", "VEKLIBCHECK ON\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
     EXPECT_EQ("0 @ " + at("w/vekinfo.tag"), check());
@@ -462,7 +462,7 @@ TEST_F(Query, WithAHandlerNoTextReachesTheErrorHook) {
     vekRegErrorFunc(nullptr);
 }
 
-TEST_F(Query, AHugeEnvironmentIsSurvived) {
+TEST_F(Query, HugeEnvironmentIsAccepted) {
     box.directory("a");
     const std::string huge(100U * 1024U, 'h');
     test::setEnvironment(

@@ -34,7 +34,7 @@ class RefusedLine : public test::TagTest {
 
 } // namespace
 
-TEST_F(RefusedLine, ADmtypeThatIsNotOneWordIsReportedAndCleared) {
+TEST_F(RefusedLine, DmtypeOfTwoWordsIsReportedAndCleared) {
     for (const char *value :
          {"a b", " ", "\t", "#1", ";x", "--", "x y z", " #", "a\tb", "\n", "a\vb c", "x y\nFOO 2"}) {
         tovResetCache();
@@ -45,7 +45,7 @@ TEST_F(RefusedLine, ADmtypeThatIsNotOneWordIsReportedAndCleared) {
     }
 }
 
-TEST_F(RefusedLine, ADmtypeForANewFileIsReportedAndLeavesTheTemplate) {
+TEST_F(RefusedLine, RejectedDmtypeLeavesNewFileWithTheTemplate) {
     EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "a b"));
     EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 0)}), reports.take());
     EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
@@ -65,7 +65,7 @@ TEST_F(RefusedLine, AKeywordsValueMayNotHideABrokenLine) {
     EXPECT_EQ("VEKLIBRARY\nFOO 1\n", settings());
 }
 
-TEST_F(RefusedLine, AnApplicationEntryThatReadsAsABrokenKeywordLeavesTheBytes) {
+TEST_F(RefusedLine, EntryThatReadsAsBrokenKeywordChangesNothing) {
     const struct {
         const char *name;
         const char *value;

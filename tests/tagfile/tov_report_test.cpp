@@ -20,7 +20,7 @@ class CollectedReports : public testing::Test {
 
 } // namespace
 
-TEST_F(CollectedReports, AreMadeInOrderWhenAsked) {
+TEST_F(CollectedReports, AreMadeInOrder) {
     kept.add({TOV_SYSTEM_ERROR, "first", Naming::File, 7});
     kept.add({TOV_SYNTAX_ERROR, "second", Naming::Directory, 0});
     kept.add({TOV_MEMORY_ERROR, "third", Naming::Nothing, 0});

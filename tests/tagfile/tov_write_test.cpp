@@ -100,7 +100,7 @@ TEST_F(Write, AnOffSettingOfTheLibraryCheckIsNotWritten) {
     EXPECT_EQ("", written());
 }
 
-TEST_F(Write, AnEntryWithoutAValueIsItsNameAndABlank) {
+TEST_F(Write, EntryWithoutValueIsNameAndBlank) {
     obj->names = vekAddToStrlist(obj->names, "NAME", &obj->namesSize);
     EXPECT_EQ(1, updateInfoFile(".", obj.get()));
     EXPECT_EQ(kTemplate + "NAME \n", box.read("vekinfo.tag"));
@@ -149,7 +149,7 @@ TEST_F(Write, WhatIsWrittenReplacesTheWholeFile) {
     EXPECT_EQ("DMTYPE m\n", written());
 }
 
-TEST_F(Write, TheFileIsTheDirectoryTextASlashAndTheName) {
+TEST_F(Write, PathIsDirectoryTextSlashAndName) {
     box.directory("d");
     EXPECT_EQ(1, updateInfoFile("d/", obj.get()));
     EXPECT_EQ(1, updateInfoFile(box.path("d/../d").c_str(), obj.get()));
@@ -201,7 +201,7 @@ TEST_F(Write, ANewFileGetsTheModeThatTheUmaskLeaves) {
     }
 }
 
-TEST_F(Write, NoOtherFileIsLeftBehind) {
+TEST_F(Write, NoOtherFileRemains) {
     EXPECT_EQ("", written());
     EXPECT_EQ((std::vector<std::string>{"vekinfo.tag"}), box.list());
 }
@@ -219,7 +219,7 @@ TEST_F(Write, ADirectoryOfThatNameIsReported) {
     expectWriteFailed(".");
 }
 
-TEST_F(Write, AFileThatMayNotBeWrittenIsReportedAndStays) {
+TEST_F(Write, FileWithoutWritePermissionIsReportedAndUnchanged) {
     box.file("vekinfo.tag", "DMTYPE old\n", 0444);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, updateInfoFile(".", obj.get()));
@@ -237,7 +237,7 @@ TEST_F(Write, ADirectoryThatMayNotBeWrittenIsReported) {
     EXPECT_FALSE(box.exists("d/vekinfo.tag"));
 }
 
-TEST_F(Write, AFileThatMayBeWrittenButNotReadIsWritten) {
+TEST_F(Write, FileWithoutReadPermissionIsWritten) {
     box.file("vekinfo.tag", "DMTYPE old\n", 0222);
     test::asUnprivileged([this] { EXPECT_EQ(1, updateInfoFile(".", obj.get())); });
     ASSERT_EQ(0, chmod("vekinfo.tag", 0644));
@@ -255,7 +255,7 @@ TEST_F(Write, APipeWithoutAReaderDoesNotHang) {
     EXPECT_TRUE(S_ISFIFO(status.st_mode));
 }
 
-TEST_F(Write, ALinkToTheNullDeviceIsWrittenAndStaysOne) {
+TEST_F(Write, LinkToTheNullDeviceIsWrittenAndKept) {
     box.link("vekinfo.tag", "/dev/null");
     EXPECT_EQ(1, updateInfoFile(".", obj.get()));
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -284,7 +284,7 @@ TEST_F(Write, ADanglingLinkGetsItsTarget) {
     EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
-TEST_F(Write, ADanglingLinkStaysOneWhenItsTargetCannotBeWritten) {
+TEST_F(Write, DanglingLinkIsKeptIfItsTargetCannotBeWritten) {
     box.directory("real").link("vekinfo.tag", "real/tag");
     test::faults::failFrom("pwrite", 1, ENOSPC);
     EXPECT_EQ(0, updateInfoFile(".", obj.get()));
@@ -296,13 +296,13 @@ TEST_F(Write, ADanglingLinkStaysOneWhenItsTargetCannotBeWritten) {
     EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
-TEST_F(Write, ALoopOfLinksIsReported) {
+TEST_F(Write, LinkCycleIsReported) {
     box.link("vekinfo.tag", "vekinfo.tag");
     EXPECT_EQ(0, updateInfoFile(".", obj.get()));
     expectWriteFailed(".");
 }
 
-TEST_F(Write, ThePathHoldsAtMost4095Characters) {
+TEST_F(Write, PathHasAtMost4095Characters) {
     const std::string longest = test::spelledWith(".", 4083); // 12 characters are for "/vekinfo.tag"
     EXPECT_EQ(1, updateInfoFile(longest.c_str(), obj.get()));
     EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
@@ -465,13 +465,13 @@ TEST_F(FailedWrite, ACallThatIsInterruptedWithoutEndFailsTheEdit) {
     EXPECT_EQ(shortText_, box.read("vekinfo.tag"));
 }
 
-TEST_F(FailedWrite, WhatCannotBeSynchronizedIsWrittenAllTheSame) {
+TEST_F(FailedWrite, FileThatCannotBeSynchronizedIsWritten) {
     for (const int error : {EINVAL, ENOTSUP}) {
         EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::failFrom("fsync", 1, error); })) << error;
     }
 }
 
-TEST_F(FailedWrite, NoTextNeedsNoRoom) {
+TEST_F(FailedWrite, EmptyTextNeedsNoSpace) {
     box.file("file", shortText_);
     test::faults::failFrom("fallocate", 1, ENOSPC);
     tov::EditedFile file("file");
@@ -500,7 +500,7 @@ TEST_F(FailedWrite, WithoutADescriptorForTheDuplicateIsASuccess) {
               writeOver(&shortText_, [] { test::faults::fail("fcntl", 2, EMFILE); })); // the first one locks
 }
 
-TEST_F(FailedWrite, OfAFileThatMayNotBeReadIsAFailure) {
+TEST_F(FailedWrite, FileWithoutReadPermissionIsAFailure) {
     box.file("vekinfo.tag", shortText_, 0222);
     test::asUnprivileged([this] {
         test::faults::fail("fsync", 1, EIO);
@@ -511,7 +511,7 @@ TEST_F(FailedWrite, OfAFileThatMayNotBeReadIsAFailure) {
     EXPECT_EQ(newText_, box.read("vekinfo.tag")) << "nothing is known to put back, and nothing is cut off";
 }
 
-TEST_F(FailedWrite, AFileSystemWithoutReservationIsWrittenAllTheSame) {
+TEST_F(FailedWrite, FileSystemWithoutReservationIsWritten) {
     for (const int error : {EOPNOTSUPP, ENOSYS, EINVAL}) {
         EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::failFrom("fallocate", 1, error); }));
         EXPECT_EQ(0, writeOver(&shortText_, [&] {
