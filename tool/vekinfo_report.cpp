@@ -77,6 +77,7 @@ void lookUpLibrary(const char *start, const char *name) {
             break;
         }
         // Documented: a path that cannot be resolved is reported without end. Scripts that watch the report stop it.
+        // Not reached: the test ends the tool by a signal, so its counts are lost.
         tovPrintError(TOV_INVALID_PATH, start, nullptr, 0);
     }
     VekinfoObj obj = {};

@@ -243,7 +243,7 @@ bool Translation::atom(Stretch &atom) {
     case '\0':
     case '|':
     case ')':
-        return fail("internal urp"); // the caller has stopped before these
+        return fail("internal urp"); // Not reached: callers end an expression before these characters
     default:
         return literalRun(atom);
     }
@@ -327,7 +327,7 @@ bool Translation::literalRun(Stretch &literal) {
     const char *begin = at_;
     std::size_t length = std::strcspn(begin, kSpecialCharacters);
     if (length == 0) {
-        return fail("internal disaster"); // special characters do not come here
+        return fail("internal disaster"); // Not reached: the caller has handled special characters
     }
     at_ += length;
     if (length > 1 && atRepetition()) {
@@ -407,7 +407,7 @@ const char *vek::compileRegexp(const char *pattern, vek_regexp **expression) {
     std::memset(block.get(), 0, header);
     Translation written(pattern, reinterpret_cast<unsigned char *>(block->program));
     if (!written.run()) {
-        return written.error();
+        return written.error(); // Not reached: the first translation of the same pattern has succeeded
     }
     fillHints(*block, written.flags());
     *expression = block.release();

@@ -56,7 +56,7 @@ class BacktrackStack {
     bool grow() {
         const std::size_t larger = capacity_ * 2;
         if (larger > kCapacityMax) {
-            return false;
+            return false; // Not reached: a test would need 768 MiB
         }
         auto *grown =
             static_cast<BacktrackPoint *>(std::realloc(heap_.get(), larger * sizeof(BacktrackPoint)));

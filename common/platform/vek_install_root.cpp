@@ -36,7 +36,7 @@ enum class FirstDirectory { Path, Parent };
 static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory first) {
     vek::ExecutableText candidate;
     if (!candidate.assign(path)) {
-        return std::nullopt;
+        return std::nullopt; // Not reached: callers pass texts of buffers that are not larger
     }
     std::size_t length = first == FirstDirectory::Path ? path.size() : path.rfind('/');
     while (length != std::string_view::npos) {

@@ -101,7 +101,7 @@ static vek::FixedText<16> readPlatform(std::string_view tools) {
 /// @return false if there is none; otherwise `tools` receives its path
 static bool findTools(std::string_view root, vek::InstalledText &tools) {
     if (!tools.assign(root, std::string_view("/tools"))) {
-        return false;
+        return false; // Not reached: a longer path, that of the marker of `root`, exists
     }
     const vek::FixedText<16> platform = readPlatform(tools.view());
     if (platform.view() == vekPlat()) {

@@ -103,7 +103,7 @@ int translated(int searched) {
             return translation.code;
         }
     }
-    return RYN_INTERNAL_ERROR;
+    return RYN_INTERNAL_ERROR; // Not reached: the table has every code of a search
 }
 
 } // namespace

@@ -124,7 +124,7 @@ class Reader {
     explicit Reader(rynRegistry *registry) : registry_(registry) {}
     ~Reader() {
         while (level_ != nullptr) {
-            pop();
+            pop(); // Not reached: read() returns after it has closed the last file
         }
     }
     Reader(const Reader &) = delete;

@@ -172,7 +172,7 @@ Step expandVariables(vek::PathText &text, const rynRegistry *registry) {
             return step;
         }
     }
-    return Step::Invalid;
+    return Step::Invalid; // Not reached: before that, the text repeats itself or exceeds its buffer
 }
 
 Step expandHome(vek::PathText &text) {

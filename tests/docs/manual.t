@@ -51,8 +51,8 @@ A comment that has changed:
 
   $ sed -i 's/^\/\/\/ Ends an iteration and frees `context`/& and its items/' libdef/ryn.h
   $ manual
-  docs/man/libvek.3 is not up to date: scripts/manual renews it
-  docs/man/ryn.3 is not up to date: scripts/manual renews it
+  docs/man/libvek.3 is not up to date: scripts/manual updates it
+  docs/man/ryn.3 is not up to date: scripts/manual updates it
   $ scripts/manual
   $ manual
   $ grep -A 3 '^.It Fn rynIterateEnd context' docs/man/ryn.3
