@@ -11,7 +11,7 @@ Its commands print what it says. The directory is like that of the built sources
   $ cd sources
   $ typed() { PATH=/usr/bin:/bin HOME="$HOME" "$TESTDIR/type_commands" "$@"; }
   $ typed "$SOURCES/README.md"
-  README.md: 9 commands, 0 failed
+  README.md: 11 commands, 0 failed
 
 It has at most two screens of 55 lines:
 
