@@ -11,11 +11,13 @@
 #include "tagfile/keyword.h"
 #include "tagfile/tag_path.h"
 #include "tagfile/tov.h"
+#include "tool/progress.h"
 #include "tool/read_ahead.h"
 #include "tool/vekinfo_append.h"
 #include "tool/vekinfo_args.h"
 #include "tool/vekinfo_scan.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
@@ -136,11 +138,28 @@ int verifyLibrary(const char *libName, const char *dir, int configure, vekinfo::
     return TOV_OK;
 }
 
-int verifyLibraries(rynContext *libraries, int configure) {
+/// @return the number of libraries; 0 if memory is exhausted
+std::size_t countLibraries() {
+    rynContext *libraries = nullptr;
+    if (rynIterateLibs(checked.registry, &libraries) != RYN_OK) {
+        return 0;
+    }
+    const OwnedContext owner(libraries);
+    std::size_t count = 0;
+    for (const char *name = nullptr; rynNextLib(libraries, &name) == RYN_OK;) {
+        ++count;
+    }
+    return count;
+}
+
+int verifyLibraries(rynContext *libraries, int configure, vekinfo::Progress &progress) {
     vekinfo::ReadAhead readAhead; // for all libraries: its workers are started once
     int result = TOV_OK;
+    const std::size_t count = progress.isShown() ? countLibraries() : 0;
+    std::size_t done = 0;
     const char *name = nullptr;
-    while (rynNextLib(libraries, &name) == RYN_OK) {
+    for (; rynNextLib(libraries, &name) == RYN_OK; ++done) {
+        progress.set(done, count, name);
         vek::PathText directory;
         const int code = directory.fill([name](char *buffer, std::size_t size) {
             return rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr, buffer, size);
@@ -187,6 +206,7 @@ int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
 }
 
 int tovVeklibCheck(const char *libFile, int configure) {
+    vekinfo::Progress progress;
     const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);
     if (code != RYN_OK) {
         return tagCodeOf(code);
@@ -197,7 +217,7 @@ int tovVeklibCheck(const char *libFile, int configure) {
         return warn("rynIterateLibs", status);
     }
     const OwnedContext owner(libraries);
-    return verifyLibraries(libraries, configure);
+    return verifyLibraries(libraries, configure, progress);
 }
 
 int tovCheckOrConfigLibrary(int configure) {

@@ -30,7 +30,10 @@ Every option, keyword, statement and command is described:
 Every environment variable that the code reads by name is described:
 
   $ cd ../..
-  $ named() { grep -ho 'getenv("[A-Za-z_]*")' --include='*.cpp' -r common fs search tagfile libdef tool | sed 's/.*"\(.*\)".*/\1/' | sort -u; }
-  $ named | while read -r variable; do
+  $ named() { grep -ho 'getenv("[A-Za-z_]*")' --include='*.cpp' -r "$@" | sed 's/.*"\(.*\)".*/\1/' | sort -u; }
+  $ named common fs search tagfile libdef | while read -r variable; do
   >     grep -q "^.It.* Ev $variable\\b" docs/man/libvek.3 || echo "$variable"
+  > done
+  $ named tool | while read -r variable; do
+  >     grep -q "^.It.* Ev $variable\\b" docs/man/vekinfo.1 || echo "$variable"
   > done
