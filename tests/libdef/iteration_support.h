@@ -83,7 +83,7 @@ struct Iteration {
 
     void end() {
         if (context != nullptr) {
-            EXPECT_EQ(rynIterateEnd(context), 0);
+            EXPECT_EQ(rynIterateEnd(context), RYN_OK);
             context = nullptr;
         }
     }
@@ -117,11 +117,16 @@ struct Iteration {
     }
 };
 
-/// What the iterator of `type` delivers, sorted; "!CODE" when it fails.
+/// The result of gathered() and other lists after a failure.
+inline NameList failed(int code) {
+    return {"failed with code " + std::to_string(code)};
+}
+
+/// The names of an iteration of `type`, sorted; failed() after a failure.
 inline NameList gathered(const Project &project, int type, unsigned source = 3) {
     Iteration iteration;
     const int code = iteration.begin(project, type, source);
-    return code == 0 ? iteration.sorted() : NameList{"!" + std::to_string(code)};
+    return code == 0 ? iteration.sorted() : failed(code);
 }
 
 /// The directory that an iterator reads, below a place.

@@ -34,10 +34,12 @@ class Project : public Definitions {
         if (existence == Existence::Unchecked) {
             flags |= RYN_FLAG_EXISTENCE_CHECK_OFF;
         }
-        EXPECT_EQ(load(std::string("DEFINE lib lib\n") + (has ? "ASSIGN lib TMP etmp\n" : ""), flags), 0);
+        EXPECT_EQ(load(std::string("DEFINE lib lib\n") + (has ? "ASSIGN lib TMP etmp\n" : ""), flags),
+                  RYN_OK);
         for (const char letter : temporaries) {
             if (letter != 'E') {
-                EXPECT_EQ(rynSetImplicitTmp(handle, path("itmp").c_str(), letter == 'O' ? 1 : 2, nullptr), 0);
+                EXPECT_EQ(rynSetImplicitTmp(handle, path("itmp").c_str(), letter == 'O' ? 1 : 2, nullptr),
+                          RYN_OK);
             }
         }
         EXPECT_EQ(recorded.diagnostics, Diagnostics{});

@@ -120,7 +120,7 @@ struct stat recordOf(bool own, bool ownGroup, mode_t mode) {
 
 // The quick test.
 
-TEST(QuickAccess, GrantsFromTheRecordAloneWhatItsDecidingBitsGrant) {
+TEST(QuickAccess, ModeBitsGrantWithoutASystemCall) {
     Access access;
     struct Granted {
         bool own, ownGroup;
@@ -145,7 +145,7 @@ TEST(QuickAccess, GrantsFromTheRecordAloneWhatItsDecidingBitsGrant) {
     }
 }
 
-TEST(QuickAccess, AsksTheSystemWhereTheRecordDoesNotGrant) {
+TEST(QuickAccess, CallsAccessIfModeBitsDoNotGrant) {
     Access access;
     struct Undecided {
         bool own, ownGroup;
@@ -172,7 +172,7 @@ TEST(QuickAccess, AsksTheSystemWhereTheRecordDoesNotGrant) {
     }
 }
 
-TEST(QuickAccess, StatsThePathWhenThereIsNoRecord) {
+TEST(QuickAccess, CallsStatWithoutARecord) {
     Access access;
     access.box.file("file", "", 0644).link("link", "file").link("dangling", "nowhere");
     faults::reset();
@@ -191,7 +191,7 @@ TEST(QuickAccess, StatsThePathWhenThereIsNoRecord) {
     EXPECT_EQ(access.error("file", F_OK), 0);
 }
 
-TEST(QuickAccess, TakesEveryOtherModePastTheRecord) {
+TEST(QuickAccess, CallsAccessForCombinedModes) {
     Access access;
     access.box.file("file", "", 0644);
     faults::reset();
@@ -201,7 +201,7 @@ TEST(QuickAccess, TakesEveryOtherModePastTheRecord) {
     EXPECT_EQ(access.quick("missing", R_OK | W_OK, recordOf(true, true, 0777)), -1);
 }
 
-TEST(QuickAccess, DecidesByTheIdsThatWereRecorded) {
+TEST(QuickAccess, ComparesTheRecordedIds) {
     Access access;
     const uid_t recorded = geteuid();
     const struct stat record = recordOf(true, false, 0400);
@@ -228,7 +228,7 @@ TEST(QuickAccess, RecordsTheIdsOnFirstUse) {
     });
 }
 
-TEST(QuickAccess, TellsARefusalOfTheSystem) {
+TEST(QuickAccess, ReturnsErrnoOfADeniedAccess) {
     Access access;
     access.box.file("locked", "", 0).file("shut/file", "").directory("shut", 0);
     test::asUnprivileged([&] {
@@ -243,7 +243,7 @@ TEST(QuickAccess, TellsARefusalOfTheSystem) {
     });
 }
 
-TEST(QuickAccess, GoesThroughTheCacheWhileThatIsInUse) {
+TEST(QuickAccess, UsesTheStatCacheWhileItIsOn) {
     Access access;
     access.box.file("file", "", 0); // no bit decides
     faults::reset();
@@ -262,7 +262,7 @@ TEST(QuickAccess, GoesThroughTheCacheWhileThatIsInUse) {
     EXPECT_EQ(ryn::statCache.find("file")->flags & 0x3U, 0x1U);
 }
 
-TEST(QuickAccess, KnowsWhyItFailedWhenTheCacheRemembersThat) {
+TEST(QuickAccess, ReturnsErrnoOfACachedFailure) {
     Access access;
     access.box.file("file", "", 0);
     rynStatCacheCtl(1);
@@ -277,7 +277,7 @@ TEST(QuickAccess, KnowsWhyItFailedWhenTheCacheRemembersThat) {
     EXPECT_EQ(errno, EXDEV);
 }
 
-TEST(QuickAccess, TakesOtherModesThroughTheCache) {
+TEST(QuickAccess, CombinedModeSucceedsForACachedPath) {
     Access access;
     rynStatCacheCtl(1);
     const struct stat record = recordOf(true, true, 0777);
@@ -287,12 +287,12 @@ TEST(QuickAccess, TakesOtherModesThroughTheCache) {
     EXPECT_EQ(faults::count("access"), 1);
 }
 
-TEST(QuickAccess, GivesTheCodeOfAReportBack) {
+TEST(QuickAccess, ReturnsTheReportedCode) {
     Access access;
     rynStatCacheCtl(1);
     EXPECT_EQ(ryni_quick_access(&access.registry, nullptr, R_OK, nullptr), RYN_INTERNAL_ERROR);
     ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
     EXPECT_EQ(reports[0].text, "sStat()");
     const struct stat record = recordOf(true, true, 0);
     EXPECT_EQ(ryni_quick_access(&access.registry, nullptr, R_OK, &record), RYN_INTERNAL_ERROR);
@@ -301,11 +301,11 @@ TEST(QuickAccess, GivesTheCodeOfAReportBack) {
     faults::failAllocation(1);
     EXPECT_EQ(access.quick(".", R_OK), RYN_MEMORY_ERROR);
     ASSERT_EQ(reports.size(), 3U);
-    EXPECT_EQ(reports[2].code, 2);
+    EXPECT_EQ(reports[2].code, RYN_MEMORY_ERROR);
     EXPECT_EQ(reports[2].text, "sStat()");
 }
 
-TEST(QuickAccess, RefusesANullPathWithoutTheCache) {
+TEST(QuickAccess, NullPathIsEfaultWithoutTheCache) {
     Access access;
     const struct stat record = recordOf(true, true, 0);
     EXPECT_EQ(ryni_quick_access(&access.registry, nullptr, R_OK, nullptr), -1);
@@ -318,56 +318,56 @@ TEST(QuickAccess, RefusesANullPathWithoutTheCache) {
 
 // Making directories.
 
-TEST(Mkdir, MakesADirectoryWithThePermissionsOfTheProcess) {
+TEST(Mkdir, UsesTheUmaskOfTheProcess) {
     Access access;
     umask(027);
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(modeOf("cell"), 0750U);
 }
 
-TEST(Mkdir, MakesADirectoryWithExactlyTheHandlesPermissions) {
+TEST(Mkdir, UsesTheUmaskOfTheRegistryExactly) {
     Access access;
     umask(077);
     access.setUmask(022);
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(modeOf("cell"), 0755U);
     access.setUmask(077);
-    EXPECT_EQ(access.make("private", 1), 0);
+    EXPECT_EQ(access.make("private", 1), RYN_OK);
     EXPECT_EQ(modeOf("private"), 0700U);
     access.setUmask(0);
-    EXPECT_EQ(access.make("open", 1), 0);
+    EXPECT_EQ(access.make("open", 1), RYN_OK);
     EXPECT_EQ(modeOf("open"), 0777U);
 }
 
-TEST(Mkdir, LooksAtTheHandlesMaskOnlyWhenItIsSet) {
+TEST(Mkdir, IgnoresAnUmaskThatIsNotSet) {
     Access access;
     access.registry.umask = 077;
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(modeOf("cell"), 0755U);
-    EXPECT_EQ(ryniMkdir(nullptr, "other", 1), 0);
+    EXPECT_EQ(ryniMkdir(nullptr, "other", 1), RYN_OK);
     EXPECT_EQ(modeOf("other"), 0755U);
 }
 
-TEST(Mkdir, TakesWhatIsThere) {
+TEST(Mkdir, AcceptsAnExistingDirectory) {
     Access access;
     access.box.directory("cell", 0711).file("cell/file", "kept");
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(modeOf("cell"), 0711U);
     access.setUmask(002);
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(modeOf("cell"), 0775U);
     EXPECT_EQ(access.box.read("cell/file"), "kept");
 }
 
-TEST(Mkdir, IgnoresThatThePermissionsCannotBeSet) {
+TEST(Mkdir, IgnoresAFailedChmod) {
     Access access;
     access.setUmask(077);
     faults::fail("chmod", 1, EPERM);
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(modeOf("cell"), 0755U);
 }
 
-TEST(Mkdir, NamesTheLevelThatIsDenied) {
+TEST(Mkdir, DeniedPermissionHasTheCodeOfTheLevel) {
     Access access;
     access.box.directory("fixed", 0555);
     test::asUnprivileged([&] {
@@ -380,7 +380,7 @@ TEST(Mkdir, NamesTheLevelThatIsDenied) {
     });
 }
 
-TEST(Mkdir, GivesASystemErrorForEveryOtherReason) {
+TEST(Mkdir, OtherErrorsAreSystemErrors) {
     Access access;
     access.box.file("file", "");
     for (const int level : {0, 1, 2, 3}) {
@@ -390,26 +390,26 @@ TEST(Mkdir, GivesASystemErrorForEveryOtherReason) {
     }
     EXPECT_EQ(ryniMkdir(&access.registry, nullptr, 0), RYN_INTERNAL_ERROR);
     ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
 }
 
-TEST(Mkdir, ForgetsThatTheDirectoryWasMissing) {
+TEST(Mkdir, RemovesTheDirectoryFromTheStatCache) {
     Access access;
     rynStatCacheCtl(1);
     EXPECT_EQ(access.quick("cell", F_OK), -1);
-    EXPECT_EQ(access.make("cell", 1), 0);
+    EXPECT_EQ(access.make("cell", 1), RYN_OK);
     EXPECT_EQ(access.quick("cell", F_OK), 0);
 }
 
 // Arguments of the path check.
 
-TEST(AccessPath, ReportsAKindThatDoesNotExist) {
+TEST(AccessPath, ReportsAnUnknownKind) {
     Access access;
     for (const int kind : {-1, 2, 3, 4, 5, 7, 8}) {
         reports.clear();
         EXPECT_EQ(access.access(kind, access.box.path().c_str()), RYN_INTERNAL_ERROR) << kind;
         ASSERT_EQ(reports.size(), 1U) << kind;
-        EXPECT_EQ(reports[0].code, 1);
+        EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
         EXPECT_EQ(reports[0].text, "ryni_access_path()");
         EXPECT_EQ(access.result, "-");
     }
@@ -419,11 +419,11 @@ TEST(AccessPath, ReportsANullLibrary) {
     Access access;
     EXPECT_EQ(access.read(nullptr, "cell"), RYN_INTERNAL_ERROR);
     ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
     EXPECT_EQ(reports[0].text, "ryni_access_path()");
 }
 
-TEST(AccessPath, GivesBackThatThereIsNoPath) {
+TEST(AccessPath, ReturnsTheCodeOfAnInvalidPath) {
     Access access;
     const std::string tooLong(4093, 'x');
     for (const int kind : {0, 1, 6}) {
@@ -439,53 +439,53 @@ TEST(AccessPath, StoresPathsUpToTheirLimit) {
     Access access;
     access.checkExistence(false);
     const std::string longest(4089, 'x');
-    EXPECT_EQ(access.read(longest.c_str(), "c", "v", "f"), 0);
+    EXPECT_EQ(access.read(longest.c_str(), "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, longest + "/c/v/f");
     EXPECT_EQ(access.result.size(), 4095U);
     EXPECT_EQ(access.read((longest + "x").c_str(), "c", "v", "f"), RYN_INVALID_PATH);
 }
 
-TEST(AccessPath, NeedsNoPlaceForThePath) {
+TEST(AccessPath, AcceptsANullBuffer) {
     Access access;
     access.box.directory("lib");
-    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, kRead, "lib", nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, kWrite, "lib", "c", nullptr, nullptr), 0);
+    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, kRead, "lib", nullptr, nullptr, nullptr), RYN_OK);
+    EXPECT_EQ(ryni_access_path(&access.registry, nullptr, kWrite, "lib", "c", nullptr, nullptr), RYN_OK);
     EXPECT_TRUE(access.box.exists("lib/c"));
 }
 
 // Reading.
 
-TEST(ReadPath, AcceptsAnythingUncheckedWhilePathsNeedNotExist) {
+TEST(ReadPath, AcceptsAnyPathIfPathsNeedNotExist) {
     Access access;
     access.checkExistence(false);
     faults::reset();
-    EXPECT_EQ(access.read("/no/lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.read("/no/lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, "/no/lib/c/v/f");
-    EXPECT_EQ(access.read("/no/lib", "c", nullptr, "f"), 0);
+    EXPECT_EQ(access.read("/no/lib", "c", nullptr, "f"), RYN_OK);
     EXPECT_EQ(access.result, "/no/lib/c/f");
-    EXPECT_EQ(access.read("/no/lib", "", "", ""), 0);
+    EXPECT_EQ(access.read("/no/lib", "", "", ""), RYN_OK);
     EXPECT_EQ(access.result, "/no/lib");
     EXPECT_EQ(faults::count("stat") + faults::count("access"), 0);
 }
 
-TEST(ReadPath, AcceptsWhatIsThere) {
+TEST(ReadPath, AcceptsAnExistingObject) {
     Access access;
     access.box.file("lib/c/v/f", "").file("lib/c/f", "").file("lib/f", "");
-    EXPECT_EQ(access.read("lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.read("lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, "lib/c/v/f");
-    EXPECT_EQ(access.read("lib", "c", "v"), 0);
+    EXPECT_EQ(access.read("lib", "c", "v"), RYN_OK);
     EXPECT_EQ(access.result, "lib/c/v");
-    EXPECT_EQ(access.read("lib", "c"), 0);
+    EXPECT_EQ(access.read("lib", "c"), RYN_OK);
     EXPECT_EQ(access.result, "lib/c");
-    EXPECT_EQ(access.read("lib"), 0);
+    EXPECT_EQ(access.read("lib"), RYN_OK);
     EXPECT_EQ(access.result, "lib");
-    EXPECT_EQ(access.read("lib", "c", "", "f"), 0);
+    EXPECT_EQ(access.read("lib", "c", "", "f"), RYN_OK);
     EXPECT_EQ(access.result, "lib/c/f");
-    EXPECT_EQ(access.read("lib", nullptr, nullptr, "f"), 0);
+    EXPECT_EQ(access.read("lib", nullptr, nullptr, "f"), RYN_OK);
     EXPECT_EQ(access.result, "lib/f");
 }
 
-TEST(ReadPath, NamesTheHighestLevelThatIsMissing) {
+TEST(ReadPath, ReturnsTheOutermostMissingLevel) {
     Access access;
     EXPECT_EQ(access.read("lib"), RYN_NO_SUCH_DIRECTORY);
     EXPECT_EQ(access.read("lib", "c"), RYN_NO_SUCH_DIRECTORY);
@@ -506,7 +506,7 @@ TEST(ReadPath, NamesTheHighestLevelThatIsMissing) {
     EXPECT_EQ(access.result, "-");
 }
 
-TEST(ReadPath, NamesTheHighestLevelThatIsDenied) {
+TEST(ReadPath, ReturnsTheOutermostDeniedLevel) {
     Access access;
     access.box.file("lib/c/v/f", "", 0)
         .directory("lib/c/shut/x")
@@ -525,14 +525,14 @@ TEST(ReadPath, NamesTheHighestLevelThatIsDenied) {
     });
 }
 
-TEST(ReadPath, GivesASystemErrorForEveryOtherReason) {
+TEST(ReadPath, OtherErrorsAreSystemErrors) {
     Access access;
     access.box.file("lib/c/v", "").file("file", "");
     EXPECT_EQ(access.read("lib", "c", "v", "f"), RYN_SYSTEM_ERROR);
     EXPECT_EQ(access.read("file/lib"), RYN_SYSTEM_ERROR);
 }
 
-TEST(ReadPath, GivesOneCodeHoweverOftenItIsAskedForACachedPath) {
+TEST(ReadPath, CachedPathGivesTheSameCodeAgain) {
     Access access;
     access.box.file("lib/c/v/locked", "", 0);
     rynStatCacheCtl(1);
@@ -549,43 +549,43 @@ TEST(ReadPath, GivesOneCodeHoweverOftenItIsAskedForACachedPath) {
     });
 }
 
-TEST(ReadPath, AsksOncePerPathWhileTheCacheIsInUse) {
+TEST(ReadPath, CallsStatOncePerCachedPath) {
     Access access;
     access.box.file("lib/c/v/f", "");
     rynStatCacheCtl(1);
     faults::reset();
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(access.read("lib", "c", "v", "f"), 0);
+        EXPECT_EQ(access.read("lib", "c", "v", "f"), RYN_OK);
         EXPECT_EQ(access.read("lib", "c", "v", "missing"), RYN_NO_SUCH_FILE);
     }
     EXPECT_EQ(faults::count("stat"), 3); // the file, the missing one, the view above it
 }
 
-TEST(ReadPath, GivesASystemErrorWhenTheCacheHasNoMemory) {
+TEST(ReadPath, ExhaustedMemoryOfTheCacheIsASystemError) {
     Access access;
     access.box.directory("lib");
     rynStatCacheCtl(1);
     faults::failAllocation(1);
     EXPECT_EQ(access.read("lib"), RYN_SYSTEM_ERROR);
-    EXPECT_EQ(access.read("lib"), 0);
+    EXPECT_EQ(access.read("lib"), RYN_OK);
 }
 
 // Writing.
 
-TEST(WritePath, AcceptsWhatMayBeWritten) {
+TEST(WritePath, AcceptsAWritableObject) {
     Access access;
     access.box.file("lib/c/v/f", "");
     faults::reset();
-    EXPECT_EQ(access.write("lib"), 0);
+    EXPECT_EQ(access.write("lib"), RYN_OK);
     EXPECT_EQ(access.result, "lib");
-    EXPECT_EQ(access.write("lib", "c"), 0);
-    EXPECT_EQ(access.write("lib", "c", "v"), 0);
-    EXPECT_EQ(access.write("lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.write("lib", "c"), RYN_OK);
+    EXPECT_EQ(access.write("lib", "c", "v"), RYN_OK);
+    EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, "lib/c/v/f");
     EXPECT_EQ(faults::count("mkdir"), 0);
 }
 
-TEST(WritePath, NeverMakesALibrary) {
+TEST(WritePath, NeverCreatesALibraryDirectory) {
     Access access;
     EXPECT_EQ(access.write("lib"), RYN_NO_SUCH_DIRECTORY);
     EXPECT_EQ(access.write("lib", "c"), RYN_NO_SUCH_DIRECTORY);
@@ -595,44 +595,44 @@ TEST(WritePath, NeverMakesALibrary) {
     EXPECT_FALSE(access.box.exists("lib"));
 }
 
-TEST(WritePath, MakesTheCellAndTheViewOfAFile) {
+TEST(WritePath, CreatesTheCellAndViewOfAFile) {
     Access access;
     access.box.directory("lib");
-    EXPECT_EQ(access.write("lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, "lib/c/v/f");
     EXPECT_EQ(modeOf("lib/c"), 0755U);
     EXPECT_EQ(modeOf("lib/c/v"), 0755U);
     EXPECT_FALSE(access.box.exists("lib/c/v/f"));
 }
 
-TEST(WritePath, MakesThemWithExactlyTheHandlesPermissions) {
+TEST(WritePath, CreatesThemWithTheUmaskOfTheRegistry) {
     Access access;
     access.box.directory("lib");
     umask(077);
     access.setUmask(026);
-    EXPECT_EQ(access.write("lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(modeOf("lib/c"), 0751U);
     EXPECT_EQ(modeOf("lib/c/v"), 0751U);
     EXPECT_EQ(modeOf("lib"), 0755U);
 }
 
-TEST(WritePath, MakesWhatItIsAskedForAndNoMore) {
+TEST(WritePath, CreatesNoMoreThanTheObjectNeeds) {
     Access access;
     access.box.directory("lib");
-    EXPECT_EQ(access.write("lib", "", "", ""), 0);
-    EXPECT_EQ(access.write("lib", nullptr, nullptr, "f"), 0);
+    EXPECT_EQ(access.write("lib", "", "", ""), RYN_OK);
+    EXPECT_EQ(access.write("lib", nullptr, nullptr, "f"), RYN_OK);
     EXPECT_EQ(access.box.list("lib"), std::vector<std::string>());
-    EXPECT_EQ(access.write("lib", "c"), 0);
-    EXPECT_EQ(access.write("lib", "d", nullptr, "f"), 0);
+    EXPECT_EQ(access.write("lib", "c"), RYN_OK);
+    EXPECT_EQ(access.write("lib", "d", nullptr, "f"), RYN_OK);
     EXPECT_EQ(access.result, "lib/d/f");
-    EXPECT_EQ(access.write("lib", "e", "v"), 0);
+    EXPECT_EQ(access.write("lib", "e", "v"), RYN_OK);
     EXPECT_EQ(access.box.list("lib"), (std::vector<std::string>{"c", "d", "e"}));
     EXPECT_EQ(access.box.list("lib/c"), std::vector<std::string>());
     EXPECT_EQ(access.box.list("lib/d"), std::vector<std::string>());
     EXPECT_EQ(access.box.list("lib/e"), std::vector<std::string>{"v"});
 }
 
-TEST(WritePath, NamesTheLevelThatIsDenied) {
+TEST(WritePath, ReturnsTheDeniedLevel) {
     Access access;
     access.box.directory("fixed", 0555).directory("lib", 0777).directory("lib/fixed", 0555);
     access.box.directory("lib/c", 0777).directory("lib/c/fixed", 0555).directory("lib/c/v", 0777);
@@ -649,13 +649,13 @@ TEST(WritePath, NamesTheLevelThatIsDenied) {
         EXPECT_EQ(access.write("lib", "c", "fixed", "f"), RYN_PERMISSION_DENIED_VIEW);
         EXPECT_EQ(access.write("lib", "c", "v", "fixed"), RYN_PERMISSION_DENIED_FILE);
         EXPECT_EQ(access.result, "-");
-        EXPECT_EQ(access.write("lib", "c", "v", "new"), 0);
-        EXPECT_EQ(access.write("lib", "new", "v", "f"), 0);
+        EXPECT_EQ(access.write("lib", "c", "v", "new"), RYN_OK);
+        EXPECT_EQ(access.write("lib", "new", "v", "f"), RYN_OK);
         EXPECT_TRUE(access.box.exists("lib/new/v"));
     });
 }
 
-TEST(WritePath, GivesASystemErrorForEveryOtherReason) {
+TEST(WritePath, OtherErrorsAreSystemErrors) {
     Access access;
     access.box.file("lib/c/v", "").file("file", "");
     EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_SYSTEM_ERROR);
@@ -665,20 +665,20 @@ TEST(WritePath, GivesASystemErrorForEveryOtherReason) {
     EXPECT_EQ(access.write("lib", "new"), RYN_SYSTEM_ERROR);
 }
 
-TEST(WritePath, AcceptsAFileThatAppearsMeanwhile) {
+TEST(WritePath, AcceptsAFileCreatedMeanwhile) {
     Access access;
     access.box.directory("lib/c/v");
     faults::fail("stat", 1, ENOENT);
     access.box.file("lib/c/v/f", "");
-    EXPECT_EQ(access.write("lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_OK);
 }
 
-TEST(WritePath, LooksAtAFileAnewWhateverTheCacheSays) {
+TEST(WritePath, TestsACachedFileAgain) {
     Access access;
     access.box.directory("lib/c/v", 0777);
     access.box.directory("lib/c", 0777).directory("lib", 0777);
     rynStatCacheCtl(1);
-    EXPECT_EQ(access.write("lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_OK);
     access.box.file("lib/c/v/f", "", 0444);
     test::asUnprivileged([&] {
         ryni_setUidGid();
@@ -686,7 +686,7 @@ TEST(WritePath, LooksAtAFileAnewWhateverTheCacheSays) {
     });
 }
 
-TEST(WritePath, MakesWhatTheCacheKnowsAsMissing) {
+TEST(WritePath, CreatesADirectoryThatIsCachedAsMissing) {
     Access access;
     access.box.directory("lib");
     rynStatCacheCtl(1);
@@ -695,11 +695,11 @@ TEST(WritePath, MakesWhatTheCacheKnowsAsMissing) {
         EXPECT_EQ(access.read("lib", "c", "v"), RYN_NO_SUCH_CELL);
     }
     errno = EIO;
-    EXPECT_EQ(access.write("lib", "c", "v", "f"), 0);
-    EXPECT_EQ(access.read("lib", "c", "v"), 0);
+    EXPECT_EQ(access.write("lib", "c", "v", "f"), RYN_OK);
+    EXPECT_EQ(access.read("lib", "c", "v"), RYN_OK);
 }
 
-TEST(WritePath, GivesOneCodeForALibraryThatTheCacheKnowsAsMissing) {
+TEST(WritePath, CachedMissingLibraryGivesTheSameCode) {
     Access access;
     rynStatCacheCtl(1);
     for (const int stale : {0, EACCES, EIO}) {
@@ -710,22 +710,22 @@ TEST(WritePath, GivesOneCodeForALibraryThatTheCacheKnowsAsMissing) {
 
 // Replacing.
 
-TEST(ReplacePath, AcceptsWhatIsThereInADirectoryThatMayBeWritten) {
+TEST(ReplacePath, AcceptsAnObjectInAWritableDirectory) {
     Access access;
     access.box.file("p/lib/c/v/f", "", 0).link("p/lib/c/v/dangling", "nowhere").file("p/lib/c/f", "");
-    EXPECT_EQ(access.replace("p/lib", "c", "v", "f"), 0);
+    EXPECT_EQ(access.replace("p/lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, "p/lib/c/v/f");
-    EXPECT_EQ(access.replace("p/lib", "c", "v", "dangling"), 0); // the link itself is there
+    EXPECT_EQ(access.replace("p/lib", "c", "v", "dangling"), RYN_OK); // the link itself is there
     EXPECT_EQ(access.result, "p/lib/c/v/dangling");
-    EXPECT_EQ(access.replace("p/lib", "c", "v"), 0);
-    EXPECT_EQ(access.replace("p/lib", "c"), 0);
-    EXPECT_EQ(access.replace("p/lib"), 0);
+    EXPECT_EQ(access.replace("p/lib", "c", "v"), RYN_OK);
+    EXPECT_EQ(access.replace("p/lib", "c"), RYN_OK);
+    EXPECT_EQ(access.replace("p/lib"), RYN_OK);
     EXPECT_EQ(access.result, "p/lib");
-    EXPECT_EQ(access.replace("p/lib", "c", nullptr, "f"), 0);
+    EXPECT_EQ(access.replace("p/lib", "c", nullptr, "f"), RYN_OK);
     EXPECT_EQ(access.result, "p/lib/c/f");
 }
 
-TEST(ReplacePath, NamesTheHighestLevelThatIsMissing) {
+TEST(ReplacePath, ReturnsTheOutermostMissingLevel) {
     Access access;
     EXPECT_EQ(access.replace("p/lib"), RYN_NO_SUCH_DIRECTORY);
     EXPECT_EQ(access.replace("p/lib", "c", "v", "f"), RYN_NO_SUCH_DIRECTORY);
@@ -742,13 +742,13 @@ TEST(ReplacePath, NamesTheHighestLevelThatIsMissing) {
     EXPECT_EQ(access.result, "-");
 }
 
-TEST(ReplacePath, ChecksWhetherPathsMustExistOrNot) {
+TEST(ReplacePath, IgnoresTheExistenceSetting) {
     Access access;
     access.checkExistence(false);
     EXPECT_EQ(access.replace("p/lib", "c"), RYN_NO_SUCH_DIRECTORY);
 }
 
-TEST(ReplacePath, NamesTheDirectoryThatIsDenied) {
+TEST(ReplacePath, ReturnsTheDeniedDirectory) {
     Access access;
     access.box.file("p/lib/c/v/f", "").file("p/lib/c/f", "").file("p/lib/f", "");
     const auto fix = [&](const char *directory) {
@@ -778,7 +778,7 @@ TEST(ReplacePath, NamesTheDirectoryThatIsDenied) {
     expect(RYN_OK, "c", "v", "f");
 }
 
-TEST(ReplacePath, GivesASystemErrorForEveryOtherReason) {
+TEST(ReplacePath, OtherErrorsAreSystemErrors) {
     Access access;
     access.box.file("p/lib/c/v", "").directory("q/lib");
     access.box.directory("q", 0555);
@@ -796,13 +796,13 @@ TEST(ReplacePath, ReportsAPathWithoutASlash) {
     access.box.directory("lib");
     EXPECT_EQ(access.replace("lib"), RYN_INTERNAL_ERROR);
     ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
     EXPECT_EQ(reports[0].text, "ryni_access_path()");
     EXPECT_EQ(access.replace("missing"), RYN_NO_SUCH_DIRECTORY);
     EXPECT_EQ(reports.size(), 1U);
 }
 
-TEST(ReplacePath, TakesTheRootAsTheDirectoryAboveItsEntries) {
+TEST(ReplacePath, TestsTheRootForItsEntries) {
     Access access;
     test::asUnprivileged([&] {
         ryni_setUidGid();
@@ -810,7 +810,7 @@ TEST(ReplacePath, TakesTheRootAsTheDirectoryAboveItsEntries) {
     });
 }
 
-TEST(ReplacePath, GivesOneCodeHoweverOftenItIsAskedForACachedDirectory) {
+TEST(ReplacePath, CachedDirectoryGivesTheSameCodeAgain) {
     Access access;
     access.box.directory("p/lib");
     access.box.directory("p", 0555);

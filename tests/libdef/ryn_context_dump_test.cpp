@@ -31,9 +31,9 @@ std::string dumpOf(const rynContext *context) {
 TEST(ContextDump, OfLibraries) {
     Definitions definitions;
     definitions.box.directory("a").directory("b");
-    ASSERT_EQ(definitions.load("DEFINE first a\nDEFINE second b\n"), 0);
+    ASSERT_EQ(definitions.load("DEFINE first a\nDEFINE second b\n"), RYN_OK);
     Iteration iteration;
-    ASSERT_EQ(rynIterateLibs(definitions.handle, iteration.out()), 0);
+    ASSERT_EQ(rynIterateLibs(definitions.handle, iteration.out()), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over Libraries.\n  Next item is first.\nfirst\nsecond\n\n");
 }
@@ -41,19 +41,19 @@ TEST(ContextDump, OfLibraries) {
 TEST(ContextDump, ShowsTheWholeListAndTheNextItem) {
     Definitions definitions;
     definitions.box.directory("a").directory("b");
-    ASSERT_EQ(definitions.load("DEFINE first a\nDEFINE second b\n"), 0);
+    ASSERT_EQ(definitions.load("DEFINE first a\nDEFINE second b\n"), RYN_OK);
     Iteration iteration;
-    ASSERT_EQ(rynIterateLibs(definitions.handle, iteration.out()), 0);
+    ASSERT_EQ(rynIterateLibs(definitions.handle, iteration.out()), RYN_OK);
     const char *name = nullptr;
-    ASSERT_EQ(rynNextLib(iteration.context, &name), 0);
+    ASSERT_EQ(rynNextLib(iteration.context, &name), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over Libraries.\n  Next item is second.\nfirst\nsecond\n\n");
-    ASSERT_EQ(rynNextLib(iteration.context, &name), 0);
+    ASSERT_EQ(rynNextLib(iteration.context, &name), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over Libraries.\n  Next item is <end>.\nfirst\nsecond\n\n");
 }
 
-TEST(ContextDump, OfWhatLiesOnDisk) {
+TEST(ContextDump, OfDirectories) {
     for (const test::DiskIterator &iterator : test::diskIterators) {
         Project project("E");
         const std::string name = iterator.legal ? "name" : "name.x";
@@ -61,7 +61,7 @@ TEST(ContextDump, OfWhatLiesOnDisk) {
         project.put("l", test::levelOf(iterator.type) + name);
         project.put("e", test::levelOf(iterator.type) + other);
         Iteration iteration;
-        ASSERT_EQ(iteration.begin(project, iterator.type), 0);
+        ASSERT_EQ(iteration.begin(project, iterator.type), RYN_OK);
         const std::string head = std::string("\nIteration context over ") + iterator.title + ".\n";
         const std::string list = other + "\n" + name + "\n\n";
         EXPECT_EQ(dumpOf(iteration.context), head + "  Next item is " + other + ".\n" + list);
@@ -70,11 +70,11 @@ TEST(ContextDump, OfWhatLiesOnDisk) {
     }
 }
 
-TEST(ContextDump, OfFilesInDepthShowsTheirPaths) {
+TEST(ContextDump, OfDeepListsShowsPaths) {
     Project project;
     project.put("l", "c/v/a/b/c.txt");
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, 6), 0);
+    ASSERT_EQ(iteration.begin(project, RYNI_CONTEXT_ALL_VIEW_FILES), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over All View Files.\n  Next item is a/b/c.txt.\na/b/c.txt\n\n");
 }
@@ -82,9 +82,9 @@ TEST(ContextDump, OfFilesInDepthShowsTheirPaths) {
 TEST(ContextDump, OfAnEmptyList) {
     Project project;
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, 1), 0);
+    ASSERT_EQ(iteration.begin(project, RYNI_CONTEXT_CELLS), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context), "\nIteration context over Cells.\n  Next item is <end>.\n\n");
-    ASSERT_EQ(rynIterateAttrs(project.handle, "lib", iteration.out()), 0);
+    ASSERT_EQ(rynIterateAttrs(project.handle, "lib", iteration.out()), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context), "\nIteration context over Attributes.\n  Next item is <end>.\n\n");
 }
 
@@ -92,9 +92,9 @@ TEST(ContextDump, OfVekLibFiles) {
     Definitions definitions;
     definitions.box.directory("real").link("alias", "real").file("real/more.lib", "\nINCLUDE last.lib\n");
     definitions.box.file("real/last.lib", "");
-    ASSERT_EQ(definitions.load("\n\nINCLUDE alias/more.lib\n"), 0);
+    ASSERT_EQ(definitions.load("\n\nINCLUDE alias/more.lib\n"), RYN_OK);
     Iteration iteration;
-    ASSERT_EQ(rynIterateVekLibFiles(definitions.handle, iteration.out()), 0);
+    ASSERT_EQ(rynIterateVekLibFiles(definitions.handle, iteration.out()), RYN_OK);
     const std::string top = definitions.path("vek.lib");
     const std::string more = definitions.path("alias/more.lib");
     const std::string last = definitions.path("alias/last.lib");
@@ -106,7 +106,7 @@ TEST(ContextDump, OfVekLibFiles) {
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over vek.lib Files.\n  Next item is " + top + ".\n" + list);
     const char *name = nullptr;
-    ASSERT_EQ(rynNextFile(iteration.context, &name), 0);
+    ASSERT_EQ(rynNextFile(iteration.context, &name), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over vek.lib Files.\n  Next item is " + more + ".\n" + list);
 }
@@ -128,21 +128,22 @@ TEST(ContextDump, OfVekLibFilesWithoutPaths) {
 TEST(ContextDump, OfAttributes) {
     Definitions definitions;
     definitions.box.directory("a");
-    ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN a one 1\nASSIGN a two \"a b\"\nASSIGN a three 3\n"), 0);
+    ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN a one 1\nASSIGN a two \"a b\"\nASSIGN a three 3\n"),
+              RYN_OK);
     rynAttribute *const newest = definitions.library("a")->attributes;
     std::free(newest->value);
     newest->value = nullptr;
     Iteration iteration;
-    ASSERT_EQ(rynIterateAttrs(definitions.handle, "a", iteration.out()), 0);
+    ASSERT_EQ(rynIterateAttrs(definitions.handle, "a", iteration.out()), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over Attributes.\n  Next item is THREE.\nTHREE \nTWO a b\nONE 1\n\n");
 }
 
-TEST(ContextDump, TakesTextsAsTheyAre) {
+TEST(ContextDump, PrintsTextsUnchanged) {
     Project project;
     project.put("l", "100%s%n");
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, 3), 0);
+    ASSERT_EQ(iteration.begin(project, RYNI_CONTEXT_LIBRARY_FILES), RYN_OK);
     EXPECT_EQ(dumpOf(iteration.context),
               "\nIteration context over Library Files.\n  Next item is 100%s%n.\n100%s%n\n\n");
 }
@@ -151,7 +152,7 @@ TEST(ContextDump, OfNoContext) {
     EXPECT_EQ(dumpOf(nullptr), "Invalid context.\n");
 }
 
-TEST(ContextDump, OfATypeThatDoesNotExist) {
+TEST(ContextDump, OfAnUnknownType) {
     for (const int type : {9, 10, 2'000'000'000, -1}) {
         const rynContext context = {nullptr, type, nullptr, nullptr};
         std::array<char, 100> wanted = {};
@@ -161,10 +162,10 @@ TEST(ContextDump, OfATypeThatDoesNotExist) {
     }
 }
 
-TEST(ContextDump, GoesToStandardOutputWithoutAStreamAndIsFlushed) {
+TEST(ContextDump, NullStreamIsStandardOutputAndIsFlushed) {
     Project project;
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, 1), 0);
+    ASSERT_EQ(iteration.begin(project, RYNI_CONTEXT_CELLS), RYN_OK);
     test::Capture capture;
     rynDumpContext(iteration.context, nullptr);
     rynDumpContext(nullptr, nullptr);

@@ -60,7 +60,7 @@ TEST_F(FullPath, ReplacesAVariableByItsValue) {
     EXPECT_EQ(made("/w/x/home/u/home/u"), full("x$HOME${HOME}", "/w"));
 }
 
-TEST_F(FullPath, EndsANameWithoutBracesAtTheFirstCharacterThatIsNoLetterDigitOrUnderscore) {
+TEST_F(FullPath, NameWithoutBracesHasLettersDigitsAndUnderscores) {
     setEnvironment({{"A_9z", "/v"}, {"A_9", "/short"}});
     for (const std::string behind : {"-x", ".x", "/x", "}x", ")x", "\xE4x", "@x", "[x", "`x", "{x", ":x"}) {
         EXPECT_EQ(made("/v" + behind), full("$A_9z" + behind, "/w")) << behind;
@@ -68,13 +68,13 @@ TEST_F(FullPath, EndsANameWithoutBracesAtTheFirstCharacterThatIsNoLetterDigitOrU
     EXPECT_EQ(made("/v-/short"), full("$A_9z-$A_9", "/w"));
 }
 
-TEST_F(FullPath, TakesEverythingBetweenBracesForTheName) {
+TEST_F(FullPath, NameInBracesMayHaveAnyCharacters) {
     setEnvironment({{"a b-c.$d", "/odd"}, {"x", "/y"}});
     EXPECT_EQ(made("/odd/lib"), full("${a b-c.$d}/lib", "/w"));
     EXPECT_EQ(made("/y}"), full("${x}}", "/w"));
 }
 
-TEST_F(FullPath, LeavesATextWithAnUnsetVariableUnchangedWithoutAnError) {
+TEST_F(FullPath, UnsetVariableLeavesTextUnchanged) {
     setEnvironment({{"SET", "/set"}});
     for (const char *text : {"$UNSET_VAR/lib", "${UNSET_VAR}/lib", "lib/./$UNSET_VAR//x", "$SET/$UNSET_VAR",
                              "/a/$UNSET_VAR/../b/", "$UNSET_VAR/$SET", "~/$UNSET_VAR"}) {
@@ -82,7 +82,7 @@ TEST_F(FullPath, LeavesATextWithAnUnsetVariableUnchangedWithoutAnError) {
     }
 }
 
-TEST_F(FullPath, TakesAnEmptyNameForAnUnsetVariable) {
+TEST_F(FullPath, EmptyNameIsAnUnsetVariable) {
     // Environments may hold such names.
     setEnvironment({{"x", "/x"}, {"-b", "/b"}, {"-", "/minus"}, {"$", "/dollar"}, {" x", "/blank"}});
     for (const char *text : {"$", "$/lib", "lib$", "${}", "a$-b", "$-", "$$x", "$$", "$ x"}) {
@@ -90,13 +90,13 @@ TEST_F(FullPath, TakesAnEmptyNameForAnUnsetVariable) {
     }
 }
 
-TEST_F(FullPath, ReplacesAVariableThatIsSetToNothingByNothing) {
+TEST_F(FullPath, EmptyVariableIsReplacedByNothing) {
     setEnvironment({{"EMPTY", ""}});
     EXPECT_EQ(made("/ab"), full("/a${EMPTY}b", "/w"));
     EXPECT_EQ(made("/w"), full("$EMPTY", "/w"));
 }
 
-TEST_F(FullPath, LeavesATextWithAnUnclosedBraceUnchanged) {
+TEST_F(FullPath, UnclosedBraceLeavesTextUnchanged) {
     setEnvironment({{"SET", "/set"}});
     for (const char *text : {"${SET", "${SET/lib", "$(compute:THIS_TOOL_INST_ROOT", "$SET/${SET", "${", "$(",
                              "}${SET", ")$(SET}", "${SET)", "$(SET}", "$SET}/${SET"}) {
@@ -104,13 +104,13 @@ TEST_F(FullPath, LeavesATextWithAnUnclosedBraceUnchanged) {
     }
 }
 
-TEST_F(FullPath, TakesABraceThatIsNotBehindADollarForText) {
+TEST_F(FullPath, BraceWithoutDollarIsText) {
     setEnvironment({{"SET", "/set"}});
     EXPECT_EQ(made("/a{b"), full("/a{b", "/w"));
     EXPECT_EQ(made("/w/(set/set{"), full("(set$SET{", "/w"));
 }
 
-TEST_F(FullPath, ExpandsWhatAValueHoldsInALaterPass) {
+TEST_F(FullPath, ExpandsVariablesInValues) {
     setEnvironment({{"A", "$B/x"}, {"B", "/b"}, {"S", "$"}, {"BB", "/long"}, {"OPEN", "${"}});
     EXPECT_EQ(made("/b/x/lib"), full("$A/lib", "/w"));
     // Each pass begins at the start of the text, so that a value and what follows it may make a reference.
@@ -129,14 +129,14 @@ TEST_F(FullPath, FollowsALongChainOfVariables) {
     EXPECT_EQ(made("/end/lib"), full("$V0/lib", "/w"));
 }
 
-TEST_F(FullPath, RefusesAVariableThatLeadsBackToItself) {
+TEST_F(FullPath, CycleOfVariablesIsInvalidPath) {
     setEnvironment({{"A", "$A"}, {"B", "$C"}, {"C", "${B}"}, {"G", "/x$G"}, {"D", "$D$D"}});
     for (const char *text : {"$A/lib", "${A}", "$B", "/x/$C/lib", "$G/lib", "$D"}) {
         EXPECT_EQ(refused(RYN_INVALID_PATH, text), full(text, "/w")) << text;
     }
 }
 
-TEST_F(FullPath, NeverLooksForTheInstallationDirectoryInTheEnvironment) {
+TEST_F(FullPath, IgnoresVekInstDirOfTheEnvironment) {
     cmnSetInstallRootRequired(0);
     setEnvironment({{"VEK_INST_DIR", "/wrong"}, {"VEK_INST_DIR2", "/two"}, {"vek_inst_dir", "/small"}});
     EXPECT_EQ(made("/lib"), full("$VEK_INST_DIR/lib", "/w"));
@@ -145,13 +145,13 @@ TEST_F(FullPath, NeverLooksForTheInstallationDirectoryInTheEnvironment) {
     EXPECT_EQ(made("/two/small"), full("$VEK_INST_DIR2$vek_inst_dir", "/w"));
 }
 
-TEST_F(FullPathInInstallation, ReplacesTheInstallationDirectoryByTheToolsRoot) {
+TEST_F(FullPathInInstallation, VekInstDirIsTheRootOfTheTool) {
     startTool();
     EXPECT_EQ(made(at("inst/lib")), full("$VEK_INST_DIR/lib", "/w"));
     EXPECT_EQ(made(at("inst/share/lib")), full("${VEK_INST_DIR}/share/lib", "/w"));
 }
 
-TEST_F(FullPathInInstallation, ReplacesTheInstallationDirectoryByNothingWhenThereIsNone) {
+TEST_F(FullPathInInstallation, VekInstDirIsEmptyWithoutInstallation) {
     std::string name = at("none/vekinfo");
     char *argv[] = {name.data(), nullptr};
     vekInit(nullptr, argv);
@@ -161,13 +161,13 @@ TEST_F(FullPathInInstallation, ReplacesTheInstallationDirectoryByNothingWhenTher
 
 // ---- computed references
 
-TEST_F(FullPathInInstallation, ReplacesTheToolsRoot) {
+TEST_F(FullPathInInstallation, ThisToolInstRootIsTheRootOfTheTool) {
     startTool();
     EXPECT_EQ(made(at("inst/lib")), full("$(compute:THIS_TOOL_INST_ROOT)/lib", "/w"));
     EXPECT_EQ(made("/a" + at("inst") + "b"), full("/a$(compute:THIS_TOOL_INST_ROOT)b", "/w"));
 }
 
-TEST_F(FullPathInInstallation, ReplacesTheRootOfTheFileThatWasOpenedLast) {
+TEST_F(FullPathInInstallation, ThisFileInstRootUsesTheFileOpenedLast) {
     startTool();
     install("one");
     install("two");
@@ -183,7 +183,7 @@ TEST_F(FullPathInInstallation, ReplacesTheRootOfTheFileThatWasOpenedLast) {
     EXPECT_EQ(made(at("two")), full("$(compute:THIS_FILE_INST_ROOT)", "/w"));
 }
 
-TEST_F(FullPathInInstallation, ReplacesTheFilesRootByNothingWithoutAFileOrARoot) {
+TEST_F(FullPathInInstallation, ThisFileInstRootIsEmptyWithoutFileOrRoot) {
     startTool();
     EXPECT_EQ(made("/x"), full("$(compute:THIS_FILE_INST_ROOT)/x", "/w")) << "no file was read";
     test::PathBuffer path;
@@ -194,7 +194,7 @@ TEST_F(FullPathInInstallation, ReplacesTheFilesRootByNothingWithoutAFileOrARoot)
     EXPECT_EQ(made("/x"), full("$(compute:THIS_FILE_INST_ROOT)/x", "/w")) << "outside an installation";
 }
 
-TEST_F(FullPathInInstallation, ReplacesTheRootThatHoldsAFile) {
+TEST_F(FullPathInInstallation, InstRootWithFindsTheRootThatHoldsAFile) {
     startTool();
     install("one");
     install("two");
@@ -206,7 +206,7 @@ TEST_F(FullPathInInstallation, ReplacesTheRootThatHoldsAFile) {
     EXPECT_EQ(made("/lib"), full("$(inst_root_with:)/lib", "/w"));
 }
 
-TEST_F(FullPathInInstallation, ReplacesWhatItDoesNotKnowByNothing) {
+TEST_F(FullPathInInstallation, UnknownReferenceIsReplacedByNothing) {
     startTool();
     setEnvironment({{"HOME", "/h"}, {"PATH", at("inst/tools/bin")}});
     for (const char *reference :
@@ -218,7 +218,7 @@ TEST_F(FullPathInInstallation, ReplacesWhatItDoesNotKnowByNothing) {
     EXPECT_EQ(made("/a)b"), full("/a$(x))b", "/w"));
 }
 
-TEST_F(FullPathInInstallation, LooksForARootAFewTimesInACircleOfVariables) {
+TEST_F(FullPathInInstallation, CycleOfVariablesDiscoversTheRootAFewTimes) {
     startTool();
     const std::string lookUp = "$(inst_root_with:nowhere)";
     setEnvironment(
@@ -234,7 +234,7 @@ TEST_F(FullPathInInstallation, LooksForARootAFewTimesInACircleOfVariables) {
     EXPECT_GE(before + 8 * once, calls());
 }
 
-TEST_F(FullPathInInstallation, LooksForNoRootWhileNoneIsRequired) {
+TEST_F(FullPathInInstallation, DiscoversNoRootIfNoneIsRequired) {
     startTool();
     setEnvironment({{"PATH", at("inst/tools/bin")}});
     cmnSetInstallRootRequired(0);
@@ -245,7 +245,7 @@ TEST_F(FullPathInInstallation, LooksForNoRootWhileNoneIsRequired) {
     }
 }
 
-TEST_F(FullPathInInstallation, TakesNoShortageOfMemoryFromAnEarlierFailure) {
+TEST_F(FullPathInInstallation, EarlierEnomemIsNotAMemoryError) {
     vekInit(nullptr, nullptr);
     test::Capture quiet;
     for (const char *text : {"/a$VEK_INST_DIR", "/a$(compute:THIS_TOOL_INST_ROOT)",
@@ -259,7 +259,7 @@ TEST_F(FullPathInInstallation, TakesNoShortageOfMemoryFromAnEarlierFailure) {
     }
 }
 
-TEST_F(FullPathInInstallation, ExpandsWhatARootHolds) {
+TEST_F(FullPathInInstallation, ExpandsVariablesInARoot) {
     install("in$SUB");
     std::string name = at("in$SUB/tools/bin/vekinfo");
     char *argv[] = {name.data(), nullptr};
@@ -278,26 +278,26 @@ TEST_F(FullPath, ReplacesATildeByTheHomeDirectory) {
     EXPECT_EQ(made("/home/u/lib"), full("$T/lib", "/w"));
 }
 
-TEST_F(FullPath, TakesATildeElsewhereForText) {
+TEST_F(FullPath, TildeElsewhereIsText) {
     setEnvironment({{"HOME", "/home/u"}});
     EXPECT_EQ(made("/a/~/b"), full("/a/~/b", "/w"));
     EXPECT_EQ(made("/w/x~"), full("x~", "/w"));
     EXPECT_EQ(made("/w/ ~/x"), full(" ~/x", "/w"));
 }
 
-TEST_F(FullPath, LeavesATextWithATildeUnchangedWithoutHome) {
+TEST_F(FullPath, UnsetHomeLeavesTextUnchanged) {
     setEnvironment({{"T", "~"}});
     for (const char *text : {"~", "~/lib", "~/a/../b/", "$T/lib"}) {
         EXPECT_EQ(made(text), full(text, "/w")) << text;
     }
 }
 
-TEST_F(FullPath, DoesNotExpandWhatHomeHolds) {
+TEST_F(FullPath, DoesNotExpandVariablesInHome) {
     setEnvironment({{"HOME", "/h/$X"}, {"X", "x"}});
     EXPECT_EQ(made("/h/$X/lib"), full("~/lib", "/w"));
 }
 
-TEST_F(FullPath, TakesAHomeThatIsNoDirectoryAtItsWord) {
+TEST_F(FullPath, HomeNeedNotBeADirectory) {
     setEnvironment({{"HOME", ""}});
     EXPECT_EQ(made("/lib"), full("~/lib", "/w"));
     EXPECT_EQ(made("/w"), full("~", "/w"));
@@ -312,7 +312,7 @@ TEST_F(FullPath, ReplacesAUserNameByThatUsersHomeDirectory) {
     EXPECT_EQ(made(homeOfRoot() + "/lib/x"), full("$U/lib//x/", "/w"));
 }
 
-TEST_F(FullPath, RefusesAnUnknownUserWithTheTextAsItThenStood) {
+TEST_F(FullPath, UnknownUserIsReportedWithTheExpandedText) {
     setEnvironment({{"HOME", "/home/u"}, {"WHO", "nosuchuser"}});
     EXPECT_EQ(refused(RYN_INVALID_PATH, "~nosuchuser/x"), full("~nosuchuser/x", "/w"));
     EXPECT_EQ(refused(RYN_INVALID_PATH, "~nosuchuser"), full("~nosuchuser", "/w"));
@@ -320,14 +320,14 @@ TEST_F(FullPath, RefusesAnUnknownUserWithTheTextAsItThenStood) {
     EXPECT_EQ(refused(RYN_INVALID_PATH, "~~/x"), full("~~/x", "/w"));
 }
 
-TEST_F(FullPath, RefusesAUserThatCannotBeLookedUp) {
+TEST_F(FullPath, FailedUserLookupIsInvalidPath) {
     faults::fail("getpwnam", 1, EIO);
     EXPECT_EQ(refused(RYN_INVALID_PATH, "~root/x"), full("~root/x", "/w"));
 }
 
 // ---- base directory
 
-TEST_F(FullPath, PutsTheBaseDirectoryInFrontOfARelativeText) {
+TEST_F(FullPath, PrependsTheBaseDirectoryToARelativeText) {
     EXPECT_EQ(made("/w/lib/a/b"), full("lib/./a//b/", "/w"));
     EXPECT_EQ(made("/w/lib"), full("lib", "/w/"));
     EXPECT_EQ(made("/lib"), full("lib", "/"));
@@ -379,7 +379,7 @@ TEST_F(FullPath, CleansSlashesAndSingleDots) {
     }
 }
 
-TEST_F(FullPath, RemovesADirectoryInFrontOfTwoDots) {
+TEST_F(FullPath, DotDotRemovesTheDirectoryBefore) {
     box.directory("a/b/c").file("a/file", "");
     EXPECT_EQ(made(at("a/c")), full("a/b/../c", at("")));
     EXPECT_EQ(made(at("x")), full("a/b/../../x", at("")));
@@ -392,21 +392,21 @@ TEST_F(FullPath, RemovesADirectoryInFrontOfTwoDots) {
     EXPECT_EQ(made(at("a")), full("a/b/c/../..", at("")));
 }
 
-TEST_F(FullPath, BecomesTheRootWhenNothingIsLeft) {
+TEST_F(FullPath, EmptyResultIsTheRoot) {
     EXPECT_EQ(made("/"), full("/proc/..", "/w"));
     EXPECT_EQ(made("/"), full("..", "/proc"));
     EXPECT_EQ(made("/x"), full("/proc/../x", "/w"));
     EXPECT_EQ(made("/"), full("/proc/../proc/..", "/w"));
 }
 
-TEST_F(FullPath, LeavesTwoDotsBehindALink) {
+TEST_F(FullPath, KeepsDotDotAfterALink) {
     box.directory("real/sub").link("l", "real/sub").link("dangling", "nowhere").directory("a/b");
     EXPECT_EQ(made(at("l/../c")), full("l/../c", at("")));
     EXPECT_EQ(made(at("dangling/../c")), full("dangling/../c", at("")));
     EXPECT_EQ(made(at("l/..")), full("l/..", at("")));
 }
 
-TEST_F(FullPath, LeavesWhateverFollowsTheFirstLink) {
+TEST_F(FullPath, KeepsEveryDotDotAfterTheFirstKept) {
     box.directory("real/sub").link("l", "real/sub").directory("a/b").directory("real/a/b");
     EXPECT_EQ(made(at("l/../a/../c")), full("l/../a/../c", at("")));
     EXPECT_EQ(made(at("l/../b/../c")), full("a/../l/../b/../c", at("")));
@@ -415,13 +415,13 @@ TEST_F(FullPath, LeavesWhateverFollowsTheFirstLink) {
     EXPECT_EQ(made(at("l/../a")), full("l/../a/b/..", at("")));
 }
 
-TEST_F(FullPath, LeavesTwoDotsBehindAnOrdinaryDirectoryThatIsReachedThroughALink) {
+TEST_F(FullPath, KeepsDotDotAfterADirectoryBelowALink) {
     box.directory("real/sub").link("l", "real");
     EXPECT_EQ(made(at("l/x")), full("l/sub/../x", at("")));
     EXPECT_EQ(made(at("l/../x")), full("l/sub/../../x", at("")));
 }
 
-TEST_F(FullPath, LeavesTwoDotsBehindWhatIsMissing) {
+TEST_F(FullPath, KeepsDotDotAfterAMissingName) {
     box.file("file", "").directory("a");
     for (const char *text : {"missing/../c", "missing/..", "a/missing/../../c", "file/x/../c"}) {
         EXPECT_EQ(made(at(text)), full(text, at(""))) << text;
@@ -429,14 +429,14 @@ TEST_F(FullPath, LeavesTwoDotsBehindWhatIsMissing) {
     EXPECT_EQ(made(at("missing/../b")), full("a/../missing/../b", at("")));
 }
 
-TEST_F(FullPath, LeavesTwoDotsAboveTheRoot) {
+TEST_F(FullPath, KeepsDotDotAboveTheRoot) {
     EXPECT_EQ(made("/.."), full("/..", "/w"));
     EXPECT_EQ(made("/../x"), full("/../x", "/w"));
     EXPECT_EQ(made("/../x"), full("/proc/../../x", "/w"));
     EXPECT_EQ(made("/.."), full("..", "/"));
 }
 
-TEST_F(FullPath, LeavesTwoDotsWhereTheLinkTestFails) {
+TEST_F(FullPath, KeepsDotDotIfReadlinkFails) {
     box.directory("a");
     for (const int error : {EACCES, EIO, ELOOP, ENAMETOOLONG}) {
         renew();
@@ -448,7 +448,7 @@ TEST_F(FullPath, LeavesTwoDotsWhereTheLinkTestFails) {
     EXPECT_EQ(made(at("c")), full("a/../c", at("")));
 }
 
-TEST_F(FullPath, LeavesTwoDotsInADirectoryThatMayNotBeSearched) {
+TEST_F(FullPath, KeepsDotDotInUnsearchableDirectory) {
     box.directory("a/b");
     ASSERT_EQ(0, chmod(at("a").c_str(), 0));
     const std::string base = at("");
@@ -458,7 +458,7 @@ TEST_F(FullPath, LeavesTwoDotsInADirectoryThatMayNotBeSearched) {
     });
 }
 
-TEST_F(FullPath, FailsWhenNoSlashIsBeforeTwoDots) {
+TEST_F(FullPath, DotDotWithoutSlashBeforeIsAnError) {
     box.directory("w/a").link("l", "w");
     EXPECT_EQ(refused(RYN_INTERNAL_ERROR, "w/../x"), full("../x", "w"));
     EXPECT_EQ(refused(RYN_INTERNAL_ERROR, "w/../x"), full("./a//../../x/", "w"));
@@ -467,7 +467,7 @@ TEST_F(FullPath, FailsWhenNoSlashIsBeforeTwoDots) {
     EXPECT_EQ(made("missing/../x"), full("../x", "missing")) << "and so does what is missing";
 }
 
-TEST_F(FullPath, AsksTheLinkCache) {
+TEST_F(FullPath, UsesTheLinkCache) {
     box.directory("a/b");
     EXPECT_EQ(made(at("a/c")), full("a/b/../c", at("")));
     const int calls = faults::count("readlink");
@@ -476,7 +476,7 @@ TEST_F(FullPath, AsksTheLinkCache) {
     EXPECT_EQ(1, calls);
 }
 
-TEST_F(FullPath, NeedsNoRegistryAndNoErrorBuffer) {
+TEST_F(FullPath, AcceptsNullRegistryAndNullErrorBuffer) {
     setEnvironment({{"HOME", "/home/u"}});
     box.directory("a");
     test::PathBuffer path;
@@ -490,7 +490,7 @@ TEST_F(FullPath, NeedsNoRegistryAndNoErrorBuffer) {
 
 // ---- boundaries
 
-TEST_F(FullPath, HoldsTextsOfUpTo4095Characters) {
+TEST_F(FullPath, TextLimitIs4095Characters) {
     const std::string longest = test::lengthened("", 4095);
     EXPECT_EQ(made(longest), full(longest, "/w"));
     for (const std::size_t size : {4096U, 4097U, 10000U}) {
@@ -499,7 +499,7 @@ TEST_F(FullPath, HoldsTextsOfUpTo4095Characters) {
     }
 }
 
-TEST_F(FullPath, HoldsExpansionsOfUpTo4095Characters) {
+TEST_F(FullPath, ExpansionLimitIs4095Characters) {
     for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 102400U}) {
         setEnvironment({{"V", test::lengthened("", size - 4)}, {"HOME", test::lengthened("", size - 4)}});
         const std::string expanded = test::lengthened("", size - 4) + "/lib";
@@ -510,7 +510,7 @@ TEST_F(FullPath, HoldsExpansionsOfUpTo4095Characters) {
     }
 }
 
-TEST_F(FullPath, RefusesAnExpansionThatIsTooLongOnTheWay) {
+TEST_F(FullPath, TooLongIntermediateTextIsInvalidPath) {
     setEnvironment({{"V", std::string(4090, '/')}, {"W", "$V$V"}, {"E", ""}});
     EXPECT_EQ(made("/lib"), full("$V/lib", "/w"));
     // The clean-up, or another value, would have made it short again.
@@ -519,7 +519,7 @@ TEST_F(FullPath, RefusesAnExpansionThatIsTooLongOnTheWay) {
     EXPECT_EQ(refused(RYN_INVALID_PATH, "$V${E}${E}"), full("$V${E}${E}", "/w"));
 }
 
-TEST_F(FullPath, HoldsABaseDirectoryAndATextOfUpTo4095Characters) {
+TEST_F(FullPath, LimitWithBaseDirectoryIs4095Characters) {
     for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 8000U}) {
         const std::string base = test::lengthened("", size - 4);
         const test::PathAnswer expected =
@@ -528,14 +528,14 @@ TEST_F(FullPath, HoldsABaseDirectoryAndATextOfUpTo4095Characters) {
     }
 }
 
-TEST_F(FullPath, LooksForUserNamesOfAnyLength) {
+TEST_F(FullPath, UserNameMayHaveAnyLength) {
     for (const std::size_t size : {1023U, 1024U, 1025U, 2047U, 2048U, 4094U}) {
         const std::string text = "~" + std::string(size, 'u');
         EXPECT_EQ(refused(RYN_INVALID_PATH, text), full(text, "/w")) << size;
     }
 }
 
-TEST_F(FullPath, LooksForVariableNamesOfAnyLength) {
+TEST_F(FullPath, VariableNameMayHaveAnyLength) {
     for (const std::size_t size : {1023U, 1024U, 1025U, 2047U, 2048U, 4092U}) {
         const std::string name(size, 'N');
         setEnvironment({{name, "/v"}});
@@ -545,7 +545,7 @@ TEST_F(FullPath, LooksForVariableNamesOfAnyLength) {
     }
 }
 
-TEST_F(FullPath, HoldsATextOf4095CharactersWithLinksAndDots) {
+TEST_F(FullPath, ResolvesLinksAndDotsIn4095Characters) {
     box.directory("d");
     std::string text = at("d");
     while (text.size() + 5 <= 4095) {
@@ -560,7 +560,7 @@ TEST_F(FullPath, HoldsATextOf4095CharactersWithLinksAndDots) {
     EXPECT_EQ(made("/"), full(std::string(4095, '/'), "/w"));
 }
 
-TEST_F(FullPath, SurvivesTextsOfRandomBytes) {
+TEST_F(FullPath, RandomBytesGiveADocumentedResult) {
     setEnvironment({{"A", "/a"}, {"B", "$A/.."}, {"HOME", "/h"}});
     box.directory("A").link("B", "A");
     const std::string letters = "$$${}(){}AB~/.//..\\ \t\xE4#-";

@@ -24,6 +24,7 @@ namespace faults = test::faults;
 using test::archives;
 using test::diskIterator;
 using test::Existence;
+using test::failed;
 using test::gathered;
 using test::Iteration;
 using test::levelOf;
@@ -93,7 +94,7 @@ NameList reversed(NameList names) {
     return names;
 }
 
-/// The deep list of the view "c/v" in the place 'l' or 'e', with a limit of its own; "!CODE" when it fails.
+/// The deep list of the view "c/v" in the place 'l' or 'e', with a given limit; failed() after a failure.
 NameList deepWithin(const Project &project, char place, const vek::LinkLimit &limit) {
     const std::string temporary = project.path("etmp/c/v");
     ryn::Sources sources;
@@ -114,7 +115,7 @@ NameList deepWithin(const Project &project, char place, const vek::LinkLimit &li
     }
     ryn::freeElements(list);
     std::sort(names.begin(), names.end());
-    return code == RYN_OK ? names : NameList{"!" + std::to_string(code)};
+    return code == RYN_OK ? names : failed(code);
 }
 
 /// What `find -L` lists below a directory that is no directory, sorted.
@@ -198,7 +199,7 @@ class BigTree {
 
 // Names.
 
-TEST(LegalName, HasLettersDigitsAndThreeSigns) {
+TEST(LegalName, HasLettersDigitsUnderscoreAtAndNumberSign) {
     for (int byte = 1; byte < 256; ++byte) {
         const char c = static_cast<char>(byte);
         const bool legal = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -209,14 +210,14 @@ TEST(LegalName, HasLettersDigitsAndThreeSigns) {
     }
 }
 
-TEST(LegalName, MayBeEmptyButNotMissing) {
+TEST(LegalName, MayBeEmptyButNotNull) {
     EXPECT_EQ(sNmpIsLegalLibrary(""), 1);
     EXPECT_EQ(sNmpIsLegalLibrary(nullptr), 0);
 }
 
 // Shallow lists.
 
-TEST(ShallowList, TakesLegalNamesOrTheOthersWhateverTheyAre) {
+TEST(ShallowList, SelectsLegalOrOtherNamesByName) {
     for (const int type : kShallow) {
         Project project;
         const std::string level = levelOf(type);
@@ -236,16 +237,16 @@ TEST(ShallowList, TakesLegalNamesOrTheOthersWhateverTheyAre) {
     }
 }
 
-TEST(ShallowList, OfALibraryTellsCellsFromFiles) {
+TEST(ShallowList, SeparatesCellsFromFiles) {
     Project project;
     project.putDirectory("l", "a");
     project.putDirectory("l", "b");
     project.put("l", "vekinfo.tag");
-    EXPECT_EQ(gathered(project, 1), (NameList{"a", "b"}));
-    EXPECT_EQ(gathered(project, 3), NameList{"vekinfo.tag"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), (NameList{"a", "b"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_LIBRARY_FILES), NameList{"vekinfo.tag"});
 }
 
-TEST(ShallowList, IsInReverseReadingOrderWithTemporaryDirectoriesInFront) {
+TEST(ShallowList, ReverseReadingOrderWithTemporaryNamesFirst) {
     for (const int type : kShallow) {
         Project project("IE");
         const std::string level = levelOf(type);
@@ -262,12 +263,12 @@ TEST(ShallowList, IsInReverseReadingOrderWithTemporaryDirectoriesInFront) {
         }
         EXPECT_EQ(discovered.size(), 120U);
         Iteration iteration;
-        ASSERT_EQ(iteration.begin(project, type), 0);
+        ASSERT_EQ(iteration.begin(project, type), RYN_OK);
         EXPECT_EQ(iteration.rest(), reversed(discovered)) << type;
     }
 }
 
-TEST(ShallowList, HasANameOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
+TEST(ShallowList, NameInSeveralDirectoriesAppearsOnce) {
     for (const int type : kShallow) {
         Project project("IE");
         const std::string level = levelOf(type);
@@ -281,7 +282,7 @@ TEST(ShallowList, HasANameOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
         project.put("i", level + name("i"));
         project.put("e", level + name("e"));
         Iteration iteration;
-        ASSERT_EQ(iteration.begin(project, type), 0);
+        ASSERT_EQ(iteration.begin(project, type), RYN_OK);
         const NameList names = iteration.rest();
         ASSERT_EQ(names.size(), 7U);
         EXPECT_EQ(names[0], name("e"));
@@ -298,7 +299,7 @@ TEST(ShallowList, ComparesNamesExactly) {
     project.put("e", "Cell");
     project.put("e", "cel");
     project.put("e", "cells");
-    EXPECT_EQ(gathered(project, 1), (NameList{"Cell", "cel", "cell", "cells"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), (NameList{"Cell", "cel", "cell", "cells"}));
 }
 
 TEST(ShallowList, FindsEachOfManyNamesOnce) {
@@ -315,25 +316,25 @@ TEST(ShallowList, FindsEachOfManyNamesOnce) {
             project.put("li", name);
         }
     }
-    EXPECT_EQ(gathered(project, 1), NameList(wanted.begin(), wanted.end()));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), NameList(wanted.begin(), wanted.end()));
 }
 
-TEST(ShallowList, HoldsNamesOf255Bytes) {
+TEST(ShallowList, AcceptsNamesOf255Bytes) {
     Project project("E");
     const std::string cell(255, 'n');
     const std::string file = "." + std::string(254, 'n');
     project.put("le", cell);
     project.put("le", file);
     project.put("e", std::string(254, 'm'));
-    EXPECT_EQ(gathered(project, 1), (NameList{std::string(254, 'm'), cell}));
-    EXPECT_EQ(gathered(project, 3), NameList{file});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), (NameList{std::string(254, 'm'), cell}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_LIBRARY_FILES), NameList{file});
 }
 
 TEST(ShallowList, IsASnapshot) {
     Project project;
     project.put("l", "before");
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, 1), 0);
+    ASSERT_EQ(iteration.begin(project, RYNI_CONTEXT_CELLS), RYN_OK);
     project.put("l", "after");
     unlink("lib/before");
     EXPECT_EQ(iteration.rest(), NameList{"before"});
@@ -349,39 +350,39 @@ TEST(ShallowList, OfAnEmptyDirectoryIsEmpty) {
 
 // Directories that cannot be read.
 
-TEST(List, EndsWhereADirectoryCannotBeOpened) {
+TEST(List, FailedOpenEndsTheBuild) {
     struct Row {
         int error;
-        const char *code;
+        int code;
     };
     for (const int type : {1, 2, 3, 4, 5, 6}) {
         for (const char *place : {"l", "i", "e"}) {
-            for (const Row &row :
-                 {Row{EACCES, "!11"}, Row{ENOENT, "!3"}, Row{EMFILE, "!3"}, Row{EPERM, "!3"}}) {
+            for (const Row &row : {Row{EACCES, RYN_PERMISSION_DENIED}, Row{ENOENT, RYN_SYSTEM_ERROR},
+                                   Row{EMFILE, RYN_SYSTEM_ERROR}, Row{EPERM, RYN_SYSTEM_ERROR}}) {
                 Project project("IE");
                 project.putDirectory("lie", levelOf(type));
                 project.put("lie", levelOf(type) + "name");
                 faults::fail("opendir", place[0] == 'l' ? 1 : place[0] == 'i' ? 2 : 3, row.error);
-                EXPECT_EQ(gathered(project, type), NameList{row.code}) << type << place;
+                EXPECT_EQ(gathered(project, type), failed(row.code)) << type << place;
                 EXPECT_EQ(recorded.fatals, Reports{});
             }
         }
     }
 }
 
-TEST(List, EndsWhereADirectoryMayNotBeRead) {
+TEST(List, UnreadableDirectoryEndsTheBuild) {
     for (const int type : {1, 2, 3, 4, 5, 6}) {
         for (const char place : {'l', 'i', 'e'}) {
             Project project("IE", Existence::Unchecked);
             project.putDirectory("lie", levelOf(type));
             chmod((Project::directoryOf(place) + "/" + levelOf(type)).c_str(), 0311);
             Project::asUnprivileged(
-                [&] { EXPECT_EQ(gathered(project, type), NameList{"!11"}) << type << place; });
+                [&] { EXPECT_EQ(gathered(project, type), failed(RYN_PERMISSION_DENIED)) << type << place; });
         }
     }
 }
 
-TEST(List, EndsWithWhatWasReadWhenReadingADirectoryFails) {
+TEST(List, ReadErrorEndsTheDirectory) {
     for (const int type : {1, 6}) {
         Project project;
         project.putDirectory("l", levelOf(type));
@@ -410,7 +411,7 @@ TEST(DeepList, HasEveryFileByItsRelativePath) {
     }
 }
 
-TEST(DeepList, HasAPathOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
+TEST(DeepList, PathInSeveralDirectoriesAppearsOnce) {
     Project project("IE");
     project.put("lie", "c/v/s/all");
     project.put("ie", "c/v/s/ie");
@@ -418,7 +419,7 @@ TEST(DeepList, HasAPathOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
     project.put("e", "c/v/s/e");
     project.put("i", "c/v/t/all");
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
     const NameList names = iteration.rest();
     ASSERT_EQ(names.size(), 5U);
     EXPECT_EQ(names[0], "s/e");
@@ -427,7 +428,7 @@ TEST(DeepList, HasAPathOfSeveralDirectoriesOnceAtTheFirstOnesPlace) {
     EXPECT_EQ(std::set<std::string>(names.begin() + 3, names.end()), (std::set<std::string>{"s/all", "le"}));
 }
 
-TEST(DeepList, IsInReverseOrderOfAWalkDepthFirst) {
+TEST(DeepList, ReverseOrderOfADepthFirstWalk) {
     for (const char *place : {"l", "e"}) {
         Project project(place[0] == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
@@ -447,12 +448,12 @@ TEST(DeepList, IsInReverseOrderOfAWalkDepthFirst) {
         };
         walk("");
         Iteration iteration;
-        ASSERT_EQ(iteration.begin(project, kDeep), 0);
+        ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
         EXPECT_EQ(iteration.rest(), reversed(discovered)) << place;
     }
 }
 
-TEST(DeepList, FollowsLinksToDirectoriesAndListsOtherThings) {
+TEST(DeepList, FollowsLinksToDirectoriesAndListsOtherLinks) {
     for (const char place : {'l', 'e'}) {
         Project project(place == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
@@ -463,16 +464,16 @@ TEST(DeepList, FollowsLinksToDirectoriesAndListsOtherThings) {
     }
 }
 
-TEST(DeepList, ListsABrokenLinkOfTheLibraryButEndsAtOneOfATemporaryDirectory) {
+TEST(DeepList, BrokenLinkInTemporaryDirectoryEndsTheBuild) {
     Project project("E");
     project.putDirectory("le", "c/v/s");
     project.box.link("lib/c/v/s/broken", "nowhere");
     EXPECT_EQ(gathered(project, kDeep), NameList{"s/broken"});
     project.box.link("etmp/c/v/s/broken", "nowhere");
-    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR));
 }
 
-TEST(DeepList, ListsWhatCannotBeExaminedInTheLibraryButEndsThereInATemporaryDirectory) {
+TEST(DeepList, FailedStatInTemporaryDirectoryEndsTheBuild) {
     for (const char place : {'l', 'e'}) {
         Project project(place == 'e' ? "E" : "", Existence::Unchecked);
         project.putDirectory("le", "c/v");
@@ -482,7 +483,7 @@ TEST(DeepList, ListsWhatCannotBeExaminedInTheLibraryButEndsThereInATemporaryDire
         const auto expectAll = [&] {
             Project::asUnprivileged([&] {
                 EXPECT_EQ(gathered(project, kDeep),
-                          place == 'l' ? (NameList{"s/dir", "s/file"}) : NameList{"!11"});
+                          place == 'l' ? (NameList{"s/dir", "s/file"}) : failed(RYN_PERMISSION_DENIED));
             });
         };
         expectAll();
@@ -492,19 +493,20 @@ TEST(DeepList, ListsWhatCannotBeExaminedInTheLibraryButEndsThereInATemporaryDire
     }
 }
 
-TEST(DeepList, EndsAtADirectoryBelowThatCannotBeRead) {
+TEST(DeepList, UnreadableSubdirectoryEndsTheBuild) {
     for (const char place : {'l', 'e'}) {
         Project project(place == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
         project.put(std::string(1, place), "c/v/s/file");
         chmod((Project::directoryOf(place) + "/c/v/s").c_str(), 0111);
-        Project::asUnprivileged([&] { EXPECT_EQ(gathered(project, kDeep), NameList{"!11"}) << place; });
+        Project::asUnprivileged(
+            [&] { EXPECT_EQ(gathered(project, kDeep), failed(RYN_PERMISSION_DENIED)) << place; });
         faults::fail("opendir", place == 'l' ? 2 : 3, ENOENT);
-        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"}) << place;
+        EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR)) << place;
     }
 }
 
-TEST(DeepList, TakesAFailingStatInATemporaryDirectoryForADirectory) {
+TEST(DeepList, FailedStatInTemporaryDirectoryIsADirectory) {
     Project project("E");
     project.putDirectory("l", "c/v");
     project.put("e", "c/v/file");
@@ -512,11 +514,11 @@ TEST(DeepList, TakesAFailingStatInATemporaryDirectoryForADirectory) {
     EXPECT_EQ(gathered(project, kDeep), NameList{"file"});
     Iteration iteration;
     faults::reset();
-    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
     const int calls = faults::count("stat");
     faults::reset();
     faults::fail("stat", calls, ENOENT); // the last one examines the file
-    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR));
 }
 
 TEST(DeepList, TemporarySideCallsStatOncePerDirectory) {
@@ -539,7 +541,7 @@ TEST(DeepList, TemporarySideCallsStatOncePerDirectory) {
     EXPECT_LE(faults::count("stat"), otherCalls + kDirectories);
 }
 
-TEST(DeepList, IsTheSameWhereTheSystemGivesNoTypes) {
+TEST(DeepList, IsTheSameWithoutEntryTypes) {
     Project project("IE");
     for (const char place : {'l', 'i', 'e'}) {
         const std::string top = Project::directoryOf(place) + "/c/v/";
@@ -550,15 +552,15 @@ TEST(DeepList, IsTheSameWhereTheSystemGivesNoTypes) {
     }
     project.box.link("lib/c/v/broken", "nowhere").link("lib/c/v/self", "self").link("lib/c/v/loop", ".");
     Iteration iteration;
-    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
     const NameList names = iteration.rest();
     EXPECT_GT(names.size(), 400U);
     test::hideEntryTypes();
-    ASSERT_EQ(iteration.begin(project, kDeep), 0);
+    ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
     EXPECT_EQ(iteration.rest(), names);
 }
 
-TEST(DeepList, GoesRoundALoopOfLinksUntilTheSystemEndsIt) {
+TEST(DeepList, FollowsACycleOfLinksUntilEloop) {
     Project project;
     project.put("l", "c/v/f");
     project.box.link("lib/c/v/l", ".");
@@ -573,15 +575,15 @@ TEST(DeepList, GoesRoundALoopOfLinksUntilTheSystemEndsIt) {
     EXPECT_EQ(gathered(project, kDeep), wanted);
 }
 
-TEST(DeepList, EndsAtALoopOfLinksInATemporaryDirectory) {
+TEST(DeepList, CycleInTemporaryDirectoryEndsTheBuild) {
     Project project("E");
     project.putDirectory("l", "c/v");
     project.put("e", "c/v/f");
     project.box.link("etmp/c/v/l", ".");
-    EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+    EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR));
 }
 
-TEST(DeepList, EndsWhereLoopsMakeMoreWaysThanTheLimit) {
+TEST(DeepList, CyclesBeyondTheLimitOfWaysEndTheBuild) {
     for (const bool hidden : {false, true}) {
         Project project("E");
         project.put("le", "c/v/f");
@@ -590,13 +592,13 @@ TEST(DeepList, EndsWhereLoopsMakeMoreWaysThanTheLimit) {
         }
         test::hideEntryTypes(hidden);
         recorded.fatals.clear();
-        EXPECT_EQ(deepWithin(project, 'l', {.ways = 2000, .waysPerLink = 64}), NameList{"!3"});
-        EXPECT_EQ(deepWithin(project, 'e', {.ways = 20, .waysPerLink = 1}), NameList{"!3"});
+        EXPECT_EQ(deepWithin(project, 'l', {.ways = 2000, .waysPerLink = 64}), failed(RYN_SYSTEM_ERROR));
+        EXPECT_EQ(deepWithin(project, 'e', {.ways = 20, .waysPerLink = 1}), failed(RYN_SYSTEM_ERROR));
         EXPECT_EQ(recorded.fatals, Reports{});
     }
 }
 
-TEST(DeepList, CountsWaysRoundACycleUpToTheLimitOfTheSystem) {
+TEST(DeepList, CountsEveryWayThroughACycle) {
     Project project;
     project.put("l", "c/v/f");
     project.box.link("lib/c/v/l", ".");
@@ -604,10 +606,10 @@ TEST(DeepList, CountsWaysRoundACycleUpToTheLimitOfTheSystem) {
     EXPECT_EQ(all.size(), 42U);
     EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}), all);
     EXPECT_EQ(deepWithin(project, 'l', {.ways = 0, .waysPerLink = 40}), all);
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 0}), NameList{"!3"});
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 0}), failed(RYN_SYSTEM_ERROR));
 }
 
-TEST(DeepList, EndsWhereLinksWithoutLoopsMakeMoreWaysThanTheLimit) {
+TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
     constexpr std::uint64_t kSteps = 6; // 2 + 4 + ... + 64 = 126 ways, by 12 different links
     Project project("E");
     project.putDirectory("le", "c/v");
@@ -625,16 +627,17 @@ TEST(DeepList, EndsWhereLinksWithoutLoopsMakeMoreWaysThanTheLimit) {
             test::hideEntryTypes(hidden);
             recorded.fatals.clear();
             EXPECT_EQ(deepWithin(project, place, {.ways = ways, .waysPerLink = 0}).size(), 64U);
-            EXPECT_EQ(deepWithin(project, place, {.ways = ways - 1, .waysPerLink = 0}), NameList{"!3"});
+            EXPECT_EQ(deepWithin(project, place, {.ways = ways - 1, .waysPerLink = 0}),
+                      failed(RYN_SYSTEM_ERROR));
             EXPECT_EQ(deepWithin(project, place, {.ways = ways - links, .waysPerLink = 1}).size(), 64U);
             EXPECT_EQ(deepWithin(project, place, {.ways = ways - links - 1, .waysPerLink = 1}),
-                      NameList{"!3"});
+                      failed(RYN_SYSTEM_ERROR));
             EXPECT_EQ(recorded.fatals, Reports{});
         }
     }
 }
 
-TEST(DeepList, CountsTheWaysOfEachSourceByItself) {
+TEST(DeepList, CountsTheWaysOfEachSourceSeparately) {
     Project project("IE");
     for (const char place : {'l', 'i', 'e'}) {
         project.putDirectory(std::string(1, place), "c/v");
@@ -676,7 +679,7 @@ TEST(DeepList, FollowsAnyNumberOfLinksSideBySide) {
     }
 }
 
-TEST(DeepList, ListsManyDirectoriesBehindNineNestedLinks) {
+TEST(DeepList, ListsManyDirectoriesThroughNineNestedLinks) {
     BigTree::check(
         [](const BigTree &tree) {
             for (const std::string &directory : tree.makeDirectories("inner", 2000)) {
@@ -697,7 +700,7 @@ TEST(DeepList, ListsManyDirectoriesBehindNineNestedLinks) {
         });
 }
 
-TEST(DeepList, ListsManyLinkedCellsBehindTwoLinks) {
+TEST(DeepList, ListsManyLinkedCellsThroughTwoLinks) {
     BigTree::check(
         [](const BigTree &tree) {
             const NameList cells = tree.makeDirectories("cells", 21'000);
@@ -712,7 +715,7 @@ TEST(DeepList, ListsManyLinkedCellsBehindTwoLinks) {
         });
 }
 
-TEST(DeepList, ListsManyLinksToOneDirectoryBehindTwoLinks) {
+TEST(DeepList, ListsManyLinksToOneDirectoryThroughTwoLinks) {
     BigTree::check(
         [](const BigTree &tree) {
             const NameList cells = tree.makeDirectories("cells", 1);
@@ -740,7 +743,7 @@ static void withViewInMemory(const Project &project, char place, const std::func
     test::withMountAt(project.path(Project::directoryOf(place) + "/c/v"), std::size_t{16} << 20, body);
 }
 
-TEST(DeepList, DescendsAsDeepAsPathsReach) {
+TEST(DeepList, DescendsToTheLimitOfPaths) {
     for (const char place : {'l', 'e'}) {
         Project project("E");
         project.putDirectory("le", "c/v");
@@ -752,7 +755,7 @@ TEST(DeepList, DescendsAsDeepAsPathsReach) {
     }
 }
 
-TEST(DeepList, NeedsNoMoreStackForADeepTree) {
+TEST(DeepList, DeepTreeNeedsNoMoreStack) {
     for (const char place : {'l', 'e'}) {
         Project project("E");
         project.putDirectory("le", "c/v");
@@ -764,7 +767,7 @@ TEST(DeepList, NeedsNoMoreStackForADeepTree) {
     }
 }
 
-TEST(DeepList, PassesOverWhatIsTooDeepForAPathInTheLibrary) {
+TEST(DeepList, SkipsTooLongPathsInTheLibrary) {
     Project project;
     project.putDirectory("l", "c/v");
     withViewInMemory(project, 'l', [&] {
@@ -775,19 +778,19 @@ TEST(DeepList, PassesOverWhatIsTooDeepForAPathInTheLibrary) {
     });
 }
 
-TEST(DeepList, EndsWhereATemporaryDirectoryIsTooDeepForAPath) {
+TEST(DeepList, TooDeepTemporaryDirectoryEndsTheBuild) {
     Project project("E");
     project.putDirectory("l", "c/v");
     project.putDirectory("e", "c/v");
     withViewInMemory(project, 'e', [&] {
         const Chain chain("etmp/c/v", 2500, {1});
-        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+        EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR));
         test::hideEntryTypes();
-        EXPECT_EQ(gathered(project, kDeep), NameList{"!3"});
+        EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR));
     });
 }
 
-TEST(DeepList, TreatsAFileWithATooLongPathAsADirectoryWithOne) {
+TEST(DeepList, TooLongFilePathIsSkippedOrEndsTheBuild) {
     for (const char place : {'l', 'e'}) {
         Project project("E");
         project.putDirectory("le", "c/v");
@@ -797,7 +800,7 @@ TEST(DeepList, TreatsAFileWithATooLongPathAsADirectoryWithOne) {
             EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(1950)});
             chain.putAtBottom(std::string(255, 'x'));
             EXPECT_EQ(gathered(project, kDeep),
-                      place == 'l' ? NameList{Chain::fileAt(1950)} : NameList{"!3"});
+                      place == 'l' ? NameList{Chain::fileAt(1950)} : failed(RYN_SYSTEM_ERROR));
         });
     }
 }
@@ -819,13 +822,13 @@ TEST(DeepList, TemporaryFileWithATooLongPathEndsTheBuild) {
             if (size < VEK_PATH_SIZE) {
                 EXPECT_EQ(names.size(), 3U);
             } else {
-                EXPECT_EQ(names, NameList{"!3"});
+                EXPECT_EQ(names, failed(RYN_SYSTEM_ERROR));
             }
         });
     }
 }
 
-TEST(DeepList, HoldsOneDirectoryOpenAtATime) {
+TEST(DeepList, OpensOneDirectoryAtATime) {
     Project project("E");
     project.putDirectory("le", "c/v");
     const Chain chain("lib/c/v", 300, {300});
@@ -839,7 +842,7 @@ TEST(DeepList, HoldsOneDirectoryOpenAtATime) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-TEST(DeepList, HoldsNamesOf255Bytes) {
+TEST(DeepList, AcceptsNamesOf255Bytes) {
     for (const char place : {'l', 'e'}) {
         Project project(place == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
@@ -873,33 +876,35 @@ TEST(ListOfPackedLibrary, ReadsTheArchiveAndTheTemporaryDirectories) {
     project.put("e", "c/v/mine.x");
     project.box.file("archive/lib/c/v/s/t/deep", "").file("archive/lib/c/v/s/both", "");
     project.box.file("archive/lib/c/v/top.x", "").file("archive/lib/lib.x", "");
-    EXPECT_EQ(gathered(project, 1), (NameList{"c", "d"}));
-    EXPECT_EQ(gathered(project, 2), NameList{"v"});
-    EXPECT_EQ(gathered(project, 3), NameList{"lib.x"});
-    EXPECT_EQ(gathered(project, 5), (NameList{"mine.x", "top.x"}));
-    EXPECT_EQ(gathered(project, 6), (NameList{"mine.x", "s/both", "s/t/deep", "top.x"}));
-    EXPECT_EQ(gathered(project, 6, RYN_SOURCE_LIBRARY), (NameList{"s/both", "s/t/deep", "top.x"}));
-    EXPECT_EQ(gathered(project, 6, RYN_SOURCE_TMP), (NameList{"mine.x", "s/both"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), (NameList{"c", "d"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_VIEWS), NameList{"v"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_LIBRARY_FILES), NameList{"lib.x"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_VIEW_FILES), (NameList{"mine.x", "top.x"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES),
+              (NameList{"mine.x", "s/both", "s/t/deep", "top.x"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES, RYN_SOURCE_LIBRARY),
+              (NameList{"s/both", "s/t/deep", "top.x"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES, RYN_SOURCE_TMP), (NameList{"mine.x", "s/both"}));
 }
 
-TEST(ListOfPackedLibrary, UsesNoEntryTypeOfAnotherReaddir) {
+TEST(ListOfPackedLibrary, IgnoresTheEntryTypeOfAnotherReaddir) {
     Packed project;
     project.box.file("archive/lib/c/v/s/t/deep", "").file("archive/lib/c/v/top", "");
     archives.hasOwnReaddir = true;
-    EXPECT_EQ(gathered(project, 6), (NameList{"s/t/deep", "top"}));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), (NameList{"s/t/deep", "top"}));
 }
 
-TEST(ListOfPackedLibrary, CountsNoDifferentLinksWithoutInodes) {
+TEST(ListOfPackedLibrary, WithoutInodesNoLinksAreDifferent) {
     Packed project;
     project.box.link("archive/lib/c/v/l", "."); // 40 ways
     EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}).size(), 1U);
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 64}), NameList{"!3"});
+    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 64}), failed(RYN_SYSTEM_ERROR));
 }
 
 TEST(ListOfPackedLibrary, FreesEverySpecifier) {
     Packed project;
     project.box.file("archive/lib/c/v/s/t/deep", "");
-    EXPECT_EQ(gathered(project, 6), NameList{"s/t/deep"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), NameList{"s/t/deep"});
     const auto count = [](const std::string &kind) {
         return std::count_if(archives.calls.begin(), archives.calls.end(),
                              [&](const std::string &call) { return call.starts_with(kind); });
@@ -908,7 +913,7 @@ TEST(ListOfPackedLibrary, FreesEverySpecifier) {
     EXPECT_EQ(count("free "), 4);
 }
 
-TEST(ListOfPackedLibrary, TakesNamesThatFitTheBuffer) {
+TEST(ListOfPackedLibrary, NameMustFitTheBuffer) {
     for (const int type : {1, 2, 3, 4, 5}) {
         Packed project;
         project.box.file("archive/lib/" + levelOf(type) + "long", "");
@@ -920,19 +925,19 @@ TEST(ListOfPackedLibrary, TakesNamesThatFitTheBuffer) {
         std::erase(names, "v");
         EXPECT_EQ(names, wanted) << type;
         archives.nameBytes = 256;
-        EXPECT_EQ(gathered(project, type), NameList{"!1"}) << type;
+        EXPECT_EQ(gathered(project, type), failed(RYN_INTERNAL_ERROR)) << type;
     }
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(ListOfPackedLibrary, PassesOverNamesThatDoNotFitInDepth) {
+TEST(ListOfPackedLibrary, DeepListSkipsNamesThatDoNotFit) {
     Packed project;
     project.box.file("archive/lib/c/v/long", "").file("archive/lib/c/v/other", "");
     project.box.file("archive/lib/c/v/s/long", "");
     const auto expectNames = [&](std::size_t bytes, NameList wanted) {
         archives.nameBytes = bytes;
         std::sort(wanted.begin(), wanted.end());
-        EXPECT_EQ(gathered(project, 6), wanted) << bytes;
+        EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), wanted) << bytes;
     };
     const auto named = [](std::size_t bytes) { return std::string(bytes, 'x'); };
     expectNames(255, {"other", "s/" + named(255), named(255)});
@@ -946,27 +951,27 @@ TEST(ListOfPackedLibrary, PassesOverNamesThatDoNotFitInDepth) {
 
 TEST(ListOfPackedLibrary, MapsTheStatusOfOpening) {
     Packed project;
-    EXPECT_EQ(gathered(project, 1), NameList{"c"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), NameList{"c"});
     faults::fail("opendir", 1, EACCES);
-    EXPECT_EQ(gathered(project, 1), NameList{"!11"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), failed(RYN_PERMISSION_DENIED));
     faults::fail("opendir", 1, EIO);
-    EXPECT_EQ(gathered(project, 1), NameList{"!3"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), failed(RYN_SYSTEM_ERROR));
 }
 
-TEST(ListOfPackedLibrary, FailsOnceWhenTheArchiveCannotBeOpened) {
+TEST(ListOfPackedLibrary, FailedOpenMakesTheLibraryUnpacked) {
     Packed project;
     archives.contents.clear();
     project.put("l", "plain");
-    EXPECT_EQ(gathered(project, 1), NameList{"!3"});
-    EXPECT_EQ(gathered(project, 1), NameList{"plain"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), failed(RYN_SYSTEM_ERROR));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), NameList{"plain"});
 }
 
-TEST(ListOfPackedLibrary, IsNotSupportedWhileArchivesAreNot) {
+TEST(ListOfPackedLibrary, FailsWithoutSupportForArchives) {
     Project project("E");
     project.pack("lib.pack");
     project.put("e", "plain");
-    EXPECT_EQ(gathered(project, 1), NameList{"!36"});
-    EXPECT_EQ(gathered(project, 1, RYN_SOURCE_TMP), NameList{"plain"});
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), failed(RYN_NOT_FOR_PACKED));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS, RYN_SOURCE_TMP), NameList{"plain"});
 }
 
 // Exhausted memory.
@@ -1001,7 +1006,7 @@ std::set<std::string> exhaust(const Project &project, int type, const NameList &
 
 } // namespace
 
-TEST(List, GivesAndReportsMemoryErrorWhenMemoryIsExhausted) {
+TEST(List, ReportsEveryFailedAllocation) {
     for (const int type : {1, 2, 3, 4, 5, 6}) {
         Project project("IE");
         const std::string suffix = diskIterator(type).legal ? "" : ".x";
@@ -1023,7 +1028,7 @@ TEST(List, GivesAndReportsMemoryErrorWhenMemoryIsExhausted) {
     }
 }
 
-TEST(List, LeavesNothingBehindWhenMemoryIsExhaustedFromThenOn) {
+TEST(List, LeaksNothingWithoutMemory) {
     for (const int type : {1, 6}) {
         Project project("IE");
         project.put("lie", levelOf(type) + "s/x");

@@ -81,7 +81,7 @@ TEST(GetPathToRead, TriesImplicitThenExplicitThenLibrary) {
                 {"OE", "el", "6"}});
 }
 
-TEST(GetPathToRead, TakesTheFirstDirectoryWhilePathsNeedNotExist) {
+TEST(GetPathToRead, UsesTheFirstDirectoryIfPathsNeedNotExist) {
     for (const char *places : {"", "iel", "l"}) {
         expectRows(RYN_PATH_READ, Existence::Unchecked,
                    {{"", places, "l"},
@@ -93,7 +93,7 @@ TEST(GetPathToRead, TakesTheFirstDirectoryWhilePathsNeedNotExist) {
     }
 }
 
-TEST(GetPathToRead, GoesOnAfterAnExplicitDirectoryWithoutTheCellTheViewOrTheFile) {
+TEST(GetPathToRead, ContinuesIfTheExplicitDirectoryLacksTheObject) {
     for (const char *directory : {"c", "c/v", ""}) {
         Project project("E");
         project.put("l", "c/v/f");
@@ -102,7 +102,7 @@ TEST(GetPathToRead, GoesOnAfterAnExplicitDirectoryWithoutTheCellTheViewOrTheFile
     }
 }
 
-TEST(GetPathToRead, EndsAtAnExplicitDirectoryThatFailsInAnotherWay) {
+TEST(GetPathToRead, EndsAtOtherFailuresOfTheExplicitDirectory) {
     {
         Project project("E");
         project.put("l", "c/v/f");
@@ -117,7 +117,7 @@ TEST(GetPathToRead, EndsAtAnExplicitDirectoryThatFailsInAnotherWay) {
     EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "3");
 }
 
-TEST(GetPathToRead, GoesOnAfterAnyFailureOfAnImplicitDirectoryThatIsNotTheOnlyOne) {
+TEST(GetPathToRead, ContinuesAfterAFailureOfTheImplicitDirectory) {
     Project project("IE");
     project.put("l", "c/v/f");
     rmdir("itmp/lib");
@@ -127,7 +127,7 @@ TEST(GetPathToRead, GoesOnAfterAnyFailureOfAnImplicitDirectoryThatIsNotTheOnlyOn
     EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "e/c/v/f");
 }
 
-TEST(GetPathToRead, GivesTheFailureOfAnImplicitDirectoryThatIsTheOnlyOne) {
+TEST(GetPathToRead, EndsAtTheImplicitDirectoryWithImplicitOnly) {
     Project project("OE");
     project.put("el", "c/v/f");
     project.putDirectory("i", "c");
@@ -138,7 +138,7 @@ TEST(GetPathToRead, GivesTheFailureOfAnImplicitDirectoryThatIsTheOnlyOne) {
     EXPECT_EQ(getPath(project, RYN_PATH_READ), "4");
 }
 
-TEST(GetPathToRead, InTemporaryDirectoriesNeverTakesTheLibrary) {
+TEST(GetPathToRead, ReadTmpNeverUsesTheLibrary) {
     expectRows(RYN_PATH_READ_TMP, Existence::Checked,
                {{"", "iel", "4"},
                 {"E", "e", "e"},
@@ -156,7 +156,7 @@ TEST(GetPathToRead, InTemporaryDirectoriesNeverTakesTheLibrary) {
                {{"", "l", "4"}, {"E", "l", "e"}, {"I", "", "i"}, {"IE", "e", "i"}, {"OE", "e", "i"}});
 }
 
-TEST(GetPathToRead, InTemporaryDirectoriesGivesTheLastFailure) {
+TEST(GetPathToRead, ReadTmpReturnsTheLastFailure) {
     Project project("IE");
     project.putDirectory("i", "c/v");
     EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "6");
@@ -164,7 +164,7 @@ TEST(GetPathToRead, InTemporaryDirectoriesGivesTheLastFailure) {
     EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
 }
 
-TEST(GetPathToRead, InTheLibraryNeverTakesATemporaryDirectory) {
+TEST(GetPathToRead, ReadLibraryNeverUsesATemporaryDirectory) {
     for (const char *temporaries : {"", "E", "I", "IE", "O", "OE"}) {
         expectRows(RYN_PATH_READ_LIBRARY, Existence::Checked,
                    {{temporaries, "iel", "l"}, {temporaries, "l", "l"}, {temporaries, "ie", "6"}});
@@ -175,7 +175,7 @@ TEST(GetPathToRead, InTheLibraryNeverTakesATemporaryDirectory) {
 
 // Modes 1, 3 and 5: to be written.
 
-TEST(GetPathToWrite, TakesTheOneDirectoryAndMakesWhatIsMissingThere) {
+TEST(GetPathToWrite, UsesOneDirectoryAndCreatesWhatIsMissing) {
     struct Written {
         unsigned mode;
         const char *temporaries;
@@ -201,7 +201,7 @@ TEST(GetPathToWrite, TakesTheOneDirectoryAndMakesWhatIsMissingThere) {
     }
 }
 
-TEST(GetPathToWrite, TriesNoOtherDirectoryThanTheFirst) {
+TEST(GetPathToWrite, TriesTheFirstDirectoryOnly) {
     for (const unsigned mode : {RYN_PATH_WRITE, RYN_PATH_WRITE_TMP}) {
         for (const char *temporaries : {"IE", "OE", "E"}) {
             SCOPED_TRACE(temporaries);
@@ -218,7 +218,7 @@ TEST(GetPathToWrite, TriesNoOtherDirectoryThanTheFirst) {
     }
 }
 
-TEST(GetPathToWrite, InTemporaryDirectoriesIsDirectoryMissingWithoutOne) {
+TEST(GetPathToWrite, WriteTmpNeedsATemporaryDirectory) {
     Project project;
     EXPECT_EQ(getPath(project, RYN_PATH_WRITE_TMP), "4");
     EXPECT_EQ(project.box.list("lib"), std::vector<std::string>{});
@@ -231,14 +231,14 @@ TEST(GetPathToReplace, TriesImplicitThenExplicitThenLibrary) {
     expectRowsInBoth(RYN_PATH_REPLACE, {{"E", "l", "l"}, {"IE", "l", "l"}});
 }
 
-TEST(GetPathToReplace, GoesOnAfterAnyFailureOfTheExplicitDirectory) {
+TEST(GetPathToReplace, ContinuesAfterAFailureOfTheExplicitDirectory) {
     Project project("E");
     project.put("l", "c/v/f");
     rmdir("etmp");
     EXPECT_EQ(getPath(project, RYN_PATH_REPLACE), "l/c/v/f");
 }
 
-TEST(GetPathToReplace, EndsInModeSevenAtAnyFailureOfTheExplicitDirectory) {
+TEST(GetPathToReplace, ReplaceExplicitEndsAtTheExplicitDirectory) {
     expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, kReplaceRows);
     expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, {{"E", "l", "6"}, {"IE", "l", "6"}});
     Project project("E");
@@ -247,7 +247,7 @@ TEST(GetPathToReplace, EndsInModeSevenAtAnyFailureOfTheExplicitDirectory) {
     EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_EXPLICIT), "4");
 }
 
-TEST(GetPathToReplace, InModeEightNeverTakesTheLibrary) {
+TEST(GetPathToReplace, ReplaceTmpNeverUsesTheLibrary) {
     expectRowsInBoth(RYN_PATH_REPLACE_TMP, {{"", "iel", "4"},
                                             {"E", "e", "e"},
                                             {"E", "l", "6"},
@@ -262,21 +262,21 @@ TEST(GetPathToReplace, InModeEightNeverTakesTheLibrary) {
                                             {"OE", "el", "6"}});
 }
 
-TEST(GetPathToReplace, InModeEightGivesTheLastFailure) {
+TEST(GetPathToReplace, ReplaceTmpReturnsTheLastFailure) {
     Project project("IE");
     project.putDirectory("i", "c/v");
     project.putDirectory("e", "c");
     EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_TMP), "7");
 }
 
-TEST(GetPathToReplace, InModeNineTakesTheLibraryAlone) {
+TEST(GetPathToReplace, ReplaceLibraryUsesTheLibraryOnly) {
     for (const char *temporaries : {"", "E", "I", "IE", "O", "OE"}) {
         expectRowsInBoth(RYN_PATH_REPLACE_LIBRARY,
                          {{temporaries, "iel", "l"}, {temporaries, "ie", "6"}, {temporaries, "l", "l"}});
     }
 }
 
-TEST(GetPathToReplace, FindsALinkThatLeadsNowhere) {
+TEST(GetPathToReplace, FindsABrokenLink) {
     Project project;
     project.box.link("lib/c", "nowhere");
     EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, {"c", nullptr, nullptr}), "l/c");
@@ -285,7 +285,7 @@ TEST(GetPathToReplace, FindsALinkThatLeadsNowhere) {
 
 // Names.
 
-TEST(GetPath, JoinsTheNamesThatAreGivenAndNotEmpty) {
+TEST(GetPath, JoinsTheNamesThatAreGiven) {
     Project project("", Existence::Unchecked);
     EXPECT_EQ(getPath(project, 4, {nullptr, nullptr, nullptr}), "l");
     EXPECT_EQ(getPath(project, 4, {"", "", ""}), "l");
@@ -296,7 +296,7 @@ TEST(GetPath, JoinsTheNamesThatAreGivenAndNotEmpty) {
     EXPECT_EQ(getPath(project, 4, {"c", "v", "a/b"}), "l/c/v/a/b");
 }
 
-TEST(GetPath, HasNoViewWithoutACell) {
+TEST(GetPath, ViewWithoutCellIsInvalidPath) {
     Project project;
     for (unsigned mode = 0; mode <= RYN_PATH_REPLACE_LIBRARY; ++mode) {
         const std::string code = mode == 2 || mode == 3 || mode == 8 ? "4" : "20";
@@ -305,7 +305,7 @@ TEST(GetPath, HasNoViewWithoutACell) {
     }
 }
 
-TEST(GetPath, HasAtMost4092CharactersInItsParts) {
+TEST(GetPath, LimitIs4092CharactersWithoutSeparators) {
     Project project("", Existence::Unchecked);
     const std::size_t room = 4092 - project.path("lib").size();
     const std::string longest(room, 'c');
@@ -330,7 +330,7 @@ TEST(GetPath, FindsNamesOf255Bytes) {
 
 // The buffer.
 
-TEST(GetPath, NeedsABufferWithRoomForTheTerminator) {
+TEST(GetPath, BufferMustHoldTheNul) {
     Project project;
     const std::string wanted = project.path("lib");
     std::vector<char> buffer(wanted.size() + 2, '#');
@@ -349,7 +349,7 @@ TEST(GetPath, NeedsABufferWithRoomForTheTerminator) {
 
 // Arguments.
 
-TEST(GetPath, ReportsAModeThatDoesNotExist) {
+TEST(GetPath, ReportsAnUnknownMode) {
     Project project;
     for (const unsigned mode : {10U, 11U, 0x80000000U, 0xffffffffU}) {
         recorded.fatals.clear();
@@ -358,7 +358,7 @@ TEST(GetPath, ReportsAModeThatDoesNotExist) {
     }
 }
 
-TEST(GetPath, AsksForTheDefinitionBeforeTheMode) {
+TEST(GetPath, ChecksTheLibraryBeforeTheMode) {
     Project project;
     std::array<char, VEK_PATH_SIZE> path = {};
     for (const unsigned mode : {0U, 4U, 10U}) {
@@ -376,27 +376,29 @@ TEST(GetPath, ReportsMissingArguments) {
     std::array<char, VEK_PATH_SIZE> path = {};
     const Reports report = {{22, "rynGetPath()", "rynGetPath()"}};
     EXPECT_EQ(rynGetPath(project.handle, 0, nullptr, nullptr, nullptr, nullptr, path.data(), path.size()),
-              22);
+              RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
     recorded.fatals.clear();
-    EXPECT_EQ(rynGetPath(project.handle, 0, "other", nullptr, nullptr, nullptr, nullptr, 10), 22);
+    EXPECT_EQ(rynGetPath(project.handle, 0, "other", nullptr, nullptr, nullptr, nullptr, 10),
+              RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
 }
 
-TEST(GetPath, TakesTheDefaultHandleForNone) {
+TEST(GetPath, NullHandleIsTheDefaultHandle) {
     Project project;
     std::array<char, VEK_PATH_SIZE> path = {};
-    EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()), 0);
+    EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()), RYN_OK);
     EXPECT_EQ(project.path("lib"), path.data());
     project.release();
     recorded.fatals.clear();
-    EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()), 22);
+    EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()),
+              RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath()", "rynGetPath()"}}));
 }
 
 // Packed libraries.
 
-TEST(GetPathOfPackedLibrary, IsNotSupportedInAnyModeThatTakesTheLibrary) {
+TEST(GetPathOfPackedLibrary, ModesThatUseTheLibraryAreNotSupported) {
     for (const unsigned support : {0U, unsigned{RYN_FLAG_PACKED_LIBRARIES}}) {
         for (const char *temporaries : {"", "IE"}) {
             Project project(temporaries, Existence::Checked, support);
@@ -410,7 +412,7 @@ TEST(GetPathOfPackedLibrary, IsNotSupportedInAnyModeThatTakesTheLibrary) {
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(GetPathOfPackedLibrary, TakesTemporaryDirectories) {
+TEST(GetPathOfPackedLibrary, UsesTemporaryDirectories) {
     for (const unsigned mode : {2U, 3U, 8U}) {
         {
             Project project("IE");
@@ -427,7 +429,7 @@ TEST(GetPathOfPackedLibrary, TakesTemporaryDirectories) {
 
 // Permissions.
 
-TEST(GetPathWithoutPermission, NamesTheLevelThatRefuses) {
+TEST(GetPathWithoutPermission, ReturnsTheDeniedLevel) {
     struct Refused {
         const char *closed; ///< in the library
         unsigned mode;
@@ -469,7 +471,7 @@ TEST(GetPathWithoutPermission, NamesTheLevelThatRefuses) {
     }
 }
 
-TEST(GetPathWithoutPermission, ToTheDirectoryAboveTheLibraryIsNoneToTheLibrary) {
+TEST(GetPathWithoutPermission, DirectoryAboveTheLibraryIsPermissionDenied) {
     Project project;
     project.put("l", "c/v/f");
     project.box.directory("", 0);
@@ -483,7 +485,7 @@ TEST(GetPathWithoutPermission, ToTheDirectoryAboveTheLibraryIsNoneToTheLibrary) 
     });
 }
 
-TEST(GetPathWithoutPermission, EndsAtTheExplicitDirectoryThatRefuses) {
+TEST(GetPathWithoutPermission, EndsAtADeniedExplicitDirectory) {
     Project project("E");
     project.put("el", "c/v/f");
     chmod("etmp/c", 0);
@@ -493,7 +495,7 @@ TEST(GetPathWithoutPermission, EndsAtTheExplicitDirectoryThatRefuses) {
     });
 }
 
-TEST(GetPathWithoutPermission, GoesOnAfterTheImplicitDirectoryThatRefuses) {
+TEST(GetPathWithoutPermission, ContinuesAfterADeniedImplicitDirectory) {
     Project project("I");
     project.put("il", "c/v/f");
     chmod("itmp/lib/c", 0);
@@ -505,7 +507,7 @@ TEST(GetPathWithoutPermission, GoesOnAfterTheImplicitDirectoryThatRefuses) {
 
 // What it does not depend on.
 
-TEST(GetPath, NeedsNoMemory) {
+TEST(GetPath, AllocatesNothing) {
     Project project("IE");
     project.put("l", "c/v/f");
     faults::failAllocationsFrom(1);
@@ -514,7 +516,7 @@ TEST(GetPath, NeedsNoMemory) {
     EXPECT_EQ(getPath(project, RYN_PATH_REPLACE), "l/c/v/f");
 }
 
-TEST(GetPath, GivesTheSameCodesFromTheStatCache) {
+TEST(GetPath, ReturnsSameCodesFromStatCache) {
     Project project("E");
     project.putDirectory("e", "c");
     rynStatCacheCtl(1);
@@ -527,7 +529,7 @@ TEST(GetPath, GivesTheSameCodesFromTheStatCache) {
     rynStatCacheCtl(0);
 }
 
-TEST(GetPath, GivesSystemErrorWhenTheSystemFailsInAnotherWay) {
+TEST(GetPath, OtherErrorsAreSystemErrors) {
     Project project;
     project.put("l", "c/v/f");
     faults::fail("stat", 1, EIO);

@@ -35,7 +35,7 @@ class NslPath : public test::PathTest {
 
 // ---- the existence check
 
-TEST_F(NslPath, TakesWhatIsMissingUnlessPathsMustExist) {
+TEST_F(NslPath, MissingPathIsAnErrorOnlyIfPathsMustExist) {
     EXPECT_EQ(made(at("no/such")), nsl(at("no/such")));
     EXPECT_EQ(made("/"), nsl("/"));
     renewStrict();
@@ -44,7 +44,7 @@ TEST_F(NslPath, TakesWhatIsMissingUnlessPathsMustExist) {
     EXPECT_EQ(made(at("no/such")), nslEx(at("no/such"), 0));
 }
 
-TEST_F(NslPath, FollowsTheSettingInForceForTheRegistry) {
+TEST_F(NslPath, UsesTheExistenceSettingOfTheRegistry) {
     rynSetPathNoneExistWarnFlag(1);
     EXPECT_EQ(refused(RYN_INVALID_PATH, at("no")), nsl(at("no")));
     EXPECT_EQ(RYN_INVALID_PATH, ryni_generate_nsl_path(at("no").c_str(), nullptr, nullptr, nullptr));
@@ -56,7 +56,7 @@ TEST_F(NslPath, FollowsTheSettingInForceForTheRegistry) {
     EXPECT_EQ(refused(RYN_INVALID_PATH, at("no")), nsl(at("no")));
 }
 
-TEST_F(NslPath, TellsWhyAPathCannotBeRead) {
+TEST_F(NslPath, ReturnsTheCodeOfTheFailedRead) {
     box.link("loop", "loop").file("file", "").link("dangling", "nowhere");
     renewStrict();
     EXPECT_EQ(refused(RYN_INVALID_PATH, at("dangling")), nsl(at("dangling")));
@@ -73,7 +73,7 @@ TEST_F(NslPath, TellsWhyAPathCannotBeRead) {
     }
 }
 
-TEST_F(NslPath, TellsThatAPathMayNotBeRead) {
+TEST_F(NslPath, UnreadablePathIsPermissionDenied) {
     box.directory("shut/inner").directory("hidden", 0311).file("secret", "", 0200);
     ASSERT_EQ(0, chmod(at("shut").c_str(), 0));
     renewStrict();
@@ -87,7 +87,7 @@ TEST_F(NslPath, TellsThatAPathMayNotBeRead) {
     });
 }
 
-TEST_F(NslPath, TakesNoCodeFromAnEarlierFailureWhileAnswersAreRemembered) {
+TEST_F(NslPath, ReturnsSameCodeFromStatCache) {
     renewStrict();
     rynStatCacheCtl(1);
     faults::fail("stat", 1, EIO);
@@ -109,7 +109,7 @@ TEST_F(NslPath, TakesNoCodeFromAnEarlierFailureWhileAnswersAreRemembered) {
     });
 }
 
-TEST_F(NslPath, RefusesARelativePath) {
+TEST_F(NslPath, RelativePathIsAnInternalError) {
     box.directory("here");
     for (const char *path : {"here", "", "./here", "~/x", "no"}) {
         EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nsl(path)) << path;
@@ -141,7 +141,7 @@ TEST_F(NslPath, ResolvesLinksInsideATarget) {
     EXPECT_EQ(made(at("d/sub/x/y")), nsl(at("one/x/y")));
 }
 
-TEST_F(NslPath, ResolvesTheLinkThatATargetLeadsThroughWithTwoDots) {
+TEST_F(NslPath, ResolvesLinksBeforeDotDotInATarget) {
     box.directory("deep/down").directory("deep/beside").link("l", "deep/down").link("m", "l/../beside");
     EXPECT_EQ(made(at("deep/beside")), nsl(at("m")));
     EXPECT_EQ(made(at("deep/beside")), nsl(at("l/../beside")));
@@ -149,7 +149,7 @@ TEST_F(NslPath, ResolvesTheLinkThatATargetLeadsThroughWithTwoDots) {
     EXPECT_EQ(made(at("")), nsl(at("l/../..")));
 }
 
-TEST_F(NslPath, CleansWhatTargetsBring) {
+TEST_F(NslPath, CleansDotsAndSlashesOfTargets) {
     box.directory("d/sub");
     box.link("slash", "d/").link("slashes", "d//sub///").link("dots", "./d/./.").link("root", "/");
     EXPECT_EQ(made(at("d")), nsl(at("slash")));
@@ -168,7 +168,7 @@ TEST_F(NslPath, FindsLinksInAPathThatIsNotClean) {
     EXPECT_EQ(made(at("d")), nsl(at("l/sub/..")));
 }
 
-TEST_F(NslPath, FollowsALinkToWhatIsMissing) {
+TEST_F(NslPath, FollowsALinkToAMissingFile) {
     box.link("dangling", "nowhere/at/all");
     EXPECT_EQ(made(at("nowhere/at/all/x")), nsl(at("dangling/x")));
 }
@@ -182,7 +182,7 @@ TEST_F(NslPath, ResolvesTwoHundredLinksInARow) {
     EXPECT_EQ(made(at("end/sub")), nsl(at("m0/sub")));
 }
 
-TEST_F(NslPath, ResolvesAsManyLinksOneBelowTheOtherAsTheSystemFollows) {
+TEST_F(NslPath, ResolvesAsManyNestedLinksAsTheSystem) {
     std::string path = at("t");
     for (int i = 0; i < 40; ++i) {
         box.link("t/l" + std::to_string(i), ".");
@@ -191,7 +191,7 @@ TEST_F(NslPath, ResolvesAsManyLinksOneBelowTheOtherAsTheSystemFollows) {
     EXPECT_EQ(made(at("t")), nsl(path));
 }
 
-TEST_F(NslPath, RefusesACircleOfLinksWithThePrefix) {
+TEST_F(NslPath, CycleOfLinksIsReportedWithItsPrefix) {
     box.link("self", "self").link("grows", "grows/x").link("twice", "twice/twice");
     EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nsl(at("self")));
     EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nsl(at("self/x/y")));
@@ -203,7 +203,7 @@ TEST_F(NslPath, RefusesACircleOfLinksWithThePrefix) {
     EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nslEx(at("self"), 0));
 }
 
-TEST_F(NslPath, RefusesACircleOfSeveralLinks) {
+TEST_F(NslPath, CycleOfSeveralLinksIsAnError) {
     box.link("a", "b").link("b", at("c/d")).link("c/d", "../a").link("t1", "t2/x").link("t2", "t1/y");
     for (const char *path : {"a", "b/x", "c/d", "c/d/y"}) {
         const test::PathAnswer answer = nsl(at(path));
@@ -218,7 +218,7 @@ TEST_F(NslPath, RefusesACircleOfSeveralLinks) {
     }
 }
 
-TEST_F(NslPath, RefusesACircleWhosePathOutgrowsTheBuffer) {
+TEST_F(NslPath, CycleThatFillsTheBufferIsAnError) {
     // Each round makes the path longer in front of the link, until its end falls off.
     std::string roundabout = "./";
     while (roundabout.size() < 1500) {
@@ -231,7 +231,7 @@ TEST_F(NslPath, RefusesACircleWhosePathOutgrowsTheBuffer) {
     }
 }
 
-TEST_F(NslPath, FailsAtAPrefixThatCannotBeExaminedWhenPathsMustExist) {
+TEST_F(NslPath, FailedReadlinkIsAnErrorIfPathsMustExist) {
     box.directory("a/b/c");
     const std::string path = at("a/b/c");
     int prefixes = 0;
@@ -258,14 +258,14 @@ TEST_F(NslPath, FailsAtAPrefixThatCannotBeExaminedWhenPathsMustExist) {
     EXPECT_EQ(prefixes, faults::count("readlink") - before) << "the root itself is not asked about";
 }
 
-TEST_F(NslPath, PassesOverWhatMayNotBeSearchedUnlessPathsMustExist) {
+TEST_F(NslPath, FailedReadlinkIsIgnoredOtherwise) {
     box.directory("shut/d").link("shut/l", "d");
     ASSERT_EQ(0, chmod(at("shut").c_str(), 0));
     const std::string path = at("shut/l/x");
     test::asUnprivileged([&] { EXPECT_EQ(made(path), nsl(path)); });
 }
 
-TEST_F(NslPath, AgreesWithTheSystemOnRandomTrees) {
+TEST_F(NslPath, EqualsRealpathOnRandomTrees) {
     std::mt19937 random(20); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
     const auto pick = [&random](std::size_t bound) { return random() % bound; };
     const std::string names = "abcd";
@@ -314,7 +314,7 @@ TEST_F(NslPath, AgreesWithTheSystemOnRandomTrees) {
     }
 }
 
-TEST_F(NslPath, AsksTheSystemOncePerPrefix) {
+TEST_F(NslPath, ReadsEachPrefixOnce) {
     box.directory("d/a").directory("d/b").link("l", "d");
     nsl(at("l/a"));
     const int calls = faults::count("readlink");
@@ -326,7 +326,7 @@ TEST_F(NslPath, AsksTheSystemOncePerPrefix) {
 
 // ---- clean-up
 
-TEST_F(NslPath, RemovesTwoDotsWithWhateverIsInFrontOfThem) {
+TEST_F(NslPath, DotDotRemovesTheComponentBefore) {
     box.file("file", "").link("dangling", "nowhere");
     EXPECT_EQ(made("/x"), nsl("/missing/../x"));
     EXPECT_EQ(made("/"), nsl("/missing/.."));
@@ -338,14 +338,14 @@ TEST_F(NslPath, RemovesTwoDotsWithWhateverIsInFrontOfThem) {
     EXPECT_EQ(made("/a.."), nsl("/a.."));
 }
 
-TEST_F(NslPath, RefusesTwoDotsAboveTheRoot) {
+TEST_F(NslPath, DotDotAboveTheRootIsAnError) {
     for (const char *path : {"/..", "/../x", "/missing/../../x", "/missing/../..", "/../", "/x/../../."}) {
         EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nsl(path)) << path;
         EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nslEx(path, 0)) << path;
     }
 }
 
-TEST_F(NslPath, NeedsNoBuffers) {
+TEST_F(NslPath, AcceptsNullBuffers) {
     box.link("self", "self");
     EXPECT_EQ(RYN_OK, ryni_generate_nsl_path("/a", nullptr, nullptr, definitions.handle));
     EXPECT_EQ(RYN_INTERNAL_ERROR, ryni_generate_nsl_path("a", nullptr, nullptr, definitions.handle));
@@ -359,7 +359,7 @@ TEST_F(NslPath, NeedsNoBuffers) {
 
 // ---- boundaries
 
-TEST_F(NslPath, HoldsPathsOfUpTo4095Characters) {
+TEST_F(NslPath, PathLimitIs4095Characters) {
     const std::string longest = test::lengthened("", 4095);
     EXPECT_EQ(made(longest), nsl(longest));
     for (const std::size_t size : {4096U, 4097U, 9000U}) {
@@ -369,7 +369,7 @@ TEST_F(NslPath, HoldsPathsOfUpTo4095Characters) {
     }
 }
 
-TEST_F(NslPath, HoldsExistingPathsOfUpTo4095Characters) {
+TEST_F(NslPath, ExistingPathLimitIs4095Characters) {
     const std::string longest = test::lengthened(at("d"), 4095);
     box.directory(longest.substr(at("").size() + 1));
     renewStrict();
@@ -393,7 +393,7 @@ TEST_F(NslPath, CutsACombinedPathAt4095Characters) {
     }
 }
 
-TEST_F(NslPath, ResolvesLinksInWhatTheCutLeaves) {
+TEST_F(NslPath, ResolvesLinksInACutPath) {
     // The link to "/" in the long target shortens what was cut.
     box.link("root", "/");
     const std::string target = at("root") + test::lengthened("", 3000);
@@ -402,7 +402,7 @@ TEST_F(NslPath, ResolvesLinksInWhatTheCutLeaves) {
     EXPECT_EQ(made((target + rest).substr(0, 4095).substr(at("root").size())), nsl(at("l") + rest));
 }
 
-TEST_F(NslPath, HoldsTargetsOfUpTo4095Characters) {
+TEST_F(NslPath, TargetLimitIs4095Characters) {
     for (const std::size_t size : {1023U, 1024U, 1025U, 2047U, 2048U, 4094U, 4095U}) {
         const std::string target = test::lengthened("", size);
         box.link("l", target);
@@ -418,7 +418,7 @@ TEST_F(NslPath, HoldsTargetsOfUpTo4095Characters) {
 
 // ---- failures
 
-TEST_F(NslPath, AnswersTheSameWhenNothingCanBeRemembered) {
+TEST_F(NslPath, ResultIsTheSameWithoutMemoryForTheCache) {
     box.directory("d/sub").link("l", "d");
     for (int nth = 1; nth < 60; ++nth) {
         renewStrict();

@@ -47,7 +47,7 @@ TEST(ObjectPath, JoinsTheNamesThatAreGiven) {
     EXPECT_EQ("/l/c", join("/l", "c", "", ""));
 }
 
-TEST(ObjectPath, JoinsAsItStands) {
+TEST(ObjectPath, KeepsSlashesAndDotsInNames) {
     EXPECT_EQ("//c", join("/", "c", nullptr, nullptr));
     EXPECT_EQ("/l//c/../v///", join("/l/", "c/..", "v/", "/"));
     EXPECT_EQ("", join("", nullptr, nullptr, nullptr));
@@ -55,18 +55,18 @@ TEST(ObjectPath, JoinsAsItStands) {
     EXPECT_EQ("rel/c", join("rel", "c", nullptr, nullptr));
 }
 
-TEST(ObjectPath, RefusesAViewWithoutACell) {
+TEST(ObjectPath, ViewWithoutCellIsInvalidPath) {
     EXPECT_EQ(kInvalid, join("/l", "", "v", "f"));
     EXPECT_EQ(kInvalid, join("/l", nullptr, "v", "f"));
     EXPECT_EQ(kInvalid, join("/l", "", "v", ""));
     EXPECT_EQ(kInvalid, join("/l", nullptr, "v", nullptr));
 }
 
-TEST(ObjectPath, RefusesNoLibrary) {
+TEST(ObjectPath, NullLibraryIsInvalidPath) {
     EXPECT_EQ(kInvalid, join(nullptr, "c", nullptr, nullptr));
 }
 
-TEST(ObjectPath, HasRoomForNamesOf4092CharactersTogether) {
+TEST(ObjectPath, LimitIs4092CharactersWithoutSeparators) {
     const std::string library(2000, 'l');
     for (const std::size_t size : {2091U, 2092U, 2093U, 2094U, 2095U, 2096U, 2097U, 9000U}) {
         const std::string cell(size, 'c');
@@ -95,7 +95,7 @@ TEST(OwnedString, IsACopy) {
     std::free(field);
 }
 
-TEST(OwnedString, StaysInItsPlaceWhileTheTextFits) {
+TEST(OwnedString, ReusesMemoryIfTextFits) {
     char *field = nullptr;
     ryniStrcpy(&field, "12345678");
     const char *place = field;
@@ -112,7 +112,7 @@ TEST(OwnedString, StaysInItsPlaceWhileTheTextFits) {
     std::free(field);
 }
 
-TEST(OwnedString, TakesALongerTextElsewhere) {
+TEST(OwnedString, AllocatesForLongerText) {
     char *field = nullptr;
     ryniStrcpy(&field, "abc");
     const int before = faults::count("malloc");
@@ -125,7 +125,7 @@ TEST(OwnedString, TakesALongerTextElsewhere) {
     std::free(field);
 }
 
-TEST(OwnedString, IsEmptyWithoutMemory) {
+TEST(OwnedString, IsNullAfterFailedAllocation) {
     char *field = nullptr;
     faults::failAllocation(1);
     EXPECT_EQ(RYN_MEMORY_ERROR, ryniStrcpy(&field, "abc"));
@@ -137,7 +137,7 @@ TEST(OwnedString, IsEmptyWithoutMemory) {
     EXPECT_EQ(nullptr, field);
 }
 
-TEST(OwnedString, TakesItsOwnText) {
+TEST(OwnedString, AcceptsItsOwnText) {
     char *field = nullptr;
     ryniStrcpy(&field, "abcdef");
     EXPECT_EQ(RYN_OK, ryniStrcpy(&field, field));
@@ -198,7 +198,7 @@ TEST_F(GoodLibrary, IsAnExistingDirectory) {
     }
 }
 
-TEST_F(GoodLibrary, HasAPathOfUpTo4092Characters) {
+TEST_F(GoodLibrary, PathLimitIs4092Characters) {
     for (const std::size_t size : {4091U, 4092U, 4093U, 4095U}) {
         const std::string path = test::lengthened(at("d"), size);
         box.directory(path.substr(at("").size() + 1));
@@ -209,7 +209,7 @@ TEST_F(GoodLibrary, HasAPathOfUpTo4092Characters) {
     }
 }
 
-TEST_F(GoodLibrary, MustGrantTheAccess) {
+TEST_F(GoodLibrary, ReturnsCodeOfFailedAccessCheck) {
     box.directory("unread", 0311).directory("closed", 0).directory("fixed", 0555);
     box.directory("", 0555);
     const std::string root = at("") + "/";
@@ -231,7 +231,7 @@ TEST_F(GoodLibrary, MustGrantTheAccess) {
               test::recorded.fatals);
 }
 
-TEST_F(GoodLibrary, TakesNoCodeFromAnEarlierFailureWhileAnswersAreRemembered) {
+TEST_F(GoodLibrary, ReturnsSameCodeFromStatCache) {
     box.directory("unread", 0311);
     const std::string path = at("unread");
     test::asUnprivileged([&] {
@@ -245,7 +245,7 @@ TEST_F(GoodLibrary, TakesNoCodeFromAnEarlierFailureWhileAnswersAreRemembered) {
     });
 }
 
-TEST_F(GoodLibrary, HasBothItsPathsGenerated) {
+TEST_F(GoodLibrary, GeneratesFullAndNslPath) {
     box.directory("d/sub").link("l", "d");
     test::setEnvironment({{"D", "l"}});
     EXPECT_EQ((Made{RYN_OK, at("l/sub"), at("d/sub"), ""}), make("$D/./sub//", at("")));
@@ -253,7 +253,7 @@ TEST_F(GoodLibrary, HasBothItsPathsGenerated) {
     EXPECT_EQ((Made{RYN_OK, at("d"), at("d"), ""}), make("", at("d")));
 }
 
-TEST_F(GoodLibrary, TellsTheFirstFailure) {
+TEST_F(GoodLibrary, ReturnsFirstFailure) {
     box.directory("d").file("f", "").link("l", "f").link("self", "self");
     EXPECT_EQ((Made{RYN_INVALID_PATH, "", "", "~nosuchuser/x"}), make("~nosuchuser/x", at("")));
     EXPECT_EQ((Made{RYN_INTERNAL_ERROR, "", "", "d/../x"}), make("../x", "d"));
@@ -267,7 +267,7 @@ TEST_F(GoodLibrary, TellsTheFirstFailure) {
     EXPECT_EQ((Made{RYN_INVALID_PATH, at("l"), at("f"), at("f")}), make("l", at("")));
 }
 
-TEST_F(GoodLibrary, TellsThatADirectoryMayNotBeRead) {
+TEST_F(GoodLibrary, UnreadableDirectoryIsPermissionDenied) {
     box.directory("unread", 0311).link("l", "unread");
     const std::string root = at("") + "/";
     test::asUnprivileged([&] {
@@ -279,7 +279,7 @@ TEST_F(GoodLibrary, TellsThatADirectoryMayNotBeRead) {
     });
 }
 
-TEST_F(GoodLibrary, TellsWhatTheLastCheckFoundOnThePathWithoutLinks) {
+TEST_F(GoodLibrary, ReportsNslPathWhenLastCheckFails) {
     // The directory goes away, and the link test knows it from before.
     box.directory("d").link("l", "d");
     renewStrict();
@@ -290,7 +290,7 @@ TEST_F(GoodLibrary, TellsWhatTheLastCheckFoundOnThePathWithoutLinks) {
     EXPECT_EQ((Made{RYN_INVALID_PATH, at("l"), at("d"), at("d")}), make("l", at("")));
 }
 
-TEST_F(GoodLibrary, HasATextOfUpTo4095Characters) {
+TEST_F(GoodLibrary, TextLimitIs4095Characters) {
     box.directory("d");
     std::string text = "d";
     while (text.size() + at("").size() + 1 < 4095) {
@@ -304,7 +304,7 @@ TEST_F(GoodLibrary, HasATextOfUpTo4095Characters) {
     }
 }
 
-TEST_F(GoodLibrary, NeedsNoErrorBuffer) {
+TEST_F(GoodLibrary, AcceptsNullErrorBuffer) {
     test::PathBuffer full;
     test::PathBuffer nsl;
     for (const char *text : {"~nosuchuser", "/no/such", "$UNSET"}) {
@@ -347,7 +347,7 @@ class ReusedDirectory : public test::PathTest {
 
 } // namespace
 
-TEST_F(ReusedDirectory, CountsEveryDirectoryThatIsOrHoldsOrLiesInThePath) {
+TEST_F(ReusedDirectory, CountsEqualOuterAndInnerDirectories) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d\nDEFINE b /d/sub\nDEFINE c /dx\nDEFINE e /e\n"));
     EXPECT_EQ(2, count("/d"));
     EXPECT_EQ(2, count("/d/sub"));
@@ -363,7 +363,7 @@ TEST_F(ReusedDirectory, CountsEveryDirectoryThatIsOrHoldsOrLiesInThePath) {
               test::recorded.diagnostics);
 }
 
-TEST_F(ReusedDirectory, DoesNotTakeTheRootForAHolder) {
+TEST_F(ReusedDirectory, RootHoldsNoOtherDirectory) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE r /\nDEFINE a /a\n"));
     EXPECT_EQ(1, count("/"));
     EXPECT_EQ(1, count("/a"));
@@ -382,7 +382,7 @@ TEST_F(ReusedDirectory, CountsALibraryWithTwoMatchesTwice) {
               test::recorded.diagnostics);
 }
 
-TEST_F(ReusedDirectory, ComparesNslPathsAndNotFullOnes) {
+TEST_F(ReusedDirectory, ComparesNslPaths) {
     box.directory("d").link("l", "d");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a l\n"));
     EXPECT_EQ(1, count(at("d")));
@@ -398,7 +398,7 @@ TEST_F(ReusedDirectory, ListsTheLibrariesInDefinitionOrder) {
     EXPECT_EQ("ca0", matches("/d/c", 16));
 }
 
-TEST_F(ReusedDirectory, StoresOneLessThanTheCapacity) {
+TEST_F(ReusedDirectory, StoresAtMostCapacityMinusOne) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE b /d/b\n"));
     EXPECT_EQ("cab0", matches("/d", 5));
     EXPECT_EQ("cab0", matches("/d", 4));
@@ -412,7 +412,7 @@ TEST_F(ReusedDirectory, StoresOneLessThanTheCapacity) {
     EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", nullptr, 2));
 }
 
-TEST_F(ReusedDirectory, FollowsWhatStatementsChange) {
+TEST_F(ReusedDirectory, FollowsChangesByStatements) {
     box.directory("t/sub").directory("u");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /a\nDEFINE b /b\nASSIGN a TMP t\n"));
     EXPECT_EQ(1, count(at("t/sub")));

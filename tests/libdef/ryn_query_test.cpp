@@ -61,12 +61,12 @@ TEST(Query, FindsEveryLevelOfAnObject) {
         Project project("IE");
         putAllLevels(project, place);
         for (const Level &level : kLevels) {
-            EXPECT_EQ(query(project, 0, level.names), 0) << place << level.path;
+            EXPECT_EQ(query(project, 0, level.names), RYN_OK) << place << level.path;
         }
     }
 }
 
-TEST(Query, GivesTheCodeOfTheLevelThatIsMissing) {
+TEST(Query, MissingObjectHasTheCodeOfItsLevel) {
     Project project("IE");
     rmdir("lib");
     rmdir("etmp");
@@ -78,15 +78,15 @@ TEST(Query, GivesTheCodeOfTheLevelThatIsMissing) {
     }
 }
 
-TEST(Query, OfAMissingCellIsNoSuchCellAndOfAnEmptyOneTheLibrary) {
+TEST(Query, EmptyCellNameIsTheLibrary) {
     Project project;
     EXPECT_EQ(query(project, 0, {"c", "", ""}), RYN_NO_SUCH_CELL);
-    EXPECT_EQ(query(project, 0, {"", "", ""}), 0);
+    EXPECT_EQ(query(project, 0, {"", "", ""}), RYN_OK);
     rmdir("lib");
     EXPECT_EQ(query(project, 0, {"", "", ""}), RYN_NO_SUCH_DIRECTORY);
 }
 
-TEST(Query, LooksInBothPlacesUnlessOneIsChosen) {
+TEST(Query, SearchesAllDirectoriesWithoutADirectoryFlag) {
     struct Row {
         const char *temporaries;
         const char *places;
@@ -115,7 +115,7 @@ TEST(Query, LooksInBothPlacesUnlessOneIsChosen) {
     }
 }
 
-TEST(Query, OfAMissingObjectIsFinalWhereTheImplicitDirectoryIsTheOnlyOne) {
+TEST(Query, ImplicitOnlyEndsAtAMissingObject) {
     Project project("O");
     putAllLevels(project, "l");
     rmdir("itmp/lib");
@@ -124,16 +124,16 @@ TEST(Query, OfAMissingObjectIsFinalWhereTheImplicitDirectoryIsTheOnlyOne) {
     }
 }
 
-TEST(Query, GoesOnAfterOtherFailuresOfTheOnlyImplicitDirectory) {
+TEST(Query, ImplicitOnlyContinuesAfterOtherErrors) {
     Project project("OE");
     project.put("el", "c/v/f");
     project.put("i", "c"); // in the way of the directory: ENOTDIR
-    EXPECT_EQ(query(project, 0), 0);
+    EXPECT_EQ(query(project, 0), RYN_OK);
     EXPECT_EQ(query(project, kTmp), RYN_NO_SUCH_DIRECTORY);
     rmdir("lib");
 }
 
-TEST(Query, GivesSystemErrorForOtherFailuresInTheLibrary) {
+TEST(Query, OtherErrorsInTheLibraryAreSystemErrors) {
     Project project;
     project.put("l", "c");
     EXPECT_EQ(query(project, 0), RYN_SYSTEM_ERROR);
@@ -146,11 +146,11 @@ TEST(Query, GivesSystemErrorForOtherFailuresInTheLibrary) {
 TEST(Query, FollowsLinks) {
     Project project;
     project.box.link("lib/c", "elsewhere").link("lib/d", "nowhere").directory("lib/elsewhere");
-    EXPECT_EQ(query(project, 0, {"c", nullptr, nullptr}), 0);
+    EXPECT_EQ(query(project, 0, {"c", nullptr, nullptr}), RYN_OK);
     EXPECT_EQ(query(project, 0, {"d", nullptr, nullptr}), RYN_NO_SUCH_CELL);
 }
 
-TEST(Query, HasNoViewWithoutACell) {
+TEST(Query, ViewWithoutCellIsInvalidPath) {
     Project project("IE");
     putAllLevels(project, "lie");
     for (const unsigned flags : {0U, kLibrary, kTmp}) {
@@ -159,7 +159,7 @@ TEST(Query, HasNoViewWithoutACell) {
     }
 }
 
-TEST(Query, HasAtMost4092CharactersInItsParts) {
+TEST(Query, LimitIs4092CharactersWithoutSeparators) {
     for (const char place : {'l', 'e', 'i'}) {
         Project project(place == 'e' ? "E" : place == 'i' ? "I" : "");
         const unsigned flags = place == 'l' ? kLibrary : kTmp;
@@ -176,7 +176,7 @@ TEST(Query, HasAtMost4092CharactersInItsParts) {
 
 // What it checks.
 
-TEST(Query, ChecksExistenceAlonePermissionsOnlyWhenAsked) {
+TEST(Query, ChecksPermissionsOnlyWithTheirFlags) {
     struct Row {
         mode_t mode;
         unsigned checks;
@@ -222,7 +222,7 @@ TEST(Query, ChecksExistenceAlonePermissionsOnlyWhenAsked) {
     }
 }
 
-TEST(Query, GivesTheCodeOfTheLevelThatRefuses) {
+TEST(Query, DeniedObjectHasTheCodeOfItsLevel) {
     Project project;
     putAllLevels(project, "l");
     for (const char *path : {"lib/f", "lib/c/f", "lib/c/v/f"}) {
@@ -234,12 +234,12 @@ TEST(Query, GivesTheCodeOfTheLevelThatRefuses) {
     Project::asUnprivileged([&] {
         for (const Level &level : kLevels) {
             EXPECT_EQ(query(project, RYN_QUERY_WRITABLE, level.names), level.denied) << level.path;
-            EXPECT_EQ(query(project, 0, level.names), 0) << level.path;
+            EXPECT_EQ(query(project, 0, level.names), RYN_OK) << level.path;
         }
     });
 }
 
-TEST(Query, GivesTheCodeOfTheObjectWhenAnyDirectoryAboveItRefuses) {
+TEST(Query, DeniedDirectoryAboveGivesTheCodeOfTheObject) {
     for (const char *place : {"l", "i"}) {
         Project project(place[0] == 'i' ? "O" : "");
         putAllLevels(project, place);
@@ -255,19 +255,19 @@ TEST(Query, GivesTheCodeOfTheObjectWhenAnyDirectoryAboveItRefuses) {
     }
 }
 
-TEST(Query, GoesOnAfterATemporaryDirectoryThatRefuses) {
+TEST(Query, ContinuesAfterADeniedTemporaryDirectory) {
     Project project("IE");
     project.put("l", "c/v/f");
     project.put("ie", "c/v/f");
     chmod("itmp/lib", 0);
     chmod("etmp", 0);
     Project::asUnprivileged([&] {
-        EXPECT_EQ(query(project, 0), 0);
+        EXPECT_EQ(query(project, 0), RYN_OK);
         EXPECT_EQ(query(project, kTmp), RYN_NO_SUCH_DIRECTORY);
     });
 }
 
-TEST(Query, LooksNoFurtherThanAnObjectThatFailsTheChecks) {
+TEST(Query, EndsAtAnObjectThatFailsACheck) {
     Project project("IE");
     project.put("el", "c/v/f", 0644);
     project.put("i", "c/v/f", 0200);
@@ -275,21 +275,21 @@ TEST(Query, LooksNoFurtherThanAnObjectThatFailsTheChecks) {
         [&] { EXPECT_EQ(query(project, RYN_QUERY_READABLE), RYN_PERMISSION_DENIED_FILE); });
 }
 
-TEST(Query, HandsItsOwnRecordToTheAccessTest) {
+TEST(Query, CallsStatOnce) {
     Project project;
     project.put("l", "c/v/f");
     faults::reset();
-    EXPECT_EQ(query(project, RYN_QUERY_EXISTS | RYN_QUERY_READABLE | RYN_QUERY_WRITABLE), 0);
+    EXPECT_EQ(query(project, RYN_QUERY_EXISTS | RYN_QUERY_READABLE | RYN_QUERY_WRITABLE), RYN_OK);
     EXPECT_EQ(faults::count("stat"), 1);
     EXPECT_EQ(faults::count("access"), 0);
 }
 
-TEST(Query, AsksTheSystemPastTheStatCache) {
+TEST(Query, DoesNotUseTheStatCacheForStat) {
     Project project;
     rynStatCacheCtl(1);
     EXPECT_EQ(query(project, 0), RYN_NO_SUCH_FILE);
     project.put("l", "c/v/f");
-    EXPECT_EQ(query(project, 0), 0);
+    EXPECT_EQ(query(project, 0), RYN_OK);
     rynStatCacheCtl(0);
 }
 
@@ -311,11 +311,11 @@ struct Packed : Project {
 
 } // namespace
 
-TEST(QueryOfPackedLibrary, AsksTheArchive) {
+TEST(QueryOfPackedLibrary, LooksInTheArchive) {
     Packed project;
     for (const Level &level : kLevels) {
-        EXPECT_EQ(query(project, 0, level.names), 0) << level.path;
-        EXPECT_EQ(query(project, kLibrary | RYN_QUERY_READABLE, level.names), 0) << level.path;
+        EXPECT_EQ(query(project, 0, level.names), RYN_OK) << level.path;
+        EXPECT_EQ(query(project, kLibrary | RYN_QUERY_READABLE, level.names), RYN_OK) << level.path;
     }
     EXPECT_EQ(archives.calls.front(), "open lib.pack");
     EXPECT_EQ(archives.calls[1], "spec lib");
@@ -326,10 +326,10 @@ TEST(QueryOfPackedLibrary, AsksTheArchive) {
 TEST(QueryOfPackedLibrary, LooksInTemporaryDirectoriesFirst) {
     Packed project("IE");
     project.put("i", "d");
-    EXPECT_EQ(query(project, 0, {"d", nullptr, nullptr}), 0);
+    EXPECT_EQ(query(project, 0, {"d", nullptr, nullptr}), RYN_OK);
     EXPECT_EQ(query(project, kTmp, {"c", nullptr, nullptr}), RYN_NO_SUCH_DIRECTORY);
     EXPECT_TRUE(archives.calls.empty());
-    EXPECT_EQ(query(project, 0, {"c", nullptr, nullptr}), 0);
+    EXPECT_EQ(query(project, 0, {"c", nullptr, nullptr}), RYN_OK);
 }
 
 TEST(QueryOfPackedLibrary, MapsTheStatusOfTheArchive) {
@@ -348,14 +348,14 @@ TEST(QueryOfPackedLibrary, MapsTheStatusOfTheArchive) {
     }
 }
 
-TEST(QueryOfPackedLibrary, IsASystemErrorWhenTheModeCannotBeRead) {
+TEST(QueryOfPackedLibrary, UnreadableModeIsASystemError) {
     Packed project;
     archives.modeStatus = VEK_FS_NOT_SUPPORTED;
     EXPECT_EQ(query(project, 0), RYN_SYSTEM_ERROR);
     EXPECT_EQ(archives.calls.back(), "free lib/c/v/f");
 }
 
-TEST(QueryOfPackedLibrary, ChecksTheOwnersBitsOfTheStoredMode) {
+TEST(QueryOfPackedLibrary, ChecksTheOwnerBitsOfTheStoredMode) {
     struct Row {
         mode_t mode;
         unsigned checks;
@@ -375,38 +375,38 @@ TEST(QueryOfPackedLibrary, ChecksTheOwnersBitsOfTheStoredMode) {
     }
 }
 
-TEST(QueryOfPackedLibrary, LooksInTheDirectoryWhileArchivesAreNotSupported) {
+TEST(QueryOfPackedLibrary, WithoutSupportLooksInTheDirectory) {
     Project project;
     project.pack("lib.pack");
     EXPECT_EQ(query(project, 0), RYN_NO_SUCH_FILE);
     project.put("l", "c/v/f");
-    EXPECT_EQ(query(project, 0), 0);
+    EXPECT_EQ(query(project, 0), RYN_OK);
     EXPECT_TRUE(archives.calls.empty());
     EXPECT_NE(project.record()->packedFile, nullptr);
     chmod("lib/c/v/f", 0377);
     EXPECT_EQ(query(project, RYN_QUERY_READABLE), RYN_PERMISSION_DENIED_FILE); // the owner's bit alone counts
 }
 
-TEST(QueryOfPackedLibrary, FailsOnceAndThenTakesTheDirectoryWhenTheArchiveCannotBeOpened) {
+TEST(QueryOfPackedLibrary, FailedOpenMakesTheLibraryUnpacked) {
     Packed project;
     archives.contents.clear();
     project.put("l", "c/v/f");
     EXPECT_EQ(query(project, 0), RYN_SYSTEM_ERROR);
     EXPECT_EQ(project.record()->packedFile, nullptr);
-    EXPECT_EQ(query(project, 0), 0);
+    EXPECT_EQ(query(project, 0), RYN_OK);
     EXPECT_EQ(archives.calls, std::vector<std::string>{"open lib.pack"});
 }
 
-TEST(QueryOfPackedLibrary, GivesTheCodeOfASpecifierThatCannotBeMade) {
+TEST(QueryOfPackedLibrary, ReturnsTheCodeOfAFailedSpecifier) {
     Packed project;
     EXPECT_EQ(query(project, 0, {std::string(5000, 'c').c_str(), nullptr, nullptr}), RYN_BUFFER_TOO_SMALL);
     archives.createStatus = VEK_FS_NOT_SUPPORTED;
     EXPECT_EQ(query(project, 0), RYN_MEMORY_ERROR);
 }
 
-TEST(QueryOfPackedLibrary, GivesMemoryErrorForEveryAllocationThatFails) {
+TEST(QueryOfPackedLibrary, EveryFailedAllocationIsAMemoryError) {
     Packed project;
-    ASSERT_EQ(query(project, 0), 0);
+    ASSERT_EQ(query(project, 0), RYN_OK);
     int failures = 0;
     for (int nth = 1; nth < 100; ++nth) {
         faults::failAllocation(nth);
@@ -423,28 +423,28 @@ TEST(QueryOfPackedLibrary, GivesMemoryErrorForEveryAllocationThatFails) {
 
 // Arguments.
 
-TEST(Query, IgnoresFlagsThatDoNotExist) {
+TEST(Query, IgnoresUnknownFlags) {
     Project project;
     project.put("l", "c/v/f");
-    EXPECT_EQ(query(project, 0xffffffc0U), 0);
+    EXPECT_EQ(query(project, 0xffffffc0U), RYN_OK);
     EXPECT_EQ(query(project, 0xffffffc0U | kTmp), RYN_NO_SUCH_DIRECTORY);
 }
 
-TEST(Query, GivesNotDefinedForAnUnknownLibrary) {
+TEST(Query, UnknownLibraryIsNotDefined) {
     Project project;
     EXPECT_EQ(rynQuery(project.handle, 0, "other", nullptr, nullptr, nullptr), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(rynQuery(project.handle, 0, "", nullptr, nullptr, nullptr), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(Query, ReportsMissingArgumentsAndTakesTheDefaultHandleForNone) {
+TEST(Query, ReportsMissingArgumentsAndUsesTheDefaultHandle) {
     Project project;
     const Reports report = {{22, "rynQuery()", "rynQuery()"}};
-    EXPECT_EQ(rynQuery(nullptr, 0, "lib", nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(rynQuery(project.handle, 0, nullptr, nullptr, nullptr, nullptr), 22);
+    EXPECT_EQ(rynQuery(nullptr, 0, "lib", nullptr, nullptr, nullptr), RYN_OK);
+    EXPECT_EQ(rynQuery(project.handle, 0, nullptr, nullptr, nullptr, nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
     project.release();
     recorded.fatals.clear();
-    EXPECT_EQ(rynQuery(nullptr, 0, "lib", nullptr, nullptr, nullptr), 22);
+    EXPECT_EQ(rynQuery(nullptr, 0, "lib", nullptr, nullptr, nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
 }

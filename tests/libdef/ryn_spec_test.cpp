@@ -52,7 +52,7 @@ struct Made {
 
     void free() {
         if (spec != nullptr) {
-            EXPECT_EQ(vekFSFreeSpec(spec), 0);
+            EXPECT_EQ(vekFSFreeSpec(spec), VEK_FS_OK);
             spec = nullptr;
         }
     }
@@ -67,13 +67,13 @@ struct Made {
     }
     [[nodiscard]] std::string text() const {
         std::array<char, VEK_PATH_SIZE> path = {};
-        EXPECT_EQ(vekFSGetSpecString(spec, path.data(), path.size(), nullptr), 0);
+        EXPECT_EQ(vekFSGetSpecString(spec, path.data(), path.size(), nullptr), VEK_FS_OK);
         return path.data();
     }
     /// The implementation's name, "native" for none.
     [[nodiscard]] std::string innerImplementation() const {
         const char *name = nullptr;
-        EXPECT_EQ(vekFSGetSpecIOImpName(extensionOf(spec).inner, &name), 0);
+        EXPECT_EQ(vekFSGetSpecIOImpName(extensionOf(spec).inner, &name), VEK_FS_OK);
         return name == nullptr ? "native" : name;
     }
 };
@@ -101,7 +101,7 @@ int makeSpec(Made &made, const Project &project, const Names &names = {}, const 
 /// Either of them, as `maker` says.
 int makeEither(bool query, Made &made, const Project &project, const Names &names, const char *library,
                vekFSSpec *parent) {
-    return query ? getSpec(made, project, 4, names, library, parent)
+    return query ? getSpec(made, project, RYN_PATH_READ_LIBRARY, names, library, parent)
                  : makeSpec(made, project, names, library, parent);
 }
 
@@ -121,13 +121,13 @@ struct Packed : Project {
 
 // What a specifier is.
 
-TEST(Specifier, IsOfItsOwnImplementationAndRemembersTheNames) {
+TEST(Specifier, HasItsImplementationAndTheNames) {
     Project project;
     project.put("l", "c/v/f");
     Made made;
-    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_OK);
     const char *name = nullptr;
-    EXPECT_EQ(vekFSGetSpecIOImpName(made.spec, &name), 0);
+    EXPECT_EQ(vekFSGetSpecIOImpName(made.spec, &name), VEK_FS_OK);
     EXPECT_STREQ(name, "rynFS");
     EXPECT_EQ(made.spec->autoFree, 0);
     EXPECT_EQ(extensionOf(made.spec).handle, project.handle);
@@ -141,24 +141,24 @@ TEST(Specifier, CopiesTheNames) {
     std::array<char, 4> library = {'l', 'i', 'b', '\0'};
     std::array<char, 2> cell = {'c', '\0'};
     Made made;
-    ASSERT_EQ(makeSpec(made, project, {cell.data(), nullptr, nullptr}, library.data()), 0);
+    ASSERT_EQ(makeSpec(made, project, {cell.data(), nullptr, nullptr}, library.data()), RYN_OK);
     library.fill('x');
     cell.fill('x');
     EXPECT_EQ(made.names(), "lib,c,-,-");
 }
 
-TEST(Specifier, KeepsEmptyNamesApartFromAbsentOnes) {
+TEST(Specifier, DistinguishesEmptyFromNullNames) {
     Project project;
     Made made;
-    ASSERT_EQ(makeSpec(made, project, {"c", "", nullptr}), 0);
+    ASSERT_EQ(makeSpec(made, project, {"c", "", nullptr}), RYN_OK);
     EXPECT_EQ(made.names(), "lib,c,,-");
     EXPECT_EQ(made.text(), project.path("lib/c"));
 }
 
-TEST(Specifier, ForwardsSixOperationsAndSupportsNoOther) {
+TEST(Specifier, SupportsSixOperations) {
     Project project;
     Made made;
-    ASSERT_EQ(makeSpec(made, project), 0);
+    ASSERT_EQ(makeSpec(made, project), RYN_OK);
     vekFSIODef others = *made.spec->implementation;
     EXPECT_STREQ(others.name, "rynFS");
     EXPECT_TRUE(others.freeSpec != nullptr && others.getSpecString != nullptr && others.open != nullptr &&
@@ -190,84 +190,84 @@ TEST(Specifier, ForwardsSixOperationsAndSupportsNoOther) {
     EXPECT_EQ(vekFS_closedir(&directory), VEK_FS_NOT_SUPPORTED);
 }
 
-TEST(Specifier, GivesItsTextWithTheSizesOfTheInnerOne) {
+TEST(Specifier, ReturnsTheTextOfTheInnerSpecifier) {
     Project project;
     Made made;
-    ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), 0);
+    ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), RYN_OK);
     const std::string wanted = project.path("lib/c");
     std::vector<char> buffer(wanted.size() + 1, '#');
     std::size_t needed = 0;
     EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size(), &needed), VEK_FS_BUFFER_TOO_SMALL);
     EXPECT_EQ(needed, wanted.size() + 1);
-    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size() + 1, nullptr), 0);
+    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size() + 1, nullptr), VEK_FS_OK);
     EXPECT_EQ(wanted, buffer.data());
 }
 
-TEST(Specifier, OpensFilesDirectoriesAndRecordsThatCarryTheInnerOne) {
+TEST(Specifier, FilesAndRecordsHoldTheInnerSpecifier) {
     Project project;
     project.box.file("lib/c/v/f", "text\n").link("lib/c/v/l", "f");
     Made made;
-    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_OK);
     vekFSSpec *const inner = extensionOf(made.spec).inner;
 
     vekFSFile *file = nullptr;
-    ASSERT_EQ(vekFS_open(made.spec, O_RDONLY, &file), 0);
+    ASSERT_EQ(vekFS_open(made.spec, O_RDONLY, &file), VEK_FS_OK);
     EXPECT_EQ(file->spec, inner);
     std::array<char, 8> text = {};
     ssize_t count = 0;
-    EXPECT_EQ(vekFS_read(file, text.data(), text.size() - 1, &count), 0);
+    EXPECT_EQ(vekFS_read(file, text.data(), text.size() - 1, &count), VEK_FS_OK);
     EXPECT_STREQ(text.data(), "text\n");
     char *line = nullptr;
     EXPECT_EQ(vekFS_fgets(text.data(), text.size(), file, &line), VEK_FS_NOT_SUPPORTED);
-    EXPECT_EQ(vekFS_close(file), 0);
+    EXPECT_EQ(vekFS_close(file), VEK_FS_OK);
 
     vekFSStat record = {};
-    EXPECT_EQ(vekFS_stat(made.spec, &record), 0);
+    EXPECT_EQ(vekFS_stat(made.spec, &record), VEK_FS_OK);
     EXPECT_EQ(record.spec, inner);
     int64_t size = 0;
-    EXPECT_EQ(vekFS_getFileSize(&record, &size), 0);
+    EXPECT_EQ(vekFS_getFileSize(&record, &size), VEK_FS_OK);
     EXPECT_EQ(size, 5);
 
-    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "l"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "l"}), RYN_OK);
     mode_t mode = 0;
-    EXPECT_EQ(vekFS_lstat(made.spec, &record), 0);
-    EXPECT_EQ(vekFS_getFileMode(&record, &mode), 0);
+    EXPECT_EQ(vekFS_lstat(made.spec, &record), VEK_FS_OK);
+    EXPECT_EQ(vekFS_getFileMode(&record, &mode), VEK_FS_OK);
     EXPECT_TRUE(S_ISLNK(mode));
-    EXPECT_EQ(vekFS_stat(made.spec, &record), 0);
-    EXPECT_EQ(vekFS_getFileMode(&record, &mode), 0);
+    EXPECT_EQ(vekFS_stat(made.spec, &record), VEK_FS_OK);
+    EXPECT_EQ(vekFS_getFileMode(&record, &mode), VEK_FS_OK);
     EXPECT_TRUE(S_ISREG(mode));
 
-    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", nullptr}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", nullptr}), RYN_OK);
     vekFSDir *directory = nullptr;
-    ASSERT_EQ(vekFS_opendir(made.spec, &directory), 0);
+    ASSERT_EQ(vekFS_opendir(made.spec, &directory), VEK_FS_OK);
     EXPECT_EQ(directory->spec, extensionOf(made.spec).inner);
-    EXPECT_EQ(vekFS_closedir(directory), 0);
+    EXPECT_EQ(vekFS_closedir(directory), VEK_FS_OK);
 }
 
-TEST(Specifier, ReadsLinesWhenAskedFor) {
+TEST(Specifier, ReadsLinesWithTheStdioFlag) {
     Project project;
     project.box.file("lib/c/v/f", "one\ntwo\n");
     for (const unsigned flags : {0U, 1U, 2U, 3U, 0xffffffffU}) {
         Made made;
-        ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}, "lib", nullptr, flags), 0);
+        ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}, "lib", nullptr, flags), RYN_OK);
         const bool lines = (flags & 1U) != 0;
         EXPECT_EQ(made.innerImplementation(), lines ? "vekFSStdio" : "native");
         if (lines) {
             vekFSFile *file = nullptr;
-            ASSERT_EQ(vekFS_open(made.spec, O_RDONLY, &file), 0);
+            ASSERT_EQ(vekFS_open(made.spec, O_RDONLY, &file), VEK_FS_OK);
             std::array<char, 8> text = {};
             char *line = nullptr;
-            EXPECT_EQ(vekFS_fgets(text.data(), text.size(), file, &line), 0);
+            EXPECT_EQ(vekFS_fgets(text.data(), text.size(), file, &line), VEK_FS_OK);
             EXPECT_STREQ(line, "one\n");
-            EXPECT_EQ(vekFS_close(file), 0);
+            EXPECT_EQ(vekFS_close(file), VEK_FS_OK);
         }
     }
 }
 
-TEST(Specifier, GivesTheStatusOfFreeingTheInnerOne) {
+TEST(Specifier, ReturnsTheStatusOfFreeingTheInnerSpecifier) {
     Packed project;
     Made made;
-    ASSERT_EQ(getSpec(made, project, 4), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY), RYN_OK);
     archives.freeStatus = EIO;
     EXPECT_EQ(vekFSFreeSpec(made.spec), EIO);
     made.spec = nullptr;
@@ -276,7 +276,7 @@ TEST(Specifier, GivesTheStatusOfFreeingTheInnerOne) {
 
 // With a parent.
 
-TEST(SpecifierOfParent, TakesTheNamesAboveTheOneThatIsGivenFromTheParent) {
+TEST(SpecifierOfParent, CombinesTheNamesOfTheParent) {
     struct Row {
         const char *library;
         Names names;
@@ -290,7 +290,7 @@ TEST(SpecifierOfParent, TakesTheNamesAboveTheOneThatIsGivenFromTheParent) {
         project.put("l", "c/w/x");
         project.put("l", "d");
         Made parent;
-        ASSERT_EQ(makeSpec(parent, project, {"c", "v", "f"}), 0);
+        ASSERT_EQ(makeSpec(parent, project, {"c", "v", "f"}), RYN_OK);
         for (const Row &row : {Row{nullptr, {nullptr, nullptr, "g"}, "lib,c,v,g", "lib/c/v/g"},
                                Row{nullptr, {"d", "w", "g"}, "lib,c,v,g", "lib/c/v/g"},
                                Row{"other", {"d", "w", "g"}, "lib,c,v,g", "lib/c/v/g"},
@@ -303,7 +303,8 @@ TEST(SpecifierOfParent, TakesTheNamesAboveTheOneThatIsGivenFromTheParent) {
                                Row{nullptr, {nullptr, "", nullptr}, "lib,c,,-", "lib/c"},
                                Row{nullptr, {"", nullptr, nullptr}, "lib,,-,-", "lib"}}) {
             Made made;
-            ASSERT_EQ(makeEither(query, made, project, row.names, row.library, parent.spec), 0) << row.made;
+            ASSERT_EQ(makeEither(query, made, project, row.names, row.library, parent.spec), RYN_OK)
+                << row.made;
             EXPECT_EQ(made.names(), row.made);
             EXPECT_EQ(made.text(), project.path(row.path));
             EXPECT_NE(made.spec, parent.spec);
@@ -311,48 +312,49 @@ TEST(SpecifierOfParent, TakesTheNamesAboveTheOneThatIsGivenFromTheParent) {
     }
 }
 
-TEST(SpecifierOfParent, IsTheParentItselfWithoutAnyName) {
+TEST(SpecifierOfParent, WithoutNamesIsTheParentItself) {
     Project project;
     for (const bool query : {true, false}) {
         Made parent;
-        ASSERT_EQ(makeSpec(parent, project, {"c", nullptr, nullptr}), 0);
+        ASSERT_EQ(makeSpec(parent, project, {"c", nullptr, nullptr}), RYN_OK);
         Made made;
-        EXPECT_EQ(makeEither(query, made, project, {}, nullptr, parent.spec), 0);
+        EXPECT_EQ(makeEither(query, made, project, {}, nullptr, parent.spec), RYN_OK);
         EXPECT_EQ(made.spec, parent.spec);
         made.spec = nullptr;
         EXPECT_EQ(parent.names(), "lib,c,-,-");
     }
 }
 
-TEST(SpecifierOfParent, TakesARelativePathForAFile) {
+TEST(SpecifierOfParent, AcceptsARelativePathAsFile) {
     Project project;
     Made parent;
     Made made;
-    ASSERT_EQ(makeSpec(parent, project, {"c", "v", nullptr}), 0);
-    ASSERT_EQ(makeSpec(made, project, {nullptr, nullptr, "a/b/f"}, nullptr, parent.spec), 0);
+    ASSERT_EQ(makeSpec(parent, project, {"c", "v", nullptr}), RYN_OK);
+    ASSERT_EQ(makeSpec(made, project, {nullptr, nullptr, "a/b/f"}, nullptr, parent.spec), RYN_OK);
     EXPECT_EQ(made.names(), "lib,c,v,a/b/f");
     EXPECT_EQ(made.text(), project.path("lib/c/v/a/b/f"));
 }
 
-TEST(SpecifierOfParent, TakesNoParentOfAnotherKind) {
+TEST(SpecifierOfParent, RejectsAParentOfAnotherImplementation) {
     Project project;
     for (const auto create : {vekFSCreatePathSpec, vekFSStdioCreatePathSpec}) {
         vekFSSpec *native = nullptr;
         ASSERT_EQ(create("lib", &native), 0);
         for (const bool query : {true, false}) {
             Made made;
-            EXPECT_EQ(makeEither(query, made, project, {"c", nullptr, nullptr}, "lib", native), 22);
-            EXPECT_EQ(makeEither(query, made, project, {}, nullptr, native), 22);
+            EXPECT_EQ(makeEither(query, made, project, {"c", nullptr, nullptr}, "lib", native),
+                      RYN_INVALID_PARAMETER);
+            EXPECT_EQ(makeEither(query, made, project, {}, nullptr, native), RYN_INVALID_PARAMETER);
         }
         vekFSFreeSpec(native);
     }
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(SpecifierOfParent, NeedsTheParentsLibrary) {
+TEST(SpecifierOfParent, RejectsAParentWithoutALibrary) {
     Project project;
     Made parent;
-    ASSERT_EQ(makeSpec(parent, project, {"c", "v", nullptr}), 0);
+    ASSERT_EQ(makeSpec(parent, project, {"c", "v", nullptr}), RYN_OK);
     char *&library = reinterpret_cast<Extension *>(parent.spec->path)->library;
     char *const kept = library;
     library = nullptr;
@@ -360,7 +362,7 @@ TEST(SpecifierOfParent, NeedsTheParentsLibrary) {
         Made made;
         for (const Names &names : {Names{nullptr, nullptr, "f"}, Names{nullptr, "v", nullptr},
                                    Names{"c", nullptr, nullptr}, Names{}}) {
-            EXPECT_EQ(makeEither(query, made, project, names, "lib", parent.spec), 22);
+            EXPECT_EQ(makeEither(query, made, project, names, "lib", parent.spec), RYN_INVALID_PARAMETER);
         }
     }
     library = kept;
@@ -368,56 +370,58 @@ TEST(SpecifierOfParent, NeedsTheParentsLibrary) {
 
 // Arguments.
 
-TEST(GetSpec, TakesNoDefaultHandleAndReportsNothing) {
+TEST(GetSpec, NullHandleIsInvalidAndNotReported) {
     Project project;
     vekFSSpec *spec = nullptr;
     Made parent;
-    ASSERT_EQ(makeSpec(parent, project), 0);
+    ASSERT_EQ(makeSpec(parent, project), RYN_OK);
     ASSERT_NE(*rynGetCurHandle(), nullptr);
-    EXPECT_EQ(rynGetSpec(nullptr, 4, "lib", nullptr, nullptr, nullptr, nullptr, RYN_SPEC_NATIVE, &spec), 22);
+    EXPECT_EQ(rynGetSpec(nullptr, 4, "lib", nullptr, nullptr, nullptr, nullptr, RYN_SPEC_NATIVE, &spec),
+              RYN_INVALID_PARAMETER);
     EXPECT_EQ(rynGetSpec(nullptr, 4, nullptr, nullptr, nullptr, nullptr, parent.spec, RYN_SPEC_NATIVE, &spec),
-              22);
+              RYN_INVALID_PARAMETER);
     EXPECT_EQ(
         rynGetSpec(project.handle, 4, "lib", nullptr, nullptr, nullptr, nullptr, RYN_SPEC_NATIVE, nullptr),
-        22);
-    EXPECT_EQ(ryni_mkspec(nullptr, "lib", nullptr, nullptr, nullptr, nullptr, &spec), 22);
-    EXPECT_EQ(ryni_mkspec(project.handle, "lib", nullptr, nullptr, nullptr, nullptr, nullptr), 22);
+        RYN_INVALID_PARAMETER);
+    EXPECT_EQ(ryni_mkspec(nullptr, "lib", nullptr, nullptr, nullptr, nullptr, &spec), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(ryni_mkspec(project.handle, "lib", nullptr, nullptr, nullptr, nullptr, nullptr),
+              RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
 TEST(GetSpec, NeedsALibraryOrAParent) {
     Project project;
     Made made;
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}, nullptr), 22);
-    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}, nullptr), 22);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}, nullptr), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}, nullptr), RYN_INVALID_PARAMETER);
 }
 
-TEST(GetSpec, GivesTheErrorsOfTheQuery) {
+TEST(GetSpec, ReturnsTheErrorsOfGetPath) {
     Project project("E");
     project.put("e", "c/v/f");
     Made made;
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), RYN_NO_SUCH_CELL);
-    EXPECT_EQ(getSpec(made, project, 4, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
-    EXPECT_EQ(getSpec(made, project, 4, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(recorded.fatals, Reports{});
-    EXPECT_EQ(getSpec(made, project, 10), 22);
+    EXPECT_EQ(getSpec(made, project, 10), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath() - 2", "rynGetPath() - 2"}}));
 }
 
-TEST(GetSpec, TakesThePathOfTheMode) {
+TEST(GetSpec, UsesThePathOfTheMode) {
     Project project("E");
     project.put("el", "c/v/f");
     Made made;
-    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), project.path("etmp/c/v/f"));
-    ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
-    ASSERT_EQ(getSpec(made, project, 5, {"d", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_WRITE_LIBRARY, {"d", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), project.path("lib/d/v/f"));
     EXPECT_TRUE(project.box.exists("lib/d/v"));
 }
 
-TEST(GetSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
+TEST(GetSpec, EveryFailedAllocationIsAMemoryError) {
     for (const unsigned flags : {0U, 1U}) {
         Project project;
         project.put("l", "c/v/f");
@@ -425,7 +429,7 @@ TEST(GetSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
         for (int nth = 1; nth < 100; ++nth) {
             Made made;
             faults::failAllocation(nth);
-            if (getSpec(made, project, 4, {"c", "v", "f"}, "lib", nullptr, flags) == 0) {
+            if (getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}, "lib", nullptr, flags) == 0) {
                 break;
             }
             EXPECT_EQ(made.code, RYN_MEMORY_ERROR) << nth;
@@ -436,29 +440,29 @@ TEST(GetSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
     }
 }
 
-TEST(MakeSpec, AsksForNothing) {
+TEST(MakeSpec, MakesNoSystemCall) {
     Project project("E");
     rmdir("lib");
     Made made;
-    ASSERT_EQ(makeSpec(made, project, {"c", "v", "f"}), 0);
+    ASSERT_EQ(makeSpec(made, project, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
     EXPECT_EQ(made.innerImplementation(), "native");
 }
 
-TEST(MakeSpec, GivesTheErrorsOfTheLibraryAndThePath) {
+TEST(MakeSpec, ReturnsTheErrorsOfLibraryAndPath) {
     Project project;
     Made made;
     EXPECT_EQ(makeSpec(made, project, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(makeSpec(made, project, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
     const std::size_t room = 4092 - project.path("lib").size();
-    EXPECT_EQ(makeSpec(made, project, {std::string(room, 'c').c_str(), nullptr, nullptr}), 0);
+    EXPECT_EQ(makeSpec(made, project, {std::string(room, 'c').c_str(), nullptr, nullptr}), RYN_OK);
     for (const std::size_t length : {room + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
         EXPECT_EQ(makeSpec(made, project, {std::string(length, 'c').c_str(), nullptr, nullptr}),
                   RYN_INVALID_PATH);
     }
 }
 
-TEST(MakeSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
+TEST(MakeSpec, EveryFailedAllocationIsAMemoryError) {
     Project project;
     int failures = 0;
     for (int nth = 1; nth < 100; ++nth) {
@@ -475,7 +479,7 @@ TEST(MakeSpec, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
 
 // Whether a specifier names a directory.
 
-TEST(IsSpecDir, TellsDirectoriesFromEverythingElse) {
+TEST(IsSpecDir, IsTrueForDirectoriesOnly) {
     Project project;
     project.put("l", "c/f");
     project.box.link("lib/c/d", "../c").link("lib/c/l", "f").link("lib/c/broken", "nowhere");
@@ -487,17 +491,17 @@ TEST(IsSpecDir, TellsDirectoriesFromEverythingElse) {
     for (const Row &row : {Row{nullptr, 1}, Row{"f", 0}, Row{"d", 1}, Row{"l", 0}, Row{"broken", 0},
                            Row{"fifo", 0}, Row{"x", 0}}) {
         Made made;
-        ASSERT_EQ(makeSpec(made, project, {"c", nullptr, row.file}), 0);
+        ASSERT_EQ(makeSpec(made, project, {"c", nullptr, row.file}), RYN_OK);
         EXPECT_EQ(rynIsSpecDir(made.spec), row.directory) << row.file;
         EXPECT_EQ(rynIsSpecDir(extensionOf(made.spec).inner), row.directory) << row.file;
     }
     EXPECT_EQ(rynIsSpecDir(nullptr), 0);
 }
 
-TEST(IsSpecDir, IsNoneWhenTheModeCannotBeRead) {
+TEST(IsSpecDir, IsFalseIfTheModeCannotBeRead) {
     Packed project;
     Made made;
-    ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), 0);
+    ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), RYN_OK);
     EXPECT_EQ(rynIsSpecDir(made.spec), 1);
     archives.modeStatus = VEK_FS_NOT_SUPPORTED;
     EXPECT_EQ(rynIsSpecDir(made.spec), 0);
@@ -518,17 +522,17 @@ TEST(PackedLibrary, ExistsWhenItHasAnArchive) {
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(PackedLibrary, IsReadFromItsArchiveInTheModesThatRead) {
+TEST(PackedLibrary, ReadModesUseTheArchive) {
     for (const unsigned mode : {0U, 4U}) {
         Packed project;
         Made made;
-        ASSERT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), 0);
+        ASSERT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_OK);
         EXPECT_EQ(made.innerImplementation(), "archive");
         EXPECT_EQ(made.text(), "archive:lib/c/v/f");
         EXPECT_EQ(made.names(), "lib,c,v,f");
         EXPECT_EQ(archives.calls, (Calls{"open " + project.path("lib.pack"), "spec lib/c/v/f"}));
         vekFSStat record = {};
-        EXPECT_EQ(vekFS_stat(made.spec, &record), 0);
+        EXPECT_EQ(vekFS_stat(made.spec, &record), VEK_FS_OK);
         EXPECT_EQ(record.status.st_size, 4);
     }
 }
@@ -537,15 +541,15 @@ TEST(PackedLibrary, IsOpenedOnce) {
     Packed project;
     for (int round = 0; round < 3; ++round) {
         Made made;
-        EXPECT_EQ(getSpec(made, project, 4), 0);
-        EXPECT_EQ(makeSpec(made, project), 0);
+        EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY), RYN_OK);
+        EXPECT_EQ(makeSpec(made, project), RYN_OK);
     }
     EXPECT_EQ(std::count(archives.calls.begin(), archives.calls.end(), "open " + project.path("lib.pack")),
               1);
     EXPECT_NE(project.record()->packedArchive, nullptr);
 }
 
-TEST(PackedLibrary, HasItsTopDirectoryNamedLikeTheLastComponentOfItsPath) {
+TEST(PackedLibrary, TopDirectoryIsTheLastComponentOfItsPath) {
     struct Row {
         const char *fullPath;
         const char *top;
@@ -555,41 +559,42 @@ TEST(PackedLibrary, HasItsTopDirectoryNamedLikeTheLastComponentOfItsPath) {
         std::free(project.record()->fullPath);
         project.record()->fullPath = strdup(row.fullPath);
         Made made;
-        ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), 0);
+        ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), RYN_OK);
         EXPECT_EQ(made.text(), "archive:" + std::string(row.top) + "/c");
     }
 }
 
-TEST(PackedLibrary, TakesAnUnpackedCopyInATemporaryDirectoryFirstWhereTheModeLooksThere) {
+TEST(PackedLibrary, UnpackedCopyInTemporaryDirectoryComesFirst) {
     for (const unsigned flags : {0U, 1U}) {
         Packed project("E");
         project.put("e", "c/v/f");
         Made made;
-        ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}, "lib", nullptr, flags), 0);
+        ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}, "lib", nullptr, flags), RYN_OK);
         EXPECT_EQ(made.text(), project.path("etmp/c/v/f"));
         EXPECT_EQ(made.innerImplementation(), flags == 0 ? "native" : "vekFSStdio");
         EXPECT_EQ(archives.calls, Calls{});
-        ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}, "lib", nullptr, flags), 0);
+        ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}, "lib", nullptr, flags),
+                  RYN_OK);
         EXPECT_EQ(made.text(), "archive:lib/c/v/f");
     }
 }
 
-TEST(PackedLibrary, GoesOnToTheArchiveAfterAnyFailureInTheTemporaryDirectories) {
+TEST(PackedLibrary, FailureInTemporaryDirectoriesContinuesWithTheArchive) {
     Packed project("E");
     Made made;
-    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0); // no such cell there
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}), RYN_OK); // no such cell there
     EXPECT_EQ(made.text(), "archive:lib/c/v/f");
     project.put("e", "c"); // in the way
-    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), "archive:lib/c/v/f");
     project.box.directory("gone");
     unlink("etmp/c");
     rmdir("etmp");
-    ASSERT_EQ(getSpec(made, project, 0, {"c", "v", "f"}), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), "archive:lib/c/v/f");
 }
 
-TEST(PackedLibrary, AnswersInOtherModesAsTheQueryDoes) {
+TEST(PackedLibrary, OtherModesReturnTheCodeOfGetPath) {
     Packed project("E");
     project.put("e", "c/v/f");
     Made made;
@@ -597,18 +602,18 @@ TEST(PackedLibrary, AnswersInOtherModesAsTheQueryDoes) {
         EXPECT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_NOT_FOR_PACKED) << mode;
     }
     for (const unsigned mode : {2U, 3U, 8U}) {
-        ASSERT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), 0) << mode;
+        ASSERT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_OK) << mode;
         EXPECT_EQ(made.text(), project.path("etmp/c/v/f")) << mode;
     }
     EXPECT_EQ(archives.calls, Calls{});
 }
 
-TEST(PackedLibrary, IsReadThroughItsDirectoryWhileArchivesAreNotSupported) {
+TEST(PackedLibrary, WithoutSupportItsDirectoryIsRead) {
     Project project;
     project.put("l", "c/v/f");
     project.pack("lib.pack");
     Made made;
-    ASSERT_EQ(makeSpec(made, project, {"c", "v", "f"}), 0);
+    ASSERT_EQ(makeSpec(made, project, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
     EXPECT_EQ(made.innerImplementation(), "native");
     EXPECT_EQ(archives.calls, Calls{});
@@ -617,13 +622,13 @@ TEST(PackedLibrary, IsReadThroughItsDirectoryWhileArchivesAreNotSupported) {
         EXPECT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_NOT_FOR_PACKED);
     }
     project.handle->flags |= 0xffffffbfU;
-    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}), 0);
+    EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.innerImplementation(), "native");
     project.handle->flags |= 0x40U;
     EXPECT_EQ(makeSpec(made, project, {"c", "v", "f"}), RYN_SYSTEM_ERROR);
 }
 
-TEST(PackedLibrary, FailsOnceAndIsNotPackedFromThenOnWhenItsArchiveCannotBeOpened) {
+TEST(PackedLibrary, FailedOpenMakesItUnpacked) {
     for (const bool query : {true, false}) {
         Packed project;
         project.put("l", "c/v/f");
@@ -634,13 +639,13 @@ TEST(PackedLibrary, FailsOnceAndIsNotPackedFromThenOnWhenItsArchiveCannotBeOpene
         EXPECT_EQ(project.record()->packedFile, nullptr);
         EXPECT_EQ(project.record()->packedArchive, nullptr);
         EXPECT_EQ(ryniZipExists(project.handle, "lib"), 0);
-        ASSERT_EQ(makeEither(query, made, project, {"c", "v", "f"}, "lib", nullptr), 0);
+        ASSERT_EQ(makeEither(query, made, project, {"c", "v", "f"}, "lib", nullptr), RYN_OK);
         EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
         EXPECT_EQ(archives.calls, project.onlyOpen());
     }
 }
 
-TEST(PackedLibrary, IsAMemoryErrorWhenTheArchiveMakesNoSpecifier) {
+TEST(PackedLibrary, FailedArchiveSpecifierIsAMemoryError) {
     for (const bool query : {true, false}) {
         Packed project;
         archives.createStatus = VEK_FS_NOT_SUPPORTED;
@@ -650,11 +655,11 @@ TEST(PackedLibrary, IsAMemoryErrorWhenTheArchiveMakesNoSpecifier) {
     }
 }
 
-TEST(PackedLibrary, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
+TEST(PackedLibrary, EveryFailedAllocationIsAMemoryError) {
     for (const bool query : {true, false}) {
         Packed project;
         Made first;
-        ASSERT_EQ(makeSpec(first, project), 0);
+        ASSERT_EQ(makeSpec(first, project), RYN_OK);
         int failures = 0;
         for (int nth = 1; nth < 100; ++nth) {
             Made made;
@@ -672,7 +677,7 @@ TEST(PackedLibrary, GivesMemoryErrorAndNothingForEveryAllocationThatFails) {
 
 // The path inside an archive.
 
-TEST(PathInArchive, JoinsTheNamesThatAreGivenAndNotEmpty) {
+TEST(PathInArchive, JoinsTheNamesThatAreGiven) {
     Packed project;
     struct Row {
         Names names;
@@ -716,49 +721,51 @@ TEST(PathInArchive, HasAtMost4095Characters) {
                 << length;
         }
         const std::string longest(room, 'c');
-        EXPECT_EQ(makeEither(query, made, project, {longest.c_str(), nullptr, nullptr}, "lib", nullptr), 0);
+        EXPECT_EQ(makeEither(query, made, project, {longest.c_str(), nullptr, nullptr}, "lib", nullptr),
+                  RYN_OK);
     }
 }
 
-TEST(PathInArchive, IsFormedBeforeTheArchiveIsOpenedWithoutAQuery) {
+TEST(PathInArchive, MakeSpecFormsItBeforeOpeningTheArchive) {
     Packed project;
     archives.contents.clear();
     Made made;
     EXPECT_EQ(makeSpec(made, project, {std::string(4095, 'c').c_str(), nullptr, nullptr}),
               RYN_BUFFER_TOO_SMALL);
     EXPECT_EQ(archives.calls, Calls{});
-    EXPECT_EQ(getSpec(made, project, 4, {std::string(4095, 'c').c_str(), nullptr, nullptr}),
-              RYN_SYSTEM_ERROR);
+    EXPECT_EQ(
+        getSpec(made, project, RYN_PATH_READ_LIBRARY, {std::string(4095, 'c').c_str(), nullptr, nullptr}),
+        RYN_SYSTEM_ERROR);
 }
 
 // Objects that are not in the archive.
 
-TEST(ObjectInArchive, NeedNotExistWhileThatIsNotChecked) {
+TEST(ObjectInArchive, NeedNotExistIfPathsNeedNotExist) {
     Packed project("", Existence::Unchecked);
     archives.statStatus["lib"] = EIO;
     Made made;
-    EXPECT_EQ(getSpec(made, project, 4, {"x", "y", "z"}), 0);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"x", "y", "z"}), RYN_OK);
     EXPECT_EQ(archives.calls, (Calls{"open " + project.path("lib.pack"), "spec lib/x/y/z"}));
 }
 
-TEST(ObjectInArchive, GivesTheCodeOfTheLevelThatIsMissing) {
+TEST(ObjectInArchive, ReturnsTheMissingLevel) {
     Packed project;
     Made made;
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "x"}), RYN_NO_SUCH_FILE);
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "x", "f"}), RYN_NO_SUCH_VIEW);
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "x", nullptr}), RYN_NO_SUCH_VIEW);
-    EXPECT_EQ(getSpec(made, project, 4, {"x", "v", "f"}), RYN_NO_SUCH_CELL);
-    EXPECT_EQ(getSpec(made, project, 4, {"x", nullptr, nullptr}), RYN_NO_SUCH_CELL);
-    EXPECT_EQ(getSpec(made, project, 4, {"x", "", "f"}), RYN_NO_SUCH_CELL);
-    EXPECT_EQ(getSpec(made, project, 4, {nullptr, nullptr, "x"}), RYN_NO_SUCH_FILE);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "x"}), RYN_NO_SUCH_FILE);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "x", "f"}), RYN_NO_SUCH_VIEW);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "x", nullptr}), RYN_NO_SUCH_VIEW);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"x", "v", "f"}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"x", nullptr, nullptr}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"x", "", "f"}), RYN_NO_SUCH_CELL);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {nullptr, nullptr, "x"}), RYN_NO_SUCH_FILE);
     archives.statStatus["lib"] = ENOENT;
     for (const Names &names : {Names{"x", "v", "f"}, Names{"x", nullptr, nullptr},
                                Names{nullptr, "x", nullptr}, Names{nullptr, nullptr, "x"}, Names{}}) {
-        EXPECT_EQ(getSpec(made, project, 4, names), RYN_NO_SUCH_DIRECTORY);
+        EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, names), RYN_NO_SUCH_DIRECTORY);
     }
 }
 
-TEST(ObjectInArchive, GivesTheCodeOfTheLevelThatRefuses) {
+TEST(ObjectInArchive, ReturnsTheDeniedLevel) {
     struct Row {
         const char *path;
         int denied;
@@ -773,64 +780,64 @@ TEST(ObjectInArchive, GivesTheCodeOfTheLevelThatRefuses) {
             archives.statStatus[rows[level].path] = EACCES;
         }
         Made made;
-        EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), rows[first].denied);
+        EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), rows[first].denied);
         archives.statStatus[rows[first].path] = EIO;
-        EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), RYN_SYSTEM_ERROR);
+        EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_SYSTEM_ERROR);
     }
 }
 
-TEST(ObjectInArchive, FreesTheSpecifiersOfEveryLevelThatItLookedAt) {
+TEST(ObjectInArchive, FreesTheSpecifierOfEveryLevel) {
     Packed project;
     archives.statStatus = {{"lib", ENOENT}, {"lib/c", ENOENT}, {"lib/c/v", ENOENT}, {"lib/c/v/f", ENOENT}};
     Made made;
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), RYN_NO_SUCH_DIRECTORY);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_NO_SUCH_DIRECTORY);
     for (const char *path : {"lib", "lib/c", "lib/c/v", "lib/c/v/f"}) {
         EXPECT_EQ(std::count(archives.calls.begin(), archives.calls.end(), std::string("spec ") + path), 1);
         EXPECT_EQ(std::count(archives.calls.begin(), archives.calls.end(), std::string("free ") + path), 1);
     }
 }
 
-TEST(ObjectInArchive, LooksNoFurtherUpThanTheFirstLevelThatIsThere) {
+TEST(ObjectInArchive, StopsAtTheFirstExistingLevel) {
     Packed project;
     Made made;
-    EXPECT_EQ(getSpec(made, project, 4, {"c", "v", "x"}), RYN_NO_SUCH_FILE);
+    EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "x"}), RYN_NO_SUCH_FILE);
     EXPECT_EQ(archives.calls, (Calls{"open " + project.path("lib.pack"), "spec lib/c/v/x", "free lib/c/v/x",
                                      "spec lib/c/v", "free lib/c/v"}));
 }
 
 // Putting an archive aside.
 
-TEST(InvalidatePackedLib, RenamesTheArchiveAndReadsTheDirectoryFromThenOn) {
+TEST(InvalidatePackedLib, RenamesTheArchive) {
     for (const unsigned support : {0U, unsigned{RYN_FLAG_PACKED_LIBRARIES}}) {
         Project project("", Existence::Checked, support);
         project.put("l", "c/v/f");
         project.box.file("lib.pack", "packed");
         project.pack(project.path("lib.pack"));
-        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), 0);
+        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_OK);
         EXPECT_FALSE(project.box.exists("lib.pack"));
         EXPECT_EQ(project.box.read("lib.pack%"), "packed");
         EXPECT_EQ(project.record()->packedFile, nullptr);
         Made made;
-        ASSERT_EQ(getSpec(made, project, 4, {"c", "v", "f"}), 0);
+        ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_OK);
         EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
         EXPECT_EQ(archives.calls, Calls{});
     }
 }
 
-TEST(InvalidatePackedLib, ClosesTheArchiveWhenItIsOpen) {
+TEST(InvalidatePackedLib, ClosesAnOpenArchive) {
     Packed project;
     {
         Made made;
-        ASSERT_EQ(getSpec(made, project, 4), 0);
+        ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY), RYN_OK);
     }
     archives.calls.clear();
-    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), 0);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_OK);
     EXPECT_EQ(archives.calls, Calls{"close " + project.path("lib.pack")});
     EXPECT_EQ(project.record()->packedArchive, nullptr);
     EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_LIBRARY_NOT_DEFINED);
 }
 
-TEST(InvalidatePackedLib, IsNotDefinedForALibraryThatIsUnknownOrNotPacked) {
+TEST(InvalidatePackedLib, UnknownOrUnpackedLibraryIsNotDefined) {
     Project project;
     project.box.file("lib.pack", "").file("lib.pack%", "kept");
     EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_LIBRARY_NOT_DEFINED);
@@ -839,10 +846,10 @@ TEST(InvalidatePackedLib, IsNotDefinedForALibraryThatIsUnknownOrNotPacked) {
     EXPECT_EQ(project.box.read("lib.pack%"), "kept");
 }
 
-TEST(InvalidatePackedLib, ChangesNothingWhenTheArchiveCannotBeRenamed) {
+TEST(InvalidatePackedLib, FailedRenameChangesNothing) {
     Packed project;
     Made made;
-    ASSERT_EQ(getSpec(made, project, 4), 0);
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY), RYN_OK);
     vekZip *const open = project.record()->packedArchive;
     archives.calls.clear();
     faults::fail("rename", 1, EACCES);
@@ -858,12 +865,12 @@ TEST(InvalidatePackedLib, ChangesNothingWhenTheArchiveCannotBeRenamed) {
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(InvalidatePackedLib, TakesAnyNameAsItIs) {
+TEST(InvalidatePackedLib, AcceptsAnyFileName) {
     Project project;
     for (const std::string &name : {std::string("%s%n"), std::string("a b"), std::string(254, 'p')}) {
         project.box.file(name, "");
         project.pack(project.path(name));
-        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), 0);
+        EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_OK);
         EXPECT_TRUE(project.box.exists(name + "%"));
     }
     for (const std::size_t length : {255U, 4095U, 4096U, 100'000U}) {
@@ -872,14 +879,14 @@ TEST(InvalidatePackedLib, TakesAnyNameAsItIs) {
     }
 }
 
-TEST(InvalidatePackedLib, ReportsMissingArgumentsAndTakesTheDefaultHandleForNone) {
+TEST(InvalidatePackedLib, ReportsMissingArgumentsAndUsesTheDefaultHandle) {
     Project project;
     const Reports report = {{22, "rynInvalidatePackedLib()", "rynInvalidatePackedLib()"}};
     EXPECT_EQ(rynInvalidatePackedLib(nullptr, "lib"), RYN_LIBRARY_NOT_DEFINED);
-    EXPECT_EQ(rynInvalidatePackedLib(project.handle, nullptr), 22);
+    EXPECT_EQ(rynInvalidatePackedLib(project.handle, nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
     project.release();
     recorded.fatals.clear();
-    EXPECT_EQ(rynInvalidatePackedLib(nullptr, "lib"), 22);
+    EXPECT_EQ(rynInvalidatePackedLib(nullptr, "lib"), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
 }

@@ -113,7 +113,7 @@ void __wrap_free(void *memory) {
 
 // The switch.
 
-TEST(StatCacheSwitch, IsOffUnlessTheVariableIsSetToSomethingButNo) {
+TEST(StatCacheSwitch, IsOnIfTheVariableIsNotNo) {
     EXPECT_FALSE(isOnAfterReading(nullptr));
     for (const char *const off : {"no", "NO", "No", "nO"}) {
         EXPECT_FALSE(isOnAfterReading(off)) << off;
@@ -123,7 +123,7 @@ TEST(StatCacheSwitch, IsOffUnlessTheVariableIsSetToSomethingButNo) {
     }
 }
 
-TEST(StatCacheSwitch, StartsFromTheEnvironmentWithOneOrNothing) {
+TEST(StatCacheSwitch, EnvironmentSetsItToOneOrZero) {
     isOnAfterReading("yes");
     rynStatCacheCtl(1);
     isOnAfterReading("yes");
@@ -134,7 +134,7 @@ TEST(StatCacheSwitch, StartsFromTheEnvironmentWithOneOrNothing) {
     rynStatCacheCtl(0);
 }
 
-TEST(StatCacheSwitch, PurgesWhenTheEnvironmentSetsItToZero) {
+TEST(StatCacheSwitch, ZeroFromTheEnvironmentEmptiesTheCache) {
     const Cached cached;
     EXPECT_EQ(statOf("missing"), -1);
     isOnAfterReading("yes");
@@ -146,7 +146,7 @@ TEST(StatCacheSwitch, PurgesWhenTheEnvironmentSetsItToZero) {
     }
 }
 
-TEST(StatCacheSwitch, ARegistryCreatedWithoutTheVariableEmptiesTheCache) {
+TEST(StatCacheSwitch, CreationWithoutTheVariableEmptiesTheCache) {
     test::setEnvironment({});
     Cached cached;
     rynHandle handle = nullptr;
@@ -158,7 +158,7 @@ TEST(StatCacheSwitch, ARegistryCreatedWithoutTheVariableEmptiesTheCache) {
     rynReleaseHandle(handle);
 }
 
-TEST(StatCacheSwitch, CountsUpForEveryValueButZero) {
+TEST(StatCacheSwitch, CountsUpForEveryNonzeroValue) {
     isOnAfterReading(nullptr);
     EXPECT_FALSE(ryn::statCache.isOn());
     EXPECT_EQ(rynStatCacheCtl(1), 1);
@@ -174,7 +174,7 @@ TEST(StatCacheSwitch, CountsUpForEveryValueButZero) {
     rynStatCacheCtl(0);
 }
 
-TEST(StatCacheSwitch, PurgesWhenTheLastUserLeaves) {
+TEST(StatCacheSwitch, LastUserEmptiesTheCache) {
     const Cached cached;
     rynStatCacheCtl(1);
     EXPECT_EQ(statOf("missing"), -1);
@@ -184,7 +184,7 @@ TEST(StatCacheSwitch, PurgesWhenTheLastUserLeaves) {
     EXPECT_EQ(entryOf("missing"), nullptr);
 }
 
-TEST(StatCacheSwitch, PurgesAtZeroAlsoWhenItWasThere) {
+TEST(StatCacheSwitch, EmptiesTheCacheAtZeroAgain) {
     const Cached cached;
     EXPECT_EQ(rynStatCacheCtl(0), 0);
     EXPECT_EQ(statOf("missing"), -1);
@@ -193,7 +193,7 @@ TEST(StatCacheSwitch, PurgesAtZeroAlsoWhenItWasThere) {
     EXPECT_EQ(entryOf("missing"), nullptr);
 }
 
-TEST(StatCacheSwitch, BracketsABatchOfFreshAnswers) {
+TEST(StatCacheSwitch, OnAndOffGivesFreshResults) {
     Cached cached;
     EXPECT_EQ(statOf("file"), -1);
     cached.box.file("file", "");
@@ -205,7 +205,7 @@ TEST(StatCacheSwitch, BracketsABatchOfFreshAnswers) {
 
 // Cached stat.
 
-TEST(CachedStat, AsksTheSystemOncePerPath) {
+TEST(CachedStat, CallsStatOncePerPath) {
     Cached cached;
     cached.box.file("file", "12345", 0640);
     faults::reset();
@@ -221,7 +221,7 @@ TEST(CachedStat, AsksTheSystemOncePerPath) {
     EXPECT_EQ(entryOf("file")->statRecord->st_size, 5);
 }
 
-TEST(CachedStat, KeepsWhatItHeardWhateverHappensToTheFile) {
+TEST(CachedStat, KeepsTheResultIfTheFileChanges) {
     Cached cached;
     cached.box.file("file", "12345");
     EXPECT_EQ(statOf("file"), 0);
@@ -241,7 +241,7 @@ TEST(CachedStat, FollowsLinks) {
     EXPECT_TRUE(S_ISREG(result.st_mode));
 }
 
-TEST(CachedStat, RemembersAFailureAndLeavesErrnoAlone) {
+TEST(CachedStat, CachedFailureDoesNotSetErrno) {
     const Cached cached;
     faults::reset();
     int error = 0;
@@ -260,7 +260,7 @@ TEST(CachedStat, RemembersAFailureAndLeavesErrnoAlone) {
     EXPECT_EQ(faults::count("stat"), 1);
 }
 
-TEST(CachedStat, RemembersEachErrorOfItsOwn) {
+TEST(CachedStat, CachesTheErrorOfEachPath) {
     Cached cached;
     cached.box.file("file", "");
     int error = 0;
@@ -272,7 +272,7 @@ TEST(CachedStat, RemembersEachErrorOfItsOwn) {
     EXPECT_EQ(error, ENOTDIR);
 }
 
-TEST(CachedStat, KnowsAPathByItsTextAlone) {
+TEST(CachedStat, ComparesPathsAsText) {
     Cached cached;
     cached.box.file("file", "");
     faults::reset();
@@ -285,7 +285,7 @@ TEST(CachedStat, KnowsAPathByItsTextAlone) {
     EXPECT_EQ(entryOf("FILE"), nullptr);
 }
 
-TEST(CachedStat, CompletesAnEntryOfAnAccessTest) {
+TEST(CachedStat, AddsTheRecordToAnEntryOfAccess) {
     Cached cached;
     cached.box.file("file", "12345");
     EXPECT_EQ(accessOf("file", R_OK), 0);
@@ -304,7 +304,7 @@ TEST(CachedStat, ReportsANullPath) {
     EXPECT_EQ(sStat(&reporting.registry, nullptr, nullptr, &error), RYN_INTERNAL_ERROR);
     EXPECT_EQ(error, EFAULT);
     ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
     EXPECT_EQ(reports[0].text, "sStat()");
     EXPECT_EQ(reports[0].sameText, "sStat()");
     test::Capture capture;
@@ -312,7 +312,7 @@ TEST(CachedStat, ReportsANullPath) {
     EXPECT_EQ(capture.err(), "*ERROR* - RYN internal error - Internal error - sStat()\n");
 }
 
-TEST(CachedStat, ReportsExhaustedMemoryWhereverItEnds) {
+TEST(CachedStat, ReportsEveryFailedAllocation) {
     Reporting reporting;
     for (int nth = 1; nth <= 5; ++nth) { // the table, its buckets, the path, the entry, the record
         const Cached cached;
@@ -323,7 +323,7 @@ TEST(CachedStat, ReportsExhaustedMemoryWhereverItEnds) {
         faults::reset();
         EXPECT_EQ(error, ENOMEM) << nth;
         ASSERT_EQ(reports.size(), 1U) << nth;
-        EXPECT_EQ(reports[0].code, 2);
+        EXPECT_EQ(reports[0].code, RYN_MEMORY_ERROR);
         EXPECT_EQ(reports[0].text, "sStat()");
         EXPECT_EQ(statOf("."), 0) << nth;
         EXPECT_EQ(flagsOf("."), 0x1U) << nth;
@@ -332,7 +332,7 @@ TEST(CachedStat, ReportsExhaustedMemoryWhereverItEnds) {
 
 // Cached access.
 
-TEST(CachedAccess, RemembersTheSuccessOfEachMode) {
+TEST(CachedAccess, CachesTheSuccessOfEachMode) {
     struct Mode {
         int mode;
         unsigned flag;
@@ -354,7 +354,7 @@ TEST(CachedAccess, RemembersTheSuccessOfEachMode) {
     EXPECT_EQ(faults::count("stat"), 0);
 }
 
-TEST(CachedAccess, RemembersTheFailureOfEachModeAndLeavesErrnoAlone) {
+TEST(CachedAccess, CachedFailureDoesNotSetErrno) {
     struct Mode {
         int mode;
         unsigned flag;
@@ -381,7 +381,7 @@ TEST(CachedAccess, RemembersTheFailureOfEachModeAndLeavesErrnoAlone) {
     }
 }
 
-TEST(CachedAccess, RemembersTheErrorsOfTheModesApart) {
+TEST(CachedAccess, CachesTheErrorOfEachMode) {
     Cached cached;
     cached.box.file("file", "", 0644);
     faults::fail("access", 1, EIO);
@@ -398,7 +398,7 @@ TEST(CachedAccess, RemembersTheErrorsOfTheModesApart) {
     EXPECT_EQ(error, 0);
 }
 
-TEST(CachedAccess, CompletesAnEntryOfAStat) {
+TEST(CachedAccess, AddsTheModeToAnEntryOfStat) {
     Cached cached;
     cached.box.file("file", "");
     EXPECT_EQ(statOf("file"), 0);
@@ -408,7 +408,7 @@ TEST(CachedAccess, CompletesAnEntryOfAStat) {
     EXPECT_EQ(flagsOf("file"), 0x5U);
 }
 
-TEST(CachedAccess, AsksOnceForACombinedModeAndDoesNotRememberIt) {
+TEST(CachedAccess, CombinedModeIsNotCached) {
     const Cached cached;
     faults::reset();
     int error = 0;
@@ -424,7 +424,7 @@ TEST(CachedAccess, AsksOnceForACombinedModeAndDoesNotRememberIt) {
     EXPECT_EQ(faults::count("access"), 2);
 }
 
-TEST(CachedAccess, LetsEveryOtherModePassForAKnownPath) {
+TEST(CachedAccess, CombinedModeSucceedsForACachedPath) {
     const Cached cached;
     EXPECT_EQ(statOf("missing"), -1);
     faults::reset();
@@ -441,11 +441,11 @@ TEST(CachedAccess, ReportsANullPath) {
     EXPECT_EQ(sAccess(&reporting.registry, nullptr, R_OK, &error), RYN_INTERNAL_ERROR);
     EXPECT_EQ(error, EFAULT);
     ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0].code, 1);
+    EXPECT_EQ(reports[0].code, RYN_INTERNAL_ERROR);
     EXPECT_EQ(reports[0].text, "sAccess()");
 }
 
-TEST(CachedAccess, ReportsExhaustedMemoryWhereverItEnds) {
+TEST(CachedAccess, ReportsEveryFailedAllocation) {
     Reporting reporting;
     for (int nth = 1; nth <= 4; ++nth) { // the table, its buckets, the path, the entry
         const Cached cached;
@@ -454,7 +454,7 @@ TEST(CachedAccess, ReportsExhaustedMemoryWhereverItEnds) {
         EXPECT_EQ(sAccess(&reporting.registry, ".", R_OK, nullptr), RYN_MEMORY_ERROR) << nth;
         faults::reset();
         ASSERT_EQ(reports.size(), 1U) << nth;
-        EXPECT_EQ(reports[0].code, 2);
+        EXPECT_EQ(reports[0].code, RYN_MEMORY_ERROR);
         EXPECT_EQ(reports[0].text, "sAccess()");
         EXPECT_EQ(accessOf(".", R_OK), 0) << nth;
     }
@@ -469,7 +469,7 @@ TEST(StatEntry, HasItsFieldsInDocumentedOrder) {
     EXPECT_EQ(offsetof(ryniStatEntry, statRecord), 24U);
 }
 
-TEST(StatEntry, IsDeletedByItsPath) {
+TEST(StatEntry, IsRemovedByItsPath) {
     Cached cached;
     EXPECT_EQ(statOf("file"), -1);
     EXPECT_EQ(statOf("other"), -1);
@@ -507,7 +507,7 @@ TEST(StatEntry, IsClearedToZeroBytesBeforeItIsFreed) {
     EXPECT_TRUE(freed.blocks[5].zero);
 }
 
-TEST(StatEntry, WithoutARecordIsFreedAsWell) {
+TEST(StatEntry, WithoutRecordIsFreed) {
     const Cached cached;
     EXPECT_EQ(accessOf(".", R_OK), 0);
     freed.on = true;
@@ -520,7 +520,7 @@ TEST(StatEntry, WithoutARecordIsFreedAsWell) {
     EXPECT_GE(freed.blocks[3].size, sizeof(vekHashTable));
 }
 
-TEST(StatEntry, StaysFoundWhileThousandsJoinIt) {
+TEST(StatEntry, IsFoundAmongThousands) {
     Cached cached;
     constexpr int kPaths = 5000;
     for (int i = 0; i < kPaths; ++i) {
@@ -537,7 +537,7 @@ TEST(StatEntry, StaysFoundWhileThousandsJoinIt) {
     EXPECT_EQ(entryOf("missing/4999"), nullptr);
 }
 
-TEST(StatEntry, IsFoundWhenTheTableCouldNotGrow) {
+TEST(StatEntry, IsFoundIfTheTableCannotGrow) {
     const Cached cached;
     // 16 buckets of 3: the table would grow with the 48th entry.
     for (int i = 1; i < 48; ++i) {
@@ -551,7 +551,7 @@ TEST(StatEntry, IsFoundWhenTheTableCouldNotGrow) {
     }
 }
 
-TEST(StatEntry, IsOneForAPathOfAnyBytesWhereverItsTextLies) {
+TEST(StatEntry, IsFoundForAnyBytesAtAnyAddress) {
     const Cached cached;
     const std::string path = "biblioth\xe8que/\xe9l\xe9ments/sch\xe9mas/d\xe9"
                              "coupage";
@@ -570,7 +570,7 @@ TEST(StatEntry, IsOneForAPathOfAnyBytesWhereverItsTextLies) {
     }
 }
 
-TEST(StatEntry, HoldsPathsUpToTheirLimitAndNoLongerOnes) {
+TEST(StatEntry, TooLongPathIsNotCached) {
     const Cached cached;
     for (const std::size_t length : {0U, 1023U, 1024U, 1025U, 2048U, 4095U, 4096U, 4097U, 100000U}) {
         std::string path(length, 'x');

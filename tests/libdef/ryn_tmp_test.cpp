@@ -91,7 +91,7 @@ constexpr const char *kTwoLibraries = "DEFINE a lib/a\nDEFINE b lib/b\n";
 
 // ---- the implicit temporary directory
 
-TEST_F(ImplicitTmp, GivesEveryLibraryADirectoryUnderIt) {
+TEST_F(ImplicitTmp, SetsADirectoryForEveryLibrary) {
     box.directory("real").link("t", "real");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
     EXPECT_EQ(kNoPaths, implicitOf("a"));
@@ -115,7 +115,7 @@ TEST_F(ImplicitTmp, IsShownInTheDump) {
                                       at("t/a") + "\n           (" + at("real/a") + ")\n"));
 }
 
-TEST_F(ImplicitTmp, IsGivenToLibrariesThatAreDefinedLater) {
+TEST_F(ImplicitTmp, AppliesToLibrariesDefinedLater) {
     box.directory("real").link("t", "real");
     setImplicit("t", 1);
     rynAddCommand(nullptr, "DEFINE late lib/late");
@@ -126,7 +126,7 @@ TEST_F(ImplicitTmp, IsGivenToLibrariesThatAreDefinedLater) {
     EXPECT_EQ(kNoPaths, implicitOf("late"));
 }
 
-TEST_F(ImplicitTmp, StoresTheFlagsAsTheyAre) {
+TEST_F(ImplicitTmp, StoresTheFlagsUnchanged) {
     box.directory("t");
     EXPECT_EQ(0U, implicitFlags());
     for (const unsigned flags : {1U, 2U, 6U, 0xFFFFFFFFU}) {
@@ -135,7 +135,7 @@ TEST_F(ImplicitTmp, StoresTheFlagsAsTheyAre) {
     }
 }
 
-TEST_F(ImplicitTmp, CountsFromTheDirectoryOfTheRegistry) {
+TEST_F(ImplicitTmp, RelativeDirectoryCountsFromTheDirectoryOfTheRegistry) {
     box.directory("real/t").directory("elsewhere/t").link("work", "real");
     ASSERT_EQ(0, chdir(at("work").c_str()));
     test::setEnvironment({{"PWD", at("work")}, {"T", "t"}});
@@ -150,7 +150,7 @@ TEST_F(ImplicitTmp, CountsFromTheDirectoryOfTheRegistry) {
     EXPECT_EQ(own("elsewhere/t/a"), implicitOf("a"));
 }
 
-TEST_F(ImplicitTmp, JoinsRootAndNameAsTheyStand) {
+TEST_F(ImplicitTmp, JoinsRootAndNameUnchanged) {
     rynAddCommand(nullptr, "DEFINE sub/lib x");
     rynAddCommand(nullptr, "DEFINE .. x");
     EXPECT_EQ(RYN_OK, setImplicit("/", 1));
@@ -158,7 +158,7 @@ TEST_F(ImplicitTmp, JoinsRootAndNameAsTheyStand) {
     EXPECT_EQ("//.. //..", implicitOf(".."));
 }
 
-TEST_F(ImplicitTmp, HoldsPathsOfAnyLength) {
+TEST_F(ImplicitTmp, PathMayHaveAnyLength) {
     const std::string root = test::lengthened(at("r"), 4000);
     box.directory(root.substr(at("").size() + 1));
     for (const std::size_t size : {94U, 95U, 96U, 3000U}) {
@@ -169,7 +169,7 @@ TEST_F(ImplicitTmp, HoldsPathsOfAnyLength) {
     }
 }
 
-TEST_F(ImplicitTmp, RefusesATextOfMoreThan4095Characters) {
+TEST_F(ImplicitTmp, TextLimitIs4095Characters) {
     box.directory("t");
     std::string text = "t";
     while (text.size() + at("").size() + 1 < 4095) {
@@ -209,7 +209,7 @@ TEST_F(ImplicitTmp, NeedsADirectoryWithItsFlags) {
     EXPECT_TRUE(recorded.errors.empty());
 }
 
-TEST_F(ImplicitTmp, IsRemovedWithFlagsOfNothing) {
+TEST_F(ImplicitTmp, FlagsZeroRemoveIt) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
     for (const char *directory : {static_cast<const char *>(nullptr), "", "t", "/no/such"}) {
@@ -224,7 +224,7 @@ TEST_F(ImplicitTmp, IsRemovedWithFlagsOfNothing) {
     EXPECT_TRUE(recorded.errors.empty());
 }
 
-TEST_F(ImplicitTmp, RefusesADirectoryThatDoesNotExist) {
+TEST_F(ImplicitTmp, MissingDirectoryIsInvalidPath) {
     box.file("f", "").link("l", "f");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit("no", 1));
@@ -241,7 +241,7 @@ TEST_F(ImplicitTmp, RefusesADirectoryThatDoesNotExist) {
               recorded.errors);
 }
 
-TEST_F(ImplicitTmp, RefusesCirclesAndExpansionsThatAreTooLong) {
+TEST_F(ImplicitTmp, CycleOrTooLongExpansionIsAnError) {
     box.directory("t").link("self", "self");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\n"));
     const std::string longest = at("t") + std::string(4095 - at("t").size(), '/');
@@ -261,7 +261,7 @@ TEST_F(ImplicitTmp, RefusesCirclesAndExpansionsThatAreTooLong) {
               recorded.errors);
 }
 
-TEST_F(ImplicitTmp, RefusesADirectoryThatMayNotBeRead) {
+TEST_F(ImplicitTmp, UnreadableDirectoryIsPermissionDenied) {
     box.directory("shut", 0311);
     const std::string shut = at("shut");
     test::asUnprivileged([&] {
@@ -275,7 +275,7 @@ TEST_F(ImplicitTmp, RefusesADirectoryThatMayNotBeRead) {
     });
 }
 
-TEST_F(ImplicitTmp, IsGoneAfterAFailure) {
+TEST_F(ImplicitTmp, IsRemovedAfterAFailure) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
     ASSERT_EQ(RYN_OK, setImplicit("t", 1));
@@ -283,14 +283,14 @@ TEST_F(ImplicitTmp, IsGoneAfterAFailure) {
     expectNoImplicit();
 }
 
-TEST_F(ImplicitTmp, PrintsItsErrorsWithoutAHandler) {
+TEST_F(ImplicitTmp, PrintsErrorsWithoutAHandler) {
     test::Capture capture;
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit("/no/such", 1, nullptr));
     EXPECT_EQ("RYN  error: Invalid path \"/no/such\"\n", capture.err());
     EXPECT_EQ("", capture.out());
 }
 
-TEST_F(ImplicitTmp, KeepsTheHandlerItWasGivenLast) {
+TEST_F(ImplicitTmp, KeepsTheLastHandler) {
     box.directory("t");
     test::Capture capture;
     static int calls = 0;
@@ -312,7 +312,7 @@ TEST_F(ImplicitTmp, KeepsTheHandlerItWasGivenLast) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(ImplicitTmp, ReportsEveryFailedAllocationAndIsGoneThen) {
+TEST_F(ImplicitTmp, FailedAllocationIsReportedAndRemovesIt) {
     box.directory("real").link("t", "real");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
     ASSERT_EQ(RYN_OK, setImplicit("t", 1)); // which remembers the links
@@ -340,7 +340,7 @@ TEST_F(ImplicitTmp, ReportsEveryFailedAllocationAndIsGoneThen) {
     EXPECT_EQ(5, failures);
 }
 
-TEST_F(ImplicitTmp, ComesWithTheOptionsOfTheRegistry) {
+TEST_F(ImplicitTmp, CanBeSetByTheCreationOptions) {
     box.directory("t").file("vek.lib", kTwoLibraries);
     const std::string directory = at("t");
     rynInitOptions options = {test::recordError, directory.c_str(), 3, nullptr};
@@ -364,7 +364,7 @@ TEST_F(ImplicitTmp, ComesWithTheOptionsOfTheRegistry) {
     expectNoImplicit();
 }
 
-TEST_F(ImplicitTmp, FlagsAreThoseOfTheDefaultHandleForNull) {
+TEST_F(ImplicitTmp, FlagsOfANullHandleAreThoseOfTheDefault) {
     box.directory("t");
     unsigned flags = 77;
     setImplicit("t", 5);
@@ -388,7 +388,7 @@ TEST_F(ImplicitTmp, FlagsWithoutARegistryOrAnOutputAreReported) {
     EXPECT_EQ(77U, flags);
 }
 
-TEST_F(ImplicitTmp, UpdatesOneLibraryWithTheRootsItIsGiven) {
+TEST_F(ImplicitTmp, UpdatesOneLibraryWithGivenRoots) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
     rynLibrary *a = definitions.library("a");
@@ -408,7 +408,7 @@ TEST_F(ImplicitTmp, UpdatesOneLibraryWithTheRootsItIsGiven) {
     EXPECT_EQ("", error.text());
 }
 
-TEST_F(ImplicitTmp, CannotBeGivenToALibraryOnceItsDirectoryIsGone) {
+TEST_F(ImplicitTmp, UpdateFailsIfItsDirectoryIsRemoved) {
     box.directory("t");
     setImplicit("t", 1);
     rynAddCommand(nullptr, "DEFINE early x");
@@ -455,7 +455,7 @@ TEST_F(ImplicitTmp, ReportsAFailedCopyWithThePath) {
 
 // ---- the global temporary root
 
-TEST_F(GlobalTmp, GivesEveryLibraryADirectoryOnDisk) {
+TEST_F(GlobalTmp, CreatesADirectoryForEveryLibrary) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir " + at("t") +
                                        "\nDEFINE a lib/a\nDEFINE b lib/b\n"));
@@ -479,7 +479,7 @@ TEST_F(GlobalTmp, GivesEveryLibraryADirectoryOnDisk) {
               definitions.dump());
 }
 
-TEST_F(GlobalTmp, IsMadeUnderTheFullPathAndComparedByTheOther) {
+TEST_F(GlobalTmp, IsCreatedByFullPathAndComparedByNslPath) {
     box.directory("real").link("t", "real");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\nASSIGN AllLibs TmpRootDir t\n"));
     EXPECT_EQ("global " + at("t/a") + " " + at("real/a"), explicitOf("a"));
@@ -516,7 +516,7 @@ TEST_F(GlobalTmp, IsAppliedAtTheEndOfEveryFile) {
     EXPECT_EQ(global("t/behind"), explicitOf("behind"));
 }
 
-TEST_F(GlobalTmp, WaitsForTheEndOfTheFile) {
+TEST_F(GlobalTmp, IsAppliedAfterTheWholeFile) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir t\n"
                                        "DEFINE a lib/a\n"
@@ -525,7 +525,7 @@ TEST_F(GlobalTmp, WaitsForTheEndOfTheFile) {
     EXPECT_EQ(global("t/a"), explicitOf("a"));
 }
 
-TEST_F(GlobalTmp, CountsFromTheDirectoryOfTheFileThatEnds) {
+TEST_F(GlobalTmp, RelativeRootCountsFromTheFileThatEnds) {
     box.directory("t").directory("sub/t").file("sub/inner.lib", "DEFINE in lib/in\n");
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir t\n"
                                        "INCLUDE sub/inner.lib\n"
@@ -537,7 +537,7 @@ TEST_F(GlobalTmp, CountsFromTheDirectoryOfTheFileThatEnds) {
     EXPECT_FALSE(box.exists("sub/t/behind"));
 }
 
-TEST_F(GlobalTmp, IsTheOneOfTheNewestStatement) {
+TEST_F(GlobalTmp, NewestStatementWins) {
     box.directory("old").directory("new").file("inner.lib",
                                                "DEFINE in lib/in\nASSIGN AllLibs tmprootdir old\n");
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir /no/such\n"
@@ -549,7 +549,7 @@ TEST_F(GlobalTmp, IsTheOneOfTheNewestStatement) {
     EXPECT_EQ(0, ryniLibPathReused(definitions.handle, at("old/in").c_str(), nullptr, 0));
 }
 
-TEST_F(GlobalTmp, LeavesALibraryItsOwnDirectory) {
+TEST_F(GlobalTmp, KeepsTheOwnDirectoryOfALibrary) {
     box.directory("t").directory("mine");
     box.file("again.lib", "");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\nDEFINE b lib/b\n"
@@ -568,7 +568,7 @@ TEST_F(GlobalTmp, LeavesALibraryItsOwnDirectory) {
     EXPECT_EQ(own("other"), explicitOf("b")) << "the next file's end leaves it";
 }
 
-TEST_F(GlobalTmp, ComesBackAfterAnUnassign) {
+TEST_F(GlobalTmp, IsAppliedAgainAfterUnassign) {
     box.directory("t").directory("mine").file("next.lib", "").file("third.lib", "");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\n"
                                        "ASSIGN a TMP mine\n"
@@ -600,7 +600,7 @@ TEST_F(GlobalTmp, IsAppliedAtOnceByASingleStatement) {
     EXPECT_EQ(kNone, recorded.diagnostics);
 }
 
-TEST_F(GlobalTmp, DiagnosesARootThatIsNotGood) {
+TEST_F(GlobalTmp, ReportsAnInvalidRoot) {
     box.file("f", "").file("inner.lib", "DEFINE in lib/in\n");
     ASSERT_EQ(RYN_OK,
               definitions.load("DEFINE a lib/a\n\nASSIGN AllLibs TmpRootDir no\nINCLUDE inner.lib\n"));
@@ -624,7 +624,7 @@ TEST_F(GlobalTmp, DiagnosesARootThatIsNotGood) {
     EXPECT_EQ(kNoPaths, explicitOf("a"));
 }
 
-TEST_F(GlobalTmp, DiagnosesAtThePlaceOfTheLastStatementOfAll) {
+TEST_F(GlobalTmp, ReportsTheLocationOfTheLastStatement) {
     box.file("inner.lib", "\nASSIGN AllLibs TmpRootDir no\n");
     ASSERT_EQ(RYN_OK, definitions.load("INCLUDE inner.lib\nDEFINE a lib/a\n"));
     const test::Diagnostic missing = {RYN_INVALID_PATH, at("no"), at("inner.lib"), 2};
@@ -646,7 +646,7 @@ TEST_F(GlobalTmp, DiagnosesAtThePlaceOfTheLastStatementOfAll) {
     rynReleaseHandle(first);
 }
 
-TEST_F(GlobalTmp, EndsTheFileWithWhatTheHandlerAnswers) {
+TEST_F(GlobalTmp, ReturnsTheResultOfTheHandler) {
     box.file("vek.lib", "ASSIGN AllLibs TmpRootDir no\n");
     EXPECT_EQ(RYN_INVALID_PATH, definitions.read(test::recordAndStop));
     recorded.warningResult = 55;
@@ -656,7 +656,7 @@ TEST_F(GlobalTmp, EndsTheFileWithWhatTheHandlerAnswers) {
     EXPECT_EQ(RYN_INVALID_PATH, recorded.diagnostics.back().code) << "but the root is applied all the same";
 }
 
-TEST_F(GlobalTmp, DiagnosesALibraryDirectoryInsideIt) {
+TEST_F(GlobalTmp, ReportsALibraryDirectoryInsideIt) {
     box.directory("t/a").directory("t/b");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE x lib/x\nDEFINE a t/a\nDEFINE b t/b\n"
                                        "ASSIGN AllLibs TmpRootDir t\n"));
@@ -669,7 +669,7 @@ TEST_F(GlobalTmp, DiagnosesALibraryDirectoryInsideIt) {
     EXPECT_EQ(5, sAddGlobalTmppath(definitions.handle, at("").c_str()));
 }
 
-TEST_F(GlobalTmp, DiagnosesWithTheNullObjectAsItIs) {
+TEST_F(GlobalTmp, ReportsANullObject) {
     box.directory("t/a");
     definitions.box.file("vek.lib", "DEFINE a t/a\nASSIGN AllLibs TmpRootDir t\n");
     static bool isNull = false;
@@ -687,7 +687,7 @@ TEST_F(GlobalTmp, DiagnosesWithTheNullObjectAsItIs) {
               capture.err());
 }
 
-TEST_F(GlobalTmp, DiagnosesALibraryThatHoldsIt) {
+TEST_F(GlobalTmp, ReportsALibraryThatHoldsIt) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE b lib/b\nDEFINE top .\nASSIGN AllLibs TmpRootDir t\n"));
     EXPECT_EQ(2U, recorded.diagnostics.size());
@@ -696,7 +696,7 @@ TEST_F(GlobalTmp, DiagnosesALibraryThatHoldsIt) {
     EXPECT_EQ(kNoPaths, explicitOf("b"));
 }
 
-TEST_F(GlobalTmp, DiagnosesWithTheTemporaryDirectoryOfTheLibrary) {
+TEST_F(GlobalTmp, ReportsTheTemporaryDirectoryOfTheLibrary) {
     box.directory("real/a").directory("other").link("mine", "other").link("t", "real");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a real/a\nASSIGN a TMP mine\nASSIGN AllLibs TmpRootDir t\n"));
     EXPECT_EQ((Diagnostics{{RYN_DIRECTORY_REUSED, at("other"), at("vek.lib"), 3}}), recorded.diagnostics);
@@ -706,7 +706,7 @@ TEST_F(GlobalTmp, DiagnosesWithTheTemporaryDirectoryOfTheLibrary) {
         << "its own temporary directory counts as well";
 }
 
-TEST_F(GlobalTmp, FindsNoReuseInWhatItGaveItself) {
+TEST_F(GlobalTmp, ItsOwnDirectoriesAreNoReuse) {
     box.directory("t").file("one.lib", "").file("two.lib", "DEFINE c lib/c\n");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\nASSIGN AllLibs TmpRootDir t\n"
                                        "INCLUDE one.lib\nINCLUDE two.lib\n"));
@@ -715,7 +715,7 @@ TEST_F(GlobalTmp, FindsNoReuseInWhatItGaveItself) {
     EXPECT_EQ(global("t/c"), explicitOf("c"));
 }
 
-TEST_F(GlobalTmp, MakesDirectoriesWithTheUmaskOfTheRegistry) {
+TEST_F(GlobalTmp, UsesTheUmaskOfTheRegistry) {
     box.directory("t").directory("t/old", 0700);
     umask(027);
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\nASSIGN AllLibs TmpRootDir t\n"));
@@ -729,7 +729,7 @@ TEST_F(GlobalTmp, MakesDirectoriesWithTheUmaskOfTheRegistry) {
     EXPECT_EQ(0755U, modeOf(at("t/old")));
 }
 
-TEST_F(GlobalTmp, DiagnosesADirectoryThatCannotBeMade) {
+TEST_F(GlobalTmp, ReportsADirectoryThatCannotBeCreated) {
     box.directory("t");
     faults::failFrom("mkdir", 2, ENOSPC);
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\nDEFINE b lib/b\nDEFINE c lib/c\n"
@@ -742,13 +742,13 @@ TEST_F(GlobalTmp, DiagnosesADirectoryThatCannotBeMade) {
     EXPECT_EQ(44, sAddGlobalTmppath(definitions.handle, at("").c_str()));
 }
 
-TEST_F(GlobalTmp, NamesTheFullPathOfTheDirectoryThatCannotBeMade) {
+TEST_F(GlobalTmp, ReportsTheFullPathOfAFailedDirectory) {
     box.directory("real").link("t", "real");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE no/parent lib/a\nASSIGN AllLibs TmpRootDir t\n"));
     EXPECT_EQ((Diagnostics{{RYN_SYSTEM_ERROR, at("t/no/parent"), at("vek.lib"), 2}}), recorded.diagnostics);
 }
 
-TEST_F(GlobalTmp, DiagnosesWhatThePermissionsForbid) {
+TEST_F(GlobalTmp, ReportsDeniedPermissions) {
     box.directory("t", 0555).directory("open", 0777).directory("open/b", 0555);
     const std::string root = at("");
     test::asUnprivileged([&] {
@@ -777,7 +777,7 @@ TEST_F(GlobalTmp, DiagnosesWhatThePermissionsForbid) {
     });
 }
 
-TEST_F(GlobalTmp, SeesTheDirectoryItMadeWhileAnswersAreRemembered) {
+TEST_F(GlobalTmp, CreatedDirectoryIsNotCachedAsMissing) {
     box.directory("t");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a lib/a\n"));
     rynStatCacheCtl(1);
@@ -788,7 +788,7 @@ TEST_F(GlobalTmp, SeesTheDirectoryItMadeWhileAnswersAreRemembered) {
     EXPECT_EQ(kNone, recorded.diagnostics);
 }
 
-TEST_F(GlobalTmp, DiagnosesAPathThatIsTooLongForTheSystemWhole) {
+TEST_F(GlobalTmp, ReportsATooLongPathUncut) {
     const std::string root = test::lengthened(at("r"), 4000);
     box.directory(root.substr(at("").size() + 1));
     const std::string name(3000, 'n');
@@ -802,7 +802,7 @@ TEST_F(GlobalTmp, DiagnosesAPathThatIsTooLongForTheSystemWhole) {
     EXPECT_EQ("global " + root + "/" + name + " " + root + "/" + name, explicitOf(name.c_str()));
 }
 
-TEST_F(GlobalTmp, SurvivesEveryFailedAllocation) {
+TEST_F(GlobalTmp, EveryFailedAllocationIsReported) {
     box.directory("real").link("t", "real").directory("mine");
     const std::string text = "DEFINE a lib/a\nDEFINE b lib/b\nDEFINE c lib/c\nASSIGN c TMP mine\n";
     int failures = 0;

@@ -58,13 +58,13 @@ struct Project : Definitions {
 
 // Libraries.
 
-TEST(WhereDefined, GivesFileAndLine) {
+TEST(WhereDefined, ReturnsFileAndLine) {
     const Project project;
     EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), (Place{0, project.top(), 1}));
     EXPECT_EQ(ask(rynWhereDefined, project.handle, "b"), (Place{0, project.more(), 2}));
 }
 
-TEST(WhereDefined, GivesTheLatestDefinition) {
+TEST(WhereDefined, ReturnsTheLatestDefinition) {
     Definitions definitions;
     definitions.box.directory("a").directory("b");
     definitions.box.file("first.lib", "DEFINE a a\n");
@@ -81,14 +81,14 @@ TEST(WhereDefined, PointsIntoTheRegistry) {
     EXPECT_EQ(file, project.handle->files.head->path);
 }
 
-TEST(WhereDefined, IsAnInternalErrorWithoutAPlace) {
+TEST(WhereDefined, WithoutLocationIsAnInternalError) {
     const Project project;
     project.library("a")->definedIn = nullptr;
     EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), failed(RYN_INTERNAL_ERROR));
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-TEST(WhereDefined, IsNotDefinedForAnUnknownName) {
+TEST(WhereDefined, UnknownNameIsNotDefined) {
     const Project project;
     for (const char *name : {"c", "", "A", "a "}) {
         EXPECT_EQ(ask(rynWhereDefined, project.handle, name), failed(RYN_LIBRARY_NOT_DEFINED)) << name;
@@ -110,14 +110,14 @@ TEST(IsDefined, FollowsTheCaseRule) {
 
 // Attributes.
 
-TEST(WhereAssigned, GivesTheStatementThatLastSetIt) {
+TEST(WhereAssigned, ReturnsTheStatementThatLastSetIt) {
     const Project project;
     EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "COLOR"), (Place{0, project.top(), 4}));
     EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "SHAPE"), (Place{0, project.top(), 5}));
     EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", "TMP"), (Place{0, project.more(), 4}));
 }
 
-TEST(WhereAssigned, LooksForTheNameInUpperCase) {
+TEST(WhereAssigned, SearchesTheNameInUpperCase) {
     const Project project;
     for (const char *name : {"tmp", "TMP", "tMp"}) {
         EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", name), (Place{0, project.more(), 4})) << name;
@@ -137,21 +137,21 @@ TEST(WhereAssigned, ComparesTheStoredNameExactly) {
     EXPECT_EQ(rynIsAssigned(project.handle, "b", "TMP"), RYN_ATTRIBUTE_NOT_ASSIGNED);
 }
 
-TEST(WhereAssigned, TakesBytesOfAnyKind) {
+TEST(WhereAssigned, AcceptsAnyBytes) {
     const Project project;
     EXPECT_EQ(rynIsAssigned(project.handle, "b", "\xe4\xff\x80"), RYN_ATTRIBUTE_NOT_ASSIGNED);
     EXPECT_EQ(rynIsAssigned(project.handle, "b", std::string(100'000, 'x').c_str()),
               RYN_ATTRIBUTE_NOT_ASSIGNED);
 }
 
-TEST(WhereAssigned, IsAnInternalErrorWithoutAFile) {
+TEST(WhereAssigned, WithoutFileIsAnInternalError) {
     const Project project;
     project.library("b")->attributes->file = nullptr;
     EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", "tmp"), failed(RYN_INTERNAL_ERROR));
     EXPECT_EQ(rynIsAssigned(project.handle, "b", "tmp"), 0);
 }
 
-TEST(WhereAssigned, AsksForTheLibraryBeforeTheAttribute) {
+TEST(WhereAssigned, ChecksTheLibraryBeforeTheAttribute) {
     const Project project;
     EXPECT_EQ(ask(rynWhereAssigned, project.handle, "c", "tmp"), failed(RYN_LIBRARY_NOT_DEFINED));
     EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "tmp"), failed(RYN_ATTRIBUTE_NOT_ASSIGNED));
@@ -160,7 +160,7 @@ TEST(WhereAssigned, AsksForTheLibraryBeforeTheAttribute) {
 
 // The global temporary root.
 
-TEST(WhereGlobalExplicitTmp, GivesTheNewestStatement) {
+TEST(WhereGlobalExplicitTmp, ReturnsTheNewestStatement) {
     Definitions definitions;
     definitions.box.directory("a").directory("g").directory("h");
     definitions.box.file("more.lib", "\nASSIGN AllLibs TmpRootDir h\n");
@@ -174,7 +174,7 @@ TEST(WhereGlobalExplicitTmp, IsNotAssignedWithoutOne) {
     EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, project.handle), failed(RYN_ATTRIBUTE_NOT_ASSIGNED));
 }
 
-TEST(WhereGlobalExplicitTmp, NeedsNeitherOutput) {
+TEST(WhereGlobalExplicitTmp, AcceptsNullOutputs) {
     Definitions definitions;
     definitions.box.directory("g");
     ASSERT_EQ(definitions.load("ASSIGN AllLibs TmpRootDir g\n"), 0);
@@ -189,7 +189,7 @@ TEST(WhereGlobalExplicitTmp, NeedsNeitherOutput) {
 
 // Files.
 
-TEST(WhereIncluded, GivesTheStatementThatReadTheFile) {
+TEST(WhereIncluded, ReturnsTheIncludeStatement) {
     const Project project;
     for (const std::string &name : {project.more(), std::string("sub/more.lib"),
                                     std::string("./sub//../sub/more.lib"), project.path("sub/./more.lib")}) {
@@ -198,20 +198,20 @@ TEST(WhereIncluded, GivesTheStatementThatReadTheFile) {
     }
 }
 
-TEST(WhereIncluded, OfTheTopFileIsNoPlace) {
+TEST(WhereIncluded, TopFileHasNoLocation) {
     const Project project;
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), (Place{0, "(null)", 0}));
     EXPECT_EQ(rynIsIncluded(project.handle, "vek.lib"), 0);
 }
 
-TEST(WhereIncluded, KnowsAFileByItsPathWithoutLinks) {
+TEST(WhereIncluded, ComparesNslPaths) {
     Project project;
     project.box.link("alias", "sub").link("one.lib", "alias/more.lib");
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "alias/more.lib"), (Place{0, project.top(), 2}));
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "one.lib"), (Place{0, project.top(), 2}));
 }
 
-TEST(WhereIncluded, CountsFromTheDirectoryOfTheProcessNotOfTheRegistry) {
+TEST(WhereIncluded, RelativePathCountsFromTheWorkingDirectory) {
     const Project project;
     ASSERT_EQ(chdir("sub"), 0);
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "more.lib"), (Place{0, project.top(), 2}));
@@ -226,7 +226,7 @@ TEST(WhereIncluded, ExpandsVariables) {
     EXPECT_EQ(rynIsIncluded(project.handle, "${WHERE}/more.lib"), 0);
 }
 
-TEST(WhereIncluded, IsNotIncludedForAnotherFile) {
+TEST(WhereIncluded, OtherFileIsNotIncluded) {
     const Project project;
     for (const char *name : {"a", "nothing", "/", "", "sub/more.lib/x"}) {
         EXPECT_EQ(ask(rynWhereIncluded, project.handle, name), failed(RYN_FILE_NOT_INCLUDED)) << name;
@@ -234,7 +234,7 @@ TEST(WhereIncluded, IsNotIncludedForAnotherFile) {
     }
 }
 
-TEST(WhereIncluded, GivesTheCodesOfPathGeneration) {
+TEST(WhereIncluded, ReturnsTheCodesOfPathGeneration) {
     Project project;
     project.box.link("self", "self").link("one", "two/x").link("two", "one");
     const auto expectCode = [&](const char *name, int code) {
@@ -259,7 +259,7 @@ TEST(WhereIncluded, GivesTheCodesOfPathGeneration) {
     rynSetPathNoneExistWarnFlag(0);
 }
 
-TEST(WhereIncluded, IsASystemErrorWithoutACurrentDirectory) {
+TEST(WhereIncluded, FailedGetcwdIsASystemError) {
     const Project project;
     faults::failFrom("getcwd", 1, ENOENT);
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), failed(RYN_SYSTEM_ERROR));
@@ -268,13 +268,13 @@ TEST(WhereIncluded, IsASystemErrorWithoutACurrentDirectory) {
     EXPECT_EQ(rynIsIncluded(project.handle, project.top().c_str()), 0);
 }
 
-TEST(WhereIncluded, KnowsNoFileOfAnEmptyRegistry) {
+TEST(WhereIncluded, EmptyRegistryHasNoFiles) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, nullptr, test::recordFatal, &definitions.handle), 0);
     EXPECT_EQ(rynIsIncluded(definitions.handle, "vek.lib"), RYN_FILE_NOT_INCLUDED);
 }
 
-TEST(WhereIncluded, PassesOverARecordWithoutAPath) {
+TEST(WhereIncluded, SkipsARecordWithoutAPath) {
     const Project project;
     rynIncludedFile nameless = {project.handle->files.head, nullptr, nullptr, nullptr, 0};
     rynIncludedFile *const head = project.handle->files.head;
@@ -285,7 +285,7 @@ TEST(WhereIncluded, PassesOverARecordWithoutAPath) {
 
 // Temporary directories.
 
-TEST(LibHasTmp, KnowsTheKindsApart) {
+TEST(LibHasTmp, DistinguishesTheKinds) {
     constexpr unsigned kAll = RYN_TMP_EXPLICIT | RYN_TMP_GLOBAL | RYN_TMP_IMPLICIT;
     struct Row {
         const char *library;
@@ -360,7 +360,7 @@ const std::vector<Call> kCalls = {
 
 } // namespace
 
-TEST(WhereQueries, TakeTheDefaultHandleForNoneAndReportThatThereIsNone) {
+TEST(WhereQueries, NullHandleIsTheDefaultHandleOrReported) {
     Project project;
     for (const Call &call : kCalls) {
         const int wanted =
@@ -407,7 +407,7 @@ TEST(WhereQueries, ReportMissingArguments) {
     expectReport(rynIsIncluded(handle, nullptr), "rynIsIncluded()");
 }
 
-TEST(WhereQueries, GiveAnEmptyPathForASingleStatement) {
+TEST(WhereQueries, SingleStatementHasAnEmptyPath) {
     Project project;
     project.box.directory("c").file("late.lib", "DEFINE d d\n");
     const Place statement = {0, "", 0};
