@@ -1,7 +1,6 @@
 # Completes the command lines of vekinfo in bash; installed as share/bash-completion/completions/vekinfo.
 
-# The libraries of a vek.lib, each as its name, a tab, and its directory. Looked for as vekinfo does, as far as the
-# environment tells: a setup.loc is not asked.
+# Prints the libraries of the first vek.lib along the built-in search list: name, tab, directory. A setup.loc is not read.
 _vekinfo_libraries() {
     local directory file
     for directory in . "${VEK_WORKAREA-}" "${VEK_SEARCHDIR-}" "${HOME-}" "${VEK_PROJECT-}" "${VEK_SITE-}"; do
@@ -52,7 +51,7 @@ _vekinfo_libraries() {
     done
 }
 
-# The application entries of the nearest tag file, at or above a path.
+# Prints the application entries of the nearest tag file, at or above a path.
 _vekinfo_entries() {
     local directory=$1
     [[ $directory == '~'?(/*) ]] && directory=${HOME-}${directory#'~'}
@@ -69,7 +68,7 @@ _vekinfo_entries() {
     done
 }
 
-# Files; or, for a word that begins no file, the directories of the libraries whose names it begins.
+# Offers files. If no file begins with the word, offers the directories of libraries whose names begin with it.
 _vekinfo_paths() {
     local path name directory
     compopt -o filenames 2>/dev/null
@@ -102,7 +101,7 @@ _vekinfo() {
     local actions=(-show -lookup -addentry -clearentry -checklibrary -configurelibrary)
     local entries=(VEKLIBRARY VEKLIBCHECK DMTYPE NAMESPACE)
     COMPREPLY=()
-    # bash itself keeps the quote that the word begins with, and inserts what follows it.
+    # Without the opening quote: readline keeps it and inserts the completion after it.
     current=${current#[\"\']}
 
     # The state after the words before this one: what can follow.

@@ -1,7 +1,6 @@
 # Completes the command lines of vekinfo in fish; installed as share/fish/vendor_completions.d/vekinfo.fish.
 
-# The libraries of a vek.lib, each as its name, a tab, and its directory. Looked for as vekinfo does, as far as the
-# environment tells: a setup.loc is not asked.
+# Prints the libraries of the first vek.lib along the built-in search list: name, tab, directory. A setup.loc is not read.
 function __vekinfo_libraries
     for directory in . "$VEK_WORKAREA" "$VEK_SEARCHDIR" "$HOME" "$VEK_PROJECT" "$VEK_SITE"
         for file in .tolvane/vek.lib vek.lib veksetup/vek.lib
@@ -51,7 +50,7 @@ function __vekinfo_libraries
     end
 end
 
-# The application entries of the nearest tag file, at or above a path.
+# Prints the application entries of the nearest tag file, at or above a path.
 function __vekinfo_entries
     set -l directory (string replace -r '^~(?=/|$)' "$HOME" -- "$argv[1]")
     if not string match -q '/*' -- $directory
@@ -69,7 +68,7 @@ function __vekinfo_entries
     end
 end
 
-# Files; or, for a word that begins no file, the directories of the libraries whose names it begins.
+# Offers files. If no file begins with the word, offers the directories of libraries whose names begin with it.
 function __vekinfo_paths
     set -l current (commandline -ct | string replace -r '^["\']' '')
     set -l paths (__fish_complete_path $current)
@@ -89,21 +88,21 @@ function __vekinfo_complete
     set -l action
     set -l entry
     set -l options \
-        '-verbose'\t'mention every library' \
-        '-v'\t'mention every library' \
-        '-path'\t'what the action is about'
+        '-verbose'\t'print every library' \
+        '-v'\t'print every library' \
+        '-path'\t'path of the action'
     set -l actions \
-        '-show'\t'print what the nearest tag file says' \
-        '-lookup'\t'answer entries' \
+        '-show'\t'print the keywords of the nearest tag file' \
+        '-lookup'\t'print the values of entries' \
         '-addentry'\t'add an entry to a tag file' \
         '-clearentry'\t'clear an entry of a tag file' \
         '-checklibrary'\t'check every library' \
-        '-configurelibrary'\t'append what libraries lack'
+        '-configurelibrary'\t'check every library, append missing entries'
     set -l entries \
         VEKLIBRARY\t'the directory is a library' \
-        VEKLIBCHECK\t'whether libraries need an entry' \
+        VEKLIBCHECK\t'whether libraries need the VEKLIBRARY entry' \
         DMTYPE\t'the data-management system' \
-        NAMESPACE\t'how names become file names'
+        NAMESPACE\t'mapping from names to file names'
 
     # The state after the words before this one: what can follow.
     set -l path

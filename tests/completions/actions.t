@@ -3,7 +3,7 @@ Completion offers the actions and options, in bash, zsh and fish alike.
   $ . "$TESTDIR/../tool/transcript.sh"
   $ . "$TESTDIR/shells.sh"
 
-All that the usage text names:
+All options and actions of the usage text:
 
   $ offers 'vekinfo '
   -addentry
@@ -18,7 +18,7 @@ All that the usage text names:
   $ offers 'vekinfo ' >offered
   $ vekinfo | grep -o -e '-[a-z][a-z]*' | LC_ALL=C sort -u | diff - offered
 
-Those that begin with what was typed, in any case:
+Options that begin with the word, in any case:
 
   $ offers 'vekinfo -c'
   -checklibrary
@@ -28,7 +28,7 @@ Those that begin with what was typed, in any case:
   -show
   $ offers 'vekinfo -x'
 
-There is one action in a command line; the options remain, on either side of it:
+A command line has one action. Options can be before and after it:
 
   $ offers 'vekinfo -show -'
   -path

@@ -2,14 +2,14 @@
 #
 # Usage: zsh -f complete.zsh COMPLETIONS_FOLDER LINE
 #
-# Completion works in a terminal alone: another zsh runs in one, and writes what its completion adds into a file.
+# Completion needs a terminal: another zsh runs in a pseudo-terminal and writes the completions into a file.
 
 zmodload zsh/zpty
 export COMPLETIONS_FOLDER=$1
 export MATCHES=${TMPDIR:-/tmp}/matches.$$
 : >$MATCHES
 
-# What the other zsh reads first.
+# Commands for the other zsh.
 setup='
 PS1= PS2= RPS1=
 unsetopt beep
@@ -17,7 +17,7 @@ fpath=($COMPLETIONS_FOLDER $fpath)
 autoload -Uz compinit
 compinit -D -u
 
-# Tells the words that are added, not those that a function only asks about.
+# Records words that are added, without calls that only test words (-O, -A, -D).
 compadd() {
     local last argument prefix
     local -a added

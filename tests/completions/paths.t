@@ -14,14 +14,14 @@ Completion offers paths, and libraries by their names.
   $ offers "vekinfo -path $TREE/project/mult"
   $TREE/project/multipliers
 
-A word that begins no path is taken for the name of a library, whose directory takes its place:
+If no path begins with the word, the directories of libraries whose names begin with it are offered:
 
   $ offers 'vekinfo -path sym'
   shared/symbols
   $ cd adders
   $ offers 'vekinfo -path s'
 
-The definition file is looked for along the search list, and read as libraries are defined:
+The definition file is searched along the search list. All statements are followed:
 
   $ mkdir -p "$HOME/.tolvane"
   $ cat >"$HOME/.tolvane/vek.lib" <<'END'
@@ -49,7 +49,7 @@ The definition file is looked for along the search list, and read as libraries a
   $HOME/.tolvane/../more/five
   $ offers 'vekinfo -path nothing'
 
-Nearer definition files come first:
+The first definition file on the search list is used:
 
   $ echo 'DEFINE only /only' >vek.lib
   $ offers 'vekinfo -path o'
@@ -60,7 +60,7 @@ Nearer definition files come first:
   $ offers 'vekinfo -path sym'
   $TREE/project/shared/symbols
 
-Where there is none, no library is offered:
+Without a definition file, no library is offered:
 
   $ unset VEK_WORKAREA
   $ rm -r "$HOME/.tolvane"

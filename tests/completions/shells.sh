@@ -1,8 +1,8 @@
-# What the transcripts of this folder begin with, behind tool/transcript.sh.
+# Every transcript of this folder sources this file after tool/transcript.sh.
 
 COMPLETIONS=$TESTDIR/../../completions
 
-# What one shell offers at the end of a command line, sorted.
+# Prints what one shell offers at the end of a command line, sorted.
 offered_by() {
     case $1 in
     bash) set -- bash --norc "$TESTDIR/complete.bash" "$2" ;;
@@ -12,7 +12,7 @@ offered_by() {
     timeout 60 "$1" "$2" "$3" "$COMPLETIONS" "$4" 2>&1 | sed 's|/$||' | LC_ALL=C sort | as_tree
 }
 
-# What all shells offer; where they differ, what each of them does.
+# Prints what all shells offer; if they differ, what each of them offers.
 offers() {
     for shell in bash zsh fish; do
         offered_by "$shell" "$1" >"$CRAMTMP/offers.$shell"
