@@ -83,7 +83,7 @@ int readLink(int directory, const char *name, vek::PathText &target) {
     struct stat status = {};
     struct stat holder = {};
     if (!link.valid() || fstat(link.get(), &status) != 0 || fstat(directory, &holder) != 0) {
-        return errno;
+        return errno; // Not reached: another process must remove the link at this moment
     }
     if (!S_ISLNK(status.st_mode)) {
         return EINVAL;
@@ -258,7 +258,7 @@ ContentRead EditedFile::readContent() {
             return ContentRead::Failed;
         }
         if (got == 0) {
-            break; // a program that takes no lock has made it shorter
+            break; // Not reached: a program that takes no lock must truncate the file at this moment
         }
         size += static_cast<std::size_t>(got);
     }

@@ -84,7 +84,7 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
         toviClearInfoObj(&obj);
         found = false;
         if (lseek(file.get(), 0, SEEK_SET) != 0) {
-            return kCannotRead;
+            return kCannotRead; // Not reached: lseek() to the start of a regular file does not fail
         }
     }
     // A reader never fails for want of the lock.

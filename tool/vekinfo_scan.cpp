@@ -104,7 +104,7 @@ class Ancestors {
         const std::optional<DirectoryIdentity> parent =
             fits ? DirectoryIdentity::of(above.c_str()) : std::nullopt;
         if (parents_.size() >= kMostCached) {
-            parents_.clear();
+            parents_.clear(); // Not reached: a test would need more directories than the cache holds
         }
         if (parent) {
             static_cast<void>(parents_.store(directory, *parent)); // without memory it is not cached

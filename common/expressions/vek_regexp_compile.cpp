@@ -240,10 +240,11 @@ bool Translation::atom(Stretch &atom) {
     case '+':
     case '?':
         return fail("?+* follows nothing");
+    // Not reached: callers end an expression before these characters
     case '\0':
     case '|':
     case ')':
-        return fail("internal urp"); // Not reached: callers end an expression before these characters
+        return fail("internal urp");
     default:
         return literalRun(atom);
     }

@@ -164,7 +164,7 @@ static bool mayWrite(std::size_t size) {
 static int probe(std::string_view directory) {
     // Otherwise the first write() would fail with EFBIG.
     if (!mayWrite(kLowerName.size())) {
-        return VEK_CASE_UNKNOWN;
+        return VEK_CASE_UNKNOWN; // Not reached: such a process cannot write its counts
     }
     const pid_t process = getpid();
     ProbeFile lower;

@@ -40,7 +40,7 @@ void cleanSlashes(vek::PathText &path) {
 bool removeParentStep(vek::PathText &path, std::size_t before, std::size_t size) {
     const std::size_t slash = std::string_view(path.c_str(), before).rfind('/');
     if (slash == std::string_view::npos) {
-        return false;
+        return false; // Not reached: callers pass absolute paths
     }
     path.erase(slash, before + size - slash);
     return !path.empty() || path.assign("/");

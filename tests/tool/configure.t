@@ -224,3 +224,14 @@ A temporary directory stands for its library, here as for reading:
   Library:adders at:$TREE/tmp/adders had no VEKLIBRARY vekinfo.tag entry.
   $ ls tmp/adders
   vekinfo.tag
+
+A block that would be a syntax error is reported and not appended. Here, the path in its comment contains a newline:
+
+  $ odd=$(printf 'odd\nNAMESPACE x')
+  $ mkdir "$odd"
+  $ echo 'DEFINE odd $ODD' >vek.lib
+  $ ODD="$TREE/$odd" vekinfo -configurelibrary
+  Error (tov): 'syntax error' NAMESPACE line in vekinfo.tag file : $TREE/odd
+  NAMESPACE x/vekinfo.tag.
+  
+  $ ls -A "$odd"
