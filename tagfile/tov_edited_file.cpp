@@ -276,7 +276,7 @@ bool EditedFile::rereadFromStart() {
 // ---- replacing
 
 bool EditedFile::replace(std::string_view text) {
-    const vek::SizeLimitIsNoSignal guard;
+    const vek::SizeLimitSignalGuard guard;
     if (S_ISCHR(status_.st_mode)) {
         return writeAll(text) && closeDuplicate(); // a device has no content to lose
     }
@@ -365,7 +365,7 @@ bool EditedFile::canAppend() {
 }
 
 bool EditedFile::append(std::string_view text) {
-    const vek::SizeLimitIsNoSignal guard;
+    const vek::SizeLimitSignalGuard guard;
     const ssize_t written = ::write(file_.get(), text.data(), text.size());
     const off_t end = lseek(file_.get(), 0, SEEK_CUR);
     if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {

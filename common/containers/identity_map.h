@@ -49,7 +49,7 @@ class IdentityMap {
         if (!slots_.get()[hole].isUsed) {
             return;
         }
-        // An entry may move up to the hole unless its own first slot lies cyclically behind the hole.
+        // An entry moves up to the hole unless its first slot lies cyclically after the hole.
         for (std::size_t i = next(hole); slots_.get()[i].isUsed; i = next(i)) {
             const std::size_t home = homeOf(slots_.get()[i].identity);
             if (((i - home) & mask()) >= ((i - hole) & mask())) {

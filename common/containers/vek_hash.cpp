@@ -1,5 +1,9 @@
 #include "common/containers/vek_hash.h"
 
+// An intrusive hash table with separate chaining for C programs. A new entry becomes the first of its chain. The number of
+// buckets is a power of two and grows by four; growth visits the chains in order and inserts each entry at the front of
+// its new chain. Before a link is changed the observer is called.
+
 #include "common/base/owned.h"
 #include "common/containers/veki_hash.h"
 
@@ -11,7 +15,7 @@
 
 static_assert(offsetof(vekHashTable, compare) == 24 && offsetof(vekHashTable, mask) == 48 &&
                   offsetof(vekHashTable, probeSlot) == 56 && sizeof(vekHashTable) == 64,
-              "the record is shared with C callers");
+              "C programs are compiled with this layout");
 
 namespace {
 
@@ -21,10 +25,10 @@ constexpr int16_t kSmallestShift = 29;
 constexpr int32_t kDefaultLoadFactor = 3;
 constexpr int32_t kGrowthFactor = 4;
 constexpr int16_t kGrowthShift = 2;
-/// The largest power of two that the counters hold.
+/// The largest power of two in an int32_t.
 constexpr int32_t kLargestBuckets = 1 << 30;
 
-/// The product of two positive numbers, or the largest number when that is out of range.
+/// The product of two positive numbers, at most INT32_MAX.
 int32_t multiplied(int32_t a, int32_t b) {
     const int64_t product = int64_t{a} * b;
     return product > INT32_MAX ? INT32_MAX : static_cast<int32_t>(product);
@@ -35,7 +39,7 @@ bool isAllocated(const vekHashTable *table) {
            table->hash != nullptr;
 }
 
-// The link field is copied, not dereferenced: its offset is the caller's, and need not be aligned.
+// memcpy(), because the link field need not be aligned: the caller chooses its offset.
 
 void *linkOf(const vekHashTable &table, const void *entry) {
     void *link = nullptr;
@@ -51,14 +55,14 @@ void **bucketOf(const vekHashTable &table, const void *key) {
     return &table.buckets[table.hash(key, &table) & static_cast<uint32_t>(table.mask)];
 }
 
-/// An entry and what leads to it.
-struct Place {
+/// An entry and its predecessor.
+struct Location {
     void **bucket;
     void *previous; ///< null for the first entry of its chain
-    void *entry;    ///< null when nothing equals the key
+    void *entry;    ///< null if no entry equals the key
 };
 
-Place findIn(const vekHashTable &table, void **bucket, const void *key) {
+Location findIn(const vekHashTable &table, void **bucket, const void *key) {
     void *previous = nullptr;
     void *entry = *bucket;
     while (entry != nullptr && table.compare(entry, key) == 0) {
@@ -89,19 +93,19 @@ void observe(vekHashTable &table, int phase, void *entry) {
     }
 }
 
-/// Tells the observer that what leads to the entry in `place` is about to change, if that is an entry.
-void observeRedirection(vekHashTable &table, const Place &place) {
-    if (place.previous != nullptr) {
-        observe(table, VEK_HASH_LINK_CHANGES, place.previous);
+/// Calls the observer if another entry links to the entry of `location`.
+void observeRedirection(vekHashTable &table, const Location &location) {
+    if (location.previous != nullptr) {
+        observe(table, VEK_HASH_LINK_CHANGES, location.previous);
     }
 }
 
-/// Makes what leads to the entry in `place` lead to `successor`.
-void redirect(const vekHashTable &table, const Place &place, void *successor) {
-    if (place.previous == nullptr) {
-        *place.bucket = successor;
+/// Makes the predecessor of the entry, or the bucket, point to `successor`.
+void redirect(const vekHashTable &table, const Location &location, void *successor) {
+    if (location.previous == nullptr) {
+        *location.bucket = successor;
     } else {
-        setLink(table, place.previous, successor);
+        setLink(table, location.previous, successor);
     }
 }
 
@@ -141,7 +145,7 @@ void vekHashRebuildTable(vekHashTable *table) {
     if (table->bucketCount > kLargestBuckets / kGrowthFactor) {
         return;
     }
-    // The new buckets come first: without them nothing has happened, to an observer neither.
+    // Allocate first: on failure the table is unchanged and no observer has been called.
     vekHashTable grown = *table;
     grown.bucketCount *= kGrowthFactor;
     if (vekHashAllocBuckets(&grown) == 0) {
@@ -201,7 +205,7 @@ void *vekHashCreate(vekHashTable *table, void *entry) {
     }
     void **const bucket = bucketOf(*table, entry);
     if (findIn(*table, bucket, entry).entry != nullptr) {
-        // Not the one that is there: callers compare the answer with what they gave.
+        // Documented: `entry` itself, not the equal entry; callers compare the result with it.
         return entry;
     }
     insert(*table, bucket, entry);
@@ -212,29 +216,29 @@ void *vekHashReplace(vekHashTable *table, void *entry) {
     if (!isAllocated(table) || entry == nullptr) {
         return nullptr;
     }
-    const Place place = findIn(*table, bucketOf(*table, entry), entry);
-    if (place.entry == nullptr) {
-        insert(*table, place.bucket, entry);
+    const Location location = findIn(*table, bucketOf(*table, entry), entry);
+    if (location.entry == nullptr) {
+        insert(*table, location.bucket, entry);
         return nullptr;
     }
-    observeRedirection(*table, place);
-    setLink(*table, entry, linkOf(*table, place.entry));
-    redirect(*table, place, entry);
-    return place.entry;
+    observeRedirection(*table, location);
+    setLink(*table, entry, linkOf(*table, location.entry));
+    redirect(*table, location, entry);
+    return location.entry;
 }
 
 void *vekHashDelete(vekHashTable *table, const void *key) {
     if (!isAllocated(table)) {
         return nullptr;
     }
-    const Place place = findIn(*table, bucketOf(*table, key), key);
-    if (place.entry == nullptr) {
+    const Location location = findIn(*table, bucketOf(*table, key), key);
+    if (location.entry == nullptr) {
         return nullptr;
     }
-    observeRedirection(*table, place);
-    redirect(*table, place, linkOf(*table, place.entry));
+    observeRedirection(*table, location);
+    redirect(*table, location, linkOf(*table, location.entry));
     --table->entryCount;
-    return place.entry;
+    return location.entry;
 }
 
 void *vekHashProbe(vekHashTable *table, const void *key) {
@@ -254,7 +258,7 @@ void *vekHashCreateAfterProbe(vekHashTable *table, void *entry) {
     if (table->probeSlot == nullptr) {
         return entry;
     }
-    // The slot stays remembered, as documented; only growth and the next probe change it.
+    // Documented: the stored bucket remains until the table grows or is probed again.
     insert(*table, table->probeSlot, entry);
     return nullptr;
 }
@@ -288,7 +292,7 @@ int vekHashGen(vekHashGenerator *generator, void **entry) {
         generator->nextEntry = table.buckets[generator->bucketIndex];
     }
     *entry = generator->nextEntry;
-    // Taken now, so that the entry may leave the table while the caller holds it.
+    // Read the link now: the caller may delete the entry before the next call.
     generator->nextEntry = linkOf(table, generator->nextEntry);
     return 1;
 }
@@ -304,7 +308,7 @@ void vekHashStopGen(vekHashGenerator *generator) {
 int32_t vekHashDouble(double number) {
     const auto pattern = std::bit_cast<uint64_t>(number);
     auto hash = static_cast<int32_t>(static_cast<uint32_t>(pattern) ^ static_cast<uint32_t>(pattern >> 32U));
-    // Both shifts keep the sign, deliberately: negative values differ otherwise.
+    // Documented: both shifts are arithmetic.
     hash ^= hash >> 16; // NOLINT(hicpp-signed-bitwise)
     return hash ^ (hash >> 9);
 }

@@ -1,11 +1,15 @@
 #include "common/containers/vek_string_hash.h"
 
+// A block hash: each 24 bytes are added to a state of three 64-bit words, which is mixed by four rounds of subtractions,
+// exclusive ors and shifts. The values of each round are documented.
+
 #include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 
-static_assert(std::endian::native == std::endian::little, "words are read from memory as they stand");
+static_assert(std::endian::native == std::endian::little,
+              "the documented hash reads words in little-endian order");
 
 namespace {
 
@@ -34,15 +38,15 @@ void mix(State &s) {
     }
 }
 
-/// The first `count` bytes, at most 8, the first one lowest.
+/// The first `count` bytes, at most 8, as a little-endian number.
 uint64_t wordAt(const char *bytes, std::size_t count) {
     uint64_t word = 0;
     std::memcpy(&word, bytes, count);
     return word;
 }
 
-/// The sum of the bytes of `word`, each in its place, when those above 0x7F count as negative: such a byte is
-/// 256 less than it looks, which is one less in the place above it.
+/// The sum of the bytes of `word`, each times its power of 256, with bytes above 0x7F as negative numbers. Such a byte is
+/// 256 less than its unsigned value, which subtracts 1 from the next byte.
 uint64_t withSignedBytes(uint64_t word) {
     constexpr uint64_t kSigns = 0x8080808080808080;
     return word - ((word & kSigns) << 1U);
@@ -52,8 +56,7 @@ void addBlock(State &s, const char *block, bool aligned) {
     const uint64_t first = wordAt(block, kWord);
     const uint64_t second = wordAt(block + kWord, kWord);
     const uint64_t third = wordAt(block + 2 * kWord, kWord);
-    // Bytes are signed, deliberately, but those of aligned blocks are not: tables of one process agree with
-    // each other, and whole words are quicker.
+    // Documented: bytes are signed, except in complete blocks of an aligned input.
     s.a += aligned ? first : withSignedBytes(first);
     s.b += aligned ? second : withSignedBytes(second);
     s.c += aligned ? third : withSignedBytes(third);
@@ -65,7 +68,7 @@ void addTail(State &s, const char *tail, std::size_t count) {
     std::memcpy(padded.data(), tail, count);
     s.a += withSignedBytes(wordAt(padded.data(), kWord));
     s.b += withSignedBytes(wordAt(padded.data() + kWord, kWord));
-    // The lowest byte of `c` belongs to the length.
+    // The length was added to the lowest byte of `c`.
     s.c += withSignedBytes(wordAt(padded.data() + 2 * kWord, kWord)) << 8U;
 }
 

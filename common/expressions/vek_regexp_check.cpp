@@ -5,10 +5,14 @@
 #include <cstring>
 #include <initializer_list>
 
+// Checks a program in two linear passes: the first collects the offsets of all nodes, the second tests that the next node
+// of each is one of them.
+
 using vek::Opcode;
 
 namespace {
 
+/// The layout of a node.
 enum class Shape { Unknown, Plain, Text, Repetition, End };
 
 Shape shapeOf(Opcode opcode) {
@@ -40,47 +44,47 @@ Shape shapeOf(Opcode opcode) {
     return Shape::Unknown;
 }
 
-/// Whether a node matches one character, as those under STAR and PLUS must.
+/// Whether a node can be the operand of STAR and PLUS.
 bool matchesOneCharacter(Opcode opcode) {
     return opcode == Opcode::Any || shapeOf(opcode) == Shape::Text;
 }
 
-/// Where the node ends that is no repetition.
+/// The end of a node that is not a repetition.
 std::size_t endOfNode(const unsigned char *program, std::size_t node) {
     const std::size_t operand = node + vek::kNodeHead;
     if (shapeOf(vek::opcodeAt(program, node)) != Shape::Text) {
         return operand;
     }
     const auto *text = reinterpret_cast<const char *>(program + operand);
-    const std::size_t room = operand < vek::kProgramLimit ? vek::kProgramLimit - operand : 0;
-    return operand + strnlen(text, room) + 1;
+    const std::size_t rest = operand < vek::kProgramLimit ? vek::kProgramLimit - operand : 0;
+    return operand + strnlen(text, rest) + 1;
 }
 
-/// Where the node ends, with the one that it repeats.
-std::size_t endOfStep(const unsigned char *program, std::size_t node) {
+/// The end of a node, with the operand of a repetition.
+std::size_t endWithOperand(const unsigned char *program, std::size_t node) {
     const bool repetition = shapeOf(vek::opcodeAt(program, node)) == Shape::Repetition;
     return endOfNode(program, repetition ? node + vek::kNodeHead : node);
 }
 
-/// Places in a program.
-class PlaceSet {
+/// A set of offsets in a program.
+class OffsetSet {
   public:
-    void add(std::size_t place) { words_[place / 64] |= bit(place); }
-    [[nodiscard]] bool has(std::size_t place) const { return (words_[place / 64] & bit(place)) != 0; }
+    void add(std::size_t offset) { words_[offset / 64] |= bit(offset); }
+    [[nodiscard]] bool has(std::size_t offset) const { return (words_[offset / 64] & bit(offset)) != 0; }
 
   private:
-    static std::uint64_t bit(std::size_t place) { return std::uint64_t{1} << place % 64; }
+    static std::uint64_t bit(std::size_t offset) { return std::uint64_t{1} << offset % 64; }
 
     std::array<std::uint64_t, vek::kProgramLimit / 64 + 1> words_{};
 };
 
-/// Reads the nodes in the order in which they lie, up to END, and collects those that others may lead to.
+/// Reads the nodes in memory order up to END and collects their offsets, except for operands of repetitions.
 ///
-/// The three bytes of END are 0. Whatever byte before them is damaged, the walk meets one of them as an
-/// opcode or as the end of a text; and when its opcode is damaged, the distance 0 behind it ends the walk.
-const char *collectNodes(const unsigned char *program, PlaceSet &nodes, std::size_t &end) {
+/// The three bytes of END are 0. If any single byte is damaged, one of them is read as an opcode, as the end of a text or,
+/// if the opcode of END is damaged, as a distance of 0. So the loop ends within the program.
+const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::size_t &end) {
     std::size_t node = vek::kFirstNode;
-    for (; node + vek::kNodeHead < vek::kProgramLimit; node = endOfStep(program, node)) {
+    for (; node + vek::kNodeHead < vek::kProgramLimit; node = endWithOperand(program, node)) {
         const Shape shape = shapeOf(vek::opcodeAt(program, node));
         if (shape == Shape::Unknown) {
             return vek::kMemoryCorruption;
@@ -101,8 +105,8 @@ const char *collectNodes(const unsigned char *program, PlaceSet &nodes, std::siz
     return vek::kMemoryCorruption;
 }
 
-/// Whether the node that comes after `node` is one of `nodes`.
-bool leadsTo(const PlaceSet &nodes, const unsigned char *program, std::size_t node, std::size_t end) {
+/// Whether the next node of `node` is one of `nodes`.
+bool hasValidNext(const OffsetSet &nodes, const unsigned char *program, std::size_t node, std::size_t end) {
     const bool back = vek::opcodeAt(program, node) == Opcode::Back;
     if (back && vek::distanceAt(program, node) >= node) {
         return false;
@@ -114,14 +118,14 @@ bool leadsTo(const PlaceSet &nodes, const unsigned char *program, std::size_t no
 } // namespace
 
 const char *vek::checkProgram(const unsigned char *program, std::size_t *size) {
-    PlaceSet nodes;
+    OffsetSet nodes;
     std::size_t end = 0;
     const char *error = collectNodes(program, nodes, end);
     if (error != nullptr) {
         return error;
     }
-    for (std::size_t node = kFirstNode; node < end; node = endOfStep(program, node)) {
-        if (!leadsTo(nodes, program, node, end)) {
+    for (std::size_t node = kFirstNode; node < end; node = endWithOperand(program, node)) {
+        if (!hasValidNext(nodes, program, node, end)) {
             return kCorruptedPointers;
         }
     }

@@ -8,11 +8,15 @@
 #include <cstdlib>
 #include <cstring>
 
+using vek::Fragment;
 using vek::Opcode;
 using vek::ProgramWriter;
-using vek::Stretch;
 
-// Callers that look at the program depend on where it begins, and on what stands before it.
+// A recursive descent parser writes the node program in one pass. It runs twice: first to compute the size, then to write.
+// Alternatives become BRANCH nodes; "*" and "+" become STAR and PLUS if their operand is one node that matches one
+// character, otherwise a loop of BRANCH and BACK.
+
+// The layout is documented: programs read the node program.
 static_assert(offsetof(vek_regexp, startp) == 0);
 static_assert(offsetof(vek_regexp, endp) == 80);
 static_assert(offsetof(vek_regexp, regstart) == 160);
@@ -25,27 +29,27 @@ namespace {
 
 constexpr char kSpecialCharacters[] = "^$.[()|?+*\\";
 
-/// What is known about a stretch of nodes.
+/// Properties of a fragment.
 enum Flags : unsigned {
     kNoFlags = 0,
     kHasWidth = 1,             ///< HASWIDTH: it never matches the empty string
-    kSimple = 2,               ///< SIMPLE: one node that matches one character
-    kStartsWithRepetition = 4, ///< SPSTART: "*" or "+" applies to its beginning
+    kSimple = 2,               ///< SIMPLE: it is one node that matches one character
+    kStartsWithRepetition = 4, ///< SPSTART: it begins with a repetition
 };
 
 constexpr unsigned with(unsigned flags, unsigned mask) {
     return flags & mask;
 }
 
-/// Reads a pattern from left to right, once, and writes its program.
-class Translation {
+/// Parses a pattern and writes its program.
+class Compiler {
   public:
-    Translation(const char *pattern, unsigned char *program) : at_(pattern), out_(program) {}
+    Compiler(const char *pattern, unsigned char *program) : at_(pattern), out_(program) {}
 
-    /// @return whether the pattern is an expression; else error() says what is wrong
+    /// @return false if the pattern is not valid; error() is then the text of the error
     [[nodiscard]] bool run() {
         out_.byte(vek::kProgramMagic);
-        Stretch whole;
+        Fragment whole;
         if (!alternatives(Opcode::End, whole)) {
             return false;
         }
@@ -69,22 +73,22 @@ class Translation {
     [[nodiscard]] bool atRepetition() const { return *at_ == '*' || *at_ == '+' || *at_ == '?'; }
     [[nodiscard]] bool atEndOfAlternative() const { return *at_ == '\0' || *at_ == '|' || *at_ == ')'; }
 
-    bool alternatives(Opcode ender, Stretch &all);
-    bool alternative(Stretch &sequence);
-    bool piece(Stretch &piece);
-    bool atom(Stretch &atom);
-    bool group(Stretch &group);
-    bool set(Stretch &set);
+    bool alternatives(Opcode ender, Fragment &all);
+    bool alternative(Fragment &sequence);
+    bool piece(Fragment &piece);
+    bool atom(Fragment &atom);
+    bool group(Fragment &group);
+    bool set(Fragment &set);
     bool range(unsigned char first, unsigned char last);
-    bool escaped(Stretch &literal);
-    bool literalRun(Stretch &literal);
+    bool escaped(Fragment &literal);
+    bool literalRun(Fragment &literal);
 
-    Stretch single(Opcode opcode, unsigned flags);
-    Stretch literal(const char *begin, std::size_t length);
-    void repeatSimple(Stretch &piece, Opcode opcode);
-    void repeatAnyTimes(Stretch &piece);
-    void repeatAtLeastOnce(Stretch &piece);
-    void makeOptional(Stretch &piece);
+    Fragment single(Opcode opcode, unsigned flags);
+    Fragment literal(const char *begin, std::size_t length);
+    void repeatSimple(Fragment &piece, Opcode opcode);
+    void repeatAnyTimes(Fragment &piece);
+    void repeatAtLeastOnce(Fragment &piece);
+    void makeOptional(Fragment &piece);
 
     const char *at_;
     ProgramWriter out_;
@@ -93,23 +97,23 @@ class Translation {
     int groups_ = 0;
 };
 
-/// Alternatives between "|", up to the end of the group or pattern, and the node behind them.
-bool Translation::alternatives(Opcode ender, Stretch &all) {
+/// Alternatives separated by "|", up to the end of the group or pattern, and the node after them.
+bool Compiler::alternatives(Opcode ender, Fragment &all) {
     all = {out_.size(), 0, kHasWidth};
     std::size_t branch = 0;
-    std::size_t awaiting = 0;
+    std::size_t waiting = 0;
     for (bool first = true;; first = false, ++at_) {
         const std::size_t node = out_.node(Opcode::Branch);
-        Stretch sequence;
+        Fragment sequence;
         if (!alternative(sequence)) {
             return false;
         }
         if (!first) {
             out_.link(branch, node);
-            out_.await(sequence.last, awaiting);
+            out_.addToPatchList(sequence.last, waiting);
         }
         branch = node;
-        awaiting = sequence.last;
+        waiting = sequence.last;
         all.flags = with(all.flags & sequence.flags, kHasWidth) |
                     with(all.flags | sequence.flags, kStartsWithRepetition);
         if (*at_ != '|') {
@@ -118,12 +122,12 @@ bool Translation::alternatives(Opcode ender, Stretch &all) {
     }
     all.last = out_.node(ender);
     out_.link(branch, all.last);
-    out_.linkAwaiting(awaiting, all.last);
+    out_.patch(waiting, all.last);
     return true;
 }
 
-/// Pieces up to the end of the alternative, one behind the other; an empty one is NOTHING.
-bool Translation::alternative(Stretch &sequence) {
+/// A sequence of pieces up to the end of the alternative. An empty alternative is NOTHING.
+bool Compiler::alternative(Fragment &sequence) {
     if (atEndOfAlternative()) {
         sequence = single(Opcode::Nothing, kNoFlags);
         return true;
@@ -132,7 +136,7 @@ bool Translation::alternative(Stretch &sequence) {
         return false;
     }
     while (!atEndOfAlternative()) {
-        Stretch next;
+        Fragment next;
         if (!piece(next)) {
             return false;
         }
@@ -143,8 +147,8 @@ bool Translation::alternative(Stretch &sequence) {
     return true;
 }
 
-/// An atom and what repeats it.
-bool Translation::piece(Stretch &piece) {
+/// An atom and its repetition.
+bool Compiler::piece(Fragment &piece) {
     if (!atom(piece)) {
         return false;
     }
@@ -176,13 +180,13 @@ bool Translation::piece(Stretch &piece) {
     return true;
 }
 
-void Translation::repeatSimple(Stretch &piece, Opcode opcode) {
+void Compiler::repeatSimple(Fragment &piece, Opcode opcode) {
     out_.insertBefore(piece, opcode);
-    piece.last = piece.first; // the repeated node itself has no next one
+    piece.last = piece.first; // the operand of STAR or PLUS has no next node
 }
 
-/// One alternative is the piece and back to the choice, the other is nothing.
-void Translation::repeatAnyTimes(Stretch &piece) {
+/// Two alternatives: the piece, then back to the choice; or nothing.
+void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t back = out_.node(Opcode::Back);
     out_.link(piece.last, back);
@@ -193,8 +197,8 @@ void Translation::repeatAnyTimes(Stretch &piece) {
     out_.link(exit, piece.last);
 }
 
-/// The piece, and then the choice between going back to it and nothing.
-void Translation::repeatAtLeastOnce(Stretch &piece) {
+/// The piece, then two alternatives: back to the piece, or nothing.
+void Compiler::repeatAtLeastOnce(Fragment &piece) {
     const std::size_t again = out_.node(Opcode::Branch);
     out_.link(piece.last, again);
     const std::size_t back = out_.node(Opcode::Back);
@@ -205,8 +209,8 @@ void Translation::repeatAtLeastOnce(Stretch &piece) {
     out_.link(exit, piece.last);
 }
 
-/// One alternative is the piece, the other is nothing; both go on at the same node.
-void Translation::makeOptional(Stretch &piece) {
+/// Two alternatives: the piece, or nothing. Both continue at the same node.
+void Compiler::makeOptional(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t without = out_.node(Opcode::Branch);
     out_.link(piece.first, without);
@@ -216,7 +220,7 @@ void Translation::makeOptional(Stretch &piece) {
     piece.last = nothing;
 }
 
-bool Translation::atom(Stretch &atom) {
+bool Compiler::atom(Fragment &atom) {
     switch (*at_) {
     case '^':
         ++at_;
@@ -250,15 +254,15 @@ bool Translation::atom(Stretch &atom) {
     }
 }
 
-bool Translation::group(Stretch &group) {
-    // Tested before going deeper, so that no pattern nests deeper than there are groups.
+bool Compiler::group(Fragment &group) {
+    // Tested before the recursion, which is therefore at most as deep as the number of groups.
     if (groups_ == vek::kGroupsMax) {
         return fail("too many ()");
     }
     ++at_;
     const int number = ++groups_;
     const std::size_t open = out_.node(groupOpcode(Opcode::Open, number));
-    Stretch inner;
+    Fragment inner;
     if (!alternatives(groupOpcode(Opcode::Close, number), inner)) {
         return false;
     }
@@ -271,14 +275,14 @@ bool Translation::group(Stretch &group) {
     return true;
 }
 
-bool Translation::set(Stretch &set) {
+bool Compiler::set(Fragment &set) {
     ++at_;
     const bool complement = *at_ == '^';
     if (complement) {
         ++at_;
     }
     set = single(complement ? Opcode::AnyBut : Opcode::AnyOf, kHasWidth | kSimple);
-    // In the first place "]" and "-" are members like any other.
+    // As the first character, "]" and "-" are members.
     if (*at_ == ']' || *at_ == '-') {
         out_.text(at_++, 1);
     }
@@ -288,7 +292,7 @@ bool Translation::set(Stretch &set) {
             out_.text(at_++, 1);
             continue;
         }
-        // The "-" joins its neighbours in the pattern, also when the left one has ended a range.
+        // Documented: "-" joins the two characters beside it, even if the left one is the end of a range.
         if (!range(static_cast<unsigned char>(at_[-1]), static_cast<unsigned char>(at_[1]))) {
             return false;
         }
@@ -302,9 +306,9 @@ bool Translation::set(Stretch &set) {
     return true;
 }
 
-/// Adds what follows `first`, which is in the set already, up to `last`.
-bool Translation::range(unsigned char first, unsigned char last) {
-    // A range that ends just before its start is let through, and adds nothing.
+/// Adds the characters after `first`, which is already in the set, up to `last`.
+bool Compiler::range(unsigned char first, unsigned char last) {
+    // Documented: a range whose end is one less than its start adds nothing and is no error.
     if (first > last + 1) {
         return fail("invalid [] range");
     }
@@ -314,7 +318,7 @@ bool Translation::range(unsigned char first, unsigned char last) {
     return true;
 }
 
-bool Translation::escaped(Stretch &literal) {
+bool Compiler::escaped(Fragment &literal) {
     ++at_;
     if (*at_ == '\0') {
         return fail("trailing \\");
@@ -323,8 +327,8 @@ bool Translation::escaped(Stretch &literal) {
     return true;
 }
 
-/// Ordinary characters up to a special one. A repetition takes only the last of them.
-bool Translation::literalRun(Stretch &literal) {
+/// Ordinary characters up to a special one. A repetition applies to the last of them only.
+bool Compiler::literalRun(Fragment &literal) {
     const char *begin = at_;
     std::size_t length = std::strcspn(begin, kSpecialCharacters);
     if (length == 0) {
@@ -339,20 +343,20 @@ bool Translation::literalRun(Stretch &literal) {
     return true;
 }
 
-Stretch Translation::literal(const char *begin, std::size_t length) {
-    const Stretch literal = single(Opcode::Exactly, kHasWidth | (length == 1 ? kSimple : kNoFlags));
+Fragment Compiler::literal(const char *begin, std::size_t length) {
+    const Fragment literal = single(Opcode::Exactly, kHasWidth | (length == 1 ? kSimple : kNoFlags));
     out_.text(begin, length);
     out_.byte('\0');
     return literal;
 }
 
-Stretch Translation::single(Opcode opcode, unsigned flags) {
+Fragment Compiler::single(Opcode opcode, unsigned flags) {
     const std::size_t node = out_.node(opcode);
     return {node, node, flags};
 }
 
-/// Points regmust at the longest literal that every match holds: those outside groups and choices, which are
-/// the ones on the chain from the first node to the end.
+/// Sets regmust to the longest literal that every match contains. These are the literals outside groups and choices: those
+/// on the chain of next nodes from the first node to END.
 void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
     std::size_t longest = 0;
     std::size_t node = vek::kFirstNode + vek::kNodeHead;
@@ -362,7 +366,7 @@ void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
         }
         char *literal = expression.program + node + vek::kNodeHead;
         const std::size_t length = std::strlen(literal);
-        if (length >= longest) { // of two equally long ones the later
+        if (length >= longest) { // of two equally long ones, the later one
             longest = length;
             expression.regmust = literal;
             expression.regmlen = static_cast<int>(length);
@@ -370,11 +374,11 @@ void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
     }
 }
 
-/// Fills in what lets the matcher refuse a subject, or a place in it, without a try.
+/// Sets the fields with which the matcher rejects a subject or a start without running the program.
 void fillHints(vek_regexp &expression, unsigned flags) {
     const auto *program = reinterpret_cast<const unsigned char *>(expression.program);
     if (vek::opcodeAt(program, vek::nodeAfter(program, vek::kFirstNode)) != Opcode::End) {
-        return; // more than one alternative: nothing is common to all matches
+        return; // with several alternatives, nothing is common to all matches
     }
     const std::size_t first = vek::kFirstNode + vek::kNodeHead;
     if (vek::opcodeAt(program, first) == Opcode::Exactly) {
@@ -393,7 +397,7 @@ const char *vek::compileRegexp(const char *pattern, vek_regexp **expression) {
     if (pattern == nullptr) {
         return "NULL argument";
     }
-    Translation measured(pattern, nullptr);
+    Compiler measured(pattern, nullptr);
     if (!measured.run()) {
         return measured.error();
     }
@@ -406,7 +410,7 @@ const char *vek::compileRegexp(const char *pattern, vek_regexp **expression) {
         return kRegexpOutOfSpace;
     }
     std::memset(block.get(), 0, header);
-    Translation written(pattern, reinterpret_cast<unsigned char *>(block->program));
+    Compiler written(pattern, reinterpret_cast<unsigned char *>(block->program));
     if (!written.run()) {
         return written.error(); // Not reached: the first translation of the same pattern has succeeded
     }

@@ -1,7 +1,7 @@
 #ifndef VEKI_REGEXP_WRITER_H
 #define VEKI_REGEXP_WRITER_H
 
-/// How the compiler of regular expressions lays down a node program.
+/// Writes a node program; used by the compiler of regular expressions.
 
 #include "common/expressions/veki_regexp.h"
 
@@ -10,14 +10,14 @@
 
 namespace vek {
 
-/// A part of the program: where it begins, and its last node, whose distance is still to be set.
-struct Stretch {
+/// A fragment of the program (Thompson's construction): its first node, and its last one, whose distance is not set yet.
+struct Fragment {
     std::size_t first = 0;
     std::size_t last = 0;
-    unsigned flags = 0; ///< what the compiler knows about it
+    unsigned flags = 0; ///< properties for the compiler
 };
 
-/// Writes nodes one behind the other. Without memory it only measures.
+/// Appends nodes to a program. With a null program it only computes the size.
 class ProgramWriter {
   public:
     explicit ProgramWriter(unsigned char *program) : program_(program) {}
@@ -37,7 +37,7 @@ class ProgramWriter {
         size_ += length;
     }
 
-    /// @return where the node is
+    /// Appends a node. @return its offset
     std::size_t node(Opcode opcode) {
         const std::size_t at = size_;
         byte(static_cast<unsigned char>(opcode));
@@ -46,20 +46,20 @@ class ProgramWriter {
         return at;
     }
 
-    /// Puts a node in front of the stretch, which moves behind it.
-    void insertBefore(Stretch &stretch, Opcode opcode) {
+    /// Inserts a node before the fragment, which moves.
+    void insertBefore(Fragment &fragment, Opcode opcode) {
         if (program_ != nullptr) {
-            unsigned char *at = program_ + stretch.first;
-            std::memmove(at + kNodeHead, at, size_ - stretch.first);
+            unsigned char *at = program_ + fragment.first;
+            std::memmove(at + kNodeHead, at, size_ - fragment.first);
             at[0] = static_cast<unsigned char>(opcode);
             at[1] = 0;
             at[2] = 0;
         }
         size_ += kNodeHead;
-        stretch.last += kNodeHead;
+        fragment.last += kNodeHead;
     }
 
-    /// Sets the distance of `node` so that `target` comes next.
+    /// Sets the distance of `node` so that `target` is its next node.
     void link(std::size_t node, std::size_t target) {
         if (program_ != nullptr) {
             const std::size_t distance = target > node ? target - node : node - target;
@@ -68,12 +68,12 @@ class ProgramWriter {
         }
     }
 
-    /// While alternatives are read, their last nodes wait for what follows the last alternative. Until then
-    /// the distance of each leads back to the one before it, and is 0 in the first.
-    void await(std::size_t node, std::size_t before) { link(node, before); }
+    /// Adds `node` to a patch list: nodes that are linked when the node after the last alternative is known. The list is
+    /// kept in their distances: each is the distance to the previous node of the list, 0 in the first one.
+    void addToPatchList(std::size_t node, std::size_t previous) { link(node, previous); }
 
-    /// Links every node that waits, from the last one on.
-    void linkAwaiting(std::size_t last, std::size_t target) {
+    /// Links every node of the patch list whose last node is `last`.
+    void patch(std::size_t last, std::size_t target) {
         for (std::size_t node = last; program_ != nullptr;) {
             const std::size_t distance = distanceAt(program_, node);
             link(node, target);

@@ -5,18 +5,18 @@
 
 namespace vek {
 
-/// While it lives, a write beyond the process's limit on file sizes is an error like any other. Else it would end
-/// the process, with the old content half gone or new files left behind.
-class SizeLimitIsNoSignal {
+/// Ignores SIGXFSZ while in scope: a write() beyond RLIMIT_FSIZE then fails with EFBIG instead of ending the process
+/// halfway through an edit.
+class SizeLimitSignalGuard {
   public:
-    SizeLimitIsNoSignal() {
+    SizeLimitSignalGuard() {
         struct sigaction ignore = {};
         ignore.sa_handler = SIG_IGN;
         static_cast<void>(sigaction(SIGXFSZ, &ignore, &before_));
     }
-    SizeLimitIsNoSignal(const SizeLimitIsNoSignal &) = delete;
-    SizeLimitIsNoSignal &operator=(const SizeLimitIsNoSignal &) = delete;
-    ~SizeLimitIsNoSignal() { static_cast<void>(sigaction(SIGXFSZ, &before_, nullptr)); }
+    SizeLimitSignalGuard(const SizeLimitSignalGuard &) = delete;
+    SizeLimitSignalGuard &operator=(const SizeLimitSignalGuard &) = delete;
+    ~SizeLimitSignalGuard() { static_cast<void>(sigaction(SIGXFSZ, &before_, nullptr)); }
 
   private:
     struct sigaction before_ = {};

@@ -57,13 +57,13 @@ int vekReadSymLink(const char *path, char *buf) {
     return 1;
 }
 
-/// Makes one directory. @return whether it is one afterwards; a failure is reported
+/// Creates one directory. @return whether `path` is a directory afterwards; otherwise this is reported
 static bool makeDirectory(const char *path) {
-    // All bits are asked for as they stand; the umask trims them.
+    // Documented: all mode bits, reduced by the umask.
     if (mkdir(path, 0xFFFF) == 0) {
         return true;
     }
-    // It may be there all the same: "a/b/" once "a/b" is made, or made meanwhile by another process.
+    // It can exist: "a/b/" after "a/b" was created, or another process has created it.
     if (vekFileIsDirectory(path) == 1) {
         return true;
     }
@@ -83,7 +83,7 @@ int vekBuildDirPath(const char *path) {
     if (!copy) {
         return 0;
     }
-    // Upward to the nearest existing ancestor, a NUL for every "/" passed; then down again, undoing them.
+    // Up to the nearest existing ancestor, replacing each "/" by a NUL; then down, restoring them.
     const std::size_t length = std::strlen(path);
     std::size_t end = length;
     while (true) {
@@ -112,7 +112,7 @@ int vekBuildDirPath(const char *path) {
     return 0;
 }
 
-/// Tests a directory by creating a file in it, which goes again.
+/// Tests a directory by creating and removing a file in it.
 static int isDirectoryWritable(const char *path) {
     vek::PathText file;
     if (!file.assign(std::string_view(path), '/', std::string_view("vekFileWritableTest"))) {
@@ -120,7 +120,7 @@ static int isDirectoryWritable(const char *path) {
     }
     vek::OwnedDescriptor opened(open(file.c_str(), kOpenToTest | O_CREAT | O_NOFOLLOW, 0644));
     if (!opened.valid()) {
-        // A symbolic link in the way is not followed to who knows where; that it can be removed tells as much.
+        // A symbolic link of this name is not followed: it is removed, which needs the same permission.
         return errno == ELOOP && unlink(file.c_str()) == 0 ? 1 : 0;
     }
     static_cast<void>(opened.close());
@@ -136,6 +136,6 @@ int vekFileWritable(const char *path) {
     if (opened.valid()) {
         return 1;
     }
-    // Opening for writing tells a directory from everything else without a stat().
+    // open() for writing fails with EISDIR for a directory only, so no stat() is needed.
     return errno == EISDIR ? isDirectoryWritable(path) : 0;
 }

@@ -11,8 +11,8 @@
 char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 char *vekiRootPath = nullptr;
 
-// Nothing reads the string; it is kept for programs that look for what-strings in an executable. It stands
-// in the object of vekInit(), which every program of the system links.
+// For the program what(1), which searches executables for such strings. It is in the same object file as vekInit(), so
+// every program contains it.
 [[gnu::used, gnu::retain]] const char vekIdentString[] =
     "@(#)$VEK: VEKCOMMON version 06.01 09/07/2006 03:04 (lnx86) $";
 
@@ -25,7 +25,7 @@ int vekInitNonVEKApp(const char *exeName) {
     if (startUp.initialized != 0) {
         return 0;
     }
-    // Undoes an earlier cmnNoInstallRootRequired(): the flag changes for good only after initialization.
+    // Documented: overrides an earlier cmnNoInstallRootRequired().
     startUp.installRootRequired = 1;
     const std::size_t length = exeName == nullptr ? 0 : strnlen(exeName, VEKI_EXECUTABLE_NAME_MAX);
     if (length > 0) {
@@ -45,7 +45,7 @@ int vekInitDone(void) {
 }
 
 void cmnNoInstallRootRequired(void) {
-    // Without effect after initialization, which in turn undoes an earlier call; callers rely on both.
+    // Documented: no effect after initialization, which overrides an earlier call.
     if (startUp.initialized == 0) {
         startUp.installRootRequired = 0;
     }
@@ -63,8 +63,8 @@ const char *vekPlat(void) {
     return "lnx86";
 }
 
-/// Takes the next word, and the white space before it, off `text`.
-static std::string_view takeWord(const char *&text) {
+/// Removes the next word, and the white space before it, from `text`.
+static std::string_view nextWord(const char *&text) {
     while (vek::isSpace(*text)) {
         ++text;
     }
@@ -84,11 +84,11 @@ void vekiPrintVersion(const char *versionString) {
         print("No Version string\n");
         return;
     }
-    static_cast<void>(takeWord(versionString)); // the what-marker
+    static_cast<void>(nextWord(versionString)); // the what-marker
     print("TOOL:\t");
-    print(takeWord(versionString));
+    print(nextWord(versionString));
     print("\t");
-    print(takeWord(versionString));
+    print(nextWord(versionString));
     print("\n");
 }
 

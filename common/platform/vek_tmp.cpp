@@ -1,5 +1,8 @@
 #include "common/platform/vek_tmp.h"
 
+// Temporary names. The final "X" of a template are replaced by random digits and letters. While the name exists, the
+// digits are counted up like a number with the lowest digit first, until all names are tried or another error occurs.
+
 #include "common/base/owned.h"
 #include "common/base/print_error.h"
 #include "common/platform/vek_file.h"
@@ -24,10 +27,10 @@ constexpr std::string_view kAlphabet = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcd
 constexpr std::string_view kRun = "XXXXXX";
 constexpr std::string_view kDefaultPrefix = "tmp.";
 
-/// Where temporary files may go, in order. A "$" stands before the name of a variable.
+/// The directories for temporary files, in order. "$" marks the name of an environment variable.
 constexpr std::array<const char *, 4> kDirectories = {"$VEK_TMP_DIR", "$TMPDIR", "$TEMPDIR", "/tmp"};
 
-/// @return whether there is a seed; a failure is told on standard error
+/// @return false if gettimeofday() fails, which is printed on standard error
 bool makeSeed(unsigned &seed) {
     timeval now = {};
     if (gettimeofday(&now, nullptr) != 0) {
@@ -41,7 +44,7 @@ bool makeSeed(unsigned &seed) {
     return true;
 }
 
-/// Replaces the run of "X" that ends at `end`. @return where it begins
+/// Replaces each "X" of the run that ends at `end`. @return the beginning of the run
 char *replaceRun(const char *name, char *end, unsigned seed) {
     char *begin = end;
     while (begin != name && begin[-1] == 'X') {
@@ -50,7 +53,7 @@ char *replaceRun(const char *name, char *end, unsigned seed) {
     return begin;
 }
 
-/// @return whether the directory that `name` gives in front of `run` exists; also when it gives none
+/// @return whether the directory part of `name`, which ends before `run`, is a directory; true if there is none
 bool hasDirectory(char *name, const char *run) {
     const std::size_t slash = std::string_view(name, static_cast<std::size_t>(run - name)).rfind('/');
     if (slash == std::string_view::npos) {
@@ -67,8 +70,8 @@ bool hasDirectory(char *name, const char *run) {
     return result == 0;
 }
 
-/// @return whether `name` is free; EEXIST says that it is not
-bool isFree(const char *name) {
+/// @return whether `name` does not exist; otherwise errno is EEXIST, or the error of lstat()
+bool doesNotExist(const char *name) {
     struct stat status = {};
     if (lstat(name, &status) == 0) {
         errno = EEXIST;
@@ -77,18 +80,18 @@ bool isFree(const char *name) {
     return errno == ENOENT;
 }
 
-/// Uses the name if it is free, else fails with EEXIST.
-bool takeName(const char *name, int *descriptor, bool asDirectory) {
+/// Creates the file or directory `name`, or only tests that it does not exist. @return false with errno, EEXIST if it exists
+bool claimName(const char *name, int *descriptor, bool asDirectory) {
     if (descriptor != nullptr) {
-        // The caller's from here on, and passed on to the programs it starts like every other.
+        // Documented: without O_CLOEXEC; programs that the caller executes inherit the descriptor.
         *descriptor = open(name, O_RDWR | O_CREAT | O_EXCL, 0600);
         return *descriptor >= 0;
     }
-    return asDirectory ? mkdir(name, 0700) == 0 : isFree(name);
+    return asDirectory ? mkdir(name, 0700) == 0 : doesNotExist(name);
 }
 
-/// Counts up the name between `begin` and `end`, the leftmost digit first. @return false after the last name
-bool stepName(char *begin, const char *end) {
+/// Changes the digits from `begin` to `end` to the next name, the leftmost digit first. @return false after the last one
+bool nextName(char *begin, const char *end) {
     for (; begin != end; ++begin) {
         const std::size_t digit = kAlphabet.find(*begin);
         if (digit < kAlphabet.size() - 1) {
@@ -100,7 +103,7 @@ bool stepName(char *begin, const char *end) {
     return false;
 }
 
-/// Forms a path in the VEK_PATH_SIZE bytes at `out`, cut to fit, and makes it unique.
+/// Composes a template in `out`, which has VEK_PATH_SIZE bytes, and makes it unique. A longer template is truncated.
 bool makePath(std::string_view directory, std::string_view separator, std::string_view prefix, char *out) {
     vek::PathText path;
     const std::array<std::string_view, 4> pieces = {directory, separator, prefix, kRun};
@@ -114,7 +117,7 @@ bool makePathIn(const char *directory, std::string_view prefix, char *out) {
     return directory != nullptr && makePath(directory, vek::endsWith(directory, "/") ? "" : "/", prefix, out);
 }
 
-/// @return what a directory of the table stands for, null for a variable that is not set
+/// @return the directory of an entry of the table; null if its variable is not set
 const char *expanded(const char *directory) {
     return *directory == '$' ? std::getenv(directory + 1) : directory;
 }
@@ -141,8 +144,8 @@ int veki_gettemp(char *nameTemplate, int *fdOut, int makeDir, int suffixLen) {
     if (creates && !hasDirectory(nameTemplate, run)) {
         return 0;
     }
-    while (!takeName(nameTemplate, fdOut, makeDir != 0)) {
-        if (errno != EEXIST || !stepName(run, end)) {
+    while (!claimName(nameTemplate, fdOut, makeDir != 0)) {
+        if (errno != EEXIST || !nextName(run, end)) {
             return 0;
         }
     }
@@ -165,7 +168,7 @@ char *vek_tempnam(const char *dir, const char *prefix) {
         return nullptr;
     }
     const std::string_view start = prefix == nullptr ? kDefaultPrefix : prefix;
-    // "/tmp" is tried twice on purpose, each time from another name on.
+    // Documented: "/tmp" is tried twice, the second time from another random name.
     if (makePathIn(dir, start, path.get()) || makePathIn("/tmp", start, path.get()) ||
         makePathIn("/tmp/", start, path.get())) {
         return path.release();

@@ -1,7 +1,7 @@
 #ifndef VEKI_FILE_H
 #define VEKI_FILE_H
 
-/// The stat buffer that the file tests share.
+/// The shared stat buffer.
 
 #include "common/base/vek_api.h"
 
@@ -9,7 +9,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Filled by vekFileExists() and vekFileIsLink() alone; a call of theirs that fails leaves it as it is.
+/// Filled by vekFileExists() and vekFileIsLink(). A failed call leaves it unchanged.
 extern struct stat vekStatBuf;
 
 VEK_END_DECLS

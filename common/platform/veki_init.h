@@ -1,26 +1,26 @@
 #ifndef VEKI_INIT_H
 #define VEKI_INIT_H
 
-/// Process-wide state of start-up that installation-root discovery shares.
+/// Process-wide state of the start-up, which installation-root discovery uses.
 
 #include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// Characters of the executable name that are kept.
+/// Number of characters that are stored of the executable name.
 enum { VEKI_EXECUTABLE_NAME_MAX = 4096 };
 
-/// Argument 0 as vekInit() got it. Installation-root discovery overwrites it for a while.
+/// The name that the program was started with, as given to vekInit().
 extern char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 
-/// The cached installation root, a heap string, or null while none has been found.
+/// The running tool's installation root, allocated with malloc(); null until it is found.
 extern char *vekiRootPath;
 
-/// What-string of this layer.
+/// The what-string of this layer.
 extern const char vekIdentString[];
 
-/// Prints the banner "TOOL:", a tab, the second word of `versionString`, a tab and its third word; for null
-/// "No Version string". Each word ends at white space or at the end of the string.
+/// Prints "TOOL:", a tab, the second word of `versionString`, a tab and its third word, or "No Version string" for null.
+/// Words are separated by white space.
 void vekiPrintVersion(const char *versionString);
 
 VEK_END_DECLS

@@ -1,7 +1,7 @@
 #ifndef COMMON_ASCII_H
 #define COMMON_ASCII_H
 
-/// Characters and comparison of texts in the C locale, whatever locale the calling program has chosen.
+/// Characters and comparison of texts in the C locale. They do not depend on setlocale().
 
 #include <cstddef>
 #include <string_view>
@@ -18,7 +18,7 @@ constexpr bool isBlank(char c) {
     return c == ' ' || c == '\t';
 }
 
-/// A character of the ASCII set that prints, the blank included.
+/// A printable ASCII character, including the blank.
 constexpr bool isPrint(char c) {
     return c >= ' ' && c <= '~';
 }
@@ -51,7 +51,7 @@ constexpr bool endsWith(std::string_view text, std::string_view end) {
            std::string_view(text.data() + (text.size() - end.size()), end.size()) == end;
 }
 
-/// Whether two texts are equal when the case of ASCII letters does not count.
+/// Compares two texts without regard to the case of ASCII letters.
 constexpr bool equalNoCase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) {
         return false;

@@ -1,18 +1,17 @@
 #ifndef COMMON_COMPOSED_TEXT_H
 #define COMMON_COMPOSED_TEXT_H
 
-#include "common/base/owned.h"
+#include "common/containers/growing_array.h"
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 namespace vek {
 
-/// A text of any length that is made of pieces, so that it is whole before any file is touched. A stream in memory
-/// will not do: when memory is exhausted it loses what it holds and says that all is well.
+/// A text of any length that is composed in memory before a file is opened. Not open_memstream(): on ENOMEM glibc drops
+/// buffered data and still reports success.
 class ComposedText {
   public:
     template <typename... Pieces>
@@ -23,7 +22,7 @@ class ComposedText {
         }
     }
 
-    /// @return false when memory was exhausted on the way
+    /// @return false if memory was exhausted; the text is then incomplete
     [[nodiscard]] bool isWhole() const { return whole_; }
 
     /// @return the text, NUL-terminated, until the next change; null if memory was exhausted
@@ -32,47 +31,36 @@ class ComposedText {
         if (!whole_) {
             return nullptr;
         }
-        --size_;
-        return text_.get();
+        text_.pop();
+        return &text_[0];
     }
 
-    [[nodiscard]] std::string_view view() const { return {text_.get(), size_}; }
-    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] std::string_view view() const {
+        return text_.empty() ? std::string_view() : std::string_view(&text_[0], text_.size());
+    }
+    [[nodiscard]] std::size_t size() const { return text_.size(); }
 
-    /// Drops everything from offset `size` on.
-    void truncate(std::size_t size) { size_ = size < size_ ? size : size_; }
+    /// Removes everything from offset `size` on.
+    void truncate(std::size_t size) {
+        if (size < text_.size()) {
+            text_.shrink(size);
+        }
+    }
 
   private:
     void appendOne(std::string_view piece) {
-        if (!whole_ || !reserve(size_ + piece.size())) {
+        if (!whole_ || piece.empty()) {
+            return;
+        }
+        char *const end = text_.extend(piece.size());
+        if (end == nullptr) {
             whole_ = false;
             return;
         }
-        if (!piece.empty()) {
-            std::memcpy(text_.get() + size_, piece.data(), piece.size());
-            size_ += piece.size();
-        }
+        std::memcpy(end, piece.data(), piece.size());
     }
 
-    bool reserve(std::size_t size) {
-        if (size <= capacity_) {
-            return true;
-        }
-        constexpr std::size_t kFirst = 4096;
-        const std::size_t wanted = 2 * capacity_ > size ? 2 * capacity_ : size + kFirst;
-        auto *grown = static_cast<char *>(std::realloc(text_.get(), wanted));
-        if (grown == nullptr) {
-            return false;
-        }
-        static_cast<void>(text_.release()); // realloc() has taken it over
-        text_.reset(grown);
-        capacity_ = wanted;
-        return true;
-    }
-
-    OwnedText text_;
-    std::size_t size_ = 0;
-    std::size_t capacity_ = 0;
+    GrowingArray<char> text_;
     bool whole_ = true;
 };
 

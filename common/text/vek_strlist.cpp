@@ -1,5 +1,9 @@
 #include "common/text/vek_strlist.h"
 
+// String lists. The caller keeps the allocated size of a list, and all slots after the last string are null. So the number
+// of strings can be found by a galloping search from the end, in O(log n) for a list that grows, and building a list of n
+// strings takes O(n log n) time.
+
 #include "common/base/owned.h"
 #include "common/base/vek_error.h"
 #include "common/text/ascii.h"
@@ -22,8 +26,8 @@ namespace {
 constexpr int kDoublingLimit = 4096;
 constexpr int kLargeStep = 2048;
 
-/// Lists with fewer slots are counted string by string.
-constexpr int kBisectionMinimum = 64;
+/// Shorter lists are counted string by string.
+constexpr int kSearchMinimum = 64;
 
 struct FreeList {
     void operator()(char **list) const { vekFreeStrlist(list); }
@@ -34,8 +38,7 @@ bool mustGrow(const char *const *list, int count, int size) {
     return list == nullptr || count > static_cast<long long>(size) - 2;
 }
 
-/// The allocated size after growing, held within the counter's range and always with room for one more
-/// string and the NULL behind it; 0 when no counter can hold that.
+/// The allocated size after growing: room for at least one more string and the null pointer. 0 if it exceeds INT_MAX.
 int grownSize(int count, int size) {
     const long long needed = count + 2LL;
     long long grown = size <= kDoublingLimit ? count * 2LL + 2 : static_cast<long long>(size) + kLargeStep;
@@ -48,11 +51,9 @@ int grownSize(int count, int size) {
     return grown < needed ? 0 : static_cast<int>(grown);
 }
 
-/// The number of strings in a list with `size` allocated slots, of which the last is NULL. Adding and growing
-/// clear every slot behind the last string, so the slots are strings first and NULL from there on: the border
-/// is looked for in growing steps from the end, near which it lies in a list that grows, and then by halving.
-/// Building a long list string by string stays cheap.
-int bisectStrlistSize(const char *const *list, int size) {
+/// The number of strings in a list with `size` allocated slots, of which the last is null: galloping search from the end,
+/// then binary search.
+int searchStrlistSize(const char *const *list, int size) {
     int firstKnownNull = size - 1;
     int strings = 0;
     for (int step = 1; step <= firstKnownNull && strings == 0; step *= 2) {
@@ -74,18 +75,17 @@ int bisectStrlistSize(const char *const *list, int size) {
     return strings;
 }
 
-/// The number of strings in `list`, whose owner says that it has `size` slots.
+/// The number of strings in `list`, for which the caller gave the allocated size `size`.
 int countStrings(char **list, int size) {
-    // A counter may lag behind, as that of an exact copy that its owner began at 0 does. Where it says too
-    // little, its last slot holds a string (or there is no such slot), and only counting is right.
-    if (list == nullptr || size < kBisectionMinimum || list[size - 1] != nullptr) {
+    // The counter can be too small: 0 for a list from vekCopyStrlist(), for instance. Then its last slot contains a string.
+    if (list == nullptr || size < kSearchMinimum || list[size - 1] != nullptr) {
         return vekGetStrlistSize(list);
     }
-    return bisectStrlistSize(list, size);
+    return searchStrlistSize(list, size);
 }
 
-/// The slots to ask the allocator for. Where it copies a list that grows, asking for a little more makes the
-/// copies rare: the counted size grows by the same number of slots each time, the allocated one by a share.
+/// The slots to allocate. The documented size of a long list grows by a constant, which would copy it O(n) times. So the
+/// allocated size is rounded up by at most an eighth, which makes n additions O(n).
 std::size_t allocatedSlots(int slots) {
     constexpr std::size_t kShare = 8;
     const auto counted = static_cast<std::size_t>(slots);
@@ -102,8 +102,7 @@ char **growQuietly(char **list, int count, int newSize) {
     if (newSize < count) {
         return list;
     }
-    // A list without a free slot after its strings gets one that is not counted: it stays terminated, and
-    // no size of 0 reaches realloc(), which would free the list.
+    // At least one slot after the strings: the list stays terminated, and realloc() never gets the size 0, which frees.
     const int slots = newSize > strings ? newSize : strings + 1;
     auto *grown = static_cast<char **>(std::realloc(list, allocatedSlots(slots) * sizeof(char *)));
     if (grown != nullptr) {
@@ -114,9 +113,9 @@ char **growQuietly(char **list, int count, int newSize) {
 
 /// Puts a copy of `s` at index `*count`. If it fails, the list and the counters are unchanged.
 StrlistAddition addString(char **&list, const char *s, int *count, int *size) {
-    // A null list has no strings, whatever a counter says that was never set.
+    // The counter of a null list need not be initialized.
     const int strings = list == nullptr || *count < 0 ? 0 : *count;
-    // Copy first: after the list has moved, nothing may fail, or the caller's list would be lost.
+    // Copy first: after realloc() has moved the list, no step may fail, because the caller's pointer is then invalid.
     OwnedText copy(vekCopyString(s));
     if (s != nullptr && !copy) {
         return StrlistAddition::NoMemoryForCopy;
@@ -146,7 +145,7 @@ int compareStrings(const void *a, const void *b) {
     return std::strcmp(*static_cast<const char *const *>(a), *static_cast<const char *const *>(b));
 }
 
-/// What stands between two joined strings.
+/// The separator of joined strings.
 char separatorFrom(const char *sep) {
     const bool single = sep != nullptr && sep[0] != '\0' && sep[1] == '\0';
     return single && vek::isPrint(sep[0]) ? sep[0] : ' ';
@@ -252,7 +251,7 @@ char *vekStrlistToStr(char **list, const char *sep) {
     const char separator = separatorFrom(sep);
     char *end = joined.get();
     for (int i = 0; i < count; ++i) {
-        // The result begins with a separator, too: callers rely on it.
+        // Documented: the result begins with a separator.
         *end++ = separator;
         const std::size_t size = std::strlen(list[i]);
         std::memcpy(end, list[i], size);

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The patterns of one filter, each compiled when the first string reaches it.
+/// The patterns of one filter. Each is compiled when the first string is compared with it.
 class PatternSet {
   public:
     explicit PatternSet(char **patterns)
@@ -21,11 +21,11 @@ class PatternSet {
         }
     }
 
-    /// Whether memory lasted so far. Without it, what matches() says has no meaning.
+    /// @return false if memory was exhausted; results of matches() are then not valid
     [[nodiscard]] bool valid() const { return compiled_ != nullptr && !outOfMemory_; }
 
-    /// Whether `string` matches a pattern. A pattern that is no expression is reported for each string that
-    /// reaches it, as if it were compiled for each.
+    /// @return whether `string` matches a pattern. Documented: a pattern that does not compile is reported once for each
+    ///         string that is compared with it
     [[nodiscard]] bool matches(const char *string) {
         for (std::size_t i = 0; i < count_; ++i) {
             const Compiled &compiled = compiledPattern(i);
@@ -39,7 +39,7 @@ class PatternSet {
     }
 
   private:
-    /// One of the two is set once the pattern has been reached.
+    /// After the first comparison, one of the two is set.
     struct Compiled {
         vek_regexp *expression;
         const char *error;

@@ -6,15 +6,15 @@
 
 namespace {
 
-/// A word holds at most as many characters as a line.
+/// A word of at most 4095 characters.
 using Word = vek::PathText;
 
-/// Takes one word after the other from a text.
+/// Iterates over the words of a text.
 class WordScanner {
   public:
     explicit WordScanner(const char *text) : at_(text) {}
 
-    /// @return whether there was another word, which is then in `word`
+    /// @return false if there are no more words; otherwise `word` receives the next one
     bool next(Word &word) {
         while (vek::isSpace(*at_)) {
             ++at_;
@@ -24,11 +24,11 @@ class WordScanner {
         }
         openQuotes();
         word.clear();
-        takeFirst(word);
+        addFirst(word);
         while (!atEndOfWord() && word.append(*at_)) {
             ++at_;
         }
-        // What stopped a word of full length need not be its end: it begins the next word then.
+        // If the word was too long, this character is the first of the next word.
         if (*at_ != '\0' && atEndOfWord()) {
             ++at_;
         }
@@ -36,7 +36,7 @@ class WordScanner {
     }
 
   private:
-    /// A double quote counts also right behind a single quote, and wins.
+    /// Documented: a double quote after a single quote opens the word; then only a double quote ends it.
     void openQuotes() {
         quote_ = '\0';
         for (const char quote : {'\'', '"'}) {
@@ -47,9 +47,9 @@ class WordScanner {
         }
     }
 
-    /// The first character belongs to the word whatever it is, so that two quotes make a word of one quote. A
-    /// quote at the very end has no such character, and makes an empty word.
-    void takeFirst(Word &word) {
+    /// Documented: the first character after the quote always belongs to the word, so two quotes give a word of one quote.
+    /// A quote at the end of the text gives an empty word.
+    void addFirst(Word &word) {
         if (*at_ != '\0' && word.append(*at_)) {
             ++at_;
         }
@@ -78,7 +78,7 @@ char **vekStrToStrlist(const char *str, int *count, char **list) {
     while (scanner.next(word)) {
         char **longer = vekFastAddToStrlist(list, word.c_str(), count, &size);
         if (longer == nullptr) {
-            break; // the words so far are still in the list
+            break; // the list has the words so far
         }
         list = longer;
     }
