@@ -15,7 +15,7 @@ TEST(ComposedText, IsEmptyAtFirst) {
     EXPECT_TRUE(text.view().empty());
 }
 
-TEST(ComposedText, HoldsItsPiecesInOrder) {
+TEST(ComposedText, HasItsPiecesInOrder) {
     ComposedText text;
     text.append("DMTYPE ", std::string("none"), "\n");
     text.append("");
@@ -35,7 +35,7 @@ TEST(ComposedText, GrowsToAnyLength) {
     EXPECT_EQ(text.view(), expected);
 }
 
-TEST(ComposedText, IsNotWholeOnceMemoryWasExhausted) {
+TEST(ComposedText, IsNotWholeAfterMemoryWasExhausted) {
     for (int nth = 1; nth <= 3; ++nth) {
         ComposedText text;
         test::faults::failAllocation(nth);

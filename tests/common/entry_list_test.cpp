@@ -29,13 +29,13 @@ Entries contentOf(const vek::EntryList &list) {
 
 } // namespace
 
-TEST(EntryList, IsAtItsEndWhileItIsEmpty) {
+TEST(EntryList, EmptyListIsAtItsEnd) {
     const vek::EntryList list;
 
     EXPECT_TRUE(list.isEnd(0));
 }
 
-TEST(EntryList, GivesBackTypesAndNamesInTheOrderOfTheirArrival) {
+TEST(EntryList, ReturnsTypesAndNamesInTheirOrder) {
     vek::EntryList list;
 
     ASSERT_TRUE(list.add(DT_REG, "file"));
@@ -81,7 +81,7 @@ TEST(EntryList, GrowsGeometrically) {
     EXPECT_LE(faults::count("malloc"), 20);
 }
 
-TEST(EntryList, TakesAPartOfALongerText) {
+TEST(EntryList, AcceptsAPartOfALongerText) {
     vek::EntryList list;
 
     ASSERT_TRUE(list.add(DT_REG, std::string_view("names", 4)));
@@ -89,7 +89,7 @@ TEST(EntryList, TakesAPartOfALongerText) {
     EXPECT_EQ(contentOf(list), (Entries{{DT_REG, "name"}}));
 }
 
-TEST(EntryList, IsAsItWasWhenMemoryIsExhausted) {
+TEST(EntryList, IsUnchangedIfMemoryIsExhausted) {
     vek::EntryList list;
     faults::failAllocation(1);
     EXPECT_FALSE(list.add(DT_REG, "name"));
@@ -111,7 +111,7 @@ TEST(EntryList, IsAsItWasWhenMemoryIsExhausted) {
     EXPECT_EQ(contentOf(list), wanted);
 }
 
-TEST(EntryList, LeavesAnEmptyListBehindWhenItMoves) {
+TEST(EntryList, IsEmptyAfterAMove) {
     vek::EntryList list;
     ASSERT_TRUE(list.add(DT_REG, "name"));
 
@@ -138,7 +138,7 @@ TEST(EntryList, KeepsItsMemoryWhenItIsCleared) {
     EXPECT_EQ(contentOf(list), (Entries{{DT_REG, "name"}}));
 }
 
-TEST(EntryList, MayHoldLinksUnlessEveryTypeIsAnother) {
+TEST(EntryList, MayHoldLinksUnlessAllTypesAreOthers) {
     for (const unsigned char type : {DT_LNK, DT_UNKNOWN}) {
         vek::EntryList list;
         EXPECT_FALSE(list.mayHoldLinks());
@@ -152,7 +152,7 @@ TEST(EntryList, MayHoldLinksUnlessEveryTypeIsAnother) {
     }
 }
 
-TEST(ReadDirectory, ReadsEveryEntryButDots) {
+TEST(ReadDirectory, ReadsEveryEntryExceptDots) {
     test::Sandbox box;
     box.directory("d/directory")
         .file("d/file", "")
@@ -186,7 +186,7 @@ TEST(ReadDirectory, IdentifiesTheDirectory) {
     EXPECT_EQ(identity, std::nullopt);
 }
 
-TEST(ReadDirectory, DoesNotAskForAnIdentityThatIsNotWanted) {
+TEST(ReadDirectory, CallsNoFstatWithoutAnIdentityArgument) {
     test::Sandbox box;
     box.directory("d");
     vek::EntryList list;
@@ -195,7 +195,7 @@ TEST(ReadDirectory, DoesNotAskForAnIdentityThatIsNotWanted) {
     EXPECT_EQ(faults::count("fstat") + faults::count("stat"), 0);
 }
 
-TEST(ReadDirectory, SaysWhyADirectoryCannotBeOpened) {
+TEST(ReadDirectory, ReturnsTheErrorOfOpendir) {
     test::Sandbox box;
     box.file("file", "");
     vek::EntryList list;
@@ -211,7 +211,7 @@ TEST(ReadDirectory, SaysWhyADirectoryCannotBeOpened) {
     EXPECT_TRUE(list.isEnd(0));
 }
 
-TEST(ReadDirectory, SaysIfMemoryForTheEntriesIsExhausted) {
+TEST(ReadDirectory, ReturnsNoMemoryIfMemoryIsExhausted) {
     test::Sandbox box;
     box.file("d/file", "");
     vek::EntryList list;
@@ -219,7 +219,7 @@ TEST(ReadDirectory, SaysIfMemoryForTheEntriesIsExhausted) {
     EXPECT_EQ(vek::readDirectory("d", list).outcome, Outcome::NoMemory);
 }
 
-TEST(DotOrDotDot, AreTheTwoNamesAndNoOther) {
+TEST(DotOrDotDot, AreExactlyTwoNames) {
     EXPECT_TRUE(vek::isDotOrDotDot("."));
     EXPECT_TRUE(vek::isDotOrDotDot(".."));
     for (const char *name : {"", "...", ".a", "..a", "a.", "a..", "a", "./", ". "}) {

@@ -111,7 +111,7 @@ TEST(FixedText, FillSetsTheLengthOfWhatWasWritten) {
     EXPECT_EQ("xyz/a", text.view());
 }
 
-TEST(FixedText, FillLeavesNothingOfTheTextBefore) {
+TEST(FixedText, FillRemovesTheTextBefore) {
     Text text = textOf("old");
     EXPECT_FALSE(text.fill([](char * /*buffer*/, std::size_t /*size*/) { return false; }));
     EXPECT_TRUE(text.empty());
@@ -231,7 +231,7 @@ TEST(FixedText, AppendsAPartOfItself) {
     EXPECT_STREQ("abcabc", text.c_str());
 }
 
-TEST(FixedText, HoldsPathsOfAtMost4095Characters) {
+TEST(FixedText, HasPathsOfAtMost4095Characters) {
     vek::PathText text;
     EXPECT_TRUE(text.assign(std::string(4095, 'p')));
     EXPECT_EQ(4095U, std::strlen(text.c_str()));

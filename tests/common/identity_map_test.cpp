@@ -38,7 +38,7 @@ TEST(DirectoryIdentity, IsTheSameForEveryPathOfADirectory) {
     close(opened);
 }
 
-TEST(DirectoryIdentity, IsNothingIfTheSystemDoesNotSay) {
+TEST(DirectoryIdentity, IsNothingIfStatFails) {
     EXPECT_EQ(DirectoryIdentity::of("/no/such/directory"), std::nullopt);
     EXPECT_EQ(DirectoryIdentity::of(-1), std::nullopt);
 }
@@ -64,7 +64,7 @@ TEST(IdentityMap, FindsWhatWasStored) {
     EXPECT_EQ(map.size(), 3U);
 }
 
-TEST(IdentityMap, StoresInPlaceOfAnEarlierValue) {
+TEST(IdentityMap, ReplacesAnEarlierValue) {
     Map map;
     ASSERT_TRUE(map.store({1, 1}, 1));
     ASSERT_TRUE(map.store({1, 1}, 2));
@@ -73,7 +73,7 @@ TEST(IdentityMap, StoresInPlaceOfAnEarlierValue) {
     EXPECT_EQ(map.size(), 1U);
 }
 
-TEST(IdentityMap, HoldsAnIdentityOfZeros) {
+TEST(IdentityMap, StoresAnIdentityOfZeros) {
     Map map;
     EXPECT_EQ(map.find({0, 0}), nullptr);
     ASSERT_TRUE(map.store({0, 0}, 5));

@@ -90,7 +90,7 @@ TEST(LineReading, ReadsTheLinesThatVekFgetsReads) {
     }
 }
 
-TEST(LineReading, BeginsAtTheDescriptorsOffsetAndLeavesItOpen) {
+TEST(LineReading, BeginsAtTheDescriptorsOffset) {
     test::Sandbox box;
     box.file("f", "one\ntwo\n");
     const vek::OwnedDescriptor file = opened("f");
@@ -102,7 +102,7 @@ TEST(LineReading, BeginsAtTheDescriptorsOffsetAndLeavesItOpen) {
     EXPECT_GE(fcntl(file.get(), F_GETFD), 0);
 }
 
-TEST(LineReading, TellsWhichBytesAreUnread) {
+TEST(LineReading, ReturnsTheUnreadBytes) {
     test::Sandbox box;
     box.file("f", "one\ntwo\nthree");
     const vek::OwnedDescriptor file = opened("f");

@@ -42,7 +42,7 @@ TEST(OpenForReading, FollowsSymbolicLinks) {
     EXPECT_EQ("content", contentOf(vek::openForReading("l")));
 }
 
-TEST(OpenForReading, HandsNoDescriptorToOtherPrograms) {
+TEST(OpenForReading, DescriptorIsNotInherited) {
     test::Sandbox box;
     box.file("f", "").directory("d");
     for (const char *path : {"f", "d"}) {
@@ -75,7 +75,7 @@ TEST(OpenForReading, ReadsAPipeWithAWriterAsAnEmptyFile) {
     EXPECT_EQ("", contentOf(vek::openForReading("p")));
 }
 
-TEST(OpenForReading, GivesNullWithTheReasonForWhatCannotBeOpened) {
+TEST(OpenForReading, ReturnsNullWithErrnoIfOpenFails) {
     test::Sandbox box;
     box.link("dangling", "nowhere").link("loop", "loop").file("f", "");
 
@@ -91,7 +91,7 @@ TEST(OpenForReading, GivesNullWithTheReasonForWhatCannotBeOpened) {
     EXPECT_EQ(ENAMETOOLONG, errno);
 }
 
-TEST(OpenForReading, GivesNullForAnUnreadableFile) {
+TEST(OpenForReading, ReturnsNullForAnUnreadableFile) {
     test::Sandbox box;
     box.file("secret", "content", 0000);
     test::asUnprivileged([&] {
@@ -100,7 +100,7 @@ TEST(OpenForReading, GivesNullForAnUnreadableFile) {
     });
 }
 
-TEST(OpenForReading, KeepsNoDescriptorWhenAStepFails) {
+TEST(OpenForReading, ClosesTheDescriptorIfAStepFails) {
     test::Sandbox box;
     box.file("f", "content").directory("d");
     const std::ptrdiff_t before = openDescriptors();

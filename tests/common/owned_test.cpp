@@ -22,7 +22,7 @@ int openAny() {
     return descriptor;
 }
 
-TEST(OwnedDescriptor, ClosesWhenItsOwnerGoes) {
+TEST(OwnedDescriptor, ClosesAtTheEndOfItsScope) {
     const int number = openAny();
     {
         const vek::OwnedDescriptor owned(number);
@@ -66,7 +66,7 @@ TEST(OwnedDescriptor, MovesItsDescriptor) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(OwnedDescriptor, AnswersWhatClosingAnsweredAndClosesOnce) {
+TEST(OwnedDescriptor, ReturnsTheResultOfCloseAndClosesOnce) {
     test::faults::reset();
     {
         vek::OwnedDescriptor owned(openAny());
@@ -78,7 +78,7 @@ TEST(OwnedDescriptor, AnswersWhatClosingAnsweredAndClosesOnce) {
     EXPECT_EQ(1, test::faults::count("close"));
 }
 
-TEST(OwnedStream, ClosesWhenItsOwnerGoes) {
+TEST(OwnedStream, ClosesAtTheEndOfItsScope) {
     int number = -1;
     {
         const vek::OwnedStream stream(std::fopen("/dev/null", "re"));
@@ -89,7 +89,7 @@ TEST(OwnedStream, ClosesWhenItsOwnerGoes) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(OwnedDirectory, ClosesWhenItsOwnerGoes) {
+TEST(OwnedDirectory, ClosesAtTheEndOfItsScope) {
     const test::Sandbox box;
     int number = -1;
     {
@@ -101,14 +101,14 @@ TEST(OwnedDirectory, ClosesWhenItsOwnerGoes) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(CopyText, CopiesTextThatHasNoNulBehindIt) {
+TEST(CopyText, CopiesTextWithoutANul) {
     const std::string_view part("abcdef", 3);
     const vek::OwnedText copy = vek::copyText(part);
     EXPECT_STREQ("abc", copy.get());
     EXPECT_STREQ("", vek::copyText("").get());
 }
 
-TEST(CopyText, GivesNullWhenMemoryIsExhausted) {
+TEST(CopyText, ReturnsNullIfMemoryIsExhausted) {
     test::faults::failAllocation(1);
     EXPECT_EQ(nullptr, vek::copyText("abc"));
 }

@@ -19,20 +19,20 @@ void receiveB(const char *message) {
     receivedByB.emplace_back(message);
 }
 
-TEST(VekReportError, WritesTheMessageAndANewlineToStandardErrorByDefault) {
+TEST(VekReportError, PrintsOnStandardErrorByDefault) {
     test::Capture capture;
     vekReportError("x");
     EXPECT_EQ("x\n", capture.err());
     EXPECT_EQ("", capture.out());
 }
 
-TEST(VekReportError, ShowsALineAndAnEmptyLineForAMessageWithItsOwnNewline) {
+TEST(VekReportError, AddsANewlineAfterTheMessagesOwn) {
     test::Capture capture;
     vekReportError("Error (tov): x.\n");
     EXPECT_EQ("Error (tov): x.\n\n", capture.err());
 }
 
-TEST(VekReportError, NeverReadsTheMessageAsAFormat) {
+TEST(VekReportError, DoesNotUseTheMessageAsAFormat) {
     test::Capture capture;
     vekReportError("100%s %n %d");
     EXPECT_EQ("100%s %n %d\n", capture.err());
@@ -45,7 +45,7 @@ TEST(VekReportError, WritesAMessageOfAnyLength) {
     EXPECT_EQ(message + "\n", capture.err());
 }
 
-TEST(VekReportError, TakesNullForTheEmptyText) {
+TEST(VekReportError, ReportsNullAsTheEmptyText) {
     test::Capture capture;
     vekReportError(nullptr);
     EXPECT_EQ("\n", capture.err());
@@ -55,7 +55,7 @@ TEST(VekReportError, TakesNullForTheEmptyText) {
     EXPECT_EQ((std::vector<std::string>{""}), receivedByA);
 }
 
-TEST(VekReportError, HandsTheMessageToTheRegisteredFunctionAlone) {
+TEST(VekReportError, PassesTheMessageToTheHookOnly) {
     test::Capture capture;
     vekRegErrorFunc(receiveA);
 
@@ -66,7 +66,7 @@ TEST(VekReportError, HandsTheMessageToTheRegisteredFunctionAlone) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST(VekRegErrorFunc, AnswersTheFunctionRegisteredBefore) {
+TEST(VekRegErrorFunc, ReturnsThePreviousFunction) {
     EXPECT_EQ(nullptr, vekRegErrorFunc(receiveA));
     EXPECT_EQ(&receiveA, vekRegErrorFunc(receiveB));
     EXPECT_EQ(&receiveB, vekRegErrorFunc(nullptr));
@@ -94,7 +94,7 @@ TEST(VekRegErrorFunc, RestoresStandardErrorForNull) {
     EXPECT_TRUE(receivedByA.empty());
 }
 
-TEST(VekGetErrorFunc, AnswersTheRegisteredFunction) {
+TEST(VekGetErrorFunc, ReturnsTheRegisteredFunction) {
     EXPECT_EQ(nullptr, vekGetErrorFunc());
     vekRegErrorFunc(receiveA);
     EXPECT_EQ(&receiveA, vekGetErrorFunc());

@@ -27,7 +27,7 @@ void setTime(const std::string &path, time_t seconds) {
     ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW));
 }
 
-TEST(VekFileExists, AsksWhetherThePathLeadsSomewhere) {
+TEST(VekFileExists, ReturnsWhetherStatSucceeds) {
     test::Sandbox box;
     box.file("f", "", 0000)
         .directory("d")
@@ -43,7 +43,7 @@ TEST(VekFileExists, AsksWhetherThePathLeadsSomewhere) {
     }
 }
 
-TEST(FileTests, AnswerFalseForNullAndEmpty) {
+TEST(FileTests, ReturnFalseForNullAndEmpty) {
     test::faults::reset();
     char buffer[8] = "before";
     for (const char *path : {static_cast<const char *>(nullptr), ""}) {
@@ -58,7 +58,7 @@ TEST(FileTests, AnswerFalseForNullAndEmpty) {
     EXPECT_STREQ("before", buffer);
 }
 
-TEST(FileTests, SurvivePathsOfAnyLength) {
+TEST(FileTests, AcceptPathsOfAnyLength) {
     char buffer[4097];
     for (const std::size_t length : {4095U, 4096U, 4097U, 1'000'000U}) {
         const std::string path(length, 'x');
@@ -71,7 +71,7 @@ TEST(FileTests, SurvivePathsOfAnyLength) {
     }
 }
 
-TEST(FileTests, TakeOneSystemCallEach) {
+TEST(FileTests, UseOneSystemCallEach) {
     test::Sandbox box;
     box.file("f", "x").link("l", "f");
     test::faults::reset();
@@ -88,7 +88,7 @@ TEST(FileTests, TakeOneSystemCallEach) {
     EXPECT_EQ(3, test::faults::count("stat"));
 }
 
-TEST(VekGetFileSize, AnswersTheSizeInBytes) {
+TEST(VekGetFileSize, ReturnsTheSizeInBytes) {
     test::Sandbox box;
     box.file("empty", "").file("f", "12345").link("l", "f");
     EXPECT_EQ(0, vekGetFileSize("empty"));
@@ -97,7 +97,7 @@ TEST(VekGetFileSize, AnswersTheSizeInBytes) {
     EXPECT_EQ(0, vekGetFileSize("missing"));
 }
 
-TEST(VekGetFileSize, AnswersSizesBeyond32Bits) {
+TEST(VekGetFileSize, ReturnsSizesBeyond32Bits) {
     const test::Sandbox box;
     const vek::OwnedDescriptor file(open("big", O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
     constexpr off_t Size = (off_t{5} << 30) + 3;
@@ -118,7 +118,7 @@ TEST(VekFileIsDirectory, FollowsLinks) {
     EXPECT_EQ(0, vekFileIsDirectory("missing"));
 }
 
-TEST(VekFileIsLink, LooksAtThePathItself) {
+TEST(VekFileIsLink, DoesNotFollowTheLink) {
     test::Sandbox box;
     box.directory("d").file("f", "").link("toD", "d").link("toF", "f").link("dangling", "nowhere");
     EXPECT_EQ(1, vekFileIsLink("toD"));
@@ -129,7 +129,7 @@ TEST(VekFileIsLink, LooksAtThePathItself) {
     EXPECT_EQ(0, vekFileIsLink("missing"));
 }
 
-TEST(StatBuffer, HoldsWhatTheLastExistenceOrLinkTestFound) {
+TEST(StatBuffer, ContainsTheResultOfTheLastExistenceOrLinkTest) {
     test::Sandbox box;
     box.file("f", "12345").link("l", "f");
     setTime(box.path("f"), 1'000'000'000);
@@ -150,7 +150,7 @@ TEST(StatBuffer, HoldsWhatTheLastExistenceOrLinkTestFound) {
     EXPECT_EQ(5, vekGetFileSizeInStatbuf());
 }
 
-TEST(StatBuffer, IsLeftAloneByEverythingElse) {
+TEST(StatBuffer, IsNotChangedByOtherFunctions) {
     test::Sandbox box;
     box.file("f", "12345").directory("d").link("l", "f");
     ASSERT_EQ(1, vekFileExists("f"));
@@ -175,7 +175,7 @@ TEST(StatBuffer, IsZeroAtFirst) {
     EXPECT_EQ(0, vekGetTimestampInStatbuf());
 }
 
-TEST(VekReadSymLink, ReadsTheTargetAsItStands) {
+TEST(VekReadSymLink, ReadsTheTargetUnchanged) {
     test::Sandbox box;
     box.file("f", "").link("l", "../somewhere/./else");
     char target[4097];
@@ -183,7 +183,7 @@ TEST(VekReadSymLink, ReadsTheTargetAsItStands) {
     EXPECT_STREQ("../somewhere/./else", target);
 }
 
-TEST(VekReadSymLink, FailsForWhatIsNoLink) {
+TEST(VekReadSymLink, FailsForOtherFiles) {
     test::Sandbox box;
     box.file("f", "").directory("d").link("l", "f");
     char target[4097];
@@ -232,7 +232,7 @@ TEST_F(BuildDirPath, MakesEveryMissingDirectory) {
     EXPECT_EQ(Names{}, reports);
 }
 
-TEST_F(BuildDirPath, TakesAnExistingDirectory) {
+TEST_F(BuildDirPath, AcceptsAnExistingDirectory) {
     box.directory("d").link("l", "d");
     EXPECT_EQ(1, vekBuildDirPath("d"));
     EXPECT_EQ(1, vekBuildDirPath("l"));
@@ -242,7 +242,7 @@ TEST_F(BuildDirPath, TakesAnExistingDirectory) {
     EXPECT_EQ(Names{}, reports);
 }
 
-TEST_F(BuildDirPath, TakesFinalAndDoubleSlashes) {
+TEST_F(BuildDirPath, AcceptsFinalAndDoubleSlashes) {
     EXPECT_EQ(1, vekBuildDirPath("a/b/"));
     EXPECT_EQ(1, vekBuildDirPath("c//d///e//"));
     EXPECT_EQ(1, vekFileIsDirectory("a/b"));
@@ -250,7 +250,7 @@ TEST_F(BuildDirPath, TakesFinalAndDoubleSlashes) {
     EXPECT_EQ(Names{}, reports);
 }
 
-TEST_F(BuildDirPath, AsksForAllBitsThatTheUmaskLeaves) {
+TEST_F(BuildDirPath, CreatesWithAllModeBitsExceptTheUmask) {
     umask(0027);
     ASSERT_EQ(1, vekBuildDirPath("a/b"));
     for (const char *path : {"a", "a/b"}) {
@@ -260,7 +260,7 @@ TEST_F(BuildDirPath, AsksForAllBitsThatTheUmaskLeaves) {
     }
 }
 
-TEST_F(BuildDirPath, RefusesAFileWithoutAReport) {
+TEST_F(BuildDirPath, FailsForAFileWithoutAReport) {
     box.file("f", "").link("l", "f");
     EXPECT_EQ(0, vekBuildDirPath("f"));
     EXPECT_EQ(0, vekBuildDirPath("l"));
@@ -296,7 +296,7 @@ TEST_F(BuildDirPath, ReportsAReadOnlyDirectory) {
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST_F(BuildDirPath, IsContentWhenTheDirectoryIsThereAfterAFailedMkdir) {
+TEST_F(BuildDirPath, SucceedsIfTheDirectoryExistsAfterMkdirFails) {
     // Given a directory that appears between the test and the attempt to make it
     box.directory("d");
     test::faults::fail("stat", 1, ENOENT);
@@ -312,7 +312,7 @@ TEST_F(BuildDirPath, ReportsToStandardErrorByDefault) {
     EXPECT_EQ("Error (vekBuildDirPath): mkdir call failed.\n\n", capture.err());
 }
 
-TEST_F(BuildDirPath, GivesUpWhenMemoryIsExhausted) {
+TEST_F(BuildDirPath, FailsIfMemoryIsExhausted) {
     test::faults::failAllocation(1);
     EXPECT_EQ(0, vekBuildDirPath("a/b"));
     EXPECT_EQ(Names{}, box.list());
@@ -333,7 +333,7 @@ TEST_F(BuildDirPath, MakesPathsUpTo4095Characters) {
     }
 }
 
-TEST_F(BuildDirPath, SurvivesAPathOfAHundredThousandSteps) {
+TEST_F(BuildDirPath, FailsForAPathOfAHundredThousandComponents) {
     std::string path = "d";
     for (int i = 0; i < 100'000; ++i) {
         path += "/x";
@@ -344,7 +344,7 @@ TEST_F(BuildDirPath, SurvivesAPathOfAHundredThousandSteps) {
 
 // --- vekFileWritable ---
 
-TEST(VekFileWritable, TakesAFileThatCanBeOpenedAndLeavesItAlone) {
+TEST(VekFileWritable, AcceptsAWritableFileAndDoesNotChangeIt) {
     test::Sandbox box;
     box.file("f", "content", 0644).link("l", "f");
     EXPECT_EQ(1, vekFileWritable("f"));
@@ -353,7 +353,7 @@ TEST(VekFileWritable, TakesAFileThatCanBeOpenedAndLeavesItAlone) {
     EXPECT_EQ(1, vekFileWritable("/dev/null"));
 }
 
-TEST(VekFileWritable, RefusesAMissingPathWithoutCreatingIt) {
+TEST(VekFileWritable, RejectsAMissingPathWithoutCreatingIt) {
     test::Sandbox box;
     box.link("dangling", "nowhere").file("f", "");
     EXPECT_EQ(0, vekFileWritable("missing"));
@@ -362,7 +362,7 @@ TEST(VekFileWritable, RefusesAMissingPathWithoutCreatingIt) {
     EXPECT_EQ((Names{"dangling", "f"}), box.list());
 }
 
-TEST(VekFileWritable, TakesAWritableDirectoryAndLeavesNoTestFileBehind) {
+TEST(VekFileWritable, AcceptsAWritableDirectoryAndRemovesTheTestFile) {
     test::Sandbox box;
     box.directory("d").link("l", "d");
     EXPECT_EQ(1, vekFileWritable("d"));
@@ -371,7 +371,7 @@ TEST(VekFileWritable, TakesAWritableDirectoryAndLeavesNoTestFileBehind) {
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST(VekFileWritable, RefusesWhatThePermissionsForbid) {
+TEST(VekFileWritable, RejectsWhatThePermissionsForbid) {
     test::Sandbox box;
     box.file("mine", "", 0644).file("open", "", 0666).directory("closed", 0755).directory("shared", 0777);
     test::asUnprivileged([] {
@@ -398,7 +398,7 @@ TEST(VekFileWritable, CreatesTheTestFileWithMode0644) {
     EXPECT_EQ(0, vekGetFileSizeInStatbuf());
 }
 
-TEST(VekFileWritable, RefusesADirectoryInWhichNoFileCanBeCreated) {
+TEST(VekFileWritable, RejectsADirectoryInWhichNoFileCanBeCreated) {
     test::Sandbox box;
     box.directory("d");
     test::faults::fail("open", 2, ENOSPC);
@@ -406,21 +406,21 @@ TEST(VekFileWritable, RefusesADirectoryInWhichNoFileCanBeCreated) {
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST(VekFileWritable, UsesAndDeletesATestFileThatIsThere) {
+TEST(VekFileWritable, UsesAndDeletesAnExistingTestFile) {
     test::Sandbox box;
     box.file("d/vekFileWritableTest", "left behind");
     EXPECT_EQ(1, vekFileWritable("d"));
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST(VekFileWritable, RefusesADirectoryWhoseTestFileIsADirectory) {
+TEST(VekFileWritable, RejectsADirectoryWhoseTestFileIsADirectory) {
     test::Sandbox box;
     box.directory("d/vekFileWritableTest");
     EXPECT_EQ(0, vekFileWritable("d"));
     EXPECT_EQ(Names{"vekFileWritableTest"}, box.list("d"));
 }
 
-TEST(VekFileWritable, NeverFollowsAPlantedLink) {
+TEST(VekFileWritable, DoesNotFollowAPlantedLink) {
     test::Sandbox box;
     box.file("victim", "precious").link("d/vekFileWritableTest", box.path("victim"));
     EXPECT_EQ(1, vekFileWritable("d"));
@@ -433,7 +433,7 @@ TEST(VekFileWritable, NeverFollowsAPlantedLink) {
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST(VekFileWritable, NeverWaitsForAPipe) {
+TEST(VekFileWritable, DoesNotBlockOnAPipe) {
     test::Sandbox box;
     box.fifo("p").fifo("d/vekFileWritableTest");
     const test::Outcome outcome = test::inChild([] {
@@ -447,7 +447,7 @@ TEST(VekFileWritable, NeverWaitsForAPipe) {
     EXPECT_FALSE(outcome.timedOut);
 }
 
-TEST(VekFileWritable, RefusesADirectoryTooDeepForTheTestFile) {
+TEST(VekFileWritable, RejectsADirectoryTooDeepForTheTestFile) {
     test::Sandbox box;
     std::string path = box.path();
     while (path.size() < 4075) {

@@ -138,7 +138,7 @@ TEST(VekHashTable, HasItsFieldsInDocumentedOrder) {
 
 // Setting up and freeing.
 
-TEST(VekHashAllocTable, TakesTheNextPowerOfTwoAndAtLeastTwo) {
+TEST(VekHashAllocTable, UsesTheNextPowerOfTwoAndAtLeastTwo) {
     expectSetUp(1, 3, 2, 6, 29);
     expectSetUp(2, 3, 2, 6, 29);
     expectSetUp(3, 3, 4, 12, 28);
@@ -149,13 +149,13 @@ TEST(VekHashAllocTable, TakesTheNextPowerOfTwoAndAtLeastTwo) {
     expectSetUp(100, 5, 128, 640, 23);
 }
 
-TEST(VekHashAllocTable, TakesSixtyFourBucketsForZeroAndLess) {
+TEST(VekHashAllocTable, UsesSixtyFourBucketsForZeroAndLess) {
     expectSetUp(0, 3, 64, 192, 24);
     expectSetUp(-1, 3, 64, 192, 24);
     expectSetUp(INT_MIN, 0, 64, 192, 24);
 }
 
-TEST(VekHashAllocTable, TakesALoadFactorOfThreeForZeroAndLess) {
+TEST(VekHashAllocTable, UsesALoadFactorOfThreeForZeroAndLess) {
     expectSetUp(0, 0, 64, 192, 24);
     expectSetUp(8, -5, 8, 24, 27);
     expectSetUp(8, 1, 8, 8, 27);
@@ -180,7 +180,7 @@ TEST(VekHashAllocTable, IgnoresANullTable) {
     vekHashFreeTable(nullptr);
 }
 
-TEST(VekHashAllocTable, LeavesTheTableUnallocatedWhenMemoryIsExhausted) {
+TEST(VekHashAllocTable, LeavesTheTableUnallocatedIfMemoryIsExhausted) {
     test::faults::failAllocation(1);
     Items items(64, 3);
     EXPECT_EQ(items.table.buckets, nullptr);
@@ -190,12 +190,12 @@ TEST(VekHashAllocTable, LeavesTheTableUnallocatedWhenMemoryIsExhausted) {
     EXPECT_EQ(items.table.entryCount, 0);
 }
 
-TEST(VekHashAllocTable, HoldsThresholdsInTheirRange) {
+TEST(VekHashAllocTable, LimitsThresholdsToTheirRange) {
     const Items items(1024, INT_MAX);
     EXPECT_EQ(items.table.growThreshold, INT_MAX);
 }
 
-TEST(VekHashFreeTable, ResetsTheRecordAndLeavesTheEntries) {
+TEST(VekHashFreeTable, ResetsTheRecordAndFreesNoEntry) {
     Items items(4);
     Item *const item = items.add(5);
     EXPECT_EQ(items.find(6), nullptr);
@@ -209,7 +209,7 @@ TEST(VekHashFreeTable, ResetsTheRecordAndLeavesTheEntries) {
     vekHashStopGen(generator);
 }
 
-TEST(VekHashFreeTable, LeavesARecordThatCanBeSetUpAgain) {
+TEST(VekHashFreeTable, RecordCanBeSetUpAgain) {
     Items items(4);
     items.add(5);
     vekHashFreeTable(&items.table);
@@ -238,7 +238,7 @@ TEST(VekHashTable, DoesNothingForNull) {
     EXPECT_EQ(vekHashAllocBuckets(nullptr), 0);
 }
 
-TEST(VekHashTable, DoesNothingWhileItIsNotAllocated) {
+TEST(VekHashTable, DoesNothingIfItIsNotAllocated) {
     Items items(4);
     EXPECT_EQ(items.find(1), nullptr); // remembers a bucket that is gone then
     vekHashFreeTable(&items.table);
@@ -278,7 +278,7 @@ TEST(VekHashCreate, InsertsAtTheHeadOfTheChain) {
     EXPECT_EQ(items.table.entryCount, 4);
 }
 
-TEST(VekHashCreate, GivesBackTheEntryGivenWhenAnEqualOneIsThere) {
+TEST(VekHashCreate, ReturnsTheGivenEntryIfAnEqualOneExists) {
     Items items(4);
     Item *const first = items.add(5, 'a');
     Item *const second = items.make(5, 'b');
@@ -313,7 +313,7 @@ TEST(VekHashCreate, WorksWithALinkAtAnyOffset) {
     vekHashFreeTable(&table);
 }
 
-TEST(VekHashTable, HandsTheTableToTheHashAndTheEntryFirstToTheComparison) {
+TEST(VekHashTable, PassesTheDocumentedArgumentsToTheCallbacks) {
     static const vekHashTable *seenTable;
     static const void *seenEntry;
     static const void *seenKey;
@@ -351,7 +351,7 @@ TEST(VekHashReplace, InsertsWhatIsNew) {
     EXPECT_EQ(items.table.entryCount, 1);
 }
 
-TEST(VekHashReplace, PutsTheNewEntryInTheOldOnesPlace) {
+TEST(VekHashReplace, PutsTheNewEntryAtTheOldPosition) {
     for (const int number : {9, 5, 1}) {
         Items items(4);
         items.add(1, 'a');
@@ -366,7 +366,7 @@ TEST(VekHashReplace, PutsTheNewEntryInTheOldOnesPlace) {
     }
 }
 
-TEST(VekHashReplace, TellsTheObserverThePredecessorBeforeTheLinkChanges) {
+TEST(VekHashReplace, NotifiesTheObserverBeforeTheLinkChanges) {
     Items items(4);
     items.table.observer = observer;
     Item *const last = items.add(1);
@@ -380,7 +380,7 @@ TEST(VekHashReplace, TellsTheObserverThePredecessorBeforeTheLinkChanges) {
     EXPECT_EQ(observed[0].link, last);
 }
 
-TEST(VekHashReplace, TellsTheObserverNothingOfTheFirstEntryOrAnInsertion) {
+TEST(VekHashReplace, DoesNotNotifyForFirstEntryOrInsertion) {
     Items items(4);
     items.table.observer = observer;
     items.add(1);
@@ -401,7 +401,7 @@ TEST(VekHashReplace, GrowsTheTableWhenItInserts) {
 
 // Delete.
 
-TEST(VekHashDelete, UnlinksTheEntryWhereverItIs) {
+TEST(VekHashDelete, UnlinksTheEntryAtAnyPosition) {
     for (const int number : {9, 5, 1}) {
         Items items(4);
         items.addUpTo(12); // bucket 1: 9, 5, 1
@@ -415,7 +415,7 @@ TEST(VekHashDelete, UnlinksTheEntryWhereverItIs) {
     }
 }
 
-TEST(VekHashDelete, AnswersNullWhenNothingMatches) {
+TEST(VekHashDelete, ReturnsNullIfNothingMatches) {
     Items items(4);
     items.add(1);
     EXPECT_EQ(items.remove(5), nullptr);
@@ -423,7 +423,7 @@ TEST(VekHashDelete, AnswersNullWhenNothingMatches) {
     EXPECT_EQ(items.table.entryCount, 1);
 }
 
-TEST(VekHashDelete, TellsTheObserverThePredecessorUnlessTheEntryIsFirst) {
+TEST(VekHashDelete, NotifiesTheObserverUnlessTheEntryIsFirst) {
     Items items(4);
     items.table.observer = observer;
     Item *const last = items.add(1);
@@ -443,7 +443,7 @@ TEST(VekHashDelete, TellsTheObserverThePredecessorUnlessTheEntryIsFirst) {
     EXPECT_EQ(observed.size(), 1U);
 }
 
-TEST(VekHashDelete, HandsANullKeyToTheCallbacks) {
+TEST(VekHashDelete, PassesANullKeyToTheCallbacks) {
     static int asked;
     vekHashTable table;
     vekHashAllocTable(
@@ -475,7 +475,7 @@ TEST(VekHashDelete, NeverShrinksTheTable) {
 
 // Probe and create after it.
 
-TEST(VekHashProbe, FindsTheEntryAndForgetsTheBucket) {
+TEST(VekHashProbe, FindsTheEntryAndClearsTheStoredBucket) {
     Items items(4);
     Item *const item = items.add(5);
     EXPECT_EQ(items.find(6), nullptr);
@@ -487,20 +487,20 @@ TEST(VekHashProbe, FindsTheEntryAndForgetsTheBucket) {
     EXPECT_EQ(items.chain(1), (std::vector<int>{5}));
 }
 
-TEST(VekHashProbe, RemembersTheBucketOfWhatItDidNotFind) {
+TEST(VekHashProbe, StoresTheBucketOfAKeyThatIsNotFound) {
     Items items(4);
     EXPECT_EQ(items.find(6), nullptr);
     EXPECT_EQ(items.table.probeSlot, &items.table.buckets[2]);
 }
 
-TEST(VekHashProbe, LeavesTheRememberedBucketForANullKey) {
+TEST(VekHashProbe, KeepsTheStoredBucketForANullKey) {
     Items items(4);
     EXPECT_EQ(items.find(6), nullptr);
     EXPECT_EQ(vekHashProbe(&items.table, nullptr), nullptr);
     EXPECT_EQ(items.table.probeSlot, &items.table.buckets[2]);
 }
 
-TEST(VekHashCreateAfterProbe, InsertsAtTheHeadOfTheRememberedBucketWithoutHashing) {
+TEST(VekHashCreateAfterProbe, InsertsIntoTheStoredBucketWithoutHashing) {
     static int hashes;
     Items items(4);
     items.add(2);
@@ -517,7 +517,7 @@ TEST(VekHashCreateAfterProbe, InsertsAtTheHeadOfTheRememberedBucketWithoutHashin
     EXPECT_EQ(items.find(6), item);
 }
 
-TEST(VekHashCreateAfterProbe, KeepsTheBucketRemembered) {
+TEST(VekHashCreateAfterProbe, KeepsTheStoredBucket) {
     Items items(4);
     EXPECT_EQ(items.find(6), nullptr);
     EXPECT_EQ(vekHashCreateAfterProbe(&items.table, items.make(6)), nullptr);
@@ -531,7 +531,7 @@ TEST(VekHashCreateAfterProbe, KeepsTheBucketRemembered) {
     EXPECT_NE(items.find(6), nullptr);
 }
 
-TEST(VekHashCreateAfterProbe, InsertsNothingOnceTheTableHasGrown) {
+TEST(VekHashCreateAfterProbe, InsertsNothingAfterTheTableHasGrown) {
     Items items(2, 1);
     items.add(1);
     EXPECT_EQ(items.find(3), nullptr);
@@ -543,7 +543,7 @@ TEST(VekHashCreateAfterProbe, InsertsNothingOnceTheTableHasGrown) {
     EXPECT_EQ(items.find(3), nullptr);
 }
 
-TEST(VekHashCreateAfterProbe, GrowsTheTableAndForgetsTheBucketThen) {
+TEST(VekHashCreateAfterProbe, GrowthClearsTheStoredBucket) {
     Items items(2, 1);
     items.add(1);
     EXPECT_EQ(items.find(3), nullptr);
@@ -554,7 +554,7 @@ TEST(VekHashCreateAfterProbe, GrowsTheTableAndForgetsTheBucketThen) {
     EXPECT_EQ(items.find(3), item);
 }
 
-TEST(VekHashCreateAfterProbe, GivesTheEntryBackWhenNothingWasProbed) {
+TEST(VekHashCreateAfterProbe, ReturnsTheEntryIfNothingWasProbed) {
     Items items(4);
     Item *const item = items.make(3);
     EXPECT_EQ(vekHashCreateAfterProbe(&items.table, item), item);
@@ -562,7 +562,7 @@ TEST(VekHashCreateAfterProbe, GivesTheEntryBackWhenNothingWasProbed) {
 
 // Growth.
 
-TEST(VekHashGrowth, ComesWithTheInsertionThatReachesTheThreshold) {
+TEST(VekHashGrowth, HappensWhenTheThresholdIsReached) {
     Items items(0, 0);
     items.addUpTo(191);
     EXPECT_EQ(items.table.bucketCount, 64);
@@ -587,7 +587,7 @@ TEST(VekHashGrowth, KeepsTheLoadFactor) {
     EXPECT_EQ(items.table.entryCount, 1000);
 }
 
-TEST(VekHashGrowth, TakesBucketsInOrderAndChainsFromTheirHead) {
+TEST(VekHashGrowth, MovesBucketsInOrderAndChainsFromTheirHead) {
     Items items(2, 4); // the eighth entry grows it
     for (const int number : {0, 8, 16, 1, 9, 24, 17}) {
         items.add(number);
@@ -601,7 +601,7 @@ TEST(VekHashGrowth, TakesBucketsInOrderAndChainsFromTheirHead) {
     EXPECT_EQ(items.chain(4), (std::vector<int>{}));
 }
 
-TEST(VekHashGrowth, TellsTheObserverBeforeAndAfter) {
+TEST(VekHashGrowth, NotifiesTheObserverBeforeAndAfter) {
     Items items(2, 1);
     items.table.observer = observer;
     items.add(1);
@@ -619,7 +619,7 @@ TEST(VekHashGrowth, TellsTheObserverBeforeAndAfter) {
     EXPECT_EQ(observed[1].table, &items.table);
 }
 
-TEST(VekHashGrowth, LeavesTheTableAsItWasWhenMemoryIsExhausted) {
+TEST(VekHashGrowth, LeavesTheTableUnchangedIfMemoryIsExhausted) {
     Items items(2, 1);
     items.table.observer = observer;
     items.add(1);
@@ -672,7 +672,7 @@ TEST(VekHashRebuildTable, DoesNothingWithoutBuckets) {
     items.table.bucketCount = buckets;
 }
 
-TEST(VekHashRebuildTable, TakesAThresholdOfThreePerBucketWhenThereIsNone) {
+TEST(VekHashRebuildTable, UsesThreeEntriesPerBucketWithoutAThreshold) {
     for (const int none : {0, -3}) {
         Items items(4, 9);
         items.table.growThreshold = none;
@@ -681,7 +681,7 @@ TEST(VekHashRebuildTable, TakesAThresholdOfThreePerBucketWhenThereIsNone) {
     }
 }
 
-TEST(VekHashRebuildTable, HoldsTheThresholdInItsRange) {
+TEST(VekHashRebuildTable, LimitsTheThresholdToItsRange) {
     Items items(4, 3);
     items.table.growThreshold = INT_MAX / 2;
     vekHashRebuildTable(&items.table);
@@ -689,7 +689,7 @@ TEST(VekHashRebuildTable, HoldsTheThresholdInItsRange) {
     EXPECT_EQ(items.table.bucketCount, 16);
 }
 
-TEST(VekHashRebuildTable, LeavesATableThatCannotBeLarger) {
+TEST(VekHashRebuildTable, LeavesATableOfTheLargestSizeUnchanged) {
     Items items(4, 3);
     items.table.bucketCount = 1 << 29;
     vekHashRebuildTable(&items.table);
@@ -709,7 +709,7 @@ TEST(VekHashAllocBuckets, StoresEmptyBuckets) {
     EXPECT_EQ(table.buckets, nullptr);
 }
 
-TEST(VekHashGrowth, CarriesManyEntriesThroughManyGrowths) {
+TEST(VekHashGrowth, KeepsManyEntriesThroughManyGrowths) {
     Items items(1, 1);
     constexpr int kMany = 100000;
     items.addUpTo(kMany);
@@ -736,7 +736,7 @@ TEST(VekHashGen, EndsAtOnceOverAnEmptyTable) {
     vekHashStopGen(generator);
 }
 
-TEST(VekHashGen, GoesThroughBucketsInOrderAndEachFromItsHead) {
+TEST(VekHashGen, VisitsBucketsInOrderAndChainsFromTheirHead) {
     Items items(4);
     for (const int number : {7, 2, 0, 3, 6, 4}) {
         items.add(number);
@@ -744,7 +744,7 @@ TEST(VekHashGen, GoesThroughBucketsInOrderAndEachFromItsHead) {
     EXPECT_EQ(items.generate(), (std::vector<int>{4, 0, 6, 2, 3, 7}));
 }
 
-TEST(VekHashGen, VisitsEveryEntryOnceWhileEachIsDeletedAndFreed) {
+TEST(VekHashGen, VisitsEveryEntryOnceDuringDeletions) {
     vekHashTable table;
     vekHashAllocTable(&table, 8, 3, offsetof(Item, next), sameNumber, numberOf);
     for (int i = 0; i < 100; ++i) {
@@ -781,7 +781,7 @@ TEST(VekHashGen, IsCountedFromStartToStop) {
     EXPECT_EQ(items.table.generatorCount, 0);
 }
 
-TEST(VekHashGen, HoldsTheFirstBucketsHeadFromTheStart) {
+TEST(VekHashGen, ReadsTheFirstBucketAtTheStart) {
     Items items(4);
     Item *const item = items.add(4);
     vekHashGenerator *const generator = vekHashStartGen(&items.table);
@@ -791,7 +791,7 @@ TEST(VekHashGen, HoldsTheFirstBucketsHeadFromTheStart) {
     vekHashStopGen(generator);
 }
 
-TEST(VekHashGen, TakesABucketsHeadOnlyWhenItGetsThere) {
+TEST(VekHashGen, ReadsLaterBucketsWhenItReachesThem) {
     Items items(4);
     items.add(0);
     items.add(5);
@@ -816,7 +816,7 @@ TEST(VekHashGen, TakesABucketsHeadOnlyWhenItGetsThere) {
     vekHashStopGen(generator);
 }
 
-TEST(VekHashGen, EndsWhateverHappensToTheTableMeanwhile) {
+TEST(VekHashGen, EndsEvenIfTheTableChanges) {
     Items items(2, 2);
     items.addUpTo(3);
     vekHashGenerator *const generator = vekHashStartGen(&items.table);
@@ -847,7 +847,7 @@ TEST(VekHashGen, DoesNothingForNull) {
     vekHashStopGen(generator);
 }
 
-TEST(VekHashGen, AnswersNullWhenMemoryIsExhausted) {
+TEST(VekHashGen, ReturnsNullIfMemoryIsExhausted) {
     Items items(4);
     test::faults::failAllocation(1);
     EXPECT_EQ(vekHashStartGen(&items.table), nullptr);
@@ -867,7 +867,7 @@ TEST(VekHashDouble, FoldsTheHalvesOfTheNumber) {
     EXPECT_EQ(vekHashDouble(0.1), 0x59F349F0);
 }
 
-TEST(VekHashDouble, HashesWhatIsNoNumber) {
+TEST(VekHashDouble, HashesNotANumber) {
     // Infinity is 0x7FF00000 00000000: ^ 0x7FF0 is 0x7FF07FF0, ^ 0x3FF83F is 0x7FCF87CF.
     EXPECT_EQ(vekHashDouble(std::numeric_limits<double>::infinity()), 0x7FCF87CF);
     EXPECT_EQ(vekHashDouble(std::numeric_limits<double>::quiet_NaN()),

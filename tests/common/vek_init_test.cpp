@@ -33,7 +33,7 @@ TEST(StartUp, KeepsTheNameIn4097Bytes) {
     EXPECT_EQ(4097U, sizeof vekiExecutableName);
 }
 
-TEST(VekInit, RecordsArgument0) {
+TEST(VekInit, StoresArgument0) {
     EXPECT_EQ(0, initAs("bin/vekinfo"));
     EXPECT_EQ(1, vekInitDone());
     EXPECT_STREQ("bin/vekinfo", vekiExecutableName);
@@ -49,7 +49,7 @@ TEST(VekInit, NeitherReadsNorChangesTheCount) {
     EXPECT_STREQ("tool", vekiExecutableName);
 }
 
-TEST(VekInit, TakesANullCount) {
+TEST(VekInit, AcceptsANullCount) {
     char name[] = "tool";
     char *argv[] = {name, nullptr};
     EXPECT_EQ(0, vekInit(nullptr, argv));
@@ -68,20 +68,20 @@ TEST(VekInit, ChangesNothingTheSecondTime) {
     EXPECT_EQ(1, vekInitDone());
 }
 
-TEST(VekInit, RecordsTheEmptyNameForANullVector) {
+TEST(VekInit, StoresTheEmptyNameForANullVector) {
     EXPECT_EQ(0, vekInit(nullptr, nullptr));
     EXPECT_STREQ("", vekiExecutableName);
     EXPECT_EQ(1, vekInitDone());
 }
 
-TEST(VekInit, RecordsTheEmptyNameForAVectorWithoutArguments) {
+TEST(VekInit, StoresTheEmptyNameForAVectorWithoutArguments) {
     char *argv[] = {nullptr};
     EXPECT_EQ(0, vekInit(nullptr, argv));
     EXPECT_STREQ("", vekiExecutableName);
     EXPECT_EQ(1, vekInitDone());
 }
 
-TEST(VekInit, RecordsTheEmptyNameForAnEmptyArgument0AndDiscoveryFindsNothing) {
+TEST(VekInit, EmptyArgument0HasNoInstallation) {
     test::setEnvironment({{"PATH", "/bin"}});
     EXPECT_EQ(0, initAs(""));
     EXPECT_STREQ("", vekiExecutableName);
@@ -94,7 +94,7 @@ TEST(VekInit, RecordsTheEmptyNameForAnEmptyArgument0AndDiscoveryFindsNothing) {
 
 class VekInitLength : public testing::TestWithParam<std::size_t> {};
 
-TEST_P(VekInitLength, KeepsAtMost4096CharactersOfTheName) {
+TEST_P(VekInitLength, StoresAtMost4096CharactersOfTheName) {
     std::string name(GetParam(), 'n');
     name.back() = 'z';
     EXPECT_EQ(0, initAs(name));
@@ -103,7 +103,7 @@ TEST_P(VekInitLength, KeepsAtMost4096CharactersOfTheName) {
 
 INSTANTIATE_TEST_SUITE_P(Boundary, VekInitLength, testing::Values(4095, 4096, 4097, 5000, 100'000));
 
-TEST(VekInitNonVEKApp, RecordsTheGivenName) {
+TEST(VekInitNonVEKApp, StoresTheGivenName) {
     cmnNoInstallRootRequired();
     EXPECT_EQ(0, vekInitNonVEKApp("/opt/app"));
     EXPECT_STREQ("/opt/app", vekiExecutableName);
@@ -111,25 +111,25 @@ TEST(VekInitNonVEKApp, RecordsTheGivenName) {
     EXPECT_EQ(1, cmnGetInstallRootRequired());
 }
 
-TEST(VekInitNonVEKApp, RecordsTheEmptyNameForNull) {
+TEST(VekInitNonVEKApp, StoresTheEmptyNameForNull) {
     EXPECT_EQ(0, vekInitNonVEKApp(nullptr));
     EXPECT_STREQ("", vekiExecutableName);
     EXPECT_EQ(1, vekInitDone());
 }
 
-TEST(VekInitNonVEKApp, KeepsAtMost4096CharactersOfTheName) {
+TEST(VekInitNonVEKApp, StoresAtMost4096CharactersOfTheName) {
     EXPECT_EQ(0, vekInitNonVEKApp(std::string(5000, 'x').c_str()));
     EXPECT_EQ(std::string(4096, 'x'), vekiExecutableName);
 }
 
-TEST(InstallRootRequired, IsRequiredAgainAfterInitializationUndidTheEarlierWish) {
+TEST(InstallRootRequired, InitializationSetsTheFlagAgain) {
     cmnNoInstallRootRequired();
     EXPECT_EQ(0, cmnGetInstallRootRequired());
     initAs("tool");
     EXPECT_EQ(1, cmnGetInstallRootRequired());
 }
 
-TEST(InstallRootRequired, IgnoresTheWishAfterInitialization) {
+TEST(InstallRootRequired, CannotBeClearedAfterInitialization) {
     initAs("tool");
     cmnNoInstallRootRequired();
     EXPECT_EQ(1, cmnGetInstallRootRequired());
@@ -174,7 +174,7 @@ TEST(VekProcMinusVersionArg, PrintsTheBannerAndEndsTheProcess) {
     EXPECT_EQ("", outcome.err);
 }
 
-TEST(VekProcMinusVersionArg, NeverLooksBehindTheFirstMatch) {
+TEST(VekProcMinusVersionArg, IgnoresArgumentsAfterTheFirstMatch) {
     // Given a vector whose later arguments cannot be read
     const test::Outcome outcome = test::inChild([] {
         char tool[] = "tool";
@@ -194,7 +194,7 @@ TEST(VekProcMinusVersionArg, MatchesTheWholeWordOnly) {
     EXPECT_EQ("", outcome.out);
 }
 
-TEST(VekProcMinusVersionArg, StartsBehindArgument0) {
+TEST(VekProcMinusVersionArg, StartsAfterArgument0) {
     EXPECT_EQ(7, outcomeOfArguments({"-version"}).status);
     EXPECT_EQ(0, outcomeOfArguments({"-version", "-version"}).status);
 }
@@ -207,7 +207,7 @@ TEST(VekProcMinusVersionArg, ReturnsWithoutArguments) {
     EXPECT_EQ("", capture.out());
 }
 
-TEST(VekProcMinusVersionArg, SaysSoWhenThereIsNoVersion) {
+TEST(VekProcMinusVersionArg, PrintsThatThereIsNoVersion) {
     const test::Outcome outcome = test::inChild([] {
         char tool[] = "tool";
         char option[] = "-version";
@@ -231,7 +231,7 @@ TEST(VekiPrintVersion, PrintsTheSecondAndThirdWord) {
     EXPECT_EQ("TOOL:\tVEKCOMMON\tversion\n", bannerOf(vekIdentString));
 }
 
-TEST(VekiPrintVersion, SaysSoWhenThereIsNoVersion) {
+TEST(VekiPrintVersion, PrintsThatThereIsNoVersion) {
     EXPECT_EQ("No Version string\n", bannerOf(nullptr));
 }
 
@@ -243,7 +243,7 @@ TEST(VekiPrintVersion, EndsEachWordAtTheEndOfTheString) {
     EXPECT_EQ("TOOL:\t\t\n", bannerOf(""));
 }
 
-TEST(VekiPrintVersion, NeverReadsAWordAsAFormat) {
+TEST(VekiPrintVersion, DoesNotUseAWordAsAFormat) {
     EXPECT_EQ("TOOL:\t%s%n\t%d\n", bannerOf("a %s%n %d b"));
 }
 
@@ -265,7 +265,7 @@ TEST(VekIdentString, IsAWhatStringWithABuildTag) {
     EXPECT_EQ(rest.size() - 3, rest.find(')'));
 }
 
-TEST(VekIdentString, SurvivesInAProgramThatDoesNotReadIt) {
+TEST(VekIdentString, IsLinkedIntoEveryProgram) {
     // Given a program that only initializes the library, linked without unreferenced sections
     std::ifstream program(VEK_IDENT_PROGRAM, std::ios::binary);
     ASSERT_TRUE(program.is_open());

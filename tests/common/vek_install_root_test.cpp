@@ -87,7 +87,7 @@ TEST_F(Discovery, FindsTheRootAboveARootedExecutable) {
     EXPECT_EQ("", capture.out() + capture.err());
 }
 
-TEST_F(Discovery, CountsARelativeNameFromTheWorkingDirectory) {
+TEST_F(Discovery, RelativeNameBeginsInTheWorkingDirectory) {
     install("inst");
     box.directory("inst/work");
     ASSERT_EQ(0, chdir("inst/work"));
@@ -121,7 +121,7 @@ TEST_F(Discovery, FindsABareNameAlongPath) {
     EXPECT_EQ(box.path("two"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, PassesOverWhatIsNoExecutableFileOnPath) {
+TEST_F(Discovery, SkipsOtherFilesInPath) {
     install("inst");
     box.directory("a/vekinfo").file("b/vekinfo", "", 0644).file("inst/tools/bin/vekinfo", "", 0755);
     test::setEnvironment({{"PATH", "a:b:inst/tools/bin"}});
@@ -130,7 +130,7 @@ TEST_F(Discovery, PassesOverWhatIsNoExecutableFileOnPath) {
     EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
-TEST_F(Discovery, TakesAnEmptyElementOfPathForTheWorkingDirectory) {
+TEST_F(Discovery, EmptyElementOfPathIsTheWorkingDirectory) {
     install("x");
     install("here");
     box.file("x/tools/bin/vekinfo", "", 0755).file("here/vekinfo", "", 0755);
@@ -146,7 +146,7 @@ TEST_F(Discovery, TakesAnEmptyElementOfPathForTheWorkingDirectory) {
     vekiRootPath = nullptr;
 }
 
-TEST_F(Discovery, SaysSoWhenPathIsUnset) {
+TEST_F(Discovery, ReportsThatPathIsUnset) {
     start("vekinfo");
     test::Capture capture;
     EXPECT_EQ(None, taken(vekGetInstallRoot()));
@@ -161,7 +161,7 @@ TEST_F(Discovery, NeedsNoPathForANameWithADirectory) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(Discovery, EndsQuietlyWhenPathHoldsNoExecutable) {
+TEST_F(Discovery, PrintsNothingIfPathHasNoExecutable) {
     test::setEnvironment({{"PATH", box.path()}});
     start("vekinfo");
     test::Capture capture;
@@ -170,14 +170,14 @@ TEST_F(Discovery, EndsQuietlyWhenPathHoldsNoExecutable) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(Discovery, EndsQuietlyForAnEmptyName) {
+TEST_F(Discovery, PrintsNothingForAnEmptyName) {
     start("");
     test::Capture capture;
     EXPECT_EQ(None, taken(vekGetInstallRoot()));
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(Discovery, UsesAStandInWhenTheWorkingDirectoryIsUnknown) {
+TEST_F(Discovery, ReturnsUnknownIfGetcwdFails) {
     install("inst");
     start("inst/vekinfo");
     test::Capture capture;
@@ -198,19 +198,19 @@ TEST_F(Discovery, CountsOnlyMarkersThatAreExecutableFiles) {
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, TakesAMarkerThatItsOwnerAloneMayExecute) {
+TEST_F(Discovery, AcceptsAMarkerThatOnlyItsOwnerMayExecute) {
     box.file("inst/tools/bin/vek_root", "", 0100);
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, TakesTheToolsDirectoryOfThePlatform) {
+TEST_F(Discovery, AcceptsTheToolsDirectoryOfThePlatform) {
     install("inst", "tools.lnx86");
     start(box.path("inst/tools.lnx86/bin/vekinfo"));
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, TakesNoOtherPlatform) {
+TEST_F(Discovery, RejectsOtherPlatforms) {
     install("inst", "tools.sun4v");
     start(box.path("inst/tools.sun4v/bin/vekinfo"));
     EXPECT_EQ(None, taken(vekGetInstallRoot()));
@@ -233,14 +233,14 @@ TEST_F(Discovery, BeginsInTheExecutablesOwnDirectory) {
     EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, BeginsInFrontOfAFinalSlash) {
+TEST_F(Discovery, BeginsBeforeAFinalSlash) {
     install("outer");
     install("outer/inner");
     start(box.path("outer/inner") + "/");
     EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, NeverTakesTheExecutableForADirectory) {
+TEST_F(Discovery, DoesNotTestTheExecutableAsADirectory) {
     install("outer");
     install("outer/vekinfo");
     start(box.path("outer/vekinfo"));
@@ -273,7 +273,7 @@ void inRootOf(const test::Sandbox &box, const std::function<void()> &body) {
     EXPECT_EQ(0, outcome.status);
 }
 
-TEST_F(Discovery, FindsARootAtTheFileSystemRootLastAndAsTheEmptyString) {
+TEST_F(Discovery, FindsTheFileSystemRootLastAsEmptyString) {
     install("/");
     box.directory("a/b");
     inRootOf(box, [] {
@@ -291,7 +291,7 @@ TEST_F(Discovery, FindsARootAtTheFileSystemRootLastAndAsTheEmptyString) {
     });
 }
 
-TEST_F(Discovery, IsKeptOnceItFoundARoot) {
+TEST_F(Discovery, IsNotRepeatedAfterASuccess) {
     install("inst");
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
@@ -323,7 +323,7 @@ TEST_F(Discovery, FollowsNoSymbolicLinkOfThePath) {
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, SaysSoBeforeInitialization) {
+TEST_F(Discovery, ReportsThatVekInitWasNotCalled) {
     const std::string message = "ERROR! vekInit has not been called\n";
     char buffer[64];
     {
@@ -353,7 +353,7 @@ TEST_F(Discovery, SaysSoBeforeInitialization) {
     }
 }
 
-TEST_F(Discovery, ForgetsACachedRootWhenItRuns) {
+TEST_F(Discovery, ClearsTheStoredRoot) {
     install("inst");
     start(box.path("inst/vekinfo"));
     vek::storeInstallRoot();
@@ -363,7 +363,7 @@ TEST_F(Discovery, ForgetsACachedRootWhenItRuns) {
     EXPECT_EQ(nullptr, vekiRootPath);
 }
 
-TEST_F(Discovery, SaysSoWhenMemoryIsExhausted) {
+TEST_F(Discovery, ReportsExhaustedMemory) {
     install("inst");
     start(box.path("inst/vekinfo"));
     const std::string size = std::to_string(box.path("inst").size() + 1);
@@ -374,7 +374,7 @@ TEST_F(Discovery, SaysSoWhenMemoryIsExhausted) {
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Discovery, SurvivesNamesOfAnyLength) {
+TEST_F(Discovery, AcceptsNamesOfAnyLength) {
     install("inst");
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
         const test::Outcome outcome = test::inChild([&] {
@@ -391,7 +391,7 @@ TEST_F(Discovery, SurvivesNamesOfAnyLength) {
     }
 }
 
-TEST_F(Discovery, EndsWithoutARootWhenTheRootedPathIsTooLong) {
+TEST_F(Discovery, FindsNothingIfTheRootedPathIsTooLong) {
     install(".");
     // 4097 characters fit the executable's path
     const std::size_t room = 4097 - box.path().size() - 1;
@@ -410,7 +410,7 @@ TEST_F(Discovery, EndsWithoutARootWhenTheRootedPathIsTooLong) {
     }
 }
 
-TEST_F(Discovery, SurvivesAnEnvironmentOf100KiB) {
+TEST_F(Discovery, AcceptsAnEnvironmentOf100KiB) {
     install("inst");
     box.file("inst/vekinfo", "", 0755);
     test::setEnvironment(
@@ -432,7 +432,7 @@ class Streams : public InstallRoot {
     void table(const std::string &content) { box.file("inst/tools/bin/.command_table.dat", content); }
 };
 
-TEST_F(Streams, LeadToTheRealExecutable) {
+TEST_F(Streams, GiveTheExecutableOfTheCommandTable) {
     table("other a b c /no/where\nvekinfo a b c " + real() + "\n");
     start(box.path("inst/tools/bin/vekinfo"));
     EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
@@ -457,7 +457,7 @@ TEST_F(Streams, NeedALineOfTheNameAsInvoked) {
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Streams, LookBesideTheExecutableFoundOnPath) {
+TEST_F(Streams, UseTheTableBesideTheExecutableInPath) {
     table("vekinfo a b c " + real() + "\n");
     box.file("inst/tools/bin/vekinfo", "", 0755);
     test::setEnvironment({{"VEK_STRM_ACTIVE", "1"}, {"PATH", box.path("inst/tools/bin")}});
@@ -465,7 +465,7 @@ TEST_F(Streams, LookBesideTheExecutableFoundOnPath) {
     EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Streams, HaveNoTableBesideAnExecutableWhoseTableHasNoPath) {
+TEST_F(Streams, IgnoreATableWhosePathIsTooLong) {
     const std::string base = box.path("inst/");
     for (const std::size_t size : {4077U, 4078U, 4094U}) {
         const test::Outcome outcome = test::inChild([&] {
@@ -480,7 +480,7 @@ TEST_F(Streams, HaveNoTableBesideAnExecutableWhoseTableHasNoPath) {
     }
 }
 
-TEST_F(Streams, NeverWaitForATableThatIsAPipe) {
+TEST_F(Streams, DoNotBlockOnATableThatIsAPipe) {
     box.fifo("inst/tools/bin/.command_table.dat");
     start(box.path("inst/tools/bin/vekinfo"));
     const test::Outcome outcome = test::inChild([&] {
@@ -493,7 +493,7 @@ TEST_F(Streams, NeverWaitForATableThatIsAPipe) {
     EXPECT_FALSE(outcome.timedOut);
 }
 
-TEST_F(Streams, TakeTheRealPathAsItStands) {
+TEST_F(Streams, DoNotCleanTheRealPath) {
     // Neither made rooted nor cleaned: the walk ends at its first "/".
     table("vekinfo a b c real/inst/tools/bin/vekinfo\n");
     start(box.path("inst/tools/bin/vekinfo"));
@@ -535,18 +535,18 @@ TEST_F(RealPath, SkipsLinesThatStartWithWhiteSpace) {
     EXPECT_EQ("/r/y", in(" vekinfo a b c /r/x\n\tvekinfo a b c /r/z\nvekinfo a b c /r/y\n"));
 }
 
-TEST_F(RealPath, NeverMatchesAnEmptyFirstField) {
+TEST_F(RealPath, DoesNotMatchAnEmptyFirstField) {
     EXPECT_EQ(None, in(" a b c /r/x\n", "dir/"));
     EXPECT_EQ(None, in("\ta\tb\tc\t/r/x\n", ""));
 }
 
-TEST_F(RealPath, TakesEachBlankAndTabForASeparatorOfItsOwn) {
+TEST_F(RealPath, EachBlankAndTabIsASeparator) {
     EXPECT_EQ("c", in("vekinfo a  b c /r/x\n"));
     EXPECT_EQ("", in("vekinfo a b c  /r/x\n"));
     EXPECT_EQ("", in("vekinfo \t\t\t\n"));
 }
 
-TEST_F(RealPath, PassesOverAMatchingLineWithFewerFields) {
+TEST_F(RealPath, SkipsAMatchingLineWithFewerFields) {
     EXPECT_EQ("/r/y", in("vekinfo\nvekinfo a\nvekinfo a b c\nvekinfo a b c /r/y\n"));
     EXPECT_EQ(None, in("vekinfo a b c\n"));
     EXPECT_EQ(None, in("vekinfo a b c"));
@@ -570,7 +570,7 @@ TEST_F(RealPath, ReadsLinesOfAtMost4095Characters) {
     EXPECT_EQ("/r/x", in(std::string(4095, 'x') + "vekinfo a b c /r/x\n"));
 }
 
-TEST_F(RealPath, SurvivesBinaryJunk) {
+TEST_F(RealPath, AcceptsBinaryData) {
     std::string junk;
     for (int i = 0; i < 100'000; ++i) {
         junk += static_cast<char>((i * 7919) >> 3);
@@ -592,7 +592,7 @@ TEST_F(RealPath, IsNoneWhenMemoryIsExhausted) {
 
 class Queries : public InstallRoot {};
 
-TEST_F(Queries, AnswerNoneWithoutAMessageWhileNoRootIsRequired) {
+TEST_F(Queries, ReturnNullSilentlyIfNoRootIsRequired) {
     install("inst");
     box.file("inst/tools/bin/vekinfo", "", 0755);
     test::setEnvironment({{"PATH", box.path("inst/tools/bin")}});
@@ -617,7 +617,7 @@ TEST_F(Queries, AnswerNoneWithoutAMessageWhileNoRootIsRequired) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(Queries, AnswerNoneForACachedRootWhileNoRootIsRequired) {
+TEST_F(Queries, IgnoreAStoredRootIfNoRootIsRequired) {
     install("inst");
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(1, vekIsTolvaneHier());
@@ -626,7 +626,7 @@ TEST_F(Queries, AnswerNoneForACachedRootWhileNoRootIsRequired) {
     EXPECT_EQ(None, taken(vekGetInstallRoot()));
 }
 
-TEST_F(Queries, ForExecutablesAndToolsAnswerWhetherARootIsRequiredOrNot) {
+TEST_F(Queries, ForExecutablesAndToolsIgnoreTheRequiredFlag) {
     install("inst");
     box.file("inst/tools/bin/vekinfo", "", 0755);
     test::setEnvironment({{"PATH", box.path("inst/tools/bin")}});
@@ -639,7 +639,7 @@ TEST_F(Queries, ForExecutablesAndToolsAnswerWhetherARootIsRequiredOrNot) {
     EXPECT_EQ(box.path("inst/tools"), taken(vekGetToolsPath(nullptr)));
 }
 
-TEST_F(Queries, TellWhetherTheToolBelongsToAnInstallation) {
+TEST_F(Queries, ReturnWhetherTheToolHasAnInstallation) {
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(0, vekIsTolvaneHier());
     install("inst");
@@ -647,7 +647,7 @@ TEST_F(Queries, TellWhetherTheToolBelongsToAnInstallation) {
     EXPECT_EQ(box.path("inst"), vekiRootPath);
 }
 
-TEST_F(Queries, TellWithoutAMessageBeforeInitialization) {
+TEST_F(Queries, ReturnSilentlyBeforeInitialization) {
     test::Capture capture;
     EXPECT_EQ(0, vekIsTolvaneHier());
     EXPECT_EQ("", capture.err());
@@ -676,7 +676,7 @@ TEST_F(Queries, CopyTheRootIntoABufferThatHoldsIt) {
     EXPECT_EQ(0, vekGetInstallRootInBuf(nullptr, 100));
 }
 
-TEST_F(Queries, FromAPathLeaveEverythingAsItWas) {
+TEST_F(Queries, FromAPathChangeNothing) {
     install("inst");
     install("other");
     start(box.path("inst/vekinfo"));
@@ -691,7 +691,7 @@ TEST_F(Queries, FromAPathLeaveEverythingAsItWas) {
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
 }
 
-TEST_F(Queries, FromAPathFindWhatStartingItWouldFind) {
+TEST_F(Queries, FromAPathFindTheRootOfThatTool) {
     install("inst");
     box.file("inst/bin/x", "", 0755);
     test::setEnvironment({{"PATH", box.path("inst/bin")}});
@@ -701,14 +701,14 @@ TEST_F(Queries, FromAPathFindWhatStartingItWouldFind) {
     EXPECT_EQ(nullptr, vekiRootPath);
 }
 
-TEST_F(Queries, FromNoPathAnswerNone) {
+TEST_F(Queries, FromNoPathReturnNull) {
     install("inst");
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(None, taken(vekGetInstallRootFromPath(nullptr)));
     EXPECT_EQ(None, taken(vekGetInstallRootFromPath("")));
 }
 
-TEST_F(Queries, FromAPathSurviveEveryLength) {
+TEST_F(Queries, FromAPathAcceptEveryLength) {
     install("inst");
     start(std::string(5000, 'n'));
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
@@ -742,7 +742,7 @@ TEST_F(FromFile, IsTheDirectoryItselfWhenThatIsARoot) {
     EXPECT_EQ(box.path("inst/inner"), of(box.path("inst/inner")));
 }
 
-TEST_F(FromFile, CountsARelativePathFromTheWorkingDirectory) {
+TEST_F(FromFile, RelativePathBeginsInTheWorkingDirectory) {
     EXPECT_EQ(box.path("inst"), of("inst/share"));
     EXPECT_EQ(box.path("inst"), of("x/../inst/y"));
     ASSERT_EQ(0, chdir("inst/tools"));
@@ -750,7 +750,7 @@ TEST_F(FromFile, CountsARelativePathFromTheWorkingDirectory) {
     EXPECT_EQ(box.path("inst"), of("."));
 }
 
-TEST_F(FromFile, KeepsAFinalSlashOrStepOfTheTestedPath) {
+TEST_F(FromFile, KeepsAFinalSlashOrDot) {
     EXPECT_EQ(box.path("inst/"), of(box.path("inst/")));
     EXPECT_EQ(box.path("inst/."), of(box.path("inst/.")));
     EXPECT_EQ(box.path("inst/tools/.."), of("inst/tools/.."));
@@ -764,14 +764,14 @@ TEST_F(FromFile, NeedsNoInitialization) {
     EXPECT_EQ(nullptr, vekiRootPath);
 }
 
-TEST_F(FromFile, SaysSoWhenTheWorkingDirectoryIsUnknown) {
+TEST_F(FromFile, ReportsAFailureOfGetcwd) {
     test::Capture capture;
     test::faults::fail("getcwd", 1, ENOENT);
     EXPECT_EQ(None, of("inst"));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
 }
 
-TEST_F(FromFile, IsNoneInAWorkingDirectoryThatNothingFitsBehind) {
+TEST_F(FromFile, IsNoneIfTheWorkingDirectoryIsTooLong) {
     install("inst");
     ASSERT_EQ(0, chdir("inst"));
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromFilePath("x")));
@@ -792,7 +792,7 @@ TEST_F(FromFile, TestsEachDirectoryAtMostTwice) {
     EXPECT_EQ(2 * 4, test::faults::count("stat"));
 }
 
-TEST_F(FromFile, SurvivesPathsOfAnyLength) {
+TEST_F(FromFile, AcceptsPathsOfAnyLength) {
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
         const std::string path = box.path("inst/") + std::string(length - box.path("inst/").size(), 'x');
         EXPECT_EQ(length == 4095 ? box.path("inst") : None, of(path)) << length;
@@ -801,7 +801,7 @@ TEST_F(FromFile, SurvivesPathsOfAnyLength) {
     }
 }
 
-TEST_F(FromFile, SaysSoWhenMemoryIsExhausted) {
+TEST_F(FromFile, ReportsExhaustedMemory) {
     test::Capture capture;
     test::faults::failAllocation(1);
     EXPECT_EQ(None, of("inst"));
@@ -824,7 +824,7 @@ class OnPath : public InstallRoot {
     }
 };
 
-TEST_F(OnPath, TheFirstInstallationWithThePathAnswers) {
+TEST_F(OnPath, FirstInstallationWithThePathIsReturned) {
     EXPECT_EQ(box.path("two"), with("share/data"));
     EXPECT_EQ(box.path("one"), with("share"));
     EXPECT_EQ(box.path("one"), with("tools/bin/vek_root"));
@@ -844,12 +844,12 @@ TEST_F(OnPath, NoPathHasNoInstallation) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(OnPath, ADanglingLinkIsNoPath) {
+TEST_F(OnPath, DanglingLinkIsNoPath) {
     box.link("one/l", "nowhere").link("two/l", "share");
     EXPECT_EQ(box.path("two"), with("l"));
 }
 
-TEST_F(OnPath, AnEmptyElementIsTheWorkingDirectory) {
+TEST_F(OnPath, EmptyElementIsTheWorkingDirectory) {
     ASSERT_EQ(0, chdir("two"));
     for (const std::string &path : {":" + box.path("one"), std::string(), std::string("/none:")}) {
         test::setEnvironment({{"PATH", path}});
@@ -858,7 +858,7 @@ TEST_F(OnPath, AnEmptyElementIsTheWorkingDirectory) {
     }
 }
 
-TEST_F(OnPath, TheStreamsListReplacesPath) {
+TEST_F(OnPath, StreamsListReplacesPath) {
     test::setEnvironment(
         {{"PATH", box.path("one")}, {"VEK_STRM_ACTIVE", ""}, {"VEK_STRM_DIR_LIST", box.path("two")}});
     EXPECT_EQ(box.path("two"), with("share"));
@@ -869,7 +869,7 @@ TEST_F(OnPath, TheStreamsListReplacesPath) {
     EXPECT_EQ(Texts{box.path("one")}, taken(vekGetAllInstallRoots()));
 }
 
-TEST_F(OnPath, AnUnsetListIsReported) {
+TEST_F(OnPath, UnsetListIsReported) {
     const std::string ofOne = "ERROR! unable to determine search path - check PATH setting\n";
     const std::string ofAll = "ERROR! unable to determine search path or stream list"
                               " - check PATH or VEK_STRM_DIR_LIST setting\n";
@@ -891,7 +891,7 @@ TEST_F(OnPath, AllAreCollectedOnceInTheirOrder) {
     EXPECT_EQ((Texts{box.path("two"), box.path("one")}), taken(vekGetAllInstallRoots()));
 }
 
-TEST_F(OnPath, AnElementWithoutAWorkingDirectoryIsReportedAndPassedOver) {
+TEST_F(OnPath, FailureOfGetcwdIsReportedAndTheElementSkipped) {
     test::setEnvironment({{"PATH", "one:" + box.path("two")}});
     test::Capture capture;
     test::faults::fail("getcwd", 1, ENOENT);
@@ -919,7 +919,7 @@ TEST_F(OnPath, MoreThanAHundredAreAllCollected) {
     EXPECT_EQ(expected, taken(vekGetAllInstallRoots()));
 }
 
-TEST_F(OnPath, LongElementsAndPathsAreSurvived) {
+TEST_F(OnPath, LongElementsAndPathsAreAccepted) {
     test::setEnvironment({{"PATH", std::string(4095, 'a') + ":/" + std::string(4095, 'b') + ":/" +
                                        std::string(100 * 1024, 'c') + ":" + box.path("two")}});
     EXPECT_EQ(box.path("two"), with("share/data"));
@@ -929,7 +929,7 @@ TEST_F(OnPath, LongElementsAndPathsAreSurvived) {
     }
 }
 
-TEST_F(OnPath, AFailedAllocationGivesNone) {
+TEST_F(OnPath, FailedAllocationReturnsNull) {
     for (int nth = 1; nth <= 8; ++nth) {
         test::Capture capture;
         test::faults::reset();
@@ -968,32 +968,32 @@ TEST_F(FindExecutable, MakesANameWithADirectoryRootedAndClean) {
     EXPECT_EQ("/b/x", found("/a/../b/x"));
 }
 
-TEST_F(FindExecutable, AnswersNoneForNoName) {
+TEST_F(FindExecutable, ReturnsNullForNoName) {
     test::setEnvironment({{"PATH", box.path()}});
     EXPECT_EQ(None, found(""));
     EXPECT_EQ(None, taken(vekFindExecInPath(nullptr)));
 }
 
-TEST_F(FindExecutable, SaysSoWhenPathIsUnset) {
+TEST_F(FindExecutable, ReportsThatPathIsUnset) {
     test::Capture capture;
     EXPECT_EQ(None, found("x"));
     EXPECT_EQ("ERROR! unable to determine search path - check PATH setting\n", capture.err());
 }
 
-TEST_F(FindExecutable, UsesAStandInWhenTheWorkingDirectoryIsUnknown) {
+TEST_F(FindExecutable, ReturnsUnknownIfGetcwdFails) {
     test::Capture capture;
     test::faults::fail("getcwd", 1, ENOENT);
     EXPECT_EQ("/UNKNOWN", found("a/x"));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
 }
 
-TEST_F(FindExecutable, AsksNoCommandTable) {
+TEST_F(FindExecutable, ReadsNoCommandTable) {
     box.file("bin/x", "", 0755).file("bin/.command_table.dat", "x a b c /real/x\n");
     test::setEnvironment({{"PATH", box.path("bin")}, {"VEK_STRM_ACTIVE", "1"}});
     EXPECT_EQ(box.path("bin/x"), found("x"));
 }
 
-TEST_F(FindExecutable, LeavesTheToolsOwnStateAlone) {
+TEST_F(FindExecutable, DoesNotChangeTheToolsOwnState) {
     install("inst");
     start(box.path("inst/vekinfo"));
     EXPECT_EQ(1, vekIsTolvaneHier());
@@ -1002,7 +1002,7 @@ TEST_F(FindExecutable, LeavesTheToolsOwnStateAlone) {
     EXPECT_EQ(box.path("inst/vekinfo"), vekiExecutableName);
 }
 
-TEST_F(FindExecutable, SurvivesNamesOfAnyLength) {
+TEST_F(FindExecutable, AcceptsNamesOfAnyLength) {
     test::setEnvironment({{"PATH", box.path()}});
     for (const std::size_t length : {4095U, 4096U, 4097U, 4098U, 100'000U}) {
         const std::string rooted = "/" + std::string(length - 1, 'x');
@@ -1012,7 +1012,7 @@ TEST_F(FindExecutable, SurvivesNamesOfAnyLength) {
     }
 }
 
-TEST_F(FindExecutable, SaysSoWhenMemoryIsExhausted) {
+TEST_F(FindExecutable, ReportsExhaustedMemory) {
     test::Capture capture;
     test::faults::failAllocation(1);
     EXPECT_EQ(None, found("/a/b"));
@@ -1059,7 +1059,7 @@ TEST_F(InstPath, IsCopiedForTheCaller) {
     EXPECT_EQ(box.path("inst/a"), taken(vekGetInstPath("/a")));
 }
 
-TEST_F(InstPath, TakesAtMost4096CharactersBelowTheRoot) {
+TEST_F(InstPath, AcceptsAtMost4096CharactersBelowTheRoot) {
     startInstalled();
     std::string buffer(10'000, '?');
     for (const std::size_t length : {4095U, 4096U, 4097U, 5000U}) {
@@ -1082,14 +1082,14 @@ TEST_F(InstPath, IsCopiedUpTo4096Characters) {
     EXPECT_EQ(None, taken(vekGetInstPath(std::string(100'000, 's').c_str())));
 }
 
-TEST_F(InstPath, TakesAPathThatLiesInTheBuffer) {
+TEST_F(InstPath, AcceptsAPathInTheSameBuffer) {
     startInstalled();
     char buffer[4096] = "share/x";
     EXPECT_EQ(1, vekGetInstPathInBuf(buffer, sizeof buffer, buffer));
     EXPECT_EQ(box.path("inst/share/x"), buffer);
 }
 
-TEST_F(InstPath, RefusesALongPathBeforeItLooksForTheRoot) {
+TEST_F(InstPath, RejectsALongPathBeforeTheDiscovery) {
     start("/none/vekinfo");
     test::Capture capture;
     char buffer[64];
@@ -1097,7 +1097,7 @@ TEST_F(InstPath, RefusesALongPathBeforeItLooksForTheRoot) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST_F(InstPath, SaysSoWhenNoRootIsAboveARootedArgument0) {
+TEST_F(InstPath, ReportsNoRootAboveAnAbsoluteArgument0) {
     start("/none//of/vekinfo");
     test::Capture capture;
     char buffer[64] = "before";
@@ -1109,7 +1109,7 @@ TEST_F(InstPath, SaysSoWhenNoRootIsAboveARootedArgument0) {
     EXPECT_EQ("", capture.out());
 }
 
-TEST_F(InstPath, SaysSoWhenNoRootIsAboveTheExecutableFound) {
+TEST_F(InstPath, ReportsNoRootAboveTheExecutable) {
     box.file("bin/vekinfo", "", 0755);
     test::setEnvironment({{"PATH", "/none:" + box.path("bin")}});
     start("vekinfo");
@@ -1125,7 +1125,7 @@ TEST_F(InstPath, SaysSoWhenNoRootIsAboveTheExecutableFound) {
               capture.err());
 }
 
-TEST_F(InstPath, ShowsThatPathIsUnset) {
+TEST_F(InstPath, ReportsThatPathIsUnset) {
     start("bin/vekinfo");
     test::Capture capture;
     EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
@@ -1138,7 +1138,7 @@ TEST_F(InstPath, ShowsThatPathIsUnset) {
               capture.err());
 }
 
-TEST_F(InstPath, SaysSoWhenNoExecutableWasFound) {
+TEST_F(InstPath, ReportsThatNoExecutableWasFound) {
     test::setEnvironment({{"PATH", "/none:/%s%n"}});
     start("vekinfo%d");
     test::Capture capture;
@@ -1149,7 +1149,7 @@ TEST_F(InstPath, SaysSoWhenNoExecutableWasFound) {
               capture.err());
 }
 
-TEST_F(InstPath, SaysBothThatPathIsUnsetAndThatNoExecutableWasFound) {
+TEST_F(InstPath, ReportsUnsetPathAndMissingExecutable) {
     start("vekinfo");
     test::Capture capture;
     EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
@@ -1160,7 +1160,7 @@ TEST_F(InstPath, SaysBothThatPathIsUnsetAndThatNoExecutableWasFound) {
               capture.err());
 }
 
-TEST_F(InstPath, ForgetsTheExecutableOfAnEarlierDiscovery) {
+TEST_F(InstPath, ClearsTheExecutableOfAnEarlierDiscovery) {
     box.file("bin/vekinfo", "", 0755);
     test::setEnvironment({{"PATH", box.path("bin")}});
     start("vekinfo");
@@ -1172,7 +1172,7 @@ TEST_F(InstPath, ForgetsTheExecutableOfAnEarlierDiscovery) {
     EXPECT_NE(std::string::npos, capture.err().find("can't create rooted path to arg0 \"vekinfo\"\n"));
 }
 
-TEST_F(InstPath, ShowsTheRealExecutableOfTheCommandTable) {
+TEST_F(InstPath, ReportsTheExecutableOfTheCommandTable) {
     box.file("bin/vekinfo", "", 0755).file("bin/.command_table.dat", "vekinfo a b c /no/inst/vekinfo\n");
     test::setEnvironment({{"PATH", box.path("bin")}, {"VEK_STRM_ACTIVE", "1"}});
     start("vekinfo");
@@ -1182,7 +1182,7 @@ TEST_F(InstPath, ShowsTheRealExecutableOfTheCommandTable) {
               capture.err().find("in any parent directory of executable /no/inst/vekinfo\n"));
 }
 
-TEST_F(InstPath, ShowsAPathSettingOf100KiB) {
+TEST_F(InstPath, ReportsAPathSettingOf100KiB) {
     const std::string path(100 * 1024, 'p');
     test::setEnvironment({{"PATH", path}});
     start("vekinfo");
@@ -1191,7 +1191,7 @@ TEST_F(InstPath, ShowsAPathSettingOf100KiB) {
     EXPECT_NE(std::string::npos, capture.err().find("or $PATH: " + path + "\n"));
 }
 
-TEST_F(InstPath, SaysSoWhenMemoryIsExhausted) {
+TEST_F(InstPath, ReportsExhaustedMemory) {
     startInstalled();
     EXPECT_EQ(1, vekIsTolvaneHier());
     test::Capture capture;
@@ -1235,7 +1235,7 @@ TEST_F(ToolsPath, ReadsThePlatformFileWithOrWithoutANewline) {
     }
 }
 
-TEST_F(ToolsPath, IsThatOfThePlatformWhenThePlatformFileIsMissingOrEmpty) {
+TEST_F(ToolsPath, IsThatOfThePlatformWithoutAPlatformFile) {
     startInstalled();
     box.directory("inst/tools.lnx86");
     for (const bool empty : {false, true}) {
@@ -1252,7 +1252,7 @@ TEST_F(ToolsPath, IsThatOfThePlatformWhenThePlatformFileIsMissingOrEmpty) {
     }
 }
 
-TEST_F(ToolsPath, IsToolsWhenThereIsNothingElse) {
+TEST_F(ToolsPath, IsToolsIfThereIsNothingElse) {
     startInstalled();
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
 }
@@ -1262,7 +1262,7 @@ TEST_F(ToolsPath, IsThatOfThePlatformWhenThereIsNoTools) {
     EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
 }
 
-TEST_F(ToolsPath, IsNoneWhenTheDirectoryHasGone) {
+TEST_F(ToolsPath, IsNoneIfTheDirectoryWasRemoved) {
     startInstalled();
     EXPECT_EQ(1, vekIsTolvaneHier());
     ASSERT_EQ(0, rename("inst/tools", "inst/gone"));
@@ -1271,7 +1271,7 @@ TEST_F(ToolsPath, IsNoneWhenTheDirectoryHasGone) {
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
 }
 
-TEST_F(ToolsPath, IsLookedForAgainOnceItIsForgotten) {
+TEST_F(ToolsPath, IsSearchedAgainIfItIsNotStored) {
     startInstalled();
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
     box.directory("inst/tools.lnx86");
@@ -1306,7 +1306,7 @@ TEST_F(ToolsPath, ReadsAtMost15CharactersOfThePlatform) {
     EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
 }
 
-TEST_F(ToolsPath, IsNoneWithoutARootAndWithoutAMessageOfItsOwn) {
+TEST_F(ToolsPath, IsNoneWithoutARootAndPrintsNothing) {
     start("/none/vekinfo");
     test::Capture capture;
     char buffer[64];
@@ -1316,7 +1316,7 @@ TEST_F(ToolsPath, IsNoneWithoutARootAndWithoutAMessageOfItsOwn) {
     EXPECT_EQ(0, vekGetToolsPathInBuf(nullptr, 0, nullptr));
 }
 
-TEST_F(ToolsPath, IsToolsOfARootSoDeepThatItsPlatformFileHasNoPath) {
+TEST_F(ToolsPath, IsToolsIfThePlatformFilesPathIsTooLong) {
     // "/tools/bin/vek_root" fits behind the root, as "/tools/bin/vek_plat.dat" does not.
     for (const std::size_t size : {4074U, 4076U}) {
         const test::Outcome outcome = test::inChild([size] {
@@ -1333,7 +1333,7 @@ TEST_F(ToolsPath, IsToolsOfARootSoDeepThatItsPlatformFileHasNoPath) {
     }
 }
 
-TEST_F(ToolsPath, IsKeptOnceFound) {
+TEST_F(ToolsPath, IsStoredAfterASuccess) {
     startInstalled();
     platform("lnx86\n");
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
@@ -1343,14 +1343,14 @@ TEST_F(ToolsPath, IsKeptOnceFound) {
     EXPECT_EQ(0, test::faults::count("stat") + test::faults::count("open"));
 }
 
-TEST_F(ToolsPath, JoinsThePathBelowItPlainly) {
+TEST_F(ToolsPath, AlwaysAddsASlash) {
     startInstalled();
     EXPECT_EQ(expected("tools/bin/x"), taken(vekGetToolsPath("bin/x")));
     EXPECT_EQ(expected("tools//x"), taken(vekGetToolsPath("/x")));
     EXPECT_EQ(expected("tools/"), taken(vekGetToolsPath("")));
 }
 
-TEST_F(ToolsPath, FillsABufferThatHoldsIt) {
+TEST_F(ToolsPath, FillsABufferThatIsLargeEnough) {
     startInstalled();
     const std::string tools = expected("tools");
     const std::string below = expected("tools/ab");
@@ -1366,7 +1366,7 @@ TEST_F(ToolsPath, FillsABufferThatHoldsIt) {
     EXPECT_EQ(below, buffer.c_str());
 }
 
-TEST_F(ToolsPath, SurvivesPathsOfAnyLength) {
+TEST_F(ToolsPath, AcceptsPathsOfAnyLength) {
     startInstalled();
     std::string buffer(4096, '?');
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
@@ -1376,7 +1376,7 @@ TEST_F(ToolsPath, SurvivesPathsOfAnyLength) {
     }
 }
 
-TEST_F(ToolsPath, SaysSoWhenMemoryIsExhausted) {
+TEST_F(ToolsPath, ReportsExhaustedMemory) {
     startInstalled();
     EXPECT_EQ(1, vekIsTolvaneHier());
     for (const char *sub : {static_cast<const char *>(nullptr), "x"}) {

@@ -34,7 +34,7 @@ TEST(VekCanonicalizeDirSep, ChangesNothingOnThisPlatform) {
     vekCanonicalizeDirSep(nullptr);
 }
 
-TEST(VekIsRooted, AsksForASlashInFront) {
+TEST(VekIsRooted, RequiresASlashAtTheBeginning) {
     EXPECT_EQ(1, vekIsRooted("/"));
     EXPECT_EQ(1, vekIsRooted("/a"));
     EXPECT_EQ(0, vekIsRooted("a/b"));
@@ -43,13 +43,13 @@ TEST(VekIsRooted, AsksForASlashInFront) {
     EXPECT_EQ(0, vekIsRooted(nullptr));
 }
 
-TEST(VekIsRoot, TakesSlashesAndWholeSteps) {
+TEST(VekIsRoot, AcceptsSlashesAndDots) {
     for (const char *path : {"/", "//", "/./", "/../", "///", "/.././", "/./..//../"}) {
         EXPECT_EQ(1, vekIsRoot(path)) << path;
     }
 }
 
-TEST(VekIsRoot, RefusesEverythingElse) {
+TEST(VekIsRoot, RejectsEverythingElse) {
     for (const char *path : {"/.", "/..", "/a", "/./a", "/../a/", "/.../", "/..a/", "/.a/", "/./.", "/../..",
                              "", ".", "./", "../", "a/"}) {
         EXPECT_EQ(0, vekIsRoot(path)) << path;
@@ -76,14 +76,14 @@ TEST(VekMkRootedPath, CopiesARootedPathIntoTheBuffer) {
     EXPECT_STREQ("/a/../b", out.get());
 }
 
-TEST(VekMkRootedPath, CopiesARootedPathToTheHeap) {
+TEST(VekMkRootedPath, CopiesARootedPathToANewString) {
     const char *path = "/a//b";
     const vek::OwnedText copy(vekMkRootedPath(path, nullptr));
     EXPECT_STREQ("/a//b", copy.get());
     EXPECT_NE(path, copy.get());
 }
 
-TEST(VekMkRootedPath, PutsTheWorkingDirectoryInFront) {
+TEST(VekMkRootedPath, PrependsTheWorkingDirectory) {
     const test::Sandbox box;
     const vek::OwnedText out(pathBlock());
     EXPECT_EQ(out.get(), vekMkRootedPath("a/../b", out.get()));
@@ -95,7 +95,7 @@ TEST(VekMkRootedPath, PutsTheWorkingDirectoryInFront) {
     EXPECT_EQ(box.path() + "/", ofEmpty.get());
 }
 
-TEST(VekMkRootedPath, JoinsPlainlyInTheRootDirectory) {
+TEST(VekMkRootedPath, AddsASlashInTheRootDirectoryToo) {
     ASSERT_EQ(0, chdir("/"));
     const vek::OwnedText made(vekMkRootedPath("x", nullptr));
     EXPECT_STREQ("//x", made.get());
@@ -125,7 +125,7 @@ TEST(VekMkRootedPath, NeedsNoWorkingDirectoryForARootedPath) {
     EXPECT_STREQ("/a", made.get());
 }
 
-TEST(VekMkRootedPath, GivesNullWhenMemoryIsExhausted) {
+TEST(VekMkRootedPath, ReturnsNullIfMemoryIsExhausted) {
     test::faults::failAllocation(1);
     EXPECT_EQ(nullptr, vekMkRootedPath("/a", nullptr));
     test::faults::failAllocation(1);
@@ -136,7 +136,7 @@ TEST(VekMkRootedPath, GivesNullForNull) {
     EXPECT_EQ(nullptr, vekMkRootedPath(nullptr, nullptr));
 }
 
-TEST(VekMkRootedPath, HoldsAtMost4095Characters) {
+TEST(VekMkRootedPath, HasAtMost4095Characters) {
     const test::Sandbox box;
     const std::size_t room = 4095 - box.path().size() - 1;
     for (const std::size_t excess : {0U, 1U, 2U, 100'000U}) {
@@ -155,7 +155,7 @@ TEST(VekMkRootedPath, HoldsAtMost4095Characters) {
     }
 }
 
-TEST(VekMkRootedPath, CopiesARootedPathOfAnyLengthToTheHeapOnly) {
+TEST(VekMkRootedPath, CopiesARootedPathOfAnyLength) {
     for (const std::size_t length : {4095U, 4096U, 4097U}) {
         const std::string path = "/" + std::string(length - 1, 'p');
         const vek::OwnedText made(vekMkRootedPath(path.c_str(), nullptr));
@@ -175,7 +175,7 @@ std::string cleaned(std::string path) {
     return path;
 }
 
-TEST(VekiCleanupRootedPath, ResolvesSlashesAndSteps) {
+TEST(VekiCleanupRootedPath, ResolvesSlashesAndDots) {
     EXPECT_EQ("/a/b/d", cleaned("/a//b/./c/../d"));
     EXPECT_EQ("/a/c", cleaned("/a/b/../c"));
     EXPECT_EQ("/inst/tools/bin/vekinfo", cleaned("/inst/tools/bin/../bin/./vekinfo"));
@@ -191,7 +191,7 @@ TEST(VekiCleanupRootedPath, StopsAtTheRoot) {
     EXPECT_EQ("/x", cleaned("/../../a/../../x"));
 }
 
-TEST(VekiCleanupRootedPath, LeavesAFinalStep) {
+TEST(VekiCleanupRootedPath, KeepsAFinalDotOrDotDot) {
     EXPECT_EQ("/a/.", cleaned("/a/."));
     EXPECT_EQ("/a/..", cleaned("/a/.."));
     EXPECT_EQ("/.", cleaned("/."));
@@ -200,7 +200,7 @@ TEST(VekiCleanupRootedPath, LeavesAFinalStep) {
     EXPECT_EQ("/a/.", cleaned("/a/./."));
 }
 
-TEST(VekiCleanupRootedPath, LeavesWhatOnlyLooksLikeAStep) {
+TEST(VekiCleanupRootedPath, KeepsNamesThatOnlyBeginWithDots) {
     EXPECT_EQ("/a/.../b/..c/.d/e./f../g", cleaned("/a/.../b/..c/.d/e./f../g"));
     EXPECT_EQ("/", cleaned("/"));
     EXPECT_EQ("", cleaned(""));
@@ -224,7 +224,7 @@ std::string cleanedStepByStep(std::string path) {
     }
 }
 
-TEST(VekiCleanupRootedPath, AgreesWithOneReplacementAtATimeOnEveryShortPath) {
+TEST(VekiCleanupRootedPath, AgreesWithSingleReplacementsOnEveryShortPath) {
     constexpr char Alphabet[] = {'/', '.', 'a'};
     for (int length = 0; length <= 11; ++length) {
         int combinations = 1;
@@ -275,7 +275,7 @@ class LineReader : public testing::Test {
     vek::OwnedStream stream_;
 };
 
-TEST_F(LineReader, TurnsACarriageReturnAndNewlineIntoANewline) {
+TEST_F(LineReader, ReplacesACarriageReturnAndNewlineByANewline) {
     char line[64];
     FILE *file = open("x\r\ny\nx\ry\nz\r");
     EXPECT_EQ(line, vek_fgets(line, sizeof line, file));
@@ -303,12 +303,12 @@ TEST_F(LineReader, ReadsALongLineInParts) {
     }
 }
 
-TEST_F(LineReader, GivesNullAtTheEnd) {
+TEST_F(LineReader, ReturnsNullAtTheEnd) {
     char line[8] = "before";
     EXPECT_EQ(nullptr, vek_fgets(line, sizeof line, open("")));
 }
 
-TEST_F(LineReader, SurvivesNulBytes) {
+TEST_F(LineReader, AcceptsNulBytes) {
     char line[16];
     EXPECT_EQ(line, vek_fgets(line, sizeof line, open(std::string_view("\0\r\nx\r\n", 6))));
     EXPECT_STREQ("", line);
@@ -320,7 +320,7 @@ std::string unixLine(std::string line) {
     return line;
 }
 
-TEST(VekNtToUnixLine, ChangesThePairAtTheVeryEndOnly) {
+TEST(VekNtToUnixLine, ChangesThePairAtTheEndOnly) {
     EXPECT_EQ("x\n", unixLine("x\r\n"));
     EXPECT_EQ("\n", unixLine("\r\n"));
     EXPECT_EQ("x\r\n", unixLine("x\r\r\n"));
@@ -331,7 +331,7 @@ TEST(VekNtToUnixLine, ChangesThePairAtTheVeryEndOnly) {
     vekNtToUnixLine(nullptr);
 }
 
-TEST(VekNtToUnixLine, LooksAtNothingInFrontOfTheLine) {
+TEST(VekNtToUnixLine, ReadsNothingBeforeTheLine) {
     char text[] = "\r\n";
     vekNtToUnixLine(text + 1);
     EXPECT_STREQ("\r\n", text);
@@ -339,7 +339,7 @@ TEST(VekNtToUnixLine, LooksAtNothingInFrontOfTheLine) {
 
 // --- Checked allocation, existence tests ---
 
-TEST(VekiMalloc, GivesMemory) {
+TEST(VekiMalloc, ReturnsMemory) {
     test::Capture capture;
     const vek::Owned<void> memory(vekiMalloc(100));
     ASSERT_NE(nullptr, memory);
@@ -347,7 +347,7 @@ TEST(VekiMalloc, GivesMemory) {
     EXPECT_EQ("", capture.err());
 }
 
-TEST(VekiMalloc, SaysSoWhenMemoryIsExhausted) {
+TEST(VekiMalloc, ReportsExhaustedMemory) {
     test::Capture capture;
     test::faults::failAllocation(1);
     EXPECT_EQ(nullptr, vekiMalloc(1234));
@@ -355,7 +355,7 @@ TEST(VekiMalloc, SaysSoWhenMemoryIsExhausted) {
     EXPECT_EQ("", capture.out());
 }
 
-TEST(VekiCopyString, CopiesToTheHeap) {
+TEST(VekiCopyString, CopiesTheText) {
     const char *text = "some text";
     const vek::OwnedText copy(vekiCopyString(text));
     EXPECT_STREQ(text, copy.get());
@@ -365,14 +365,14 @@ TEST(VekiCopyString, CopiesToTheHeap) {
     EXPECT_EQ(nullptr, vekiCopyString(nullptr));
 }
 
-TEST(VekiCopyString, GivesNullWhenMemoryIsExhausted) {
+TEST(VekiCopyString, ReturnsNullIfMemoryIsExhausted) {
     test::Capture capture;
     test::faults::failAllocation(1);
     EXPECT_EQ(nullptr, vekiCopyString("abc"));
     EXPECT_EQ("ERROR! Failed to allocate 4 bytes of space\n", capture.err());
 }
 
-TEST(VekiFileExistsExecutable, AsksForTheOwnersBitOfARegularFile) {
+TEST(VekiFileExistsExecutable, TestsTheOwnersBitOfARegularFile) {
     test::Sandbox box;
     box.file("x", "", 0100).file("all", "", 0755).file("plain", "", 0644).file("others", "", 0011);
     box.link("l", "x").link("dangling", "nowhere");
@@ -387,7 +387,7 @@ TEST(VekiFileExistsExecutable, AsksForTheOwnersBitOfARegularFile) {
     EXPECT_EQ(0, vekiFileExistsExecutable(nullptr));
 }
 
-TEST(VekiFileExistsExecutable, RefusesOtherTypes) {
+TEST(VekiFileExistsExecutable, RejectsOtherTypes) {
     test::Sandbox box;
     box.directory("d", 0755).fifo("p", 0755);
     EXPECT_EQ(0, vekiFileExistsExecutable("d"));
@@ -401,7 +401,7 @@ TEST(VekiFileExistsExecutable, RefusesOtherTypes) {
     EXPECT_EQ(0, vekiFileExistsExecutable("s"));
 }
 
-TEST(VekiPathExists, TakesEveryTypeThatLeadsSomewhere) {
+TEST(VekiPathExists, AcceptsEveryTypeThatStatFinds) {
     test::Sandbox box;
     box.file("f", "", 0000).directory("d").fifo("p").link("l", "f").link("dangling", "nowhere");
     for (const char *path : {"f", "d", "p", "l", "/"}) {
@@ -424,7 +424,7 @@ std::string mixedName() {
 
 using Names = std::vector<std::string>;
 
-TEST(CaseSensitivity, IsFoundAndLeavesNoFileBehind) {
+TEST(CaseSensitivity, RemovesItsFiles) {
     test::Sandbox box;
     box.directory("d");
     test::Capture capture;
@@ -437,13 +437,13 @@ TEST(CaseSensitivity, IsFoundAndLeavesNoFileBehind) {
     EXPECT_EQ("", capture.out() + capture.err());
 }
 
-TEST(CaseSensitivity, AnswersWithTheDocumentedNumbers) {
+TEST(CaseSensitivity, ReturnsTheDocumentedNumbers) {
     EXPECT_EQ(1, VEK_CASE_UNKNOWN);
     EXPECT_EQ(2, VEK_CASE_SENSITIVE);
     EXPECT_EQ(3, VEK_CASE_INSENSITIVE);
 }
 
-TEST(CaseSensitivity, IsInsensitiveWhereTheSecondNameIsTheFirstFile) {
+TEST(CaseSensitivity, IsInsensitiveIfBothNamesAreOneFile) {
     test::Sandbox box;
     box.directory("d");
     test::faults::makeCaseless(box.path("d"));
@@ -452,7 +452,7 @@ TEST(CaseSensitivity, IsInsensitiveWhereTheSecondNameIsTheFirstFile) {
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST(CaseSensitivity, UsesTwoFilesNamedAfterTheProcessAndHoldingTheirNames) {
+TEST(CaseSensitivity, FilesAreNamedAfterTheProcess) {
     // Given that removing fails, so that the files stay to be looked at
     test::Sandbox box;
     test::faults::failFrom("unlink", 1, EPERM);
@@ -462,7 +462,7 @@ TEST(CaseSensitivity, UsesTwoFilesNamedAfterTheProcessAndHoldingTheirNames) {
     EXPECT_EQ("vekFsCaseSensitivity", box.read(mixedName()));
 }
 
-TEST(CaseSensitivity, ProbesTheDirectoryOfAFileAndTheNearestExistingAncestor) {
+TEST(CaseSensitivity, ProbesTheNearestExistingDirectory) {
     test::Sandbox box;
     box.file("d/f", "content");
     EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity("d/f"));
@@ -478,7 +478,7 @@ TEST(CaseSensitivity, ProbesTheDirectoryOfAFileAndTheNearestExistingAncestor) {
     EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity(box.path("none/x").c_str()));
 }
 
-TEST(CaseSensitivity, IsUnknownWhenCuttingArrivesAtTheRootOrAtNothing) {
+TEST(CaseSensitivity, IsUnknownIfOnlyTheRootExists) {
     const test::Sandbox box;
     EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity("/none-of-vek"));
     EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity("/none-of-vek/a/b"));
@@ -508,7 +508,7 @@ TEST(CaseSensitivity, IsUnknownInAReadOnlyDirectory) {
     EXPECT_EQ(Names{}, box.list("open"));
 }
 
-TEST(CaseSensitivity, LeavesThePathAsItIs) {
+TEST(CaseSensitivity, DoesNotChangeThePath) {
     const test::Sandbox box;
     char path[] = "none/x";
     EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity(path));
@@ -562,7 +562,7 @@ TEST(CaseSensitivity, TruncatesOnlyLongerFiles) {
     EXPECT_EQ(2, test::faults::count("ftruncate"));
 }
 
-TEST(CaseSensitivity, IsFoundWhenTheSystemTakesAFewBytesAtATime) {
+TEST(CaseSensitivity, RepeatsShortWrites) {
     const test::Sandbox box;
     for (const std::size_t bytes : {1U, 15U, 19U}) {
         test::faults::limitWrites(bytes);
@@ -597,14 +597,14 @@ TEST(CaseSensitivity, IsUnknownBeyondTheLimitOnFileSizes) {
     EXPECT_EQ(0, outcome.status) << "signal " << outcome.signal;
 }
 
-TEST(CaseSensitivity, UsesAndRemovesFilesLeftBehindByAnEarlierProcess) {
+TEST(CaseSensitivity, UsesAndRemovesFilesOfAnEarlierProcess) {
     test::Sandbox box;
     box.file(lowerName(), std::string(1000, 'o')).file(mixedName(), "old");
     EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity("."));
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(CaseSensitivity, NeverWritesThroughAPlantedLink) {
+TEST(CaseSensitivity, DoesNotWriteThroughAPlantedLink) {
     for (const std::string &name : {lowerName(), mixedName()}) {
         test::Sandbox box;
         box.file("victim", "precious").link("d/" + name, box.path("victim"));
@@ -614,7 +614,7 @@ TEST(CaseSensitivity, NeverWritesThroughAPlantedLink) {
     }
 }
 
-TEST(CaseSensitivity, NeverCreatesTheTargetOfAPlantedLink) {
+TEST(CaseSensitivity, DoesNotCreateTheTargetOfAPlantedLink) {
     for (const std::string &name : {lowerName(), mixedName()}) {
         test::Sandbox box;
         box.link("d/" + name, box.path("target"));
@@ -623,7 +623,7 @@ TEST(CaseSensitivity, NeverCreatesTheTargetOfAPlantedLink) {
     }
 }
 
-TEST(CaseSensitivity, NeverWritesIntoAFileWithAnotherName) {
+TEST(CaseSensitivity, DoesNotWriteIntoAFileWithAnotherName) {
     for (const std::string &name : {lowerName(), mixedName()}) {
         test::Sandbox box;
         box.file("victim", "precious").directory("d");
@@ -633,14 +633,14 @@ TEST(CaseSensitivity, NeverWritesIntoAFileWithAnotherName) {
     }
 }
 
-TEST(CaseSensitivity, IsInsensitiveWhenTheSecondNameIsALinkToTheFirst) {
+TEST(CaseSensitivity, IsInsensitiveIfTheSecondNameLinksToTheFirst) {
     test::Sandbox box;
     box.link("d/" + mixedName(), lowerName());
     EXPECT_EQ(VEK_CASE_INSENSITIVE, vekGetFilesysCaseSensitivity("d"));
     EXPECT_EQ(Names{}, box.list("d"));
 }
 
-TEST(CaseSensitivity, NeverWaitsForAPlantedPipe) {
+TEST(CaseSensitivity, DoesNotBlockOnAPlantedPipe) {
     const test::Outcome outcome = test::inChild([] {
         for (const std::string &name : {lowerName(), mixedName()}) {
             test::Sandbox box;
@@ -658,7 +658,7 @@ TEST(CaseSensitivity, NeverWaitsForAPlantedPipe) {
     EXPECT_FALSE(outcome.timedOut);
 }
 
-TEST(CaseSensitivity, IsUnknownWhenADirectoryHasTakenAName) {
+TEST(CaseSensitivity, IsUnknownIfANameIsADirectory) {
     for (const std::string &name : {lowerName(), mixedName()}) {
         test::Sandbox box;
         box.directory("d/" + name);
@@ -667,7 +667,7 @@ TEST(CaseSensitivity, IsUnknownWhenADirectoryHasTakenAName) {
     }
 }
 
-TEST(CaseSensitivity, SurvivesPathsOfAnyLength) {
+TEST(CaseSensitivity, AcceptsPathsOfAnyLength) {
     test::Sandbox box;
     for (const std::size_t length : {4095U, 4096U, 4097U, 200'000U}) {
         // Steps that do not exist, below a directory that does
@@ -682,7 +682,7 @@ TEST(CaseSensitivity, SurvivesPathsOfAnyLength) {
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(CaseSensitivity, IsUnknownInADirectoryTooDeepForTheProbesNames) {
+TEST(CaseSensitivity, IsUnknownIfTheProbesPathIsTooLong) {
     test::Sandbox box;
     std::string path = box.path();
     while (path.size() < 4080) {

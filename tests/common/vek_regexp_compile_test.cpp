@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
                                            5,       'a',    0, CLOSE2, 0,      9, BRANCH, 0,       6,
                                            NOTHING, 0,      3, CLOSE1, 0,      3, END,    0,       0}}));
 
-TEST(VekRegcompProgram, DistancesHoldTheirHighByteFirst) {
+TEST(VekRegcompProgram, DistancesHaveTheHighByteFirst) {
     const Expression expression = compile(std::string(300, 'x'));
     ASSERT_NE(expression, nullptr);
     const char *program = &expression->program[0];
@@ -103,7 +103,7 @@ std::ostream &operator<<(std::ostream &out, const SetCase &value) {
 
 class VekRegcompSet : public testing::TestWithParam<SetCase> {};
 
-TEST_P(VekRegcompSet, HoldsItsMembers) {
+TEST_P(VekRegcompSet, ContainsItsMembers) {
     const Expression expression = compile(GetParam().pattern);
     ASSERT_NE(expression, nullptr);
     const char *program = &expression->program[0];
@@ -235,7 +235,7 @@ TEST(VekRegcompError, MillionOpenGroupsAreTooMany) {
     EXPECT_EQ(capture.err(), "vek_regexp compilation: too many ()\n");
 }
 
-TEST(VekRegcompError, ProgramHoldsAtMost32766Bytes) {
+TEST(VekRegcompError, ProgramHasAtMost32766Bytes) {
     // Beside the literal: the magic byte, BRANCH, the head and the NUL of EXACTLY, END.
     EXPECT_NE(compile(std::string(32766 - 11, 'x')), nullptr);
     test::Capture capture;
@@ -243,7 +243,7 @@ TEST(VekRegcompError, ProgramHoldsAtMost32766Bytes) {
     EXPECT_EQ(capture.err(), "vek_regexp compilation: vek_regexp too big\n");
 }
 
-TEST(VekRegcompError, BadPatternIsBadBeforeItIsTooBig) {
+TEST(VekRegcompError, SyntaxErrorIsReportedBeforeTheSizeLimit) {
     test::Capture capture;
     EXPECT_EQ(vek_regcomp((std::string(100000, 'x') + "**").c_str()), nullptr);
     EXPECT_EQ(capture.err(), "vek_regexp compilation: nested *?+\n");
@@ -264,7 +264,7 @@ TEST(VekRegcompError, ExhaustedMemoryIsOutOfSpace) {
     EXPECT_EQ(capture.err(), "vek_regexp compilation: out of space\n");
 }
 
-TEST(VekRegerror, WritesToStandardErrorAndNotToTheHook) {
+TEST(VekRegerror, PrintsOnStandardErrorAndCallsNoHook) {
     test::Capture capture;
     vekRegErrorFunc([](const char *) { FAIL() << "the hook was called"; });
     vek_regerror("a %s b");
@@ -274,7 +274,7 @@ TEST(VekRegerror, WritesToStandardErrorAndNotToTheHook) {
 
 // What the syntax accepts.
 
-TEST(VekRegcomp, AcceptsWhatLooksUnusual) {
+TEST(VekRegcomp, AcceptsUnusualPatterns) {
     for (const char *pattern : {"", "|", "()", "(|a)", "a||b", "(a|)?", "^?", "$?", "]", "{}", "a^b", "a$b",
                                 "(^a)", "^^", "[[]", "x\\\\", "\\(", "(a*)?"}) {
         EXPECT_NE(compile(pattern), nullptr) << pattern;

@@ -142,14 +142,14 @@ INSTANTIATE_TEST_SUITE_P(GroupsGivenUp, VekRegexec,
 
 // Positions.
 
-TEST(VekRegexecPositions, AreNullWhenNothingMatches) {
+TEST(VekRegexecPositions, AreNullIfNothingMatches) {
     const Expression expression = compile("(a)b");
     ASSERT_EQ(vek_regexec(expression.get(), "ab"), 1);
     ASSERT_EQ(vek_regexec(expression.get(), "ac"), 0);
     EXPECT_EQ(positionsOf(*expression, ""), "none");
 }
 
-TEST(VekRegexecPositions, ComeAnewWithEachMatch) {
+TEST(VekRegexecPositions, AreSetAgainByEachMatch) {
     const Expression expression = compile("(a)|(b)");
     ASSERT_EQ(vek_regexec(expression.get(), "a"), 1);
     const char subject[] = "xb";
@@ -159,7 +159,7 @@ TEST(VekRegexecPositions, ComeAnewWithEachMatch) {
 
 // Hints that the matcher obeys.
 
-TEST(VekRegexecHints, SubjectWithoutTheRequiredLiteralFailsAtOnce) {
+TEST(VekRegexecHints, SubjectWithoutTheRequiredLiteralDoesNotMatch) {
     const Expression expression = compile("[ab]*cde");
     ASSERT_STREQ(expression->regmust, "cde");
     EXPECT_EQ(vek_regexec(expression.get(), "abcd"), 0);
@@ -177,7 +177,7 @@ TEST(VekRegexecHints, AnchoredExpressionIsTriedAtTheStartOnly) {
     EXPECT_EQ(vek_regexec(expression.get(), "ba"), 1);
 }
 
-TEST(VekRegexecHints, OnlyPlacesOfTheFirstCharacterAreTried) {
+TEST(VekRegexecHints, OnlyPositionsOfTheFirstCharacterAreTried) {
     const Expression expression = compile(".b");
     expression->regstart = 'x';
     const char subject[] = "abxb";
@@ -207,7 +207,7 @@ TEST(VekRegexecLongSubject, SimpleLoopsOverAMillionCharacters) {
     EXPECT_EQ(match("a+$", subject), "0-1000000");
 }
 
-TEST(VekRegexecLongSubject, NestedLoopsDoNotBlowUp) {
+TEST(VekRegexecLongSubject, NestedLoopsAreNotExponential) {
     for (const std::size_t length : {30U, 1023U, 4095U, 100000U}) {
         const std::string subject(length, 'x');
         EXPECT_EQ(match("(x+x+)+[y]", subject), "no") << length;
@@ -216,7 +216,7 @@ TEST(VekRegexecLongSubject, NestedLoopsDoNotBlowUp) {
     }
 }
 
-TEST(VekRegexecLongSubject, ChainOfOptionalPiecesDoesNotBlowUp) {
+TEST(VekRegexecLongSubject, ChainOfOptionalPiecesIsNotExponential) {
     std::string pattern;
     for (int i = 0; i < 200; ++i) {
         pattern += "x?";
@@ -263,7 +263,7 @@ TEST(VekRegexecLongSubject, ExhaustedMemoryInARepeatedCharacterIsReported) {
     }
 }
 
-TEST(VekRegexecLongSubject, ResultsStayExactWithoutMemoryForThem) {
+TEST(VekRegexecLongSubject, ResultsAreTheSameWithoutTheVisitedSet) {
     const std::string subject(18, 'x');
     const Expression expression = compile("(x+x+)+[y]");
     for (int nth = 1; nth <= 6; ++nth) {
@@ -321,7 +321,7 @@ TEST(VekRegexecDamage, BrokenChainIsCorruptedPointers) {
     EXPECT_EQ(reportOf(damaged("(ab)*", 24, 22).get(), "ab"), "corrupted pointers");
 }
 
-TEST(VekRegexecDamage, RepetitionOfSomethingElseThanACharacterIsAnInternalFoulup) {
+TEST(VekRegexecDamage, RepetitionOfAnotherNodeIsAnInternalFoulup) {
     EXPECT_EQ(reportOf(damaged("a*", 7, 1).get(), "a"), "internal foulup");
 }
 

@@ -132,21 +132,21 @@ constexpr std::array<Known, 11> kKnown = {{
 
 } // namespace
 
-TEST(VekHashString, HasTheValuesThatItsStepsGive) {
+TEST(VekHashString, HasTheDocumentedValues) {
     for (const Known &known : kKnown) {
         EXPECT_EQ(Placed(known.bytes, 0).hash(), known.aligned) << known.bytes;
         EXPECT_EQ(Placed(known.bytes, 3).hash(), known.unaligned) << known.bytes;
     }
 }
 
-TEST(VekHashString, HashesEveryLengthAsItsStepsSay) {
+TEST(VekHashString, AgreesWithAModelForEveryLength) {
     for (std::size_t length = 0; length <= 72; ++length) {
         const std::string text = asciiText(length);
         EXPECT_EQ(Placed(text, 0).hash(), Reference::of(text, true)) << length;
     }
 }
 
-TEST(VekHashString, HashesTextAlikeWhereverItLies) {
+TEST(VekHashString, HashesAsciiTextTheSameAtEveryAddress) {
     for (std::size_t length = 0; length <= 72; ++length) {
         const std::string text = asciiText(length);
         for (std::size_t offset = 0; offset < 9; ++offset) {
@@ -160,7 +160,7 @@ TEST(VekHashString, HashesTheEmptyStringWithOneMix) {
     EXPECT_EQ(vekHashStringLen("ignored", 0), 0x938575bfU);
 }
 
-TEST(VekHashString, CountsATailByteAbove0x7FAsNegative) {
+TEST(VekHashString, TreatsATailByteAbove0x7FAsNegative) {
     // Worked out with -23 for the byte; 233 would give another value.
     EXPECT_EQ(vekHashString("\xe9"), 0x2ce76673U);
     // In every place of the tail, whatever the alignment, behind a block and without one.
@@ -175,7 +175,7 @@ TEST(VekHashString, CountsATailByteAbove0x7FAsNegative) {
     }
 }
 
-TEST(VekHashString, CountsABlockByteAbove0x7FAsNegativeUnlessTheInputIsAligned) {
+TEST(VekHashString, TreatsBlockBytesAbove0x7FAsNegativeUnlessAligned) {
     for (std::size_t place = 0; place < 24; ++place) {
         std::string bytes = asciiText(24);
         bytes[place] = '\xe9';
@@ -201,14 +201,14 @@ TEST(VekHashString, HashesBinaryInputOfEveryLengthAndAlignment) {
     }
 }
 
-TEST(VekHashString, HashesNulBytesOfARun) {
+TEST(VekHashString, HashesNulBytes) {
     const std::string bytes("a\0b\0\0", 5);
     EXPECT_EQ(vekHashStringLen(bytes.data(), bytes.size()), Reference::of(bytes, false));
     EXPECT_NE(vekHashStringLen(bytes.data(), 4), vekHashStringLen(bytes.data(), 5));
     EXPECT_NE(vekHashStringLen(bytes.data(), 5), vekHashString(bytes.c_str()));
 }
 
-TEST(VekHashString, ReadsNothingBehindTheRun) {
+TEST(VekHashString, ReadsNothingAfterTheInput) {
     // One byte more would be seen by the address sanitizer; here, by the value.
     for (std::size_t length = 0; length <= 50; ++length) {
         const std::string text = asciiText(length);
@@ -218,7 +218,7 @@ TEST(VekHashString, ReadsNothingBehindTheRun) {
     }
 }
 
-TEST(VekHashString, CountsTheLengthOfTheWholeInput) {
+TEST(VekHashString, HashesTheLengthOfTheWholeInput) {
     // Blocks and tails of zeros add nothing: only the length tells these apart.
     const std::string zeros(96, '\0');
     for (std::size_t length = 1; length <= zeros.size(); ++length) {
@@ -228,7 +228,7 @@ TEST(VekHashString, CountsTheLengthOfTheWholeInput) {
     }
 }
 
-TEST(VekHashString, GivesOneNumberInAllThreeForms) {
+TEST(VekHashString, ReturnsTheSameFromAllThreeFunctions) {
     for (const Known &known : kKnown) {
         const std::string text(known.bytes);
         EXPECT_EQ(vekHashString(text.c_str()), vekHashStringLen(text.c_str(), text.size())) << text;
@@ -236,7 +236,7 @@ TEST(VekHashString, GivesOneNumberInAllThreeForms) {
     }
 }
 
-TEST(VekHashString, HasNoBitAboveTheThirtySecond) {
+TEST(VekHashString, HasAtMost32Bits) {
     for (std::size_t i = 0; i < 2000; ++i) {
         const std::string bytes = binaryBytes(i % 80, i);
         EXPECT_EQ(vekHashStringLen(bytes.data(), bytes.size()) >> 32U, 0U);

@@ -51,7 +51,7 @@ std::string repeated(const std::string &line, int times) {
 
 constexpr char kUnmatched[] = "vek_regexp compilation: unmatched ()\n";
 
-TEST(VekFilterStrlist, KeepsTheStringsThatMatchOnePatternAtLeastInTheirOrder) {
+TEST(VekFilterStrlist, KeepsMatchingStringsInTheirOrder) {
     const List strings({"cell.v", "readme", "top.vhd", "cell.v", "x.vhdl"});
     const List patterns({"\\.vhd$", "^cell"});
     const List found(vekFilterStrlist(strings.get(), patterns.get()));
@@ -59,13 +59,13 @@ TEST(VekFilterStrlist, KeepsTheStringsThatMatchOnePatternAtLeastInTheirOrder) {
     EXPECT_NE(found.get()[0], strings.get()[0]);
 }
 
-TEST(VekFilterStrlist, StringThatMatchesTwoPatternsComesOnce) {
+TEST(VekFilterStrlist, StringThatMatchesTwoPatternsIsKeptOnce) {
     const List strings({"ab"});
     const List patterns({"a", "b"});
     EXPECT_EQ(List(vekFilterStrlist(strings.get(), patterns.get())).content(), (Strings{"ab"}));
 }
 
-TEST(VekFilterStrlist, WithoutPatternsTheListItselfComesBack) {
+TEST(VekFilterStrlist, WithoutPatternsTheListItselfIsReturned) {
     const List strings({"a"});
     char *none[] = {nullptr};
     EXPECT_EQ(vekFilterStrlist(strings.get(), nullptr), strings.get());
@@ -83,7 +83,7 @@ TEST(VekFilterStrlist, NothingFoundIsNull) {
     EXPECT_EQ(vekFilterStrlist(nullptr, patterns.get()), nullptr);
 }
 
-TEST(VekFilterStrlist, BadPatternIsReportedOnceForEachStringThatReachesIt) {
+TEST(VekFilterStrlist, InvalidPatternIsReportedOnceForEachString) {
     test::Capture capture;
     const List strings({"a", "b", "ab", "c"});
     const List patterns({"a", "(", "b"});
@@ -92,7 +92,7 @@ TEST(VekFilterStrlist, BadPatternIsReportedOnceForEachStringThatReachesIt) {
     EXPECT_EQ(capture.err(), repeated(kUnmatched, 2)); // "b" and "c"; "a" matches both others before
 }
 
-TEST(VekFilterStrlist, PatternsThatNoStringReachesAreNotCompiled) {
+TEST(VekFilterStrlist, UnusedPatternsAreNotCompiled) {
     test::Capture capture;
     const List strings({"a", "aa"});
     const List patterns({"a", "("});
@@ -118,7 +118,7 @@ TEST(VekFilterStrlist, CompilesEachPatternOnce) {
     EXPECT_EQ(capture.err(), repeated(kUnmatched, 10010));
 }
 
-TEST(VekFilterStrlist, HundredThousandStringsPassAHundredAlternatives) {
+TEST(VekFilterStrlist, HundredThousandStringsAreComparedWithAHundredAlternatives) {
     std::string alternatives = "zz";
     for (int i = 0; i < 99; ++i) {
         alternatives += "|y" + std::to_string(i);
@@ -129,7 +129,7 @@ TEST(VekFilterStrlist, HundredThousandStringsPassAHundredAlternatives) {
     EXPECT_EQ(vekGetStrlistSize(found.get()), 100000);
 }
 
-TEST(VekFilterStrlist, GivesTheWholeAnswerOrNullWhicheverAllocationFails) {
+TEST(VekFilterStrlist, ReturnsEverythingOrNullIfAnAllocationFails) {
     test::Capture capture;
     const List strings({"a", "b", "c", "d"});
     const List patterns({"a", "[b-d]"});
@@ -146,7 +146,7 @@ TEST(VekFilterStrlist, GivesTheWholeAnswerOrNullWhicheverAllocationFails) {
     EXPECT_GT(nth, 6);
 }
 
-TEST(VekFilterStrlist, MemoryThatFailsACompilationIsReported) {
+TEST(VekFilterStrlist, ExhaustedMemoryInACompilationIsReported) {
     test::Capture capture;
     const List strings({"a", "b"});
     const List patterns({"a"});

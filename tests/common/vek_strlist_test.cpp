@@ -74,7 +74,7 @@ constexpr char kGrowthFailure[] = "Error (vekGrowStrlist): realloc failed.\n";
 
 // Copies and joins.
 
-TEST(VekCopyString, MakesACopyOfItsOwn) {
+TEST(VekCopyString, ReturnsACopy) {
     const char text[] = "text";
     char *copy = vekCopyString(text);
     EXPECT_NE(copy, text);
@@ -86,12 +86,12 @@ TEST(VekCopyString, NullStaysNull) {
     EXPECT_EQ(vekCopyString(nullptr), nullptr);
 }
 
-TEST(VekCopyString, GivesNullWhenMemoryIsExhausted) {
+TEST(VekCopyString, ReturnsNullIfMemoryIsExhausted) {
     test::faults::failAllocation(1);
     EXPECT_EQ(vekCopyString("text"), nullptr);
 }
 
-TEST(VekCatString, SeparatorIsUsedOnlyWhenItIsOnePrintableCharacter) {
+TEST(VekCatString, SeparatorMustBeOnePrintableCharacter) {
     EXPECT_EQ(take(vekCatString("a", "b", "-")), "a-b");
     EXPECT_EQ(take(vekCatString("a", "b", "~")), "a~b");
     EXPECT_EQ(take(vekCatString("a", "b", " ")), "a b");
@@ -103,7 +103,7 @@ TEST(VekCatString, SeparatorIsUsedOnlyWhenItIsOnePrintableCharacter) {
     EXPECT_EQ(take(vekCatString("a", "b", nullptr)), "a b");
 }
 
-TEST(VekCatString, OneNullGivesACopyOfTheOther) {
+TEST(VekCatString, OneNullReturnsACopyOfTheOther) {
     const char text[] = "text";
     char *copy = vekCatString(text, nullptr, "-");
     EXPECT_NE(copy, text);
@@ -117,7 +117,7 @@ TEST(VekCatString, EmptyTextsAreStillSeparated) {
     EXPECT_EQ(take(vekCatString("a", "", "-")), "a-");
 }
 
-TEST(VekCatString, GivesNullWhenMemoryIsExhausted) {
+TEST(VekCatString, ReturnsNullIfMemoryIsExhausted) {
     test::faults::failAllocation(1);
     EXPECT_EQ(vekCatString("a", "b", "-"), nullptr);
 }
@@ -148,7 +148,7 @@ TEST(VekFastAddToStrlist, FiveAdditionsAllocateTwoThenFourThenEightSlots) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"one", "two", "three", "four", "five"}));
 }
 
-TEST(VekFastAddToStrlist, EverySlotBehindTheLastStringIsNull) {
+TEST(VekFastAddToStrlist, EverySlotAfterTheLastStringIsNull) {
     CountedList strings;
     strings.fill(20);
     ASSERT_GT(strings.size, 20);
@@ -188,7 +188,7 @@ TEST(VekFastAddToStrlist, SizeJustAbove4096GrowsBy2048) {
     EXPECT_EQ(strings.size, 4097 + 2048);
 }
 
-TEST(VekFastAddToStrlist, SizeCounterThatLagsBehindStillGivesRoom) {
+TEST(VekFastAddToStrlist, SizeCounterThatIsTooSmallIsCorrected) {
     CountedList strings;
     strings.fill(9000);
     strings.size = 5000; // the rule alone would allocate 7048 slots
@@ -198,7 +198,7 @@ TEST(VekFastAddToStrlist, SizeCounterThatLagsBehindStillGivesRoom) {
     EXPECT_EQ(vekGetStrlistSize(strings.list), 9001);
 }
 
-TEST(VekFastAddToStrlist, NoListHoldsNoString) {
+TEST(VekFastAddToStrlist, NullListHasNoStrings) {
     CountedList strings;
     strings.count = 3;
     strings.add("first");
@@ -206,7 +206,7 @@ TEST(VekFastAddToStrlist, NoListHoldsNoString) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"first"}));
 }
 
-TEST(VekFastAddToStrlist, CountBelowZeroIsThatOfNoString) {
+TEST(VekFastAddToStrlist, NegativeCountMeansNoStrings) {
     for (const int count : {-1, -1000, INT_MIN}) {
         CountedList strings;
         strings.fill(1);
@@ -249,7 +249,7 @@ TEST(VekFastAddToStrlist, FailedGrowthIsReportedAndLeavesListAndCounters) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"0", "1", "2"}));
 }
 
-TEST(VekFastAddToStrlist, CountThatTheCountersCannotHoldIsRefused) {
+TEST(VekFastAddToStrlist, CountAboveIntMaxIsAnError) {
     CountedList strings;
     strings.fill(1);
     const Reports reports;
@@ -263,7 +263,7 @@ TEST(VekFastAddToStrlist, CountThatTheCountersCannotHoldIsRefused) {
 
 // Growing.
 
-TEST(VekGrowStrlist, SizeBelowTheCountLeavesTheListUntouched) {
+TEST(VekGrowStrlist, SizeBelowTheCountChangesNothing) {
     CountedList strings;
     strings.fill(3);
     EXPECT_EQ(vekGrowStrlist(strings.list, 3, 2), strings.list);
@@ -281,7 +281,7 @@ TEST(VekGrowStrlist, ClearsTheSlotsFromTheCountOn) {
     }
 }
 
-TEST(VekGrowStrlist, CountBelowZeroIsThatOfNoString) {
+TEST(VekGrowStrlist, NegativeCountMeansNoStrings) {
     for (const int count : {-1, -1000, INT_MIN}) {
         CountedList strings;
         strings.fill(1);
@@ -305,7 +305,7 @@ TEST(VekGrowStrlist, MakesANewListFromNull) {
     }
 }
 
-TEST(VekGrowStrlist, SizeOfTheCountLeavesATerminatedList) {
+TEST(VekGrowStrlist, SizeEqualToTheCountKeepsTheListTerminated) {
     CountedList strings;
     strings.fill(3);
     strings.list = vekGrowStrlist(strings.list, 3, 3);
@@ -318,7 +318,7 @@ TEST(VekGrowStrlist, SizeOfTheCountLeavesATerminatedList) {
     EXPECT_EQ(none.list[0], nullptr);
 }
 
-TEST(VekGrowStrlist, FailureIsReportedToTheHookAndLeavesTheList) {
+TEST(VekGrowStrlist, FailureIsReportedAndTheListUnchanged) {
     CountedList strings;
     strings.fill(3);
     const Reports reports;
@@ -328,7 +328,7 @@ TEST(VekGrowStrlist, FailureIsReportedToTheHookAndLeavesTheList) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"0", "1", "2"}));
 }
 
-TEST(VekGrowStrlist, FailureWithoutAHookShowsTheLineAndAnEmptyOne) {
+TEST(VekGrowStrlist, FailureWithoutAHookIsPrinted) {
     test::Capture capture;
     test::faults::failAllocation(1);
     EXPECT_EQ(vekGrowStrlist(nullptr, 0, 5), nullptr);
@@ -367,7 +367,7 @@ TEST(VekAddToStrlist, EveryLengthOfALongListIsFound) {
     }
 }
 
-TEST(VekAddToStrlist, ListWithSpareRoomIsCounted) {
+TEST(VekAddToStrlist, ListWithUnusedSlotsIsCounted) {
     for (const int stringCount : {0, 1, 63, 64, 65, 499}) {
         CountedList strings;
         strings.list = vekGrowStrlist(nullptr, 0, 1000);
@@ -380,7 +380,7 @@ TEST(VekAddToStrlist, ListWithSpareRoomIsCounted) {
     }
 }
 
-TEST(VekAddToStrlist, ExactCopyMayBeginWithACounterOfZero) {
+TEST(VekAddToStrlist, CopiedListMayBeginWithACounterOfZero) {
     for (const int counter : {0, 1, 64, 70, 99, 100, 101}) {
         CountedList strings;
         strings.fill(100);
@@ -415,7 +415,7 @@ TEST(VekCopyStrlist, NullStaysNullAndEmptyStaysEmpty) {
     EXPECT_EQ(copy.list[0], nullptr);
 }
 
-TEST(VekCopyStrlist, GivesNullWhicheverAllocationFails) {
+TEST(VekCopyStrlist, ReturnsNullIfAnyAllocationFails) {
     CountedList strings;
     strings.fill(3);
     for (int nth = 1; nth <= 4; ++nth) {
@@ -441,13 +441,13 @@ TEST(VekStrlistToStr, ResultBeginsWithTheSeparator) {
     EXPECT_EQ(take(vekStrlistToStr(list, nullptr)), " a b");
 }
 
-TEST(VekStrlistToStr, EmptyListGivesTheEmptyString) {
+TEST(VekStrlistToStr, EmptyListReturnsTheEmptyString) {
     char *empty[] = {nullptr};
     EXPECT_EQ(take(vekStrlistToStr(empty, ",")), "");
     EXPECT_EQ(take(vekStrlistToStr(nullptr, ",")), "");
 }
 
-TEST(VekStrlistToStr, GivesNullWhenMemoryIsExhausted) {
+TEST(VekStrlistToStr, ReturnsNullIfMemoryIsExhausted) {
     char a[] = "a";
     char *list[] = {a, nullptr};
     test::faults::failAllocation(1);
@@ -463,7 +463,7 @@ TEST(VekSortStrlist, SortsTheFirstStringsByTheirBytes) {
     EXPECT_EQ(contentOf(strings.list), (Strings{"", "B", "a", "aa", "b", "\xe4", "A"}));
 }
 
-TEST(VekSortStrlist, NeverSortsBehindTheEnd) {
+TEST(VekSortStrlist, DoesNotSortAfterTheEnd) {
     CountedList strings;
     strings.add("b");
     strings.add("a");
@@ -496,11 +496,11 @@ TEST(VekStrToStrlist, QuotedWordsKeepTheirBlanks) {
     EXPECT_EQ(wordsOf("'say \"hi\"' \"it's\""), (Strings{"say \"hi\"", "it's"}));
 }
 
-TEST(VekStrToStrlist, NextWordMayFollowTheQuoteAtOnce) {
+TEST(VekStrToStrlist, NextWordMayFollowTheQuoteImmediately) {
     EXPECT_EQ(wordsOf("'a b'c \"d\"'e'"), (Strings{"a b", "c", "d", "e"}));
 }
 
-TEST(VekStrToStrlist, FirstCharacterBehindTheQuoteIsAlwaysTaken) {
+TEST(VekStrToStrlist, FirstCharacterAfterTheQuoteBelongsToTheWord) {
     EXPECT_EQ(wordsOf("''"), (Strings{"'"}));
     EXPECT_EQ(wordsOf("\"\""), (Strings{"\""}));
     EXPECT_EQ(wordsOf("''' x"), (Strings{"'", "x"}));
@@ -508,7 +508,7 @@ TEST(VekStrToStrlist, FirstCharacterBehindTheQuoteIsAlwaysTaken) {
     EXPECT_EQ(wordsOf("'\na' b"), (Strings{"\na", "b"}));
 }
 
-TEST(VekStrToStrlist, DoubleQuoteRightBehindASingleOneOpensADoubleQuotedWord) {
+TEST(VekStrToStrlist, DoubleQuoteAfterASingleOneOpensTheWord) {
     EXPECT_EQ(wordsOf("'\"a' b\" c"), (Strings{"a' b", "c"}));
     EXPECT_EQ(wordsOf("\"'a\" b"), (Strings{"'a", "b"}));
 }
@@ -523,7 +523,7 @@ TEST(VekStrToStrlist, UnclosedQuoteRunsToTheEndOfTheLine) {
     EXPECT_EQ(wordsOf("'one two"), (Strings{"one two"}));
 }
 
-TEST(VekStrToStrlist, QuoteAtTheVeryEndMakesAnEmptyWord) {
+TEST(VekStrToStrlist, QuoteAtTheEndGivesAnEmptyWord) {
     EXPECT_EQ(wordsOf("a '"), (Strings{"a", ""}));
     EXPECT_EQ(wordsOf("\""), (Strings{""}));
     EXPECT_EQ(wordsOf("'\""), (Strings{""}));
@@ -533,7 +533,7 @@ TEST(VekStrToStrlist, NegativeCharactersBelongToWords) {
     EXPECT_EQ(wordsOf("\xe4\xa0\x85 \xff"), (Strings{"\xe4\xa0\x85", "\xff"}));
 }
 
-TEST(VekStrToStrlist, TextBehind4095CharactersBeginsTheNextWord) {
+TEST(VekStrToStrlist, TextAfter4095CharactersBeginsTheNextWord) {
     const std::string full(4095, 'x');
     EXPECT_EQ(wordsOf(full), (Strings{full}));
     EXPECT_EQ(wordsOf(full + " y"), (Strings{full, "y"}));
@@ -560,7 +560,7 @@ TEST(VekStrToStrlist, AppendsToAListOfExactlyItsCount) {
     EXPECT_EQ(contentOf(words.list), (Strings{"0", "1", "2", "a", "b"}));
 }
 
-TEST(VekStrToStrlist, TextWithoutWordsLeavesTheList) {
+TEST(VekStrToStrlist, TextWithoutWordsAddsNothing) {
     CountedList strings;
     strings.fill(1);
     for (const char *text : {"", " \n\t", static_cast<const char *>(nullptr)}) {
@@ -572,7 +572,7 @@ TEST(VekStrToStrlist, TextWithoutWordsLeavesTheList) {
     }
 }
 
-TEST(VekStrToStrlist, KeepsTheWordsThatMemoryLastedFor) {
+TEST(VekStrToStrlist, KeepsTheWordsSoFarIfMemoryIsExhausted) {
     const Reports reports;
     CountedList words;
     test::faults::failAllocationsFrom(4); // two for the first word, two for the second

@@ -165,7 +165,7 @@ std::string pathOfLength(const std::string &begin, std::size_t size) {
 
 // --- The generator: the name ---
 
-TEST(GetTemp, ReplacesTheRunFromTheRightByWhatTheClockAndTheProcessSay) {
+TEST(GetTemp, ReplacesTheRunWithTheDocumentedCharacters) {
     const test::Sandbox box;
     for (const suseconds_t microseconds : {0, 1, 999'999}) {
         for (const time_t seconds : {time_t{0}, time_t{1'700'000'000}, time_t{5'000'000'000}}) {
@@ -195,7 +195,7 @@ TEST(GetTemp, KeepsTheSuffix) {
     }
 }
 
-TEST(GetTemp, TakesANameWithoutARunAsItIs) {
+TEST(GetTemp, LeavesANameWithoutARunUnchanged) {
     test::Sandbox box;
     EXPECT_EQ(madeAs("abc"), make(Mode::Test, "abc"));
     EXPECT_EQ(madeAs("fXXXXXX.txt"), make(Mode::Test, "fXXXXXX.txt"));
@@ -209,7 +209,7 @@ TEST(GetTemp, TakesANameWithoutARunAsItIs) {
     }
 }
 
-TEST(GetTemp, NeedsACharacterInFrontOfTheSuffix) {
+TEST(GetTemp, NeedsACharacterBeforeTheSuffix) {
     test::Sandbox box;
     for (const Mode mode : kModes) {
         EXPECT_EQ((Made{0, EINVAL, ""}), make(mode, ""));
@@ -233,7 +233,7 @@ TEST(GetTemp, NeedsATemplate) {
     EXPECT_EQ(0, veki_gettemp(nullptr, nullptr, 1, 1));
 }
 
-TEST(GetTemp, MakesNoFileAndDirectoryAtOnce) {
+TEST(GetTemp, CreatesNoFileAndDirectoryAtOnce) {
     const test::Sandbox box;
     char name[] = "fXXXXXX";
     int descriptor = 12345;
@@ -245,7 +245,7 @@ TEST(GetTemp, MakesNoFileAndDirectoryAtOnce) {
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(GetTemp, TellsOfAClockThatCannotBeRead) {
+TEST(GetTemp, ReportsAFailureOfTheClock) {
     const test::Sandbox box;
     for (const Mode mode : kModes) {
         test::Capture capture;
@@ -308,7 +308,7 @@ TEST(GetTemp, CarriesIntoTheNextCharacter) {
     }
 }
 
-TEST(GetTemp, SixCharactersThatCollideKeepStepping) {
+TEST(GetTemp, SixCharactersAreCountedUpUntilANameIsNew) {
     // Given the first name and the fifty that come behind it
     test::Sandbox box;
     std::string run = runThatBeginsWith("z", 6);
@@ -325,7 +325,7 @@ TEST(GetTemp, SixCharactersThatCollideKeepStepping) {
     EXPECT_TRUE(box.exists("f" + run));
 }
 
-TEST(GetTemp, EndsBehindTheLastName) {
+TEST(GetTemp, EndsAfterTheLastName) {
     test::Sandbox box;
     const std::string first = runThatBeginsWith("s", 1);
     for (std::size_t at = kDigits.find('s'); at < kDigits.size(); ++at) {
@@ -339,7 +339,7 @@ TEST(GetTemp, EndsBehindTheLastName) {
     EXPECT_EQ("s", first);
 }
 
-TEST(GetTemp, EndsWhenTheCarryLeavesTheRun) {
+TEST(GetTemp, EndsIfTheCarryLeavesTheRun) {
     test::Sandbox box;
     ASSERT_EQ("zz", runThatBeginsWith("zz", 2));
     box.file("fzz", "").file("gzz5", "");
@@ -350,7 +350,7 @@ TEST(GetTemp, EndsWhenTheCarryLeavesTheRun) {
     EXPECT_EQ((Names{"fzz", "gzz5"}), box.list());
 }
 
-TEST(GetTemp, DanglingLinkIsATakenName) {
+TEST(GetTemp, DanglingLinkCountsAsExisting) {
     for (const Mode mode : kModes) {
         test::Sandbox box;
         const std::string run = runThatBeginsWith("0", 6);
@@ -374,7 +374,7 @@ TEST(GetTemp, NeedsTheDirectoryToCreateIn) {
     }
 }
 
-TEST(GetTemp, DirectoryEndsAtTheLastSlashInFrontOfTheRun) {
+TEST(GetTemp, DirectoryEndsAtTheLastSlashBeforeTheRun) {
     test::Sandbox box;
     box.directory("d/e").link("l", "d").file("d/file", "");
     stopClock(7, 7);
@@ -389,7 +389,7 @@ TEST(GetTemp, DirectoryEndsAtTheLastSlashInFrontOfTheRun) {
     EXPECT_EQ((Made{0, ENOTDIR, "d/file/" + firstRun(4)}), make(Mode::File, "d/file/XXXX"));
 }
 
-TEST(GetTemp, DirectoryOfAPathDirectlyBelowTheRootIsTheRoot) {
+TEST(GetTemp, DirectoryOfAPathBelowTheRootIsTheRoot) {
     for (const char *path : {"/none-of-vek-XXXXXX", "//none-of-vek-XXXXXX"}) {
         for (const Mode mode : {Mode::File, Mode::Directory}) {
             faults::reset();
@@ -428,7 +428,7 @@ TEST(GetTemp, TestsNoDirectoryForANameThatIsOnlyTested) {
 
 // --- The generator: what it creates ---
 
-TEST(GetTemp, CreatesADirectoryForItsOwnerAlone) {
+TEST(GetTemp, CreatesADirectoryWithMode0700) {
     test::Sandbox box;
     umask(0);
     const Made made = make(Mode::Directory, "dXXXXXX");
@@ -437,13 +437,13 @@ TEST(GetTemp, CreatesADirectoryForItsOwnerAlone) {
     EXPECT_EQ(S_IFDIR | mode_t{0700}, modeOf(made.name));
 }
 
-TEST(GetTemp, OnlyTestsANameWithoutAFileAndADirectory) {
+TEST(GetTemp, CreatesNothingWithoutAFileAndADirectory) {
     const test::Sandbox box;
     EXPECT_EQ(1, make(Mode::Test, "fXXXXXX").result);
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(GetTemp, EveryOtherFailureEndsAtOnce) {
+TEST(GetTemp, EveryOtherErrorEndsTheSearch) {
     const test::Sandbox box;
     struct Row {
         Mode mode;
@@ -460,7 +460,7 @@ TEST(GetTemp, EveryOtherFailureEndsAtOnce) {
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(GetTemp, FailsWhereNothingCanBeCreated) {
+TEST(GetTemp, FailsIfNothingCanBeCreated) {
     test::Sandbox box;
     box.directory("d", 0555).directory("closed", 0000);
     test::asUnprivileged([] {
@@ -479,7 +479,7 @@ TEST(GetTemp, FailsWhereNothingCanBeCreated) {
     EXPECT_EQ(ENOENT, make(Mode::Directory, "fXXXXXX").error);
 }
 
-TEST(GetTemp, TakesTemplatesOfAnyLength) {
+TEST(GetTemp, AcceptsTemplatesOfAnyLength) {
     const test::Sandbox box;
     for (const Mode mode : kModes) {
         EXPECT_EQ(1, make(mode, std::string(255, 'X')).result);
@@ -499,7 +499,7 @@ TEST(GetTemp, TakesTemplatesOfAnyLength) {
 
 // --- vek_mkstemp ---
 
-TEST(VekMkstemp, CreatesAFileForItsOwnerAloneToReadAndWrite) {
+TEST(VekMkstemp, CreatesAFileWithMode0600) {
     test::Sandbox box;
     umask(0);
     char name[] = "fXXXXXX";
@@ -525,7 +525,7 @@ TEST(VekMkstemp, DescriptorIsInheritedByOtherPrograms) {
     EXPECT_EQ("text\n", box.read(name));
 }
 
-TEST(VekMkstemp, MakesAnotherFileEachTime) {
+TEST(VekMkstemp, CreatesAnotherFileEachTime) {
     test::Sandbox box;
     for (int i = 0; i < 100; ++i) {
         char name[] = "fXXXXXX";
@@ -557,7 +557,7 @@ TEST(VekMkstemp, FailsWithTheErrorAndCreatesNothing) {
     EXPECT_EQ(Names{"file"}, box.list());
 }
 
-TEST(VekMkstemp, FailsWithoutRoomForAnotherFile) {
+TEST(VekMkstemp, FailsIfAllNamesExist) {
     // Given a file system on which not even an empty file fits
     test::onSmallFilesystem(16384, [](const std::string &directory) {
         ASSERT_EQ(0, mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT, "nr_inodes=2"));
@@ -588,7 +588,7 @@ TEST(VekMkstemp, FailsOnAReadOnlyFileSystem) {
     });
 }
 
-TEST(VekMkstemp, FailsWhenTheDirectoryVanishesAfterItWasTested) {
+TEST(VekMkstemp, FailsIfTheDirectoryIsRemovedAfterTheTest) {
     const test::Sandbox box;
     for (const auto &[mode, call] : {std::pair{Mode::File, "open"}, {Mode::Directory, "mkdir"}}) {
         faults::reset();
@@ -601,7 +601,7 @@ TEST(VekMkstemp, FailsWhenTheDirectoryVanishesAfterItWasTested) {
 
 // --- vek_mktemp ---
 
-TEST(VekMktemp, AnswersTheTemplateWithANameThatDoesNotExist) {
+TEST(VekMktemp, ReturnsTheTemplateWithANewName) {
     test::Sandbox box;
     const std::string run = runThatBeginsWith("z", 6);
     box.file("f" + run, "");
@@ -612,7 +612,7 @@ TEST(VekMktemp, AnswersTheTemplateWithANameThatDoesNotExist) {
     EXPECT_EQ(Names{"f" + run}, box.list());
 }
 
-TEST(VekMktemp, TestsANameWithoutARunAsItIs) {
+TEST(VekMktemp, TestsANameWithoutAnXUnchanged) {
     test::Sandbox box;
     char name[] = "abc";
     EXPECT_EQ(name, vek_mktemp(name));
@@ -623,7 +623,7 @@ TEST(VekMktemp, TestsANameWithoutARunAsItIs) {
     EXPECT_EQ(EEXIST, errno);
 }
 
-TEST(VekMktemp, AnswersNullWithTheError) {
+TEST(VekMktemp, ReturnsNullWithTheError) {
     char below[] = "/etc/passwd/fXXXXXX";
     char empty[] = "";
     errno = 0;
@@ -659,21 +659,21 @@ TEST(VekTempnam, UsesTheDefaultsForNull) {
     EXPECT_EQ("/var/tmp." + firstRun(6), taken(vek_tempnam("/var", nullptr)));
 }
 
-TEST(VekTempnam, AsksNoVariable) {
+TEST(VekTempnam, ReadsNoEnvironmentVariable) {
     const test::Sandbox box;
     test::setEnvironment({{"TMPDIR", box.path()}, {"VEK_TMP_DIR", box.path()}, {"TEMPDIR", box.path()}});
     stopClock(1'700'000'000, 123'457);
     EXPECT_EQ("/tmp/tmp." + firstRun(6), taken(vek_tempnam(nullptr, nullptr)));
 }
 
-TEST(VekTempnam, StepsOverTakenNames) {
+TEST(VekTempnam, SkipsExistingNames) {
     test::Sandbox box;
     const std::string run = runThatBeginsWith("3", 6);
     box.file("d/p" + run, "");
     EXPECT_EQ("d/p4" + run.substr(1), taken(vek_tempnam("d", "p")));
 }
 
-TEST(VekTempnam, GoesToTheDefaultDirectoryWhenTheGivenOneFails) {
+TEST(VekTempnam, UsesTheDefaultDirectoryIfTheGivenOneFails) {
     test::Sandbox box;
     box.file("file", "");
     stopClock(1'700'000'000, 123'458);
@@ -707,7 +707,7 @@ TEST(VekTempnam, KeepsTheErrorOfTheLastAttempt) {
     EXPECT_EQ(5, faults::count("lstat"));
 }
 
-TEST(VekTempnam, AnswersNullWithoutMemory) {
+TEST(VekTempnam, ReturnsNullWithoutMemory) {
     faults::reset();
     faults::failAllocation(1);
     errno = 0;
@@ -716,14 +716,14 @@ TEST(VekTempnam, AnswersNullWithoutMemory) {
     EXPECT_EQ(0, faults::count("lstat"));
 }
 
-TEST(VekTempnam, HandsOutAllOf4096Bytes) {
+TEST(VekTempnam, ReturnsAStringOf4096Bytes) {
     const vek::OwnedText path(vek_tempnam(nullptr, nullptr));
     ASSERT_TRUE(path);
     EXPECT_GE(malloc_usable_size(path.get()), 4096U);
     std::memset(path.get(), 'x', 4096);
 }
 
-TEST(VekTempnam, CutsThePathAt4095Characters) {
+TEST(VekTempnam, TruncatesThePathAfter4095Characters) {
     stopClock(1'700'000'000, 123'460);
     // Directories that do not exist, so that every name is free
     for (std::size_t length = 4080; length <= 4100; ++length) {
@@ -737,7 +737,7 @@ TEST(VekTempnam, CutsThePathAt4095Characters) {
               taken(vek_tempnam(pathOfLength("/none-of-vek", 10000).c_str(), nullptr)));
 }
 
-TEST(VekTempnam, HandsOutNoCutPathThatExists) {
+TEST(VekTempnam, ReturnsNoTruncatedPathThatExists) {
     stopClock(1'700'000'000, 123'461);
     std::string root = "/";
     while (root.size() < 5000) {
@@ -766,12 +766,12 @@ TEST(VekMkUniqueFilePath, WritesThePathOfVekTempnam) {
     EXPECT_EQ(pathOfLength("/none-of-vek", 5000).substr(0, 4095), out.data());
 }
 
-TEST(VekMkUniqueFilePath, HandsOutAHeapStringWithoutABuffer) {
+TEST(VekMkUniqueFilePath, ReturnsANewStringWithoutABuffer) {
     stopClock(1'700'000'000, 123'463);
     EXPECT_EQ("/var/x/p" + firstRun(6), taken(vekMkUniqueFilePath("/var/x", "p", nullptr)));
 }
 
-TEST(VekMkUniqueFilePath, LeavesTheBufferWhenThereIsNoName) {
+TEST(VekMkUniqueFilePath, LeavesTheBufferUnchangedAfterAFailure) {
     char buffer[] = "untouched";
     faults::failFrom("lstat", 1, EIO);
     for (char *const out : {static_cast<char *>(nullptr), &buffer[0]}) {
@@ -800,7 +800,7 @@ std::string tmpDir() {
     return allocated;
 }
 
-TEST(VekGetTmpDir, AnswersTheFirstWritableDirectoryInOrder) {
+TEST(VekGetTmpDir, ReturnsTheFirstWritableDirectory) {
     test::Sandbox box;
     box.directory("a").directory("b").directory("c");
     test::setEnvironment({{"VEK_TMP_DIR", "a"}, {"TMPDIR", "b"}, {"TEMPDIR", "c"}});
@@ -814,7 +814,7 @@ TEST(VekGetTmpDir, AnswersTheFirstWritableDirectoryInOrder) {
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(VekGetTmpDir, PassesOverVariablesThatAreUnsetOrEmpty) {
+TEST(VekGetTmpDir, SkipsVariablesThatAreUnsetOrEmpty) {
     const test::Sandbox box;
     test::setEnvironment({});
     EXPECT_EQ("/tmp", tmpDir());
@@ -824,7 +824,7 @@ TEST(VekGetTmpDir, PassesOverVariablesThatAreUnsetOrEmpty) {
     EXPECT_EQ(box.path(), tmpDir());
 }
 
-TEST(VekGetTmpDir, PassesOverAReadOnlyDirectory) {
+TEST(VekGetTmpDir, SkipsAReadOnlyDirectory) {
     test::Sandbox box;
     box.directory("d", 0555).directory("open", 0777);
     test::asUnprivileged([&box] {
@@ -836,7 +836,7 @@ TEST(VekGetTmpDir, PassesOverAReadOnlyDirectory) {
     EXPECT_EQ(Names{}, box.list("open"));
 }
 
-TEST(VekGetTmpDir, TakesValuesAsTheyStand) {
+TEST(VekGetTmpDir, ReturnsValuesUnchanged) {
     test::Sandbox box;
     box.directory("d").directory("$TEMPDIR").file("file", "kept");
     test::setEnvironment({{"VEK_TMP_DIR", "$TMPDIR"}, {"TMPDIR", "~"}, {"TEMPDIR", "d/../d/"}});
@@ -849,7 +849,7 @@ TEST(VekGetTmpDir, TakesValuesAsTheyStand) {
     EXPECT_EQ("kept", box.read("file"));
 }
 
-TEST(VekGetTmpDir, TakesValuesThatFit) {
+TEST(VekGetTmpDir, SkipsValuesThatDoNotFit) {
     const test::Sandbox box;
     for (const std::size_t length : {1024U, 4000U, 4075U}) {
         std::string directory = "./";
@@ -865,7 +865,7 @@ TEST(VekGetTmpDir, TakesValuesThatFit) {
     }
 }
 
-TEST(VekGetTmpDir, AnswersNullWhenNothingIsWritable) {
+TEST(VekGetTmpDir, ReturnsNullIfNothingIsWritable) {
     const test::Sandbox box;
     test::setEnvironment({{"VEK_TMP_DIR", box.path()}});
     faults::reset();
@@ -876,7 +876,7 @@ TEST(VekGetTmpDir, AnswersNullWhenNothingIsWritable) {
     EXPECT_EQ(nullptr, vekGetTmpDir(nullptr));
 }
 
-TEST(VekGetTmpDir, AllocatesNothingForABuffer) {
+TEST(VekGetTmpDir, AllocatesNothingWithABuffer) {
     const test::Sandbox box;
     test::setEnvironment({{"TMPDIR", box.path()}});
     std::array<char, 4096> buffer = {};

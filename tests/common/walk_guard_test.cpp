@@ -27,7 +27,7 @@ std::uint64_t allowedWays(WalkGuard &guard, std::uint64_t links) {
 
 } // namespace
 
-TEST(WalkGuard, KnowsTheDirectoriesOnTheDescent) {
+TEST(WalkGuard, StoresTheDirectoriesOnTheDescent) {
     WalkGuard guard;
     EXPECT_EQ(guard.levelOf(kTop), std::nullopt);
 
@@ -53,7 +53,7 @@ TEST(WalkGuard, KeepsTheLowestLevelOfADirectory) {
     guard.leave(kTop, 0);
 }
 
-TEST(WalkGuard, TellsTheFirstVisitOfADirectoryFromLaterOnes) {
+TEST(WalkGuard, DistinguishesFirstAndLaterVisits) {
     WalkGuard guard;
     EXPECT_EQ(guard.meetLinksOf(kTop), Links::New);
     EXPECT_EQ(guard.meetLinksOf(kBelow), Links::New);
@@ -68,7 +68,7 @@ TEST(WalkGuard, AllowsAMillionWaysAnd64ForEachDifferentLink) {
     }
 }
 
-TEST(WalkGuard, TakesAnotherLimit) {
+TEST(WalkGuard, AcceptsAnotherLimit) {
     WalkGuard guard({.ways = 10, .waysPerLink = 3});
     EXPECT_EQ(allowedWays(guard, 4), 22U);
     EXPECT_FALSE(guard.countWay(Links::ReadBefore));
@@ -81,7 +81,7 @@ TEST(WalkGuard, AllowsAnyNumberOfDifferentLinks) {
     }
 }
 
-TEST(WalkGuard, SaysIfMemoryIsExhausted) {
+TEST(WalkGuard, ReturnsWhetherMemoryIsExhausted) {
     WalkGuard guard;
     faults::failAllocationsFrom(1);
     EXPECT_FALSE(guard.enter(kTop, 0));

@@ -68,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 vekFSiClosedir, vekFSiGetDirentName}),
     [](const auto &made) { return made.param.name; });
 
-TEST_P(Directory, GivesEveryEntryAndThenNullWithStatusZero) {
+TEST_P(Directory, ReturnsEveryEntryAndThenNull) {
     box.file("d/one", "").directory("d/two").link("d/three", "nowhere");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -92,7 +92,7 @@ TEST_P(Directory, BeginsAgainWhenRewound) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, HandsOutOneEntryHolderThatTheNextReadOverwrites) {
+TEST_P(Directory, NextReadOverwritesTheEntryHolder) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -107,7 +107,7 @@ TEST_P(Directory, HandsOutOneEntryHolderThatTheNextReadOverwrites) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, HandleAndEntryCarryTheSpecifier) {
+TEST_P(Directory, HandleAndEntryHaveTheSpecifier) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -118,7 +118,7 @@ TEST_P(Directory, HandleAndEntryCarryTheSpecifier) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, EntriesTellTheirTypeWhereTheFileSystemGivesIt) {
+TEST_P(Directory, EntriesHaveTheTypeFromTheFileSystem) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -132,7 +132,7 @@ TEST_P(Directory, EntriesTellTheirTypeWhereTheFileSystemGivesIt) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, TheEntryBufferHoldsRecordLengthAndName) {
+TEST_P(Directory, EntryBufferHasRecordLengthAndName) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -144,7 +144,7 @@ TEST_P(Directory, TheEntryBufferHoldsRecordLengthAndName) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, TheEntryBufferIsEmptyBeforeTheFirstRead) {
+TEST_P(Directory, EntryBufferIsEmptyBeforeTheFirstRead) {
     const test::Spec spec(".", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
     EXPECT_EQ(directory->entry->buffer->recordLength, 0);
@@ -152,7 +152,7 @@ TEST_P(Directory, TheEntryBufferIsEmptyBeforeTheFirstRead) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, TakesNamesOfEveryLengthThatAPathMayHave) {
+TEST_P(Directory, AcceptsNamesUpToTheLengthOfAPath) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -171,7 +171,7 @@ TEST_P(Directory, TakesNamesOfEveryLengthThatAPathMayHave) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, TheNameNeedsItsLengthAndOneByte) {
+TEST_P(Directory, NameNeedsItsLengthAndOneByte) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -196,7 +196,7 @@ TEST_P(Directory, TheNameNeedsItsLengthAndOneByte) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, AFailingReadGivesItsErrnoAndNoEntry) {
+TEST_P(Directory, FailedReadReturnsItsErrnoAndNoEntry) {
     box.directory("d");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
@@ -207,7 +207,7 @@ TEST_P(Directory, AFailingReadGivesItsErrnoAndNoEntry) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, WhatCannotBeOpenedGivesTheErrnoAndNoDirectory) {
+TEST_P(Directory, FailedOpenReturnsItsErrnoAndNoDirectory) {
     box.file("file", "").link("loop", "loop");
     const std::vector<std::pair<std::string, int>> expectations = {
         {"missing", ENOENT}, {"file", ENOTDIR}, {"loop", ELOOP}, {"", ENOENT}, {"file/d", ENOTDIR}};
@@ -225,7 +225,7 @@ TEST_P(Directory, WhatCannotBeOpenedGivesTheErrnoAndNoDirectory) {
     EXPECT_EQ(GetParam().open(spec, &directory), EMFILE);
 }
 
-TEST_P(Directory, ThatMayNotBeReadGivesEACCES) {
+TEST_P(Directory, UnreadableOneReturnsEACCES) {
     box.directory("closed/d");
     ASSERT_EQ(chmod("closed", 0), 0);
     test::asUnprivileged([&] {
@@ -238,7 +238,7 @@ TEST_P(Directory, ThatMayNotBeReadGivesEACCES) {
     });
 }
 
-TEST_P(Directory, OpeningLeavesNothingBehindWhenMemoryIsExhausted) {
+TEST_P(Directory, OpeningFreesEverythingIfMemoryIsExhausted) {
     const test::Spec spec(".", GetParam().makeSpec);
     vekFSDir *directory = nullptr;
     const int failures = test::failEveryAllocation([&] {
@@ -251,7 +251,7 @@ TEST_P(Directory, OpeningLeavesNothingBehindWhenMemoryIsExhausted) {
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 
-TEST_P(Directory, ClosingFreesAllButTheSpecifier) {
+TEST_P(Directory, ClosingFreesEverythingExceptTheSpecifier) {
     const test::Spec spec(".", GetParam().makeSpec);
     const test::Balance balance;
     vekFSDir *const directory = open(spec);
@@ -261,7 +261,7 @@ TEST_P(Directory, ClosingFreesAllButTheSpecifier) {
     EXPECT_STREQ(spec->path, ".");
 }
 
-TEST_P(Directory, AFailingCloseFreesNothingAndASecondOneFreesAll) {
+TEST_P(Directory, FailedCloseFreesNothingAndASecondOneEverything) {
     box.file("d/one", "");
     const test::Spec spec("d", GetParam().makeSpec);
     const test::Balance balance;
@@ -284,7 +284,7 @@ TEST_P(Directory, AFailingCloseFreesNothingAndASecondOneFreesAll) {
     EXPECT_EQ(balance.allocations(), 0);
 }
 
-TEST_P(Directory, NullArgumentsAreRefused) {
+TEST_P(Directory, NullArgumentsAreRejected) {
     const test::Spec spec(".", GetParam().makeSpec);
     vekFSDir *directory = nullptr;
     vekFSDirent *entry = nullptr;

@@ -153,7 +153,7 @@ class Dispatch : public ::testing::Test {
     int optional = -1; ///< the position of an argument that may be null
 };
 
-TEST_F(Dispatch, SpecifierOperationsGoToTheSlotsOfTheSpecifier) {
+TEST_F(Dispatch, SpecifierOperationsCallTheSpecifiersSlots) {
     expectSlot(1, vekFSFreeSpec, &spec);
     expectSlot(3, vekFS_open, &spec, 5, &newFile);
     expectSlot(14, vekFS_stat, &spec, &record);
@@ -161,7 +161,7 @@ TEST_F(Dispatch, SpecifierOperationsGoToTheSlotsOfTheSpecifier) {
     expectSlot(21, vekFS_opendir, &spec, &newDirectory);
 }
 
-TEST_F(Dispatch, TheStringOfASpecifierIsAskedOfItsSlot) {
+TEST_F(Dispatch, TextOfASpecifierComesFromItsSlot) {
     optional = 3;
     expectSlot(2, vekFSGetSpecString, &spec, buffer, sizeof buffer, &needed);
 
@@ -171,7 +171,7 @@ TEST_F(Dispatch, TheStringOfASpecifierIsAskedOfItsSlot) {
     EXPECT_EQ(vekFSGetSpecString(&spec, buffer, sizeof buffer, nullptr), -4);
 }
 
-TEST_F(Dispatch, FileOperationsGoToTheSlotsOfTheFilesSpecifier) {
+TEST_F(Dispatch, FileOperationsCallTheSpecifiersSlots) {
     expectSlot(4, vekFS_getc, &file, &character);
     expectSlot(5, vekFS_ungetc, 'c', &file, &character);
     expectSlot(6, vekFS_fgets, buffer, sizeof buffer, &file, &line);
@@ -184,7 +184,7 @@ TEST_F(Dispatch, FileOperationsGoToTheSlotsOfTheFilesSpecifier) {
     expectSlot(13, vekFS_close, &file);
 }
 
-TEST_F(Dispatch, GettersGoToTheSlotsOfTheRecordsSpecifier) {
+TEST_F(Dispatch, GettersCallTheSpecifiersSlots) {
     expectSlot(16, vekFS_getFileMode, &record, &mode);
     expectSlot(17, vekFS_getFileGID, &record, &gid);
     expectSlot(18, vekFS_getFileUID, &record, &uid);
@@ -192,7 +192,7 @@ TEST_F(Dispatch, GettersGoToTheSlotsOfTheRecordsSpecifier) {
     expectSlot(20, vekFS_getFileModTime, &record, &position);
 }
 
-TEST_F(Dispatch, DirectoryOperationsGoToTheSlotsOfTheDirectorysSpecifier) {
+TEST_F(Dispatch, DirectoryOperationsCallTheSpecifiersSlots) {
     expectSlot(22, vekFS_readdir, &directory, &newEntry);
     expectSlot(23, vekFS_rewinddir, &directory);
     expectSlot(24, vekFS_closedir, &directory);
@@ -206,7 +206,7 @@ TEST_F(Dispatch, NativeFilesHaveNoCharactersAndLines) {
     EXPECT_EQ(vekFS_fgets(buffer, sizeof buffer, &file, &line), -4);
 }
 
-TEST_F(Dispatch, ResultsAreNullWhenTheSlotIsEmpty) {
+TEST_F(Dispatch, ResultsAreNullIfTheSlotIsEmpty) {
     spec.implementation = &empty;
     bind(&spec);
     newFile = &file;
@@ -220,7 +220,7 @@ TEST_F(Dispatch, ResultsAreNullWhenTheSlotIsEmpty) {
     EXPECT_EQ(newEntry, nullptr);
 }
 
-TEST_F(Dispatch, ResultsAreNullWhenTheObjectIsNull) {
+TEST_F(Dispatch, ResultsAreNullIfTheObjectIsNull) {
     newFile = &file;
     newDirectory = &directory;
     newEntry = &entry;
@@ -232,14 +232,14 @@ TEST_F(Dispatch, ResultsAreNullWhenTheObjectIsNull) {
     EXPECT_EQ(newEntry, nullptr);
 }
 
-TEST_F(Dispatch, TheNameOfTheImplementationIsItsTables) {
+TEST_F(Dispatch, NameOfTheImplementationIsThatOfItsTable) {
     const char *name = nullptr;
     spec.implementation = &full;
     EXPECT_EQ(vekFSGetSpecIOImpName(&spec, &name), 0);
     EXPECT_STREQ(name, "full");
 }
 
-TEST(Records, HoldTheSpecifierWhereEveryImplementationFindsIt) {
+TEST(Records, HaveTheSpecifierAtADocumentedOffset) {
     EXPECT_EQ(offsetof(vekFSFile, spec), 8U);
     EXPECT_EQ(offsetof(vekFSFile, descriptor), 0U);
     EXPECT_EQ(offsetof(vekFSFile, stream), 0U);
@@ -260,7 +260,7 @@ TEST(Records, HaveTheirFieldsInTheDocumentedOrder) {
     EXPECT_EQ(sizeof(vekFSFile::descriptor), 4U);
 }
 
-TEST(Records, TheTableHas26Slots) {
+TEST(Records, TableHas26Slots) {
     EXPECT_EQ(sizeof(vekFSIODef), 26 * sizeof(void *));
     EXPECT_EQ(offsetof(vekFSIODef, name), 0U);
     EXPECT_EQ(offsetof(vekFSIODef, getc), 4 * sizeof(void *));

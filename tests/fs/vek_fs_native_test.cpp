@@ -71,7 +71,7 @@ TEST_F(NativeFile, PositionsHave64Bits) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(NativeFile, ReadsWhatHoldsNULBytes) {
+TEST_F(NativeFile, ReadsNulBytes) {
     const std::string content("a\0b\0", 4);
     box.file("file", content);
     vekFSFile *const file = open("file", O_RDONLY);
@@ -104,7 +104,7 @@ TEST_F(NativeFile, CreatesWithMode0666LessTheUmask) {
     }
 }
 
-TEST_F(NativeFile, CutsNothingWhenMemoryForTheHandleIsExhausted) {
+TEST_F(NativeFile, TruncatesNothingIfMemoryIsExhausted) {
     box.file("file", "content");
     const test::Spec spec("file");
     vekFSFile *file = nullptr;
@@ -117,7 +117,7 @@ TEST_F(NativeFile, CutsNothingWhenMemoryForTheHandleIsExhausted) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(NativeFile, CarriesTheCallersSpecifierAndLeavesItAliveWhenClosed) {
+TEST_F(NativeFile, CloseDoesNotFreeTheCallersSpecifier) {
     box.file("file", "content");
     const test::Spec spec("file");
     const test::Balance balance;
@@ -134,7 +134,7 @@ TEST_F(NativeFile, CarriesTheCallersSpecifierAndLeavesItAliveWhenClosed) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(NativeFile, FailingCallsGiveTheirErrno) {
+TEST_F(NativeFile, FailedCallsReturnTheirErrno) {
     box.file("file", "content");
     vekFSFile *file = nullptr;
     test::faults::fail("open", 1, EMFILE);
@@ -159,7 +159,7 @@ TEST_F(NativeFile, FailingCallsGiveTheirErrno) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(NativeFile, APipeHasNoPositionButIsRewoundWithSuccess) {
+TEST_F(NativeFile, RewindingAPipeSucceeds) {
     box.fifo("pipe");
     vekFSFile *const file = open("pipe", O_RDWR);
     int64_t position = 0;
@@ -170,7 +170,7 @@ TEST_F(NativeFile, APipeHasNoPositionButIsRewoundWithSuccess) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(NativeFile, WritingPastTheEndOfADeviceIsItsErrno) {
+TEST_F(NativeFile, WritingPastTheEndOfADeviceReturnsItsErrno) {
     vekFSFile *const file = open("/dev/full", O_WRONLY);
     ssize_t count = 0;
     EXPECT_EQ(vekFS_write(file, "x", 1, &count), ENOSPC);
@@ -178,7 +178,7 @@ TEST_F(NativeFile, WritingPastTheEndOfADeviceIsItsErrno) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(NativeFile, AFailingCloseFreesNothingAndASecondOneFreesAll) {
+TEST_F(NativeFile, FailedCloseFreesNothingAndASecondOneEverything) {
     box.file("file", "content");
     const test::Balance balance;
     vekFSFile *const file = open("file", O_RDWR);
@@ -200,7 +200,7 @@ TEST_F(NativeFile, AFailingCloseFreesNothingAndASecondOneFreesAll) {
     EXPECT_EQ(::close(other), 0);
 }
 
-TEST_F(NativeFile, ThatMayNotBeReadGivesEACCES) {
+TEST_F(NativeFile, UnreadableOneReturnsEACCES) {
     box.file("secret", "content", 0);
     test::asUnprivileged([] {
         vekFSFile *file = nullptr;
@@ -221,7 +221,7 @@ INSTANTIATE_TEST_SUITE_P(Maker, Status, ::testing::Values(vekFSCreatePathSpec, v
                              return made.param == vekFSCreatePathSpec ? "Native" : "Stdio";
                          });
 
-TEST_P(Status, TellsModeOwnerGroupSizeAndTime) {
+TEST_P(Status, HasModeOwnerGroupSizeAndTime) {
     box.file("file", "content", 0640);
     const timespec times[2] = {{.tv_sec = 1, .tv_nsec = 0}, {.tv_sec = 5'000'000'000, .tv_nsec = 7}};
     ASSERT_EQ(utimensat(AT_FDCWD, "file", times, 0), 0);
@@ -250,7 +250,7 @@ TEST_P(Status, TellsModeOwnerGroupSizeAndTime) {
     EXPECT_EQ(seconds, 5'000'000'000);
 }
 
-TEST_P(Status, GettersReadTheRecordAndNothingElse) {
+TEST_P(Status, GettersReadTheRecordOnly) {
     const test::Spec spec("missing", GetParam());
     vekFSStat record = {};
     record.spec = spec;
@@ -276,7 +276,7 @@ TEST_P(Status, GettersReadTheRecordAndNothingElse) {
     EXPECT_EQ(seconds, -3);
 }
 
-TEST_P(Status, IsTheTargetsOfALinkOrTheLinksOwn) {
+TEST_P(Status, IsThatOfTheTargetOrOfTheLink) {
     box.directory("d").link("link", "d");
     const test::Spec spec("link", GetParam());
     vekFSStat record = {};
@@ -291,7 +291,7 @@ TEST_P(Status, IsTheTargetsOfALinkOrTheLinksOwn) {
     EXPECT_TRUE(S_ISLNK(mode));
 }
 
-TEST_P(Status, FailingGivesTheErrnoAndFillsNoRecord) {
+TEST_P(Status, FailureReturnsItsErrnoAndFillsNoRecord) {
     box.link("dangling", "nowhere");
     const test::Spec missing("missing", GetParam());
     const test::Spec dangling("dangling", GetParam());

@@ -32,7 +32,7 @@ INSTANTIATE_TEST_SUITE_P(Maker, EverySpecifier,
                              return made.param == vekFSCreatePathSpec ? "Native" : "Stdio";
                          });
 
-TEST_P(EverySpecifier, HoldsACopyOfThePathAndIsNotFreedWithAFile) {
+TEST_P(EverySpecifier, HasACopyOfThePathAndOutlivesAFile) {
     std::string path = "some/path";
     const test::Spec spec(path, GetParam());
     path[0] = 'X';
@@ -41,7 +41,7 @@ TEST_P(EverySpecifier, HoldsACopyOfThePathAndIsNotFreedWithAFile) {
     EXPECT_EQ(spec->autoFree, 0);
 }
 
-TEST_P(EverySpecifier, NeedsAPathAndAPlaceForTheResult) {
+TEST_P(EverySpecifier, NeedsAPathAndAResultPointer) {
     auto *spec = reinterpret_cast<vekFSSpec *>(this);
     EXPECT_EQ(GetParam()("path", nullptr), 22);
     EXPECT_EQ(GetParam()(nullptr, nullptr), 22);
@@ -49,7 +49,7 @@ TEST_P(EverySpecifier, NeedsAPathAndAPlaceForTheResult) {
     EXPECT_EQ(spec, nullptr);
 }
 
-TEST_P(EverySpecifier, IsNullWhenMemoryIsExhausted) {
+TEST_P(EverySpecifier, IsNullIfMemoryIsExhausted) {
     vekFSSpec *spec = nullptr;
     const int failures = test::failEveryAllocation([&] {
         spec = reinterpret_cast<vekFSSpec *>(this);
@@ -70,7 +70,7 @@ TEST_P(EverySpecifier, IsFreedWithItsPath) {
     EXPECT_EQ(balance.allocations(), 0);
 }
 
-TEST_P(EverySpecifier, ItsStringNeedsLengthAndOneByte) {
+TEST_P(EverySpecifier, TextNeedsItsLengthAndOneByte) {
     const test::Spec spec("abc", GetParam());
     std::array<char, 5> buffer = {'#', '#', '#', '#', '#'};
     size_t needed = 0;
@@ -85,7 +85,7 @@ TEST_P(EverySpecifier, ItsStringNeedsLengthAndOneByte) {
     EXPECT_EQ(std::string(buffer.data(), 5), std::string("abc\0#", 5));
 }
 
-TEST_P(EverySpecifier, ItsStringIsGivenWithoutTheNeededSizeToo) {
+TEST_P(EverySpecifier, TextIsReturnedWithoutANeededPointer) {
     const test::Spec spec("abc", GetParam());
     std::array<char, 4> buffer = {};
     EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), 0, nullptr), -2);
@@ -93,14 +93,14 @@ TEST_P(EverySpecifier, ItsStringIsGivenWithoutTheNeededSizeToo) {
     EXPECT_STREQ(buffer.data(), "abc");
 }
 
-TEST_P(EverySpecifier, ItsStringNeedsABuffer) {
+TEST_P(EverySpecifier, TextNeedsABuffer) {
     const test::Spec spec("abc", GetParam());
     size_t needed = 99;
     EXPECT_EQ(vekFSGetSpecString(spec, nullptr, 100, &needed), 22);
     EXPECT_EQ(needed, 99U);
 }
 
-TEST_P(EverySpecifier, HoldsPathsOfAnyLength) {
+TEST_P(EverySpecifier, AcceptsPathsOfAnyLength) {
     for (const size_t length : {0U, 1U, 1023U, 1024U, 1025U, 2047U, 2048U, 4095U, 4096U, 4097U, 100000U}) {
         const std::string path(length, 'p');
         const test::Spec spec(path, GetParam());
@@ -113,7 +113,7 @@ TEST_P(EverySpecifier, HoldsPathsOfAnyLength) {
     }
 }
 
-TEST_P(EverySpecifier, GivesENAMETOOLONGWhereTheSystemDoes) {
+TEST_P(EverySpecifier, ReturnsENAMETOOLONGIfTheSystemDoes) {
     for (const size_t length : {4095U, 4096U, 4097U}) {
         // "././..." names the working directory at any length.
         std::string path;
@@ -136,7 +136,7 @@ TEST_P(EverySpecifier, GivesENAMETOOLONGWhereTheSystemDoes) {
     }
 }
 
-TEST(Specifier, TellsTheNameOfItsImplementation) {
+TEST(Specifier, ReturnsTheNameOfItsImplementation) {
     const test::Spec native("path");
     const test::Spec stdio("path", vekFSStdioCreatePathSpec);
     const char *name = "something";
@@ -156,7 +156,7 @@ TEST(Specifier, IsNativeWithoutAnImplementation) {
     EXPECT_NE(stdio->implementation, nullptr);
 }
 
-TEST(StatusText, IsTheOneOfItsCode) {
+TEST(StatusText, IsThatOfItsCode) {
     EXPECT_EQ(textOf(0), "OK");
     EXPECT_EQ(textOf(-1), "Operation returned bad status");
     EXPECT_EQ(textOf(-2), "Buffer too small");
@@ -169,7 +169,7 @@ TEST(StatusText, IsUnknownForOtherNegativeCodes) {
     }
 }
 
-TEST(StatusText, IsTheSystemsForAPositiveCode) {
+TEST(StatusText, IsThatOfStrerrorForAPositiveCode) {
     for (const int status : {1, ENOENT, EINVAL, ENOMEM, EACCES, 133, 134, 100000, INT_MAX}) {
         const std::string expected = std::strerror(status);
         EXPECT_EQ(textOf(status), expected);
@@ -188,14 +188,14 @@ TEST(StatusText, NeedsItsLengthAndOneByte) {
     EXPECT_EQ(std::string(buffer.data(), 4), std::string("OK\0#", 4));
 }
 
-TEST(StatusText, IsGivenWithoutTheNeededSizeToo) {
+TEST(StatusText, IsReturnedWithoutANeededPointer) {
     std::array<char, 3> buffer = {};
     EXPECT_EQ(vekFS_strerror(0, buffer.data(), 0, nullptr), -2);
     EXPECT_EQ(vekFS_strerror(0, buffer.data(), 3, nullptr), 0);
     EXPECT_STREQ(buffer.data(), "OK");
 }
 
-TEST(StatusText, WithoutABufferOnlyTellsTheNeededSize) {
+TEST(StatusText, WithoutABufferOnlyTheSizeIsReturned) {
     size_t needed = 0;
     EXPECT_EQ(vekFS_strerror(-2, nullptr, 100, &needed), -2);
     EXPECT_EQ(needed, sizeof "Buffer too small");
@@ -211,7 +211,7 @@ class EveryOpenFile : public ::testing::TestWithParam<int (*)(const char *, int,
 INSTANTIATE_TEST_SUITE_P(Opener, EveryOpenFile, ::testing::Values(vekFS_openFile, vekFSStdio_openFile),
                          [](const auto &made) { return made.param == vekFS_openFile ? "Native" : "Stdio"; });
 
-TEST_P(EveryOpenFile, MakesASpecifierThatIsFreedWithTheFile) {
+TEST_P(EveryOpenFile, CreatesASpecifierThatIsFreedWithTheFile) {
     box.file("file", "content");
     const test::Balance balance;
     ASSERT_EQ(GetParam()("file", O_RDONLY, &file), 0);
@@ -226,21 +226,21 @@ TEST_P(EveryOpenFile, MakesASpecifierThatIsFreedWithTheFile) {
     EXPECT_EQ(balance.descriptors(), 0);
 }
 
-TEST_P(EveryOpenFile, FreesTheSpecifierWhenTheFileCannotBeOpened) {
+TEST_P(EveryOpenFile, FreesTheSpecifierIfOpenFails) {
     const test::Balance balance;
     EXPECT_EQ(GetParam()("missing", O_RDONLY, &file), ENOENT);
     EXPECT_EQ(file, nullptr);
     EXPECT_EQ(balance.allocations(), 0);
 }
 
-TEST_P(EveryOpenFile, NeedsAPathAndAPlaceForTheResult) {
+TEST_P(EveryOpenFile, NeedsAPathAndAResultPointer) {
     EXPECT_EQ(GetParam()("file", O_RDONLY, nullptr), 22);
     EXPECT_EQ(GetParam()(nullptr, O_RDONLY, nullptr), 22);
     EXPECT_EQ(GetParam()(nullptr, O_RDONLY, &file), 22);
     EXPECT_EQ(file, nullptr);
 }
 
-TEST_P(EveryOpenFile, LeavesNothingBehindWhenMemoryIsExhausted) {
+TEST_P(EveryOpenFile, FreesEverythingIfMemoryIsExhausted) {
     box.file("file", "content");
     const int failures = test::failEveryAllocation([&] {
         file = reinterpret_cast<vekFSFile *>(this);
@@ -252,7 +252,7 @@ TEST_P(EveryOpenFile, LeavesNothingBehindWhenMemoryIsExhausted) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_P(EveryOpenFile, PrintsNothingWhenItFails) {
+TEST_P(EveryOpenFile, PrintsNothingAfterAFailure) {
     test::Capture capture;
     EXPECT_EQ(GetParam()("missing", O_RDONLY, &file), ENOENT);
     EXPECT_EQ(capture.out() + capture.err(), "");

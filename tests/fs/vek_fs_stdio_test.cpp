@@ -89,7 +89,7 @@ TEST_F(Opening, ReadWriteWithAppendCreatesAndAppends) {
     EXPECT_TRUE(reads(O_RDWR | O_APPEND));
 }
 
-TEST_F(Opening, ReadWriteWithTruncationCreatesAndCuts) {
+TEST_F(Opening, ReadWriteWithTruncationCreatesAndTruncates) {
     for (const int more : {0, O_CREAT}) {
         EXPECT_EQ(afterWriting(O_RDWR | O_TRUNC | more, Kind::Existing), "new");
         EXPECT_EQ(afterWriting(O_RDWR | O_TRUNC | more, Kind::Missing), "new");
@@ -97,7 +97,7 @@ TEST_F(Opening, ReadWriteWithTruncationCreatesAndCuts) {
     EXPECT_TRUE(reads(O_RDWR | O_TRUNC));
 }
 
-TEST_F(Opening, ReadWriteOtherwiseNeitherCreatesNorCuts) {
+TEST_F(Opening, ReadWriteOtherwiseNeitherCreatesNorTruncates) {
     for (const int more : {0, O_CREAT, O_CREAT | O_EXCL}) {
         EXPECT_EQ(afterWriting(O_RDWR | more, Kind::Existing), "new!!");
         EXPECT_EQ(afterWriting(O_RDWR | more, Kind::Missing), std::to_string(ENOENT));
@@ -113,7 +113,7 @@ TEST_F(Opening, WriteOnlyWithAppendCreatesAndAppends) {
     EXPECT_FALSE(reads(O_WRONLY | O_APPEND));
 }
 
-TEST_F(Opening, WriteOnlyWithTruncationCreatesAndCuts) {
+TEST_F(Opening, WriteOnlyWithTruncationCreatesAndTruncates) {
     for (const int more : {0, O_CREAT}) {
         EXPECT_EQ(afterWriting(O_WRONLY | O_TRUNC | more, Kind::Existing), "new");
         EXPECT_EQ(afterWriting(O_WRONLY | O_TRUNC | more, Kind::Missing), "new");
@@ -121,7 +121,7 @@ TEST_F(Opening, WriteOnlyWithTruncationCreatesAndCuts) {
     EXPECT_FALSE(reads(O_WRONLY | O_TRUNC));
 }
 
-TEST_F(Opening, WriteOnlyOtherwiseNeitherCreatesNorCutsAndReadsToo) {
+TEST_F(Opening, WriteOnlyOtherwiseOpensForReadingToo) {
     for (const int more : {0, O_CREAT}) {
         EXPECT_EQ(afterWriting(O_WRONLY | more, Kind::Existing), "new!!");
         EXPECT_EQ(afterWriting(O_WRONLY | more, Kind::Missing), std::to_string(ENOENT));
@@ -138,14 +138,14 @@ TEST_F(Opening, ReadOnlyOnlyReads) {
     }
 }
 
-TEST_F(Opening, WithoutAValidAccessModeIsRefused) {
+TEST_F(Opening, WithoutAValidAccessModeIsRejected) {
     box.file("file", "content");
     vekFSFile *file = nullptr;
     EXPECT_EQ(vekFSStdio_openFile("file", O_WRONLY | O_RDWR, &file), EINVAL);
     EXPECT_EQ(file, nullptr);
 }
 
-TEST_F(Opening, FailingGivesTheErrnoAndNoFile) {
+TEST_F(Opening, FailureReturnsItsErrnoAndNoFile) {
     box.file("file", "content").link("loop", "loop");
     auto *file = reinterpret_cast<vekFSFile *>(this);
     EXPECT_EQ(vekFSStdio_openFile("", O_RDONLY, &file), ENOENT);
@@ -158,7 +158,7 @@ TEST_F(Opening, FailingGivesTheErrnoAndNoFile) {
     EXPECT_EQ(file, nullptr);
 }
 
-TEST_F(Opening, LeavesTheFileAloneWhenMemoryForTheHandleIsExhausted) {
+TEST_F(Opening, LeavesTheFileUnchangedIfMemoryIsExhausted) {
     box.file("file", "content");
     const test::Spec spec("file", vekFSStdioCreatePathSpec);
     vekFSFile *file = nullptr;
@@ -173,7 +173,7 @@ TEST_F(Opening, LeavesTheFileAloneWhenMemoryForTheHandleIsExhausted) {
     EXPECT_EQ(box.read("file"), "");
 }
 
-TEST_F(StdioFile, CarriesTheCallersSpecifierAndLeavesItAliveWhenClosed) {
+TEST_F(StdioFile, CloseDoesNotFreeTheCallersSpecifier) {
     box.file("file", "content");
     const test::Spec spec("file", vekFSStdioCreatePathSpec);
     const test::Balance balance;
@@ -187,7 +187,7 @@ TEST_F(StdioFile, CarriesTheCallersSpecifierAndLeavesItAliveWhenClosed) {
     EXPECT_STREQ(spec->path, "file");
 }
 
-TEST_F(StdioFile, GivesLinesAndAtTheEndNullWithStatusZero) {
+TEST_F(StdioFile, ReturnsLinesAndThenNull) {
     box.file("file", "one\nlonger\nlast");
     vekFSFile *const file = open("file", O_RDONLY);
     std::array<char, 6> buffer = {};
@@ -202,7 +202,7 @@ TEST_F(StdioFile, GivesLinesAndAtTheEndNullWithStatusZero) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, LinesTakeAnyBufferSize) {
+TEST_F(StdioFile, LinesAcceptAnyBufferSize) {
     box.file("file", "some text\n");
     vekFSFile *const file = open("file", O_RDONLY);
     std::vector<char> buffer(32, '#');
@@ -221,7 +221,7 @@ TEST_F(StdioFile, LinesTakeAnyBufferSize) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, GivesLongLinesInPieces) {
+TEST_F(StdioFile, ReturnsLongLinesInPieces) {
     for (const size_t length : {1023U, 1024U, 1025U, 2047U, 2048U, 4095U, 4096U, 4097U}) {
         const std::string content(length, 'x');
         box.file("file", content);
@@ -238,7 +238,7 @@ TEST_F(StdioFile, GivesLongLinesInPieces) {
     }
 }
 
-TEST_F(StdioFile, GivesCharactersAsUnsignedAndAtTheEndEOFWithStatusZero) {
+TEST_F(StdioFile, ReturnsUnsignedCharactersAndThenEOF) {
     box.file("file", "a\xff");
     vekFSFile *const file = open("file", O_RDONLY);
     EXPECT_EQ(getc(file), 'a');
@@ -248,7 +248,7 @@ TEST_F(StdioFile, GivesCharactersAsUnsignedAndAtTheEndEOFWithStatusZero) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, TakesACharacterBack) {
+TEST_F(StdioFile, PushesACharacterBack) {
     box.file("file", "ab");
     vekFSFile *const file = open("file", O_RDONLY);
     int result = 0;
@@ -275,7 +275,7 @@ TEST_F(StdioFile, ReadErrorsAreBadStatusForCharactersAndLines) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, AShortCountIsNoError) {
+TEST_F(StdioFile, ShortCountIsNoError) {
     box.file("file", "four");
     vekFSFile *const file = open("file", O_RDONLY);
     std::array<char, 10> buffer = {};
@@ -287,7 +287,7 @@ TEST_F(StdioFile, AShortCountIsNoError) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, AnErrorWithoutAByteGivesItsErrnoAndACountOfZero) {
+TEST_F(StdioFile, ErrorWithoutAByteReturnsItsErrno) {
     vekFSFile *directory = open(".", O_RDONLY);
     char byte = 0;
     ssize_t count = 7;
@@ -309,7 +309,7 @@ TEST_F(StdioFile, AnErrorWithoutAByteGivesItsErrnoAndACountOfZero) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, AnErrorBehindSomeBytesIsNotReported) {
+TEST_F(StdioFile, ErrorAfterSomeBytesIsNotReported) {
     box.fifo("pipe");
     vekFSFile *const file = open("pipe", O_RDWR);
     ASSERT_EQ(fcntl(fileno(file->stream), F_SETFL, O_NONBLOCK), 0);
@@ -323,7 +323,7 @@ TEST_F(StdioFile, AnErrorBehindSomeBytesIsNotReported) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, AnErrorOfThePastDoesNotSpoilLinesAndCharacters) {
+TEST_F(StdioFile, EarlierErrorDoesNotAffectLaterReads) {
     box.file("file", "xline\n");
     vekFSFile *const file = open("file", O_RDONLY);
     std::array<char, 10> buffer = {};
@@ -368,7 +368,7 @@ TEST_F(StdioFile, PositionsHave64Bits) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, AFailingMoveGivesItsErrno) {
+TEST_F(StdioFile, FailedSeekReturnsItsErrno) {
     box.file("file", "content").fifo("pipe");
     int64_t position = 0;
     vekFSFile *const file = open("file", O_RDONLY);
@@ -398,7 +398,7 @@ TEST_F(StdioFile, RewindClearsTheErrorIndicator) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, FsyncHandsTheBufferToTheSystemAndNoFurther) {
+TEST_F(StdioFile, FsyncOnlyFlushesTheBuffer) {
     box.file("file", "");
     vekFSFile *const file = open("file", O_RDWR);
     write(file, "text");
@@ -410,14 +410,14 @@ TEST_F(StdioFile, FsyncHandsTheBufferToTheSystemAndNoFurther) {
     EXPECT_EQ(vekFS_close(file), 0);
 }
 
-TEST_F(StdioFile, AFailingFlushGivesItsErrno) {
+TEST_F(StdioFile, FailedFlushReturnsItsErrno) {
     vekFSFile *const file = open("/dev/full", O_RDWR);
     write(file, "text");
     EXPECT_EQ(vekFS_fsync(file), ENOSPC);
     EXPECT_EQ(vekFS_close(file), 0) << "nothing is left to be written";
 }
 
-TEST_F(StdioFile, AFailingCloseFreesNothingAndASecondOneFreesAll) {
+TEST_F(StdioFile, FailedCloseFreesNothingAndASecondOneEverything) {
     const test::Balance balance;
     vekFSFile *const file = open("/dev/full", O_RDWR);
     const int taken = balance.allocations();
@@ -432,7 +432,7 @@ TEST_F(StdioFile, AFailingCloseFreesNothingAndASecondOneFreesAll) {
     EXPECT_EQ(balance.allocations(), 0);
 }
 
-TEST_F(StdioFile, WhoseCloseFailedAnswersEBADFToEverythingElse) {
+TEST_F(StdioFile, ReturnsEBADFAfterAFailedClose) {
     box.file("file", "content");
     vekFSFile *const file = open("file", O_RDWR);
     test::faults::fail("fclose", 1, EIO);

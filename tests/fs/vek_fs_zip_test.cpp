@@ -29,7 +29,7 @@ TEST(Archives, AreNotSupported) {
     EXPECT_EQ(capture.out() + capture.err(), "");
 }
 
-TEST(Archives, AreNotSupportedWhateverTheArgumentsAre) {
+TEST(Archives, AreNotSupportedWithAnyArguments) {
     EXPECT_EQ(vekZipOpenZip(nullptr, nullptr), -4);
     EXPECT_EQ(vekZipCreateSpec(nullptr, nullptr, nullptr), -4);
     EXPECT_EQ(vekZipCloseZip(nullptr), -4);

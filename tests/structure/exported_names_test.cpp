@@ -77,7 +77,7 @@ std::string difference(const Names &from, const Names &without) {
 
 } // namespace
 
-TEST(ExportedNames, AreThoseOfTheList) {
+TEST(ExportedNames, MatchTheList) {
     const Names listed = wordsOf(contentOf(VEK_TEST_SOURCE_DIR "/tests/structure/exported_names.txt"));
     const Names actual = exported();
 
@@ -87,7 +87,7 @@ TEST(ExportedNames, AreThoseOfTheList) {
     EXPECT_TRUE(actual.contains("vekInit"));
 }
 
-TEST(ExportedNames, AreThoseThatTheHeadersDeclare) {
+TEST(ExportedNames, MatchTheHeaders) {
     const Names names = declared();
     const Names actual = exported();
 

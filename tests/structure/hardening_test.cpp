@@ -84,7 +84,7 @@ TEST(HardeningOfTheArchive, EveryObjectHasControlFlowProtection) {
     EXPECT_EQ(objects, countOf("x86 feature: IBT, SHSTK", notes));
 }
 
-TEST(HardeningOfTests, FaultPointsSeeTheCheckedFunctions) {
+TEST(HardeningOfTests, FaultPointsApplyToTheCheckedFunctions) {
     // _FORTIFY_SOURCE turns read() into __read_chk(), which needs a --wrap of its own to meet the fault point.
     const Names defined =
         namesIn(outputOf({"nm", "--defined-only", "--format=just-symbols", VEK_TEST_FAULTY_TESTS}));

@@ -40,7 +40,7 @@ class Startup : public ::testing::TestWithParam<const char *> {};
 
 } // namespace
 
-TEST_P(Startup, NeedsTheCLibraryAlone) {
+TEST_P(Startup, NeedsTheCLibraryOnly) {
     EXPECT_EQ(neededBy(GetParam()), std::vector<std::string>{"libc.so.6"});
 }
 

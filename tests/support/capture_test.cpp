@@ -11,7 +11,7 @@
 #include "tests/support/child.h"
 #include "tests/support/environment.h"
 
-TEST(Capture, SeesEveryWayOfWriting) {
+TEST(Capture, ReceivesEveryWayOfWriting) {
     test::Capture capture;
 
     std::fputs("stream ", stdout);
@@ -25,7 +25,7 @@ TEST(Capture, SeesEveryWayOfWriting) {
     EXPECT_EQ(capture.err(), "complaint");
 }
 
-TEST(Capture, EndsWithItself) {
+TEST(Capture, EndsWithItsScope) {
     const test::Outcome outcome = test::inChild([] {
         std::cout << "before ";
         {

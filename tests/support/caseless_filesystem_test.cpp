@@ -61,7 +61,7 @@ TEST(CaselessFilesystem, FailureInTheBodyIsOneOfTheTest) {
         "inside");
 }
 
-TEST(CaselessFilesystem, LeavesNoFileAndNoMount) {
+TEST(CaselessFilesystem, RemovesFilesAndMount) {
     test::Sandbox box;
     setenv("TMPDIR", box.path().c_str(), 1);
     test::onCaselessFilesystem(

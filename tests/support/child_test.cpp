@@ -17,7 +17,7 @@
 using test::ChildOptions;
 using test::Outcome;
 
-TEST(InChild, HandsBackStatusAndBothStreams) {
+TEST(InChild, ReturnsStatusAndBothStreams) {
     const Outcome outcome = test::inChild([] {
         std::cout << "answer\n";
         std::cerr << "complaint\n";
@@ -31,14 +31,14 @@ TEST(InChild, HandsBackStatusAndBothStreams) {
     EXPECT_EQ(outcome.err, "complaint\n");
 }
 
-TEST(InChild, HandsBackTheSignalThatEndedIt) {
+TEST(InChild, ReturnsTheSignalThatEndedIt) {
     const Outcome outcome = test::inChild([] { return raise(SIGKILL); });
 
     EXPECT_EQ(outcome.signal, SIGKILL);
     EXPECT_EQ(outcome.status, -1);
 }
 
-TEST(InChild, AHangingChildIsKilledAndReported) {
+TEST(InChild, HangingChildIsKilledAndReported) {
     const auto start = std::chrono::steady_clock::now();
 
     const Outcome outcome = test::inChild(
@@ -57,7 +57,7 @@ TEST(InChild, AHangingChildIsKilledAndReported) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
-TEST(InChild, AGrandchildThatHoldsTheStreamsDoesNotDelayTheEnd) {
+TEST(InChild, GrandchildWithTheStreamsDoesNotDelayTheEnd) {
     const Outcome outcome = test::inChild([] {
         if (fork() == 0) {
             sleep(60);
@@ -70,7 +70,7 @@ TEST(InChild, AGrandchildThatHoldsTheStreamsDoesNotDelayTheEnd) {
     EXPECT_EQ(outcome.status, 3);
 }
 
-TEST(InChild, AChildThatWritesWithoutEndIsKilled) {
+TEST(InChild, ChildThatWritesEndlesslyIsKilled) {
     const Outcome outcome = test::inChild(
         [] {
             for (;;) {
@@ -85,7 +85,7 @@ TEST(InChild, AChildThatWritesWithoutEndIsKilled) {
     EXPECT_GT(outcome.out.size(), 100000U);
 }
 
-TEST(InChild, AFailedExpectationIsAFailureOfTheTest) {
+TEST(InChild, FailedExpectationIsAFailureOfTheTest) {
     EXPECT_NONFATAL_FAILURE(test::inChild([] {
                                 EXPECT_TRUE(false) << "seen in the child";
                                 return 0;
@@ -93,7 +93,7 @@ TEST(InChild, AFailedExpectationIsAFailureOfTheTest) {
                             "seen in the child");
 }
 
-TEST(InChild, AnExceptionIsAFailureOfTheTest) {
+TEST(InChild, ExceptionIsAFailureOfTheTest) {
     EXPECT_NONFATAL_FAILURE(test::inChild([]() -> int { throw std::runtime_error("out of luck"); }),
                             "out of luck");
 }
@@ -113,7 +113,7 @@ TEST(InChild, StartsInTheGivenDirectory) {
 }
 
 #ifdef VEK_TEST_SANITIZE
-TEST(InChild, ALeakIsAFailureOfTheTest) {
+TEST(InChild, LeakIsAFailureOfTheTest) {
     EXPECT_NONFATAL_FAILURE(test::inChild([] {
                                 void *volatile block = std::malloc(100);
                                 block = nullptr;
@@ -132,15 +132,15 @@ TEST(AsUnprivileged, IsNotRoot) {
     EXPECT_EQ(geteuid(), getuid());
 }
 
-TEST(AsUnprivileged, CarriesAFailedExpectationBack) {
+TEST(AsUnprivileged, ReportsAFailedExpectation) {
     EXPECT_NONFATAL_FAILURE(test::asUnprivileged([] { EXPECT_EQ(1, 2) << "carried back"; }), "carried back");
 }
 
-TEST(AsUnprivileged, CarriesAFailedAssertionBack) {
+TEST(AsUnprivileged, ReportsAFailedAssertion) {
     EXPECT_NONFATAL_FAILURE(test::asUnprivileged([] { ASSERT_EQ(1, 2) << "carried back"; }), "carried back");
 }
 
-TEST(AsUnprivileged, DyingIsAFailureOfTheTest) {
+TEST(AsUnprivileged, AbnormalEndIsAFailureOfTheTest) {
     EXPECT_NONFATAL_FAILURE(test::asUnprivileged([] { _exit(1); }), "status 1");
     EXPECT_NONFATAL_FAILURE(test::asUnprivileged([] { raise(SIGKILL); }), "signal 9");
 }
@@ -156,7 +156,7 @@ TEST(AsUnprivileged, PermissionsHold) {
     });
 }
 
-TEST(AsUnprivileged, ItsEndLeavesTheSandboxAlone) {
+TEST(AsUnprivileged, ItsEndDoesNotRemoveTheSandbox) {
     test::Sandbox box;
     box.file("kept", "text");
 
@@ -180,7 +180,7 @@ TEST(Run, FindsAProgramAlongPath) {
     EXPECT_EQ(test::run({"sh", "-c", "exit 5"}).status, 5);
 }
 
-TEST(Run, SaysWhenItCannotExecute) {
+TEST(Run, ReportsThatItCannotExecute) {
     const Outcome outcome = test::run({"/nonexistent/program"});
 
     EXPECT_EQ(outcome.status, 127);
@@ -193,7 +193,7 @@ TEST(Run, PassesAnotherFirstArgument) {
     EXPECT_EQ(outcome.out, "called\n");
 }
 
-TEST(Run, KillsWhatHangs) {
+TEST(Run, KillsAHangingProgram) {
     const Outcome outcome = test::run({"sleep", "60"}, ChildOptions{.timeoutMs = 200});
 
     EXPECT_TRUE(outcome.timedOut);

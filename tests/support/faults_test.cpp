@@ -45,7 +45,7 @@ TEST(Faults, OnlyTheNthAllocationFails) {
     EXPECT_TRUE(allocates());
 }
 
-TEST(Faults, AComposedTextIsAnAllocation) {
+TEST(Faults, ComposedTextIsAnAllocation) {
     faults::failAllocation(2);
 
     char *text = nullptr;
@@ -57,7 +57,7 @@ TEST(Faults, AComposedTextIsAnAllocation) {
     EXPECT_EQ(errno, ENOMEM);
 }
 
-TEST(Faults, TheNthAllocationIsCountedFromNow) {
+TEST(Faults, NthAllocationIsCountedFromNow) {
     allocates();
     allocates();
 
@@ -74,7 +74,7 @@ TEST(Faults, EveryAllocationFromTheNthOnFails) {
     EXPECT_FALSE(copies());
 }
 
-TEST(Faults, AFailedAllocationLeavesTheBlockToItsOwner) {
+TEST(Faults, FailedReallocationDoesNotFreeTheBlock) {
     char *volatile const block = static_cast<char *>(std::malloc(8));
     block[0] = 'x';
     faults::failAllocation(1);
@@ -163,7 +163,7 @@ TEST(Faults, EveryPointFails) {
     static_cast<void>(std::fclose(stream));
 }
 
-TEST(Faults, AFailingCloseStillCloses) {
+TEST(Faults, FailingCloseStillCloses) {
     const int descriptor = open("/dev/null", O_RDONLY);
     faults::fail("close", 1, EIO);
 
@@ -174,7 +174,7 @@ TEST(Faults, AFailingCloseStillCloses) {
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
 }
 
-TEST(Faults, AFailingFcloseStillWritesAndReleases) {
+TEST(Faults, FailingFcloseStillWritesAndReleases) {
     const test::Sandbox box;
     FILE *const stream = std::fopen("stream", "w");
     ASSERT_GE(std::fputs("text", stream), 0);
@@ -187,7 +187,7 @@ TEST(Faults, AFailingFcloseStillWritesAndReleases) {
     EXPECT_EQ(box.read("stream"), "text");
 }
 
-TEST(Faults, WritesTakeNoMoreThanTheLimit) {
+TEST(Faults, WritesAreLimited) {
     const test::Sandbox box;
     const int descriptor = open("file", O_WRONLY | O_CREAT, 0644);
     faults::limitWrites(3);
@@ -221,12 +221,12 @@ TEST(Faults, ResetDisarms) {
     EXPECT_EQ(access("/", R_OK), 0);
 }
 
-TEST(Faults, ACallWithoutAFaultPointIsRefused) {
+TEST(Faults, CallWithoutAFaultPointIsRejected) {
     EXPECT_THROW(faults::fail("socket", 1, EIO), std::invalid_argument);
     EXPECT_THROW(static_cast<void>(faults::count("socket")), std::invalid_argument);
 }
 
-TEST(Faults, TheSandboxNeitherTripsNorCounts) {
+TEST(Faults, SandboxCallsNeitherFailNorCount) {
     faults::failFrom("open", 1, EIO);
     faults::failFrom("write", 1, EIO);
     faults::failFrom("mkdir", 1, EIO);
@@ -238,7 +238,7 @@ TEST(Faults, TheSandboxNeitherTripsNorCounts) {
     EXPECT_EQ(faults::count("open") + faults::count("write") + faults::count("mkdir"), 0);
 }
 
-TEST(Faults, ACaselessDirectoryFindsNamesInAnyCase) {
+TEST(Faults, CaselessDirectoryFindsNamesInAnyCase) {
     test::Sandbox box;
     box.directory("plain").directory("caseless");
     faults::makeCaseless(box.path("caseless"));

@@ -36,7 +36,7 @@ std::string soundBut(const std::vector<std::pair<int, std::string>> &changes) {
 
 } // namespace
 
-TEST(PreloadFaults, LeaveAProgramAloneWithoutVariables) {
+TEST(PreloadFaults, DoNothingWithoutVariables) {
     const test::Sandbox box;
 
     const test::Outcome outcome = runWith(box, {});
@@ -56,7 +56,7 @@ TEST(PreloadFaults, OnlyTheNthCallFails) {
     EXPECT_EQ(box.read("Name"), "texttext");
 }
 
-TEST(PreloadFaults, APlusFailsEveryLaterCall) {
+TEST(PreloadFaults, PlusFailsEveryLaterCall) {
     const test::Sandbox box;
 
     const test::Outcome outcome = runWith(box, {{"VEK_TEST_FAIL", "write:2:EIO+"}});
@@ -64,7 +64,7 @@ TEST(PreloadFaults, APlusFailsEveryLaterCall) {
     EXPECT_EQ(outcome.out, soundBut({{2, "write: Input/output error"}, {3, "write: Input/output error"}}));
 }
 
-TEST(PreloadFaults, TheNthAllocationFails) {
+TEST(PreloadFaults, NthAllocationFails) {
     const test::Sandbox box;
 
     // The first one is the C library's buffer of standard output.
@@ -82,7 +82,7 @@ TEST(PreloadFaults, EveryLaterAllocationFails) {
               soundBut({{8, "malloc: Cannot allocate memory"}, {9, "strdup: Cannot allocate memory"}}));
 }
 
-TEST(PreloadFaults, ACaselessDirectoryFindsNamesInAnyCase) {
+TEST(PreloadFaults, CaselessDirectoryFindsNamesInAnyCase) {
     const test::Sandbox box;
 
     const test::Outcome outcome = runWith(box, {{"VEK_TEST_CASELESS_DIR", box.path()}});
@@ -91,7 +91,7 @@ TEST(PreloadFaults, ACaselessDirectoryFindsNamesInAnyCase) {
     EXPECT_EQ(box.list(), std::vector<std::string>{"name"});
 }
 
-TEST(PreloadFaults, AVariableThatMakesNoSenseIsRefused) {
+TEST(PreloadFaults, InvalidVariableIsRejected) {
     const test::Sandbox box;
 
     for (const char *const value :

@@ -20,7 +20,7 @@ unsigned modeOf(const std::string &path) {
 
 } // namespace
 
-TEST(Sandbox, IsTheWorkingDirectoryWhileItLives) {
+TEST(Sandbox, IsTheWorkingDirectoryInItsScope) {
     const fs::path before = fs::current_path();
     std::string root;
     {
@@ -41,7 +41,7 @@ TEST(Sandbox, EveryUserCanReachIt) {
     test::asUnprivileged([&] { EXPECT_EQ(box.read("a/b"), "text"); });
 }
 
-TEST(Sandbox, ModesAreAsGivenWhateverTheUmask) {
+TEST(Sandbox, ModesDoNotDependOnTheUmask) {
     const mode_t before = umask(077);
     test::Sandbox box;
     box.file("file", "", 0666).directory("parent/directory", 01777).file("sealed", "", 0).fifo("pipe", 0622);
@@ -71,7 +71,7 @@ TEST(Sandbox, ListsSortedNames) {
     EXPECT_EQ(box.list("d"), (std::vector<std::string>{"a", "b", "c"}));
 }
 
-TEST(Sandbox, AFileIsReplaced) {
+TEST(Sandbox, FileIsReplaced) {
     test::Sandbox box;
     box.file("f", "long old text").file("f", std::string("n\0w", 3));
 
@@ -92,7 +92,7 @@ TEST(Sandbox, BuildsPathsOfAnyLength) {
     EXPECT_FALSE(fs::exists(root));
 }
 
-TEST(Sandbox, RemovesSealedDirectoriesToo) {
+TEST(Sandbox, RemovesUnreadableDirectoriesToo) {
     test::asUnprivileged([] {
         std::string root;
         {
@@ -104,7 +104,7 @@ TEST(Sandbox, RemovesSealedDirectoriesToo) {
     });
 }
 
-TEST(Sandbox, AFailedBuildThrows) {
+TEST(Sandbox, FailedBuildThrows) {
     test::Sandbox box;
     box.file("file", "");
 

@@ -43,7 +43,7 @@ TEST(SmallFilesystem, IsFullAtItsSize) {
     EXPECT_FALSE(ran) << "the body runs in a child";
 }
 
-TEST(SmallFilesystem, CarriesFailuresBack) {
+TEST(SmallFilesystem, ReportsFailuresOfTheChild) {
     EXPECT_NONFATAL_FAILURE(
         test::onSmallFilesystem(Size, [](const std::string &) { ADD_FAILURE() << "inside"; }), "inside");
 }
@@ -52,7 +52,7 @@ TEST(SmallFilesystem, NeedsNoRoot) {
     test::asUnprivileged([] { test::onSmallFilesystem(Size, expectFullAt); });
 }
 
-TEST(SmallFilesystem, LeavesNothingBehind) {
+TEST(SmallFilesystem, RemovesEverything) {
     const test::Outcome outcome = test::inChild([] {
         test::Sandbox box;
         setenv("TMPDIR", box.path().c_str(), 1);
@@ -63,7 +63,7 @@ TEST(SmallFilesystem, LeavesNothingBehind) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-TEST(MountAt, LiesOnAnotherDevice) {
+TEST(MountAt, IsOnAnotherDevice) {
     test::Sandbox box;
     box.directory("a/b");
 
