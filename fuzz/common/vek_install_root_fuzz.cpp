@@ -1,5 +1,5 @@
-// Installation roots: the files that an installation is described by. Sections of an input: the command table, the
-// platform file, the name that the tool was started under, a directory list; in front of them a byte of options.
+// Installation roots: the files that describe an installation. Sections of an input: the command table, the
+// platform file, the name that the tool was started under, a directory list; before them a byte of options.
 
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_install_root.h"
@@ -42,7 +42,7 @@ std::string upToNul(std::string_view text) {
     return std::string(text.substr(0, text.find('\0')));
 }
 
-/// The lines that a reader sees whose buffer holds `longest` characters.
+/// The lines that are read with a buffer of `longest` characters.
 std::vector<std::string> linesOf(std::string_view text, std::size_t longest) {
     std::vector<std::string> lines;
     while (!text.empty()) {
@@ -70,7 +70,7 @@ std::optional<std::string> modelOfTable(std::string_view table, const std::strin
                 fields.back().push_back(c);
             }
         }
-        // A line that begins with a separator is no command's.
+        // A line that begins with a separator has no command.
         if (fields.size() >= 5 && !fields[0].empty() && fields[0] == command) {
             return fields[4];
         }
@@ -124,7 +124,7 @@ void setName(const std::string &name) {
     vekiRootPath = nullptr;
 }
 
-/// A file that is there or not.
+/// Creates the file, or removes it.
 void put(fuzz::Box &box, const char *name, bool isThere, std::string_view content) {
     if (isThere) {
         box.file(name, content);
@@ -151,7 +151,7 @@ void prepare(Box &box) {
 }
 
 void run(Box &box, Input input) {
-    constexpr std::size_t kLongestList = 300; // each directory and each of its parents is looked at
+    constexpr std::size_t kLongestList = 300; // each directory and each of its parents costs system calls
     const unsigned options = input.byte();
     const std::string_view table = input.section();
     const std::string_view platform = input.section();

@@ -1,5 +1,5 @@
-// Regular expressions: the first line of an input is the pattern, the others are subjects. What compiles, what
-// matches and where each group lies is compared with a matcher that tries everything.
+// Regular expressions: the first line of an input is the pattern, the others are subjects. Compilation, matches and
+// groups are compared with a model that tries all possibilities.
 
 #include "common/expressions/vek_regexp.h"
 #include "common/text/vek_strlist.h"
@@ -18,7 +18,7 @@ namespace {
 
 using Groups = std::array<std::optional<std::size_t>, std::size_t{2} * VEK_REGEXP_GROUPS>;
 
-/// A step of the walk through an expression.
+/// A node of the model.
 struct Node {
     enum class Kind { One, Begin, End, Save, Choice, Match };
     Kind kind;
@@ -28,7 +28,7 @@ struct Node {
     const Node *other = nullptr; ///< Choice: the second one
 };
 
-/// A pattern as nodes. They are made back to front: each part is told what follows it.
+/// A pattern as nodes, built from the end: each part gets the node that follows it.
 class Pattern {
   public:
     explicit Pattern(std::string_view text) : text_(text) {
@@ -39,7 +39,7 @@ class Pattern {
         }
     }
 
-    /// Null when the pattern is not an expression.
+    /// Null if the pattern is not valid.
     [[nodiscard]] const Node *first() const { return first_; }
 
   private:
@@ -172,7 +172,7 @@ class Pattern {
             if (from > to + 1) {
                 return std::nullopt;
             }
-            // What stands on the left is in the set already, unless it is the end of an empty range.
+            // The left end is already in the set, unless it is the end of an empty range.
             for (unsigned c = from + 1U; c <= to; ++c) {
                 members.set(c);
             }
@@ -253,7 +253,7 @@ class Pattern {
     const Node *first_ = nullptr;
 };
 
-/// Looks for the first match by trying everything, up to a number of steps.
+/// Searches the first match by trying all possibilities, up to a number of steps.
 class Search {
   public:
     enum class Result { Match, None, TooLong };
@@ -339,7 +339,7 @@ Groups groupsOf(const vek_regexp &expression, const char *subject) {
     return groups;
 }
 
-/// As the library does, forgets a group that has begun, but not ended.
+/// Like the library, ignores a group that has begun but not ended.
 Groups whole(Groups groups) {
     for (std::size_t i = 0; i < groups.size(); i += 2) {
         if (!groups[i] || !groups[i + 1]) {
@@ -381,9 +381,9 @@ namespace fuzz {
 void prepare(Box & /*box*/) {}
 
 void run(Box & /*box*/, Input input) {
-    // A program has a limited size, which one pattern in a test reaches; shorter ones all fit.
+    // Limits the pattern, so that its program has less than the largest size.
     constexpr std::size_t kShort = 300;
-    // What takes time in proportion to it is not explored any better.
+    // Longer subjects take more time and find nothing more.
     constexpr std::size_t kLongestSubject = 256;
     std::string pattern(input.line());
     pattern.resize(std::strlen(pattern.c_str()));

@@ -1,4 +1,4 @@
-// Word splitting: an input is a text. The words are those that its definition gives, read character by character.
+// Word splitting: an input is a text. The words are compared with a model that reads character by character.
 
 #include "common/text/vek_strlist.h"
 #include "fuzz/support/target.h"
@@ -78,7 +78,7 @@ namespace fuzz {
 void prepare(Box & /*box*/) {}
 
 void run(Box & /*box*/, Input input) {
-    // Two words of the greatest length fit.
+    // Long enough for two words of the largest length.
     std::string text(input.rest().substr(0, std::size_t{2} * VEK_PATH_SIZE + 100));
     text.resize(std::strlen(text.c_str()));
     int count = 0;
@@ -90,7 +90,7 @@ void run(Box & /*box*/, Input input) {
     }
     require(static_cast<std::size_t>(count) == words.size(), "the count is that of the words");
 
-    // A list that is given is continued.
+    // Words are appended to a given list.
     list.reset(vekStrToStrlist(text.c_str(), &count, list.release()));
     require(static_cast<std::size_t>(count) == 2 * words.size() && vekGetStrlistSize(list.get()) == count,
             "words are added behind those that are there");

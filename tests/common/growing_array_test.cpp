@@ -11,7 +11,7 @@ namespace faults = test::faults;
 namespace {
 
 using Numbers = vek::GrowingArray<int>;
-/// Not trivially copyable: each one owns memory, and a copy of its bytes would free that twice.
+/// Not trivially copyable: each owns memory, which a bytewise copy would free twice.
 using Owners = vek::GrowingArray<std::unique_ptr<int>>;
 
 constexpr int kMany = 10'000;

@@ -1,4 +1,4 @@
-// Reading a file or a text line by line without a stream.
+// Reads a file or a text line by line without a stream.
 
 #include "common/platform/line_reader.h"
 
@@ -48,7 +48,7 @@ vek::OwnedDescriptor opened(const char *path) {
     return vek::OwnedDescriptor(open(path, O_RDONLY | O_CLOEXEC));
 }
 
-/// Texts around the sizes of lines and blocks, with every kind of line end, and NULs.
+/// Texts with lengths near those of lines and blocks, every kind of line end, and NULs.
 std::vector<std::string> texts() {
     using namespace std::string_literals;
     std::vector<std::string> all = {
@@ -126,7 +126,7 @@ TEST(LineReading, ReadErrorEndsTheReading) {
         const vek::OwnedDescriptor file = opened("f");
         vek::LineReader reader(file.get());
         faults::fail("read", nth, EIO);
-        // A line that is cut off by an error is not a line.
+        // A line that an error ends is not returned.
         EXPECT_EQ(nth == 1 ? Lines{} : Lines{"one\n"}, linesOf(reader));
         EXPECT_TRUE(reader.hasFailed());
         vek::LineBuffer line;

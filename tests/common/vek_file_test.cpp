@@ -145,7 +145,7 @@ TEST(StatBuffer, ContainsTheResultOfTheLastExistenceOrLinkTest) {
     EXPECT_EQ(5'000'000'000, vekGetTimestampInStatbuf());
     EXPECT_TRUE(S_ISLNK(vekStatBuf.st_mode));
 
-    // Not a link: found all the same
+    // Not a link, but its record is stored
     ASSERT_EQ(0, vekFileIsLink("f"));
     EXPECT_EQ(5, vekGetFileSizeInStatbuf());
 }
@@ -201,7 +201,7 @@ TEST(VekReadSymLink, ReadsTheLongestTargets) {
         const std::string target(length, 't');
         if (symlink(target.c_str(), "l") != 0) {
             ASSERT_EQ(ENAMETOOLONG, errno);
-            ASSERT_EQ(4095U, length); // some file systems hold a character less
+            ASSERT_EQ(4095U, length); // some file systems allow one character less
             continue;
         }
         std::vector<char> buffer(4097, '?');
@@ -297,7 +297,7 @@ TEST_F(BuildDirPath, ReportsAReadOnlyDirectory) {
 }
 
 TEST_F(BuildDirPath, SucceedsIfTheDirectoryExistsAfterMkdirFails) {
-    // Given a directory that appears between the test and the attempt to make it
+    // A directory that another process creates between stat() and mkdir()
     box.directory("d");
     test::faults::fail("stat", 1, ENOENT);
     EXPECT_EQ(1, vekBuildDirPath("d"));

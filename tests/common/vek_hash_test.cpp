@@ -19,7 +19,7 @@
 
 namespace {
 
-/// An entry that is hashed to its number: who knows the numbers knows the buckets.
+/// An entry whose hash is its number, so that the numbers decide the buckets.
 struct Item {
     int number;
     char name;
@@ -40,7 +40,7 @@ struct Observed {
     const vekHashTable *table;
     void *entry;
     std::int32_t bucketCount, entryCount;
-    const void *link; // of the entry, at that moment
+    const void *link; // of the entry, at the time of the call
 };
 std::vector<Observed> observed;
 
@@ -49,7 +49,7 @@ void observer(int phase, vekHashTable *table, void *entry) {
     observed.push_back({phase, table, entry, table->bucketCount, table->entryCount, link});
 }
 
-/// A table of Items, and room for them.
+/// A table and its items.
 struct Items {
     vekHashTable table;
     std::deque<Item> room;
@@ -240,7 +240,7 @@ TEST(VekHashTable, DoesNothingForNull) {
 
 TEST(VekHashTable, DoesNothingIfItIsNotAllocated) {
     Items items(4);
-    EXPECT_EQ(items.find(1), nullptr); // remembers a bucket that is gone then
+    EXPECT_EQ(items.find(1), nullptr); // stores a bucket that is freed later
     vekHashFreeTable(&items.table);
     Item *const item = items.make(1);
     EXPECT_EQ(vekHashCreate(&items.table, item), nullptr);
@@ -522,7 +522,7 @@ TEST(VekHashCreateAfterProbe, KeepsTheStoredBucket) {
     EXPECT_EQ(items.find(6), nullptr);
     EXPECT_EQ(vekHashCreateAfterProbe(&items.table, items.make(6)), nullptr);
     EXPECT_EQ(items.table.probeSlot, &items.table.buckets[2]);
-    // A second one goes there, too, equal or not: the newest is the one that is found.
+    // A second one is inserted there, too, equal or not; the last one is found.
     Item *const second = items.make(6);
     EXPECT_EQ(vekHashCreateAfterProbe(&items.table, second), nullptr);
     EXPECT_EQ(items.table.entryCount, 2);
@@ -595,7 +595,7 @@ TEST(VekHashGrowth, MovesBucketsInOrderAndChainsFromTheirHead) {
     EXPECT_EQ(items.chain(0), (std::vector<int>{24, 16, 8, 0}));
     items.add(25);
     EXPECT_EQ(items.table.bucketCount, 8);
-    // Each chain is pushed entry by entry from its head, so it is turned around.
+    // Each entry is inserted at the front of its new chain, which reverses the order.
     EXPECT_EQ(items.chain(0), (std::vector<int>{0, 8, 16, 24}));
     EXPECT_EQ(items.chain(1), (std::vector<int>{1, 9, 17, 25}));
     EXPECT_EQ(items.chain(4), (std::vector<int>{}));
@@ -634,7 +634,7 @@ TEST(VekHashGrowth, LeavesTheTableUnchangedIfMemoryIsExhausted) {
     EXPECT_EQ(items.find(2), second);
     EXPECT_EQ(items.find(1)->number, 1);
     EXPECT_TRUE(observed.empty());
-    // It is made up for by the next insertion that finds memory.
+    // The next insertion with enough memory grows the table.
     test::faults::reset();
     items.add(3);
     EXPECT_EQ(items.table.bucketCount, 8);
@@ -805,9 +805,9 @@ TEST(VekHashGen, ReadsLaterBucketsWhenItReachesThem) {
     EXPECT_EQ(next(), 0);
     EXPECT_EQ(generator->nextEntry, nullptr);
     EXPECT_EQ(generator->bucketIndex, 0);
-    items.remove(1); // a head of a later bucket may leave,
+    items.remove(1); // the first entry of a later bucket may be removed,
     EXPECT_EQ(next(), 5);
-    items.add(6); // and another may take its place
+    items.add(6); // and another one inserted
     EXPECT_EQ(next(), 6);
     EXPECT_EQ(next(), 2);
     items.add(3);

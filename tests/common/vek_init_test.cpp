@@ -153,7 +153,7 @@ TEST(VekPlat, IsTheConstantPlatformName) {
 
 constexpr const char *Version = "@(#)$VEK: vekinfo version 06.01 (x) $";
 
-/// The outcome of a child that looks for "-version" in `arguments` and ends with 7 when it came back.
+/// Handles `arguments` in a child, which ends with status 7 if vekProcMinusVersionArg() returns.
 test::Outcome outcomeOfArguments(std::vector<std::string> arguments) {
     return test::inChild([&] {
         std::vector<char *> argv;
@@ -175,7 +175,7 @@ TEST(VekProcMinusVersionArg, PrintsTheBannerAndEndsTheProcess) {
 }
 
 TEST(VekProcMinusVersionArg, IgnoresArgumentsAfterTheFirstMatch) {
-    // Given a vector whose later arguments cannot be read
+    // A vector whose later arguments cannot be read
     const test::Outcome outcome = test::inChild([] {
         char tool[] = "tool";
         char option[] = "-version";
@@ -266,7 +266,7 @@ TEST(VekIdentString, IsAWhatStringWithABuildTag) {
 }
 
 TEST(VekIdentString, IsLinkedIntoEveryProgram) {
-    // Given a program that only initializes the library, linked without unreferenced sections
+    // A program that only initializes the library, linked without unreferenced sections
     std::ifstream program(VEK_IDENT_PROGRAM, std::ios::binary);
     ASSERT_TRUE(program.is_open());
     const std::string bytes((std::istreambuf_iterator<char>(program)), std::istreambuf_iterator<char>());

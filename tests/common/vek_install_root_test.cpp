@@ -28,7 +28,7 @@ using Texts = std::vector<std::string>;
 
 const std::string None = "<none>";
 
-/// The text of a heap string, which is freed.
+/// The text of an allocated string, which is freed.
 std::string taken(char *text) {
     const vek::OwnedText owned(text);
     return owned ? owned.get() : None;
@@ -43,11 +43,11 @@ Texts taken(char **list) {
     return texts;
 }
 
-/// Makes directories below the working directory, whose path then has `length` characters, and goes there.
+/// Creates directories below the working directory and changes to the last one, whose path has `length` characters.
 void goDown(std::size_t length) {
     std::size_t now = std::strlen(vek::Owned<char>(getcwd(nullptr, 0)).get());
     while (now < length) {
-        // No component is longer than 200 characters, and the last "/" is not left alone.
+        // A component has at most 200 characters, and the last one is not empty.
         const std::size_t left = length - now - 1;
         const std::string name(left > 201 ? 199 : left, 'd');
         static_cast<void>(mkdir(name.c_str(), 0755));
@@ -56,7 +56,7 @@ void goDown(std::size_t length) {
     }
 }
 
-/// A tree for installations, in a process that has an empty environment and is not initialized.
+/// A directory for installations, in a process with an empty environment that is not initialized.
 class InstallRoot : public testing::Test {
   protected:
     InstallRoot() { test::setEnvironment({}); }
@@ -222,7 +222,7 @@ TEST_F(Discovery, TestsToolsBeforeThePlatformInEachDirectory) {
     start(box.path("inst/a/vekinfo"));
     test::faults::reset();
     EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
-    // Both below a, and the first one below inst
+    // Both markers under a, the first one under inst
     EXPECT_EQ(3, test::faults::count("stat"));
 }
 
@@ -378,7 +378,7 @@ TEST_F(Discovery, AcceptsNamesOfAnyLength) {
     install("inst");
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
         const test::Outcome outcome = test::inChild([&] {
-            // The root is far above the part of the name that is cut
+            // The truncated part of the name is far below the root
             start(box.path("inst/") + std::string(length - box.path("inst/").size(), 'x'));
             EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
             EXPECT_EQ(length < 4096 ? length : 4096,
@@ -393,7 +393,7 @@ TEST_F(Discovery, AcceptsNamesOfAnyLength) {
 
 TEST_F(Discovery, FindsNothingIfTheRootedPathIsTooLong) {
     install(".");
-    // 4097 characters fit the executable's path
+    // The path of an executable has at most 4097 characters
     const std::size_t room = 4097 - box.path().size() - 1;
     for (const std::size_t excess : {0U, 1U, 2U}) {
         const test::Outcome outcome = test::inChild([&] {
@@ -494,7 +494,7 @@ TEST_F(Streams, DoNotBlockOnATableThatIsAPipe) {
 }
 
 TEST_F(Streams, DoNotCleanTheRealPath) {
-    // Neither made rooted nor cleaned: the walk ends at its first "/".
+    // It is neither made absolute nor cleaned: the walk ends at its first "/".
     table("vekinfo a b c real/inst/tools/bin/vekinfo\n");
     start(box.path("inst/tools/bin/vekinfo"));
     EXPECT_EQ("real/inst", taken(vekGetInstallRoot()));
@@ -566,7 +566,7 @@ TEST_F(RealPath, ReadsLinesOfAtMost4095Characters) {
         const std::string path(length - fields.size(), 'p');
         EXPECT_EQ(path.substr(0, 4095 - fields.size()), in(fields + path + "\n")) << length;
     }
-    // What is behind the 4095th character is a line of its own.
+    // The text after the 4095th character is read as the next line.
     EXPECT_EQ("/r/x", in(std::string(4095, 'x') + "vekinfo a b c /r/x\n"));
 }
 
@@ -718,7 +718,7 @@ TEST_F(Queries, FromAPathAcceptEveryLength) {
     EXPECT_EQ(std::string(4096, 'n'), vekiExecutableName);
 }
 
-// --- The installation that holds a file ---
+// --- The installation that contains a file ---
 
 class FromFile : public InstallRoot {
   protected:
@@ -1027,7 +1027,7 @@ class InstPath : public InstallRoot {
         install("inst");
         start(box.path("inst/vekinfo"));
     }
-    /// The path, when it fits exactly the bytes that it needs and no fewer.
+    /// The path; checks that it fits into the bytes that it needs, and not into fewer.
     static std::string exactly(const char *sub, std::size_t length) {
         std::string buffer(length + 1, '?');
         EXPECT_EQ(0, vekGetInstPathInBuf(buffer.data(), length, sub));
@@ -1204,7 +1204,7 @@ TEST_F(InstPath, ReportsExhaustedMemory) {
 
 class ToolsPath : public InstallRoot {
   protected:
-    /// Starts in an installation whose marker and platform file say what the tests need.
+    /// Starts in an installation with the given marker and platform file.
     void startInstalled(const std::string &tools = "tools") {
         install("inst", tools);
         start(box.path("inst/vekinfo"));
@@ -1292,14 +1292,14 @@ TEST_F(ToolsPath, IsNoneForAnotherPlatform) {
         EXPECT_EQ("", capture.err());
     }
     EXPECT_STREQ("before", buffer);
-    // A failure is not kept.
+    // A failure is not stored.
     platform("lnx86\n");
     EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, ReadsAtMost15CharactersOfThePlatform) {
     startInstalled();
-    // The rest of a long first line is not read as a line of its own.
+    // The rest of a long first line is not read.
     platform(std::string(15, 'x') + "lnx86\n");
     EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
     platform("lnx86" + std::string(1000, 'x') + "\n");
@@ -1317,7 +1317,7 @@ TEST_F(ToolsPath, IsNoneWithoutARootAndPrintsNothing) {
 }
 
 TEST_F(ToolsPath, IsToolsIfThePlatformFilesPathIsTooLong) {
-    // "/tools/bin/vek_root" fits behind the root, as "/tools/bin/vek_plat.dat" does not.
+    // "/tools/bin/vek_root" fits after the root, "/tools/bin/vek_plat.dat" does not.
     for (const std::size_t size : {4074U, 4076U}) {
         const test::Outcome outcome = test::inChild([size] {
             goDown(size);

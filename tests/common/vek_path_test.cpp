@@ -112,7 +112,7 @@ TEST(VekMkRootedPath, WorksInPlace) {
 }
 
 TEST(VekMkRootedPath, FreesTheBufferWhenTheWorkingDirectoryIsUnknown) {
-    // A buffer that stays allocated is a leak, which the sanitizers report.
+    // If the buffer were not freed, the sanitizers would report a leak.
     test::faults::fail("getcwd", 1, ENOENT);
     EXPECT_EQ(nullptr, vekMkRootedPath("a", pathBlock()));
     test::faults::fail("getcwd", 1, ERANGE);
@@ -207,7 +207,7 @@ TEST(VekiCleanupRootedPath, KeepsNamesThatOnlyBeginWithDots) {
     vekiCleanupRootedPath(nullptr);
 }
 
-/// The cleaning as a rule book: one replacement at a time, always the leftmost, always in the same order.
+/// A model of the cleaning: one replacement at a time, the leftmost first, in a fixed order.
 std::string cleanedStepByStep(std::string path) {
     while (true) {
         if (const std::size_t at = path.find("//"); at != std::string::npos) {
@@ -236,7 +236,7 @@ TEST(VekiCleanupRootedPath, AgreesWithSingleReplacementsOnEveryShortPath) {
             for (int digit = 0, rest = number; digit < length; ++digit, rest /= 3) {
                 path += Alphabet[rest % 3];
             }
-            // Unrooted ones, too: their first step is never dropped.
+            // Relative ones, too: their first component is never removed.
             ASSERT_EQ(cleanedStepByStep(path), cleaned(path)) << path;
             ASSERT_EQ(cleanedStepByStep("/" + path), cleaned("/" + path)) << path;
         }
@@ -298,7 +298,7 @@ TEST_F(LineReader, ReadsALongLineInParts) {
             EXPECT_LE(std::strlen(line), 4095U);
             whole += line;
         }
-        // The pair is one only when the same part holds both.
+        // The pair is replaced only if one part contains both characters.
         EXPECT_EQ(std::string(length, 'l') + (length == 4094 ? "\r\n" : "\n"), whole) << length;
     }
 }
@@ -393,7 +393,7 @@ TEST(VekiFileExistsExecutable, RejectsOtherTypes) {
     EXPECT_EQ(0, vekiFileExistsExecutable("d"));
     EXPECT_EQ(0, vekiFileExistsExecutable("p"));
 
-    // A socket has the bit of a regular file among its type bits.
+    // The type bits of a socket include the bit of a regular file.
     const vek::OwnedDescriptor socketOwner(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address = {.sun_family = AF_UNIX, .sun_path = "s"};
     ASSERT_EQ(0, bind(socketOwner.get(), reinterpret_cast<sockaddr *>(&address), sizeof address));
@@ -453,7 +453,7 @@ TEST(CaseSensitivity, IsInsensitiveIfBothNamesAreOneFile) {
 }
 
 TEST(CaseSensitivity, FilesAreNamedAfterTheProcess) {
-    // Given that removing fails, so that the files stay to be looked at
+    // unlink() fails, so that the files remain
     test::Sandbox box;
     test::faults::failFrom("unlink", 1, EPERM);
     EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity(box.path().c_str()));
@@ -472,7 +472,7 @@ TEST(CaseSensitivity, ProbesTheNearestExistingDirectory) {
     EXPECT_EQ(Names{"f"}, box.list("d"));
     EXPECT_EQ("content", box.read("d/f"));
 
-    // That it is d which is probed shows in the names that are folded there alone.
+    // Only in d are names folded, so the result shows that d is probed.
     test::faults::makeCaseless(box.path("d"));
     EXPECT_EQ(VEK_CASE_INSENSITIVE, vekGetFilesysCaseSensitivity("d/none/x"));
     EXPECT_EQ(VEK_CASE_SENSITIVE, vekGetFilesysCaseSensitivity(box.path("none/x").c_str()));
@@ -670,7 +670,7 @@ TEST(CaseSensitivity, IsUnknownIfANameIsADirectory) {
 TEST(CaseSensitivity, AcceptsPathsOfAnyLength) {
     test::Sandbox box;
     for (const std::size_t length : {4095U, 4096U, 4097U, 200'000U}) {
-        // Steps that do not exist, below a directory that does
+        // Components that do not exist, below an existing directory
         std::string path = box.path();
         while (path.size() < length) {
             path += "/missing";

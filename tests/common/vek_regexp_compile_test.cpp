@@ -166,7 +166,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(VekRegcompHints, LaterOfTwoLiteralsOfOneLengthIsRequired) {
     const Expression expression = compile("x*ab.ab");
     ASSERT_NE(expression, nullptr);
-    // BRANCH at 1, STAR at 4 with its node at 7, then the literals at 12 and 21 around ANY at 18.
+    // BRANCH at 1, STAR at 4 with its operand at 7, literals at 12 and 21, ANY at 18.
     EXPECT_EQ(expression->regmust, &expression->program[0] + 24);
 }
 
@@ -236,7 +236,7 @@ TEST(VekRegcompError, MillionOpenGroupsAreTooMany) {
 }
 
 TEST(VekRegcompError, ProgramHasAtMost32766Bytes) {
-    // Beside the literal: the magic byte, BRANCH, the head and the NUL of EXACTLY, END.
+    // Besides the literal: the magic byte, BRANCH, the head and the NUL of EXACTLY, END.
     EXPECT_NE(compile(std::string(32766 - 11, 'x')), nullptr);
     test::Capture capture;
     EXPECT_EQ(vek_regcomp(std::string(32767 - 11, 'x').c_str()), nullptr);
@@ -272,7 +272,7 @@ TEST(VekRegerror, PrintsOnStandardErrorAndCallsNoHook) {
     EXPECT_EQ(capture.err(), "vek_regexp compilation: a %s b\n");
 }
 
-// What the syntax accepts.
+// Accepted syntax.
 
 TEST(VekRegcomp, AcceptsUnusualPatterns) {
     for (const char *pattern : {"", "|", "()", "(|a)", "a||b", "(a|)?", "^?", "$?", "]", "{}", "a^b", "a$b",

@@ -30,7 +30,7 @@ Expression compile(const std::string &pattern) {
     return expression;
 }
 
-/// The positions of the last match, as "0-3 1-2 -" and so on, without the unset groups at the end.
+/// The positions of the last match, for instance "0-3 1-2 -", without unset groups at the end.
 std::string positionsOf(const vek_regexp &expression, const char *subject) {
     std::string positions;
     std::string unset;
@@ -46,7 +46,7 @@ std::string positionsOf(const vek_regexp &expression, const char *subject) {
     return positions.empty() ? "none" : positions.substr(1);
 }
 
-/// What the match says: "no", or its positions.
+/// The result of a match: "no", or the positions of the groups.
 std::string match(const std::string &pattern, const std::string &subject) {
     const Expression expression = compile(pattern);
     const int result = vek_regexec(expression.get(), subject.c_str());
@@ -157,14 +157,14 @@ TEST(VekRegexecPositions, AreSetAgainByEachMatch) {
     EXPECT_EQ(positionsOf(*expression, subject), "1-2 - 1-2");
 }
 
-// Hints that the matcher obeys.
+// Fields that the matcher uses.
 
 TEST(VekRegexecHints, SubjectWithoutTheRequiredLiteralDoesNotMatch) {
     const Expression expression = compile("[ab]*cde");
     ASSERT_STREQ(expression->regmust, "cde");
     EXPECT_EQ(vek_regexec(expression.get(), "abcd"), 0);
     EXPECT_EQ(vek_regexec(expression.get(), "abccdcde"), 1);
-    // The literal's length counts, not its NUL.
+    // The length of the literal counts, not its NUL.
     expression->regmlen = 2;
     EXPECT_EQ(vek_regexec(expression.get(), "acde"), 1);
 }
@@ -247,7 +247,7 @@ TEST(VekRegexecLongSubject, ExhaustedMemoryInARepeatedCharacterIsReported) {
     for (int i = 0; i < 20000; ++i) {
         subject += "aab";
     }
-    // Each beginning moves the places where room is made by one step.
+    // Each prefix moves the allocations by one step.
     for (const char *pattern : {"h(a*b)*$", "hh*(a*b)*$", "gg*hh*(a*b)*$", "ff*gg*hh*(a*b)*$",
                                 "ee*ff*gg*hh*(a*b)*$", "dd*ee*ff*gg*hh*(a*b)*$"}) {
         const Expression expression = compile(pattern);
@@ -276,7 +276,7 @@ TEST(VekRegexecLongSubject, ResultsAreTheSameWithoutTheVisitedSet) {
 
 // Damage.
 
-/// What a match reports, without the prefix and the newline.
+/// The message of a match, without its prefix and newline.
 std::string reportOf(vek_regexp *expression, const char *subject) {
     const std::string prefix = "vek_regexp compilation: ";
     test::Capture capture;
@@ -325,8 +325,7 @@ TEST(VekRegexecDamage, RepetitionOfAnotherNodeIsAnInternalFoulup) {
     EXPECT_EQ(reportOf(damaged("a*", 7, 1).get(), "a"), "internal foulup");
 }
 
-/// An expression whose program fills all of the limit, and not a byte more: `head`, then one NOTHING after the other,
-/// and as many bytes of `tail` as are left over.
+/// An expression whose program has exactly the largest size: `head`, then NOTHING nodes, then the beginning of `tail`.
 Expression withoutEnd(const std::string &head, const std::string &tail) {
     std::string program(1, static_cast<char>(vek::kProgramMagic));
     program += head;
@@ -343,7 +342,7 @@ Expression withoutEnd(const std::string &head, const std::string &tail) {
 
 TEST(VekRegexecDamage, ProgramWithoutAnEndIsMemoryCorruption) {
     EXPECT_EQ(reportOf(withoutEnd("", "").get(), "abc"), "memory corruption");
-    // What STAR repeats begins inside the limit, and its literal would begin behind it.
+    // The operand of STAR begins within the limit, its literal would begin after it.
     const std::string a("\x08\0\5a\0", 5);
     const std::string star("\x0a\0\x03\x08", 4);
     EXPECT_EQ(reportOf(withoutEnd(a, star).get(), "abc"), "memory corruption");
@@ -351,7 +350,7 @@ TEST(VekRegexecDamage, ProgramWithoutAnEndIsMemoryCorruption) {
 }
 
 TEST(VekRegexecDamage, LoopThatMatchesNothingEnds) {
-    // "(^|a)?(b)+" with nothing in its loop: CLOSE 1 leads on to BACK, EXACTLY has become NOTHING twice.
+    // The operand of the loop is replaced by NOTHING: a loop that consumes no character.
     const Expression expression = compile("(.)*");
     char *program = &expression->program[0];
     ASSERT_EQ(program[13], 3);
@@ -386,7 +385,7 @@ TEST(VekRegexecDamage, RandomDamageEnds) {
     std::mt19937 random(4711);
     for (int round = 0; round < 20000; ++round) {
         const Expression expression = compile("((a|b)*c|[x-z]+(d?))+e");
-        // Opcodes and distances stay plausible, so that the damage is met on the way and not before it.
+        // Small changes of opcodes and distances, so that some damage is found only during the match.
         for (int i = 0; i < 2; ++i) {
             char &byte = (&expression->program[0])[1 + random() % 80];
             byte = static_cast<char>(byte + static_cast<int>(random() % 7) - 3);
@@ -412,7 +411,7 @@ struct LongCase {
 };
 class VekRegexecLong : public testing::TestWithParam<LongCase> {};
 
-// A search this long is decided by the position automaton, or goes on with the visited set.
+// A search this long is decided by the position automaton, or continues with the visited set.
 TEST_P(VekRegexecLong, FindsWhatIsExpected) {
     std::string subject;
     for (int i = 0; i < 2000; ++i) {
@@ -437,8 +436,8 @@ INSTANTIATE_TEST_SUITE_P(Match, VekRegexecLong,
                                          LongCase{"(aa|bb)+c|^a", "ba", "bbbbc", "4000-4005 4002-4004"},
                                          LongCase{"(a|b)*(c|d)|y", "ab", "y", "4000-4001"}));
 
-// Comparison with a plain evaluator: it walks a random tree, in the order of the rules, and knows nothing of
-// programs, hints or memories. The pattern is what the tree prints as.
+// Comparison with a model: a recursive evaluator of the syntax tree, without a node program and without optimizations. The
+// trees are random; the pattern is the printed tree.
 
 struct Piece;
 using Sequence = std::vector<Piece>;
@@ -458,7 +457,7 @@ struct Piece {
 
 class Generator {
   public:
-    /// @param repetitive  few characters and many repetitions, which makes for many ways to match
+    /// @param repetitive  few characters and many repetitions, which gives many possible matches
     Generator(unsigned seed, bool repetitive)
         : random_(seed), letters_(repetitive ? "aaaaaab" : "aaabbc*"), repetitions_(repetitive ? 4 : 2) {}
 
@@ -588,7 +587,7 @@ class Evaluator {
     Evaluator(const std::vector<Sequence> &alternatives, std::string subject)
         : alternatives_(alternatives), subject_(std::move(subject)) {}
 
-    /// "no", the positions, or "" when it would take too long.
+    /// @return "no", the positions, or "" if it would take too long
     std::string run() {
         for (std::size_t start = 0; start <= subject_.size(); ++start) {
             groups_.assign(VEK_REGEXP_GROUPS, {-1, -1});
@@ -648,7 +647,7 @@ class Evaluator {
 
     bool once(const Piece &piece, std::size_t at, const Rest &rest) {
         if (++steps_ > kStepsMax) {
-            return true; // unwinds; run() gives up
+            return true; // ends all recursion; run() returns ""
         }
         switch (piece.kind) {
         case Piece::Begin:

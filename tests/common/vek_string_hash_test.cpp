@@ -1,4 +1,4 @@
-// The hash of strings and byte runs.
+// The hash of strings and bytes.
 
 #include "common/containers/vek_string_hash.h"
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The hash once more, byte for byte and step for step: three words in an array, one row for each step.
+/// A model of the hash: byte by byte, one table row for each documented step.
 class Reference {
   public:
     static std::uint32_t of(std::string_view bytes, bool aligned) {
@@ -26,7 +26,7 @@ class Reference {
         }
         reference.add(C, 0, bytes.size());
         for (std::size_t i = 0; at + i < bytes.size(); ++i) {
-            // From byte 16 on, one place higher: the lowest byte of the third word is the length's.
+            // From byte 16 on, one byte higher: the lowest byte of the third word is the length.
             const std::size_t shift = i < 16 ? 8 * (i % 8) : 8 * (i - 15);
             reference.add(i / 8, shift, valueOf(bytes[at + i], false));
         }
@@ -115,7 +115,7 @@ struct Known {
     std::uint32_t aligned, unaligned;
 };
 
-// Worked out by hand of another program, step for step.
+// Computed with a separate program from the documented steps.
 constexpr std::array<Known, 11> kKnown = {{
     {"", 0x938575bf, 0x938575bf},
     {"a", 0xd88633ac, 0xd88633ac},
@@ -161,9 +161,9 @@ TEST(VekHashString, HashesTheEmptyStringWithOneMix) {
 }
 
 TEST(VekHashString, TreatsATailByteAbove0x7FAsNegative) {
-    // Worked out with -23 for the byte; 233 would give another value.
+    // Computed with -23 for the byte; 233 gives another value.
     EXPECT_EQ(vekHashString("\xe9"), 0x2ce76673U);
-    // In every place of the tail, whatever the alignment, behind a block and without one.
+    // At every offset of the tail and every alignment, with and without a block before it.
     for (const std::size_t before : {0U, 24U}) {
         for (std::size_t place = 0; place < 23; ++place) {
             std::string bytes = asciiText(before + place) + '\x80';
@@ -184,7 +184,7 @@ TEST(VekHashString, TreatsBlockBytesAbove0x7FAsNegativeUnlessAligned) {
         for (std::size_t offset = 1; offset < 8; ++offset) {
             const std::uint64_t unaligned = Placed(bytes, offset).hash();
             EXPECT_EQ(unaligned, Reference::of(bytes, false)) << place << " at " << offset;
-            // What a negative byte borrows from the place above it is lost above the highest one.
+            // A negative byte subtracts 1 from the next byte; the highest byte has no next one.
             EXPECT_EQ(unaligned == aligned, place % 8 == 7) << place << " at " << offset;
         }
         EXPECT_EQ(Placed(bytes, 8).hash(), aligned) << place;
@@ -209,7 +209,7 @@ TEST(VekHashString, HashesNulBytes) {
 }
 
 TEST(VekHashString, ReadsNothingAfterTheInput) {
-    // One byte more would be seen by the address sanitizer; here, by the value.
+    // Reading one byte more would change the value, and the address sanitizer would report it.
     for (std::size_t length = 0; length <= 50; ++length) {
         const std::string text = asciiText(length);
         const std::vector<char> exact(text.begin(), text.end());
@@ -219,7 +219,7 @@ TEST(VekHashString, ReadsNothingAfterTheInput) {
 }
 
 TEST(VekHashString, HashesTheLengthOfTheWholeInput) {
-    // Blocks and tails of zeros add nothing: only the length tells these apart.
+    // Zeros add nothing: these inputs differ in their length only.
     const std::string zeros(96, '\0');
     for (std::size_t length = 1; length <= zeros.size(); ++length) {
         EXPECT_EQ(vekHashStringLen(zeros.data(), length), Reference::of(zeros.substr(0, length), true));

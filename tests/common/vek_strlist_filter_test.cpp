@@ -12,7 +12,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-/// A string list of the library's.
+/// A string list that is freed at the end of its scope.
 class List {
   public:
     List() = default;

@@ -16,7 +16,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-/// Takes over a heap string of the library.
+/// Frees an allocated string at the end of its scope.
 std::string take(char *text) {
     if (text == nullptr) {
         return "(null)";
@@ -34,7 +34,7 @@ Strings contentOf(char **list) {
     return strings;
 }
 
-/// A list with its two counters, as its owner keeps them.
+/// A list with its two counters.
 struct CountedList {
     char **list = nullptr;
     int count = 0;
@@ -53,7 +53,7 @@ struct CountedList {
     }
 };
 
-/// Collects what is reported while it lives.
+/// Collects reported messages while in scope.
 class Reports {
   public:
     Reports() {
@@ -229,7 +229,7 @@ TEST(VekFastAddToStrlist, NullStringIsNotCounted) {
 
 TEST(VekFastAddToStrlist, FailedCopyLeavesListAndCounters) {
     CountedList strings;
-    strings.fill(3); // the next string but one needs a larger list
+    strings.fill(3); // the fifth string needs a larger list
     test::faults::failAllocation(1);
     EXPECT_EQ(vekFastAddToStrlist(strings.list, "x", &strings.count, &strings.size), nullptr);
     EXPECT_EQ(strings.count, 3);

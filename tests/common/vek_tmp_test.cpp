@@ -37,7 +37,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// The clock of this process, once a test has set it.
+/// The clock of this process, if a test has set it.
 struct {
     bool stands;
     timeval time;
@@ -74,7 +74,7 @@ void stopClock(time_t seconds, suseconds_t microseconds) {
     clockOfTest.time = {.tv_sec = seconds, .tv_usec = microseconds};
 }
 
-/// What the standing clock makes of a run of `count` "X": characters drawn from right to left.
+/// The characters that replace a run of `count` "X" at the stopped clock's time, from right to left.
 std::string firstRun(std::size_t count) {
     unsigned seed = (static_cast<uint32_t>(clockOfTest.time.tv_usec) << 7U) ^
                     static_cast<uint32_t>(clockOfTest.time.tv_sec) ^ static_cast<uint32_t>(getpid());
@@ -85,7 +85,7 @@ std::string firstRun(std::size_t count) {
     return run;
 }
 
-/// Stops the clock at a time that makes `wanted` of the first run.
+/// Stops the clock at a time for which the first run becomes `wanted`.
 std::string runThat(const std::function<bool(const std::string &)> &wanted, std::size_t count) {
     for (suseconds_t at = 0;; ++at) {
         stopClock(1'700'000'000, at);
@@ -103,7 +103,7 @@ bool isRun(const std::string &text, std::size_t count) {
     return text.size() == count && text.find_first_not_of(kDigits) == std::string::npos;
 }
 
-/// What a call came to: its result, `errno` after a failure (0 after a success), and the template.
+/// The result of a call, `errno` after a failure (otherwise 0), and the template.
 struct Made {
     int result;
     int error;
@@ -120,7 +120,7 @@ std::ostream &operator<<(std::ostream &out, const Made &made) {
 enum class Mode { File, Directory, Test };
 constexpr std::array<Mode, 3> kModes = {Mode::File, Mode::Directory, Mode::Test};
 
-/// Runs the generator in a heap buffer of just the template's size.
+/// Runs the generator in an allocated buffer of exactly the template's size.
 Made make(Mode mode, const std::string &nameTemplate, int suffixLen = 0) {
     std::vector<char> name(nameTemplate.c_str(), nameTemplate.c_str() + nameTemplate.size() + 1);
     int descriptor = 12345;
@@ -152,7 +152,7 @@ mode_t modeOf(const std::string &path) {
     return status.st_mode;
 }
 
-/// `begin` and a path of components behind it that do not exist, `size` characters in all.
+/// `begin`, followed by components that do not exist, `size` characters in all.
 std::string pathOfLength(const std::string &begin, std::size_t size) {
     std::string path = begin;
     while (path.size() < size) {
@@ -280,7 +280,7 @@ TEST(GetTemp, PrintsNothingElse) {
     EXPECT_EQ("", capture.out() + capture.err());
 }
 
-// --- The generator: names that are taken ---
+// --- The generator: existing names ---
 
 TEST(GetTemp, CountsUpTheLeftmostCharacterFirst) {
     for (const Mode mode : kModes) {
@@ -309,7 +309,7 @@ TEST(GetTemp, CarriesIntoTheNextCharacter) {
 }
 
 TEST(GetTemp, SixCharactersAreCountedUpUntilANameIsNew) {
-    // Given the first name and the fifty that come behind it
+    // The first name and the fifty after it exist
     test::Sandbox box;
     std::string run = runThatBeginsWith("z", 6);
     for (int i = 0; i < 51; ++i) {
@@ -320,7 +320,7 @@ TEST(GetTemp, SixCharactersAreCountedUpUntilANameIsNew) {
         }
         run[at] = kDigits[kDigits.find(run[at]) + 1];
     }
-    // Then the next one is made
+    // The next one is created
     EXPECT_EQ(madeAs("f" + run), make(Mode::File, "fXXXXXX"));
     EXPECT_TRUE(box.exists("f" + run));
 }
@@ -331,7 +331,7 @@ TEST(GetTemp, EndsAfterTheLastName) {
     for (std::size_t at = kDigits.find('s'); at < kDigits.size(); ++at) {
         box.file(std::string("f") + kDigits[at] + "a", "");
     }
-    // The names before the first one are free, but never visited; the suffix never changes.
+    // The names before the first one do not exist, but are not tried; the suffix never changes.
     for (const Mode mode : kModes) {
         EXPECT_EQ((Made{0, EEXIST, "f0a"}), make(mode, "fXa", 1));
     }
@@ -413,7 +413,7 @@ TEST(GetTemp, TestsNoDirectoryForANameWithoutOne) {
         EXPECT_EQ(1, make(mode, "fXXXXXX").result);
         EXPECT_EQ(0, faults::count("stat"));
     }
-    // A "/" in the suffix says nothing about the directory of the name.
+    // A "/" in the suffix does not end the directory part.
     EXPECT_EQ(ENOENT, make(Mode::File, "gXXXXXX/x", 2).error);
     EXPECT_EQ(ENOENT, make(Mode::Directory, "gXXXXXX/x", 2).error);
     EXPECT_EQ(0, faults::count("stat"));
@@ -426,7 +426,7 @@ TEST(GetTemp, TestsNoDirectoryForANameThatIsOnlyTested) {
     EXPECT_EQ(0, faults::count("stat"));
 }
 
-// --- The generator: what it creates ---
+// --- The generator: files and directories ---
 
 TEST(GetTemp, CreatesADirectoryWithMode0700) {
     test::Sandbox box;
@@ -471,7 +471,7 @@ TEST(GetTemp, FailsIfNothingCanBeCreated) {
         EXPECT_EQ(EACCES, make(Mode::File, "closed/d/fXXXXXX").error);
     });
     EXPECT_EQ(Names{}, box.list("d"));
-    // A working directory that is gone
+    // A working directory that was removed
     box.directory("gone");
     ASSERT_EQ(0, chdir("gone"));
     ASSERT_EQ(0, rmdir(box.path("gone").c_str()));
@@ -490,7 +490,7 @@ TEST(GetTemp, AcceptsTemplatesOfAnyLength) {
             EXPECT_EQ(ENAMETOOLONG, make(mode, std::string(length, 'n')).error) << length;
         }
     }
-    // The longest path that the system takes
+    // The longest path that the system accepts
     EXPECT_EQ(1, make(Mode::Test, pathOfLength("/none-of-vek", 4094) + "X").result);
     EXPECT_EQ(ENAMETOOLONG, make(Mode::Test, pathOfLength("/none-of-vek", 4095) + "X").error);
     EXPECT_EQ(ENOENT, make(Mode::File, pathOfLength("/none-of-vek", 4095) + "X").error);
@@ -558,12 +558,12 @@ TEST(VekMkstemp, FailsWithTheErrorAndCreatesNothing) {
 }
 
 TEST(VekMkstemp, FailsIfAllNamesExist) {
-    // Given a file system on which not even an empty file fits
+    // A file system without space for an empty file
     test::onSmallFilesystem(16384, [](const std::string &directory) {
         ASSERT_EQ(0, mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT, "nr_inodes=2"));
         const vek::OwnedDescriptor last(open((directory + "/last").c_str(), O_WRONLY | O_CREAT, 0644));
         ASSERT_TRUE(last.valid());
-        // Then no name is taken, and the next directory is chosen
+        // No name exists, and the next directory is used
         for (const Mode mode : {Mode::File, Mode::Directory}) {
             EXPECT_EQ(ENOSPC, make(mode, directory + "/fXXXXXX").error);
         }
@@ -725,7 +725,7 @@ TEST(VekTempnam, ReturnsAStringOf4096Bytes) {
 
 TEST(VekTempnam, TruncatesThePathAfter4095Characters) {
     stopClock(1'700'000'000, 123'460);
-    // Directories that do not exist, so that every name is free
+    // Directories that do not exist, so that no name exists
     for (std::size_t length = 4080; length <= 4100; ++length) {
         const std::string directory = pathOfLength("/none-of-vek", length);
         const std::string whole = directory + "/pre";
@@ -744,7 +744,7 @@ TEST(VekTempnam, ReturnsNoTruncatedPathThatExists) {
         root += "./";
     }
     EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam(root.c_str(), "p")));
-    // The default directory has room for a long prefix as well.
+    // A long prefix fits in the default directory, too.
     const std::string prefix = root.substr(1);
     errno = 0;
     EXPECT_EQ(nullptr, vek_tempnam(nullptr, prefix.c_str()));
@@ -789,7 +789,7 @@ TEST(VekMkUniqueFilePath, LeavesTheBufferUnchangedAfterAFailure) {
 
 // --- vekGetTmpDir ---
 
-/// The answer in a heap string, and then in the caller's buffer; both must agree.
+/// The result as a new string and in a buffer; checks that they are equal.
 std::string tmpDir() {
     std::string allocated = taken(vekGetTmpDir(nullptr));
     std::vector<char> buffer(4096, '?');
@@ -843,7 +843,7 @@ TEST(VekGetTmpDir, ReturnsValuesUnchanged) {
     EXPECT_EQ("d/../d/", tmpDir());
     test::setEnvironment({{"VEK_TMP_DIR", "$TEMPDIR"}});
     EXPECT_EQ("$TEMPDIR", tmpDir());
-    // What can be written counts, also when it is no directory.
+    // A writable file is returned, too.
     test::setEnvironment({{"VEK_TMP_DIR", "file"}});
     EXPECT_EQ("file", tmpDir());
     EXPECT_EQ("kept", box.read("file"));

@@ -16,7 +16,7 @@ using Links = vek::WalkGuard::Links;
 constexpr DirectoryIdentity kTop = {1, 1};
 constexpr DirectoryIdentity kBelow = {1, 2};
 
-/// How many ways are allowed when `links` of them are different links.
+/// The number of ways that are allowed with `links` different links.
 std::uint64_t allowedWays(WalkGuard &guard, std::uint64_t links) {
     std::uint64_t ways = 0;
     while (guard.countWay(ways < links ? Links::New : Links::ReadBefore)) {

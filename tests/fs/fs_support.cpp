@@ -19,7 +19,7 @@ struct {
     int freed = 0;
     bool replaced = false;
     int error = 0;
-    // Longer than the system's own record, as the entries of some file systems are.
+    // Longer than struct dirent: some file systems have longer names.
     alignas(dirent) char record[offsetof(dirent, d_name) + 8192] = {};
 } state;
 

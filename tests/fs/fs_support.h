@@ -25,7 +25,7 @@ class Spec {
     vekFSSpec *spec_ = nullptr;
 };
 
-/// What the code under test has taken from malloc() and open() and not given back since this was made.
+/// Counts the allocations and descriptors that were created and not released since its construction.
 class Balance {
   public:
     Balance();
@@ -38,11 +38,11 @@ class Balance {
     int open_;
 };
 
-/// Runs `attempt` with its first, second, ... allocation failing, until it succeeds. Expects each failure to
-/// be ENOMEM and to leave nothing behind. @return how many allocations failed
+/// Runs `attempt` with its first, second, ... allocation failing, until it succeeds. Expects that each failure is
+/// ENOMEM and that everything is released. @return the number of failed allocations
 int failEveryAllocation(const std::function<int()> &attempt);
 
-/// The next readdir() gives an entry of this name and type, whatever the directory holds.
+/// The next readdir() returns an entry with this name and type.
 void nextEntry(const std::string &name, unsigned char type);
 
 /// The next readdir() fails with this error.

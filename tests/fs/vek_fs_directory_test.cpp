@@ -16,7 +16,7 @@
 
 namespace {
 
-/// The directory operations of each implementation, and the helpers that both are made of.
+/// The directory operations of each implementation, and the native functions that they use.
 struct Interface {
     const char *name;
     test::Spec::Maker makeSpec;
@@ -41,7 +41,7 @@ class Directory : public ::testing::TestWithParam<Interface> {
         EXPECT_EQ(needed, std::strlen(name.data()) + 1);
         return name.data();
     }
-    /// All names up to a clean end, sorted.
+    /// All names, sorted; checks that the end is no error.
     static std::vector<std::string> names(vekFSDir *directory) {
         std::vector<std::string> all;
         vekFSDirent *entry = nullptr;
@@ -72,7 +72,7 @@ TEST_P(Directory, ReturnsEveryEntryAndThenNull) {
     box.file("d/one", "").directory("d/two").link("d/three", "nowhere");
     const test::Spec spec("d", GetParam().makeSpec);
     vekFSDir *const directory = open(spec);
-    // What an earlier call left in errno must not turn the end of the directory into an error.
+    // An old value of errno must not make the end of the directory an error.
     errno = EIO;
     EXPECT_EQ(names(directory), (std::vector<std::string>{".", "..", "one", "three", "two"}));
     vekFSDirent *entry = nullptr;
@@ -270,7 +270,7 @@ TEST_P(Directory, FailedCloseFreesNothingAndASecondOneEverything) {
     ASSERT_EQ(GetParam().read(directory, &entry), 0);
     const std::string name = nameOf(entry);
     const int taken = balance.allocations();
-    // The stream's descriptor is taken away from under it.
+    // close() of the stream's descriptor, so that closedir() fails.
     ::close(dirfd(directory->stream));
 
     EXPECT_EQ(GetParam().close(directory), EBADF);

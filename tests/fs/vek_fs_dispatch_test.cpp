@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The arguments of the slot that was called last, as numbers.
+/// The arguments of the last slot call, as numbers.
 std::vector<std::uint64_t> received;
 
 template <typename Argument>
@@ -24,7 +24,7 @@ std::uint64_t asNumber(Argument argument) {
     }
 }
 
-/// The status of a slot: none that an operation gives by itself.
+/// The status that a slot returns: one that no generic function returns itself.
 constexpr int statusOfSlot(int number) {
     return 1000 + number;
 }
@@ -67,7 +67,7 @@ constexpr vekFSIODef empty = {.name = "empty",
                               .closedir = nullptr,
                               .getDirentName = nullptr};
 
-/// One object of each kind, all of one specifier, and a place for every result.
+/// One object of each kind, all of one specifier, and a variable for each result.
 class Dispatch : public ::testing::Test {
   protected:
     Dispatch() { file.descriptor = -1; }
@@ -79,8 +79,8 @@ class Dispatch : public ::testing::Test {
         record.spec = to;
     }
 
-    /// Expects the operation to give the slot what it was given, to give -4 when the slot is empty, and 22
-    /// when an argument is null: with that slot, with an empty one, and natively.
+    /// Expects that the operation passes its arguments to the slot, returns VEK_FS_NOT_SUPPORTED if the slot is empty, and
+    /// EINVAL if an argument is null: with that slot, with an empty one, and natively.
     template <typename... Parameters>
     void expectSlot(int number, int (*operation)(Parameters...),
                     std::type_identity_t<Parameters>... arguments) {

@@ -190,7 +190,7 @@ TEST_F(NativeFile, FailedCloseFreesNothingAndASecondOneEverything) {
     EXPECT_EQ(balance.allocations(), taken);
     EXPECT_EQ(balance.descriptors(), 0);
     EXPECT_STREQ(file->spec->path, "file");
-    // The number may be another file's by now: it is neither used nor closed again.
+    // The number can be another file's by now: it must be neither used nor closed again.
     const int other = ::open("file", O_RDONLY | O_CLOEXEC);
     ssize_t count = 0;
     char byte = 0;

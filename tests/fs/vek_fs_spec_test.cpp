@@ -115,7 +115,7 @@ TEST_P(EverySpecifier, AcceptsPathsOfAnyLength) {
 
 TEST_P(EverySpecifier, ReturnsENAMETOOLONGIfTheSystemDoes) {
     for (const size_t length : {4095U, 4096U, 4097U}) {
-        // "././..." names the working directory at any length.
+        // "././..." is the working directory, at any length.
         std::string path;
         while (path.size() < length) {
             path += path.size() % 2 == 0 ? '.' : '/';

@@ -45,12 +45,12 @@ class StdioFile : public ::testing::Test {
     test::Sandbox box;
 };
 
-/// What a mode lets a file do: "a+" and the like, told by their effect.
+/// The effect of opening flags on a file.
 class Opening : public StdioFile {
   protected:
     enum class Kind { Existing, Missing };
 
-    /// Opens "file" (content "old"), writes "new", and tells the content then; or the status of the opening.
+    /// Opens "file" (content "old") and writes "new". @return the content afterwards, or the status of the open
     std::string afterWriting(int flags, Kind kind) {
         unlink("file");
         if (kind == Kind::Existing) {
@@ -68,7 +68,7 @@ class Opening : public StdioFile {
         EXPECT_EQ(vekFS_close(file), 0);
         return box.read("file") + (written == 0 ? "" : ", write " + std::to_string(written));
     }
-    /// Whether a file opened so can be read.
+    /// @return whether a file that is opened with these flags can be read
     bool reads(int flags) {
         box.file("file", "old!!");
         vekFSFile *const file = open("file", flags);

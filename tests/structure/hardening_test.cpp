@@ -1,4 +1,4 @@
-// What an optimized build must have beyond working code (cmake/Hardening.cmake), read from the files themselves.
+// Properties of an optimized build (cmake/Hardening.cmake), read from its files.
 
 #include <iterator>
 #include <regex>
@@ -35,7 +35,7 @@ Names namesIn(const std::string &text) {
     return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
 }
 
-// The functions that a file takes from the C library.
+// The functions that a file imports from the C library.
 std::string importsOf(const std::string &file) {
     return outputOf({"nm", "--dynamic", "--undefined-only", "--format=just-symbols", file});
 }
@@ -61,7 +61,7 @@ TEST_P(Hardening, FunctionsCheckTheirStackAndBuffers) {
 }
 
 TEST_P(Hardening, LargeFramesTouchEachPage) {
-    // With -fstack-clash-protection a frame grows by one page at a time, and each page is written to.
+    // -fstack-clash-protection: a frame grows by one page at a time, and each page is touched.
     const std::string code = outputOf({"objdump", "--disassemble", "--no-show-raw-insn", GetParam()});
     const std::size_t pages = countOf(R"(sub +\$0x1000,%rsp)", code);
     EXPECT_GT(pages, 0U);
@@ -76,8 +76,8 @@ TEST(HardeningOfTheTool, IsPositionIndependent) {
 }
 
 TEST(HardeningOfTheArchive, EveryObjectHasControlFlowProtection) {
-    // Of the objects and not of the linked files: the linker drops the note where the C library's own start-up
-    // objects lack it, as those of Debian 12 do.
+    // In the objects, not in the linked files: the linker removes the note if the C library's start-up objects lack it, like
+    // those of Debian 12.
     const std::string notes = outputOf({"readelf", "--wide", "--notes", VEK_TEST_ARCHIVE});
     const std::size_t objects = countOf(R"((^|\n)File: )", notes);
     EXPECT_GT(objects, 0U);
@@ -85,7 +85,7 @@ TEST(HardeningOfTheArchive, EveryObjectHasControlFlowProtection) {
 }
 
 TEST(HardeningOfTests, FaultPointsApplyToTheCheckedFunctions) {
-    // _FORTIFY_SOURCE turns read() into __read_chk(), which needs a --wrap of its own to meet the fault point.
+    // _FORTIFY_SOURCE turns read() into __read_chk(), so the fault point needs a --wrap of that name, too.
     const Names defined =
         namesIn(outputOf({"nm", "--defined-only", "--format=just-symbols", VEK_TEST_FAULTY_TESTS}));
     EXPECT_TRUE(defined.contains("__wrap_read"));

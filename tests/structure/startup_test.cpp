@@ -13,7 +13,7 @@ std::string outputOf(const std::vector<std::string> &arguments) {
     return outcome.out;
 }
 
-// The shared libraries that a file asks the loader for.
+// The shared libraries that a file needs (DT_NEEDED).
 std::vector<std::string> neededBy(const std::string &file) {
     static const std::regex needed(R"(\(NEEDED\)[^\[]*\[([^\]]*)\])");
     const std::string dynamic = outputOf({"readelf", "--wide", "--dynamic", file});
@@ -24,7 +24,7 @@ std::vector<std::string> neededBy(const std::string &file) {
     return names;
 }
 
-// How many functions run before main(), or when the library is loaded, as one array of them says.
+// The number of functions in an array of functions that run before main(), or when the library is loaded.
 std::size_t functionsIn(const std::string &array, const std::string &file) {
     const std::regex header(R"(\s)" + array + R"(\s+\S+\s+[0-9a-f]+\s+[0-9a-f]+\s+([0-9a-f]+))");
     const std::string sections = outputOf({"readelf", "--wide", "--section-headers", file});
@@ -33,7 +33,7 @@ std::size_t functionsIn(const std::string &array, const std::string &file) {
                                                       : 0;
 }
 
-// The C run-time's own entry, which every program linked by this compiler has.
+// The entry of the C run-time, which every program has.
 constexpr std::size_t CompilersOwn = 1;
 
 class Startup : public ::testing::TestWithParam<const char *> {};

@@ -1,4 +1,4 @@
-// One version in all places that state it: the build, the header, and both changelogs.
+// The version is the same in the build, the header and both changelogs.
 
 #include "common/base/vek_version.h"
 

@@ -14,7 +14,7 @@
 #include "tests/support/child.h"
 #include "tests/support/real_calls.h"
 
-// Present in a sanitizer build only: its reports must not drown in the capture when the process dies.
+// Present in a sanitizer build only: its reports must not be captured when the process ends.
 extern "C" void __sanitizer_set_report_fd(void *descriptor) __attribute__((weak));
 
 namespace test {

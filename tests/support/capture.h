@@ -5,8 +5,8 @@
 
 namespace test {
 
-/// Catches what this process and its children write to standard output and standard error while it lives,
-/// at the level of the descriptors. When the test has failed, what was caught is written out at the end.
+/// Redirects standard output and standard error of this process and its children to files while in scope. If the test has
+/// failed, the captured text is printed at the end.
 class Capture {
   public:
     Capture();
@@ -14,10 +14,10 @@ class Capture {
     Capture(const Capture &) = delete;
     Capture &operator=(const Capture &) = delete;
 
-    /// Everything that came to standard output so far, after a flush.
+    /// Everything that was written to standard output so far, after a flush.
     [[nodiscard]] std::string out();
 
-    /// Everything that came to standard error so far.
+    /// Everything that was written to standard error so far.
     [[nodiscard]] std::string err();
 
   private:

@@ -9,8 +9,8 @@
 
 namespace test {
 
-/// A directory below which letter case does not count: names there are folded to lower case on their way
-/// to the system. Allocates nothing and makes no call that has a fault point, so that it serves inside them.
+/// A simulated case-insensitive directory: names below it are folded to lower case before a system call. It is used in
+/// fault points, so it allocates nothing and makes no call that has a fault point.
 class CaselessDirectory {
   public:
     /// `directory` is absolute, without a final "/"; null or "" for none.
@@ -23,7 +23,7 @@ class CaselessDirectory {
         }
     }
 
-    /// `path` itself, or its folded form in `room` (2 * PATH_MAX bytes) when it lies in the directory.
+    /// @return `path`, or its folded form in `room` (2 * PATH_MAX bytes) if it is in the directory
     const char *fold(const char *path, char *room) const {
         if (length_ == 0 || path == nullptr || *path == '\0') {
             return path;

@@ -51,7 +51,7 @@ std::string obstacle() {
     return outcome.status == 0 ? "" : "no mount namespaces";
 }
 
-/// Runs a program to its end in this environment. @return its exit status
+/// Runs a program in this environment and waits for it. @return its exit status
 int runToEnd(const std::vector<std::string> &command) {
     const Outcome outcome = run(command, {.environment = {{"PATH", "/usr/sbin:/usr/bin:/sbin:/bin"}}});
     if (outcome.status != 0) {
@@ -66,7 +66,7 @@ bool isMounted(const std::string &directory) {
     return statfs(directory.c_str(), &status) == 0 && status.f_type == FUSE_SUPER_MAGIC;
 }
 
-/// The process that serves the file system, which ends when it is unmounted.
+/// The server process of the file system; it ends after umount().
 class Server {
   public:
     Server(const std::string &image, const std::string &directory) : directory_(directory), process_(fork()) {

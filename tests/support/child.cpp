@@ -28,7 +28,7 @@
 
 // Present in a sanitizer build only.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
-// Present in a build that counts coverage: writes the counts, which _exit() would lose.
+// Present in a build that counts coverage: writes the counts, because _exit() does not.
 extern "C" void __gcov_dump() __attribute__((weak));
 
 namespace test {
@@ -72,7 +72,7 @@ struct Pipe {
     void closeReader() { closeEnd(reader); }
     void closeWriter() { closeEnd(writer); }
 
-    // Takes what has come; the reader is closed at the end of the stream.
+    // Reads what is available; closes the reader at the end of the stream.
     void drain() {
         std::array<char, 65536> buffer;
         while (reader >= 0) {
@@ -109,7 +109,7 @@ void becomeUser(uid_t uid) {
     if (setgroups(0, nullptr) != 0 || setresgid(gid, gid, gid) != 0 || setresuid(uid, uid, uid) != 0) {
         fail("becoming another user");
     }
-    // Another user's process cannot be inspected, not even by its own leak check, until it says so.
+    // After a change of the user, the leak check cannot inspect the process without this.
     prctl(PR_SET_DUMPABLE, 1);
 }
 
@@ -122,11 +122,11 @@ void enter(const ChildOptions &options) {
     }
 }
 
-// Set in a child whose body has failed: its test result is not the one that gtest knows.
+// Set in a child whose body has failed.
 bool bodyFailed = false;
 
-// Takes the place of the child's test result and sends its failures to the parent, at once, so that none is
-// lost when the child dies: "<line>\0<file>\0<message>\0" each.
+// Replaces the test result reporter of the child and sends each failure to the parent immediately, so that none is
+// missing if the child ends abnormally: "<line>\0<file>\0<message>\0" each.
 class FailureSender : public ::testing::ScopedFakeTestPartResultReporter {
   public:
     explicit FailureSender(int descriptor)
@@ -188,7 +188,7 @@ int bodyStatus(const std::function<int()> &body) {
     return BodyThrew;
 }
 
-// Under a limit, files of counts would be cut, or the child ended.
+// Under a file size limit, writing the counts would fail or end the child.
 bool filesMayGrow() {
     rlimit limit = {};
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY;
@@ -231,7 +231,7 @@ std::vector<std::string> variablesFor(const ChildOptions &options) {
         variables.emplace_back("LD_PRELOAD=" VEK_TEST_PRELOAD_FAULTS);
     }
 #ifdef VEK_TEST_SANITIZE
-    // A status of its own, since the tool's failures end with the sanitizers' default.
+    // A separate status: the default of the sanitizers is also the tool's status for failures.
     variables.emplace_back("ASAN_OPTIONS=exitcode=86:verify_asan_link_order=0:allocator_may_return_null=1");
     variables.emplace_back("UBSAN_OPTIONS=print_stacktrace=1");
 #endif
@@ -259,7 +259,7 @@ struct Pipes {
     Pipe failures;
 };
 
-// Follows the child until it has ended or must be ended.
+// Reads from the child until it ends or its time is over.
 Outcome follow(pid_t child, Pipes &pipes, const ChildOptions &options) {
     Outcome outcome;
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(options.timeoutMs);
@@ -281,7 +281,7 @@ Outcome follow(pid_t child, Pipes &pipes, const ChildOptions &options) {
         outcome.tooMuchOutput = pipes.out.content.size() + pipes.err.content.size() > options.outputLimit;
     }
     __real_close(ended);
-    // What the child has left behind goes with it.
+    // Kill the remaining processes of the child's group.
     kill(-child, SIGKILL);
     kill(child, SIGKILL);
     int status = 0;

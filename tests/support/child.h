@@ -27,34 +27,32 @@ struct ChildOptions {
     Environment environment = {};
     /// The working directory; "" for the current one.
     std::string directory = {};
-    /// The user and group to become; nothing when the suite does not run as root.
+    /// The user and group of the child; ignored if the tests do not run as root.
     std::optional<uid_t> uid = {};
-    /// run() only: load the fault points of preload_faults.cpp into the program; the variables that drive
-    /// them belong into `environment`.
+    /// run() only: preload the fault points of preload_faults.cpp; their variables belong into `environment`.
     bool preload = false;
     int timeoutMs = 10000;
     std::size_t outputLimit = std::size_t{64} << 20;
-    /// run() only: the file to execute, when it is not the first argument.
+    /// run() only: the file to execute, if it is not the first argument.
     std::string executable = {};
 };
 
-/// The user and group that tests drop to.
+/// The user and group of unprivileged children.
 constexpr uid_t UnprivilegedId = 65534;
 
-/// Runs `body` in a forked child; what it returns is the exit status. Failed expectations in it become
-/// failures of the running test, an exception or a leak (sanitizer build) does, too. A child that lives
-/// longer than allowed is killed with all of its own children.
+/// Runs `body` in a forked child; its result is the exit status. Failed expectations, exceptions and leaks (sanitizer
+/// build) in the child are failures of the running test. After the time limit the child is killed with its children.
 Outcome inChild(const std::function<int()> &body, const ChildOptions &options = {});
 
-/// Executes a program, found along PATH when its name has no "/", with standard input from /dev/null.
-/// The status is 127 when it cannot be executed.
+/// Executes a program with standard input from /dev/null. A name without "/" is searched along PATH. The status is 127 if
+/// it cannot be executed.
 Outcome run(const std::vector<std::string> &arguments, const ChildOptions &options = {});
 
-/// Runs `body` in a child that has become an unprivileged user, and makes its failures, or its death, those
-/// of the running test. When the suite itself is not run by root, the child stays the same user.
+/// Runs `body` in a child as an unprivileged user. Its failures and an abnormal end are failures of the running test. If
+/// the tests do not run as root, the user does not change.
 void asUnprivileged(const std::function<void()> &body);
 
-/// Gives up root for UnprivilegedId for good; for bodies that run in a child. Nothing for any other user.
+/// Changes permanently from root to UnprivilegedId; to be called in a child. No effect for other users.
 void becomeUnprivileged();
 
 /// Whether the running test has failed so far; in a child, whether its body has.

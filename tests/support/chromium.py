@@ -12,7 +12,7 @@ from selenium import webdriver
 from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
 
-# No sandbox: as root there is none. The rest keeps the browser from asking the network for anything.
+# As root, the browser has no sandbox. The other options prevent network access.
 FLAGS = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
 --disable-component-update --disable-sync --window-size=1280,900""".split()
 
@@ -26,7 +26,7 @@ def start(profile: pathlib.Path, **preferences: int) -> webdriver.Chrome:
     options.add_argument(f"--user-data-dir={profile}")
     options.add_experimental_option("prefs", preferences)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    # The browser writes to the home directory, which may be one that a test needs to be missing.
+    # The browser writes to the home directory, which can be missing in a test.
     service = Service("/usr/bin/chromedriver", env={**os.environ, "HOME": str(profile)})
     return webdriver.Chrome(service=service, options=options)
 

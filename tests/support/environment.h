@@ -10,7 +10,7 @@ namespace test {
 /// The variables of a process, each a name and its value.
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
-/// Makes `variables` the whole environment of this process: what it does not list is gone.
+/// Sets the environment of this process to exactly `variables`.
 void setEnvironment(const Environment &variables);
 
 } // namespace test

@@ -78,15 +78,15 @@ constexpr std::array<std::string_view, 41> pointNames = {
 };
 static_assert(pointNames.size() == static_cast<std::size_t>(Point::Nanosleep) + 1);
 
-/// Atomic: worker threads of the code under test make calls, too.
+/// Atomic, because worker threads of the code under test make calls, too.
 struct PointState {
     std::atomic<int> calls;
-    std::atomic<int> failAt; // the number of the call that fails, 0 for none
+    std::atomic<int> failAt; // the number of the call that fails; 0 for none
     std::atomic<int> error;
     std::atomic<bool> andAfter;
 };
 
-// Initialized at compile time: the first calls come before any constructor has run.
+// Initialized at compile time: the first calls happen before any constructor runs.
 constinit struct {
     std::array<PointState, pointNames.size()> points = {};
     std::size_t writeLimit = 0;
@@ -123,7 +123,7 @@ void arm(PointState &point, int nth, int error, bool andAfter) {
     point.andAfter = andAfter;
 }
 
-// Counts a call; true, with errno set, when it is to fail.
+// Counts a call. Returns true, with errno set, if it must fail.
 bool fails(Point which) {
     PointState &point = at(which);
     const int call = ++point.calls;
@@ -148,7 +148,7 @@ class Folded {
     const char *path_;
 };
 
-// One test's faults are not the next one's, also when a test executable runs all of its tests in one process.
+// Resets all faults when a test begins, because one process can run several tests.
 class ResetBetweenTests : public ::testing::EmptyTestEventListener {
     void OnTestStart(const ::testing::TestInfo & /*info*/) override { reset(); }
     void OnTestEnd(const ::testing::TestInfo & /*info*/) override { reset(); }
@@ -262,7 +262,7 @@ int __wrap_asprintf(char **text, const char *format, ...) {
     return result;
 }
 
-// The forms of a hardened build. (`flag` asks for checks of the format.)
+// The functions of a hardened build. `flag` enables checks of the format.
 int __wrap___vasprintf_chk(char **text, int /*flag*/, const char *format, va_list arguments) {
     return __wrap_vasprintf(text, format, arguments);
 }
@@ -380,7 +380,7 @@ int __wrap_fallocate(int descriptor, int mode, off_t offset, off_t size) {
 }
 
 int __wrap_posix_fallocate(int descriptor, off_t offset, off_t size) {
-    // This one hands its error back and leaves errno alone.
+    // posix_fallocate() returns its error and does not change errno.
     const int before = errno;
     if (!fails(Point::PosixFallocate)) {
         return __real_posix_fallocate(descriptor, offset, size);
@@ -464,7 +464,7 @@ int __wrap_clock_gettime(clockid_t clock, struct timespec *now) {
     return result;
 }
 
-// Every command that the code under test uses has an integer or a pointer as its argument.
+// The commands that the code under test uses have an integer or a pointer argument.
 int __wrap_fcntl(int descriptor, int command, ...) {
     va_list arguments;
     va_start(arguments, command);

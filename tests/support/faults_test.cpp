@@ -20,7 +20,7 @@ namespace faults = test::faults;
 
 namespace {
 
-// The compiler may drop an allocation that nobody looks at.
+// The compiler can remove an unused allocation.
 bool allocates() {
     void *volatile const block = std::malloc(8);
     std::free(block);
@@ -154,7 +154,7 @@ TEST(Faults, EveryPointFails) {
     EXPECT_EQ(getpwnam("root"), nullptr);
     EXPECT_EQ(access("/", F_OK), -1);
 
-    // Nothing of it was done.
+    // The call had no effect.
     EXPECT_EQ(box.list(), (std::vector<std::string>{"descriptor", "stream"}));
     EXPECT_EQ(box.read("descriptor"), "");
     EXPECT_EQ(stat("descriptor", &status), 0);

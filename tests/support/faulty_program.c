@@ -1,5 +1,5 @@
-// A program for the fault points of preload_faults.cpp: makes a few calls, in this order, and says how each
-// went. Its argument is the directory that it works in.
+// A program for the fault points of preload_faults.cpp: makes a few calls in this order and prints the result
+// of each. Its argument is the directory to use.
 
 #include <errno.h>
 #include <fcntl.h>

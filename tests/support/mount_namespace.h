@@ -3,9 +3,9 @@
 
 namespace test {
 
-/// Gives this process a mount namespace of its own, so that its mounts are seen by itself and its children only. A
-/// user who is not root gets a user namespace around it, with the same ids. For bodies that run in a child. Throws
-/// std::system_error where the kernel does not allow it.
+/// Moves this process to a new mount namespace: only it and its children see its mounts. A user other than root gets a
+/// user namespace with the same ids first. Call it in a child process. Throws std::system_error if the kernel does not
+/// allow it.
 void enterMountNamespace();
 
 } // namespace test

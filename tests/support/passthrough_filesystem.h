@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// Runs `body` in a child that has mounted a FUSE file system which passes requests through to a throw-away directory
+/// Runs `body` in a child that has mounted a FUSE file system which passes requests through to a temporary directory
 /// (passthrough_fs.cpp says with which options). `directory` is where it is mounted; what is below `source` is seen
 /// without it. The running test is skipped for a user who may not open /dev/fuse.
 void onPassthroughFilesystem(

@@ -1,6 +1,6 @@
-// A FUSE file system that passes every request through to a directory, after a delay if one is asked for. It stands in
-// for a network file system: each request takes a round trip, many are served at the same time, and lock requests can
-// be answered with an error.
+// A FUSE file system that passes every request through to a directory, after a delay if one is asked for. It
+// simulates a network file system: each request takes a round trip, many are processed at the same time, and lock requests
+// can fail.
 //
 // Usage: vek_passthrough_fs [--delay-us N] [--threads N] [--lock-error ERRNO] [--blockable 1] DIRECTORY MOUNTPOINT
 //
@@ -41,7 +41,7 @@ struct Settings {
 
 Settings settings;
 
-/// Waits as long as a round trip takes.
+/// Waits for the time of a round trip.
 void delay() {
     if (settings.delayUs > 0) {
         const timespec duration = {settings.delayUs / 1'000'000, settings.delayUs % 1'000'000 * 1000};
@@ -170,7 +170,7 @@ int synchronize(const char * /*path*/, int /*dataOnly*/, fuse_file_info *file) {
     return result(fsync(static_cast<int>(file->fh)));
 }
 
-/// Waits while the directory holds a file ".block".
+/// Waits while the directory contains a file ".block".
 void waitUntilUnblocked(const char *path) {
     const std::string block = std::string(below(path)) + "/.block";
     while (settings.isBlockable && faccessat(settings.root, block.c_str(), F_OK, 0) == 0) {

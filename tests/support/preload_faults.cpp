@@ -1,29 +1,24 @@
-// Fault points for a program as a whole: libvek_preload_faults.so, loaded into it with LD_PRELOAD.
+// Fault injection in a whole program: libvek_preload_faults.so, loaded with LD_PRELOAD.
 // test::run() does so when ChildOptions::preload is set; by hand:
 //
 //     LD_PRELOAD=build/release/tests/support/libvek_preload_faults.so VEK_TEST_FAIL=open:2:EACCES vekinfo -show
-//
-// Three environment variables drive it, calls counting from the program's main(),
+// Three environment variables control it. Calls are counted from the beginning of main():
 //
 //     VEK_TEST_CASELESS_DIR=/absolute/directory   names below the directory are folded to lower case
 //     VEK_TEST_FAIL=write:3:ENOSPC                the third call of write() fails with ENOSPC; a final "+"
 //                                                 (write:3:ENOSPC+) makes every later one fail, too
 //     VEK_TEST_FAIL_MALLOC=5                      the fifth allocation fails; "5+" makes every later one fail
-//
-// and two say what happens:
+// Two more report events:
 //
 //     VEK_TEST_COUNT=/absolute/file               receives, when main() has ended, the number of allocations
 //     VEK_TEST_MARK=1                             getpgid(VEK_TEST_MARK_ID) is called when main() begins, and
 //                                                 getpgid(VEK_TEST_END_MARK_ID) when it has ended and the streams
-//                                                 are flushed, for who traces the program
+//                                                 are flushed, for a tracer of the program
 //                                                 (tests/robustness/traced_run.h)
-//
-// A program built with the address sanitizer wants its own run-time library loaded first and says so unless
-// ASAN_OPTIONS holds verify_asan_link_order=0. This object itself is never instrumented; the allocations
-// that it lets through are the sanitizer's.
-//
-// Only calls of the program reach it, and the C library's own allocations; not the C library's calls in
-// its inside, as the write() behind fclose().
+// A program built with the address sanitizer needs verify_asan_link_order=0 in ASAN_OPTIONS, because its run-time library
+// is then not the first one loaded. This object is never instrumented; allocations are passed on to the sanitizer.
+// It intercepts calls of the program and allocations of the C library, but not other calls within the C library, such as
+// the write() of fclose().
 
 #include <algorithm>
 #include <array>
@@ -129,7 +124,7 @@ constinit struct {
     test::CaselessDirectory caseless = {};
 } program;
 
-// The function of this name that this object stands in front of.
+// The function of this name that this object replaces.
 template <typename Function>
 Function *behind(Function *&known, const char *name) {
     if (known == nullptr) {
@@ -174,7 +169,7 @@ bool matches(const char *name, const char *text, std::size_t length) {
     return std::strlen(name) == length && std::strncmp(name, text, length) == 0;
 }
 
-// Arms `point` with "<nth>", which ends where `end` says; false when it is no count.
+// Sets the fault of `point` from "<nth>", which ends at `end`. Returns false if it is not a number.
 bool arm(PointState &point, const char *nth, char last, int error, bool andAfter) {
     char *end = nullptr;
     point.failAt = static_cast<int>(std::strtol(nth, &end, 10));
@@ -230,7 +225,7 @@ void markBegin() {
     }
 }
 
-// What comes after the flush, such as a sanitizer's or a coverage build's own files, is not the program's doing.
+// Calls after the flush, for instance of a sanitizer or a coverage build, are not the program's.
 void markEnd() {
     if (std::getenv("VEK_TEST_MARK") != nullptr) {
         static_cast<void>(std::fflush(nullptr));
@@ -259,7 +254,7 @@ int mainWithFaults(int count, char **arguments, char **environment) {
     return status;
 }
 
-// Serves the allocations that dlsym() makes while it looks for the allocator itself. Never given back.
+// Memory for the allocations of dlsym() while it searches the allocator. Never freed.
 alignas(16) constinit std::array<char, 16384> arena = {};
 constinit std::size_t arenaUsed = 0;
 
@@ -288,7 +283,7 @@ struct Allocator {
 
 constinit Allocator allocator = {};
 
-// The allocator behind this object; null while it is being looked for.
+// The real allocator; null while dlsym() searches it.
 const Allocator *realAllocator() {
     if (allocator.looking) {
         return nullptr;
@@ -320,8 +315,8 @@ mode_t modeArgument(int flags, va_list arguments) {
 
 } // namespace
 
-// Each of these stands in front of the C library's function, or the sanitizer's. (The system's headers name
-// their parameters with underscores.)
+// Each of these replaces the function of the C library or of the sanitizer. (The parameter names of the system headers
+// begin with underscores.)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 #pragma GCC visibility push(default)
 extern "C" {

@@ -67,7 +67,7 @@ TEST(PreloadFaults, PlusFailsEveryLaterCall) {
 TEST(PreloadFaults, NthAllocationFails) {
     const test::Sandbox box;
 
-    // The first one is the C library's buffer of standard output.
+    // The first allocation is the buffer of standard output.
     const test::Outcome outcome = runWith(box, {{"VEK_TEST_FAIL_MALLOC", "3"}});
 
     EXPECT_EQ(outcome.out, soundBut({{7, "malloc: Cannot allocate memory"}}));

@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-// The calls behind the fault points, under the names that the linker's --wrap gives them. The test support
-// itself uses these, so that it neither trips a fault nor is counted.
+// The original functions of the fault points, with the names that the linker option --wrap gives them. The test support
+// calls these, so that its calls neither fail nor are counted.
 extern "C" {
 void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);

@@ -44,7 +44,7 @@ class Descriptor {
     int descriptor_;
 };
 
-// Opens the directory `path` step by step, making what is missing: so a path of any length can be built.
+// Opens the directory `path` component by component and creates missing ones, so that a path can have any length.
 int openDirectory(std::string_view path) {
     const bool rooted = path.starts_with('/');
     Descriptor at(openat(AT_FDCWD, rooted ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -80,7 +80,7 @@ Place placeOf(const std::string &path) {
     return {Descriptor(openDirectory(std::string_view(trimmed).substr(0, slash))), trimmed.substr(slash + 1)};
 }
 
-// Whether this process may make directories in `directory`, and every user may enter it.
+// Whether this process can create directories in `directory` and every user can search it.
 bool servesEveryone(const fs::path &directory) {
     if (eaccess(directory.c_str(), W_OK | X_OK) != 0) {
         return false;
@@ -132,7 +132,7 @@ Sandbox::Sandbox()
 }
 
 Sandbox::~Sandbox() {
-    // A forked child holds a copy of the sandbox, which is not its own to remove.
+    // A forked child has a copy of the object, but must not remove the directory.
     if (getpid() != owner_) {
         return;
     }
@@ -168,7 +168,7 @@ Sandbox &Sandbox::file(std::string_view relative, std::string_view content, mode
 
 Sandbox &Sandbox::directory(std::string_view relative, mode_t mode) {
     const Descriptor directory(openDirectory(path(relative)));
-    // The descriptor is a mere place (O_PATH), which fchmod() refuses.
+    // fchmod() fails for O_PATH descriptors.
     const std::string place = "/proc/self/fd/" + std::to_string(directory.get());
     if (fchmodat(AT_FDCWD, place.c_str(), mode, 0) != 0) {
         fail(std::string(relative));

@@ -9,12 +9,10 @@
 
 namespace test {
 
-/// A throw-away directory tree. It is made with mode 0755 where every user can reach it, is the working
-/// directory while it lives, and is removed at the end together with everything in it.
-///
-/// Paths are relative to the sandbox. Every builder makes the missing parents (mode 0755), replaces what it
-/// made before under the same name, ignores the umask, and throws std::system_error when it fails; none of
-/// its calls passes a fault point.
+/// A temporary directory with mode 0755 that every user can reach. It is the working directory while in scope and is
+/// removed with its content at the end.
+/// Paths are relative to the sandbox. Every builder creates missing parents (mode 0755), replaces its earlier file of the
+/// same name, ignores the umask, and throws std::system_error if it fails. Its calls pass no fault point.
 class Sandbox {
   public:
     Sandbox();
@@ -22,7 +20,7 @@ class Sandbox {
     Sandbox(const Sandbox &) = delete;
     Sandbox &operator=(const Sandbox &) = delete;
 
-    /// The absolute path of `relative`, without any symbolic link in the sandbox's own part of it.
+    /// The absolute path of `relative`. The path of the sandbox contains no symbolic link.
     [[nodiscard]] std::string path(std::string_view relative = {}) const;
 
     Sandbox &file(std::string_view relative, std::string_view content, mode_t mode = 0644);
@@ -33,7 +31,7 @@ class Sandbox {
     /// The whole content of a file.
     [[nodiscard]] std::string read(std::string_view relative) const;
 
-    /// Whether the name exists; a dangling link does.
+    /// Whether the name exists; true for a dangling link.
     [[nodiscard]] bool exists(std::string_view relative) const;
 
     /// The sorted names in a directory, without "." and "..".
@@ -45,11 +43,11 @@ class Sandbox {
     pid_t owner_;
 };
 
-/// A new empty directory, mode 0755, under a directory that every user can enter: in $TMPDIR where that
-/// holds and it may be made there, else in /tmp. The caller removes it.
+/// A new empty directory, mode 0755, under a directory that every user can enter: in $TMPDIR if possible,
+/// otherwise in /tmp. The caller removes it.
 std::string makeReachableDirectory();
 
-/// Removes a tree of the caller's own, unreadable directories in it included.
+/// Removes a directory tree that the caller owns, including unreadable directories.
 void removeTree(const std::string &path);
 
 } // namespace test
