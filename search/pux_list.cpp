@@ -1,29 +1,26 @@
+// Building the search list: the built-in list, or that of the first `setup.loc` along it.
+
 #include "search/pux.h"
 
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"
-#include "common/platform/vek_path.h"
 #include "common/text/owned_strlist.h"
 #include "common/text/vek_strlist.h"
+#include "search/puxi_access.h"
+#include "search/puxi_match.h"
 #include "search/puxi_search.h"
-#include "search/vek_interp.h"
+#include "search/puxi_settings.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
-static struct {
-    char **list;          ///< the default list
-    bool listIsShared;    ///< whether a caller may hold it, too
-    char *startDirectory; ///< what "." stands for in lists built from now on, or null for "." itself
-    bool hasArchitecture; ///< whether the entry below is in the environment
-} searchFiles;
-
-/// Part of the environment from the first initialization on, so it must stay where it is.
+/// putenv() makes this a part of the environment, so it must be static.
 static char architectureEntry[] = "VEK_ARCH=lnx86";
+
+namespace pux {
 
 namespace {
 
@@ -37,7 +34,7 @@ constexpr std::array<const char *, 9> kErrorTexts = {"No error",
                                                      "Searchlist initialization failed",
                                                      "vekInit() has not been called"};
 
-/// Where configuration files are looked for unless a `setup.loc` says otherwise.
+/// The built-in list.
 constexpr std::array<const char *, 7> kDefaultDirectories = {".",
                                                              "$VEK_WORKAREA",
                                                              "$VEK_SEARCHDIR",
@@ -46,26 +43,26 @@ constexpr std::array<const char *, 7> kDefaultDirectories = {".",
                                                              "$VEK_SITE",
                                                              "$(compute:THIS_TOOL_INST_ROOT)/share"};
 
-bool enterArchitecture() {
-    if (!searchFiles.hasArchitecture) {
-        searchFiles.hasArchitecture = putenv(architectureEntry) == 0;
+bool putArchitecture(Settings &settings) {
+    if (!settings.hasArchitecture) {
+        settings.hasArchitecture = putenv(architectureEntry) == 0;
     }
-    return searchFiles.hasArchitecture;
+    return settings.hasArchitecture;
 }
 
-/// Makes `list` the default list. One that is replaced and that nobody else holds is freed.
-void setDefaultList(char **list, bool shared) {
-    if (!searchFiles.listIsShared && searchFiles.list != list) {
-        vekFreeStrlist(searchFiles.list);
+/// Makes `list` the default list. The previous one is freed unless a caller received it.
+void setDefaultList(Settings &settings, char **list, bool isShared) {
+    if (!settings.listIsShared && settings.list != list) {
+        vekFreeStrlist(settings.list);
     }
-    searchFiles.list = list;
-    searchFiles.listIsShared = shared;
+    settings.list = list;
+    settings.listIsShared = isShared;
 }
 
-/// Forgets the default list, whose array is gone or about to go.
-void dropDefaultList() {
-    searchFiles.list = nullptr;
-    searchFiles.listIsShared = false;
+/// Forgets the default list without freeing it.
+void dropDefaultList(Settings &settings) {
+    settings.list = nullptr;
+    settings.listIsShared = false;
 }
 
 int buildDefaultList(vek::OwnedStrlist &list) {
@@ -80,13 +77,11 @@ int buildDefaultList(vek::OwnedStrlist &list) {
     return list ? PUX_OK : PUX_INITIALIZATION_FAILED;
 }
 
-/// Reads the list of the first `setup.loc` along `defaults`; `list` stays null when there is none.
+/// Reads the list of the first `setup.loc` along `defaults`. Without one, `list` remains null.
 int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     std::array<char, VEK_SEARCH_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
-    // A search builds the default list when there is none: while this one runs, it is the list being built.
-    char **const previous = std::exchange(searchFiles.list, defaults);
-    const int searched = puxSearch(defaults, "setup.loc", path.data(), path.size());
-    searchFiles.list = previous;
+    const int searched =
+        searchList({"setup.loc", kDefaultGroups, nullptr, path.data(), path.size()}, defaults);
     if (searched == PUX_FILE_NOT_FOUND || searched == PUX_PERMISSION_DENIED) {
         return PUX_OK;
     }
@@ -99,16 +94,13 @@ int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     return code;
 }
 
-/// Replaces every "." by the saved start directory.
-int useStartDirectory(char **list) {
-    if (searchFiles.startDirectory == nullptr) {
-        return PUX_OK;
-    }
-    for (; *list != nullptr; ++list) {
+/// Replaces every "." by the start directory, if there is one.
+int useStartDirectory(const char *startDirectory, char **list) {
+    for (; startDirectory != nullptr && *list != nullptr; ++list) {
         if (std::string_view(*list) != ".") {
             continue;
         }
-        char *const directory = pux_mkstring(searchFiles.startDirectory);
+        char *const directory = pux_mkstring(startDirectory);
         if (directory == nullptr) {
             return PUX_MEMORY_ERROR;
         }
@@ -117,7 +109,7 @@ int useStartDirectory(char **list) {
     return PUX_OK;
 }
 
-int buildSearchList(vek::OwnedStrlist &list) {
+int buildSearchList(const Settings &settings, vek::OwnedStrlist &list) {
     if (const int code = buildDefaultList(list); code != PUX_OK) {
         return code;
     }
@@ -128,70 +120,57 @@ int buildSearchList(vek::OwnedStrlist &list) {
     if (vekGetStrlistSize(replacement.get()) != 0) {
         list = std::move(replacement);
     }
-    return useStartDirectory(list.get());
+    return useStartDirectory(settings.startDirectory, list.get());
 }
 
 } // namespace
 
-char **puxiDefaultList(void) {
-    return searchFiles.list;
+Settings &processSettings() {
+    static constinit Settings settings = {};
+    return settings;
 }
 
-const char *puxGetErrorMsg(int code) {
-    const bool known = code >= 0 && static_cast<std::size_t>(code) < kErrorTexts.size();
-    return known ? kErrorTexts[static_cast<std::size_t>(code)] : "Invalid error number";
-}
-
-int puxInitialize(char ***h) {
+int initialize(Settings &settings, char ***h) {
     if (vekInitDone() == 0) {
         return PUX_NOT_INITIALIZED;
     }
     if (h != nullptr) {
         *h = nullptr;
     }
-    puxiRecordEffectiveIds();
-    if (!enterArchitecture()) {
+    recordEffectiveIds();
+    if (!putArchitecture(settings)) {
         return PUX_MEMORY_ERROR;
     }
     vek::OwnedStrlist list;
-    if (const int code = buildSearchList(list); code != PUX_OK) {
+    if (const int code = buildSearchList(settings, list); code != PUX_OK) {
         return code;
     }
-    // The list built last is the default one, also when a caller asked for it: such a caller's release of it
-    // makes the next search build another.
-    setDefaultList(list.release(), h != nullptr);
+    // Documented: the new list becomes the default list, also if a caller receives it. If the caller releases it, the
+    // next search builds another one.
+    setDefaultList(settings, list.release(), h != nullptr);
     if (h != nullptr) {
-        *h = searchFiles.list;
+        *h = settings.list;
     }
     return PUX_OK;
 }
 
-int puxReleaseHandle(char **list) {
-    char **const released = list == nullptr ? searchFiles.list : list;
+int release(Settings &settings, char **list) {
+    char **const released = list == nullptr ? settings.list : list;
     if (released == nullptr) {
         return PUX_INVALID_PARAMETER;
     }
-    if (released == searchFiles.list) {
-        dropDefaultList();
+    if (released == settings.list) {
+        dropDefaultList(settings);
     }
     vekFreeStrlist(released);
     return PUX_OK;
 }
 
-void puxSetCwdToSearchList(const char *dir) {
-    if (dir == nullptr || *dir == '\0') {
-        return;
-    }
-    if (char *const copy = pux_mkstring(dir); copy != nullptr) {
-        std::free(std::exchange(searchFiles.startDirectory, copy));
-    }
-}
-
-int puxInsertToSearchList(char ***h, const char *dir) {
+int insert(Settings &settings, char ***h, const char *dir) {
     if (dir == nullptr) {
         return PUX_OK;
     }
-    char **const old = h == nullptr ? searchFiles.list : *h;
+    char **const old = h == nullptr ? settings.list : *h;
     const auto count = static_cast<std::size_t>(vekGetStrlistSize(old));
     vek::OwnedText entry = vek::copyText(dir);
     auto *const list = static_cast<char **>(std::malloc((count + 2) * sizeof(char *)));
@@ -202,44 +181,41 @@ int puxInsertToSearchList(char ***h, const char *dir) {
     std::copy_n(old, count, list + 1);
     list[0] = entry.release();
     list[count + 1] = nullptr;
-    if (old == searchFiles.list) {
-        dropDefaultList();
+    if (old == settings.list) {
+        dropDefaultList(settings);
     }
     std::free(old);
-    setDefaultList(list, h != nullptr);
+    setDefaultList(settings, list, h != nullptr);
     if (h != nullptr) {
         *h = list;
     }
     return PUX_OK;
 }
 
-int puxConvertPathNotThereEx(const char *in, char *out, const char *fileName) {
-    vekInterpArgs args = {};
-    args.fileName = fileName;
-    if (vekInterpolate(in, out, VEK_SEARCH_PATH_SIZE, &args, sizeof args) == 0) {
-        return PUX_FILE_NOT_FOUND;
-    }
-    vekCanonicalizeDirSep(out);
-    return PUX_OK;
+} // namespace pux
+
+const char *puxGetErrorMsg(int code) {
+    const bool isKnown = code >= 0 && static_cast<std::size_t>(code) < pux::kErrorTexts.size();
+    return isKnown ? pux::kErrorTexts[static_cast<std::size_t>(code)] : "Invalid error number";
 }
 
-int puxConvertPathNotThere(const char *in, char *out) {
-    return puxConvertPathNotThereEx(in, out, nullptr);
+int puxInitialize(char ***h) {
+    return pux::initialize(pux::processSettings(), h);
 }
 
-int puxConvertPathEx(const char *in, char *out, const char *fileName) {
-    int code = puxConvertPathNotThereEx(in, out, fileName);
-    if (code == PUX_OK && pux_quick_access(out, PUXI_READABLE) != 0) {
-        code = PUX_INTERNAL_ERROR;
-    }
-    if (code != PUX_OK && out != nullptr) {
-        *out = '\0';
-    }
-    return code;
+int puxReleaseHandle(char **list) {
+    return pux::release(pux::processSettings(), list);
 }
 
-int puxConvertPath(const char *in, char *out) {
-    return puxConvertPathEx(in, out, nullptr);
+void puxSetCwdToSearchList(const char *dir) {
+    char *const copy = dir == nullptr || *dir == '\0' ? nullptr : pux_mkstring(dir);
+    if (copy != nullptr) {
+        std::free(std::exchange(pux::processSettings().startDirectory, copy));
+    }
+}
+
+int puxInsertToSearchList(char ***h, const char *dir) {
+    return pux::insert(pux::processSettings(), h, dir);
 }
 
 char *pux_mkstring(const char *s) {

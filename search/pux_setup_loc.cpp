@@ -1,8 +1,11 @@
+// Reading `setup.loc`: one directory a line, as it is or in double quotes.
+
 #include "common/platform/open_text.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
 #include "common/text/owned_strlist.h"
 #include "search/pux.h"
+#include "search/puxi_match.h"
 #include "search/puxi_search.h"
 
 #include <array>
@@ -10,10 +13,12 @@
 #include <cstring>
 #include <string_view>
 
+namespace pux {
+
 namespace {
 
-/// Cuts the first token out of `line`, in place. A double quote encloses a token with blanks.
-/// @return the token, perhaps empty; null when the closing quote is missing
+/// Splits the first token off `line`, in place. Double quotes enclose a token with blanks.
+/// @return the token, perhaps empty; null if the closing quote is missing
 char *firstToken(char *line) {
     while (vek::isSpace(*line)) {
         ++line;
@@ -39,14 +44,14 @@ bool beginsComment(const char *token) {
     return *token == '\0' || *token == ';' || *token == '#' || (token[0] == '-' && token[1] == '-');
 }
 
-/// Adds what one line gives: a usable directory, the library entry, or nothing.
-/// @return whether there was memory for it
+/// Adds the directory of one line if it can be read, or the library entry.
+/// @return false if memory is exhausted
 bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
     char *const token = firstToken(line);
     if (token == nullptr || beginsComment(token)) {
         return true;
     }
-    if (token == vek::kLibraryEntry) {
+    if (token == kLibraryEntry) {
         return list.add(token);
     }
     vekCanonicalizeDirSep(token);
@@ -58,6 +63,8 @@ bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
 }
 
 } // namespace
+
+} // namespace pux
 
 int pux_parse_setup_loc(const char *path, char ***list) {
     if (path == nullptr || list == nullptr) {
@@ -71,7 +78,7 @@ int pux_parse_setup_loc(const char *path, char ***list) {
     vek::StrlistBuilder directories;
     std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): fgets() fills it
     while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
-        if (!addLine(line.data(), path, directories)) {
+        if (!pux::addLine(line.data(), path, directories)) {
             return PUX_MEMORY_ERROR;
         }
     }

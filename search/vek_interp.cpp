@@ -1,3 +1,6 @@
+// Interpolation in passes: a pass copies plain text and replaces each reference by its value. Recursive mode repeats this
+// until a pass replaces nothing, at most 20 times.
+
 #include "search/vek_interp.h"
 
 #include "search/veki_interp.h"
@@ -33,10 +36,10 @@ constexpr std::array<ProblemText, 12> kProblems = {{
     {InterpProblem::BadVariable, VEK_INTERP_BADLY_FORMED, "badly formed env var reference", ""},
     {InterpProblem::NoToolRoot, VEK_INTERP_NO_TOOL_ROOT, "Can't find installation root", ""},
     {InterpProblem::NoRootForFile, VEK_INTERP_NO_ROOT_FOR_FILE, "$(compute:THIS_FILE_INST_ROOT) file '",
-     "' is not in an installation hierarchy "}, // the blank at the end is part of the text
+     "' is not in an installation hierarchy "}, // Documented: the text ends in a blank
     {InterpProblem::NoRootWithPath, VEK_INTERP_NO_ROOT_FOR_FILE, "$(inst_root_with:", ") not found"},
 }};
-static_assert(kMaxReplacingPasses == 20, "the message above says so");
+static_assert(kMaxReplacingPasses == 20, "the message contains the number");
 static_assert(
     [] {
         for (std::size_t i = 0; i < kProblems.size(); ++i) {
@@ -48,7 +51,7 @@ static_assert(
     }(),
     "the table is in the order of the problems");
 
-/// A caller's buffer that takes as much as fits and stays NUL-terminated.
+/// Writes as much as fits into a caller's buffer, NUL-terminated.
 class MessageBuffer {
   public:
     MessageBuffer(char *buffer, std::size_t size) : buffer_(buffer), room_(size) { append({}); }
@@ -92,8 +95,8 @@ class Output {
   public:
     Output(char *buffer, std::size_t size) : buffer_(buffer), size_(size) {}
 
-    /// Appends `text`, or as much of it as the buffer holds when that leaves no byte for the NUL.
-    /// @return whether there is still room
+    /// Appends as much of `text` as fits, even into the byte for the NUL.
+    /// @return false if the buffer is full
     bool append(std::string_view text) {
         const std::size_t taken = std::min(text.size(), size_ - written_);
         std::memmove(buffer_ + written_, text.data(), taken);
@@ -123,7 +126,7 @@ std::size_t findReference(std::string_view text, std::size_t from) {
     return from;
 }
 
-/// Hands what `text` expands to, piece by piece, to `take`, until that answers false.
+/// Calls `take` with each piece of the interpolated text until it returns false.
 /// @return whether a reference was replaced by its value
 template <typename Take>
 bool expand(std::string_view text, vekInterpArgs &args, Take take) {
@@ -148,7 +151,7 @@ bool expand(std::string_view text, vekInterpArgs &args, Take take) {
     return replaced;
 }
 
-/// The bytes that `text` expands to, the NUL included. Records nothing in `args`.
+/// @return the size of the interpolated text in bytes, including the NUL; `args` is unchanged
 std::size_t measure(std::string_view text, const vekInterpArgs &args) {
     vekInterpArgs measuring = {};
     measuring.flags = args.flags;
@@ -164,7 +167,7 @@ std::size_t measure(std::string_view text, const vekInterpArgs &args) {
 
 struct Pass {
     bool replaced;  ///< whether a reference was replaced by its value
-    bool succeeded; ///< whether the result fitted and no problem was recorded
+    bool succeeded; ///< whether the result fits and no problem was recorded
 };
 
 Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
@@ -184,7 +187,7 @@ Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
     return finishPass(output, false, args);
 }
 
-/// Expands every reference of `in`, which may lie in `out`, once.
+/// Replaces every reference of `in` once. `in` may be `out`.
 Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     const std::string_view source(in);
     Output output(out, outSize);
@@ -210,12 +213,11 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
     return pass;
 }
 
-/// Repeats passes, each over what the one before has left in `out`, until one has nothing to replace.
+/// Repeats passes over the result of the previous one until a pass replaces nothing.
 bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     Pass pass = runPass(in, out, outSize, args);
     for (int replacing = 1; pass.replaced; ++replacing) {
-        // A pass that failed although it replaced something hides its own code: callers of recursive mode
-        // know this one only.
+        // Documented: a pass that replaced something and failed gives this code, not its own.
         if (replacing == kMaxReplacingPasses || !pass.succeeded) {
             recordProblem(args, InterpProblem::TooRecursive, kNoPosition);
             return false;
@@ -225,7 +227,7 @@ bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &ar
     return pass.succeeded;
 }
 
-/// Whether `argument` is there. That it is not is recorded only for a caller who can be given the message.
+/// @return false if `argument` is null. Documented: this is recorded only if there is a buffer for the message
 bool requireArgument(const char *argument, InterpProblem problem, vekInterpArgs &args) {
     if (argument == nullptr && args.errorBuffer != nullptr) {
         recordProblem(args, problem, kNoPosition);

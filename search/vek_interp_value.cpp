@@ -1,3 +1,5 @@
+// The values of references: environment variables, home directories, installation roots.
+
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_install_root.h"
@@ -19,10 +21,10 @@ enum class Lookup : std::uint8_t {
     NoMemory   ///< the reference stays as it is, with the error for exhausted memory
 };
 
-/// What evaluating one reference works with.
+/// The arguments of one evaluation.
 struct Evaluation {
     std::string_view text;
-    std::size_t at; ///< where the reference begins
+    std::size_t at; ///< offset of the reference
     vekInterpArgs &args;
     InterpValue &value;
 };
@@ -31,7 +33,7 @@ std::string_view part(const Evaluation &in, std::size_t begin, std::size_t end) 
     return {in.text.data() + begin, end - begin};
 }
 
-/// Where `c` comes first from `from` on; the end of the text when it does not come.
+/// @return the offset of the first `c` at or after `from`; the size of the text without one
 std::size_t find(const Evaluation &in, char c, std::size_t from) {
     const std::size_t offset = part(in, from, in.text.size()).find(c);
     return offset == std::string_view::npos ? in.text.size() : from + offset;
@@ -46,7 +48,7 @@ void record(const Evaluation &in, InterpProblem problem, std::string_view argume
     recordProblem(in.args, problem, static_cast<std::int32_t>(std::min(in.at, kLastPosition)), argument);
 }
 
-/// The reference with its value, or copied as it is.
+/// @return the reference, replaced by its value or unchanged
 InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     if (useValue) {
         return {end - in.at, in.value.view(), true};
@@ -54,8 +56,7 @@ InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     return {end - in.at, part(in, in.at, end), false};
 }
 
-/// What stands for an opening that is not taken as a reference. An opening parenthesis turns into a brace, too:
-/// callers may rely on it.
+/// Documented: the result for "${" and for "$(" if they begin no reference.
 InterpReference openBrace() {
     return {2, "${", false};
 }
@@ -94,7 +95,7 @@ InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::s
     } else if (lookup == Lookup::Failed) {
         record(in, InterpProblem::NotSet, name.view());
     }
-    // A kind of reference that is to be kept is looked up all the same, so that an unset variable is an error.
+    // Documented: a reference that is kept is looked up, too, so that an unset variable is an error.
     return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_VARIABLES) == 0);
 }
 
@@ -106,7 +107,7 @@ InterpReference evaluateBraced(const Evaluation &in) {
         return openBrace();
     }
     if (part(in, begin, close).find('$') != std::string_view::npos) {
-        // In recursive mode the inner reference expands in this pass, and this one in the next.
+        // In recursive mode this pass replaces the inner reference, and the next pass the outer one.
         if ((in.args.flags & VEK_INTERP_RECURSIVE) == 0) {
             record(in, InterpProblem::BadVariable);
         }
@@ -121,7 +122,7 @@ InterpReference evaluateNamed(const Evaluation &in) {
     while (end < in.text.size() && (isAlnum(in.text[end]) || in.text[end] == '_')) {
         ++end;
     }
-    // The name may be empty; no variable has that name, so a lone "$" is an unset variable.
+    // The name may be empty: no variable has this name, so a single "$" is an unset variable.
     return evaluateVariable(in, begin, end, end);
 }
 

@@ -1,8 +1,7 @@
 #ifndef VEKI_INTERP_H
 #define VEKI_INTERP_H
 
-/// One reference of a text that is interpolated: where it ends, what its value is, and how a failure is
-/// recorded.
+/// Evaluation of one reference of an interpolated text.
 
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"
@@ -14,7 +13,7 @@
 
 namespace vek {
 
-/// What can go wrong. Every problem has a code and a message; several problems share a code.
+/// Each problem has a code and a message. Some have the same code.
 enum class InterpProblem : std::uint8_t {
     OutTooSmall,
     NotSet,
@@ -30,29 +29,29 @@ enum class InterpProblem : std::uint8_t {
     NoRootWithPath
 };
 
-/// Passes of recursive mode that may replace something; the last of them is one too many.
+/// Recursive mode fails if this many passes replace something: the documented limit.
 inline constexpr int kMaxReplacingPasses = 20;
 
-/// The position of a problem that no reference causes.
+/// The position of a problem that is not caused by a reference.
 inline constexpr std::int32_t kNoPosition = -1;
 
-/// Puts the code, the position and, when there is a buffer for it, the message of a problem into `args`, over
-/// what was recorded before.
+/// Stores the code, the position and, if there is a buffer, the message of a problem in `args`. It replaces an earlier
+/// problem.
 ///
-/// @param argument  what the message names, if it names something
+/// @param argument  inserted into the message
 void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t position,
                    std::string_view argument = {});
 
-/// Writes to standard error that the code calls itself wrongly.
+/// Prints a failed internal assertion on standard error.
 void reportBrokenAssertion(int line, const char *assertion);
 
-/// The value of one reference. A longer value is an error; the reference then stays as it is.
+/// The value of one reference. If a value is longer, this is an error, and the reference remains unchanged.
 using InterpValue = FixedText<2048>;
 
 struct InterpReference {
-    std::size_t length;      ///< characters of the text that it takes
-    std::string_view result; ///< what goes into the output: in `value`, in the text, or a constant
-    bool replaced;           ///< whether that is its value
+    std::size_t length;      ///< size of the reference in the text
+    std::string_view result; ///< the output; points into `value`, into the text, or to a constant
+    bool replaced;           ///< whether the output is the value
 };
 
 /// Whether `c` begins a reference.

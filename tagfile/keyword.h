@@ -1,9 +1,9 @@
 #ifndef TAGFILE_KEYWORD_H
 #define TAGFILE_KEYWORD_H
 
-/// The keywords of tag files. One row of one table holds everything that the system knows about a keyword: how its
-/// line is parsed, how an edit sets and clears it, what queries, files and reports show. To add a keyword is to add a
-/// row; a row with an empty column does not compile.
+/// The keywords of tag files. One row of a table has all properties of a keyword: how its line is parsed, how an edit sets
+/// and clears it, and what queries, files and reports show. To add a keyword, add a row. A row with an empty column does
+/// not compile.
 
 #include "tagfile/tov.h"
 
@@ -17,25 +17,26 @@ inline constexpr const char *kVeklibcheck = "VEKLIBCHECK";
 inline constexpr const char *kDmtype = "DMTYPE";
 inline constexpr const char *kNamespace = "NAMESPACE";
 
-/// What `vekinfo -lookup` does for a keyword. No value is 0, so that a row without one is found.
+/// What `vekinfo -lookup` does for a keyword. No value is 0, so that isComplete() detects a row without one.
 enum class LookupForm {
-    Value = 1,    ///< prints the value that tovLookupEntryX() finds, or that there is none
-    LibraryMark,  ///< looks upward only, and prints which tag file marks a library
+    Value = 1,    ///< prints the value of tovLookupEntryX(), or that there is none
+    LibraryMark,  ///< searches upward only, and prints the tag file that defines it
     LibraryCheck, ///< prints the setting for the working directory, or its default
-    NameSpace     ///< prints the value or the machine's own, always
+    NameSpace     ///< prints the value, or the default of the platform
 };
 
 /// One keyword. Functions that return a text return null if there is none.
 struct Keyword {
     std::string_view name;
-    int wordCount; ///< the words that its line must have; the last of two is the value
+    int wordCount; ///< number of words of its line; the second is the value
     bool (*isValid)(std::string_view value);
     bool (*set)(VekinfoObj &obj, const char *value); ///< returns false if memory is exhausted
     void (*clear)(VekinfoObj &obj);
-    bool (*isPresent)(const VekinfoObj &obj); ///< whether a file that was read before counts as defining it
-    const char *(*value)(const VekinfoObj &obj);        ///< what queries return
-    const char *(*writtenValue)(const VekinfoObj &obj); ///< what follows the name in the file; null: no line
-    const char *(*shownValue)(const VekinfoObj &obj);   ///< what `-show` prints after the name; null: no line
+    bool (*isPresent)(const VekinfoObj &obj);    ///< whether a cached object counts as defining it
+    const char *(*value)(const VekinfoObj &obj); ///< what queries return
+    const char *(*writtenValue)(
+        const VekinfoObj &obj);                       ///< the text after the name in the file; null: no line
+    const char *(*shownValue)(const VekinfoObj &obj); ///< the text after the name in `-show`; null: no line
     LookupForm lookup;
     const char *syntaxError; ///< the text of its report
 
@@ -52,8 +53,7 @@ struct Keyword {
     }
 };
 
-/// A table of keywords. All code of the layer is given the table that it works with, so that a test can give it
-/// another one.
+/// A table of keywords. The functions of this layer take the table as an argument, so that a test can use another one.
 class Keywords {
   public:
     constexpr explicit Keywords(std::span<const Keyword> rows) : rows_(rows) {}
@@ -68,7 +68,7 @@ class Keywords {
     std::span<const Keyword> rows_; ///< in the order in which they are written
 };
 
-/// The system's own keywords.
+/// The keywords of the file format.
 extern const Keywords kKeywords;
 
 } // namespace tov

@@ -11,7 +11,7 @@ namespace tov {
 namespace {
 
 /// Parses the locked file without a report.
-/// @return false if that is impossible: whether it defines an entry is then unknown
+/// @return false after another error than a syntax error
 bool readQuietly(const EditedFile &file, OwnedInfoObj &obj) {
     obj = makeEmptyInfoObj();
     if (!obj || !file.isRegular()) {
@@ -44,7 +44,7 @@ AppendResult appendUnlessDefined(const char *tagPath, const char *element, Compo
     }
     vek::ComposedText text;
     if (file.endsInsideLine()) {
-        text.append("\n"); // otherwise the first line would become the end of theirs
+        text.append("\n"); // otherwise the text would continue the last line
     }
     compose(text, context);
     const Keyword *rejected = text.isWhole() ? findRejected(kKeywords, text.view()) : nullptr;

@@ -61,7 +61,7 @@ Report readIntoCache(TagCache &cache, const char *tagPath, const char *element, 
     return report;
 }
 
-// ---- objects that follow their file
+// ---- updates of cached objects
 
 bool isSameString(const char *a, const char *b) {
     return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
@@ -90,8 +90,8 @@ void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
     }
 }
 
-/// Documented: present if a name differs from `element`; the test is not for `element` itself. A second search in the
-/// same process can therefore stop at a different file than the first.
+/// Documented: returns true if `obj` has a name other than `element`; it does not test for `element` itself. A second
+/// search in the same process can therefore stop at a different file than the first.
 bool namesAnother(const VekinfoObj &obj, const char *element) {
     for (char **name = obj.names; name != nullptr && *name != nullptr && **name != '\0'; ++name) {
         if (!vek::equalNoCase(*name, element)) {

@@ -62,7 +62,7 @@ bool replaceLastEntries(VekinfoObj &obj, int count, const VekinfoObj &added) {
     return true;
 }
 
-/// An entry that is to be added.
+/// The entry of tovAddEntry().
 class Addition {
   public:
     explicit Addition(const Keywords &keywords) : keywords_(keywords) {}
@@ -74,17 +74,17 @@ class Addition {
         name_ = vek::copyText(name);
         value_ = vek::copyText(value);
         words_ = {hasValue ? 2 : 1, {name_.get(), value_.get()}};
-        return name_ && value_ && findRefusal();
+        return name_ && value_ && findError();
     }
 
     [[nodiscard]] bool isKeyword() const { return keyword_ != nullptr; }
 
-    /// Whether a keyword does not allow the value, or what would be written is a line that the parser rejects.
-    [[nodiscard]] bool isRefused() const { return refusal_.isError(); }
+    /// Whether the keyword does not allow the value, or the parser would reject the line.
+    [[nodiscard]] bool isRejected() const { return error_.isError(); }
 
-    /// The report of that, with the number of the file's lines.
-    [[nodiscard]] Report refusal(std::uint32_t lineCount) const {
-        Report report = refusal_;
+    /// @param lineCount  the number of lines of the file, which the report names
+    [[nodiscard]] Report error(std::uint32_t lineCount) const {
+        Report report = error_;
         report.line = static_cast<int>(lineCount);
         return report;
     }
@@ -95,19 +95,19 @@ class Addition {
     }
 
   private:
-    /// Tries the addition on an object of its own: the writer leaves out what the parser would reject.
-    [[nodiscard]] bool findRefusal() {
+    /// Composes the addition alone: the writer omits and reports what the parser would reject.
+    [[nodiscard]] bool findError() {
         VekinfoObj trial = {};
         tovInitVekinfoObj(&trial);
         vek::ComposedText text;
         Reports rejected;
-        refusal_ = applyWords(keywords_, words_, trial);
-        if (!refusal_.isError()) {
+        error_ = applyWords(keywords_, words_, trial);
+        if (!error_.isError()) {
             composeSettings(keywords_, trial, text, rejected);
-            refusal_ = rejected.first();
+            error_ = rejected.first();
         }
         toviClearInfoObj(&trial);
-        return refusal_.code != TOV_MEMORY_ERROR && text.isWhole();
+        return error_.code != TOV_MEMORY_ERROR && text.isWhole();
     }
 
     const Keywords &keywords_;
@@ -115,12 +115,12 @@ class Addition {
     vek::OwnedText name_;
     vek::OwnedText value_;
     Words words_;
-    Report refusal_;
+    Report error_;
 };
 
 // ---- one edit of one file
 
-/// Clears an entry, or adds one. Its reports are made when it no longer exists, and with it the lock.
+/// Clears an entry, or adds one. The reports are made after the object is destroyed, which releases the lock.
 class Edit {
   public:
     /// @param name      the entry; for an addition, its name
@@ -133,8 +133,8 @@ class Edit {
     /// @return 1, or 0 if the edit failed
     int run() {
         *cache_.lastObject = nullptr; // as at the start of every reading
-        if (addition_ != nullptr && addition_->isRefused() && !addition_->isKeyword()) {
-            return refuse();
+        if (addition_ != nullptr && addition_->isRejected() && !addition_->isKeyword()) {
+            return reject();
         }
         const Opening opening = addition_ == nullptr ? Opening::Existing : Opening::CreateIfMissing;
         switch (file_.open(opening, Deadline(kEditWaitMs))) {
@@ -144,7 +144,7 @@ class Edit {
         case Opened::TimedOut:
             reports_.add(kCannotWrite);
             return 0;
-        default: // a file that cannot be written is read, reported and answered as any other, without a lock
+        default: // a file that cannot be written is read and reported without a lock
             break;
         }
         const bool isDone = addition_ == nullptr ? clear() : add();
@@ -182,9 +182,9 @@ class Edit {
         // Documented: clearing writes the file, then adding does, and each reports its own failure. The file is in
         // fact written once: one write that succeeds is enough, and the file need not lack the entry in between.
         bool isWritten = false;
-        if (addition_->isRefused()) {
+        if (addition_->isRejected()) {
             isWritten = isRead_ && write();
-            reports_.add(addition_->refusal(obj_->line));
+            reports_.add(addition_->error(obj_->line));
             isWritten = isWritten || write();
         } else if (!addition_->applyTo(*obj_)) {
             return failWithoutMemory();
@@ -194,10 +194,10 @@ class Edit {
         return finish(isWritten);
     }
 
-    /// Reports an addition that is refused as a whole. The file is not touched.
-    int refuse() {
+    /// Reports an addition that is rejected. The file is unchanged.
+    int reject() {
         const bool isRead = !readThroughCache().isError() || !readThroughCache().isError();
-        reports_.add(addition_->refusal(isRead ? obj_->line : 0));
+        reports_.add(addition_->error(isRead ? obj_->line : 0));
         return 1;
     }
 
@@ -212,7 +212,7 @@ class Edit {
     Report readContent() {
         const Report report = parseContent();
         if (report.isError() && report.code != TOV_MEMORY_ERROR) {
-            dropFromCache(cache_, path_); // a first reading would not have put it there
+            dropFromCache(cache_, path_); // as after a first reading that fails
         }
         return noteRead(report);
     }

@@ -20,7 +20,7 @@ namespace tov {
 
 namespace {
 
-constexpr int kOpenFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // O_NONBLOCK: a pipe must not make an edit wait
+constexpr int kOpenFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // O_NONBLOCK: opening a pipe must not block
 constexpr mode_t kNewFileMode = 0666;                         // the umask trims it
 constexpr int kMaxLinks = 40;                                 // as many as Linux follows in one path
 
@@ -41,7 +41,7 @@ bool truncateTo(int file, std::size_t size) {
     return vek::retryInterrupted([&] { return ftruncate(file, static_cast<off_t>(size)); }) == 0;
 }
 
-/// Some file systems cannot synchronize a file; that is no failed write.
+/// Some file systems do not support fsync(). This is not a failed write.
 bool synchronize(int file) {
     return vek::retryInterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
@@ -66,8 +66,8 @@ vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText 
         vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }
 
-/// Whether a symbolic link may lead somewhere that its owner cannot write, such as a link in /tmp that another user has
-/// made. Linux follows no such link if fs.protected_symlinks is set.
+/// Whether another user may have created a symbolic link to redirect the edit: the link is in a sticky, world-writable
+/// directory such as /tmp. The rule is that of fs.protected_symlinks.
 bool isUntrusted(const struct stat &link, const struct stat &directory) {
     constexpr mode_t kShared = S_ISVTX | S_IWOTH;
     return (directory.st_mode & kShared) == kShared && link.st_uid != geteuid() &&
@@ -77,7 +77,7 @@ bool isUntrusted(const struct stat &link, const struct stat &directory) {
 /// @return 0 and the target of a symbolic link; EINVAL if it is none, ENOENT if it is gone, EACCES if it is not to be
 ///         followed; or another errno value
 int readLink(int directory, const char *name, vek::PathText &target) {
-    // One descriptor for all steps: the name could lead to another link at each of them.
+    // One descriptor for all steps: between two of them, the name could be given to another link.
     const vek::OwnedDescriptor link(
         vek::retryInterrupted([=] { return openat(directory, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
     struct stat status = {};
@@ -207,7 +207,7 @@ Opened EditedFile::create(int flags) {
     return Opened::NotWritable;
 }
 
-/// Looks whether the path still leads to the file: it may have been renamed over or removed before it was locked.
+/// Compares the file with the one at its path: it may have been replaced or removed before it was locked.
 EditedFile::AtPath EditedFile::findAtPath() {
     struct stat atPath = {};
     if (fstat(file_.get(), &status_) != 0) {
@@ -258,7 +258,7 @@ ContentRead EditedFile::readContent() {
             return ContentRead::Failed;
         }
         if (got == 0) {
-            break; // Not reached: a program that takes no lock must truncate the file at this moment
+            break; // Not reached: a program without a lock must truncate the file at this moment
         }
         size += static_cast<std::size_t>(got);
     }
@@ -324,8 +324,8 @@ bool EditedFile::extendBy(std::string_view text) {
     return false;
 }
 
-/// Writes over the old text with one call. The rest of a longer old text becomes empty lines, so that the file means
-/// the same before and after it is cut to size.
+/// Writes over the old text with one call. The rest of a longer old text is replaced by empty lines: a reader between
+/// pwrite() and ftruncate() then parses the same settings.
 bool EditedFile::overwrite(std::string_view text) {
     if (text.size() >= oldSize()) {
         return writeAt(file_.get(), text, 0);
@@ -371,7 +371,7 @@ bool EditedFile::append(std::string_view text) {
     if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {
         return true;
     }
-    // What was written is cut off, unless a program that takes no lock has appended to it.
+    // Removes what was written, unless a program without a lock has appended to it.
     if (isRegular() && fstat(file_.get(), &status_) == 0) {
         if (written > 0 && status_.st_size == end &&
             truncateTo(file_.get(), oldSize() - static_cast<std::size_t>(written))) {

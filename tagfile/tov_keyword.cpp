@@ -106,7 +106,7 @@ constexpr std::array kRows = {
         .clear = [](VekinfoObj &obj) { obj.libcheck = 0; },
         .isPresent = [](const VekinfoObj &obj) { return obj.libcheck != TOV_UNSET; },
         .value = libcheckValue,
-        // Documented: only ON is written; an OFF setting disappears with the first edit.
+        // Documented: only ON is written. An edit removes an OFF setting from the file.
         .writtenValue = [](const VekinfoObj &obj) { return obj.libcheck == 1 ? "ON" : nullptr; },
         .shownValue = shownLibcheck,
         .lookup = LookupForm::LibraryCheck,
@@ -141,7 +141,7 @@ constexpr std::array kRows = {
         .isPresent = [](const VekinfoObj &obj) { return obj.nameSpace != TOV_NAMESPACE_UNSET; },
         .value = nameSpaceValue,
         .writtenValue = nameSpaceValue,
-        // Documented: reports spell the two names in their own way.
+        // Documented: reports use another spelling of the two names.
         .shownValue = [](const VekinfoObj &obj) { return nameSpaceText(obj, "libraryNt", "libraryUnix"); },
         .lookup = LookupForm::NameSpace,
         .syntaxError = "NAMESPACE line in vekinfo.tag file",

@@ -51,12 +51,12 @@ void Backoff::pause(const Deadline &deadline) {
         random_ =
             static_cast<std::uint32_t>(clockNow().tv_nsec) ^ (static_cast<std::uint32_t>(getpid()) << 8U);
     }
-    random_ =
-        random_ * 1664525U + 1013904223U; // a linear congruential generator; its high bits are the good ones
+    random_ = random_ * 1664525U +
+              1013904223U; // linear congruential generator; the high bits are the more random ones
     const std::int64_t longest = std::min(nextMs_, deadline.remaining()) * std::int64_t{1'000'000};
     const std::int64_t shortened = longest / 2 + longest / 2 * (random_ >> 16U) / 65536;
     const timespec duration = {0, shortened};
-    static_cast<void>(nanosleep(&duration, nullptr)); // a signal only makes the next try come earlier
+    static_cast<void>(nanosleep(&duration, nullptr)); // after a signal, the next try is earlier
     nextMs_ = std::min(2 * nextMs_, kLongestPauseMs);
 }
 

@@ -32,7 +32,7 @@ int reportPath(const char *function, const char *path) {
 } // namespace
 
 int normalizePath(const char *path, vek::PathText &normalized) {
-    SearchText converted; // not empty after the conversion: it accepts existing paths only
+    SearchText converted; // never empty: only existing paths are converted
     if (convertPath(path, converted) != PUX_OK) {
         return reportPath("tovNormalizePath", path);
     }

@@ -1,6 +1,6 @@
-// The tag file parser. A line is reduced and split in place, without copies; its first word is looked up in the table
-// of keywords. The documented functions, which report errors themselves and keep the cached object delivered last in
-// step, are a thin layer over the ones that return a report.
+// The tag file parser. A line is reduced and split in place, without copies. Its first word is looked up in the table of
+// keywords. The documented functions also report errors and update the cached object that was returned last; they call
+// the functions that return a report.
 
 #include "tagfile/tovi_parse.h"
 
@@ -57,13 +57,12 @@ bool isSameText(const char *a, const char *b) {
     return a != nullptr && a == b;
 }
 
-/// Whether `obj` is a shallow copy of `cached`: the two hold the same strings.
+/// Whether `obj` is a shallow copy of `cached`, with the same strings.
 bool isShallowCopy(const VekinfoObj &obj, const VekinfoObj &cached) {
     return isSameText(obj.path, cached.path) || isSameText(obj.dmtype, cached.dmtype);
 }
 
-/// Applies a keyword's line to an object and to the cached object delivered last. Strings that the two share stay
-/// shared.
+/// Applies the line of a keyword to an object and to the cached object returned last. Shared strings remain shared.
 Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
     if (!isShallowCopy(obj, cached)) {
         const Report report = applyWords(kKeywords, words, obj);
@@ -79,7 +78,7 @@ Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cache
     return report;
 }
 
-/// Adds an application entry to an object. Lists that it shares with the cached object stay shared when they move.
+/// Adds an application entry to an object. Lists that it shares with the cached object remain shared.
 Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
     const bool areShared = cached.names != nullptr && cached.names == obj.names;
     const Report report = applyWords(kKeywords, words, obj);

@@ -15,12 +15,12 @@ namespace {
 
 constexpr const char *kTagFileGroup = "veksetup";
 
-/// The `where` argument of a query: empty until a tag file has answered.
+/// The `where` argument of a query: empty unless a tag file defines the entry.
 class Where {
   public:
     explicit Where(char *buffer) : buffer_(buffer) { set(""); }
 
-    /// Records the answering file. A path beyond the buffer cannot occur: it was made in one of that size.
+    /// The path fits: it was composed in a buffer of the same size.
     void set(const char *path) {
         if (buffer_ != nullptr) {
             static_cast<void>(vek::copyToBuffer(path, buffer_, VEK_PATH_SIZE));
@@ -31,19 +31,19 @@ class Where {
     char *buffer_;
 };
 
-/// Walks up from a normalized path.
+/// Searches upward from a normalized path.
 bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
     int found = 0;
     return tovLocalSearchElement(path, element, obj, &found) == TOV_OK && found != 0;
 }
 
-/// Asks every tag file along the search list. An error ends the search.
+/// Searches the tag files along the search list, in order. An error ends the search.
 bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     char **files = nullptr;
     const int status = puxFullSearch(nullptr, tov::kTagFileName.data(), kTagFileGroup, &files);
     if (status != PUX_OK) {
         if (status == PUX_MEMORY_ERROR) {
-            toviReportNoMemory(); // else it would look like an entry that nobody has set
+            toviReportNoMemory(); // otherwise the entry would seem not to be defined
         }
         return false;
     }
@@ -60,8 +60,8 @@ bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     return false;
 }
 
-/// Turns the object that answered into the entry's value.
-const char *answer(const char *name, const VekinfoObj &obj, Where &where) {
+/// Sets `where` if `obj` defines the entry. @return the value
+const char *valueAndWhere(const char *name, const VekinfoObj &obj, Where &where) {
     const char *value = toviStringizeEntry(name, &obj);
     if (value != nullptr) {
         where.set(obj.path);
@@ -95,26 +95,26 @@ const char *tovsExeMachineNameSpace(void) {
 }
 
 const char *tovLookupEntry(const char *path, const char *name, char *where) {
-    Where answering(where);
+    Where result(where);
     vek::PathText start;
     VekinfoObj obj = {};
     if (name == nullptr || tov::normalizeExistingPart(path, start) != TOV_OK ||
         !findAbove(start.c_str(), name, &obj)) {
         return nullptr;
     }
-    return answer(name, obj, answering);
+    return valueAndWhere(name, obj, result);
 }
 
 const char *tovLookupEntryX(const char *path, const char *name, char *where) {
     const char *value = tovLookupEntry(path, name, where);
-    // An empty value is no answer here, VEKLIBRARY's among them.
+    // Documented: after an empty value, such as that of VEKLIBRARY, the search list is searched.
     if (value != nullptr && *value != '\0') {
         return value;
     }
-    Where answering(where);
+    Where result(where);
     VekinfoObj obj = {};
     const bool found = name != nullptr && findAlongSearchList(name, &obj);
-    return found ? answer(name, obj, answering) : nullptr;
+    return found ? valueAndWhere(name, obj, result) : nullptr;
 }
 
 const char *tovGetDmType(const char *path) {
@@ -139,7 +139,7 @@ int tovIsLibrary(const char *path) {
 }
 
 int tovIsLibraryX(const char *path, char *where) {
-    Where answering(where);
+    Where result(where);
     vek::PathText file;
     VekinfoObj obj = {};
     int found = 0;
@@ -147,7 +147,7 @@ int tovIsLibraryX(const char *path, char *where) {
         tovGetVekinfoAtLoc(file.c_str(), tov::kVeklibrary, &obj, &found) != TOV_OK || found == 0) {
         return 0;
     }
-    answering.set(file.c_str());
+    result.set(file.c_str());
     return 1;
 }
 
@@ -164,7 +164,7 @@ int tovCheckLibrary(void) {
 }
 
 int tovCheckLibraryX(char *where) {
-    Where answering(where);
+    Where result(where);
     vek::PathText directory;
     VekinfoObj obj = {};
     int found = 0;
@@ -175,6 +175,6 @@ int tovCheckLibraryX(char *where) {
     if (found == 0 && !findAlongSearchList(tov::kVeklibcheck, &obj)) {
         return 0;
     }
-    answering.set(obj.path);
+    result.set(obj.path);
     return obj.libcheck == 1 ? 1 : 0;
 }

@@ -1,6 +1,6 @@
-// Reading a tag file that may be edited at the same time. Edits write in place, under an exclusive lock. A file at rest
-// is read without a lock, and fstat() afterwards shows whether it changed meanwhile; a file that did, or that was
-// modified only just, is read under a shared lock.
+// Reading a tag file that may be edited at the same time. Edits write in place, under an exclusive lock. A file that was
+// not modified within the last minute is read without a lock. If fstat() then shows that it changed, and for every other
+// file, it is read under a shared lock.
 
 #include "tagfile/tovi_parse.h"
 
@@ -20,10 +20,10 @@ namespace tov {
 
 namespace {
 
-/// Timestamps of network file systems can be old by the lifetime of cached attributes, at most a minute by default.
+/// Network file systems cache timestamps, by default for at most 60 s.
 constexpr time_t kRecentSeconds = 60;
 
-/// Whether an edit may be going on by the file's own timestamp: it is recent, or in the future.
+/// Whether the modification time is recent or in the future, so that an edit may be in progress.
 bool isRecent(const struct stat &status) {
     timespec now = {};
     static_cast<void>(clock_gettime(CLOCK_REALTIME, &now));
@@ -74,7 +74,7 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
         return kCannotRead;
     }
     if (!S_ISREG(status.st_mode)) {
-        return kNoError; // a directory, pipe or device reads as an empty file, so that none can make its reader wait
+        return kNoError; // a directory, pipe or device counts as an empty file; reading a pipe could block
     }
     if (!isRecent(status)) {
         const Report report = parseFile(keywords, file.get(), element, obj, found);
@@ -87,7 +87,7 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
             return kCannotRead; // Not reached: lseek() to the start of a regular file does not fail
         }
     }
-    // A reader never fails for want of the lock.
+    // Without the lock, the file is read anyway.
     FileLock lock;
     static_cast<void>(lock.acquire(file.get(), LockKind::Shared, Deadline(kReadWaitMs)));
     return parseFile(keywords, file.get(), element, obj, found);

@@ -55,7 +55,7 @@ constexpr const char *kTemplate = "#\n"
                                   "# Current Settings:\n"
                                   "#\n";
 
-/// Appends a line, unless the parser would reject it: the next reader would then reject the whole file.
+/// Appends a line, unless the parser would reject it. The next reader would then reject the whole file.
 /// @return false if it does
 template <typename... Pieces>
 bool composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &reports, int lineCount,
@@ -212,7 +212,7 @@ int tovCreateInfoFile(const char *dir, char **lines) {
     if (result.isError()) {
         reports.add(result);
     } else {
-        tov::dropFromCache(tov::processCache(), path.get()); // it describes a file that was there before
+        tov::dropFromCache(tov::processCache(), path.get()); // the cached object is that of an earlier file
     }
     reports.make(path.get(), nullptr);
     return result.isError() ? 0 : 1;

@@ -9,7 +9,7 @@
 #include "tagfile/tovi_record_table.h"
 #include "tagfile/tovi_report.h"
 
-/// A symbolic link met on the way up, and its target.
+/// A symbolic link that an upward search has followed.
 struct PathlinkObj {
     PathlinkObj *next;
     char *path;   ///< the link
@@ -21,17 +21,17 @@ extern "C" {
 extern VekinfoObj *vekinfoHashTable[TOVI_BUCKETS];
 extern PathlinkObj *pathlinkHashTable[TOVI_BUCKETS];
 
-/// The cached object that tovGetVekinfoAtLoc() delivered last, or null.
+/// The cached object that tovGetVekinfoAtLoc() returned last, or null.
 extern VekinfoObj *tempVekinfoFromHash;
 
 /// @return the cached object with the path of `probe`, or null
 VekinfoObj *tovVekinfoHashPeek(const VekinfoObj *probe);
-/// Gives `obj` to the cache, at the head of its chain. @return always 0
+/// Inserts `obj` at the head of its chain. The cache then owns it. @return always 0
 int tovVekinfoHashCreate(VekinfoObj *obj);
 
 /// @return the cached link with the path of `probe`, or null
 PathlinkObj *tovLinkHashPeek(const PathlinkObj *probe);
-/// Gives `link` to the cache, at the head of its chain. @return always 0
+/// Inserts `link` at the head of its chain. The cache then owns it. @return always 0
 int tovLinkHashCreate(PathlinkObj *link);
 
 /// @return TOV_OK if a cached object counts as defining `element`, otherwise TOV_ATTRIBUTE_NOT_ASSIGNED
@@ -58,17 +58,16 @@ bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *elem
 
 /// tovGetVekinfoAtLoc() without its report.
 /// @param cached  receives the cached object, if there is no error
-/// @return kNoError; TOV_NO_SUCH_FILE without a text: nothing is to be reported; or why the file could not be read
+/// @return kNoError; TOV_NO_SUCH_FILE without a text, which is not to be reported; or the error of reading the file
 Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
                   bool &found);
 
-/// Makes the cache describe `obj`. An object that is cached under its path takes over what differs, in place;
-/// otherwise `obj` itself is cached.
+/// Caches `obj`. If an object of its path is cached, that object receives what differs, and keeps its address.
 /// @return the cached object
 VekinfoObj *updateCache(TagCache &cache, OwnedInfoObj obj);
 
-/// Removes the object of `path`, which may be null, from the cache if there is one: its file is gone, or cannot be
-/// parsed.
+/// Removes the object of `path` from the cache, if there is one: its file is missing or cannot be parsed.
+/// @param path  may be null
 void dropFromCache(TagCache &cache, const char *path);
 
 /// tovResetCache() of any cache.

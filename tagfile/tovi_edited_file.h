@@ -1,7 +1,7 @@
 #ifndef TOVI_EDITED_FILE_H
 #define TOVI_EDITED_FILE_H
 
-/// A tag file that is open for an edit, under its lock: what it holds, and how that is replaced in place.
+/// A tag file that is opened and locked for an edit: its content is read, and replaced in place or extended.
 
 #include "common/base/owned.h"
 #include "tagfile/tovi_lock.h"
@@ -23,7 +23,7 @@ enum class Opening {
 enum class Opened {
     Yes,
     Missing,     ///< there is no file, and none is created
-    Exists,      ///< CreateNew: somebody else has created it
+    Exists,      ///< CreateNew: another process has created it
     NotWritable, ///< it cannot be opened for writing, or not be created
     TimedOut     ///< another process holds the lock
 };
@@ -36,14 +36,14 @@ class EditedFile {
     /// @param path  a tag file or a symbolic link to one; outlives the object
     explicit EditedFile(const char *path) : path_(path) {}
 
-    /// Opens the file and locks it if it is a regular one; a file that is renamed over or removed before the lock is
-    /// there is opened again. A file system without locks does without.
+    /// Opens the file, and locks it if it is a regular one. If the file is replaced or removed before it is locked, it is
+    /// opened again. On a file system without locks it is opened without one.
     [[nodiscard]] Opened open(Opening opening, const Deadline &deadline);
 
     [[nodiscard]] bool isRegular() const { return S_ISREG(status_.st_mode); }
     /// Whether open() created the file and nobody has written to it before it was locked.
     [[nodiscard]] bool isNew() const { return isNew_; }
-    /// For reading in any way; the offset is at the beginning.
+    /// The descriptor, for reading. Its offset is 0 after open().
     [[nodiscard]] int descriptor() const { return file_.get(); }
 
     /// Reads the content of a regular file, unless it has been read already.
@@ -55,16 +55,16 @@ class EditedFile {
     /// Makes `text` the content, in place: inode, owner, mode and links stay. If a step fails, the file has its old
     /// content again (if it may be read: what cannot be read cannot be restored).
     ///
-    /// At every moment the file reads as the old text or as the new one, the latter followed by empty lines; if the
-    /// file system cannot reserve space (fallocate), the old text may also be followed by the end of the new one.
+    /// A reader at the same time finds the old text, or the new one with empty lines after it. If the file system cannot
+    /// reserve space with fallocate(), it can also find the old text with the end of the new one after it.
     [[nodiscard]] bool replace(std::string_view text);
 
-    /// Whether the file has its old content, as far as replace() could restore it.
+    /// Whether the file has its old content after a failed replace().
     [[nodiscard]] bool isRestored() const { return isRestored_; }
 
     /// Whether the file is one that can be appended to: a regular file whose last byte can be read, or a device.
     [[nodiscard]] bool canAppend();
-    /// Whether the last line lacks its newline; canAppend() has looked.
+    /// Whether the last line has no newline. canAppend() reads this.
     [[nodiscard]] bool endsInsideLine() const { return lastByte_ != '\n'; }
 
     /// Appends all of `text` with one write(), or nothing.

@@ -2,9 +2,9 @@
 #define TOVI_LOCK_H
 
 /// The lock that serializes edits of one tag file, between processes and within one: an open file description lock
-/// (F_OFD_SETLK) on the whole file. Unlike flock(), it needs write access to shut others out, and it is not in the way
-/// of scripts that use flock(1). Unlike a process-owned lock, it is not lost when another descriptor of the file is
-/// closed.
+/// (F_OFD_SETLK) on the whole file. Not flock(): it needs no write access, so every reader could block edits, and
+/// `flock FILE vekinfo ...` in a script would wait for itself. Not a process-owned lock: closing any descriptor of the
+/// file releases it.
 
 #include <cstdint>
 
@@ -44,11 +44,11 @@ enum class LockKind { Shared, Exclusive };
 
 enum class LockResult {
     Locked,
-    Unsupported, ///< the file system has no locks: go on without one
+    Unsupported, ///< the file system has no locks: continue without one
     TimedOut
 };
 
-/// A lock on a descriptor that its caller keeps open for as long.
+/// A lock on a descriptor. The caller must keep the descriptor open until release().
 class FileLock {
   public:
     FileLock() = default;
@@ -56,7 +56,7 @@ class FileLock {
     FileLock &operator=(const FileLock &) = delete;
     ~FileLock() { release(); }
 
-    /// Tries until the lock is there or `deadline` has passed.
+    /// Tries until it has the lock or `deadline` has passed.
     /// @param file  open for reading for a shared lock, for writing for an exclusive one
     [[nodiscard]] LockResult acquire(int file, LockKind kind, const Deadline &deadline);
 

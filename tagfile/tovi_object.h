@@ -9,10 +9,10 @@
 
 extern "C" {
 
-/// Makes `obj` an object in which nothing is set. What it held is not released.
+/// Sets all fields of `obj` to their initial values. Its old strings are not freed.
 void tovInitVekinfoObj(VekinfoObj *obj);
 
-/// Makes a deep copy of `src` that is in no chain.
+/// Makes a deep copy of `src`, with a null `next`.
 ///
 /// @param out  receives the copy, to be released with tovDestroyInfoObj(); null if memory is exhausted
 /// @return always TOV_OK
@@ -34,7 +34,7 @@ OwnedInfoObj makeEmptyInfoObj(const char *path = nullptr);
 /// Exchanges the application entries of two objects.
 void swapEntries(VekinfoObj &a, VekinfoObj &b);
 
-/// Releases what `obj` owns, and leaves it with nothing set.
+/// Frees the strings and lists of `obj`, and initializes it.
 void toviClearInfoObj(VekinfoObj *obj);
 
 /// Reports exhausted memory. @return TOV_MEMORY_ERROR

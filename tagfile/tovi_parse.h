@@ -19,7 +19,7 @@ extern "C" {
 
 /// Reads the tag file `path` into `obj`, up to its end or its first syntax error.
 ///
-/// @param element  the entry that is looked for, or null
+/// @param element  the entry to search, or null
 /// @param found    set to 1 if a line names `element`; cleared by an error; otherwise left alone
 /// @return TOV_OK; TOV_SYSTEM_ERROR if the file cannot be opened or read, TOV_SYNTAX_ERROR or TOV_MEMORY_ERROR, all of
 ///         them reported
@@ -35,7 +35,7 @@ int tovProcessVekinfoCommand(const char *line, const char *element, int *found, 
 /// @param words  receives the words, in a static buffer that the next call overwrites
 void toviProcessLine(const char *line, int *count, char **words);
 
-/// Applies the words of one line to `obj`. Documented: a keyword is also set on the cached object delivered last
+/// Applies the words of one line to `obj`. Documented: a keyword is also set on the cached object returned last
 /// (tempVekinfoFromHash); an application entry is added to `obj` only.
 ///
 /// @param path     the tag file, for messages
@@ -91,7 +91,7 @@ Report forEachLine(vek::LineReader &lines, VekinfoObj &obj, Apply apply) {
 }
 
 /// Parses all lines into `obj`, which counts them.
-/// @param element  the entry that is looked for, or null
+/// @param element  the entry to search, or null
 /// @param found    set to true if a line names `element`; false after an error; otherwise left alone
 /// @return kNoError, or why parsing stopped
 Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
@@ -102,8 +102,8 @@ Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *
 /// @return kNoError, or why parsing stopped, kNoMemory among the reasons
 Report parseText(const Keywords &keywords, const char *path, std::string_view text, OwnedInfoObj &obj);
 
-/// Reads the tag file `path` into `obj`, in which nothing is set. A file that is being edited is read under a shared
-/// lock (tov_read.cpp).
+/// Reads the tag file `path` into `obj`, in which nothing is set. A file that may be changing is read under a shared lock
+/// (tov_read.cpp).
 Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
                    bool &found);
 

@@ -1,17 +1,17 @@
 #ifndef TOVI_QUERY_H
 #define TOVI_QUERY_H
 
-/// The values that an object gives its entries.
+/// Values of entries.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
 
 extern "C" {
 
-/// @return the value that `obj` gives the entry `name`, borrowed from it or a constant; null if it has none
+/// @return the value of the entry `name` in `obj`: a string of `obj` or a constant; null if there is none
 const char *toviStringizeEntry(const char *name, const VekinfoObj *obj);
 
-/// @return the namespace of the machine this runs on
+/// @return the default namespace of this platform
 const char *tovsExeMachineNameSpace(void);
 }
 

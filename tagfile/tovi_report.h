@@ -1,8 +1,8 @@
 #ifndef TOVI_REPORT_H
 #define TOVI_REPORT_H
 
-/// Reports that are made later. No handler or hook may run while a lock is held, so that a handler can edit the same
-/// file; and what a handler does must not change the objects that an edit works on.
+/// Deferred reports. No error handler runs while a lock is held, so that a handler can edit the same file. Nor can a
+/// handler change the objects that an edit is using.
 
 #include "common/base/owned.h"
 #include "tagfile/tov.h"
@@ -32,13 +32,13 @@ inline constexpr Report kCannotRead = {TOV_SYSTEM_ERROR, "while opening vekinfo.
 /// Reports in the order in which they are to be made.
 class Reports {
   public:
-    /// Keeps a report. Without memory for it, exhausted memory is reported at the end instead.
+    /// Adds a report. If memory is exhausted, this is reported at the end instead.
     void add(const Report &report);
 
     /// @return the first report; kNoError if there is none
     [[nodiscard]] const Report &first() const { return size_ == 0 ? kNoError : first_[0]; }
 
-    /// Makes the reports and forgets them. A handler may do anything meanwhile, also with the caller's objects.
+    /// Makes the reports and removes them. The handler may call any function of this layer.
     /// @param file, directory  what the reports name; either may be null
     void make(const char *file, const char *directory);
 

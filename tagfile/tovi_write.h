@@ -1,7 +1,7 @@
 #ifndef TOVI_WRITE_H
 #define TOVI_WRITE_H
 
-/// The tag file's format, as it is written: a template text, then the settings in a fixed order.
+/// Writing tag files: a template text, then the settings in a fixed order.
 
 #include "common/text/composed_text.h"
 #include "tagfile/keyword.h"

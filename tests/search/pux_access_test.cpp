@@ -1,5 +1,6 @@
 // The permission test without access().
 
+#include "search/puxi_access.h"
 #include "search/puxi_search.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -189,10 +190,10 @@ TEST(QuickAccess, RecordedIdsStayUntilTheNextRecording) {
     box.file("f", "", 0400);
     const bool becomesForeign = canBeForeign();
     const test::Outcome outcome = test::inChild([&] {
-        puxiRecordEffectiveIds();
+        pux::recordEffectiveIds();
         test::becomeUnprivileged();
         expectGrantedByItsBits(box.path("f"), PUXI_READABLE);
-        puxiRecordEffectiveIds();
+        pux::recordEffectiveIds();
         if (becomesForeign) {
             expectRefusedByAccess(box.path("f"), PUXI_READABLE);
         }

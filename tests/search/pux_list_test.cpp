@@ -3,7 +3,9 @@
 #include "search/pux.h"
 
 #include "common/platform/vek_init.h"
+#include "search/puxi_access.h"
 #include "search/puxi_search.h"
+#include "search/puxi_settings.h"
 #include "tests/search/interpolation.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"
@@ -33,7 +35,7 @@ class SearchList : public ::testing::Test {
     /// Builds the default list, and gives its entries.
     static Strings build() {
         EXPECT_EQ(puxInitialize(nullptr), PUX_OK);
-        return test::strings(puxiDefaultList());
+        return test::strings(pux::processSettings().list);
     }
 };
 
@@ -74,7 +76,7 @@ TEST(SearchListStart, NeedsVekInit) {
     EXPECT_EQ(puxInitialize(&handle), PUX_NOT_INITIALIZED);
     EXPECT_EQ(handle, &entry);
     EXPECT_EQ(puxInitialize(nullptr), PUX_NOT_INITIALIZED);
-    EXPECT_EQ(puxiDefaultList(), nullptr);
+    EXPECT_EQ(pux::processSettings().list, nullptr);
 }
 
 TEST_F(SearchList, HasWorkingDirectoryAndHomeByDefault) {
@@ -110,7 +112,7 @@ TEST(SearchListStart, HasEveryBuiltInDirectoryInOrder) {
     Strings expected = begin;
     expected.insert(expected.end(), {box.path("inst/share/local"), box.path("inst") + "/share"});
     EXPECT_EQ(puxInitialize(nullptr), PUX_OK);
-    EXPECT_EQ(test::strings(puxiDefaultList()), expected);
+    EXPECT_EQ(test::strings(pux::processSettings().list), expected);
     // given a site
     test::Environment withSite = variables;
     withSite.emplace_back("VEK_SITE", box.path("site"));
@@ -118,7 +120,7 @@ TEST(SearchListStart, HasEveryBuiltInDirectoryInOrder) {
     expected = begin;
     expected.insert(expected.end(), {box.path("site"), box.path("inst") + "/share"});
     EXPECT_EQ(puxInitialize(nullptr), PUX_OK);
-    EXPECT_EQ(test::strings(puxiDefaultList()), expected);
+    EXPECT_EQ(test::strings(pux::processSettings().list), expected);
     EXPECT_EQ(puxReleaseHandle(nullptr), PUX_OK);
 }
 
@@ -151,7 +153,7 @@ TEST_F(SearchList, NoUsableDirectoryIsAnError) {
         char **handle = nullptr;
         EXPECT_EQ(puxInitialize(&handle), PUX_INITIALIZATION_FAILED);
         EXPECT_EQ(handle, nullptr);
-        EXPECT_EQ(puxiDefaultList(), nullptr);
+        EXPECT_EQ(pux::processSettings().list, nullptr);
     });
 }
 
@@ -173,7 +175,7 @@ TEST_F(SearchList, EffectiveIdsAreRecordedAnew) {
     box.file("f", "", 0400);
     const bool becomesForeign = geteuid() == 0;
     const test::Outcome outcome = test::inChild([&] {
-        puxiRecordEffectiveIds();
+        pux::recordEffectiveIds();
         test::becomeUnprivileged();
         EXPECT_EQ(pux_quick_access("f", PUXI_READABLE), 0);
         build();
@@ -238,7 +240,7 @@ TEST_F(SearchList, SetupLocThatIsNoRegularFileLeavesTheDefault) {
 TEST_F(SearchList, SetupLocThatCannotBeOpenedIsAnError) {
     box.file("setup.loc", ".\n");
     const Strings before = build();
-    char **const list = puxiDefaultList();
+    char **const list = pux::processSettings().list;
     for (const char *call : {"open", "fopen"}) {
         test::faults::fail(call, 1, EMFILE);
     }
@@ -247,7 +249,7 @@ TEST_F(SearchList, SetupLocThatCannotBeOpenedIsAnError) {
     test::faults::reset();
     EXPECT_EQ(code, PUX_FILE_NOT_FOUND);
     EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(puxiDefaultList(), list);
+    EXPECT_EQ(pux::processSettings().list, list);
     EXPECT_EQ(test::strings(list), before);
 }
 
@@ -271,7 +273,7 @@ TEST_F(SearchList, SetupLocWhosePathHas1024CharactersIsAnError) {
     box.file(directory + "/setup.loc", "/\n");
     process.environment({{"HOME", box.path(directory)}});
     EXPECT_EQ(puxInitialize(nullptr), PUX_BUFFER_TOO_SMALL);
-    EXPECT_EQ(puxiDefaultList(), nullptr);
+    EXPECT_EQ(pux::processSettings().list, nullptr);
 }
 
 // The start directory.
@@ -286,7 +288,7 @@ TEST_F(SearchList, StartDirectoryReplacesTheDot) {
 TEST_F(SearchList, StartDirectoryAppliesToListsBuiltLater) {
     const Strings before = build();
     puxSetCwdToSearchList("/w");
-    EXPECT_EQ(test::strings(puxiDefaultList()), before);
+    EXPECT_EQ(test::strings(pux::processSettings().list), before);
     puxSetCwdToSearchList("/v");
     EXPECT_EQ(build(), (Strings{"/v"}));
 }
@@ -322,28 +324,28 @@ TEST_F(SearchList, BuiltForAHandleIsTheDefaultToo) {
     char **handle = nullptr;
     EXPECT_EQ(puxInitialize(&handle), PUX_OK);
     EXPECT_NE(handle, nullptr);
-    EXPECT_EQ(handle, puxiDefaultList());
+    EXPECT_EQ(handle, pux::processSettings().list);
     char **other = nullptr;
     EXPECT_EQ(puxInitialize(&other), PUX_OK);
     EXPECT_NE(other, handle);
-    EXPECT_EQ(other, puxiDefaultList());
+    EXPECT_EQ(other, pux::processSettings().list);
     EXPECT_EQ(test::strings(handle), (Strings{"."}));
     EXPECT_EQ(puxReleaseHandle(handle), PUX_OK);
-    EXPECT_EQ(other, puxiDefaultList());
+    EXPECT_EQ(other, pux::processSettings().list);
 }
 
 TEST_F(SearchList, ReleasingTheDefaultListEmptiesTheDefaultHandle) {
     char **handle = nullptr;
     EXPECT_EQ(puxInitialize(&handle), PUX_OK);
     EXPECT_EQ(puxReleaseHandle(handle), PUX_OK);
-    EXPECT_EQ(puxiDefaultList(), nullptr);
+    EXPECT_EQ(pux::processSettings().list, nullptr);
     EXPECT_EQ(puxReleaseHandle(nullptr), PUX_INVALID_PARAMETER);
 }
 
 TEST_F(SearchList, ReleasingNothingFreesTheDefaultList) {
     build();
     EXPECT_EQ(puxReleaseHandle(nullptr), PUX_OK);
-    EXPECT_EQ(puxiDefaultList(), nullptr);
+    EXPECT_EQ(pux::processSettings().list, nullptr);
     EXPECT_EQ(puxReleaseHandle(nullptr), PUX_INVALID_PARAMETER);
 }
 
@@ -354,7 +356,7 @@ TEST_F(SearchList, IsBuiltAgainAfterItsRelease) {
     std::array<char, 100> out = {};
     EXPECT_EQ(puxSearch(nullptr, "wanted", out.data(), out.size()), PUX_OK);
     EXPECT_STREQ(out.data(), "./wanted");
-    EXPECT_NE(puxiDefaultList(), nullptr);
+    EXPECT_NE(pux::processSettings().list, nullptr);
 }
 
 TEST_F(SearchList, BuildingAgainForNobodyFreesTheOldOne) {
@@ -370,17 +372,17 @@ TEST_F(SearchList, BuildingAgainForNobodyFreesTheOldOne) {
 
 TEST_F(SearchList, FailureLeavesTheDefaultHandle) {
     const Strings before = build();
-    char **const list = puxiDefaultList();
+    char **const list = pux::processSettings().list;
     const std::string directory = test::directoryOfLength(box, 1020);
     box.file(directory + "/setup.loc", "/\n");
     process.environment({{"HOME", box.path(directory)}});
     EXPECT_EQ(puxInitialize(nullptr), PUX_BUFFER_TOO_SMALL);
-    EXPECT_EQ(puxiDefaultList(), list);
+    EXPECT_EQ(pux::processSettings().list, list);
     char *entry = nullptr;
     char **handle = &entry;
     EXPECT_EQ(puxInitialize(&handle), PUX_BUFFER_TOO_SMALL);
     EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(puxiDefaultList(), list);
+    EXPECT_EQ(pux::processSettings().list, list);
     EXPECT_EQ(test::strings(list), before);
 }
 
@@ -395,7 +397,7 @@ TEST_F(SearchList, InsertionPutsACopyInFront) {
     directory[1] = 'x';
     EXPECT_EQ(test::strings(handle), (Strings{"/d", "."}));
     EXPECT_EQ(handle[1], first);
-    EXPECT_EQ(puxiDefaultList(), handle);
+    EXPECT_EQ(pux::processSettings().list, handle);
     EXPECT_EQ(puxInsertToSearchList(&handle, ""), PUX_OK);
     EXPECT_EQ(test::strings(handle), (Strings{"", "/d", "."}));
 }
@@ -405,40 +407,40 @@ TEST_F(SearchList, InsertionIntoAnotherListMakesItTheDefault) {
     char **handle = nullptr;
     EXPECT_EQ(puxInsertToSearchList(&handle, "/d"), PUX_OK);
     EXPECT_EQ(test::strings(handle), (Strings{"/d"}));
-    EXPECT_EQ(puxiDefaultList(), handle);
+    EXPECT_EQ(pux::processSettings().list, handle);
     char **other = nullptr;
     EXPECT_EQ(puxInitialize(&other), PUX_OK);
     EXPECT_EQ(puxInsertToSearchList(&handle, "/e"), PUX_OK);
     EXPECT_EQ(test::strings(handle), (Strings{"/e", "/d"}));
-    EXPECT_EQ(puxiDefaultList(), handle);
+    EXPECT_EQ(pux::processSettings().list, handle);
     EXPECT_EQ(test::strings(other), (Strings{"."}));
     EXPECT_EQ(puxReleaseHandle(other), PUX_OK);
 }
 
 TEST_F(SearchList, InsertionWithoutAHandleChangesTheDefaultList) {
     EXPECT_EQ(puxInsertToSearchList(nullptr, "/d"), PUX_OK);
-    EXPECT_EQ(test::strings(puxiDefaultList()), (Strings{"/d"}));
+    EXPECT_EQ(test::strings(pux::processSettings().list), (Strings{"/d"}));
     EXPECT_EQ(puxInsertToSearchList(nullptr, "/e"), PUX_OK);
-    EXPECT_EQ(test::strings(puxiDefaultList()), (Strings{"/e", "/d"}));
+    EXPECT_EQ(test::strings(pux::processSettings().list), (Strings{"/e", "/d"}));
 }
 
 TEST_F(SearchList, InsertionOfNothingLeavesTheList) {
     build();
-    char **const list = puxiDefaultList();
+    char **const list = pux::processSettings().list;
     EXPECT_EQ(puxInsertToSearchList(nullptr, nullptr), PUX_OK);
-    EXPECT_EQ(puxiDefaultList(), list);
+    EXPECT_EQ(pux::processSettings().list, list);
     EXPECT_EQ(test::strings(list), (Strings{"."}));
 }
 
 TEST_F(SearchList, InsertionWithoutMemoryLeavesTheList) {
     build();
-    char **const list = puxiDefaultList();
+    char **const list = pux::processSettings().list;
     for (const int nth : {1, 2}) {
         test::faults::failAllocation(nth);
         const int code = puxInsertToSearchList(nullptr, "/d");
         test::faults::reset();
         EXPECT_EQ(code, PUX_MEMORY_ERROR);
-        EXPECT_EQ(puxiDefaultList(), list);
+        EXPECT_EQ(pux::processSettings().list, list);
         EXPECT_EQ(test::strings(list), (Strings{"."}));
     }
 }
@@ -447,7 +449,7 @@ TEST_F(SearchList, InsertionsGrowWithoutALimit) {
     for (int i = 0; i < 2000; ++i) {
         ASSERT_EQ(puxInsertToSearchList(nullptr, "/d"), PUX_OK);
     }
-    EXPECT_EQ(test::strings(puxiDefaultList()), Strings(2000, "/d"));
+    EXPECT_EQ(test::strings(pux::processSettings().list), Strings(2000, "/d"));
 }
 
 // Memory.
@@ -458,7 +460,7 @@ TEST_F(SearchList, ExhaustedMemoryNeverGivesAPartialList) {
     puxSetCwdToSearchList("/w");
     const Strings expected = {"/w", "a", "/w"};
     EXPECT_EQ(build(), expected);
-    char **const list = puxiDefaultList();
+    char **const list = pux::processSettings().list;
     test::Capture capture;
     int failures = 0;
     for (int nth = 1; nth < 100; ++nth) {
@@ -473,7 +475,7 @@ TEST_F(SearchList, ExhaustedMemoryNeverGivesAPartialList) {
         ++failures;
         EXPECT_EQ(code, PUX_MEMORY_ERROR) << nth;
         EXPECT_EQ(handle, nullptr);
-        EXPECT_EQ(puxiDefaultList(), list);
+        EXPECT_EQ(pux::processSettings().list, list);
     }
     EXPECT_GE(failures, 6);
 }
@@ -497,7 +499,7 @@ TEST_F(PathConversion, PlainPathCostsOneStatCallAndNoList) {
     EXPECT_EQ(test::faults::count("malloc"), 0);
     EXPECT_EQ(test::faults::count("open"), 0);
     EXPECT_EQ(test::faults::count("access"), 0);
-    EXPECT_EQ(puxiDefaultList(), nullptr);
+    EXPECT_EQ(pux::processSettings().list, nullptr);
 }
 
 TEST(PathConversionStart, NeedsNoVekInit) {

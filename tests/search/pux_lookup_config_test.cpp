@@ -1,7 +1,7 @@
 // Which file names are looked up along the search list.
 
 #include "search/pux.h"
-#include "search/puxi_search.h"
+#include "search/puxi_settings.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
@@ -229,7 +229,7 @@ TEST_F(LookupConfig, NullListIsTheDefaultList) {
     process.environment({{"HOME", box.path("home")}});
     EXPECT_EQ(puxUsePuxFor(nullptr, "foo"), kYes);
     EXPECT_EQ(puxUsePuxFor(nullptr, "bar"), kNo);
-    EXPECT_NE(puxiDefaultList(), nullptr);
+    EXPECT_NE(pux::processSettings().list, nullptr);
 }
 
 TEST_F(LookupConfig, NullNameIsInvalid) {

@@ -2,6 +2,7 @@
 
 #include "search/pux.h"
 #include "search/puxi_search.h"
+#include "search/puxi_settings.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
@@ -446,9 +447,9 @@ TEST_F(Search, UnreadableMatchInALibraryEndsTheSearch) {
 TEST_F(Search, NullListIsTheDefaultList) {
     box.file("home/n", "");
     process.environment({{"HOME", box.path("home")}});
-    EXPECT_EQ(puxiDefaultList(), nullptr);
+    EXPECT_EQ(pux::processSettings().list, nullptr);
     EXPECT_EQ(search(nullptr, "n"), (Found{PUX_OK, box.path("home/n")}));
-    EXPECT_NE(puxiDefaultList(), nullptr);
+    EXPECT_NE(pux::processSettings().list, nullptr);
     EXPECT_EQ(searchGroup(nullptr, "n", "g"), (Found{PUX_OK, box.path("home/n")}));
     EXPECT_EQ(findWritable(nullptr, "n"), (Found{PUX_OK, box.path("home/n")}));
     EXPECT_EQ(fullSearch(nullptr, "n"), (FoundAll{PUX_OK, {box.path("home/n")}}));
@@ -458,7 +459,7 @@ TEST_F(Search, DefaultListIsBuiltForEverySearch) {
     box.file("d/n", "");
     CList list({"d"});
     EXPECT_EQ(search(list, "n"), (Found{PUX_OK, "d/n"}));
-    EXPECT_NE(puxiDefaultList(), nullptr);
+    EXPECT_NE(pux::processSettings().list, nullptr);
 }
 
 TEST(SearchStart, FailureToBuildTheDefaultListIsTheResult) {

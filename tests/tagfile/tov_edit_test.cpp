@@ -3,6 +3,7 @@
 #include "common/text/ascii.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_lock.h"
+#include "tagfile/tovi_write.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -936,6 +937,8 @@ TEST_F(Edit, LockHeldForThirtySecondsGivesOneReport) {
     EXPECT_LE(30'000, waited);
     EXPECT_GT(31'000, waited);
     EXPECT_EQ(0, tovRemoveEntry(".", "A"));
+    EXPECT_EQ(writeFailed(1), reports.take());
+    EXPECT_EQ(0, updateInfoFile(".", test::emptyTagObject().get()));
     EXPECT_EQ(writeFailed(1), reports.take());
     EXPECT_EQ("DMTYPE old\nA 1\n", box.read("vekinfo.tag"));
     EXPECT_EQ("DMTYPE old\nA 1\n", cached());

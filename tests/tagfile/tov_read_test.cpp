@@ -83,6 +83,7 @@ TEST_F(Reading, OfAFileAtRestTakesNoLock) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     makeOld("vekinfo.tag", 61);
     EXPECT_EQ(0, lockCalls());
+    EXPECT_EQ(2, test::faults::count("fstat")) << "before and after the reading";
     EXPECT_EQ("old", readDmtype());
 }
 
