@@ -1,6 +1,6 @@
 #include "search/puxi_access.h"
 
-#include "search/puxi_search.h"
+#include "common/platform/mode_bits.h"
 
 #include <cerrno>
 #include <sys/stat.h>

@@ -3,7 +3,6 @@
 #include "common/platform/vek_path.h"
 #include "search/pux.h"
 #include "search/puxi_access.h"
-#include "search/puxi_search.h"
 #include "search/vek_interp.h"
 
 int puxConvertPathNotThereEx(const char *in, char *out, const char *fileName) {

@@ -1,15 +1,15 @@
 // Building the search list: the built-in list, or that of the first `setup.loc` along it.
 
-#include "search/pux.h"
+#include "search/puxi_list.h"
 
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"
 #include "common/text/owned_strlist.h"
 #include "common/text/vek_strlist.h"
+#include "search/pux.h"
 #include "search/puxi_access.h"
 #include "search/puxi_match.h"
-#include "search/puxi_search.h"
-#include "search/puxi_settings.h"
+#include "search/puxi_setup_loc.h"
 
 #include <algorithm>
 #include <array>

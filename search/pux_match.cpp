@@ -3,7 +3,6 @@
 #include "common/platform/vek_path.h"
 #include "common/text/fixed_text.h"
 #include "search/puxi_access.h"
-#include "search/puxi_search.h"
 
 #include <array>
 #include <cerrno>

@@ -2,8 +2,8 @@
 #include "common/text/fixed_text.h"
 #include "common/text/owned_strlist.h"
 #include "search/pux.h"
+#include "search/puxi_list.h"
 #include "search/puxi_match.h"
-#include "search/puxi_settings.h"
 
 #include <array>
 #include <string_view>

@@ -6,7 +6,7 @@
 #include "common/text/owned_strlist.h"
 #include "search/pux.h"
 #include "search/puxi_match.h"
-#include "search/puxi_search.h"
+#include "search/puxi_setup_loc.h"
 
 #include <array>
 #include <cstdio>

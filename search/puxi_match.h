@@ -8,6 +8,18 @@
 #include <cstddef>
 #include <string_view>
 
+VEK_BEGIN_DECLS
+
+/// Joins the candidate of a search: `directory`, "/" unless it is a root, `group` and "/" unless it is ".",
+/// `name`.
+///
+/// @param out      receives the candidate; empty if it does not fit
+/// @param outSize  its size in bytes, including the NUL
+/// @return 0, or PUX_BUFFER_TOO_SMALL
+int pux_concat_path(const char *directory, const char *group, const char *name, char *out, size_t outSize);
+
+VEK_END_DECLS
+
 namespace pux {
 
 /// The entry of a search list that is replaced by the library directories.

@@ -6,7 +6,7 @@
 #include "common/platform/vek_file.h"
 #include "common/text/ascii.h"
 #include "tagfile/tovi_object.h"
-#include "tagfile/tovi_parse.h"
+#include "tagfile/tovi_read.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,17 +1,13 @@
 // The tag file parser. A line is reduced and split in place, without copies. Its first word is looked up in the table of
-// keywords. The documented functions also report errors and update the cached object that was returned last; they call
-// the functions that return a report.
+// keywords.
 
 #include "tagfile/tovi_parse.h"
 
 #include "common/text/ascii.h"
 #include "common/text/owned_strlist.h"
-#include "tagfile/tovi_cache.h"
 
 #include <cstdlib>
 #include <cstring>
-
-static struct { vek::LineBuffer text; } lastLine; // the words of toviProcessLine() point into it
 
 namespace tov {
 
@@ -51,44 +47,6 @@ std::string_view withoutWhiteSpaceAround(std::string_view line) {
         line.remove_prefix(1);
     }
     return line;
-}
-
-bool isSameText(const char *a, const char *b) {
-    return a != nullptr && a == b;
-}
-
-/// Whether `obj` is a shallow copy of `cached`, with the same strings.
-bool isShallowCopy(const VekinfoObj &obj, const VekinfoObj &cached) {
-    return isSameText(obj.path, cached.path) || isSameText(obj.dmtype, cached.dmtype);
-}
-
-/// Applies the line of a keyword to an object and to the cached object returned last. Shared strings remain shared.
-Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
-    if (!isShallowCopy(obj, cached)) {
-        const Report report = applyWords(kKeywords, words, obj);
-        return report.isError() ? report : applyWords(kKeywords, words, cached);
-    }
-    const Report report = applyWords(kKeywords, words, cached);
-    if (!report.isError()) {
-        obj.dmtype = nullptr;
-        static_cast<void>(applyWords(kKeywords, words, obj));
-        std::free(obj.dmtype);
-    }
-    obj.dmtype = cached.dmtype;
-    return report;
-}
-
-/// Adds an application entry to an object. Lists that it shares with the cached object remain shared.
-Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
-    const bool areShared = cached.names != nullptr && cached.names == obj.names;
-    const Report report = applyWords(kKeywords, words, obj);
-    if (areShared) {
-        cached.names = obj.names;
-        cached.namesSize = obj.namesSize;
-        cached.values = obj.values;
-        cached.valuesSize = obj.valuesSize;
-    }
-    return report;
 }
 
 } // namespace
@@ -178,42 +136,3 @@ const Keyword *findRejected(const Keywords &keywords, std::string_view text) {
 }
 
 } // namespace tov
-
-void toviProcessLine(const char *line, int *count, char **words) {
-    const std::size_t length = strnlen(line, lastLine.text.size() - 1);
-    std::memmove(lastLine.text.data(), line, length);
-    lastLine.text[length] = '\0';
-    const tov::Words split = tov::splitLine(lastLine.text);
-    *count = split.count;
-    for (int i = 0; i < split.count; ++i) {
-        words[i] = split.word[static_cast<std::size_t>(i)];
-    }
-}
-
-int toviHandleInputLine(VekinfoObj *obj, const char *path, const char *element, int *found, int count,
-                        char **words) {
-    if (element != nullptr && found != nullptr && vek::equalNoCase(words[0], element)) {
-        *found = 1;
-    }
-    tov::Words line;
-    for (; line.count < count && line.count < TOVI_LINE_WORDS; ++line.count) {
-        line.word[static_cast<std::size_t>(line.count)] = words[line.count];
-    }
-    tov::Report report;
-    if (tempVekinfoFromHash == nullptr || tempVekinfoFromHash == obj) {
-        report = tov::applyWords(tov::kKeywords, line, *obj);
-    } else if (tov::kKeywords.find(words[0]) != nullptr) {
-        report = tov::applyKeywordToBoth(line, *obj, *tempVekinfoFromHash);
-    } else {
-        report = tov::applyEntryToOne(line, *obj, *tempVekinfoFromHash);
-    }
-    return report.isError() ? tov::makeReport(report, path, nullptr) : TOV_OK;
-}
-
-int tovProcessVekinfoCommand(const char *line, const char *element, int *found, VekinfoObj *obj,
-                             const char *path) {
-    int count = 0;
-    std::array<char *, TOVI_LINE_WORDS> words = {};
-    toviProcessLine(line, &count, words.data());
-    return count == 0 ? TOV_OK : toviHandleInputLine(obj, path, element, found, count, words.data());
-}

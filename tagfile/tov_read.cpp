@@ -2,15 +2,14 @@
 // not modified within the last minute is read without a lock. If fstat() then shows that it changed, and for every other
 // file, it is read under a shared lock.
 
-#include "tagfile/tovi_parse.h"
+#include "tagfile/tovi_read.h"
 
 #include "common/base/owned.h"
 #include "common/platform/retry.h"
-#include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_lock.h"
 #include "tagfile/tovi_object.h"
+#include "tagfile/tovi_parse.h"
 
-#include <array>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -40,26 +39,6 @@ bool hasChanged(int file, const struct stat &before) {
 Report parseFile(const Keywords &keywords, int file, const char *element, VekinfoObj &obj, bool &found) {
     vek::LineReader lines(file);
     return parseLines(keywords, lines, element, obj, found);
-}
-
-/// Applies everything that `read` says to `obj`.
-/// @return TOV_OK, or a reported code
-int merge(const VekinfoObj &read, const char *path, VekinfoObj *obj) {
-    const auto apply = [&](const char *name, const char *value, int count) {
-        // The words are only read.
-        std::array<char *, TOVI_LINE_WORDS> words = {const_cast<char *>(name), const_cast<char *>(value)};
-        return toviHandleInputLine(obj, path, nullptr, nullptr, count, words.data());
-    };
-    int status = TOV_OK;
-    for (const Keyword &keyword : kKeywords) {
-        if (status == TOV_OK && keyword.isPresent(read)) {
-            status = apply(keyword.name.data(), keyword.value(read), keyword.wordCount);
-        }
-    }
-    for (int i = 0; status == TOV_OK && read.names != nullptr && read.names[i] != nullptr; ++i) {
-        status = apply(read.names[i], read.values[i], 2);
-    }
-    return status;
 }
 
 } // namespace
@@ -94,22 +73,3 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
 }
 
 } // namespace tov
-
-int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int *found) {
-    VekinfoObj read = {};
-    tovInitVekinfoObj(&read);
-    bool hasElement = false;
-    const tov::Report report = tov::readTagFile(tov::kKeywords, path, element, read, hasElement);
-    const bool hasLines = read.line > 0;
-    if (hasLines) {
-        obj->line = read.line;
-    }
-    const int merged = tov::merge(read, path, obj);
-    toviClearInfoObj(&read);
-    const bool hasFailed = merged != TOV_OK || report.isError();
-    // A file that cannot be opened leaves `*found` as it is.
-    if (found != nullptr && (hasElement || (hasFailed && hasLines))) {
-        *found = hasFailed ? 0 : 1;
-    }
-    return merged == TOV_OK && report.isError() ? tov::makeReport(report, path, nullptr) : merged;
-}

@@ -1,7 +1,6 @@
 // The permission test without access().
 
 #include "search/puxi_access.h"
-#include "search/puxi_search.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 #include "tests/support/sandbox.h"

@@ -4,8 +4,7 @@
 
 #include "common/platform/vek_init.h"
 #include "search/puxi_access.h"
-#include "search/puxi_search.h"
-#include "search/puxi_settings.h"
+#include "search/puxi_list.h"
 #include "tests/search/interpolation.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"

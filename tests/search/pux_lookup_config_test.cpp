@@ -1,7 +1,7 @@
 // Which file names are looked up along the search list.
 
 #include "search/pux.h"
-#include "search/puxi_settings.h"
+#include "search/puxi_list.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"

@@ -1,8 +1,8 @@
 // The searches along a search list.
 
 #include "search/pux.h"
-#include "search/puxi_search.h"
-#include "search/puxi_settings.h"
+#include "search/puxi_list.h"
+#include "search/puxi_match.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"

@@ -1,7 +1,7 @@
 // The `setup.loc` file.
 
 #include "search/pux.h"
-#include "search/puxi_search.h"
+#include "search/puxi_setup_loc.h"
 #include "tests/search/interpolation.h"
 #include "tests/search/search_list.h"
 #include "tests/support/capture.h"

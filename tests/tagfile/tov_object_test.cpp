@@ -1,6 +1,6 @@
 #include "tagfile/tovi_object.h"
 
-#include "tagfile/tovi_parse.h"
+#include "tagfile/tovi_handle_line.h"
 #include "tests/support/faults.h"
 #include "tests/tagfile/tag_support.h"
 

@@ -1,4 +1,4 @@
-#include "tagfile/tovi_parse.h"
+#include "tagfile/tovi_handle_line.h"
 
 #include "tagfile/tovi_cache.h"
 #include "tests/support/capture.h"

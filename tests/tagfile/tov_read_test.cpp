@@ -1,6 +1,6 @@
 // Reading a tag file that is, or may be, edited at the same time.
 
-#include "tagfile/tovi_parse.h"
+#include "tagfile/tovi_read.h"
 
 #include "tagfile/tovi_lock.h"
 #include "tests/support/faults.h"

@@ -1,5 +1,5 @@
-#ifndef PUXI_SETTINGS_H
-#define PUXI_SETTINGS_H
+#ifndef PUXI_LIST_H
+#define PUXI_LIST_H
 
 /// The state of this layer: the default list, and what lists are built with.
 
