@@ -34,7 +34,10 @@ OwnedInfoObj makeEmptyInfoObj(const char *path) {
         return nullptr;
     }
     tovInitVekinfoObj(obj.get());
-    return copyString(path, &obj->path) ? std::move(obj) : nullptr;
+    if (!copyString(path, &obj->path)) {
+        return nullptr;
+    }
+    return obj;
 }
 
 int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {

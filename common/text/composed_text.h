@@ -27,7 +27,8 @@ class ComposedText {
 
     /// @return the text, NUL-terminated, until the next change; null if memory was exhausted
     [[nodiscard]] const char *c_str() {
-        append(std::string_view("", 1));
+        constexpr char kEnd = '\0';
+        append(std::string_view(&kEnd, 1));
         if (!whole_) {
             return nullptr;
         }
