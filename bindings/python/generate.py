@@ -296,7 +296,7 @@ def value_of(node: c_ast.Node) -> int:
 
 
 def comments(directory: pathlib.Path) -> dict[str, str]:
-    """What the headers say beside a constant."""
+    """The comments of constants in the headers."""
     found = {}
     for header in HEADERS:
         text = (directory / header).read_text()

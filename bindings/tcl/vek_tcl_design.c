@@ -31,7 +31,7 @@ static int parseObject(Call *call, int count, Tcl_Obj *const *arguments, Object 
     return TCL_OK;
 }
 
-/// The names that are given, joined by "/", say which object an error is about.
+/// The given names, joined by "/": the object of an error message.
 static int failObject(Call *call, int code, const Object *object) {
     const char *const parts[] = {object->cell, object->view, object->file};
     Tcl_DString context;
@@ -176,7 +176,7 @@ static int findCommand(Call *call, int count, Tcl_Obj *const *arguments) {
     return TCL_OK;
 }
 
-/// Whether a code of rynQuery() says that an object is not there, or not as asked for.
+/// Whether a code of rynQuery() means that an object does not exist or fails a check.
 static bool isRefusal(int code) {
     return code == RYN_NO_SUCH_DIRECTORY || (code >= RYN_NO_SUCH_CELL && code <= RYN_NO_SUCH_FILE) ||
            (code >= RYN_PERMISSION_DENIED && code <= RYN_PERMISSION_DENIED_FILE);

@@ -1,4 +1,4 @@
-/// Commands on registries: what library definition files say. A script names a registry by a word, "vek1", that is
+/// Commands for registries, the content of library definition files. A script names a registry by a word, "vek1", that is
 /// valid in the interpreter that opened it, until `vek close` or the end of the interpreter.
 
 #include "vek_tcl.h"
@@ -185,7 +185,7 @@ static int diagnosticsCommand(Call *call, int count, Tcl_Obj *const *arguments) 
     return TCL_OK;
 }
 
-// ---- what the files say
+// ---- content of the files
 
 static int librariesCommand(Call *call, int count, Tcl_Obj *const *arguments) {
     (void)count;

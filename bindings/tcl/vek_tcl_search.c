@@ -171,7 +171,7 @@ static int searchListCommand(Call *call, int count, Tcl_Obj *const *arguments) {
     return TCL_OK;
 }
 
-/// What puxLookupConfig says of a file name.
+/// The decision of puxLookupConfig about a file name.
 static int searchableCommand(Call *call, int count, Tcl_Obj *const *arguments) {
     (void)count;
     const char *name = vekTclText(call, arguments[0]);
@@ -193,7 +193,7 @@ static int searchableCommand(Call *call, int count, Tcl_Obj *const *arguments) {
 
 enum {
     MESSAGE_SIZE = 2 * VEK_PATH_SIZE,
-    RECURSIVE_SIZE = 1 << 20 ///< with recursion the library cannot say how much is needed
+    RECURSIVE_SIZE = 1 << 20 ///< with recursion, the library does not return the size that is needed
 };
 
 typedef struct Interpolation {
@@ -225,7 +225,7 @@ static int flagsOf(Call *call, const Interpolation *interpolation, uint32_t *fla
     return TCL_OK;
 }
 
-/// Interpolates into a buffer that grows to what the library asks for, and stores the result or the error.
+/// Interpolates into a buffer, which grows to the size that the library returns, and stores the result or the error.
 static int interpolate(Call *call, const char *text, vekInterpArgs *record) {
     size_t size = (record->flags & VEK_INTERP_RECURSIVE) != 0 ? RECURSIVE_SIZE : strlen(text) + VEK_PATH_SIZE;
     char *buffer = ckalloc((unsigned)size);

@@ -17,7 +17,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[3]
 # chromium.py
 sys.path.append(str(SOURCE / "tests" / "support"))
 
-#: The tool whose answers the binding's are compared with.
+#: The tool that the results of the binding are compared with.
 VEKINFO = os.environ.get("VEKINFO", "vekinfo")
 
 
@@ -71,7 +71,7 @@ def vekinfo() -> Tool:
 
 @pytest.fixture
 def lookup_of_tool(vekinfo: Tool) -> Callable[[str, str], "tuple[str, str] | None"]:
-    """What `vekinfo -lookup` answers in a process of its own: (value, file), or None."""
+    """The result of `vekinfo -lookup` in a new process: (value, file), or None."""
 
     def look_up(path: str, name: str) -> tuple[str, str] | None:
         output = vekinfo("-path", path, "-lookup", name).stdout.partition("\n")[2]

@@ -1,4 +1,4 @@
-"""The declarations come from the public headers."""
+"""The declarations are those of the public headers."""
 
 from __future__ import annotations
 

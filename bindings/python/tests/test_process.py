@@ -156,7 +156,7 @@ def test_a_call_within_a_call_of_the_same_thread_raises(project):
 
 
 def test_a_signal_handler_that_calls_vek_does_not_crash(project):
-    """It gets an answer between two calls, and RuntimeError within one."""
+    """It works between two calls, and gets RuntimeError within one."""
     outcomes: set[str] = set()
 
     def on_alarm(number, frame):
@@ -181,7 +181,7 @@ def test_a_signal_handler_that_calls_vek_does_not_crash(project):
     reason="PyPy may run a signal handler after a lock is acquired and before the with statement protects it",
 )
 def test_an_exception_of_a_signal_handler_leaves_a_library_that_can_be_used(project):
-    """Wherever it interrupts a call: in the same thread, in another one, and while its traceback is kept."""
+    """Also in another thread, and while the traceback of the interrupted call exists."""
 
     class Interrupt(Exception):
         pass

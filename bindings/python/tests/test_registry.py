@@ -93,7 +93,7 @@ def test_registries_are_compared_by_identity(project):
         assert len({one["adders"], one["adders"]}) == 1
 
 
-# ---- what the definition files say
+# ---- content of definition files
 
 
 def test_the_places_of_definitions(registry, project):
@@ -304,7 +304,7 @@ def test_find_of_a_temporary_directory_that_a_library_does_not_have_raises(regis
 
 
 def test_denied_access_is_a_permission_error(registry, project):
-    """Root may do everything, so a child process asks as another user."""
+    """Root has all permissions, so a child process runs as another user."""
     for parent in project.parents:
         if parent.stat().st_uid == os.getuid() and parent != pathlib.Path("/tmp"):
             parent.chmod(0o755)

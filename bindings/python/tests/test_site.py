@@ -1,4 +1,4 @@
-"""What read_site() says of a site, and the command vekreport without a browser."""
+"""Results of read_site(), and the command vekreport without a browser."""
 
 from __future__ import annotations
 

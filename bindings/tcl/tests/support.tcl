@@ -12,7 +12,7 @@ configure -verbose {body error start} -singleproc 1
 lappend auto_path $env(VEK_TCL_PACKAGE)
 package require vek
 
-# Everything happens in one throw-away directory, with an environment of its own.
+# All tests use one temporary directory and their own environment.
 set sandbox [string trim [exec mktemp -d]]
 set sandbox [file normalize $sandbox]
 file attributes $sandbox -permissions 0755

@@ -43,7 +43,7 @@ lock = threading.RLock()
 def _load() -> Lib:
     soname = f"libvek.so.{ffi.integer_const('VEK_VERSION_MAJOR')}"
     named = os.environ.get("LIBVEK")
-    # PREFIX/lib/python3/dist-packages/vek: the library installed under the same prefix comes before others.
+    # PREFIX/lib/python3/dist-packages/vek: prefer the library that is installed under the same prefix.
     beside = pathlib.Path(__file__).resolve().parent.parent.parent.parent / soname
     try:
         return ffi.dlopen(named or (str(beside) if beside.is_file() else soname))
@@ -190,7 +190,7 @@ def _is_running(frame: FrameType, innermost: FrameType) -> bool:
 abandoned: collections.deque[CData] = collections.deque()
 
 
-# ---- handlers. A C caller cannot receive an exception: it is kept and raised when the section ends.
+# ---- handlers. A C caller cannot receive an exception: it is stored, and raised when the section ends.
 
 
 def _keep_exception(kind: type[BaseException], error: BaseException, trace: TracebackType) -> None:

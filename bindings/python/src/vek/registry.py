@@ -1,4 +1,4 @@
-"""Registries of libraries: what a library definition file (`vek.lib`) says, and what lies in the libraries."""
+"""Registries of libraries: the content of a library definition file (`vek.lib`), and cells, views and files."""
 
 from __future__ import annotations
 

@@ -87,7 +87,7 @@ def search_writable(name: str, *, libraries: Sequence[Path] | None = None) -> st
 
 
 def uses_search_list(name: str) -> bool:
-    """Returns whether the file `puxLookupConfig` says that files named `name` are looked up along the search list."""
+    """Returns whether files with the name `name` are searched along the search list, by the file `puxLookupConfig`."""
     with lock, Section() as section, section.search_list() as (code, directories):
         _check(code, name)
         code = lib.puxUsePuxFor(directories, encode(name))

@@ -1,4 +1,4 @@
-"""Tag files: lookups with inheritance, what one file says, and edits."""
+"""Tag files: lookups with inheritance, the content of one file, and edits."""
 
 from __future__ import annotations
 
@@ -46,7 +46,7 @@ class Entry:
 
 @dataclass(frozen=True)
 class TagFile:
-    """What one tag file says."""
+    """The content of one tag file."""
 
     path: str
     #: Whether it has a VEKLIBRARY entry.
@@ -139,7 +139,7 @@ def is_library(path: Path, *, diagnostics: list[Diagnostic] | None = None) -> bo
 
 
 def tags(path: Path = ".") -> TagFile | None:
-    """Returns what the nearest tag file at or above `path` says, as `vekinfo -show` finds it, or None.
+    """Returns the content of the nearest tag file at or above `path`, as `vekinfo -show` finds it, or None.
 
     As there, the walk is by the text of the path, and the tag file of the root directory is not looked at.
     A `path` that does not exist, and a tag file with an error, raise TagError.
@@ -159,7 +159,7 @@ def tags(path: Path = ".") -> TagFile | None:
 
 
 def read_tags(file: Path) -> TagFile:
-    """Returns what the tag file `file` says. A missing one raises TagError, as one with an error does."""
+    """Returns the content of the tag file `file`. TagError is raised if it is missing or has an error."""
     with lock, Section() as section:
         code, tag_file = _read(encode(file))
     if tag_file is None:
@@ -188,7 +188,7 @@ def _read(file: bytes) -> tuple[int, TagFile | None]:
 
 
 def add_entry(directory: Path, name: str, value: str = "", *, drop_other_entries: bool = False) -> TagFile:
-    """Adds an entry to the tag file of `directory`, which is created if there is none, and returns what it says now.
+    """Adds an entry to the tag file of `directory`, which is created if missing, and returns its new content.
 
     **The whole file is rewritten: comments and layout are lost.** If `name` is no keyword, **all application
     entries with other names are dropped**: without `drop_other_entries`, that raises EntriesWouldBeDroppedError and
@@ -212,7 +212,7 @@ def add_entry(directory: Path, name: str, value: str = "", *, drop_other_entries
 
 
 def clear_entry(directory: Path, name: str, *, drop_other_entries: bool = False) -> TagFile | None:
-    """Clears an entry of the tag file of `directory`, and returns what the file says now, or None without a file.
+    """Clears an entry of the tag file of `directory`, and returns its new content, or None without a file.
 
     **The whole file is rewritten: comments and layout are lost.** A keyword is removed. If `name` is no keyword,
     **the application entries of that name stay, and all others are dropped**: without `drop_other_entries`, that
@@ -233,7 +233,7 @@ def clear_entry(directory: Path, name: str, *, drop_other_entries: bool = False)
 
 
 def create_tags(directory: Path, lines: Sequence[str]) -> TagFile:
-    """Creates the tag file of `directory` with the given lines after the template, and returns what it says.
+    """Creates the tag file of `directory` with the given lines after the template, and returns its content.
 
     An existing file is not overwritten: TagError with TagCode.FILE_EXISTS. A line that would be a syntax error
     raises TagError as well; the file is then created without it.

@@ -103,7 +103,7 @@ def _page(site: Site) -> Iterable[str]:
 def _write(output: str, pieces: Iterable[str]) -> None:
     """Writes standard output, or a file that is old or complete at any time."""
     if output == "-":
-        # Whatever the locale, the page is UTF-8, as it says.
+        # The page declares UTF-8, whatever the locale is.
         for piece in pieces:
             sys.stdout.buffer.write(piece.encode())
         sys.stdout.buffer.flush()

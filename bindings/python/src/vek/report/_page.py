@@ -164,7 +164,7 @@ class _Names:
         return f"{self.short(place.file)}:{place.line}"
 
     def source_of(self, entry: Entry, library: SiteLibrary) -> str:
-        """Where the value of an entry comes from."""
+        """The source of the value of an entry."""
         if entry.file is None:
             return "default"
         if entry.file == f"{library.checked_directory}/vekinfo.tag":
