@@ -6,8 +6,8 @@
 
 namespace {
 
-const char *orText(const char *text, const char *instead) {
-    return text == nullptr ? instead : text;
+const char *orText(const char *text, const char *replacement) {
+    return text == nullptr ? replacement : text;
 }
 
 void printLibrary(const void *record, FILE *stream) {
@@ -43,7 +43,7 @@ const char *nameOf(const void *record) {
     return static_cast<const Record *>(record)->*Name;
 }
 
-/// How the records of one type of context are printed.
+/// The records of one or more types of context: how to walk, name and print them.
 struct RecordKind {
     const void *(*next)(const void *record);
     const char *(*name)(const void *record);

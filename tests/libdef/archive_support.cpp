@@ -34,10 +34,10 @@ struct {
 
 std::vector<std::unique_ptr<vekZip>> openArchives;
 
-/// A specifier of an archive keeps this in the place of its path.
+/// What a specifier of an archive holds instead of a path.
 struct Inside {
     std::string path;     ///< in the archive
-    std::string realPath; ///< of what stands for it
+    std::string realPath; ///< of the file with its contents
 };
 
 Inside &insideOf(const vekFSSpec *spec) {
@@ -78,7 +78,7 @@ int getFileMode(const vekFSStat *record, mode_t *mode) {
     return archives.modeStatus;
 }
 
-// The system's directory operations take the path from the specifier: for their time there is one that has it.
+// The native directory operations read the path of a native specifier, so they get a temporary one.
 
 int openDirectory(vekFSSpec *spec, vekFSDir **directory) {
     vekFSSpec plain = {};
@@ -91,7 +91,7 @@ int openDirectory(vekFSSpec *spec, vekFSDir **directory) {
     return status;
 }
 
-/// Replaces the entry holder by one with two fields. After it come bytes that read as the type of a file.
+/// Replaces the entry record by one of two fields. The bytes after it look like the type of a file.
 int openDirectoryWithOwnHolder(vekFSSpec *spec, vekFSDir **directory) {
     const int status = openDirectory(spec, directory);
     if (status == VEK_FS_OK) {

@@ -1,8 +1,7 @@
 #ifndef TESTS_LIBDEF_ARCHIVE_SUPPORT_H
 #define TESTS_LIBDEF_ARCHIVE_SUPPORT_H
 
-/// Calls that the linker gives to the tests in the place of the system's own (CMakeLists.txt): the archive layer,
-/// and directory reading.
+/// Replacements for the archive layer and for readdir(), linked with --wrap (CMakeLists.txt).
 
 #include <cstddef>
 #include <map>
@@ -13,27 +12,27 @@
 
 namespace test {
 
-/// The archive layer of this process. As long as it has no archives, every one fails to open as with the stubs.
+/// A simulated archive layer. An archive that is not in `contents` cannot be opened, as with the stubs.
 struct ArchiveLayer {
-    std::map<std::string, std::string> contents; ///< the directory that holds what is in each archive
-    std::map<std::string, int> statStatus;       ///< what stat() answers for a path inside an archive
-    std::map<std::string, mode_t> modes;         ///< the mode that a path inside an archive has
-    int createStatus = 0;                        ///< what making a specifier answers
-    int modeStatus = 0;                          ///< what asking a stat record for its mode answers
-    int freeStatus = 0;                          ///< what freeing a specifier answers
-    std::size_t nameBytes = 0;                   ///< how long entries of directories named "long" claim to be
-    /// Whether its readdir() is its own, with an entry holder that ends before the type.
+    std::map<std::string, std::string> contents; ///< the directory with the contents of each archive
+    std::map<std::string, int> statStatus;       ///< the result of stat() for a path inside an archive
+    std::map<std::string, mode_t> modes;         ///< the mode of a path inside an archive
+    int createStatus = 0;                        ///< the result of making a specifier
+    int modeStatus = 0;                          ///< the result of reading the mode of a stat record
+    int freeStatus = 0;                          ///< the result of freeing a specifier
+    std::size_t nameBytes = 0;                   ///< the size that entries of directories named "long" report
+    /// Whether it has its own readdir(), whose entry record ends before the type.
     bool hasOwnReaddir = false;
     std::vector<std::string> calls; ///< "open ARCHIVE", "spec PATH", "close ARCHIVE", "free PATH"
 };
 
-/// Reset when a test begins and ends.
+/// Is reset before and after each test.
 extern ArchiveLayer archives;
 
-/// From now on directory entries have no type, or have one again; until the test ends.
+/// Until the end of the test, readdir() returns DT_UNKNOWN for every entry, or no longer does.
 void hideEntryTypes(bool hidden = true);
 
-/// From now on reading a directory fails with `error` once `entries` entries were read, until the test ends.
+/// Until the end of the test, readdir() fails with `error` after `entries` entries.
 void failReadingAfter(int entries, int error);
 
 } // namespace test

@@ -1,7 +1,7 @@
 #ifndef TESTS_LIBDEF_ITERATION_SUPPORT_H
 #define TESTS_LIBDEF_ITERATION_SUPPORT_H
 
-/// The iterators over what lies on disk, as one family, and what they deliver.
+/// The iterators over directories in one table, and helpers that gather their names.
 
 #include "libdef/iteration/ryni_iterate.h"
 #include "tests/libdef/project_support.h"
@@ -14,7 +14,7 @@ namespace test {
 
 using NameList = std::vector<std::string>;
 
-/// One of the six iterators over the disk, in its plain and its extended form.
+/// One of the six iterators over directories: the plain and the extended form.
 struct DiskIterator {
     int type;
     const char *title; ///< in a dump
@@ -22,7 +22,7 @@ struct DiskIterator {
     const char *extendedContext;
     bool takesCell;
     bool takesView;
-    bool legal; ///< whether it takes the names that are legal, or the others
+    bool legal; ///< whether it lists legal names, or the others
     int (*plain)(rynHandle, const char *library, const char *cell, const char *view, rynContext **);
     int (*extended)(rynHandle, unsigned source, const char *library, const char *cell, const char *view,
                     rynContext **);
@@ -72,7 +72,7 @@ inline const DiskIterator &diskIterator(int type) {
     return diskIterators[static_cast<std::size_t>(type) - 1];
 }
 
-/// A context, ended at the end.
+/// A context; the destructor ends it.
 struct Iteration {
     rynContext *context = nullptr;
 
@@ -87,19 +87,19 @@ struct Iteration {
             context = nullptr;
         }
     }
-    /// Where a context goes; something stands there already.
+    /// The output of a creating function, which is not null before the call.
     rynContext **out() {
         end();
         context = reinterpret_cast<rynContext *>(this);
         return &context;
     }
-    /// Creates one over "lib", "c" and "v", as far as the iterator takes them.
+    /// Creates a context over "lib", "c" and "v".
     int begin(const Project &project, int type, unsigned source = 3) {
         const int code = diskIterator(type).extended(project.handle, source, "lib", "c", "v", out());
         EXPECT_EQ(code == 0, context != nullptr) << code;
         return code;
     }
-    /// What is left, in the order in which it is handed out.
+    /// The names that are left, in the order of the iteration.
     [[nodiscard]] NameList rest() const {
         NameList names;
         const auto next = context->type == 0  ? rynNextLib
@@ -129,13 +129,13 @@ inline NameList gathered(const Project &project, int type, unsigned source = 3) 
     return code == 0 ? iteration.sorted() : failed(code);
 }
 
-/// The directory that an iterator reads, below a place.
+/// The path that an iterator reads, below one of the directories of the library.
 inline std::string levelOf(int type) {
     const DiskIterator &iterator = diskIterator(type);
     return iterator.takesView ? "c/v/" : iterator.takesCell ? "c/" : "";
 }
 
-/// The names in a directory in the order in which the system gives them.
+/// The names in a directory in the order of readdir().
 inline NameList readingOrder(const std::string &directory) {
     NameList names;
     DIR *const stream = opendir(directory.c_str());

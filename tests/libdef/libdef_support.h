@@ -1,8 +1,8 @@
 #ifndef TESTS_LIBDEF_LIBDEF_SUPPORT_H
 #define TESTS_LIBDEF_LIBDEF_SUPPORT_H
 
-/// What the tests of library definitions share: recording handlers, and a registry made from a file in a
-/// throw-away directory.
+/// Helpers for tests of library definitions: recording handlers, and a registry that is loaded from a file in a temporary
+/// directory.
 
 #include "libdef/registry/ryni_registry.h"
 #include "libdef/ryn.h"
@@ -21,7 +21,7 @@
 
 namespace test {
 
-/// What a warning handler was called with. A null text is kept as "(null)".
+/// The arguments of a call of a warning handler, with "(null)" for a null text.
 struct Diagnostic {
     int code;
     std::string object;
@@ -38,7 +38,7 @@ inline std::ostream &operator<<(std::ostream &out, const Diagnostic &diagnostic)
 
 using Diagnostics = std::vector<Diagnostic>;
 
-/// What an error or fatal handler was called with.
+/// The arguments of a call of an error or fatal handler.
 struct Report {
     int code;
     std::string text;
@@ -57,7 +57,7 @@ inline std::string textOf(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 
-/// What the handlers below recorded in this process, and what they answer.
+/// The calls of the handlers below in this process, and the result of recordWarning().
 inline struct Recorded {
     Diagnostics diagnostics;
     Reports fatals;
@@ -70,7 +70,7 @@ inline int recordWarning(int code, const char *object, const char *file, int lin
     return recorded.warningResult;
 }
 
-/// A strict handler: every diagnostic ends the reading with its code.
+/// A handler that returns the code, so that every diagnostic ends the reading.
 inline int recordAndStop(int code, const char *object, const char *file, int line) {
     recordWarning(code, object, file, line);
     return code;
@@ -86,7 +86,7 @@ inline int recordError(int code, const char *text, const char *sameText) {
     return 0;
 }
 
-/// What rynDumpEverything() prints.
+/// The output of rynDumpEverything().
 inline std::string dumpOf(rynHandle handle) {
     char *text = nullptr;
     std::size_t size = 0;
@@ -98,8 +98,8 @@ inline std::string dumpOf(rynHandle handle) {
     return result;
 }
 
-/// A throw-away directory, which is the working directory, and the registry that was loaded from a file in it.
-/// The environment holds nothing but PWD and what a test adds.
+/// A temporary directory, which is the working directory, and a registry that is loaded from a file in it. The
+/// environment has PWD and what the test adds.
 class Definitions {
   public:
     explicit Definitions(const Environment &more = {}) {
@@ -122,7 +122,7 @@ class Definitions {
         box.file("vek.lib", text);
         return read(nullptr, flags);
     }
-    /// Creates a registry from `vek.lib` as it is.
+    /// Creates a registry from the existing `vek.lib`.
     int read(rynWarningHandler handler, unsigned flags = 0) {
         release();
         recorded.diagnostics.clear();
@@ -152,14 +152,14 @@ class Definitions {
     rynHandle handle = nullptr;
 };
 
-/// What the default warning handler prints. @param message the text of the diagnostic's code
+/// The output of the default warning handler. @param message the text of the code
 inline std::string printed(const Diagnostic &diagnostic, std::string_view message) {
     return "Error at line " + std::to_string(diagnostic.line) + " of " + diagnostic.file + " for " +
            diagnostic.object + ":\n\t" + std::string(message) + "\n";
 }
 
-/// Loads `text` with a caller's handler, which must be called with exactly `expected`, and then with the default
-/// one, which must print exactly that and make the creation fail with its code.
+/// Loads `text` twice: with a recording handler, which must be called with exactly `expected`; and with the default
+/// handler, which must print exactly that and fail the creation with the code.
 inline void expectDiagnostic(Definitions &definitions, std::string_view text, const Diagnostic &expected,
                              std::string_view message, unsigned flags = 0) {
     EXPECT_EQ(definitions.load(text, flags), 0);

@@ -1,7 +1,7 @@
 #ifndef TESTS_LIBDEF_PATH_SUPPORT_H
 #define TESTS_LIBDEF_PATH_SUPPORT_H
 
-/// What the tests of path generation share: buffers with a guard behind them, answers, an empty registry.
+/// Helpers for tests of paths: buffers with guard bytes, results, an empty registry.
 
 #include "common/base/vek_api.h"
 #include "libdef/paths/ryni_full_path.h"
@@ -17,20 +17,20 @@
 
 namespace test {
 
-/// A buffer of VEK_PATH_SIZE bytes. What stands behind it must stay.
+/// A buffer of VEK_PATH_SIZE bytes, followed by guard bytes that must not change.
 class PathBuffer {
   public:
     PathBuffer() { bytes_.fill(kFill); }
     ~PathBuffer() {
         for (std::size_t at = VEK_PATH_SIZE; at < bytes_.size(); ++at) {
-            EXPECT_EQ(kFill, bytes_[at]) << "written behind the buffer";
+            EXPECT_EQ(kFill, bytes_[at]) << "written after the buffer";
         }
     }
     PathBuffer(const PathBuffer &) = delete;
     PathBuffer &operator=(const PathBuffer &) = delete;
 
     char *get() { return bytes_.data(); }
-    /// What was written; "" when nothing was.
+    /// The text that was written; "" if nothing was.
     [[nodiscard]] std::string text() const {
         return bytes_[0] == kFill ? "" : std::string(bytes_.data(), strnlen(bytes_.data(), bytes_.size()));
     }
@@ -40,30 +40,29 @@ class PathBuffer {
     std::array<char, VEK_PATH_SIZE + 64> bytes_;
 };
 
-/// What a path operation came to.
-struct PathAnswer {
+/// The result of a path function.
+struct PathResult {
     int status;
     std::string path;
     std::string error;
 
-    bool operator==(const PathAnswer &) const = default;
+    bool operator==(const PathResult &) const = default;
 };
 
-inline std::ostream &operator<<(std::ostream &out, const PathAnswer &answer) {
+inline std::ostream &operator<<(std::ostream &out, const PathResult &answer) {
     return out << "{" << answer.status << ", \"" << answer.path << "\" (" << answer.path.size() << "), \""
                << answer.error << "\" (" << answer.error.size() << ")}";
 }
 
-inline PathAnswer made(const std::string &path) {
+inline PathResult made(const std::string &path) {
     return {RYN_OK, path, ""};
 }
 
-inline PathAnswer refused(int code, const std::string &error) {
+inline PathResult failure(int code, const std::string &error) {
     return {code, "", error};
 }
 
-/// A sandbox, an empty environment (without PWD, creating a registry reads no link), and a registry without
-/// libraries.
+/// A sandbox, an empty environment and a registry without libraries. Without PWD, the creation reads no link.
 class PathTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -71,31 +70,31 @@ class PathTest : public testing::Test {
         renew();
     }
 
-    /// Another registry, which remembers no link.
+    /// Creates a new registry, with an empty link cache.
     void renew(unsigned flags = 0) {
         definitions.release();
         ASSERT_EQ(RYN_OK, rynInit(nullptr, flags, recordWarning, recordFatal, &definitions.handle));
     }
-    /// The same with paths that must exist.
+    /// renew() with paths that must exist.
     void renewStrict() { renew(RYN_FLAG_OWN_EXISTENCE_CHECK); }
 
     [[nodiscard]] std::string at(std::string_view relative) const { return definitions.path(relative); }
 
-    PathAnswer full(const std::string &text, const std::string &base) const {
+    PathResult full(const std::string &text, const std::string &base) const {
         PathBuffer path;
         PathBuffer error;
         const int status =
             ryni_generate_full_path(text.c_str(), base.c_str(), path.get(), error.get(), definitions.handle);
         return {status, path.text(), error.text()};
     }
-    PathAnswer nslEx(const std::string &text, int checkExistence) const {
+    PathResult nslEx(const std::string &text, int checkExistence) const {
         PathBuffer path;
         PathBuffer error;
         const int status = ryni_generate_nsl_path_ex(text.c_str(), path.get(), error.get(),
                                                      definitions.handle, checkExistence);
         return {status, path.text(), error.text()};
     }
-    PathAnswer nsl(const std::string &text) const {
+    PathResult nsl(const std::string &text) const {
         PathBuffer path;
         PathBuffer error;
         const int status = ryni_generate_nsl_path(text.c_str(), path.get(), error.get(), definitions.handle);
@@ -106,12 +105,11 @@ class PathTest : public testing::Test {
     Sandbox &box = definitions.box;
 };
 
-/// `begin` made `size` characters long: "/aaa…" with components of 200 characters, none of which is empty or
-/// exists.
+/// Appends components of at most 200 characters, which do not exist, until `begin` has `size` characters.
 inline std::string lengthened(std::string begin, std::size_t size) {
     while (begin.size() < size) {
         const std::size_t missing = size - begin.size();
-        // Never just a "/" at the end.
+        // A component is never empty.
         const std::size_t piece = missing <= 200 ? missing : (missing < 203 ? 100 : 201);
         begin += "/" + std::string(piece - 1, 'a');
     }

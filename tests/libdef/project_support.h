@@ -1,8 +1,7 @@
 #ifndef TESTS_LIBDEF_PROJECT_SUPPORT_H
 #define TESTS_LIBDEF_PROJECT_SUPPORT_H
 
-/// A registry with one library, and the directories that it may have: what the tests of queries, iterators and
-/// specifiers share.
+/// Helpers for tests of queries, iterators and specifiers: a registry with one library and its directories.
 
 #include "libdef/paths/ryni_quick_access.h"
 #include "tests/libdef/libdef_support.h"
@@ -17,12 +16,12 @@
 
 namespace test {
 
-/// Whether paths must exist, as a registry's own setting.
+/// The path-existence setting of the registry.
 enum class Existence { Unchecked, Checked };
 
-/// The library "lib" in the directory `lib`, with the temporary directories that a test asks for by their letters:
-/// "E" the explicit one, `etmp`; "I" the implicit one, `itmp/lib`; "O" the same, with implicit only. All three
-/// directories are there, and empty, in any case. Places are named by a letter, too: "l", "e" and "i".
+/// The library "lib" in the directory `lib`. A test selects its temporary directories by letters: "E" the explicit one,
+/// `etmp`; "I" the implicit one, `itmp/lib`; "O" the same with RYN_IMPLICIT_ONLY. All three directories exist and are
+/// empty. The letters "l", "e" and "i" address them.
 class Project : public Definitions {
   public:
     explicit Project(std::string_view temporaries = {}, Existence existence = Existence::Checked,
@@ -45,23 +44,23 @@ class Project : public Definitions {
         EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     }
 
-    /// The directory of a place, relative to the throw-away directory.
+    /// The directory of a letter, relative to the temporary directory.
     static std::string directoryOf(char place) {
         return place == 'l' ? "lib" : place == 'e' ? "etmp" : "itmp/lib";
     }
-    /// Makes a file in each of the places.
+    /// Creates a file in each of the directories.
     void put(std::string_view places, const std::string &file, mode_t mode = 0644) {
         for (const char place : places) {
             box.file(directoryOf(place) + "/" + file, "", mode);
         }
     }
-    /// Makes a directory in each of the places.
+    /// Creates a subdirectory in each of the directories.
     void putDirectory(std::string_view places, const std::string &directory, mode_t mode = 0755) {
         for (const char place : places) {
             box.directory(directoryOf(place) + "/" + directory, mode);
         }
     }
-    /// `path` with the place's letter in the place of its directory; `path` itself when it lies in none.
+    /// `full` with the letter instead of its directory; `full` itself if it is in none of them.
     [[nodiscard]] std::string shortened(const std::string &full) const {
         for (const char place : {'l', 'e', 'i'}) {
             const std::string directory = path(directoryOf(place));
@@ -73,13 +72,13 @@ class Project : public Definitions {
     }
 
     [[nodiscard]] rynLibrary *record() const { return library("lib"); }
-    /// Gives the library an archive.
+    /// Makes the library packed.
     void pack(const std::string &archive) const {
         std::free(record()->packedFile);
         record()->packedFile = strdup(archive.c_str());
     }
 
-    /// Runs `body` as an unprivileged user whom the access checks know as the one they work for.
+    /// Runs `body` as an unprivileged user, with the ids recorded for access checks.
     static void asUnprivileged(const std::function<void()> &body) {
         test::asUnprivileged([&body] {
             ryni_setUidGid();
@@ -88,7 +87,7 @@ class Project : public Definitions {
     }
 };
 
-/// The names of a design object; null ones are not given.
+/// The names of a design object; null: not given.
 struct Names {
     const char *cell = nullptr;
     const char *view = nullptr;

@@ -1,4 +1,4 @@
-// What may be read, written and replaced, and the directories that are made on the way.
+// Access checks, and the directories that they create.
 
 #include "libdef/access/ryni_access.h"
 
@@ -37,7 +37,7 @@ constexpr int kRead = 0;
 constexpr int kWrite = 1;
 constexpr int kReplace = 6;
 
-/// A registry without libraries, whose paths must exist, in a directory of its own; nothing is cached.
+/// A registry without libraries whose paths must exist, in a temporary directory. The stat cache is off.
 struct Access {
     test::Sandbox box;
     rynRegistry registry = {};
@@ -79,7 +79,7 @@ struct Access {
     }
     int make(const std::string &path, int level) { return ryniMkdir(&registry, path.c_str(), level); }
 
-    /// Asks for an object; `result` becomes its path, or "-" when none was stored.
+    /// Calls ryni_access_path(); `result` is then the path, or "-" if none was stored.
     int access(int kind, const char *library, const char *cell = nullptr, const char *view = nullptr,
                const char *file = nullptr) {
         std::array<char, VEK_PATH_SIZE> path = {'-', '\0'};
@@ -107,7 +107,7 @@ mode_t modeOf(const std::string &path) {
     return record.st_mode & 07777;
 }
 
-/// What stat() could say of a file. An id that is not this process's own is not any that it has.
+/// A stat record. Without `own` or `ownGroup` the id is none of this process.
 struct stat recordOf(bool own, bool ownGroup, mode_t mode) {
     struct stat record = {};
     record.st_uid = own ? geteuid() : geteuid() + 7;
@@ -118,7 +118,7 @@ struct stat recordOf(bool own, bool ownGroup, mode_t mode) {
 
 } // namespace
 
-// The quick test.
+// ---- ryni_quick_access()
 
 TEST(QuickAccess, ModeBitsGrantWithoutASystemCall) {
     Access access;
@@ -135,7 +135,7 @@ TEST(QuickAccess, ModeBitsGrantWithoutASystemCall) {
           Granted{false, false, 0111, X_OK}, Granted{false, false, 0, F_OK}}) {
         EXPECT_EQ(access.quick("missing", F_OK), -1);
         faults::reset();
-        // The file is not there: any system call would say so.
+        // The file does not exist: any system call would fail.
         EXPECT_EQ(
             access.quick("missing", granted.mode, recordOf(granted.own, granted.ownGroup, granted.file)), 0)
             << granted.file;
@@ -152,7 +152,7 @@ TEST(QuickAccess, CallsAccessIfModeBitsDoNotGrant) {
         mode_t file;
         int mode;
     };
-    // The owner's bit decides for the owner even where the group's or everybody's would grant.
+    // Only the owner bit counts for the owner, even if the group bit or the bits of others are set.
     for (const Undecided &undecided :
          {Undecided{true, true, 0077, R_OK}, Undecided{true, true, 0577, W_OK},
           Undecided{true, true, 0677, X_OK}, Undecided{false, true, 0707, R_OK},
@@ -217,7 +217,7 @@ TEST(QuickAccess, ComparesTheRecordedIds) {
 TEST(QuickAccess, RecordsTheIdsOnFirstUse) {
     test::Sandbox box;
     box.file("secret", "", 0);
-    // Nobody has recorded them in this process; root's would let this user read what root's files let root.
+    // No ids are recorded in this process. Ids of 0 would let this user read files that only root may read.
     test::asUnprivileged([] {
         struct stat record = {};
         record.st_uid = geteuid() == 0 ? 1 : 0;
@@ -245,7 +245,7 @@ TEST(QuickAccess, ReturnsErrnoOfADeniedAccess) {
 
 TEST(QuickAccess, UsesTheStatCacheWhileItIsOn) {
     Access access;
-    access.box.file("file", "", 0); // no bit decides
+    access.box.file("file", "", 0); // no mode bit grants an access
     faults::reset();
     static_cast<void>(access.quick("file", R_OK));
     static_cast<void>(access.quick("file", R_OK));
@@ -283,7 +283,7 @@ TEST(QuickAccess, CombinedModeSucceedsForACachedPath) {
     const struct stat record = recordOf(true, true, 0777);
     faults::reset();
     EXPECT_EQ(access.quick("missing", R_OK | W_OK, record), -1);
-    EXPECT_EQ(access.quick("missing", R_OK | W_OK, record), 0); // the path is known now
+    EXPECT_EQ(access.quick("missing", R_OK | W_OK, record), 0); // the path is cached now
     EXPECT_EQ(faults::count("access"), 1);
 }
 
@@ -316,7 +316,7 @@ TEST(QuickAccess, NullPathIsEfaultWithoutTheCache) {
     EXPECT_TRUE(reports.empty());
 }
 
-// Making directories.
+// ---- ryniMkdir()
 
 TEST(Mkdir, UsesTheUmaskOfTheProcess) {
     Access access;
@@ -401,7 +401,7 @@ TEST(Mkdir, RemovesTheDirectoryFromTheStatCache) {
     EXPECT_EQ(access.quick("cell", F_OK), 0);
 }
 
-// Arguments of the path check.
+// ---- ryni_access_path(): arguments
 
 TEST(AccessPath, ReportsAnUnknownKind) {
     Access access;
@@ -453,7 +453,7 @@ TEST(AccessPath, AcceptsANullBuffer) {
     EXPECT_TRUE(access.box.exists("lib/c"));
 }
 
-// Reading.
+// ---- ryni_access_path(): read
 
 TEST(ReadPath, AcceptsAnyPathIfPathsNeedNotExist) {
     Access access;
@@ -558,7 +558,7 @@ TEST(ReadPath, CallsStatOncePerCachedPath) {
         EXPECT_EQ(access.read("lib", "c", "v", "f"), RYN_OK);
         EXPECT_EQ(access.read("lib", "c", "v", "missing"), RYN_NO_SUCH_FILE);
     }
-    EXPECT_EQ(faults::count("stat"), 3); // the file, the missing one, the view above it
+    EXPECT_EQ(faults::count("stat"), 3); // the file, the missing file, and the view above it
 }
 
 TEST(ReadPath, ExhaustedMemoryOfTheCacheIsASystemError) {
@@ -570,7 +570,7 @@ TEST(ReadPath, ExhaustedMemoryOfTheCacheIsASystemError) {
     EXPECT_EQ(access.read("lib"), RYN_OK);
 }
 
-// Writing.
+// ---- ryni_access_path(): write
 
 TEST(WritePath, AcceptsAWritableObject) {
     Access access;
@@ -708,14 +708,14 @@ TEST(WritePath, CachedMissingLibraryGivesTheSameCode) {
     }
 }
 
-// Replacing.
+// ---- ryni_access_path(): replace
 
 TEST(ReplacePath, AcceptsAnObjectInAWritableDirectory) {
     Access access;
     access.box.file("p/lib/c/v/f", "", 0).link("p/lib/c/v/dangling", "nowhere").file("p/lib/c/f", "");
     EXPECT_EQ(access.replace("p/lib", "c", "v", "f"), RYN_OK);
     EXPECT_EQ(access.result, "p/lib/c/v/f");
-    EXPECT_EQ(access.replace("p/lib", "c", "v", "dangling"), RYN_OK); // the link itself is there
+    EXPECT_EQ(access.replace("p/lib", "c", "v", "dangling"), RYN_OK); // the link itself exists
     EXPECT_EQ(access.result, "p/lib/c/v/dangling");
     EXPECT_EQ(access.replace("p/lib", "c", "v"), RYN_OK);
     EXPECT_EQ(access.replace("p/lib", "c"), RYN_OK);
@@ -768,8 +768,8 @@ TEST(ReplacePath, ReturnsTheDeniedDirectory) {
     expect(RYN_NO_SUCH_FILE, "c", "v", "missing");
     fix("p/lib/c");
     expect(RYN_PERMISSION_DENIED_CELL, "c", "v", nullptr);
-    expect(RYN_PERMISSION_DENIED_CELL, "c", "v", "missing"); // the view could not be replaced
-    expect(RYN_PERMISSION_DENIED_VIEW, "c", nullptr, "f");   // a file's directory is called a view
+    expect(RYN_PERMISSION_DENIED_CELL, "c", "v", "missing"); // the code for a view that cannot be replaced
+    expect(RYN_PERMISSION_DENIED_VIEW, "c", nullptr, "f");   // Documented: the directory of a file is a view
     fix("p/lib");
     expect(RYN_PERMISSION_DENIED_LIBRARY, "c", nullptr, nullptr);
     expect(RYN_PERMISSION_DENIED_VIEW, nullptr, nullptr, "f");

@@ -1,4 +1,4 @@
-// What an iteration context looks like in print.
+// rynDumpContext().
 
 #include "tests/libdef/iteration_support.h"
 #include "tests/support/capture.h"

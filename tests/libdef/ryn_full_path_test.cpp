@@ -16,18 +16,18 @@
 #include <unistd.h>
 #include <vector>
 
-extern "C" char *vekiRootPath; // the cached root of the tool, which each case starts without
+extern "C" char *vekiRootPath; // the cached root of the tool, null at the start of each case
 
 namespace faults = test::faults;
 using test::made;
-using test::refused;
+using test::failure;
 using test::setEnvironment;
 
 namespace {
 
 class FullPath : public test::PathTest {};
 
-/// Installations in the sandbox, of which the running tool's is "inst".
+/// Installations in the sandbox; "inst" is that of the running tool.
 class FullPathInInstallation : public FullPath {
   protected:
     ~FullPathInInstallation() override {
@@ -43,7 +43,7 @@ class FullPathInInstallation : public FullPath {
     }
 };
 
-/// The home directory of the user that every system has.
+/// The home directory of root, a user that every system has.
 std::string homeOfRoot() {
     return getpwnam("root")->pw_dir;
 }
@@ -83,7 +83,7 @@ TEST_F(FullPath, UnsetVariableLeavesTextUnchanged) {
 }
 
 TEST_F(FullPath, EmptyNameIsAnUnsetVariable) {
-    // Environments may hold such names.
+    // putenv() accepts such names.
     setEnvironment({{"x", "/x"}, {"-b", "/b"}, {"-", "/minus"}, {"$", "/dollar"}, {" x", "/blank"}});
     for (const char *text : {"$", "$/lib", "lib$", "${}", "a$-b", "$-", "$$x", "$$", "$ x"}) {
         EXPECT_EQ(made(text), full(text, "/w")) << text;
@@ -113,7 +113,7 @@ TEST_F(FullPath, BraceWithoutDollarIsText) {
 TEST_F(FullPath, ExpandsVariablesInValues) {
     setEnvironment({{"A", "$B/x"}, {"B", "/b"}, {"S", "$"}, {"BB", "/long"}, {"OPEN", "${"}});
     EXPECT_EQ(made("/b/x/lib"), full("$A/lib", "/w"));
-    // Each pass begins at the start of the text, so that a value and what follows it may make a reference.
+    // Each pass begins at the start of the text, so a value and the text after it can form a reference.
     EXPECT_EQ(made("/b"), full("${S}B", "/w"));
     EXPECT_EQ(made("/b"), full("$S{B}", "/w"));
     EXPECT_EQ(made("/b/long"), full("${OPEN}B}${OPEN}BB}", "/w"));
@@ -132,7 +132,7 @@ TEST_F(FullPath, FollowsALongChainOfVariables) {
 TEST_F(FullPath, CycleOfVariablesIsInvalidPath) {
     setEnvironment({{"A", "$A"}, {"B", "$C"}, {"C", "${B}"}, {"G", "/x$G"}, {"D", "$D$D"}});
     for (const char *text : {"$A/lib", "${A}", "$B", "/x/$C/lib", "$G/lib", "$D"}) {
-        EXPECT_EQ(refused(RYN_INVALID_PATH, text), full(text, "/w")) << text;
+        EXPECT_EQ(failure(RYN_INVALID_PATH, text), full(text, "/w")) << text;
     }
 }
 
@@ -178,7 +178,7 @@ TEST_F(FullPathInInstallation, ThisFileInstRootUsesTheFileOpenedLast) {
     definitions.release();
     ASSERT_EQ(RYN_OK, rynInit("one/lib/vek.lib", 0, test::recordWarning, nullptr, &definitions.handle));
     EXPECT_EQ(at("one/x"), definitions.library("before")->fullPath);
-    // The last record of the registry, which is the included file's by now.
+    // The last record of the registry is that of the included file.
     EXPECT_EQ(at("two/x"), definitions.library("behind")->fullPath);
     EXPECT_EQ(made(at("two")), full("$(compute:THIS_FILE_INST_ROOT)", "/w"));
 }
@@ -230,7 +230,7 @@ TEST_F(FullPathInInstallation, CycleOfVariablesDiscoversTheRootAFewTimes) {
     EXPECT_EQ(made("/w"), full(lookUp, "/w"));
     const int once = calls() - before;
     ASSERT_LT(0, once);
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "$C"), full("$C", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "$C"), full("$C", "/w"));
     EXPECT_GE(before + 8 * once, calls());
 }
 
@@ -314,15 +314,15 @@ TEST_F(FullPath, ReplacesAUserNameByThatUsersHomeDirectory) {
 
 TEST_F(FullPath, UnknownUserIsReportedWithTheExpandedText) {
     setEnvironment({{"HOME", "/home/u"}, {"WHO", "nosuchuser"}});
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "~nosuchuser/x"), full("~nosuchuser/x", "/w"));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "~nosuchuser"), full("~nosuchuser", "/w"));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "~nosuchuser/./x/"), full("~$WHO/./x/", "/w"));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "~~/x"), full("~~/x", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "~nosuchuser/x"), full("~nosuchuser/x", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "~nosuchuser"), full("~nosuchuser", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "~nosuchuser/./x/"), full("~$WHO/./x/", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "~~/x"), full("~~/x", "/w"));
 }
 
 TEST_F(FullPath, FailedUserLookupIsInvalidPath) {
     faults::fail("getpwnam", 1, EIO);
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "~root/x"), full("~root/x", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "~root/x"), full("~root/x", "/w"));
 }
 
 // ---- base directory
@@ -410,7 +410,7 @@ TEST_F(FullPath, KeepsEveryDotDotAfterTheFirstKept) {
     box.directory("real/sub").link("l", "real/sub").directory("a/b").directory("real/a/b");
     EXPECT_EQ(made(at("l/../a/../c")), full("l/../a/../c", at("")));
     EXPECT_EQ(made(at("l/../b/../c")), full("a/../l/../b/../c", at("")));
-    // The last component of what stands before the trailing step is "..", which is no link.
+    // The component before the trailing "/.." is "..", which is not a link.
     EXPECT_EQ(made(at("l")), full("l/../..", at("")));
     EXPECT_EQ(made(at("l/../a")), full("l/../a/b/..", at("")));
 }
@@ -460,9 +460,9 @@ TEST_F(FullPath, KeepsDotDotInUnsearchableDirectory) {
 
 TEST_F(FullPath, DotDotWithoutSlashBeforeIsAnError) {
     box.directory("w/a").link("l", "w");
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, "w/../x"), full("../x", "w"));
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, "w/../x"), full("./a//../../x/", "w"));
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, "w/.."), full("..", "w"));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, "w/../x"), full("../x", "w"));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, "w/../x"), full("./a//../../x/", "w"));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, "w/.."), full("..", "w"));
     EXPECT_EQ(made("l/../x"), full("../x", "l")) << "a link stops the step first";
     EXPECT_EQ(made("missing/../x"), full("../x", "missing")) << "and so does what is missing";
 }
@@ -495,7 +495,7 @@ TEST_F(FullPath, TextLimitIs4095Characters) {
     EXPECT_EQ(made(longest), full(longest, "/w"));
     for (const std::size_t size : {4096U, 4097U, 10000U}) {
         const std::string text = test::lengthened("", size);
-        EXPECT_EQ(refused(RYN_INVALID_PATH, text.substr(0, 4095)), full(text, "/w")) << size;
+        EXPECT_EQ(failure(RYN_INVALID_PATH, text.substr(0, 4095)), full(text, "/w")) << size;
     }
 }
 
@@ -504,7 +504,7 @@ TEST_F(FullPath, ExpansionLimitIs4095Characters) {
         setEnvironment({{"V", test::lengthened("", size - 4)}, {"HOME", test::lengthened("", size - 4)}});
         const std::string expanded = test::lengthened("", size - 4) + "/lib";
         for (const char *text : {"$V/lib", "~/lib", "${V}/lib"}) {
-            const test::PathAnswer expected = size <= 4095 ? made(expanded) : refused(RYN_INVALID_PATH, text);
+            const test::PathResult expected = size <= 4095 ? made(expanded) : failure(RYN_INVALID_PATH, text);
             EXPECT_EQ(expected, full(text, "/w")) << size << text;
         }
     }
@@ -513,17 +513,17 @@ TEST_F(FullPath, ExpansionLimitIs4095Characters) {
 TEST_F(FullPath, TooLongIntermediateTextIsInvalidPath) {
     setEnvironment({{"V", std::string(4090, '/')}, {"W", "$V$V"}, {"E", ""}});
     EXPECT_EQ(made("/lib"), full("$V/lib", "/w"));
-    // The clean-up, or another value, would have made it short again.
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "$V/x/lib"), full("$V/x/lib", "/w"));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "$W"), full("$W", "/w"));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "$V${E}${E}"), full("$V${E}${E}", "/w"));
+    // The clean-up, or another value, would make it shorter.
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "$V/x/lib"), full("$V/x/lib", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "$W"), full("$W", "/w"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "$V${E}${E}"), full("$V${E}${E}", "/w"));
 }
 
 TEST_F(FullPath, LimitWithBaseDirectoryIs4095Characters) {
     for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 8000U}) {
         const std::string base = test::lengthened("", size - 4);
-        const test::PathAnswer expected =
-            size <= 4095 ? made(base + "/lib") : refused(RYN_INVALID_PATH, "lib");
+        const test::PathResult expected =
+            size <= 4095 ? made(base + "/lib") : failure(RYN_INVALID_PATH, "lib");
         EXPECT_EQ(expected, full("lib", base)) << size;
     }
 }
@@ -531,7 +531,7 @@ TEST_F(FullPath, LimitWithBaseDirectoryIs4095Characters) {
 TEST_F(FullPath, UserNameMayHaveAnyLength) {
     for (const std::size_t size : {1023U, 1024U, 1025U, 2047U, 2048U, 4094U}) {
         const std::string text = "~" + std::string(size, 'u');
-        EXPECT_EQ(refused(RYN_INVALID_PATH, text), full(text, "/w")) << size;
+        EXPECT_EQ(failure(RYN_INVALID_PATH, text), full(text, "/w")) << size;
     }
 }
 
@@ -564,13 +564,13 @@ TEST_F(FullPath, RandomBytesGiveADocumentedResult) {
     setEnvironment({{"A", "/a"}, {"B", "$A/.."}, {"HOME", "/h"}});
     box.directory("A").link("B", "A");
     const std::string letters = "$$${}(){}AB~/.//..\\ \t\xE4#-";
-    std::mt19937 random(7); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
+    std::mt19937 random(7); // NOLINT(cert-msc32-c,cert-msc51-cpp): reproducible
     for (int round = 0; round < 20000; ++round) {
         std::string text;
         for (unsigned long size = random() % 24; size > 0; --size) {
             text += letters[random() % letters.size()];
         }
-        const test::PathAnswer answer = full(text, at(""));
+        const test::PathResult answer = full(text, at(""));
         EXPECT_TRUE(answer.status == RYN_OK || answer.status == RYN_INVALID_PATH) << text;
         EXPECT_TRUE(answer.path == text || answer.status != RYN_OK || answer.path[0] == '/') << text;
     }
@@ -588,7 +588,7 @@ TEST_F(FullPathInInstallation, ReportsEveryFailedAllocation) {
     for (const char *text :
          {"$VEK_INST_DIR/x", "$(compute:THIS_TOOL_INST_ROOT)/x", "$(inst_root_with:marker)/x", "$HOME/x",
           "~/x", "~nosuchuser/x", "a/../x", "$(compute:THIS_FILE_INST_ROOT)/x"}) {
-        const test::PathAnswer expected = full(text, at(""));
+        const test::PathResult expected = full(text, at(""));
         for (int nth = 1;; ++nth) {
             renew();
             definitions.release();
@@ -597,11 +597,11 @@ TEST_F(FullPathInInstallation, ReportsEveryFailedAllocation) {
             vekiRootPath = nullptr;
             const int before = faults::count("malloc");
             faults::failAllocation(nth);
-            const test::PathAnswer answer = full(text, at(""));
+            const test::PathResult answer = full(text, at(""));
             const bool failed = faults::count("malloc") - before >= nth;
             faults::failAllocation(1 << 30);
             if (answer != expected) {
-                EXPECT_EQ(refused(RYN_MEMORY_ERROR, text), answer) << text << " at " << nth;
+                EXPECT_EQ(failure(RYN_MEMORY_ERROR, text), answer) << text << " at " << nth;
             }
             if (!failed) {
                 break;

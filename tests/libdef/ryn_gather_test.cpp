@@ -1,4 +1,4 @@
-// What iterators over the disk find, and in which order.
+// The names that iterators over directories find, and their order.
 
 #include "fs/owned_spec.h"
 #include "libdef/access/ryni_spec.h"
@@ -39,8 +39,8 @@ namespace {
 constexpr std::array kShallow = {1, 2, 3, 4, 5};
 constexpr int kDeep = 6;
 
-/// A chain of directories named "d", one in the other, with the file "f" at some depths; removed at the end. The
-/// paths in it may be longer than the system takes.
+/// Nested directories named "d", with the file "f" at some depths; removed by the destructor. Paths in it may be longer
+/// than PATH_MAX.
 class Chain {
   public:
     Chain(const std::string &directory, int levels, const std::set<int> &files) {
@@ -70,12 +70,12 @@ class Chain {
     Chain(const Chain &) = delete;
     Chain &operator=(const Chain &) = delete;
 
-    /// Makes a file in the lowest directory. It is not removed.
+    /// Creates a file in the lowest directory. It is not removed.
     void putAtBottom(const std::string &name) const {
         close(openat(bottom_, name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
     }
 
-    /// The path of the file at a level, relative to where the chain begins.
+    /// The path of the file at a level, relative to the directory of the chain.
     static std::string fileAt(int level) {
         std::string path;
         for (int i = 0; i < level; ++i) {
@@ -94,7 +94,7 @@ NameList reversed(NameList names) {
     return names;
 }
 
-/// The deep list of the view "c/v" in the place 'l' or 'e', with a given limit; failed() after a failure.
+/// The deep list of the view "c/v" in the directory 'l' or 'e', with a given limit; failed() after a failure.
 NameList deepWithin(const Project &project, char place, const vek::LinkLimit &limit) {
     const std::string temporary = project.path("etmp/c/v");
     ryn::Sources sources;
@@ -118,7 +118,7 @@ NameList deepWithin(const Project &project, char place, const vek::LinkLimit &li
     return code == RYN_OK ? names : failed(code);
 }
 
-/// What `find -L` lists below a directory that is no directory, sorted.
+/// The sorted paths below a directory that `find -L` lists and that are not directories.
 NameList foundBelow(const std::string &directory) {
     const test::Outcome found =
         test::run({"find", "-L", ".", "!", "-type", "d", "-printf", "%P\\n"},
@@ -148,7 +148,7 @@ void onStackOf(std::size_t bytes, const std::function<void()> &body) {
     pthread_attr_destroy(&attributes);
 }
 
-/// A library in a file system in memory, in which many files are made and removed fast.
+/// A library in a tmpfs, where many files can be created and removed quickly.
 class BigTree {
   public:
     /// Runs `body` with a project whose view "c/v" has one entry, the link "l" to the directory whose name
@@ -197,7 +197,7 @@ class BigTree {
 
 } // namespace
 
-// Names.
+// ---- sNmpIsLegalLibrary()
 
 TEST(LegalName, HasLettersDigitsUnderscoreAtAndNumberSign) {
     for (int byte = 1; byte < 256; ++byte) {
@@ -215,7 +215,7 @@ TEST(LegalName, MayBeEmptyButNotNull) {
     EXPECT_EQ(sNmpIsLegalLibrary(nullptr), 0);
 }
 
-// Shallow lists.
+// ---- shallow lists
 
 TEST(ShallowList, SelectsLegalOrOtherNamesByName) {
     for (const int type : kShallow) {
@@ -348,7 +348,7 @@ TEST(ShallowList, OfAnEmptyDirectoryIsEmpty) {
     }
 }
 
-// Directories that cannot be read.
+// ---- directories that cannot be read
 
 TEST(List, FailedOpenEndsTheBuild) {
     struct Row {
@@ -395,7 +395,7 @@ TEST(List, ReadErrorEndsTheDirectory) {
     }
 }
 
-// Deep lists.
+// ---- deep lists
 
 TEST(DeepList, HasEveryFileByItsRelativePath) {
     for (const char *place : {"l", "i", "e"}) {
@@ -517,7 +517,7 @@ TEST(DeepList, FailedStatInTemporaryDirectoryIsADirectory) {
     ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
     const int calls = faults::count("stat");
     faults::reset();
-    faults::fail("stat", calls, ENOENT); // the last one examines the file
+    faults::fail("stat", calls, ENOENT); // the last call is the one for the file
     EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR));
 }
 
@@ -570,7 +570,7 @@ TEST(DeepList, FollowsACycleOfLinksUntilEloop) {
         prefix += "l/";
         wanted.push_back(prefix + "f");
     }
-    wanted.push_back(prefix + "l"); // leads nowhere any more
+    wanted.push_back(prefix + "l"); // ELOOP: listed as a file
     std::sort(wanted.begin(), wanted.end());
     EXPECT_EQ(gathered(project, kDeep), wanted);
 }
@@ -738,7 +738,7 @@ TEST(DeepList, ListsAHundredReleasesOfAThousandLinkedCells) {
         [](const Project &project) { EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY).size(), 100U); });
 }
 
-/// Runs `body` with a file system in memory at the view of the place 'l' or 'e': deep trees are made fast there.
+/// Runs `body` with a tmpfs at the view of the directory 'l' or 'e', where deep trees can be created quickly.
 static void withViewInMemory(const Project &project, char place, const std::function<void()> &body) {
     test::withMountAt(project.path(Project::directoryOf(place) + "/c/v"), std::size_t{16} << 20, body);
 }
@@ -795,7 +795,7 @@ TEST(DeepList, TooLongFilePathIsSkippedOrEndsTheBuild) {
         Project project("E");
         project.putDirectory("le", "c/v");
         withViewInMemory(project, place, [&] {
-            // The directory can be opened. The file's path is too long even without the path of the view.
+            // The directory can be opened. The relative path of the long file is too long, too.
             const Chain chain(Project::directoryOf(place) + "/c/v", 1950, {1950});
             EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(1950)});
             chain.putAtBottom(std::string(255, 'x'));
@@ -852,7 +852,7 @@ TEST(DeepList, AcceptsNamesOf255Bytes) {
     }
 }
 
-// Packed libraries.
+// ---- packed libraries
 
 namespace {
 
@@ -870,7 +870,7 @@ struct Packed : Project {
 
 TEST(ListOfPackedLibrary, ReadsTheArchiveAndTheTemporaryDirectories) {
     Packed project("IE");
-    project.put("l", "plain"); // not looked at
+    project.put("l", "plain"); // not read
     project.put("i", "d");
     project.put("ie", "c/v/s/both");
     project.put("e", "c/v/mine.x");
@@ -896,7 +896,7 @@ TEST(ListOfPackedLibrary, IgnoresTheEntryTypeOfAnotherReaddir) {
 
 TEST(ListOfPackedLibrary, WithoutInodesNoLinksAreDifferent) {
     Packed project;
-    project.box.link("archive/lib/c/v/l", "."); // 40 ways
+    project.box.link("archive/lib/c/v/l", "."); // 40 ways through the link
     EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}).size(), 1U);
     EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 64}), failed(RYN_SYSTEM_ERROR));
 }
@@ -918,7 +918,7 @@ TEST(ListOfPackedLibrary, NameMustFitTheBuffer) {
         Packed project;
         project.box.file("archive/lib/" + levelOf(type) + "long", "");
         archives.nameBytes = 255;
-        // All letters: cells and views take it, the others do not.
+        // The name has letters only: it is a legal name.
         const NameList wanted = diskIterator(type).legal ? NameList{std::string(255, 'x')} : NameList{};
         NameList names = gathered(project, type);
         std::erase(names, "c");
@@ -941,12 +941,12 @@ TEST(ListOfPackedLibrary, DeepListSkipsNamesThatDoNotFit) {
     };
     const auto named = [](std::size_t bytes) { return std::string(bytes, 'x'); };
     expectNames(255, {"other", "s/" + named(255), named(255)});
-    expectNames(256, {"other", "s/" + named(256)}); // at the top the buffer has 256 bytes
+    expectNames(256, {"other", "s/" + named(256)}); // the buffer for the top directory has 256 bytes
     const std::size_t room = 4095 - std::string("lib/c/v/s/").size();
     expectNames(room, {"other", "s/" + named(room)});
-    expectNames(room + 1, {"other"}); // no specifier
+    expectNames(room + 1, {"other"}); // the specifier cannot be made
     expectNames(4095, {"other"});
-    expectNames(4096, {"other"}); // no name
+    expectNames(4096, {"other"}); // the name cannot be fetched
 }
 
 TEST(ListOfPackedLibrary, MapsTheStatusOfOpening) {
@@ -974,11 +974,11 @@ TEST(ListOfPackedLibrary, FailsWithoutSupportForArchives) {
     EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS, RYN_SOURCE_TMP), NameList{"plain"});
 }
 
-// Exhausted memory.
+// ---- exhausted memory
 
 namespace {
 
-/// Lets each allocation fail in turn. @return the reports of the contexts that were seen
+/// Fails each allocation in turn. @return the contexts that were reported
 std::set<std::string> exhaust(const Project &project, int type, const NameList &complete) {
     std::set<std::string> contexts;
     for (int nth = 1;; ++nth) {
@@ -993,7 +993,7 @@ std::set<std::string> exhaust(const Project &project, int type, const NameList &
             EXPECT_EQ(iteration.sorted(), complete);
             return contexts;
         }
-        // 3: a directory could not be opened.
+        // opendir() without memory is a system error.
         EXPECT_TRUE(code == RYN_MEMORY_ERROR || code == RYN_SYSTEM_ERROR) << code << " " << nth;
         EXPECT_EQ(recorded.fatals.size(), code == RYN_MEMORY_ERROR ? 1U : 0U) << code << " " << nth;
         for (const test::Report &report : recorded.fatals) {

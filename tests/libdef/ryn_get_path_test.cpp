@@ -1,4 +1,4 @@
-// Where a design object is found, for each mode and for what a library has.
+// rynGetPath(): every mode with every combination of directories.
 
 #include "tests/libdef/project_support.h"
 #include "tests/support/faults.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr Names kObject = {"c", "v", "f"};
 
-/// What rynGetPath() answers: the short path ("l/c" for the cell c in the library's own directory), or the code.
+/// The result of rynGetPath(): the short path ("l/c" for the cell c in the library's own directory), or the code.
 std::string getPath(const Project &project, unsigned mode, const Names &names = kObject) {
     std::array<char, VEK_PATH_SIZE> path = {};
     const int status =
@@ -24,11 +24,11 @@ std::string getPath(const Project &project, unsigned mode, const Names &names = 
     return status == 0 ? project.shortened(path.data()) : std::to_string(status);
 }
 
-/// One constellation: what the library has, where the object is, and where it is found.
+/// One case: the directories of the library, where the object is, and where it is found.
 struct Row {
     const char *temporaries;
     const char *places;
-    std::string found; ///< the letter of a place, or a code
+    std::string found; ///< the letter of a directory, or a code
 };
 
 void expectRows(unsigned mode, Existence existence, const std::vector<Row> &rows) {
@@ -47,7 +47,7 @@ void expectRowsInBoth(unsigned mode, const std::vector<Row> &rows) {
     expectRows(mode, Existence::Unchecked, rows);
 }
 
-/// Constellations of mode 6 and 7 in which both agree.
+/// Cases with the same result for RYN_PATH_REPLACE and RYN_PATH_REPLACE_EXPLICIT.
 const std::vector<Row> kReplaceRows = {
     {"", "l", "l"},    {"", "", "6"},   {"E", "e", "e"},    {"E", "el", "e"},
     {"E", "", "6"},    {"I", "i", "i"}, {"I", "il", "i"},   {"I", "l", "l"},
@@ -57,7 +57,7 @@ const std::vector<Row> kReplaceRows = {
 
 } // namespace
 
-// Modes 0, 2 and 4: to be read.
+// ---- RYN_PATH_READ, RYN_PATH_READ_TMP, RYN_PATH_READ_LIBRARY
 
 TEST(GetPathToRead, TriesImplicitThenExplicitThenLibrary) {
     expectRows(RYN_PATH_READ, Existence::Checked,
@@ -173,7 +173,7 @@ TEST(GetPathToRead, ReadLibraryNeverUsesATemporaryDirectory) {
     }
 }
 
-// Modes 1, 3 and 5: to be written.
+// ---- RYN_PATH_WRITE, RYN_PATH_WRITE_TMP, RYN_PATH_WRITE_LIBRARY
 
 TEST(GetPathToWrite, UsesOneDirectoryAndCreatesWhatIsMissing) {
     struct Written {
@@ -224,7 +224,7 @@ TEST(GetPathToWrite, WriteTmpNeedsATemporaryDirectory) {
     EXPECT_EQ(project.box.list("lib"), std::vector<std::string>{});
 }
 
-// Modes 6 to 9: to be replaced.
+// ---- RYN_PATH_REPLACE and the modes after it
 
 TEST(GetPathToReplace, TriesImplicitThenExplicitThenLibrary) {
     expectRowsInBoth(RYN_PATH_REPLACE, kReplaceRows);
@@ -283,7 +283,7 @@ TEST(GetPathToReplace, FindsABrokenLink) {
     EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", nullptr, nullptr}), "6");
 }
 
-// Names.
+// ---- names
 
 TEST(GetPath, JoinsTheNamesThatAreGiven) {
     Project project("", Existence::Unchecked);
@@ -328,7 +328,7 @@ TEST(GetPath, FindsNamesOf255Bytes) {
     EXPECT_EQ(getPath(project, 0, {(name + "n").c_str(), nullptr, nullptr}), "3");
 }
 
-// The buffer.
+// ---- the buffer
 
 TEST(GetPath, BufferMustHoldTheNul) {
     Project project;
@@ -347,7 +347,7 @@ TEST(GetPath, BufferMustHoldTheNul) {
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-// Arguments.
+// ---- arguments
 
 TEST(GetPath, ReportsAnUnknownMode) {
     Project project;
@@ -396,7 +396,7 @@ TEST(GetPath, NullHandleIsTheDefaultHandle) {
     EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath()", "rynGetPath()"}}));
 }
 
-// Packed libraries.
+// ---- packed libraries
 
 TEST(GetPathOfPackedLibrary, ModesThatUseTheLibraryAreNotSupported) {
     for (const unsigned support : {0U, unsigned{RYN_FLAG_PACKED_LIBRARIES}}) {
@@ -427,7 +427,7 @@ TEST(GetPathOfPackedLibrary, UsesTemporaryDirectories) {
     }
 }
 
-// Permissions.
+// ---- permissions
 
 TEST(GetPathWithoutPermission, ReturnsTheDeniedLevel) {
     struct Refused {
@@ -449,12 +449,12 @@ TEST(GetPathWithoutPermission, ReturnsTheDeniedLevel) {
              Refused{"", 5, {"c", "v", "f"}, "12"},
              Refused{"/c", 5, {"c", nullptr, nullptr}, "12"},
              Refused{"/c/v/f", 5, {"c", "v", "f"}, "12"},
-             // To be replaced: the directory above the object counts, which may not be written to.
+             // Replace: the directory above the object must be writable.
              Refused{"", 9, {nullptr, nullptr, nullptr}, "11"},
              Refused{"/c", 9, {"c", nullptr, nullptr}, "12"},
              Refused{"/c/v", 9, {"c", "v", nullptr}, "13"},
              Refused{"/c/v/f", 9, {"c", "v", "f"}, "14"},
-             // And what cannot even be seen comes to the first level above that refuses.
+             // An object that lstat() cannot reach has the code of the outermost denied level.
              Refused{"", 9, {"c", "v", "f"}, "11"},
              Refused{"/c", 9, {"c", "v", "f"}, "12"},
              Refused{"/c/v", 9, {"c", "v", "f"}, "13"},
@@ -479,7 +479,7 @@ TEST(GetPathWithoutPermission, DirectoryAboveTheLibraryIsPermissionDenied) {
         for (const Names &names : {Names{}, Names{"c", nullptr, nullptr}, kObject}) {
             EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, names), "12");
             EXPECT_EQ(getPath(project, RYN_PATH_WRITE_LIBRARY, names), "12");
-            // What cannot be looked at is not known to be missing, and no directory above it is named.
+            // EACCES is not ENOENT: the object is not missing, and the code is that of its own level.
             EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, names), "3");
         }
     });
@@ -505,7 +505,7 @@ TEST(GetPathWithoutPermission, ContinuesAfterADeniedImplicitDirectory) {
     });
 }
 
-// What it does not depend on.
+// ---- memory, stat cache and other errors
 
 TEST(GetPath, AllocatesNothing) {
     Project project("IE");

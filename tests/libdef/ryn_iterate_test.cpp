@@ -1,4 +1,4 @@
-// Iteration contexts: how they are created, what they hand out, how they end.
+// Iteration contexts: creation, next-item functions, end.
 
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/iteration_support.h"
@@ -31,12 +31,12 @@ void expectReport(int code, const char *context, int wanted = RYN_INVALID_PARAME
     recorded.fatals.clear();
 }
 
-/// What an iterator finds where there is nothing but the view `c/v`.
+/// The names that an iterator of the type finds if there is only the view `c/v`.
 NameList directoriesAt(int type) {
     return type == 1 ? NameList{"c"} : type == 2 ? NameList{"v"} : NameList{};
 }
 
-/// A context of every type, by its number.
+/// A context of every type, indexed by type.
 struct AllContexts {
     Project project{"E"};
     std::array<Iteration, 9> byType;
@@ -58,7 +58,7 @@ struct AllContexts {
 
 } // namespace
 
-// Over the registry's own lists.
+// ---- contexts over lists of the registry
 
 TEST(IterateLibs, ReturnsLibrariesInDefinitionOrder) {
     Definitions definitions;
@@ -203,7 +203,7 @@ TEST(RegistryIterators, ReportFailedAllocationOfTheContext) {
     }
 }
 
-// Over the disk: arguments.
+// ---- contexts over directories: arguments
 
 TEST(DiskIterators, StoreHandleTypeListAndCursor) {
     for (const DiskIterator &iterator : diskIterators) {
@@ -293,7 +293,7 @@ TEST(DiskIterators, NullHandleIsTheDefaultHandle) {
     }
 }
 
-// Over the disk: sources.
+// ---- contexts over directories: sources
 
 TEST(DiskIterators, UseTheSelectedSources) {
     struct Row {
@@ -371,7 +371,7 @@ TEST(DiskIterators, SourceTmpNeedsATemporaryDirectory) {
 }
 
 TEST(DiskIterators, LibraryWithoutASourceIsEmpty) {
-    // An explicit directory that the implicit one shuts out, while there is no implicit path.
+    // Implicit only excludes the explicit directory, also without an implicit path.
     Project project("E");
     project.handle->implicitTmpFlags = RYN_IMPLICIT_ONLY;
     EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS, RYN_SOURCE_TMP), NameList{});
@@ -388,7 +388,7 @@ TEST(DiskIterators, MissingCellOrViewHasItsCode) {
                 EXPECT_EQ(gathered(project, iterator.type), NameList{});
                 continue;
             }
-            // No cell anywhere, then no view anywhere.
+            // No source has the cell; then no source has the view.
             EXPECT_EQ(gathered(project, iterator.type),
                       failed(iterator.takesView ? RYN_NO_SUCH_VIEW : RYN_NO_SUCH_CELL))
                 << iterator.title << temporaries;
@@ -441,7 +441,7 @@ TEST(DiskIterators, MissingTemporaryDirectoryIsAnError) {
             Project project(temporaries);
             project.putDirectory("l", "c/v");
             rmdir(*temporaries == 'I' ? "itmp/lib" : "etmp");
-            // Its path is given without a cell, and asked for with one.
+            // Without a cell the directory is opened without a check; with a cell it is checked.
             EXPECT_EQ(gathered(project, iterator.type),
                       failed(iterator.takesCell ? RYN_NO_SUCH_DIRECTORY : RYN_SYSTEM_ERROR))
                 << iterator.title << temporaries;
@@ -517,7 +517,7 @@ TEST(DiskIterators, ReportFailedAllocationOfTheContextWithOneName) {
     }
 }
 
-// Handing out.
+// ---- next-item functions
 
 TEST(NextItem, StaysComplete) {
     AllContexts contexts;
@@ -633,7 +633,7 @@ TEST(NextItem, StringsAreValidAsLongAsTheContext) {
     EXPECT_NE(std::string(first), second);
 }
 
-// The end.
+// ---- rynIterateEnd()
 
 TEST(IterateEnd, ReportsAMissingContext) {
     Project project;

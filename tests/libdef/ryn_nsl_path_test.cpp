@@ -17,13 +17,13 @@
 
 namespace faults = test::faults;
 using test::made;
-using test::refused;
+using test::failure;
 
 namespace {
 
 class NslPath : public test::PathTest {
   protected:
-    /// `prefix` "0", "1" … each a link to the next one; the last leads to `target`.
+    /// Creates links named `prefix` "0", "1", ..., each to the next one and the last one to `target`.
     void chain(const std::string &prefix, int links, const std::string &target) {
         for (int i = 0; i < links; ++i) {
             box.link(prefix + std::to_string(i), i + 1 < links ? prefix + std::to_string(i + 1) : target);
@@ -39,37 +39,37 @@ TEST_F(NslPath, MissingPathIsAnErrorOnlyIfPathsMustExist) {
     EXPECT_EQ(made(at("no/such")), nsl(at("no/such")));
     EXPECT_EQ(made("/"), nsl("/"));
     renewStrict();
-    EXPECT_EQ(refused(RYN_INVALID_PATH, at("no/such")), nsl(at("no/such")));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, at("no/such")), nslEx(at("no/such"), 1));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, at("no/such")), nsl(at("no/such")));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, at("no/such")), nslEx(at("no/such"), 1));
     EXPECT_EQ(made(at("no/such")), nslEx(at("no/such"), 0));
 }
 
 TEST_F(NslPath, UsesTheExistenceSettingOfTheRegistry) {
     rynSetPathNoneExistWarnFlag(1);
-    EXPECT_EQ(refused(RYN_INVALID_PATH, at("no")), nsl(at("no")));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, at("no")), nsl(at("no")));
     EXPECT_EQ(RYN_INVALID_PATH, ryni_generate_nsl_path(at("no").c_str(), nullptr, nullptr, nullptr));
     renew(RYN_FLAG_OWN_EXISTENCE_CHECK | RYN_FLAG_EXISTENCE_CHECK_OFF);
     EXPECT_EQ(made(at("no")), nsl(at("no")));
     rynSetPathNoneExistWarnFlag(0);
     EXPECT_EQ(RYN_OK, ryni_generate_nsl_path(at("no").c_str(), nullptr, nullptr, nullptr));
     renewStrict();
-    EXPECT_EQ(refused(RYN_INVALID_PATH, at("no")), nsl(at("no")));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, at("no")), nsl(at("no")));
 }
 
 TEST_F(NslPath, ReturnsTheCodeOfTheFailedRead) {
     box.link("loop", "loop").file("file", "").link("dangling", "nowhere");
     renewStrict();
-    EXPECT_EQ(refused(RYN_INVALID_PATH, at("dangling")), nsl(at("dangling")));
-    EXPECT_EQ(refused(RYN_SYSTEM_ERROR, at("loop")), nsl(at("loop")));
-    EXPECT_EQ(refused(RYN_SYSTEM_ERROR, at("file/x")), nsl(at("file/x")));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, at("dangling")), nsl(at("dangling")));
+    EXPECT_EQ(failure(RYN_SYSTEM_ERROR, at("loop")), nsl(at("loop")));
+    EXPECT_EQ(failure(RYN_SYSTEM_ERROR, at("file/x")), nsl(at("file/x")));
     const std::string component = at(std::string(256, 'c'));
-    EXPECT_EQ(refused(RYN_SYSTEM_ERROR, component), nsl(component));
+    EXPECT_EQ(failure(RYN_SYSTEM_ERROR, component), nsl(component));
     for (const int error : {ENOENT, EACCES, EIO}) {
         faults::fail("stat", 1, error);
         const int code = error == ENOENT   ? RYN_INVALID_PATH
                          : error == EACCES ? RYN_PERMISSION_DENIED
                                            : RYN_SYSTEM_ERROR;
-        EXPECT_EQ(refused(code, at("file")), nsl(at("file"))) << error;
+        EXPECT_EQ(failure(code, at("file")), nsl(at("file"))) << error;
     }
 }
 
@@ -81,7 +81,7 @@ TEST_F(NslPath, UnreadablePathIsPermissionDenied) {
     test::asUnprivileged([&] {
         ryni_setUidGid();
         for (const char *path : {"/shut", "/shut/inner", "/hidden", "/secret"}) {
-            EXPECT_EQ(refused(RYN_PERMISSION_DENIED, root + path), nsl(root + path)) << path;
+            EXPECT_EQ(failure(RYN_PERMISSION_DENIED, root + path), nsl(root + path)) << path;
             EXPECT_EQ(made(root + path), nslEx(root + path, 0)) << path;
         }
     });
@@ -94,9 +94,9 @@ TEST_F(NslPath, ReturnsSameCodeFromStatCache) {
     EXPECT_EQ(RYN_SYSTEM_ERROR, nsl("/e/io").status);
     for (const int stale : {0, EACCES, EIO, ENOENT}) {
         errno = stale;
-        EXPECT_EQ(refused(RYN_INVALID_PATH, at("no")), nsl(at("no"))) << stale;
+        EXPECT_EQ(failure(RYN_INVALID_PATH, at("no")), nsl(at("no"))) << stale;
         errno = stale;
-        EXPECT_EQ(refused(RYN_SYSTEM_ERROR, "/e/io"), nsl("/e/io")) << stale;
+        EXPECT_EQ(failure(RYN_SYSTEM_ERROR, "/e/io"), nsl("/e/io")) << stale;
     }
     box.file("secret", "", 0200);
     const std::string secret = at("secret");
@@ -104,7 +104,7 @@ TEST_F(NslPath, ReturnsSameCodeFromStatCache) {
         ryni_setUidGid();
         for (const int stale : {0, EACCES, EIO, ENOENT}) {
             errno = stale;
-            EXPECT_EQ(refused(RYN_PERMISSION_DENIED, secret), nsl(secret)) << stale;
+            EXPECT_EQ(failure(RYN_PERMISSION_DENIED, secret), nsl(secret)) << stale;
         }
     });
 }
@@ -112,12 +112,12 @@ TEST_F(NslPath, ReturnsSameCodeFromStatCache) {
 TEST_F(NslPath, RelativePathIsAnInternalError) {
     box.directory("here");
     for (const char *path : {"here", "", "./here", "~/x", "no"}) {
-        EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nsl(path)) << path;
-        EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nslEx(path, 0)) << path;
+        EXPECT_EQ(failure(RYN_INTERNAL_ERROR, path), nsl(path)) << path;
+        EXPECT_EQ(failure(RYN_INTERNAL_ERROR, path), nslEx(path, 0)) << path;
     }
     renewStrict();
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, "here"), nsl("here"));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, "no"), nsl("no")) << "that it is missing is told first";
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, "here"), nsl("here"));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "no"), nsl("no")) << "that it is missing is told first";
 }
 
 // ---- links
@@ -193,41 +193,41 @@ TEST_F(NslPath, ResolvesAsManyNestedLinksAsTheSystem) {
 
 TEST_F(NslPath, CycleOfLinksIsReportedWithItsPrefix) {
     box.link("self", "self").link("grows", "grows/x").link("twice", "twice/twice");
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nsl(at("self")));
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nsl(at("self/x/y")));
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nslEx(at("self"), 0));
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("grows")), nsl(at("grows/x")));
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("twice")), nsl(at("twice")));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("self")), nsl(at("self")));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("self")), nsl(at("self/x/y")));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("self")), nslEx(at("self"), 0));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("grows")), nsl(at("grows/x")));
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("twice")), nsl(at("twice")));
     renewStrict();
-    EXPECT_EQ(refused(RYN_SYSTEM_ERROR, at("self")), nsl(at("self"))) << "the system sees it first";
-    EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at("self")), nslEx(at("self"), 0));
+    EXPECT_EQ(failure(RYN_SYSTEM_ERROR, at("self")), nsl(at("self"))) << "the system sees it first";
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("self")), nslEx(at("self"), 0));
 }
 
 TEST_F(NslPath, CycleOfSeveralLinksIsAnError) {
     box.link("a", "b").link("b", at("c/d")).link("c/d", "../a").link("t1", "t2/x").link("t2", "t1/y");
     for (const char *path : {"a", "b/x", "c/d", "c/d/y"}) {
-        const test::PathAnswer answer = nsl(at(path));
+        const test::PathResult answer = nsl(at(path));
         EXPECT_EQ(RYN_INTERNAL_ERROR, answer.status) << path;
         EXPECT_TRUE(answer.error == at("a") || answer.error == at("b") || answer.error == at("c/d"))
             << answer.error;
     }
     for (const char *path : {"t1", "t2/z"}) {
-        const test::PathAnswer answer = nsl(at(path));
+        const test::PathResult answer = nsl(at(path));
         EXPECT_EQ(RYN_INTERNAL_ERROR, answer.status) << path;
         EXPECT_TRUE(answer.error == at("t1") || answer.error == at("t2")) << answer.error;
     }
 }
 
 TEST_F(NslPath, CycleThatFillsTheBufferIsAnError) {
-    // Each round makes the path longer in front of the link, until its end falls off.
+    // Each pass through the cycle inserts text before the link, until the end of the path is cut off.
     std::string roundabout = "./";
     while (roundabout.size() < 1500) {
         roundabout += "../d/";
     }
     box.link("d/dot", "./dot").link("d/up", "../d/up").link("d/far", roundabout + "far");
     for (const char *path : {"d/dot", "d/up", "d/far"}) {
-        EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at(path)), nsl(at(path)));
-        EXPECT_EQ(refused(RYN_INTERNAL_ERROR, at(path)), nslEx(at(path) + "/x/y", 0));
+        EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at(path)), nsl(at(path)));
+        EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at(path)), nslEx(at(path) + "/x/y", 0));
     }
 }
 
@@ -240,7 +240,7 @@ TEST_F(NslPath, FailedReadlinkIsAnErrorIfPathsMustExist) {
         for (const int error : {EACCES, EIO, ENOENT, ELOOP}) {
             renewStrict();
             faults::fail("readlink", prefixes, error);
-            EXPECT_EQ(refused(RYN_INTERNAL_ERROR, prefix), nsl(path)) << error;
+            EXPECT_EQ(failure(RYN_INTERNAL_ERROR, prefix), nsl(path)) << error;
             renewStrict();
             faults::fail("readlink", prefixes, error);
             EXPECT_EQ(made(path), nslEx(path, 0)) << error << prefix;
@@ -266,11 +266,11 @@ TEST_F(NslPath, FailedReadlinkIsIgnoredOtherwise) {
 }
 
 TEST_F(NslPath, EqualsRealpathOnRandomTrees) {
-    std::mt19937 random(20); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
+    std::mt19937 random(20); // NOLINT(cert-msc32-c,cert-msc51-cpp): reproducible
     const auto pick = [&random](std::size_t bound) { return random() % bound; };
     const std::string names = "abcd";
     for (int tree = 0; tree < 40; ++tree) {
-        // Deep enough for all the steps upward.
+        // Deep enough for every "..".
         const std::string top = "1/2/3/4/5/6/7/8/9/0/1/2/3/4/5/6/7/8/9/0/t" + std::to_string(tree) + "/";
         box.directory(top + "a/b/c").directory(top + "b/a").directory(top + "c");
         for (int link = 0; link < 6; ++link) {
@@ -340,8 +340,8 @@ TEST_F(NslPath, DotDotRemovesTheComponentBefore) {
 
 TEST_F(NslPath, DotDotAboveTheRootIsAnError) {
     for (const char *path : {"/..", "/../x", "/missing/../../x", "/missing/../..", "/../", "/x/../../."}) {
-        EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nsl(path)) << path;
-        EXPECT_EQ(refused(RYN_INTERNAL_ERROR, path), nslEx(path, 0)) << path;
+        EXPECT_EQ(failure(RYN_INTERNAL_ERROR, path), nsl(path)) << path;
+        EXPECT_EQ(failure(RYN_INTERNAL_ERROR, path), nslEx(path, 0)) << path;
     }
 }
 
@@ -364,8 +364,8 @@ TEST_F(NslPath, PathLimitIs4095Characters) {
     EXPECT_EQ(made(longest), nsl(longest));
     for (const std::size_t size : {4096U, 4097U, 9000U}) {
         const std::string path = test::lengthened("", size);
-        EXPECT_EQ(refused(RYN_INVALID_PATH, path.substr(0, 4095)), nsl(path)) << size;
-        EXPECT_EQ(refused(RYN_INVALID_PATH, path.substr(0, 4095)), nslEx(path, 0)) << size;
+        EXPECT_EQ(failure(RYN_INVALID_PATH, path.substr(0, 4095)), nsl(path)) << size;
+        EXPECT_EQ(failure(RYN_INVALID_PATH, path.substr(0, 4095)), nslEx(path, 0)) << size;
     }
 }
 
@@ -375,7 +375,7 @@ TEST_F(NslPath, ExistingPathLimitIs4095Characters) {
     renewStrict();
     EXPECT_EQ(made(longest), nsl(longest));
     const std::string longer = longest + "/";
-    EXPECT_EQ(refused(RYN_SYSTEM_ERROR, longest), nsl(longer));
+    EXPECT_EQ(failure(RYN_SYSTEM_ERROR, longest), nsl(longer));
 }
 
 TEST_F(NslPath, CutsACombinedPathAt4095Characters) {
@@ -394,7 +394,7 @@ TEST_F(NslPath, CutsACombinedPathAt4095Characters) {
 }
 
 TEST_F(NslPath, ResolvesLinksInACutPath) {
-    // The link to "/" in the long target shortens what was cut.
+    // The link to "/" in the long target makes the cut path shorter.
     box.link("root", "/");
     const std::string target = at("root") + test::lengthened("", 3000);
     box.link("l", target);
@@ -430,6 +430,6 @@ TEST_F(NslPath, ResultIsTheSameWithoutMemoryForTheCache) {
     renewStrict();
     faults::failAllocationsFrom(1);
     EXPECT_EQ(made(at("d/sub")), nsl(at("l/sub")));
-    EXPECT_EQ(refused(RYN_INVALID_PATH, at("no")), nsl(at("no")));
+    EXPECT_EQ(failure(RYN_INVALID_PATH, at("no")), nsl(at("no")));
     faults::failAllocationsFrom(1 << 30);
 }

@@ -21,7 +21,7 @@ namespace faults = test::faults;
 
 namespace {
 
-/// What ryni_mkpath() gives: the path, or the code.
+/// @return the path of ryni_mkpath(), or its code
 std::string join(const char *library, const char *cell, const char *view, const char *file) {
     test::PathBuffer out;
     const int status = ryni_mkpath(library, cell, view, file, out.get());
@@ -280,7 +280,7 @@ TEST_F(GoodLibrary, UnreadableDirectoryIsPermissionDenied) {
 }
 
 TEST_F(GoodLibrary, ReportsNslPathWhenLastCheckFails) {
-    // The directory goes away, and the link test knows it from before.
+    // The directory is removed; the link cache still has its links.
     box.directory("d").link("l", "d");
     renewStrict();
     EXPECT_EQ(RYN_OK, make("l", at("")).status);
@@ -324,8 +324,7 @@ class ReusedDirectory : public test::PathTest {
     int count(const std::string &path) {
         return ryniLibPathReused(definitions.handle, path.c_str(), nullptr, 0);
     }
-    /// The names of the libraries that are stored, room for `capacity` of them given. A guard behind the room
-    /// must stay.
+    /// @return the names of the libraries that are stored. Checks that nothing is written after `capacity` pointers
     std::string matches(const std::string &path, int capacity) {
         std::array<rynLibrary *, 16> room = {};
         auto *guard = reinterpret_cast<rynLibrary *>(this);

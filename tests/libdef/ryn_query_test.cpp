@@ -1,4 +1,4 @@
-// Whether a design object exists and passes the checks.
+// rynQuery().
 
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/project_support.h"
@@ -27,7 +27,7 @@ int query(const Project &project, unsigned flags, const Names &names = kObject) 
     return rynQuery(project.handle, flags, "lib", names.cell, names.view, names.file);
 }
 
-/// Every prefix of an object's names, with the codes of its level.
+/// The levels of a design object, with their codes.
 struct Level {
     Names names;
     const char *path; ///< below the library
@@ -54,7 +54,7 @@ void putAllLevels(Project &project, std::string_view places) {
 
 } // namespace
 
-// Where it looks.
+// ---- directories
 
 TEST(Query, FindsEveryLevelOfAnObject) {
     for (const char *place : {"l", "e", "i"}) {
@@ -94,14 +94,14 @@ TEST(Query, SearchesAllDirectoriesWithoutADirectoryFlag) {
         int code;
     };
     for (const Row &row :
-         {// Without a choice, and with both.
+         {// No directory flag, and both.
           Row{"", "l", 0, 0}, Row{"", "l", kLibrary | kTmp, 0}, Row{"", "ie", 0, 8}, Row{"E", "e", 0, 0},
           Row{"E", "e", kLibrary | kTmp, 0}, Row{"E", "l", 0, 0}, Row{"I", "i", 0, 0}, Row{"I", "l", 0, 0},
           Row{"IE", "e", 0, 0}, Row{"IE", "i", 0, 0}, Row{"IE", "l", 0, 0}, Row{"IE", "", 0, 8},
           Row{"O", "i", 0, 0}, Row{"O", "l", 0, 8}, Row{"OE", "el", 0, 8},
-          // The library alone.
+          // The library only.
           Row{"IE", "ie", kLibrary, 8}, Row{"OE", "l", kLibrary, 0}, Row{"", "l", kLibrary, 0},
-          // Temporary directories alone.
+          // The temporary directories only.
           Row{"", "l", kTmp, 4}, Row{"E", "l", kTmp, 4}, Row{"E", "e", kTmp, 0}, Row{"I", "i", kTmp, 0},
           Row{"I", "l", kTmp, 4}, Row{"IE", "e", kTmp, 0}, Row{"IE", "i", kTmp, 0}, Row{"O", "i", kTmp, 0},
           Row{"O", "l", kTmp, 8}, Row{"OE", "el", kTmp, 8}}) {
@@ -127,7 +127,7 @@ TEST(Query, ImplicitOnlyEndsAtAMissingObject) {
 TEST(Query, ImplicitOnlyContinuesAfterOtherErrors) {
     Project project("OE");
     project.put("el", "c/v/f");
-    project.put("i", "c"); // in the way of the directory: ENOTDIR
+    project.put("i", "c"); // a file instead of the cell directory: ENOTDIR
     EXPECT_EQ(query(project, 0), RYN_OK);
     EXPECT_EQ(query(project, kTmp), RYN_NO_SUCH_DIRECTORY);
     rmdir("lib");
@@ -164,7 +164,7 @@ TEST(Query, LimitIs4092CharactersWithoutSeparators) {
         Project project(place == 'e' ? "E" : place == 'i' ? "I" : "");
         const unsigned flags = place == 'l' ? kLibrary : kTmp;
         const std::size_t room = 4092 - project.path(Project::directoryOf(place)).size();
-        // What fits is a name that no directory can hold.
+        // A path within the limit has a name longer than NAME_MAX: ENAMETOOLONG.
         EXPECT_EQ(query(project, flags, {std::string(room, 'c').c_str(), nullptr, nullptr}),
                   place == 'l' ? RYN_SYSTEM_ERROR : RYN_NO_SUCH_DIRECTORY);
         for (const std::size_t length : {room + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
@@ -174,7 +174,7 @@ TEST(Query, LimitIs4092CharactersWithoutSeparators) {
     }
 }
 
-// What it checks.
+// ---- checks
 
 TEST(Query, ChecksPermissionsOnlyWithTheirFlags) {
     struct Row {
@@ -183,7 +183,7 @@ TEST(Query, ChecksPermissionsOnlyWithTheirFlags) {
         bool passes;
         bool passesForOwner;
     };
-    // The suite's own files are the owner's where it is not run by root.
+    // Without root, the files of the test belong to the user who runs it.
     const bool isOwner = geteuid() != 0;
     constexpr unsigned kExists = RYN_QUERY_EXISTS;
     constexpr unsigned kRead = RYN_QUERY_READABLE;
@@ -293,11 +293,11 @@ TEST(Query, DoesNotUseTheStatCacheForStat) {
     rynStatCacheCtl(0);
 }
 
-// Packed libraries.
+// ---- packed libraries
 
 namespace {
 
-/// A project whose library is packed, with the archive's directory standing for what is in the archive.
+/// A project whose library is packed. The directory `archive` has the contents of the archive.
 struct Packed : Project {
     explicit Packed(std::string_view temporaries = {}, Existence existence = Existence::Checked)
         : Project(temporaries, existence, RYN_FLAG_PACKED_LIBRARIES) {
@@ -384,7 +384,7 @@ TEST(QueryOfPackedLibrary, WithoutSupportLooksInTheDirectory) {
     EXPECT_TRUE(archives.calls.empty());
     EXPECT_NE(project.record()->packedFile, nullptr);
     chmod("lib/c/v/f", 0377);
-    EXPECT_EQ(query(project, RYN_QUERY_READABLE), RYN_PERMISSION_DENIED_FILE); // the owner's bit alone counts
+    EXPECT_EQ(query(project, RYN_QUERY_READABLE), RYN_PERMISSION_DENIED_FILE); // only the owner bit counts
 }
 
 TEST(QueryOfPackedLibrary, FailedOpenMakesTheLibraryUnpacked) {
@@ -421,7 +421,7 @@ TEST(QueryOfPackedLibrary, EveryFailedAllocationIsAMemoryError) {
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-// Arguments.
+// ---- arguments
 
 TEST(Query, IgnoresUnknownFlags) {
     Project project;

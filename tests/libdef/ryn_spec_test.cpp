@@ -26,7 +26,7 @@ using Calls = std::vector<std::string>;
 
 namespace {
 
-/// What stands in a specifier of a design object in the place of a path.
+/// What a "rynFS" specifier holds instead of a path.
 struct Extension {
     rynHandle handle;
     vekFSSpec *inner;
@@ -40,7 +40,7 @@ const Extension &extensionOf(const vekFSSpec *spec) {
     return *reinterpret_cast<const Extension *>(spec->path);
 }
 
-/// A specifier, or the code in its place; freed at the end.
+/// A specifier, or the code of the failure. Frees the specifier.
 struct Made {
     int code = -1;
     vekFSSpec *spec = nullptr;
@@ -56,7 +56,7 @@ struct Made {
             spec = nullptr;
         }
     }
-    /// "lib,c,v,f", "-" for an absent name.
+    /// "lib,c,v,f", with "-" for a null name.
     [[nodiscard]] std::string names() const {
         std::string text;
         const Extension &extension = extensionOf(spec);
@@ -70,7 +70,7 @@ struct Made {
         EXPECT_EQ(vekFSGetSpecString(spec, path.data(), path.size(), nullptr), VEK_FS_OK);
         return path.data();
     }
-    /// The implementation's name, "native" for none.
+    /// The name of the inner implementation; "native" for a null one.
     [[nodiscard]] std::string innerImplementation() const {
         const char *name = nullptr;
         EXPECT_EQ(vekFSGetSpecIOImpName(extensionOf(spec).inner, &name), VEK_FS_OK);
@@ -78,7 +78,7 @@ struct Made {
     }
 };
 
-/// Calls one of the two makers of specifiers with something in the result.
+/// Calls rynGetSpec() with a result that is not null.
 int getSpec(Made &made, const Project &project, unsigned mode, const Names &names = {},
             const char *library = "lib", vekFSSpec *parent = nullptr, unsigned flags = 0) {
     made.free();
@@ -98,14 +98,14 @@ int makeSpec(Made &made, const Project &project, const Names &names = {}, const 
     return made.code;
 }
 
-/// Either of them, as `maker` says.
+/// Calls rynGetSpec() if `query` is true, otherwise ryni_mkspec().
 int makeEither(bool query, Made &made, const Project &project, const Names &names, const char *library,
                vekFSSpec *parent) {
     return query ? getSpec(made, project, RYN_PATH_READ_LIBRARY, names, library, parent)
                  : makeSpec(made, project, names, library, parent);
 }
 
-/// A project whose library is packed; what lies under `archive` stands for what is in its archive.
+/// A project whose library is packed. The directory `archive` has the contents of the archive.
 struct Packed : Project {
     explicit Packed(std::string_view temporaries = {}, Existence existence = Existence::Checked)
         : Project(temporaries, existence, RYN_FLAG_PACKED_LIBRARIES) {
@@ -119,7 +119,7 @@ struct Packed : Project {
 
 } // namespace
 
-// What a specifier is.
+// ---- the implementation
 
 TEST(Specifier, HasItsImplementationAndTheNames) {
     Project project;
@@ -274,7 +274,7 @@ TEST(Specifier, ReturnsTheStatusOfFreeingTheInnerSpecifier) {
     EXPECT_EQ(archives.calls.back(), "free lib");
 }
 
-// With a parent.
+// ---- with a parent
 
 TEST(SpecifierOfParent, CombinesTheNamesOfTheParent) {
     struct Row {
@@ -368,7 +368,7 @@ TEST(SpecifierOfParent, RejectsAParentWithoutALibrary) {
     library = kept;
 }
 
-// Arguments.
+// ---- arguments
 
 TEST(GetSpec, NullHandleIsInvalidAndNotReported) {
     Project project;
@@ -435,7 +435,7 @@ TEST(GetSpec, EveryFailedAllocationIsAMemoryError) {
             EXPECT_EQ(made.code, RYN_MEMORY_ERROR) << nth;
             ++failures;
         }
-        EXPECT_EQ(failures, 2 + 2 + 4); // the inner specifier, this one and its record, the names
+        EXPECT_EQ(failures, 2 + 2 + 4); // inner specifier; outer one and its record; names
         EXPECT_EQ(recorded.fatals, Reports{});
     }
 }
@@ -477,7 +477,7 @@ TEST(MakeSpec, EveryFailedAllocationIsAMemoryError) {
     EXPECT_EQ(failures, 2 + 2 + 4);
 }
 
-// Whether a specifier names a directory.
+// ---- rynIsSpecDir()
 
 TEST(IsSpecDir, IsTrueForDirectoriesOnly) {
     Project project;
@@ -507,7 +507,7 @@ TEST(IsSpecDir, IsFalseIfTheModeCannotBeRead) {
     EXPECT_EQ(rynIsSpecDir(made.spec), 0);
 }
 
-// Packed libraries.
+// ---- packed libraries
 
 TEST(PackedLibrary, ExistsWhenItHasAnArchive) {
     Project project;
@@ -582,9 +582,10 @@ TEST(PackedLibrary, UnpackedCopyInTemporaryDirectoryComesFirst) {
 TEST(PackedLibrary, FailureInTemporaryDirectoriesContinuesWithTheArchive) {
     Packed project("E");
     Made made;
-    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}), RYN_OK); // no such cell there
+    ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}),
+              RYN_OK); // the cell is not in the temporary directory
     EXPECT_EQ(made.text(), "archive:lib/c/v/f");
-    project.put("e", "c"); // in the way
+    project.put("e", "c"); // a file instead of the cell directory
     ASSERT_EQ(getSpec(made, project, RYN_PATH_READ, {"c", "v", "f"}), RYN_OK);
     EXPECT_EQ(made.text(), "archive:lib/c/v/f");
     project.box.directory("gone");
@@ -617,7 +618,7 @@ TEST(PackedLibrary, WithoutSupportItsDirectoryIsRead) {
     EXPECT_EQ(made.text(), project.path("lib/c/v/f"));
     EXPECT_EQ(made.innerImplementation(), "native");
     EXPECT_EQ(archives.calls, Calls{});
-    // The query does not look at the support.
+    // rynGetPath() does not depend on RYN_FLAG_PACKED_LIBRARIES.
     for (const unsigned mode : {0U, 4U}) {
         EXPECT_EQ(getSpec(made, project, mode, {"c", "v", "f"}), RYN_NOT_FOR_PACKED);
     }
@@ -675,7 +676,7 @@ TEST(PackedLibrary, EveryFailedAllocationIsAMemoryError) {
     }
 }
 
-// The path inside an archive.
+// ---- paths inside an archive
 
 TEST(PathInArchive, JoinsTheNamesThatAreGiven) {
     Packed project;
@@ -738,7 +739,7 @@ TEST(PathInArchive, MakeSpecFormsItBeforeOpeningTheArchive) {
         RYN_SYSTEM_ERROR);
 }
 
-// Objects that are not in the archive.
+// ---- objects that are not in the archive
 
 TEST(ObjectInArchive, NeedNotExistIfPathsNeedNotExist) {
     Packed project("", Existence::Unchecked);
@@ -805,7 +806,7 @@ TEST(ObjectInArchive, StopsAtTheFirstExistingLevel) {
                                      "spec lib/c/v", "free lib/c/v"}));
 }
 
-// Putting an archive aside.
+// ---- rynInvalidatePackedLib()
 
 TEST(InvalidatePackedLib, RenamesTheArchive) {
     for (const unsigned support : {0U, unsigned{RYN_FLAG_PACKED_LIBRARIES}}) {

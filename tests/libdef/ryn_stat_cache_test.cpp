@@ -1,4 +1,4 @@
-// The stat cache: its switch, what it remembers, and how it forgets.
+// The stat cache.
 
 #include "libdef/paths/ryni_stat_cache.h"
 
@@ -25,7 +25,7 @@ namespace faults = test::faults;
 
 namespace {
 
-/// What free() received while this is on: the size of each block, and whether all of it was zero.
+/// The blocks that free() received while this is on: size, and whether all bytes were zero.
 struct Freed {
     std::size_t size;
     bool zero;
@@ -47,7 +47,7 @@ int keepReport(int code, const char *text, const char *sameText) {
     return 0;
 }
 
-/// A registry that keeps what it is told.
+/// A registry that records its fatal reports.
 struct Reporting {
     rynRegistry registry = {};
     Reporting() {
@@ -56,7 +56,7 @@ struct Reporting {
     }
 };
 
-/// A cache that is in use from here on, and empty.
+/// Turns the cache on, empty, while in scope.
 struct Cached {
     test::Sandbox box;
     Cached() {
@@ -97,7 +97,7 @@ bool isOnAfterReading(const char *value) {
 
 } // namespace
 
-// Every free() of this executable comes here: it is linked with --wrap=free.
+// Every free() of this executable calls this: it is linked with --wrap=free.
 extern "C" {
 void __real_free(void *memory);
 void __wrap_free(void *memory) {
@@ -111,7 +111,7 @@ void __wrap_free(void *memory) {
 }
 }
 
-// The switch.
+// ---- the switch
 
 TEST(StatCacheSwitch, IsOnIfTheVariableIsNotNo) {
     EXPECT_FALSE(isOnAfterReading(nullptr));
@@ -203,7 +203,7 @@ TEST(StatCacheSwitch, OnAndOffGivesFreshResults) {
     EXPECT_EQ(statOf("file"), 0);
 }
 
-// Cached stat.
+// ---- sStat()
 
 TEST(CachedStat, CallsStatOncePerPath) {
     Cached cached;
@@ -330,7 +330,7 @@ TEST(CachedStat, ReportsEveryFailedAllocation) {
     }
 }
 
-// Cached access.
+// ---- sAccess()
 
 TEST(CachedAccess, CachesTheSuccessOfEachMode) {
     struct Mode {
@@ -416,7 +416,7 @@ TEST(CachedAccess, CombinedModeIsNotCached) {
     EXPECT_EQ(error, ENOENT);
     EXPECT_EQ(faults::count("access"), 1);
     EXPECT_EQ(flagsOf("missing"), 0U);
-    // The path is known now: the combined mode passes, the single ones are asked for.
+    // The path is cached now: the combined mode succeeds, the single modes call access().
     EXPECT_EQ(accessOf("missing", R_OK | W_OK, &error), 0);
     EXPECT_EQ(error, 0);
     EXPECT_EQ(faults::count("access"), 1);
@@ -460,7 +460,7 @@ TEST(CachedAccess, ReportsEveryFailedAllocation) {
     }
 }
 
-// Entries.
+// ---- entries
 
 TEST(StatEntry, HasItsFieldsInDocumentedOrder) {
     EXPECT_EQ(offsetof(ryniStatEntry, next), 0U);
@@ -487,7 +487,7 @@ TEST(StatEntry, IsRemovedByItsPath) {
 
 TEST(StatEntry, IsClearedToZeroBytesBeforeItIsFreed) {
     Cached cached;
-    const std::string path(1015, 'p'); // with its NUL, a size that malloc() gives as it is
+    const std::string path(1015, 'p'); // with its NUL, a size that malloc() does not round up
     EXPECT_EQ(statOf(path), -1);
     EXPECT_EQ(statOf("."), 0);
     freed.on = true;
@@ -495,7 +495,7 @@ TEST(StatEntry, IsClearedToZeroBytesBeforeItIsFreed) {
     sDeleteStatEntry(path.c_str());
     sDeleteStatEntry(".");
     freed.on = false;
-    // Of each, the record, the path and the entry.
+    // For each: the record, the path and the entry.
     ASSERT_EQ(freed.count, 6U);
     EXPECT_GE(freed.blocks[0].size, sizeof(struct stat));
     EXPECT_TRUE(freed.blocks[0].zero);
@@ -539,11 +539,11 @@ TEST(StatEntry, IsFoundAmongThousands) {
 
 TEST(StatEntry, IsFoundIfTheTableCannotGrow) {
     const Cached cached;
-    // 16 buckets of 3: the table would grow with the 48th entry.
+    // 16 buckets with a load factor of 3: the table would grow with the 48th entry.
     for (int i = 1; i < 48; ++i) {
         EXPECT_EQ(statOf("missing/" + std::to_string(i)), -1);
     }
-    faults::failAllocation(3); // behind the path and the entry
+    faults::failAllocation(3); // the one after the path and the entry
     EXPECT_EQ(accessOf("missing/48", F_OK), -1);
     faults::reset();
     for (int i = 1; i <= 48; ++i) {

@@ -40,13 +40,13 @@ class TmpTest : public test::PathTest {
         PathTest::SetUp();
     }
 
-    /// The two implicit paths of a library, "-" for none.
+    /// The two implicit paths of a library, with "-" for null.
     std::string implicitOf(const char *name) const {
         const rynLibrary *library = definitions.library(name);
         return library == nullptr ? "no library"
                                   : textOf(library->implicitTmp) + " " + textOf(library->implicitTmpNsl);
     }
-    /// The two explicit ones, with "global" in front when they come from the root.
+    /// The two explicit paths, after "global" if they come from the global root.
     std::string explicitOf(const char *name) const {
         const rynLibrary *library = definitions.library(name);
         if (library == nullptr) {
@@ -56,7 +56,7 @@ class TmpTest : public test::PathTest {
         return (fromGlobal ? "global " : "") + textOf(library->explicitTmp) + " " +
                textOf(library->explicitTmpNsl);
     }
-    /// What explicitOf() gives for a directory without links.
+    /// explicitOf() for a directory without links.
     std::string own(const std::string &relative) const { return at(relative) + " " + at(relative); }
     std::string global(const std::string &relative) const { return "global " + own(relative); }
 
@@ -144,7 +144,7 @@ TEST_F(ImplicitTmp, RelativeDirectoryCountsFromTheDirectoryOfTheRegistry) {
     rynAddCommand(nullptr, "DEFINE a a");
     EXPECT_EQ(RYN_OK, setImplicit("./$T//", 1));
     EXPECT_EQ(at("work/t/a") + " " + at("real/t/a"), implicitOf("a"));
-    EXPECT_STREQ("./$T//", definitions.handle->implicitTmpDirectory) << "the text as it was given";
+    EXPECT_STREQ("./$T//", definitions.handle->implicitTmpDirectory) << "the given text";
     test::setEnvironment({{"HOME", at("elsewhere")}});
     EXPECT_EQ(RYN_OK, setImplicit("~/t", 1));
     EXPECT_EQ(own("elsewhere/t/a"), implicitOf("a"));
@@ -315,7 +315,7 @@ TEST_F(ImplicitTmp, KeepsTheLastHandler) {
 TEST_F(ImplicitTmp, FailedAllocationIsReportedAndRemovesIt) {
     box.directory("real").link("t", "real");
     ASSERT_EQ(RYN_OK, definitions.load(kTwoLibraries));
-    ASSERT_EQ(RYN_OK, setImplicit("t", 1)); // which remembers the links
+    ASSERT_EQ(RYN_OK, setImplicit("t", 1)); // caches the links
     int failures = 0;
     for (int nth = 1; nth < 60; ++nth) {
         recorded.errors.clear();
@@ -530,7 +530,7 @@ TEST_F(GlobalTmp, RelativeRootCountsFromTheFileThatEnds) {
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir t\n"
                                        "INCLUDE sub/inner.lib\n"
                                        "DEFINE behind lib/behind\n"));
-    // Whichever file holds the statement: the inner file's end made one directory, the outer one's another.
+    // The root is applied at the end of the inner file and again at the end of the outer one.
     EXPECT_TRUE(box.exists("sub/t/in"));
     EXPECT_EQ(global("t/in"), explicitOf("in"));
     EXPECT_EQ(global("t/behind"), explicitOf("behind"));
@@ -629,7 +629,7 @@ TEST_F(GlobalTmp, ReportsTheLocationOfTheLastStatement) {
     ASSERT_EQ(RYN_OK, definitions.load("INCLUDE inner.lib\nDEFINE a lib/a\n"));
     const test::Diagnostic missing = {RYN_INVALID_PATH, at("no"), at("inner.lib"), 2};
     EXPECT_EQ((Diagnostics{missing, missing}), recorded.diagnostics);
-    // The place is one for all registries, and outlives them.
+    // The location is process-wide and is kept after the registry is released.
     recorded.diagnostics.clear();
     rynHandle first = definitions.handle;
     definitions.handle = nullptr;
@@ -660,7 +660,7 @@ TEST_F(GlobalTmp, ReportsALibraryDirectoryInsideIt) {
     box.directory("t/a").directory("t/b");
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE x lib/x\nDEFINE a t/a\nDEFINE b t/b\n"
                                        "ASSIGN AllLibs TmpRootDir t\n"));
-    // The object is the explicit temporary directory that the library does not have.
+    // Documented: the object is the explicit temporary directory, which this library does not have.
     EXPECT_EQ((Diagnostics{{RYN_DIRECTORY_REUSED, "(null)", at("vek.lib"), 4}}), recorded.diagnostics);
     EXPECT_EQ(kNoPaths, explicitOf("x"));
     EXPECT_EQ(kNoPaths, explicitOf("a"));

@@ -1,4 +1,4 @@
-// Where libraries, attributes and files come from.
+// Locations of libraries, attributes and files; definition queries.
 
 #include "tests/libdef/project_support.h"
 #include "tests/support/faults.h"
@@ -14,7 +14,7 @@ using test::Reports;
 
 namespace {
 
-/// A place, as the Where queries deliver it, or their code.
+/// The location that a Where query stores, or its code.
 struct Place {
     int code;
     std::string file;
@@ -27,7 +27,7 @@ std::ostream &operator<<(std::ostream &out, const Place &place) {
     return out << "{" << place.code << ", " << place.file << ", " << place.line << "}";
 }
 
-/// Calls a Where query with outputs that hold something.
+/// Calls a Where query with outputs that are not null.
 template <typename Query, typename... Arguments>
 Place ask(Query query, Arguments... arguments) {
     const char *file = "untouched";
@@ -56,7 +56,7 @@ struct Project : Definitions {
 
 } // namespace
 
-// Libraries.
+// ---- libraries
 
 TEST(WhereDefined, ReturnsFileAndLine) {
     const Project project;
@@ -108,7 +108,7 @@ TEST(IsDefined, FollowsTheCaseRule) {
     EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "LIB"), (Place{0, definitions.path("vek.lib"), 1}));
 }
 
-// Attributes.
+// ---- attributes
 
 TEST(WhereAssigned, ReturnsTheStatementThatLastSetIt) {
     const Project project;
@@ -158,7 +158,7 @@ TEST(WhereAssigned, ChecksTheLibraryBeforeTheAttribute) {
     EXPECT_EQ(rynIsAssigned(project.handle, "c", "tmp"), RYN_LIBRARY_NOT_DEFINED);
 }
 
-// The global temporary root.
+// ---- the global temporary root
 
 TEST(WhereGlobalExplicitTmp, ReturnsTheNewestStatement) {
     Definitions definitions;
@@ -187,7 +187,7 @@ TEST(WhereGlobalExplicitTmp, AcceptsNullOutputs) {
     EXPECT_EQ(definitions.path("vek.lib"), test::textOf(file));
 }
 
-// Files.
+// ---- files
 
 TEST(WhereIncluded, ReturnsTheIncludeStatement) {
     const Project project;
@@ -264,7 +264,7 @@ TEST(WhereIncluded, FailedGetcwdIsASystemError) {
     faults::failFrom("getcwd", 1, ENOENT);
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), failed(RYN_SYSTEM_ERROR));
     EXPECT_EQ(rynIsIncluded(project.handle, "vek.lib"), RYN_SYSTEM_ERROR);
-    // A rooted path does not need it.
+    // A rooted path does not need the working directory.
     EXPECT_EQ(rynIsIncluded(project.handle, project.top().c_str()), 0);
 }
 
@@ -283,14 +283,14 @@ TEST(WhereIncluded, SkipsARecordWithoutAPath) {
     project.handle->files.head = head;
 }
 
-// Temporary directories.
+// ---- temporary directories
 
 TEST(LibHasTmp, DistinguishesTheKinds) {
     constexpr unsigned kAll = RYN_TMP_EXPLICIT | RYN_TMP_GLOBAL | RYN_TMP_IMPLICIT;
     struct Row {
         const char *library;
         bool implicit;
-        unsigned kinds; ///< that it has
+        unsigned kinds; ///< RYN_TMP_... of the library
     };
     for (const Row &row : {Row{"own", false, RYN_TMP_EXPLICIT}, Row{"other", false, RYN_TMP_GLOBAL},
                            Row{"own", true, RYN_TMP_EXPLICIT | RYN_TMP_IMPLICIT},
@@ -317,7 +317,7 @@ TEST(LibHasTmp, DistinguishesTheKinds) {
 TEST(LibHasTmp, IsNotAssignedWithoutAny) {
     const Project project;
     EXPECT_EQ(rynLibHasTmp(project.handle, "a", 7), RYN_ATTRIBUTE_NOT_ASSIGNED);
-    // A flag that is left over without a path is no temporary directory.
+    // The global flag without a path is not a temporary directory.
     project.library("a")->flags |= RYNI_LIB_TMP_FROM_GLOBAL;
     EXPECT_EQ(rynLibHasTmp(project.handle, "a", 7), RYN_ATTRIBUTE_NOT_ASSIGNED);
 }
@@ -332,7 +332,7 @@ TEST(LibHasTmp, ReportsNothing) {
     EXPECT_EQ(recorded.fatals, Reports{});
 }
 
-// Arguments.
+// ---- arguments
 
 namespace {
 
