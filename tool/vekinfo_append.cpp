@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What composing is given, and what it finds out.
+/// The argument and the result of composeEntries().
 struct Block {
     const char *dir;
     bool isProbed = true; ///< whether the case sensitivity could be determined
@@ -61,8 +61,8 @@ tov::AppendResult vekinfoAppendLibraryEntries(const char *dir, const char *tagPa
     Block block = {.dir = dir};
     const tov::AppendResult result =
         tov::appendUnlessDefined(tagPath, tov::kVeklibrary, composeEntries, &block);
-    if (!block
-             .isProbed) { // printed when the file is no longer locked: standard error may make its writer wait
+    // After the file is unlocked: writing to standard error may block.
+    if (!block.isProbed) {
         std::fputs("ERROR! can't determine file system case sensitivity on writable directory\n", stderr);
     }
     return result;

@@ -3,9 +3,9 @@
 
 #include "tagfile/tag_append.h"
 
-/// Appends, to the tag file `tagPath` of the library directory `dir`, what marks it as a library: VEKLIBRARY, the
-/// DM type "none" if its `dm.tag` says so, and the namespace that suits its file system. A file that does not exist is
-/// created; an existing one keeps its content. Nothing is appended to a file that has a VEKLIBRARY entry by now.
+/// Appends VEKLIBRARY to the tag file `tagPath` of the library directory `dir`, DMTYPE none if its `dm.tag` says so, and
+/// the NAMESPACE of its file system. Creates the file if it does not exist; keeps the content of an existing one. Appends
+/// nothing if the file has a VEKLIBRARY entry, which another process may have appended.
 tov::AppendResult vekinfoAppendLibraryEntries(const char *dir, const char *tagPath);
 
 #endif

@@ -25,7 +25,7 @@ constexpr std::array<const char *, 8> kUsage = {
 
 struct Option;
 
-/// What the arguments ask for.
+/// The action and its operands.
 struct Request {
     const Option *action = nullptr;
     char **names = nullptr; ///< room for the lookup names, as many pointers as there are arguments
@@ -33,7 +33,7 @@ struct Request {
     const char *entryValue = nullptr;
 };
 
-/// Takes an option's operands. @return how many arguments it took, the option included; 0 when they are wrong
+/// Stores the operands of an option. @return the number of arguments used, with the option; 0 for a usage error
 using Take = int (*)(Request &request, char **args);
 /// Runs an action. @return the status of the run
 using Run = int (*)(const Request &request);
@@ -126,7 +126,7 @@ int addEntry(const Request &request) {
                                                                                       : VEKINFO_EDIT_FAILED;
 }
 
-// ---- the grammar
+// ---- the table of options
 
 constexpr std::array<Option, 9> kOptions = {{
     {"-verbose", takeVerbose, nullptr},
@@ -149,7 +149,7 @@ const Option *findOption(std::string_view word) {
     return nullptr;
 }
 
-/// Takes one option with its operands. @return how many arguments it took, 0 for a usage error
+/// Handles one option with its operands. @return the number of arguments used; 0 for a usage error
 int takeOption(Request &request, char **args) {
     const Option *option = findOption(*args);
     const bool isAction = option != nullptr && option->run != nullptr;

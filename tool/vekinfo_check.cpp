@@ -25,7 +25,7 @@
 #include <string_view>
 
 static struct {
-    rynHandle registry; ///< kept until the process ends
+    rynHandle registry; ///< Documented: never released
 } checked;
 
 namespace {
@@ -35,7 +35,7 @@ struct EndIteration {
 };
 using OwnedContext = std::unique_ptr<rynContext, EndIteration>;
 
-/// A problem that ends the run.
+/// Prints the problem that ends the run. @return 1
 int warn(const char *function, int code) {
     static_cast<void>(
         std::fprintf(stderr, "WARNING: Problem found in %s: %s\n", function, rynGetErrorMsg(code)));
@@ -66,7 +66,7 @@ void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace
     }
 }
 
-/// @param isKnown  false if the tag file exists but could not be read: whether it lacks anything is unknown
+/// @param isKnown  false if the tag file exists but could not be read: then nothing is appended
 int configureLibrary(const char *libName, const char *dir, const char *tagPath, bool isKnown) {
     using Kind = tov::AppendResult::Kind;
     if (vekFileWritable(dir) == 0) {
@@ -80,9 +80,9 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath, 
     if (result.kind == Kind::Rejected) {
         return tovPrintError(TOV_SYNTAX_ERROR, result.syntaxError, tagPath, 0);
     }
-    tovResetCache(); // it may hold the file as it was: another library may be in the same directory
+    tovResetCache(); // the old content may be cached, and another library may have the same directory
     if (result.kind == Kind::Defined) {
-        reportDefined(libName, dir, result.nameSpace); // another process has configured it meanwhile
+        reportDefined(libName, dir, result.nameSpace); // by another process
     } else if (verboseFlag != 0) {
         std::printf("Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
     }
@@ -119,7 +119,7 @@ int verifyLibrary(const char *libName, const char *dir, int configure, vekinfo::
     int found = 0;
     int status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
     if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
-        // It has come in between, or could not be seen for a moment.
+        // It was created after the search, or a network file system did not show it yet.
         status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
     }
     if (status == TOV_MEMORY_ERROR) {

@@ -30,7 +30,7 @@ class StartPath {
 
   private:
     vek::PathText directory_;
-    const char *path_ = "."; // what a working directory that cannot be read is still called
+    const char *path_ = "."; // used if the working directory cannot be read
 };
 
 // ---- show
@@ -54,7 +54,8 @@ void printDefinition(const char *where, const char *name, const char *value) {
     std::printf("%s\n    defines '%s %s'.\n", where, name, value);
 }
 
-/// @param shownName, typedName  the name in the line that defines it, and in the line that says that nothing does
+/// @param shownName  the name that is printed with the value
+/// @param typedName  the name that is printed if no file defines the entry
 void lookUpValue(const char *start, const char *shownName, const char *typedName) {
     vek::PathText where;
     const char *value = nullptr;
@@ -89,7 +90,7 @@ void lookUpLibrary(const char *start, const char *name) {
     }
 }
 
-/// Documented: looks from the working directory, whatever `-path` says.
+/// Documented: the search begins in the working directory; `-path` has no effect.
 void lookUpLibcheck(const char *name) {
     vek::PathText where;
     const bool isOn = where.fill([](char *file, std::size_t) { return tovCheckLibraryX(file) != 0; });
@@ -101,7 +102,7 @@ void lookUpLibcheck(const char *name) {
     }
 }
 
-/// Documented: if no file defines it, the machine's own is printed after an empty path.
+/// Documented: if no file defines it, the default of this system is printed after an empty path.
 void lookUpNameSpace(const char *start, const tov::Keyword &keyword) {
     vek::PathText where;
     VekinfoObj obj = {};

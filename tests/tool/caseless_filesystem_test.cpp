@@ -47,7 +47,7 @@ Names namesIn(const std::string &directory) {
     return names;
 }
 
-/// The lines of a tag file that are neither comments nor empty.
+/// @return the lines of a tag file except comments and empty lines
 std::set<std::string> settingsIn(const std::string &path) {
     std::istringstream lines(read(path));
     std::set<std::string> settings;
@@ -65,7 +65,7 @@ test::Outcome vekinfo(const std::string &directory, std::vector<std::string> arg
     return test::run(arguments, {.directory = directory, .timeoutMs = 60000});
 }
 
-/// Expects a run that prints `out` and nothing else, and ends well.
+/// Expects that a run prints only `out` and that its status is 0.
 void expectRun(const std::string &directory, const std::vector<std::string> &arguments,
                const std::string &out) {
     const test::Outcome outcome = vekinfo(directory, arguments);
@@ -186,7 +186,7 @@ TEST(CaselessEdit, SpellingsOfOneDirectoryKeepEachOthersEntries) {
         fs::create_directory(directory + "/lib");
         const std::string lower = directory + "/lib";
         const std::string upper = directory + "/LIB";
-        // From the third edit on, the cached object of the spelling is out of date.
+        // From the third edit on, the object that is cached for this path is out of date.
         EXPECT_EQ(tovAddEntry(lower.c_str(), "DMTYPE", "pkm"), 1);
         EXPECT_EQ(tovAddEntry(upper.c_str(), "NAMESPACE", "LibraryNT"), 1);
         EXPECT_EQ(tovAddEntry(lower.c_str(), "VEKLIBCHECK", "ON"), 1);

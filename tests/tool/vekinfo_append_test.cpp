@@ -24,12 +24,12 @@
 
 namespace {
 
-/// What happens right after a write, when its end is looked for: once.
+/// Called once, after the write, when the code under test reads the offset.
 std::function<void()> afterWrite;
 
 } // namespace
 
-// Stands between the code under test and the C library.
+// Replaces the function of the C library in this process.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library keeps its names to itself
 extern "C" off_t lseek(int file, off_t offset, int whence) noexcept {
     static const auto real = reinterpret_cast<off_t (*)(int, off_t, int)>(dlsym(RTLD_NEXT, "lseek"));
@@ -91,7 +91,7 @@ TEST_F(Append, ANewFileHoldsTheEntriesAndNoTemplate) {
     EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe leaves nothing behind";
 }
 
-TEST_F(Append, TheDmTypeFollowsADmTagFileThatSaysNone) {
+TEST_F(Append, DmTypeIsNoneIfDmTagSaysSo) {
     box.file("lib/dm.tag", "none\n");
     EXPECT_TRUE(append());
     EXPECT_EQ(std::string(kHead) + std::string(kDmType) + unixNameSpace(), content());
@@ -110,7 +110,7 @@ TEST_F(Append, TheNameSpaceSuitsACaselessFileSystem) {
 }
 
 TEST_F(Append, ANameSpaceThatCannotBeDeterminedIsLeftOut) {
-    // The probe's own file cannot be made.
+    // The file of the case probe cannot be created.
     box.directory("lib/vekfscasesensitivity." + std::to_string(getpid()));
     test::Capture capture;
     EXPECT_TRUE(append());
@@ -191,7 +191,7 @@ TEST_F(Append, WhatIsNoFileIsRefused) {
     EXPECT_FALSE(appendTo(box.path("lib"), box.path("loop")));
 }
 
-TEST_F(Append, AFileThatMayNotBeReadOrWrittenIsRefused) {
+TEST_F(Append, FileWithoutReadOrWritePermissionFails) {
     for (const mode_t mode : {0444U, 0222U, 0U}) {
         box.file("lib/vekinfo.tag", "A 1\n", mode);
         test::asUnprivileged([this] { EXPECT_FALSE(append()); });
@@ -251,7 +251,7 @@ TEST_F(Append, AShortWriteIsTakenBack) {
 }
 
 TEST_F(Append, AShortWriteLeavesNoNewFile) {
-    // The probe's files take longer names than the limit has bytes.
+    // The probe writes 20 bytes, more than the limit.
     test::faults::limitWrites(50);
     EXPECT_FALSE(append());
     EXPECT_EQ(std::vector<std::string>{}, box.list("lib"));
@@ -288,14 +288,14 @@ TEST_F(Append, WhatOthersHaveAppendedMeanwhileIsNotTakenBack) {
     }
 }
 
-TEST_F(Append, AFileThatCannotBeExaminedAnyMoreKeepsWhatWasWritten) {
+TEST_F(Append, FailingStatAfterTheWriteKeepsTheText) {
     for (const bool isThere : {true, false}) {
         unlink("lib/vekinfo.tag");
         if (isThere) {
             box.file("lib/vekinfo.tag", "A 1\n");
         }
         test::faults::limitWrites(50);
-        // Not before the write: the probe looks at its files, too.
+        // Armed after the probe, which makes the same calls.
         afterWrite = [] { test::faults::fail("fstat", 1, EIO); };
         EXPECT_FALSE(append());
         test::faults::reset();
@@ -303,7 +303,7 @@ TEST_F(Append, AFileThatCannotBeExaminedAnyMoreKeepsWhatWasWritten) {
     }
 }
 
-TEST_F(Append, AFailedCloseIsTakenBack) {
+TEST_F(Append, FailedCloseIsUndone) {
     const auto closesOfAnAppend = [this] {
         box.file("lib/vekinfo.tag", "A 1\n");
         test::faults::reset();
@@ -331,7 +331,7 @@ TEST_F(Append, AFailedWriteThroughADanglingLinkLeavesTheLink) {
 
 TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
     test::onSmallFilesystem(64 * 1024, [](const std::string &directory) {
-        // Not a whole page: the first bytes of what is appended still fit into the file's last one.
+        // The last page of the file is not full: it takes the first bytes of the text.
         const std::string text = std::string(4090, '#');
         const std::string tagPath = directory + "/vekinfo.tag";
         const auto write = [](const std::string &path, const std::string &bytes) {
@@ -351,7 +351,7 @@ TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
 }
 
 TEST_F(Append, TheLimitOnFileSizesIsAFailedWrite) {
-    // At the limit already, where a write is a signal, and below it, where a part of the text still fits.
+    // At the limit, a write sends SIGXFSZ. Below the limit, a part of the text is written.
     for (const std::size_t size : {4096U, 4000U}) {
         box.file("lib/vekinfo.tag", std::string(size, '#'));
         const test::Outcome outcome = test::inChild([this] {
@@ -376,7 +376,7 @@ class AppendBesideOthers : public Append {
     [[nodiscard]] tov::AppendResult result() const {
         return vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
     }
-    /// Makes the first lock request find the lock held, and the file written meanwhile.
+    /// The first lock request fails because the lock is held; then the file is written.
     void writeWhileWaiting(const std::string &text) {
         test::faults::fail("fcntl", 1, EAGAIN);
         test::faults::atNextSleep([this, text] {
@@ -427,7 +427,7 @@ TEST_F(AppendBesideOthers, AHeldLockIsAFailure) {
 }
 
 TEST_F(AppendBesideOthers, ANameThatWouldBreakTheFileIsRejected) {
-    // The block holds the path of the directory in a comment; a newline ends the comment.
+    // The appended block contains the path in a comment. A newline in the path ends the comment.
     const std::string directory = box.path("lib\nVEKLIBRARY");
     box.directory("lib\nVEKLIBRARY");
     const tov::AppendResult appended =

@@ -126,7 +126,7 @@ TEST_F(Args, AnArgumentTooManyIsAUsageError) {
     expectUsage({"-lookup", "A", "-path", ".", "B"});
 }
 
-TEST_F(Args, AUsageErrorAtTheEndKeepsTheActionFromRunning) {
+TEST_F(Args, UsageErrorInTheLastArgumentPreventsTheAction) {
     expectUsage({"-addentry", "A", "1", "-junk"});
     EXPECT_EQ((std::vector<std::string>{}), box.list());
 }
@@ -162,7 +162,7 @@ TEST_F(Args, VerboseIsAllowedAnywhereAndAnyNumberOfTimes) {
     EXPECT_EQ(0, verboseFlag);
 }
 
-TEST_F(Args, ThePathIsTheArgumentItselfAndTheLastOneWins) {
+TEST_F(Args, PathIsTheLastArgumentNotACopy) {
     box.directory("a").directory("b");
     std::string words[] = {"vekinfo", "-path", "a", "-show", "-path", "b"};
     std::vector<char *> argv;

@@ -20,10 +20,7 @@ namespace {
 using test::kNoReports;
 using test::Reports;
 
-constexpr int kSystemError = 3;
-constexpr int kAccessError = 8;
-
-/// A result, and what was printed on the way to it.
+/// A result, and the text that was printed.
 struct Answer {
     int result;
     std::string out;
@@ -48,7 +45,7 @@ class Check : public test::TagTest {
         puxReleaseHandle(nullptr);
         test::TagTest::TearDown();
     }
-    /// The check keeps its registry, which a test may not leak.
+    /// Releases the registry that the check keeps: otherwise it would count as leaked.
     static void release() {
         if (rynGetCurHandle() != nullptr && *rynGetCurHandle() != nullptr) {
             rynReleaseHandle(nullptr);
@@ -92,7 +89,7 @@ class Check : public test::TagTest {
 
 // ---- dm.tag
 
-TEST_F(Check, TheFirstWordOfADmTagFileMayBeNone) {
+TEST_F(Check, FindsNoneAsTheFirstWordOfDmTag) {
     for (const char *text :
          {"none", "none\n", "none of it\n", " \t\v\f none\n", "none\r\n", "none\tx\nother\n"}) {
         box.file("lib/dm.tag", text);
@@ -108,7 +105,7 @@ TEST_F(Check, AnyOtherDmTagFileDoesNotSayNone) {
     }
 }
 
-TEST_F(Check, TheFirstLineOfADmTagFileHas4095Characters) {
+TEST_F(Check, ReadsAtMost4095CharactersOfDmTag) {
     box.file("lib/dm.tag", std::string(4091, ' ') + "none and more\n");
     EXPECT_EQ(1, lookForNoneTag(at("lib").c_str()));
     box.file("lib/dm.tag", std::string(4092, ' ') + "none\n");
@@ -133,7 +130,7 @@ TEST_F(Check, ADmTagFileThatCannotBeOpenedSaysNothing) {
 
 // ---- the handlers
 
-TEST_F(Check, DiagnosticsAreShownWithTheirPlace) {
+TEST_F(Check, DiagnosticsAreShownWithTheirLocation) {
     EXPECT_EQ((Answer{0, "", "Error at line 7 of /p/vek.lib \nmsg: \"FOO x\"\n\terrstr:\"Syntax error\"\n"}),
               answerOf([] { return testParseWarnHandler(16, "FOO x", "/p/vek.lib", 7); }));
     EXPECT_EQ(
@@ -171,7 +168,7 @@ TEST_F(Check, ADefinedLibraryIsMentionedVerbosely) {
     EXPECT_EQ("VEKLIBRARY\n", box.read("lib/vekinfo.tag"));
 }
 
-TEST_F(Check, ANameSpaceThatDoesNotSuitTheFileSystemDrawsAWarning) {
+TEST_F(Check, WrongNameSpaceIsAWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
     EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(0));
     EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(1));
@@ -224,7 +221,7 @@ TEST_F(Check, TheVerboseLineComesBeforeTheWarningAndTheScan) {
 
 // ---- one library that is not defined
 
-TEST_F(Check, ALibraryWithoutATagFileIsPassedOverSilentlyAndScanned) {
+TEST_F(Check, LibraryWithoutTagFileIsScannedSilently) {
     verboseFlag = 1;
     box.file("lib/a/vekinfo.tag", "");
     EXPECT_EQ((Answer{0, redundant("lib/a"), ""}), verify(0));
@@ -239,7 +236,7 @@ TEST_F(Check, ATagFileWithoutTheEntryIsLikeNone) {
     EXPECT_EQ("DMTYPE none\nNAMESPACE LibraryNT\n", box.read("lib/vekinfo.tag"));
 }
 
-TEST_F(Check, ADirectoryThatDoesNotExistIsPassedOverSilently) {
+TEST_F(Check, MissingDirectoryIsSkippedSilently) {
     EXPECT_EQ((Answer{0, "", ""}), verify(0, "none"));
     EXPECT_EQ(kNoReports, reports.take());
 }
@@ -269,7 +266,7 @@ TEST_F(Check, ConfiguringAgainChangesNothing) {
     EXPECT_EQ(text, box.read("lib/vekinfo.tag"));
 }
 
-TEST_F(Check, ATagFileWithASyntaxErrorIsReportedAndAppendedTo) {
+TEST_F(Check, TagFileWithSyntaxErrorIsReportedAndExtended) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY yes\n");
     const test::Report error = {9, "VEKLIBRARY line in vekinfo.tag file", at("lib/vekinfo.tag"), 1};
     EXPECT_EQ((Answer{0, "", ""}), verify(0));
@@ -280,31 +277,31 @@ TEST_F(Check, ATagFileWithASyntaxErrorIsReportedAndAppendedTo) {
     EXPECT_EQ("VEKLIBRARY yes\n" + block("lib"), box.read("lib/vekinfo.tag"));
 }
 
-TEST_F(Check, ADirectoryThatIsNotWritableIsReportedAndNotScanned) {
+TEST_F(Check, ReadOnlyDirectoryIsReportedAndNotScanned) {
     verboseFlag = 1;
     box.file("lib/a/vekinfo.tag", "").directory("lib", 0555);
     test::asUnprivileged([this] {
-        EXPECT_EQ((Answer{kAccessError, "", ""}), verify(1));
-        EXPECT_EQ((Reports{{kAccessError, "path not writable", at("lib"), 0}}), reports.take());
+        EXPECT_EQ((Answer{TOV_ACCESS_ERROR, "", ""}), verify(1));
+        EXPECT_EQ((Reports{{TOV_ACCESS_ERROR, "path not writable", at("lib"), 0}}), reports.take());
     });
-    EXPECT_EQ((Answer{kAccessError, "", ""}), verify(1, "none"));
-    EXPECT_EQ((Reports{{kAccessError, "path not writable", at("none"), 0}}), reports.take());
+    EXPECT_EQ((Answer{TOV_ACCESS_ERROR, "", ""}), verify(1, "none"));
+    EXPECT_EQ((Reports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());
 }
 
-TEST_F(Check, AFileThatCannotBeOpenedForAppendIsReportedAndTheLibraryNotScanned) {
+TEST_F(Check, FailedOpenForAppendIsReportedWithoutScan) {
     verboseFlag = 1;
     box.directory("lib/vekinfo.tag").file("lib/a/vekinfo.tag", "");
-    EXPECT_EQ((Answer{kSystemError, "", ""}), verify(1));
-    EXPECT_EQ((Reports{{kSystemError, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+    EXPECT_EQ((Answer{TOV_SYSTEM_ERROR, "", ""}), verify(1));
+    EXPECT_EQ((Reports{{TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
               reports.take());
 }
 
-TEST_F(Check, AFailedWriteIsReportedAndTheLibraryNotScanned) {
+TEST_F(Check, FailedWriteIsReportedWithoutScan) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "OWNER me").file("lib/a/vekinfo.tag", "");
     test::faults::fail("write", 1, ENOSPC);
-    EXPECT_EQ((Answer{kSystemError, "", ""}), verify(1));
-    EXPECT_EQ((Reports{{kSystemError, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+    EXPECT_EQ((Answer{TOV_SYSTEM_ERROR, "", ""}), verify(1));
+    EXPECT_EQ((Reports{{TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
               reports.take());
     EXPECT_EQ("OWNER me", box.read("lib/vekinfo.tag"));
 }
@@ -312,24 +309,25 @@ TEST_F(Check, AFailedWriteIsReportedAndTheLibraryNotScanned) {
 TEST_F(Check, AnUnreadableTagFileIsReportedByItsReader) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n", 0).directory("lib", 0777);
     test::asUnprivileged([this] {
-        const test::Report unreadable = {kSystemError, "while opening vekinfo.tag file",
+        const test::Report unreadable = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file",
                                          at("lib/vekinfo.tag"), 0};
         EXPECT_EQ((Answer{0, "", ""}), verify(0));
         EXPECT_EQ(Reports{unreadable}, reports.take());
-        EXPECT_EQ((Answer{kSystemError, "", ""}), verify(1));
-        EXPECT_EQ((Reports{unreadable, {kSystemError, "error opening for append", at("lib/vekinfo.tag"), 0}}),
-                  reports.take());
+        EXPECT_EQ((Answer{TOV_SYSTEM_ERROR, "", ""}), verify(1));
+        EXPECT_EQ(
+            (Reports{unreadable, {TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+            reports.take());
     });
 }
 
 TEST_F(Check, ALibrarysPathMayHave4095Characters) {
-    // Its tag file's has more, and so cannot exist.
+    // The path of its tag file is longer, so the file cannot exist.
     for (const std::size_t size : {4083U, 4084U, 4095U}) {
         const std::string directory = test::spelledWith(at("lib"), size);
         EXPECT_EQ((Answer{0, "", ""}),
                   answerOf([&] { return tovVerifyVekinfo("name", directory.c_str(), 0); }));
         const Answer configured = answerOf([&] { return tovVerifyVekinfo("name", directory.c_str(), 1); });
-        EXPECT_EQ((Answer{kAccessError, "", ""}), configured) << "nothing fits behind it";
+        EXPECT_EQ((Answer{TOV_ACCESS_ERROR, "", ""}), configured) << "nothing fits behind it";
         reports.take();
     }
 }
@@ -376,7 +374,7 @@ TEST_F(Check, EachLibraryOfTheFileIsVerified) {
 TEST_F(Check, TheResultIsThatOfTheLastLibrary) {
     box.directory("a");
     box.file("vek.lib", "DEFINE one a\nDEFINE two none\n");
-    EXPECT_EQ(kAccessError, check(1).result);
+    EXPECT_EQ(TOV_ACCESS_ERROR, check(1).result);
     box.file("vek.lib", "DEFINE two none\nDEFINE one a\n");
     EXPECT_EQ(0, check(1).result);
     box.file("vek.lib", "");
@@ -393,7 +391,7 @@ TEST_F(Check, DiagnosticsOfTheFileAreShownAndTheOthersChecked) {
               check(0));
 }
 
-TEST_F(Check, ALibraryThatIsNoneIsLeftOutInSilenceWhenThatIsChecked) {
+TEST_F(Check, LibraryWithoutEntryIsSkippedIfLibraryCheckIsOn) {
     verboseFlag = 1;
     rynSetPathNoneExistWarnFlag(1);
     box.file("vekinfo.tag", "VEKLIBCHECK ON\n").file("vek.lib", "DEFINE one a\nDEFINE two b\n");
@@ -403,7 +401,7 @@ TEST_F(Check, ALibraryThatIsNoneIsLeftOutInSilenceWhenThatIsChecked) {
 }
 
 TEST_F(Check, TheTemporaryDirectoryStandsForTheLibrary) {
-    // A path for reading is that of the temporary directory first.
+    // rynGetPath() for reading returns the temporary directory, if there is one.
     verboseFlag = 1;
     box.directory("a").directory("tmp/one").file("vek.lib", "DEFINE one a\nASSIGN AllLibs TmpRootDir tmp\n");
     EXPECT_EQ((Answer{0, "Library:one at:" + at("tmp/one") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
@@ -429,8 +427,9 @@ TEST_F(Check, APathThatCannotBeGeneratedEndsTheRun) {
 }
 
 TEST_F(Check, AFileThatCannotBeReadIsATranslatedFailure) {
-    EXPECT_EQ((Answer{kSystemError, "", "Error code 3 found for " + at("none.lib") + ":\n\tSystem error\n"}),
-              check(0, "none.lib"));
+    EXPECT_EQ(
+        (Answer{TOV_SYSTEM_ERROR, "", "Error code 3 found for " + at("none.lib") + ":\n\tSystem error\n"}),
+        check(0, "none.lib"));
     rynSetPathNoneExistWarnFlag(1);
     EXPECT_EQ((Answer{10, "", "Error code 20 found for " + at("none.lib") + ":\n\tInvalid path\n"}),
               check(0, "none.lib"));
@@ -489,7 +488,7 @@ TEST_F(Check, TheDefinitionFileMayLieInASetupDirectory) {
 TEST_F(Check, TheRunSucceedsWhateverItFinds) {
     box.file("vek.lib", "DEFINE one none\n");
     EXPECT_EQ(0, answerOf([] { return tovCheckOrConfigLibrary(1); }).result);
-    EXPECT_EQ((Reports{{kAccessError, "path not writable", at("none"), 0}}), reports.take());
+    EXPECT_EQ((Reports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());
 }
 
 } // namespace

@@ -32,14 +32,14 @@ class Report : public test::TagTest {
         test::TagTest::TearDown();
     }
 
-    /// "status", or "path" when a file was found.
+    /// @return "status", or "path" if a file was found
     static std::string find(const std::string &start) {
         test::WhereBuffer path;
         const int status = tovFindInfoFile(start.c_str(), path.get());
         return status == 0 ? path.text() : "status " + std::to_string(status);
     }
 
-    /// The report on `names` relative to `path` ("" for the working directory), without its first line.
+    /// @return the lookup report on `names` for `path` ("": the working directory), without its first line
     std::string lookup(const std::string &path, std::vector<std::string> names) {
         const std::string relative = path.empty() ? box.path() : path;
         gotTestPath = path.empty() ? 0 : 1;
@@ -116,7 +116,7 @@ TEST_F(Report, FindingNeverExaminesTheRootsOwnFile) {
         EXPECT_EQ(0, chdir("/"));
         EXPECT_EQ("status 6", find("/a/b"));
         EXPECT_EQ("status 6", find("/"));
-        // Nor does it stop where a lookup does.
+        // Mount points do not end this search, unlike a lookup.
         EXPECT_EQ("/net/vekinfo.tag", find("/net/x"));
         EXPECT_EQ(0, fchdir(before));
         EXPECT_EQ(0, chroot("."));
@@ -297,7 +297,7 @@ TEST_F(Show, ABadPathIsReportedAndNothingFound) {
     EXPECT_EQ(2U, reports.take().size());
 }
 
-TEST_F(Show, AFileWithASyntaxErrorIsReportedAndIsASuccess) {
+TEST_F(Show, SyntaxErrorIsReportedAndTheStatusIsZero) {
     box.file("vekinfo.tag", "DMTYPE x\nVEKLIBRARY yes\n");
     EXPECT_EQ(kNone, show(0));
     EXPECT_EQ((test::Reports{{9, "VEKLIBRARY line in vekinfo.tag file", at("vekinfo.tag"), 2}}),
@@ -325,12 +325,12 @@ TEST_F(Show, ATagFileWithoutContentIsShownByItsPath) {
 TEST_F(Report, LookupNamesThePathAsGiven) {
     box.file("lib/vekinfo.tag", "DMTYPE none\n").directory("lib/cell");
     EXPECT_EQ(defines(at("lib/vekinfo.tag"), "DMTYPE none"), lookup("lib/cell", {"DMTYPE"}));
-    // The path is walked as it is spelled.
+    // The search uses the textual parents of the path.
     EXPECT_EQ(defines(at("lib//cell/../vekinfo.tag"), "DMTYPE none"),
               lookup("lib//cell/../cell/", {"dmtype"}));
 }
 
-TEST_F(Report, LookupShowsTheNameAsTypedAndTheValueAsWritten) {
+TEST_F(Report, LookupPrintsTheGivenNameAndTheWrittenValue) {
     box.file("vekinfo.tag", "FOO 1\n");
     EXPECT_EQ(defines(at("vekinfo.tag"), "Foo 1"), lookup("", {"Foo"}));
 }
@@ -355,7 +355,7 @@ TEST_F(Report, LookupFallsBackToTheSearchList) {
     EXPECT_EQ(defines(at("w/vekinfo.tag"), "DMTYPE x"), lookup("a", {"DMTYPE"}));
 }
 
-TEST_F(Report, LookupOfAnEntryWithoutAValueGoesOnToTheSearchList) {
+TEST_F(Report, LookupOfEntryWithoutValueContinuesOnSearchList) {
     box.file("a/vekinfo.tag", "FOO\n");
     EXPECT_EQ(missing("FOO"), lookup("a", {"FOO"}));
     tovResetCache();
@@ -363,8 +363,8 @@ TEST_F(Report, LookupOfAnEntryWithoutAValueGoesOnToTheSearchList) {
     EXPECT_EQ(defines("./vekinfo.tag", "FOO "), lookup("a", {"FOO"})) << "an empty value is found";
 }
 
-// Deliberate: what was read for one name decides where the next one's search stops.
-TEST_F(Report, LookupOfASecondNameMayStopAtTheFirstFileOrPassIt) {
+// Documented: a second search in the same process can stop at a different file than the first.
+TEST_F(Report, LookupOfASecondNameDependsOnTheFirst) {
     box.file("a/vekinfo.tag", "B far\n").file("a/b/vekinfo.tag", "A near\n");
     EXPECT_EQ(defines(at("a/b/vekinfo.tag"), "A near") + missing("B"), lookup("a/b", {"A", "B"}));
     tovResetCache();
@@ -421,8 +421,8 @@ TEST_F(Report, LookupOfTheLibraryReportsAnErrorAsNotFound) {
               reports.take());
 }
 
-// Deliberate: a path that cannot be normalized is tried again and again.
-TEST_F(Report, LookupOfTheLibraryForABadPathRepeatsWithoutEnd) {
+// Documented: a path that cannot be normalized is tried without end.
+TEST_F(Report, LookupOfTheLibraryRepeatsForAnInvalidPath) {
     const test::Outcome outcome = test::inChild(
         [] {
             tovRegisterErrorHandler(nullptr);
@@ -446,7 +446,7 @@ TEST_F(Report, LookupOfTheLibraryForABadPathRepeatsWithoutEnd) {
     EXPECT_EQ(std::string::npos, outcome.out.find("DMTYPE")) << "the next name is never reached";
 }
 
-TEST_F(Report, LookupCallsAWorkingDirectoryThatCannotBeReadADot) {
+TEST_F(Report, LookupPrintsADotForAnUnreadableWorkingDirectory) {
     char *names[] = {nullptr};
     test::Capture capture;
     test::faults::failFrom("getcwd", 1, ENOENT);
@@ -455,7 +455,7 @@ TEST_F(Report, LookupCallsAWorkingDirectoryThatCannotBeReadADot) {
     EXPECT_EQ("vekinfo searching relative to '.':\n", capture.out());
 }
 
-TEST_F(Report, LookupWithAnEmptyNameIsAnEntryLikeAnyOther) {
+TEST_F(Report, LookupAcceptsAnEmptyName) {
     EXPECT_EQ(missing(""), lookup("", {""}));
 }
 

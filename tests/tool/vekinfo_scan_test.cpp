@@ -55,7 +55,6 @@ namespace {
 using test::kNoReports;
 using test::Reports;
 
-constexpr int kInvalidPath = 10;
 constexpr const char *kLoop = "there seems to be a linkloop";
 constexpr const char *kLimit = "too many ways through symbolic links, the rest are not followed";
 
@@ -70,18 +69,18 @@ class Scan : public test::TagTest {
         test::TagTest::TearDown();
     }
 
-    /// What the scan of "lib", or of another directory, prints. Its reports are collected.
+    /// @return what the scan of `directory` prints; the fixture collects the reports
     std::string scan(const std::string &directory = "lib", int isTop = 1) const {
         test::Capture capture;
         tovScanSubdirsForVekinfo(box.path(directory).c_str(), isTop);
         EXPECT_EQ("", capture.err());
         return capture.out();
     }
-    /// The directories that the scan prints, without the sandbox's part of their paths, in order.
+    /// @return the directories that the scan prints, in order, relative to the sandbox
     std::vector<std::string> redundant(const std::string &directory = "lib", int isTop = 1) const {
         return directoriesIn(scan(directory, isTop));
     }
-    /// The same of a scan of "lib" with a limit of its own.
+    /// redundant() for "lib" with a given limit
     std::vector<std::string> redundantWithin(const vek::LinkLimit &limit) const {
         test::Capture capture;
         vekinfo::ReadAhead readAhead;
@@ -109,9 +108,9 @@ class Scan : public test::TagTest {
         return found;
     }
     [[nodiscard]] test::Report loopIn(const std::string &directory) const {
-        return {kInvalidPath, kLoop, box.path(directory), 0};
+        return {TOV_INVALID_PATH, kLoop, box.path(directory), 0};
     }
-    /// The reports, those of other links that lead back left out.
+    /// @return the reports except those about cycles
     Reports takeButLoops() {
         Reports taken = reports.take();
         std::erase_if(taken, [](const test::Report &report) { return report.text == kLoop; });
@@ -189,7 +188,7 @@ TEST_F(Scan, DirectoriesWhoseNamesBeginWithDotsAreEntered) {
     EXPECT_EQ((Found{"lib/...", "lib/..b", "lib/.a"}), sortedRedundant());
 }
 
-TEST_F(Scan, EntriesComeInTheOrderOfTheirDirectoryAndSubdirectoriesInBetween) {
+TEST_F(Scan, EntriesAreScannedInDirectoryOrder) {
     for (const char *name : {"one", "two", "three", "four", "five"}) {
         box.file("lib/" + std::string(name) + "/vekinfo.tag", "");
         box.file("lib/" + std::string(name) + "/deeper/vekinfo.tag", "");
@@ -215,7 +214,7 @@ TEST_F(Scan, EntriesComeInTheOrderOfTheirDirectoryAndSubdirectoriesInBetween) {
     EXPECT_EQ(expected, redundant());
 }
 
-TEST_F(Scan, ADirectoryThatCannotBeOpenedIsPassedOver) {
+TEST_F(Scan, MissingDirectoryIsSkipped) {
     EXPECT_EQ("", scan("none"));
     box.file("lib/vekinfo.tag", "");
     EXPECT_EQ("", scan("lib/vekinfo.tag", 0));
@@ -223,7 +222,7 @@ TEST_F(Scan, ADirectoryThatCannotBeOpenedIsPassedOver) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-TEST_F(Scan, UnreadableDirectoriesArePassedOver) {
+TEST_F(Scan, UnreadableDirectoriesAreSkipped) {
     box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "").file("lib/c/vekinfo.tag", "");
     box.directory("lib/b", 0);
     test::asUnprivileged([this] {
@@ -232,7 +231,7 @@ TEST_F(Scan, UnreadableDirectoriesArePassedOver) {
     });
 }
 
-TEST_F(Scan, InADirectoryThatCannotBeSearchedEverythingIsAFile) {
+TEST_F(Scan, EntriesOfUnsearchableDirectoriesCountAsFiles) {
     box.file("lib/a/b/vekinfo.tag", "")
         .file("lib/c/vekinfo.tag/vekinfo.tag", "")
         .file("lib/d/vekinfo.tag", "");
@@ -248,7 +247,7 @@ TEST_F(Scan, ARelativeDirectoryIsScannedToo) {
     test::Capture capture;
     tovScanSubdirsForVekinfo("lib", 1);
     EXPECT_EQ("There is a redundant vekinfo.tag file in the subdir: \n\tlib/a\n", capture.out());
-    EXPECT_EQ((Reports{{kInvalidPath, kLoop, "lib", 0}}), reports.take());
+    EXPECT_EQ((Reports{{TOV_INVALID_PATH, kLoop, "lib", 0}}), reports.take());
 }
 
 // ---- links
@@ -265,7 +264,7 @@ TEST_F(Scan, ARelativeTargetCountsFromTheDirectoryOfTheLink) {
     EXPECT_EQ((Found{"lib/a/../../other", "lib/a/../../other/deeper"}), sortedRedundant());
 }
 
-TEST_F(Scan, ADirectoryIsScannedAsOftenAsLinksLeadToIt) {
+TEST_F(Scan, DirectoryIsScannedOnceForEachLink) {
     box.file("other/vekinfo.tag", "").link("lib/a", box.path("other")).link("lib/b", box.path("other"));
     EXPECT_EQ((Found{"other", "other"}), redundant());
 }
@@ -286,10 +285,10 @@ TEST_F(Scan, ATargetThatCannotBeNormalizedIsReported) {
     if (taken[0].where == relative) { // the order of the two links is the directory's
         std::rotate(taken.begin(), taken.begin() + 2, taken.end());
     }
-    EXPECT_EQ((Reports{{11, "tovNormalizePath", absolute, 0},
-                       {kInvalidPath, absolute, box.path("lib/a"), 0},
-                       {11, "tovNormalizePath", relative, 0},
-                       {kInvalidPath, relative, box.path("lib/b"), 0}}),
+    EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
+                       {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0},
+                       {TOV_PATH_PROCESSING, "tovNormalizePath", relative, 0},
+                       {TOV_INVALID_PATH, relative, box.path("lib/b"), 0}}),
               taken);
 }
 
@@ -297,8 +296,8 @@ TEST_F(Scan, ATargetThatCannotBeReadIsReported) {
     box.directory("secret", 0).link("lib/a", box.path("secret"));
     test::asUnprivileged([this] {
         EXPECT_EQ("", scan());
-        EXPECT_EQ((Reports{{11, "tovNormalizePath", box.path("secret"), 0},
-                           {kInvalidPath, box.path("secret"), box.path("lib/a"), 0}}),
+        EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", box.path("secret"), 0},
+                           {TOV_INVALID_PATH, box.path("secret"), box.path("lib/a"), 0}}),
                   reports.take());
     });
 }
@@ -312,7 +311,8 @@ TEST_F(Scan, ATargetHasAtMost1023Characters) {
     EXPECT_EQ(kNoReports, reports.take());
     box.link("lib/a", tooLong);
     EXPECT_EQ("", scan());
-    EXPECT_EQ((Reports{{11, "tovNormalizePath", tooLong, 0}, {kInvalidPath, tooLong, box.path("lib/a"), 0}}),
+    EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", tooLong, 0},
+                       {TOV_INVALID_PATH, tooLong, box.path("lib/a"), 0}}),
               reports.take());
 }
 
@@ -322,19 +322,19 @@ TEST_F(Scan, ALongRelativeTargetIsReportedWhole) {
     box.directory("other").link("lib/a", target);
     EXPECT_EQ("", scan());
     const std::string absolute = box.path("lib/" + target);
-    EXPECT_EQ(
-        (Reports{{11, "tovNormalizePath", absolute, 0}, {kInvalidPath, absolute, box.path("lib/a"), 0}}),
-        reports.take());
+    EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
+                       {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0}}),
+              reports.take());
 }
 
 TEST_F(Scan, AFailedLinkReadIsReported) {
     box.file("other/vekinfo.tag", "").link("lib/a", box.path("other"));
     test::faults::fail("readlink", 1, EIO);
     EXPECT_EQ("", scan());
-    EXPECT_EQ((Reports{{kInvalidPath, box.path("lib"), "", 0}}), reports.take());
+    EXPECT_EQ((Reports{{TOV_INVALID_PATH, box.path("lib"), "", 0}}), reports.take());
 }
 
-TEST_F(Scan, DanglingLinksAndCirclesOfLinksAreNoDirectories) {
+TEST_F(Scan, DanglingAndCyclicLinksAreNoDirectories) {
     box.link("lib/a", "/none").link("lib/b", "b").link("lib/c", "d").link("lib/d", "c");
     EXPECT_EQ("", scan());
     EXPECT_EQ(kNoReports, reports.take());
@@ -359,21 +359,21 @@ TEST_F(Scan, ChainsOfLinkedDirectoriesAreFollowedToTheirEnd) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-// ---- links that lead back
+// ---- cycles
 
-TEST_F(Scan, ALinkToTheLibrarysParentIsALoop) {
+TEST_F(Scan, LinkToTheParentOfTheLibraryIsACycle) {
     box.file("vekinfo.tag", "").link("lib/a", box.path());
     EXPECT_EQ("", scan());
     EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
 }
 
-TEST_F(Scan, ARelativeLinkToTheParentIsALoop) {
+TEST_F(Scan, RelativeLinkToTheParentIsACycle) {
     box.file("vekinfo.tag", "").link("lib/a", "..");
     EXPECT_EQ("", scan());
     EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
 }
 
-TEST_F(Scan, ALinkToItsOwnDirectoryIsALoop) {
+TEST_F(Scan, LinkToItsOwnDirectoryIsACycle) {
     box.directory("lib/sub").link("lib/sub/a", ".");
     EXPECT_EQ("", scan());
     EXPECT_EQ(Reports{loopIn("lib/sub")}, reports.take());
@@ -382,7 +382,7 @@ TEST_F(Scan, ALinkToItsOwnDirectoryIsALoop) {
     EXPECT_EQ(Reports{loopIn("lib/sub")}, reports.take());
 }
 
-TEST_F(Scan, ALinkToADirectoryOnTheWayDownIsALoop) {
+TEST_F(Scan, LinkToADirectoryOnTheDescentIsACycle) {
     for (const std::string &target : {std::string("../../.."), box.path("lib")}) {
         box.directory("lib/a/b/c").link("lib/a/b/c/link", target);
         EXPECT_EQ("", scan());
@@ -390,7 +390,7 @@ TEST_F(Scan, ALinkToADirectoryOnTheWayDownIsALoop) {
     }
 }
 
-TEST_F(Scan, ALinkAboveTheLibraryIsALoopHoweverFarItLeads) {
+TEST_F(Scan, LinkToAnyDirectoryAboveTheLibraryIsACycle) {
     for (const char *target : {"../..", "../../..", "../../../../../../../../../..", "/"}) {
         box.directory("lib/a").link("lib/a/link", target);
         EXPECT_EQ("", scan());
@@ -398,7 +398,7 @@ TEST_F(Scan, ALinkAboveTheLibraryIsALoopHoweverFarItLeads) {
     }
 }
 
-TEST_F(Scan, AnotherSpellingOfADirectoryOnTheWayIsALoop) {
+TEST_F(Scan, OtherPathOfADirectoryOnTheDescentIsACycle) {
     box.link("alias", box.path("lib")).directory("lib/a").link("lib/a/link", box.path("alias"));
     EXPECT_EQ("", scan());
     EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take());
@@ -407,7 +407,7 @@ TEST_F(Scan, AnotherSpellingOfADirectoryOnTheWayIsALoop) {
     EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take());
 }
 
-TEST_F(Scan, ATargetWhoseTextBeginsTheDirectorysTextIsALoop) {
+TEST_F(Scan, TargetThatIsATextPrefixIsACycle) {
     box.file("li/vekinfo.tag", "").link("lib/a", box.path("li"));
     EXPECT_EQ("", scan()) << "though it lies beside the library";
     EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
@@ -416,7 +416,7 @@ TEST_F(Scan, ATargetWhoseTextBeginsTheDirectorysTextIsALoop) {
     EXPECT_EQ(2U, reports.take().size());
 }
 
-TEST_F(Scan, ATargetWhoseTextGoesOnIsNoLoop) {
+TEST_F(Scan, LongerTargetWithTheSamePrefixIsNoCycle) {
     box.file("library/vekinfo.tag", "").link("lib/a", box.path("library"));
     EXPECT_EQ(Found{"library"}, redundant());
     EXPECT_EQ(kNoReports, reports.take());
@@ -448,7 +448,7 @@ TEST_F(Scan, RelativeLinksThatCrossBetweenSubtreesEnd) {
     EXPECT_EQ((Reports{loopIn("lib/a/../b"), loopIn("lib/b/../a")}), taken);
 }
 
-TEST_F(Scan, ADirectoryOnTheDescentIsNotEnteredThroughOneAboveIt) {
+TEST_F(Scan, DirectoryOnTheDescentIsNotEnteredFromAbove) {
     box.link("lib/a", box.path("x/1")).link("x/1/2/link", box.path("y/1")).link("y/1/2/link", box.path("x"));
     box.file("x/1/vekinfo.tag", "").file("y/1/vekinfo.tag", "").file("x/z/vekinfo.tag", "");
     // The last link leads to "x", which is not on the descent and is entered. "x/1" is on it.
@@ -468,7 +468,7 @@ TEST_F(Scan, ADirectoryMayBeReachedAgainAfterItWasLeft) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-TEST_F(Scan, EachOfTwoDirectoriesIsOnTheDescentInItsTurn) {
+TEST_F(Scan, SiblingsWithLinksAreScannedOneAfterTheOther) {
     for (const std::string name : {"a", "b"}) {
         box.link("lib/" + name + "/out", box.path("other")).link("lib/" + name + "/back", "../" + name);
     }
@@ -497,7 +497,7 @@ TEST_F(Scan, ABindMountOfADirectoryAboveIsNoCycle) {
     });
 }
 
-TEST_F(Scan, AfterALoopTheScanGoesOnWithTheNextEntry) {
+TEST_F(Scan, ScanContinuesAfterACycle) {
     for (const char *name : {"a", "m", "z"}) {
         box.file("lib/" + std::string(name) + "/vekinfo.tag", "");
         box.link("lib/" + std::string(name) + "up", "..");
@@ -506,7 +506,7 @@ TEST_F(Scan, AfterALoopTheScanGoesOnWithTheNextEntry) {
     EXPECT_EQ((Reports{loopIn("lib"), loopIn("lib"), loopIn("lib")}), reports.take());
 }
 
-TEST_F(Scan, AFewDirectoriesThatAllLinkToEachOtherAreWalkedInEveryOrder) {
+TEST_F(Scan, CompletelyLinkedDirectoriesAreScannedInEveryOrder) {
     for (const std::string name : {"a", "b", "c", "d"}) {
         box.file("lib/" + name + "/vekinfo.tag", "");
         for (const std::string other : {"a", "b", "c", "d"}) {
@@ -514,11 +514,11 @@ TEST_F(Scan, AFewDirectoriesThatAllLinkToEachOtherAreWalkedInEveryOrder) {
         }
     }
     const Found found = redundant();
-    // Ways of one directory, of two, three and all four.
+    // Paths through one, two, three and all four directories.
     EXPECT_EQ(4U + 4 * 3 + 4 * 3 * 2 + 4 * 3 * 2 * 1, found.size());
 }
 
-/// Directories beside each other, each with links to all those that follow it, and with a tag file below it.
+/// Makes sibling directories, each with links to all following siblings, and with a tag file below it.
 void linkToFollowing(test::Sandbox &box, int directories) {
     for (int i = 0; i < directories; ++i) {
         const std::string directory = "lib/d" + std::to_string(i);
@@ -535,7 +535,7 @@ TEST_F(Scan, LinksToSiblingsAreFollowedInEveryWay) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-// ---- trees with many links that end by themselves
+// ---- many links within the limit
 
 TEST_F(Scan, ManyLinkedCellsBehindTwoLinksAreScanned) {
     onBigTree([this] {
@@ -610,7 +610,7 @@ TEST_F(Scan, MoreWaysThanTheLimitAreOneReport) {
         EXPECT_GE(kDirectories + 1000U + perLink * kLinks, found.size());
         const Reports taken = reports.take();
         ASSERT_EQ(1U, taken.size());
-        EXPECT_EQ((test::Report{kInvalidPath, kLimit, taken[0].where, 0}), taken[0]);
+        EXPECT_EQ((test::Report{TOV_INVALID_PATH, kLimit, taken[0].where, 0}), taken[0]);
         EXPECT_EQ(0U, taken[0].where.find(box.path("lib/d")))
             << "the directory with the first link not followed";
     }
@@ -628,10 +628,10 @@ TEST_F(Scan, EachDifferentLinkRaisesTheLimit) {
     EXPECT_EQ(8U, redundantWithin({.ways = ways - links, .waysPerLink = 1}).size());
     EXPECT_EQ(kNoReports, reports.take());
     EXPECT_EQ(7U, redundantWithin({.ways = ways - links - 1, .waysPerLink = 1}).size());
-    EXPECT_EQ((Reports{{kInvalidPath, kLimit, box.path("all"), 0}}), reports.take());
+    EXPECT_EQ((Reports{{TOV_INVALID_PATH, kLimit, box.path("all"), 0}}), reports.take());
 }
 
-TEST_F(Scan, DirectoriesThatAllLinkToEachOtherEndAtTheLimit) {
+TEST_F(Scan, CompletelyLinkedDirectoriesEndAtTheLimit) {
     constexpr int kDirectories = 14; // in every order, these are more than 200,000,000,000 ways
     for (int i = 0; i < kDirectories; ++i) {
         const std::string directory = "lib/d" + std::to_string(i);
@@ -647,7 +647,7 @@ TEST_F(Scan, DirectoriesThatAllLinkToEachOtherEndAtTheLimit) {
     EXPECT_EQ(kLimit, taken[0].text);
 }
 
-TEST_F(Scan, AtTheLimitTagFilesThatAreLinksAreStillReported) {
+TEST_F(Scan, LinkedTagFilesAreReportedAtTheLimit) {
     box.link("lib/a/vekinfo.tag", "/none")
         .file("other/vekinfo.tag", "")
         .link("lib/b/link", box.path("other"));
@@ -669,7 +669,7 @@ TEST_F(Scan, LinksToFilesAreNoWays) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-// ---- what the scan costs
+// ---- system calls
 
 TEST_F(Scan, FileSystemsWithoutEntryTypesGiveTheSameReport) {
     box.file("lib/vekinfo.tag", "").file("lib/a/vekinfo.tag", "").file("lib/a/b/vekinfo.tag", "");
@@ -686,7 +686,7 @@ TEST_F(Scan, FileSystemsWithoutEntryTypesGiveTheSameReport) {
     EXPECT_EQ(taken, reports.take());
 }
 
-TEST_F(Scan, EntryTypesSpareTheQuestions) {
+TEST_F(Scan, EntryTypesSaveSystemCalls) {
     for (int i = 0; i < 20; ++i) {
         box.file("lib/cell" + std::to_string(i) + "/view/file", "");
     }
@@ -711,14 +711,14 @@ TEST_F(Scan, ALinkCostsTheSameAtEveryDepth) {
     test::faults::reset();
     EXPECT_EQ("", scan());
     EXPECT_EQ(kNoReports, reports.take());
-    // Two questions for each link: is it a directory, and which one? Its target is looked for above the place where the
-    // path begins: above the library once, above each "other" only until a directory is known. Each target is tested
-    // for being readable.
+    // Two stat() calls for each link: whether it is a directory, and its identity. The ancestors of the directory where
+    // the path begins are compared with the target: those of the library once, those of each "other" until a cached
+    // one. Each target is tested for being readable.
     const int above = static_cast<int>(std::count(deep.begin(), deep.end(), '/')) + 20;
     EXPECT_GE(above + 80 * 4, test::faults::count("stat"));
 }
 
-TEST_F(Scan, ATreeOfThreeThousandLevelsIsScannedWithinSmallLimits) {
+TEST_F(Scan, Scans3000LevelsWith16Descriptors) {
     onBigTree([this] {
         std::string path = "big/lib";
         for (int level = 1; level <= 3000; ++level) {
@@ -729,15 +729,15 @@ TEST_F(Scan, ATreeOfThreeThousandLevelsIsScannedWithinSmallLimits) {
         box.file(far + "/vekinfo.tag", "").file(path + "/vekinfo.tag", "");
         const rlimit files = {16, 16};
         EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &files));
-        // What lies beyond 4095 characters of path cannot be opened.
+        // Paths of more than 4095 characters cannot be opened.
         EXPECT_EQ(Found{far}, redundant("big/lib"));
         EXPECT_EQ(kNoReports, reports.take());
     });
 }
 
-// ---- trouble on the way
+// ---- changes and failures during a scan
 
-TEST_F(Scan, EntriesThatVanishArePassedOver) {
+TEST_F(Scan, VanishingEntriesAreSkipped) {
     box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "").directory("other");
     box.link("lib/c", box.path("other"));
     reading.afterward = [this] {
@@ -749,14 +749,14 @@ TEST_F(Scan, EntriesThatVanishArePassedOver) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-TEST_F(Scan, ADirectoryThatTurnsIntoALinkIsNoEndlessWay) {
+TEST_F(Scan, DirectoryReplacedByALinkEndsTheScan) {
     box.directory("lib/a");
     reading.afterward = [this] { box.link("lib/vekinfo.tag", "a"); };
     EXPECT_EQ("", scan());
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-TEST_F(Scan, ADirectoryThatCannotBeOpenedForNowIsPassedOver) {
+TEST_F(Scan, DirectoryThatCannotBeOpenedIsSkipped) {
     box.file("lib/a/vekinfo.tag", "").file("lib/b/vekinfo.tag", "");
     for (const int error : {EMFILE, EIO, ENOMEM, ESTALE}) {
         test::faults::fail("open", 2, error);
@@ -771,7 +771,7 @@ TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
         .file("other/sub/vekinfo.tag", "")
         .link("other/sub/back", box.path("other"));
     box.link("lib/b", "../other").link("lib/c", "..").link("lib/e", box.path("chain0"));
-    // More linked directories than the first memory for the descent suffices for.
+    // More levels than the first allocation for the descent holds.
     for (int i = 0; i < 30; ++i) {
         const std::string name = "chain" + std::to_string(i);
         box.link(name + "/next", box.path("chain" + std::to_string(i + 1)));
@@ -790,7 +790,9 @@ TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
         isComplete = test::faults::count("malloc") < nth;
         test::faults::reset();
         const Reports taken = reports.take();
-        const auto saysWhy = [](const test::Report &report) { return report.code == 2 || report.code == 11; };
+        const auto saysWhy = [](const test::Report &report) {
+            return report.code == TOV_MEMORY_ERROR || report.code == TOV_PATH_PROCESSING;
+        };
         EXPECT_TRUE((found == all && taken == usual) || std::any_of(taken.begin(), taken.end(), saysWhy))
             << nth << testing::PrintToString(taken) << testing::PrintToString(found);
         times += isComplete ? 0 : 1;
@@ -813,7 +815,8 @@ TEST_F(Scan, TheReportOfMissingMemoryNamesTheDirectory) {
     box.directory("lib/a");
     test::faults::failAllocation(1);
     EXPECT_EQ("", scan());
-    EXPECT_EQ((Reports{{2, "while looking for vekinfo.tag files", box.path("lib"), 0}}), reports.take());
+    EXPECT_EQ((Reports{{TOV_MEMORY_ERROR, "while looking for vekinfo.tag files", box.path("lib"), 0}}),
+              reports.take());
 }
 
 } // namespace
