@@ -6,29 +6,11 @@
 #include "libdef/registry/ryni_index_hash.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 namespace {
-
-int isSamePath(const void *entry, const void *key) {
-    const auto *link = static_cast<const rynLink *>(entry);
-    const auto *wanted = static_cast<const rynLink *>(key);
-    return link->hash == wanted->hash && std::strcmp(link->path, wanted->path) == 0 ? 1 : 0;
-}
-
-uint32_t hashPath(const void *key, const vekHashTable * /*table*/) {
-    return static_cast<const rynLink *>(key)->hash;
-}
-
-rynLink *findLink(rynRegistry &registry, const char *path, uint32_t hash) {
-    rynLink wanted = {};
-    wanted.path = const_cast<char *>(path); // only read, as a key
-    wanted.hash = hash;
-    return static_cast<rynLink *>(vekHashProbe(&registry.linkIndex, &wanted));
-}
 
 /// What a link read came to, as it is remembered.
 struct Outcome {
@@ -43,7 +25,7 @@ Outcome ask(const char *path, vek::PathText &target) {
     return {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
 }
 
-/// Keeps the outcome of a path that findLink() has just not found. Without memory it is forgotten, and the system
+/// Keeps the outcome of a path that is not in the cache yet. Without memory it is forgotten, and the system
 /// asked again.
 void remember(rynRegistry &registry, const char *path, uint32_t hash, const Outcome &outcome) {
     vek::OwnedText pathCopy = vek::copyText(path);
@@ -56,7 +38,7 @@ void remember(rynRegistry &registry, const char *path, uint32_t hash, const Outc
     rynLink *&head = registry.links[ryniNameBucket(path, 0)];
     *link = {head, pathCopy.release(), targetCopy.release(), outcome.length, outcome.error, nullptr, hash};
     head = link;
-    vekHashCreateAfterProbe(&registry.linkIndex, link);
+    static_cast<void>(registry.linkIndex.insert(*link)); // cannot fail: the index was allocated
 }
 
 /// Hands an outcome out, the target cut to the caller's buffer.
@@ -74,28 +56,19 @@ ssize_t deliver(const Outcome &outcome, char *targetOut, std::size_t size) {
 
 namespace ryn {
 
-void initLinkCache(rynRegistry &registry) {
-    vekHashAllocTable(&registry.linkIndex, 0, 1, offsetof(rynLink, nextInIndex), isSamePath, hashPath);
-}
-
 void freeLinkCache(rynRegistry &registry) {
-    for (rynLink *link : registry.links) {
-        while (link != nullptr) {
-            rynLink *const next = link->next;
-            std::free(link->path);
-            std::free(link->target);
-            std::free(link);
-            link = next;
-        }
-    }
-    vekHashFreeTable(&registry.linkIndex);
+    registry.linkIndex.clear([](rynLink &link) {
+        std::free(link.path);
+        std::free(link.target);
+        std::free(&link);
+    });
 }
 
 } // namespace ryn
 
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
     const uint32_t hash = ryniIndexHash(path, 0);
-    const rynLink *known = registry == nullptr ? nullptr : findLink(*registry, path, hash);
+    const rynLink *known = registry == nullptr ? nullptr : registry->linkIndex.find(ryn::PathKey{path, hash});
     if (known != nullptr) {
         return deliver({known->target == nullptr ? "" : known->target, known->length, known->error},
                        targetOut, size);

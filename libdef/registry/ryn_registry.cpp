@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -99,73 +100,29 @@ void takeFromBucket(rynRegistry &registry, rynLibrary &library) {
     }
 }
 
-/// What ryni_get_libp() looks for. In the index libraries of one bucket whose names differ only by case stand
-/// under one key, so that both case settings can use it.
-bool answers(const rynLibrary &library, const char *name, bool ignoreCase) {
+/// Whether a library has the given name under the case setting.
+bool hasName(const rynLibrary &library, const char *name, bool ignoreCase) {
     return ignoreCase ? vek::equalNoCase(library.name, name) : std::strcmp(library.name, name) == 0;
 }
 
-int isSameKey(const void *entry, const void *key) {
-    const auto *library = static_cast<const rynLibrary *>(entry);
-    const auto *wanted = static_cast<const rynLibrary *>(key);
-    const bool isAlike = library->nameHash == wanted->nameHash && library->bucket == wanted->bucket;
-    return isAlike && vek::equalNoCase(library->name, wanted->name) ? 1 : 0;
+/// The key of a name in the name index.
+ryn::NameKey nameKey(const char *name, bool ignoreCase) {
+    const uint32_t bucket = ryniNameBucket(name, ignoreCase ? 1 : 0);
+    return {name, bucket, ryniIndexHashNoCase(name, bucket)};
 }
 
-uint32_t hashKey(const void *key, const vekHashTable * /*table*/) {
-    return static_cast<const rynLibrary *>(key)->nameHash;
-}
-
-/// Sets what the library, or a key, is found by.
-void setKey(rynLibrary &library, bool ignoreCase) {
-    library.bucket = ryniNameBucket(library.name, ignoreCase ? 1 : 0);
-    library.nameHash = ryniIndexHashNoCase(library.name, library.bucket);
-}
-
-int isSameLibrary(const void *entry, const void *key) {
-    return entry == key ? 1 : 0;
-}
-
-/// The first library of the bucket's chain that answers, which is the one inserted last.
-rynLibrary *newestAnswer(rynLibrary *candidate, const rynLibrary &wanted, bool ignoreCase) {
+/// The library of that name that was inserted last.
+rynLibrary *findNewest(const rynRegistry &registry, const char *name, bool ignoreCase) {
+    const ryn::NameKey key = nameKey(name, ignoreCase);
     rynLibrary *newest = nullptr;
-    for (; candidate != nullptr; candidate = candidate->nextInNameIndex) {
-        const bool newer = newest == nullptr || candidate->sequence > newest->sequence;
-        if (newer && candidate->bucket == wanted.bucket && answers(*candidate, wanted.name, ignoreCase)) {
-            newest = candidate;
+    for (rynLibrary *library = registry.nameIndex.find(key); library != nullptr;
+         library = registry.nameIndex.findNext(*library, key)) {
+        const bool isNewer = newest == nullptr || library->sequence > newest->sequence;
+        if (isNewer && hasName(*library, name, ignoreCase)) {
+            newest = library;
         }
     }
     return newest;
-}
-
-/// Frees every library, one that is lost from the order too.
-void freeLibraries(const vekHashTable &nameIndex) {
-    if (nameIndex.buckets == nullptr) {
-        return;
-    }
-    for (int bucket = 0; bucket < nameIndex.bucketCount; ++bucket) {
-        auto *library = static_cast<rynLibrary *>(nameIndex.buckets[bucket]);
-        while (library != nullptr) {
-            rynLibrary *next = library->nextInNameIndex;
-            ryniFreeLibrary(library);
-            library = next;
-        }
-    }
-}
-
-/// Takes exactly this record out of the index, where others may have an equal key.
-void takeFromNameIndex(rynRegistry &registry, rynLibrary &library) {
-    const auto compare = registry.nameIndex.compare;
-    registry.nameIndex.compare = isSameLibrary;
-    vekHashDelete(&registry.nameIndex, &library);
-    registry.nameIndex.compare = compare;
-}
-
-void putIntoNameIndex(rynRegistry &registry, rynLibrary &library) {
-    const auto compare = registry.nameIndex.compare;
-    registry.nameIndex.compare = isSameLibrary;
-    vekHashCreate(&registry.nameIndex, &library);
-    registry.nameIndex.compare = compare;
 }
 
 // ---- the directories that count
@@ -218,12 +175,7 @@ uint32_t ryniNameBucket(const char *name, int ignoreCase) {
 }
 
 rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
-    const bool ignoreCase = ryn::ignoresCase();
-    rynLibrary wanted = {};
-    wanted.name = const_cast<char *>(name); // only read, as a key
-    setKey(wanted, ignoreCase);
-    auto *candidate = static_cast<rynLibrary *>(vekHashProbe(&registry->nameIndex, &wanted));
-    return newestAnswer(candidate, wanted, ignoreCase);
+    return findNewest(*registry, name, ryn::ignoresCase());
 }
 
 rynLibrary *ryniNewLibrary(const char *name) {
@@ -243,9 +195,11 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     if (!countLibraryIn(*registry, *library)) {
         return RYN_MEMORY_ERROR;
     }
-    setKey(*library, ryn::ignoresCase());
+    const ryn::NameKey key = nameKey(library->name, ryn::ignoresCase());
+    library->bucket = key.bucket;
+    library->nameHash = key.hash;
     library->sequence = ++registry->insertions;
-    putIntoNameIndex(*registry, *library);
+    static_cast<void>(registry->nameIndex.insert(*library)); // cannot fail: the index was allocated
     pushOnBucket(*registry, *library);
     appendToOrder(*registry, *library);
     return RYN_OK;
@@ -264,7 +218,7 @@ int ryniMoveToEnd(rynRegistry *registry, rynLibrary *library) {
 }
 
 int ryniRemoveLibrary(rynRegistry *registry, rynLibrary *library) {
-    takeFromNameIndex(*registry, *library);
+    registry->nameIndex.remove(*library);
     takeFromBucket(*registry, *library);
     countOut(*registry, library->nslPath);
     countOut(*registry, library->explicitTmpNsl);
@@ -362,14 +316,13 @@ rynIncludedFile *ryniAddFile(rynRegistry *registry, const char *path, const char
 // ---- the registry
 
 rynRegistry *ryniNewRegistry(void) {
-    auto *registry = static_cast<rynRegistry *>(std::calloc(1, sizeof(rynRegistry)));
+    auto *registry = static_cast<rynRegistry *>(std::malloc(sizeof(rynRegistry)));
     if (registry == nullptr) {
         return nullptr;
     }
-    vekHashAllocTable(&registry->nameIndex, 0, 1, offsetof(rynLibrary, nextInNameIndex), isSameKey, hashKey);
-    ryn::initLinkCache(*registry);
+    std::construct_at(registry); // all fields are 0
     registry->directoryIndex = ryniNewDirectoryIndex();
-    if (registry->nameIndex.buckets == nullptr || registry->linkIndex.buckets == nullptr ||
+    if (!registry->nameIndex.allocate() || !registry->linkIndex.allocate() ||
         registry->directoryIndex == nullptr) {
         ryniFreeRegistry(registry);
         return nullptr;
@@ -383,11 +336,11 @@ void ryniFreeRegistry(rynRegistry *registry) {
     }
     std::free(registry->currentDirectory);
     std::free(registry->implicitTmpDirectory);
-    freeLibraries(registry->nameIndex);
+    registry->nameIndex.clear([](rynLibrary &library) { ryniFreeLibrary(&library); });
     freeList(registry->files.head, freeFile);
     freeList(registry->globalExplicitTmp, ryniFreeAttribute);
     ryn::freeLinkCache(*registry);
-    vekHashFreeTable(&registry->nameIndex);
     ryniFreeDirectoryIndex(registry->directoryIndex);
+    std::destroy_at(registry);
     std::free(registry);
 }

@@ -1,12 +1,14 @@
 #include "libdef/registry/ryni_reuse.h"
 
-#include "common/base/owned.h"
-#include "common/containers/vek_hash.h"
+#include "common/containers/intrusive_hash.h"
+#include "common/text/path_components.h"
 #include "libdef/registry/ryni_index_hash.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 namespace {
@@ -24,76 +26,57 @@ struct Node {
     [[nodiscard]] std::string_view name() const { return {component, size}; }
 };
 
-int isSameNode(const void *entry, const void *key) {
-    const auto *node = static_cast<const Node *>(entry);
-    const auto *wanted = static_cast<const Node *>(key);
-    return node->hash == wanted->hash && node->parent == wanted->parent && node->name() == wanted->name() ? 1
-                                                                                                          : 0;
-}
+/// What the node of a component below `parent` is found by.
+struct NodeKey {
+    Node *parent;
+    std::string_view component;
+    uint32_t hash;
+};
 
-uint32_t hashNode(const void *key, const vekHashTable * /*table*/) {
-    return static_cast<const Node *>(key)->hash;
-}
-
-/// Takes a path apart at every "/", so that "/a" begins with an empty component: one path holds another exactly
-/// when its components begin the other's.
-class Components {
-  public:
-    explicit Components(std::string_view path) : rest_(path) {}
-
-    [[nodiscard]] bool done() const { return done_; }
-
-    std::string_view next() {
-        const std::size_t slash = rest_.find('/');
-        done_ = slash == std::string_view::npos;
-        const std::string_view component(rest_.data(), done_ ? rest_.size() : slash);
-        rest_.remove_prefix(done_ ? rest_.size() : slash + 1);
-        return component;
+struct NodeTraits {
+    static Node *&link(Node &node) { return node.link; }
+    static uint32_t hash(const Node &node) { return node.hash; }
+    static uint32_t hash(const NodeKey &key) { return key.hash; }
+    static bool matches(const Node &node, const NodeKey &key) {
+        return node.hash == key.hash && node.parent == key.parent && node.name() == key.component;
     }
-
-  private:
-    std::string_view rest_;
-    bool done_ = false;
 };
 
 } // namespace
 
 struct rynDirectoryIndex {
-    vekHashTable nodes;
+    vek::IntrusiveHash<Node, NodeTraits> nodes;
     Node root;
 };
 
 namespace {
 
-/// What the node of a component below `parent` is found by.
-Node keyOf(Node *parent, std::string_view component) {
-    const uint32_t hash = ryniIndexHash(component, reinterpret_cast<uintptr_t>(parent));
-    return {nullptr, parent, component.data(), component.size(), 0, 0, hash};
+NodeKey keyOf(Node *parent, std::string_view component) {
+    return {parent, component, ryniIndexHash(component, reinterpret_cast<uintptr_t>(parent))};
 }
 
-Node *find(rynDirectoryIndex *index, const Node &key) {
-    return static_cast<Node *>(vekHashProbe(&index->nodes, &key));
-}
-
-/// Makes the node that find() has just not found.
-Node *add(rynDirectoryIndex *index, const Node &key) {
-    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + key.size)));
-    if (!node) {
+/// Adds the node of a key that is not in the index. The component is stored after the node.
+Node *add(rynDirectoryIndex &index, const NodeKey &key) {
+    const std::size_t size = key.component.size();
+    auto *node = static_cast<Node *>(std::malloc(sizeof(Node) + size));
+    if (node == nullptr) {
         return nullptr;
     }
-    char *text = reinterpret_cast<char *>(node.get() + 1);
-    std::memcpy(text, key.component, key.size);
-    *node = key;
-    node->component = text;
-    vekHashCreateAfterProbe(&index->nodes, node.get());
-    return node.release();
+    char *text = reinterpret_cast<char *>(node + 1);
+    if (size != 0) {
+        std::memcpy(text, key.component.data(), size);
+    }
+    *node = {nullptr, key.parent, text, size, 0, 0, key.hash};
+    static_cast<void>(index.nodes.insert(*node)); // cannot fail: the index was allocated
+    return node;
 }
 
 /// Frees `node` and the nodes above it as far as nothing lies there any more.
 void prune(rynDirectoryIndex *index, Node *node) {
     while (node != &index->root && node->below == 0) {
         Node *parent = node->parent;
-        std::free(vekHashDelete(&index->nodes, node));
+        index->nodes.remove(*node);
+        std::free(node);
         node = parent;
     }
 }
@@ -101,11 +84,13 @@ void prune(rynDirectoryIndex *index, Node *node) {
 /// @return the node of `path`, made where it was missing; null when memory is exhausted
 Node *reach(rynDirectoryIndex *index, const char *path) {
     Node *node = &index->root;
-    for (Components components(path); !components.done();) {
-        const Node key = keyOf(node, components.next());
-        Node *child = find(index, key);
+    vek::PathComponents components{std::string_view(path)};
+    std::string_view component;
+    while (components.next(component)) {
+        const NodeKey key = keyOf(node, component);
+        Node *child = index->nodes.find(key);
         if (child == nullptr) {
-            child = add(index, key);
+            child = add(*index, key);
         }
         if (child == nullptr) {
             prune(index, node);
@@ -126,13 +111,13 @@ void countUpward(Node *node, int change) {
 } // namespace
 
 rynDirectoryIndex *ryniNewDirectoryIndex(void) {
-    auto *index = static_cast<rynDirectoryIndex *>(std::calloc(1, sizeof(rynDirectoryIndex)));
+    auto *index = static_cast<rynDirectoryIndex *>(std::malloc(sizeof(rynDirectoryIndex)));
     if (index == nullptr) {
         return nullptr;
     }
-    vekHashAllocTable(&index->nodes, 0, 1, offsetof(Node, link), isSameNode, hashNode);
-    if (index->nodes.buckets == nullptr) {
-        std::free(index);
+    std::construct_at(index);
+    if (!index->nodes.allocate()) {
+        ryniFreeDirectoryIndex(index);
         return nullptr;
     }
     return index;
@@ -142,15 +127,8 @@ void ryniFreeDirectoryIndex(rynDirectoryIndex *index) {
     if (index == nullptr) {
         return;
     }
-    for (int bucket = 0; bucket < index->nodes.bucketCount; ++bucket) {
-        auto *node = static_cast<Node *>(index->nodes.buckets[bucket]);
-        while (node != nullptr) {
-            Node *next = node->link;
-            std::free(node);
-            node = next;
-        }
-    }
-    vekHashFreeTable(&index->nodes);
+    index->nodes.clear([](Node &node) { std::free(&node); });
+    std::destroy_at(index);
     std::free(index);
 }
 
@@ -165,8 +143,10 @@ int ryniAddDirectory(rynDirectoryIndex *index, const char *path) {
 
 void ryniDropDirectory(rynDirectoryIndex *index, const char *path) {
     Node *node = &index->root;
-    for (Components components(path); !components.done() && node != nullptr;) {
-        node = find(index, keyOf(node, components.next()));
+    vek::PathComponents components{std::string_view(path)};
+    std::string_view component;
+    while (node != nullptr && components.next(component)) {
+        node = index->nodes.find(keyOf(node, component));
     }
     if (node != nullptr) {
         countUpward(node, -1);
@@ -177,12 +157,14 @@ void ryniDropDirectory(rynDirectoryIndex *index, const char *path) {
 int ryniCountDirectories(rynDirectoryIndex *index, const char *path) {
     Node *node = &index->root;
     int count = 0;
-    for (Components components(path); !components.done();) {
-        node = find(index, keyOf(node, components.next()));
+    vek::PathComponents components{std::string_view(path)};
+    std::string_view component;
+    while (components.next(component)) {
+        node = index->nodes.find(keyOf(node, component));
         if (node == nullptr) {
             return count;
         }
-        count += components.done() ? node->below : node->exact;
+        count += components.isEnd() ? node->below : node->exact;
     }
     return count;
 }

@@ -22,9 +22,6 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Sets up the index of the link cache of a new registry. If memory is exhausted, the index stays unallocated.
-void initLinkCache(rynRegistry &registry);
-
 /// Frees all entries and the index.
 void freeLinkCache(rynRegistry &registry);
 

@@ -4,8 +4,12 @@
 /// The records of a registry. Their documented fields come first, in documented order; what indexes them comes
 /// behind, and only the functions below change what an index knows of.
 
-#include "common/containers/vek_hash.h"
+#include "common/containers/intrusive_hash.h"
+#include "common/text/ascii.h"
 #include "libdef/ryn.h"
+
+#include <cstdint>
+#include <string_view>
 
 VEK_BEGIN_DECLS
 
@@ -100,6 +104,46 @@ typedef struct rynLibraryList {
 /// Counts the directories at and below each path (ryni_reuse.h).
 typedef struct rynDirectoryIndex rynDirectoryIndex;
 
+VEK_END_DECLS
+
+namespace ryn {
+
+/// The key of a library in the name index: libraries of one bucket whose names differ only by case have the same key, so
+/// that both case settings can use the index.
+struct NameKey {
+    std::string_view name;
+    uint32_t bucket;
+    uint32_t hash;
+};
+
+struct NameIndexTraits {
+    static rynLibrary *&link(rynLibrary &library) { return library.nextInNameIndex; }
+    static uint32_t hash(const rynLibrary &library) { return library.nameHash; }
+    static uint32_t hash(const NameKey &key) { return key.hash; }
+    static bool matches(const rynLibrary &library, const NameKey &key) {
+        return library.nameHash == key.hash && library.bucket == key.bucket &&
+               vek::equalNoCase(library.name, key.name);
+    }
+};
+
+struct PathKey {
+    std::string_view path;
+    uint32_t hash;
+};
+
+struct LinkIndexTraits {
+    static rynLink *&link(rynLink &link) { return link.nextInIndex; }
+    static uint32_t hash(const rynLink &link) { return link.hash; }
+    static uint32_t hash(const PathKey &key) { return key.hash; }
+    static bool matches(const rynLink &link, const PathKey &key) {
+        return link.hash == key.hash && link.path == key.path;
+    }
+};
+
+} // namespace ryn
+
+VEK_BEGIN_DECLS
+
 struct rynRegistry {
     uint32_t flags;
     uint32_t umask;
@@ -117,8 +161,8 @@ struct rynRegistry {
     rynAttribute *globalExplicitTmp;
 
     // Indexes.
-    vekHashTable nameIndex;
-    vekHashTable linkIndex;
+    vek::IntrusiveHash<rynLibrary, ryn::NameIndexTraits> nameIndex;
+    vek::IntrusiveHash<rynLink, ryn::LinkIndexTraits> linkIndex;
     rynDirectoryIndex *directoryIndex;
     uint64_t insertions; ///< into the buckets or the definition order
     uint32_t dumps;
