@@ -18,7 +18,7 @@ struct Options {
     std::size_t errorSize = 10000;
 };
 
-/// What one call answers.
+/// The results of one call.
 struct Interpolated {
     int status;
     std::string out;

@@ -35,7 +35,7 @@ class LookupConfig : public ::testing::Test {
 
     int ask(const std::string &name) { return puxUsePuxFor(list, name.c_str()); }
 
-    /// The answer for `name` to a file with this content.
+    /// The result for `name` and a file with this content.
     int ask(const std::string &content, const std::string &name) {
         config(content);
         return ask(name);
@@ -80,7 +80,7 @@ TEST_F(LookupConfig, IncludeMakesAnExceptionFromNone) {
 }
 
 TEST_F(LookupConfig, NamesAreComparedByCase) {
-    // Given every spelling of a name but the one that is asked for: more than there are places in a table
+    // Given every spelling of a name except the one that is queried
     constexpr unsigned kLetters = 10;
     for (const unsigned asked : {0U, 1U, 0x155U, 0x2aaU, 0x3ffU}) {
         std::string included;

@@ -84,7 +84,7 @@ class TagTest : public testing::Test {
     ReportCollector reports;
 };
 
-/// A buffer for the path of the tag file that answered, with a guard behind it.
+/// A buffer for the `where` argument of queries, with a guard area after it.
 class WhereBuffer {
   public:
     WhereBuffer() { std::memset(bytes_, 'w', sizeof(bytes_)); }

@@ -271,7 +271,7 @@ TEST_F(AtLoc, NullElementIsFoundFromTheSecondReadOn) {
     EXPECT_EQ(1, found);
 }
 
-// Deliberate: for a file that was read before, the answer for application entries is the inverted one.
+// Documented: for a cached file, the test for application entries is inverted.
 TEST_F(AtLoc, SecondReadInvertsTheTestOfApplicationEntries) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(TOV_OK, get("vekinfo.tag", "A"));

@@ -46,7 +46,7 @@ std::string settingsOf(const VekinfoObj &obj) {
 
 class Edit : public test::TagTest {
   protected:
-    /// What the tag file of `directory` holds behind the template.
+    /// The text of the tag file of `directory` after the template.
     std::string settings(const std::string &directory = ".") {
         const std::string text = box.read(directory + "/vekinfo.tag");
         EXPECT_EQ(kTemplate, text.substr(0, kTemplate.size()));
@@ -101,7 +101,7 @@ TEST_F(Edit, ClearingAKeywordRewritesTheFileWithoutIt) {
     }
 }
 
-// Deliberate: what is named stays, everything else goes.
+// Documented: entries of the given name are kept, all others are deleted.
 TEST_F(Edit, ClearingAnApplicationEntryKeepsItAndDropsTheOthers) {
     box.file("vekinfo.tag", "A 1\nB 2\n");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
@@ -642,7 +642,7 @@ TEST_F(FailedEdit, ClearingWithoutMemoryChangesNothing) {
 
 // ---- many edits in one process
 
-/// The rules of editing, told once more.
+/// A model of the documented rules of edits.
 struct Model {
     bool exists = false;
     bool library = false;

@@ -69,7 +69,7 @@ TEST(Keywords, ARowLacksNoColumn) {
 
 namespace {
 
-/// The object has no field of its own for it: the test keeps the setting in a bit that nothing else uses.
+/// The object has no field for it: the test stores the setting in an unused bit.
 constexpr uint32_t kLockedBit = 0x100;
 
 constexpr Keyword kLocked = {

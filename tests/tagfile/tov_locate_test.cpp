@@ -226,7 +226,7 @@ TEST_F(LocalSearch, TheTargetsOwnFileIsExaminedFirst) {
     EXPECT_EQ(at("x/y/vekinfo.tag"), where(at("a/b/c"), "X"));
 }
 
-// Only the parents on the way are tested for links; the start itself is not.
+// Only parents are tested for links, not the start itself.
 TEST_F(LocalSearch, ALinkAsTheStartIsNotFollowedUpward) {
     box.file("a/vekinfo.tag", "X 1\n").file("x/vekinfo.tag", "X 2\n").directory("x/y");
     box.link("a/b", at("x/y"));
@@ -248,7 +248,7 @@ TEST_F(LocalSearch, DotDotInATargetIsNotResolved) {
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b/c"), "X"));
 }
 
-// The target replaces the link as it stands: the walk goes on above the target's own place.
+// The target replaces the link: the search continues in the parents of the target.
 TEST_F(LocalSearch, ALinkThatIsATargetIsNotFollowedFurther) {
     box.file("x/vekinfo.tag", "X 1\n").directory("x/y/c").file("m/vekinfo.tag", "X 2\n");
     box.link("a/b", at("m/n")).link("m/n", at("x/y"));

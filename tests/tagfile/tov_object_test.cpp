@@ -172,7 +172,7 @@ TEST(ToviReportNoMemory, ReportsNoLine) {
     EXPECT_EQ((test::Reports{{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}}), reports.take());
 }
 
-TEST(TovDestroyInfoObj, ReleasesWhatTheObjectOwns) { // what it forgets, the leak checker shows
+TEST(TovDestroyInfoObj, ReleasesWhatTheObjectOwns) { // the leak sanitizer detects what remains
     tovDestroyInfoObj(fullObject().release());
     tovDestroyInfoObj(test::emptyTagObject().release());
     tovDestroyInfoObj(nullptr);

@@ -142,7 +142,7 @@ TEST_F(Query, SecondLookupOfTheOnlyEntryContinuesUpward) {
 
 TEST_F(Query, WhereReceivesTheLongestPath) {
     box.file("vekinfo.tag", "FOO 1\n");
-    // 1023 characters convert at most, so no longer path can answer an absolute query.
+    // A converted path has at most 1023 characters, so no longer path can be found.
     const std::string path = test::spelledWith(box.path(), 1022);
     EXPECT_EQ("1 @ " + path + (path.back() == '/' ? "" : "/") + "vekinfo.tag", lookup(path, "FOO"));
 }

@@ -33,7 +33,7 @@ std::string contentOf(const std::string &path) {
 
 class Write : public test::TagTest {
   protected:
-    /// What updateInfoFile() wrote behind the template.
+    /// The text that updateInfoFile() wrote after the template.
     std::string written() {
         EXPECT_EQ(1, updateInfoFile(".", obj.get()));
         const std::string text = box.read("vekinfo.tag");
