@@ -18,7 +18,7 @@ A NUL byte ends its line; the next line counts, also without a newline at the en
   $TREE/nul/vekinfo.tag
       defines 'C 3'.
 
-A program is a strange tag file, but one without an error:
+An executable file is parsed without an error:
 
   $ cp /bin/sh eof/vekinfo.tag
   $ vekinfo -path eof -show
@@ -32,7 +32,7 @@ Line ends of other systems:
   \tThere is a VEKLIBRARY entry. (esc)
   \tThe DMTYPE entry has a value of: x. (esc)
 
-A directory, a pipe and a device have no content. Nobody waits for the pipe:
+Directories, pipes and devices have no content. A pipe is opened without waiting:
 
   $ mkdir dir/vekinfo.tag
   $ mkfifo pipe/vekinfo.tag
@@ -62,7 +62,7 @@ They are not written either:
   
   [1]
 
-A loop of links is no file, and no directory:
+A cycle of links is neither a file nor a directory:
 
   $ ln -s vekinfo.tag loop/vekinfo.tag
   $ ln -s other loop/one && ln -s one loop/other
@@ -81,7 +81,7 @@ A loop of links is no file, and no directory:
   
   [1]
 
-A file that may not be read is an error where it is met:
+A file without read permission is an error where it is found:
 
   $ mkdir -p secret/inner
   $ echo 'A 1' >secret/vekinfo.tag
@@ -135,7 +135,7 @@ Texts of 100 KiB as operands:
   vekinfo searching relative to 'long':
   Info \(vekinfo\): could not locate an entry for '0{102400}' in any vekinfo.tag file. (re)
 
-A directory that nobody can reach any more:
+A working directory that has been removed:
 
   $ mkdir lost
   $ cd lost

@@ -2,13 +2,13 @@
 
   $ . "$TESTDIR/transcript.sh"
 
-Without a definition file there is nothing to say:
+Without a definition file, nothing is printed:
 
   $ vekinfo -checklibrary
   $ vekinfo -configurelibrary -verbose
   $ ls
 
-A library with its entry is mentioned verbosely, one without never:
+With -verbose, libraries that have the entry are printed, others are not:
 
   $ mkdir -p adders/ripple multipliers
   $ printf 'VEKLIBRARY\nNAMESPACE LibraryUnix\n' >adders/vekinfo.tag
@@ -31,7 +31,7 @@ A library with its entry is mentioned verbosely, one without never:
   find: .no_such_directory.: No such file or directory (re)
   [1]
 
-The namespace must suit the file system; one that is not set does:
+The namespace must suit the file system. An unset one always does:
 
   $ printf 'VEKLIBRARY\nNAMESPACE LibraryNT\n' >adders/vekinfo.tag
   $ vekinfo -checklibrary
@@ -77,7 +77,7 @@ Links to directories are followed:
   \t$TREE/multipliers/../shared (esc)
   $ rm multipliers/shared
 
-One that leads back is reported instead, however it is spelled, and the scan goes on:
+A link that forms a cycle is reported, for every text of the link, and the scan continues:
 
   $ mkdir multipliers/tree
   $ touch multipliers/tree/vekinfo.tag
@@ -111,7 +111,7 @@ One that leads back is reported instead, however it is spelled, and the scan goe
   
   $ rm -r multipliers/*
 
-So is a target whose text merely begins the directory's:
+Documented: a target whose text is a prefix of the directory's text counts as a cycle:
 
   $ mkdir mult
   $ ln -s "$TREE/mult" multipliers/other
@@ -120,7 +120,7 @@ So is a target whose text merely begins the directory's:
   
   $ rm multipliers/other
 
-Links between two subtrees end, too:
+Links between two subtrees form a cycle, too:
 
   $ mkdir multipliers/a multipliers/b
   $ ln -s ../b multipliers/a/to_b
@@ -131,7 +131,7 @@ Links between two subtrees end, too:
   Error (tov): 'invalid path' there seems to be a linkloop : $TREE/multipliers/b/../a.
   $ rm -r multipliers/*
 
-A target that cannot be resolved is reported twice, by the resolver and with the link that leads there:
+A target that cannot be normalized is reported twice: by tovNormalizePath(), and with the link:
 
   $ mkdir '$NOWHERE'
   $ ln -s "$TREE/\$NOWHERE" multipliers/link
@@ -142,7 +142,7 @@ A target that cannot be resolved is reported twice, by the resolver and with the
   
   $ rm multipliers/link
 
-Circles of links are no directories, and an unreadable directory is passed over:
+Cyclic links are no directories. An unreadable directory is skipped:
 
   $ ln -s link multipliers/link
   $ mkdir multipliers/secret
@@ -152,7 +152,7 @@ Circles of links are no directories, and an unreadable directory is passed over:
   $ chmod 755 multipliers/secret
   $ rm -r multipliers/*
 
-Neither the stack nor open files limit how deep a tree may be:
+A deep tree needs neither much stack nor many descriptors:
 
   $ (cd multipliers; for i in $(seq 300); do d=1/2/3/4/5/6/7/8/9/10; mkdir -p $d; cd -P $d; done; touch vekinfo.tag)
   $ (ulimit -n 16; ulimit -s 256; vekinfo -checklibrary)
@@ -165,7 +165,7 @@ Neither the stack nor open files limit how deep a tree may be:
   $ rm -r multipliers
   $ mkdir multipliers
 
-Problems in the definition file are shown, and the other libraries checked:
+Problems in the definition file are printed, and the other libraries are checked:
 
   $ cat >vek.lib <<EOF
   > DEFINE adders adders too
@@ -185,7 +185,7 @@ Problems in the definition file are shown, and the other libraries checked:
       library multipliers from same file line 3 defined earlier."
   \terrstr:"Same file has different definitions for library" (esc)
 
-A definition file that cannot be read is an error, and the run a success all the same:
+If the definition file cannot be read, an error is printed, and the exit status is 0:
 
   $ chmod 0 vek.lib
   $ unprivileged vekinfo -checklibrary
@@ -194,7 +194,7 @@ A definition file that cannot be read is an error, and the run a success all the
   Error code 3 found for $TREE/vek.lib:
   \tSystem error (esc)
 
-A library whose path is too long for anything in it ends the run:
+A library whose path is too long ends the run:
 
   $ long=$(printf "%0$((4094 - ${#TREE}))d" 0)
   $ mkdir -p before/cell after/cell
@@ -205,7 +205,7 @@ A library whose path is too long for anything in it ends the run:
   \t$TREE/before/cell (esc)
   WARNING: Problem found in rynGetPath: Invalid path
 
-Only the first definition file of the search list counts:
+Only the first definition file on the search list is used:
 
   $ mkdir "$TREE/other"
   $ echo 'DEFINE c ../after' >other/vek.lib

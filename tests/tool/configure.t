@@ -7,7 +7,7 @@
   > DEFINE multipliers multipliers
   > EOF
 
-A library without a tag file gets one, which holds just the entries:
+A library without a tag file gets one with the entries alone:
 
   $ echo VEKLIBRARY >multipliers/vekinfo.tag
   $ vekinfo -configurelibrary
@@ -37,7 +37,7 @@ A second run changes nothing:
   $ cmp before adders/vekinfo.tag
   $ stat -c '%y %i' adders/vekinfo.tag | diff stamp -
 
-What is done is mentioned verbosely:
+With -verbose, configured libraries are printed:
 
   $ rm adders/vekinfo.tag
   $ vekinfo -configurelibrary -verbose
@@ -91,7 +91,7 @@ A file system without letter case has its own namespace:
   $ vekinfo -configurelibrary
   Warning: Library adders at $TREE/adders has incorrect namespace in vekinfo.tag file
 
-An existing file keeps its content, and its last line stays a line of its own:
+An existing file keeps its content. A newline is added after an incomplete last line:
 
   $ printf 'NAMESPACE LibraryNT\n; mine\nOWNER me' >adders/vekinfo.tag
   $ chmod 640 adders/vekinfo.tag
@@ -142,7 +142,7 @@ Redundant tag files are reported as by `-checklibrary`:
   There is a redundant vekinfo.tag file in the subdir: 
   \t$TREE/adders/cell (esc)
 
-A library that cannot be written is an error, and not looked into; the others are configured:
+A library that cannot be written is an error, and is not scanned. The others are configured:
 
   $ rm adders/vekinfo.tag multipliers/vekinfo.tag
   $ chmod 555 adders
@@ -159,7 +159,7 @@ A library that cannot be written is an error, and not looked into; the others ar
   Error (tov): 'access error' path not writable : $TREE/no_such_directory.
   
 
-So is a tag file that cannot be written:
+A tag file that cannot be written is an error, too:
 
   $ printf 'DEFINE adders adders\n' >vek.lib
   $ echo OWNER me >adders/vekinfo.tag
@@ -177,7 +177,7 @@ So is a tag file that cannot be written:
   
   $ rmdir adders/vekinfo.tag
 
-A write that fails leaves what was there:
+A failing write keeps the old content:
 
   $ full() { env LD_PRELOAD="$PRELOAD_FAULTS" VEK_TEST_FAIL=write:1:ENOSPC vekinfo "$@" 2>&1 | as_tree; }
   $ full -configurelibrary -v
@@ -192,7 +192,7 @@ A write that fails leaves what was there:
   $ cat adders/vekinfo.tag
   OWNER me (no-eol)
 
-So does one beyond the limit on file sizes:
+So does a write beyond the limit on file sizes:
 
   $ (ulimit -f 0; env vekinfo -configurelibrary 2>&1) | as_tree
   ERROR! can't determine file system case sensitivity on writable directory
@@ -204,7 +204,7 @@ So does one beyond the limit on file sizes:
   $ cat adders/vekinfo.tag
   OWNER me (no-eol)
 
-A file system whose letter case cannot be told gets no namespace:
+If the case sensitivity cannot be determined, no namespace is written:
 
   $ rm adders/vekinfo.tag
   $ env LD_PRELOAD="$PRELOAD_FAULTS" VEK_TEST_FAIL=pwrite:1:ENOSPC vekinfo -configurelibrary 2>&1 | as_tree
@@ -216,7 +216,7 @@ A file system whose letter case cannot be told gets no namespace:
   # vekinfo -configurelibrary command.
   VEKLIBRARY
 
-A temporary directory stands for its library, here as for reading:
+The temporary directory of a library is used instead of its directory:
 
   $ mkdir tmp
   $ printf 'DEFINE adders adders\nASSIGN AllLibs TmpRootDir tmp\n' >vek.lib

@@ -3,12 +3,12 @@
   $ . "$TESTDIR/transcript.sh"
   $ settings() { tail -n +39 "${1-vekinfo.tag}"; }
 
-Where there is no file, there is nothing to clear:
+Without a file, clearing does nothing:
 
   $ vekinfo -clearentry FOO
   $ ls
 
-Adding writes a file, which opens with a text about its entries:
+Adding creates a file that begins with a comment about its entries:
 
   $ vekinfo -addentry FOO 1
   $ cat vekinfo.tag
@@ -86,7 +86,7 @@ OFF is not written:
   DMTYPE Mrev
   FOO 1
 
-A value that the keyword does not allow is reported and left out. The entry is cleared all the same:
+A value that the keyword does not allow is reported and not written. The old entry is removed:
 
   $ mkdir check
   $ vekinfo -path check -addentry VEKLIBCHECK maybe
@@ -130,7 +130,7 @@ goes on answering:
   $TREE/app/vekinfo.tag
       defines 'C 3'.
 
-A value may begin with a dash, be empty, or hold blanks, though only its first word is read again:
+A value may begin with a dash, be empty, or contain blanks. Only its first word is read again:
 
   $ mkdir odd
   $ vekinfo -path odd -addentry NAME -x
@@ -147,7 +147,7 @@ A value may begin with a dash, be empty, or hold blanks, though only its first w
   NAME |
   NAME two|
 
-Comments and layout of the old file are not kept, nor is a value's second word:
+Comments, layout and the second words of values are not kept:
 
   $ printf '; mine\n   A   one two # three\n\nDMTYPE\tx\n' >odd/vekinfo.tag
   $ vekinfo -path odd -clearentry A
@@ -155,7 +155,7 @@ Comments and layout of the old file are not kept, nor is a value's second word:
   DMTYPE x
   A one
 
-The path is taken as it is, variables included:
+The path is used unchanged; variables are not replaced:
 
   $ vekinfo -path '$TREE' -addentry A 1
   Error (tov): 'system error' opening for write : $TREE.
@@ -166,7 +166,7 @@ The path is taken as it is, variables included:
   DMTYPE y
   A one
 
-A file with a syntax error is left alone by clearing, and replaced by adding, which reads it twice:
+Clearing does not change a file with a syntax error. Adding replaces it, after reading it twice:
 
   $ mkdir bad
   $ printf 'A 1\nDMTYPE\n' >bad/vekinfo.tag

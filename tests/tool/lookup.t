@@ -14,7 +14,7 @@
   $TREE/lib/vekinfo.tag
       defines 'DMTYPE none'.
 
-Names are compared without case; keywords are printed in their own spelling, other names as typed:
+Names are compared without case. Keywords are printed in upper case, other names as given:
 
   $ vekinfo -path lib/cell -lookup dmtype NameSpace
   vekinfo searching relative to 'lib/cell':
@@ -27,7 +27,7 @@ Names are compared without case; keywords are printed in their own spelling, oth
   $TREE/lib/vekinfo.tag
       defines 'Foo 1'.
 
-Without `-path` the working directory counts:
+Without `-path`, the working directory is used:
 
   $ cd lib
   $ vekinfo -lookup DMTYPE -v
@@ -36,7 +36,7 @@ Without `-path` the working directory counts:
       defines 'DMTYPE none'.
   $ cd ..
 
-What nobody defines is said on standard output, and is no failure:
+An entry that no file defines is reported on standard output. The exit status is 0:
 
   $ vekinfo -lookup DMTYPE Foo
   vekinfo searching relative to '$TREE':
@@ -87,7 +87,7 @@ The library check is looked up from the working directory, whatever the path:
   $ cd ..
   $ rm vekinfo.tag
 
-An entry that stands twice in a file answers with its first value; of several words, the first is the value:
+If a file has an entry twice, the first one is used. The value is the first word:
 
   $ mkdir twice
   $ printf 'A one two three\nA four\n' >twice/vekinfo.tag
@@ -96,14 +96,14 @@ An entry that stands twice in a file answers with its first value; of several wo
   $TREE/twice/vekinfo.tag
       defines 'A one'.
 
-A path that does not exist is answered for its nearest existing ancestor:
+If the path does not exist, its nearest existing parent is used:
 
   $ vekinfo -path lib/none/deeper -lookup DMTYPE
   vekinfo searching relative to 'lib/none/deeper':
   $TREE/lib/vekinfo.tag
       defines 'DMTYPE none'.
 
-Only when nothing is left of it, that is an error, too:
+If it has no existing parent, this is an error:
 
   $ vekinfo -path /no/such/dir -lookup DMTYPE
   vekinfo searching relative to '/no/such/dir':
@@ -111,7 +111,7 @@ Only when nothing is left of it, that is an error, too:
   Error (tov): 'error while processing path' tovNormalizePathSorta : /no/such/dir.
   
 
-The library entry for such a path is tried again and again, without end:
+Documented: the lookup of VEKLIBRARY for such a path never ends:
 
   $ timeout 10 vekinfo -path /no/such/dir -lookup veklibrary 2>/dev/null | head -n 4
   vekinfo searching relative to '/no/such/dir':

@@ -2,7 +2,7 @@ Where an entry comes from.
 
   $ . "$TESTDIR/transcript.sh"
 
-The nearest file at or above the path that defines the entry answers:
+The nearest file at or above the path that defines the entry is used:
 
   $ mkdir -p proj/lib/cell
   $ printf 'DMTYPE pkm\nOWNER datapath-team\n' >proj/vekinfo.tag
@@ -33,7 +33,7 @@ The path itself is not tested for being a link:
   $TREE/proj/vekinfo.tag
       defines 'DMTYPE pkm'.
 
-The target of a relative link counts from its directory, and stays as it is spelled:
+The target of a relative link is relative to the directory of the link, and is not cleaned:
 
   $ ln -s ../store/v2 proj/relative
   $ vekinfo -path proj/relative/cell -lookup DMTYPE
@@ -41,7 +41,7 @@ The target of a relative link counts from its directory, and stays as it is spel
   $TREE/proj/../store/vekinfo.tag
       defines 'DMTYPE lopa'.
 
-A link that leads nowhere ends the search:
+A dangling link ends the search:
 
   $ ln -s "$TREE/gone" proj/dangling
   $ vekinfo -path proj/dangling -lookup DMTYPE
@@ -88,7 +88,7 @@ work area, the search directory, the home directory, the project and the site, i
       defines 'TOOL here'.
   $ rm -r .tolvane
 
-A `setup.loc` that the search list leads to takes the list's place:
+A `setup.loc` on the search list replaces the list:
 
   $ cat >setup.loc <<EOF
   > -- our places
@@ -104,7 +104,7 @@ A `setup.loc` that the search list leads to takes the list's place:
   Info (vekinfo): could not locate an entry for 'SHARED' in any vekinfo.tag file.
   $ rm setup.loc
 
-An entry without a value does not end the search; one on the search list does:
+An entry without a value does not end the upward search. It ends the search along the search list:
 
   $ mkdir flag
   $ echo FLAG >flag/vekinfo.tag
@@ -118,7 +118,7 @@ An entry without a value does not end the search; one on the search list does:
       defines 'FLAG '.
   $ cd ..
 
-A tag file is read once in a run. Asked again, it counts as defining every entry but the only one it has:
+Documented: a tag file that was read in the same run counts as defining every name other than its only entry:
 
   $ mkdir -p a/b
   $ printf 'B far\n' >a/vekinfo.tag

@@ -2,7 +2,7 @@
 
   $ . "$TESTDIR/transcript.sh"
 
-Without a tag file there is nothing to show:
+Without a tag file, nothing is shown:
 
   $ vekinfo -show
   Info (vekinfo): could not find vekinfo.tag file.
@@ -36,7 +36,7 @@ directory counts without one:
   A vekinfo.tag file exists at: $TREE/proj/lib/vekinfo.tag
   $ cd "$TREE"
 
-Only what is set is printed; application entries never are:
+Only keywords that are set are printed. Application entries are not:
 
   $ mkdir app few
   $ printf 'OWNER datapath-team\nCOLOR red\n' >app/vekinfo.tag
@@ -48,7 +48,7 @@ Only what is set is printed; application entries never are:
   \tThe VEKLIBCHECK entry has a value of: OFF. (esc)
   \tThe NAMESPACE entry has a value of: libraryUnix. (esc)
 
-The path is joined as it is spelled, and variables in it are expanded:
+The path is used without cleaning, and variables in it are replaced:
 
   $ vekinfo -show -path app/
   A vekinfo.tag file exists at: $TREE/app//vekinfo.tag
@@ -61,7 +61,7 @@ Links are not followed upward:
   $ vekinfo -show -path app/link/view
   A vekinfo.tag file exists at: $TREE/app/vekinfo.tag
 
-A file with a syntax error is reported and not shown; that it exists is a success:
+A file with a syntax error is reported and not shown. The exit status is 0, because it exists:
 
   $ mkdir bad
   $ printf 'OWNER datapath-team\nVEKLIBRARY yes\n' >bad/vekinfo.tag

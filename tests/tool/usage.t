@@ -12,7 +12,7 @@ A command line without an action prints the usage text:
   \t -clearentry <name> ] (esc)
   [1]
 
-The same text, and nothing else, answers every command line that is not understood:
+Every wrong command line prints this text and nothing else:
 
   $ vekinfo >"$CRAMTMP/usage"
   [1]
@@ -36,7 +36,7 @@ Two actions:
   $ is_usage -SHOW -show
   1
 
-Missing operands; a word that begins with a dash is none:
+Missing operands. A word that begins with a dash is not an operand:
 
   $ is_usage -lookup
   1
@@ -55,7 +55,7 @@ Missing operands; a word that begins with a dash is none:
   $ is_usage -addentry -x 1
   1
 
-Words too many, and words unknown:
+Additional words and unknown words:
 
   $ is_usage -clearentry A B
   1
