@@ -57,7 +57,7 @@ void composeEntries(vek::ComposedText &text, void *context) {
 
 } // namespace
 
-tov::AppendResult vekinfoAppendLibraryEntries(const char *dir, const char *tagPath) {
+tov::AppendResult vekinfo::appendLibraryEntries(const char *dir, const char *tagPath) {
     Block block = {.dir = dir};
     const tov::AppendResult result =
         tov::appendUnlessDefined(tagPath, tov::kVeklibrary, composeEntries, &block);

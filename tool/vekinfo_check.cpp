@@ -73,7 +73,7 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath, 
         return tovPrintError(TOV_ACCESS_ERROR, "path not writable", dir, 0);
     }
     const tov::AppendResult result =
-        isKnown ? vekinfoAppendLibraryEntries(dir, tagPath) : tov::AppendResult{.kind = Kind::Failed};
+        isKnown ? vekinfo::appendLibraryEntries(dir, tagPath) : tov::AppendResult{.kind = Kind::Failed};
     if (result.kind == Kind::Failed) {
         return tovPrintError(TOV_SYSTEM_ERROR, "error opening for append", tagPath, 0);
     }

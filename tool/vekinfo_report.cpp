@@ -167,7 +167,7 @@ void printVfmt(const char *tagPath, const char *name, const char *value, int pat
     }
 }
 
-void vekinfoPrint(const tov::Keywords &keywords, const char *filter, const VekinfoObj &obj) {
+void vekinfo::print(const tov::Keywords &keywords, const char *filter, const VekinfoObj &obj) {
     const char *path = obj.path == nullptr ? "" : obj.path;
     const bool pathShown = obj.path != nullptr && isWanted(filter, "path");
     if (pathShown) {
@@ -187,7 +187,7 @@ void vekinfoPrint(const tov::Keywords &keywords, const char *filter, const Vekin
 }
 
 int tovPrintVekinfo(const char *filter, const VekinfoObj *obj) {
-    vekinfoPrint(tov::kKeywords, filter, *obj);
+    vekinfo::print(tov::kKeywords, filter, *obj);
     return 0;
 }
 

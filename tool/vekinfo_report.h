@@ -39,7 +39,11 @@ int tovVekinfoLookup(char **names);
 
 VEK_END_DECLS
 
+namespace vekinfo {
+
 /// tovPrintVekinfo() with a given table of keywords.
-void vekinfoPrint(const tov::Keywords &keywords, const char *filter, const VekinfoObj &obj);
+void print(const tov::Keywords &keywords, const char *filter, const VekinfoObj &obj);
+
+} // namespace vekinfo
 
 #endif

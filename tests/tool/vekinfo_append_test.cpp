@@ -62,7 +62,7 @@ class Append : public test::TagTest {
     /// Appends to "lib/vekinfo.tag". @return the result
     bool append() const { return appendTo(box.path("lib"), box.path("lib/vekinfo.tag")); }
     static bool appendTo(const std::string &directory, const std::string &tagPath) {
-        return vekinfoAppendLibraryEntries(directory.c_str(), tagPath.c_str()).kind ==
+        return vekinfo::appendLibraryEntries(directory.c_str(), tagPath.c_str()).kind ==
                tov::AppendResult::Kind::Appended;
     }
     [[nodiscard]] std::string content() const { return box.read("lib/vekinfo.tag"); }
@@ -374,7 +374,7 @@ class AppendBesideOthers : public Append {
     using Kind = tov::AppendResult::Kind;
 
     [[nodiscard]] tov::AppendResult result() const {
-        return vekinfoAppendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
+        return vekinfo::appendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
     }
     /// The first lock request fails because the lock is held; then the file is written.
     void writeWhileWaiting(const std::string &text) {
@@ -431,7 +431,7 @@ TEST_F(AppendBesideOthers, ANameThatWouldBreakTheFileIsRejected) {
     const std::string directory = box.path("lib\nVEKLIBRARY");
     box.directory("lib\nVEKLIBRARY");
     const tov::AppendResult appended =
-        vekinfoAppendLibraryEntries(directory.c_str(), (directory + "/vekinfo.tag").c_str());
+        vekinfo::appendLibraryEntries(directory.c_str(), (directory + "/vekinfo.tag").c_str());
     EXPECT_EQ(Kind::Rejected, appended.kind);
     EXPECT_STREQ("VEKLIBRARY line in vekinfo.tag file", appended.syntaxError);
     EXPECT_EQ(std::vector<std::string>{}, box.list("lib\nVEKLIBRARY"));
