@@ -72,7 +72,7 @@ class GrowingArray {
     [[nodiscard]] const Value &top() const { return values_.get()[size_ - 1]; }
 
   private:
-    /// Makes room for `size` values in all. @return false if memory is exhausted
+    /// Allocates memory for `size` values in all. @return false if memory is exhausted
     bool reserve(std::size_t size) {
         if (size <= capacity_) {
             return true;

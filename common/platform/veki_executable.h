@@ -12,7 +12,7 @@ namespace vek {
 /// The path of an executable. A command of 4096 characters fits.
 using ExecutableText = FixedText<4098>;
 
-/// Iterates over a list of directories that are separated by ":", like PATH. An empty element stands for ".". An empty
+/// Iterates over a list of directories that are separated by ":", like PATH. An empty element means ".". An empty
 /// list has one element.
 class DirectoryList {
   public:

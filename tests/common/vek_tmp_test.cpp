@@ -39,7 +39,7 @@ using Names = std::vector<std::string>;
 
 /// The clock of this process, if a test has set it.
 struct {
-    bool stands;
+    bool isStopped;
     timeval time;
     int failures; ///< how many readings from now on fail
     int readings;
@@ -57,7 +57,7 @@ int __wrap_gettimeofday(timeval *time, void *zone) {
         errno = EPERM;
         return -1;
     }
-    if (!clockOfTest.stands) {
+    if (!clockOfTest.isStopped) {
         return __real_gettimeofday(time, zone);
     }
     *time = clockOfTest.time;
@@ -70,7 +70,7 @@ namespace {
 const std::string kDigits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 void stopClock(time_t seconds, suseconds_t microseconds) {
-    clockOfTest.stands = true;
+    clockOfTest.isStopped = true;
     clockOfTest.time = {.tv_sec = seconds, .tv_usec = microseconds};
 }
 

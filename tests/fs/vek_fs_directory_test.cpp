@@ -183,7 +183,7 @@ TEST_P(Directory, NameNeedsItsLengthAndOneByte) {
 
         std::vector<char> buffer(length + 2, '#');
         size_t needed = 0;
-        EXPECT_EQ(GetParam().nameOf(entry, buffer.data(), length, &needed), -2);
+        EXPECT_EQ(GetParam().nameOf(entry, buffer.data(), length, &needed), VEK_FS_BUFFER_TOO_SMALL);
         EXPECT_EQ(needed, length + 1);
         EXPECT_EQ(buffer, std::vector<char>(length + 2, '#'));
 
@@ -290,17 +290,17 @@ TEST_P(Directory, NullArgumentsAreRejected) {
     vekFSDirent *entry = nullptr;
     std::array<char, 8> buffer = {};
     size_t needed = 0;
-    EXPECT_EQ(GetParam().open(nullptr, &directory), 22);
-    EXPECT_EQ(GetParam().open(spec, nullptr), 22);
+    EXPECT_EQ(GetParam().open(nullptr, &directory), EINVAL);
+    EXPECT_EQ(GetParam().open(spec, nullptr), EINVAL);
     ASSERT_EQ(GetParam().open(spec, &directory), 0);
-    EXPECT_EQ(GetParam().read(directory, nullptr), 22);
-    EXPECT_EQ(GetParam().read(nullptr, &entry), 22);
-    EXPECT_EQ(GetParam().rewind(nullptr), 22);
-    EXPECT_EQ(GetParam().close(nullptr), 22);
+    EXPECT_EQ(GetParam().read(directory, nullptr), EINVAL);
+    EXPECT_EQ(GetParam().read(nullptr, &entry), EINVAL);
+    EXPECT_EQ(GetParam().rewind(nullptr), EINVAL);
+    EXPECT_EQ(GetParam().close(nullptr), EINVAL);
     ASSERT_EQ(GetParam().read(directory, &entry), 0);
-    EXPECT_EQ(GetParam().nameOf(nullptr, buffer.data(), buffer.size(), &needed), 22);
-    EXPECT_EQ(GetParam().nameOf(entry, nullptr, buffer.size(), &needed), 22);
-    EXPECT_EQ(GetParam().nameOf(entry, buffer.data(), buffer.size(), nullptr), 22);
+    EXPECT_EQ(GetParam().nameOf(nullptr, buffer.data(), buffer.size(), &needed), EINVAL);
+    EXPECT_EQ(GetParam().nameOf(entry, nullptr, buffer.size(), &needed), EINVAL);
+    EXPECT_EQ(GetParam().nameOf(entry, buffer.data(), buffer.size(), nullptr), EINVAL);
     EXPECT_EQ(GetParam().close(directory), 0);
 }
 

@@ -92,7 +92,7 @@ class Dispatch : public ::testing::Test {
 
         received.clear();
         spec.implementation = &empty;
-        EXPECT_EQ(operation(arguments...), -4) << "slot " << number;
+        EXPECT_EQ(operation(arguments...), VEK_FS_NOT_SUPPORTED) << "slot " << number;
 
         for (const vekFSIODef *const table : {&full, &empty, static_cast<const vekFSIODef *>(nullptr)}) {
             spec.implementation = table;
@@ -103,7 +103,7 @@ class Dispatch : public ::testing::Test {
                  ...);
             if constexpr (!ofSpecifier) {
                 bind(nullptr);
-                EXPECT_EQ(operation(arguments...), 22) << "slot " << number << " without a specifier";
+                EXPECT_EQ(operation(arguments...), EINVAL) << "slot " << number << " without a specifier";
                 bind(&spec);
             }
         }
@@ -123,7 +123,7 @@ class Dispatch : public ::testing::Test {
                 return;
             }
             std::get<Position>(arguments) = nullptr;
-            EXPECT_EQ(std::apply(operation, arguments), 22)
+            EXPECT_EQ(std::apply(operation, arguments), EINVAL)
                 << "slot " << number << ", argument " << Position << ", "
                 << (spec.implementation != nullptr ? spec.implementation->name : "native");
         }
@@ -168,7 +168,7 @@ TEST_F(Dispatch, TextOfASpecifierComesFromItsSlot) {
     spec.implementation = &full;
     EXPECT_EQ(vekFSGetSpecString(&spec, buffer, sizeof buffer, nullptr), statusOfSlot(2));
     spec.implementation = &empty;
-    EXPECT_EQ(vekFSGetSpecString(&spec, buffer, sizeof buffer, nullptr), -4);
+    EXPECT_EQ(vekFSGetSpecString(&spec, buffer, sizeof buffer, nullptr), VEK_FS_NOT_SUPPORTED);
 }
 
 TEST_F(Dispatch, FileOperationsCallTheSpecifiersSlots) {
@@ -201,9 +201,9 @@ TEST_F(Dispatch, DirectoryOperationsCallTheSpecifiersSlots) {
 
 TEST_F(Dispatch, NativeFilesHaveNoCharactersAndLines) {
     bind(&spec);
-    EXPECT_EQ(vekFS_getc(&file, &character), -4);
-    EXPECT_EQ(vekFS_ungetc('c', &file, &character), -4);
-    EXPECT_EQ(vekFS_fgets(buffer, sizeof buffer, &file, &line), -4);
+    EXPECT_EQ(vekFS_getc(&file, &character), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_ungetc('c', &file, &character), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_fgets(buffer, sizeof buffer, &file, &line), VEK_FS_NOT_SUPPORTED);
 }
 
 TEST_F(Dispatch, ResultsAreNullIfTheSlotIsEmpty) {
@@ -212,9 +212,9 @@ TEST_F(Dispatch, ResultsAreNullIfTheSlotIsEmpty) {
     newFile = &file;
     newDirectory = &directory;
     newEntry = &entry;
-    EXPECT_EQ(vekFS_open(&spec, 0, &newFile), -4);
-    EXPECT_EQ(vekFS_opendir(&spec, &newDirectory), -4);
-    EXPECT_EQ(vekFS_readdir(&directory, &newEntry), -4);
+    EXPECT_EQ(vekFS_open(&spec, 0, &newFile), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_opendir(&spec, &newDirectory), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekFS_readdir(&directory, &newEntry), VEK_FS_NOT_SUPPORTED);
     EXPECT_EQ(newFile, nullptr);
     EXPECT_EQ(newDirectory, nullptr);
     EXPECT_EQ(newEntry, nullptr);
@@ -224,9 +224,9 @@ TEST_F(Dispatch, ResultsAreNullIfTheObjectIsNull) {
     newFile = &file;
     newDirectory = &directory;
     newEntry = &entry;
-    EXPECT_EQ(vekFS_open(nullptr, 0, &newFile), 22);
-    EXPECT_EQ(vekFS_opendir(nullptr, &newDirectory), 22);
-    EXPECT_EQ(vekFS_readdir(nullptr, &newEntry), 22);
+    EXPECT_EQ(vekFS_open(nullptr, 0, &newFile), EINVAL);
+    EXPECT_EQ(vekFS_opendir(nullptr, &newDirectory), EINVAL);
+    EXPECT_EQ(vekFS_readdir(nullptr, &newEntry), EINVAL);
     EXPECT_EQ(newFile, nullptr);
     EXPECT_EQ(newDirectory, nullptr);
     EXPECT_EQ(newEntry, nullptr);

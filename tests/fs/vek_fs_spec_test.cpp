@@ -43,9 +43,9 @@ TEST_P(EverySpecifier, HasACopyOfThePathAndOutlivesAFile) {
 
 TEST_P(EverySpecifier, NeedsAPathAndAResultPointer) {
     auto *spec = reinterpret_cast<vekFSSpec *>(this);
-    EXPECT_EQ(GetParam()("path", nullptr), 22);
-    EXPECT_EQ(GetParam()(nullptr, nullptr), 22);
-    EXPECT_EQ(GetParam()(nullptr, &spec), 22);
+    EXPECT_EQ(GetParam()("path", nullptr), EINVAL);
+    EXPECT_EQ(GetParam()(nullptr, nullptr), EINVAL);
+    EXPECT_EQ(GetParam()(nullptr, &spec), EINVAL);
     EXPECT_EQ(spec, nullptr);
 }
 
@@ -75,7 +75,7 @@ TEST_P(EverySpecifier, TextNeedsItsLengthAndOneByte) {
     std::array<char, 5> buffer = {'#', '#', '#', '#', '#'};
     size_t needed = 0;
 
-    EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), 3, &needed), -2);
+    EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), 3, &needed), VEK_FS_BUFFER_TOO_SMALL);
     EXPECT_EQ(needed, 4U);
     EXPECT_EQ(std::string(buffer.data(), 5), "#####") << "nothing is written when it does not fit";
 
@@ -88,7 +88,7 @@ TEST_P(EverySpecifier, TextNeedsItsLengthAndOneByte) {
 TEST_P(EverySpecifier, TextIsReturnedWithoutANeededPointer) {
     const test::Spec spec("abc", GetParam());
     std::array<char, 4> buffer = {};
-    EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), 0, nullptr), -2);
+    EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), 0, nullptr), VEK_FS_BUFFER_TOO_SMALL);
     EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), buffer.size(), nullptr), 0);
     EXPECT_STREQ(buffer.data(), "abc");
 }
@@ -96,7 +96,7 @@ TEST_P(EverySpecifier, TextIsReturnedWithoutANeededPointer) {
 TEST_P(EverySpecifier, TextNeedsABuffer) {
     const test::Spec spec("abc", GetParam());
     size_t needed = 99;
-    EXPECT_EQ(vekFSGetSpecString(spec, nullptr, 100, &needed), 22);
+    EXPECT_EQ(vekFSGetSpecString(spec, nullptr, 100, &needed), EINVAL);
     EXPECT_EQ(needed, 99U);
 }
 
@@ -106,7 +106,8 @@ TEST_P(EverySpecifier, AcceptsPathsOfAnyLength) {
         const test::Spec spec(path, GetParam());
         std::vector<char> buffer(length + 1, '#');
         size_t needed = 0;
-        EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), length, &needed), -2) << length;
+        EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), length, &needed), VEK_FS_BUFFER_TOO_SMALL)
+            << length;
         EXPECT_EQ(needed, length + 1);
         EXPECT_EQ(vekFSGetSpecString(spec, buffer.data(), length + 1, &needed), 0) << length;
         EXPECT_EQ(path, buffer.data());
@@ -145,8 +146,8 @@ TEST(Specifier, ReturnsTheNameOfItsImplementation) {
     EXPECT_EQ(vekFSGetSpecIOImpName(stdio, &name), 0);
     EXPECT_STREQ(name, "vekFSStdio");
 
-    EXPECT_EQ(vekFSGetSpecIOImpName(native, nullptr), 22);
-    EXPECT_EQ(vekFSGetSpecIOImpName(nullptr, &name), 22);
+    EXPECT_EQ(vekFSGetSpecIOImpName(native, nullptr), EINVAL);
+    EXPECT_EQ(vekFSGetSpecIOImpName(nullptr, &name), EINVAL);
 }
 
 TEST(Specifier, IsNativeWithoutAnImplementation) {
@@ -179,7 +180,7 @@ TEST(StatusText, IsThatOfStrerrorForAPositiveCode) {
 TEST(StatusText, NeedsItsLengthAndOneByte) {
     std::array<char, 4> buffer = {'#', '#', '#', '#'};
     size_t needed = 0;
-    EXPECT_EQ(vekFS_strerror(0, buffer.data(), 2, &needed), -2);
+    EXPECT_EQ(vekFS_strerror(0, buffer.data(), 2, &needed), VEK_FS_BUFFER_TOO_SMALL);
     EXPECT_EQ(needed, 3U);
     EXPECT_EQ(std::string(buffer.data(), 4), "####");
 
@@ -190,16 +191,16 @@ TEST(StatusText, NeedsItsLengthAndOneByte) {
 
 TEST(StatusText, IsReturnedWithoutANeededPointer) {
     std::array<char, 3> buffer = {};
-    EXPECT_EQ(vekFS_strerror(0, buffer.data(), 0, nullptr), -2);
+    EXPECT_EQ(vekFS_strerror(0, buffer.data(), 0, nullptr), VEK_FS_BUFFER_TOO_SMALL);
     EXPECT_EQ(vekFS_strerror(0, buffer.data(), 3, nullptr), 0);
     EXPECT_STREQ(buffer.data(), "OK");
 }
 
 TEST(StatusText, WithoutABufferOnlyTheSizeIsReturned) {
     size_t needed = 0;
-    EXPECT_EQ(vekFS_strerror(-2, nullptr, 100, &needed), -2);
+    EXPECT_EQ(vekFS_strerror(-2, nullptr, 100, &needed), VEK_FS_BUFFER_TOO_SMALL);
     EXPECT_EQ(needed, sizeof "Buffer too small");
-    EXPECT_EQ(vekFS_strerror(-2, nullptr, 0, nullptr), -2);
+    EXPECT_EQ(vekFS_strerror(-2, nullptr, 0, nullptr), VEK_FS_BUFFER_TOO_SMALL);
 }
 
 class EveryOpenFile : public ::testing::TestWithParam<int (*)(const char *, int, vekFSFile **)> {
@@ -234,9 +235,9 @@ TEST_P(EveryOpenFile, FreesTheSpecifierIfOpenFails) {
 }
 
 TEST_P(EveryOpenFile, NeedsAPathAndAResultPointer) {
-    EXPECT_EQ(GetParam()("file", O_RDONLY, nullptr), 22);
-    EXPECT_EQ(GetParam()(nullptr, O_RDONLY, nullptr), 22);
-    EXPECT_EQ(GetParam()(nullptr, O_RDONLY, &file), 22);
+    EXPECT_EQ(GetParam()("file", O_RDONLY, nullptr), EINVAL);
+    EXPECT_EQ(GetParam()(nullptr, O_RDONLY, nullptr), EINVAL);
+    EXPECT_EQ(GetParam()(nullptr, O_RDONLY, &file), EINVAL);
     EXPECT_EQ(file, nullptr);
 }
 

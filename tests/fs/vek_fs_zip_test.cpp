@@ -16,11 +16,11 @@ TEST(Archives, AreNotSupported) {
     vekZip *zip = untouched;
     vekFSSpec *spec = untouchedSpec;
 
-    EXPECT_EQ(vekZipOpenZip("archive", &zip), -4);
-    EXPECT_EQ(vekZipCreateSpec(zip, "member", &spec), -4);
-    EXPECT_EQ(vekZipCloseZip(zip), -4);
-    EXPECT_EQ(vekZip_zip(), -4);
-    EXPECT_EQ(vekZip_unzip(), -4);
+    EXPECT_EQ(vekZipOpenZip("archive", &zip), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekZipCreateSpec(zip, "member", &spec), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekZipCloseZip(zip), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekZip_zip(), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekZip_unzip(), VEK_FS_NOT_SUPPORTED);
 
     EXPECT_EQ(zip, untouched);
     EXPECT_EQ(spec, untouchedSpec);
@@ -30,7 +30,7 @@ TEST(Archives, AreNotSupported) {
 }
 
 TEST(Archives, AreNotSupportedWithAnyArguments) {
-    EXPECT_EQ(vekZipOpenZip(nullptr, nullptr), -4);
-    EXPECT_EQ(vekZipCreateSpec(nullptr, nullptr, nullptr), -4);
-    EXPECT_EQ(vekZipCloseZip(nullptr), -4);
+    EXPECT_EQ(vekZipOpenZip(nullptr, nullptr), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekZipCreateSpec(nullptr, nullptr, nullptr), VEK_FS_NOT_SUPPORTED);
+    EXPECT_EQ(vekZipCloseZip(nullptr), VEK_FS_NOT_SUPPORTED);
 }

@@ -126,7 +126,7 @@ constinit struct {
 
 // The function of this name that this object replaces.
 template <typename Function>
-Function *behind(Function *&known, const char *name) {
+Function *realFunction(Function *&known, const char *name) {
     if (known == nullptr) {
         known = reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
     }
@@ -290,10 +290,10 @@ const Allocator *realAllocator() {
     }
     if (allocator.release == nullptr) {
         allocator.looking = true;
-        behind(allocator.allocate, "malloc");
-        behind(allocator.allocateZeroed, "calloc");
-        behind(allocator.resize, "realloc");
-        behind(allocator.release, "free");
+        realFunction(allocator.allocate, "malloc");
+        realFunction(allocator.allocateZeroed, "calloc");
+        realFunction(allocator.resize, "realloc");
+        realFunction(allocator.release, "free");
         allocator.looking = false;
     }
     return &allocator;
@@ -326,8 +326,8 @@ int __libc_start_main(Main *entry, int count, char **arguments, void (*init)(), 
     using Start = int(Main *, int, char **, void (*)(), void (*)(), void (*)(), void *);
     static Start *real = nullptr;
     programMain = entry;
-    return behind(real, "__libc_start_main")(mainWithFaults, count, arguments, init, fini, loaderEnd,
-                                             stackEnd);
+    return realFunction(real, "__libc_start_main")(mainWithFaults, count, arguments, init, fini, loaderEnd,
+                                                   stackEnd);
 }
 
 void *malloc(std::size_t size) noexcept {
@@ -390,7 +390,7 @@ int open(const char *path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
     va_end(arguments);
-    return fails(Point::Open) ? -1 : behind(real, "open")(Folded(path).get(), flags, mode);
+    return fails(Point::Open) ? -1 : realFunction(real, "open")(Folded(path).get(), flags, mode);
 }
 
 int openat(int directory, const char *path, int flags, ...) {
@@ -400,41 +400,41 @@ int openat(int directory, const char *path, int flags, ...) {
     const mode_t mode = modeArgument(flags, arguments);
     va_end(arguments);
     const Folded folded(path);
-    return fails(Point::Openat)
-               ? -1
-               : behind(real, "openat")(directory, directory == AT_FDCWD ? folded.get() : path, flags, mode);
+    return fails(Point::Openat) ? -1
+                                : realFunction(real, "openat")(
+                                      directory, directory == AT_FDCWD ? folded.get() : path, flags, mode);
 }
 
 FILE *fopen(const char *path, const char *mode) {
     static FILE *(*real)(const char *, const char *) = nullptr;
-    return fails(Point::Fopen) ? nullptr : behind(real, "fopen")(Folded(path).get(), mode);
+    return fails(Point::Fopen) ? nullptr : realFunction(real, "fopen")(Folded(path).get(), mode);
 }
 
 FILE *fdopen(int descriptor, const char *mode) noexcept {
     static FILE *(*real)(int, const char *) = nullptr;
-    return fails(Point::Fdopen) ? nullptr : behind(real, "fdopen")(descriptor, mode);
+    return fails(Point::Fdopen) ? nullptr : realFunction(real, "fdopen")(descriptor, mode);
 }
 
 ssize_t read(int descriptor, void *buffer, std::size_t size) {
     static ssize_t (*real)(int, void *, std::size_t) = nullptr;
-    return fails(Point::Read) ? -1 : behind(real, "read")(descriptor, buffer, size);
+    return fails(Point::Read) ? -1 : realFunction(real, "read")(descriptor, buffer, size);
 }
 
 ssize_t write(int descriptor, const void *data, std::size_t size) {
     static ssize_t (*real)(int, const void *, std::size_t) = nullptr;
-    return fails(Point::Write) ? -1 : behind(real, "write")(descriptor, data, size);
+    return fails(Point::Write) ? -1 : realFunction(real, "write")(descriptor, data, size);
 }
 
 ssize_t pwrite(int descriptor, const void *data, std::size_t size, off_t offset) {
     static ssize_t (*real)(int, const void *, std::size_t, off_t) = nullptr;
-    return fails(Point::Pwrite) ? -1 : behind(real, "pwrite")(descriptor, data, size, offset);
+    return fails(Point::Pwrite) ? -1 : realFunction(real, "pwrite")(descriptor, data, size, offset);
 }
 
 int close(int descriptor) {
     static int (*real)(int) = nullptr;
     const bool failing = fails(Point::Close);
     const int error = errno;
-    const int result = behind(real, "close")(descriptor);
+    const int result = realFunction(real, "close")(descriptor);
     if (failing) {
         errno = error;
     }
@@ -445,7 +445,7 @@ int fclose(FILE *stream) {
     static int (*real)(FILE *) = nullptr;
     const bool failing = fails(Point::Fclose);
     const int error = errno;
-    const int result = behind(real, "fclose")(stream);
+    const int result = realFunction(real, "fclose")(stream);
     if (failing) {
         errno = error;
     }
@@ -454,29 +454,29 @@ int fclose(FILE *stream) {
 
 int fflush(FILE *stream) {
     static int (*real)(FILE *) = nullptr;
-    return fails(Point::Fflush) ? EOF : behind(real, "fflush")(stream);
+    return fails(Point::Fflush) ? EOF : realFunction(real, "fflush")(stream);
 }
 
 int fsync(int descriptor) {
     static int (*real)(int) = nullptr;
-    return fails(Point::Fsync) ? -1 : behind(real, "fsync")(descriptor);
+    return fails(Point::Fsync) ? -1 : realFunction(real, "fsync")(descriptor);
 }
 
 int ftruncate(int descriptor, off_t size) noexcept {
     static int (*real)(int, off_t) = nullptr;
-    return fails(Point::Ftruncate) ? -1 : behind(real, "ftruncate")(descriptor, size);
+    return fails(Point::Ftruncate) ? -1 : realFunction(real, "ftruncate")(descriptor, size);
 }
 
 int fallocate(int descriptor, int mode, off_t offset, off_t size) {
     static int (*real)(int, int, off_t, off_t) = nullptr;
-    return fails(Point::Fallocate) ? -1 : behind(real, "fallocate")(descriptor, mode, offset, size);
+    return fails(Point::Fallocate) ? -1 : realFunction(real, "fallocate")(descriptor, mode, offset, size);
 }
 
 int posix_fallocate(int descriptor, off_t offset, off_t size) {
     static int (*real)(int, off_t, off_t) = nullptr;
     const int before = errno;
     if (!fails(Point::PosixFallocate)) {
-        return behind(real, "posix_fallocate")(descriptor, offset, size);
+        return realFunction(real, "posix_fallocate")(descriptor, offset, size);
     }
     const int error = errno;
     errno = before;
@@ -485,57 +485,57 @@ int posix_fallocate(int descriptor, off_t offset, off_t size) {
 
 int stat(const char *path, struct stat *status) noexcept {
     static int (*real)(const char *, struct stat *) = nullptr;
-    return fails(Point::Stat) ? -1 : behind(real, "stat")(Folded(path).get(), status);
+    return fails(Point::Stat) ? -1 : realFunction(real, "stat")(Folded(path).get(), status);
 }
 
 int lstat(const char *path, struct stat *status) noexcept {
     static int (*real)(const char *, struct stat *) = nullptr;
-    return fails(Point::Lstat) ? -1 : behind(real, "lstat")(Folded(path).get(), status);
+    return fails(Point::Lstat) ? -1 : realFunction(real, "lstat")(Folded(path).get(), status);
 }
 
 int fstat(int descriptor, struct stat *status) noexcept {
     static int (*real)(int, struct stat *) = nullptr;
-    return fails(Point::Fstat) ? -1 : behind(real, "fstat")(descriptor, status);
+    return fails(Point::Fstat) ? -1 : realFunction(real, "fstat")(descriptor, status);
 }
 
 ssize_t readlink(const char *path, char *buffer, std::size_t size) noexcept {
     static ssize_t (*real)(const char *, char *, std::size_t) = nullptr;
-    return fails(Point::Readlink) ? -1 : behind(real, "readlink")(Folded(path).get(), buffer, size);
+    return fails(Point::Readlink) ? -1 : realFunction(real, "readlink")(Folded(path).get(), buffer, size);
 }
 
 DIR *opendir(const char *path) {
     static DIR *(*real)(const char *) = nullptr;
-    return fails(Point::Opendir) ? nullptr : behind(real, "opendir")(Folded(path).get());
+    return fails(Point::Opendir) ? nullptr : realFunction(real, "opendir")(Folded(path).get());
 }
 
 int mkdir(const char *path, mode_t mode) noexcept {
     static int (*real)(const char *, mode_t) = nullptr;
-    return fails(Point::Mkdir) ? -1 : behind(real, "mkdir")(Folded(path).get(), mode);
+    return fails(Point::Mkdir) ? -1 : realFunction(real, "mkdir")(Folded(path).get(), mode);
 }
 
 int unlink(const char *path) noexcept {
     static int (*real)(const char *) = nullptr;
-    return fails(Point::Unlink) ? -1 : behind(real, "unlink")(Folded(path).get());
+    return fails(Point::Unlink) ? -1 : realFunction(real, "unlink")(Folded(path).get());
 }
 
 int rename(const char *from, const char *to) noexcept {
     static int (*real)(const char *, const char *) = nullptr;
-    return fails(Point::Rename) ? -1 : behind(real, "rename")(Folded(from).get(), Folded(to).get());
+    return fails(Point::Rename) ? -1 : realFunction(real, "rename")(Folded(from).get(), Folded(to).get());
 }
 
 char *getcwd(char *buffer, std::size_t size) noexcept {
     static char *(*real)(char *, std::size_t) = nullptr;
-    return fails(Point::Getcwd) ? nullptr : behind(real, "getcwd")(buffer, size);
+    return fails(Point::Getcwd) ? nullptr : realFunction(real, "getcwd")(buffer, size);
 }
 
 struct passwd *getpwnam(const char *name) {
     static struct passwd *(*real)(const char *) = nullptr;
-    return fails(Point::Getpwnam) ? nullptr : behind(real, "getpwnam")(name);
+    return fails(Point::Getpwnam) ? nullptr : realFunction(real, "getpwnam")(name);
 }
 
 int access(const char *path, int mode) noexcept {
     static int (*real)(const char *, int) = nullptr;
-    return fails(Point::Access) ? -1 : behind(real, "access")(Folded(path).get(), mode);
+    return fails(Point::Access) ? -1 : realFunction(real, "access")(Folded(path).get(), mode);
 }
 }
 #pragma GCC visibility pop
