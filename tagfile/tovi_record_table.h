@@ -60,6 +60,8 @@ class ChainIndex {
     /// @return the first record of the chain with this path, or null; after update()
     [[nodiscard]] Record *find(const char *path) { return slotOf(path, hashOf(path)).record; }
 
+    [[nodiscard]] bool isEmpty() const { return count_ == 0; }
+
     void clear() {
         std::free(slots_);
         *this = {};
@@ -143,17 +145,22 @@ class RecordTable {
     /// @return the record with this path that was inserted last, or null
     Record *find(const char *path) {
         const std::size_t bucket = bucketOf(path);
-        Record *record = chains_[bucket];
-        for (int i = 0; i < kShortChain; ++i, record = record->next) {
-            if (record == nullptr || std::strcmp(record->path, path) == 0) {
-                return record;
+        Record *const head = chains_[bucket];
+        if (head == nullptr) {
+            return nullptr;
+        }
+        Record *record = head;
+        if (indexes_ == nullptr || indexes_[bucket].isEmpty()) {
+            for (int i = 0; i < kShortChain; ++i, record = record->next) {
+                if (record == nullptr || std::strcmp(record->path, path) == 0) {
+                    return record;
+                }
             }
         }
-        if (record != nullptr && indexes_ == nullptr) {
+        if (indexes_ == nullptr) {
             indexes_ = static_cast<Index *>(std::calloc(TOVI_BUCKETS, sizeof(Index)));
         }
-        const bool hasIndex =
-            record != nullptr && indexes_ != nullptr && indexes_[bucket].update(chains_[bucket]);
+        const bool hasIndex = indexes_ != nullptr && indexes_[bucket].update(head);
         return hasIndex ? indexes_[bucket].find(path) : findInChain(record, path);
     }
 

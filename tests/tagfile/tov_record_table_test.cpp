@@ -115,6 +115,11 @@ TEST_F(RecordTableTest, MissesRecordsThatOtherCodeRemovesAtTheHead) {
         paths.pop_back();
         expectAllFound(paths);
     }
+    head = nullptr;
+    EXPECT_EQ(nullptr, table.find(paths[0].c_str()));
+    const PathlinkObj *record = inserted(paths[0]);
+    EXPECT_EQ(record, table.find(paths[0].c_str()));
+    EXPECT_EQ(nullptr, table.find(paths[1].c_str()));
 }
 
 TEST_F(RecordTableTest, TheRecordInsertedLastHidesOthersOfItsPath) {
