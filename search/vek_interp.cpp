@@ -130,6 +130,7 @@ std::size_t findReference(std::string_view text, std::size_t from) {
 /// @return whether a reference was replaced by its value
 template <typename Take>
 bool expand(std::string_view text, vekInterpArgs &args, Take take) {
+    InterpClosings closings;
     InterpValue value;
     bool replaced = false;
     std::size_t at = 0;
@@ -141,7 +142,7 @@ bool expand(std::string_view text, vekInterpArgs &args, Take take) {
         if (next == text.size()) {
             break;
         }
-        const InterpReference reference = evaluateReference(text, next, args, value);
+        const InterpReference reference = evaluateReference(text, next, closings, args, value);
         replaced = replaced || reference.replaced;
         if (!take(reference.result)) {
             break;

@@ -25,18 +25,13 @@ enum class Lookup : std::uint8_t {
 struct Evaluation {
     std::string_view text;
     std::size_t at; ///< offset of the reference
+    InterpClosings &closings;
     vekInterpArgs &args;
     InterpValue &value;
 };
 
 std::string_view part(const Evaluation &in, std::size_t begin, std::size_t end) {
     return {in.text.data() + begin, end - begin};
-}
-
-/// @return the offset of the first `c` at or after `from`; the size of the text without one
-std::size_t find(const Evaluation &in, char c, std::size_t from) {
-    const std::size_t offset = part(in, from, in.text.size()).find(c);
-    return offset == std::string_view::npos ? in.text.size() : from + offset;
 }
 
 bool hasPrefix(std::string_view text, std::string_view prefix) {
@@ -101,7 +96,7 @@ InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::s
 
 InterpReference evaluateBraced(const Evaluation &in) {
     const std::size_t begin = in.at + 2;
-    const std::size_t close = find(in, '}', begin);
+    const std::size_t close = in.closings.brace.find(in.text, begin);
     if (close == in.text.size()) {
         record(in, InterpProblem::BadVariable);
         return openBrace();
@@ -164,7 +159,7 @@ bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end)
 
 InterpReference evaluateComputed(const Evaluation &in) {
     const std::size_t begin = in.at + 2;
-    const std::size_t close = find(in, ')', begin);
+    const std::size_t close = in.closings.parenthesis.find(in.text, begin);
     if (close == in.text.size()) {
         record(in, InterpProblem::BadReference);
         return openBrace();
@@ -192,7 +187,7 @@ Lookup lookUpUsersHome(const char *user, InterpValue &value) {
 
 InterpReference evaluateHome(const Evaluation &in) {
     const std::size_t begin = in.at + 1;
-    const std::size_t end = find(in, '/', begin);
+    const std::size_t end = std::min(in.text.find('/', begin), in.text.size());
     const TextCopy name(part(in, begin, end));
     Lookup lookup = Lookup::NoMemory;
     if (begin == end) {
@@ -228,9 +223,9 @@ InterpReference evaluateDollar(const Evaluation &in) {
 
 } // namespace
 
-InterpReference evaluateReference(std::string_view text, std::size_t at, vekInterpArgs &args,
-                                  InterpValue &value) {
-    const Evaluation in = {text, at, args, value};
+InterpReference evaluateReference(std::string_view text, std::size_t at, InterpClosings &closings,
+                                  vekInterpArgs &args, InterpValue &value) {
+    const Evaluation in = {text, at, closings, args, value};
     if (text[at] == '$') {
         return evaluateDollar(in);
     }

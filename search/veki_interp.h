@@ -81,10 +81,40 @@ class TextCopy {
     OwnedText long_;
 };
 
+/// Finds a closing character for each of the references of one text, from left to right. Memoizes the last result, so
+/// that n references without a closing character take O(n) time together.
+class ClosingCharacter {
+  public:
+    explicit ClosingCharacter(char c) : c_(c) {}
+
+    /// @param from  not less than in the call before
+    /// @return the offset of the first one at or after `from`; the size of the text if there is none
+    std::size_t find(std::string_view text, std::size_t from) {
+        if (!isKnown_ || offset_ < from) {
+            const std::size_t offset = text.find(c_, from);
+            offset_ = offset == std::string_view::npos ? text.size() : offset;
+            isKnown_ = true;
+        }
+        return offset_;
+    }
+
+  private:
+    char c_;
+    bool isKnown_ = false;
+    std::size_t offset_ = 0;
+};
+
+/// The closing characters of the references of one text.
+struct InterpClosings {
+    ClosingCharacter brace{'}'};
+    ClosingCharacter parenthesis{')'};
+};
+
 /// Evaluates the reference that begins at offset `at` of `text`. A failure is recorded in `args`.
-/// @param value  receives the value, which the result may refer to
-InterpReference evaluateReference(std::string_view text, std::size_t at, vekInterpArgs &args,
-                                  InterpValue &value);
+/// @param closings  made anew for each text; `at` must not decrease from one call to the next
+/// @param value     receives the value, which the result may refer to
+InterpReference evaluateReference(std::string_view text, std::size_t at, InterpClosings &closings,
+                                  vekInterpArgs &args, InterpValue &value);
 
 } // namespace vek
 

@@ -558,7 +558,8 @@ TEST(Interpolation, HandlerReportsACharacterThatBeginsNoReference) {
     test::Capture capture;
     vekInterpArgs args = {};
     vek::InterpValue value;
-    const vek::InterpReference reference = vek::evaluateReference("abc", 1, args, value);
+    vek::InterpClosings closings;
+    const vek::InterpReference reference = vek::evaluateReference("abc", 1, closings, args, value);
     EXPECT_EQ(reference.length, 1U);
     EXPECT_EQ(reference.result, "b");
     EXPECT_FALSE(reference.replaced);
@@ -567,6 +568,14 @@ TEST(Interpolation, HandlerReportsACharacterThatBeginsNoReference) {
     const std::string rest = err.substr(std::string("ASSERT FALURE: vekInterp ").size());
     EXPECT_EQ(rest.substr(rest.find_first_not_of("0123456789")), " sGetRefValue but not $ or ~\n");
     EXPECT_NE(rest.find_first_not_of("0123456789"), 0U);
+}
+
+TEST(Interpolation, ReferencesFindTheirOwnClosingCharacters) {
+    test::setEnvironment({{"A", "a"}, {"B", "b"}});
+    expectValue("${A})${B}}${A}${B}", "a)b}ab");
+    const Interpolated result = interpolate("${x${A}y}${B}$(x$(y)${A}z)${B");
+    EXPECT_EQ(result.out, "${xay}b$(x$(y)az)${B");
+    EXPECT_EQ(result.code, VEK_INTERP_BADLY_FORMED);
 }
 
 TEST(Interpolation, NamesLongerThanAPathAreLookedUp) {
