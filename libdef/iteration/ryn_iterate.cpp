@@ -1,4 +1,4 @@
-#include "libdef/iteration/ryni_iterate.h"
+#include "libdef/iteration/ryni_context.h"
 
 #include "common/text/fixed_text.h"
 #include "fs/owned_spec.h"

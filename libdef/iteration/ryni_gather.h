@@ -4,8 +4,16 @@
 /// Gathers the names for an iteration over directories.
 
 #include "common/platform/walk_guard.h"
-#include "libdef/iteration/ryni_iterate.h"
+#include "libdef/iteration/ryni_context.h"
 #include "libdef/paths/ryni_object_names.h"
+
+VEK_BEGIN_DECLS
+
+/// @return 1 if every character of `name` is an ASCII letter or digit, "_", "@" or "#"; 0 otherwise and for null.
+///         Documented: 1 for the empty name
+int sNmpIsLegalLibrary(const char *name);
+
+VEK_END_DECLS
 
 namespace ryn {
 

@@ -3,7 +3,7 @@
 
 /// The iterators over directories in one table, and helpers that gather their names.
 
-#include "libdef/iteration/ryni_iterate.h"
+#include "libdef/iteration/ryni_context.h"
 #include "tests/libdef/project_support.h"
 
 #include <dirent.h>

@@ -1,7 +1,7 @@
-#ifndef RYNI_ITERATE_H
-#define RYNI_ITERATE_H
+#ifndef RYNI_CONTEXT_H
+#define RYNI_CONTEXT_H
 
-/// Iteration contexts.
+/// The records of iteration contexts.
 
 #include "libdef/registry/ryni_registry.h"
 
@@ -34,10 +34,6 @@ struct rynContext {
     void *list;   ///< types 1 to 6: a list of rynElement, owned; otherwise a list of the registry
     void *cursor; ///< the record that is returned next, or null
 };
-
-/// @return 1 if every character of `name` is an ASCII letter or digit, "_", "@" or "#"; 0 otherwise and for null.
-///         Documented: 1 for the empty name
-int sNmpIsLegalLibrary(const char *name);
 
 VEK_END_DECLS
 
