@@ -46,6 +46,13 @@ class IntrusiveHash {
     /// @return false if memory is exhausted
     [[nodiscard]] bool allocate() { return buckets_ || resize(kFirstBits); }
 
+    /// Makes room for `count` entries, so that inserting them moves no entry to other buckets.
+    /// @return false, and the table is unchanged, if memory is exhausted
+    [[nodiscard]] bool reserve(std::size_t count) {
+        const auto bits = static_cast<unsigned>(std::bit_width(count));
+        return bits <= bits_ ? allocate() : resize(bits > kFirstBits ? bits : kFirstBits);
+    }
+
     /// Inserts `entry`, even if an equal entry is present: find() then returns the one inserted last.
     /// @return false if memory for the first buckets is exhausted. Later the table only gets slower without memory
     [[nodiscard]] bool insert(Entry &entry) {

@@ -9,6 +9,7 @@
 
 #include "common/base/owned.h"
 #include "common/containers/growing_array.h"
+#include "common/containers/intrusive_hash.h"
 #include "common/platform/entry_list.h"
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
@@ -19,10 +20,10 @@
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_index_hash.h"
 
-#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -46,39 +47,12 @@ int codeOfFailedOpen(int error) {
 
 // ---- the list being built
 
-/// An intrusive hash index with chaining over the names of a list. add() does not compare names: at a million names,
-/// each comparison would be a cache miss.
-class NameIndex {
-  public:
-    /// Empties the index and makes room for `names`. @return false if memory is exhausted
-    bool allocate(std::size_t names) {
-        bucketCount_ = std::bit_ceil(names);
-        buckets_.reset(static_cast<rynElement **>(std::calloc(bucketCount_, sizeof(rynElement *))));
-        return buckets_ != nullptr;
-    }
-
-    /// @param element  its name is not in the index
-    void add(rynElement *element) {
-        rynElement *&first = bucketOf(element->name);
-        element->nextInIndex = first;
-        first = element;
-    }
-
-    [[nodiscard]] bool holds(const char *name) const {
-        const rynElement *element = bucketOf(name);
-        while (element != nullptr && std::strcmp(element->name, name) != 0) {
-            element = element->nextInIndex;
-        }
-        return element != nullptr;
-    }
-
-  private:
-    [[nodiscard]] rynElement *&bucketOf(const char *name) const {
-        return buckets_.get()[ryniIndexHash(name, 0) & (bucketCount_ - 1)];
-    }
-
-    vek::Owned<rynElement *> buckets_;
-    std::size_t bucketCount_ = 0;
+/// The names of a list as entries of a hash table.
+struct NameTraits {
+    static rynElement *&link(rynElement &element) { return element.nextInIndex; }
+    static std::uint32_t hash(const rynElement &element) { return hash(std::string_view(element.name)); }
+    static std::uint32_t hash(std::string_view name) { return ryniIndexHash(name, 0); }
+    static bool matches(const rynElement &element, std::string_view name) { return element.name == name; }
 };
 
 /// A list of names that grows at its head.
@@ -105,24 +79,23 @@ class NameList {
 
     /// Indexes the names that are in the list now, for held(). @return false if memory is exhausted
     [[nodiscard]] bool index() {
-        if (!index_.allocate(count_)) {
-            return false;
+        index_ = {};
+        bool isComplete = index_.reserve(count_);
+        for (rynElement *at = head_; isComplete && at != nullptr; at = at->next) {
+            isComplete = index_.insert(*at);
         }
-        for (rynElement *element = head_; element != nullptr; element = element->next) {
-            index_.add(element);
-        }
-        return true;
+        return isComplete;
     }
 
     /// @return true if the name was in the list at the last call of index()
-    [[nodiscard]] bool held(const char *name) const { return index_.holds(name); }
+    [[nodiscard]] bool held(std::string_view name) const { return index_.find(name) != nullptr; }
 
     rynElement *release() { return std::exchange(head_, nullptr); }
 
   private:
     rynElement *head_ = nullptr;
     std::size_t count_ = 0;
-    NameIndex index_;
+    vek::IntrusiveHash<rynElement, NameTraits> index_;
 };
 
 // ---- directories
@@ -215,7 +188,7 @@ int addTemporaryNames(const char *directory, Wanted wanted, NameList &list) {
     for (std::size_t at = 0; status == RYN_OK && !entries.isEnd(at);) {
         const vek::EntryList::Entry entry = entries.at(at);
         at = entry.next;
-        if (!list.held(entry.name.data())) {
+        if (!list.held(entry.name)) {
             status = addIfWanted(list, wanted, entry.name.data());
         }
     }
@@ -350,7 +323,7 @@ class TemporaryTree {
 
     int read(vek::EntryList &entries) const { return readPlain(path_.get(), entries); }
 
-    static bool isListed(const NameList &list, const vek::PathText &path) { return list.held(path.c_str()); }
+    static bool isListed(const NameList &list, const vek::PathText &path) { return list.held(path.view()); }
 
   private:
     std::string_view top_;
