@@ -145,6 +145,23 @@ TEST(IntrusiveHash, OnlyTheFirstAllocationCanFailAnInsertion) {
     }
 }
 
+TEST(IntrusiveHash, InsertionsAfterReserveAllocateNothing) {
+    constexpr std::size_t kCount = 1000;
+    Table table;
+    std::deque<Item> items;
+    for (std::size_t i = 0; i < kCount; ++i) {
+        items.push_back({std::to_string(i)});
+    }
+    ASSERT_TRUE(table.insert(items[0]));
+    ASSERT_TRUE(table.reserve(kCount));
+    test::faults::reset();
+    for (std::size_t i = 1; i < kCount; ++i) {
+        ASSERT_TRUE(table.insert(items[i]));
+    }
+    EXPECT_EQ(0, test::faults::count("malloc"));
+    EXPECT_EQ(&items[0], table.find(std::string_view("0")));
+}
+
 TEST(IntrusiveHash, AgreesWithAMultimapOnRandomOperations) {
     std::mt19937 random(20261122); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same sequence in every run
     Table table;

@@ -19,8 +19,8 @@
 extern "C" char *vekiRootPath; // the cached root of the tool, null at the start of each case
 
 namespace faults = test::faults;
-using test::made;
 using test::failure;
+using test::made;
 using test::setEnvironment;
 
 namespace {

@@ -16,8 +16,8 @@
 #include <unistd.h>
 
 namespace faults = test::faults;
-using test::made;
 using test::failure;
+using test::made;
 
 namespace {
 
