@@ -80,7 +80,7 @@ std::vector<Library> librariesOf(const rynRegistry &registry) {
         if (at->history.head == at->history.tail) {
             library.nsl = at->nslPath;
         }
-        if (at->explicitTmp != nullptr && (at->flags & RYNI_LIB_TMP_FROM_GLOBAL) == 0) {
+        if (at->explicitTmp != nullptr && (at->flags & ryn::kTmpFromGlobal) == 0) {
             library.tmp = at->explicitTmp;
         }
         for (const rynAttribute *attribute = at->attributes; attribute != nullptr;

@@ -6,6 +6,7 @@
 #include "libdef/paths/ryni_library_reuse.h"
 #include "libdef/paths/ryni_path_buffer.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_indexes.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "libdef/registry/ryni_settings.h"
 
@@ -89,7 +90,7 @@ int warn(const rynRegistry &registry, int code, const char *object) {
 }
 
 bool isFromGlobalRoot(const rynLibrary &library) {
-    return (library.flags & RYNI_LIB_TMP_FROM_GLOBAL) != 0;
+    return (library.flags & ryn::kTmpFromGlobal) != 0;
 }
 
 /// @return the first library whose temporary directory does not come from the root and whose directory under the root
@@ -108,29 +109,84 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-/// Sets the library's temporary directory to ROOT/NAME and creates it. The setting is kept even if mkdir() fails.
-int applyRoot(rynRegistry *registry, rynLibrary &library, const char *full, const char *nsl) {
-    library.flags |= RYNI_LIB_TMP_FROM_GLOBAL;
-    const int status = ryniSetExplicitTmp(registry, &library, full, nsl);
-    return status != RYN_OK ? status : ryn::makeDirectory(registry, full, ryn::DirectoryLevel::Library);
+/// Whether the directories of all libraries under the root are unused, without a look at each: every directory that is
+/// the root, contains it or lies in it is that of a library to which the root was applied.
+bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
+    const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
+    // A name with "/" can lie in the directory of another library.
+    return allUnderRoot && !registry.hasNestedName &&
+           registry.indexes->directories.count(progress.nsl.view()) == registry.globalTmpCount;
+}
+
+/// @return the first library that can need the root: all up to it have their directories
+rynLibrary *firstToApply(const rynRegistry &registry, const ryn::RootProgress &progress) {
+    if (progress.tmpChanges != registry.tmpChanges) {
+        return registry.libraries.head;
+    }
+    rynLibrary *first = nullptr;
+    for (rynLibrary *library = registry.libraries.tail;
+         library != nullptr && library->rank > progress.appliedRank; library = library->previousInOrder) {
+        first = library;
+    }
+    return first;
+}
+
+/// Sets the library's temporary directory to ROOT/NAME and creates it, unless this creation of the registry has created
+/// it before. The setting is kept even if mkdir() fails.
+int applyRoot(rynRegistry &registry, rynLibrary &library, const char *full, const char *nsl,
+              const ryn::RootProgress *progress) {
+    ryn::setTmpFromGlobal(registry, library, true);
+    const int status = ryn::setExplicitTmp(registry, library, full, nsl);
+    if (status != RYN_OK || (progress != nullptr && library.rootNumber == progress->number)) {
+        return status;
+    }
+    return ryn::makeDirectory(&registry, full, ryn::DirectoryLevel::Library);
 }
 
 /// Applies the root to each library without a temporary directory of its own. Stops at the first failure even if the
 /// handler returns RYN_OK.
-int applyRootToAll(rynRegistry *registry, const Root &root) {
-    for (rynLibrary *library = registry->libraries.head; library != nullptr; library = library->nextInOrder) {
+int applyRootToAll(rynRegistry &registry, const Root &root, ryn::RootProgress *progress) {
+    rynLibrary *library = progress == nullptr ? registry.libraries.head : firstToApply(registry, *progress);
+    for (; library != nullptr; library = library->nextInOrder) {
         const bool hasOwn = library->explicitTmp != nullptr && !isFromGlobalRoot(*library);
-        if (hasOwn) {
+        const bool isApplied =
+            progress != nullptr && library->rootNumber == progress->number && ryn::hasGlobalTmp(*library);
+        if (hasOwn || isApplied) {
             continue;
         }
         const LibraryPath full = pathUnder(root.full.c_str(), library->name);
         const LibraryPath nsl = pathUnder(root.nsl.c_str(), library->name);
-        const int status = applyRoot(registry, *library, full.c_str(), nsl.c_str());
+        const int status = applyRoot(registry, *library, full.c_str(), nsl.c_str(), progress);
         if (status != RYN_OK) {
-            return warn(*registry, status, full.c_str());
+            if (progress != nullptr) {
+                progress->appliedRank = library->rank - 1; // the next time begins with this library
+            }
+            return warn(registry, status, full.c_str());
         }
+        library->rootNumber = progress == nullptr ? 0 : progress->number;
+    }
+    if (progress == nullptr) {
+        ++registry.tmpChanges;
+    } else {
+        progress->wasCompleted = true;
+        progress->appliedRank = registry.insertions; // no less than the rank of any library
+        progress->tmpChanges = registry.tmpChanges;
     }
     return RYN_OK;
+}
+
+/// Starts over if the root has changed.
+void setRoot(ryn::RootProgress &progress, const Root &root) {
+    if (progress.number != 0 && progress.full.view() == root.full.view() &&
+        progress.nsl.view() == root.nsl.view()) {
+        return;
+    }
+    progress = {.full = root.full,
+                .nsl = root.nsl,
+                .number = progress.number + 1,
+                .wasCompleted = false,
+                .appliedRank = 0,
+                .tmpChanges = 0};
 }
 
 } // namespace
@@ -208,18 +264,27 @@ void ryn::setGlobalTmpLocation(const char *file, int line) {
     globalTmpLocation.line = line;
 }
 
-int sAddGlobalTmppath(rynRegistry *registry, const char *directory) {
-    if (registry->globalExplicitTmp == nullptr) {
+int ryn::applyGlobalRoot(rynRegistry &registry, const char *directory, RootProgress *progress) {
+    if (registry.globalExplicitTmp == nullptr) {
         return RYN_OK;
     }
     Root root;
     vek::PathText error;
-    const int status = makeRoot(registry, registry->globalExplicitTmp->value, directory, root, error);
+    const int status = makeRoot(&registry, registry.globalExplicitTmp->value, directory, root, error);
     if (status != RYN_OK) {
-        return warn(*registry, status, error.c_str());
+        return warn(registry, status, error.c_str());
     }
-    if (const rynLibrary *reused = findReuse(registry, root)) {
-        return warn(*registry, RYN_DIRECTORY_REUSED, reused->explicitTmpNsl);
+    if (progress != nullptr) {
+        setRoot(*progress, root);
     }
-    return applyRootToAll(registry, root);
+    if (progress == nullptr || !excludesReuse(registry, *progress)) {
+        if (const rynLibrary *const reused = findReuse(&registry, root)) {
+            return warn(registry, RYN_DIRECTORY_REUSED, reused->explicitTmpNsl);
+        }
+    }
+    return applyRootToAll(registry, root, progress);
+}
+
+int sAddGlobalTmppath(rynRegistry *registry, const char *directory) {
+    return ryn::applyGlobalRoot(*registry, directory, nullptr);
 }

@@ -3,12 +3,13 @@
 #include "common/platform/system_path.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
+#include "common/text/fixed_text.h"
 #include "libdef/paths/ryni_full_path.h"
 #include "libdef/paths/ryni_nsl_path.h"
+#include "libdef/registry/ryni_attributes.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_settings.h"
 
-#include <cstring>
 #include <string_view>
 
 namespace {
@@ -27,31 +28,21 @@ int reportInvalidParameter(const rynRegistry *registry, const char *context) {
     return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, context);
 }
 
-/// @param stored  an attribute name, in upper case
-bool equalsUpperCase(std::string_view stored, std::string_view name) {
-    if (stored.size() != name.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        if (stored[i] != vek::toUpper(name[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// @param attribute  receives the attribute
 /// @return RYN_OK, RYN_LIBRARY_NOT_DEFINED or RYN_ATTRIBUTE_NOT_ASSIGNED
-int findAttribute(rynRegistry *registry, const char *library, const char *name,
+int findAttribute(rynRegistry *registry, const char *library, std::string_view name,
                   const rynAttribute *&attribute) {
     const rynLibrary *record = ryni_get_libp(registry, library);
     if (record == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    attribute = record->attributes;
-    while (attribute != nullptr && !equalsUpperCase(attribute->name, name)) {
-        attribute = attribute->next;
+    vek::PathText upperCase; // attribute names are shorter than a line, which fits
+    for (const char c : name) {
+        if (!upperCase.append(vek::toUpper(c))) {
+            return RYN_ATTRIBUTE_NOT_ASSIGNED;
+        }
     }
+    attribute = ryn::findAttribute(*record, upperCase.view());
     return attribute == nullptr ? RYN_ATTRIBUTE_NOT_ASSIGNED : RYN_OK;
 }
 
@@ -80,10 +71,7 @@ int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile 
     if (status != RYN_OK) {
         return status;
     }
-    file = registry->files.head;
-    while (file != nullptr && (file->nslPath == nullptr || std::strcmp(file->nslPath, nsl.c_str()) != 0)) {
-        file = file->next;
-    }
+    file = ryn::findFile(*registry, nsl.c_str());
     return file == nullptr ? RYN_FILE_NOT_INCLUDED : RYN_OK;
 }
 
@@ -190,7 +178,7 @@ int rynLibHasTmp(rynHandle handle, const char *library, unsigned which) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
     const bool hasExplicit = record->explicitTmp != nullptr;
-    const bool isFromGlobal = (record->flags & RYNI_LIB_TMP_FROM_GLOBAL) != 0;
+    const bool isFromGlobal = (record->flags & ryn::kTmpFromGlobal) != 0;
     const bool has = ((which & RYN_TMP_EXPLICIT) != 0 && hasExplicit && !isFromGlobal) ||
                      ((which & RYN_TMP_GLOBAL) != 0 && hasExplicit && isFromGlobal) ||
                      ((which & RYN_TMP_IMPLICIT) != 0 && record->implicitTmp != nullptr);

@@ -51,7 +51,7 @@ int codeOfFailedOpen(int error) {
 struct NameTraits {
     static rynElement *&link(rynElement &element) { return element.nextInIndex; }
     static std::uint32_t hash(const rynElement &element) { return hash(std::string_view(element.name)); }
-    static std::uint32_t hash(std::string_view name) { return ryniIndexHash(name, 0); }
+    static std::uint32_t hash(std::string_view name) { return ryn::indexHash(name); }
     static bool matches(const rynElement &element, std::string_view name) { return element.name == name; }
 };
 

@@ -8,23 +8,18 @@
 #include "libdef/paths/ryni_quick_access.h"
 
 #include <cerrno>
-#include <cstring>
 #include <unistd.h>
 
+// INCLUDE and SOFTINCLUDE. They only find the file to read: the reader (ryn_parse.cpp) reads it, before the next line of
+// the including file.
+
+namespace ryn {
 namespace {
 
-bool wasRead(const rynRegistry &registry, const char *nslPath) {
-    const rynIncludedFile *file = registry.files.head;
-    while (file != nullptr && std::strcmp(file->nslPath, nslPath) != 0) {
-        file = file->next;
-    }
-    return file != nullptr;
-}
-
-int diagnoseUnreadable(const ryniCommand &command, bool soft, const char *path, int error) {
+int diagnoseUnreadable(const Command &command, bool isSoft, const char *path, int error) {
     switch (error) {
     case ENOENT:
-        return soft ? RYN_OK : command.diagnose(RYN_NO_SUCH_FILE, path);
+        return isSoft ? RYN_OK : command.diagnose(RYN_NO_SUCH_FILE, path);
     case EACCES:
         return command.diagnose(RYN_PERMISSION_DENIED_FILE, path);
     default:
@@ -32,24 +27,23 @@ int diagnoseUnreadable(const ryniCommand &command, bool soft, const char *path, 
     }
 }
 
-/// Finds the file to read, which the reader then does: its statements take effect at this point.
-int include(const ryniCommand &command, bool soft) {
+int include(const Command &command, bool isSoft) {
     vek::PathText path;
     vek::PathText nsl;
     vek::PathText error;
     vekCanonicalizeDirSep(command.argument(0));
-    int code = ryn::generateFullPath(command.argument(0), command.directory, path, error, command.registry);
-    if (code != RYN_OK) {
-        return soft && code == RYN_INVALID_PATH ? RYN_OK : command.diagnose(code, error.c_str());
+    int status = generateFullPath(command.argument(0), command.directory, path, error, command.registry);
+    if (status != RYN_OK) {
+        return isSoft && status == RYN_INVALID_PATH ? RYN_OK : command.diagnose(status, error.c_str());
     }
-    if (const int failure = ryn::testAccess(command.registry, path.c_str(), R_OK); failure != 0) {
-        return diagnoseUnreadable(command, soft, path.c_str(), failure);
+    if (const int failure = testAccess(command.registry, path.c_str(), R_OK); failure != 0) {
+        return diagnoseUnreadable(command, isSoft, path.c_str(), failure);
     }
-    code = ryn::generateNslPath(path.c_str(), nsl, error, command.registry);
-    if (code != RYN_OK) {
-        return command.diagnose(code, error.c_str());
+    status = generateNslPath(path.c_str(), nsl, error, command.registry);
+    if (status != RYN_OK) {
+        return command.diagnose(status, error.c_str());
     }
-    if (wasRead(*command.registry, nsl.c_str())) {
+    if (findFile(*command.registry, nsl.c_str()) != nullptr) {
         return command.diagnose(RYN_FILE_INCLUDED_TWICE, nsl.c_str());
     }
     command.toRead = vek::copyText(path.c_str());
@@ -58,10 +52,12 @@ int include(const ryniCommand &command, bool soft) {
 
 } // namespace
 
-int ryniInclude(const ryniCommand &command) {
+int executeInclude(const Command &command) {
     return include(command, false);
 }
 
-int ryniSoftInclude(const ryniCommand &command) {
+int executeSoftInclude(const Command &command) {
     return include(command, true);
 }
+
+} // namespace ryn

@@ -1,6 +1,7 @@
 #include "common/platform/system_path.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
+#include "libdef/access/ryni_tmp.h"
 #include "libdef/language/ryni_parse.h"
 #include "libdef/paths/ryni_full_path.h"
 #include "libdef/paths/ryni_nsl_path.h"
@@ -17,19 +18,23 @@
 #include <string_view>
 #include <unistd.h>
 
+// Creation and release of registries.
+
 namespace {
 
 struct FreeRegistry {
-    void operator()(rynRegistry *registry) const { ryniFreeRegistry(registry); }
+    void operator()(rynRegistry *registry) const { ryn::freeRegistry(registry); }
 };
 using OwnedRegistry = std::unique_ptr<rynRegistry, FreeRegistry>;
 
-/// Sizes of rynInitOptions that callers may have been compiled with.
+/// The documented sizes of rynInitOptions.
 constexpr std::size_t kOptionsWithoutHook = 24;
 constexpr std::size_t kOptionsWithHook = 32;
 static_assert(sizeof(rynInitOptions) == kOptionsWithHook);
 
-/// The caller's text of the working directory keeps the symbolic links in it, when it names that directory.
+constexpr unsigned kUmaskBits = 63; // those for group and other
+
+/// Uses the text of PWD, which keeps symbolic links, if it names the working directory.
 bool findCurrentDirectory(rynRegistry *registry, vek::PathText &directory) {
     vek::PathText userText;
     const char *environment = std::getenv("PWD");
@@ -52,7 +57,7 @@ int setCurrentDirectory(rynRegistry *registry) {
     if (!findCurrentDirectory(registry, directory)) {
         return ryni_do_fatal(nullptr, RYN_SYSTEM_ERROR, "unable to get current working directory");
     }
-    if (ryniStrcpy(&registry->currentDirectory, directory.c_str()) != RYN_OK) {
+    if (!ryn::replaceText(registry->currentDirectory, directory.view())) {
         return ryni_do_fatal(nullptr, RYN_MEMORY_ERROR, "rynInit() - 2");
     }
     return RYN_OK;
@@ -95,13 +100,14 @@ int readTopFile(rynRegistry *registry, const char *libraryFile) {
     if (status != RYN_OK) {
         return ryni_do_fatal(registry, status, error.c_str());
     }
-    return ryni_parse_veklib_file(path.c_str(), registry, nullptr);
+    ryn::RootProgress progress;
+    return ryn::readTopFile(*registry, path.c_str(), progress);
 }
 
 int create(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
            rynErrorHandler fatalHandler, const rynInitOptions *options, std::size_t optionsSize,
            OwnedRegistry &created) {
-    created.reset(ryniNewRegistry());
+    created.reset(ryn::newRegistry());
     if (!created) {
         return ryni_do_fatal(nullptr, RYN_MEMORY_ERROR, "rynInit() - 1");
     }
@@ -110,8 +116,8 @@ int create(const char *libraryFile, unsigned flags, rynWarningHandler warningHan
     created->warningHandler = warningHandler;
     created->unknownAssignHook = ryn::settings.unknownAssignHook;
     if (warningHandler == nullptr) {
-        created->warningHandler = ryniDefaultWarning;
-        ryniSetUseDefaultWarn();
+        created->warningHandler = ryn::printWarning;
+        ryn::setDefaultWarningUsed();
     }
     ryni_getenv_stat_cache();
     int status = setCurrentDirectory(created.get());
@@ -133,7 +139,7 @@ int rynInitEx(const char *libraryFile, unsigned flags, rynWarningHandler warning
         *handleOut = nullptr;
     }
     ryni_setUidGid();
-    ryniSetFirstFatalHandler(fatalHandler);
+    ryn::setFirstFatalHandler(fatalHandler);
     OwnedRegistry registry;
     const int status =
         create(libraryFile, flags, warningHandler, fatalHandler, options, optionsSize, registry);
@@ -165,6 +171,16 @@ int rynReleaseHandle(rynHandle handle) {
     if (registry == ryn::settings.defaultHandle) {
         ryn::settings.defaultHandle = nullptr;
     }
-    ryniFreeRegistry(registry);
+    ryn::freeRegistry(registry);
+    return RYN_OK;
+}
+
+int rynSetUmask(rynHandle handle, unsigned mask) {
+    rynRegistry *const registry = ryn::registryOf(handle);
+    if (registry == nullptr) {
+        return ryni_do_fatal(nullptr, RYN_INVALID_PARAMETER, "rynSetUmask()");
+    }
+    registry->flags |= RYN_FLAG_UMASK_SET;
+    registry->umask = mask & kUmaskBits;
     return RYN_OK;
 }

@@ -5,6 +5,10 @@
 #include <cstring>
 #include <string_view>
 
+// The lexer: removes the comment of a line, then splits it into a keyword and at most five arguments. There is no escape
+// character and no continuation line.
+
+namespace ryn {
 namespace {
 
 std::string_view upTo(std::string_view text, std::size_t end) {
@@ -15,8 +19,8 @@ bool isSpaceAt(std::string_view text, std::size_t at) {
     return at < text.size() && vek::isSpace(text[at]);
 }
 
-/// Only the first "#" is looked at: it begins a comment when white space stands on both sides, or on the left and
-/// nothing on the right.
+/// Removes a comment that begins with "#". Documented: only the first "#" of the line counts. It begins a comment if
+/// white space is before it, and white space or the end of the line after it.
 std::string_view withoutHashComment(std::string_view line) {
     const std::size_t at = line.find('#');
     if (at == std::string_view::npos || at == 0 || !isSpaceAt(line, at - 1)) {
@@ -32,7 +36,7 @@ std::string_view withoutTrailingSpace(std::string_view line) {
     return line;
 }
 
-/// The part of a line that counts, its leading white space included.
+/// Removes the line feed, the comment and trailing white space.
 std::string_view reduce(std::string_view line) {
     line = upTo(line, line.find('\n'));
     if (vek::startsWith(line, "--")) {
@@ -55,7 +59,7 @@ char *skipSpace(char *at) {
     return at;
 }
 
-/// Ends the word at `at` with a NUL. @return where the rest of the line begins
+/// Writes a NUL after the word at `at`. @return the rest of the line
 char *endWord(char *at) {
     while (*at != '\0' && !vek::isSpace(*at)) {
         ++at;
@@ -66,7 +70,7 @@ char *endWord(char *at) {
     return at;
 }
 
-/// Ends the quoted text at `at` with a NUL. @return where the rest of the line begins; null when it is not closed
+/// Replaces the closing quote of the text at `at` by a NUL. @return the rest of the line; null if there is no such quote
 char *endQuoted(char *at) {
     char *close = std::strchr(at, '"');
     if (close == nullptr) {
@@ -76,8 +80,8 @@ char *endQuoted(char *at) {
     return close + 1;
 }
 
-/// What stands behind the last argument is not looked at.
-Lexed lexArguments(char *at, ryniStatement &statement) {
+/// Documented: the text after the fifth argument is ignored.
+Lexed lexArguments(char *at, Statement &statement) {
     for (at = skipSpace(at); *at != '\0' && statement.count < kMaxArguments; at = skipSpace(at)) {
         const bool quoted = *at == '"';
         char *argument = quoted ? at + 1 : at;
@@ -92,7 +96,7 @@ Lexed lexArguments(char *at, ryniStatement &statement) {
 
 } // namespace
 
-Lexed ryniLex(const char *line, ryniStatement &statement) {
+Lexed lex(const char *line, Statement &statement) {
     const std::string_view text = reduce({line, strnlen(line, sizeof statement.line - 1)});
     copyLine(text, statement.line);
     copyLine(text, statement.copy);
@@ -103,3 +107,5 @@ Lexed ryniLex(const char *line, ryniStatement &statement) {
     }
     return lexArguments(endWord(statement.keyword), statement);
 }
+
+} // namespace ryn

@@ -17,22 +17,26 @@
 #include <memory>
 #include <string_view>
 
+// The reader. A file that includes another is suspended, and the files form a linked list of levels. So the depth of
+// INCLUDEs is limited neither by the stack nor by the number of descriptors.
+
+namespace ryn {
 namespace {
 
 struct Keyword {
     std::string_view name;
-    int arguments; ///< how many it needs
-    int (*execute)(const ryniCommand &);
+    int arguments; ///< number of arguments required
+    int (*execute)(const Command &);
 };
 
 constexpr std::array<Keyword, 7> kKeywords = {{
-    {"DEFINE", 2, ryniDefine},
-    {"SOFTDEFINE", 2, ryniSoftDefine},
-    {"UNDEFINE", 1, ryniUndefine},
-    {"INCLUDE", 1, ryniInclude},
-    {"SOFTINCLUDE", 1, ryniSoftInclude},
-    {"ASSIGN", 3, ryniAssign},
-    {"UNASSIGN", 2, ryniUnassign},
+    {"DEFINE", 2, executeDefine},
+    {"SOFTDEFINE", 2, executeSoftDefine},
+    {"UNDEFINE", 1, executeUndefine},
+    {"INCLUDE", 1, executeInclude},
+    {"SOFTINCLUDE", 1, executeSoftInclude},
+    {"ASSIGN", 3, executeAssign},
+    {"UNASSIGN", 2, executeUnassign},
 }};
 
 const Keyword *findKeyword(std::string_view word) {
@@ -44,15 +48,15 @@ const Keyword *findKeyword(std::string_view word) {
     return nullptr;
 }
 
-/// More arguments than needed are fine when they are a comment.
-bool hasRightArguments(const Keyword &keyword, const ryniStatement &statement) {
+/// More arguments are allowed if they begin with "#", as a comment.
+bool hasRightArguments(const Keyword &keyword, const Statement &statement) {
     if (statement.count <= keyword.arguments) {
         return statement.count == keyword.arguments;
     }
     return *statement.arguments[static_cast<std::size_t>(keyword.arguments)] == '#';
 }
 
-int execute(const ryniCommand &command, const ryniStatement &statement) {
+int execute(const Command &command, const Statement &statement) {
     const Keyword *keyword = findKeyword(statement.keyword);
     if (keyword == nullptr) {
         return command.diagnose(RYN_SYNTAX_ERROR, statement.keyword);
@@ -63,22 +67,21 @@ int execute(const ryniCommand &command, const ryniStatement &statement) {
     return keyword->execute(command);
 }
 
-/// Where a line stands.
-struct Place {
+/// The location of a line.
+struct Location {
     rynIncludedFile *file;
     const char *directory;
     int line;
 };
 
-/// Executes one line, up to the reading of a file that it includes.
-///
+/// Executes one line, except for reading a file that it includes.
 /// @param toRead  receives the path of that file
-int executeLine(rynRegistry *registry, const char *line, const Place &place, bool applyTmpNow,
+int executeLine(rynRegistry *registry, const char *line, const Location &location, bool applyTmpNow,
                 vek::OwnedText &toRead) {
-    ryniStatement statement; // NOLINT(cppcoreguidelines-pro-type-member-init): ryniLex() fills it
-    const ryniCommand command = {registry,    place.file, place.directory,    place.line,
-                                 applyTmpNow, toRead,     statement.arguments};
-    switch (ryniLex(line, statement)) {
+    Statement statement; // NOLINT(cppcoreguidelines-pro-type-member-init): lex() fills it
+    const Command command = {registry,    location.file, location.directory, location.line,
+                             applyTmpNow, toRead,        statement.arguments};
+    switch (lex(line, statement)) {
     case Lexed::Nothing:
         return RYN_OK;
     case Lexed::SyntaxError:
@@ -95,13 +98,13 @@ vek::OwnedText directoryOf(const char *path) {
     return vek::copyText({path, slash == 0 ? 1 : slash});
 }
 
-/// One file that is being read. Its includer is suspended.
+/// A file that is being read. Its includer is suspended.
 struct Level {
     Level *includer;
-    int openIncluders; ///< how many of its includers hold a descriptor
+    int openIncluders; ///< number of its includers that have a descriptor open
     rynIncludedFile *file;
     vek::OwnedText directory;
-    ryn::FileText text;
+    FileText text;
     int line;
     int status; ///< of its last line
 };
@@ -114,14 +117,14 @@ struct FreeLevel {
 };
 using OwnedLevel = std::unique_ptr<Level, FreeLevel>;
 
-/// Includers with a long rest that keep their descriptors. Few: a statement may need descriptors, too.
+/// Suspended files with a long rest that keep their descriptors. Few, since statements need descriptors as well.
 constexpr int kMaxOpenIncluders = 4;
 
-/// Reads a file and the files that it includes. They are levels of a list, so that the depth of INCLUDEs is limited
-/// neither by the stack nor by the number of descriptors.
+/// Reads a file and the files that it includes.
 class Reader {
   public:
-    explicit Reader(rynRegistry *registry) : registry_(registry) {}
+    /// @param progress  of the global temporary root during a creation; null applies the root in full after each file
+    Reader(rynRegistry *registry, RootProgress *progress) : registry_(registry), progress_(progress) {}
     ~Reader() {
         while (level_ != nullptr) {
             pop(); // Not reached: read() returns after it has closed the last file
@@ -131,7 +134,7 @@ class Reader {
     Reader &operator=(const Reader &) = delete;
 
     /// @param recordOut  null, or receives the record of the file once it is open
-    /// @return the result of the file
+    /// @return the status of the file
     int read(const char *path, rynIncludedFile **recordOut) {
         int result = enter(path);
         if (recordOut != nullptr && level_ != nullptr) {
@@ -149,7 +152,7 @@ class Reader {
     }
 
   private:
-    /// Begins to read a file. @return RYN_OK, or the code of a failure, which has been reported
+    /// Opens a file as the innermost level. @return RYN_OK, or the code of a failure that has been reported
     int enter(const char *path) {
         ryni_setLastErr(RYN_OK);
         rynIncludedFile *file = nullptr;
@@ -177,14 +180,14 @@ class Reader {
         return RYN_OK;
     }
 
-    /// The levels that hold a descriptor while a file that `level` includes is read.
+    /// The number of levels with an open descriptor while a file that `level` includes is read.
     static int openUpTo(const Level &level) { return level.openIncluders + (level.text.isOpen() ? 1 : 0); }
 
     int reportNoMemory() { return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()"); }
 
     void include(const char *path) {
         if (!level_->text.suspend(level_->openIncluders < kMaxOpenIncluders)) {
-            return; // the reading of this level has ended
+            return; // the error ends this level
         }
         const int status = enter(path);
         if (status != RYN_OK) {
@@ -196,7 +199,7 @@ class Reader {
     int record(const char *path, rynIncludedFile *&file) {
         vek::PathText nsl;
         vek::PathText error;
-        const int status = ryn::generateNslPath(path, nsl, error, registry_);
+        const int status = generateNslPath(path, nsl, error, registry_);
         if (status == RYN_INTERNAL_ERROR && std::strchr(path, '/') == nullptr) {
             return ryni_do_fatal(registry_, status, "ryni_parse_veklib_file() - 1");
         }
@@ -204,26 +207,26 @@ class Reader {
             return ryni_do_fatal(registry_, status, error.c_str());
         }
         const char *context = nullptr;
-        file = ryniAddFile(registry_, path, nsl.c_str(), &context);
+        file = addFile(*registry_, path, nsl.c_str(), context);
         return file != nullptr ? RYN_OK : ryni_do_fatal(registry_, RYN_MEMORY_ERROR, context);
     }
 
-    /// @return false at the end of the file, and after the first line whose status is not 0
+    /// @return false at the end of the file, and after the first line whose status is not RYN_OK
     bool executeNextLine(vek::OwnedText &included) {
         if (level_->status != RYN_OK || !level_->text.next(line_)) {
             return false;
         }
-        const Place place = {level_->file, level_->directory.get(), ++level_->line};
-        level_->status = executeLine(registry_, line_.data(), place, false, included);
+        const Location location = {level_->file, level_->directory.get(), ++level_->line};
+        level_->status = executeLine(registry_, line_.data(), location, false, included);
         return true;
     }
 
-    /// Ends the reading of the innermost file and continues with its includer. @return the file's result
+    /// Ends the innermost file and continues with its includer. @return the status of the file
     int leave() {
         const int result = resultOf(*level_);
         const OwnedLevel level = pop();
         if (level_ == nullptr) {
-            return result; // the caller records where the first file was included
+            return result; // the caller records the location of the INCLUDE of the first file
         }
         if (result == RYN_OK) {
             level->file->includedFrom = level_->file;
@@ -244,9 +247,9 @@ class Reader {
         default:
             return ryni_do_fatal(registry_, RYN_SYSTEM_ERROR, level.file->path);
         }
-        const int rootStatus = sAddGlobalTmppath(registry_, level.directory.get());
+        const int rootStatus = applyGlobalRoot(*registry_, level.directory.get(), progress_);
         if (ryni_useDefaultWarn() != 0) {
-            // With the default handler every diagnostic is a failure, though reading went on after it.
+            // Documented: any diagnostic of the default handler is the status of the file.
             return ryni_getLastErr();
         }
         return level.status != RYN_OK ? level.status : rootStatus;
@@ -259,20 +262,27 @@ class Reader {
     }
 
     rynRegistry *registry_;
+    RootProgress *progress_;
     Level *level_ = nullptr; ///< the innermost file
     vek::LineBuffer line_ = {};
 };
 
 } // namespace
 
+int readTopFile(rynRegistry &registry, const char *path, RootProgress &progress) {
+    return Reader(&registry, &progress).read(path, nullptr);
+}
+
+} // namespace ryn
+
 int ryni_parse_veklib_file(const char *path, rynRegistry *registry, rynIncludedFile **recordOut) {
-    return Reader(registry).read(path, recordOut);
+    return ryn::Reader(registry, nullptr).read(path, recordOut);
 }
 
 int ryni_process_command(rynRegistry *registry, const char *line, const char *directory,
                          rynIncludedFile *file, int lineNumber, int applyTmpNow) {
     vek::OwnedText included;
-    int status = executeLine(registry, line, {file, directory, lineNumber}, applyTmpNow != 0, included);
+    int status = ryn::executeLine(registry, line, {file, directory, lineNumber}, applyTmpNow != 0, included);
     if (!included) {
         return status;
     }
@@ -286,19 +296,22 @@ int ryni_process_command(rynRegistry *registry, const char *line, const char *di
 }
 
 void rynAddCommand(rynHandle handle, const char *text) {
-    static struct {
-        char empty[1];
-        rynIncludedFile file;
-    } pseudo;
-    rynRegistry *registry = ryn::registryOf(handle);
+    // Documented: the record of the file of these statements, with empty paths. Libraries and attributes point to it.
+    static char emptyPath[1];
+    static rynIncludedFile pseudoFile = {.next = nullptr,
+                                         .path = emptyPath,
+                                         .nslPath = emptyPath,
+                                         .includedFrom = nullptr,
+                                         .line = 0,
+                                         .nextInIndex = nullptr,
+                                         .nslHash = 0};
+    rynRegistry *const registry = ryn::registryOf(handle);
     if (registry == nullptr || text == nullptr) {
         ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynAddCommand()");
         return;
     }
-    pseudo.file.path = pseudo.empty;
-    pseudo.file.nslPath = pseudo.empty;
     const rynWarningHandler handler = registry->warningHandler;
-    registry->warningHandler = ryniSilentWarning;
-    ryni_process_command(registry, text, registry->currentDirectory, &pseudo.file, 0, 1);
+    registry->warningHandler = ryn::silentWarning;
+    ryni_process_command(registry, text, registry->currentDirectory, &pseudoFile, 0, 1);
     registry->warningHandler = handler;
 }

@@ -1,7 +1,7 @@
 #include "libdef/paths/ryni_library_reuse.h"
 
 #include "common/text/ascii.h"
-#include "libdef/registry/ryni_reuse.h"
+#include "libdef/registry/ryni_indexes.h"
 
 #include <string_view>
 
@@ -33,5 +33,5 @@ int ryniLibPathReused(rynRegistry *registry, const char *path, rynLibrary **matc
     if (matchesOut != nullptr) {
         listMatches(*registry, path, matchesOut, capacity);
     }
-    return ryniCountDirectories(registry->directoryIndex, path);
+    return registry->indexes->directories.count(path);
 }

@@ -1,9 +1,13 @@
 #include "libdef/ryn.h"
 
-#include "libdef/registry/ryni_registry.h"
+#include "common/containers/growing_array.h"
+#include "libdef/registry/ryni_index_hash.h"
+#include "libdef/registry/ryni_records.h"
 #include "libdef/registry/ryni_settings.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -41,7 +45,7 @@ void dumpLibrary(const rynLibrary &library, FILE *stream) {
         std::fprintf(stream, "  PACKEDLIB at %s\n", library.packedFile);
     }
     if (library.explicitTmp != nullptr) {
-        const bool fromGlobal = (library.flags & RYNI_LIB_TMP_FROM_GLOBAL) != 0;
+        const bool fromGlobal = (library.flags & ryn::kTmpFromGlobal) != 0;
         std::fprintf(stream, "  %sTMPDIR    at %s\n           (%s)\n", fromGlobal ? "FromGlobal " : "",
                      library.explicitTmp, library.explicitTmpNsl);
     }
@@ -60,30 +64,61 @@ void dumpLibraries(const rynRegistry &registry, FILE *stream) {
     }
 }
 
-void markInBuckets(rynRegistry &registry) {
-    const int ignoreCase = ryn::ignoresCase() ? 1 : 0;
-    for (uint32_t bucket = 0; bucket < RYNI_BUCKETS; ++bucket) {
-        for (rynLibrary *library = registry.buckets[bucket]; library != nullptr;
+/// A set of libraries: a sorted array. Without memory for it, the list that it stands for is searched instead.
+class LibrarySet {
+  public:
+    void add(const rynLibrary *library) { isComplete_ = isComplete_ && libraries_.push(std::move(library)); }
+
+    /// Call it once, after the last add().
+    void sort() {
+        if (!libraries_.empty()) {
+            std::sort(&libraries_[0], &libraries_[0] + libraries_.size());
+        }
+    }
+
+    /// @param head, next  the list
+    [[nodiscard]] bool contains(const rynLibrary *library, const rynLibrary *head,
+                                rynLibrary *rynLibrary::*next) const {
+        if (isComplete_) {
+            return !libraries_.empty() &&
+                   std::binary_search(&libraries_[0], &libraries_[0] + libraries_.size(), library);
+        }
+        while (head != nullptr && head != library) {
+            head = head->*next;
+        }
+        return head != nullptr;
+    }
+
+  private:
+    vek::GrowingArray<const rynLibrary *> libraries_;
+    bool isComplete_ = true;
+};
+
+void dumpInconsistencies(const rynRegistry &registry, FILE *stream) {
+    const bool ignoreCase = ryn::ignoresCase();
+    LibrarySet inBuckets; // those that are in the bucket of their name
+    for (uint32_t bucket = 0; bucket < ryn::kBuckets; ++bucket) {
+        for (const rynLibrary *library = registry.buckets[bucket]; library != nullptr;
              library = library->nextInBucket) {
-            if (ryniNameBucket(library->name, ignoreCase) == bucket) {
-                library->dumpedFromBucket = registry.dumps;
+            if (ryn::bucketOf(library->name, ignoreCase) == bucket) {
+                inBuckets.add(library);
             }
         }
     }
-}
-
-void dumpInconsistencies(rynRegistry &registry, FILE *stream) {
-    ++registry.dumps;
-    markInBuckets(registry);
-    for (rynLibrary *library = registry.libraries.head; library != nullptr; library = library->nextInOrder) {
-        library->dumpedFromOrder = registry.dumps;
-        if (library->dumpedFromBucket != registry.dumps) {
+    inBuckets.sort();
+    LibrarySet inOrder;
+    for (const rynLibrary *library = registry.libraries.head; library != nullptr;
+         library = library->nextInOrder) {
+        inOrder.add(library);
+        const rynLibrary *const chain = registry.buckets[ryn::bucketOf(library->name, ignoreCase)];
+        if (!inBuckets.contains(library, chain, &rynLibrary::nextInBucket)) {
             std::fprintf(stream, "ERROR: library %s is not on hash table.\n", library->name);
         }
     }
+    inOrder.sort();
     for (const rynLibrary *chain : registry.buckets) {
         for (const rynLibrary *library = chain; library != nullptr; library = library->nextInBucket) {
-            if (library->dumpedFromOrder != registry.dumps) {
+            if (!inOrder.contains(library, registry.libraries.head, &rynLibrary::nextInOrder)) {
                 std::fprintf(stream, "ERROR: library %s is not on list.\n", library->name);
             }
         }
@@ -92,13 +127,13 @@ void dumpInconsistencies(rynRegistry &registry, FILE *stream) {
 
 void dumpBuckets(const rynRegistry &registry, FILE *stream) {
     std::fputs("\nHash Table Stats:\n", stream);
-    for (int bucket = 0; bucket < RYNI_BUCKETS; ++bucket) {
+    for (int bucket = 0; bucket < ryn::kBuckets; ++bucket) {
         const rynLibrary *library = registry.buckets[bucket];
         if (library == nullptr) {
             continue;
         }
         std::fprintf(stream, "%3d ", bucket);
-        // No separator stands between the names: readers of the dump expect them so.
+        // Documented: the names are printed without a separator.
         for (; library != nullptr; library = library->nextInBucket) {
             std::fputs(library->name, stream);
         }
@@ -121,7 +156,7 @@ void dumpGlobalTmp(const rynRegistry &registry, FILE *stream) {
 
 void rynDumpEverything(rynHandle handle, FILE *stream) {
     FILE *out = stream == nullptr ? stdout : stream;
-    rynRegistry *registry = ryn::registryOf(handle);
+    const rynRegistry *const registry = ryn::registryOf(handle);
     if (registry == nullptr) {
         std::fputs("Invalid handle.\n", out);
         return;

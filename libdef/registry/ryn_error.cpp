@@ -1,7 +1,7 @@
 #include "libdef/registry/ryni_error.h"
 
 #include "common/base/vek_version.h"
-#include "libdef/registry/ryni_registry.h"
+#include "libdef/registry/ryni_records.h"
 
 #include <array>
 #include <cstddef>
@@ -10,13 +10,16 @@
 [[gnu::used, gnu::retain]] const char ryniIdentString[] =
     "@(#)$VEK: RYN version 06.01 09/07/2006 03:05 (vek-" VEK_VERSION ") $";
 
-static struct {
-    int lastError;
-    int usesDefaultWarning;
-    rynErrorHandler fatalHandler;
-} errorState;
-
 namespace {
+
+/// The error state of the process.
+struct ErrorState {
+    int lastError;
+    bool usesDefaultWarning;
+    rynErrorHandler fatalHandler;
+};
+
+ErrorState errorState;
 
 /// Indexed by code.
 constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
@@ -60,7 +63,7 @@ constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
     "Invalid error number",
 };
 
-/// What a report shows for a text that there is not.
+/// Reports print "(null)" for a null text, like printf() of glibc.
 const char *orNull(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
@@ -96,19 +99,6 @@ int ryni_do_error(const rynRegistry *registry, int code, const char *text) {
     return code;
 }
 
-int ryniDefaultWarning(int code, const char *object, const char *file, int line) {
-    static_cast<void>(std::fprintf(stderr, "Error at line %d of %s for %s:\n\t%s\n", line, orNull(file),
-                                   orNull(object), rynGetErrorMsg(code)));
-    if (code != RYN_OK) {
-        errorState.lastError = code;
-    }
-    return RYN_OK;
-}
-
-int ryniSilentWarning(int code, const char * /*object*/, const char * /*file*/, int /*line*/) {
-    return code;
-}
-
 int ryni_getLastErr(void) {
     return errorState.lastError;
 }
@@ -118,14 +108,27 @@ void ryni_setLastErr(int code) {
 }
 
 int ryni_useDefaultWarn(void) {
-    return errorState.usesDefaultWarning;
+    return errorState.usesDefaultWarning ? 1 : 0;
 }
 
-void ryniSetUseDefaultWarn(void) {
-    errorState.usesDefaultWarning = 1;
+int ryn::printWarning(int code, const char *object, const char *file, int line) {
+    static_cast<void>(std::fprintf(stderr, "Error at line %d of %s for %s:\n\t%s\n", line, orNull(file),
+                                   orNull(object), rynGetErrorMsg(code)));
+    if (code != RYN_OK) {
+        errorState.lastError = code;
+    }
+    return RYN_OK;
 }
 
-void ryniSetFirstFatalHandler(rynErrorHandler handler) {
+int ryn::silentWarning(int code, const char * /*object*/, const char * /*file*/, int /*line*/) {
+    return code;
+}
+
+void ryn::setDefaultWarningUsed() {
+    errorState.usesDefaultWarning = true;
+}
+
+void ryn::setFirstFatalHandler(rynErrorHandler handler) {
     if (errorState.fatalHandler == nullptr) {
         errorState.fatalHandler = handler;
     }

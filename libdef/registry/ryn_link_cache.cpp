@@ -3,80 +3,66 @@
 #include "common/base/owned.h"
 #include "common/platform/system_path.h"
 #include "common/text/fixed_text.h"
-#include "libdef/registry/ryni_index_hash.h"
+#include "libdef/registry/ryni_indexes.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+// The results of readlink() are kept in the documented buckets and in a hash table, which serves the lookups. They are
+// valid until the registry is freed: nothing invalidates them.
+
 namespace {
 
-/// What a link read came to, as it is remembered.
-struct Outcome {
-    std::string_view target; ///< empty when the read failed
-    int32_t length;
-    int32_t error;
+/// The result of one readlink().
+struct LinkResult {
+    std::string_view target; ///< empty after a failure
+    int32_t length;          ///< -1 after a failure
+    int32_t error;           ///< an errno value, or 0
 };
 
-/// @param target  room for the target
-Outcome ask(const char *path, vek::PathText &target) {
-    const int error = vek::readLink(path, target);
-    return {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
-}
-
-/// Keeps the outcome of a path that is not in the cache yet. Without memory it is forgotten, and the system
-/// asked again.
-void remember(rynRegistry &registry, const char *path, uint32_t hash, const Outcome &outcome) {
+/// Caches the result for a path that is not in the cache. Without memory it is not cached.
+void store(rynRegistry &registry, const char *path, uint32_t hash, const LinkResult &result) {
     vek::OwnedText pathCopy = vek::copyText(path);
-    vek::OwnedText targetCopy = outcome.length < 0 ? nullptr : vek::copyText(outcome.target);
-    auto *link = static_cast<rynLink *>(std::malloc(sizeof(rynLink)));
-    if (!pathCopy || (outcome.length >= 0 && !targetCopy) || link == nullptr) {
+    vek::OwnedText targetCopy = result.length < 0 ? nullptr : vek::copyText(result.target);
+    auto *const link = static_cast<rynLink *>(std::malloc(sizeof(rynLink)));
+    if (!pathCopy || (result.length >= 0 && !targetCopy) || link == nullptr) {
         std::free(link);
         return;
     }
-    rynLink *&head = registry.links[ryniNameBucket(path, 0)];
-    *link = {head, pathCopy.release(), targetCopy.release(), outcome.length, outcome.error, nullptr, hash};
+    rynLink *&head = registry.links[ryn::bucketOf(path, false)];
+    *link = {head, pathCopy.release(), targetCopy.release(), result.length, result.error, nullptr, hash};
     head = link;
-    static_cast<void>(registry.linkIndex.insert(*link)); // cannot fail: the index was allocated
+    static_cast<void>(registry.indexes->links.insert(*link)); // it has buckets
 }
 
-/// Hands an outcome out, the target cut to the caller's buffer.
-ssize_t deliver(const Outcome &outcome, char *targetOut, std::size_t size) {
+/// Stores the target, cut to fit, and sets errno. @return the length of the whole target
+ssize_t returnResult(const LinkResult &result, char *targetOut, std::size_t size) {
     if (size != 0) {
-        const std::size_t fitting = outcome.target.size() < size ? outcome.target.size() : size - 1;
-        std::memcpy(targetOut, outcome.target.data(), fitting);
+        const std::size_t fitting = result.target.size() < size ? result.target.size() : size - 1;
+        std::memcpy(targetOut, result.target.data(), fitting);
         targetOut[fitting] = '\0';
     }
-    errno = outcome.error;
-    return outcome.length;
+    errno = result.error;
+    return result.length;
 }
 
 } // namespace
 
-namespace ryn {
-
-void freeLinkCache(rynRegistry &registry) {
-    registry.linkIndex.clear([](rynLink &link) {
-        std::free(link.path);
-        std::free(link.target);
-        std::free(&link);
-    });
-}
-
-} // namespace ryn
-
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
-    const uint32_t hash = ryniIndexHash(path, 0);
-    const rynLink *known = registry == nullptr ? nullptr : registry->linkIndex.find(ryn::PathKey{path, hash});
-    if (known != nullptr) {
-        return deliver({known->target == nullptr ? "" : known->target, known->length, known->error},
-                       targetOut, size);
+    const ryn::LinkKey key = {path, ryn::indexHash(path)};
+    if (registry != nullptr) {
+        if (const rynLink *const known = registry->indexes->links.find(key)) {
+            return returnResult({known->target == nullptr ? "" : known->target, known->length, known->error},
+                                targetOut, size);
+        }
     }
     vek::PathText target;
-    const Outcome outcome = ask(path, target);
+    const int error = vek::readLink(path, target);
+    const LinkResult result = {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
     if (registry != nullptr) {
-        remember(*registry, path, hash, outcome);
+        store(*registry, path, key.hash, result);
     }
-    return deliver(outcome, targetOut, size);
+    return returnResult(result, targetOut, size);
 }

@@ -5,14 +5,26 @@
 #include <cstdlib>
 #include <cstring>
 
-int ryniStrcpy(char **field, const char *text) {
-    const std::size_t size = std::strlen(text) + 1;
-    if (*field != nullptr && std::strlen(*field) + 1 >= size) {
-        std::memmove(*field, text, size);
-        return RYN_OK;
+bool ryn::replaceText(char *&field, std::string_view text) {
+    if (field != nullptr && std::strlen(field) >= text.size()) {
+        std::memmove(field, text.data(), text.size());
+        field[text.size()] = '\0';
+        return true;
     }
     vek::OwnedText copy = vek::copyText(text);
+    if (!copy) {
+        return false;
+    }
+    std::free(field);
+    field = copy.release();
+    return true;
+}
+
+int ryniStrcpy(char **field, const char *text) {
+    if (ryn::replaceText(*field, text)) {
+        return RYN_OK;
+    }
     std::free(*field);
-    *field = copy.release();
-    return *field == nullptr ? RYN_MEMORY_ERROR : RYN_OK;
+    *field = nullptr;
+    return RYN_MEMORY_ERROR;
 }

@@ -1,99 +1,100 @@
 #include "libdef/registry/ryni_reuse.h"
 
-#include "common/containers/intrusive_hash.h"
-#include "common/text/path_components.h"
 #include "libdef/registry/ryni_index_hash.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string_view>
 
 namespace {
 
-/// One path, as a component below the path in front of it. A node exists while a directory is at or below it.
-struct Node {
-    Node *link;
-    Node *parent;
-    const char *component;
-    std::size_t size;
-    int exact; ///< directories that are this path
-    int below; ///< directories that are this path or lie in it
-    uint32_t hash;
+/// Splits a path at every "/", so that "/a" begins with an empty component. One path contains another if and only if its
+/// components are the first of the other's.
+class Components {
+  public:
+    explicit Components(std::string_view path) : rest_(path) {}
 
-    [[nodiscard]] std::string_view name() const { return {component, size}; }
-};
+    [[nodiscard]] bool done() const { return done_; }
 
-/// What the node of a component below `parent` is found by.
-struct NodeKey {
-    Node *parent;
-    std::string_view component;
-    uint32_t hash;
-};
-
-struct NodeTraits {
-    static Node *&link(Node &node) { return node.link; }
-    static uint32_t hash(const Node &node) { return node.hash; }
-    static uint32_t hash(const NodeKey &key) { return key.hash; }
-    static bool matches(const Node &node, const NodeKey &key) {
-        return node.hash == key.hash && node.parent == key.parent && node.name() == key.component;
+    std::string_view next() {
+        const std::size_t slash = rest_.find('/');
+        done_ = slash == std::string_view::npos;
+        const std::string_view component(rest_.data(), done_ ? rest_.size() : slash);
+        rest_.remove_prefix(done_ ? rest_.size() : slash + 1);
+        return component;
     }
+
+  private:
+    std::string_view rest_;
+    bool done_ = false;
 };
 
 } // namespace
 
-struct rynDirectoryIndex {
-    vek::IntrusiveHash<Node, NodeTraits> nodes;
-    Node root;
-};
+namespace ryn {
 
-namespace {
-
-NodeKey keyOf(Node *parent, std::string_view component) {
-    return {parent, component, ryniIndexHash(component, reinterpret_cast<uintptr_t>(parent))};
+DirectoryIndex::~DirectoryIndex() {
+    nodes_.clear([](Node &node) { std::free(&node); });
 }
 
-/// Adds the node of a key that is not in the index. The component is stored after the node.
-Node *add(rynDirectoryIndex &index, const NodeKey &key) {
-    const std::size_t size = key.component.size();
-    auto *node = static_cast<Node *>(std::malloc(sizeof(Node) + size));
+bool DirectoryIndex::add(std::string_view path) {
+    Node *const node = reach(path);
     if (node == nullptr) {
+        return false;
+    }
+    count(node, 1);
+    return true;
+}
+
+void DirectoryIndex::remove(std::string_view path) {
+    Node *node = &root_;
+    for (Components components(path); !components.done() && node != nullptr;) {
+        node = nodes_.find(keyOf(node, components.next()));
+    }
+    if (node != nullptr) {
+        count(node, -1);
+        prune(node);
+    }
+}
+
+int DirectoryIndex::count(std::string_view path) const {
+    const Node *node = &root_;
+    int count = 0;
+    for (Components components(path); !components.done();) {
+        node = nodes_.find(keyOf(node, components.next()));
+        if (node == nullptr) {
+            return count;
+        }
+        count += components.done() ? node->below : node->exact;
+    }
+    return count;
+}
+
+DirectoryIndex::Key DirectoryIndex::keyOf(const Node *parent, std::string_view component) {
+    return {parent, component, indexHash(component, reinterpret_cast<uintptr_t>(parent))};
+}
+
+DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, const Key &key) {
+    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + key.component.size())));
+    if (!node) {
         return nullptr;
     }
-    char *text = reinterpret_cast<char *>(node + 1);
-    if (size != 0) {
-        std::memcpy(text, key.component.data(), size);
-    }
-    *node = {nullptr, key.parent, text, size, 0, 0, key.hash};
-    static_cast<void>(index.nodes.insert(*node)); // cannot fail: the index was allocated
-    return node;
+    char *const text = reinterpret_cast<char *>(node.get() + 1);
+    std::memcpy(text, key.component.data(), key.component.size());
+    *node = {nullptr, parent, text, key.component.size(), 0, 0, key.hash};
+    return nodes_.insert(*node) ? node.release() : nullptr;
 }
 
-/// Frees `node` and the nodes above it as far as nothing lies there any more.
-void prune(rynDirectoryIndex *index, Node *node) {
-    while (node != &index->root && node->below == 0) {
-        Node *parent = node->parent;
-        index->nodes.remove(*node);
-        std::free(node);
-        node = parent;
-    }
-}
-
-/// @return the node of `path`, made where it was missing; null when memory is exhausted
-Node *reach(rynDirectoryIndex *index, const char *path) {
-    Node *node = &index->root;
-    vek::PathComponents components{std::string_view(path)};
-    std::string_view component;
-    while (components.next(component)) {
-        const NodeKey key = keyOf(node, component);
-        Node *child = index->nodes.find(key);
+/// @return the node of `path`, created if it is missing; null if memory is exhausted
+DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
+    Node *node = &root_;
+    for (Components components(path); !components.done();) {
+        const Key key = keyOf(node, components.next());
+        Node *child = nodes_.find(key);
         if (child == nullptr) {
-            child = add(*index, key);
+            child = insert(node, key);
         }
         if (child == nullptr) {
-            prune(index, node);
+            prune(node);
             return nullptr;
         }
         node = child;
@@ -101,70 +102,22 @@ Node *reach(rynDirectoryIndex *index, const char *path) {
     return node;
 }
 
-void countUpward(Node *node, int change) {
+/// Frees `node` and its ancestors up to the first that still counts a directory.
+void DirectoryIndex::prune(Node *node) {
+    while (node != &root_ && node->below == 0) {
+        Node *const parent = node->parent;
+        nodes_.remove(*node);
+        std::free(node);
+        node = parent;
+    }
+}
+
+/// Changes the counts of a node and its ancestors.
+void DirectoryIndex::count(Node *node, int change) {
     node->exact += change;
     for (; node != nullptr; node = node->parent) {
         node->below += change;
     }
 }
 
-} // namespace
-
-rynDirectoryIndex *ryniNewDirectoryIndex(void) {
-    auto *index = static_cast<rynDirectoryIndex *>(std::malloc(sizeof(rynDirectoryIndex)));
-    if (index == nullptr) {
-        return nullptr;
-    }
-    std::construct_at(index);
-    if (!index->nodes.allocate()) {
-        ryniFreeDirectoryIndex(index);
-        return nullptr;
-    }
-    return index;
-}
-
-void ryniFreeDirectoryIndex(rynDirectoryIndex *index) {
-    if (index == nullptr) {
-        return;
-    }
-    index->nodes.clear([](Node &node) { std::free(&node); });
-    std::destroy_at(index);
-    std::free(index);
-}
-
-int ryniAddDirectory(rynDirectoryIndex *index, const char *path) {
-    Node *node = reach(index, path);
-    if (node == nullptr) {
-        return 0;
-    }
-    countUpward(node, 1);
-    return 1;
-}
-
-void ryniDropDirectory(rynDirectoryIndex *index, const char *path) {
-    Node *node = &index->root;
-    vek::PathComponents components{std::string_view(path)};
-    std::string_view component;
-    while (node != nullptr && components.next(component)) {
-        node = index->nodes.find(keyOf(node, component));
-    }
-    if (node != nullptr) {
-        countUpward(node, -1);
-        prune(index, node);
-    }
-}
-
-int ryniCountDirectories(rynDirectoryIndex *index, const char *path) {
-    Node *node = &index->root;
-    int count = 0;
-    vek::PathComponents components{std::string_view(path)};
-    std::string_view component;
-    while (components.next(component)) {
-        node = index->nodes.find(keyOf(node, component));
-        if (node == nullptr) {
-            return count;
-        }
-        count += components.isEnd() ? node->below : node->exact;
-    }
-    return count;
-}
+} // namespace ryn

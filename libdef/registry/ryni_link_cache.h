@@ -1,9 +1,9 @@
 #ifndef RYNI_LINK_CACHE_H
 #define RYNI_LINK_CACHE_H
 
-/// The link cache of a registry: the results of readlink(), each read once per path.
+/// The link cache of a registry: readlink() is called once for each path.
 
-#include "libdef/registry/ryni_registry.h"
+#include "libdef/registry/ryni_records.h"
 
 #include <stddef.h>
 #include <sys/types.h>
@@ -19,12 +19,5 @@ VEK_BEGIN_DECLS
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry);
 
 VEK_END_DECLS
-
-namespace ryn {
-
-/// Frees all entries and the index.
-void freeLinkCache(rynRegistry &registry);
-
-} // namespace ryn
 
 #endif

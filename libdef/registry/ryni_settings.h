@@ -7,9 +7,6 @@
 
 VEK_BEGIN_DECLS
 
-/// @return 1 if paths must exist: for `registry`, or by default if it is null; otherwise 0
-int ryniCheckPathNoneExistWarnFlag(const rynRegistry *registry);
-
 /// @return the library-check setting: 1 if libraries must have a VEKLIBRARY entry, otherwise 0
 int ryni_doVekLibCheck(void);
 

@@ -1,6 +1,8 @@
 // ASSIGN and UNASSIGN.
 
 #include "libdef/language/ryni_parse.h"
+
+#include "libdef/registry/ryni_attributes.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -259,7 +261,7 @@ TEST(RynAssign, ATmpOfItsOwnTakesALibraryOutOfTheGlobalRoot) {
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     EXPECT_EQ(definitions.library("a")->flags, 0U);
     EXPECT_EQ(definitions.library("a")->explicitTmp, definitions.path("t"));
-    EXPECT_EQ(definitions.library("b")->flags, static_cast<unsigned>(RYNI_LIB_TMP_FROM_GLOBAL));
+    EXPECT_EQ(definitions.library("b")->flags, static_cast<unsigned>(ryn::kTmpFromGlobal));
     EXPECT_EQ(definitions.library("b")->explicitTmp, definitions.path("root/b"));
 }
 
@@ -388,7 +390,7 @@ TEST(RynAssign, AfterAnUnassignTheNextFilesEndGivesTheGlobalDirectory) {
               0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     EXPECT_EQ(definitions.library("lib")->explicitTmp, definitions.path("root/lib"));
-    EXPECT_EQ(definitions.library("lib")->flags, static_cast<unsigned>(RYNI_LIB_TMP_FROM_GLOBAL));
+    EXPECT_EQ(definitions.library("lib")->flags, static_cast<unsigned>(ryn::kTmpFromGlobal));
 }
 
 // ---- memory
@@ -438,6 +440,59 @@ TEST(RynAssign, MissingMemoryForANewValueKeepsTheOldOne) {
     EXPECT_EQ(execute(definitions, "ASSIGN lib old a-longer-value", 7), 0);
     EXPECT_EQ(recorded.diagnostics, (Diagnostics{{2, "OLD", definitions.path("vek.lib"), 7}}));
     EXPECT_EQ(attributesOf(definitions.library("lib")), Names{"OLD=x@2"});
+}
+
+// ---- many attributes
+
+TEST(RynAssign, ManyAttributesAreListedNewestFirst) {
+    constexpr int kCount = 1000;
+    Definitions definitions;
+    std::string text = "DEFINE lib a\n";
+    for (int i = 0; i < kCount; ++i) {
+        text += "ASSIGN lib A" + std::to_string(i) + " old\n";
+    }
+    for (int i = 0; i < kCount; i += 2) {
+        text += "ASSIGN lib a" + std::to_string(i) + " new\n"; // keeps its position in the list
+    }
+    for (int i = 0; i < kCount; i += 5) {
+        text += "UNASSIGN lib A" + std::to_string(i) + "\n";
+    }
+    ASSERT_EQ(definitions.load(text), RYN_OK);
+    const rynAttribute *attribute = definitions.library("lib")->attributes;
+    for (int i = kCount - 1; i >= 0; --i) {
+        const char *file = nullptr;
+        int line = 0;
+        const std::string name = "A" + std::to_string(i);
+        const int status = rynWhereAssigned(definitions.handle, "lib", name.c_str(), &file, &line);
+        if (i % 5 == 0) {
+            ASSERT_EQ(status, RYN_ATTRIBUTE_NOT_ASSIGNED) << name;
+            continue;
+        }
+        ASSERT_EQ(status, RYN_OK) << name;
+        ASSERT_EQ(line, i % 2 == 0 ? kCount + 2 + i / 2 : 2 + i) << name;
+        ASSERT_NE(attribute, nullptr);
+        ASSERT_EQ(attribute->name, name);
+        ASSERT_STREQ(attribute->value, i % 2 == 0 ? "new" : "old");
+        attribute = attribute->next;
+    }
+    EXPECT_EQ(attribute, nullptr);
+}
+
+TEST(RynAssign, ManyAttributesAreFoundWithoutMemoryForTheirIndex) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\n"), RYN_OK);
+    rynLibrary *const library = definitions.library("lib");
+    for (int i = 0; i < 20; ++i) {
+        test::faults::failAllocation(3); // after the record and the value
+        ASSERT_TRUE(ryn::setAttribute(*library, "A" + std::to_string(i), "v", nullptr, i));
+        test::faults::reset();
+    }
+    for (int i = 0; i < 20; ++i) {
+        const rynAttribute *const attribute = ryn::findAttribute(*library, "A" + std::to_string(i));
+        ASSERT_NE(attribute, nullptr) << i;
+        EXPECT_EQ(attribute->line, i);
+    }
+    EXPECT_EQ(ryn::findAttribute(*library, "A20"), nullptr);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "libdef/language/ryni_parse.h"
 #include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_index_hash.h"
 #include "tagfile/tov.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
@@ -350,7 +351,7 @@ TEST(RynDefine, ARedefinitionsFullPathBecomesItsNslPathAndTheFirstNslPathStays) 
     const rynLibrary *library = definitions.library("a");
     EXPECT_EQ(library->fullPath, definitions.path("two"));
     EXPECT_EQ(library->nslPath, definitions.path("one"));
-    EXPECT_EQ(library->flags, static_cast<unsigned>(RYNI_LIB_PATH_CHANGED));
+    EXPECT_EQ(library->flags, static_cast<unsigned>(ryn::kPathChanged));
 }
 
 TEST(RynDefine, ARedefinitionWithTheSameFullPathIsNoChangeOfPath) {
@@ -362,13 +363,13 @@ TEST(RynDefine, ARedefinitionWithTheSameFullPathIsNoChangeOfPath) {
 
     // What is compared is the stored full path, which is the nsl path by now.
     EXPECT_EQ(definitions.load("DEFINE a first\nDEFINE a first\nDEFINE a first\n"), 0);
-    EXPECT_EQ(definitions.library("a")->flags, static_cast<unsigned>(RYNI_LIB_PATH_CHANGED));
+    EXPECT_EQ(definitions.library("a")->flags, static_cast<unsigned>(ryn::kPathChanged));
 }
 
 TEST(RynDefine, TheMarkOfAChangedPathStays) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a a\nDEFINE a b\nDEFINE a b\n"), 0);
-    EXPECT_EQ(definitions.library("a")->flags, static_cast<unsigned>(RYNI_LIB_PATH_CHANGED));
+    EXPECT_EQ(definitions.library("a")->flags, static_cast<unsigned>(ryn::kPathChanged));
 }
 
 TEST(RynDefine, ARedefinitionMovesTheLibraryToTheEnd) {
@@ -540,7 +541,7 @@ TEST(RynDefine, UndefineFindsItsLibraryAmongOthersOfOneBucket) {
     Definitions definitions;
     // All three belong to bucket 1.
     for (const char *name : {"lib", "0a", "\x01"}) {
-        ASSERT_EQ(ryniNameBucket(name, 0), 1U);
+        ASSERT_EQ(ryn::bucketOf(name, false), 1U);
         ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE 0a b\nDEFINE \x01 c\n"), 0);
         EXPECT_EQ(execute(definitions, std::string("UNDEFINE ") + name), 0);
         for (const char *other : {"lib", "0a", "\x01"}) {

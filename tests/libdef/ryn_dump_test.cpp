@@ -6,8 +6,10 @@
 #include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/capture.h"
+#include "tests/support/faults.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
@@ -237,6 +239,29 @@ TEST(RynDump, ALibraryThatIsMissingInItsBucketIsReported) {
                                                    "\nHash Table Stats:\n120 x\n\n");
     registry->buckets[1] = head;
     EXPECT_EQ(behindLibraries(definitions.dump()), "\nHash Table Stats:\n  1 0alib\n120 x\n\n");
+}
+
+TEST(RynDump, InconsistenciesAreReportedWithoutMemoryForTheChecks) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE x b\nDEFINE 0a c\n"), 0);
+    rynRegistry *registry = definitions.handle;
+    rynLibrary *head = registry->buckets[1];
+    registry->buckets[1] = head->nextInBucket;
+    rynLibrary *first = registry->libraries.head;
+    registry->libraries.head = first->nextInOrder;
+    std::array<char, 1000> text = {};
+    FILE *const stream = fmemopen(text.data(), text.size(), "w");
+    ASSERT_NE(stream, nullptr);
+    static_cast<void>(std::setvbuf(stream, nullptr, _IONBF, 0));
+    test::faults::failAllocationsFrom(1);
+    rynDumpEverything(registry, stream);
+    test::faults::reset();
+    ASSERT_EQ(std::fclose(stream), 0);
+    EXPECT_EQ(behindLibraries(text.data()), "ERROR: library 0a is not on hash table.\n"
+                                            "ERROR: library lib is not on list.\n"
+                                            "\nHash Table Stats:\n  1 lib\n120 x\n\n");
+    registry->buckets[1] = head;
+    registry->libraries.head = first;
 }
 
 TEST(RynDump, ALibraryInAnotherBucketThanItsOwnIsReported) {

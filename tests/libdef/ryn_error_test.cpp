@@ -112,7 +112,7 @@ TEST(RynError, ARegistryWithoutAHandlerOfItsOwnUsesTheProcessWideOne) {
     Capture capture;
     rynRegistry registry = {};
     EXPECT_EQ(ryni_do_fatal(&registry, 1, "before"), 1);
-    ryniSetFirstFatalHandler(test::recordFatal);
+    ryn::setFirstFatalHandler(test::recordFatal);
 
     EXPECT_EQ(ryni_do_fatal(&registry, 2, "with"), 2);
     EXPECT_EQ(ryni_do_fatal(nullptr, 3, "without"), 3);
@@ -125,7 +125,7 @@ TEST(RynError, ARegistrysOwnHandlerComesFirst) {
     Capture capture;
     rynRegistry registry = {};
     registry.fatalHandler = secondFatal;
-    ryniSetFirstFatalHandler(test::recordFatal);
+    ryn::setFirstFatalHandler(test::recordFatal);
 
     EXPECT_EQ(ryni_do_fatal(&registry, 4, "text"), 4);
     EXPECT_EQ(recorded.fatals, (Reports{{4, "second", "second"}}));
@@ -133,9 +133,9 @@ TEST(RynError, ARegistrysOwnHandlerComesFirst) {
 }
 
 TEST(RynError, TheFirstProcessWideHandlerStays) {
-    ryniSetFirstFatalHandler(nullptr);
-    ryniSetFirstFatalHandler(test::recordFatal);
-    ryniSetFirstFatalHandler(secondFatal);
+    ryn::setFirstFatalHandler(nullptr);
+    ryn::setFirstFatalHandler(test::recordFatal);
+    ryn::setFirstFatalHandler(secondFatal);
     ryni_do_fatal(nullptr, 5, "text");
     EXPECT_EQ(recorded.fatals, (Reports{{5, "text", "text"}}));
 }
@@ -166,7 +166,7 @@ TEST(RynError, ARegistrysErrorHandlerGetsTheTextTwice) {
 
 TEST(RynError, TheDefaultWarningHandlerPrintsKeepsTheCodeAndLetsReadingGoOn) {
     Capture capture;
-    EXPECT_EQ(ryniDefaultWarning(16, "FOO x", "/p/vek.lib", 3), 0);
+    EXPECT_EQ(ryn::printWarning(16, "FOO x", "/p/vek.lib", 3), 0);
     EXPECT_EQ(ryni_getLastErr(), 16);
     EXPECT_EQ(capture.err(), "Error at line 3 of /p/vek.lib for FOO x:\n\tSyntax error\n");
     EXPECT_EQ(capture.out(), "");
@@ -174,9 +174,9 @@ TEST(RynError, TheDefaultWarningHandlerPrintsKeepsTheCodeAndLetsReadingGoOn) {
 
 TEST(RynError, TheDefaultWarningHandlerKeepsTheLastNonZeroCode) {
     Capture capture;
-    ryniDefaultWarning(16, "a", "f", 1);
-    ryniDefaultWarning(5, "b", "f", 2);
-    ryniDefaultWarning(0, "c", "f", -1);
+    ryn::printWarning(16, "a", "f", 1);
+    ryn::printWarning(5, "b", "f", 2);
+    ryn::printWarning(0, "c", "f", -1);
     EXPECT_EQ(ryni_getLastErr(), 5);
     EXPECT_EQ(capture.err(), "Error at line 1 of f for a:\n\tSyntax error\n"
                              "Error at line 2 of f for b:\n\tLibrary not defined\n"
@@ -185,21 +185,21 @@ TEST(RynError, TheDefaultWarningHandlerKeepsTheLastNonZeroCode) {
 
 TEST(RynError, TheDefaultWarningHandlerShowsAbsentTextsAsNull) {
     Capture capture;
-    ryniDefaultWarning(17, nullptr, nullptr, 0);
+    ryn::printWarning(17, nullptr, nullptr, 0);
     EXPECT_EQ(capture.err(), "Error at line 0 of (null) for (null):\n\tDirectory used multiple times\n");
 }
 
 TEST(RynError, TheDefaultWarningHandlerNeverCutsAnObject) {
     Capture capture;
     const std::string object(100000, '%');
-    ryniDefaultWarning(16, object.c_str(), "f", 1);
+    ryn::printWarning(16, object.c_str(), "f", 1);
     EXPECT_EQ(capture.err(), "Error at line 1 of f for " + object + ":\n\tSyntax error\n");
 }
 
 TEST(RynError, TheSilentWarningHandlerGivesTheCodeBack) {
     Capture capture;
-    EXPECT_EQ(ryniSilentWarning(16, "x", "f", 1), 16);
-    EXPECT_EQ(ryniSilentWarning(0, nullptr, nullptr, 0), 0);
+    EXPECT_EQ(ryn::silentWarning(16, "x", "f", 1), 16);
+    EXPECT_EQ(ryn::silentWarning(0, nullptr, nullptr, 0), 0);
     EXPECT_EQ(ryni_getLastErr(), 0);
     EXPECT_EQ(capture.err(), "");
 }

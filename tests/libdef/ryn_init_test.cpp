@@ -142,7 +142,7 @@ TEST(RynInit, FlagsAreKeptAsGiven) {
 TEST(RynInit, WithoutAWarningHandlerTheDefaultOneServes) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, nullptr, nullptr, &definitions.handle), 0);
-    EXPECT_EQ(definitions.handle->warningHandler, ryniDefaultWarning);
+    EXPECT_EQ(definitions.handle->warningHandler, ryn::printWarning);
 }
 
 // ---- fatal reports of a creation
@@ -401,7 +401,7 @@ TEST(RynInit, ATopFileWhosePathCannotBeGeneratedIsFatal) {
 
 TEST(RynInit, AReportAboutTheTopFileGoesToTheRegistrysOwnHandler) {
     Definitions definitions;
-    ryniSetFirstFatalHandler(test::recordFatal);
+    ryn::setFirstFatalHandler(test::recordFatal);
     EXPECT_EQ(rynInit("~nosuchuser", 0, test::recordWarning, otherFatal, &definitions.handle), 20);
     EXPECT_EQ(rynInit("none", 0, test::recordWarning, otherFatal, &definitions.handle), 3);
     EXPECT_EQ(recorded.fatals,

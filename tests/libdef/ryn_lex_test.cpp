@@ -13,17 +13,17 @@ namespace {
 using Words = std::vector<std::string>;
 
 struct Taken {
-    Lexed lexed;
+    ryn::Lexed lexed;
     std::string copy;
     std::string keyword;
     Words arguments;
 };
 
 Taken take(const std::string &line) {
-    const auto statement = std::make_unique<ryniStatement>();
-    Taken taken = {ryniLex(line.c_str(), *statement), "", "", {}};
+    const auto statement = std::make_unique<ryn::Statement>();
+    Taken taken = {ryn::lex(line.c_str(), *statement), "", "", {}};
     taken.copy = statement->copy;
-    if (taken.lexed == Lexed::Statement) {
+    if (taken.lexed == ryn::Lexed::Statement) {
         taken.keyword = statement->keyword;
         for (int i = 0; i < statement->count; ++i) {
             taken.arguments.emplace_back(statement->arguments[static_cast<std::size_t>(i)]);
@@ -34,7 +34,7 @@ Taken take(const std::string &line) {
 
 Words argumentsOf(const std::string &line) {
     const Taken taken = take(line);
-    EXPECT_EQ(taken.lexed, Lexed::Statement) << line;
+    EXPECT_EQ(taken.lexed, ryn::Lexed::Statement) << line;
     return taken.arguments;
 }
 
@@ -43,11 +43,11 @@ std::string copyOf(const std::string &line) {
 }
 
 bool isNothing(const std::string &line) {
-    return take(line).lexed == Lexed::Nothing;
+    return take(line).lexed == ryn::Lexed::Nothing;
 }
 
 bool isSyntaxError(const std::string &line) {
-    return take(line).lexed == Lexed::SyntaxError;
+    return take(line).lexed == ryn::Lexed::SyntaxError;
 }
 
 // ---- lines and comments
@@ -241,11 +241,11 @@ std::string cutAt(const std::string &line, const std::string &mark) {
 Taken takeByTheRules(std::string line) {
     line = cutAt(line, "\n");
     if (line.substr(0, 2) == "--") {
-        return {Lexed::Nothing, "", "", {}};
+        return {ryn::Lexed::Nothing, "", "", {}};
     }
     line = cutAt(cutAt(line, " --"), "\t--");
     if (line.substr(0, 1) == "#") {
-        return {Lexed::Nothing, "", "", {}};
+        return {ryn::Lexed::Nothing, "", "", {}};
     }
     const std::size_t sharp = line.find('#');
     if (sharp != std::string::npos && isWhite(line[sharp - 1]) &&
@@ -255,7 +255,7 @@ Taken takeByTheRules(std::string line) {
     while (!line.empty() && isWhite(line.back())) {
         line.pop_back();
     }
-    Taken taken = {Lexed::Nothing, line, "", {}};
+    Taken taken = {ryn::Lexed::Nothing, line, "", {}};
     std::size_t at = 0;
     const auto skip = [&](bool white) {
         const std::size_t from = at;
@@ -268,7 +268,7 @@ Taken takeByTheRules(std::string line) {
     if (at == line.size() || line[at] == '#') {
         return taken;
     }
-    taken.lexed = Lexed::Statement;
+    taken.lexed = ryn::Lexed::Statement;
     taken.keyword = skip(false);
     for (int i = 0; i < 5; ++i) {
         skip(true);
@@ -281,7 +281,7 @@ Taken takeByTheRules(std::string line) {
         }
         const std::size_t close = line.find('"', at + 1);
         if (close == std::string::npos) {
-            return {Lexed::SyntaxError, line, "", {}};
+            return {ryn::Lexed::SyntaxError, line, "", {}};
         }
         taken.arguments.push_back(line.substr(at + 1, close - at - 1));
         at = close + 1;

@@ -205,7 +205,7 @@ TEST_F(LinkCache, HoldsManyPaths) {
     }
     EXPECT_EQ(kPaths, faults::count("readlink"));
     std::set<std::string> found;
-    for (std::size_t bucket = 0; bucket < RYNI_BUCKETS; ++bucket) {
+    for (std::size_t bucket = 0; bucket < ryn::kBuckets; ++bucket) {
         for (const rynLink *link = definitions.handle->links[bucket]; link != nullptr; link = link->next) {
             EXPECT_EQ(bucket, bucketOf(link->path)) << link->path;
             found.insert(link->path);

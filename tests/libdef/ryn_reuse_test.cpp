@@ -26,11 +26,6 @@ bool match(const std::string &a, const std::string &b) {
            (longer.size() == shorter.size() || longer[shorter.size()] == '/');
 }
 
-struct FreeIndex {
-    void operator()(rynDirectoryIndex *index) const { ryniFreeDirectoryIndex(index); }
-};
-using Index = std::unique_ptr<rynDirectoryIndex, FreeIndex>;
-
 class RandomPaths {
   public:
     explicit RandomPaths(unsigned seed) : random_(seed) {}
@@ -54,117 +49,119 @@ class RandomPaths {
 } // namespace
 
 TEST(DirectoryIndex, CountsWhatIsEqualAboveAndBelow) {
-    const Index index(ryniNewDirectoryIndex());
-    ASSERT_NE(nullptr, index);
-    EXPECT_EQ(0, ryniCountDirectories(index.get(), "/d"));
-    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/d"));
-    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/d/sub/deep"));
-    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/dx"));
-    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/d"));
-    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/d/sub"));
-    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/d/sub/deep/er"));
-    EXPECT_EQ(1, ryniCountDirectories(index.get(), "/d/other"));
-    EXPECT_EQ(1, ryniCountDirectories(index.get(), "/dx"));
-    EXPECT_EQ(0, ryniCountDirectories(index.get(), "/"));
-    EXPECT_EQ(3, ryniCountDirectories(index.get(), ""));
+    ryn::DirectoryIndex index;
+    EXPECT_EQ(0, index.count("/d"));
+    EXPECT_TRUE(index.add("/d"));
+    EXPECT_TRUE(index.add("/d/sub/deep"));
+    EXPECT_TRUE(index.add("/dx"));
+    EXPECT_EQ(2, index.count("/d"));
+    EXPECT_EQ(2, index.count("/d/sub"));
+    EXPECT_EQ(2, index.count("/d/sub/deep/er"));
+    EXPECT_EQ(1, index.count("/d/other"));
+    EXPECT_EQ(1, index.count("/dx"));
+    EXPECT_EQ(0, index.count("/"));
+    EXPECT_EQ(3, index.count(""));
 }
 
 TEST(DirectoryIndex, CountsADirectoryOncePerAddition) {
-    const Index index(ryniNewDirectoryIndex());
+    ryn::DirectoryIndex index;
     for (int i = 1; i <= 3; ++i) {
-        ryniAddDirectory(index.get(), "/d/e");
-        EXPECT_EQ(i, ryniCountDirectories(index.get(), "/d"));
+        ASSERT_TRUE(index.add("/d/e"));
+        EXPECT_EQ(i, index.count("/d"));
     }
     for (int i = 2; i >= 0; --i) {
-        ryniDropDirectory(index.get(), "/d/e");
-        EXPECT_EQ(i, ryniCountDirectories(index.get(), "/d"));
-        EXPECT_EQ(i, ryniCountDirectories(index.get(), "/d/e/f"));
+        index.remove("/d/e");
+        EXPECT_EQ(i, index.count("/d"));
+        EXPECT_EQ(i, index.count("/d/e/f"));
     }
-    EXPECT_EQ(0, ryniCountDirectories(index.get(), ""));
+    EXPECT_EQ(0, index.count(""));
 }
 
 TEST(DirectoryIndex, LeavesNothingOfADroppedDirectoryBehind) {
-    const Index index(ryniNewDirectoryIndex());
-    ryniAddDirectory(index.get(), "/a/b/c");
-    ryniAddDirectory(index.get(), "/a/x");
+    ryn::DirectoryIndex index;
+    ASSERT_TRUE(index.add("/a/b/c"));
+    ASSERT_TRUE(index.add("/a/x"));
     const int before = faults::count("malloc");
-    ryniAddDirectory(index.get(), "/a/x");
+    ASSERT_TRUE(index.add("/a/x"));
     EXPECT_EQ(before, faults::count("malloc")) << "its nodes are there";
-    ryniDropDirectory(index.get(), "/a/b/c");
-    ryniAddDirectory(index.get(), "/a/b/c");
+    index.remove("/a/b/c");
+    ASSERT_TRUE(index.add("/a/b/c"));
     EXPECT_EQ(before + 2, faults::count("malloc")) << "b and c were gone, a was not";
-    ryniDropDirectory(index.get(), "/never/added");
-    EXPECT_EQ(3, ryniCountDirectories(index.get(), "/a"));
+    index.remove("/never/added");
+    EXPECT_EQ(3, index.count("/a"));
 }
 
 TEST(DirectoryIndex, CountsAsBeforeWhenAnAdditionFails) {
-    const Index index(ryniNewDirectoryIndex());
-    ryniAddDirectory(index.get(), "/a/b");
+    ryn::DirectoryIndex index;
+    ASSERT_TRUE(index.add("/a/b"));
     for (int nth = 1; nth <= 4; ++nth) {
         const int before = faults::count("malloc");
         faults::failAllocation(nth);
-        EXPECT_EQ(0, ryniAddDirectory(index.get(), "/a/b/1/2/3/4")) << nth;
+        EXPECT_FALSE(index.add("/a/b/1/2/3/4")) << nth;
         EXPECT_EQ(before + nth, faults::count("malloc"));
-        EXPECT_EQ(1, ryniCountDirectories(index.get(), "/a"));
-        EXPECT_EQ(1, ryniCountDirectories(index.get(), "/a/b/1/2/3"));
-        EXPECT_EQ(1, ryniCountDirectories(index.get(), ""));
+        EXPECT_EQ(1, index.count("/a"));
+        EXPECT_EQ(1, index.count("/a/b/1/2/3"));
+        EXPECT_EQ(1, index.count(""));
     }
     const int before = faults::count("malloc");
-    EXPECT_EQ(1, ryniAddDirectory(index.get(), "/a/b/1/2/3/4"));
+    EXPECT_TRUE(index.add("/a/b/1/2/3/4"));
     EXPECT_EQ(before + 4, faults::count("malloc")) << "the failures left no node";
-    EXPECT_EQ(2, ryniCountDirectories(index.get(), "/a"));
+    EXPECT_EQ(2, index.count("/a"));
 }
 
-TEST(DirectoryIndex, IsNullWithoutMemory) {
-    for (int nth = 1; nth <= 2; ++nth) {
+TEST(DirectoryIndex, FirstAdditionFailsWithoutMemory) {
+    ryn::DirectoryIndex index;
+    for (int nth = 1; nth <= 3; ++nth) { // the node of "", the buckets, the node of "a"
         faults::failAllocation(nth);
-        EXPECT_EQ(nullptr, ryniNewDirectoryIndex()) << nth;
+        EXPECT_FALSE(index.add("/a")) << nth;
+        faults::reset();
+        EXPECT_EQ(0, index.count(""));
     }
-    ryniFreeDirectoryIndex(nullptr);
+    EXPECT_TRUE(index.add("/a"));
 }
 
 TEST(DirectoryIndex, TakesPathsOfAnyLengthAndDepth) {
-    const Index index(ryniNewDirectoryIndex());
+    ryn::DirectoryIndex index;
     std::string deep;
     for (int i = 0; i < 50000; ++i) {
         deep += "/x";
     }
     const std::string wide = "/" + std::string(100000, 'w');
-    EXPECT_EQ(1, ryniAddDirectory(index.get(), deep.c_str()));
-    EXPECT_EQ(1, ryniAddDirectory(index.get(), wide.c_str()));
-    EXPECT_EQ(1, ryniCountDirectories(index.get(), "/x"));
-    EXPECT_EQ(1, ryniCountDirectories(index.get(), wide.c_str()));
-    EXPECT_EQ(2, ryniCountDirectories(index.get(), ""));
-    ryniDropDirectory(index.get(), deep.c_str());
-    EXPECT_EQ(0, ryniCountDirectories(index.get(), "/x"));
+    EXPECT_TRUE(index.add(deep.c_str()));
+    EXPECT_TRUE(index.add(wide.c_str()));
+    EXPECT_EQ(1, index.count("/x"));
+    EXPECT_EQ(1, index.count(wide.c_str()));
+    EXPECT_EQ(2, index.count(""));
+    index.remove(deep.c_str());
+    EXPECT_EQ(0, index.count("/x"));
 }
 
 TEST(DirectoryIndex, TellsDirectoriesApartWhoseHashIsOne) {
     // So many that a hash of 32 bits is shared by about 18 pairs.
     constexpr int kMany = 400000;
-    const Index index(ryniNewDirectoryIndex());
+    ryn::DirectoryIndex index;
     for (int i = 0; i < kMany; ++i) {
-        ASSERT_EQ(1, ryniAddDirectory(index.get(), ("/d/" + std::to_string(i)).c_str()));
+        ASSERT_TRUE(index.add(("/d/" + std::to_string(i)).c_str()));
     }
     for (int i = 0; i < kMany; ++i) {
-        ASSERT_EQ(1, ryniCountDirectories(index.get(), ("/d/" + std::to_string(i)).c_str())) << i;
+        ASSERT_EQ(1, index.count(("/d/" + std::to_string(i)).c_str())) << i;
     }
-    EXPECT_EQ(kMany, ryniCountDirectories(index.get(), "/d"));
+    EXPECT_EQ(kMany, index.count("/d"));
 }
 
 TEST(DirectoryIndex, AgreesWithAWalkOverAllDirectories) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         RandomPaths random(seed);
-        const Index index(ryniNewDirectoryIndex());
+        ryn::DirectoryIndex index;
         std::vector<std::string> added;
         for (int step = 0; step < 1500; ++step) {
             const std::size_t what = random.pick(5);
             if (what < 2) {
                 added.push_back(random.path());
-                ASSERT_EQ(1, ryniAddDirectory(index.get(), added.back().c_str()));
+                ASSERT_TRUE(index.add(added.back().c_str()));
             } else if (what == 2 && !added.empty()) {
                 const std::size_t at = random.pick(added.size());
-                ryniDropDirectory(index.get(), added[at].c_str());
+                index.remove(added[at].c_str());
                 added.erase(added.begin() + static_cast<std::ptrdiff_t>(at));
             }
             const std::string path =
@@ -173,7 +170,7 @@ TEST(DirectoryIndex, AgreesWithAWalkOverAllDirectories) {
             for (const std::string &directory : added) {
                 expected += match(path, directory) ? 1 : 0;
             }
-            ASSERT_EQ(expected, ryniCountDirectories(index.get(), path.c_str())) << seed << " " << path;
+            ASSERT_EQ(expected, index.count(path.c_str())) << seed << " " << path;
         }
     }
 }
@@ -215,7 +212,7 @@ class Reuse : public test::PathTest {
         return library;
     }
     void insert(RandomPaths &random, int number) {
-        rynLibrary *library = ryniNewLibrary(("l" + std::to_string(number)).c_str());
+        rynLibrary *library = ryn::newLibrary(("l" + std::to_string(number)).c_str());
         ASSERT_NE(nullptr, library);
         ryniStrcpy(&library->nslPath, random.path().c_str());
         ryniStrcpy(&library->fullPath, "/full");
@@ -230,15 +227,15 @@ class Reuse : public test::PathTest {
         if (what < 2) {
             insert(random, number);
         } else if (what == 2) {
-            ASSERT_EQ(1, ryniRemoveLibrary(definitions.handle, library));
-            ryniFreeLibrary(library);
+            ASSERT_TRUE(ryn::removeLibrary(*definitions.handle, *library));
+            ryn::freeLibrary(library);
         } else if (what == 3) {
-            ASSERT_EQ(1, ryniMoveToEnd(definitions.handle, library));
+            ASSERT_TRUE(ryn::moveToEnd(*definitions.handle, *library));
         } else if (what == 4) {
             const std::string path = random.path();
-            ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, library, path.c_str(), path.c_str()));
+            ASSERT_EQ(RYN_OK, ryn::setExplicitTmp(*definitions.handle, *library, path.c_str(), path.c_str()));
         } else {
-            ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, library, nullptr, nullptr));
+            ASSERT_EQ(RYN_OK, ryn::setExplicitTmp(*definitions.handle, *library, nullptr, nullptr));
         }
     }
 };
@@ -266,10 +263,10 @@ TEST_F(Reuse, AgreesWithAWalkOverAllLibraries) {
 TEST_F(Reuse, CountsAsBeforeWhenAChangeFails) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d/a\n"));
     rynLibrary *library = definitions.library("a");
-    ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, library, "/t", "/t"));
+    ASSERT_EQ(RYN_OK, ryn::setExplicitTmp(*definitions.handle, *library, "/t", "/t"));
     for (int nth = 1; nth <= 5; ++nth) {
         faults::failAllocation(nth);
-        EXPECT_EQ(RYN_MEMORY_ERROR, ryniSetExplicitTmp(definitions.handle, library, "/u/1/2", "/u/1/2"))
+        EXPECT_EQ(RYN_MEMORY_ERROR, ryn::setExplicitTmp(*definitions.handle, *library, "/u/1/2", "/u/1/2"))
             << nth;
         EXPECT_EQ(1, ryniLibPathReused(definitions.handle, "/t", nullptr, 0));
         EXPECT_EQ(0, ryniLibPathReused(definitions.handle, "/u", nullptr, 0));
@@ -277,7 +274,7 @@ TEST_F(Reuse, CountsAsBeforeWhenAChangeFails) {
         EXPECT_STREQ("/t", library->explicitTmpNsl);
     }
     faults::failAllocation(1 << 30);
-    rynLibrary *other = ryniNewLibrary("b");
+    rynLibrary *other = ryn::newLibrary("b");
     ryniStrcpy(&other->nslPath, "/n/1");
     ryniStrcpy(&other->explicitTmpNsl, "/n/2");
     for (int nth = 1; nth <= 3; ++nth) {

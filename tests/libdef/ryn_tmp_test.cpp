@@ -4,6 +4,7 @@
 #include "libdef/language/ryni_parse.h"
 #include "libdef/paths/ryni_library_reuse.h"
 #include "libdef/paths/ryni_quick_access.h"
+#include "libdef/registry/ryni_attributes.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/capture.h"
@@ -52,7 +53,7 @@ class TmpTest : public test::PathTest {
         if (library == nullptr) {
             return "no library";
         }
-        const bool fromGlobal = (library->flags & RYNI_LIB_TMP_FROM_GLOBAL) != 0;
+        const bool fromGlobal = (library->flags & ryn::kTmpFromGlobal) != 0;
         return (fromGlobal ? "global " : "") + textOf(library->explicitTmp) + " " +
                textOf(library->explicitTmpNsl);
     }
@@ -757,7 +758,7 @@ TEST_F(GlobalTmp, ReportsDeniedPermissions) {
         rynAddCommand(nullptr, "DEFINE a lib/a");
         rynAddCommand(nullptr, "DEFINE b lib/b");
         definitions.handle->globalExplicitTmp =
-            ryniNewAttribute("TMPROOTDIR", (root + "/t").c_str(), nullptr, 1);
+            ryn::newAttribute("TMPROOTDIR", (root + "/t").c_str(), nullptr, 1);
         ryn::setGlobalTmpLocation("F", 9);
         EXPECT_EQ(RYN_OK, sAddGlobalTmppath(definitions.handle, "/"));
         EXPECT_EQ((Diagnostics{{RYN_SYSTEM_ERROR, root + "/t/a", "F", 9}}), recorded.diagnostics)
@@ -810,7 +811,8 @@ TEST_F(GlobalTmp, EveryFailedAllocationIsReported) {
         ASSERT_EQ(RYN_OK, definitions.load(text));
         rynAddCommand(nullptr, "ASSIGN AllLibs TmpRootDir t");
         rynAddCommand(nullptr, "UNASSIGN a X");
-        ASSERT_EQ(RYN_OK, ryniSetExplicitTmp(definitions.handle, definitions.library("a"), nullptr, nullptr));
+        ASSERT_EQ(RYN_OK,
+                  ryn::setExplicitTmp(*definitions.handle, *definitions.library("a"), nullptr, nullptr));
         recorded.diagnostics.clear();
         ryn::setGlobalTmpLocation("F", 9);
         recorded.warningResult = 61;
@@ -835,4 +837,87 @@ TEST_F(GlobalTmp, EveryFailedAllocationIsReported) {
         EXPECT_EQ(1, ryniLibPathReused(definitions.handle, at("real/b").c_str(), nullptr, 0));
     }
     EXPECT_LT(3, failures);
+}
+
+// ---- within one creation
+
+namespace {
+
+bool isThere(const char *path) {
+    return access(path, F_OK) == 0;
+}
+
+/// Removes the temporary directory of the library "a" at the first diagnostic, and records all.
+int removeDirectoryOfA(int code, const char *object, const char *file, int line) {
+    if (recorded.diagnostics.empty()) {
+        EXPECT_EQ(rmdir("t/a"), 0);
+    }
+    return test::recordWarning(code, object, file, line);
+}
+
+} // namespace
+
+TEST_F(GlobalTmp, CreationMakesEachDirectoryOnce) {
+    box.directory("t").file("more.lib", "DEFINE b lib/b\n").file("last.lib", "SYNTAX\nDEFINE c lib/c\n");
+    box.file("first.lib", "DEFINE a lib/a\n");
+    box.file("vek.lib",
+             "ASSIGN AllLibs TmpRootDir t\nINCLUDE first.lib\nINCLUDE last.lib\nINCLUDE more.lib\n");
+    ASSERT_EQ(RYN_OK, definitions.read(removeDirectoryOfA));
+    EXPECT_FALSE(isThere("t/a"));
+    EXPECT_TRUE(isThere("t/b"));
+    EXPECT_TRUE(isThere("t/c"));
+    EXPECT_EQ(global("t/a"), explicitOf("a"));
+
+    rynAddCommand(definitions.handle, "ASSIGN AllLibs TmpRootDir t");
+    EXPECT_TRUE(isThere("t/a")) << "a single statement applies the root in full";
+}
+
+TEST_F(GlobalTmp, CreationSetsAnUnassignedDirectoryAgainWithoutMakingIt) {
+    box.directory("t").file("first.lib", "DEFINE a lib/a\nASSIGN a X 1\nDEFINE b lib/b\n");
+    box.file("vek.lib", "ASSIGN AllLibs TmpRootDir t\nINCLUDE first.lib\nUNASSIGN a X\nSYNTAX\n");
+    ASSERT_EQ(RYN_OK, definitions.read(removeDirectoryOfA));
+    EXPECT_FALSE(isThere("t/a"));
+    EXPECT_EQ(global("t/a"), explicitOf("a"));
+}
+
+TEST_F(GlobalTmp, CreationReportsAFailureAtTheEndOfEachFile) {
+    box.directory("t").link("t/b", "/no/such/directory");
+    box.file("one.lib", "DEFINE a lib/a\nDEFINE b lib/b\nDEFINE c lib/c\n")
+        .file("two.lib", "DEFINE d lib/d\n");
+    box.file("vek.lib", "ASSIGN AllLibs TmpRootDir t\nINCLUDE one.lib\nINCLUDE two.lib\n");
+    ASSERT_EQ(RYN_OK, definitions.read(test::recordWarning));
+    const test::Diagnostic failure = {RYN_SYSTEM_ERROR, at("t/b"), at("vek.lib"), 1};
+    EXPECT_EQ((Diagnostics{failure, failure, failure}), recorded.diagnostics);
+    EXPECT_TRUE(isThere("t/a"));
+    EXPECT_FALSE(isThere("t/c")) << "the first failure ends it";
+}
+
+TEST_F(GlobalTmp, CreationAppliesAChangedRootToAllLibraries) {
+    box.directory("t").directory("u").file("one.lib", "DEFINE a lib/a\n").file("two.lib", "DEFINE b lib/b\n");
+    box.file("vek.lib",
+             "ASSIGN AllLibs TmpRootDir t\nINCLUDE one.lib\nASSIGN AllLibs TmpRootDir u\nINCLUDE two.lib\n");
+    ASSERT_EQ(RYN_OK, definitions.read(test::recordWarning));
+    EXPECT_EQ(global("u/a"), explicitOf("a"));
+    EXPECT_TRUE(isThere("u/a"));
+    EXPECT_TRUE(isThere("u/b"));
+}
+
+TEST_F(GlobalTmp, CreationDiagnosesReuseThatALaterFileCauses) {
+    box.directory("t").directory("own").file("one.lib", "DEFINE a lib/a\n");
+    box.file("two.lib", "DEFINE b lib/b\nASSIGN b TMP own\nDEFINE c t/b\n");
+    box.file("vek.lib", "ASSIGN AllLibs TmpRootDir t\nINCLUDE one.lib\nINCLUDE two.lib\n");
+    ASSERT_EQ(RYN_OK, definitions.read(test::recordWarning));
+    const test::Diagnostic reuse = {RYN_DIRECTORY_REUSED, at("own"), at("vek.lib"), 1};
+    ASSERT_EQ(2U, recorded.diagnostics.size());
+    EXPECT_EQ(reuse, recorded.diagnostics[0]);
+    EXPECT_EQ(reuse, recorded.diagnostics[1]);
+}
+
+TEST_F(GlobalTmp, CreationDiagnosesReuseByANestedName) {
+    box.directory("t").directory("own").file("one.lib", "DEFINE a lib/a\n");
+    box.file("two.lib", "DEFINE a/b lib/b\nASSIGN a/b TMP own\n");
+    box.file("vek.lib", "ASSIGN AllLibs TmpRootDir t\nINCLUDE one.lib\nINCLUDE two.lib\n");
+    ASSERT_EQ(RYN_OK, definitions.read(test::recordWarning));
+    const test::Diagnostic reuse = {RYN_DIRECTORY_REUSED, at("own"), at("vek.lib"), 1};
+    EXPECT_EQ((Diagnostics{reuse, reuse}), recorded.diagnostics);
 }

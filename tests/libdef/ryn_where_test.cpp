@@ -318,7 +318,7 @@ TEST(LibHasTmp, IsNotAssignedWithoutAny) {
     const Project project;
     EXPECT_EQ(rynLibHasTmp(project.handle, "a", 7), RYN_ATTRIBUTE_NOT_ASSIGNED);
     // The global flag without a path is not a temporary directory.
-    project.library("a")->flags |= RYNI_LIB_TMP_FROM_GLOBAL;
+    project.library("a")->flags |= ryn::kTmpFromGlobal;
     EXPECT_EQ(rynLibHasTmp(project.handle, "a", 7), RYN_ATTRIBUTE_NOT_ASSIGNED);
 }
 

@@ -1,0 +1,159 @@
+#include "libdef/registry/ryni_attributes.h"
+
+#include "common/base/owned.h"
+#include "common/containers/intrusive_hash.h"
+#include "libdef/registry/ryni_index_hash.h"
+#include "libdef/registry/ryni_owned_text.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+// The attributes are a doubly linked list. A library with more than kMaxSearched attributes has a hash table of them, so
+// that n ASSIGNs of one library take O(n) time. The list of a library with fewer is searched, and so is a list without
+// memory for its table.
+
+namespace ryn {
+namespace {
+
+constexpr uint32_t kMaxSearched = 8; // a search of these costs about as much as a lookup in the table
+
+struct AttributeKey {
+    std::string_view name;
+    uint32_t hash;
+};
+
+struct AttributeTraits {
+    static rynAttribute *&link(rynAttribute &attribute) { return attribute.nextInIndex; }
+    static uint32_t hash(const rynAttribute &attribute) { return attribute.nameHash; }
+    static uint32_t hash(const AttributeKey &key) { return key.hash; }
+    static bool matches(const rynAttribute &attribute, const AttributeKey &key) {
+        return attribute.nameHash == key.hash && attribute.name == key.name;
+    }
+};
+
+} // namespace
+
+struct AttributeIndex {
+    vek::IntrusiveHash<rynAttribute, AttributeTraits> table;
+};
+
+namespace {
+
+void dropIndex(rynLibrary &library) {
+    if (library.attributeIndex != nullptr) {
+        std::destroy_at(library.attributeIndex);
+        std::free(library.attributeIndex);
+        library.attributeIndex = nullptr;
+    }
+}
+
+/// Creates the index of all attributes. Without memory there is none.
+void createIndex(rynLibrary &library) {
+    auto *const memory = static_cast<AttributeIndex *>(std::malloc(sizeof(AttributeIndex)));
+    if (memory == nullptr) {
+        return;
+    }
+    library.attributeIndex = std::construct_at(memory);
+    for (rynAttribute *attribute = library.attributes; attribute != nullptr; attribute = attribute->next) {
+        if (!library.attributeIndex->table.insert(*attribute)) {
+            dropIndex(library);
+            return;
+        }
+    }
+}
+
+void prepend(rynLibrary &library, rynAttribute *attribute) {
+    attribute->next = library.attributes;
+    if (library.attributes != nullptr) {
+        library.attributes->previous = attribute;
+    }
+    library.attributes = attribute;
+    ++library.attributeCount;
+    if (library.attributeIndex != nullptr) {
+        static_cast<void>(library.attributeIndex->table.insert(*attribute)); // it has buckets
+    } else if (library.attributeCount > kMaxSearched) {
+        createIndex(library);
+    }
+}
+
+} // namespace
+
+rynAttribute *newAttribute(std::string_view name, std::string_view value, rynIncludedFile *file, int line) {
+    // The name never changes, so it is in the same block, after the record.
+    vek::OwnedText valueCopy = vek::copyText(value);
+    auto *const attribute = static_cast<rynAttribute *>(std::malloc(sizeof(rynAttribute) + name.size() + 1));
+    if (!valueCopy || attribute == nullptr) {
+        std::free(attribute);
+        return nullptr;
+    }
+    char *const nameCopy = reinterpret_cast<char *>(attribute + 1);
+    std::memcpy(nameCopy, name.data(), name.size());
+    nameCopy[name.size()] = '\0';
+    *attribute = {.next = nullptr,
+                  .name = nameCopy,
+                  .value = valueCopy.release(),
+                  .file = file,
+                  .line = line,
+                  .previous = nullptr,
+                  .nextInIndex = nullptr,
+                  .nameHash = indexHash(name)};
+    return attribute;
+}
+
+void freeAttribute(rynAttribute *attribute) {
+    std::free(attribute->value);
+    std::free(attribute);
+}
+
+rynAttribute *findAttribute(const rynLibrary &library, std::string_view name) {
+    if (library.attributeIndex != nullptr) {
+        return library.attributeIndex->table.find(AttributeKey{name, indexHash(name)});
+    }
+    rynAttribute *attribute = library.attributes;
+    while (attribute != nullptr && attribute->name != name) {
+        attribute = attribute->next;
+    }
+    return attribute;
+}
+
+bool setAttribute(rynLibrary &library, std::string_view name, std::string_view value, rynIncludedFile *file,
+                  int line) {
+    if (rynAttribute *const existing = findAttribute(library, name)) {
+        if (!replaceText(existing->value, value)) {
+            return false;
+        }
+        existing->file = file;
+        existing->line = line;
+        return true;
+    }
+    rynAttribute *const attribute = newAttribute(name, value, file, line);
+    if (attribute == nullptr) {
+        return false;
+    }
+    prepend(library, attribute);
+    return true;
+}
+
+void removeAttribute(rynLibrary &library, rynAttribute *attribute) {
+    if (library.attributeIndex != nullptr) {
+        library.attributeIndex->table.remove(*attribute);
+    }
+    (attribute->previous == nullptr ? library.attributes : attribute->previous->next) = attribute->next;
+    if (attribute->next != nullptr) {
+        attribute->next->previous = attribute->previous;
+    }
+    --library.attributeCount;
+    freeAttribute(attribute);
+}
+
+void freeAttributes(rynLibrary &library) {
+    dropIndex(library);
+    while (library.attributes != nullptr) {
+        rynAttribute *const next = library.attributes->next;
+        freeAttribute(library.attributes);
+        library.attributes = next;
+    }
+}
+
+} // namespace ryn
