@@ -1,9 +1,10 @@
-// How the cost of loading a vek.lib grows with its libraries, and what it is beside the system calls that it cannot
-// do without. Rates are per DEFINE line: "items" are libraries. All library directories exist. Each round begins with
-// memory that the kernel has not handed out before: a program loads its definitions once.
+// How the time to load a vek.lib grows with its libraries, attributes and included files, and how it compares with the
+// system calls that loading needs. All library directories exist. Each round starts with memory that the process has not
+// used before, since a program loads its definitions once. In the last benchmark, the text of a setup.loc is interpolated.
 
 #include "common/platform/vek_init.h"
 #include "libdef/ryn.h"
+#include "search/vek_interp.h"
 
 #include <array>
 #include <benchmark/benchmark.h>
@@ -23,8 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A throw-away tree of library directories, spread over a number of directories, with a directory "tmp" beside
-/// them.
+/// A temporary tree of library directories, distributed over a number of directories, with a directory "tmp" beside them.
 class Tree {
   public:
     Tree(int directories, long libraries) : directories_(directories) {
@@ -72,7 +72,7 @@ class Tree {
     int directories_;
 };
 
-/// Trees are made once, as a benchmark runs many times.
+/// Creates each tree once, since a benchmark runs many times.
 const Tree &treeOf(int directories, long libraries) {
     static std::map<std::pair<int, long>, Tree> made;
     return made.try_emplace({directories, libraries}, directories, libraries).first->second;
@@ -88,8 +88,10 @@ std::string writeFlat(const Tree &tree, long libraries, const std::string &name,
 }
 
 /// Writes a definition file that includes `parts` files with the definitions.
-std::string writeParts(const Tree &tree, long libraries, const std::string &name, long parts) {
+std::string writeParts(const Tree &tree, long libraries, const std::string &name, long parts,
+                       const std::string &firstLine = "") {
     std::ofstream out(tree.path(name));
+    out << firstLine;
     for (long i = 0; i < parts; ++i) {
         const std::string part = "part" + std::to_string(i) + ".lib";
         std::ofstream definitions(tree.path(part));
@@ -134,16 +136,53 @@ void ThousandDirectories(benchmark::State &state) {
     load(state, writeFlat(treeOf(1000, state.range(0)), state.range(0), "vek.lib"));
 }
 
+constexpr const char *kTmpRoot = "ASSIGN AllLibs TmpRootDir tmp\n";
+
 void TmpRoot(benchmark::State &state) {
-    constexpr const char *kStatement = "ASSIGN AllLibs TmpRootDir tmp\n";
-    load(state, writeFlat(treeOf(1, state.range(0)), state.range(0), "with_tmp.lib", kStatement));
+    load(state, writeFlat(treeOf(1, state.range(0)), state.range(0), "with_tmp.lib", kTmpRoot));
 }
 
 void HundredIncludes(benchmark::State &state) {
     load(state, writeParts(treeOf(1, state.range(0)), state.range(0), "with_parts.lib", 100));
 }
 
-/// What loading cannot do without: reading the file, and asking whether each directory on the way is a link.
+/// The libraries in range(1) included files, at the end of each of which the root is applied.
+void TmpRootInIncludes(benchmark::State &state) {
+    load(state,
+         writeParts(treeOf(1, state.range(0)), state.range(0), "tmp_parts.lib", state.range(1), kTmpRoot));
+}
+
+/// One library in each included file.
+void IncludedFiles(benchmark::State &state) {
+    load(state, writeParts(treeOf(1, state.range(0)), state.range(0), "with_files.lib", state.range(0)));
+}
+
+/// All attributes belong to one library.
+void Attributes(benchmark::State &state) {
+    const Tree &tree = treeOf(1, 1);
+    std::ofstream out(tree.path("attributes.lib"));
+    tree.define(out, 0, 1);
+    for (long i = 0; i < state.range(0); ++i) {
+        out << "ASSIGN library1000000 ATTRIBUTE" << i << " value\n";
+    }
+    out.close();
+    load(state, tree.path("attributes.lib"));
+}
+
+/// References that are not closed, as in a damaged setup.loc.
+void UnclosedReferences(benchmark::State &state) {
+    std::string text;
+    for (long i = 0; i < state.range(0); ++i) {
+        text += "${";
+    }
+    std::string out(2 * text.size(), '\0');
+    for ([[maybe_unused]] auto round : state) {
+        benchmark::DoNotOptimize(vekInterpolate(text.c_str(), out.data(), out.size(), nullptr, 0));
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+/// The system calls that loading needs: reading the file, and readlink() of each directory of each path.
 void SystemCalls(benchmark::State &state) {
     const Tree &tree = treeOf(1, state.range(0));
     const std::string path = writeFlat(tree, state.range(0), "vek.lib");
@@ -168,6 +207,10 @@ BENCHMARK(OneDirectory)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond)
 BENCHMARK(ThousandDirectories)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(TmpRoot)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(HundredIncludes)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(TmpRootInIncludes)->Args({10'000, 10})->Args({10'000, 1'000})->Unit(benchmark::kMillisecond);
+BENCHMARK(IncludedFiles)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(Attributes)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(UnclosedReferences)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(SystemCalls)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 } // namespace
