@@ -13,7 +13,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Codes of this layer.
+/// Result and error codes of the tag file functions.
 enum {
     TOV_OK = 0,
     TOV_INTERNAL_ERROR = 1,
@@ -65,8 +65,8 @@ typedef void (*tovErrorHandler)(int code, const char *text, const char *where, i
 /// @return the constant text of `code`; "invalid error number" for an unknown code
 VEK_API const char *tovGetErrorMsg(int code);
 
-/// Reports an error. The registered handler receives it. Without a handler, it is composed into one message for
-/// vekReportError().
+/// Reports an error: calls the registered handler with these arguments. Without a handler, composes one message
+/// from them and passes it to vekReportError().
 ///
 /// @param text   describes the error
 /// @param where  the file or directory that it is about; null or empty for none
@@ -78,7 +78,8 @@ VEK_API int tovPrintError(int code, const char *text, const char *where, int lin
 /// @return the previous handler; null if there was none
 VEK_API tovErrorHandler tovRegisterErrorHandler(tovErrorHandler handler);
 
-/// The TOV_ code for each RYN_ code below 32. TOV_INVALID_ERROR_NUMBER if there is no corresponding code.
+/// Maps RYN_ codes to TOV_ codes: the element at index N is the TOV_ code for the RYN_ code N, 0 to 31. It is
+/// TOV_INVALID_ERROR_NUMBER if there is no corresponding code.
 VEK_API extern const int ryn_to_tov_errorcode_map[32];
 
 // ---- queries
@@ -92,10 +93,10 @@ VEK_API extern const int ryn_to_tov_errorcode_map[32];
 // file that defines the entry, or the empty string. Errors are reported through tovPrintError(). "Not found" is
 // not an error.
 //
-// Documented: the first lookup that reads a file finds its application entries exactly. For a file that is
-// already in the cache, an application entry counts as defined if any entry of the file has another name, and as
-// not defined if all entries have the same name. The search can therefore stop at a file without the entry and
-// return null. Call tovResetCache() before each lookup of an application entry.
+// Documented: only the lookup that first reads a file tests whether the file has the application entry. For a file
+// that is already in the cache, an application entry counts as defined if any entry of the file has another name,
+// and as not defined if all entries have the name that is looked up. The search can therefore stop at a file
+// without the entry and return null. Call tovResetCache() before each lookup of an application entry.
 
 /// Looks up the entry `name` for `path` in the tag file of the nearest directory, at or above `path`, that
 /// defines it. Directories above `path` that are symbolic links are followed. The search ends at the mount point
@@ -116,41 +117,42 @@ VEK_API const char *tovLookupEntryX(const char *path, const char *name, char *wh
 /// @return the value of DMTYPE for `path`, as from tovLookupEntryX(), or null
 VEK_API const char *tovGetDmType(const char *path);
 
-/// tovGetDmType() of `path`; `where` receives the path of the tag file that defines it.
+/// Looks up DMTYPE for `path` like tovGetDmType(). `where` receives the path of the tag file that defines it.
 VEK_API const char *tovGetDmTypeX(const char *path, char *where);
 
 /// @return the value of NAMESPACE for `path`: "LibraryNT" or "LibraryUnix"; "LibraryUnix" if no tag file defines
 ///         it. Never null
 VEK_API const char *tovGetNameSpace(const char *path);
 
-/// tovGetNameSpace() of `path`; `where` receives the path of the tag file that defines it.
+/// Looks up NAMESPACE for `path` like tovGetNameSpace(). `where` receives the path of the tag file that defines it.
 VEK_API const char *tovGetNameSpaceX(const char *path, char *where);
 
 /// @return 1 if the tag file in the directory `path` has the VEKLIBRARY entry, otherwise 0. If `path` does not
 ///         exist, its nearest existing parent is used
 VEK_API int tovIsLibrary(const char *path);
 
-/// tovIsLibrary() of `path`; `where` receives the path of the tag file.
+/// Tests `path` like tovIsLibrary(). `where` receives the path of the tag file that has the entry.
 VEK_API int tovIsLibraryX(const char *path, char *where);
 
 /// @return 1 if a tag file at or above `path` has the VEKLIBRARY entry, otherwise 0
 VEK_API int tovIsInLibrary(const char *path);
 
-/// tovIsInLibrary() of `path`; `where` receives the path of the tag file.
+/// Tests `path` like tovIsInLibrary(). `where` receives the path of the tag file that has the entry.
 VEK_API int tovIsInLibraryX(const char *path, char *where);
 
 /// @return the value of VEKLIBCHECK for the working directory: 1 for ON; 0 for OFF or if no tag file defines it
 VEK_API int tovCheckLibrary(void);
 
-/// tovCheckLibrary(); `where` receives the path of the tag file that defines it.
+/// Looks up VEKLIBCHECK like tovCheckLibrary(). `where` receives the path of the tag file that defines it.
 VEK_API int tovCheckLibraryX(char *where);
 
 // ---- tag files and paths
 
-/// Parses the tag file `tagPath`, or takes it from the tag cache.
+/// Stores the settings of the tag file `tagPath` in `out`. The first call parses the file and adds it to the tag
+/// cache; later calls read the cache.
 ///
-/// `*found` is 1 if the file counts as defining `element`. On the first reading this is exact, and 0 for a null
-/// `element`. Documented: for a file in the cache, an application entry counts as defined if any entry has
+/// The call that parses the file sets `*found` to 1 if the file has the entry `element`, otherwise to 0; a null
+/// `element` gives 0. Documented: for a file in the cache, an application entry counts as defined if any entry has
 /// another name, and as not defined if all entries have this name; a null `element` counts as defined.
 ///
 /// @param tagPath  the path of the file; the same file under another spelling is parsed again
@@ -160,8 +162,8 @@ VEK_API int tovCheckLibraryX(char *where);
 /// @return TOV_OK; TOV_NO_SUCH_FILE without a report; or the reported code of a failed reading
 VEK_API int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 
-/// Searches from `startDir` up to the root for the first tag file that counts as defining `element`, see
-/// tovGetVekinfoAtLoc().
+/// Searches from `startDir` up to the root for the first tag file that defines the entry `element`, as
+/// tovGetVekinfoAtLoc() tests it.
 ///
 /// @param startDir    an absolute path; null finds nothing
 /// @param out, found  as in tovGetVekinfoAtLoc(); `*found` is 0 if no tag file was found
@@ -175,8 +177,8 @@ VEK_API int tovLocalSearchElement(const char *startDir, const char *element, Vek
 /// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it. A path of more than 1023 characters fails
 VEK_API int tovNormalizePath(const char *path, char *out);
 
-/// Normalizes `path` like tovNormalizePath(). If it does not exist or cannot be read, its nearest parent is used
-/// for which this succeeds.
+/// Normalizes `path` like tovNormalizePath(). If `path` does not exist or cannot be read, normalizes its nearest
+/// parent that exists and can be read.
 ///
 /// @param out  receives the result; must have VEK_PATH_SIZE bytes
 /// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it
@@ -224,13 +226,13 @@ VEK_API int tovRemoveEntry(const char *dir, const char *name);
 ///               VEKLIBCHECK with "OFF" only clears the entry
 VEK_API int tovAddEntry(const char *dir, const char *name, const char *value);
 
-/// tovAddEntry() of DMTYPE in the tag file of `dir`, with `value`.
+/// Adds the entry DMTYPE with `value` to the tag file of `dir`, like tovAddEntry().
 VEK_API int tovSetPathDmType(const char *dir, const char *value);
 
-/// tovAddEntry() of DMTYPE in the tag file of `dir`, with the value "none".
+/// Adds the entry DMTYPE with the value "none" to the tag file of `dir`, like tovAddEntry().
 VEK_API int tovSetPathUnmanaged(const char *dir);
 
-/// tovRemoveEntry() of DMTYPE in the tag file of `dir`.
+/// Clears the entry DMTYPE in the tag file of `dir`, like tovRemoveEntry().
 VEK_API int tovClearPathUnmanaged(const char *dir);
 
 /// Creates the tag file of `dir` with the template text, followed by each string of the string list `lines` on a
