@@ -1,9 +1,9 @@
 #ifndef TAGFILE_KEYWORD_H
 #define TAGFILE_KEYWORD_H
 
-/// The keywords of tag files. One row of a table has all properties of a keyword: how its line is parsed, how an edit sets
-/// and clears it, and what queries, files and reports show. To add a keyword, add a row. A row with an empty column does
-/// not compile.
+/// The table of keywords of tag files. One row holds all properties of a keyword: the functions that validate, set and
+/// clear it, and its text in queries, in the file and in the output of `vekinfo`. To add a keyword, add a row. A row
+/// with an empty column does not compile.
 
 #include "tagfile/tov.h"
 
@@ -25,29 +25,29 @@ enum class LookupForm {
     NameSpace     ///< prints the value, or the default of the platform
 };
 
-/// One keyword. Functions that return a text return null if there is none.
+/// One row of the table. The functions that return a text return null if the object does not set the keyword.
 struct Keyword {
     std::string_view name;
-    int wordCount; ///< number of words of its line; the second is the value
+    int wordCount; ///< number of words of the keyword's line: 1, or 2 if it has a value
     bool (*isValid)(std::string_view value);
     bool (*set)(VekinfoObj &obj, const char *value); ///< returns false if memory is exhausted
     void (*clear)(VekinfoObj &obj);
-    bool (*isPresent)(const VekinfoObj &obj);    ///< whether a cached object counts as defining it
+    bool (*isPresent)(const VekinfoObj &obj);    ///< returns whether a cached object defines the keyword
     const char *(*value)(const VekinfoObj &obj); ///< what queries return
     const char *(*writtenValue)(
         const VekinfoObj &obj);                       ///< the text after the name in the file; null: no line
     const char *(*shownValue)(const VekinfoObj &obj); ///< the text after the name in `-show`; null: no line
     LookupForm lookup;
-    const char *syntaxError; ///< the text of its report
+    const char *syntaxError; ///< the text of the report for an invalid line
 
-    /// Whether every column is filled.
+    /// Returns true if every column is filled. A static_assert() tests this for each row.
     [[nodiscard]] constexpr bool isComplete() const {
         return !name.empty() && wordCount > 0 && isValid != nullptr && set != nullptr && clear != nullptr &&
                isPresent != nullptr && value != nullptr && writtenValue != nullptr && shownValue != nullptr &&
                lookup != LookupForm() && syntaxError != nullptr;
     }
 
-    /// Whether a line of `count` words of which the last one is `word` is allowed.
+    /// Returns true if a line of this keyword may have `count` words, the last of which is `word`.
     [[nodiscard]] bool allows(int count, std::string_view word) const {
         return count == wordCount && isValid(word);
     }
@@ -58,14 +58,14 @@ class Keywords {
   public:
     constexpr explicit Keywords(std::span<const Keyword> rows) : rows_(rows) {}
 
-    /// @return the row of a name, compared without case; null if the name is no keyword
+    /// @return the row of the keyword `name`, compared without case; null if `name` is no keyword
     [[nodiscard]] const Keyword *find(std::string_view name) const;
 
     [[nodiscard]] auto begin() const { return rows_.begin(); }
     [[nodiscard]] auto end() const { return rows_.end(); }
 
   private:
-    std::span<const Keyword> rows_; ///< in the order in which they are written
+    std::span<const Keyword> rows_; ///< in the order in which an edit writes them to the file
 };
 
 /// The keywords of the file format.

@@ -7,10 +7,14 @@
 
 namespace tov {
 
-/// tovNormalizePath() of `path` into a text, which is undefined after an error.
+/// Normalizes `path` like tovNormalizePath().
+/// @param normalized  receives the result; its content is undefined after an error
+/// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it
 [[nodiscard]] int normalizePath(const char *path, vek::PathText &normalized);
 
-/// tovNormalizePathSorta() of `path` into a text, which is undefined after an error.
+/// Normalizes `path`, or its nearest parent that exists and can be read, like tovNormalizePathSorta().
+/// @param normalized  receives the result; its content is undefined after an error
+/// @return TOV_OK, or TOV_PATH_PROCESSING after reporting it
 [[nodiscard]] int normalizeExistingPart(const char *path, vek::PathText &normalized);
 
 } // namespace tov

@@ -1,7 +1,7 @@
 #ifndef TAGFILE_TAG_APPEND_H
 #define TAGFILE_TAG_APPEND_H
 
-/// Appending to a tag file, under its lock.
+/// Appends a text to a tag file while it holds the lock that edits use, unless the file already defines a keyword.
 
 #include "common/text/composed_text.h"
 
@@ -9,12 +9,12 @@
 
 namespace tov {
 
-/// The result of appending.
+/// Result of appendUnlessDefined().
 struct AppendResult {
     enum class Kind {
         Appended,
-        Defined,  ///< nothing was appended: the file defines the entry
-        Rejected, ///< nothing was appended: the parser would reject the file
+        Defined,  ///< nothing was appended: the file already defines the keyword
+        Rejected, ///< nothing was appended: the parser would reject the composed text
         Failed    ///< the file could not be opened, locked or written; it is unchanged
     };
     Kind kind;
@@ -22,11 +22,14 @@ struct AppendResult {
     const char *syntaxError = nullptr; ///< Rejected: the text of the report
 };
 
-/// Composes the text to append. It is called while the file is locked: it must not call a handler or edit a tag file.
+/// A function that composes the text to append. It is called while the file is locked, so it must not call an error
+/// handler or edit a tag file: an edit of the same file would wait for the lock.
 using ComposeAppended = void (*)(vek::ComposedText &text, void *context);
 
-/// Appends a text to the tag file `tagPath` with one write(), unless the file defines the keyword `element`. A missing file
-/// is created. A file with a syntax error counts as not defining it. Nothing is reported.
+/// Appends the text that `compose` composes to the tag file `tagPath` with one write(), unless the file defines the
+/// keyword `element`. Creates a missing file. A file with a syntax error is treated as not defining the keyword.
+/// Reports no errors: the caller reports the result.
+/// @param context  passed to `compose`
 AppendResult appendUnlessDefined(const char *tagPath, const char *element, ComposeAppended compose,
                                  void *context);
 

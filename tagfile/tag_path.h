@@ -12,14 +12,15 @@ namespace tov {
 
 inline constexpr std::string_view kTagFileName = "vekinfo.tag";
 
-/// Appends the name of the tag file to a directory, after a "/" unless one is there.
-/// @return false if the path does not fit: no such file can exist
+/// Appends the name of the tag file to `directory`, with a "/" between them unless `directory` ends with one.
+/// @return false if the path does not fit into VEK_PATH_SIZE bytes; no system call accepts such a path
 [[nodiscard]] inline bool appendTagFileName(vek::PathText &directory) {
     return directory.appendAll(directory.back() == '/' ? "" : "/", kTagFileName);
 }
 
-/// The path that edits write: `dir` as it is, "/" and the name, of any length.
-/// @return a heap string; null for null, or if memory is exhausted
+/// Returns the path of the tag file that an edit of `dir` writes: `dir` unchanged, "/" and the name, without a limit on
+/// the length.
+/// @return a heap string; null if `dir` is null or memory is exhausted
 [[nodiscard]] vek::OwnedText tagFilePath(const char *dir);
 
 } // namespace tov

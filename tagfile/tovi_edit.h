@@ -5,8 +5,8 @@
 
 namespace tov {
 
-/// Adds an entry to the tag file of `dir`, or clears it: tovAddEntry() and tovRemoveEntry() with a given table of
-/// keywords. The arguments may be strings that the edit makes invalid: it works on copies.
+/// Adds the entry `name` to the tag file of `dir`, or clears it. Implements tovAddEntry() and tovRemoveEntry() for any
+/// table of keywords. The arguments are copied first, so they may be strings of the cached object that the edit frees.
 ///
 /// @param value  null to clear the entry
 /// @return 1, or 0 after reporting a failure

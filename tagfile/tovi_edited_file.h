@@ -1,7 +1,8 @@
 #ifndef TOVI_EDITED_FILE_H
 #define TOVI_EDITED_FILE_H
 
-/// A tag file that is opened and locked for an edit: its content is read, and replaced in place or extended.
+/// A tag file that is open and locked for an edit. The class reads its content, and either replaces it in place or
+/// appends to it. A failed replacement restores the old content.
 
 #include "common/base/owned.h"
 #include "tagfile/tovi_lock.h"
@@ -14,70 +15,77 @@ namespace tov {
 
 /// Which file an edit opens.
 enum class Opening {
-    Existing,        ///< only one that exists
-    CreateIfMissing, ///< one that exists, or a new one
-    CreateNew,       ///< only a new one
-    ForAppending     ///< as CreateIfMissing; it must be readable, and append() writes to it
+    Existing,        ///< an existing file
+    CreateIfMissing, ///< an existing file; if there is none, it is created
+    CreateNew,       ///< a new file; open() fails if the file exists
+    ForAppending ///< as CreateIfMissing, for append(): opened with O_APPEND, fails if the file cannot be read
 };
 
+/// Result of EditedFile::open().
 enum class Opened {
     Yes,
     Missing,     ///< there is no file, and none is created
-    Exists,      ///< CreateNew: another process has created it
-    NotWritable, ///< it cannot be opened for writing, or not be created
-    TimedOut     ///< another process holds the lock
+    Exists,      ///< CreateNew: the file exists
+    NotWritable, ///< the file cannot be opened for writing or cannot be created
+    TimedOut     ///< another process held the lock until the deadline
 };
 
-/// What reading the content resulted in.
+/// Result of EditedFile::readContent().
 enum class ContentRead { Done, Failed, NoMemory };
 
 class EditedFile {
   public:
-    /// @param path  a tag file or a symbolic link to one; outlives the object
+    /// @param path  a tag file or a symbolic link to one; not copied, so it must stay valid as long as the object
     explicit EditedFile(const char *path) : path_(path) {}
 
-    /// Opens the file, and locks it if it is a regular one. If the file is replaced or removed before it is locked, it is
-    /// opened again. On a file system without locks it is opened without one.
+    /// Opens the file, and locks it if it is a regular file. If another process replaces or removes the file before it
+    /// is locked, opens it again. On a file system without locks, opens the file without a lock.
     [[nodiscard]] Opened open(Opening opening, const Deadline &deadline);
 
     [[nodiscard]] bool isRegular() const { return S_ISREG(status_.st_mode); }
-    /// Whether open() created the file and nobody has written to it before it was locked.
+    /// Returns true if open() created the file and the file was still empty when open() had locked it.
     [[nodiscard]] bool isNew() const { return isNew_; }
-    /// The descriptor, for reading. Its offset is 0 after open().
+    /// Returns the descriptor of the open file, for reading. Its file offset is 0 after open().
     [[nodiscard]] int descriptor() const { return file_.get(); }
 
-    /// Reads the content of a regular file, unless it has been read already.
+    /// Reads the whole content into memory, for content() and for restoring it. Does nothing if it has been read
+    /// already or the file is not a regular file.
     [[nodiscard]] ContentRead readContent();
     [[nodiscard]] std::string_view content() const { return {content_.get(), contentSize_}; }
-    /// Releases the memory of the content, and rewinds the descriptor. @return false if that is impossible
+    /// Frees the memory of the content and sets the file offset of the descriptor to 0. @return false if lseek() fails
     [[nodiscard]] bool rereadFromStart();
 
-    /// Makes `text` the content, in place: inode, owner, mode and links stay. If a step fails, the file has its old
-    /// content again (if it may be read: what cannot be read cannot be restored).
+    /// Replaces the content by `text` in place, so that inode, owner, mode and hard links do not change. If a step
+    /// fails, writes the old content back; isRestored() returns whether that succeeded. The old content of a file
+    /// without read permission cannot be restored.
     ///
-    /// A reader at the same time finds the old text, or the new one with empty lines after it. If the file system cannot
-    /// reserve space with fallocate(), it can also find the old text with the end of the new one after it.
+    /// A process that reads at the same time without a lock finds the old text, or the new text followed by empty
+    /// lines. If the file system does not support fallocate(), it can also find the old text followed by the end of the
+    /// new one.
     [[nodiscard]] bool replace(std::string_view text);
 
-    /// Whether the file has its old content after a failed replace().
+    /// After a failed replace(): returns true if the file has its old content.
     [[nodiscard]] bool isRestored() const { return isRestored_; }
 
-    /// Whether the file is one that can be appended to: a regular file whose last byte can be read, or a device.
+    /// Returns true if text can be appended: the file is empty, a regular file whose last byte can be read, or a
+    /// character device. Stores the last byte for endsInsideLine().
     [[nodiscard]] bool canAppend();
-    /// Whether the last line has no newline. canAppend() reads this.
+    /// Returns true if the file does not end with a newline. Valid after canAppend(), which reads the last byte.
     [[nodiscard]] bool endsInsideLine() const { return lastByte_ != '\n'; }
 
-    /// Appends all of `text` with one write(), or nothing.
+    /// Appends `text` with one write(). If only a part is written, removes that part. @return true if all was appended
     [[nodiscard]] bool append(std::string_view text);
 
-    /// Removes the file if it is new: after a failure. A symbolic link that leads to it stays, and so does the file if it
-    /// has content and there was no lock to keep others from writing it.
+    /// After a failure: removes the file if open() has created it. A symbolic link to the file is not removed. A file
+    /// with content is not removed unless it is locked: without a lock, another process may have written the content.
     void removeIfNew();
 
   private:
+    /// Result of findAtPath().
     enum class AtPath { Same, Another, Unknown };
 
-    /// The name of a file that was created, in its directory.
+    /// Where open() created the file: a descriptor of the directory, and the file's name in it. Not the path, which can
+    /// lead to another directory later.
     struct Creation {
         vek::OwnedDescriptor directory;
         vek::OwnedText name;
@@ -101,7 +109,7 @@ class EditedFile {
 
     const char *path_;
     vek::OwnedDescriptor file_;
-    FileLock lock_; // after file_: it is released before the descriptor is closed
+    FileLock lock_; // declared after file_, so that it is destroyed before the descriptor is closed
     struct stat status_ = {};
     bool isReadable_ = true;
     bool isNew_ = false;

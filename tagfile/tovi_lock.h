@@ -1,26 +1,29 @@
 #ifndef TOVI_LOCK_H
 #define TOVI_LOCK_H
 
-/// The lock that serializes edits of one tag file, between processes and within one: an open file description lock
-/// (F_OFD_SETLK) on the whole file. Not flock(): it needs no write access, so every reader could block edits, and
-/// `flock FILE vekinfo ...` in a script would wait for itself. Not a process-owned lock: closing any descriptor of the
-/// file releases it.
+/// The lock that serializes edits of one tag file, between processes and within one process: an open file description
+/// lock (F_OFD_SETLK) on the whole file.
+///
+/// Not flock(): it needs no write access, so a user who may only read the file could block edits. Also, `flock FILE
+/// vekinfo ...` in a script would wait for its own lock. Not a POSIX record lock (F_SETLK): it is released as soon as
+/// the process closes any descriptor of the file.
 
 #include <cstdint>
 
 namespace tov {
 
-/// How long an edit waits for the lock.
+/// How long an edit waits for the lock before it fails.
 inline constexpr int kEditWaitMs = 30'000;
-/// How long a reader waits. It then reads without the lock.
+/// How long a reader waits for the lock. After that it reads without the lock, so that a hanging process cannot stop
+/// it.
 inline constexpr int kReadWaitMs = 2'000;
 
-/// A moment in the future.
+/// The time at which a wait ends: `milliseconds` after the construction.
 class Deadline {
   public:
     explicit Deadline(int milliseconds);
 
-    /// @return the milliseconds that are left, at least 0
+    /// @return the milliseconds until that time; 0 if it has passed
     [[nodiscard]] int remaining() const;
     [[nodiscard]] bool isPast() const { return remaining() == 0; }
 
@@ -28,11 +31,11 @@ class Deadline {
     std::int64_t end_; ///< CLOCK_MONOTONIC, in milliseconds
 };
 
-/// Pauses between tries: 1, 2, 4, ... 50 ms, each shortened at random by up to a half, so that processes that wait for
-/// the same file do not try at the same moments.
+/// Exponential backoff with jitter: pauses of 1, 2, 4, ... 50 ms between attempts, each shortened by a random part of
+/// up to a half. Without the jitter, processes that wait for the same file would make their attempts at the same times.
 class Backoff {
   public:
-    /// Sleeps, at most until `deadline`.
+    /// Sleeps for the next pause, but not beyond `deadline`.
     void pause(const Deadline &deadline);
 
   private:
@@ -56,13 +59,14 @@ class FileLock {
     FileLock &operator=(const FileLock &) = delete;
     ~FileLock() { release(); }
 
-    /// Tries until it has the lock or `deadline` has passed.
-    /// @param file  open for reading for a shared lock, for writing for an exclusive one
+    /// Requests the lock repeatedly until it is granted or `deadline` has passed.
+    /// @param file  a descriptor; it must be open for reading for a shared lock, for writing for an exclusive lock
     [[nodiscard]] LockResult acquire(int file, LockKind kind, const Deadline &deadline);
 
     [[nodiscard]] bool isHeld() const { return file_ >= 0; }
 
-    /// Unlocks explicitly: closing does not, while a forked child has the same file description.
+    /// Unlocks with F_UNLCK. Closing the descriptor is not enough: a forked child that inherited the descriptor would
+    /// keep the lock.
     void release();
 
   private:

@@ -1,7 +1,7 @@
 #ifndef TOVI_OBJECT_H
 #define TOVI_OBJECT_H
 
-/// Making, copying and releasing a VekinfoObj.
+/// Functions that create, copy, clear and free a VekinfoObj, the parsed form of one tag file.
 
 #include "tagfile/tov.h"
 
@@ -18,7 +18,7 @@ void tovInitVekinfoObj(VekinfoObj *obj);
 /// @return always TOV_OK
 int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src);
 
-/// Releases a heap object and all it owns. Null is allowed.
+/// Frees the heap object `obj`, its strings and its lists. Null is ignored.
 void tovDestroyInfoObj(VekinfoObj *obj);
 }
 
@@ -27,17 +27,18 @@ struct DestroyInfoObj {
 };
 using OwnedInfoObj = std::unique_ptr<VekinfoObj, DestroyInfoObj>;
 
+/// Allocates an object in which only the path is set.
 /// @param path  is copied; may be null
-/// @return a heap object in which nothing but the path is set; null if memory is exhausted
+/// @return the object; null if memory is exhausted
 OwnedInfoObj makeEmptyInfoObj(const char *path = nullptr);
 
-/// Exchanges the application entries of two objects.
+/// Swaps the application entries of two objects.
 void swapEntries(VekinfoObj &a, VekinfoObj &b);
 
-/// Frees the strings and lists of `obj`, and initializes it.
+/// Frees the strings and lists of `obj` and sets all fields to their initial values.
 void toviClearInfoObj(VekinfoObj *obj);
 
-/// Reports exhausted memory. @return TOV_MEMORY_ERROR
+/// Reports through tovPrintError() that memory is exhausted. @return TOV_MEMORY_ERROR
 int toviReportNoMemory();
 
 #endif

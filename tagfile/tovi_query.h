@@ -1,7 +1,7 @@
 #ifndef TOVI_QUERY_H
 #define TOVI_QUERY_H
 
-/// Values of entries.
+/// The value of an entry of a parsed tag file, as queries return it.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
@@ -11,13 +11,13 @@ extern "C" {
 /// @return the value of the entry `name` in `obj`: a string of `obj` or a constant; null if there is none
 const char *toviStringizeEntry(const char *name, const VekinfoObj *obj);
 
-/// @return the default namespace of this platform
+/// @return the namespace that applies if no tag file sets NAMESPACE: always "LibraryUnix"
 const char *tovsExeMachineNameSpace(void);
 }
 
 namespace tov {
 
-/// toviStringizeEntry() with a given table of keywords.
+/// Returns the value of the entry `name` in `obj` like toviStringizeEntry(), but with the table `keywords`.
 const char *valueOf(const Keywords &keywords, const VekinfoObj &obj, const char *name);
 
 } // namespace tov

@@ -1,7 +1,7 @@
 #ifndef TOVI_READ_H
 #define TOVI_READ_H
 
-/// Reading one tag file.
+/// Reads and parses one tag file that other processes may be editing.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
@@ -9,8 +9,10 @@
 
 namespace tov {
 
-/// Reads the tag file `path` into `obj`, in which nothing is set. A file that may be changing is read under a shared lock
-/// (tov_read.cpp).
+/// Parses the tag file `path` into `obj`, which must be empty. If an edit may be in progress, waits for a shared lock
+/// first; tov_read.cpp describes the test. A file that is not a regular file is read as an empty file.
+/// @param element, found  as in parseLines()
+/// @return kNoError, or the error that ended reading
 Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
                    bool &found);
 

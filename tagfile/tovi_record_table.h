@@ -1,12 +1,13 @@
 #ifndef TOVI_RECORD_TABLE_H
 #define TOVI_RECORD_TABLE_H
 
-/// The documented hash tables of this layer: 256 chains of records, keyed by the text of a path. A record has a member
-/// `next` and an owned `path`.
+/// The hash tables of the caches, keyed by the text of a path. Documented: an array of 256 linked lists (chains) of
+/// records. A record has a member `next` and a heap string `path`.
 ///
-/// The number of chains is fixed, so a search in the chains alone takes O(n). A long chain therefore has an index: open
-/// addressing with linear probing, grown when it is half full. The chain remains the truth, since other code may insert
-/// into it: a record belongs at the head of its chain, so a changed head shows that the index is out of date.
+/// The number of chains is fixed, so a search in the chains alone takes O(n). A long chain therefore gets an index: a
+/// hash table with open addressing and linear probing, which doubles when it is half full. Other code may insert
+/// records into the documented array directly. New records are inserted at the head of a chain, so the index is out of
+/// date if the head is not the one that it was built from.
 
 #include "tagfile/tov.h"
 
@@ -20,13 +21,13 @@ enum { TOVI_BUCKETS = 256 };
 
 namespace tov {
 
-/// @return the documented bucket of a path
+/// @return the index of the chain for a path, 0 to 255. Documented: the hash function is part of the interface
 std::size_t bucketOf(const char *path);
 
-/// @return the FNV-1a hash of a path. Not vekHashString(): its values depend on the address of the text
+/// @return the 64-bit FNV-1a hash of a path. Not vekHashString(): its result also depends on the alignment of the text
 std::uint64_t hashOf(const char *path);
 
-/// @return the first record of a chain with this path, or null
+/// Searches the chain that begins with `record`. @return its first record with this path, or null
 template <typename Record>
 Record *findInChain(Record *record, const char *path) {
     while (record != nullptr && std::strcmp(record->path, path) != 0) {
@@ -35,11 +36,13 @@ Record *findInChain(Record *record, const char *path) {
     return record;
 }
 
-/// The index of one chain. All its members are zero at first.
+/// The index of one chain. It has no constructor: an array of indexes is allocated with calloc(), and an index of zero
+/// bytes is empty.
 template <typename Record>
 class ChainIndex {
   public:
-    /// Makes the index that of the chain which begins with `head`. @return false if memory is exhausted
+    /// Updates the index to the chain that begins with `head`. If records were only added at the head, indexes these;
+    /// otherwise rebuilds the index. @return false if memory is exhausted
     [[nodiscard]] bool update(Record *head) {
         if (head == head_) {
             return true;
@@ -54,10 +57,10 @@ class ChainIndex {
                 return true;
             }
         }
-        return rebuild(head); // new, shortened, or with two records of one path
+        return rebuild(head); // no index yet, a record was removed, or a path was added a second time
     }
 
-    /// @return the first record of the chain with this path, or null; after update()
+    /// Requires a successful update(). @return the first record of the chain with this path, or null
     [[nodiscard]] Record *find(const char *path) { return slotOf(path, hashOf(path)).record; }
 
     [[nodiscard]] bool isEmpty() const { return count_ == 0; }
@@ -73,7 +76,7 @@ class ChainIndex {
         Record *record; ///< null if the slot is free
     };
 
-    /// @return the slot of the record with this path, or the free slot where it belongs
+    /// @return the slot of the record with this path; if there is none, the free slot in which to store it
     Slot &slotOf(const char *path, std::uint64_t hash) {
         std::size_t at = hash & (capacity_ - 1);
         while (slots_[at].record != nullptr &&
@@ -83,6 +86,7 @@ class ChainIndex {
         return slots_[at];
     }
 
+    /// Result of add(). No: a record with the same path is indexed already.
     enum class Added { Yes, No, NoMemory };
 
     Added add(Record *record) {
@@ -117,7 +121,8 @@ class ChainIndex {
         return true;
     }
 
-    /// Indexes the whole chain. Of records with the same path, the first one counts.
+    /// Indexes the whole chain. If several records have the same path, only the first one is indexed: a search of the
+    /// chain would return that one, too. @return false if memory is exhausted
     bool rebuild(Record *head) {
         clear();
         for (Record *record = head; record != nullptr; record = record->next) {
@@ -133,10 +138,10 @@ class ChainIndex {
     Slot *slots_;
     std::size_t capacity_; ///< a power of two, or 0
     std::size_t count_;
-    Record *head_; ///< the head of the chain that is indexed
+    Record *head_; ///< the head of the chain at the last update()
 };
 
-/// One hash table. Its functions keep the documented array up to date.
+/// One hash table with its indexes. The records are only in the chains of the documented array, which the caller owns.
 template <typename Record>
 class RecordTable {
   public:
@@ -172,7 +177,8 @@ class RecordTable {
         ++size_;
     }
 
-    /// Removes the record that find() returns. @return it, or null if there is none
+    /// Removes the record that find() would return. @return the record, which the caller then owns; null if there is
+    /// none
     Record *remove(const char *path) {
         const std::size_t bucket = bucketOf(path);
         for (Record **link = &chains_[bucket]; *link != nullptr; link = &(*link)->next) {
@@ -187,7 +193,7 @@ class RecordTable {
         return nullptr;
     }
 
-    /// Empties the table. @param destroy  called with each record
+    /// Removes all records. @param destroy  called with each record; frees it
     template <typename Destroy>
     void clear(Destroy destroy) {
         for (std::size_t bucket = 0; bucket < TOVI_BUCKETS; ++bucket) {
@@ -203,17 +209,17 @@ class RecordTable {
         size_ = 0;
     }
 
-    /// @return how many records insert() has added
+    /// @return the number of records that insert() has added and that have not been removed
     [[nodiscard]] std::size_t size() const { return size_; }
 
   private:
     using Index = ChainIndex<Record>;
 
-    /// Chains of at most this many records are searched without an index.
+    /// Chains of at most this many records are searched without an index: a search that short costs less than hashing.
     static constexpr int kShortChain = 8;
 
-    Record **chains_;          ///< TOVI_BUCKETS heads
-    Index *indexes_ = nullptr; ///< one for each chain; allocated for the first long one
+    Record **chains_;          ///< array of TOVI_BUCKETS chain heads
+    Index *indexes_ = nullptr; ///< one for each chain; allocated by the first search of a long chain
     std::size_t size_ = 0;
 };
 

@@ -1,8 +1,9 @@
 #ifndef TOVI_REPORT_H
 #define TOVI_REPORT_H
 
-/// Deferred reports. No error handler runs while a lock is held, so that a handler can edit the same file. Nor can a
-/// handler change the objects that an edit is using.
+/// Deferred error reports. An edit collects its reports and passes them to tovPrintError() when it has released its
+/// lock and its objects. So an error handler can edit the same file without a deadlock, and cannot change objects in
+/// use.
 
 #include "common/base/owned.h"
 #include "tagfile/tov.h"
@@ -12,10 +13,10 @@
 
 namespace tov {
 
-/// What a report names beside its text.
+/// What the `where` argument of a report is: null, the path of the tag file, or its directory as the caller gave it.
 enum class Naming { Nothing, File, Directory };
 
-/// The arguments of one tovPrintError(), except for the path.
+/// The arguments of one call of tovPrintError(). The path is not stored; makeReport() receives it.
 struct Report {
     int code = TOV_OK;
     const char *text = nullptr; ///< a constant
@@ -29,22 +30,22 @@ inline constexpr Report kNoError = {};
 inline constexpr Report kNoMemory = {TOV_MEMORY_ERROR, "while allocating vekinfo Obj."};
 inline constexpr Report kCannotRead = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", Naming::File};
 
-/// Reports in the order in which they are to be made.
+/// A list of deferred reports, in the order of add().
 class Reports {
   public:
-    /// Adds a report. If memory is exhausted, this is reported at the end instead.
+    /// Appends a report to the list. If memory is exhausted, the report is lost, and make() reports TOV_MEMORY_ERROR
+    /// last.
     void add(const Report &report);
 
     /// @return the first report; kNoError if there is none
     [[nodiscard]] const Report &first() const { return size_ == 0 ? kNoError : first_[0]; }
 
-    /// Makes the reports and removes them. The handler may call any function of this layer.
-    /// @param file, directory  what the reports name; either may be null
+    /// Passes all reports to tovPrintError(), as makeReport() does, and empties the list.
     void make(const char *file, const char *directory);
 
   private:
     static constexpr std::size_t kInline =
-        8; ///< one edit has at most seven, unless lines that it is given are refused
+        8; ///< reports stored without allocation: one edit makes at most seven, except for one for each rejected line
 
     std::array<Report, kInline> first_ = {};
     vek::Owned<Report> rest_;
@@ -53,7 +54,8 @@ class Reports {
     bool hasLost_ = false;
 };
 
-/// Makes one report. @return its code
+/// Passes one report to tovPrintError(). @return its code
+/// @param file, directory  the path for a report whose `naming` is File or Directory; may be null
 int makeReport(const Report &report, const char *file, const char *directory);
 
 } // namespace tov
