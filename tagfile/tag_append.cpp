@@ -10,8 +10,9 @@ namespace tov {
 
 namespace {
 
-/// Parses the locked file without a report.
-/// @return false after another error than a syntax error
+/// Parses the locked file into `obj` without reporting errors. `obj` is null after a syntax error, and empty if the
+/// file is not a regular file.
+/// @return false if the file cannot be read or memory is exhausted
 bool readQuietly(const EditedFile &file, OwnedInfoObj &obj) {
     obj = makeEmptyInfoObj();
     if (!obj || !file.isRegular()) {
@@ -44,7 +45,7 @@ AppendResult appendUnlessDefined(const char *tagPath, const char *element, Compo
     }
     vek::ComposedText text;
     if (file.endsInsideLine()) {
-        text.append("\n"); // otherwise the text would continue the last line
+        text.append("\n"); // otherwise the appended text would continue the last line
     }
     compose(text, context);
     const Keyword *rejected = text.isWhole() ? findRejected(kKeywords, text.view()) : nullptr;

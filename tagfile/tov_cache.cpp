@@ -1,4 +1,5 @@
-// The cache of tag files. An edit changes a cached object in place, as far as it differs from the file.
+// The cache of parsed tag files, a hash table by path. An edit updates a cached object in place and replaces only
+// fields that changed, because callers may hold pointers to the object's strings.
 
 #include "tagfile/tovi_cache.h"
 
@@ -21,7 +22,7 @@ namespace tov {
 std::size_t bucketOf(const char *path) {
     uint64_t hash = 0;
     for (const char *at = path; *at != '\0'; ++at) {
-        // Documented: the bytes are signed, on every platform.
+        // Documented: each byte is sign-extended, also on platforms where char is unsigned.
         hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(*at)));
     }
     return (hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & (TOVI_BUCKETS - 1);
@@ -32,7 +33,7 @@ uint64_t hashOf(const char *path) {
     for (const char *at = path; *at != '\0'; ++at) {
         hash = (hash ^ static_cast<unsigned char>(*at)) * 1099511628211U;
     }
-    return hash ^ (hash >> 32U); // the low bits select the slot
+    return hash ^ (hash >> 32U); // the index uses only the low bits: combine them with the high bits
 }
 
 namespace {
@@ -43,7 +44,7 @@ void destroyLink(PathlinkObj *link) {
     std::free(link);
 }
 
-// ---- reading a file into the cache
+// ---- reading of a file into the cache
 
 Report readIntoCache(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
                      bool &found) {
@@ -76,7 +77,8 @@ bool isSameList(char **a, char **b) {
     return (a == nullptr || *a == nullptr) && (b == nullptr || *b == nullptr);
 }
 
-/// Exchanges the fields that differ. Strings that did not change keep their addresses, which callers may hold.
+/// Copies the numbers of `obj` to `cached` and swaps the strings and lists that differ. Strings that are equal keep
+/// their addresses, because callers may hold pointers to them.
 void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
     cached.line = obj.line;
     cached.library = obj.library;
@@ -141,7 +143,7 @@ Report findOrRead(TagCache &cache, const char *tagPath, const char *element, Vek
     }
     cached = cache.objects.find(tagPath);
     if (cached != nullptr) {
-        // Documented: for a file that was read before, isPresent() decides; on the first reading the parser did.
+        // Documented: for a cached file, the result is that of isPresent(), which differs from that of the parser.
         found = element == nullptr || isPresent(kKeywords, *cached, element);
     } else {
         const Report report =

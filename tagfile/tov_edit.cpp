@@ -1,6 +1,6 @@
-// Adding and clearing an entry. An edit opens and locks the file, reads it through that descriptor, changes an object of
-// its own, writes the file, releases the lock, and only then makes its reports: a handler may edit the same file, or
-// empty the cache.
+// Adds or clears one entry of a tag file. An edit opens and locks the file, parses it into an object that is not
+// shared, changes the object, writes the file and releases the lock. Only then does it call the error handler, because
+// a handler may edit the same file or empty the cache.
 
 #include "tagfile/tov.h"
 
@@ -25,8 +25,8 @@ namespace {
 
 // ---- changes of an object
 
-/// Documented: the entries of the given name stay, all others go; if there are no others, nothing changes. Users' files
-/// depend on this selection.
+/// Removes the application entries whose name is not `name`. Documented: clearing an entry keeps the entries of that
+/// name and removes all others, and existing files depend on this.
 /// @return false if memory is exhausted
 bool keepOnly(VekinfoObj &obj, const char *name) {
     VekinfoObj kept = {};
@@ -47,7 +47,7 @@ bool keepOnly(VekinfoObj &obj, const char *name) {
     return isDone;
 }
 
-/// Replaces the last `count` application entries of an object by those of another one.
+/// Replaces the last `count` application entries of `obj` by those of `added`.
 /// @return false if memory is exhausted
 bool replaceLastEntries(VekinfoObj &obj, int count, const VekinfoObj &added) {
     for (int at = vekGetStrlistSize(obj.names) - 1; count > 0 && at >= 0; --at, --count) {
@@ -62,12 +62,12 @@ bool replaceLastEntries(VekinfoObj &obj, int count, const VekinfoObj &added) {
     return true;
 }
 
-/// The entry of tovAddEntry().
+/// The entry that tovAddEntry() adds: copies of its name and value, and the error if the parser would reject its line.
 class Addition {
   public:
     explicit Addition(const Keywords &keywords) : keywords_(keywords) {}
 
-    /// @return false if memory is exhausted
+    /// Copies the name and the value and tests the entry. @return false if memory is exhausted
     [[nodiscard]] bool make(const char *name, const char *value) {
         keyword_ = keywords_.find(name);
         const bool hasValue = keyword_ == nullptr || keyword_->wordCount > 1;
@@ -79,23 +79,25 @@ class Addition {
 
     [[nodiscard]] bool isKeyword() const { return keyword_ != nullptr; }
 
-    /// Whether the keyword does not allow the value, or the parser would reject the line.
+    /// Returns true if the keyword does not allow the value, or the parser would reject the written line.
     [[nodiscard]] bool isRejected() const { return error_.isError(); }
 
-    /// @param lineCount  the number of lines of the file, which the report names
+    /// Returns the report of the rejected entry.
+    /// @param lineCount  the number of lines of the file; becomes the line number of the report
     [[nodiscard]] Report error(std::uint32_t lineCount) const {
         Report report = error_;
         report.line = static_cast<int>(lineCount);
         return report;
     }
 
-    /// @return false if memory is exhausted
+    /// Adds the entry to `obj`. @return false if memory is exhausted
     [[nodiscard]] bool applyTo(VekinfoObj &obj) const {
         return !applyWords(keywords_, words_, obj).isError();
     }
 
   private:
-    /// Composes the addition alone: the writer omits and reports what the parser would reject.
+    /// Sets `error_` if the entry would be rejected: applies it to an empty object and composes the file text, which
+    /// reports lines that the parser would reject. @return false if memory is exhausted
     [[nodiscard]] bool findError() {
         VekinfoObj trial = {};
         tovInitVekinfoObj(&trial);
@@ -120,10 +122,11 @@ class Addition {
 
 // ---- one edit of one file
 
-/// Clears an entry, or adds one. The reports are made after the object is destroyed, which releases the lock.
+/// One edit of one file: clears an entry, or clears it and adds it again. The destructor releases the lock, so the
+/// caller passes the reports to the error handler after it.
 class Edit {
   public:
-    /// @param name      the entry; for an addition, its name
+    /// @param name      the name of the entry to clear or to add
     /// @param addition  null to clear the entry
     Edit(TagCache &cache, const Keywords &keywords, const char *path, const char *name,
          const Addition *addition, Reports &reports)
@@ -132,7 +135,7 @@ class Edit {
 
     /// @return 1, or 0 if the edit failed
     int run() {
-        *cache_.lastObject = nullptr; // as at the start of every reading
+        *cache_.lastObject = nullptr; // as findOrRead() does; it stays null if the edit fails
         if (addition_ != nullptr && addition_->isRejected() && !addition_->isKeyword()) {
             return reject();
         }
@@ -144,7 +147,7 @@ class Edit {
         case Opened::TimedOut:
             reports_.add(kCannotWrite);
             return 0;
-        default: // a file that cannot be written is read and reported without a lock
+        default: // if the file cannot be written, read it without a lock, so that its errors are reported as well
             break;
         }
         const bool isDone = addition_ == nullptr ? clear() : add();
@@ -159,7 +162,7 @@ class Edit {
         const Report report = read();
         if (report.isError()) {
             return report.code !=
-                   TOV_MEMORY_ERROR; // Documented: a file that cannot be read counts as success.
+                   TOV_MEMORY_ERROR; // Documented: the result is success if the file cannot be read.
         }
         if (!clearSetting()) {
             return failWithoutMemory();
@@ -168,10 +171,11 @@ class Edit {
     }
 
     bool add() {
-        // Documented: clearing and adding each read the file, and each reports what is wrong with it.
+        // Documented: an addition is a clear followed by an add, and both read the file. If it cannot be read or has a
+        // syntax error, the error is reported twice, so read it a second time after an error.
         isRead_ = !file_.isNew() && (!read().isError() || !read().isError());
         if (lastRead_.code == TOV_MEMORY_ERROR) {
-            return false; // the file may well be good
+            return false; // the file may be valid: it must not be replaced
         }
         if (!isRead_ && !startAnew()) {
             return failWithoutMemory();
@@ -179,8 +183,8 @@ class Edit {
         if (isRead_ && !clearSetting()) {
             return failWithoutMemory();
         }
-        // Documented: clearing writes the file, then adding does, and each reports its own failure. The file is in
-        // fact written once: one write that succeeds is enough, and the file need not lack the entry in between.
+        // Documented: the clear writes the file, then the add writes it, and each failed write is reported. The file is
+        // written once here if that succeeds, so that no reader finds it without the entry.
         bool isWritten = false;
         if (addition_->isRejected()) {
             isWritten = isRead_ && write();
@@ -194,7 +198,8 @@ class Edit {
         return finish(isWritten);
     }
 
-    /// Reports an addition that is rejected. The file is unchanged.
+    /// Adds the reports of a rejected application entry: the errors of reading the file, and the error of the entry.
+    /// Does not change the file. @return 1, as for a success
     int reject() {
         const bool isRead = !readThroughCache().isError() || !readThroughCache().isError();
         reports_.add(addition_->error(isRead ? obj_->line : 0));
@@ -203,16 +208,16 @@ class Edit {
 
     // ---- reading
     //
-    // The application entries of a regular file are not copied into the object: there may be millions of them, and the
-    // edit only omits some and appends one. They are composed from the content, line by line.
+    // The application entries of a regular file are not copied into the object, to save memory: there may be millions
+    // of them. The edit copies those that it keeps from the content to the new text, line by line.
 
-    /// Reads the file into an object of the edit's own. An error is added to the reports.
+    /// Reads the file into `obj_`, which is not shared with the cache. Adds an error to the reports.
     Report read() { return file_.isRegular() ? readContent() : readThroughCache(); }
 
     Report readContent() {
         const Report report = parseContent();
         if (report.isError() && report.code != TOV_MEMORY_ERROR) {
-            dropFromCache(cache_, path_); // as after a first reading that fails
+            dropFromCache(cache_, path_); // a file that cannot be parsed is never in the cache
         }
         return noteRead(report);
     }
@@ -258,7 +263,8 @@ class Edit {
         return report;
     }
 
-    /// For a file that does not exist or cannot be read: the edit writes what it adds, and nothing else.
+    /// Starts with an empty object, for a file that does not exist or cannot be read: the edit then writes only the
+    /// added entry. @return false if memory is exhausted
     bool startAnew() {
         dropFromCache(cache_, path_);
         obj_ = makeEmptyInfoObj(path_);
@@ -267,14 +273,15 @@ class Edit {
 
     // ---- writing
 
-    /// Clears the entry in what is to be written. @return false if memory is exhausted
+    /// Clears the entry `name_` in `obj_` and, for an application entry, marks those of the file to omit.
+    /// @return false if memory is exhausted
     bool clearSetting() {
         const Keyword *keyword = keywords_.find(name_);
         if (keyword != nullptr) {
             keyword->clear(*obj_);
             return true;
         }
-        omitsOtherEntries_ = hasOtherEntries_; // as keepOnly() for the entries of the file
+        omitsOtherEntries_ = hasOtherEntries_; // what keepOnly() does for entries in an object
         return keepOnly(*obj_, name_);
     }
 
@@ -294,7 +301,8 @@ class Edit {
         composeEntries(keywords_, *obj_, text_, reports_);
     }
 
-    /// Writes the settings, which must not change afterwards. A failure is added to the reports.
+    /// Replaces the file by the composed settings. Adds a failure to the reports. The text is composed on the first
+    /// call only, so `obj_` must not change between two calls.
     bool write() {
         if (!isComposed_) {
             compose();
@@ -312,7 +320,7 @@ class Edit {
         return finish(false);
     }
 
-    /// Makes the cache describe what is in the file now. @return `isWritten`
+    /// Updates the cached object to the content that the file has now. @return `isWritten`
     bool finish(bool isWritten) {
         if (isRead_ && (isWritten ? hasNewObject() : hasOldObject())) {
             *cache_.lastObject = updateCache(cache_, std::move(obj_));
@@ -320,8 +328,9 @@ class Edit {
         return isWritten;
     }
 
-    /// After a write: completes the object with the entries of the file, if it is a regular one. They are read back,
-    /// since the object and a text of a million entries together would need twice the memory.
+    /// After a successful write: adds the application entries of a regular file to `obj_`, for the cache. Frees the
+    /// composed text and reads the entries from the file, because text and object together would need twice the memory.
+    /// @return true if `obj_` may be cached
     bool hasNewObject() {
         if (!file_.isRegular()) {
             return true;
@@ -332,17 +341,19 @@ class Edit {
         OwnedInfoObj written = makeEmptyInfoObj();
         bool found = false;
         vek::LineReader lines(file_.descriptor());
-        // Documented: the cache holds an added value as given, not as it is read again.
+        // Documented: the cache holds the added value as the caller gave it, which can differ from the value in the
+        // file, for example in white space.
         const bool isRead = written && file_.rereadFromStart() &&
                             !parseLines(keywords_, lines, nullptr, *written, found).isError() &&
                             replaceLastEntries(*written, added, *obj_);
         return isRead ? (swapEntries(*obj_, *written), true) : hasNoObject();
     }
 
-    /// After a failed write: parses the old content once more, if the edit works on a locked file.
+    /// After a failed write: parses the old content of a regular file into `obj_` again, if it was restored.
+    /// @return true if `obj_` may be cached
     bool hasOldObject() {
         if (!file_.isRegular()) {
-            return false; // the cache holds it
+            return false; // the cached object is unchanged
         }
         text_ = vek::ComposedText();
         const bool isParsed =
@@ -350,12 +361,13 @@ class Edit {
         return isParsed || hasNoObject();
     }
 
+    /// Removes the object from the cache, because it may differ from the file. @return false
     bool hasNoObject() {
         dropFromCache(cache_, path_);
         return false;
     }
 
-    /// @return how many application entries a reader finds in `text`
+    /// @return the number of application entries that the parser finds in `text`; one value can contain several lines
     int countEntries(std::string_view text) const {
         VekinfoObj unused = {};
         int count = 0;
@@ -378,7 +390,7 @@ class Edit {
     Report lastRead_;
     bool isRead_ = true;
     bool hasOtherEntries_ = false;   ///< whether the file has application entries of other names
-    bool omitsOtherEntries_ = false; ///< whether they are not written
+    bool omitsOtherEntries_ = false; ///< whether compose() leaves those entries out
     vek::ComposedText text_;
     std::size_t sizeBeforeAddition_ = 0;
     bool isComposed_ = false;

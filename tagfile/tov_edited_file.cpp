@@ -1,6 +1,6 @@
-// Replacing the content of a tag file in place, so that inode, owner, mode and links stay: space for the new text is
-// reserved, the text is written over the old one with one call, the file is cut to size and synchronized. The old
-// content is kept in memory until all of it has succeeded, and written back if it has not.
+// Replaces the content of a tag file in place, so that inode, owner, mode and hard links do not change. The steps are
+// fallocate() for the new text, one pwrite() over the old text, ftruncate() and fsync(). The old content is kept in
+// memory until all steps have succeeded, and is written back if one of them fails.
 
 #include "tagfile/tovi_edited_file.h"
 
@@ -21,8 +21,8 @@ namespace tov {
 namespace {
 
 constexpr int kOpenFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // O_NONBLOCK: opening a pipe must not block
-constexpr mode_t kNewFileMode = 0666;                         // the umask trims it
-constexpr int kMaxLinks = 40;                                 // as many as Linux follows in one path
+constexpr mode_t kNewFileMode = 0666;                         // before the umask is applied
+constexpr int kMaxLinks = 40;                                 // Linux resolves at most 40 links in one path
 
 bool writeAt(int file, std::string_view text, off_t offset) {
     while (!text.empty()) {
@@ -41,7 +41,7 @@ bool truncateTo(int file, std::size_t size) {
     return vek::retryInterrupted([&] { return ftruncate(file, static_cast<off_t>(size)); }) == 0;
 }
 
-/// Some file systems do not support fsync(). This is not a failed write.
+/// Calls fsync(). @return false if it failed; true if the file system does not support it (EINVAL or ENOTSUP)
 bool synchronize(int file) {
     return vek::retryInterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
@@ -50,8 +50,10 @@ bool isSameFile(const struct stat &a, const struct stat &b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// Opens the directory of `path`, which is relative to the directory `base`.
-/// @param name  receives the last component of the path
+/// Opens the directory that contains the last component of `path`.
+/// @param base  a descriptor of the directory that a relative `path` starts from, or AT_FDCWD
+/// @param name  receives the last component of `path`
+/// @return an invalid descriptor if that fails
 vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText &name) {
     const char *slash = std::strrchr(path, '/');
     vek::PathText directory;
@@ -66,18 +68,21 @@ vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText 
         vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }
 
-/// Whether another user may have created a symbolic link to redirect the edit: the link is in a sticky, world-writable
-/// directory such as /tmp. The rule is that of fs.protected_symlinks.
+/// Returns true if another user may have created the symbolic link to redirect the edit. The rule is that of the Linux
+/// setting fs.protected_symlinks: the link is in a sticky, world-writable directory such as /tmp, and its owner is
+/// neither the current user nor the owner of the directory.
 bool isUntrusted(const struct stat &link, const struct stat &directory) {
     constexpr mode_t kShared = S_ISVTX | S_IWOTH;
     return (directory.st_mode & kShared) == kShared && link.st_uid != geteuid() &&
            link.st_uid != directory.st_uid;
 }
 
-/// @return 0 and the target of a symbolic link; EINVAL if it is none, ENOENT if it is gone, EACCES if it is not to be
-///         followed; or another errno value
+/// Reads the symbolic link `name` in the directory with the descriptor `directory`.
+/// @param target  receives the target of the link
+/// @return 0; EINVAL if `name` is no symbolic link, ENOENT if it does not exist, EACCES if isUntrusted() forbids
+///         following the link; or another errno value
 int readLink(int directory, const char *name, vek::PathText &target) {
-    // One descriptor for all steps: between two of them, the name could be given to another link.
+    // O_PATH: fstat() and readlinkat() then examine the same link, even if another process replaces the name.
     const vek::OwnedDescriptor link(
         vek::retryInterrupted([=] { return openat(directory, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
     struct stat status = {};
@@ -117,11 +122,13 @@ Opened EditedFile::open(Opening opening, const Deadline &deadline) {
     }
 }
 
-/// @return what open() returns; nothing if it has to begin again
+/// Makes one attempt of open().
+/// @return the result of open(); nullopt if open() must try again, because another process created, replaced or removed
+///         the file in the meantime
 std::optional<Opened> EditedFile::tryOpen(Opening opening, const Deadline &deadline) {
     const Opened opened = openOrCreate(opening);
     if (opened == Opened::Exists && opening != Opening::CreateNew) {
-        return std::nullopt; // another process has created it: its file is edited
+        return std::nullopt; // another process has just created the file: open that file in the next attempt
     }
     if (opened != Opened::Yes || !isRegular()) {
         return opened;
@@ -154,7 +161,9 @@ Opened EditedFile::openOrCreate(Opening opening) {
     return opening == Opening::Existing ? Opened::Missing : create(flags);
 }
 
-/// @return false with an errno value if there is no file, or it cannot be opened for writing
+/// Opens an existing file for reading and writing; without read permission, only for writing, unless text is to be
+/// appended.
+/// @return false, with errno set, if the file does not exist or cannot be opened
 bool EditedFile::openExisting(Opening opening, int flags) {
     const auto openWith = [&](int access) {
         return vek::OwnedDescriptor(vek::retryInterrupted([&] { return ::open(path_, access | flags, 0); }));
@@ -166,7 +175,7 @@ bool EditedFile::openExisting(Opening opening, int flags) {
     }
     vek::OwnedDescriptor writable = openWith(O_WRONLY);
     if (writable.valid()) {
-        file_ = openWith(O_RDWR); // adding to a file that cannot be read replaces it: try a second time
+        file_ = openWith(O_RDWR); // an addition replaces a file that it cannot read, so try once more
         isReadable_ = file_.valid();
         if (!isReadable_) {
             file_ = std::move(writable);
@@ -175,10 +184,10 @@ bool EditedFile::openExisting(Opening opening, int flags) {
     return file_.valid();
 }
 
-/// Creates the file with O_EXCL, so that exactly one process knows that it has created it. O_EXCL follows no symbolic
-/// link, so a dangling one is followed here.
+/// Creates the file with O_EXCL, so that only the process that created the file removes it after a failure. O_EXCL does
+/// not follow symbolic links, so this loop follows a dangling link and creates its target.
 Opened EditedFile::create(int flags) {
-    vek::PathText path; // relative to `directory`
+    vek::PathText path; // if not absolute, it starts from `directory`
     vek::OwnedDescriptor directory;
     vek::OwnedText name;
     const bool fits = path.assign(path_);
@@ -207,7 +216,9 @@ Opened EditedFile::create(int flags) {
     return Opened::NotWritable;
 }
 
-/// Compares the file with the one at its path: it may have been replaced or removed before it was locked.
+/// Compares the open file with the file that is at its path now. They differ if another process replaced or removed the
+/// file before it was locked: an edit of the open file would then be lost.
+/// @return Unknown if fstat() or stat() fails for another reason than ENOENT
 EditedFile::AtPath EditedFile::findAtPath() {
     struct stat atPath = {};
     if (fstat(file_.get(), &status_) != 0) {
@@ -278,7 +289,7 @@ bool EditedFile::rereadFromStart() {
 bool EditedFile::replace(std::string_view text) {
     const vek::SizeLimitSignalGuard guard;
     if (S_ISCHR(status_.st_mode)) {
-        return writeAll(text) && closeDuplicate(); // a device has no content to lose
+        return writeAll(text) && closeDuplicate(); // a device has no old content to save or restore
     }
     if (!isRegular() || (isReadable_ && readContent() != ContentRead::Done) || !reserveSpace(text)) {
         return false;
@@ -303,7 +314,7 @@ bool EditedFile::writeAll(std::string_view text) {
     return true;
 }
 
-/// Reserves the blocks that the new text needs, while the old text stays as it is.
+/// Allocates the disk blocks for the new text before the old text is overwritten, so that ENOSPC cannot occur halfway.
 bool EditedFile::reserveSpace(std::string_view text) {
     const auto size = static_cast<off_t>(text.size());
     if (text.empty() ||
@@ -314,7 +325,8 @@ bool EditedFile::reserveSpace(std::string_view text) {
     return isUnsupported && (text.size() <= oldSize() || extendBy(text));
 }
 
-/// Without fallocate(), the part of the new text beyond the end of the old one is written first.
+/// Replaces fallocate() where the file system does not support it: writes the part of the new text beyond the end of
+/// the old text first. This allocates the blocks while the old text is still intact.
 bool EditedFile::extendBy(std::string_view text) {
     const std::string_view tail(text.data() + oldSize(), text.size() - oldSize());
     if (writeAt(file_.get(), tail, status_.st_size)) {
@@ -324,8 +336,8 @@ bool EditedFile::extendBy(std::string_view text) {
     return false;
 }
 
-/// Writes over the old text with one call. The rest of a longer old text is replaced by empty lines: a reader between
-/// pwrite() and ftruncate() then parses the same settings.
+/// Overwrites the old text with one pwrite(). If the old text is longer, newlines replace the rest of it. A process
+/// that reads the file between pwrite() and ftruncate() then finds the new settings followed by empty lines.
 bool EditedFile::overwrite(std::string_view text) {
     if (text.size() >= oldSize()) {
         return writeAt(file_.get(), text, 0);
@@ -339,8 +351,10 @@ bool EditedFile::overwrite(std::string_view text) {
     return writeAt(file_.get(), {padded.get(), oldSize()}, 0);
 }
 
-/// Network file systems report some write errors only when a descriptor is closed. Closing a duplicate shows them
-/// while the file is still open, and locked, to be restored. If the process has no descriptor left, fsync() shows them.
+/// Finds write errors that network file systems report only from close(). Closes a duplicate of the descriptor, so that
+/// the file is still open and locked if it must be restored. If no descriptor is left for a duplicate, calls fsync()
+/// instead.
+/// @return false if there was an error
 bool EditedFile::closeDuplicate() {
     vek::OwnedDescriptor duplicate(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
     return duplicate.valid() ? duplicate.close() == 0 : synchronize(file_.get());
@@ -349,7 +363,7 @@ bool EditedFile::closeDuplicate() {
 void EditedFile::restore() {
     isRestored_ = false;
     if (content_) {
-        // If the old text cannot be written, the size stays: cutting the new text would tear it.
+        // Truncate only after the old text is written: truncating a file that still has the new text would damage that.
         isRestored_ = writeAt(file_.get(), content(), 0) && truncateTo(file_.get(), contentSize_);
         static_cast<void>(synchronize(file_.get()));
     }
@@ -371,7 +385,7 @@ bool EditedFile::append(std::string_view text) {
     if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {
         return true;
     }
-    // Removes what was written, unless a program without a lock has appended to it.
+    // Remove the part that was written, unless a program that does not lock the file has appended after it.
     if (isRegular() && fstat(file_.get(), &status_) == 0) {
         if (written > 0 && status_.st_size == end &&
             truncateTo(file_.get(), oldSize() - static_cast<std::size_t>(written))) {

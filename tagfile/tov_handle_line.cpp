@@ -10,7 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
-static struct { vek::LineBuffer text; } lastLine; // the words of toviProcessLine() point into it
+/// Buffer of the words that toviProcessLine() returns.
+static struct { vek::LineBuffer text; } lastLine;
 
 namespace tov {
 
@@ -20,12 +21,13 @@ bool isSameText(const char *a, const char *b) {
     return a != nullptr && a == b;
 }
 
-/// Whether `obj` is a shallow copy of `cached`, with the same strings.
+/// Returns true if `obj` is a shallow copy of `cached`: they share a string, which must not be freed twice.
 bool isShallowCopy(const VekinfoObj &obj, const VekinfoObj &cached) {
     return isSameText(obj.path, cached.path) || isSameText(obj.dmtype, cached.dmtype);
 }
 
-/// Applies the line of a keyword to an object and to the cached object returned last. Shared strings remain shared.
+/// Applies the line of a keyword to `obj` and to `cached`. If they shared their DMTYPE string, both have the same new
+/// string afterwards.
 Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
     if (!isShallowCopy(obj, cached)) {
         const Report report = applyWords(kKeywords, words, obj);
@@ -41,7 +43,8 @@ Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cache
     return report;
 }
 
-/// Adds an application entry to an object. Lists that it shares with the cached object remain shared.
+/// Adds an application entry to `obj`. If `obj` and `cached` shared their lists, `cached` receives the new list
+/// pointers, because appending may have moved the lists.
 Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
     const bool areShared = cached.names != nullptr && cached.names == obj.names;
     const Report report = applyWords(kKeywords, words, obj);
@@ -54,11 +57,12 @@ Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) 
     return report;
 }
 
-/// Applies all settings of `read` to `obj`, line by line.
-/// @return TOV_OK, or a reported code
+/// Applies all settings of `read` to `obj` with toviHandleInputLine(), one call for each line.
+/// @param path  the tag file, named in reports
+/// @return TOV_OK, or a code that has been reported
 int merge(const VekinfoObj &read, const char *path, VekinfoObj *obj) {
     const auto apply = [&](const char *name, const char *value, int count) {
-        // The words are only read.
+        // const_cast: toviHandleInputLine() does not modify the words.
         std::array<char *, TOVI_LINE_WORDS> words = {const_cast<char *>(name), const_cast<char *>(value)};
         return toviHandleInputLine(obj, path, nullptr, nullptr, count, words.data());
     };
@@ -129,7 +133,7 @@ int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int 
     const int merged = tov::merge(read, path, obj);
     toviClearInfoObj(&read);
     const bool hasFailed = merged != TOV_OK || report.isError();
-    // A file that cannot be opened leaves `*found` as it is.
+    // If the file cannot be opened, no line was read, and `*found` is not changed.
     if (found != nullptr && (hasElement || (hasFailed && hasLines))) {
         *found = hasFailed ? 0 : 1;
     }

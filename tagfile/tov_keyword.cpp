@@ -84,7 +84,7 @@ constexpr std::array kRows = {
                 return true;
             },
         .clear = [](VekinfoObj &obj) { obj.library = 0; },
-        // Documented: a flag that an edit cleared to 0 counts as present.
+        // Documented: after an edit has cleared VEKLIBRARY (0), a lookup in the cache still finds it.
         .isPresent = [](const VekinfoObj &obj) { return obj.library != TOV_UNSET; },
         .value = [](const VekinfoObj & /*obj*/) { return ""; },
         .writtenValue = [](const VekinfoObj &obj) -> const char * { return obj.library == 1 ? "" : nullptr; },

@@ -1,6 +1,6 @@
-// The upward search for an entry: from a directory to its parents by the text of the path, through symbolic links, up to
-// the root or the first other file system. Each level costs two system calls: stat() of its tag file, and lstat() of the
-// parent, which gives both the device and whether the parent is a link.
+// The upward search for an entry. It goes from a directory to its parents by removing the last component of the path,
+// and follows parents that are symbolic links. It ends at the root or at the first directory on another file system.
+// Each level costs two system calls: stat() of its tag file and lstat() of the parent directory.
 
 #include "tagfile/tov.h"
 
@@ -27,7 +27,8 @@ namespace tov {
 
 namespace {
 
-/// Directories of automount points: lookups at or above them could mount a whole network.
+/// Directories in which automounters mount remote file systems. The search ends there: each lookup of a name in them
+/// could make the automounter contact another machine.
 constexpr std::array<std::string_view, 4> kStops = {"/net", "/nfs", "/afs", "/..."};
 
 bool isStop(std::string_view directory) {
@@ -39,10 +40,10 @@ bool isStop(std::string_view directory) {
     return false;
 }
 
-/// What the walk does after a step.
+/// Result of one step of the search: whether to end it.
 enum class Next { Stop, Continue };
 
-/// One walk from a directory toward the root.
+/// One upward search, from a start directory to the root.
 class UpwardWalk {
   public:
     /// @param out, found  as in tovLocalSearchElement(), not null
@@ -62,8 +63,8 @@ class UpwardWalk {
     }
 
   private:
-    /// Compares the device with that of the first directory that exists.
-    /// @return false if `directory_` exists on another device
+    /// Compares the device of `directory_` with the device of the first directory of the search that exists.
+    /// @return false if `directory_` exists and is on another device
     bool isOnSameDevice() {
         if (!hasStatus_ && stat(directory_.c_str(), &status_) != 0) {
             return true;
@@ -76,9 +77,10 @@ class UpwardWalk {
         return !hasDevice_ || status_.st_dev == device_;
     }
 
-    /// Searches the tag file of the directory. Afterwards the directory has no final "/".
+    /// Searches the tag file in `directory_` for the entry. Removes a "/" at the end of `directory_`.
+    /// @return Stop if the file defines the entry, or after an error
     Next searchTagFile() {
-        // The root keeps no slash either: its name becomes empty, and the walk ends.
+        // For the root, `directory_` becomes empty, and moveToParent() then ends the search.
         const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
         if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
             result_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
@@ -103,7 +105,7 @@ class UpwardWalk {
         return directory_.empty() ? Next::Stop : followLink();
     }
 
-    /// Replaces the directory by its target if it is a symbolic link.
+    /// If `directory_` is a symbolic link, continues at its target. Resolved links are cached.
     Next followLink() {
         const PathlinkObj *cached = links_.size() == 0 ? nullptr : links_.find(directory_.c_str());
         if (cached != nullptr) {
@@ -135,7 +137,7 @@ class UpwardWalk {
         return link == nullptr ? stopWith(toviReportNoMemory()) : jump(*link);
     }
 
-    /// @return the cached link from the directory to `target`; null if memory is exhausted
+    /// Caches that `directory_` is a link to `target`. @return the cached link; null if memory is exhausted
     const PathlinkObj *cacheLink(std::string_view target) {
         vek::Owned<PathlinkObj> link(static_cast<PathlinkObj *>(std::malloc(sizeof(PathlinkObj))));
         vek::OwnedText path = vek::copyText(directory_.view());
@@ -148,8 +150,9 @@ class UpwardWalk {
         return link.release();
     }
 
-    /// Continues at the target of a link. Links can form a cycle. After two jumps for each cached link, one link has
-    /// been taken three times. Its second pass found only cached files, so the third would give the same result.
+    /// Continues at the target of `link`. Stops in a cycle of links: after more than two jumps for each cached link,
+    /// one link has been followed three times. In its second pass all tag files were cached, so a third pass finds no
+    /// more.
     Next jump(const PathlinkObj &link) {
         if (++jumps_ > 2 * links_.size()) {
             return Next::Stop;
@@ -159,7 +162,7 @@ class UpwardWalk {
 
     Next reportReadlink(int error) {
         vek::ComposedText text;
-        // Documented: the text ends in a newline of its own.
+        // Documented: the text ends with a newline, although tovPrintError() adds another one.
         text.append("readlink on \"", directory_.view(), "\" produced error \"", std::strerror(error), "\" (",
                     vek::Decimal(error), ")\n");
         const char *composed = text.c_str();
@@ -178,7 +181,7 @@ class UpwardWalk {
     VekinfoObj *out_;
     int *found_;
     vek::PathText directory_;
-    struct stat status_ = {}; ///< of `directory_`, if hasStatus_
+    struct stat status_ = {}; ///< stat record; that of `directory_` if hasStatus_ is true
     bool hasStatus_ = false;
     bool hasDevice_ = false;
     dev_t device_ = 0;

@@ -25,15 +25,18 @@ std::int64_t nowMs() {
     return std::int64_t{1000} * now.tv_sec + now.tv_nsec / 1'000'000;
 }
 
+/// Sets or removes a lock on the whole file without waiting.
+/// @param type  F_RDLCK, F_WRLCK or F_UNLCK
 /// @return 0, or an errno value
 int setLock(int file, short type) {
     struct flock lock = {};
     lock.l_type = type;
-    lock.l_whence = SEEK_SET; // with start and length 0: the whole file
+    lock.l_whence = SEEK_SET; // start 0 and length 0 mean the whole file
     return vek::retryInterrupted([&] { return fcntl(file, F_OFD_SETLK, &lock); }) == 0 ? 0 : errno;
 }
 
-/// Whether a request may succeed later: another process holds the lock, or signals interrupt every try.
+/// Returns true if a later request may succeed: another process holds the lock (EAGAIN, EACCES), or signals interrupted
+/// the request (EINTR).
 bool isTemporary(int error) {
     return error == EAGAIN || error == EACCES || error == EINTR;
 }
@@ -52,11 +55,11 @@ void Backoff::pause(const Deadline &deadline) {
             static_cast<std::uint32_t>(clockNow().tv_nsec) ^ (static_cast<std::uint32_t>(getpid()) << 8U);
     }
     random_ = random_ * 1664525U +
-              1013904223U; // linear congruential generator; the high bits are the more random ones
+              1013904223U; // linear congruential generator; its low bits have short periods and are not used
     const std::int64_t longest = std::min(nextMs_, deadline.remaining()) * std::int64_t{1'000'000};
     const std::int64_t shortened = longest / 2 + longest / 2 * (random_ >> 16U) / 65536;
     const timespec duration = {0, shortened};
-    static_cast<void>(nanosleep(&duration, nullptr)); // after a signal, the next try is earlier
+    static_cast<void>(nanosleep(&duration, nullptr)); // a signal may end the pause early, which does no harm
     nextMs_ = std::min(2 * nextMs_, kLongestPauseMs);
 }
 

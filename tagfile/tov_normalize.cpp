@@ -19,7 +19,8 @@ int convertPath(const char *path, SearchText &converted) {
     return converted.fill([path](char *out, std::size_t) { return puxConvertPath(path, out); });
 }
 
-/// Sets `absolute` to `path`, after `directory` and "/" unless it is rooted. @return false if it does not fit
+/// Sets `absolute` to `path` if that begins with "/", otherwise to `directory`, "/" and `path`.
+/// @return false if the result does not fit
 bool makeAbsolute(const vek::PathText &directory, std::string_view path, vek::PathText &absolute) {
     const bool isRooted = !path.empty() && path.front() == '/';
     return isRooted ? absolute.assign(path) : absolute.assign(directory.view(), "/", path);
@@ -32,7 +33,7 @@ int reportPath(const char *function, const char *path) {
 } // namespace
 
 int normalizePath(const char *path, vek::PathText &normalized) {
-    SearchText converted; // never empty: only existing paths are converted
+    SearchText converted; // not empty after PUX_OK, which requires that the path exists
     if (convertPath(path, converted) != PUX_OK) {
         return reportPath("tovNormalizePath", path);
     }

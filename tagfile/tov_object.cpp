@@ -8,7 +8,9 @@
 
 namespace {
 
-/// Copies a string list. @param size  receives its allocated size. @return false if memory is exhausted
+/// Copies a string list.
+/// @param size  receives the allocated size of the copy
+/// @return false if memory is exhausted
 bool copyList(char **from, char ***to, int32_t *size) {
     *to = vekCopyStrlist(from);
     *size = *to == nullptr ? 0 : vekGetStrlistSize(*to) + 1;

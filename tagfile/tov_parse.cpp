@@ -1,5 +1,5 @@
-// The tag file parser. A line is reduced and split in place, without copies. Its first word is looked up in the table of
-// keywords.
+// The parser of tag files. It removes the comment and the white space around a line and splits the line into words in
+// place, by writing NUL bytes. The first word is looked up in the table of keywords.
 
 #include "tagfile/tovi_parse.h"
 
@@ -13,7 +13,7 @@ namespace tov {
 
 namespace {
 
-/// A comment begins with one of these, at the start of the line or after a blank or a tab.
+/// The strings that begin a comment, if they are at the start of the line or after a blank or a tab.
 constexpr std::array<std::string_view, 3> kCommentMarkers = {"--", "#", ";"};
 
 bool opensComment(std::string_view text) {
@@ -65,7 +65,7 @@ Words splitLine(vek::LineBuffer &text) {
     while (*at != '\0' && words.count < TOVI_LINE_WORDS) {
         words.word[static_cast<std::size_t>(words.count++)] = at;
         if (words.count == TOVI_LINE_WORDS) {
-            break; // the last word is the rest of the line
+            break; // the third word is the whole rest of the line
         }
         while (*at != '\0' && !vek::isSpace(*at)) {
             ++at;
@@ -84,7 +84,7 @@ bool addApplicationEntry(VekinfoObj &obj, const char *name, const char *value) {
     if (vek::appendToStrlist(obj.values, value, &obj.valuesSize)) {
         return true;
     }
-    // The two lists stay parallel.
+    // Remove the name again: `names` and `values` must have the same number of strings.
     char *&added = obj.names[vekGetStrlistSize(obj.names) - 1];
     std::free(added);
     added = nullptr;

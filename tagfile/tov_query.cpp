@@ -15,12 +15,13 @@ namespace {
 
 constexpr const char *kTagFileGroup = "veksetup";
 
-/// The `where` argument of a query: empty unless a tag file defines the entry.
+/// Writes to the `where` buffer of a query: the empty string first, and the path of the tag file if one defines the
+/// entry.
 class Where {
   public:
     explicit Where(char *buffer) : buffer_(buffer) { set(""); }
 
-    /// The path fits: it was composed in a buffer of the same size.
+    /// Copies `path` to the buffer. It always fits: it comes from a buffer of the same size.
     void set(const char *path) {
         if (buffer_ != nullptr) {
             static_cast<void>(vek::copyToBuffer(path, buffer_, VEK_PATH_SIZE));
@@ -31,19 +32,22 @@ class Where {
     char *buffer_;
 };
 
-/// Searches upward from a normalized path.
+/// Searches upward from the normalized `path` for a tag file that defines `element`, and stores its settings in `obj`.
+/// @return false if there is none, or after an error
 bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
     int found = 0;
     return tovLocalSearchElement(path, element, obj, &found) == TOV_OK && found != 0;
 }
 
-/// Searches the tag files along the search list, in order. An error ends the search.
+/// Searches the tag files along the search list, in order, for one that defines `element`, and stores its settings in
+/// `obj`.
+/// @return false if there is none, or after an error, which ends the search
 bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     char **files = nullptr;
     const int status = puxFullSearch(nullptr, tov::kTagFileName.data(), kTagFileGroup, &files);
     if (status != PUX_OK) {
         if (status == PUX_MEMORY_ERROR) {
-            toviReportNoMemory(); // otherwise the entry would seem not to be defined
+            toviReportNoMemory(); // without a report, the caller could not distinguish this from an undefined entry
         }
         return false;
     }
@@ -60,7 +64,8 @@ bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     return false;
 }
 
-/// Sets `where` if `obj` defines the entry. @return the value
+/// Looks up the value of the entry `name` in `obj`. Sets `where` to the path of `obj` if there is a value.
+/// @return the value, or null
 const char *valueAndWhere(const char *name, const VekinfoObj &obj, Where &where) {
     const char *value = toviStringizeEntry(name, &obj);
     if (value != nullptr) {
@@ -69,7 +74,7 @@ const char *valueAndWhere(const char *name, const VekinfoObj &obj, Where &where)
     return value;
 }
 
-/// @return the value of the first application entry of that name
+/// @return the value of the first application entry called `name`, compared without case; null if there is none
 const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
         if (vek::equalNoCase(obj.names[i], name)) {
@@ -107,7 +112,7 @@ const char *tovLookupEntry(const char *path, const char *name, char *where) {
 
 const char *tovLookupEntryX(const char *path, const char *name, char *where) {
     const char *value = tovLookupEntry(path, name, where);
-    // Documented: after an empty value, such as that of VEKLIBRARY, the search list is searched.
+    // Documented: the search list is also searched after an empty value, such as that of VEKLIBRARY.
     if (value != nullptr && *value != '\0') {
         return value;
     }

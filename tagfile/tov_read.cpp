@@ -1,6 +1,6 @@
-// Reading a tag file that may be edited at the same time. Edits write in place, under an exclusive lock. A file that was
-// not modified within the last minute is read without a lock. If fstat() then shows that it changed, and for every other
-// file, it is read under a shared lock.
+// Reads a tag file that may be edited at the same time. Edits write in place and hold an exclusive lock. A file whose
+// modification time is older than a minute is read without a lock; fstat() afterwards shows whether it changed. If it
+// changed, or was modified within the last minute, it is read with a shared lock.
 
 #include "tagfile/tovi_read.h"
 
@@ -19,10 +19,11 @@ namespace tov {
 
 namespace {
 
-/// Network file systems cache timestamps, by default for at most 60 s.
+/// A file modified within this time may still be changing. 60 s: network file systems cache timestamps for up to that
+/// long by default.
 constexpr time_t kRecentSeconds = 60;
 
-/// Whether the modification time is recent or in the future, so that an edit may be in progress.
+/// Returns true if the modification time is less than kRecentSeconds ago or in the future: an edit may be in progress.
 bool isRecent(const struct stat &status) {
     timespec now = {};
     static_cast<void>(clock_gettime(CLOCK_REALTIME, &now));
@@ -45,7 +46,7 @@ Report parseFile(const Keywords &keywords, int file, const char *element, Vekinf
 
 Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
                    bool &found) {
-    // O_NONBLOCK: opening a pipe without a writer would wait for one.
+    // O_NONBLOCK: otherwise open() of a named pipe would block until a process opens it for writing.
     const vek::OwnedDescriptor file(
         vek::retryInterrupted([path] { return open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
     struct stat status = {};
@@ -66,7 +67,7 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
             return kCannotRead; // Not reached: lseek() to the start of a regular file does not fail
         }
     }
-    // Without the lock, the file is read anyway.
+    // The result is ignored: if the lock is not granted in time, the file is read without it.
     FileLock lock;
     static_cast<void>(lock.acquire(file.get(), LockKind::Shared, Deadline(kReadWaitMs)));
     return parseFile(keywords, file.get(), element, obj, found);

@@ -55,8 +55,10 @@ constexpr const char *kTemplate = "#\n"
                                   "# Current Settings:\n"
                                   "#\n";
 
-/// Appends a line, unless the parser would reject it. The next reader would then reject the whole file.
-/// @return false if it does
+/// Appends a line to `text`. If the parser would reject the line, removes it again and adds the syntax error to
+/// `reports`, because a syntax error in one line makes the whole file invalid.
+/// @param lineCount  the line number in the report
+/// @return false if the line was rejected
 template <typename... Pieces>
 bool composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &reports, int lineCount,
                  const Pieces &...pieces) {
@@ -117,7 +119,7 @@ namespace {
 constexpr Report kCannotCreate = {TOV_SYSTEM_ERROR, "open for write", Naming::File};
 constexpr Report kFileExists = {TOV_FILE_EXISTS, "didn't overwrite file", Naming::File};
 
-/// Replaces the tag file `path`, or creates it. @return whether `text` is in the file
+/// Replaces the content of the tag file `path` by `text`; creates a missing file. @return false if that failed
 bool writeFile(const char *path, std::string_view text) {
     EditedFile file(path);
     if (file.open(Opening::CreateIfMissing, Deadline(kEditWaitMs)) != Opened::Yes) {
@@ -140,7 +142,7 @@ Report createFile(const char *path, std::string_view text) {
     return opened == Opened::Exists ? kFileExists : kCannotCreate;
 }
 
-/// A copy of what is written, for the cache. @return false if memory is exhausted
+/// Stores a deep copy of `obj`, with the path `path`, in `copy`, to be cached. @return false if memory is exhausted
 bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
     VekinfoObj *made = nullptr;
     tovMakeVekinfoObj(&made, &obj);
@@ -153,7 +155,9 @@ bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
     return copy->path != nullptr;
 }
 
-/// updateInfoFile() without its reports. @return kNoError, or why the file was not written
+/// Implements updateInfoFile(), but does not call the error handler.
+/// @param reports  receives the syntax errors of rejected lines
+/// @return kNoError, or the error because of which the file was not written
 Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
     vek::ComposedText text;
     const bool hasAllLines = composeSettings(kKeywords, obj, text, reports);
@@ -212,7 +216,7 @@ int tovCreateInfoFile(const char *dir, char **lines) {
     if (result.isError()) {
         reports.add(result);
     } else {
-        tov::dropFromCache(tov::processCache(), path.get()); // the cached object is that of an earlier file
+        tov::dropFromCache(tov::processCache(), path.get()); // a cached object would be that of an older file
     }
     reports.make(path.get(), nullptr);
     return result.isError() ? 0 : 1;
