@@ -1,8 +1,8 @@
 #ifndef COMMON_ENTRY_LIST_H
 #define COMMON_ENTRY_LIST_H
 
-/// A directory read whole. A walk that reads each directory before it enters another has one directory open at a
-/// time, however deep the tree is.
+/// EntryList holds the entries of one directory in memory. A walk that reads each directory completely before it
+/// enters a subdirectory has only one directory open at a time, however deep the tree is.
 
 #include "common/containers/directory_identity.h"
 #include "common/containers/growing_array.h"
@@ -19,8 +19,8 @@ inline bool isDotOrDotDot(std::string_view name) {
     return name == "." || name == "..";
 }
 
-/// The entries of one directory in one block of memory. Each entry is its type, one of the DT_ values of
-/// <dirent.h>, and its name with a NUL.
+/// The entries of one directory, in one block of memory. An entry is stored as one byte for its type (a DT_ value
+/// of <dirent.h>), its name and a NUL.
 class EntryList {
   public:
     /// @return false if memory is exhausted; the list is then unchanged
@@ -66,7 +66,7 @@ class EntryList {
     /// @return the size of the memory in bytes
     [[nodiscard]] std::size_t capacity() const { return bytes_.capacity(); }
 
-    /// @return false if no entry is a symbolic link
+    /// @return true if an entry is a symbolic link, or has the type DT_UNKNOWN and can therefore be one
     [[nodiscard]] bool mayHoldLinks() const { return mayHoldLinks_; }
 
     /// @return the number of entries whose type is DT_DIR
@@ -86,11 +86,12 @@ struct DirectoryReading {
     int error = 0; ///< the errno value of opendir() after NotOpened
 };
 
-/// Reads all entries of the directory `path` except "." and "..". Uses no process-wide state. A read error ends
-/// the list, as the end of the directory does.
+/// Reads all entries of the directory `path` except "." and "..". Uses no process-wide state, so several threads
+/// can call it at the same time. A failure of readdir() is not reported: the list then ends with the last entry
+/// that was read.
 ///
-/// @param entries   empty; receives the entries
-/// @param identity  null, or receives the identity of the directory that was opened; nothing if fstat() fails
+/// @param entries   receives the entries; must be empty
+/// @param identity  null, or receives the identity of the directory that was opened; nullopt if fstat() fails
 DirectoryReading readDirectory(const char *path, EntryList &entries,
                                std::optional<DirectoryIdentity> *identity = nullptr);
 

@@ -5,9 +5,9 @@
 
 namespace vek {
 
-/// Repeats a system call while it fails with EINTR, at most 100 times: a signal that arrives without end must not
-/// make a call hang.
-/// @return the call's last result
+/// Repeats the system call `call` while it fails with EINTR. Makes at most 100 calls, so that an endless series of
+/// signals cannot make this function hang.
+/// @return the result of the last call
 template <typename Call>
 auto retryInterrupted(Call call) {
     constexpr int kMaxCalls = 100;

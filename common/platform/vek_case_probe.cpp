@@ -16,12 +16,12 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-// Finds out whether file names are case-sensitive by creating two files whose names differ only in case. Each is written
-// with its own name. If the first one then holds the name of the second one, both names are one file.
+// Tests whether file names are case-sensitive: creates two files whose names differ only in case, and writes its own
+// name to each file. If the first file then contains the name of the second one, both names belong to the same file.
 //
 // Costs 15 system calls: getpid(), stat(), access() and getrlimit(); open() and pwrite() for each file; open(), read()
-// and close() to read the first one again; unlink() and close() for each file. Other calls follow only if a file of
-// that name exists already.
+// and close() to read the first one again; unlink() and close() for each file. Other calls are made only if a file of
+// one of these names exists already.
 
 static constexpr std::string_view kLowerName = "vekfscasesensitivity";
 static constexpr std::string_view kMixedName = "vekFsCaseSensitivity";
@@ -44,28 +44,33 @@ class ProbeFile {
         }
     }
 
-    /// Creates the file `name` in `directory`, or opens it if it is a regular file with one link. Any other file of
-    /// that name is left as it is. @return false with errno if the file cannot be used
+    /// Creates the file NAME.PROCESS in `directory`, or opens an existing one if it is a regular file with one hard
+    /// link. Does not change any other file of that name.
+    /// @return false with `errno` set if the file cannot be used
     bool open(std::string_view directory, std::string_view name, pid_t process);
 
-    /// Uses `other` as this file if the path of this file is a symbolic link to it.
+    /// Tests whether the path of this file leads to the file `other`, through a symbolic link. If so, duplicates the
+    /// descriptor of `other`. @return false if it does not, or after an error
     bool openAliasOf(const ProbeFile &other);
 
-    /// Replaces the content.
+    /// Replaces the content of the file by `text`. @return false after an error
     [[nodiscard]] bool write(std::string_view text) const;
 
-    /// Opens the file again by its path and reads it. @return one of the VEK_CASE_... values
+    /// Opens the file again by its path and reads it.
+    /// @return VEK_CASE_SENSITIVE if it contains kLowerName, VEK_CASE_INSENSITIVE if it contains kMixedName, otherwise
+    ///         VEK_CASE_UNKNOWN
     [[nodiscard]] int readResult() const;
 
   private:
-    /// Opens a file that exists already.
+    /// Opens the existing file `path_` and stores its size in `size_`.
+    /// @return false with `errno` set, to EEXIST if it is not a regular file with one hard link
     bool openExisting();
 
     static constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
     vek::PathText path_;
     vek::OwnedDescriptor file_;
-    off_t size_ = 0; ///< before write()
+    off_t size_ = 0; ///< the size of the file before write()
 };
 
 bool ProbeFile::open(std::string_view directory, std::string_view name, pid_t process) {
@@ -106,7 +111,7 @@ bool ProbeFile::openAliasOf(const ProbeFile &other) {
 }
 
 bool ProbeFile::write(std::string_view text) const {
-    // Only a longer content is truncated: close() of a file that was truncated to size 0 waits for the disk on ext4
+    // Truncate only if the old content is longer. After a truncation to size 0, close() waits for the disk on ext4
     // (auto_da_alloc).
     if (size_ > static_cast<off_t>(text.size()) && ftruncate(file_.get(), 0) != 0) {
         return false;
@@ -140,12 +145,12 @@ int ProbeFile::readResult() const {
 
 } // namespace
 
-/// Cuts `path` back to the nearest existing directory. @return false if there is none
+/// Removes components from the end of `path` until it is an existing directory. @return false if there is none
 static bool cutToDirectory(char *path) {
     std::string_view rest(path);
     while (vekFileIsDirectory(path) == 0) {
         const std::size_t slash = rest.rfind('/');
-        // Documented: the root directory is probed only if it is named.
+        // Documented: the directory "/" is used only if `path` is "/".
         if (slash == std::string_view::npos || slash == 0) {
             return false;
         }
@@ -155,14 +160,14 @@ static bool cutToDirectory(char *path) {
     return true;
 }
 
-/// @return true if a file of `size` bytes stays within the limit of the process, so that no SIGXFSZ can be sent
+/// @return true if RLIMIT_FSIZE allows a file of `size` bytes, so that writing it does not send SIGXFSZ
 static bool mayWrite(std::size_t size) {
     rlimit limit = {};
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur >= size;
 }
 
 static int probe(std::string_view directory) {
-    // Otherwise the first write() would fail with EFBIG.
+    // Beyond RLIMIT_FSIZE, the first pwrite() would send SIGXFSZ, which ends the process, or fail with EFBIG.
     if (!mayWrite(kLowerName.size())) {
         return VEK_CASE_UNKNOWN; // Not reached: such a process cannot write its counts
     }

@@ -57,13 +57,14 @@ int vekReadSymLink(const char *path, char *buf) {
     return 1;
 }
 
-/// Creates one directory. @return whether `path` is a directory afterwards; otherwise this is reported
+/// Creates the directory `path`, whose parent must exist.
+/// @return true if `path` is a directory afterwards; otherwise false, and the error is reported
 static bool makeDirectory(const char *path) {
-    // Documented: all mode bits, reduced by the umask.
+    // Documented: mkdir() is called with all mode bits set; the umask reduces them.
     if (mkdir(path, 0xFFFF) == 0) {
         return true;
     }
-    // It can exist: "a/b/" after "a/b" was created, or another process has created it.
+    // mkdir() fails if the directory exists: for "a/b/" after "a/b" was created, or if another process created it.
     if (vekFileIsDirectory(path) == 1) {
         return true;
     }
@@ -83,7 +84,8 @@ int vekBuildDirPath(const char *path) {
     if (!copy) {
         return 0;
     }
-    // Up to the nearest existing ancestor, replacing each "/" by a NUL; then down, restoring them.
+    // First loop: replace each "/" by a NUL, from right to left, until the path is an existing ancestor. Second loop:
+    // restore each "/", from left to right, and create the directory.
     const std::size_t length = std::strlen(path);
     std::size_t end = length;
     while (true) {
@@ -112,7 +114,7 @@ int vekBuildDirPath(const char *path) {
     return 0;
 }
 
-/// Tests a directory by creating and removing a file in it.
+/// Creates and removes a file in the directory `path`. @return 1 if that succeeds, otherwise 0
 static int isDirectoryWritable(const char *path) {
     vek::PathText file;
     if (!file.assign(std::string_view(path), '/', std::string_view("vekFileWritableTest"))) {
@@ -120,7 +122,8 @@ static int isDirectoryWritable(const char *path) {
     }
     vek::OwnedDescriptor opened(open(file.c_str(), kOpenToTest | O_CREAT | O_NOFOLLOW, 0644));
     if (!opened.valid()) {
-        // A symbolic link of this name is not followed: it is removed, which needs the same permission.
+        // O_NOFOLLOW: open() fails with ELOOP if the name is a symbolic link. unlink() of the link needs the same
+        // permission as creating a file, so its result is the same.
         return errno == ELOOP && unlink(file.c_str()) == 0 ? 1 : 0;
     }
     static_cast<void>(opened.close());

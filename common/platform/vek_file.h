@@ -1,9 +1,9 @@
 #ifndef VEK_FILE_H
 #define VEK_FILE_H
 
-/// File tests and directory creation. If a path is null or empty, every function returns 0. Two functions store
-/// the stat record in one process-wide buffer, which vekGetFileSizeInStatbuf() and vekGetTimestampInStatbuf()
-/// read.
+/// File tests and directory creation. If a path is null or empty, every function returns 0. vekFileExists() and
+/// vekFileIsLink() store the stat record in one process-wide buffer, the shared stat buffer.
+/// vekGetFileSizeInStatbuf() and vekGetTimestampInStatbuf() read it.
 
 #include "common/base/vek_api.h"
 

@@ -11,8 +11,8 @@
 char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 char *vekiRootPath = nullptr;
 
-// For the program what(1), which searches executables for such strings. It is in the same object file as vekInit(), so
-// every program contains it.
+// what(1) searches an executable for strings that begin with "@(#)" and prints them. This string is in the same object
+// file as vekInit(), so every program that calls vekInit() contains it.
 [[gnu::used, gnu::retain]] const char vekIdentString[] =
     "@(#)$VEK: VEKCOMMON version 06.01 09/07/2006 03:04 (lnx86) $";
 
@@ -25,7 +25,7 @@ int vekInitNonVEKApp(const char *exeName) {
     if (startUp.initialized != 0) {
         return 0;
     }
-    // Documented: overrides an earlier cmnNoInstallRootRequired().
+    // Documented: initialization sets the flag to 1 even if cmnNoInstallRootRequired() was called before.
     startUp.installRootRequired = 1;
     const std::size_t length = exeName == nullptr ? 0 : strnlen(exeName, VEKI_EXECUTABLE_NAME_MAX);
     if (length > 0) {
@@ -45,7 +45,7 @@ int vekInitDone(void) {
 }
 
 void cmnNoInstallRootRequired(void) {
-    // Documented: no effect after initialization, which overrides an earlier call.
+    // Documented: a call after initialization has no effect, and initialization overrides a call before it.
     if (startUp.initialized == 0) {
         startUp.installRootRequired = 0;
     }
@@ -63,7 +63,7 @@ const char *vekPlat(void) {
     return "lnx86";
 }
 
-/// Removes the next word, and the white space before it, from `text`.
+/// Moves `text` after its first word. @return the word, without the white space before it
 static std::string_view nextWord(const char *&text) {
     while (vek::isSpace(*text)) {
         ++text;
@@ -84,7 +84,7 @@ void vekiPrintVersion(const char *versionString) {
         print("No Version string\n");
         return;
     }
-    static_cast<void>(nextWord(versionString)); // the what-marker
+    static_cast<void>(nextWord(versionString)); // the first word, such as "@(#)$VEK:", is not printed
     print("TOOL:\t");
     print(nextWord(versionString));
     print("\t");

@@ -1,8 +1,8 @@
 #include "common/platform/vek_install_root.h"
 
-// An installation root is found by walking up from the executable (or from a given file) and testing for the marker in
-// each directory. A discovery takes at most two stat() calls for each directory of the path. The running tool's root is
-// stored for the process, a failure is not.
+// Finds installation roots: walks up from the executable, or from a given file, and tests in each directory whether a
+// marker file exists. A search makes at most two stat() calls for each directory of the path. The root of the running
+// tool is stored for the process. A failure is not stored, so the next query searches again.
 
 #include "common/base/owned.h"
 #include "common/base/print_error.h"
@@ -20,19 +20,19 @@
 #include <cstdlib>
 #include <cstring>
 
-// The marker of an installation root; "tools" is tested first in each directory.
+// The marker files. A directory that contains one of them is an installation root. They are tested in this order.
 static constexpr std::array<std::string_view, 2> kMarkers = {"/tools/bin/vek_root",
                                                              "/tools.lnx86/bin/vek_root"};
 
 constinit vek::Installation vek::runningInstallation;
 
 namespace {
-/// The directory in which findRoot() begins.
+/// Where findRoot() begins: in `path` itself, or in its parent directory.
 enum class FirstDirectory { Path, Parent };
 } // namespace
 
-/// Walks up `path` to the nearest installation root. The root directory is tested last, as the empty string.
-/// @return the size of the root, which is a prefix of `path`
+/// Walks up `path` to the nearest installation root. The directory "/" is tested last, as the empty string.
+/// @return the length of the root, which is a prefix of `path`; nullopt if there is none
 static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory first) {
     vek::ExecutableText candidate;
     if (!candidate.assign(path)) {
@@ -52,7 +52,8 @@ static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory
     return std::nullopt;
 }
 
-/// Replaces `executable` by the path that the command table in its directory has for `command`, if there is one.
+/// Looks up `command` in the file `.command_table.dat` in the directory of `executable`, and replaces `executable` by
+/// the path that the table gives. If there is no such table or entry, `executable` is unchanged.
 static void followCommandTable(const char *command, vek::ExecutableText &executable) {
     const std::string_view directory(executable.c_str(), executable.view().rfind('/') + 1);
     vek::PathText table;
@@ -79,7 +80,8 @@ vek::Discovery vek::discoverInstallation(const char *command) {
     return discovery;
 }
 
-/// Runs discoverInstallation() if vekInit() was called, and prints its error.
+/// Calls discoverInstallation() and prints its error on standard error. If vekInit() was not called, prints this error
+/// instead and returns an empty result.
 static vek::Discovery discoverOrReport(const char *command) {
     if (vekInitDone() == 0) {
         vek::printError("ERROR! vekInit has not been called\n");
@@ -131,15 +133,15 @@ char *vekGetInstallRootFromPath(const char *exePath) {
     if (cmnGetInstallRootRequired() == 0 || exePath == nullptr || *exePath == '\0') {
         return nullptr;
     }
-    // Documented: the result is that of a tool started as `exePath`, and vekInit() keeps 4096 characters of a name.
+    // Documented: `exePath` is cut to 4096 characters, because vekInit() cuts the name of a tool in the same way.
     vek::FixedText<sizeof vekiExecutableName> command;
     command.appendCut(exePath);
     command.edit(vekCanonicalizeDirSep);
     return copyRoot(discoverOrReport(command.c_str()));
 }
 
-/// Finds the root of the installation that contains `file`.
-/// @return false if there is none; otherwise `root` receives the root
+/// Finds the root of the installation that contains the file or directory `file`, and stores it in `root`.
+/// @return false if there is none, or if getcwd() fails for a relative path, which is printed on standard error
 static bool findRootOfFile(std::string_view file, vek::PathText &root) {
     vek::PathText path;
     if (file.empty() || file[0] != '/') {
@@ -168,7 +170,8 @@ char *vekGetInstallRootFromFilePath(const char *path) {
     return findRootOfFile(path, root) ? vek::copyOrReport(root.view()) : nullptr;
 }
 
-/// The list of directories that are searched for installations; null if the variable is not set.
+/// @return the value of VEK_STRM_DIR_LIST if VEK_STRM_ACTIVE is set, otherwise of PATH: a list of directories separated
+///         by ":". Null if the variable is not set
 static const char *installationList() {
     return std::getenv(std::getenv("VEK_STRM_ACTIVE") != nullptr ? "VEK_STRM_DIR_LIST" : "PATH");
 }

@@ -76,7 +76,7 @@ VEK_API int vekGetInstPathInBuf(char *buf, size_t size, const char *sub);
 VEK_API char *vekGetInstPath(const char *sub);
 
 /// Composes a path under the tools directory of the running tool's installation. The first line of
-/// `tools/bin/vek_plat.dat` decides which directory this is:
+/// `tools/bin/vek_plat.dat` determines which directory this is:
 ///
 /// If it is "lnx86", the tools directory is `tools`. If the file is missing or empty, it is `tools.lnx86` if that
 /// exists, otherwise `tools`. If it is the name of another platform, the result is 0, even if `tools.lnx86`
@@ -84,7 +84,7 @@ VEK_API char *vekGetInstPath(const char *sub);
 ///
 /// @param buf   receives the path
 /// @param size  size of `buf` in bytes, including the NUL
-/// @param sub   appended after "/"; null for the tools directory itself
+/// @param sub   the path below the tools directory, appended after "/"; null for the tools directory itself
 /// @return 1; 0 if there is no root, no tools directory for this platform, or the path does not fit
 VEK_API int vekGetToolsPathInBuf(char *buf, size_t size, const char *sub);
 

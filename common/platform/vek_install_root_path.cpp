@@ -10,11 +10,11 @@
 #include <cstdlib>
 #include <cstring>
 
-// The limit of a path below the root is documented.
+// Documented: a path below the installation root has at most 4096 characters.
 static constexpr std::size_t kLongestSub = 4096;
 
-/// Joins the pieces of a path in a caller's buffer. `sub` may lie in the buffer, too.
-/// @return false, and the buffer is unchanged, if they do not fit
+/// Stores `directory`, `separator` and `sub`, joined, in `buf`, which has `size` bytes. `sub` may point into `buf`.
+/// @return false if the path does not fit; `buf` is then unchanged
 static bool joinInBuffer(char *buf, std::size_t size, std::string_view directory, std::string_view separator,
                          std::string_view sub) {
     const std::size_t before = directory.size() + separator.size();
@@ -77,8 +77,8 @@ char *vekGetInstPath(const char *sub) {
     return isFound ? vekiCopyString(path.c_str()) : nullptr;
 }
 
-/// @return the first line of the platform file in the tools directory `tools`, at most 15 characters of it; empty if
-///         there is no file
+/// @return the first line of the file bin/vek_plat.dat in the tools directory `tools`, cut to 15 characters, which is
+///         longer than the name of this platform; empty if there is no file
 static vek::FixedText<16> readPlatform(std::string_view tools) {
     vek::FixedText<16> platform;
     vek::InstalledText file;
@@ -97,8 +97,8 @@ static vek::FixedText<16> readPlatform(std::string_view tools) {
     return platform;
 }
 
-/// Finds the tools directory of this platform under `root`.
-/// @return false if there is none; otherwise `tools` receives its path
+/// Finds the tools directory of this platform under the installation root `root`, and stores its path in `tools`.
+/// @return false if there is none; `tools` is then undefined
 static bool findTools(std::string_view root, vek::InstalledText &tools) {
     if (!tools.assign(root, std::string_view("/tools"))) {
         return false; // Not reached: a longer path, that of the marker of `root`, exists
@@ -118,7 +118,8 @@ static bool findTools(std::string_view root, vek::InstalledText &tools) {
     return vekiPathExists(tools.c_str()) == 1;
 }
 
-/// @return the running tool's tools directory, which is stored once it is found; null if there is none
+/// Finds the tools directory of the running tool and stores it in `installation`. Later calls return the stored path.
+/// @return the tools directory; null if there is none
 static const char *toolsDirectory(vek::Installation &installation) {
     if (!installation.hasTools) {
         // Documented: the install-root-required flag has no effect on the tools directory.
@@ -133,7 +134,7 @@ int vekGetToolsPathInBuf(char *buf, size_t size, const char *sub) {
     if (tools == nullptr) {
         return 0;
     }
-    // An empty `sub` is not the same as null: the result then ends with "/".
+    // An empty `sub` gives a path that ends with "/"; null gives the path without it.
     const bool joined =
         sub == nullptr ? vek::copyToBuffer(tools, buf, size) : joinInBuffer(buf, size, tools, "/", sub);
     return joined ? 1 : 0;

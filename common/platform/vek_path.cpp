@@ -24,7 +24,7 @@ int vekIsRoot(const char *path) {
     vek::PathComponents components(path + 1);
     std::string_view component;
     while (components.next(component)) {
-        // Documented: a final "." or ".." does not count, "/." and "/.." are not the root.
+        // Documented: "." and ".." are accepted only before a "/", so "/." and "/.." give 0.
         const bool isKept = components.isEnd() ? component.empty()
                                                : component.empty() || component == "." || component == "..";
         if (!isKept) {
@@ -65,8 +65,9 @@ void vekiCleanupRootedPath(char *path) {
     if (path == nullptr) {
         return;
     }
-    // One pass: each component is moved down to its final offset, and ".." goes back to the "/" before the last one. The
-    // text before the first "/", which is empty in an absolute path, is never removed, and neither is the last component.
+    // One pass in O(n): each component is moved to its final offset, and ".." removes the last component before that.
+    // The text before the first "/" is never removed; it is empty in an absolute path. The last component is never
+    // removed.
     vek::PathComponents components{std::string_view(path)};
     std::string_view component;
     static_cast<void>(components.next(component));

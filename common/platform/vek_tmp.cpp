@@ -1,7 +1,8 @@
 #include "common/platform/vek_tmp.h"
 
-// Temporary names. The final "X" of a template are replaced by random digits and letters. While the name exists, the
-// digits are counted up like a number with the lowest digit first, until all names are tried or another error occurs.
+// Temporary names. The run of "X" at the end of a template is replaced by random digits and letters. While the name
+// exists, the run is incremented as a number in base 62 whose leftmost digit is the lowest. The search ends when the
+// number overflows or an error other than EEXIST occurs.
 
 #include "common/base/owned.h"
 #include "common/base/print_error.h"
@@ -27,10 +28,12 @@ constexpr std::string_view kAlphabet = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcd
 constexpr std::string_view kRun = "XXXXXX";
 constexpr std::string_view kDefaultPrefix = "tmp.";
 
-/// The directories for temporary files, in order. "$" marks the name of an environment variable.
+/// The candidates of vekGetTmpDir(), in the order in which they are tried. "$" marks an environment variable, whose
+/// value is the directory.
 constexpr std::array<const char *, 4> kDirectories = {"$VEK_TMP_DIR", "$TMPDIR", "$TEMPDIR", "/tmp"};
 
-/// @return false if gettimeofday() fails, which is printed on standard error
+/// Makes a seed for rand_r() from the time and the process ID.
+/// @return false with `errno` set if gettimeofday() fails, which is printed on standard error
 bool makeSeed(unsigned &seed) {
     timeval now = {};
     if (gettimeofday(&now, nullptr) != 0) {
@@ -44,7 +47,8 @@ bool makeSeed(unsigned &seed) {
     return true;
 }
 
-/// Replaces each "X" of the run that ends at `end`. @return the beginning of the run
+/// Replaces each "X" directly before `end`, but not before `name`, by a random digit or letter.
+/// @return the first character that was replaced; `end` if none was
 char *replaceRun(const char *name, char *end, unsigned seed) {
     char *begin = end;
     while (begin != name && begin[-1] == 'X') {
@@ -53,7 +57,8 @@ char *replaceRun(const char *name, char *end, unsigned seed) {
     return begin;
 }
 
-/// @return whether the directory part of `name`, which ends before `run`, is a directory; true if there is none
+/// Tests whether the part of `name` up to the last "/" before `run` is an existing directory.
+/// @return true if it is, or if there is no "/"; otherwise false with `errno` set
 bool hasDirectory(char *name, const char *run) {
     const std::size_t slash = std::string_view(name, static_cast<std::size_t>(run - name)).rfind('/');
     if (slash == std::string_view::npos) {
@@ -70,7 +75,7 @@ bool hasDirectory(char *name, const char *run) {
     return result == 0;
 }
 
-/// @return whether `name` does not exist; otherwise errno is EEXIST, or the error of lstat()
+/// @return true if `name` does not exist; otherwise false with `errno` set to EEXIST or by lstat()
 bool doesNotExist(const char *name) {
     struct stat status = {};
     if (lstat(name, &status) == 0) {
@@ -80,17 +85,20 @@ bool doesNotExist(const char *name) {
     return errno == ENOENT;
 }
 
-/// Creates the file or directory `name`, or only tests that it does not exist. @return false with errno, EEXIST if it exists
+/// Creates the file `name` and stores its descriptor, if `descriptor` is not null. Otherwise creates the directory
+/// `name` if `asDirectory` is true. Otherwise only tests that `name` does not exist.
+/// @return false with `errno` set, to EEXIST if `name` exists
 bool claimName(const char *name, int *descriptor, bool asDirectory) {
     if (descriptor != nullptr) {
-        // Documented: without O_CLOEXEC; programs that the caller executes inherit the descriptor.
+        // Documented: O_CLOEXEC is not set, so programs that the caller executes inherit the descriptor.
         *descriptor = open(name, O_RDWR | O_CREAT | O_EXCL, 0600);
         return *descriptor >= 0;
     }
     return asDirectory ? mkdir(name, 0700) == 0 : doesNotExist(name);
 }
 
-/// Changes the digits from `begin` to `end` to the next name, the leftmost digit first. @return false after the last one
+/// Increments the characters from `begin` to `end` as a number in base 62 whose leftmost digit is the lowest.
+/// @return false if the number overflows: all characters are then "0"
 bool nextName(char *begin, const char *end) {
     for (; begin != end; ++begin) {
         const std::size_t digit = kAlphabet.find(*begin);
@@ -103,7 +111,9 @@ bool nextName(char *begin, const char *end) {
     return false;
 }
 
-/// Composes a template in `out`, which has VEK_PATH_SIZE bytes, and makes it unique. A longer template is truncated.
+/// Stores `directory`, `separator`, `prefix` and "XXXXXX", cut to 4095 characters, in `out`, which has VEK_PATH_SIZE
+/// bytes. Then calls vek_mktemp() for this template.
+/// @return false if vek_mktemp() fails
 bool makePath(std::string_view directory, std::string_view separator, std::string_view prefix, char *out) {
     vek::PathText path;
     const std::array<std::string_view, 4> pieces = {directory, separator, prefix, kRun};
@@ -117,7 +127,7 @@ bool makePathIn(const char *directory, std::string_view prefix, char *out) {
     return directory != nullptr && makePath(directory, vek::endsWith(directory, "/") ? "" : "/", prefix, out);
 }
 
-/// @return the directory of an entry of the table; null if its variable is not set
+/// @return the directory for `directory`, an element of kDirectories; null if its environment variable is not set
 const char *expanded(const char *directory) {
     return *directory == '$' ? std::getenv(directory + 1) : directory;
 }
@@ -168,7 +178,7 @@ char *vek_tempnam(const char *dir, const char *prefix) {
         return nullptr;
     }
     const std::string_view start = prefix == nullptr ? kDefaultPrefix : prefix;
-    // Documented: "/tmp" is tried twice, the second time from another random name.
+    // Documented: "/tmp" is tried twice. The second attempt begins with another random name.
     if (makePathIn(dir, start, path.get()) || makePathIn("/tmp", start, path.get()) ||
         makePathIn("/tmp/", start, path.get())) {
         return path.release();

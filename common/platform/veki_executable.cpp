@@ -42,7 +42,8 @@ static ExecutableError searchAlongPath(std::string_view command, ExecutableText 
 static ExecutableError makeAbsolute(ExecutableText &path) {
     PathText directory;
     if (!readWorkingDirectory(directory)) {
-        // Documented: not a failure, but a path that has no installation above it.
+        // Documented: if the working directory is unknown, the result is /UNKNOWN, above which no installation is
+        // found.
         static_cast<void>(path.assign(std::string_view("/UNKNOWN")));
         return ExecutableError::NoWorkingDirectory;
     }

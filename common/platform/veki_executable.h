@@ -1,7 +1,7 @@
 #ifndef VEKI_EXECUTABLE_H
 #define VEKI_EXECUTABLE_H
 
-/// The path of the executable that a command starts.
+/// Finds the path of the executable that a command starts, and iterates over lists like PATH.
 
 #include "common/text/fixed_text.h"
 
@@ -9,29 +9,29 @@
 
 namespace vek {
 
-/// The path of an executable. A command of 4096 characters fits.
+/// A buffer for the path of an executable. It has room for a command of 4096 characters, which vekInit() can store.
 using ExecutableText = FixedText<4098>;
 
-/// Iterates over a list of directories that are separated by ":", like PATH. An empty element means ".". An empty
-/// list has one element.
+/// Iterates over a list of directories that are separated by ":", like PATH. An empty element stands for ".". The
+/// empty string is a list of one empty element.
 class DirectoryList {
   public:
-    /// @param list  must outlive the iteration; null has no element
+    /// @param list  must outlive the iteration; null is a list without elements
     explicit DirectoryList(const char *list) : rest_(list) {}
 
-    /// @return false if there are no more elements; otherwise `directory` receives the next one
+    /// Stores the next element in `directory`. @return false if there are no more elements
     [[nodiscard]] bool next(std::string_view &directory);
 
   private:
     const char *rest_;
 };
 
-/// Why the path of an executable is unknown or incomplete.
+/// Why findExecutable() has not found an executable.
 enum class ExecutableError {
     None,
     NoPathVariable,     ///< the command has no "/" and PATH is not set
     NotFound,           ///< the command is empty, PATH has no such executable, or the path is too long
-    NoWorkingDirectory, ///< getcwd() failed; the path is /UNKNOWN, which no installation contains
+    NoWorkingDirectory, ///< getcwd() failed; the path is set to /UNKNOWN, which is not in an installation
 };
 
 struct Executable {
@@ -39,16 +39,16 @@ struct Executable {
     ExecutableError error = ExecutableError::None;
 };
 
-/// Finds the executable that `command` starts. A command without "/" is searched along PATH.
+/// Finds the executable that `command` starts. A command without "/" is searched in the directories of PATH.
 [[nodiscard]] Executable findExecutable(std::string_view command);
 
-/// Prints the documented message for `error` on standard error; NotFound has none.
+/// Prints the documented message for `error` on standard error. Prints nothing for None and NotFound.
 void printExecutableError(ExecutableError error);
 
-/// Prints the documented message for a failure of getcwd() on standard error.
+/// Prints the documented message on standard error that getcwd() failed.
 void printNoWorkingDirectory();
 
-/// Prints the documented message for a PATH that is not set on standard error.
+/// Prints the documented message on standard error that the variable PATH is not set.
 void printNoPathVariable();
 
 } // namespace vek

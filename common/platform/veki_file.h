@@ -1,7 +1,7 @@
 #ifndef VEKI_FILE_H
 #define VEKI_FILE_H
 
-/// The shared stat buffer.
+/// The shared stat buffer, which vekGetFileSizeInStatbuf() and vekGetTimestampInStatbuf() read.
 
 #include "common/base/vek_api.h"
 
@@ -9,7 +9,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Filled by vekFileExists() and vekFileIsLink(). A failed call leaves it unchanged.
+/// The record of the last successful stat() or lstat() in vekFileExists() or vekFileIsLink().
 extern struct stat vekStatBuf;
 
 VEK_END_DECLS

@@ -1,13 +1,13 @@
 #ifndef VEKI_INIT_H
 #define VEKI_INIT_H
 
-/// Process-wide state of the start-up, which installation-root discovery uses.
+/// Process-wide variables: the program's name, its installation root and the version string.
 
 #include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// Number of characters that are stored of the executable name.
+/// The largest number of characters in vekiExecutableName. vekInit() cuts a longer name.
 enum { VEKI_EXECUTABLE_NAME_MAX = 4096 };
 
 /// The name that the program was started with, as given to vekInit().
@@ -16,11 +16,11 @@ extern char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 /// The running tool's installation root, allocated with malloc(); null until it is found.
 extern char *vekiRootPath;
 
-/// The what-string of this layer.
+/// The version string of the folder common/. what(1) finds it in an executable.
 extern const char vekIdentString[];
 
-/// Prints "TOOL:", a tab, the second word of `versionString`, a tab and its third word, or "No Version string" for null.
-/// Words are separated by white space.
+/// Prints a line on standard output: "TOOL:", a tab, the second word of `versionString`, a tab and its third word. If
+/// `versionString` is null, the line is "No Version string". Words are separated by white space.
 void vekiPrintVersion(const char *versionString);
 
 VEK_END_DECLS

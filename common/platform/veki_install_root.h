@@ -1,7 +1,7 @@
 #ifndef VEKI_INSTALL_ROOT_H
 #define VEKI_INSTALL_ROOT_H
 
-/// Discovery of installation roots, and what is stored of the running tool's installation.
+/// The search for installation roots, and the stored installation of the running tool.
 
 #include "common/platform/veki_executable.h"
 #include "common/text/fixed_text.h"
@@ -14,35 +14,35 @@ namespace vek {
 
 /// The result of discoverInstallation().
 struct Discovery {
-    ExecutableText executable; ///< absolute and clean; empty if it was not found
+    ExecutableText executable; ///< the path of the executable; empty if it was not found
     ExecutableError error = ExecutableError::None;
-    /// The root is the first `rootSize` bytes of `executable`, none for the root directory; nothing if no directory
-    /// above the executable is an installation root.
+    /// The length of the root, which is a prefix of `executable`; 0 if the root is "/". nullopt if no directory above
+    /// the executable is an installation root.
     std::optional<std::size_t> rootSize;
 
     [[nodiscard]] std::string_view root() const { return {executable.c_str(), rootSize.value_or(0)}; }
 };
 
-/// Finds the installation that a tool belongs to if it is started as `command`. Uses the environment and the file
-/// system, prints nothing and changes no process-wide state.
+/// Finds the installation of the tool that `command` starts. Reads PATH, VEK_STRM_ACTIVE and the file system. Prints
+/// nothing and changes no process-wide state.
 [[nodiscard]] Discovery discoverInstallation(const char *command);
 
 /// A path under an installation root.
 using InstalledText = FixedText<4097>;
 
-/// What is stored of one installation.
+/// The stored search results of one installation.
 struct Installation {
     /// The executable that the last discovery found; empty if it found none.
     ExecutableText executable{kZeroFilled};
     InstalledText tools{kZeroFilled};
-    bool hasTools = false; ///< `tools` holds the tools directory
+    bool hasTools = false; ///< true if `tools` holds the path of the tools directory
 };
 
-/// The running tool's installation. Its root is vekiRootPath, its command vekiExecutableName.
+/// The installation of the running tool. Its root is stored in vekiRootPath.
 extern Installation runningInstallation;
 
-/// Discovers the running tool's root from vekiExecutableName and stores it in vekiRootPath: null if it has none. Errors
-/// are printed on standard error.
+/// Finds the installation root of the running tool, which was started as vekiExecutableName. Stores the root in
+/// vekiRootPath, or null if there is none. Prints errors on standard error.
 void storeInstallRoot();
 
 /// Calls storeInstallRoot() unless a root is stored.

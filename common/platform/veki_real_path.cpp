@@ -8,7 +8,8 @@
 #include <array>
 #include <string_view>
 
-/// Removes the next field from `line`. Each blank or tab is a separator, so fields can be empty.
+/// Stores the next field of `line` in `field` and moves `line` after it; after the last field, `line` becomes null.
+/// One blank or tab separates two fields, so a field can be empty.
 /// @return false if there are no more fields
 static bool nextField(const char *&line, std::string_view &field) {
     if (line == nullptr) {
@@ -32,7 +33,7 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
         return nullptr;
     }
     const std::string_view name(nameAsInvoked);
-    const std::size_t base = name.rfind('/') + 1; // no "/": npos + 1 is 0
+    const std::size_t base = name.rfind('/') + 1; // 0 if there is no "/", because npos + 1 is 0
     const std::string_view command(name.data() + base, name.size() - base);
 
     constexpr int kNameField = 1;
@@ -42,7 +43,8 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
         const char *line = buffer.data();
         std::string_view field;
         for (int number = kNameField; nextField(line, field); ++number) {
-            // Documented: an empty field never matches, not even the empty command of a name that ends with "/".
+            // Documented: an empty first field never matches. A name that ends with "/" gives an empty command, which
+            // therefore is never found.
             if (number == kNameField && (field.empty() || field != command)) {
                 break;
             }
