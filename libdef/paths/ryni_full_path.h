@@ -8,10 +8,11 @@
 
 VEK_BEGIN_DECLS
 
-/// ryn::generateFullPath() with C buffers of VEK_PATH_SIZE bytes.
+/// Generates the full path of `text` like ryn::generateFullPath(), and stores the results in C buffers of VEK_PATH_SIZE
+/// bytes.
 ///
-/// @param fullOut   written if the result is RYN_OK; may be null
-/// @param errorOut  written after a failure; may be null
+/// @param fullOut   receives the full path if the result is RYN_OK; may be null
+/// @param errorOut  receives the text to report after a failure; may be null
 int ryni_generate_full_path(const char *text, const char *baseDirectory, char *fullOut, char *errorOut,
                             rynRegistry *registry);
 
@@ -26,7 +27,8 @@ namespace ryn {
 /// @param full           receives the full path. Documented: it is `text`, unchanged, if a variable or HOME is not set
 ///                       or a reference is not closed
 /// @param error          receives the text to report after a failure
-/// @param registry       may be null: no link is then cached, and no file is being read
+/// @param registry       its cache of symbolic links is used, and the last of its files is the file being read; may be
+///                       null
 /// @return RYN_OK, RYN_INTERNAL_ERROR, RYN_MEMORY_ERROR or RYN_INVALID_PATH
 int generateFullPath(const char *text, const char *baseDirectory, vek::PathText &full, vek::PathText &error,
                      rynRegistry *registry);

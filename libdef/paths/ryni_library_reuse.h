@@ -5,12 +5,14 @@
 
 VEK_BEGIN_DECLS
 
-/// Counts the library directories and explicit temporary directories that are `path`, lie in it, or hold it. O(length
-/// of `path`) without `matchesOut`, otherwise O(number of libraries).
+/// Counts the library directories and explicit temporary directories that are equal to `path`, below it, or above it.
+/// Takes O(length of `path`) if `matchesOut` is null, otherwise O(number of libraries).
 ///
 /// @param path        an nsl path
-/// @param matchesOut  null, or an array of `capacity` pointers; receives the first capacity - 1 libraries in definition
-///                    order, one with two matching directories twice, and a null after each
+/// @param matchesOut  null, or an array of `capacity` pointers. Receives the matching libraries in definition order, at
+///                    most capacity - 1, and a null pointer after the last one. A library of which both directories
+///                    match is stored twice. Without a match, nothing is written
+/// @return the number of matching directories
 int ryniLibPathReused(rynRegistry *registry, const char *path, rynLibrary **matchesOut, int capacity);
 
 VEK_END_DECLS

@@ -8,22 +8,23 @@
 
 VEK_BEGIN_DECLS
 
-/// ryn::generateNslPath() with C buffers of VEK_PATH_SIZE bytes.
+/// Generates the nsl path of `path` like ryn::generateNslPath(), and stores the results in C buffers of VEK_PATH_SIZE
+/// bytes.
 ///
-/// @param nslOut          written if the result is RYN_OK; may be null
-/// @param errorOut        written after a failure; may be null
-/// @param checkExistence  0: the path-existence setting is ignored
+/// @param nslOut          receives the nsl path if the result is RYN_OK; may be null
+/// @param errorOut        receives the text to report after a failure; may be null
+/// @param checkExistence  0 to ignore the path-existence setting: `path` need not exist
 int ryni_generate_nsl_path_ex(const char *path, char *nslOut, char *errorOut, rynRegistry *registry,
                               int checkExistence);
 
-/// ryni_generate_nsl_path_ex() with `checkExistence` 1.
+/// Calls ryni_generate_nsl_path_ex() with `checkExistence` 1: if the path-existence setting is on, `path` must exist.
 int ryni_generate_nsl_path(const char *path, char *nslOut, char *errorOut, rynRegistry *registry);
 
 VEK_END_DECLS
 
 namespace ryn {
 
-/// Whether the path-existence setting applies.
+/// Whether generateNslPath() applies the path-existence setting, which requires that the path exists and can be read.
 enum class Existence { Checked, NotChecked };
 
 /// Resolves every symbolic link in `path`, and cleans it.
@@ -31,7 +32,8 @@ enum class Existence { Checked, NotChecked };
 /// @param path      must not lie in `nsl` or `error`
 /// @param nsl       receives the nsl path; empty after a failure
 /// @param error     receives the text to report after a failure
-/// @param registry  may be null: no link is then cached, and the process-wide path-existence setting applies
+/// @param registry  its cache of symbolic links and its path-existence setting are used; null: links are not cached,
+///                  and the process-wide path-existence setting applies
 /// @return RYN_OK, RYN_INTERNAL_ERROR, RYN_SYSTEM_ERROR, RYN_PERMISSION_DENIED or RYN_INVALID_PATH
 int generateNslPath(const char *path, vek::PathText &nsl, vek::PathText &error, rynRegistry *registry,
                     Existence existence = Existence::Checked);

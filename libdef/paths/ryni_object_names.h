@@ -11,17 +11,17 @@ inline bool isGiven(const char *name) {
     return name != nullptr && *name != '\0';
 }
 
-/// A cell, view or file of a library. A name that is null or empty is not given; without any name it is the library
-/// itself.
+/// The names of a cell, view or file in a library. A name that is null or empty is not given. If no name is given, the
+/// object is the library itself.
 struct ObjectNames {
     const char *cell = nullptr;
     const char *view = nullptr;
     const char *file = nullptr;
 
-    /// @return true if the object lies below its library
+    /// @return true if a name is given: the object is not the library itself, so there is a level above it
     [[nodiscard]] bool hasLevelAbove() const { return isGiven(cell) || isGiven(view) || isGiven(file); }
 
-    /// @return the names without the last one given
+    /// @return the names of the object one level above: without the last name given
     [[nodiscard]] ObjectNames levelAbove() const;
 
     /// @return RYN_NO_SUCH_DIRECTORY, RYN_NO_SUCH_CELL, RYN_NO_SUCH_VIEW or RYN_NO_SUCH_FILE, by the last name given
@@ -34,7 +34,7 @@ struct ObjectNames {
     [[nodiscard]] int codeOf(int error) const;
 };
 
-/// A design object addressed by the name of its library.
+/// A design object: the name of its library, and its names in the library.
 struct NamedObject {
     const char *libraryName = nullptr;
     ObjectNames names;

@@ -8,7 +8,7 @@
 
 namespace ryn {
 
-/// Copies at most 4095 characters of `text`, and a NUL, into a buffer of a documented function.
+/// Copies at most 4095 characters of `text`, and a NUL, into a C buffer of VEK_PATH_SIZE bytes.
 ///
 /// @param text    may lie in the buffer
 /// @param buffer  VEK_PATH_SIZE bytes; may be null

@@ -1,7 +1,7 @@
 #ifndef RYNI_PATH_CLEAN_H
 #define RYNI_PATH_CLEAN_H
 
-/// Textual clean-up of paths: "/", "." and ".." components.
+/// Cleans the text of a path without file system calls: removes repeated "/" and "." components, and resolves "..".
 
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
@@ -13,23 +13,23 @@ namespace ryn {
 /// Removes every "/" and "/." at the end of a path, then replaces "/./" and "//" by "/". An empty result becomes "/".
 void cleanSlashes(vek::PathText &path);
 
-/// What resolveParents() does with one "..".
+/// What resolveParents() does with a "..".
 enum class ParentStep {
-    Remove, ///< removes it and the component before it
-    Keep,   ///< leaves this one and all after it
-    Fail    ///< returns false
+    Remove, ///< removes the ".." and the component before it
+    Keep,   ///< does not change this ".." and those after it
+    Fail    ///< ends with the result false
 };
 
-/// Removes the `size` characters after offset `before`, and the last component before them. An empty result becomes
-/// "/".
-/// @return false if there is no component before them
+/// Removes the `size` characters at offset `before` (the "/.."), and the component that ends there. An empty result
+/// becomes "/".
+/// @return false if no component ends at offset `before`
 [[nodiscard]] bool removeParentStep(vek::PathText &path, std::size_t before, std::size_t size);
 
-/// Resolves every "/../", from the first on, and then a "/.." at the end.
+/// Resolves each "/../" of `path` from left to right, and then a "/.." at the end.
 ///
-/// @param judge  called with the part before the "/.."; returns a ParentStep. Documented: Keep for a "/../" does not
-///               prevent the test of the "/.." at the end
-/// @return false if a step failed
+/// @param judge  called with the part of the path before a "/.."; returns the ParentStep for it. Documented: after
+///               Keep, the remaining "/../" stay, but a "/.." at the end is still judged
+/// @return false if `judge` returned Fail, or there is no component to remove
 template <typename Judge>
 [[nodiscard]] bool resolveParents(vek::PathText &path, Judge judge) {
     constexpr std::string_view kInside = "/../";
@@ -43,7 +43,7 @@ template <typename Judge>
         if (step == ParentStep::Keep) {
             break;
         }
-        // The second "/" stays: it separates what is left.
+        // Remove "/.." only: the "/" after it separates the components that remain.
         if (step == ParentStep::Fail || !removeParentStep(path, at, kTrailing.size())) {
             return false;
         }
