@@ -22,13 +22,13 @@
 
 namespace {
 
-/// Limit for variables that grow at every replacement and never repeat a text. More than 4096 characters can need.
+/// Limits replacements that never produce the same text twice. A text of at most 4096 characters needs fewer.
 constexpr unsigned kMaxReplacements = 100000;
 
-/// Result of one step of the generation. Any other one than Done ends it.
+/// Result of one step of the generation of a full path. Every result except Done ends the generation.
 enum class Step {
     Done,
-    Unchanged,   ///< RYN_OK with the given text: the caller's next step fails because it is not absolute
+    Unchanged, ///< RYN_OK, and the full path is the given text; it is not absolute, so the caller's next step fails
     Invalid,     ///< RYN_INVALID_PATH, reported with the given text
     UnknownUser, ///< RYN_INVALID_PATH, reported with the expanded text
     NoMemory     ///< RYN_MEMORY_ERROR, reported with the given text
@@ -64,7 +64,7 @@ Reference closedReference(std::string_view text, std::size_t at, char close, Ref
     return {kind, part(text, at + 2, end), end + 1};
 }
 
-/// @param at  offset of the "$"
+/// Parses the reference that begins in `text` at offset `at`, which is that of the "$".
 Reference parseReference(std::string_view text, std::size_t at) {
     const char opening = at + 1 < text.size() ? text[at + 1] : '\0';
     if (opening == '{') {
@@ -80,7 +80,7 @@ Reference parseReference(std::string_view text, std::size_t at) {
     return {Reference::Kind::Variable, part(text, at + 1, end), end};
 }
 
-/// Stores the installation root that `discover` returns; nothing if there is none.
+/// Stores the installation root that `discover` returns in `value`. If it returns null, `value` stays empty.
 template <typename Discover>
 Step storeRoot(vek::PathText &value, Discover discover) {
     errno = 0;
@@ -91,7 +91,7 @@ Step storeRoot(vek::PathText &value, Discover discover) {
     return doneIf(value.assign(root.get()));
 }
 
-/// The value of $(NAME). An unknown name has the empty value.
+/// Stores the value of the reference $(NAME) in `value`, which must be empty. For an unknown name it stays empty.
 Step computedValue(std::string_view name, const rynRegistry *registry, vek::PathText &value) {
     constexpr std::string_view kRootWith = "inst_root_with:";
     if (cmnGetInstallRootRequired() == 0) {
@@ -123,7 +123,9 @@ Step variableValue(std::string_view name, vek::PathText &value) {
     return text == nullptr ? Step::Unchanged : doneIf(value.assign(text));
 }
 
-/// @param value  empty; receives the value
+/// Finds the value of a reference.
+/// @param value  must be empty; receives the value
+/// @return Unchanged if the variable is not set or the reference is not closed
 Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathText &value) {
     switch (reference.kind) {
     case Reference::Kind::Variable:
@@ -138,7 +140,8 @@ Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathT
 
 // ---- the steps
 
-/// Replaces the characters from offset `from` to `to` by `value`, with its separators canonicalized.
+/// Replaces the characters of `text` from offset `from` up to `to` by `value`, after canonicalizing the directory
+/// separators in `value`.
 Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathText &value) {
     value.edit(vekCanonicalizeDirSep);
     vek::PathText replaced;
@@ -216,8 +219,8 @@ Step expand(vek::PathText &text, const char *baseDirectory, const rynRegistry *r
     return step == Step::Done ? makeAbsolute(text, baseDirectory) : step;
 }
 
-/// Keep ".." after a symbolic link: the parent of the link's target is not the textual parent. Keep it also after a
-/// name that cannot be examined.
+/// Returns what to do with the ".." after the path `before`. Keeps the ".." after a symbolic link, because the parent
+/// of the link's target is not the textual parent. Keeps it also if readlink() fails with another error than EINVAL.
 ryn::ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
     vek::PathText prefix;
     prefix.appendCut(before);
@@ -227,8 +230,8 @@ ryn::ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
     return before.find('/') == std::string_view::npos ? ryn::ParentStep::Fail : ryn::ParentStep::Remove;
 }
 
-/// @param path  the absolute path; receives the clean one
-/// @return false if a ".." has nothing before it
+/// Cleans the absolute path `path` in place.
+/// @return false if there is no component before a ".."
 bool clean(vek::PathText &path, rynRegistry *registry) {
     ryn::cleanSlashes(path);
     return ryn::resolveParents(path,

@@ -1,6 +1,7 @@
-// Nsl paths: walks from the last component to the root and reads each prefix as a link. A target replaces the prefix
-// (or its last component), and the walk continues at the end of the target. O(components + links) cached readlink()
-// calls. Cycles: a limit on the links, and stat() once the path has filled its buffer.
+// Resolves all symbolic links of a path. Goes from the last component to the root and calls readlink() for each prefix
+// of the path. The target of a link replaces the prefix, or its last component if the target is relative; the search
+// then continues at the end of the target. Makes O(components + links) cached readlink() calls. Detects cycles by a
+// limit on the number of links, and by ELOOP from stat() if the path has grown to the size of its buffer.
 
 #include "libdef/paths/ryni_nsl_path.h"
 
@@ -20,8 +21,8 @@
 
 namespace {
 
-/// A path with more links is a cycle. Linux resolves at most 40 links in one path, so 4096 excludes no path that can be
-/// opened.
+/// After this many links, the path is treated as a cycle. Linux resolves at most 40 links in one path, so every path
+/// that can be opened has fewer.
 constexpr int kMaxLinks = 4096;
 
 int failWith(int code, std::string_view text, vek::PathText &error) {
@@ -33,7 +34,7 @@ int failWith(int code, std::string_view text, vek::PathText &error) {
 /// Resolves the links of one path.
 class LinkResolver {
   public:
-    /// @param strict  a prefix that readlink() cannot examine is an error
+    /// @param strict  if true, resolve() fails if readlink() fails with another error than EINVAL (no link)
     LinkResolver(const char *path, rynRegistry *registry, bool strict, vek::PathText &error)
         : given_(path), registry_(registry), strict_(strict), error_(error) {
         path_.appendCut(path);
@@ -53,7 +54,7 @@ class LinkResolver {
             }
             end = substitute(end, target.view());
             if (++links > kMaxLinks || (isFull_ && isCycle())) {
-                // Report the link, without the components that the cycle has put before it.
+                // Report the link itself: cleaning removes the components that the cycle has added before it.
                 static_cast<void>(clean(prefix_));
                 return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
             }
@@ -64,7 +65,8 @@ class LinkResolver {
     [[nodiscard]] const vek::PathText &path() const { return path_; }
 
   private:
-    /// Reads the prefix of `end` characters as a link.
+    /// Calls readlink() for the first `end` characters of the path. @return the length of the target, or -1 with errno
+    /// set
     ssize_t readPrefix(std::size_t end, vek::PathText &target) {
         static_cast<void>(prefix_.assign(std::string_view(path_.c_str(), end)));
         return target.fill([this](char *targetOut, std::size_t size) {
@@ -72,7 +74,9 @@ class LinkResolver {
         });
     }
 
-    /// Replaces the prefix that ends at offset `end` by the target. @return the offset of the target's end
+    /// Replaces the link, which is the prefix that ends at offset `end`, by its target. If the target is relative,
+    /// replaces only the last component of the prefix.
+    /// @return the offset at which the target ends in the new path
     std::size_t substitute(std::size_t end, std::string_view target) {
         vek::PathText combined;
         if (!vek::startsWith(target, "/")) {
@@ -86,7 +90,7 @@ class LinkResolver {
         return targetEnd;
     }
 
-    /// Distinguishes a cycle from a path that is only too long.
+    /// Returns true if stat() fails with ELOOP: the path is not only too long but has a cycle.
     [[nodiscard]] bool isCycle() const {
         struct stat unused; // NOLINT(cppcoreguidelines-pro-type-member-init): stat() fills it
         return stat(given_, &unused) != 0 && errno == ELOOP;
@@ -103,7 +107,7 @@ class LinkResolver {
     const char *given_;
     rynRegistry *registry_;
     bool strict_;
-    bool isFull_ = false; ///< the last substitution filled the buffer and may have been cut
+    bool isFull_ = false; ///< whether the last substitution filled the buffer and may have been cut off
     vek::PathText &error_;
     vek::PathText path_;
     vek::PathText prefix_;

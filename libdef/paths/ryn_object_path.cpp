@@ -13,7 +13,7 @@ std::size_t lengthOf(const char *name) {
 } // namespace
 
 bool ryn::objectPathFits(const char *libraryDirectory, const ObjectNames &names) {
-    constexpr std::size_t kSeparators = 4; // three "/" and the NUL, also if fewer names are given
+    constexpr std::size_t kSeparators = 4; // Documented: always three "/" and the NUL
     return std::strlen(libraryDirectory) + lengthOf(names.cell) + lengthOf(names.view) +
                lengthOf(names.file) + kSeparators <=
            VEK_PATH_SIZE;

@@ -4,7 +4,7 @@ namespace ryn {
 
 namespace {
 
-/// Replaces every `pattern`, which ends with "/", by "/". A match that the removal creates is replaced, too.
+/// Replaces every `pattern`, which must end with "/", by "/". Replaces also matches that a replacement creates.
 void replaceBySlash(vek::PathText &path, std::string_view pattern) {
     std::size_t from = 0;
     for (;;) {

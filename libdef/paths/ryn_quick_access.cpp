@@ -7,7 +7,8 @@
 #include <optional>
 #include <unistd.h>
 
-/// The ids of ryni_setUidGid(). Ids not recorded yet must not be 0: root-owned files would look like our own.
+/// The user and group that ryni_setUidGid() stored. Not initialized to 0: files of root would then be treated as files
+/// of the current user.
 static std::optional<vek::EffectiveIds> recordedIds;
 
 namespace {

@@ -1,5 +1,5 @@
-// The stat cache: an intrusive hash table of paths. An entry keeps the stat record and, for each access mode, success
-// or the errno value of the failure, until the switch returns to 0 or the path is removed.
+// The stat cache: an intrusive hash table by path. An entry keeps the stat record and, for each access mode, success or
+// the errno value of the failure. It stays until its path is removed or the cache is switched off.
 
 #include "libdef/paths/ryni_stat_cache.h"
 
@@ -34,7 +34,7 @@ using ryn::CallResult;
 constexpr int kBuckets = 16;
 constexpr int kDefaultLoadFactor = 0;
 
-/// A mode of access() that is cached, and its flags.
+/// A mode of access() of which the result is cached, and the flags for success and failure.
 struct CachedMode {
     int mode;
     uint32_t success;
@@ -47,7 +47,7 @@ constexpr std::array<CachedMode, 4> kCachedModes = {{
     {F_OK, RYNI_STAT_EXISTS, RYNI_STAT_NOT_EXISTS},
 }};
 
-/// @return the index of `mode`, or the number of modes if it is not cached
+/// @return the index of `mode` in kCachedModes; kCachedModes.size() if its result is not cached
 std::size_t indexOf(int mode) {
     std::size_t index = 0;
     while (index < kCachedModes.size() && kCachedModes[index].mode != mode) {
@@ -56,8 +56,9 @@ std::size_t indexOf(int mode) {
     return index;
 }
 
-/// A key of the table. The copy of the path is aligned to 8 bytes, as malloc() aligns the paths of entries, because
-/// vekHashString32() of bytes above 0x7F depends on the alignment.
+/// A search key of the hash table: a copy of the path that is aligned to 8 bytes, like the paths of entries, which
+/// malloc() aligns. The copy is needed because the result of vekHashString32() for bytes above 0x7F depends on the
+/// alignment.
 class Key {
   public:
     explicit Key(const char *path) : entry_{} { // NOLINT(cppcoreguidelines-pro-type-member-init)
@@ -94,7 +95,8 @@ ryniStatEntry *probe(vekHashTable &table, const Key &key) {
     return static_cast<ryniStatEntry *>(vekHashProbe(&table, key.entry()));
 }
 
-/// Inserts a new entry for a key that probe() has just not found. @return null if memory is exhausted
+/// Inserts a new entry for `key`. The last call for the table must have been a probe() that did not find `key`.
+/// @return the entry; null if memory is exhausted
 ryniStatEntry *createAfterProbe(vekHashTable &table, const Key &key) {
     OwnedText path = vek::copyText(key.path());
     Owned<ryniStatEntry> entry(static_cast<ryniStatEntry *>(std::calloc(1, sizeof(ryniStatEntry))));
@@ -106,9 +108,9 @@ ryniStatEntry *createAfterProbe(vekHashTable &table, const Key &key) {
     return entry.release();
 }
 
-/// Documented: the stat record, the path and the entry are set to zero bytes before they are freed.
+/// Frees an entry. Documented: the stat record, the path and the entry are overwritten with zero bytes first.
 void release(ryniStatEntry *entry) {
-    // Not memset(): a compiler may remove it before free().
+    // Not memset(): the compiler may omit a memset() of memory that is then freed.
     if (entry->statRecord != nullptr) {
         explicit_bzero(entry->statRecord, sizeof *entry->statRecord);
         std::free(entry->statRecord);
@@ -119,7 +121,7 @@ void release(ryniStatEntry *entry) {
     std::free(entry);
 }
 
-/// The result of a system call that has just returned.
+/// Returns the result of a system call that returned `returned`; errno must still be that of the call.
 CallResult resultOf(int returned) {
     return {.error = returned == 0 ? 0 : errno};
 }
@@ -143,7 +145,8 @@ bool storeStat(ryniStatEntry &entry) {
     return true;
 }
 
-/// The result of access() for the path of an entry, cached if the mode can be.
+/// Returns the result of access() for the path of an entry, from the cache if it is there. Stores a new result in the
+/// entry if `mode` is one of kCachedModes.
 CallResult accessEntry(ryniStatEntry &entry, int mode) {
     const std::size_t index = indexOf(mode);
     if (index < kCachedModes.size()) {
