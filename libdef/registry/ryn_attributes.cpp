@@ -9,14 +9,14 @@
 #include <cstring>
 #include <memory>
 
-// The attributes are a doubly linked list. A library with more than kMaxSearched attributes has a hash table of them, so
-// that n ASSIGNs of one library take O(n) time. The list of a library with fewer is searched, and so is a list without
-// memory for its table.
+// The attributes of a library are a doubly linked list. A library with more than kMaxSearched attributes also has a
+// hash table of them, so that n ASSIGNs to one library take O(n) time. A library with fewer attributes has no table,
+// and so has one whose table could not be allocated: lookups then search the list.
 
 namespace ryn {
 namespace {
 
-constexpr uint32_t kMaxSearched = 8; // a search of these costs about as much as a lookup in the table
+constexpr uint32_t kMaxSearched = 8; // a linear search of 8 costs about as much as a hash lookup
 
 struct AttributeKey {
     std::string_view name;
@@ -34,12 +34,14 @@ struct AttributeTraits {
 
 } // namespace
 
+/// The hash table of the attributes of one library.
 struct AttributeIndex {
     vek::IntrusiveHash<rynAttribute, AttributeTraits> table;
 };
 
 namespace {
 
+/// Frees the hash table; lookups then search the list.
 void dropIndex(rynLibrary &library) {
     if (library.attributeIndex != nullptr) {
         std::destroy_at(library.attributeIndex);
@@ -48,7 +50,7 @@ void dropIndex(rynLibrary &library) {
     }
 }
 
-/// Creates the index of all attributes. Without memory there is none.
+/// Creates the hash table of all attributes of `library`. If memory is exhausted, the library has no table.
 void createIndex(rynLibrary &library) {
     auto *const memory = static_cast<AttributeIndex *>(std::malloc(sizeof(AttributeIndex)));
     if (memory == nullptr) {
@@ -71,7 +73,7 @@ void prepend(rynLibrary &library, rynAttribute *attribute) {
     library.attributes = attribute;
     ++library.attributeCount;
     if (library.attributeIndex != nullptr) {
-        static_cast<void>(library.attributeIndex->table.insert(*attribute)); // it has buckets
+        static_cast<void>(library.attributeIndex->table.insert(*attribute)); // cannot fail: it has buckets
     } else if (library.attributeCount > kMaxSearched) {
         createIndex(library);
     }
@@ -80,7 +82,7 @@ void prepend(rynLibrary &library, rynAttribute *attribute) {
 } // namespace
 
 rynAttribute *newAttribute(std::string_view name, std::string_view value, rynIncludedFile *file, int line) {
-    // The name never changes, so it is in the same block, after the record.
+    // The name never changes, so record and name share one allocation: the name follows the record.
     vek::OwnedText valueCopy = vek::copyText(value);
     auto *const attribute = static_cast<rynAttribute *>(std::malloc(sizeof(rynAttribute) + name.size() + 1));
     if (!valueCopy || attribute == nullptr) {

@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <utility>
 
+// Prints a registry for rynDumpEverything(): its files, its libraries, its buckets, libraries that are missing from
+// the buckets or from the definition order, and the global temporary roots.
+
 namespace {
 
 const char *orEmpty(const char *text) {
@@ -64,19 +67,21 @@ void dumpLibraries(const rynRegistry &registry, FILE *stream) {
     }
 }
 
-/// A set of libraries: a sorted array. Without memory for it, the list that it stands for is searched instead.
+/// A set of libraries: an array, sorted for binary search. It is filled from a linked list. If memory for the array
+/// is exhausted, contains() searches that list instead.
 class LibrarySet {
   public:
     void add(const rynLibrary *library) { isComplete_ = isComplete_ && libraries_.push(std::move(library)); }
 
-    /// Call it once, after the last add().
+    /// Sorts the array. Must be called once, after the last add() and before contains().
     void sort() {
         if (!libraries_.empty()) {
             std::sort(&libraries_[0], &libraries_[0] + libraries_.size());
         }
     }
 
-    /// @param head, next  the list
+    /// @param head  the first library of the list that the set was filled from
+    /// @param next  the member that links that list
     [[nodiscard]] bool contains(const rynLibrary *library, const rynLibrary *head,
                                 rynLibrary *rynLibrary::*next) const {
         if (isComplete_) {
@@ -94,9 +99,10 @@ class LibrarySet {
     bool isComplete_ = true;
 };
 
+/// Prints an error for each library that is only in the definition order or only in the buckets.
 void dumpInconsistencies(const rynRegistry &registry, FILE *stream) {
     const bool ignoreCase = ryn::ignoresCase();
-    LibrarySet inBuckets; // those that are in the bucket of their name
+    LibrarySet inBuckets; // the libraries that are in the bucket that their name hashes to
     for (uint32_t bucket = 0; bucket < ryn::kBuckets; ++bucket) {
         for (const rynLibrary *library = registry.buckets[bucket]; library != nullptr;
              library = library->nextInBucket) {

@@ -12,7 +12,8 @@
 
 namespace {
 
-/// The error state of the process.
+/// The error state of the process: the last error, whether the default warning handler was ever used, and the fatal
+/// handler for reports without a registry or for a registry without one.
 struct ErrorState {
     int lastError;
     bool usesDefaultWarning;
@@ -21,7 +22,7 @@ struct ErrorState {
 
 ErrorState errorState;
 
-/// Indexed by code.
+/// Texts of the RYN_ codes, indexed by code.
 constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
     "No error",
     "Internal error",
@@ -63,11 +64,12 @@ constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
     "Invalid error number",
 };
 
-/// Reports print "(null)" for a null text, like printf() of glibc.
+/// @return `text`, or "(null)" if it is null: printf() with a null string is undefined
 const char *orNull(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 
+/// @return the fatal handler of `registry`; if it has none or is null, that of the process; null if there is none
 rynErrorHandler fatalHandlerOf(const rynRegistry *registry) {
     const bool hasOwn = registry != nullptr && registry->fatalHandler != nullptr;
     return hasOwn ? registry->fatalHandler : errorState.fatalHandler;

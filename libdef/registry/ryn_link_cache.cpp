@@ -10,8 +10,8 @@
 #include <cstring>
 #include <string_view>
 
-// The results of readlink() are kept in the documented buckets and in a hash table, which serves the lookups. They are
-// valid until the registry is freed: nothing invalidates them.
+// Caches the results of readlink() by path. Each result is in the documented bucket of its path and in a hash table,
+// which lookups use. Results are kept until the registry is freed, so later changes of links on disk are not seen.
 
 namespace {
 
@@ -22,7 +22,9 @@ struct LinkResult {
     int32_t error;           ///< an errno value, or 0
 };
 
-/// Caches the result for a path that is not in the cache. Without memory it is not cached.
+/// Stores the result of readlink() for `path`, which must not be in the cache. If memory is exhausted, nothing is
+/// stored.
+/// @param hash  the hash of `path` in the link index
 void store(rynRegistry &registry, const char *path, uint32_t hash, const LinkResult &result) {
     vek::OwnedText pathCopy = vek::copyText(path);
     vek::OwnedText targetCopy = result.length < 0 ? nullptr : vek::copyText(result.target);
@@ -34,10 +36,12 @@ void store(rynRegistry &registry, const char *path, uint32_t hash, const LinkRes
     rynLink *&head = registry.links[ryn::bucketOf(path, false)];
     *link = {head, pathCopy.release(), targetCopy.release(), result.length, result.error, nullptr, hash};
     head = link;
-    static_cast<void>(registry.indexes->links.insert(*link)); // it has buckets
+    static_cast<void>(registry.indexes->links.insert(*link)); // cannot fail: the table has buckets
 }
 
-/// Stores the target, cut to fit, and sets errno. @return the length of the whole target
+/// Stores the target and a NUL in the `size` bytes at `targetOut`, truncated if it does not fit. Sets errno to the
+/// error of `result`.
+/// @return the length of the whole target; -1 after a failure
 ssize_t returnResult(const LinkResult &result, char *targetOut, std::size_t size) {
     if (size != 0) {
         const std::size_t fitting = result.target.size() < size ? result.target.size() : size - 1;

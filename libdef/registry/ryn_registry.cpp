@@ -12,9 +12,10 @@
 #include <memory>
 #include <utility>
 
-// A registry keeps its libraries in three structures: the documented buckets, which are too few for many libraries and
-// serve the dump; a hash table by name, which serves the lookups; and the definition order, a doubly linked list whose
-// ranks grow from head to tail. Every operation takes O(1) time.
+// A registry keeps its libraries in three structures. The 256 documented buckets are printed by rynDumpEverything();
+// lookups do not search them, because their chains get long. The hash table by name serves the lookups. The
+// definition order is a doubly linked list, with ranks that grow from head to tail. Every operation takes O(1) time
+// on average, except for updates of the directory index: O(length of the path).
 
 namespace {
 
@@ -38,6 +39,7 @@ void freeLink(rynLink *link) {
 
 // ---- the definition order
 
+/// Appends `library` to the definition order, with a rank above all others.
 void appendToOrder(rynRegistry &registry, rynLibrary &library) {
     rynLibraryList &order = registry.libraries;
     library.nextInOrder = nullptr;
@@ -47,7 +49,8 @@ void appendToOrder(rynRegistry &registry, rynLibrary &library) {
     order.tail = &library;
 }
 
-/// O(1) check: its rank lies between those of head and tail, and its predecessor points to it.
+/// Returns whether `library` is in the definition order. O(1): tests that its rank lies between those of head and
+/// tail, and that its predecessor points to it.
 bool isInOrder(const rynLibraryList &order, const rynLibrary &library) {
     if (order.head == nullptr || order.tail == nullptr || library.rank < order.head->rank ||
         library.rank > order.tail->rank) {
@@ -57,7 +60,8 @@ bool isInOrder(const rynLibraryList &order, const rynLibrary &library) {
            (library.previousInOrder != nullptr && library.previousInOrder->nextInOrder == &library);
 }
 
-/// Removes a library from the order. If it is not in the order, only pointers to it are changed.
+/// Removes `library` from the definition order. Changes head, tail and neighbours only if they point to `library`, so
+/// the order stays intact if `library` is not in it.
 void removeFromOrder(rynLibraryList &order, const rynLibrary &library) {
     rynLibrary *const before = library.previousInOrder;
     rynLibrary *const after = library.nextInOrder;
@@ -98,18 +102,21 @@ void removeFromBucket(rynRegistry &registry, rynLibrary &library) {
 
 // ---- the directories
 
-/// Adds a directory to the index. A null path is ignored. @return false if memory is exhausted
+/// Adds the directory `path` to the directory index. Does nothing if `path` is null.
+/// @return false if memory is exhausted
 bool countDirectory(rynRegistry &registry, const char *path) {
     return path == nullptr || registry.indexes->directories.add(path);
 }
 
+/// Removes the directory `path` from the directory index. Does nothing if `path` is null.
 void uncountDirectory(rynRegistry &registry, const char *path) {
     if (path != nullptr) {
         registry.indexes->directories.remove(path);
     }
 }
 
-/// Adds both directories of the library, or neither. @return false if memory is exhausted
+/// Adds the nsl path and the explicit temporary nsl path of `library` to the directory index, or neither of them.
+/// @return false if memory is exhausted
 bool countDirectories(rynRegistry &registry, const rynLibrary &library) {
     if (!countDirectory(registry, library.nslPath)) {
         return false;
@@ -121,7 +128,8 @@ bool countDirectories(rynRegistry &registry, const rynLibrary &library) {
     return true;
 }
 
-/// Copies `text`, which may be null. @return false if memory is exhausted
+/// Stores a copy of `text` in `copy`, or null if `text` is null.
+/// @return false if memory is exhausted
 bool copyIfGiven(const char *text, vek::OwnedText &copy) {
     copy = text == nullptr ? nullptr : vek::copyText(text);
     return copy || text == nullptr;
@@ -138,7 +146,8 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
     const bool ignoreCase = ryn::ignoresCase();
     const ryn::NameKey key = ryn::nameKeyOf(name, ignoreCase);
     rynLibrary *newest = nullptr;
-    // The chain of the bucket starts with the library inserted last, so the newest match is the first of the chain.
+    // Select the match that is first in the chain of the documented bucket. That chain starts with the library
+    // inserted last, so it is the match with the greatest `insertion`.
     for (rynLibrary *library = registry->indexes->names.find(key); library != nullptr;
          library = registry->indexes->names.findNext(*library, key)) {
         const bool isNewer = newest == nullptr || library->insertion > newest->insertion;
@@ -157,7 +166,7 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     library->bucket = key.bucket;
     library->nameHash = key.hash;
     library->insertion = ++registry->insertions;
-    static_cast<void>(registry->indexes->names.insert(*library)); // it has buckets
+    static_cast<void>(registry->indexes->names.insert(*library)); // cannot fail: the table has buckets
     prependToBucket(*registry, *library);
     appendToOrder(*registry, *library);
     registry->globalTmpCount += ryn::hasGlobalTmp(*library) ? 1 : 0;
@@ -200,7 +209,8 @@ void freeRegistry(rynRegistry *registry) {
     }
     std::free(registry->currentDirectory);
     std::free(registry->implicitTmpDirectory);
-    // Not along the definition order: a library that is missing from it is freed, too.
+    // Iterate over the name index, not the definition order: a library that is missing from the order must be freed,
+    // too.
     registry->indexes->names.clear([](rynLibrary &library) { freeLibrary(&library); });
     while (registry->files.head != nullptr) {
         freeFile(std::exchange(registry->files.head, registry->files.head->next));
@@ -243,8 +253,8 @@ void freeLibrary(rynLibrary *library) {
 }
 
 void respell(rynRegistry &registry, rynLibrary &library, std::string_view name) {
-    static_cast<void>(replaceText(library.name, name)); // of equal length: needs no memory
-    library.rootNumber = 0; // its directory under the global root has another name now
+    static_cast<void>(replaceText(library.name, name)); // cannot fail: the length is the same
+    library.rootNumber = 0; // the directory ROOT/NAME with the new name has not been created
     ++registry.tmpChanges;
 }
 
@@ -323,7 +333,7 @@ rynIncludedFile *addFile(rynRegistry &registry, const char *path, const char *ns
     }
     file->nslHash = indexHash(nslPath);
     if (findFile(registry, nslPath) == nullptr) {
-        static_cast<void>(registry.indexes->files.insert(*file)); // it has buckets
+        static_cast<void>(registry.indexes->files.insert(*file)); // cannot fail: the table has buckets
     }
     (registry.files.tail == nullptr ? registry.files.head : registry.files.tail->next) = file;
     registry.files.tail = file;

@@ -7,8 +7,8 @@
 
 namespace {
 
-/// Splits a path at every "/", so that "/a" begins with an empty component. One path contains another if and only if its
-/// components are the first of the other's.
+/// Iterates over the components of a path, which is split at every "/": the components of "/a" are "" and "a". A
+/// directory is an ancestor of another one if and only if its components are a prefix of the components of the other.
 class Components {
   public:
     explicit Components(std::string_view path) : rest_(path) {}
@@ -73,6 +73,8 @@ DirectoryIndex::Key DirectoryIndex::keyOf(const Node *parent, std::string_view c
     return {parent, component, indexHash(component, reinterpret_cast<uintptr_t>(parent))};
 }
 
+/// Creates the node for `key` below `parent`.
+/// @return null if memory is exhausted
 DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, const Key &key) {
     vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + key.component.size())));
     if (!node) {
@@ -84,7 +86,8 @@ DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, const Key &key) {
     return nodes_.insert(*node) ? node.release() : nullptr;
 }
 
-/// @return the node of `path`, created if it is missing; null if memory is exhausted
+/// Finds the node of `path` and creates the nodes that are missing.
+/// @return null if memory is exhausted; no nodes are created then
 DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
     Node *node = &root_;
     for (Components components(path); !components.done();) {
@@ -102,7 +105,7 @@ DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
     return node;
 }
 
-/// Frees `node` and its ancestors up to the first that still counts a directory.
+/// Frees `node` and then its ancestors, up to the first node that has an added directory at or below it.
 void DirectoryIndex::prune(Node *node) {
     while (node != &root_ && node->below == 0) {
         Node *const parent = node->parent;
@@ -112,7 +115,8 @@ void DirectoryIndex::prune(Node *node) {
     }
 }
 
-/// Changes the counts of a node and its ancestors.
+/// Adds `change` to the number of directories with the path of `node`, and to the numbers of directories at or below
+/// `node` and each of its ancestors.
 void DirectoryIndex::count(Node *node, int change) {
     node->exact += change;
     for (; node != nullptr; node = node->parent) {

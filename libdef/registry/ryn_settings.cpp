@@ -2,6 +2,7 @@
 
 namespace {
 
+/// The initial unknown-ASSIGN hook: accepts every attribute.
 int acceptAssign(const char * /*attribute*/, const char * /*value*/, const char * /*file*/, int /*line*/) {
     return 0;
 }

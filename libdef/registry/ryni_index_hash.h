@@ -1,8 +1,9 @@
 #ifndef RYNI_INDEX_HASH_H
 #define RYNI_INDEX_HASH_H
 
-/// The hashes of a registry. That of its buckets is documented. That of its indexes is 64-bit FNV-1a, folded to 32 bits. Unlike vekHashString32() it depends on the text
-/// only, not on its address in memory.
+/// Hash functions of the registry: bucketOf() for its documented buckets, indexHash() and indexHashNoCase() for its
+/// hash tables. The latter compute 64-bit FNV-1a, folded to 32 bits. They depend only on text and seed; the hash of
+/// vekHashString32() also depends on the address of the text in memory.
 
 #include "common/text/ascii.h"
 
@@ -11,23 +12,25 @@
 
 namespace ryn {
 
-/// The documented hash of a name: the number of its bucket, below 256.
+/// Documented: computes the number of the bucket of a library name or path, 0 to 255.
+/// @param ignoreCase  whether upper case letters are hashed as lower case letters
 inline uint32_t bucketOf(const char *name, bool ignoreCase) {
     uint64_t hash = 0;
     for (const char *at = name; *at != '\0'; ++at) {
         const char c = ignoreCase ? vek::toLower(*at) : *at;
-        // Documented: a byte of 0x80 or above is negative.
+        // Documented: a byte of 0x80 or above is sign-extended.
         hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(c)));
     }
     return static_cast<uint32_t>((hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & 0xffU);
 }
 
-/// @tparam change  applied to each character first
+/// Computes the hash of `text` and `seed`.
+/// @param change  a function that is applied to each character before it is hashed
 template <typename Change>
 uint32_t indexHashOf(std::string_view text, uint64_t seed, Change change) {
     constexpr uint64_t kOffsetBasis = 0xcbf29ce484222325U; // of FNV-1a
     constexpr uint64_t kPrime = 0x100000001b3U;            // of FNV-1a
-    constexpr uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // spreads small seeds over all bits
+    constexpr uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // spreads a small seed over all bits
     uint64_t hash = kOffsetBasis ^ (seed * kGoldenRatio);
     for (const char c : text) {
         hash = (hash ^ static_cast<unsigned char>(change(c))) * kPrime;
@@ -35,12 +38,14 @@ uint32_t indexHashOf(std::string_view text, uint64_t seed, Change change) {
     return static_cast<uint32_t>(hash ^ (hash >> 32U));
 }
 
-/// @param seed  the part of the key that is not text
+/// Computes the hash of a key.
+/// @param text  the text of the key
+/// @param seed  the rest of the key, such as a bucket number; 0 if the text is the whole key
 inline uint32_t indexHash(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, [](char c) { return c; });
 }
 
-/// indexHash() of the text in lower case.
+/// Computes the hash of a key whose text is compared without regard to case: indexHash() with `text` in lower case.
 inline uint32_t indexHashNoCase(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, vek::toLower);
 }

@@ -1,7 +1,8 @@
 #ifndef RYNI_INDEXES_H
 #define RYNI_INDEXES_H
 
-/// The indexes of a registry, beside its documented lists and buckets.
+/// The indexes of a registry: hash tables that find a library, file or link in O(1), and the directory index. The
+/// same records are also in the documented lists and buckets (ryni_records.h), whose searches take O(n).
 
 #include "common/containers/intrusive_hash.h"
 #include "common/text/ascii.h"
@@ -11,8 +12,8 @@
 
 namespace ryn {
 
-/// A library name and its bucket. Names of one bucket that differ only by case have the same key, so that both lookup
-/// case settings can use the index.
+/// Key of the name index: a library name, its bucket and the hash of both. The hash ignores case, so lookups with and
+/// without regard to case use the same index. ryni_get_libp() compares the case of the matches.
 struct NameKey {
     const char *name;
     uint32_t bucket;
@@ -43,7 +44,8 @@ struct FileTraits {
     }
 };
 
-/// A path with its hash, which a new entry needs twice.
+/// Key of the link index: a path and its hash. The hash is computed once, for the lookup and for the insertion after
+/// it.
 struct LinkKey {
     std::string_view path;
     uint32_t hash;
@@ -58,11 +60,12 @@ struct LinkTraits {
     }
 };
 
+/// The indexes of one registry.
 struct RegistryIndexes {
     vek::IntrusiveHash<rynLibrary, NameTraits> names;
     vek::IntrusiveHash<rynIncludedFile, FileTraits> files;
     vek::IntrusiveHash<rynLink, LinkTraits> links;
-    DirectoryIndex directories; ///< the nsl paths and explicit temporary nsl paths of all libraries
+    DirectoryIndex directories; ///< nslPath and explicitTmpNsl of every library
 };
 
 } // namespace ryn

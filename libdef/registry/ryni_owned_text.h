@@ -1,7 +1,7 @@
 #ifndef RYNI_OWNED_TEXT_H
 #define RYNI_OWNED_TEXT_H
 
-/// Owned strings: fields of records that are null or a string of malloc().
+/// Replaces owned strings: fields of records that are null or point to a string allocated with malloc().
 
 #include "libdef/ryn.h"
 
@@ -9,18 +9,20 @@
 
 namespace ryn {
 
-/// Replaces an owned string by a copy of `text`. The memory is reused if the old string is not shorter.
+/// Replaces the owned string in `field` by a copy of `text`. Reuses its memory if the old string is at least as long.
 ///
-/// @param text  may lie in `field`
-/// @return false, and the string is unchanged, if memory is exhausted
+/// @param text  may be a part of the old string
+/// @return false if memory is exhausted; the old string is unchanged then
 [[nodiscard]] bool replaceText(char *&field, std::string_view text);
 
 } // namespace ryn
 
 VEK_BEGIN_DECLS
 
-/// ryn::replaceText() with the documented result.
-/// @return RYN_OK, or RYN_MEMORY_ERROR. Documented: `*field` is then null
+/// Replaces the owned string in `*field` by a copy of `text`, as ryn::replaceText() does, but with the documented
+/// effect of a failure.
+/// @return RYN_OK or RYN_MEMORY_ERROR. Documented: after RYN_MEMORY_ERROR the old string is freed and `*field` is
+///         null
 int ryniStrcpy(char **field, const char *text);
 
 VEK_END_DECLS

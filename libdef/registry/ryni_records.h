@@ -1,8 +1,9 @@
 #ifndef RYNI_RECORDS_H
 #define RYNI_RECORDS_H
 
-/// The records of a registry. Their documented fields come first, in documented order. The fields of the indexes come
-/// after them; only the functions of ryni_registry.h and ryni_attributes.h change a field that an index depends on.
+/// The records of a registry. The documented fields of each come first, in documented order; the fields that the
+/// indexes maintain follow. Only the functions of ryni_registry.h and ryni_attributes.h may change a field that an
+/// index depends on, such as a name.
 
 #include "libdef/ryn.h"
 
@@ -11,29 +12,30 @@ namespace ryn {
 struct AttributeIndex;
 struct RegistryIndexes;
 
+/// Number of the documented buckets of libraries, and of those of cached links.
 inline constexpr int kBuckets = 256;
 
 /// Flags of a library.
 enum LibraryFlag : uint32_t {
-    kPathChanged = 1U << 0U,  ///< a redefinition changed the full path
+    kPathChanged = 1U << 0U,  ///< a redefinition has changed the full path
     kTmpFromGlobal = 1U << 1U ///< the explicit temporary directory comes from the global temporary root
 };
 
 } // namespace ryn
 
-/// A library definition file that was read.
+/// The record of a library definition file that was read.
 struct rynIncludedFile {
     rynIncludedFile *next;
     char *path;
     char *nslPath;
     rynIncludedFile *includedFrom; ///< null for the top file
-    int line;                      ///< of the INCLUDE
+    int line;                      ///< line of the INCLUDE in that file
 
     rynIncludedFile *nextInIndex = nullptr;
     uint32_t nslHash = 0;
 };
 
-/// The result of an ASSIGN.
+/// An attribute of a library, or a global temporary root: set by an ASSIGN.
 struct rynAttribute {
     rynAttribute *next;
     char *name; ///< in upper case
@@ -46,13 +48,14 @@ struct rynAttribute {
     uint32_t nameHash = 0;
 };
 
-/// One DEFINE of a library.
+/// The location of one definition of a library.
 struct rynDefinition {
     rynDefinition *next;
     rynIncludedFile *file;
     int32_t line;
 };
 
+/// All definitions of a library, the oldest first.
 struct rynDefinitionHistory {
     rynDefinition *head;
     rynDefinition *tail;
@@ -61,7 +64,7 @@ struct rynDefinitionHistory {
 struct rynLibrary {
     rynLibrary *nextInBucket;
     rynLibrary *nextInOrder;
-    rynAttribute *attributes; ///< the newest first
+    rynAttribute *attributes; ///< the newest attribute first
     char *name;
     char *fullPath;
     char *explicitTmp;
@@ -71,7 +74,7 @@ struct rynLibrary {
     char *implicitTmpNsl;
     rynIncludedFile *definedIn;
     int32_t definedAtLine;
-    uint32_t flags; ///< ryn::LibraryFlag
+    uint32_t flags; ///< values of ryn::LibraryFlag, combined by OR
     rynDefinitionHistory history;
     char *packedFile;
     vekZip *packedArchive;
@@ -79,26 +82,26 @@ struct rynLibrary {
     rynLibrary *previousInBucket;
     rynLibrary *previousInOrder;
     rynLibrary *nextInNameIndex;
-    ryn::AttributeIndex *attributeIndex; ///< null if the list of attributes is searched instead
-    uint64_t insertion;                  ///< greater than that of every library inserted before
-    uint64_t rank;                       ///< in the definition order
+    ryn::AttributeIndex *attributeIndex; ///< null if lookups search the list instead
+    uint64_t insertion;                  ///< grows with each library that is inserted
+    uint64_t rank;                       ///< grows from head to tail of the definition order
     uint32_t bucket;
-    uint32_t nameHash; ///< in the name index
+    uint32_t nameHash; ///< hash of ryn::NameKey
     uint32_t attributeCount;
-    uint32_t
-        rootNumber; ///< the global root under which its directory was created, see ryn::RootProgress; 0 for none
+    /// ryn::RootProgress::number of the global temporary root under which the library's directory was created, or 0.
+    uint32_t rootNumber;
 };
 
 /// A cached result of readlink().
 struct rynLink {
     rynLink *next;
     char *path;
-    char *target; ///< null after a failure
+    char *target; ///< null if readlink() failed
     int32_t length;
     int32_t error;
 
     rynLink *nextInIndex;
-    uint32_t hash; ///< of the path, in the index
+    uint32_t hash; ///< hash of the path in the link index
 };
 
 struct rynIncludedFileList {
@@ -125,13 +128,13 @@ struct rynRegistry {
     rynLink *links[ryn::kBuckets];
     uint32_t implicitTmpFlags;
     char *implicitTmpDirectory;
-    rynAttribute *globalExplicitTmp; ///< the newest first
+    rynAttribute *globalExplicitTmp; ///< the global temporary roots, the newest first
 
     ryn::RegistryIndexes *indexes;
-    uint64_t insertions; ///< into the buckets or the definition order
-    uint64_t tmpChanges; ///< changes after which a global root must be applied to a library again
-    int globalTmpCount;  ///< libraries whose explicit temporary directory comes from the global root
-    bool hasNestedName;  ///< whether the name of a library has ever contained "/"
+    uint64_t insertions; ///< counter for rynLibrary::insertion and rynLibrary::rank
+    uint64_t tmpChanges; ///< number of changes that require applying the root to all libraries
+    int globalTmpCount;  ///< number of libraries for which ryn::hasGlobalTmp() is true
+    bool hasNestedName;  ///< whether the name of any library has ever contained "/"
 };
 
 #endif

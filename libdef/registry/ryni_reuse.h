@@ -10,8 +10,9 @@
 
 namespace ryn {
 
-/// Counts directories by path: a trie of path components, whose edges are in one hash table. Each operation takes
-/// O(length of the path), however many directories there are. A directory counts once for each addition.
+/// A multiset of directories, used to detect libraries that share a directory. It is a trie of path components whose
+/// edges (parent, component) are in one hash table. Each operation takes O(length of the path), whatever the number
+/// of directories. A directory that is added twice counts twice.
 class DirectoryIndex {
   public:
     DirectoryIndex() = default;
@@ -19,27 +20,30 @@ class DirectoryIndex {
     DirectoryIndex &operator=(const DirectoryIndex &) = delete;
     ~DirectoryIndex();
 
-    /// Allocates the first buckets. @return false if memory is exhausted
+    /// Allocates the first buckets of the hash table, so that later only the allocation of a node can fail.
+    /// @return false if memory is exhausted
     [[nodiscard]] bool allocate() { return nodes_.allocate(); }
 
-    /// @return false, and the counts are unchanged, if memory is exhausted
+    /// Adds the directory `path`.
+    /// @return false if memory is exhausted; nothing is changed then
     [[nodiscard]] bool add(std::string_view path);
 
-    /// Reverts one add() of `path`.
+    /// Removes the directory `path` once. It must have been added.
     void remove(std::string_view path);
 
-    /// @return the number of directories that are `path`, contain it, or lie in it
+    /// @return the number of added directories that are `path` itself, an ancestor of it, or inside it
     [[nodiscard]] int count(std::string_view path) const;
 
   private:
-    /// A path, as a component below its parent. A node exists while a directory is at or below it.
+    /// A node of the trie: the path of `parent`, extended by `component`. It exists only while it or a path below it
+    /// is an added directory.
     struct Node {
         Node *nextInIndex;
         Node *parent;
-        const char *component; ///< stored after the node
+        const char *component; ///< in the same allocation, after the node; no NUL
         std::size_t size;
-        int exact; ///< directories that are this path
-        int below; ///< directories that are this path or lie in it
+        int exact; ///< number of added directories with exactly this path
+        int below; ///< number of added directories with this path or inside it
         uint32_t hash;
 
         [[nodiscard]] std::string_view name() const { return {component, size}; }

@@ -1,7 +1,7 @@
 #ifndef RYNI_SETTINGS_H
 #define RYNI_SETTINGS_H
 
-/// Process-wide settings of this layer: the default handle, and what applies to every registry.
+/// Process-wide state of this layer: the default handle, and the settings that apply to every registry.
 
 #include "libdef/ryn.h"
 
@@ -14,23 +14,25 @@ VEK_END_DECLS
 
 namespace ryn {
 
+/// The state of the process.
 struct Settings {
     rynHandle defaultHandle;
-    bool everInitialized; ///< whether a creation has succeeded
+    bool everInitialized; ///< whether a registry was ever created
     rynUnknownAssignHook unknownAssignHook;
-    bool mustExist;    ///< the path-existence setting
-    bool libraryCheck; ///< read by every creation that reads a file
-    bool ignoresCase;  ///< the lookup case setting, read by every creation that reads a file
+    bool mustExist;    ///< the path-existence setting: whether paths must exist
+    bool libraryCheck; ///< VEKLIBRARY entries are required; set when a registry is created from a file
+    bool ignoresCase;  ///< the lookup case setting; set when a registry is created from a file
 };
 
 extern Settings settings;
 
-/// @return the registry of a public call: `handle`, or the default handle if it is null; null if there is neither
+/// @return the registry that a public function works on: `handle`, or the default handle if `handle` is null; null if
+///         there is no default handle either
 inline rynRegistry *registryOf(rynHandle handle) {
     return handle != nullptr ? handle : settings.defaultHandle;
 }
 
-/// Whether library names are looked up without regard to case.
+/// Returns the lookup case setting: whether the case of library names is ignored.
 inline bool ignoresCase() {
     return settings.ignoresCase;
 }
