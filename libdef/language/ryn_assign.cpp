@@ -8,7 +8,9 @@
 
 #include <string_view>
 
-// ASSIGN and UNASSIGN.
+// Executes ASSIGN and UNASSIGN. An ASSIGN sets one of three things: the global temporary root (AllLibs TmpRootDir),
+// the explicit temporary directory of a library (TMP), or any other attribute, after the unknown-ASSIGN hook has
+// accepted it.
 
 namespace ryn {
 namespace {
@@ -17,7 +19,8 @@ constexpr std::string_view kAllLibraries = "AllLibs";
 constexpr std::string_view kGlobalRoot = "TmpRootDir";
 constexpr std::string_view kTmp = "TMP";
 
-/// @return `name` itself, in upper case
+/// Converts `name` to upper case in place.
+/// @return `name`
 char *toUpperCase(char *name) {
     for (char *at = name; *at != '\0'; ++at) {
         *at = vek::toUpper(*at);
@@ -57,7 +60,7 @@ int assignOther(const Command &command, const char *name, const char *attribute,
     if (hook != nullptr && hook(attribute, value, command.file->path, command.line) != 0) {
         return command.diagnose(RYN_INVALID_ATTRIBUTE, attribute);
     }
-    // The library is looked up again, because the hook can execute statements and remove it.
+    // Look up the library after the hook: the hook can execute statements that remove it.
     rynLibrary *const library = ryni_get_libp(command.registry, name);
     if (library == nullptr) {
         return command.diagnose(RYN_LIBRARY_NOT_DEFINED, name);
@@ -101,7 +104,7 @@ int executeUnassign(const Command &command) {
         return RYN_OK;
     }
     removeAttribute(*library, attribute);
-    // Documented: the explicit temporary directory is removed, whatever the attribute is.
+    // Documented: UNASSIGN of any attribute, not only of TMP, removes the explicit temporary directory.
     return setExplicitTmp(*command.registry, *library, nullptr, nullptr);
 }
 

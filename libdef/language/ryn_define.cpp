@@ -17,8 +17,9 @@
 #include <cstring>
 #include <memory>
 
-// DEFINE, SOFTDEFINE and UNDEFINE. A definition first computes and checks its directory; then it creates the library or
-// changes the one of that name; then it records its location and checks the directory for reuse.
+// Executes DEFINE, SOFTDEFINE and UNDEFINE. A definition has three steps: compute and check the directory; create the
+// library, or change the existing library of that name; record the location of the statement and check whether
+// another library uses the directory.
 
 namespace ryn {
 namespace {
@@ -28,7 +29,9 @@ struct FreeLibrary {
 };
 using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
 
-/// Diagnoses with a formatted text of any length; without memory for it, with the text of the code.
+/// Diagnoses `code` with a text that is formatted like that of printf(), of any length. If memory is exhausted, the
+/// text is that of rynGetErrorMsg().
+/// @return the result of the warning handler
 [[gnu::format(printf, 3, 4)]] int diagnoseWith(const Command &command, int code, const char *format, ...) {
     char *text = nullptr;
     va_list values;
@@ -39,20 +42,21 @@ using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
     return command.diagnose(code, owner ? owner.get() : rynGetErrorMsg(code));
 }
 
-/// @return "" for a library that was inserted without a statement
+/// @return the path of the file that last defined `library`; "" if none is recorded
 const char *definingFile(const rynLibrary &library) {
     return library.definedIn != nullptr ? library.definedIn->path : "";
 }
 
-/// The arguments of a DEFINE or SOFTDEFINE, and what they give.
+/// A DEFINE or SOFTDEFINE: its arguments, and the paths that are computed from its directory argument.
 struct Definition {
     const Command &command;
-    bool isSoft; ///< SOFTDEFINE: a directory that does not exist is no diagnostic
+    bool isSoft; ///< SOFTDEFINE: a missing directory is not diagnosed
     const char *name;
     vek::PathText full;
     vek::PathText nsl;
 };
 
+/// Computes the full path and the nsl path of the directory.
 Ending generatePaths(Definition &definition) {
     const Command &command = definition.command;
     vek::PathText error;
@@ -66,7 +70,8 @@ Ending generatePaths(Definition &definition) {
     return status == RYN_OK ? Ending() : command.diagnose(status, error.c_str());
 }
 
-/// Checks the directory, if paths must exist.
+/// Checks, if paths must exist, that the directory can be used, and that it has a VEKLIBRARY entry if that is
+/// required. If a SOFTDEFINE fails the first check, it ends without a diagnostic.
 Ending checkDirectory(const Definition &definition) {
     const Command &command = definition.command;
     if (ryniCheckPathNoneExistWarnFlag(command.registry) == 0) {
@@ -86,7 +91,8 @@ Ending checkDirectory(const Definition &definition) {
     return {};
 }
 
-/// @param inserted  receives the new library
+/// Creates the library and inserts it into the registry.
+/// @param inserted  receives the library if the statement continues
 Ending insertNew(const Definition &definition, rynLibrary *&inserted) {
     const Command &command = definition.command;
     const char *const full = definition.full.c_str();
@@ -115,7 +121,8 @@ Ending insertNew(const Definition &definition, rynLibrary *&inserted) {
     return {};
 }
 
-/// Ends the statement if the handler returns non-zero.
+/// Diagnoses that the statement redefines `library`.
+/// @return nullopt to continue the statement; the result of the warning handler if that is not 0
 Ending warnOfRedefinition(const Definition &definition, const rynLibrary &library) {
     const Command &command = definition.command;
     const char *const name = definition.name;
@@ -145,6 +152,7 @@ Ending warnOfRedefinition(const Definition &definition, const rynLibrary &librar
     return status == RYN_OK ? Ending() : status;
 }
 
+/// Changes `library`, which has the same name, to the new directory and moves it to the end of the definition order.
 Ending redefine(const Definition &definition, rynLibrary &library) {
     const Command &command = definition.command;
     const char *const nsl = definition.nsl.c_str();
@@ -161,8 +169,8 @@ Ending redefine(const Definition &definition, rynLibrary &library) {
     if (std::strcmp(library.fullPath, definition.full.c_str()) != 0) {
         library.flags |= kPathChanged;
     }
-    // Documented: the full path becomes the nsl path of the new directory, and the nsl path stays that of the first
-    // definition.
+    // Documented: a redefinition stores the nsl path of the new directory as the full path of the library. The nsl
+    // path of the library stays that of the first definition.
     if (!replaceText(library.fullPath, nsl)) {
         return command.diagnose(RYN_MEMORY_ERROR, nsl);
     }

@@ -29,7 +29,8 @@ int FileText::error() const {
     return lines_ && lines_->hasFailed() ? RYN_SYSTEM_ERROR : error_;
 }
 
-/// Begins to read `rest_` and then the file.
+/// Creates the line reader. It reads `rest_` and, after that, the file from the offset of its descriptor. If memory
+/// is exhausted, sets `error_` instead.
 void FileText::start() {
     void *const memory = std::malloc(sizeof(vek::LineReader));
     if (memory == nullptr) {
@@ -53,15 +54,18 @@ bool FileText::suspend(bool mayStayOpen) {
     return error_ == RYN_OK;
 }
 
-/// Whether `unread` is the end of what an earlier suspension copied, so that nothing needs to be copied again.
+/// Returns whether `unread` is the tail of the bytes that an earlier suspend() copied to `held_`, so that nothing
+/// needs to be copied.
 bool FileText::isHeld(std::string_view unread) const {
     if (!file_.valid()) {
-        return true; // there was nothing else to read from
+        return true; // the file was closed at its end: all unread bytes are in held_
     }
     return !unread.empty() && !rest_.empty() && &unread.back() == &rest_.back();
 }
 
-/// Copies `unread` and what follows it in the file, up to kMaxHeld bytes. Closes the file at its end.
+/// Copies to `held_`: `unread`, followed by the next bytes of the file, at most kMaxHeld bytes in total. Closes the
+/// file if its end is reached.
+/// @return false if memory is exhausted
 bool FileText::holdRest(std::string_view unread) {
     const vek::OwnedText buffer(static_cast<char *>(std::malloc(kMaxHeld)));
     if (!buffer) {
@@ -73,7 +77,7 @@ bool FileText::holdRest(std::string_view unread) {
         const ssize_t count =
             vek::retryInterrupted([&] { return ::read(file_.get(), buffer.get() + size, kMaxHeld - size); });
         if (count < 0) {
-            break; // the offset is unchanged: next() repeats the read() after resume()
+            break; // not an error yet: after resume(), next() repeats the read() at this offset
         }
         if (count == 0) {
             file_ = vek::OwnedDescriptor();
@@ -85,7 +89,8 @@ bool FileText::holdRest(std::string_view unread) {
     return held_ != nullptr;
 }
 
-/// Closes the file and records where to continue. If that cannot be found out, the file stays open.
+/// Closes the file and stores its device, inode and offset in `closedAt_`, for openAgain(). If they cannot be
+/// determined, for instance for a pipe, the file stays open.
 void FileText::closeUntilResumed() {
     struct stat status = {};
     const off_t offset = lseek(file_.get(), 0, SEEK_CUR);
@@ -103,7 +108,8 @@ void FileText::resume(const char *path) {
     start();
 }
 
-/// Opens the file that closeUntilResumed() closed. @return false if it is not there
+/// Opens the file `path`, which closeUntilResumed() closed, and restores the offset.
+/// @return false if it cannot be opened or is a different file now
 bool FileText::openAgain(const char *path) {
     const ClosedAt expected = std::exchange(closedAt_, ClosedAt{});
     file_ = vek::openDescriptorForReading(path);

@@ -10,12 +10,13 @@
 #include <cerrno>
 #include <unistd.h>
 
-// INCLUDE and SOFTINCLUDE. They only find the file to read: the reader (ryn_parse.cpp) reads it, before the next line of
-// the including file.
+// Executes INCLUDE and SOFTINCLUDE. They check that the file can be read and store its path in Command::toRead. The
+// reader (ryn_parse.cpp) then reads that file before it continues with the next line of the including file.
 
 namespace ryn {
 namespace {
 
+/// Diagnoses the errno value `error` of an access to `path`. A SOFTINCLUDE of a missing file is no diagnostic.
 int diagnoseUnreadable(const Command &command, bool isSoft, const char *path, int error) {
     switch (error) {
     case ENOENT:

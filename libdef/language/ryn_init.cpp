@@ -18,7 +18,7 @@
 #include <string_view>
 #include <unistd.h>
 
-// Creation and release of registries.
+// Creates registries, from a library definition file or empty, and releases them.
 
 namespace {
 
@@ -27,14 +27,17 @@ struct FreeRegistry {
 };
 using OwnedRegistry = std::unique_ptr<rynRegistry, FreeRegistry>;
 
-/// The documented sizes of rynInitOptions.
+/// Documented: size of rynInitOptions without the field unknownAssignHook.
 constexpr std::size_t kOptionsWithoutHook = 24;
+/// Documented: size of rynInitOptions with all fields.
 constexpr std::size_t kOptionsWithHook = 32;
 static_assert(sizeof(rynInitOptions) == kOptionsWithHook);
 
-constexpr unsigned kUmaskBits = 63; // those for group and other
+constexpr unsigned kUmaskBits = 63; // octal 77: the bits for group and other
 
-/// Uses the text of PWD, which keeps symbolic links, if it names the working directory.
+/// Stores the path of the working directory in `directory`: the value of PWD if it resolves to the working directory,
+/// otherwise the result of getcwd(). PWD is preferred because it keeps the symbolic links that the user typed.
+/// @return false if getcwd() fails
 bool findCurrentDirectory(rynRegistry *registry, vek::PathText &directory) {
     vek::PathText userText;
     const char *environment = std::getenv("PWD");
@@ -81,6 +84,7 @@ int applyOptions(rynRegistry *registry, const rynInitOptions *options, std::size
     return RYN_OK;
 }
 
+/// Returns whether library names ignore case: whether the value of VEK_ALT_NMP is "match", in any case.
 bool readCaseSetting() {
     const char *value = std::getenv("VEK_ALT_NMP");
     return value != nullptr && vek::equalNoCase(value, "match");

@@ -5,12 +5,14 @@
 #include <cstring>
 #include <string_view>
 
-// The lexer: removes the comment of a line, then splits it into a keyword and at most five arguments. There is no escape
-// character and no continuation line.
+// The lexer: removes the comment of a line, then splits the line into a keyword and at most five arguments, separated
+// by white space. An argument in double quotes can contain white space. There is no escape character and no
+// continuation line.
 
 namespace ryn {
 namespace {
 
+/// @return the first `end` characters of `text`, or all of it if it has fewer
 std::string_view upTo(std::string_view text, std::size_t end) {
     return {text.data(), end < text.size() ? end : text.size()};
 }
@@ -19,8 +21,8 @@ bool isSpaceAt(std::string_view text, std::size_t at) {
     return at < text.size() && vek::isSpace(text[at]);
 }
 
-/// Removes a comment that begins with "#". Documented: only the first "#" of the line counts. It begins a comment if
-/// white space is before it, and white space or the end of the line after it.
+/// Removes a comment that begins with "#". Documented: only the first "#" of the line is examined. It begins a
+/// comment only after white space, and only if white space or the end of the line follows it.
 std::string_view withoutHashComment(std::string_view line) {
     const std::size_t at = line.find('#');
     if (at == std::string_view::npos || at == 0 || !isSpaceAt(line, at - 1)) {
@@ -36,7 +38,8 @@ std::string_view withoutTrailingSpace(std::string_view line) {
     return line;
 }
 
-/// Removes the line feed, the comment and trailing white space.
+/// Removes the line feed, the comment and trailing white space. A comment begins with "--" or "#" at the start of the
+/// line, with white space and "--", or as in withoutHashComment().
 std::string_view reduce(std::string_view line) {
     line = upTo(line, line.find('\n'));
     if (vek::startsWith(line, "--")) {
@@ -59,7 +62,8 @@ char *skipSpace(char *at) {
     return at;
 }
 
-/// Writes a NUL after the word at `at`. @return the rest of the line
+/// Writes a NUL after the word that begins at `at`.
+/// @return the rest of the line
 char *endWord(char *at) {
     while (*at != '\0' && !vek::isSpace(*at)) {
         ++at;
@@ -70,7 +74,8 @@ char *endWord(char *at) {
     return at;
 }
 
-/// Replaces the closing quote of the text at `at` by a NUL. @return the rest of the line; null if there is no such quote
+/// Replaces by a NUL the closing quote of the quoted text that begins at `at`.
+/// @return the rest of the line; null if there is no closing quote
 char *endQuoted(char *at) {
     char *close = std::strchr(at, '"');
     if (close == nullptr) {
@@ -80,7 +85,8 @@ char *endQuoted(char *at) {
     return close + 1;
 }
 
-/// Documented: the text after the fifth argument is ignored.
+/// Stores the arguments that begin at `at` in `statement`. Documented: the text after the fifth argument is ignored.
+/// @return Lexed::SyntaxError if a quote is not closed, otherwise Lexed::Statement
 Lexed lexArguments(char *at, Statement &statement) {
     for (at = skipSpace(at); *at != '\0' && statement.count < kMaxArguments; at = skipSpace(at)) {
         const bool quoted = *at == '"';

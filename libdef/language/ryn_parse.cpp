@@ -17,7 +17,8 @@
 #include <memory>
 #include <string_view>
 
-// The reader. A file that includes another is suspended, and the files form a linked list of levels. So the depth of
+// Reads library definition files line by line. The file being read and the files that include it form a linked list
+// of levels, instead of recursive calls. The including files are suspended (ryni_file_text.h). Therefore the depth of
 // INCLUDEs is limited neither by the stack nor by the number of descriptors.
 
 namespace ryn {
@@ -39,6 +40,7 @@ constexpr std::array<Keyword, 7> kKeywords = {{
     {"UNASSIGN", 2, executeUnassign},
 }};
 
+/// @return the keyword `word`, in any case, or null
 const Keyword *findKeyword(std::string_view word) {
     for (const Keyword &keyword : kKeywords) {
         if (vek::equalNoCase(word, keyword.name)) {
@@ -48,7 +50,8 @@ const Keyword *findKeyword(std::string_view word) {
     return nullptr;
 }
 
-/// More arguments are allowed if they begin with "#", as a comment.
+/// Returns whether the statement has the arguments that its keyword requires. More arguments are allowed if the first
+/// of them begins with "#", because they are a comment.
 bool hasRightArguments(const Keyword &keyword, const Statement &statement) {
     if (statement.count <= keyword.arguments) {
         return statement.count == keyword.arguments;
@@ -56,6 +59,8 @@ bool hasRightArguments(const Keyword &keyword, const Statement &statement) {
     return *statement.arguments[static_cast<std::size_t>(keyword.arguments)] == '#';
 }
 
+/// Executes a statement, or diagnoses an unknown keyword or a wrong number of arguments.
+/// @return the status of the statement
 int execute(const Command &command, const Statement &statement) {
     const Keyword *keyword = findKeyword(statement.keyword);
     if (keyword == nullptr) {
@@ -67,15 +72,16 @@ int execute(const Command &command, const Statement &statement) {
     return keyword->execute(command);
 }
 
-/// The location of a line.
+/// The location of a line: its file, the base directory of relative paths in it, and its number.
 struct Location {
     rynIncludedFile *file;
     const char *directory;
     int line;
 };
 
-/// Executes one line, except for reading a file that it includes.
-/// @param toRead  receives the path of that file
+/// Executes one line. An included file is not read here, but by the caller.
+/// @param toRead  receives the path of the file to include; unchanged if there is none
+/// @return the status of the statement
 int executeLine(rynRegistry *registry, const char *line, const Location &location, bool applyTmpNow,
                 vek::OwnedText &toRead) {
     Statement statement; // NOLINT(cppcoreguidelines-pro-type-member-init): lex() fills it
@@ -92,21 +98,22 @@ int executeLine(rynRegistry *registry, const char *line, const Location &locatio
     return execute(command, statement);
 }
 
+/// @return the directory of the full path `path`; null if memory is exhausted
 vek::OwnedText directoryOf(const char *path) {
     const std::string_view text(path);
     const std::size_t slash = text.rfind('/');
     return vek::copyText({path, slash == 0 ? 1 : slash});
 }
 
-/// A file that is being read. Its includer is suspended.
+/// A file that is being read. `includer` is the level of the file that includes it; that file is suspended.
 struct Level {
     Level *includer;
-    int openIncluders; ///< number of its includers that have a descriptor open
+    int openIncluders; ///< number of suspended files with an open descriptor
     rynIncludedFile *file;
     vek::OwnedText directory;
     FileText text;
     int line;
-    int status; ///< of its last line
+    int status; ///< of the last line or included file
 };
 
 struct FreeLevel {
@@ -117,13 +124,15 @@ struct FreeLevel {
 };
 using OwnedLevel = std::unique_ptr<Level, FreeLevel>;
 
-/// Suspended files with a long rest that keep their descriptors. Few, since statements need descriptors as well.
+/// Maximum number of suspended files that keep their descriptors because the rest of them is long. It is small,
+/// because statements need descriptors, too.
 constexpr int kMaxOpenIncluders = 4;
 
 /// Reads a file and the files that it includes.
 class Reader {
   public:
-    /// @param progress  of the global temporary root during a creation; null applies the root in full after each file
+    /// @param progress  keeps to which libraries the creation of the registry has applied the global temporary root;
+    ///                  null to apply the root to all libraries after each file
     Reader(rynRegistry *registry, RootProgress *progress) : registry_(registry), progress_(progress) {}
     ~Reader() {
         while (level_ != nullptr) {
@@ -133,7 +142,8 @@ class Reader {
     Reader(const Reader &) = delete;
     Reader &operator=(const Reader &) = delete;
 
-    /// @param recordOut  null, or receives the record of the file once it is open
+    /// Reads the file `path` and the files that it includes.
+    /// @param recordOut  null, or receives the record of the file; unchanged if the file cannot be opened
     /// @return the status of the file
     int read(const char *path, rynIncludedFile **recordOut) {
         int result = enter(path);
@@ -152,7 +162,8 @@ class Reader {
     }
 
   private:
-    /// Opens a file as the innermost level. @return RYN_OK, or the code of a failure that has been reported
+    /// Adds the record of the file `path`, opens the file and makes it the innermost level.
+    /// @return RYN_OK, or the code of a failure that has been reported
     int enter(const char *path) {
         ryni_setLastErr(RYN_OK);
         rynIncludedFile *file = nullptr;
@@ -180,11 +191,13 @@ class Reader {
         return RYN_OK;
     }
 
-    /// The number of levels with an open descriptor while a file that `level` includes is read.
+    /// @return the number of open descriptors of `level` and its includers
     static int openUpTo(const Level &level) { return level.openIncluders + (level.text.isOpen() ? 1 : 0); }
 
     int reportNoMemory() { return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()"); }
 
+    /// Suspends the innermost file and opens the included file `path`. A failure becomes the status of the including
+    /// file.
     void include(const char *path) {
         if (!level_->text.suspend(level_->openIncluders < kMaxOpenIncluders)) {
             return; // the error ends this level
@@ -195,7 +208,9 @@ class Reader {
         }
     }
 
-    /// Computes the nsl path of a file and appends the file's record.
+    /// Computes the nsl path of the file `path` and appends a record of the file to the registry.
+    /// @param file  receives the record
+    /// @return RYN_OK, or the code of a failure that has been reported
     int record(const char *path, rynIncludedFile *&file) {
         vek::PathText nsl;
         vek::PathText error;
@@ -211,7 +226,9 @@ class Reader {
         return file != nullptr ? RYN_OK : ryni_do_fatal(registry_, RYN_MEMORY_ERROR, context);
     }
 
-    /// @return false at the end of the file, and after the first line whose status is not RYN_OK
+    /// Reads and executes the next line of the innermost file.
+    /// @param included  receives the path of the file to include, if any
+    /// @return false at the end of the file, and after a line or included file whose status is not RYN_OK
     bool executeNextLine(vek::OwnedText &included) {
         if (level_->status != RYN_OK || !level_->text.next(line_)) {
             return false;
@@ -221,12 +238,14 @@ class Reader {
         return true;
     }
 
-    /// Ends the innermost file and continues with its includer. @return the status of the file
+    /// Closes the innermost file and continues with the file that includes it. If the status is not RYN_OK, that file
+    /// ends, too.
+    /// @return the status of the file
     int leave() {
         const int result = resultOf(*level_);
         const OwnedLevel level = pop();
         if (level_ == nullptr) {
-            return result; // the caller records the location of the INCLUDE of the first file
+            return result; // ryni_process_command() records the INCLUDE of an outermost file
         }
         if (result == RYN_OK) {
             level->file->includedFrom = level_->file;
@@ -238,6 +257,8 @@ class Reader {
         return result;
     }
 
+    /// Applies the global temporary root at the end of a file.
+    /// @return the status of the file
     int resultOf(const Level &level) {
         switch (level.text.error()) {
         case RYN_OK:
@@ -249,12 +270,15 @@ class Reader {
         }
         const int rootStatus = applyGlobalRoot(*registry_, level.directory.get(), progress_);
         if (ryni_useDefaultWarn() != 0) {
-            // Documented: any diagnostic of the default handler is the status of the file.
+            // Documented: once a registry with the default warning handler was created in this process, the status of
+            // each file is the last diagnostic that this handler has received since enter() opened a file. Other
+            // statuses are not returned.
             return ryni_getLastErr();
         }
         return level.status != RYN_OK ? level.status : rootStatus;
     }
 
+    /// Removes the innermost level from the list and returns it.
     OwnedLevel pop() {
         OwnedLevel level(level_);
         level_ = level->includer;
@@ -296,7 +320,8 @@ int ryni_process_command(rynRegistry *registry, const char *line, const char *di
 }
 
 void rynAddCommand(rynHandle handle, const char *text) {
-    // Documented: the record of the file of these statements, with empty paths. Libraries and attributes point to it.
+    // Documented: statements of rynAddCommand() have a file record with empty paths. It is static, because libraries
+    // and attributes keep pointers to it.
     static char emptyPath[1];
     static rynIncludedFile pseudoFile = {.next = nullptr,
                                          .path = emptyPath,

@@ -1,25 +1,25 @@
 #ifndef RYNI_PARSE_H
 #define RYNI_PARSE_H
 
-/// The reader of library definition files.
+/// Reads library definition files and executes their statements.
 
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Reads the file `path` and the files that it includes into `registry`.
+/// Reads the file `path` and the files that it includes, and executes their statements in `registry`.
 ///
 /// @param path       a full path
-/// @param recordOut  null, or receives the record of the file once it is open
-/// @return the status of the file
+/// @param recordOut  null, or receives the record of the file; unchanged if the file cannot be opened
+/// @return the status of the file, as documented at rynInitEx()
 int ryni_parse_veklib_file(const char *path, rynRegistry *registry, rynIncludedFile **recordOut);
 
-/// Executes one line.
+/// Executes one line of a library definition file. If the line includes a file, reads that file, too.
 ///
-/// @param directory    directory of relative paths
+/// @param directory    the base directory of relative paths in the line
 /// @param file         the record of the file that contains the line
-/// @param applyTmpNow  1 applies a new global temporary root at once
-/// @return the status of the statement
+/// @param applyTmpNow  1 to apply a global temporary root that the line sets to all libraries at once, otherwise 0
+/// @return the status of the statement or of the included file
 int ryni_process_command(rynRegistry *registry, const char *line, const char *directory,
                          rynIncludedFile *file, int lineNumber, int applyTmpNow);
 
@@ -29,8 +29,8 @@ namespace ryn {
 
 struct RootProgress;
 
-/// Reads the top file of a registry that is being created.
-/// @param progress  of the global temporary root
+/// Reads the library definition file `path` with which a registry is being created, and the files that it includes.
+/// @param progress  keeps to which libraries this creation has applied the global temporary root
 /// @return the status of the file
 int readTopFile(rynRegistry &registry, const char *path, RootProgress &progress);
 

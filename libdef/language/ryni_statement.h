@@ -1,7 +1,7 @@
 #ifndef RYNI_STATEMENT_H
 #define RYNI_STATEMENT_H
 
-/// One statement of the library definition language: its tokens, and its execution.
+/// Splits a line of the library definition language into the tokens of one statement, and executes the statement.
 
 #include "common/base/owned.h"
 #include "common/base/vek_api.h"
@@ -12,6 +12,7 @@
 
 namespace ryn {
 
+/// Documented: a statement has at most five arguments; further ones are ignored.
 inline constexpr int kMaxArguments = 5;
 
 /// What a line contains.
@@ -23,40 +24,44 @@ enum class Lexed {
 
 /// The tokens of a line.
 struct Statement {
-    char line[VEK_PATH_SIZE]; ///< the tokens point into this
-    char copy[VEK_PATH_SIZE]; ///< the line without its comment, for diagnostics
+    char line[VEK_PATH_SIZE]; ///< with a NUL after each token; keyword and arguments point into it
+    char copy[VEK_PATH_SIZE]; ///< the line without its comment; syntax errors print it
     char *keyword;
     int count;
     std::array<char *, kMaxArguments> arguments;
 };
 
-/// Splits the first 4095 characters of `line` into tokens.
+/// Splits `line` into tokens and stores them in `statement`. Only the first 4095 characters are used, because the
+/// reader stores no more of one line.
+/// @return what the line contains
 Lexed lex(const char *line, Statement &statement);
 
-/// The protocol of a step of a statement: no value, and the statement continues; or the status with which it ends. That
-/// can be RYN_OK, since a diagnostic ends the statement also if the warning handler returns 0.
+/// Result of one step of a statement: nullopt to continue with the next step, otherwise the status with which the
+/// statement ends. Even RYN_OK ends it: most diagnostics end the statement although the warning handler returns 0.
 using Ending = std::optional<int>;
 
 /// Execution context of one statement.
 struct Command {
     rynRegistry *registry;
     rynIncludedFile *file;
-    const char *directory; ///< of relative paths
+    const char *directory; ///< base directory of relative paths
     int line;
-    bool applyTmpNow;       ///< apply a new global temporary root at once, not at the end of the file
-    vek::OwnedText &toRead; ///< receives the path of a file that is to be read next
+    bool applyTmpNow;       ///< apply a new global temporary root now, not at the end of the file
+    vek::OwnedText &toRead; ///< receives the path of the file that an INCLUDE names
     const std::array<char *, kMaxArguments> &arguments;
 
-    /// An argument, which the statement may change in place.
+    /// Returns argument `index`, from 0. The statement may change its characters in place.
     [[nodiscard]] char *argument(int index) const { return arguments[static_cast<std::size_t>(index)]; }
 
-    /// Passes a diagnostic to the warning handler. @return its result, which is the status of the statement
+    /// Passes the diagnostic `code` about `object` to the warning handler, with the location of the statement.
+    /// @return the result of the handler, which is the status of the statement
     [[nodiscard]] int diagnose(int code, const char *object) const {
         return registry->warningHandler(code, object, file->path, line);
     }
 };
 
-// The statements. Each returns its status.
+// Each of these functions executes the statement with the keyword that it is named after, and returns the status of
+// the statement.
 
 int executeDefine(const Command &command);
 int executeSoftDefine(const Command &command);
@@ -66,11 +71,13 @@ int executeSoftInclude(const Command &command);
 int executeAssign(const Command &command);
 int executeUnassign(const Command &command);
 
-/// Diagnoses that the name of `library` differs by case from `name`. Ends the statement if the handler returns non-zero.
+/// Diagnoses RYN_DIFFERS_ONLY_BY_CASE if `library`, which a lookup without regard to case has found, is not spelled
+/// `name`.
+/// @return nullopt to continue the statement; the result of the warning handler if that is not 0
 Ending checkCase(const Command &command, const rynLibrary &library, const char *name);
 
-/// Diagnoses that a library directory or explicit temporary directory other than `nslPath` itself, which counts once, is
-/// the same, contains it, or lies in it.
+/// Diagnoses RYN_DIRECTORY_REUSED if another library directory or explicit temporary directory is equal to `nslPath`,
+/// contains it, or is inside it. The statement has already added `nslPath` to those directories.
 /// @return the status of the statement
 int checkReuse(const Command &command, const char *nslPath);
 
