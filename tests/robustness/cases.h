@@ -10,6 +10,9 @@
 
 namespace test {
 
+/// In Case::withoutMemory: exhausted memory does not change the result.
+inline constexpr const char *kAsUsual = "as usual";
+
 /// A call of public functions, which can be repeated in the same world with the same answer.
 struct Case {
     /// The functions that it is about.
@@ -18,7 +21,7 @@ struct Case {
     /// A failure of one of several functions ends it, with that function's result as the answer.
     std::function<std::string(World &)> call;
     /// The results that exhausted memory may give besides the usual one; "memory error reported" is any result with
-    /// a report of that code. Empty if nothing is allocated.
+    /// a report of that code. Empty if nothing is allocated; kAsUsual alone if allocations may fail without effect.
     std::vector<std::string> withoutMemory = {};
     /// Whether files or directories are different afterwards.
     bool writes = false;

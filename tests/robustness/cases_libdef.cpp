@@ -228,7 +228,7 @@ std::vector<Case> libdefCases() {
              return said(rynSetImplicitTmp(w.registry, directory.c_str(), RYN_IMPLICIT_FIRST, nullptr));
          },
          {"RYN_MEMORY_ERROR"}},
-        {{"rynDumpEverything"}, [](World &w) { return dumped(rynDumpEverything, w.registry); }},
+        {{"rynDumpEverything"}, [](World &w) { return dumped(rynDumpEverything, w.registry); }, {kAsUsual}},
         {{"rynDumpContext"}, [](World &w) { return dumped(dumpAnIteration, w.registry); }, {"nothing"}},
         // ---- queries
         path(RYN_PATH_READ, "cell1", "view1", "data.db", {}),
