@@ -16,7 +16,7 @@ enum { VEK_REGEXP_GROUPS = 10 };
 typedef struct vek_regexp {
     const char *startp[VEK_REGEXP_GROUPS]; ///< start of each group in the last subject, or null
     const char *endp[VEK_REGEXP_GROUPS];   ///< end of each group in the last subject, or null
-    char regstart;                         ///< the character that every match begins with, or NUL
+    char regstart;                         ///< the first character of every match; NUL if unknown
     char reganch;                          ///< non-zero if the expression is anchored with "^"
     char *regmust;                         ///< a literal in `program` that every match contains, or null
     int regmlen;                           ///< length of `regmust`
@@ -29,7 +29,8 @@ VEK_API vek_regexp *vek_regcomp(const char *pattern);
 
 /// Searches the first match of `prog` in `subject`. Errors are reported through vek_regerror().
 ///
-/// @return 1 with the group positions in `prog` pointing into `subject`; 0 if nothing matches or after an error
+/// @return 1 if there is a match; `startp` and `endp` of `prog` then point into `subject`. 0 if nothing matches or
+///         after an error
 VEK_API int vek_regexec(vek_regexp *prog, const char *subject);
 
 /// Prints "vek_regexp compilation: ", `msg` and a newline on standard error.

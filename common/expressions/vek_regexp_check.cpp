@@ -5,14 +5,14 @@
 #include <cstring>
 #include <initializer_list>
 
-// Checks a program in two linear passes: the first collects the offsets of all nodes, the second tests that the next node
-// of each is one of them.
+// checkProgram() tests a node program in two linear passes. The first pass collects the offsets of all nodes. The
+// second pass tests that each distance leads to one of these offsets.
 
 using vek::Opcode;
 
 namespace {
 
-/// The layout of a node.
+/// The layout of a node: Plain is the head only, Text has a string with a NUL, Repetition has an operand.
 enum class Shape { Unknown, Plain, Text, Repetition, End };
 
 Shape shapeOf(Opcode opcode) {
@@ -44,12 +44,12 @@ Shape shapeOf(Opcode opcode) {
     return Shape::Unknown;
 }
 
-/// Whether a node can be the operand of STAR and PLUS.
+/// @return true if a node with this opcode can be the operand of STAR and PLUS
 bool matchesOneCharacter(Opcode opcode) {
     return opcode == Opcode::Any || shapeOf(opcode) == Shape::Text;
 }
 
-/// The end of a node that is not a repetition.
+/// @return the offset after a node that is not a repetition
 std::size_t endOfNode(const unsigned char *program, std::size_t node) {
     const std::size_t operand = node + vek::kNodeHead;
     if (shapeOf(vek::opcodeAt(program, node)) != Shape::Text) {
@@ -60,7 +60,7 @@ std::size_t endOfNode(const unsigned char *program, std::size_t node) {
     return operand + strnlen(text, rest) + 1;
 }
 
-/// The end of a node, with the operand of a repetition.
+/// @return the offset after a node; if the node is a repetition, the offset after its operand
 std::size_t endWithOperand(const unsigned char *program, std::size_t node) {
     const bool repetition = shapeOf(vek::opcodeAt(program, node)) == Shape::Repetition;
     return endOfNode(program, repetition ? node + vek::kNodeHead : node);
@@ -78,10 +78,12 @@ class OffsetSet {
     std::array<std::uint64_t, vek::kProgramLimit / 64 + 1> words_{};
 };
 
-/// Reads the nodes in memory order up to END and collects their offsets, except for operands of repetitions.
+/// Reads the nodes in memory order up to END and adds their offsets to `nodes`, except those of operands of
+/// repetitions. Stores the offset of END in `end`.
 ///
-/// The three bytes of END are 0. If any single byte is damaged, one of them is read as an opcode, as the end of a text or,
-/// if the opcode of END is damaged, as a distance of 0. So the loop ends within the program.
+/// The loop ends within the program even if any single byte is damaged: the three bytes of END are 0, and one of them
+/// is then read as the opcode END, as the NUL of a text or as an invalid distance of 0.
+/// @return null, or the text of the error
 const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::size_t &end) {
     std::size_t node = vek::kFirstNode;
     for (; node + vek::kNodeHead < vek::kProgramLimit; node = endWithOperand(program, node)) {
@@ -105,7 +107,7 @@ const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::si
     return vek::kMemoryCorruption;
 }
 
-/// Whether the next node of `node` is one of `nodes`.
+/// @return true if the distance of `node` leads to an offset in `nodes` that is not after `end`
 bool hasValidNext(const OffsetSet &nodes, const unsigned char *program, std::size_t node, std::size_t end) {
     const bool back = vek::opcodeAt(program, node) == Opcode::Back;
     if (back && vek::distanceAt(program, node) >= node) {

@@ -12,11 +12,11 @@ using vek::Fragment;
 using vek::Opcode;
 using vek::ProgramWriter;
 
-// A recursive descent parser writes the node program in one pass. It runs twice: first to compute the size, then to write.
-// Alternatives become BRANCH nodes; "*" and "+" become STAR and PLUS if their operand is one node that matches one
-// character, otherwise a loop of BRANCH and BACK.
+// A recursive descent parser writes the node program in one pass. It runs twice: first to compute the size, then to
+// write. Alternatives become BRANCH nodes; "*" and "+" become STAR and PLUS if their operand is one node that matches
+// one character, otherwise a loop of BRANCH and BACK.
 
-// The layout is documented: programs read the node program.
+// Documented: the offsets of the fields, because programs read the node program.
 static_assert(offsetof(vek_regexp, startp) == 0);
 static_assert(offsetof(vek_regexp, endp) == 80);
 static_assert(offsetof(vek_regexp, regstart) == 160);
@@ -32,21 +32,21 @@ constexpr char kSpecialCharacters[] = "^$.[()|?+*\\";
 /// Properties of a fragment.
 enum Flags : unsigned {
     kNoFlags = 0,
-    kHasWidth = 1,             ///< HASWIDTH: it never matches the empty string
-    kSimple = 2,               ///< SIMPLE: it is one node that matches one character
-    kStartsWithRepetition = 4, ///< SPSTART: it begins with a repetition
+    kHasWidth = 1,             ///< HASWIDTH: the fragment never matches the empty string
+    kSimple = 2,               ///< SIMPLE: the fragment is one node that matches one character
+    kStartsWithRepetition = 4, ///< SPSTART: the fragment begins with a repetition
 };
 
 constexpr unsigned with(unsigned flags, unsigned mask) {
     return flags & mask;
 }
 
-/// Parses a pattern and writes its program.
+/// Parses a pattern and writes its program. If `program` is null, only computes the size.
 class Compiler {
   public:
     Compiler(const char *pattern, unsigned char *program) : at_(pattern), out_(program) {}
 
-    /// @return false if the pattern is not valid; error() is then the text of the error
+    /// @return false if the pattern is not valid; error() then returns the text of the error
     [[nodiscard]] bool run() {
         out_.byte(vek::kProgramMagic);
         Fragment whole;
@@ -97,7 +97,8 @@ class Compiler {
     int groups_ = 0;
 };
 
-/// Alternatives separated by "|", up to the end of the group or pattern, and the node after them.
+/// Parses alternatives separated by "|" up to the end of the group or pattern, and appends the node `ender` after them.
+/// All alternatives continue at that node.
 bool Compiler::alternatives(Opcode ender, Fragment &all) {
     all = {out_.size(), 0, kHasWidth};
     std::size_t branch = 0;
@@ -126,7 +127,7 @@ bool Compiler::alternatives(Opcode ender, Fragment &all) {
     return true;
 }
 
-/// A sequence of pieces up to the end of the alternative. An empty alternative is NOTHING.
+/// Parses a sequence of pieces up to the end of the alternative. An empty alternative becomes the node NOTHING.
 bool Compiler::alternative(Fragment &sequence) {
     if (atEndOfAlternative()) {
         sequence = single(Opcode::Nothing, kNoFlags);
@@ -147,7 +148,7 @@ bool Compiler::alternative(Fragment &sequence) {
     return true;
 }
 
-/// An atom and its repetition.
+/// Parses an atom and the "*", "+" or "?" after it, if there is one.
 bool Compiler::piece(Fragment &piece) {
     if (!atom(piece)) {
         return false;
@@ -182,10 +183,10 @@ bool Compiler::piece(Fragment &piece) {
 
 void Compiler::repeatSimple(Fragment &piece, Opcode opcode) {
     out_.insertBefore(piece, opcode);
-    piece.last = piece.first; // the operand of STAR or PLUS has no next node
+    piece.last = piece.first; // the next node is that of STAR or PLUS; their operand has none
 }
 
-/// Two alternatives: the piece, then back to the choice; or nothing.
+/// Writes "*" as two alternatives: the piece, after which BACK returns to the choice; or NOTHING.
 void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t back = out_.node(Opcode::Back);
@@ -197,7 +198,7 @@ void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.link(exit, piece.last);
 }
 
-/// The piece, then two alternatives: back to the piece, or nothing.
+/// Writes "+" as the piece, followed by two alternatives: BACK, which returns to the piece; or NOTHING.
 void Compiler::repeatAtLeastOnce(Fragment &piece) {
     const std::size_t again = out_.node(Opcode::Branch);
     out_.link(piece.last, again);
@@ -209,7 +210,7 @@ void Compiler::repeatAtLeastOnce(Fragment &piece) {
     out_.link(exit, piece.last);
 }
 
-/// Two alternatives: the piece, or nothing. Both continue at the same node.
+/// Writes "?" as two alternatives: the piece, or NOTHING. Both continue at the same node.
 void Compiler::makeOptional(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t without = out_.node(Opcode::Branch);
@@ -255,7 +256,7 @@ bool Compiler::atom(Fragment &atom) {
 }
 
 bool Compiler::group(Fragment &group) {
-    // Tested before the recursion, which is therefore at most as deep as the number of groups.
+    // This test comes before the recursion, so the depth of the recursion is at most kGroupsMax.
     if (groups_ == vek::kGroupsMax) {
         return fail("too many ()");
     }
@@ -282,7 +283,7 @@ bool Compiler::set(Fragment &set) {
         ++at_;
     }
     set = single(complement ? Opcode::AnyBut : Opcode::AnyOf, kHasWidth | kSimple);
-    // As the first character, "]" and "-" are members.
+    // "]" and "-" are members of the set if they are its first character.
     if (*at_ == ']' || *at_ == '-') {
         out_.text(at_++, 1);
     }
@@ -292,7 +293,8 @@ bool Compiler::set(Fragment &set) {
             out_.text(at_++, 1);
             continue;
         }
-        // Documented: "-" joins the two characters beside it, even if the left one is the end of a range.
+        // Documented: "-" gives the range between the characters before and after it, even if the one before it is the
+        // end of another range: "[a-c-e]" is "[a-e]".
         if (!range(static_cast<unsigned char>(at_[-1]), static_cast<unsigned char>(at_[1]))) {
             return false;
         }
@@ -306,9 +308,9 @@ bool Compiler::set(Fragment &set) {
     return true;
 }
 
-/// Adds the characters after `first`, which is already in the set, up to `last`.
+/// Adds the characters after `first`, up to and including `last`, to the set. `first` is already in the set.
 bool Compiler::range(unsigned char first, unsigned char last) {
-    // Documented: a range whose end is one less than its start adds nothing and is no error.
+    // Documented: a range whose end is one less than its start, such as "b-a", adds nothing and is not an error.
     if (first > last + 1) {
         return fail("invalid [] range");
     }
@@ -327,7 +329,8 @@ bool Compiler::escaped(Fragment &literal) {
     return true;
 }
 
-/// Ordinary characters up to a special one. A repetition applies to the last of them only.
+/// Parses ordinary characters up to a special one. If that is a repetition, it applies only to the last ordinary
+/// character, which is therefore left for the next piece.
 bool Compiler::literalRun(Fragment &literal) {
     const char *begin = at_;
     std::size_t length = std::strcspn(begin, kSpecialCharacters);
@@ -355,8 +358,8 @@ Fragment Compiler::single(Opcode opcode, unsigned flags) {
     return {node, node, flags};
 }
 
-/// Sets regmust to the longest literal that every match contains. These are the literals outside groups and choices: those
-/// on the chain of next nodes from the first node to END.
+/// Sets `regmust` to the longest literal that every match contains, and `regmlen` to its length. Only literals outside
+/// groups and alternatives are considered. They are found by following next nodes from the first node to END.
 void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
     std::size_t longest = 0;
     std::size_t node = vek::kFirstNode + vek::kNodeHead;
@@ -366,7 +369,7 @@ void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
         }
         char *literal = expression.program + node + vek::kNodeHead;
         const std::size_t length = std::strlen(literal);
-        if (length >= longest) { // of two equally long ones, the later one
+        if (length >= longest) { // of two equally long literals, the later one is used
             longest = length;
             expression.regmust = literal;
             expression.regmlen = static_cast<int>(length);
@@ -374,11 +377,12 @@ void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
     }
 }
 
-/// Sets the fields with which the matcher rejects a subject or a start without running the program.
+/// Sets `regstart`, `reganch` and `regmust`, with which the matcher rejects a subject, or an offset where a match could
+/// begin, without running the program.
 void fillHints(vek_regexp &expression, unsigned flags) {
     const auto *program = reinterpret_cast<const unsigned char *>(expression.program);
     if (vek::opcodeAt(program, vek::nodeAfter(program, vek::kFirstNode)) != Opcode::End) {
-        return; // with several alternatives, nothing is common to all matches
+        return; // with several alternatives, no hint applies to all matches
     }
     const std::size_t first = vek::kFirstNode + vek::kNodeHead;
     if (vek::opcodeAt(program, first) == Opcode::Exactly) {
@@ -430,6 +434,6 @@ vek_regexp *vek_regcomp(const char *pattern) {
 }
 
 void vek_regerror(const char *msg) {
-    // Documented: printed on standard error, not reported through the error hook.
+    // Documented: the message is printed on standard error, and the hook of vekReportError() is not called.
     vek::printError("vek_regexp compilation: %s\n", msg == nullptr ? "" : msg);
 }

@@ -1,13 +1,15 @@
 #include "common/expressions/vek_regexp.h"
 
-// The matcher interprets the node program by backtracking: it tries alternatives in their order and the longest repetition
-// first, and returns to the latest choice when a node does not match. Programs depend on the groups that this order gives.
+// The matcher interprets the node program by backtracking: it tries alternatives in their order, and the longest
+// repetition first. If a node does not match, it returns to the latest choice. Programs depend on the groups that this
+// order gives.
 //
-// Measures against slow searches, none of which changes a result:
-// - Checks before a match is tried: the literal that every match contains, and the first character.
-// - A failed match that begins with a repetition of one character rules out every start in the same run.
-// - After two steps for each character of the subject, the position automaton decides in O(n) whether there is any match.
-//   If there is, visited states are stored from then on: O(nodes x positions) steps in all.
+// These optimizations avoid slow searches. None of them changes a result:
+// - Before a match is tried, the subject is searched for the literal `regmust`, and the first character is compared.
+// - If a match that begins with a repetition of one character fails, no match can begin at the other characters of this
+//   repetition. The search continues after them.
+// - After about two steps for each character of the subject, the position automaton tests in O(n) steps whether there
+//   is any match. If so, visited states are stored from then on, and the search takes O(nodes x positions) steps.
 
 #include "common/expressions/veki_regexp.h"
 #include "common/expressions/veki_regexp_automaton.h"
@@ -40,21 +42,21 @@ class Matcher {
     /// Searches the first match.
     Outcome search(const vek_regexp &expression);
 
-    /// After Outcome::Error: the text of the error.
+    /// @return the text of the error after search() returned Outcome::Error
     [[nodiscard]] const char *error() const { return error_; }
 
-    /// After Outcome::Match: stores the group positions.
+    /// Stores the group positions in `expression`. Must be called only after search() returned Outcome::Match.
     void copyPositions(vek_regexp &expression) const;
 
   private:
-    /// The result of one step: continue, backtrack, or end the match with an outcome.
+    /// The result of one step. End: the match is complete. NoMatchAtAll: no match begins at start_ or after it.
     enum class Step { Continue, Backtrack, End, Error, NoMatchAtAll };
 
-    /// A match takes about two steps for each character if it does not backtrack.
+    /// Steps for each character before checkForAnyMatch(). A match without backtracking takes about two.
     static constexpr std::size_t kStepsPerCharacter = 2;
-    /// Building the automaton costs about as much as this number of steps.
+    /// Steps before checkForAnyMatch() even for a short subject: building the automaton takes about as long.
     static constexpr std::size_t kStepsMin = 256;
-    /// The starts of the groups, then their ends.
+    /// The number of slots: one for the start of each group, followed by one for the end of each group.
     static constexpr std::size_t kSlots = std::size_t{2} * VEK_REGEXP_GROUPS;
     static constexpr std::size_t kNoNode = 0;
 
@@ -90,7 +92,7 @@ class Matcher {
         return points_.push(point) ? Step::Continue : fail(vek::kRegexpOutOfSpace);
     }
 
-    /// The literal or set of a node.
+    /// @return the literal or set of the node at offset `node`
     [[nodiscard]] const char *textOf(std::size_t node) const {
         return reinterpret_cast<const char *>(program_ + node + vek::kNodeHead);
     }
@@ -98,7 +100,8 @@ class Matcher {
     [[nodiscard]] bool needsOtherCharacter(std::size_t node, std::size_t position) const;
     std::size_t endOfRepetition(std::size_t minimum);
     [[nodiscard]] std::size_t lastExit(std::size_t next, std::size_t last, std::size_t minimum) const;
-    /// Counts steps of the search. Most searches end before the check.
+    /// Adds `count` to the steps of the search, and calls checkForAnyMatch() when there are too many. Most searches end
+    /// before that.
     Step countSteps(std::size_t count) {
         steps_ += count;
         return steps_ <= stepsUntilCheck_ ? Step::Continue : checkForAnyMatch();
@@ -109,25 +112,25 @@ class Matcher {
     std::size_t programSize_;
     std::string_view subject_;
 
-    // The state of one match.
+    // The state of an attempt to match at start_.
     std::size_t node_ = 0;
     std::size_t position_ = 0;
-    std::uint16_t idle_ = 0; ///< steps since the last character
+    std::uint16_t idle_ = 0; ///< the number of steps since the last character was consumed
     std::array<std::size_t, kSlots> slots_{};
     vek::BacktrackStack points_;
 
-    // The state of the search.
+    // The state of the search, which tries several starts.
     std::size_t start_ = 0;
-    std::size_t firstNode_ = kNoNode;  ///< the first node that every match passes, groups excepted
-    std::size_t repetition_ = kNoNode; ///< the same node if it is STAR or PLUS
-    std::size_t runEnd_ = 0;           ///< where the run of `repetition_` that begins at `start_` ends
+    std::size_t firstNode_ = kNoNode;  ///< the first node of every match, not counting OPEN and BRANCH
+    std::size_t repetition_ = kNoNode; ///< equal to firstNode_ if that is STAR or PLUS
+    std::size_t runEnd_ = 0;           ///< the end of the characters that repetition_ matches at start_
     vek::VisitedSet visited_;
     std::size_t steps_ = 0;
     std::size_t stepsUntilCheck_;
     const char *error_ = nullptr;
 };
 
-/// Sets firstNode_ and repetition_. There is none if the program begins with a choice.
+/// Sets firstNode_ and repetition_. They stay kNoNode if the program begins with several alternatives.
 void Matcher::findFirstNode() {
     const std::size_t next = vek::nodeAfter(program_, vek::kFirstNode);
     if (vek::opcodeAt(program_, vek::kFirstNode) != Opcode::Branch ||
@@ -141,7 +144,7 @@ void Matcher::findFirstNode() {
             return;
         }
         node = inner;
-        if (vek::opcodeAt(program_, node) == Opcode::Branch) { // the only alternative of a group
+        if (vek::opcodeAt(program_, node) == Opcode::Branch) { // enter only groups with one alternative
             if (vek::opcodeAt(program_, vek::nodeAfter(program_, node)) == Opcode::Branch) {
                 return;
             }
@@ -153,7 +156,7 @@ void Matcher::findFirstNode() {
     repetition_ = opcode == Opcode::Star || opcode == Opcode::Plus ? node : kNoNode;
 }
 
-/// Tries each start from left to right.
+/// Tries to match at each offset of the subject, from left to right.
 Matcher::Outcome Matcher::search(const vek_regexp &expression) {
     const bool isAnchored = expression.reganch != 0;
     if (!isAnchored && expression.regstart == '\0') {
@@ -177,7 +180,8 @@ Matcher::Outcome Matcher::search(const vek_regexp &expression) {
         if (isAnchored || last == Step::NoMatchAtAll) {
             return Outcome::NoMatch;
         }
-        // A match from a later start in this run would leave the repetition at a position that this match has tried.
+        // Skip the other characters that the first repetition matches: a match that begins at one of them would leave
+        // the repetition at a position that has already been tried.
         start = runEnd_;
     }
 }
@@ -212,9 +216,10 @@ void Matcher::copyPositions(vek_regexp &expression) const {
     }
 }
 
-/// Matches the present node.
+/// Executes the node node_ at position_.
 Matcher::Step Matcher::step() {
-    // Between two characters no path through a correct program visits a node twice.
+    // In a correct program, no node is executed twice without consuming a character in between. More steps than bytes
+    // therefore mean a loop in a damaged program.
     if (++idle_ > programSize_) {
         return fail(vek::kCorruptedPointers);
     }
@@ -248,7 +253,8 @@ Matcher::Step Matcher::step() {
     return setSlot(opcode < Opcode::Close ? group : VEK_REGEXP_GROUPS + group);
 }
 
-/// Returns to the latest choice that has an alternative left, and restores the groups that were set since.
+/// Returns to the latest backtrack point at which matching can continue, and restores the groups that were set since.
+/// @return Step::Backtrack if there is none
 Matcher::Step Matcher::backtrack() {
     while (!points_.empty()) {
         const BacktrackPoint point = points_.pop();
@@ -274,7 +280,8 @@ Matcher::Step Matcher::backtrack() {
     return Step::Backtrack;
 }
 
-/// BRANCH: continues with this alternative and adds a backtrack point for the next one.
+/// Executes BRANCH: continues with this alternative and adds a backtrack point for the next one. Skips alternatives
+/// that cannot match the current character.
 Matcher::Step Matcher::chooseAlternative() {
     std::size_t next = vek::nodeAfter(program_, node_);
     while (vek::opcodeAt(program_, next) == Opcode::Branch &&
@@ -298,7 +305,7 @@ Matcher::Step Matcher::chooseAlternative() {
     return Step::Continue;
 }
 
-/// STAR and PLUS: repeats as often as possible, at least `minimum` times.
+/// Executes STAR or PLUS: matches the operand as often as possible, at least `minimum` times.
 Matcher::Step Matcher::repeat(std::size_t minimum) {
     if (visited_.has(node_, position_)) {
         return Step::Backtrack;
@@ -311,11 +318,13 @@ Matcher::Step Matcher::repeat(std::size_t minimum) {
     return counted == Step::Continue ? leaveRepetition(node_, last, position_ + minimum) : counted;
 }
 
-/// The last position at which it is worth leaving the repetition.
+/// @return the last position at which leaving the repetition has not been tried yet. Without a visited set, this is the
+///         end of the characters that the operand matches
 ///
-/// Each position of a run of characters is added to the visited set: a repetition that begins there ends at the same
-/// position. When the run reaches a visited position, an earlier repetition has tried all positions from there on to leave
-/// it, except that PLUS cannot be left where it began.
+/// With a visited set, each position that the operand matches is added to it, because a repetition that began there
+/// would end at the same position. If a position is already in the set, a repetition that began there has tried to
+/// leave at every position from there on. PLUS cannot leave at the position where it began, so for PLUS that one
+/// remains.
 std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     const std::size_t operand = node_ + vek::kNodeHead;
     std::size_t end = position_;
@@ -337,7 +346,8 @@ std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     }
 }
 
-/// The last position from `minimum` to `last` at which the node `next` can match; below `minimum` if there is none.
+/// @return the last position from `minimum` to `last` at which the node `next` can match; `minimum` - 1 if there is
+///         none
 std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t minimum) const {
     switch (vek::opcodeAt(program_, next)) {
     case Opcode::Eol:
@@ -362,12 +372,13 @@ std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t mi
     }
 }
 
-/// Continues after the repetition `node` at the last possible position from `minimum` to `last`, and adds a backtrack point
-/// for the positions before it.
+/// Continues after the repetition `node`, at the last position from `minimum` to `last` at which its next node can
+/// match. Adds a backtrack point for the positions before that one.
+/// @return Step::Backtrack if there is no such position
 Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::size_t minimum) {
     const std::size_t next = vek::nodeAfter(program_, node);
     const std::size_t leave = last + 1 > minimum ? lastExit(next, last, minimum) : last;
-    if (leave + 1 <= minimum) { // at minimum 0, `leave` may be -1
+    if (leave + 1 <= minimum) { // `leave` is `minimum` - 1, which wraps around if `minimum` is 0
         return Step::Backtrack;
     }
     if (leave > minimum) {
@@ -386,7 +397,8 @@ Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::
     return Step::Continue;
 }
 
-/// OPEN and CLOSE. A later repetition of a group overwrites the earlier one; backtracking restores the earlier one.
+/// Executes OPEN or CLOSE: stores position_ in `slot`. If the group is repeated, this overwrites the position of the
+/// earlier repetition. A backtrack point restores it.
 Matcher::Step Matcher::setSlot(std::size_t slot) {
     const auto number = static_cast<std::uint16_t>(slot);
     const BacktrackPoint point{slots_[slot], 0, number, 0, BacktrackPoint::Kind::Slot};
@@ -405,7 +417,8 @@ Matcher::Step Matcher::matchLiteral(const char *literal) {
     return consume(length);
 }
 
-/// Whether the one-character node matches the character at `position`; for a literal, its first character.
+/// @return true if `node`, which matches one character, matches the one at `position`. For a literal, only its first
+///         character is compared.
 bool Matcher::acceptsCharacter(std::size_t node, std::size_t position) const {
     if (position == subject_.size()) {
         return false;
@@ -424,8 +437,8 @@ bool Matcher::acceptsCharacter(std::size_t node, std::size_t position) const {
     }
 }
 
-/// Whether the node needs another character than the one at `position`. Most alternatives of a long list fail like that,
-/// and then need no backtrack point.
+/// Tests one character in advance: in a long list of alternatives, most fail at once and then need no backtrack point.
+/// @return true if `node` certainly does not match at `position`; false if it can match
 bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const {
     switch (vek::opcodeAt(program_, node)) {
     case Opcode::Plus:
@@ -440,7 +453,8 @@ bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const 
     }
 }
 
-/// @return Step::NoMatchAtAll if no match begins at the present start or after it, otherwise Step::Continue
+/// Runs the position automaton, once in a search. If there can be a match, begins to store visited states.
+/// @return Step::NoMatchAtAll if no match begins at start_ or after it, otherwise Step::Continue
 [[gnu::noinline]] Matcher::Step Matcher::checkForAnyMatch() {
     stepsUntilCheck_ = std::numeric_limits<std::size_t>::max();
     vek::PositionAutomaton automaton;
@@ -451,7 +465,7 @@ bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const 
     return Step::Continue;
 }
 
-/// Whether `subject` contains the literal that every match contains.
+/// @return true if `subject` contains the literal `regmust`, or if there is no such literal
 bool containsRequiredLiteral(const vek_regexp &expression, std::string_view subject) {
     if (expression.regmust == nullptr || expression.regmlen <= 0) {
         return true;

@@ -3,10 +3,10 @@
 
 /// The node program of a compiled expression, which the compiler writes and the matcher interprets.
 ///
-/// A program is a magic byte, followed by nodes; the last one is END. A node is an opcode byte and the distance to the next
-/// node: two bytes, the high byte first, counted from the node's first byte, backwards for BACK, 0 for none. EXACTLY, ANYOF
-/// and ANYBUT are followed by a literal or set with its NUL. The operand of BRANCH, STAR and PLUS is the node that
-/// immediately follows them.
+/// A program is a magic byte, followed by nodes; the last node is END. A node is an opcode byte and a distance of two
+/// bytes, the high byte first. The distance leads from the first byte of the node to the first byte of its next node:
+/// forwards, except for BACK; 0 if there is no next node. EXACTLY, ANYOF and ANYBUT are followed by a literal or a set
+/// of characters, with a NUL. The operand of BRANCH, STAR and PLUS is the node that follows them in memory.
 
 #include "common/expressions/vek_regexp.h"
 
@@ -33,18 +33,18 @@ enum class Opcode : unsigned char {
 };
 
 inline constexpr unsigned char kProgramMagic = 0234;
-/// The offset of the first node in a program, and of the operand in a node.
+/// Offsets in bytes: of the first node in a program (kFirstNode), and of the operand in a node (kNodeHead).
 inline constexpr std::size_t kFirstNode = 1;
 inline constexpr std::size_t kNodeHead = 3;
-/// Programs are shorter, so that every distance fits into two bytes.
+/// A program must have fewer bytes than this, so that every distance fits into two bytes.
 inline constexpr std::size_t kProgramLimit = 32767;
 /// The largest number of groups in a pattern.
 inline constexpr int kGroupsMax = VEK_REGEXP_GROUPS - 1;
 
-/// The error text for exhausted memory. It is compared by its address.
+/// The error text for exhausted memory. Callers compare the pointer, not the text.
 inline constexpr char kRegexpOutOfSpace[] = "out of space";
 
-/// OPEN or CLOSE of a group. `kind` is Opcode::Open or Opcode::Close.
+/// @return the opcode OPEN n or CLOSE n for the group number `group`; `kind` is Opcode::Open or Opcode::Close
 constexpr Opcode groupOpcode(Opcode kind, int group) {
     return static_cast<Opcode>(static_cast<int>(kind) + group);
 }
@@ -53,12 +53,12 @@ inline Opcode opcodeAt(const unsigned char *program, std::size_t node) {
     return static_cast<Opcode>(program[node]);
 }
 
-/// The distance from `node` to the next node.
+/// @return the distance in the node at offset `node`
 inline std::size_t distanceAt(const unsigned char *program, std::size_t node) {
     return static_cast<std::size_t>(program[node + 1]) << 8 | program[node + 2];
 }
 
-/// The next node.
+/// @return the offset of the next node of the node at offset `node`
 inline std::size_t nodeAfter(const unsigned char *program, std::size_t node) {
     const std::size_t distance = distanceAt(program, node);
     return opcodeAt(program, node) == Opcode::Back ? node - distance : node + distance;
@@ -73,11 +73,11 @@ const char *compileRegexp(const char *pattern, vek_regexp **expression);
 inline constexpr char kMemoryCorruption[] = "memory corruption";
 inline constexpr char kCorruptedPointers[] = "corrupted pointers";
 
-/// Checks that `program` consists of complete nodes up to END and that the next node of each is a node, so that a matcher
-/// stays within the program. Loops that consume no character are not detected.
+/// Checks that `program` consists of complete nodes up to END, and that each distance leads to the beginning of a node.
+/// A matcher then never reads outside the program. Loops that consume no character are not detected.
 ///
-/// @param size  receives the size of the program in bytes
-/// @return null, or the text of the error
+/// @param size  receives the size of the program in bytes; unchanged after an error
+/// @return null if the program is valid, otherwise the text of the error
 const char *checkProgram(const unsigned char *program, std::size_t *size);
 
 } // namespace vek

@@ -1,8 +1,9 @@
 #include "common/expressions/veki_regexp_automaton.h"
 
-// The set of followers of a position is the closure of the place after it: a depth-first search through the nodes that
-// consume nothing. Positions are numbered when a closure reaches them first. "^" matches at the beginning only and "$" at
-// the end only, so the closures are computed for each case in which they differ.
+// Builds and simulates the position automaton. The followers of a position are the epsilon closure of the node after
+// it, which a depth-first search through the nodes that consume nothing computes. A position gets its number when a
+// closure reaches it for the first time. "^" matches at the beginning of the subject only, and "$" at the end only.
+// Therefore closures are computed separately for the beginning, the middle and the end of the subject.
 
 #include <bit>
 #include <cstring>
@@ -24,7 +25,7 @@ bool PositionAutomaton::build(const unsigned char *program, std::size_t programS
     }
     isEmptyMatchAtEnd_ = atEnd.isEnd;
     isEmptyMatch_ = ofEmptySubject.isEnd;
-    for (unsigned position = 0; position < count_; ++position) { // follow() adds positions
+    for (unsigned position = 0; position < count_; ++position) { // follow() increments count_
         if (!follow(position)) {
             return false;
         }
@@ -60,7 +61,7 @@ bool PositionAutomaton::close(std::size_t node, const Anchors &anchors, Closure 
 
 bool PositionAutomaton::collect(std::size_t node, const Anchors &anchors, Closure &closure) {
     if (marks_[node] != Mark::New) {
-        return marks_[node] == Mark::Done; // an open node is in a loop that consumes nothing
+        return marks_[node] == Mark::Done; // reaching an open node again is a loop that consumes nothing
     }
     marks_[node] = Mark::Open;
     const std::size_t operand = node + kNodeHead;
@@ -103,11 +104,13 @@ bool PositionAutomaton::collect(std::size_t node, const Anchors &anchors, Closur
     return isDone;
 }
 
-/// Adds the first position of the consuming `node` to the closure.
-/// @param continuation  the node itself, or the STAR or PLUS that repeats it
+/// Adds the first position of `node`, which consumes a character, to `closure`. If the node has no positions yet, adds
+/// them to the automaton.
+/// @param continuation  the node itself, or the STAR or PLUS whose operand it is
+/// @return false if there are too many positions or the program is damaged
 bool PositionAutomaton::addFirstPosition(std::size_t node, std::size_t continuation, Closure &closure) {
     if (first_[node] != 0 && positions_[first_[node] - 1U].node != continuation) {
-        return false; // a damaged program leads to the operand of a repetition
+        return false; // a damaged program: a distance leads to the operand of STAR or PLUS
     }
     if (first_[node] == 0) {
         first_[node] = static_cast<std::uint8_t>(count_ + 1);
@@ -140,7 +143,7 @@ bool PositionAutomaton::addPosition(const Position &position) {
     return true;
 }
 
-/// Allows the position of the one-character `node` to consume what the node matches.
+/// Adds `position`, the only position of `node`, to allowed_ for each character that the node matches.
 void PositionAutomaton::allowCharacters(std::size_t node, Set position) {
     const Opcode opcode = opcodeAt(program_, node);
     const auto *text = program_ + node + kNodeHead;

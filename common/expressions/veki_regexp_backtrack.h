@@ -14,22 +14,22 @@
 
 namespace vek {
 
-/// What is to be done when the matcher backtracks.
+/// An entry of the backtrack stack: the action of the matcher when it returns to this point.
 struct BacktrackPoint {
     enum class Kind : std::uint8_t {
         Alternative, ///< continue with the BRANCH `node` at `position`
-        Repetition,  ///< let the STAR or PLUS `node` end at `position` or before, but not before `minimum`
-        Slot,        ///< restore slot number `node` of the groups to `position`, and backtrack further
+        Repetition, ///< continue after the STAR or PLUS `node`, at the last position from `minimum` to `position`
+        Slot,       ///< set slot number `node` of the groups back to `position`, and backtrack further
     };
     std::size_t position;
     std::size_t minimum;
     std::uint16_t node;
-    std::uint16_t idle; ///< the steps since the last character
+    std::uint16_t idle; ///< the number of steps since the last character was consumed
     Kind kind;
 };
 
-/// The backtrack points of a match, the latest on top. They are on the heap instead of the call stack, because a long
-/// subject needs several for each of its characters.
+/// A stack of backtrack points. It is on the heap, because matching by recursion would exhaust the call stack: a long
+/// subject can need several points for each character.
 class BacktrackStack {
   public:
     BacktrackStack() = default;
@@ -50,7 +50,7 @@ class BacktrackStack {
     }
 
   private:
-    /// 768 MiB. A subject that needs more is an error, before it exhausts the machine's memory.
+    /// In points; 768 MiB. push() fails beyond this limit, so that a match cannot exhaust the memory of the machine.
     static constexpr std::size_t kCapacityMax = std::size_t{1} << 25;
 
     bool grow() {
@@ -66,27 +66,28 @@ class BacktrackStack {
         if (!heap_) {
             std::memcpy(grown, first_.data(), size_ * sizeof(BacktrackPoint));
         }
-        static_cast<void>(heap_.release()); // realloc() freed it, or returned the same block
+        static_cast<void>(heap_.release()); // realloc() has freed the old block, or returned it again
         heap_.reset(grown);
         items_ = grown;
         capacity_ = larger;
         return true;
     }
 
-    std::array<BacktrackPoint, 64> first_; // enough for short subjects
+    std::array<BacktrackPoint, 64> first_; // avoids malloc() for short subjects
     Owned<BacktrackPoint> heap_;
     BacktrackPoint *items_ = first_.data();
     std::size_t size_ = 0;
     std::size_t capacity_ = first_.size();
 };
 
-/// The set of visited states: pairs of a node and a position in the subject, as a bit matrix (memoization). There are no
-/// back references, so what follows from a state depends neither on how it was reached nor on where the match began. A
-/// state that was visited before has failed, or fails now, and is not tried again: O(nodes x positions) steps instead
-/// of exponential.
+/// The set of visited states (memoization), stored as a bit matrix. A state is a pair of a node and a position in the
+/// subject. Expressions have no back references, so whether a state leads to a match does not depend on how it was
+/// reached. If the matcher reaches a visited state again, that state does not lead to a match and is not tried again.
+/// A search takes O(nodes x positions) steps instead of exponentially many.
 class VisitedSet {
   public:
-    /// Allocates the matrix. Without memory, or for more than 256 MiB, the set stays empty.
+    /// Allocates the matrix. If memory is exhausted or more than 256 MiB are needed, there is no matrix: add() then
+    /// does nothing, and matching is correct, but can be slow.
     void open(std::size_t programSize, std::size_t subjectSize) {
         const std::size_t rows = rowOf(programSize) + 1;
         columns_ = subjectSize + 1;
@@ -111,7 +112,8 @@ class VisitedSet {
   private:
     static constexpr std::size_t kBitsMax = std::size_t{1} << 31;
 
-    /// A node has at least kNodeHead bytes, so no two nodes have the same row.
+    /// @return the row of the matrix for the node at offset `node`. Two nodes never have the same row, because a node
+    ///         has at least kNodeHead bytes.
     static std::size_t rowOf(std::size_t node) { return node / kNodeHead; }
     [[nodiscard]] std::size_t bitOf(std::size_t node, std::size_t position) const {
         return rowOf(node) * columns_ + position;

@@ -1,7 +1,7 @@
 #ifndef VEKI_REGEXP_WRITER_H
 #define VEKI_REGEXP_WRITER_H
 
-/// Writes a node program; used by the compiler of regular expressions.
+/// ProgramWriter writes the node program of a regular expression for the compiler.
 
 #include "common/expressions/veki_regexp.h"
 
@@ -10,14 +10,15 @@
 
 namespace vek {
 
-/// A fragment of the program (Thompson's construction): its first node, and its last one, whose distance is not set yet.
+/// A fragment of the program (Thompson's construction): the offsets of its first and its last node. The distance of the
+/// last node is not set yet.
 struct Fragment {
     std::size_t first = 0;
     std::size_t last = 0;
-    unsigned flags = 0; ///< properties for the compiler
+    unsigned flags = 0; ///< properties that only the compiler uses
 };
 
-/// Appends nodes to a program. With a null program it only computes the size.
+/// Appends nodes to a program. If the program is null, writes nothing and only computes the size.
 class ProgramWriter {
   public:
     explicit ProgramWriter(unsigned char *program) : program_(program) {}
@@ -37,7 +38,7 @@ class ProgramWriter {
         size_ += length;
     }
 
-    /// Appends a node. @return its offset
+    /// Appends a node with distance 0. @return its offset
     std::size_t node(Opcode opcode) {
         const std::size_t at = size_;
         byte(static_cast<unsigned char>(opcode));
@@ -46,7 +47,7 @@ class ProgramWriter {
         return at;
     }
 
-    /// Inserts a node before the fragment, which moves.
+    /// Inserts a node before `fragment`, whose nodes move to higher offsets. The new node becomes its first node.
     void insertBefore(Fragment &fragment, Opcode opcode) {
         if (program_ != nullptr) {
             unsigned char *at = program_ + fragment.first;
@@ -59,7 +60,7 @@ class ProgramWriter {
         fragment.last += kNodeHead;
     }
 
-    /// Sets the distance of `node` so that `target` is its next node.
+    /// Makes `target` the next node of `node`.
     void link(std::size_t node, std::size_t target) {
         if (program_ != nullptr) {
             const std::size_t distance = target > node ? target - node : node - target;
@@ -68,11 +69,12 @@ class ProgramWriter {
         }
     }
 
-    /// Adds `node` to a patch list: nodes that are linked when the node after the last alternative is known. The list is
-    /// kept in their distances: each is the distance to the previous node of the list, 0 in the first one.
+    /// Adds `node` to the patch list whose last node is `previous`. A patch list contains the nodes whose next node
+    /// is not known yet. It is stored in their distances: each is the distance to the previous node of the list, 0 in
+    /// the first.
     void addToPatchList(std::size_t node, std::size_t previous) { link(node, previous); }
 
-    /// Links every node of the patch list whose last node is `last`.
+    /// Makes `target` the next node of every node in the patch list whose last node is `last`.
     void patch(std::size_t last, std::size_t target) {
         for (std::size_t node = last; program_ != nullptr;) {
             const std::size_t distance = distanceAt(program_, node);
