@@ -4,10 +4,10 @@
 /// Library definitions (`vek.lib`): registries of libraries, queries about them, paths of their data on disk, and
 /// iteration over both.
 ///
-/// A registry is created from a library definition file. A handle points to it. Wherever a function takes a
-/// handle, null means the default handle: the registry created last. Every function returns a RYN_ code unless
-/// its comment says otherwise. If there is no handle, or a null argument is not allowed, this is reported through
-/// the fatal handler, and the result is RYN_INVALID_PARAMETER.
+/// rynInitEx() creates a registry from a library definition file and stores a handle, which points to it. Where a
+/// function takes a handle, null means the default handle: the registry created last. Every function returns a
+/// RYN_ code unless its comment says otherwise. A missing handle, or a null argument that is not allowed, is
+/// reported through the fatal handler, and the function returns RYN_INVALID_PARAMETER.
 ///
 /// Programs that use temporary directories call rynSetPathNoneExistWarnFlag(1) before they create a registry.
 /// Otherwise RYN_PATH_READ returns a path without testing that it exists, and iterations over a cell fail.
@@ -20,7 +20,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Codes of this layer.
+/// Codes: the results of functions, and the codes of diagnostics and reports.
 enum {
     RYN_OK = 0,
     RYN_INTERNAL_ERROR = 1,
@@ -70,40 +70,43 @@ typedef rynRegistry *rynHandle;
 typedef struct rynContext rynContext;
 
 // Callbacks may call any function of the library for other registries. They must not change or release the
-// registry that calls them. They must return: no longjmp(), no C++ exception. Texts that they receive are valid
-// during the call only. Errors in tag files go to the handlers of tovRegisterErrorHandler() and vekRegErrorFunc()
-// instead.
+// registry that calls them. They must return: no longjmp(), no C++ exception. The texts that they receive are
+// valid only during the call. Errors in tag files do not go to these callbacks, but to the handlers of
+// tovRegisterErrorHandler() and vekRegErrorFunc().
 
 /// A warning handler: receives a diagnostic of a library definition file.
 ///
 /// @param code    the RYN_ code
-/// @param object  the object that it is about; may be null. For the codes 28 to 31 it is a text of several lines
+/// @param object  the name or path that the diagnostic is about; may be null. For the codes 28 to 31 it is a text
+///                of several lines
 /// @param file    the path of the library definition file
-/// @param line    the line in it
+/// @param line    the number of the line in that file
 /// @return 0 to continue with the next line; any other value ends the file, and is its status
 typedef int (*rynWarningHandler)(int code, const char *object, const char *file, int line);
 
-/// An error handler or fatal handler: receives an error or misuse as its code, and its context twice. The result
-/// is ignored.
+/// An error handler receives an error; a fatal handler receives misuse, or a failure that ends an operation.
+/// `code` is the RYN_ code. `text` and `sameText` are the same text, such as a path or the name of the called
+/// function. The result is ignored.
 typedef int (*rynErrorHandler)(int code, const char *text, const char *sameText);
 
-/// An unknown-ASSIGN hook: checks an ASSIGN of an attribute other than TMP.
-/// @return 0 to accept it; any other value is the diagnostic RYN_INVALID_ATTRIBUTE
+/// An unknown-ASSIGN hook: checks an ASSIGN of `value` to `attribute`, which is any attribute other than TMP. The
+/// ASSIGN is in `line` of the library definition file `file`.
+/// @return 0 to accept it; any other value causes the diagnostic RYN_INVALID_ATTRIBUTE
 typedef int (*rynUnknownAssignHook)(const char *attribute, const char *value, const char *file, int line);
 
-/// Options of rynInitEx(). Fields beyond the given size are not read.
+/// Options of rynInitEx(). Fields beyond its argument `optionsSize` are not read.
 typedef struct rynInitOptions {
     rynErrorHandler errorHandler;           ///< receives errors of rynSetImplicitTmp(); may be null
-    const char *implicitTmpDirectory;       ///< the implicit temporary directory, or null for none
-    int implicitTmpFlags;                   ///< its flags; 0 for none
-    rynUnknownAssignHook unknownAssignHook; ///< may be null
+    const char *implicitTmpDirectory;       ///< as in rynSetImplicitTmp(); null for none
+    int implicitTmpFlags;                   ///< RYN_IMPLICIT_... values; 0 for no directory
+    rynUnknownAssignHook unknownAssignHook; ///< null for that of rynSetUnknownASSIGNfunc()
 } rynInitOptions;
 
 /// Flags of a registry.
 enum {
     RYN_FLAG_UMASK_SET = 1U << 0U,           ///< set by rynSetUmask()
     RYN_FLAG_OWN_EXISTENCE_CHECK = 1U << 4U, ///< the registry has its own path-existence setting
-    RYN_FLAG_EXISTENCE_CHECK_OFF = 1U << 5U, ///< with the flag before: its setting is off
+    RYN_FLAG_EXISTENCE_CHECK_OFF = 1U << 5U, ///< with RYN_FLAG_OWN_EXISTENCE_CHECK: that setting is off
     RYN_FLAG_PACKED_LIBRARIES = 1U << 6U     ///< packed libraries are supported
 };
 
@@ -117,45 +120,46 @@ VEK_API const char *rynGetErrorMsg(int code);
 /// A null `warningHandler` selects the default handler, which prints diagnostics on standard error. ONE REGISTRY
 /// WITH THE DEFAULT HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented: from then on,
 /// the status of each file is the last diagnostic that the default handler received since the last library
-/// definition file was opened. Results of other handlers do not count.
+/// definition file was opened. Results of other handlers are ignored.
 ///
-/// The effects are: a diagnostic of the default handler makes the creation fail, after all lines are read. In an
-/// included file, it ends the including file at the INCLUDE. A diagnostic before an INCLUDE of a file without
-/// diagnostics does not count, and the creation succeeds. If the handler of another registry returns non-zero,
-/// its file ends there, but the creation succeeds with the libraries defined so far.
+/// This has these effects: a diagnostic of the default handler makes the creation fail, after all lines are read.
+/// If the diagnostic is in an included file, the including file ends at the INCLUDE. A diagnostic before an
+/// INCLUDE of a file without diagnostics is ignored, and the creation succeeds. If the handler of another registry
+/// returns non-zero, the file of that registry ends there, but the creation succeeds with the libraries defined so
+/// far.
 ///
 /// @param libraryFile     the library definition file; null for an empty registry
 /// @param flags           RYN_FLAG_... values, combined by OR
 /// @param warningHandler  receives diagnostics; null for the default handler
-/// @param fatalHandler    receives misuse; may be null. The first one given in the process also receives misuse
-///                        without a registry
+/// @param fatalHandler    receives misuse; may be null. The first fatal handler that is given in the process also
+///                        receives misuse without a registry
 /// @param options         may be null
-/// @param optionsSize     number of valid bytes of `options`: 24 for all fields but the hook, 32 for all; if it
-///                        is less than 24, `options` is ignored
+/// @param optionsSize     number of valid bytes of `options`: 32 for all fields, 24 for all except
+///                        `unknownAssignHook`; if it is less than 24, `options` is ignored
 /// @param handleOut       receives the handle, null after a failure; may be null
 /// @return RYN_OK, or the code of the failure; after a failure there is no new registry
 VEK_API int rynInitEx(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
                       rynErrorHandler fatalHandler, const rynInitOptions *options, size_t optionsSize,
                       rynHandle *handleOut);
 
-/// Creates a registry like rynInitEx() from `libraryFile`, `flags`, `warningHandler`, `fatalHandler` and
-/// `handleOut`, without options.
+/// Creates a registry with `libraryFile`, `flags`, `warningHandler`, `fatalHandler` and `handleOut`, like
+/// rynInitEx() without options.
 VEK_API int rynInit(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
                     rynErrorHandler fatalHandler, rynHandle *handleOut);
 
-/// Creates a registry like rynInitEx() from `libraryFile`, `warningHandler` and `handleOut`, without flags, fatal
+/// Creates a registry with `libraryFile`, `warningHandler` and `handleOut`, like rynInitEx() without flags, fatal
 /// handler and options.
 VEK_API int rynInitialize(const char *libraryFile, rynWarningHandler warningHandler, rynHandle *handleOut);
 
-/// Frees the registry `handle` and everything it owns. End its iterations before. If it is the default handle,
-/// there is no default handle afterwards.
+/// Frees the registry `handle` and everything it owns. Call rynIterateEnd() for its iterations before. If `handle`
+/// is the default handle, there is no default handle afterwards.
 VEK_API int rynReleaseHandle(rynHandle handle);
 
-/// @return the address of the variable that contains the default handle; null before a registry was created
+/// @return the address of the variable that contains the default handle; null if no registry was ever created
 VEK_API rynHandle *rynGetCurHandle(void);
 
 /// Sets the permission bits that are removed from directories that the registry `handle` creates. Only the bits
-/// for group and other count: `mask` AND 63.
+/// for group and other are used: `mask` AND 63 (octal 77).
 VEK_API int rynSetUmask(rynHandle handle, unsigned mask);
 
 /// Sets the unknown-ASSIGN hook of registries that are created later.
@@ -166,11 +170,11 @@ VEK_API rynUnknownAssignHook rynSetUnknownASSIGNfunc(rynUnknownAssignHook hook);
 /// Sets the path-existence setting of the process: if `on` is not 0, paths must exist. Initially it is off.
 /// Registries with RYN_FLAG_OWN_EXISTENCE_CHECK have their own setting.
 ///
-/// WITHOUT IT, OBJECTS IN SOME DIRECTORIES ARE NOT FOUND. RYN_PATH_READ and RYN_PATH_READ_TMP return the path in
-/// the first directory of the library without testing whether the object exists there. Iterations over a cell or
-/// a view fail with RYN_SYSTEM_ERROR if one of the library's directories does not contain it.
+/// WHILE IT IS OFF, OBJECTS IN SOME DIRECTORIES ARE NOT FOUND. RYN_PATH_READ and RYN_PATH_READ_TMP return the path
+/// in the first directory of the library without testing whether the object exists there. Iterations over a cell
+/// or a view fail with RYN_SYSTEM_ERROR if one of the library's directories does not contain it.
 ///
-/// With it, a DEFINE of a directory that does not exist is a diagnostic, and the library is not defined. If
+/// While it is on, a DEFINE of a directory that does not exist is a diagnostic, and the library is not defined. If
 /// VEKLIBCHECK is ON for the working directory, the directory also needs a tag file with the VEKLIBRARY entry.
 VEK_API void rynSetPathNoneExistWarnFlag(int on);
 
@@ -179,17 +183,19 @@ VEK_API void rynSetPathNoneExistWarnFlag(int on);
 /// rynIterateAttrs() or rynIterateVekLibFiles() are in use.
 VEK_API void rynAddCommand(rynHandle handle, const char *text);
 
-/// Prints the registry `handle`: its files, its libraries with their attributes, and its hash buckets.
+/// Prints the registry `handle`: its files, its libraries with their attributes, its hash buckets, and its global
+/// temporary roots.
 /// @param stream  null for standard output
 VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 
 // ---- implicit temporary directory
 
-/// Sets the implicit temporary directory: the root directory in which every library has a temporary directory
-/// with its name. These are not created: create that of a library before you write to it or iterate over the
-/// library.
+/// Sets the implicit temporary directory of a registry. It contains one temporary directory for each library, with
+/// the name of the library. These directories are not created: create the directory of a library before you write
+/// to it or iterate over the library.
 ///
-/// @param handle        null gives RYN_INVALID_PARAMETER without a report; there is no default here
+/// @param handle        the registry; null does not mean the default handle, but returns RYN_INVALID_PARAMETER
+///                      without a report
 /// @param directory     an existing directory; null or empty, with `flags` 0, removes the setting
 /// @param flags         RYN_IMPLICIT_NONE, RYN_IMPLICIT_ONLY or RYN_IMPLICIT_FIRST
 /// @param errorHandler  receives errors; null keeps the registry's handler
@@ -199,8 +205,8 @@ VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned 
 
 /// Flags of the implicit temporary directory.
 enum {
-    RYN_IMPLICIT_NONE = 0, ///< no such directory; removes the setting
-    RYN_IMPLICIT_ONLY = 1, ///< a failure in this directory is final
+    RYN_IMPLICIT_NONE = 0, ///< no implicit temporary directory; removes the setting
+    RYN_IMPLICIT_ONLY = 1, ///< after a failure in this directory, no other is tried
     RYN_IMPLICIT_FIRST = 2 ///< after a failure, the library's other temporary directory is tried
 };
 
@@ -210,20 +216,22 @@ VEK_API int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut);
 
 // ---- queries
 //
-// A design object is a library, or a cell, view or file in it. Names that are not needed are null or empty.
+// A design object is a library, or a cell, view or file in it. Names that an object does not have are null or
+// empty.
 
-/// Modes of rynGetPath(): the directories that are tried, and the test. "Temporary directories" are the implicit
-/// and then the explicit one. WHILE PATHS NEED NOT EXIST, which is the default, the modes that read return the
-/// path in the first directory, even if the object is not there; see rynSetPathNoneExistWarnFlag().
+/// Modes of rynGetPath(): which directories are tried, and which access to the object is tested. The temporary
+/// directories of a library are the implicit one, which is tried first, and the explicit one. WHILE PATHS NEED NOT
+/// EXIST, which is the default, the modes that read return the path in the first directory, even if the object is
+/// not there; see rynSetPathNoneExistWarnFlag().
 enum {
     RYN_PATH_READ = 0,             ///< temporary directories, then the library; to be read
-    RYN_PATH_WRITE = 1,            ///< the implicit, else the explicit, else the library; to be written
+    RYN_PATH_WRITE = 1,            ///< the first that is set: implicit, explicit, library; to be written
     RYN_PATH_READ_TMP = 2,         ///< temporary directories only; to be read
-    RYN_PATH_WRITE_TMP = 3,        ///< the implicit, else the explicit one; to be written
+    RYN_PATH_WRITE_TMP = 3,        ///< the first that is set: implicit, explicit; to be written
     RYN_PATH_READ_LIBRARY = 4,     ///< the library only; to be read
     RYN_PATH_WRITE_LIBRARY = 5,    ///< the library only; to be written
     RYN_PATH_REPLACE = 6,          ///< as RYN_PATH_READ; must exist and be replaceable
-    RYN_PATH_REPLACE_EXPLICIT = 7, ///< as RYN_PATH_REPLACE; a failure in the explicit directory is final
+    RYN_PATH_REPLACE_EXPLICIT = 7, ///< as RYN_PATH_REPLACE; a failure in the explicit one ends the search
     RYN_PATH_REPLACE_TMP = 8,      ///< as RYN_PATH_REPLACE_EXPLICIT, in temporary directories only
     RYN_PATH_REPLACE_LIBRARY = 9   ///< as RYN_PATH_REPLACE, in the library only
 };
@@ -232,23 +240,22 @@ enum {
 ///
 /// WHILE PATHS NEED NOT EXIST, which is the default, the modes that read do not test whether the object exists;
 /// see rynSetPathNoneExistWarnFlag(). Modes that write create missing cell and view directories, but never the
-/// directory of the library. In RYN_PATH_READ and RYN_PATH_READ_TMP, an explicit temporary directory that fails
-/// for another reason than a missing object is final.
+/// directory of the library. In RYN_PATH_READ and RYN_PATH_READ_TMP, a failure in the explicit temporary directory
+/// for another reason than a missing object is the result: the library's own directory is not tried.
 ///
 /// @param handle  the registry; null for the default handle
 /// @param mode    a RYN_PATH_... value
 /// @param path    receives the path
 /// @param size    size of `path` in bytes, including the NUL
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_INVALID_PATH if the path is too long, or
-///         has a view but no cell; RYN_NO_SUCH_DIRECTORY if the library's directory does not exist, or the mode
-///         needs a temporary directory and there is none; RYN_NOT_FOR_PACKED; RYN_SYSTEM_ERROR; or the
-///         RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the object, or of the first level above it that
-///         fails
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_INVALID_PATH if the path is too long, or has
+///         a view but no cell; RYN_NO_SUCH_DIRECTORY if the library's directory does not exist, or the mode needs
+///         a temporary directory and there is none; RYN_NOT_FOR_PACKED; RYN_SYSTEM_ERROR; or the RYN_NO_SUCH_...
+///         or RYN_PERMISSION_DENIED_... code of the object, or of the first level above it that fails
 VEK_API int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, char *path, size_t size);
 
-/// Flags of rynQuery(). RYN_QUERY_LIBRARY and RYN_QUERY_TMP select the directories; without them, both are
-/// searched. The others are checks; without them, the check is RYN_QUERY_EXISTS.
+/// Flags of rynQuery(). RYN_QUERY_LIBRARY and RYN_QUERY_TMP select the directories to search; if neither is given,
+/// both are searched. The other flags are checks; if none is given, the check is RYN_QUERY_EXISTS.
 enum {
     RYN_QUERY_LIBRARY = 1U << 0U,
     RYN_QUERY_TMP = 1U << 1U,
@@ -259,11 +266,11 @@ enum {
 };
 
 /// Tests whether the design object `library`, `cell`, `view`, `file` of the registry `handle` exists and passes
-/// the checks of `flags`, which combine by OR. It always reads the disk.
+/// the checks of `flags`, which combine by OR. The existence is always read from the disk.
 ///
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the most
-///         specific name given; RYN_NO_SUCH_DIRECTORY if only temporary directories are searched and none
-///         contains it; RYN_INVALID_PATH; or RYN_SYSTEM_ERROR
+///         specific name given; RYN_NO_SUCH_DIRECTORY if only temporary directories are searched and none contains
+///         the object; RYN_INVALID_PATH; or RYN_SYSTEM_ERROR
 VEK_API int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell,
                      const char *view, const char *file);
 
@@ -274,19 +281,20 @@ VEK_API int rynQuery(rynHandle handle, unsigned flags, const char *library, cons
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_INTERNAL_ERROR if no file is recorded
 VEK_API int rynWhereDefined(rynHandle handle, const char *library, const char **file, int *line);
 
-/// Finds where `attribute` of `library` was last assigned in the registry `handle`; `file` and `line` are as for
-/// rynWhereDefined(). The case of the attribute's name is ignored.
+/// Finds where `attribute` of `library` was last assigned in the registry `handle`. Stores the location in `*file`
+/// and `*line` like rynWhereDefined(). The case of the attribute's name is ignored.
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereAssigned(rynHandle handle, const char *library, const char *attribute, const char **file,
                              int *line);
 
-/// Finds where the global temporary root of the registry `handle` was last assigned; `file` and `line` are as for
-/// rynWhereDefined(), but may be null.
+/// Finds where the global temporary root of the registry `handle` was last assigned. Stores the location in
+/// `*file` and `*line` like rynWhereDefined(); here both may be null.
 /// @return RYN_OK or RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line);
 
 /// Finds the statement that included the library definition file `path` in the registry `handle`. Stores the path
-/// of the including file in `*file` and the line in `*line`; null and 0 for the file that rynInitEx() was given.
+/// of the including file in `*file` and the line in `*line`; null and 0 for the file that was given to
+/// rynInitEx().
 /// @return RYN_OK; RYN_FILE_NOT_INCLUDED; or the code of the failure to resolve `path`
 VEK_API int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int *line);
 
@@ -301,93 +309,96 @@ VEK_API int rynIsAssigned(rynHandle handle, const char *library, const char *att
 ///         RYN_FILE_NOT_INCLUDED, or the code of the failure to resolve `path`
 VEK_API int rynIsIncluded(rynHandle handle, const char *path);
 
-/// Kinds of temporary directories: of ASSIGN library TMP, of ASSIGN AllLibs TmpRootDir, and of
-/// rynSetImplicitTmp().
+/// Kinds of temporary directories of a library: set by ASSIGN library TMP (explicit), by ASSIGN AllLibs TmpRootDir
+/// (global), or by rynSetImplicitTmp() (implicit).
 enum { RYN_TMP_EXPLICIT = 1, RYN_TMP_GLOBAL = 2, RYN_TMP_IMPLICIT = 4 };
 
 /// Tests whether `library` of the registry `handle` has a temporary directory of one of the kinds in `which`,
 /// which combine by OR.
 ///
-/// @return RYN_OK for yes; RYN_ATTRIBUTE_NOT_ASSIGNED for no; RYN_LIBRARY_NOT_DEFINED; RYN_INVALID_PARAMETER
-///         without a report
+/// @return RYN_OK if it has one; RYN_ATTRIBUTE_NOT_ASSIGNED if it has none; RYN_LIBRARY_NOT_DEFINED;
+///         RYN_INVALID_PARAMETER, without a report, for a missing handle or a null library
 VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 
 // ---- searches by library
 //
-// These functions search a file along a new search list, which they release; see pux(3). The default search list
-// is built again by the next search. "@LIBRARY" in the list represents the directories of a library: its explicit
-// or global temporary directory, its implicit temporary directory, and its own. In them, only ".tolvane" is
-// searched. The given directories are the search groups in all other directories of the list. A library that is
-// null, not defined or does not exist adds no directories. A missing handle is reported, and the search
-// continues.
+// Each of these functions creates a search list, searches it for a file, and releases it; see pux(3). The next
+// search along the default search list therefore builds that list again. "@LIBRARY" in the list represents the
+// directories of a library: its explicit or global temporary directory, its implicit temporary directory, and its
+// own. In these directories, only ".tolvane" is searched. In all other directories of the list, the given search
+// groups are searched. A library that is null, not defined or does not exist adds no directories. A missing handle
+// is reported, and the search continues.
 //
-// The results are RYN_OK; RYN_INTERNAL_ERROR without a search list (before vekInit(), or without memory);
-// RYN_INVALID_PARAMETER, without a report, for a null name or output; RYN_BUFFER_TOO_SMALL; RYN_NO_SUCH_FILE; and
-// RYN_PERMISSION_DENIED_FILE, with the path in the buffer, if the first match cannot be read.
+// The results are RYN_OK; RYN_INTERNAL_ERROR if there is no search list (before vekInit(), or if memory is
+// exhausted); RYN_INVALID_PARAMETER, without a report, for a null name or output; RYN_BUFFER_TOO_SMALL;
+// RYN_NO_SUCH_FILE; and RYN_PERMISSION_DENIED_FILE, with the path in the buffer, if the first match cannot be
+// read.
 
 /// Finds the first match of the file name `name`.
 ///
 /// @param handle     the registry; only used for a library
-/// @param directory  a search group; null for the default groups
+/// @param directory  the search group; null for the default groups
 /// @param library    the library whose directories replace "@LIBRARY", or null
 /// @param path       receives the path
 /// @param size       size of `path` in bytes, including the NUL
 VEK_API int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                       char *path, size_t size);
 
-/// Finds the first match of `name` like rynSearch() for `handle` and `library`, and stores it in the `size` bytes
-/// at `path`. The string list `directories` contains the search groups; null for the default groups.
+/// Finds the first match of `name` with `handle` and `library`, like rynSearch(), and stores it in the `size`
+/// bytes at `path`. The string list `directories` contains the search groups; null for the default groups.
 VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                           char *path, size_t size);
 
-/// Finds the first match of `name` for each directory of a library. Each search is one of rynSearch() with that
-/// directory alone in the place of "@LIBRARY". Documented: the same path can be found several times.
+/// Finds the first match of `name` for each directory of a library. It searches once for each of these
+/// directories, like rynSearch(), with only that directory in the place of "@LIBRARY". Documented: the same path
+/// can be found several times.
 ///
 /// @param handle     the registry
-/// @param directory  a search group; null for the default groups
+/// @param directory  the search group; null for the default groups
 /// @param library    if it is null, not defined or does not exist, nothing is searched
 /// @param paths      receives a string list, which the caller frees with vekFreeStrlist(); null unless the result
 ///                   is RYN_OK
-/// @return RYN_OK; RYN_NO_SUCH_FILE if no search succeeds, for any reason; RYN_INTERNAL_ERROR without a search
-///         list; RYN_MEMORY_ERROR; RYN_INVALID_PARAMETER if `paths` is null
+/// @return RYN_OK; RYN_NO_SUCH_FILE if no search succeeds, for any reason; RYN_INTERNAL_ERROR if there is no
+///         search list; RYN_MEMORY_ERROR; RYN_INVALID_PARAMETER if `paths` is null
 VEK_API int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                           char ***paths);
 
-/// Finds the matches of `name` like rynFullSearch() for `handle` and `library`, and stores them in `*paths`. The
+/// Finds the matches of `name` with `handle` and `library`, like rynFullSearch(), and stores them in `*paths`. The
 /// string list `directories` contains the search groups; null for the default groups.
 VEK_API int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                               char ***paths);
 
-/// Finds the first match of `name` that can be written, in the default groups, and stores it in the `size` bytes
-/// at `path`. The directories of `library` in the registry `handle` that can be written replace "@LIBRARY";
+/// Finds the first match of `name` in the default groups that can be written, and stores it in the `size` bytes at
+/// `path`. Those directories of `library` in the registry `handle` that can be written replace "@LIBRARY";
 /// `library` may be null.
 VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size);
 
 // ---- stat cache
 
-/// Switches the process-wide stat cache with a counter. While the counter is above 0, results of stat() and
-/// access() are stored, and later changes on disk are not seen. The creation of a registry sets the counter: to 1
-/// if `RYN_STAT_CACHE_ON` is set to anything but "no" in any case, otherwise to 0. At 0 the cache is emptied.
+/// Increases or decreases the counter that switches the process-wide stat cache. While the counter is above 0,
+/// results of stat() and access() are stored, and later changes on disk are not seen. When it becomes 0, the cache
+/// is emptied. The creation of a registry sets the counter: to 1 if `RYN_STAT_CACHE_ON` is set to anything but
+/// "no" in any case, otherwise to 0.
 /// @param on  not 0 increases the counter; 0 decreases it, unless it is 0
 /// @return the new counter
 VEK_API int rynStatCacheCtl(int on);
 
 // ---- iteration
 //
-// An iteration is created by a rynIterate...() or rynXIterate...() function, which stores a context. A
-// rynNext...() function returns one item after another until RYN_ITERATION_COMPLETE. rynIterateEnd() frees the
-// context. Strings that are returned belong to the context or the registry.
+// An iteration is created by a rynIterate...() or rynXIterate...() function, which stores a context. Each call of
+// a rynNext...() function stores the next item, until it returns RYN_ITERATION_COMPLETE. rynIterateEnd() frees the
+// context. The strings that are stored belong to the context or the registry.
 //
-// CONTEXTS MUST NOT OUTLIVE CHANGES OF THE REGISTRY. rynIterateLibs(), rynIterateAttrs() and
-// rynIterateVekLibFiles() walk its lists: end them before rynAddCommand() or rynReleaseHandle(). The other
-// functions read the disk when the context is created: end them before rynReleaseHandle().
+// CONTEXTS MUST NOT OUTLIVE CHANGES OF THE REGISTRY. The contexts of rynIterateLibs(), rynIterateAttrs() and
+// rynIterateVekLibFiles() point into the registry: end them before rynAddCommand() or rynReleaseHandle(). The
+// other functions read the disk when the context is created: end their contexts before rynReleaseHandle().
 //
-// A rynXIterate...() function reads only the given sources. Names that are in several directories are returned
+// A rynXIterate...() function reads only the given sources. A name that is in several directories is returned
 // once. Cells, views and files have no order.
 //
-// Results of all functions that create a context (after a failure, the context is null): RYN_OK, also if there
-// are no items; RYN_INVALID_PARAMETER, reported, for a missing handle, a null library or context, and a null or
-// empty cell or view; RYN_LIBRARY_NOT_DEFINED; RYN_MEMORY_ERROR, reported.
+// Results of all functions that create a context (after a failure, the context is null): RYN_OK, also if there are
+// no items; RYN_INVALID_PARAMETER, reported, for a missing handle, a null library or context, and a null or empty
+// cell or view; RYN_LIBRARY_NOT_DEFINED; RYN_MEMORY_ERROR, reported.
 //
 // Further results of functions that read the disk:
 //
@@ -397,18 +408,18 @@ VEK_API int rynStatCacheCtl(int on);
 // RYN_NO_SUCH_CELL, RYN_NO_SUCH_VIEW: paths must exist, and no directory of the library contains the given cell
 // (for iterations over a cell) or view (for iterations over a view, also if the cell is missing).
 //
-// RYN_SYSTEM_ERROR: a directory cannot be opened. This is the result of rynIterateCells() and
-// rynIterateLibFiles() if a temporary directory of the library does not exist. WHILE PATHS NEED NOT EXIST, it is
-// also the result of the others if one of the library's directories does not contain the given cell or view; see
-// rynSetPathNoneExistWarnFlag().
+// RYN_SYSTEM_ERROR: a directory cannot be opened. rynIterateCells() and rynIterateLibFiles() return this if a
+// temporary directory of the library does not exist. WHILE PATHS NEED NOT EXIST, the other functions also return it if
+// one of the library's directories does not contain the given cell or view; see rynSetPathNoneExistWarnFlag().
 //
-// RYN_PERMISSION_DENIED: a directory cannot be opened with EACCES. If paths must exist, also
+// RYN_PERMISSION_DENIED: opening a directory fails with EACCES. If paths must exist, also
 // RYN_PERMISSION_DENIED_LIBRARY, RYN_PERMISSION_DENIED_CELL or RYN_PERMISSION_DENIED_VIEW.
 //
 // RYN_INVALID_PATH: a path has more than 4095 characters. RYN_INTERNAL_ERROR: a name in a directory has more than
 // 255 bytes. RYN_NOT_FOR_PACKED: the library is packed and packed libraries are not supported.
 
-/// Sources of the rynXIterate...() functions; 0 means both.
+/// Sources of the rynXIterate...() functions: the library's own directory and its temporary directories. 0 means
+/// both.
 enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 
 /// Creates an iteration over the libraries of the registry `handle`, in the order of their definition, and stores
@@ -433,18 +444,19 @@ VEK_API int rynIterateCellFiles(rynHandle handle, const char *library, const cha
                                 rynContext **context);
 
 /// Creates an iteration over the files of `view` of `cell` of `library` in the registry `handle` and stores it in
-/// `*context`, for rynNextFile(). A file is any name with another character than those of a view.
+/// `*context`, for rynNextFile(). A file is any name with a character that the name of a view cannot have.
 VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                 rynContext **context);
 
-/// Creates an iteration over everything below `view` of `cell` of `library` in the registry `handle` that is not
-/// a directory, at any depth, and stores it in `*context`, for rynNextFile(). The items are paths relative to the
+/// Creates an iteration over everything below `view` of `cell` of `library` in the registry `handle` that is not a
+/// directory, at any depth, and stores it in `*context`, for rynNextFile(). The items are paths relative to the
 /// view.
 ///
 /// Symbolic links to directories are followed. Cycles are not detected: they are followed until a path contains
-/// more links than the system resolves (40). Such a path is an item in the library's directory, and
-/// RYN_SYSTEM_ERROR in a temporary directory. In each source directory at most 1,000,000 links to
-/// directories are followed, and 64 more for each different link; more are RYN_SYSTEM_ERROR, without a report.
+/// more links than the system resolves (40). Such a path is returned as an item if it is in the library's
+/// directory; in a temporary directory it makes the creation fail with RYN_SYSTEM_ERROR. Because several cycles
+/// can give an exponential number of paths, in each source directory at most 1,000,000 links to directories are
+/// followed, and 64 more for each different link; more are RYN_SYSTEM_ERROR, without a report.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
 
@@ -456,27 +468,31 @@ VEK_API int rynIterateVekLibFiles(rynHandle handle, rynContext **context);
 /// it in `*context`, for rynNextAttr().
 VEK_API int rynIterateAttrs(rynHandle handle, const char *library, rynContext **context);
 
-/// rynIterateCells() of `handle` and `library` into `*context`, reading only the sources in `source`.
+/// Creates an iteration like rynIterateCells() for `handle` and `library`, but reads only the sources in `source`.
+/// Stores it in `*context`.
 VEK_API int rynXIterateCells(rynHandle handle, unsigned source, const char *library, rynContext **context);
 
-/// rynIterateViews() of `handle`, `library` and `cell` into `*context`, reading only the sources in `source`.
+/// Creates an iteration like rynIterateViews() for `handle`, `library` and `cell`, but reads only the sources in
+/// `source`. Stores it in `*context`.
 VEK_API int rynXIterateViews(rynHandle handle, unsigned source, const char *library, const char *cell,
                              rynContext **context);
 
-/// rynIterateLibFiles() of `handle` and `library` into `*context`, reading only the sources in `source`.
+/// Creates an iteration like rynIterateLibFiles() for `handle` and `library`, but reads only the sources in
+/// `source`. Stores it in `*context`.
 VEK_API int rynXIterateLibFiles(rynHandle handle, unsigned source, const char *library, rynContext **context);
 
-/// rynIterateCellFiles() of `handle`, `library` and `cell` into `*context`, reading only the sources in `source`.
+/// Creates an iteration like rynIterateCellFiles() for `handle`, `library` and `cell`, but reads only the sources
+/// in `source`. Stores it in `*context`.
 VEK_API int rynXIterateCellFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  rynContext **context);
 
-/// rynIterateViewFiles() of `handle`, `library`, `cell` and `view` into `*context`, reading only the sources in
-/// `source`.
+/// Creates an iteration like rynIterateViewFiles() for `handle`, `library`, `cell` and `view`, but reads only the
+/// sources in `source`. Stores it in `*context`.
 VEK_API int rynXIterateViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  const char *view, rynContext **context);
 
-/// rynIterateAllViewFiles() of `handle`, `library`, `cell` and `view` into `*context`, reading only the sources
-/// in `source`.
+/// Creates an iteration like rynIterateAllViewFiles() for `handle`, `library`, `cell` and `view`, but reads only
+/// the sources in `source`. Stores it in `*context`.
 VEK_API int rynXIterateAllViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                     const char *view, rynContext **context);
 
@@ -494,7 +510,8 @@ VEK_API int rynNextView(rynContext *context, const char **name);
 /// Stores the name or path of the next file of `context` in `*name`. The results are those of rynNextLib().
 VEK_API int rynNextFile(rynContext *context, const char **name);
 
-/// Stores the next attribute of `context` in `*name` and `*value`. The results are those of rynNextLib().
+/// Stores the name of the next attribute of `context` in `*name` and its value in `*value`. The results are those
+/// of rynNextLib().
 VEK_API int rynNextAttr(rynContext *context, const char **name, const char **value);
 
 /// Ends an iteration and frees `context`.
@@ -507,13 +524,13 @@ VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 // ---- specifiers and packed libraries
 
 /// Creates a specifier for the design object `library`, `cell`, `view`, `file`, see vekfs(3). The caller frees it
-/// with vekFSFreeSpec(). With a null `parent` and no name but the library's, it is a specifier for the library.
+/// with vekFSFreeSpec(). If only `library` is given, without `parent`, it is a specifier for the library.
 ///
-/// @param handle   the registry; null gives RYN_INVALID_PARAMETER, there is no default here
+/// @param handle   the registry; null does not mean the default handle, but returns RYN_INVALID_PARAMETER
 /// @param mode     a mode of rynGetPath()
 /// @param library  may be null if `parent` is given
-/// @param parent   null, or a specifier from this function, whose object the names extend. Documented: if no
-///                 names are given, `parent` itself is returned; free it once only
+/// @param parent   null, or a specifier from this function; the names then extend its object. Documented: if no
+///                 names are given, `parent` itself is returned; free it only once
 /// @param flags    RYN_SPEC_NATIVE or RYN_SPEC_STDIO
 /// @param spec     receives the specifier; null after a failure
 /// @return RYN_OK; RYN_INVALID_PARAMETER without a report; RYN_MEMORY_ERROR; or a result of rynGetPath()
@@ -530,9 +547,10 @@ enum {
 /// @return 1 if `spec` is a directory or a symbolic link to one, otherwise 0
 VEK_API int rynIsSpecDir(vekFSSpec *spec);
 
-/// Renames the archive of the packed `library` in the registry `handle` to its name with "%" appended. Afterwards
-/// the library is read from its directory.
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED if it is not defined or not packed; RYN_SYSTEM_ERROR
+/// Appends "%" to the name of the archive of the packed `library` in the registry `handle`. Afterwards the library
+/// is read from its directory.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED if it is not defined or not packed; RYN_SYSTEM_ERROR if the archive cannot
+///         be renamed
 VEK_API int rynInvalidatePackedLib(rynHandle handle, const char *library);
 
 VEK_END_DECLS
