@@ -1,7 +1,8 @@
 #ifndef RYNI_ACCESS_H
 #define RYNI_ACCESS_H
 
-/// Access checks of libraries and design objects, and the directories that a write creates.
+/// Tests whether a library or design object can be read, written or replaced. The test for writing creates missing cell
+/// and view directories.
 
 #include "common/text/fixed_text.h"
 #include "libdef/paths/ryni_object_names.h"
@@ -9,15 +10,17 @@
 
 VEK_BEGIN_DECLS
 
-/// ryn::makeDirectory() with a number for the level.
+/// Creates a directory like ryn::makeDirectory(), but receives the level as a number.
 ///
-/// @param level  0 library, 1 cell, 2 view. Documented: for any other level a denied permission gives RYN_OK
+/// @param level  0 library, 1 cell, 2 view. Documented: for any other level, the result is RYN_OK even if write access
+///               to the directory is denied
 int ryniMkdir(const rynRegistry *registry, const char *path, int level);
 
-/// ryn::accessPath() with C arguments.
+/// Forms and tests the path of a design object like ryn::accessPath(), with C arguments.
 ///
-/// @param resultPath        null, or VEK_PATH_SIZE bytes; unchanged after a failure
-/// @param accessKind        0 read, 1 write, 6 replace; any other one is RYN_INTERNAL_ERROR, reported
+/// @param resultPath        receives the path in VEK_PATH_SIZE bytes; unchanged after a failure; may be null
+/// @param accessKind        0 read, 1 write, 6 replace, the values of ryn::AccessKind; for any other number, reports
+///                          and returns RYN_INTERNAL_ERROR
 int ryni_access_path(const rynRegistry *registry, char *resultPath, int accessKind,
                      const char *libraryDirectory, const char *cell, const char *view, const char *file);
 
@@ -28,22 +31,25 @@ namespace ryn {
 /// What an access check is for.
 enum class AccessKind {
     Read = 0,
-    Write = 1,  ///< creates missing cell and view directories
-    Replace = 6 ///< the object exists and can be replaced by another one
+    Write = 1,  ///< the object can be written; creates missing cell and view directories
+    Replace = 6 ///< the object exists, and the directory that contains it can be written
 };
 
-/// What a directory holds.
+/// What a directory is: that of a library, cell or view.
 enum class DirectoryLevel { Library = 0, Cell = 1, View = 2 };
 
-/// Creates a directory if it does not exist, sets the registry's permissions, if it has any, and tests write access.
-/// @return RYN_OK, RYN_PERMISSION_DENIED_LIBRARY, ..._CELL or ..._VIEW by the level, or RYN_SYSTEM_ERROR
+/// Creates a directory if it does not exist, and tests whether it can be written. If the registry has a umask
+/// (RYN_FLAG_UMASK_SET), sets the permissions of the directory by that, also if the directory existed.
+/// @return RYN_OK; RYN_PERMISSION_DENIED_LIBRARY, ..._CELL or ..._VIEW for the level, if write access is denied;
+///         otherwise RYN_SYSTEM_ERROR
 int makeDirectory(const rynRegistry *registry, const char *path, DirectoryLevel level);
 
-/// Forms the path of a design object and checks whether the access is possible.
+/// Forms the path of a design object and tests whether the access is possible.
 ///
-/// @param libraryDirectory  null is RYN_INTERNAL_ERROR, reported
-/// @param path              receives the path, also after a failed check
-/// @return RYN_OK, a code of makeObjectPath(), or the code for the object, or the level above it, that failed
+/// @param libraryDirectory  if null, reports and returns RYN_INTERNAL_ERROR
+/// @param path              receives the path, also if the test fails
+/// @return RYN_OK; the error of makeObjectPath(); or the error of the outermost level (library, cell, view, file) for
+///         which the test fails
 int accessPath(const rynRegistry *registry, AccessKind kind, const char *libraryDirectory,
                const ObjectNames &names, vek::PathText &path);
 

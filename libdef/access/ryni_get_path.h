@@ -7,10 +7,11 @@
 
 namespace ryn {
 
-/// rynGetPath() of a library that has been looked up already.
+/// Finds the path of a design object like rynGetPath(), for the record of a library instead of its name.
 ///
-/// @param mode  RYN_PATH_...
+/// @param mode  a RYN_PATH_... value
 /// @param path  receives the path; empty after a failure
+/// @return as for rynGetPath()
 int findPath(const rynRegistry *registry, const rynLibrary &library, unsigned mode, const ObjectNames &names,
              vek::PathText &path);
 

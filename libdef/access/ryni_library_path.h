@@ -1,20 +1,24 @@
 #ifndef RYNI_LIBRARY_PATH_H
 #define RYNI_LIBRARY_PATH_H
 
-/// Paths of library directories, which must exist and be accessible.
+/// Generates and tests the paths of library directories. Such a directory must exist and pass an access test.
 
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Tests whether `path` is a directory that passes ryni_access_path() with the access kind `mode`.
-/// @return RYN_OK, RYN_INVALID_PATH if it is not a directory, or a code of ryni_access_path()
+/// Tests whether `path` is a directory, and tests the access to it with ryni_access_path().
+/// @param mode  the access kind: 0 read, 1 write, 6 replace
+/// @return RYN_OK, RYN_INVALID_PATH if it is not a directory, or the error of ryni_access_path()
 int ryniIsGoodLibPath(rynRegistry *registry, const char *path, int mode);
 
-/// ryn::makeLibraryPath() with C buffers of VEK_PATH_SIZE bytes. Each is written only if its path could be formed.
+/// Generates and tests the paths of a library directory like ryn::makeLibraryPath(), and stores the results in C
+/// buffers of VEK_PATH_SIZE bytes.
 ///
-/// @param errorOut  written after a failure; may be null
+/// @param fullOut   receives the full path if it could be generated, otherwise unchanged; may be null
+/// @param nslOut    receives the nsl path if it could be generated, otherwise unchanged; may be null
+/// @param errorOut  receives the text to report after a failure; may be null
 int ryniMkGoodLibPath(rynRegistry *registry, const char *text, const char *baseDirectory, char *fullOut,
                       char *nslOut, char *errorOut);
 
@@ -22,13 +26,14 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Generates the full and the nsl path of a directory, and tests it for reading.
+/// Generates the full path and the nsl path of a directory, and tests whether the directory exists and can be read.
 ///
-/// @param text  must not lie in `full`, `nsl` or `error`
-/// @param full  receives the full path, also if a later step fails
-/// @param nsl   receives the nsl path, also if the test fails
-/// @param error receives the text to report after a failure
-/// @return RYN_OK or the code of the step that failed
+/// @param text           the path as given; must not lie in `full`, `nsl` or `error`
+/// @param baseDirectory  directory of relative paths
+/// @param full           receives the full path, also if a later step fails
+/// @param nsl            receives the nsl path, also if the test fails
+/// @param error          receives the text to report after a failure
+/// @return RYN_OK, or the error of generateFullPath(), generateNslPath() or ryniIsGoodLibPath()
 int makeLibraryPath(rynRegistry *registry, const char *text, const char *baseDirectory, vek::PathText &full,
                     vek::PathText &nsl, vek::PathText &error);
 

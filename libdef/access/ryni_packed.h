@@ -10,7 +10,9 @@
 
 VEK_BEGIN_DECLS
 
-/// @param handle  null means the default registry
+/// Tests whether a library has an archive.
+/// @param handle   the registry; null for the default registry
+/// @param library  the name of the library
 /// @return 1 if the library is defined and has an archive, otherwise 0
 int ryniZipExists(rynHandle handle, const char *library);
 
@@ -18,26 +20,31 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// @return true if the library is read from its archive: it has one, and the registry has RYN_FLAG_PACKED_LIBRARIES
+/// @return true if `library` has an archive and the registry's flag RYN_FLAG_PACKED_LIBRARIES is set: specifiers of its
+///         objects then refer to the archive
 [[nodiscard]] bool isPacked(const rynRegistry &registry, const rynLibrary &library);
 
-/// Forms the path of a design object inside its library's archive.
+/// Forms the path of a design object inside the archive of its library. It begins with the last component of the
+/// library directory, followed by the names.
 ///
 /// @param path    receives the path; empty if it does not fit
-/// @param needed  null, or receives the size of the path in bytes, including the NUL
+/// @param needed  receives the size of the path in bytes, including the NUL; may be null
 /// @return RYN_OK or RYN_BUFFER_TOO_SMALL
 int makePathInArchive(const rynLibrary &library, const ObjectNames &names, vek::PathText &path,
                       std::size_t *needed = nullptr);
 
-/// Opens the archive if it is not open. A library whose archive cannot be opened is not packed any more.
+/// Opens the archive of `library` if it is not open. If that fails, removes the archive from the record of the library,
+/// which is then not packed any more.
 /// @return the archive, owned by the library; null after a failure
 vekZip *openArchive(rynLibrary &library);
 
-/// Makes the specifier of an object in an open archive. @return RYN_OK, RYN_BUFFER_TOO_SMALL or RYN_MEMORY_ERROR
+/// Creates a specifier for an object in the archive of `library`, which must be open.
+/// @return RYN_OK, RYN_BUFFER_TOO_SMALL or RYN_MEMORY_ERROR
 int makeSpecInArchive(const rynLibrary &library, const ObjectNames &names, vek::OwnedSpec &spec);
 
-/// makeSpecInArchive() for an object that must exist if the path-existence setting is on.
-/// @return also the code for the object, or the level above it, that does not exist
+/// Creates a specifier like makeSpecInArchive(). If the path-existence setting is on, tests that the object exists.
+/// @return a result of makeSpecInArchive(), or the error of the outermost level (library, cell, view, file) that does
+///         not exist or cannot be examined
 int findSpecInArchive(const rynRegistry *registry, const rynLibrary &library, const ObjectNames &names,
                       vek::OwnedSpec &spec);
 

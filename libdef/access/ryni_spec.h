@@ -1,7 +1,7 @@
 #ifndef RYNI_SPEC_H
 #define RYNI_SPEC_H
 
-/// File-system specifiers of design objects.
+/// Creates file-system specifiers (vekFSSpec) for design objects.
 
 #include "fs/owned_spec.h"
 #include "libdef/paths/ryni_object_names.h"
@@ -9,8 +9,9 @@
 
 VEK_BEGIN_DECLS
 
-/// rynGetSpec() without a search: the path is that of the library's own directory or archive, and is not tested.
-/// @param handle  null is RYN_INVALID_PARAMETER
+/// Creates a specifier like rynGetSpec(), but always in the library's own directory or archive, and without testing
+/// whether the object exists.
+/// @param handle  if null, the result is RYN_INVALID_PARAMETER
 int ryni_mkspec(rynHandle handle, const char *library, const char *cell, const char *view, const char *file,
                 vekFSSpec *parent, vekFSSpec **spec);
 
@@ -18,16 +19,19 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// How a specifier opens files outside archives.
+/// How a specifier opens files that are not in an archive: with system calls, or as stdio streams.
 enum class SpecKind { Native, Stdio };
 
-/// ryni_mkspec() of a library that has been looked up already. The specifier is not wrapped: it is the one that a
-/// "rynFS" specifier would forward to.
+/// Creates a specifier for an object of `library`, in the library's own directory or archive. Does not test whether the
+/// object exists. The specifier is a native or archive specifier, not a "rynFS" specifier, which would forward to it.
+/// @return RYN_OK or an error code
 int makeSpec(const rynRegistry *registry, rynLibrary &library, const ObjectNames &names,
              vek::OwnedSpec &spec);
 
-/// rynGetSpec() of a library that has been looked up already, also not wrapped.
-/// @param mode  RYN_PATH_...
+/// Finds an object of `library` like rynGetSpec() and creates a specifier for it: a native, stdio or archive specifier,
+/// not a "rynFS" specifier.
+/// @param mode  a RYN_PATH_... value
+/// @return RYN_OK or an error code
 int findSpec(const rynRegistry *registry, rynLibrary &library, unsigned mode, const ObjectNames &names,
              SpecKind kind, vek::OwnedSpec &spec);
 

@@ -1,53 +1,63 @@
 #ifndef RYNI_TMP_H
 #define RYNI_TMP_H
 
-/// Implicit temporary directories and the global temporary root.
+/// Temporary directories that apply to all libraries: the implicit temporary directory (rynSetImplicitTmp()) and the
+/// global temporary root (ASSIGN AllLibs TmpRootDir). Each has one subdirectory for each library.
 
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Sets the implicit temporary paths of `library`, if the registry has an implicit temporary directory.
+/// Sets the implicit temporary paths of `library` to DIRECTORY/NAME. Does nothing if the registry has no implicit
+/// temporary directory.
 ///
-/// @param fullRoot, nslRoot  the full and the nsl path of that directory; null: both are generated
-/// @param errorOut           null, or VEK_PATH_SIZE bytes that receive the text to report after a failure
+/// @param fullRoot, nslRoot  the full path and the nsl path of the implicit temporary directory; if one of them is
+///                  null, both are generated
+/// @param errorOut           receives the text to report after a failure in VEK_PATH_SIZE bytes; may be null
+/// @return RYN_OK or an error code, not reported
 int ryniUpdateImplicit(rynRegistry *registry, rynLibrary *library, const char *fullRoot, const char *nslRoot,
                        char *errorOut);
 
-/// Removes the implicit temporary directory.
+/// Removes the implicit temporary directory from the registry and from each library.
 void sUnsetImplicitTmp(rynRegistry *registry);
 
-/// Applies the newest global temporary root, if there is one, to every library without a temporary directory of its
-/// own. The directory of each library is created, also if that was done before.
+/// Applies the newest global temporary root, if there is one: sets the temporary directory of each library to ROOT/NAME
+/// and creates it, even if it was created before. Libraries with an explicit temporary directory (ASSIGN library TMP)
+/// are not changed.
 ///
-/// @param directory  directory of a relative root
-/// @return RYN_OK, or the result of the warning handler
+/// @param directory  the directory that a relative root starts from
+/// @return RYN_OK, or after a failure the result of the warning handler
 int sAddGlobalTmppath(rynRegistry *registry, const char *directory);
 
 VEK_END_DECLS
 
 namespace ryn {
 
-/// What one creation of a registry has done with its global temporary root. The root is applied at the end of each file;
-/// with this object, only libraries that are new or changed since the last time cost time.
+/// Progress of applying the global temporary root while one registry is created. The root is applied at the end of each
+/// file. With this record, applyGlobalRoot() processes only libraries that are new or changed since the last file, so
+/// that the creation takes linear time.
 struct RootProgress {
-    vek::PathText full; ///< the newest root
-    vek::PathText nsl;
-    uint32_t number = 0;       ///< of the newest root; 0 before the first
-    bool wasCompleted = false; ///< whether the newest root was ever applied to all libraries
-    uint64_t appliedRank = 0;  ///< it was applied to the libraries up to this rank
-    uint64_t tmpChanges = 0;   ///< rynRegistry::tmpChanges at that time
+    vek::PathText full;        ///< full path of the newest root
+    vek::PathText nsl;         ///< nsl path of the newest root
+    uint32_t number = 0;       ///< number of different roots until now; identifies the newest root
+    bool wasCompleted = false; ///< whether the newest root was applied to all libraries at least once
+    uint64_t appliedRank = 0;  ///< highest rank of the libraries to which the newest root was applied
+    uint64_t tmpChanges = 0;   ///< rynRegistry::tmpChanges when the root was last applied to all libraries
 };
 
-/// sAddGlobalTmppath() for the end of a file.
+/// Applies the newest global temporary root like sAddGlobalTmppath(), for the end of a file.
 ///
-/// @param progress  null, or the progress of a creation: a library is then passed over if this creation has created its
-///                  directory under the same root. A directory that was removed meanwhile is not created again
+/// @param directory  the directory that a relative root starts from
+/// @param progress   the progress of the creation of the registry. Libraries whose directory this creation has already
+///                   created under the same root are skipped, so a directory that was removed since then is not created
+///                   again. If null, all libraries are processed
+/// @return RYN_OK, or after a failure the result of the warning handler
 int applyGlobalRoot(rynRegistry &registry, const char *directory, RootProgress *progress);
 
-/// Stores the location of the last statement that sets the global temporary root. Diagnostics of the root, in any
-/// registry of the process, are reported there. @param file  is copied
+/// Stores the location of the last statement that sets the global temporary root. Warnings about the root name this
+/// location. It is process-wide: it can be a statement of another registry.
+/// @param file  is copied
 void setGlobalTmpLocation(const char *file, int line);
 
 } // namespace ryn
