@@ -1,5 +1,6 @@
-// Access checks. A check that fails is repeated for the level above (file, view, cell, library), so that the code
-// returned is that of the outermost level that fails. Write creates cell and view directories on the way back.
+// Access tests. If the test of an object fails, the level above it is tested in the same way (file, view, cell,
+// library), so that the result is the error of the outermost level that fails. The test for writing is recursive, and
+// creates missing cell and view directories from the outermost level inward.
 
 #include "libdef/access/ryni_access.h"
 
@@ -25,18 +26,19 @@ using ryn::DirectoryLevel;
 using ryn::isGiven;
 using ryn::ObjectNames;
 
-constexpr const char *kContext = "ryni_access_path()"; ///< of internal errors
+constexpr const char *kContext = "ryni_access_path()"; ///< function name in reports of internal errors
 
-/// One access to a design object.
+/// The arguments of one access test.
 struct Request {
     const rynRegistry *registry;
     AccessKind kind;
     const char *libraryDirectory;
     ObjectNames names;
-    const char *path; ///< of the object
+    const char *path; ///< the path of the object
 };
 
-/// @return RYN_OK also for a library, which has no level above it
+/// Tests the access to the object one level above. @return its result; RYN_OK for a library, which has no level above
+/// it
 int accessLevelAbove(const Request &request) {
     if (!request.names.hasLevelAbove()) {
         return RYN_OK;
@@ -75,14 +77,15 @@ int checkWrite(const Request &request) {
             isGiven(request.names.view) ? DirectoryLevel::View : DirectoryLevel::Cell;
         return ryn::makeDirectory(request.registry, request.path, level);
     }
-    // The cached failure may be older than the directory of the file. A missing file can be created.
+    // Test again: the cached failure may be older than the directory of the file, which may have just been created.
+    // ENOENT is a success, because a missing file can be created.
     ryn::statCache.remove(request.path);
     error = ryn::testAccess(request.registry, request.path, W_OK);
     return error == 0 || error == ENOENT ? RYN_OK : request.names.codeOf(error);
 }
 
-/// The code for a directory in which an object cannot be replaced.
-/// Documented: the last name given decides, also for a file directly in a cell or library.
+/// Returns the error for an object whose containing directory cannot be written. Documented: the code depends only on
+/// the last name given. For a file it is RYN_PERMISSION_DENIED_VIEW, even if the file is directly in a cell or library.
 int codeOfDirectoryAbove(const ObjectNames &names, int error) {
     if (error != EACCES) {
         return RYN_SYSTEM_ERROR;
@@ -139,8 +142,9 @@ bool isAccessKind(int number) {
     return false;
 }
 
-/// Creates a directory and sets its permissions. The results of mkdir() and chmod() are ignored: the directory may
-/// exist and belong to another user. Only write access counts. @return 0, or why it cannot be written to
+/// Creates a directory and sets its permissions. The results of mkdir() and chmod() are ignored, because the directory
+/// may already exist and belong to another user.
+/// @return 0 if the directory can be written, otherwise an errno value
 int createDirectory(const rynRegistry *registry, const char *path) {
     static_cast<void>(mkdir(path, 0777));
     if (registry != nullptr && (registry->flags & RYN_FLAG_UMASK_SET) != 0) {
@@ -152,7 +156,7 @@ int createDirectory(const rynRegistry *registry, const char *path) {
     return ryn::testAccess(registry, path, W_OK);
 }
 
-/// The code of a denied permission, indexed by level.
+/// The error code for a denied permission, indexed by DirectoryLevel.
 constexpr std::array<int, 3> kDeniedAtLevel = {RYN_PERMISSION_DENIED_LIBRARY, RYN_PERMISSION_DENIED_CELL,
                                                RYN_PERMISSION_DENIED_VIEW};
 

@@ -11,16 +11,17 @@ namespace {
 using ryn::AccessKind;
 using ryn::ObjectNames;
 
-/// Whether a failure in the explicit temporary directory ends the search.
+/// Whether a failure in the explicit temporary directory ends the search. EndsUnlessMissing: it does, unless the cell,
+/// view or file does not exist there.
 enum class ExplicitFailure { Continues, EndsUnlessMissing, Ends };
 
-/// One mode of rynGetPath().
+/// The properties of one mode of rynGetPath().
 struct PathMode {
     AccessKind kind;
-    bool usesTemporary;    ///< tries the implicit and the explicit temporary directory
-    bool usesLibrary;      ///< then tries the library's own directory
-    bool firstOnly;        ///< only the first of them that the library has
-    bool allowedForPacked; ///< also for packed libraries
+    bool usesTemporary;    ///< tries the implicit, then the explicit temporary directory
+    bool usesLibrary;      ///< tries the library's own directory last
+    bool firstOnly;        ///< tries only the first of these directories that the library has
+    bool allowedForPacked; ///< can be used for packed libraries
     ExplicitFailure explicitFailure;
 };
 
@@ -43,14 +44,14 @@ constexpr PathMode kReplace = {.kind = AccessKind::Replace,
                                .allowedForPacked = false,
                                .explicitFailure = ExplicitFailure::Ends};
 
-/// @return the mode for the temporary directories alone
+/// @return a copy of `mode` that tries only the temporary directories
 constexpr PathMode inTemporary(PathMode mode) {
     mode.usesLibrary = false;
     mode.allowedForPacked = true;
     return mode;
 }
 
-/// @return the mode for the library's own directory alone
+/// @return a copy of `mode` that tries only the library's own directory
 constexpr PathMode inLibrary(PathMode mode) {
     mode.usesTemporary = false;
     return mode;
@@ -61,7 +62,7 @@ constexpr PathMode withExplicitFailure(PathMode mode, ExplicitFailure explicitFa
     return mode;
 }
 
-/// Indexed by mode.
+/// The properties of each mode, indexed by RYN_PATH_... value.
 constexpr std::array<PathMode, RYN_PATH_REPLACE_LIBRARY + 1> kModes = {
     /* RYN_PATH_READ */ kRead,
     /* RYN_PATH_WRITE */ kWrite,
@@ -86,7 +87,7 @@ bool endsSearch(ExplicitFailure explicitFailure, int status) {
 
 int search(const rynRegistry &registry, const rynLibrary &library, const PathMode &mode,
            const ObjectNames &names, vek::PathText &path) {
-    int status = RYN_NO_SUCH_DIRECTORY; // if there is no directory to try
+    int status = RYN_NO_SUCH_DIRECTORY; // the result if there is no directory to try
     const auto tryDirectory = [&](const char *directory) {
         status = ryn::accessPath(&registry, mode.kind, directory, names, path);
         return status == RYN_OK;

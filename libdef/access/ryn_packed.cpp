@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Makes the library one that is not packed.
+/// Removes the archive from the record of the library, which is then not packed any more. Does not close the archive.
 void forgetArchive(rynLibrary &library) {
     std::free(library.packedFile);
     library.packedFile = nullptr;

@@ -24,7 +24,7 @@ constexpr unsigned kCheckFlags =
 struct Check {
     unsigned flag;
     int accessMode;
-    mode_t ownerBit; ///< what the stored mode of a packed object must have
+    mode_t ownerBit; ///< mode bit that an object in an archive must have; 0 for none
 };
 
 constexpr std::array<Check, 4> kChecks = {{
@@ -34,7 +34,7 @@ constexpr std::array<Check, 4> kChecks = {{
     {.flag = RYN_QUERY_EXECUTABLE, .accessMode = X_OK, .ownerBit = S_IXUSR},
 }};
 
-/// One query of a design object.
+/// One call of rynQuery(): looks for a design object in the directories of its library and tests the access to it.
 class Query {
   public:
     Query(rynRegistry *registry, rynLibrary &library, unsigned flags, const ObjectNames &names)
@@ -58,8 +58,9 @@ class Query {
     }
 
   private:
-    /// @return true if the query ends with status_: the object exists in `directory`, or its path cannot be formed.
-    ///         Otherwise status_ is the code for error_, the errno value of stat()
+    /// Looks for the object in `directory`. Stores the result in status_, and the errno value of stat() in error_.
+    /// @return true if this result is final: the object exists there, or its path cannot be formed; false if stat()
+    ///         failed
     bool lookIn(const char *directory) {
         vek::PathText path;
         status_ = ryn::makeObjectPath(directory, names_, path);
@@ -86,7 +87,7 @@ class Query {
         return RYN_OK;
     }
 
-    /// @return true if the query ends with status_
+    /// Looks for the object in the temporary directories. @return true if the result, stored in status_, is final
     bool lookInTemporary() {
         const bool implicitOnly = (registry_->implicitTmpFlags & RYN_IMPLICIT_ONLY) != 0;
         const bool hasImplicit = registry_->implicitTmpFlags != 0 && library_.implicitTmp != nullptr;

@@ -9,25 +9,27 @@
 
 namespace {
 
-/// A directory that a library may have.
+/// A kind of directory that a library may have, and the modes of rynGetPath() that return its path.
 struct DirectoryKind {
-    unsigned temporary; ///< one of these kinds of temporary directories; 0 for the library's own
-    unsigned readMode;  ///< the mode of rynGetPath() that gives it to be searched
-    unsigned writeMode; ///< and to be written
+    unsigned temporary; ///< RYN_TMP_... flags, one of which must apply; 0 for the library's own directory
+    unsigned readMode;  ///< the mode for a search of existing files
+    unsigned writeMode; ///< the mode for a search of a writable directory
 };
 
-/// In the order of the search. An implicit temporary directory is asked for as one to be written in either
-/// case, and the first kind gives it, too, when the library has both: it is searched twice then, on purpose.
+/// The kinds of directories, in the order of the search. The path of the implicit temporary directory is that of
+/// RYN_PATH_WRITE, also for reading. If a library has an implicit and another temporary directory, the modes of the
+/// first row return the implicit one, too. It is then searched twice, which is intended.
 constexpr std::array<DirectoryKind, 3> kDirectoryKinds = {{
     {RYN_TMP_EXPLICIT | RYN_TMP_GLOBAL, RYN_PATH_READ_TMP, RYN_PATH_WRITE_TMP},
     {RYN_TMP_IMPLICIT, RYN_PATH_WRITE, RYN_PATH_WRITE},
     {0, RYN_PATH_READ_LIBRARY, RYN_PATH_WRITE_LIBRARY},
 }};
 
-/// The directories of a library, as a null-terminated array.
+/// The existing directories of a library, as a null-terminated array of paths.
 class LibraryDirectories {
   public:
-    /// @param mode  the mode of each kind that counts
+    /// @param library  the name of the library; if it is null, not defined or does not exist, the array is empty
+    /// @param mode     DirectoryKind::readMode or DirectoryKind::writeMode
     LibraryDirectories(rynHandle handle, const char *library, unsigned DirectoryKind::*mode) {
         if (library == nullptr ||
             rynQuery(handle, RYN_QUERY_EXISTS, library, nullptr, nullptr, nullptr) != RYN_OK) {
@@ -55,7 +57,7 @@ class LibraryDirectories {
 
     using Path = std::array<char, VEK_PATH_SIZE>;
 
-    std::array<Path, kDirectoryKinds.size()> paths_; // each filled before it is listed
+    std::array<Path, kDirectoryKinds.size()> paths_; // not initialized: list_ has only paths that were stored
     std::array<char *, kDirectoryKinds.size() + 1> list_ = {};
     std::size_t count_ = 0;
 };
@@ -65,18 +67,18 @@ struct ReleaseSearchList {
 };
 using OwnedSearchList = std::unique_ptr<char *, ReleaseSearchList>;
 
-/// @return a search list; null when there is none
+/// Opens the default search list. @return null if that fails
 OwnedSearchList openSearchList() {
     char **list = nullptr;
     return OwnedSearchList(puxInitialize(&list) == PUX_OK ? list : nullptr);
 }
 
-/// A null-terminated array of one directory, or of none, for calls that only read it.
+/// A null-terminated array of one directory or none, as an argument of functions that do not modify the string.
 class OneDirectory {
   public:
     explicit OneDirectory(const char *directory) : list_{const_cast<char *>(directory), nullptr} {}
 
-    /// @return the array; null without a directory
+    /// @return the array; null if there is no directory
     [[nodiscard]] char **list() { return list_[0] == nullptr ? nullptr : list_.data(); }
 
   private:
@@ -96,7 +98,7 @@ constexpr std::array<Translation, 5> kTranslations = {{
     {PUX_PERMISSION_DENIED, RYN_PERMISSION_DENIED_FILE},
 }};
 
-/// @return this layer's code for one of a search
+/// @return the RYN_ code for the PUX_ code `searched`
 int translated(int searched) {
     for (const Translation &translation : kTranslations) {
         if (translation.searched == searched) {
@@ -141,7 +143,7 @@ int rynFullSearchList(rynHandle handle, const char *name, char **directories, co
     LibraryDirectories libraries(handle, library, &DirectoryKind::readMode);
     std::array<char, VEK_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
     vek::StrlistBuilder found;
-    // A search for each directory of the library: without one, the caller's are not searched either.
+    // One search for each directory of the library. If the library has none, `directories` are not searched either.
     for (char **directory = libraries.list(); *directory != nullptr; ++directory) {
         OneDirectory libraryDirectory(*directory);
         const int searched = puxSearchEx(searchList.get(), name, directories, libraryDirectory.list(),

@@ -1,5 +1,6 @@
-// Specifiers of design objects. The public functions return a "rynFS" specifier: it holds the names of the object, from
-// which further specifiers are derived, and forwards every operation to an inner native, stdio or archive specifier.
+// Specifiers for design objects. The public functions return a "rynFS" specifier. It stores the names of the object, so
+// that it can be the parent of further specifiers. It forwards every operation to an inner specifier, which is a
+// native, stdio or archive specifier.
 
 #include "libdef/access/ryni_spec.h"
 
@@ -21,7 +22,7 @@ using ryn::SpecKind;
 
 // ---- the implementation table
 
-/// What a "rynFS" specifier holds instead of a path.
+/// The data of a "rynFS" specifier. The `path` field of its vekFSSpec points to it.
 struct Extension {
     rynRegistry *handle;
     vekFSSpec *inner;
@@ -76,7 +77,8 @@ int opendirInner(vekFSSpec *spec, vekFSDir **directory) {
     return vekFS_opendir(innerOf(spec), directory);
 }
 
-/// Documented: the other operations are not supported. Files, directories and stat records hold the inner specifier.
+/// Documented: only these operations are supported. Other operations need an open file or directory or a stat record,
+/// and these already refer to the inner specifier.
 constexpr vekFSIODef makeTable() {
     vekFSIODef table = {};
     table.name = "rynFS";
@@ -96,7 +98,7 @@ bool copyName(const char *name, char *&copy) {
     return copy != nullptr || name == nullptr;
 }
 
-/// Makes a "rynFS" specifier that owns `inner`. @return RYN_OK or RYN_MEMORY_ERROR
+/// Creates a "rynFS" specifier for `object` that owns the specifier `inner`. @return RYN_OK or RYN_MEMORY_ERROR
 int wrap(rynRegistry *registry, const NamedObject &object, vek::OwnedSpec inner, vekFSSpec **spec) {
     OwnedExtension extension(static_cast<Extension *>(std::calloc(1, sizeof(Extension))));
     vek::Owned<vekFSSpec> wrapper(static_cast<vekFSSpec *>(std::calloc(1, sizeof(vekFSSpec))));
@@ -115,10 +117,11 @@ int wrap(rynRegistry *registry, const NamedObject &object, vek::OwnedSpec inner,
 
 // ---- names
 
-/// What the given names and a parent address.
+/// Result of combine(): a new object, the parent specifier itself, or an invalid combination of arguments.
 enum class Combined { Object, ParentItself, Invalid };
 
-/// @param object  the given names, where null differs from empty; receives the names of the object
+/// Combines the names that the caller gave with those of the specifier `parent`, which may be null.
+/// @param object  the names given; an empty name is given, a null name is not. Receives the names of the object
 Combined combine(const vekFSSpec *parent, NamedObject &object) {
     if (parent == nullptr) {
         return Combined::Object;
@@ -146,8 +149,9 @@ Combined combine(const vekFSSpec *parent, NamedObject &object) {
     return Combined::Object;
 }
 
-/// Makes the "rynFS" specifier of an object.
-/// @param find  called with the library's record, the names, and an OwnedSpec that receives the inner specifier
+/// Creates a "rynFS" specifier for an object.
+/// @param find  called with the record of the library, the names of the object, and an OwnedSpec that receives the
+///              inner specifier; returns a RYN_ code
 template <typename Find>
 int makeWrapped(rynRegistry *registry, NamedObject object, vekFSSpec *parent, vekFSSpec **spec, Find find) {
     if (spec == nullptr) {
@@ -175,7 +179,7 @@ int makeWrapped(rynRegistry *registry, NamedObject object, vekFSSpec *parent, ve
     return status == RYN_OK ? wrap(registry, object, std::move(inner), spec) : status;
 }
 
-/// Makes a specifier of a path outside archives.
+/// Creates a native or stdio specifier for a path in the file system. @return RYN_OK or RYN_MEMORY_ERROR
 int makePathSpec(const char *path, SpecKind kind, vek::OwnedSpec &spec) {
     vekFSSpec *made = nullptr;
     const int status =
@@ -192,7 +196,7 @@ int ryn::makeSpec(const rynRegistry *registry, rynLibrary &library, const Object
     if (isPacked(*registry, library)) {
         const int status = makePathInArchive(library, names, path);
         if (status != RYN_OK) {
-            return status; // before the archive is opened
+            return status; // do not open the archive: that may change the library
         }
         return openArchive(library) == nullptr ? RYN_SYSTEM_ERROR : makeSpecInArchive(library, names, spec);
     }

@@ -12,7 +12,7 @@
 
 #include <cstdlib>
 
-/// Location of the last statement that sets the global temporary root.
+/// The location that setGlobalTmpLocation() stored last; process-wide.
 static struct {
     char file[VEK_PATH_SIZE];
     int line;
@@ -20,16 +20,16 @@ static struct {
 
 namespace {
 
-/// A directory that holds one directory for each library.
+/// The paths of a root: a directory that contains one subdirectory for each library.
 struct Root {
     vek::PathText full;
     vek::PathText nsl;
 };
 
-/// The directory of one library under a root. Root and name have at most 4095 characters each, so it always fits.
+/// A path ROOT/NAME. The root and the name of the library have at most 4095 characters each, so the path always fits.
 using LibraryPath = vek::FixedText<std::size_t{2} * VEK_PATH_SIZE>;
 
-/// Documented: the root "/" gives "//NAME".
+/// Returns the directory of the library `name` under `root`. Documented: it is "//NAME" for the root "/".
 LibraryPath pathUnder(const char *root, const char *name) {
     LibraryPath path;
     for (const char *piece : {root, "/", name}) {
@@ -38,6 +38,7 @@ LibraryPath pathUnder(const char *root, const char *name) {
     return path;
 }
 
+/// Generates the paths of a root from its text, and tests that the directory exists and can be read.
 /// @param error  receives the text to report after a failure
 int makeRoot(rynRegistry *registry, const char *text, const char *baseDirectory, Root &root,
              vek::PathText &error) {
@@ -61,7 +62,8 @@ int setImplicitPaths(rynLibrary &library, const char *fullRoot, const char *nslR
     return status != RYN_OK ? status : setPath(&library.implicitTmpNsl, nslRoot, library.name, error);
 }
 
-/// Sets the implicit temporary directory of the registry and of each library.
+/// Sets the implicit temporary directory of the registry to `directory` and that of each library to DIRECTORY/NAME.
+/// @param error  receives the text to report after a failure
 int applyImplicit(rynRegistry *registry, const char *directory, vek::PathText &error) {
     Root root;
     int status = makeRoot(registry, directory, registry->currentDirectory, root, error);
@@ -93,8 +95,8 @@ bool isFromGlobalRoot(const rynLibrary &library) {
     return (library.flags & ryn::kTmpFromGlobal) != 0;
 }
 
-/// @return the first library whose temporary directory does not come from the root and whose directory under the root
-///         is used already; null if there is none
+/// Searches for a conflict: a library to which no global root was applied, and whose directory under `root` is already
+/// used as a directory of a library. @return the first such library; null if there is none
 const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     for (const rynLibrary *library = registry->libraries.head; library != nullptr;
          library = library->nextInOrder) {
@@ -109,16 +111,18 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-/// Whether the directories of all libraries under the root are unused, without a look at each: every directory that is
-/// the root, contains it or lies in it is that of a library to which the root was applied.
+/// Returns true if findReuse() can find nothing, without testing each library. The registry's index counts the
+/// directories equal to, above and below the root. If they are as many as the libraries to which the root was applied,
+/// no other directory is there. False does not mean that there is a conflict.
 bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
     const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
-    // A name with "/" can lie in the directory of another library.
+    // A library name that contains "/" can give a directory inside the directory of another library.
     return allUnderRoot && !registry.hasNestedName &&
            registry.indexes->directories.count(progress.nsl.view()) == registry.globalTmpCount;
 }
 
-/// @return the first library that can need the root: all up to it have their directories
+/// @return the first library to which the root may have to be applied; null if there is none. All libraries before it
+///         in definition order have their directories
 rynLibrary *firstToApply(const rynRegistry &registry, const ryn::RootProgress &progress) {
     if (progress.tmpChanges != registry.tmpChanges) {
         return registry.libraries.head;
@@ -131,8 +135,9 @@ rynLibrary *firstToApply(const rynRegistry &registry, const ryn::RootProgress &p
     return first;
 }
 
-/// Sets the library's temporary directory to ROOT/NAME and creates it, unless this creation of the registry has created
-/// it before. The setting is kept even if mkdir() fails.
+/// Sets the library's temporary directory and creates it. Does not create it if `progress` shows that this was done
+/// before. The setting is kept even if mkdir() fails.
+/// @param full, nsl  the full path and the nsl path ROOT/NAME
 int applyRoot(rynRegistry &registry, rynLibrary &library, const char *full, const char *nsl,
               const ryn::RootProgress *progress) {
     ryn::setTmpFromGlobal(registry, library, true);
@@ -143,8 +148,8 @@ int applyRoot(rynRegistry &registry, rynLibrary &library, const char *full, cons
     return ryn::makeDirectory(&registry, full, ryn::DirectoryLevel::Library);
 }
 
-/// Applies the root to each library without a temporary directory of its own. Stops at the first failure even if the
-/// handler returns RYN_OK.
+/// Applies the root to each library that has no explicit temporary directory of its own. Stops at the first failure,
+/// even if the warning handler returns RYN_OK. @return RYN_OK, or the result of the warning handler
 int applyRootToAll(rynRegistry &registry, const Root &root, ryn::RootProgress *progress) {
     rynLibrary *library = progress == nullptr ? registry.libraries.head : firstToApply(registry, *progress);
     for (; library != nullptr; library = library->nextInOrder) {
@@ -159,7 +164,7 @@ int applyRootToAll(rynRegistry &registry, const Root &root, ryn::RootProgress *p
         const int status = applyRoot(registry, *library, full.c_str(), nsl.c_str(), progress);
         if (status != RYN_OK) {
             if (progress != nullptr) {
-                progress->appliedRank = library->rank - 1; // the next time begins with this library
+                progress->appliedRank = library->rank - 1; // the next call begins with this library
             }
             return warn(registry, status, full.c_str());
         }
@@ -169,13 +174,13 @@ int applyRootToAll(rynRegistry &registry, const Root &root, ryn::RootProgress *p
         ++registry.tmpChanges;
     } else {
         progress->wasCompleted = true;
-        progress->appliedRank = registry.insertions; // no less than the rank of any library
+        progress->appliedRank = registry.insertions; // not less than the rank of any library
         progress->tmpChanges = registry.tmpChanges;
     }
     return RYN_OK;
 }
 
-/// Starts over if the root has changed.
+/// Stores `root` in `progress`. If it differs from the root stored there, resets the rest of the progress.
 void setRoot(ryn::RootProgress &progress, const Root &root) {
     if (progress.number != 0 && progress.full.view() == root.full.view() &&
         progress.nsl.view() == root.nsl.view()) {

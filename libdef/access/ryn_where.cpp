@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Stores a location in the outputs of a caller, which may be null.
+/// Stores the path of the file `from`, or null, in `*file`, and `fromLine` in `*line`. Both pointers may be null.
 void storeLocation(const rynIncludedFile *from, int fromLine, const char **file, int *line) {
     if (file != nullptr) {
         *file = from == nullptr ? nullptr : from->path;
@@ -28,6 +28,7 @@ int reportInvalidParameter(const rynRegistry *registry, const char *context) {
     return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, context);
 }
 
+/// Searches an attribute of a library by name, without regard to case.
 /// @param attribute  receives the attribute
 /// @return RYN_OK, RYN_LIBRARY_NOT_DEFINED or RYN_ATTRIBUTE_NOT_ASSIGNED
 int findAttribute(rynRegistry *registry, const char *library, std::string_view name,
@@ -36,7 +37,7 @@ int findAttribute(rynRegistry *registry, const char *library, std::string_view n
     if (record == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    vek::PathText upperCase; // attribute names are shorter than a line, which fits
+    vek::PathText upperCase; // a name that does not fit cannot be assigned: lines of a file are shorter
     for (const char c : name) {
         if (!upperCase.append(vek::toUpper(c))) {
             return RYN_ATTRIBUTE_NOT_ASSIGNED;
@@ -46,8 +47,9 @@ int findAttribute(rynRegistry *registry, const char *library, std::string_view n
     return attribute == nullptr ? RYN_ATTRIBUTE_NOT_ASSIGNED : RYN_OK;
 }
 
-/// Generates the nsl path of a path that a program gives. Documented: a relative path counts from the working directory
-/// of the process, not from the directory of the registry.
+/// Generates the nsl path of a path that the calling program gives. Documented: a relative path starts from the working
+/// directory of the process, not from the directory of the registry.
+/// @return RYN_OK or an error code
 int makeNslPath(rynRegistry *registry, const char *path, vek::PathText &nsl) {
     vek::PathText text;
     if (!text.assign(path)) {
@@ -64,7 +66,9 @@ int makeNslPath(rynRegistry *registry, const char *path, vek::PathText &nsl) {
     return status != RYN_OK ? status : ryn::generateNslPath(full.c_str(), nsl, error, registry);
 }
 
-/// @param file  receives the record of the included file
+/// Searches the included library definition file `path`.
+/// @param file  receives its record
+/// @return RYN_OK, RYN_FILE_NOT_INCLUDED, or the error of makeNslPath()
 int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile *&file) {
     vek::PathText nsl;
     const int status = makeNslPath(registry, path, nsl);
@@ -171,7 +175,7 @@ int rynIsIncluded(rynHandle handle, const char *path) {
 int rynLibHasTmp(rynHandle handle, const char *library, unsigned which) {
     rynRegistry *registry = ryn::registryOf(handle);
     if (registry == nullptr || library == nullptr) {
-        return RYN_INVALID_PARAMETER; // Documented: not reported
+        return RYN_INVALID_PARAMETER; // Documented: this error is not reported.
     }
     const rynLibrary *record = ryni_get_libp(registry, library);
     if (record == nullptr) {
