@@ -12,8 +12,8 @@
 
 namespace vek {
 
-/// A dynamic array that is used as a stack as well. It doubles its capacity, so that n pushes take O(n) time.
-/// Growing may move the values.
+/// A dynamic array that can also be used as a stack. A full array doubles its capacity, so n calls of push() take O(n)
+/// time. Growing can move the values to another address.
 template <typename Value>
 class GrowingArray {
   public:
@@ -46,7 +46,8 @@ class GrowingArray {
         return true;
     }
 
-    /// Appends `count` values that the caller is to fill. @return the first of them; null if memory is exhausted
+    /// Appends `count` uninitialized values, which the caller must set.
+    /// @return the first of them; null if memory is exhausted, the array is then unchanged
     [[nodiscard]] Value *extend(std::size_t count) {
         static_assert(std::is_trivial_v<Value>);
         if (!reserve(size_ + count)) {
@@ -56,7 +57,7 @@ class GrowingArray {
         return values_.get() + size_ - count;
     }
 
-    /// Removes the values from index `size` on.
+    /// Removes the last values, so that `size` values remain. Keeps the memory.
     void shrink(std::size_t size) {
         std::destroy(values_.get() + size, values_.get() + size_);
         size_ = size;
@@ -72,12 +73,12 @@ class GrowingArray {
     [[nodiscard]] const Value &top() const { return values_.get()[size_ - 1]; }
 
   private:
-    /// Allocates memory for `size` values in all. @return false if memory is exhausted
+    /// Makes the capacity at least `size` values. @return false if memory is exhausted
     bool reserve(std::size_t size) {
         if (size <= capacity_) {
             return true;
         }
-        constexpr std::size_t kFirstBytes = 512; // the names of a small directory, or a few levels of a walk
+        constexpr std::size_t kFirstBytes = 512; // enough for the names of a small directory
         constexpr std::size_t kFirst = sizeof(Value) < kFirstBytes ? kFirstBytes / sizeof(Value) : 1;
         return moveTo(2 * capacity_ > size ? 2 * capacity_ : size + kFirst);
     }
@@ -103,7 +104,7 @@ class GrowingArray {
         return true;
     }
 
-    Owned<Value> values_; ///< memory of malloc(); the first size_ values are constructed
+    Owned<Value> values_; ///< allocated with malloc(); only the first size_ values are constructed
     std::size_t size_ = 0;
     std::size_t capacity_ = 0;
 };

@@ -12,8 +12,8 @@
 
 namespace vek {
 
-/// A hash map from directory identities to values: open addressing with linear probing and Fibonacci hashing; at most
-/// three quarters of the slots are in use. An erased entry leaves no tombstone: the entries after it move up.
+/// A hash map from directory identities to values, with open addressing, linear probing and Fibonacci hashing. At most
+/// three quarters of the slots are used. erase() leaves no tombstone: it moves later entries into the empty slot.
 template <typename Value>
 class IdentityMap {
   public:
@@ -21,7 +21,7 @@ class IdentityMap {
 
     [[nodiscard]] std::size_t size() const { return size_; }
 
-    /// @return the value, until the map changes; null if there is none
+    /// @return the value stored for `identity`, valid until the map changes; null if there is none
     [[nodiscard]] const Value *find(const DirectoryIdentity &identity) const {
         if (size_ == 0) {
             return nullptr;
@@ -30,7 +30,8 @@ class IdentityMap {
         return slot.isUsed ? &slot.value : nullptr;
     }
 
-    /// Stores a value, in place of an earlier one. @return false if memory is exhausted; the map is then unchanged
+    /// Stores `value` for `identity` and replaces an earlier value.
+    /// @return false if memory is exhausted; the map is then unchanged
     [[nodiscard]] bool store(const DirectoryIdentity &identity, const Value &value) {
         if (4 * (size_ + 1) > 3 * slotCount() && !grow()) {
             return false;
@@ -49,7 +50,7 @@ class IdentityMap {
         if (!slots_.get()[hole].isUsed) {
             return;
         }
-        // An entry moves up to the hole unless its first slot lies cyclically after the hole.
+        // An entry moves into the hole unless its home slot, where probing begins, lies cyclically after the hole.
         for (std::size_t i = next(hole); slots_.get()[i].isUsed; i = next(i)) {
             const std::size_t home = homeOf(slots_.get()[i].identity);
             if (((i - home) & mask()) >= ((i - hole) & mask())) {
@@ -80,12 +81,12 @@ class IdentityMap {
 
     [[nodiscard]] std::size_t homeOf(const DirectoryIdentity &identity) const {
         constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // 2^64 divided by the golden ratio
-        constexpr std::uint64_t kOddFactor = 0xc2b2ae3d27d4eb4fU;   // keeps device and inode apart
+        constexpr std::uint64_t kOddFactor = 0xc2b2ae3d27d4eb4fU;   // mixes the device into the inode
         const std::uint64_t key = identity.inode ^ (identity.device * kOddFactor);
         return static_cast<std::size_t>((key * kGoldenRatio) >> (64U - bits_));
     }
 
-    /// The slot of the identity, or the free one where it belongs.
+    /// @return the index of the slot that holds `identity`; if there is none, of the free slot where it must be stored
     [[nodiscard]] std::size_t slotOf(const DirectoryIdentity &identity) const {
         std::size_t slot = homeOf(identity);
         while (slots_.get()[slot].isUsed && slots_.get()[slot].identity != identity) {

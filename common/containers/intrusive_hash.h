@@ -1,7 +1,7 @@
 #ifndef COMMON_INTRUSIVE_HASH_H
 #define COMMON_INTRUSIVE_HASH_H
 
-/// The hash table for internal indexes of every layer. The public C table (vek_hash.h) is for programs outside.
+/// The hash table that the internal indexes of all layers use. C programs use the public table in vek_hash.h instead.
 
 #include "common/base/owned.h"
 
@@ -13,15 +13,16 @@
 
 namespace vek {
 
-/// An intrusive hash table with separate chaining. The entries are records of the caller and contain the link of their
-/// chain, so inserting allocates only buckets. An entry can be in several tables if it has a link for each. At more than
-/// one entry per bucket the number of buckets is doubled; each operation takes O(1) time on average.
+/// An intrusive hash table with separate chaining. The entries are records of the caller. Each contains a pointer to
+/// the next entry of its chain, the link, so insert() allocates nothing but buckets. An entry can be in several
+/// tables if it has a link for each. When there are as many entries as buckets, insert() doubles the number of
+/// buckets. Each operation takes O(1) time on average.
 ///
 /// @tparam Traits  describes the entries, with these static members:
-///                 - Entry *&link(Entry &): the link, which only the table reads and writes;
+///                 - Entry *&link(Entry &): the link of an entry, which only the table reads and writes;
 ///                 - std::uint32_t hash(const Entry &) and hash(const Key &), equal if entry and key match;
 ///                 - bool matches(const Entry &, const Key &).
-///                 Key is any type, for instance std::string_view; the traits can support several
+///                 Key is any type, for instance std::string_view. The traits can have overloads for several types
 template <typename Entry, typename Traits>
 class IntrusiveHash {
   public:
@@ -46,15 +47,16 @@ class IntrusiveHash {
     /// @return false if memory is exhausted
     [[nodiscard]] bool allocate() { return buckets_ || resize(kFirstBits); }
 
-    /// Makes room for `count` entries, so that inserting them moves no entry to other buckets.
-    /// @return false, and the table is unchanged, if memory is exhausted
+    /// Allocates enough buckets for `count` entries, so that inserting them does not need to resize the table.
+    /// @return false if memory is exhausted; the table is then unchanged
     [[nodiscard]] bool reserve(std::size_t count) {
         const auto bits = static_cast<unsigned>(std::bit_width(count));
         return bits <= bits_ ? allocate() : resize(bits > kFirstBits ? bits : kFirstBits);
     }
 
     /// Inserts `entry`, even if an equal entry is present: find() then returns the one inserted last.
-    /// @return false if memory for the first buckets is exhausted. Later the table only gets slower without memory
+    /// @return false if memory for the first buckets is exhausted. If memory for more buckets is exhausted, the entry
+    ///         is inserted all the same; only the chains become longer
     [[nodiscard]] bool insert(Entry &entry) {
         if (!allocate()) {
             return false;
@@ -69,21 +71,22 @@ class IntrusiveHash {
         return true;
     }
 
-    /// @return the entry that matches `key`, of several the one inserted last; null if there is none
+    /// @return the entry that matches `key`; if there are several, the one inserted last; null if there is none
     template <typename Key>
     [[nodiscard]] Entry *find(const Key &key) const {
         return firstMatch(buckets_ ? bucketOf(Traits::hash(key)) : nullptr, key);
     }
 
     /// @param entry  a result of find() or findNext() for the same key
-    /// @return the entry that matches `key` and was inserted before `entry`; null if there is none
+    /// @return of the entries that match `key` and were inserted before `entry`, the one inserted last; null if there
+    ///         is none
     template <typename Key>
     [[nodiscard]] Entry *findNext(Entry &entry, const Key &key) const {
         return firstMatch(Traits::link(entry), key);
     }
 
-    /// Removes exactly `entry`, not an equal one.
-    /// @return false if it is not in the table
+    /// Removes `entry` itself, not another entry that equals it.
+    /// @return false if `entry` is not in the table
     bool remove(Entry &entry) {
         if (!buckets_) {
             return false;
@@ -101,7 +104,7 @@ class IntrusiveHash {
     }
 
     /// Removes all entries and frees the buckets.
-    /// @param release  called as release(Entry &) once for each entry; it may free the entry
+    /// @param release  is called as release(Entry &) once for each entry, and may free it
     template <typename Release>
     void clear(Release release) {
         for (std::size_t i = 0; i < bucketCount(); ++i) {
@@ -120,7 +123,8 @@ class IntrusiveHash {
 
     [[nodiscard]] std::size_t bucketCount() const { return buckets_ ? std::size_t{1} << bits_ : 0; }
 
-    /// Fibonacci hashing: takes the bucket from the high bits of the product, so that weak low bits do no harm.
+    /// Fibonacci hashing: uses the high bits of the product, because every bit of `hash` changes them.
+    /// @return the index of the bucket for `hash` if there are 2 to the power of `bits` buckets
     [[nodiscard]] static std::size_t indexOf(std::uint32_t hash, unsigned bits) {
         constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // 2^64 divided by the golden ratio
         return static_cast<std::size_t>((hash * kGoldenRatio) >> (64U - bits));
@@ -135,8 +139,9 @@ class IntrusiveHash {
         return entry;
     }
 
-    /// Moves all entries to 2 to the power of `bits` buckets. Entries of one chain keep their order.
-    /// @return false, and the table is unchanged, if memory is exhausted
+    /// Moves all entries to 2 to the power of `bits` new buckets. Each chain is reversed before its entries are moved
+    /// to the front of their new chains, so that equal entries keep their order.
+    /// @return false if memory is exhausted; the table is then unchanged
     bool resize(unsigned bits) {
         Owned<Entry *> buckets(static_cast<Entry **>(std::calloc(std::size_t{1} << bits, sizeof(Entry *))));
         if (!buckets) {

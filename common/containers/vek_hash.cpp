@@ -1,8 +1,8 @@
 #include "common/containers/vek_hash.h"
 
-// An intrusive hash table with separate chaining for C programs. A new entry becomes the first of its chain. The number of
-// buckets is a power of two and grows by four; growth visits the chains in order and inserts each entry at the front of
-// its new chain. Before a link is changed the observer is called.
+// An intrusive hash table with separate chaining for C programs. A new entry becomes the first of its chain. The number
+// of buckets is a power of two. Growth multiplies it by four: it visits the old chains in order and inserts each entry
+// at the front of its new chain. The observer is called before growth, after it, and before a link in an entry changes.
 
 #include "common/base/owned.h"
 #include "common/containers/veki_hash.h"
@@ -25,10 +25,10 @@ constexpr int16_t kSmallestShift = 29;
 constexpr int32_t kDefaultLoadFactor = 3;
 constexpr int32_t kGrowthFactor = 4;
 constexpr int16_t kGrowthShift = 2;
-/// The largest power of two in an int32_t.
+/// The largest power of two that an int32_t can hold.
 constexpr int32_t kLargestBuckets = 1 << 30;
 
-/// The product of two positive numbers, at most INT32_MAX.
+/// @return the product of two positive numbers; INT32_MAX if it is larger than that
 int32_t multiplied(int32_t a, int32_t b) {
     const int64_t product = int64_t{a} * b;
     return product > INT32_MAX ? INT32_MAX : static_cast<int32_t>(product);
@@ -39,7 +39,7 @@ bool isAllocated(const vekHashTable *table) {
            table->hash != nullptr;
 }
 
-// memcpy(), because the link field need not be aligned: the caller chooses its offset.
+// linkOf() and setLink() use memcpy(), because the link field can be unaligned: the caller chooses its offset.
 
 void *linkOf(const vekHashTable &table, const void *entry) {
     void *link = nullptr;
@@ -55,10 +55,10 @@ void **bucketOf(const vekHashTable &table, const void *key) {
     return &table.buckets[table.hash(key, &table) & static_cast<uint32_t>(table.mask)];
 }
 
-/// An entry and its predecessor.
+/// The result of findIn(): an entry and its predecessor in the chain.
 struct Location {
     void **bucket;
-    void *previous; ///< null for the first entry of its chain
+    void *previous; ///< the entry before `entry`; null if `entry` is the first of its chain
     void *entry;    ///< null if no entry equals the key
 };
 
@@ -93,14 +93,16 @@ void observe(vekHashTable &table, int phase, void *entry) {
     }
 }
 
-/// Calls the observer if another entry links to the entry of `location`.
+/// Calls the observer for the predecessor of the entry in `location`, whose link is about to change. Does nothing if
+/// there is no predecessor.
 void observeRedirection(vekHashTable &table, const Location &location) {
     if (location.previous != nullptr) {
         observe(table, VEK_HASH_LINK_CHANGES, location.previous);
     }
 }
 
-/// Makes the predecessor of the entry, or the bucket, point to `successor`.
+/// Makes the predecessor of the entry in `location` point to `successor`; if there is none, makes the bucket point to
+/// it.
 void redirect(const vekHashTable &table, const Location &location, void *successor) {
     if (location.previous == nullptr) {
         *location.bucket = successor;
@@ -205,7 +207,7 @@ void *vekHashCreate(vekHashTable *table, void *entry) {
     }
     void **const bucket = bucketOf(*table, entry);
     if (findIn(*table, bucket, entry).entry != nullptr) {
-        // Documented: `entry` itself, not the equal entry; callers compare the result with it.
+        // Documented: the result is `entry` itself, not the equal entry in the table.
         return entry;
     }
     insert(*table, bucket, entry);
@@ -258,7 +260,7 @@ void *vekHashCreateAfterProbe(vekHashTable *table, void *entry) {
     if (table->probeSlot == nullptr) {
         return entry;
     }
-    // Documented: the stored bucket remains until the table grows or is probed again.
+    // Documented: the stored bucket is kept after the insertion, until the table grows or is probed again.
     insert(*table, table->probeSlot, entry);
     return nullptr;
 }
@@ -308,7 +310,7 @@ void vekHashStopGen(vekHashGenerator *generator) {
 int32_t vekHashDouble(double number) {
     const auto pattern = std::bit_cast<uint64_t>(number);
     auto hash = static_cast<int32_t>(static_cast<uint32_t>(pattern) ^ static_cast<uint32_t>(pattern >> 32U));
-    // Documented: both shifts are arithmetic.
+    // Documented: both shifts are arithmetic, that is, they copy the sign bit.
     hash ^= hash >> 16; // NOLINT(hicpp-signed-bitwise)
     return hash ^ (hash >> 9);
 }

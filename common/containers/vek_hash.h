@@ -8,7 +8,7 @@
 /// The callbacks receive both keys and entries. A key is any object for which `hash` returns the same value as
 /// for the matching entry. If several entries are equal, the one inserted last is found.
 ///
-/// Nothing is reported. If the table is null or not allocated, or the entry or key is null, an operation does
+/// Errors are not reported. If the table is null or not allocated, or the entry or key is null, an operation does
 /// nothing and returns null. There is one exception: vekHashDelete() passes a null key to the callbacks.
 
 #include "common/base/vek_api.h"
@@ -31,21 +31,21 @@ typedef uint32_t (*vekHashFunction)(const void *key, const vekHashTable *table);
 enum {
     VEK_HASH_GROWTH_BEGINS = 0, ///< before the table grows; the entry is null
     VEK_HASH_GROWTH_ENDS = 1,   ///< after the table has grown; the entry is null
-    VEK_HASH_LINK_CHANGES = 2   ///< before the link of the given entry changes: its successor is unlinked
+    VEK_HASH_LINK_CHANGES = 2   ///< before the link of the entry changes, because its successor is removed
 };
 
 /// An observer: receives observer events. Must not change the table.
 typedef void (*vekHashObserver)(int phase, vekHashTable *table, void *entry);
 
-/// A table. Callers may read all fields and may write `observer` after vekHashAllocTable().
+/// A hash table. Callers may read all fields and may write `observer` after vekHashAllocTable().
 struct vekHashTable {
     void **buckets;           ///< first entry of each chain; null while the table is not allocated
     int32_t bucketCount;      ///< a power of two, at least 2
     int32_t growThreshold;    ///< number of entries at which the table grows to four times its buckets
     int32_t entryCount;       ///< number of entries in the table
     int32_t linkOffset;       ///< byte offset of the link to the next entry in every entry
-    vekHashCompare compare;   ///< given at set-up
-    vekHashFunction hash;     ///< given at set-up
+    vekHashCompare compare;   ///< the comparison function, given at set-up
+    vekHashFunction hash;     ///< the hash function, given at set-up
     vekHashObserver observer; ///< may be null
     int32_t mask;             ///< bucketCount - 1
     int16_t shift;            ///< 30 - log2(bucketCount); not used by any operation

@@ -1,7 +1,7 @@
 #include "common/containers/vek_string_hash.h"
 
-// A block hash: each 24 bytes are added to a state of three 64-bit words, which is mixed by four rounds of subtractions,
-// exclusive ors and shifts. The values of each round are documented.
+// A block hash: each block of 24 bytes is added to a state of three 64-bit words, which four rounds of subtractions,
+// exclusive ors and shifts then mix. Documented: the shift distances of each round.
 
 #include <array>
 #include <bit>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kWord = sizeof(uint64_t);
 constexpr std::size_t kBlock = 3 * kWord;
-/// The golden ratio in 64 bits.
+/// The first value of `c`: approximately 2^64 divided by the golden ratio.
 constexpr uint64_t kStart = 0x9e3779b97f4a7c13;
 
 struct State {
@@ -24,7 +24,8 @@ struct State {
     uint64_t c = kStart;
 };
 
-/// Distances of the shifts of one round: `a` and `c` shift to the right, `b` to the left.
+/// The shift distances of one round, in bits: for the new value of `a`, `b` and `c`. Those for `a` and `c` are shifts
+/// to the right, that for `b` to the left.
 struct Round {
     unsigned a, b, c;
 };
@@ -38,15 +39,15 @@ void mix(State &s) {
     }
 }
 
-/// The first `count` bytes, at most 8, as a little-endian number.
+/// @return the first `count` bytes, at most 8, as a little-endian number
 uint64_t wordAt(const char *bytes, std::size_t count) {
     uint64_t word = 0;
     std::memcpy(&word, bytes, count);
     return word;
 }
 
-/// The sum of the bytes of `word`, each times its power of 256, with bytes above 0x7F as negative numbers. Such a byte is
-/// 256 less than its unsigned value, which subtracts 1 from the next byte.
+/// @return `word` as if each of its bytes were a signed number, sign-extended and shifted to its place before the bytes
+///         are added. A byte above 0x7F is then 256 less than its unsigned value, which is 1 less in the next byte
 uint64_t withSignedBytes(uint64_t word) {
     constexpr uint64_t kSigns = 0x8080808080808080;
     return word - ((word & kSigns) << 1U);
@@ -56,19 +57,19 @@ void addBlock(State &s, const char *block, bool aligned) {
     const uint64_t first = wordAt(block, kWord);
     const uint64_t second = wordAt(block + kWord, kWord);
     const uint64_t third = wordAt(block + 2 * kWord, kWord);
-    // Documented: bytes are signed, except in complete blocks of an aligned input.
+    // Documented: bytes are sign-extended, except in complete blocks if the address of the input is a multiple of 8.
     s.a += aligned ? first : withSignedBytes(first);
     s.b += aligned ? second : withSignedBytes(second);
     s.c += aligned ? third : withSignedBytes(third);
 }
 
-/// Adds the last bytes, fewer than a block.
+/// Adds the last bytes of the input, `count` bytes at `tail`. They are fewer than a block.
 void addTail(State &s, const char *tail, std::size_t count) {
     std::array<char, kBlock> padded = {};
     std::memcpy(padded.data(), tail, count);
     s.a += withSignedBytes(wordAt(padded.data(), kWord));
     s.b += withSignedBytes(wordAt(padded.data() + kWord, kWord));
-    // The length was added to the lowest byte of `c`.
+    // Shifted by a byte: the lowest byte of `c` is reserved for the length, which the caller has added.
     s.c += withSignedBytes(wordAt(padded.data() + 2 * kWord, kWord)) << 8U;
 }
 

@@ -17,10 +17,12 @@ VEK_BEGIN_DECLS
 /// @return a value below 2^32
 VEK_API uint64_t vekHashStringLen(const void *bytes, size_t length);
 
-/// @return vekHashStringLen() of `string` without its NUL; null is hashed as the empty string
+/// Hashes the characters of `string` without its NUL, like vekHashStringLen().
+/// @return the hash value; for null, that of the empty string
 VEK_API uint64_t vekHashString(const char *string);
 
-/// @return vekHashString() of `string` as a 32-bit number
+/// Hashes `string` like vekHashString().
+/// @return the hash value as a 32-bit number
 VEK_API uint32_t vekHashString32(const char *string);
 
 VEK_END_DECLS
