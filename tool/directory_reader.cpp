@@ -14,12 +14,13 @@ namespace {
 
 using Outcome = DirectoryReading::Outcome;
 
-/// The records that one getdents64() has read.
+/// A buffer for the directory records that one getdents64() reads.
 struct Block {
-    alignas(dirent64) std::array<char, 32768> bytes; // as large as that of readdir()
+    alignas(dirent64) std::array<char, 32768> bytes; // 32 KiB, as the C library uses for readdir()
     std::size_t size = 0;
 
-    /// @return false at the end of the directory. A read error ends it, too.
+    /// Reads the next records of the open directory with the descriptor `directory`.
+    /// @return false if there are none: at the end of the directory or after a read error
     bool read(int directory) {
         const ssize_t count = getdents64(directory, bytes.data(), bytes.size());
         size = count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -27,7 +28,7 @@ struct Block {
     }
 };
 
-/// @return false if memory is exhausted
+/// Adds the records of `block`, except "." and "..", to `entries`. @return false if memory is exhausted
 bool addEntries(const Block &block, vek::EntryList &entries) {
     for (std::size_t at = 0; at < block.size;) {
         const auto *entry = reinterpret_cast<const dirent64 *>(&block.bytes[at]);

@@ -1,15 +1,19 @@
-// Reading directories ahead of a depth-first walk. The walk enters directories one after the other and makes every
-// decision; workers read the directories that it will enter next, and those below them.
+// Reads directories ahead of a depth-first walk. The walk enters directories one after the other and makes all
+// decisions. Worker threads read the directories that the walk will enter next, and the directories below those.
 //
-// The directories form a tree. A directory is "open" if it has subdirectories that nobody has begun to read. The open
-// directories are in a list in the order in which the walk will come to those subdirectories: a directory before the
-// ones above it, and before its later siblings. Each worker takes the next subdirectory of the first open directory,
-// reads it, and adds it to the list. So what the walk needs first is read first, and what was read ahead is bounded
-// without a deadlock: the walk reads a directory itself if nobody has begun to.
+// The directories form a tree. A directory is "open" if it has subdirectories that neither the walk nor a worker has
+// begun to read. The open directories are in a doubly linked list, in the order in which the walk will enter those
+// subdirectories: a directory comes before its ancestors and before its later siblings. A worker takes the next
+// subdirectory of the first open directory, reads it, and inserts it into the list. So the directories that the walk
+// enters first are read first.
 //
-// One mutex guards the tree; it is held for O(1) operations, except that a directory's entries are searched for the
-// next subdirectory, once in all. Directories that have been read do not change and are used without the mutex.
-// Workers use no state of the process except memory and descriptors.
+// The number of directories that are read ahead is limited. This cannot cause a deadlock: if no worker has begun to
+// read a directory that the walk enters, the walk reads it itself.
+//
+// One mutex guards the tree. Most operations under the mutex take O(1) time. The search for the next subdirectory
+// reads each entry of a directory once in total. Inserting into the list, and releasing the children of a directory,
+// take time in proportion to their number. The entries of a directory do not change after the reading and are used
+// without the mutex. Workers use no process-wide state except memory and descriptors.
 
 #include "tool/read_ahead.h"
 
@@ -35,6 +39,7 @@ namespace {
 
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
+/// @return the time of CLOCK_MONOTONIC in nanoseconds
 std::int64_t now() {
     timespec time = {};
     static_cast<void>(clock_gettime(CLOCK_MONOTONIC, &time));
@@ -46,7 +51,7 @@ timespec timeOf(std::int64_t ns) {
 }
 
 std::size_t processors() {
-    constexpr int kMost = 8; // more readers do not make one mutex faster
+    constexpr int kMost = 8; // more readers would only wait for the one mutex
     cpu_set_t set;
     CPU_ZERO(&set);
     if (sched_getaffinity(0, sizeof(set), &set) != 0) {
@@ -55,14 +60,15 @@ std::size_t processors() {
     return static_cast<std::size_t>(std::clamp(CPU_COUNT(&set), 1, kMost));
 }
 
-/// Whether reading a directory waits for a disk or a network: the fastest of the last readings was slow. A reading that
-/// the scheduler has interrupted, or one large directory, does not count.
+/// Detects a slow file system by the durations of the last three readings, which must all be long. One long reading is
+/// not enough: the scheduler may have interrupted it, or the directory may be large.
 class Waiting {
   public:
     void add(std::int64_t ns) {
         last_[count_ % last_.size()] = ns;
         ++count_;
     }
+    /// @return true if each of the last three readings took at least `ns` nanoseconds
     [[nodiscard]] bool isAtLeast(std::int64_t ns) const {
         return count_ >= last_.size() && *std::min_element(last_.begin(), last_.end()) >= ns;
     }
@@ -73,7 +79,8 @@ class Waiting {
     std::size_t count_ = 0;
 };
 
-/// Whether a reading failed for want of what the workers may hold.
+/// @return true if open() failed because descriptors or memory were exhausted. The workers may hold them, so that
+///         another attempt can succeed
 bool isShort(const DirectoryReading &reading) {
     const bool wasRefused = reading.error == EMFILE || reading.error == ENFILE || reading.error == ENOMEM;
     return reading.outcome == DirectoryReading::Outcome::NotOpened && wasRefused;
@@ -81,7 +88,7 @@ bool isShort(const DirectoryReading &reading) {
 
 } // namespace
 
-/// What the walk and the workers share. The last one of them that uses it deletes it.
+/// The state that the walk and the workers share, on the heap. The last thread that uses it deletes it.
 class ReadAheadPool {
   public:
     explicit ReadAheadPool(const ReadAheadSettings &settings) : settings_(settings) {}
@@ -105,11 +112,11 @@ class ReadAheadPool {
     void leave(Directory *directory);
     [[nodiscard]] std::size_t workers() const { return workers_; }
 
-    /// Ends the use by the walk.
+    /// Ends the workers and deletes the pool. If a worker does not end in time, it deletes the pool later.
     void release();
 
   private:
-    /// Holds the mutex if there may be other threads.
+    /// Holds the mutex while in scope. Does nothing before the first worker is started, when there is no mutex yet.
     class Lock {
       public:
         explicit Lock(ReadAheadPool &pool) : pool_(pool) { lock(); }
@@ -167,35 +174,39 @@ class ReadAheadPool {
     void deliver(Directory &directory, std::int64_t ns);
 
     ReadAheadSettings settings_;
-    Directory *unused_ = nullptr; ///< records to use again
+    Directory *unused_ = nullptr; ///< list of the records to reuse, linked by `sibling_`
 
-    bool isShared_ = false; ///< set by the walk, before the first worker exists
+    bool isShared_ = false; ///< whether the mutex exists: the walk sets it before it starts the first worker
     pthread_mutex_t mutex_ = {};
-    pthread_cond_t work_ = {}; ///< there is work, or the walk has ended
-    pthread_cond_t done_ = {}; ///< what the walk waits for has happened
+    pthread_cond_t work_ = {}; ///< signaled if a directory waits to be read, or the workers must end
+    /// Signaled if a worker has ended, or has ended a reading that the walk waits for.
+    pthread_cond_t done_ = {};
 
-    Directory *firstOpen_ = nullptr;
-    std::size_t pending_ = 0; ///< subdirectories of open directories that nobody has begun to read
-    std::size_t stored_ = 0;  ///< directories that workers have begun to read and that the walk has not taken
-    std::size_t bytes_ = 0;   ///< memory of their entries
+    Directory *firstOpen_ = nullptr; ///< the list of open directories
+    std::size_t pending_ = 0;        ///< number of subdirectories of open directories that wait to be read
+    std::size_t stored_ = 0; ///< number of directories that workers have begun and the walk has not entered
+    std::size_t bytes_ = 0;  ///< bytes of memory for their entries
+    /// Whether workers must not begin to read. Set if `stored_` or `bytes_` reaches its limit; cleared when both are
+    /// at most half of their limits.
     bool isFull_ = false;
 
     std::size_t workers_ = 0;
-    std::size_t idle_ = 0;  ///< workers that wait for work
-    std::size_t woken_ = 0; ///< those of them that have been woken
-    std::size_t busy_ = 0;  ///< workers that read
-    bool cannotStart_ = false;
-    bool isShortOfDescriptors_ = false;
-    bool isEnded_ = false; ///< the workers are to end
-    bool isLeft_ = false;  ///< the walk no longer uses the pool: the last worker deletes it
-    const Directory *waitedFor_ = nullptr;
-    bool waitsForAny_ = false;
-    Waiting waiting_;
+    std::size_t idle_ = 0;              ///< workers that wait for work
+    std::size_t woken_ = 0;             ///< idle workers that were signaled and have not run since
+    std::size_t busy_ = 0;              ///< workers that are reading a directory
+    bool cannotStart_ = false;          ///< whether pthread_create() has failed: no more workers are started
+    bool isShortOfDescriptors_ = false; ///< whether open() fails in the walk: workers must not begin to read
+    bool isEnded_ = false;              ///< whether the workers must end
+    bool isLeft_ = false; ///< whether the walk no longer uses the pool, so that the last worker deletes it
+    const Directory *waitedFor_ = nullptr; ///< the directory that the walk waits for; null for none
+    bool waitsForAny_ = false;             ///< whether the walk waits for any reading to end
+    Waiting waiting_;                      ///< the durations of the last readings
 };
 
 // ---- records
 
-/// @return null if memory is exhausted
+/// Makes a record with the path "parentPath/name", or `parentPath` if `name` is empty. Reuses an unused record.
+/// @return the record; null if memory is exhausted
 Directory *ReadAheadPool::make(std::string_view parentPath, std::string_view name) {
     Directory *directory = unused_;
     if (directory != nullptr) {
@@ -222,7 +233,7 @@ Directory *ReadAheadPool::make(std::string_view parentPath, std::string_view nam
     return directory;
 }
 
-/// Keeps the record and small memory of it for another directory.
+/// Resets the record and keeps it for reuse, with its buffers up to 4096 bytes. Larger buffers are freed.
 void ReadAheadPool::recycle(Directory *directory) {
     constexpr std::size_t kMostSpare = 4096;
     vek::GrowingArray<char> path;
@@ -245,14 +256,16 @@ void ReadAheadPool::recycle(Directory *directory) {
 
 // ---- reading
 
-/// Without the mutex: nobody else uses the record.
+/// Reads a directory with up to `mostBytes` of entries. Called without the mutex: no other thread uses the fields that
+/// are set here before the reading has ended.
 void ReadAheadPool::read(Directory &directory, std::size_t mostBytes) {
     const ReadingOptions options = {.identifies = directory.identifies_, .mostBytes = mostBytes};
     directory.reading_ = readDirectory(directory.path(), options, directory.entries_, directory.identity_);
 }
 
-/// Reads a directory in the thread of the walk. If it cannot be opened for want of a descriptor or memory, the workers
-/// stop one after the other until it can: the walk gets the same result as without workers.
+/// Reads a directory in the thread of the walk. If open() fails because descriptors or memory are exhausted, no worker
+/// begins to read another directory, and the reading is repeated after each reading of a worker that ends. If it still
+/// fails when no worker is reading, the failure is final, as it would be without workers.
 void ReadAheadPool::readInWalk(Directory &directory) {
     const std::int64_t begin = now();
     read(directory, SIZE_MAX);
@@ -279,7 +292,8 @@ void ReadAheadPool::readInWalk(Directory &directory) {
 
 // ---- the list of open directories
 
-/// @param before  null to add it at the end
+/// Inserts `directory` into the list of open directories.
+/// @param before  the element to insert it after; null to insert it at the front
 void ReadAheadPool::open(Directory &directory, Directory *before) {
     Directory *after = before == nullptr ? firstOpen_ : before->openAfter_;
     directory.isOpen_ = true;
@@ -292,6 +306,7 @@ void ReadAheadPool::open(Directory &directory, Directory *before) {
     pending_ += directory.unstarted_;
 }
 
+/// Removes `directory` from the list of open directories if it is in the list.
 void ReadAheadPool::close(Directory &directory) {
     if (!directory.isOpen_) {
         return;
@@ -305,7 +320,7 @@ void ReadAheadPool::close(Directory &directory) {
     }
 }
 
-/// @return true if the walk comes to the unstarted subdirectories of `first` before those of `second`
+/// @return true if the walk will enter the remaining subdirectories of `first` before those of `second`
 bool ReadAheadPool::precedes(const Directory &first, const Directory &second) {
     const Directory *x = &first;
     const Directory *y = &second;
@@ -325,6 +340,7 @@ bool ReadAheadPool::precedes(const Directory &first, const Directory &second) {
     return x->position_ < y->position_;
 }
 
+/// Inserts `directory` into the list of open directories, in the order of precedes().
 void ReadAheadPool::openInOrder(Directory &directory) {
     Directory *before = nullptr;
     for (Directory *each = firstOpen_; each != nullptr && precedes(*each, directory);
@@ -334,7 +350,8 @@ void ReadAheadPool::openInOrder(Directory &directory) {
     open(directory, before);
 }
 
-/// Counts the next subdirectory of an open directory as started.
+/// Marks the next subdirectory of `parent` as begun. Closes `parent` if this was the last one.
+/// @param next  position of the entry after this subdirectory
 void ReadAheadPool::skipTo(Directory &parent, std::size_t next) {
     parent.next_ = next;
     --parent.unstarted_;
@@ -379,7 +396,7 @@ Directory *ReadAheadPool::enter(const char *path, const ReadAhead::Step &step) {
         directory->unstarted_ = directory->entries_.directories();
     }
     if (!directory->isOpen_ && directory->unstarted_ > 0) {
-        open(*directory, nullptr); // the walk comes to its subdirectories next
+        open(*directory, nullptr); // at the front: the walk enters its subdirectories next
     }
     startWorkers();
     wake();
@@ -400,7 +417,8 @@ void ReadAheadPool::leave(Directory *directory) {
     recycle(directory);
 }
 
-/// @return the child that a worker has begun to read; null if memory for it was exhausted
+/// Removes from the children of `parent` the one whose entry has this position.
+/// @return the child; null if there is none, because memory for its record was exhausted
 Directory *ReadAheadPool::takeStarted(Directory &parent, std::size_t position) {
     Directory *child = parent.firstChild_;
     if (child == nullptr || child->position_ != position) {
@@ -414,13 +432,15 @@ Directory *ReadAheadPool::takeStarted(Directory &parent, std::size_t position) {
     return child;
 }
 
+/// Waits until no worker is reading `directory`.
 void ReadAheadPool::waitFor(const Directory &directory, Lock &lock) {
     bool isFlushed = false;
     waitedFor_ = &directory;
     while (directory.state_ == Directory::State::Reading) {
         const timespec time = timeOf(now() + kNsPerSecond);
         if (pthread_cond_timedwait(&done_, &mutex_, &time) == ETIMEDOUT && !isFlushed) {
-            // The directory may never be read. What was printed before must be seen, also in a pipe.
+            // After one second: the reading may hang forever, for instance if a file server does not respond. Flush
+            // stdout, so that the reader of a pipe receives all earlier output.
             isFlushed = true;
             lock.unlock();
             static_cast<void>(std::fflush(stdout));
@@ -430,6 +450,8 @@ void ReadAheadPool::waitFor(const Directory &directory, Lock &lock) {
     waitedFor_ = nullptr;
 }
 
+/// Releases everything that was read ahead below `directory`. A worker that is still reading a directory releases it
+/// when the reading ends.
 void ReadAheadPool::abandonChildren(Directory &directory) {
     Directory *list = directory.firstChild_;
     directory.firstChild_ = nullptr;
@@ -452,8 +474,9 @@ void ReadAheadPool::abandonChildren(Directory &directory) {
     }
 }
 
-/// Counts what leaves the store. When it was full, it is filled again only after half of it has been taken: waking a
-/// worker for each directory would cost more than reading it.
+/// Subtracts `directories`, which the walk has entered or abandoned, from `stored_`, and the bytes of their entries
+/// from `bytes_`. After a limit was reached, workers begin to read again only when both counts are at most half of
+/// their limits: waking a worker for each single directory would cost more than reading it.
 void ReadAheadPool::countStored(std::size_t directories, std::size_t bytes) {
     stored_ -= directories;
     bytes_ -= bytes;
@@ -464,7 +487,8 @@ void ReadAheadPool::countStored(std::size_t directories, std::size_t bytes) {
 
 // ---- workers
 
-/// @return how many workers the present work is worth
+/// @return the number of workers that should be reading: the number of directories that wait to be read, divided by
+///         `fastShare` or `slowShare`, but at most mostWorkers(); 0 if workers must not begin to read
 std::size_t ReadAheadPool::wantedWorkers() const {
     if (isFull_ || isShortOfDescriptors_) {
         return 0;
@@ -473,6 +497,7 @@ std::size_t ReadAheadPool::wantedWorkers() const {
     return std::min(shares, mostWorkers());
 }
 
+/// Wakes idle workers until as many are reading, or about to, as wantedWorkers() returns.
 void ReadAheadPool::wake() {
     if (idle_ == woken_) {
         return;
@@ -482,7 +507,7 @@ void ReadAheadPool::wake() {
     }
 }
 
-/// Called by the walk.
+/// Starts workers until there are as many as wantedWorkers() returns. Called by the walk only.
 void ReadAheadPool::startWorkers() {
     const bool isWorth = workers_ > 0 || (isSlow() ? pending_ >= settings_.slowBefore
                                                    : waiting_.count() >= settings_.directoriesBefore);
@@ -496,19 +521,20 @@ void ReadAheadPool::startWorkers() {
     if (wanted <= workers_ || (!isShared_ && !share())) {
         return;
     }
-    // The signals of the process are handled by its first thread.
+    // New threads inherit the signal mask. All signals are blocked in it, so that the first thread handles them.
     sigset_t all;
     sigset_t before;
     static_cast<void>(sigfillset(&all));
     static_cast<void>(pthread_sigmask(SIG_SETMASK, &all, &before));
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) == 0) {
-        constexpr std::size_t kStack = std::size_t{256} << 10; // a block of 32 KiB, and what sanitizers add
+        // readDirectory() needs 32 KiB on the stack; sanitizers add to this.
+        constexpr std::size_t kStack = std::size_t{256} << 10;
         static_cast<void>(pthread_attr_setstacksize(&attributes, kStack));
         static_cast<void>(pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED));
         while (workers_ < wanted && !cannotStart_) {
             pthread_t thread = {};
-            ++workers_; // beforehand: the worker may end first
+            ++workers_; // before the start: the worker decrements this when it ends
             if (pthread_create(&thread, &attributes, workerMain, this) != 0) {
                 --workers_;
                 cannotStart_ = true;
@@ -519,14 +545,16 @@ void ReadAheadPool::startWorkers() {
     static_cast<void>(pthread_sigmask(SIG_SETMASK, &before, nullptr));
 }
 
-/// Prepares the pool for other threads, and locks it, as the caller's Lock would have done.
+/// Creates the mutex and the condition variables, and locks the mutex. The caller's Lock, which did nothing because
+/// there was no mutex, will unlock it.
+/// @return false if memory is exhausted
 bool ReadAheadPool::share() {
     pthread_condattr_t attributes;
     if (pthread_condattr_init(&attributes) != 0) {
         return false;
     }
     static_cast<void>(pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC));
-    // With static initialization, or default attributes, these do not fail in the C library of Linux.
+    // The results are ignored: with these attributes, the functions cannot fail in the C library of Linux.
     static_cast<void>(pthread_mutex_init(&mutex_, nullptr));
     static_cast<void>(pthread_cond_init(&work_, nullptr));
     static_cast<void>(pthread_cond_init(&done_, &attributes));
@@ -553,7 +581,7 @@ void ReadAheadPool::work() {
             continue;
         }
         ++busy_;
-        const std::size_t mostBytes = settings_.mostBytes / 4; // a larger directory is read by the walk
+        const std::size_t mostBytes = settings_.mostBytes / 4; // a larger directory is left to the walk
         static_cast<void>(pthread_mutex_unlock(&mutex_));
         const std::int64_t begin = now();
         read(*directory, mostBytes);
@@ -572,7 +600,8 @@ void ReadAheadPool::work() {
     }
 }
 
-/// @return the next subdirectory to read, as a child of its parent; null if there is none, or no room for it
+/// Makes a record for the next subdirectory to read and adds it to the children of its parent.
+/// @return the record; null if no directory waits to be read, a limit is reached, or memory is exhausted
 Directory *ReadAheadPool::startNext() {
     if (stored_ >= settings_.mostDirectories || bytes_ >= settings_.mostBytes) {
         isFull_ = true;
@@ -590,7 +619,7 @@ Directory *ReadAheadPool::startNext() {
         }
         skipTo(parent, entry.next);
         if (entry.name == tov::kTagFileName) {
-            continue; // the walk finds out first whether it can be searched
+            continue; // left to the walk, which first tests by stat() whether it is a directory
         }
         Directory *child = make(parent.path(), entry.name);
         if (child == nullptr) {
@@ -610,7 +639,9 @@ Directory *ReadAheadPool::startNext() {
     return nullptr;
 }
 
-/// Adds what a worker has read to the tree.
+/// Stores the result of a worker's reading in the tree and wakes the walk if it waits for it. Releases an abandoned
+/// directory.
+/// @param ns  the duration of the reading in nanoseconds
 void ReadAheadPool::deliver(Directory &directory, std::int64_t ns) {
     waiting_.add(ns);
     if (waitsForAny_ || waitedFor_ == &directory) {
@@ -631,14 +662,14 @@ void ReadAheadPool::deliver(Directory &directory, std::int64_t ns) {
     directory.state_ = Directory::State::Read;
     bytes_ += directory.entries_.capacity();
     directory.unstarted_ = directory.entries_.directories();
-    // Below a link, the walk may find a cycle and not enter the directory.
+    // Below a link, subdirectories are not read ahead: the walk may find a cycle and not enter this directory.
     if (directory.unstarted_ > 0 && !directory.isBelowLink_) {
         openInOrder(directory);
         wake();
     }
 }
 
-/// Waits for the workers, but not long: one may hang in a directory that the walk has not entered.
+/// Waits at most 100 ms for the workers to end: a worker may hang in a directory that the walk has not entered.
 void ReadAheadPool::release() {
     bool isOwner = true;
     {

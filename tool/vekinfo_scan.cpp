@@ -1,7 +1,10 @@
-// The scan for redundant tag files: a depth-first walk in directory order, with an explicit stack of levels on the heap,
-// so that neither the stack nor the number of open files limits the depth. Each directory is read whole before anything
-// in it is entered. Large trees are read ahead by worker threads (read_ahead.h); the decisions about links, cycles and
-// reports are made here, in the order of the walk.
+// The scan for redundant tag files: a depth-first walk that processes the entries of each directory in directory
+// order. The directories from the start of the scan to the current one are kept in an explicit stack on the heap. Each
+// directory is read completely and closed before a subdirectory is entered. So neither the thread's stack nor the
+// limit on open files limits the depth.
+//
+// In large trees, worker threads read directories ahead (read_ahead.h). All decisions about links, cycles and reports
+// are made here, in the order of the walk.
 
 #include "tool/vekinfo_scan.h"
 
@@ -36,7 +39,8 @@ using Links = vek::WalkGuard::Links;
 
 constexpr std::string_view kTagFileName = "vekinfo.tag";
 
-/// An entry of a directory that could be opened, whose path has at most 4095 characters.
+/// Has room for the path of every entry of an opened directory: open() accepts paths of at most 4095 characters, and
+/// an entry name has at most NAME_MAX bytes.
 using EntryPath = vek::FixedText<VEK_PATH_SIZE + 1 + NAME_MAX + 1>;
 
 void reportNoMemory(const char *directory) {
@@ -47,13 +51,14 @@ void reportCycle(const char *directory) {
     tovPrintError(TOV_INVALID_PATH, "there seems to be a linkloop", directory, 0);
 }
 
-/// What the type that was read with an entry says about it.
+/// The kind of an entry according to its DT_... type. Unknown: stat() must determine the kind.
 enum class Kind { File, Directory, Unknown };
 
 Kind kindOf(unsigned char type, bool isTagFileName) {
     switch (type) {
     case DT_DIR:
-        // In a directory without search permission even a directory of that name counts as a file.
+        // Not Directory: in a directory without search permission, stat() of an entry fails, and even a directory with
+        // the name of a tag file must be reported as a tag file.
         return isTagFileName ? Kind::Unknown : Kind::Directory;
     case DT_LNK:
     case DT_UNKNOWN:
@@ -63,11 +68,12 @@ Kind kindOf(unsigned char type, bool isTagFileName) {
     }
 }
 
-/// Finds out whether one directory lies above another by following "..". The parents that are found are cached.
+/// Tests whether one directory is an ancestor of another, by following "..". Caches the parent of each directory.
 class Ancestors {
   public:
-    /// @param path  a path of `start`
-    /// @return true if `directory` is above `start`; false also if that cannot be found out
+    /// @param path  a path of the directory `start`
+    /// @return true if `directory` is an ancestor of `start`; false also if the parent of an ancestor cannot be
+    ///         determined
     bool contain(const DirectoryIdentity &directory, const DirectoryIdentity &start, const char *path) {
         DirectoryIdentity current = start;
         std::size_t steps = 0;
@@ -85,12 +91,15 @@ class Ancestors {
     }
 
   private:
-    /// As many "/.." as fit into a path. Cached parents of a tree that changes may form a cycle.
+    /// The number of "/.." that fit into a path. This also ends the loop if the tree has changed during the scan, and
+    /// the cached parents form a cycle.
     static constexpr std::size_t kMostSteps = vek::PathText::kCapacity / 3;
-    /// Limits the memory to some megabytes.
+    /// Limits the memory of the cache to some megabytes.
     static constexpr std::size_t kMostCached = 100'000;
 
-    /// @param path, steps  as many steps up from `path` lead to the directory
+    /// @param path   a path of `directory` or of a directory below it
+    /// @param steps  the number of "/.." after `path` that lead to `directory`
+    /// @return the parent of `directory`; nullopt if stat() fails or the path with "/.." is too long
     std::optional<DirectoryIdentity> parentOf(const DirectoryIdentity &directory, const char *path,
                                               std::size_t steps) {
         if (const DirectoryIdentity *parent = parents_.find(directory)) {
@@ -107,7 +116,7 @@ class Ancestors {
             parents_.clear(); // Not reached: a test would need more directories than the cache holds
         }
         if (parent) {
-            static_cast<void>(parents_.store(directory, *parent)); // without memory it is not cached
+            static_cast<void>(parents_.store(directory, *parent)); // on ENOMEM the parent is not cached
         }
         return parent;
     }
@@ -115,21 +124,23 @@ class Ancestors {
     vek::IdentityMap<DirectoryIdentity> parents_;
 };
 
-/// How a directory is entered.
+/// How the scan has reached a directory.
 enum class Entered {
-    Top,   ///< the scan begins there; a tag file in it is not redundant
-    Plain, ///< as an entry of the directory above it, or as the beginning of a scan that is not at the top
-    Link
+    Top,   ///< as the start of a scan with `isTop`: a tag file in it is not redundant
+    Plain, ///< as an entry of its parent directory, or as the start of a scan without `isTop`
+    Link   ///< as the target of a symbolic link
 };
 
-/// One directory on the present descent.
+/// An element of the stack: the current directory, or one that the scan has entered on the way to it.
 struct Level {
     Entered entered;
-    vekinfo::Directory *directory; ///< of the scan's ReadAhead
-    std::size_t segment;           ///< the level where its path begins: that of the last link, or 0
-    std::optional<DirectoryIdentity> identity;
-    std::size_t next = 0; ///< position of the entry that is looked at next
-    Links links = Links::Unread;
+    vekinfo::Directory *directory; ///< returned by ReadAhead::enter()
+    /// The index in the stack of the last link target at or before this level; 0 if no link was followed. The path of
+    /// this level begins with the path of that one.
+    std::size_t segment;
+    std::optional<DirectoryIdentity> identity; ///< nullopt until it is needed, or if stat() fails
+    std::size_t next = 0;                      ///< position of the entry to process next
+    Links links = Links::Unread; ///< whether links of this directory were counted before, see WalkGuard
 };
 
 /// One scan of everything below a directory.
@@ -155,10 +166,10 @@ class Scan {
     [[nodiscard]] const char *directory() const { return levels_.top().directory->path(); }
     [[nodiscard]] const vek::EntryList &entries() const { return levels_.top().directory->entries(); }
 
-    /// Takes a directory that has been read and adds it to the descent. A directory that cannot be opened is passed
-    /// over.
-    /// @param identity  known for the target of a link
-    /// @param step      the entry that leads to the directory; the rest is filled in here
+    /// Reads the directory `path` and pushes it onto the stack. Skips a directory that cannot be opened.
+    /// @param identity  the identity of a link target; nullopt for other directories, or if stat() failed
+    /// @param step      the entry that leads to the directory; this function sets `parent`, `isBelowLink` and
+    ///                  `identifies`
     void enter(const char *path, Entered entered, const std::optional<DirectoryIdentity> &identity,
                Step step) {
         const bool beginsPath = entered == Entered::Link || levels_.empty();
@@ -176,7 +187,9 @@ class Scan {
         }
     }
 
-    /// @return false if the directory is not to be scanned, for a reason that has been reported
+    /// Pushes `level` onto the stack.
+    /// @return false if the directory cannot be opened, closes a cycle, or memory is exhausted; the last two have been
+    ///         reported
     bool push(const Level &level, const char *path) {
         const Outcome outcome = level.directory->reading().outcome;
         if (outcome == Outcome::NotOpened) {
@@ -241,7 +254,7 @@ class Scan {
         }
     }
 
-    /// Enters a directory whose last path component may be a symbolic link.
+    /// Enters the directory `path`, or follows `path` if it is a symbolic link to a directory.
     void enterOrFollow(const char *path, const Step &step) {
         vek::PathText target;
         const int error = vek::readLink(path, target);
@@ -269,7 +282,8 @@ class Scan {
             tovPrintError(TOV_INVALID_PATH, absolute.get(), link, 0);
             return;
         }
-        // Documented: the texts are compared. In "/proj/lib" a link to "/proj/li" counts as a cycle, too.
+        // Documented: a link whose target is a textual prefix of the current path counts as a cycle. In "/proj/lib", a
+        // link to "/proj/li" is therefore reported as a cycle, too.
         if (vek::startsWith(directory(), normalized.view())) {
             reportCycle(directory());
             return;
@@ -282,9 +296,10 @@ class Scan {
         enter(normalized.c_str(), Entered::Link, identity, step);
     }
 
-    // ---- cycles, and the limit of ways through links
+    // ---- cycles, and the limit on followed links
 
-    /// @return false if the link is not to be followed, for a reason that has been reported
+    /// Counts one link of the current directory that is about to be followed.
+    /// @return false if the limit is reached or memory is exhausted, which has been reported: the link is not followed
     bool countLink() {
         Level &level = levels_.top();
         if (!identifyLevels()) {
@@ -308,8 +323,9 @@ class Scan {
         return true;
     }
 
-    /// Adds the levels to the guard's descent that it does not have yet. As long as no link is met nothing is added, and
-    /// no directory is asked for its identity. @return false if memory is exhausted
+    /// Adds to `guard_` the identities of all levels that it does not contain yet. This is called only when a link is
+    /// about to be followed, so that a scan without links needs no stat() for the identities.
+    /// @return false if memory is exhausted
     bool identifyLevels() {
         for (; identified_ < levels_.size(); ++identified_) {
             Level &level = levels_[identified_];
@@ -323,8 +339,9 @@ class Scan {
         return true;
     }
 
-    /// @return true if the target of a link is on the present descent, or above the directory in which the path of the
-    ///         present directory begins
+    /// @param identity  the identity of a link target
+    /// @return true if following the link would form a cycle: the target is in the stack, or it is an ancestor of the
+    ///         last link target in the stack, or of the start of the scan if no link was followed
     bool isCycle(const DirectoryIdentity &identity) {
         if (guard_.levelOf(identity)) {
             return true;
@@ -333,8 +350,9 @@ class Scan {
         return start.identity && ancestors_.contain(identity, *start.identity, start.directory->path());
     }
 
-    /// A directory that is no link can be on the descent if a link leads to a directory above one of the descent. Only
-    /// the levels above the last link count: what repeats after it is a bind mount, which is finite.
+    /// Tests whether a directory that was not reached through a link is in the stack before level `segment`, that of
+    /// the last link. This happens if the link leads to an ancestor of a directory in the stack. Later levels are not
+    /// compared: a directory that repeats there is a bind mount, which cannot form an endless path.
     [[nodiscard]] bool isAboveSegment(const DirectoryIdentity &identity, std::size_t segment) const {
         const std::optional<std::size_t> level = guard_.levelOf(identity);
         return level && *level < segment;
@@ -342,7 +360,7 @@ class Scan {
 
     vekinfo::ReadAhead &readAhead_;
     vek::GrowingArray<Level> levels_;
-    std::size_t identified_ = 0; ///< the number of levels, from the top on, that the guard's descent has
+    std::size_t identified_ = 0; ///< the number of levels, from the start of the scan, that `guard_` contains
     Ancestors ancestors_;
     vek::WalkGuard guard_;
     bool isLimitReached_ = false;

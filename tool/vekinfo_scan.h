@@ -6,8 +6,11 @@
 
 namespace vekinfo {
 
-/// tovScanSubdirsForVekinfo() with a given limit of ways through links. `readAhead` may be used for one scan after the
-/// other, so that its workers are started once.
+/// Implements tovScanSubdirsForVekinfo() for `dir`.
+/// @param isTop      true to accept a tag file in `dir` itself
+/// @param limit      limits how many symbolic links are followed; a link counts each time that it is followed
+/// @param readAhead  reads the directories. Successive scans may use the same object, so that its worker threads are
+///                   started only once
 void scanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit, ReadAhead &readAhead);
 
 } // namespace vekinfo
