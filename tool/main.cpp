@@ -13,13 +13,14 @@ namespace {
 
 constexpr std::array kStandardDescriptors = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
 
-/// @return false if one of the descriptors 0 to 2 is closed
+/// @return true if the descriptors 0 to 2 are all open; false also if poll() fails
 bool areStandardDescriptorsOpen() {
     std::array<pollfd, kStandardDescriptors.size()> polled = {};
     for (std::size_t i = 0; i < polled.size(); ++i) {
         polled[i].fd = kStandardDescriptors[i];
     }
-    // One call for all three. It fails if the limit on descriptors is below three.
+    // One system call tests all three descriptors. It fails with EINVAL if RLIMIT_NOFILE is below three; the result is
+    // then false, and the caller tests each descriptor with fcntl().
     bool areOpen = poll(polled.data(), polled.size(), 0) >= 0;
     for (const pollfd &each : polled) {
         areOpen = areOpen && (each.revents & POLLNVAL) == 0;
@@ -27,9 +28,9 @@ bool areStandardDescriptorsOpen() {
     return areOpen;
 }
 
-/// Opens those of the descriptors 0 to 2 that are closed. Otherwise the next file that is opened, such as the tag file
-/// that is edited, would take the place of standard error and receive its texts.
-/// @return false if one of them cannot be opened
+/// Opens each of the descriptors 0 to 2 that is closed. Otherwise a later open() would return one of these numbers: an
+/// edited tag file could become descriptor 2, and error messages would be written into it.
+/// @return false if a closed descriptor cannot be opened
 bool openStandardDescriptors() {
     if (areStandardDescriptorsOpen()) {
         return true;
@@ -38,8 +39,8 @@ bool openStandardDescriptors() {
         if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) {
             continue;
         }
-        // The lowest free descriptor is the closed one. Reading and writing an O_PATH descriptor fail with EBADF, as
-        // they do on a closed one, and the root directory exists where /dev/null does not.
+        // open() returns the lowest free descriptor, which is `descriptor`. With O_PATH, read() and write() fail with
+        // EBADF, as on a closed descriptor. The root directory exists even where /dev/null does not.
         if (open("/", O_PATH) != descriptor) {
             return false;
         }

@@ -1,7 +1,9 @@
-// A thread writes the line to the terminal ten times a second, so that it also appears while the action waits for a
-// file system. Other output must erase the line first. Every layer prints to stdout and stderr, so for the time of the
-// action these are replaced by streams (fopencookie()) that erase the line, then write to the same descriptor. A mutex
-// is held for each write. The line is only written if the last output ended with a newline.
+// A thread updates the line on the terminal every 100 ms, so that the line also appears while the action is blocked in
+// a system call of a slow file system.
+//
+// Other output must erase the line first. All layers print to stdout and stderr. During the action, these variables
+// point to streams (fopencookie()) that erase the line and then write to the original descriptor. A mutex serializes
+// all writes to the terminal. The line is written only if the last output ended with a newline.
 
 #include "tool/progress.h"
 
@@ -29,7 +31,7 @@ namespace {
 
 using Text = vek::FixedText<512>;
 
-constexpr std::string_view kErase = "\r\033[K"; // ECMA-48: to the first column, erase to the end of the line
+constexpr std::string_view kErase = "\r\033[K"; // carriage return, then ECMA-48: erase to the line's end
 
 bool canErase() {
     const char *terminal = std::getenv("TERM");
@@ -42,7 +44,7 @@ bool isPipe(int descriptor) {
     return fstat(descriptor, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
 }
 
-/// The last column stays free: some terminals begin a new line after it.
+/// @return the number of columns of the terminal less one: some terminals begin a new line after the last column
 std::size_t widthOfTerminal() {
     constexpr std::size_t kUsual = 80;
     winsize size = {};
@@ -56,7 +58,8 @@ bool appendNumber(Text &text, std::size_t number) {
     return text.append(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data())));
 }
 
-/// Appends as much of `name` as fits. Bytes that may be no character of one column become "?".
+/// Appends `name` until `text` has `width` bytes. Bytes that are not printable ASCII become "?": only printable ASCII
+/// characters are sure to be one byte and one column each.
 void appendName(Text &text, std::string_view name, std::size_t width) {
     for (const char byte : name) {
         const std::string_view shown = byte >= ' ' && byte <= '~' ? std::string_view(&byte, 1) : "?";
@@ -66,6 +69,7 @@ void appendName(Text &text, std::string_view name, std::size_t width) {
     }
 }
 
+/// @return the time of CLOCK_MONOTONIC in `ns` nanoseconds from now
 timespec after(std::int64_t ns) {
     constexpr std::int64_t kNsPerSecond = 1'000'000'000;
     timespec time = {};
@@ -83,9 +87,12 @@ class Progress::Line {
     Line &operator=(const Line &) = delete;
     ~Line() = default;
 
-    /// @return false if memory or threads are exhausted
+    /// Replaces stdout and stderr and starts the thread.
+    /// @return false if memory or threads are exhausted; stdout and stderr are then unchanged
     bool start();
+    /// Ends the thread, erases the line and restores stdout and stderr.
     void stop();
+    /// Sets the text that the thread writes next.
     void set(const Text &text);
 
   private:
@@ -106,13 +113,13 @@ class Progress::Line {
     bool isStopped_ = false;
     bool isOnTerminal_ = false; ///< whether the line is on the terminal now
     bool isAtLineStart_ = true; ///< whether the last output ended with a newline
-    Text text_;
-    Text shown_;
+    Text text_;                 ///< the text to write
+    Text shown_;                ///< the text on the terminal, if `isOnTerminal_` is true
 
-    FILE *output_ = nullptr; ///< the stream that replaces stdout
-    FILE *error_ = nullptr;
-    FILE *outputBefore_ = nullptr;
-    FILE *errorBefore_ = nullptr;
+    FILE *output_ = nullptr;       ///< the stream that replaces stdout; null if stdout is not a terminal
+    FILE *error_ = nullptr;        ///< the stream that replaces stderr
+    FILE *outputBefore_ = nullptr; ///< stdout before the replacement
+    FILE *errorBefore_ = nullptr;  ///< stderr before the replacement
 };
 
 bool Progress::Line::start() {
@@ -124,7 +131,7 @@ bool Progress::Line::start() {
     static_cast<void>(pthread_cond_init(&stopped_, &attributes));
     static_cast<void>(pthread_condattr_destroy(&attributes));
     replaceStreams();
-    // The signals of the process are handled by its first thread.
+    // The new thread inherits the signal mask. All signals are blocked in it, so that the first thread handles them.
     sigset_t all;
     sigset_t before;
     static_cast<void>(sigfillset(&all));
@@ -175,7 +182,7 @@ void Progress::Line::showRepeatedly() {
     static_cast<void>(pthread_mutex_unlock(&mutex_));
 }
 
-/// Under the mutex.
+/// Writes the line if the last output ended with a newline and the text has changed. The caller holds the mutex.
 void Progress::Line::show() {
     if (!isAtLineStart_ || text_.empty() || (isOnTerminal_ && shown_.view() == text_.view())) {
         return;
@@ -188,7 +195,7 @@ void Progress::Line::show() {
     }
 }
 
-/// Under the mutex, or without the thread.
+/// Erases the line if it is on the terminal. The caller holds the mutex, or the thread has ended.
 void Progress::Line::erase() {
     if (isOnTerminal_) {
         isOnTerminal_ = false;
@@ -225,7 +232,7 @@ void Progress::Line::restoreStreams() {
     stderr = errorBefore_;
     for (FILE *stream : {output_, error_}) {
         if (stream != nullptr) {
-            static_cast<void>(std::fclose(stream)); // which writes the rest
+            static_cast<void>(std::fclose(stream)); // also writes what is still buffered
         }
     }
 }
@@ -246,7 +253,7 @@ ssize_t Progress::Line::write(int descriptor, const char *data, std::size_t size
         isAtLineStart_ = data[written - 1] == '\n';
     }
     static_cast<void>(pthread_mutex_unlock(&mutex_));
-    return written > 0 ? written : 0; // 0 is the error of a cookie stream
+    return written > 0 ? written : 0; // fopencookie(): a write function returns 0 after an error
 }
 
 // ---- Progress
@@ -283,7 +290,7 @@ void Progress::set(std::size_t done, std::size_t count, const char *library) {
     const bool fits = appendNumber(text, done) && text.append(" of ") && appendNumber(text, count) &&
                       text.append(" libraries done, now ");
     if (fits) {
-        constexpr std::size_t kMostShown = 500; // leaves room to erase the line in the same write()
+        constexpr std::size_t kMostShown = 500; // must fit into a Text together with kErase
         appendName(text, library, std::min(widthOfTerminal(), kMostShown));
         line_->set(text);
     }

@@ -8,13 +8,14 @@
 
 namespace {
 
-/// The argument and the result of composeEntries().
+/// The context of composeEntries(): the library directory, and a result.
 struct Block {
     const char *dir;
-    bool isProbed = true; ///< whether the case sensitivity could be determined
+    bool isProbed = true; ///< result: false if the case sensitivity could not be determined
 };
 
-/// @return false if the case sensitivity cannot be determined
+/// Appends the NAMESPACE for the case sensitivity of the file system of `dir` to `text`.
+/// @return false, with `text` unchanged, if the case sensitivity cannot be determined
 bool composeNameSpace(const char *dir, vek::ComposedText &text) {
     switch (vekGetFilesysCaseSensitivity(dir)) {
     case VEK_CASE_SENSITIVE:
@@ -61,7 +62,7 @@ tov::AppendResult vekinfo::appendLibraryEntries(const char *dir, const char *tag
     Block block = {.dir = dir};
     const tov::AppendResult result =
         tov::appendUnlessDefined(tagPath, tov::kVeklibrary, composeEntries, &block);
-    // After the file is unlocked: writing to standard error may block.
+    // Report only now: writing to standard error may block, and the tag file is no longer locked.
     if (!block.isProbed) {
         std::fputs("ERROR! can't determine file system case sensitivity on writable directory\n", stderr);
     }

@@ -5,9 +5,14 @@
 
 namespace vekinfo {
 
-/// Appends VEKLIBRARY to the tag file `tagPath` of the library directory `dir`, DMTYPE none if its `dm.tag` says so, and
-/// the NAMESPACE of its file system. Creates the file if it does not exist; keeps the content of an existing one. Appends
-/// nothing if the file has a VEKLIBRARY entry, which another process may have appended.
+/// Appends these entries to the tag file `tagPath` of the library directory `dir`:
+/// - VEKLIBRARY
+/// - "DMTYPE none", if lookForNoneTag() returns 1 for `dir`
+/// - the NAMESPACE for the case sensitivity of the file system of `dir`. If it cannot be determined, this is reported
+///
+/// A missing file is created. Nothing is appended if the file defines VEKLIBRARY: another process may have appended it
+/// after the caller's check.
+/// @return the result of tov::appendUnlessDefined()
 tov::AppendResult appendLibraryEntries(const char *dir, const char *tagPath);
 
 } // namespace vekinfo

@@ -25,17 +25,18 @@ constexpr std::array<const char *, 8> kUsage = {
 
 struct Option;
 
-/// The action and its operands.
+/// The action that the command line selects, and its operands.
 struct Request {
     const Option *action = nullptr;
-    char **names = nullptr; ///< room for the lookup names, as many pointers as there are arguments
+    char **names = nullptr; ///< array for the operands of `-lookup`; as long as the argument vector
     const char *entryName = nullptr;
     const char *entryValue = nullptr;
 };
 
-/// Stores the operands of an option. @return the number of arguments used, with the option; 0 for a usage error
+/// Stores the operands of the option `args[0]` in `request`.
+/// @return the number of arguments that the option and its operands occupy; 0 for a usage error
 using Take = int (*)(Request &request, char **args);
-/// Runs an action. @return the status of the run
+/// Runs an action with the operands in `request`. @return the result of tovProcessVekinfoArgs()
 using Run = int (*)(const Request &request);
 
 struct Option {
@@ -85,7 +86,7 @@ int takeEntryName(Request &request, char **args) {
     return 2;
 }
 
-/// The value may begin with "-".
+/// Stores the name and the value. Unlike a name, the value may begin with "-".
 int takeEntryNameAndValue(Request &request, char **args) {
     if (!isOperand(args[1]) || args[2] == nullptr) {
         return 0;
@@ -149,7 +150,9 @@ const Option *findOption(std::string_view word) {
     return nullptr;
 }
 
-/// Handles one option with its operands. @return the number of arguments used; 0 for a usage error
+/// Looks up the option `args[0]` and stores it, if it is an action, and its operands in `request`.
+/// @return the number of arguments that the option and its operands occupy; 0 for a usage error, such as a second
+///         action
 int takeOption(Request &request, char **args) {
     const Option *option = findOption(*args);
     const bool isAction = option != nullptr && option->run != nullptr;

@@ -25,7 +25,7 @@
 #include <string_view>
 
 static struct {
-    rynHandle registry; ///< Documented: never released
+    rynHandle registry; ///< Documented: the registry is never released
 } checked;
 
 namespace {
@@ -35,14 +35,15 @@ struct EndIteration {
 };
 using OwnedContext = std::unique_ptr<rynContext, EndIteration>;
 
-/// Prints the problem that ends the run. @return 1
+/// Prints that `function` failed with the RYN_... code `code`. @return 1, the result of the whole check
 int warn(const char *function, int code) {
     static_cast<void>(
         std::fprintf(stderr, "WARNING: Problem found in %s: %s\n", function, rynGetErrorMsg(code)));
     return 1;
 }
 
-/// Probes the directory only if the tag file sets a namespace: an unset one is never wrong.
+/// Returns true if `nameSpace` contradicts the case sensitivity of the file system of `dir`. Returns false without a
+/// test of the file system if the tag file sets no namespace.
 bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace) {
     if (nameSpace != TOV_NAMESPACE_NT && nameSpace != TOV_NAMESPACE_UNIX) {
         return false;
@@ -66,7 +67,9 @@ void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace
     }
 }
 
-/// @param isKnown  false if the tag file exists but could not be read: then nothing is appended
+/// Appends the missing entries to the tag file `tagPath` of a library.
+/// @param isKnown  false if the tag file exists but could not be read; this is an error, and nothing is appended
+/// @return TOV_OK, or the code of the error, which has been reported
 int configureLibrary(const char *libName, const char *dir, const char *tagPath, bool isKnown) {
     using Kind = tov::AppendResult::Kind;
     if (vekFileWritable(dir) == 0) {
@@ -80,9 +83,9 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath, 
     if (result.kind == Kind::Rejected) {
         return tovPrintError(TOV_SYNTAX_ERROR, result.syntaxError, tagPath, 0);
     }
-    tovResetCache(); // the old content may be cached, and another library may have the same directory
+    tovResetCache(); // it may contain the old content, which another library with the same directory would see
     if (result.kind == Kind::Defined) {
-        reportDefined(libName, dir, result.nameSpace); // by another process
+        reportDefined(libName, dir, result.nameSpace); // another process has appended the entry
     } else if (verboseFlag != 0) {
         std::printf("Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
     }
@@ -119,7 +122,7 @@ int verifyLibrary(const char *libName, const char *dir, int configure, vekinfo::
     int found = 0;
     int status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
     if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
-        // It was created after the search, or a network file system did not show it yet.
+        // The file was created after the first attempt, or a network file system did not list it yet: read it again.
         status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
     }
     if (status == TOV_MEMORY_ERROR) {
@@ -153,7 +156,7 @@ std::size_t countLibraries() {
 }
 
 int verifyLibraries(rynContext *libraries, int configure, vekinfo::Progress &progress) {
-    vekinfo::ReadAhead readAhead; // for all libraries: its workers are started once
+    vekinfo::ReadAhead readAhead; // one for all libraries, so that its worker threads are started only once
     int result = TOV_OK;
     const std::size_t count = progress.isShown() ? countLibraries() : 0;
     std::size_t done = 0;

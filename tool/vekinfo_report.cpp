@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The path that `-show` and `-lookup` start from, as the user gave it.
+/// The path from which `-show` and `-lookup` start: the operand of `-path` as it was given, or the working directory.
 class StartPath {
   public:
     StartPath() {
@@ -30,7 +30,7 @@ class StartPath {
 
   private:
     vek::PathText directory_;
-    const char *path_ = "."; // used if the working directory cannot be read
+    const char *path_ = "."; // remains if the working directory cannot be read
 };
 
 // ---- show
@@ -39,7 +39,8 @@ bool isWanted(const char *filter, std::string_view item) {
     return filter == nullptr || vek::equalNoCase(filter, item);
 }
 
-/// Prints a keyword without a value.
+/// Prints that the tag file `tagPath` defines the keyword `name`, which has no value.
+/// @param pathShown  whether `tagPath` has already been printed
 void printMark(const char *tagPath, const char *name, bool pathShown) {
     if (pathShown) {
         std::printf("\tThere is a %s entry.\n", name);
@@ -54,8 +55,9 @@ void printDefinition(const char *where, const char *name, const char *value) {
     std::printf("%s\n    defines '%s %s'.\n", where, name, value);
 }
 
-/// @param shownName  the name that is printed with the value
-/// @param typedName  the name that is printed if no file defines the entry
+/// Looks up the entry `shownName` from the path `start` and prints its value.
+/// @param shownName  the name of the entry; for a keyword, as the keyword table spells it
+/// @param typedName  the name as the user typed it, which is printed if no tag file defines the entry
 void lookUpValue(const char *start, const char *shownName, const char *typedName) {
     vek::PathText where;
     const char *value = nullptr;
@@ -77,7 +79,8 @@ void lookUpLibrary(const char *start, const char *name) {
         if (tov::normalizePath(start, directory) == TOV_OK) {
             break;
         }
-        // Documented: a path that cannot be resolved is reported without end. Scripts that watch the report stop it.
+        // Documented: a path that cannot be resolved is reported again and again, until a signal ends the tool.
+        // Scripts that read the report send this signal.
         // Not reached: the test ends the tool by a signal, so its counts are lost.
         tovPrintError(TOV_INVALID_PATH, start, nullptr, 0);
     }
@@ -90,7 +93,8 @@ void lookUpLibrary(const char *start, const char *name) {
     }
 }
 
-/// Documented: the search begins in the working directory; `-path` has no effect.
+/// Prints whether library checking is on. Documented: the search always starts in the working directory; `-path` has
+/// no effect.
 void lookUpLibcheck(const char *name) {
     vek::PathText where;
     const bool isOn = where.fill([](char *file, std::size_t) { return tovCheckLibraryX(file) != 0; });
@@ -102,7 +106,8 @@ void lookUpLibcheck(const char *name) {
     }
 }
 
-/// Documented: if no file defines it, the default of this system is printed after an empty path.
+/// Prints the namespace of the path `start`. Documented: if no tag file defines NAMESPACE, the default of this
+/// platform is printed after an empty path.
 void lookUpNameSpace(const char *start, const tov::Keyword &keyword) {
     vek::PathText where;
     VekinfoObj obj = {};
