@@ -131,8 +131,8 @@ constexpr int kMaxOpenIncluders = 4;
 /// Reads a file and the files that it includes.
 class Reader {
   public:
-    /// @param progress  keeps to which libraries the creation of the registry has applied the global temporary root;
-    ///                  null to apply the root to all libraries after each file
+    /// @param progress  records to which libraries the creation of the registry has applied the global temporary
+    ///                  root; null to apply the root to all libraries after each file
     Reader(rynRegistry *registry, RootProgress *progress) : registry_(registry), progress_(progress) {}
     ~Reader() {
         while (level_ != nullptr) {

@@ -18,7 +18,8 @@ int ryni_parse_veklib_file(const char *path, rynRegistry *registry, rynIncludedF
 ///
 /// @param directory    the base directory of relative paths in the line
 /// @param file         the record of the file that contains the line
-/// @param applyTmpNow  1 to apply a global temporary root that the line sets to all libraries at once, otherwise 0
+/// @param applyTmpNow  if the line sets the global temporary root: 1 to apply it to all libraries at once, otherwise
+///                     0
 /// @return the status of the statement or of the included file
 int ryni_process_command(rynRegistry *registry, const char *line, const char *directory,
                          rynIncludedFile *file, int lineNumber, int applyTmpNow);
@@ -30,7 +31,7 @@ namespace ryn {
 struct RootProgress;
 
 /// Reads the library definition file `path` with which a registry is being created, and the files that it includes.
-/// @param progress  keeps to which libraries this creation has applied the global temporary root
+/// @param progress  records to which libraries this creation has applied the global temporary root
 /// @return the status of the file
 int readTopFile(rynRegistry &registry, const char *path, RootProgress &progress);
 

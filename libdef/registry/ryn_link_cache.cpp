@@ -10,8 +10,9 @@
 #include <cstring>
 #include <string_view>
 
-// Caches the results of readlink() by path. Each result is in the documented bucket of its path and in a hash table,
-// which lookups use. Results are kept until the registry is freed, so later changes of links on disk are not seen.
+// Caches the results of readlink() by path. Each result is in the bucket of its path (rynRegistry::links) and in a
+// hash table, which lookups use. Results are kept until the registry is freed, so later changes of links on disk are
+// not seen.
 
 namespace {
 

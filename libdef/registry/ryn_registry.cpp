@@ -12,10 +12,10 @@
 #include <memory>
 #include <utility>
 
-// A registry keeps its libraries in three structures. The 256 documented buckets are printed by rynDumpEverything();
-// lookups do not search them, because their chains get long. The hash table by name serves the lookups. The
-// definition order is a doubly linked list, with ranks that grow from head to tail. Every operation takes O(1) time
-// on average, except for updates of the directory index: O(length of the path).
+// A registry keeps its libraries in three structures. The 256 buckets are only kept because rynDumpEverything()
+// prints them; lookups do not search them, because their chains get long. The hash table by name serves the lookups.
+// The definition order is a doubly linked list, with ranks that grow from head to tail. Every operation takes O(1)
+// time on average, except for updates of the directory index: O(length of the path).
 
 namespace {
 
@@ -146,8 +146,8 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
     const bool ignoreCase = ryn::ignoresCase();
     const ryn::NameKey key = ryn::nameKeyOf(name, ignoreCase);
     rynLibrary *newest = nullptr;
-    // Select the match that is first in the chain of the documented bucket. That chain starts with the library
-    // inserted last, so it is the match with the greatest `insertion`.
+    // If several libraries match, return the one that is first in the chain of its bucket. That chain starts with the
+    // library inserted last, so it is the match with the greatest `insertion`.
     for (rynLibrary *library = registry->indexes->names.find(key); library != nullptr;
          library = registry->indexes->names.findNext(*library, key)) {
         const bool isNewer = newest == nullptr || library->insertion > newest->insertion;

@@ -1,8 +1,8 @@
 #ifndef RYNI_INDEX_HASH_H
 #define RYNI_INDEX_HASH_H
 
-/// Hash functions of the registry: bucketOf() for its documented buckets, indexHash() and indexHashNoCase() for its
-/// hash tables. The latter compute 64-bit FNV-1a, folded to 32 bits. They depend only on text and seed; the hash of
+/// Hash functions of the registry: bucketOf() for its 256 buckets, indexHash() and indexHashNoCase() for its hash
+/// tables. The latter compute 64-bit FNV-1a, folded to 32 bits. They depend only on text and seed; the hash of
 /// vekHashString32() also depends on the address of the text in memory.
 
 #include "common/text/ascii.h"

@@ -2,7 +2,7 @@
 #define RYNI_INDEXES_H
 
 /// The indexes of a registry: hash tables that find a library, file or link in O(1), and the directory index. The
-/// same records are also in the documented lists and buckets (ryni_records.h), whose searches take O(n).
+/// same records are also in the lists and buckets of the registry (ryni_records.h), whose searches take O(n).
 
 #include "common/containers/intrusive_hash.h"
 #include "common/text/ascii.h"

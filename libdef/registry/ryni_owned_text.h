@@ -19,10 +19,9 @@ namespace ryn {
 
 VEK_BEGIN_DECLS
 
-/// Replaces the owned string in `*field` by a copy of `text`, as ryn::replaceText() does, but with the documented
-/// effect of a failure.
-/// @return RYN_OK or RYN_MEMORY_ERROR. Documented: after RYN_MEMORY_ERROR the old string is freed and `*field` is
-///         null
+/// Replaces the owned string in `*field` by a copy of `text`, like ryn::replaceText(), but frees the old string also
+/// after a failure.
+/// @return RYN_OK or RYN_MEMORY_ERROR. Documented: after RYN_MEMORY_ERROR `*field` is null
 int ryniStrcpy(char **field, const char *text);
 
 VEK_END_DECLS

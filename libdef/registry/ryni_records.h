@@ -1,7 +1,7 @@
 #ifndef RYNI_RECORDS_H
 #define RYNI_RECORDS_H
 
-/// The records of a registry. The documented fields of each come first, in documented order; the fields that the
+/// The records of a registry. The fields whose order is documented come first in each record; the fields that the
 /// indexes maintain follow. Only the functions of ryni_registry.h and ryni_attributes.h may change a field that an
 /// index depends on, such as a name.
 
@@ -12,7 +12,8 @@ namespace ryn {
 struct AttributeIndex;
 struct RegistryIndexes;
 
-/// Number of the documented buckets of libraries, and of those of cached links.
+/// Documented: the number of buckets of the libraries, which rynDumpEverything() prints, and of those of the link
+/// cache.
 inline constexpr int kBuckets = 256;
 
 /// Flags of a library.
@@ -61,6 +62,8 @@ struct rynDefinitionHistory {
     rynDefinition *tail;
 };
 
+/// A library. The paths with "nsl" in their names contain no symbolic links; the paths of a temporary directory that
+/// the library does not have are null.
 struct rynLibrary {
     rynLibrary *nextInBucket;
     rynLibrary *nextInOrder;
@@ -83,7 +86,7 @@ struct rynLibrary {
     rynLibrary *previousInOrder;
     rynLibrary *nextInNameIndex;
     ryn::AttributeIndex *attributeIndex; ///< null if lookups search the list instead
-    uint64_t insertion;                  ///< grows with each library that is inserted
+    uint64_t insertion;                  ///< greater than in every library inserted before
     uint64_t rank;                       ///< grows from head to tail of the definition order
     uint32_t bucket;
     uint32_t nameHash; ///< hash of ryn::NameKey
@@ -114,6 +117,7 @@ struct rynLibraryList {
     rynLibrary *tail;
 };
 
+/// A registry of libraries: the object that a rynHandle points to.
 struct rynRegistry {
     uint32_t flags;
     uint32_t umask;
@@ -132,7 +136,7 @@ struct rynRegistry {
 
     ryn::RegistryIndexes *indexes;
     uint64_t insertions; ///< counter for rynLibrary::insertion and rynLibrary::rank
-    uint64_t tmpChanges; ///< number of changes that require applying the root to all libraries
+    uint64_t tmpChanges; ///< number of changes after which the root is applied to every library
     int globalTmpCount;  ///< number of libraries for which ryn::hasGlobalTmp() is true
     bool hasNestedName;  ///< whether the name of any library has ever contained "/"
 };

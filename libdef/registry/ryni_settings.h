@@ -20,7 +20,7 @@ struct Settings {
     bool everInitialized; ///< whether a registry was ever created
     rynUnknownAssignHook unknownAssignHook;
     bool mustExist;    ///< the path-existence setting: whether paths must exist
-    bool libraryCheck; ///< VEKLIBRARY entries are required; set when a registry is created from a file
+    bool libraryCheck; ///< libraries need a VEKLIBRARY entry; set when a registry is created from a file
     bool ignoresCase;  ///< the lookup case setting; set when a registry is created from a file
 };
 
