@@ -1,13 +1,13 @@
 #ifndef RYNI_CONTEXT_H
 #define RYNI_CONTEXT_H
 
-/// The records of iteration contexts.
+/// The data of iteration contexts: the state of a rynIterate...() call between calls of rynNext...().
 
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Types of contexts.
+/// Types of contexts, by the items that the iteration returns.
 enum {
     RYNI_CONTEXT_LIBRARIES = 0,
     RYNI_CONTEXT_CELLS = 1,
@@ -20,19 +20,19 @@ enum {
     RYNI_CONTEXT_ATTRIBUTES = 8
 };
 
-/// One name of a private list. The name is in the same block of memory, after the element.
+/// One name of a list that a context owns. The name is stored in the same memory block, after the element.
 typedef struct rynElement {
     struct rynElement *next;
     char *name;
 
-    struct rynElement *nextInIndex; ///< only used while the list is built
+    struct rynElement *nextInIndex; ///< link of the hash index of names; only used while the list is built
 } rynElement;
 
 struct rynContext {
     rynRegistry *handle;
     int32_t type;
-    void *list;   ///< types 1 to 6: a list of rynElement, owned; otherwise a list of the registry
-    void *cursor; ///< the record that is returned next, or null
+    void *list; ///< types 1 to 6: list of rynElement, owned by the context; otherwise a list of the registry
+    void *cursor; ///< the record that the next call returns; null at the end
 };
 
 VEK_END_DECLS

@@ -1,7 +1,7 @@
 #ifndef RYNI_GATHER_H
 #define RYNI_GATHER_H
 
-/// Gathers the names for an iteration over directories.
+/// Reads the names of cells, views or files from directories, for an iteration.
 
 #include "common/platform/walk_guard.h"
 #include "libdef/iteration/ryni_context.h"
@@ -17,28 +17,29 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// The directories that hold the contents of a library, cell or view.
+/// The directories (sources) that contain the cells, views and files of one library, cell or view.
 struct Sources {
-    rynLibrary *library = nullptr;     ///< the library that `spec` belongs to
-    ObjectNames names;                 ///< the cell and view whose contents are gathered
-    vekFSSpec *spec = nullptr;         ///< the directory in the library; null: not a source
-    const char *implicitTmp = nullptr; ///< the implicit temporary directory; null: not a source
-    const char *explicitTmp = nullptr; ///< the explicit temporary directory; null: not a source
+    rynLibrary *library = nullptr; ///< the library that `spec` belongs to
+    ObjectNames names;             ///< the cell and view whose contents are gathered; none for the library
+    vekFSSpec *spec = nullptr;     ///< the directory in the library or its archive; null: not read
+    const char *implicitTmp = nullptr; ///< the directory in the implicit temporary directory; null: not read
+    const char *explicitTmp = nullptr; ///< the directory in the explicit temporary directory; null: not read
 
     [[nodiscard]] bool isEmpty() const {
         return spec == nullptr && implicitTmp == nullptr && explicitTmp == nullptr;
     }
 };
 
-/// Gathers the names for a context of the given type, in the order of the iteration.
+/// Reads the names for a context of the given type from all sources.
 ///
 /// @param type   RYNI_CONTEXT_CELLS to RYNI_CONTEXT_ALL_VIEW_FILES
-/// @param list   receives the list, for freeElements(); null after a failure
-/// @param limit  of the ways through symbolic links of a deep list, for each source
+/// @param list   receives the names in the order of the iteration; freed with freeElements(); null after a failure
+/// @param limit  the limit on followed symbolic links, for RYNI_CONTEXT_ALL_VIEW_FILES; applies to each source
 /// @return RYN_OK, RYN_INTERNAL_ERROR, RYN_MEMORY_ERROR (reported), RYN_SYSTEM_ERROR or RYN_PERMISSION_DENIED
 int gatherNames(rynRegistry *registry, int type, const Sources &sources, rynElement **list,
                 const vek::LinkLimit &limit = {});
 
+/// Frees a list of gatherNames(). Null is allowed.
 void freeElements(rynElement *list);
 
 } // namespace ryn
