@@ -43,7 +43,8 @@ const char *nameOf(const void *record) {
     return static_cast<const Record *>(record)->*Name;
 }
 
-/// The records of one or more types of context: how to walk, name and print them.
+/// The functions for one kind of records in the list of a context: the next record, the name of a record, and printing
+/// it.
 struct RecordKind {
     const void *(*next)(const void *record);
     const char *(*name)(const void *record);
@@ -64,7 +65,7 @@ struct ContextType {
     const RecordKind *records;
 };
 
-/// Indexed by type.
+/// The printed name and the records of each type of context, indexed by RYNI_CONTEXT_... value.
 constexpr std::array<ContextType, RYNI_CONTEXT_ATTRIBUTES + 1> kTypes = {{
     {"Libraries", &kLibraries},
     {"Cells", &kElements},

@@ -1,9 +1,10 @@
-// Gathers the names in the directories of a library, cell or view.
+// Reads the names of cells, views or files from the directories of a library, cell or view.
 //
-// A list grows at its head, so the order of iteration is the reverse of the order of discovery. A name in a temporary
-// directory that an earlier directory has is found in a hash index with chaining and left out. Deep lists are
-// depth-first walks with an explicit stack: each directory is read whole before another is opened, so that one
-// descriptor is enough for any depth.
+// Names are added at the head of the list, so the order of the iteration is the reverse of the order in which names are
+// found. A name in a temporary directory is omitted if an earlier directory has the same name; a hash index with
+// chaining finds such names. A shallow list has the entries of one directory level. A deep list has the paths of all
+// files below a view: a depth-first walk with an explicit stack, which reads each directory completely before it opens
+// the next one, so that one descriptor is enough for any depth.
 
 #include "libdef/iteration/ryni_gather.h"
 
@@ -38,7 +39,8 @@ using ryn::ObjectNames;
 using ryn::Sources;
 using vek::DirectoryIdentity;
 
-/// The documented size of the name buffer for the top directory of the library side.
+/// Size of the buffer for names in the top directory of the library source. Documented: a name of more than 255 bytes
+/// does not fit.
 constexpr std::size_t kTopNameSize = 256;
 
 int codeOfFailedOpen(int error) {
@@ -47,7 +49,7 @@ int codeOfFailedOpen(int error) {
 
 // ---- the list being built
 
-/// The names of a list as entries of a hash table.
+/// Traits of vek::IntrusiveHash for the names of a list.
 struct NameTraits {
     static rynElement *&link(rynElement &element) { return element.nextInIndex; }
     static std::uint32_t hash(const rynElement &element) { return hash(std::string_view(element.name)); }
@@ -55,7 +57,7 @@ struct NameTraits {
     static bool matches(const rynElement &element, std::string_view name) { return element.name == name; }
 };
 
-/// A list of names that grows at its head.
+/// A linked list of names to which names are added at the head, with an optional hash index.
 class NameList {
   public:
     NameList() = default;
@@ -77,7 +79,7 @@ class NameList {
         return true;
     }
 
-    /// Indexes the names that are in the list now, for held(). @return false if memory is exhausted
+    /// Builds the hash index of the names that are in the list now. @return false if memory is exhausted
     [[nodiscard]] bool index() {
         index_ = {};
         bool isComplete = index_.reserve(count_);
@@ -87,7 +89,7 @@ class NameList {
         return isComplete;
     }
 
-    /// @return true if the name was in the list at the last call of index()
+    /// @return true if `name` was in the list at the last call of index()
     [[nodiscard]] bool held(std::string_view name) const { return index_.find(name) != nullptr; }
 
     rynElement *release() { return std::exchange(head_, nullptr); }
@@ -102,7 +104,7 @@ class NameList {
 
 struct CloseFsDirectory {
     void operator()(vekFSDir *directory) const {
-        // vekFS_closedir() frees nothing if it fails; a second call does.
+        // If vekFS_closedir() fails, it does not free `directory`. A second call frees it.
         if (vekFS_closedir(directory) != VEK_FS_OK) {
             static_cast<void>(vekFS_closedir(directory));
         }
@@ -110,15 +112,17 @@ struct CloseFsDirectory {
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
-/// @return true if vekFS_readdir() of `directory` stores a type: the entry record of another implementation may end
-///         before that field
+/// @return true if entries that vekFS_readdir() returns for `directory` have the field `type`. Those of another
+///         implementation of the file system layer may not have it
 bool hasEntryTypes(const vekFSDir &directory) {
     const vekFSIODef *implementation = directory.spec->implementation;
     return implementation == nullptr || implementation->readdir == vekFSiReaddir;
 }
 
-/// Calls `visit(type, name)` for each entry of a directory except "." and "..", until it returns another status than
-/// RYN_OK. The name is null if it cannot be fetched into `nameSize` bytes.
+/// Calls `visit(type, name)` for each entry of a directory except "." and "..". The type is a DT_... value. The name is
+/// null if it does not fit into `nameSize` bytes or cannot be read. A result of `visit` other than RYN_OK ends the
+/// loop.
+/// @return RYN_OK, the last result of `visit`, or the error for a directory that cannot be opened
 template <typename Visit>
 int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     vekFSDir *opened = nullptr;
@@ -149,7 +153,8 @@ int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     }
 }
 
-/// Reads a plain directory. @return RYN_OK or the code of the failure
+/// Reads all entries of the directory `path` with system calls, without the file-system layer.
+/// @return RYN_OK, RYN_MEMORY_ERROR, or the error for a directory that cannot be opened
 int readPlain(const char *path, vek::EntryList &entries) {
     const vek::DirectoryReading reading = vek::readDirectory(path, entries);
     switch (reading.outcome) {
@@ -165,7 +170,7 @@ int readPlain(const char *path, vek::EntryList &entries) {
 
 // ---- shallow lists
 
-/// The names that a shallow list takes.
+/// The names that a shallow list contains: legal names are cells and views, other names are files.
 enum class Wanted { LegalNames, OtherNames };
 
 int addIfWanted(NameList &list, Wanted wanted, const char *name) {
@@ -197,35 +202,38 @@ int addTemporaryNames(const char *directory, Wanted wanted, NameList &list) {
 
 // ---- deep lists
 
-/// What a deep list does with an entry of a directory.
+/// Result of examining a directory entry for a deep list.
 enum class EntryKind {
-    File,      ///< adds it
-    Directory, ///< enters it
+    File,      ///< the entry is added to the list
+    Directory, ///< the walk enters the entry
     Skipped,
     NoMemory
 };
 
-/// @return true if the entry is neither a directory nor a link to one
+/// @return true if the DT_... value `type` alone shows that the entry is neither a directory nor a link to one
 bool isKnownFile(unsigned char type) {
     return type != DT_DIR && type != DT_LNK && type != DT_UNKNOWN;
 }
 
-/// The library side of a deep list, read through the file-system layer.
+/// The library source of a deep list. It is read through the file-system layer, because it may be in an archive.
 class LibraryTree {
   public:
-    /// Documented: an entry whose path is too long is skipped.
+    /// Result for an entry whose path is too long. Documented: such an entry is skipped.
     static constexpr int kPathTooLong = RYN_OK;
 
     LibraryTree(const rynRegistry &registry, const Sources &sources)
         : registry_(registry), library_(*sources.library), names_(sources.names), top_(sources.spec),
           isPacked_(ryn::isPacked(registry, library_)) {}
 
-    /// Finds out what the entry at `path` is, and selects it if it may be a directory.
+    /// Examines the entry at `path`. An entry that may be a directory becomes the selected entry of the functions
+    /// below.
     /// @param path  relative to the top directory
+    /// @param type  the DT_... value of the entry
     EntryKind examine(const vek::PathText &path, unsigned char type, bool & /*isSearchable*/) {
         names_.file = path.c_str();
         if (isKnownFile(type) && !isPacked_) {
-            // The specifier is not needed. Documented: an entry without a specifier is skipped.
+            // Test only the length of the path: creating a specifier, which fails for a path that is too long, is not
+            // necessary. Documented: an entry for which that fails is skipped.
             return ryn::objectPathFits(library_.fullPath, names_) ? EntryKind::File : EntryKind::Skipped;
         }
         switch (ryn::makeSpec(&registry_, library_, names_, spec_)) {
@@ -239,7 +247,7 @@ class LibraryTree {
         return !isKnownFile(type) && rynIsSpecDir(selected()) != 0 ? EntryKind::Directory : EntryKind::File;
     }
 
-    // The selected directory; the top directory before the first call of examine().
+    // The next functions are for the selected entry. Before the first call of examine() that is the top directory.
 
     [[nodiscard]] bool isLink() const {
         vekFSStat record = {};
@@ -251,7 +259,7 @@ class LibraryTree {
     [[nodiscard]] std::optional<DirectoryIdentity> identity() const {
         vekFSStat record = {};
         if (vekFS_stat(selected(), &record) != VEK_FS_OK || record.spec->implementation != nullptr) {
-            return std::nullopt; // only native records hold a device and an inode
+            return std::nullopt; // only native records have a device and an inode number
         }
         return DirectoryIdentity::of(record.status);
     }
@@ -271,13 +279,13 @@ class LibraryTree {
 
     const rynRegistry &registry_;
     rynLibrary &library_;
-    ObjectNames names_; ///< with the path of the selected entry as the file
+    ObjectNames names_; ///< the names of the examined entry: cell, view, and its path as the file
     vekFSSpec *top_;
     vek::OwnedSpec spec_;
     bool isPacked_;
 };
 
-/// A temporary directory of a deep list, which is a plain directory.
+/// A temporary directory as a source of a deep list. It is read with system calls.
 class TemporaryTree {
   public:
     static constexpr int kPathTooLong = RYN_SYSTEM_ERROR;
@@ -286,12 +294,12 @@ class TemporaryTree {
 
     [[nodiscard]] bool hasMemory() const { return path_ != nullptr; }
 
-    /// Like LibraryTree::examine().
-    /// Documented: an entry that stat() fails for is a directory. It cannot be opened, which ends the build: callers
-    /// rely on a complete list.
+    /// Examines an entry like LibraryTree::examine(). Documented: an entry for which stat() fails is treated as a
+    /// directory. Opening it then fails and ends the walk with an error, because callers rely on a complete list.
     ///
-    /// @param isSearchable  whether stat() has succeeded in this directory. It then succeeds for its other files, too,
-    ///                      unless the path is too long: one call is enough for each directory
+    /// @param isSearchable  in: whether stat() has succeeded for an entry of this directory. It then succeeds for the
+    ///                      other files of the directory, unless the path is too long, so it is not called for these.
+    ///                      Set to true when stat() succeeds
     EntryKind examine(const vek::PathText &path, unsigned char type, bool &isSearchable) {
         const bool fits = top_.size() + 1 + path.size() < PATH_MAX;
         if (isKnownFile(type) && isSearchable && fits) {
@@ -327,11 +335,11 @@ class TemporaryTree {
 
   private:
     std::string_view top_;
-    vek::OwnedText path_; ///< of the selected entry
+    vek::OwnedText path_; ///< path of the selected entry
 };
 
-/// The walk of a deep list. A cycle is not detected: it ends where the system resolves no more links in a path (ELOOP).
-/// The ways through links, also those of a cycle, are limited.
+/// The depth-first walk of a deep list. It does not detect cycles of symbolic links: in a cycle, the path gets longer
+/// until opening it fails with ELOOP. vek::WalkGuard limits how many times the walk follows links.
 template <typename Tree>
 class DeepWalk {
   public:
@@ -353,16 +361,17 @@ class DeepWalk {
   private:
     using Links = vek::WalkGuard::Links;
 
+    /// A directory on the stack of the walk.
     struct Level {
         vek::EntryList entries;
-        std::size_t next = 0;                      ///< position of the next entry
-        std::size_t pathSize = 0;                  ///< of the directory's path
-        std::optional<DirectoryIdentity> identity; ///< known if the directory may hold links
+        std::size_t next = 0;                      ///< position of the next entry in `entries`
+        std::size_t pathSize = 0;                  ///< length of the path of the directory
+        std::optional<DirectoryIdentity> identity; ///< only set if the directory may contain links
         Links links = Links::Unread;
         bool isSearchable = false;
     };
 
-    /// Reads the selected directory, whose path is path_.
+    /// Reads the selected directory of the tree, whose path is path_, and pushes it on the stack.
     int enter() {
         Level level;
         const int status = tree_.read(level.entries);
@@ -427,7 +436,8 @@ int addTemporaryTree(const char *top, NameList &list, const vek::LinkLimit &limi
     return tree.hasMemory() && list.index() ? DeepWalk(tree, list, limit).run() : RYN_MEMORY_ERROR;
 }
 
-/// Adds the names of each source, in the documented order: the library's own directory first.
+/// Adds the names of each source. Documented order: library, implicit temporary directory, explicit temporary
+/// directory.
 template <typename AddLibrary, typename AddTemporary>
 int addSources(const Sources &sources, AddLibrary addLibrary, AddTemporary addTemporary) {
     int status = sources.spec == nullptr ? static_cast<int>(RYN_OK) : addLibrary();

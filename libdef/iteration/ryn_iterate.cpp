@@ -21,12 +21,12 @@ bool ownsList(const rynContext &context) {
     return context.type >= RYNI_CONTEXT_CELLS && context.type <= RYNI_CONTEXT_ALL_VIEW_FILES;
 }
 
-/// Documented: exhausted memory is reported with this context for all types.
+/// Documented: for every type of iteration, exhausted memory is reported with the function name "rynIterateLibFiles()".
 int reportNoMemory(const rynRegistry *registry) {
     return ryni_do_fatal(registry, RYN_MEMORY_ERROR, "rynIterateLibFiles()");
 }
 
-/// @return a context; null if memory is exhausted, which is reported
+/// Allocates a context with its cursor at the start of `list`. @return null after reporting that memory is exhausted
 rynContext *newContext(rynRegistry *registry, int type, void *list) {
     auto *context = static_cast<rynContext *>(std::malloc(sizeof(rynContext)));
     if (context == nullptr) {
@@ -39,15 +39,15 @@ rynContext *newContext(rynRegistry *registry, int type, void *list) {
 
 // ---- contexts over directories
 
-/// An iteration over directories, as it was called for.
+/// The arguments of a function that starts an iteration over directories.
 struct Request {
-    const char *function; ///< its name with "()", for reports
-    int type;
-    unsigned source; ///< RYN_SOURCE_...
+    const char *function; ///< the name of the function with "()", for reports
+    int type;             ///< a RYNI_CONTEXT_... value
+    unsigned source;      ///< RYN_SOURCE_... flags
     NamedObject object;
 };
 
-/// The level whose contents a type of context lists.
+/// The kind of object whose contents an iteration lists.
 enum class Level { Library, Cell, View };
 
 Level levelOf(int type) {
@@ -70,7 +70,7 @@ bool hasValidNames(const Request &request) {
            (level != Level::View || isGiven(request.object.names.view));
 }
 
-/// Finds the directories that hold the contents of a library, cell or view.
+/// Finds the directories that contain the cells, views and files of a library, cell or view.
 class SourceFinder {
   public:
     SourceFinder(rynRegistry *registry, rynLibrary &library, const ObjectNames &names)
@@ -79,8 +79,8 @@ class SourceFinder {
         sources_.names = names;
     }
 
-    /// @param source  RYN_SOURCE_...
-    /// @return RYN_OK, also if a directory does not have the cell or view
+    /// Finds the directories for the RYN_SOURCE_... flags in `source`.
+    /// @return RYN_OK, also if a directory does not contain the cell or view; or the error of an access test
     int find(unsigned source) {
         int status = RYN_OK;
         if ((source & RYN_SOURCE_LIBRARY) != 0) {
@@ -98,7 +98,7 @@ class SourceFinder {
         return status;
     }
 
-    /// @return what find() has found; valid as long as the finder
+    /// @return the directories that find() has found; valid as long as this object
     [[nodiscard]] const Sources &sources() const { return sources_; }
 
   private:
@@ -114,8 +114,11 @@ class SourceFinder {
         return isMissing(status) ? RYN_OK : status;
     }
 
+    /// Finds the directory of the cell or view in a temporary directory.
     /// @param directory  a temporary directory of the library; may be null
-    /// @param path       keeps the path that `found` receives
+    /// @param path       buffer for the path; must stay valid as long as `found`
+    /// @param found      receives the path; unchanged if the directory does not contain the cell or view
+    /// @return RYN_OK, also if it does not contain them; or the error of the access test
     int findUnder(const char *directory, vek::PathText &path, const char *&found) const {
         if (directory == nullptr) {
             return RYN_OK;
@@ -198,9 +201,9 @@ int iterateList(rynRegistry *registry, int type, void *list, rynContext **result
     return *result == nullptr ? RYN_MEMORY_ERROR : RYN_OK;
 }
 
-// ---- next items
+// ---- functions that return the next item
 
-/// The types of context that a next-item function accepts.
+/// The types of context that a rynNext...() function accepts: RYNI_CONTEXT_... values from `first` to `last`.
 struct TypeRange {
     int first;
     int last;
@@ -210,8 +213,10 @@ constexpr TypeRange only(int type) {
     return {type, type};
 }
 
-/// Checks the arguments of a next-item function. @param output  its first output
-/// @return RYN_OK, RYN_ITERATION_COMPLETE, or a reported code
+/// Checks the arguments of a rynNext...() function.
+/// @param output    its first output argument, which must not be null
+/// @param function  its name with "()", for reports
+/// @return RYN_OK; RYN_ITERATION_COMPLETE if there is no next item; or an error code that has been reported
 int checkNext(const rynContext *context, const void *output, const TypeRange &types, const char *function) {
     rynRegistry *registry = context == nullptr ? nullptr : context->handle;
     if (context == nullptr || output == nullptr) {
@@ -223,7 +228,7 @@ int checkNext(const rynContext *context, const void *output, const TypeRange &ty
     return context->cursor == nullptr ? RYN_ITERATION_COMPLETE : RYN_OK;
 }
 
-/// @return the record at the cursor, after moving the cursor to the next one
+/// Returns the record at the cursor and moves the cursor to the next record. The cursor must not be null.
 template <typename Record>
 Record *take(rynContext *context, Record *Record::*next) {
     auto *record = static_cast<Record *>(context->cursor);
