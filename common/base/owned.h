@@ -1,7 +1,7 @@
 #ifndef COMMON_OWNED_H
 #define COMMON_OWNED_H
 
-/// RAII owners for resources of the C library.
+/// RAII owners of C resources (malloc() memory, FILE, DIR and descriptors), and functions that allocate and copy.
 
 #include <algorithm>
 #include <array>
@@ -27,15 +27,15 @@ struct CloseDirectory {
     void operator()(DIR *directory) const { static_cast<void>(closedir(directory)); }
 };
 
-/// Memory of malloc().
+/// Owns memory that malloc() has allocated.
 template <typename T>
 using Owned = std::unique_ptr<T, FreeMemory>;
-/// A NUL-terminated heap string.
+/// Owns a NUL-terminated string that malloc() has allocated.
 using OwnedText = Owned<char>;
 using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 using OwnedDirectory = std::unique_ptr<DIR, CloseDirectory>;
 
-/// Allocates a record with the given value. @return null if memory is exhausted
+/// Allocates a record with malloc() and sets it to `value`. @return null if memory is exhausted
 template <typename T>
 [[nodiscard]] Owned<T> make(const T &value = {}) {
     static_assert(std::is_trivially_copyable_v<T>, "free() calls no destructor");
@@ -43,7 +43,7 @@ template <typename T>
     return Owned<T>(record == nullptr ? nullptr : std::construct_at(record, value));
 }
 
-/// Allocates `count` records with all bytes 0. @return null if memory is exhausted
+/// Allocates an array of `count` records with calloc(), so all bytes are 0. @return null if memory is exhausted
 template <typename T>
 [[nodiscard]] Owned<T> makeZeroed(std::size_t count = 1) {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -102,7 +102,7 @@ class OwnedDescriptor {
     [[nodiscard]] int get() const { return descriptor_; }
     [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
-    /// Closes the descriptor, for callers that need the result of close(). @return that result
+    /// Closes the descriptor before the end of the scope. @return the result of close(), with `errno` set if it is -1
     [[nodiscard]] int close() { return ::close(release()); }
 
   private:

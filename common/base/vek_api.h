@@ -13,7 +13,7 @@
 #define VEK_END_DECLS
 #endif
 
-// VEK_EXTENSION marks what C99 has no word for, so that -Wpedantic accepts it there.
+// VEK_EXTENSION precedes a declaration that is not valid C99, so that -Wpedantic does not report it.
 #if defined(__GNUC__)
 #define VEK_API __attribute__((visibility("default")))
 #define VEK_EXTENSION __extension__

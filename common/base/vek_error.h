@@ -22,8 +22,8 @@ VEK_API vekErrorFunc vekRegErrorFunc(vekErrorFunc function);
 VEK_API vekErrorFunc vekGetErrorFunc(void);
 
 /// Reports `message`. The error hook receives it unchanged. Without a hook, `message` and a newline are written
-/// to standard error. The messages of the library end with a newline themselves, so that an empty line follows
-/// them there.
+/// to standard error. The library's own messages already end with a newline, so an empty line follows them on
+/// standard error.
 ///
 /// @param message  a complete text, never used as a format; null is reported as the empty string
 VEK_API void vekReportError(const char *message);

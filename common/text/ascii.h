@@ -1,24 +1,24 @@
 #ifndef COMMON_ASCII_H
 #define COMMON_ASCII_H
 
-/// Characters and comparison of texts in the C locale. They do not depend on setlocale().
+/// Character classes and text comparison for ASCII. Unlike <cctype>, they do not depend on setlocale().
 
 #include <cstddef>
 #include <string_view>
 
 namespace vek {
 
-/// A blank, or one of the control characters from tab to carriage return.
+/// @return true if `c` is a blank or one of the control characters from tab to carriage return
 constexpr bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-/// A blank or a tab.
+/// @return true if `c` is a blank or a tab
 constexpr bool isBlank(char c) {
     return c == ' ' || c == '\t';
 }
 
-/// A printable ASCII character, including the blank.
+/// @return true if `c` is a printable ASCII character or the blank
 constexpr bool isPrint(char c) {
     return c >= ' ' && c <= '~';
 }
@@ -39,8 +39,8 @@ constexpr char toUpper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-// std::string_view's own starts_with() and ends_with() can end in a throw function of the C++ run-time library,
-// which this library is linked without.
+// startsWith() and endsWith() replace the members of std::string_view: those can call a function of the C++ run-time
+// library that throws, and this library is linked without that library.
 
 constexpr bool startsWith(std::string_view text, std::string_view start) {
     return text.size() >= start.size() && std::string_view(text.data(), start.size()) == start;
@@ -51,7 +51,7 @@ constexpr bool endsWith(std::string_view text, std::string_view end) {
            std::string_view(text.data() + (text.size() - end.size()), end.size()) == end;
 }
 
-/// Compares two texts without regard to the case of ASCII letters.
+/// @return true if `a` and `b` are equal when the case of ASCII letters is ignored
 constexpr bool equalNoCase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) {
         return false;

@@ -7,7 +7,8 @@
 
 namespace vek {
 
-/// The decimal text of a number, for composing a message without printf(), whose import each start of a program pays for.
+/// The decimal text of a number, for composing messages without printf(): the dynamic linker would have to resolve
+/// printf() in every start of a program.
 class Decimal {
   public:
     explicit Decimal(int number)
@@ -20,7 +21,7 @@ class Decimal {
     }
 
   private:
-    std::array<char, 12> text_ = {}; ///< a sign and 10 digits
+    std::array<char, 12> text_ = {}; ///< enough for a sign and the 10 digits of an int
     char *end_;
 };
 

@@ -1,8 +1,9 @@
 #ifndef COMMON_FIXED_TEXT_H
 #define COMMON_FIXED_TEXT_H
 
-/// Text in a buffer of fixed size. It is always NUL-terminated and its length is always right: a C function can write
-/// into it only through fill(), fillCounted() or edit(), which set the length afterwards.
+/// FixedText is a text in a buffer of fixed size. It always ends with a NUL, and its stored length is always correct:
+/// a C function can write into the buffer only through fill(), fillCounted() or edit(), which set the length
+/// afterwards.
 
 #include "common/base/vek_api.h"
 
@@ -15,29 +16,30 @@
 
 namespace vek {
 
-/// The result of a function that writes into a buffer. A pointer or a reference could be one into the buffer, and
-/// would allow writing without setting the length.
+/// A type that is neither a pointer nor a reference. Functions that write into a FixedText must return such a type: a
+/// pointer into the buffer would allow the caller to write without setting the length.
 template <typename T>
 concept NoPointer = !std::is_pointer_v<T> && !std::is_reference_v<T>;
 
-/// Selects the constructor for static storage.
+/// The tag type of the FixedText constructor for static storage.
 struct ZeroFilled {};
 inline constexpr ZeroFilled kZeroFilled{};
 
-/// @tparam Size  bytes of the buffer, including the NUL
+/// A text of at most `Size` - 1 characters.
+/// @tparam Size  the size of the buffer in bytes, including the NUL
 template <std::size_t Size>
 class FixedText {
   public:
     static_assert(Size > 0);
     static constexpr std::size_t kCapacity = Size - 1;
 
-    // The buffer after the NUL is not initialized: clearing 4 KiB for each path would cost more than most uses of it.
+    // Only the NUL is initialized: setting 4 KiB to 0 for each path would take longer than most uses of the path.
     FixedText() { data_[0] = '\0'; } // NOLINT(cppcoreguidelines-pro-type-member-init)
 
-    /// For static storage: with the whole buffer zero, no code runs before main().
+    /// Sets the whole buffer to 0. For variables in static storage: they are then initialized at compile time.
     constexpr explicit FixedText(ZeroFilled /*tag*/) : data_{} {}
 
-    /// Appends `text`. @return false, and the text is unchanged, if it does not fit
+    /// Appends `text`. @return false if it does not fit; nothing is then appended
     [[nodiscard]] bool append(std::string_view text) {
         if (text.size() > kCapacity - size_) {
             return false;
@@ -50,7 +52,7 @@ class FixedText {
     }
     [[nodiscard]] bool append(char c) { return append(std::string_view(&c, 1)); }
 
-    /// Appends the pieces in order. @return false, and the text is unchanged, if they do not all fit
+    /// Appends the pieces in order. @return false if they do not all fit; nothing is then appended
     template <typename... Pieces>
     [[nodiscard]] bool appendAll(const Pieces &...pieces) {
         const std::size_t before = size_;
@@ -61,13 +63,13 @@ class FixedText {
         return false;
     }
 
-    /// Appends as much of `text` as fits. For texts that are documented to be cut.
+    /// Appends as many characters of `text` as fit. Used where the user documentation says that a text is cut.
     void appendCut(std::string_view text) {
         const std::size_t free = kCapacity - size_;
         static_cast<void>(append(std::string_view(text.data(), text.size() < free ? text.size() : free)));
     }
 
-    /// Replaces the text by the joined pieces. @return false, and the text is empty, if they do not fit
+    /// Replaces the text by the joined pieces. @return false if they do not fit; the text is then empty
     template <typename... Pieces>
     [[nodiscard]] bool assign(const Pieces &...pieces) {
         clear();
@@ -76,25 +78,25 @@ class FixedText {
 
     void clear() { setSize(0); }
 
-    /// Removes everything from offset `size` on. A text that is not longer is unchanged.
+    /// Cuts the text to its first `size` characters. A text that is not longer is unchanged.
     void truncate(std::size_t size) {
         if (size < size_) {
             setSize(size);
         }
     }
 
-    /// Removes `count` characters from offset `from` on. Both must lie in the text.
+    /// Removes `count` characters, beginning at offset `from`. `from` + `count` must not exceed size().
     void erase(std::size_t from, std::size_t count) {
         const std::size_t rest = from + count;
         std::memmove(data_.data() + from, data_.data() + rest, size_ - rest);
         setSize(size_ - count);
     }
 
-    /// Replaces the text by what a C function writes.
+    /// Replaces the text by the text that a C function writes.
     ///
-    /// @param write  called once as write(char *buffer, std::size_t size). It may write `size` bytes and ends the text
-    ///               with a NUL. If it writes nothing, the text is empty
-    /// @return what `write` returned; errno is unchanged
+    /// @param write  is called once as write(char *buffer, std::size_t size). It may write at most `size` bytes,
+    ///               including a NUL at the end. If it writes nothing, the text is empty
+    /// @return the result of `write`; does not change the errno that `write` sets
     template <typename Write>
     requires std::invocable<Write &, char *, std::size_t> &&
         NoPointer<std::invoke_result_t<Write &, char *, std::size_t>>
@@ -104,12 +106,12 @@ class FixedText {
         return write(data_.data(), Size);
     }
 
-    /// Replaces the text by what a function writes that returns the number of bytes and writes no NUL, like
-    /// readlink().
+    /// Replaces the text by the bytes that a C function writes, for functions like readlink() that return the number
+    /// of bytes and write no NUL.
     ///
-    /// @param write  called once as write(char *buffer, std::size_t size). If it returns a negative number, the text is
-    ///               empty
-    /// @return what `write` returned; errno is unchanged
+    /// @param write  is called once as write(char *buffer, std::size_t size). If it returns a negative number, the
+    ///               text is empty
+    /// @return the result of `write`; does not change the errno that `write` sets
     template <typename Write>
     requires std::signed_integral<std::invoke_result_t<Write &, char *, std::size_t>>
     auto fillCounted(Write write) {
@@ -119,10 +121,10 @@ class FixedText {
         return count;
     }
 
-    /// Lets a C function change the text in place.
+    /// Calls a C function that changes the text in place.
     ///
-    /// @param change  called once as change(char *text). It may write up to and including the NUL, not beyond
-    /// @return what `change` returned
+    /// @param change  is called once as change(char *text). It must not write after the NUL of the text
+    /// @return the result of `change`
     template <typename Change>
     requires std::invocable<Change &, char *> && NoPointer<std::invoke_result_t<Change &, char *>>
     auto edit(Change change) {
@@ -137,7 +139,7 @@ class FixedText {
     [[nodiscard]] char back() const { return size_ == 0 ? '\0' : data_[size_ - 1]; }
 
   private:
-    /// Sets the length when it goes out of scope.
+    /// Its destructor sets the length of the text to the offset of the first NUL in the buffer.
     class Measurement {
       public:
         explicit Measurement(FixedText &text) : text_(text) {}
@@ -158,11 +160,11 @@ class FixedText {
     std::size_t size_ = 0;
 };
 
-/// A path or line of at most 4095 characters.
+/// A buffer for a path or line of at most 4095 characters.
 using PathText = FixedText<VEK_PATH_SIZE>;
 
-/// Copies `text` and a NUL into a caller's buffer of `size` bytes. @return false, and the buffer is unchanged, if it
-/// does not fit
+/// Copies `text` and a NUL into `buffer`, which has `size` bytes.
+/// @return false if they do not fit; the buffer is then unchanged
 [[nodiscard]] inline bool copyToBuffer(std::string_view text, char *buffer, std::size_t size) {
     if (text.size() >= size) {
         return false;

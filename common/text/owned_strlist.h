@@ -12,31 +12,31 @@ struct FreeStrlist {
     void operator()(char **list) const { vekFreeStrlist(list); }
 };
 
-/// A string list (vek_strlist.h) and its strings.
+/// Owns a string list (vek_strlist.h) and its strings: vekFreeStrlist() frees them.
 using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
-/// Appends a copy of `s` to a string list like vekAddToStrlist(), but does not call the error hook: the hook may run for
-/// any time, and a caller can hold a file lock.
+/// Appends a copy of `s` to a string list like vekAddToStrlist(), but without an error report: the caller can hold a
+/// file lock, and the error hook, which is a function of the program, could run for a long time.
 /// @return false if memory is exhausted; the list is then unchanged
 [[nodiscard]] bool appendToStrlist(char **&list, const char *s, int *size);
 
-/// Builds a string list from copies of strings. It keeps the counters of vekFastAddToStrlist().
+/// Builds a string list from copies of strings with vekFastAddToStrlist(), and stores the counters that it needs.
 class StrlistBuilder {
   public:
-    /// @return false if memory is exhausted; the list is then unchanged
+    /// Appends a copy of `text`. @return false if memory is exhausted; the list is then unchanged
     [[nodiscard]] bool add(const char *text) {
         char **const grown = vekFastAddToStrlist(list_.get(), text, &count_, &size_);
         if (grown == nullptr) {
             return false;
         }
-        static_cast<void>(list_.release()); // realloc() freed it, or returned the same block
+        static_cast<void>(list_.release()); // realloc() has freed the old block, or returned it again
         list_.reset(grown);
         return true;
     }
 
     [[nodiscard]] bool empty() const { return count_ == 0; }
 
-    /// The list's allocated size.
+    /// @return the allocated size of the list, in pointers
     [[nodiscard]] int size() const { return size_; }
 
     /// @return the list; null if nothing was added. The builder must not be used afterwards

@@ -13,7 +13,7 @@ class PathComponents {
     /// @param path  must outlive the iteration
     explicit PathComponents(std::string_view path) : rest_(path) {}
 
-    /// @return false if there are no more components; otherwise `component` receives the next one
+    /// Stores the next component in `component`. @return false if there are no more components
     [[nodiscard]] bool next(std::string_view &component) {
         if (isEnd_) {
             return false;
@@ -25,7 +25,7 @@ class PathComponents {
         return true;
     }
 
-    /// @return whether next() has returned the last component
+    /// @return true if the last component has been stored by next()
     [[nodiscard]] bool isEnd() const { return isEnd_; }
 
   private:

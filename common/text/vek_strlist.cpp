@@ -1,8 +1,8 @@
 #include "common/text/vek_strlist.h"
 
-// String lists. The caller keeps the allocated size of a list, and all slots after the last string are null. So the number
-// of strings can be found by a galloping search from the end, in O(log n) for a list that grows, and building a list of n
-// strings takes O(n log n) time.
+// String lists. The caller keeps the allocated size of a list, and all slots after the last string are null.
+// Therefore a galloping search from the end finds the number of strings in O(log n), and vekAddToStrlist() builds a
+// list of n strings in O(n log n) time.
 
 #include "common/base/owned.h"
 #include "common/base/vek_error.h"
@@ -22,11 +22,11 @@ using vek::StrlistAddition;
 
 namespace {
 
-/// Up to this allocated size a list doubles when it grows; a larger one grows by kLargeStep slots.
+/// A list of up to kDoublingLimit slots doubles when it grows. A larger list grows by kLargeStep slots.
 constexpr int kDoublingLimit = 4096;
 constexpr int kLargeStep = 2048;
 
-/// Shorter lists are counted string by string.
+/// In lists with fewer slots, the strings are counted one by one: a galloping search would not be faster.
 constexpr int kSearchMinimum = 64;
 
 struct FreeList {
@@ -38,7 +38,8 @@ bool mustGrow(const char *const *list, int count, int size) {
     return list == nullptr || count > static_cast<long long>(size) - 2;
 }
 
-/// The allocated size after growing: room for at least one more string and the null pointer. 0 if it exceeds INT_MAX.
+/// @return the allocated size after growth, at least `count` + 2: one more string and the null pointer; 0 if that
+///         exceeds INT_MAX
 int grownSize(int count, int size) {
     const long long needed = count + 2LL;
     long long grown = size <= kDoublingLimit ? count * 2LL + 2 : static_cast<long long>(size) + kLargeStep;
@@ -51,8 +52,8 @@ int grownSize(int count, int size) {
     return grown < needed ? 0 : static_cast<int>(grown);
 }
 
-/// The number of strings in a list with `size` allocated slots, of which the last is null: galloping search from the end,
-/// then binary search.
+/// Counts the strings in a list with `size` allocated slots, the last of which is null. A galloping search from the end
+/// finds a slot that is not null, then a binary search finds the last such slot.
 int searchStrlistSize(const char *const *list, int size) {
     int firstKnownNull = size - 1;
     int strings = 0;
@@ -75,17 +76,19 @@ int searchStrlistSize(const char *const *list, int size) {
     return strings;
 }
 
-/// The number of strings in `list`, for which the caller gave the allocated size `size`.
+/// Counts the strings in `list`. `size` is the allocated size according to the caller's counter.
 int countStrings(char **list, int size) {
-    // The counter can be too small: 0 for a list from vekCopyStrlist(), for instance. Then its last slot contains a string.
+    // The counter can be too small, for instance 0 for a list from vekCopyStrlist(). Slot `size` - 1 then contains a
+    // string, and the strings are counted one by one.
     if (list == nullptr || size < kSearchMinimum || list[size - 1] != nullptr) {
         return vekGetStrlistSize(list);
     }
     return searchStrlistSize(list, size);
 }
 
-/// The slots to allocate. The documented size of a long list grows by a constant, which would copy it O(n) times. So the
-/// allocated size is rounded up by at most an eighth, which makes n additions O(n).
+/// Documented: the size in the caller's counter grows by a constant for a long list. Allocating exactly this size would
+/// copy the list O(n) times. Therefore the memory is rounded up by at most an eighth, so n additions take O(n) time.
+/// @return the number of slots to allocate for a list of size `slots`
 std::size_t allocatedSlots(int slots) {
     constexpr std::size_t kShare = 8;
     const auto counted = static_cast<std::size_t>(slots);
@@ -96,13 +99,14 @@ std::size_t allocatedSlots(int slots) {
     return (counted + unit - 1) / unit * unit;
 }
 
-/// vekGrowStrlist() without the report.
+/// Implements vekGrowStrlist(), but does not report an error.
 char **growQuietly(char **list, int count, int newSize) {
     const int strings = list == nullptr || count < 0 ? 0 : count;
     if (newSize < count) {
         return list;
     }
-    // At least one slot after the strings: the list stays terminated, and realloc() never gets the size 0, which frees.
+    // At least one slot more than there are strings: the list then ends with a null pointer, and realloc() is never
+    // called with the size 0, which would free the list.
     const int slots = newSize > strings ? newSize : strings + 1;
     auto *grown = static_cast<char **>(std::realloc(list, allocatedSlots(slots) * sizeof(char *)));
     if (grown != nullptr) {
@@ -111,11 +115,12 @@ char **growQuietly(char **list, int count, int newSize) {
     return grown;
 }
 
-/// Puts a copy of `s` at index `*count`. If it fails, the list and the counters are unchanged.
+/// Stores a copy of `s` at index `*count` and increments `*count`. After a failure, the list and both counters are
+/// unchanged.
 StrlistAddition addString(char **&list, const char *s, int *count, int *size) {
-    // The counter of a null list need not be initialized.
+    // If the list is null, `*count` need not be initialized.
     const int strings = list == nullptr || *count < 0 ? 0 : *count;
-    // Copy first: after realloc() has moved the list, no step may fail, because the caller's pointer is then invalid.
+    // Copy first. If a step failed after realloc() has moved the list, the caller would keep an invalid pointer.
     OwnedText copy(vekCopyString(s));
     if (s != nullptr && !copy) {
         return StrlistAddition::NoMemoryForCopy;
@@ -145,7 +150,7 @@ int compareStrings(const void *a, const void *b) {
     return std::strcmp(*static_cast<const char *const *>(a), *static_cast<const char *const *>(b));
 }
 
-/// The separator of joined strings.
+/// @return the character in `sep` if it is exactly one printable character, otherwise a blank
 char separatorFrom(const char *sep) {
     const bool single = sep != nullptr && sep[0] != '\0' && sep[1] == '\0';
     return single && vek::isPrint(sep[0]) ? sep[0] : ' ';

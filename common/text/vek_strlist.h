@@ -29,8 +29,8 @@ VEK_API int vekGetStrlistSize(char **list);
 /// @param list   the list, or null for a new one
 /// @param count  the number of strings in it; increased by one
 /// @param size   its allocated size; changed if the list grows
-/// @return the list, which may have moved. Null if memory is exhausted: the caller still owns the old list,
-///         unchanged. If it was the growth that failed, this is reported through vekReportError()
+/// @return the list, which may have moved. Null if memory is exhausted: the caller still owns the old list, which
+///         is unchanged. If the list could not grow, this is reported through vekReportError()
 VEK_API char **vekFastAddToStrlist(char **list, const char *s, int *count, int *size);
 
 /// Gives `list` the allocated size `newSize` and sets the pointers from index `count` on to null.

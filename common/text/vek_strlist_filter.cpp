@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The patterns of one filter. Each is compiled when the first string is compared with it.
+/// The patterns of one vekFilterStrlist() call. A pattern is compiled when the first string is compared with it.
 class PatternSet {
   public:
     explicit PatternSet(char **patterns)
@@ -21,11 +21,11 @@ class PatternSet {
         }
     }
 
-    /// @return false if memory was exhausted; results of matches() are then not valid
+    /// @return false if memory was exhausted; the results of matches() are then wrong
     [[nodiscard]] bool valid() const { return compiled_ != nullptr && !outOfMemory_; }
 
-    /// @return whether `string` matches a pattern. Documented: a pattern that does not compile is reported once for each
-    ///         string that is compared with it
+    /// Documented: a pattern that does not compile is reported once for each string that is compared with it.
+    /// @return true if `string` matches at least one pattern
     [[nodiscard]] bool matches(const char *string) {
         for (std::size_t i = 0; i < count_; ++i) {
             const Compiled &compiled = compiledPattern(i);
@@ -39,7 +39,7 @@ class PatternSet {
     }
 
   private:
-    /// After the first comparison, one of the two is set.
+    /// The result of compiling a pattern: the expression or the text of the error. Both are null before that.
     struct Compiled {
         vek_regexp *expression;
         const char *error;

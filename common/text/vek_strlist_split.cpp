@@ -6,15 +6,15 @@
 
 namespace {
 
-/// A word of at most 4095 characters.
+/// A buffer for a word of at most 4095 characters.
 using Word = vek::PathText;
 
-/// Iterates over the words of a text.
+/// Iterates over the words of a text, as vekStrToStrlist() documents them.
 class WordScanner {
   public:
     explicit WordScanner(const char *text) : at_(text) {}
 
-    /// @return false if there are no more words; otherwise `word` receives the next one
+    /// Stores the next word in `word`. @return false if there are no more words
     bool next(Word &word) {
         while (vek::isSpace(*at_)) {
             ++at_;
@@ -28,7 +28,7 @@ class WordScanner {
         while (!atEndOfWord() && word.append(*at_)) {
             ++at_;
         }
-        // If the word was too long, this character is the first of the next word.
+        // Skip the character that ended the word. A word that was too long ends without one: its rest is the next word.
         if (*at_ != '\0' && atEndOfWord()) {
             ++at_;
         }
@@ -36,7 +36,9 @@ class WordScanner {
     }
 
   private:
-    /// Documented: a double quote after a single quote opens the word; then only a double quote ends it.
+    /// Skips the opening quote, if there is one, and stores it in quote_.
+    /// Documented: after an opening single quote, a double quote is also skipped, and only a double quote then ends the
+    /// word.
     void openQuotes() {
         quote_ = '\0';
         for (const char quote : {'\'', '"'}) {
@@ -47,8 +49,8 @@ class WordScanner {
         }
     }
 
-    /// Documented: the first character after the quote always belongs to the word, so two quotes give a word of one quote.
-    /// A quote at the end of the text gives an empty word.
+    /// Adds the first character to the word. Documented: after an opening quote, this is any character, even a quote.
+    /// Two single quotes therefore give a word of one single quote. At the end of the text the word stays empty.
     void addFirst(Word &word) {
         if (*at_ != '\0' && word.append(*at_)) {
             ++at_;
@@ -78,7 +80,7 @@ char **vekStrToStrlist(const char *str, int *count, char **list) {
     while (scanner.next(word)) {
         char **longer = vekFastAddToStrlist(list, word.c_str(), count, &size);
         if (longer == nullptr) {
-            break; // the list has the words so far
+            break; // memory is exhausted; the list contains the words before this one
         }
         list = longer;
     }

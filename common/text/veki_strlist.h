@@ -1,7 +1,7 @@
 #ifndef VEKI_STRLIST_H
 #define VEKI_STRLIST_H
 
-/// Appending to a string list without a report.
+/// addToStrlist() appends to a string list without reporting errors.
 
 namespace vek {
 
@@ -12,6 +12,7 @@ enum class StrlistAddition { Done, NoMemoryForCopy, NoMemoryForList };
 ///
 /// @param list  the list, or null for a new one; changed if the list moves. Unchanged after a failure
 /// @param size  its allocated size; changed if the list grows
+/// @return Done, or which allocation failed
 StrlistAddition addToStrlist(char **&list, const char *s, int *size);
 
 } // namespace vek
