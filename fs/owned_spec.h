@@ -11,7 +11,7 @@ struct FreeSpec {
     void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
 };
 
-/// A specifier that is freed at the end of its scope.
+/// Owns a specifier, and frees it with vekFSFreeSpec() at the end of its scope.
 using OwnedSpec = std::unique_ptr<vekFSSpec, FreeSpec>;
 
 } // namespace vek

@@ -5,8 +5,8 @@
 ///
 /// A specifier is a path with an optional implementation table. Every operation takes a specifier, or a file,
 /// directory, entry or stat record that was obtained from one. Without a table the specifier is native, and the
-/// operation is a system call. With a table, the operation calls the function in its slot; if the slot is empty,
-/// the operation is not supported.
+/// operation is a system call. With a table, each operation has a slot, a function pointer in the table, and calls
+/// this function. If the slot is null, the operation is not supported.
 ///
 /// Every function returns a status: 0, an `errno` value, or a negative VEK_FS_ code. A null pointer gives EINVAL
 /// before anything else is checked, unless the parameter is marked "may be null". Exhausted memory gives ENOMEM.
@@ -39,7 +39,7 @@ typedef struct vekFSIODef vekFSIODef;
 typedef struct vekFSSpec {
     char *path;                       ///< owned; an implementation may store a record of its own here
     const vekFSIODef *implementation; ///< null for native
-    int32_t autoFree;                 ///< 1 if vekFS_close() of the file opened with it frees it
+    int32_t autoFree;                 ///< 1 if vekFS_close() of the file also frees this specifier
 } vekFSSpec;
 
 /// An open file.
@@ -52,18 +52,18 @@ typedef struct vekFSFile {
     vekFSSpec *spec;
 } vekFSFile;
 
-/// Copy of a directory entry, without the type.
+/// A copy of a directory entry as readdir() returns it, without the type.
 typedef struct vekFSEntryBuffer {
     uint16_t recordLength;
     char name[VEK_PATH_SIZE];
 } vekFSEntryBuffer;
 
-/// The entry holder of an open directory: its current entry.
+/// The entry holder of an open directory: the entry that vekFS_readdir() has read last.
 typedef struct vekFSDirent {
     vekFSEntryBuffer *buffer;
     vekFSSpec *spec;
     /// Type of the entry, a DT_ value of <dirent.h>. DT_UNKNOWN (0) if the file system does not give it; call
-    /// vekFS_stat() then. DT_LNK is the link, not its target.
+    /// vekFS_stat() then. DT_LNK means that the entry is a symbolic link; the type of its target is not given.
     unsigned char type;
 } vekFSDirent;
 
@@ -83,8 +83,8 @@ typedef struct vekFSStat {
     struct stat status;
 } vekFSStat;
 
-/// An implementation table: a name and one slot for each operation. A null slot means "not supported". The
-/// generic function checks its arguments for null and passes them to the slot of the same name.
+/// An implementation table: a name, and one slot for each operation. A null slot means "not supported". The
+/// vekFS function of each operation checks its arguments for null and passes them to the slot of the same name.
 struct vekFSIODef {
     const char *name;
     int (*freeSpec)(vekFSSpec *spec);
@@ -126,10 +126,10 @@ VEK_API int vekFSCreatePathSpec(const char *path, vekFSSpec **spec);
 /// vekFS_ungetc() work, and stores it in `*spec`. Otherwise like vekFSCreatePathSpec().
 VEK_API int vekFSStdioCreatePathSpec(const char *path, vekFSSpec **spec);
 
-/// Frees `spec` and what it owns.
+/// Frees `spec` and the memory that it owns, such as its path.
 VEK_API int vekFSFreeSpec(vekFSSpec *spec);
 
-/// Copies the text of `spec`: its path, or the text that its implementation returns instead.
+/// Copies the text of `spec`. This is its path, unless the implementation returns another text.
 ///
 /// @param buffer  receives the text; unchanged if it does not fit
 /// @param size    size of `buffer` in bytes, including the NUL
@@ -157,8 +157,8 @@ VEK_API int vekFS_strerror(int code, char *buffer, size_t size, size_t *needed);
 ///
 /// Native specifiers: `flags` are those of open(). A new file has mode 0666, reduced by the umask. Stream
 /// specifiers: with O_RDWR or O_WRONLY, O_APPEND opens for appending, and O_TRUNC empties the file; both create a
-/// missing file. Without these two, the file must exist and is opened for reading and writing, unchanged.
-/// O_RDONLY opens for reading. O_CREAT has no effect.
+/// missing file. Without O_APPEND and O_TRUNC, the file must exist. It is then opened for reading and writing, and
+/// its content is kept. O_RDONLY opens for reading. O_CREAT has no effect.
 ///
 /// @param spec  must remain until the file is closed
 /// @param file  receives the file, which vekFS_close() closes; null after a failure
@@ -204,7 +204,7 @@ VEK_API int vekFS_read(vekFSFile *file, void *buffer, size_t length, ssize_t *co
 /// @param count  receives the number of bytes accepted; after a failure -1 for native files and 0 for streams
 VEK_API int vekFS_write(vekFSFile *file, const void *buffer, size_t length, ssize_t *count);
 
-/// Sets the position of `file` to `offset` bytes from the start, the position or the end.
+/// Sets the position of `file` to `offset` bytes from the start, the current position or the end of the file.
 ///
 /// @param whence    SEEK_SET, SEEK_CUR or SEEK_END
 /// @param position  receives the new position in bytes from the start
@@ -235,7 +235,8 @@ VEK_API int vekFS_close(vekFSFile *file);
 /// @param record  the caller's record; valid after success only
 VEK_API int vekFS_stat(vekFSSpec *spec, vekFSStat *record);
 
-/// Gets the stat record of `spec` into `record` like vekFS_stat(), but of a symbolic link itself.
+/// Stores a stat record in `record` like vekFS_stat(). If the path of `spec` is a symbolic link, this is the record
+/// of the link itself, not of its target.
 VEK_API int vekFS_lstat(vekFSSpec *spec, vekFSStat *record);
 
 // The next functions read the fields of a record that vekFS_stat() or vekFS_lstat() filled.

@@ -1,7 +1,7 @@
 #include "fs/veki_fs.h"
 
-// Native directories: opendir(), readdir(), rewinddir() and closedir(). They are public, so that other implementations can
-// use them for their slots.
+// Directory operations of native specifiers, with opendir(), readdir(), rewinddir() and closedir(). The functions are
+// public, because other implementations can use them for their slots.
 
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"
@@ -50,14 +50,15 @@ int vekFSiReaddir(vekFSDir *directory, vekFSDirent **entry) {
     if (directory->stream == nullptr) {
         return EBADF;
     }
-    // readdir() returns null at the end, too, without setting errno.
+    // readdir() returns null after an error and at the end of the directory. At the end it does not change errno.
     errno = 0;
     const dirent *const found = ::readdir(directory->stream);
     if (found == nullptr) {
         return errno;
     }
     vekFSDirent &holder = *directory->entry;
-    // A name can have more than 255 bytes: some file systems limit characters, not bytes.
+    // The name is checked against the buffer, because it can have more than 255 bytes: some file systems limit the
+    // number of characters, not of bytes.
     const std::string_view name = &found->d_name[0];
     if (!vek::copyToBuffer(name, &holder.buffer->name[0], sizeof holder.buffer->name)) {
         return ENAMETOOLONG;
@@ -85,7 +86,7 @@ int vekFSiClosedir(vekFSDir *directory) {
     }
     if (directory->stream != nullptr) {
         const int status = ::closedir(directory->stream) != 0 ? errno : VEK_FS_OK;
-        // closedir() releases the stream even if it fails.
+        // closedir() frees the stream even if it fails, so closedir() must not be called again.
         directory->stream = nullptr;
         if (status != VEK_FS_OK) {
             return status;

@@ -1,13 +1,13 @@
 #include "fs/veki_fs.h"
 
-// Dispatch: each generic function checks its arguments for null and calls the slot of the object's specifier. Native
-// specifiers use a table, too, so there is one path through the code.
+// The public vekFS functions. Each checks its arguments for null, takes the implementation table from the specifier of
+// its first object, and calls the function in the slot. Native specifiers use the table kNative in the same way.
 
 #include <cerrno>
 #include <cstddef>
 #include <type_traits>
 
-// Implementations in other programs are compiled with this layout.
+// These offsets must not change: other programs contain implementations that are compiled with them.
 static_assert(offsetof(vekFSSpec, path) == 0);
 static_assert(offsetof(vekFSSpec, implementation) == 8);
 static_assert(offsetof(vekFSSpec, autoFree) == 16);
@@ -32,7 +32,8 @@ const vekFSSpec *specOf(const vekFSSpec *spec) {
     return spec;
 }
 
-/// The specifier of a file, directory, entry or stat record; null for a null object and for a stat record without one.
+/// @return the specifier of `object`, which is a file, directory, entry or stat record; null if `object` is null, or
+///         if it is a stat record that has not been filled
 template <typename Object>
 const vekFSSpec *specOf(const Object *object) {
     return object != nullptr ? object->spec : nullptr;
@@ -44,7 +45,9 @@ int callSlot(const vekFSSpec *spec, Slot vekFSIODef::*slot, Arguments... argumen
     return table.*slot != nullptr ? (table.*slot)(arguments...) : VEK_FS_NOT_SUPPORTED;
 }
 
-/// Calls `slot` of the implementation of `object`. @return EINVAL if `object` or a pointer argument is null
+/// Calls `slot` of the implementation of `object` with `arguments`.
+/// @return the result of the call; EINVAL if `object` or a pointer argument is null; VEK_FS_NOT_SUPPORTED if the slot
+///         is null
 template <typename Object, typename Slot, typename... Arguments>
 int dispatch(const Object *object, Slot vekFSIODef::*slot, Arguments... arguments) {
     const vekFSSpec *const spec = specOf(object);
@@ -54,7 +57,8 @@ int dispatch(const Object *object, Slot vekFSIODef::*slot, Arguments... argument
     return callSlot(spec, slot, arguments...);
 }
 
-/// Like dispatch(), for operations with an object as the result: `*result` is null after a failure.
+/// Calls `slot` like dispatch(), for operations that store a new object in `*result`. Sets `*result` to null before, so
+/// that it is null after a failure.
 template <typename Object, typename Slot, typename Result, typename... Arguments>
 int dispatchFor(Result **result, const Object *object, Slot vekFSIODef::*slot, Arguments... arguments) {
     if (result != nullptr) {

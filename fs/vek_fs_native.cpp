@@ -1,6 +1,6 @@
 #include "fs/veki_fs.h"
 
-// The native implementation: each slot is one system call.
+// The implementation table of native specifiers: the function in each slot makes one system call.
 
 #include "common/base/owned.h"
 
@@ -11,20 +11,20 @@
 
 namespace {
 
-/// The mode of a created file, before the umask.
+/// The mode of a file that open() creates. The umask reduces it.
 constexpr mode_t kCreationMode = 0666;
 
-/// The descriptor of a handle after a failed close().
+/// The value of vekFSFile::descriptor after close() has failed, so that nativeClose() does not close it again.
 constexpr int kNoDescriptor = -1;
 
-/// The status of a system call that returned `result`.
+/// @return errno if `result`, the result of a system call, is -1; otherwise 0
 template <typename Result>
 int statusOf(Result result) {
     return result == -1 ? errno : VEK_FS_OK;
 }
 
 int nativeOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
-    // Allocate first: on ENOMEM no file must have been created or truncated.
+    // Allocate before open(), so that a failure with ENOMEM has not created or truncated a file.
     vek::Owned<vekFSFile> handle = vek::make<vekFSFile>();
     if (!handle) {
         return ENOMEM;
@@ -59,7 +59,7 @@ int nativeTell(vekFSFile *file, int64_t *position) {
 }
 
 int nativeRewind(vekFSFile *file) {
-    // Documented: the result is ignored, so rewinding a pipe succeeds.
+    // Documented: an error of lseek() is ignored, so the result is 0 even for a pipe.
     static_cast<void>(::lseek(file->descriptor, 0, SEEK_SET));
     return VEK_FS_OK;
 }
@@ -71,7 +71,7 @@ int nativeFsync(vekFSFile *file) {
 int nativeClose(vekFSFile *file) {
     if (file->descriptor != kNoDescriptor) {
         const int status = statusOf(::close(file->descriptor));
-        // Linux releases the descriptor even if close() fails.
+        // Linux frees the descriptor even if close() fails, so close() must not be called again.
         file->descriptor = kNoDescriptor;
         if (status != VEK_FS_OK) {
             return status;
@@ -128,7 +128,7 @@ constexpr vekFSIODef vekfs::kNative = {
     .freeSpec = vekfs::freePathSpec,
     .getSpecString = vekfs::getPathString,
     .open = nativeOpen,
-    // Native files have no buffer for characters and lines.
+    // Not supported: reading single characters or lines needs a buffer, which native files do not have.
     .getc = nullptr,
     .ungetc = nullptr,
     .fgets = nullptr,

@@ -1,6 +1,6 @@
 #include "fs/veki_fs.h"
 
-// Specifiers, and the texts of statuses.
+// Creates and frees specifiers, opens files with a specifier of their own, and implements vekFS_strerror().
 
 #include "common/base/owned.h"
 #include "fs/owned_spec.h"
@@ -100,7 +100,7 @@ int vekfs::openFile(const char *path, const vekFSIODef *implementation, int flag
     vek::OwnedSpec spec(created);
     status = vekFS_open(spec.get(), flags, file);
     if (status == VEK_FS_OK) {
-        static_cast<void>(spec.release()); // vekFS_close() frees it
+        static_cast<void>(spec.release()); // vekFS_close() frees the specifier, because autoFree is 1
     }
     return status;
 }

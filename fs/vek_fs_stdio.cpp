@@ -1,6 +1,6 @@
 #include "fs/veki_fs.h"
 
-// The stream implementation "vekFSStdio": buffered files on the streams of the C library.
+// The implementation table "vekFSStdio" of stream specifiers: files are buffered streams (FILE) of the C library.
 
 #include "common/base/owned.h"
 
@@ -13,23 +13,24 @@ namespace {
 
 struct StreamMode {
     int access;
-    int flag; ///< required besides the access, or 0
+    int flag; ///< a flag that must be set in addition to the access mode; 0 for none
     const char *mode;
 };
 
-// The first match counts. Documented: O_CREAT has no effect; the mode decides whether the file is created.
+// The mode for fopen() is that of the first row that matches the flags of vekFS_open(). Documented: O_CREAT has no
+// effect; only the mode determines whether a missing file is created.
 constexpr std::array<StreamMode, 7> kStreamModes = {{
     {O_RDWR, O_APPEND, "a+"},
     {O_RDWR, O_TRUNC, "w+"},
     {O_RDWR, 0, "r+"},
     {O_WRONLY, O_APPEND, "a"},
     {O_WRONLY, O_TRUNC, "w"},
-    // Documented: the file is neither created nor truncated, and is opened for reading, too.
+    // Documented: with O_WRONLY alone the file must exist, keeps its content and can also be read.
     {O_WRONLY, 0, "r+"},
     {O_RDONLY, 0, "r"},
 }};
 
-/// @return null for flags without a valid access mode
+/// @return the mode for fopen() that corresponds to `flags`; null if their access mode is not valid
 const char *streamMode(int flags) {
     for (const StreamMode &entry : kStreamModes) {
         if ((flags & O_ACCMODE) == entry.access && (flags & entry.flag) == entry.flag) {
@@ -44,7 +45,7 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     if (mode == nullptr) {
         return EINVAL;
     }
-    // Allocate first: on ENOMEM no file must have been created or truncated.
+    // Allocate before fopen(), so that a failure with ENOMEM has not created or truncated a file.
     vek::Owned<vekFSFile> handle = vek::make<vekFSFile>();
     if (!handle) {
         return ENOMEM;
@@ -59,7 +60,8 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     return VEK_FS_OK;
 }
 
-/// The slot of an operation on a stream. After a failed close there is no stream: EBADF.
+/// The function for the slot of an operation on a stream: calls `Operation` with the stream of `file`.
+/// @return the result of the call; EBADF if there is no stream, because closing it has failed
 template <auto Operation, typename... Arguments>
 int onStream(vekFSFile *file, Arguments... arguments) {
     return file->stream != nullptr ? Operation(file->stream, arguments...) : EBADF;
@@ -80,14 +82,16 @@ int streamFgets(FILE *stream, char *buffer, size_t size, char **line) {
     return *line == nullptr && std::ferror(stream) != 0 ? VEK_FS_BAD_STATUS : VEK_FS_OK;
 }
 
-/// The status of a transfer of `count` bytes. Documented: an error after some bytes is not reported.
+/// Stores `count`, the number of bytes that were read or written, in `*result`.
+/// @return errno if there was an error and `count` is 0, otherwise 0. Documented: an error after some bytes gives 0
 int transferred(FILE *stream, size_t count, ssize_t *result) {
     *result = static_cast<ssize_t>(count);
     return count == 0 && std::ferror(stream) != 0 ? errno : VEK_FS_OK;
 }
 
 int streamRead(FILE *stream, void *buffer, size_t length, ssize_t *count) {
-    // The error indicator can be set by an earlier call; then errno must not hold an old value.
+    // If an earlier call has set the error indicator of the stream, transferred() returns errno even if this call
+    // does not fail. errno must then be 0, not an old value.
     errno = 0;
     return transferred(stream, std::fread(buffer, 1, length, stream), count);
 }
@@ -126,7 +130,7 @@ int stdioFgets(char *buffer, size_t size, vekFSFile *file, char **line) {
 int stdioClose(vekFSFile *file) {
     if (file->stream != nullptr) {
         const int status = std::fclose(file->stream) != 0 ? errno : VEK_FS_OK;
-        // fclose() releases the stream even if it fails.
+        // fclose() frees the stream even if it fails, so fclose() must not be called again.
         file->stream = nullptr;
         if (status != VEK_FS_OK) {
             return status;

@@ -1,34 +1,39 @@
 #ifndef VEKI_FS_H
 #define VEKI_FS_H
 
-/// The native implementation as a table, and the functions that it shares with the stream implementation. Unless stated
-/// otherwise, no argument may be null: the generic functions check them.
+/// The implementation table of native specifiers, and the functions that native and stream specifiers share. No
+/// argument may be null unless its comment says so: the public functions have checked the arguments before.
 
 #include "fs/vek_fs.h"
 
 namespace vekfs {
 
-/// The table of specifiers without an implementation. Specifiers never point to it.
+/// The table that is used for a specifier whose `implementation` is null. No specifier points to this table.
 extern const vekFSIODef kNative;
 
-/// Creates a specifier for a copy of `path` like vekFSCreatePathSpec(), with the given table. Both pointers may be null.
+/// Creates a specifier for `path` like vekFSCreatePathSpec(), with the table `implementation`.
+/// @param path            may be null; the result is then EINVAL
+/// @param implementation  null for a native specifier
+/// @param spec            receives the specifier; may be null, the result is then EINVAL
 int createPathSpec(const char *path, const vekFSIODef *implementation, vekFSSpec **spec);
 
-/// Opens a file like vekFS_openFile(), with a new specifier of the given table. `path` and `file` may be null.
+/// Opens the file `path` like vekFS_openFile(), with a new specifier that has the table `implementation`.
+/// @param path  may be null; the result is then EINVAL
+/// @param file  receives the file; may be null, the result is then EINVAL
 int openFile(const char *path, const vekFSIODef *implementation, int flags, vekFSFile **file);
 
-/// Frees the handle of a closed file, and its specifier if openFile() created it.
-/// @return the status of freeing the specifier, otherwise 0
+/// Frees the record `file` after its descriptor or stream was closed, and its specifier if openFile() created it.
+/// @return the status of vekFSFreeSpec() if it was called, otherwise 0
 int freeFile(vekFSFile *file);
 
-/// Copies `text` and its NUL.
+/// Copies `text` and its NUL into `buffer`, which has `size` bytes.
 ///
-/// @param buffer  may be null
+/// @param buffer  may be null; nothing is then copied
 /// @param needed  receives the number of bytes of the text and its NUL; may be null
-/// @return 0, or VEK_FS_BUFFER_TOO_SMALL if nothing was copied
+/// @return 0; VEK_FS_BUFFER_TOO_SMALL if the text does not fit or `buffer` is null
 int copyText(const char *text, char *buffer, size_t size, size_t *needed);
 
-// Slots that both implementations share.
+// Functions for the slots of both tables, that of native and that of stream specifiers.
 int freePathSpec(vekFSSpec *spec);
 int getPathString(const vekFSSpec *spec, char *buffer, size_t size, size_t *needed);
 int getStatus(vekFSSpec *spec, vekFSStat *record);
