@@ -17,12 +17,12 @@ inline constexpr const char *kVeklibcheck = "VEKLIBCHECK";
 inline constexpr const char *kDmtype = "DMTYPE";
 inline constexpr const char *kNamespace = "NAMESPACE";
 
-/// What `vekinfo -lookup` does for a keyword. No value is 0, so that isComplete() detects a row without one.
+/// How `vekinfo -lookup` looks up and prints a keyword. No value is 0, so that isComplete() detects a row without one.
 enum class LookupForm {
-    Value = 1,    ///< prints the value of tovLookupEntryX(), or that there is none
-    LibraryMark,  ///< searches upward only, and prints the tag file that defines it
-    LibraryCheck, ///< prints the setting for the working directory, or its default
-    NameSpace     ///< prints the value, or the default of the platform
+    Value = 1,   ///< prints the result of tovLookupEntryX(), or a message if there is none
+    LibraryMark, ///< does not search the search list; prints the path of the tag file that defines the keyword
+    LibraryCheck, ///< prints the value for the working directory; if no file defines it, its default
+    NameSpace     ///< prints the value; if no file defines it, the default of the platform
 };
 
 /// One row of the table. The functions that return a text return null if the object does not set the keyword.
@@ -33,10 +33,10 @@ struct Keyword {
     bool (*set)(VekinfoObj &obj, const char *value); ///< returns false if memory is exhausted
     void (*clear)(VekinfoObj &obj);
     bool (*isPresent)(const VekinfoObj &obj);    ///< returns whether a cached object defines the keyword
-    const char *(*value)(const VekinfoObj &obj); ///< what queries return
+    const char *(*value)(const VekinfoObj &obj); ///< returns the value as queries return it
     const char *(*writtenValue)(
         const VekinfoObj &obj);                       ///< the text after the name in the file; null: no line
-    const char *(*shownValue)(const VekinfoObj &obj); ///< the text after the name in `-show`; null: no line
+    const char *(*shownValue)(const VekinfoObj &obj); ///< the same for the output of `vekinfo -show`
     LookupForm lookup;
     const char *syntaxError; ///< the text of the report for an invalid line
 

@@ -1,7 +1,8 @@
 #ifndef TAGFILE_NORMALIZE_H
 #define TAGFILE_NORMALIZE_H
 
-/// Absolute paths with their references replaced: tovNormalizePath() and tovNormalizePathSorta() for C++ callers.
+/// Normalizes paths: replaces references such as `$NAME` and makes the path absolute. Implements tovNormalizePath() and
+/// tovNormalizePathSorta().
 
 #include "common/text/fixed_text.h"
 

@@ -1,7 +1,7 @@
 #ifndef TAGFILE_TAG_PATH_H
 #define TAGFILE_TAG_PATH_H
 
-/// The name of the tag file, and its path in a directory.
+/// The file name of tag files, and functions that form the path of the tag file in a directory.
 
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"

@@ -29,7 +29,7 @@ std::size_t bucketOf(const char *path) {
 }
 
 uint64_t hashOf(const char *path) {
-    uint64_t hash = 14695981039346656037U; // the constants are those of FNV-1a for 64 bits
+    uint64_t hash = 14695981039346656037U; // 64-bit FNV-1a offset basis; the factor is the FNV prime
     for (const char *at = path; *at != '\0'; ++at) {
         hash = (hash ^ static_cast<unsigned char>(*at)) * 1099511628211U;
     }

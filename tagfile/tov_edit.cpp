@@ -143,7 +143,7 @@ class Edit {
         switch (file_.open(opening, Deadline(kEditWaitMs))) {
         case Opened::Missing:
             dropFromCache(cache_, path_);
-            return 1; // nothing to clear is a success
+            return 1; // success: a missing file has no entry to clear
         case Opened::TimedOut:
             reports_.add(kCannotWrite);
             return 0;

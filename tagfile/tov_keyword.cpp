@@ -141,7 +141,7 @@ constexpr std::array kRows = {
         .isPresent = [](const VekinfoObj &obj) { return obj.nameSpace != TOV_NAMESPACE_UNSET; },
         .value = nameSpaceValue,
         .writtenValue = nameSpaceValue,
-        // Documented: reports use another spelling of the two names.
+        // Documented: `vekinfo -show` prints these values in another spelling than the file has.
         .shownValue = [](const VekinfoObj &obj) { return nameSpaceText(obj, "libraryNt", "libraryUnix"); },
         .lookup = LookupForm::NameSpace,
         .syntaxError = "NAMESPACE line in vekinfo.tag file",

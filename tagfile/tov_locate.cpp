@@ -99,7 +99,7 @@ class UpwardWalk {
         }
         directory_.truncate(slash + 1);
         if (vekIsRoot(directory_.c_str()) != 0) {
-            return Next::Continue; // the root's own tag file is searched last
+            return Next::Continue; // the tag file of the root directory is searched last
         }
         directory_.truncate(slash);
         return directory_.empty() ? Next::Stop : followLink();

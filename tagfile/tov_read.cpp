@@ -54,7 +54,7 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
         return kCannotRead;
     }
     if (!S_ISREG(status.st_mode)) {
-        return kNoError; // a directory, pipe or device counts as an empty file; reading a pipe could block
+        return kNoError; // treat a directory, pipe or device as an empty file: reading a pipe could block
     }
     if (!isRecent(status)) {
         const Report report = parseFile(keywords, file.get(), element, obj, found);

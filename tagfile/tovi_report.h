@@ -19,7 +19,7 @@ enum class Naming { Nothing, File, Directory };
 /// The arguments of one call of tovPrintError(). The path is not stored; makeReport() receives it.
 struct Report {
     int code = TOV_OK;
-    const char *text = nullptr; ///< a constant
+    const char *text = nullptr; ///< a string constant; it is not copied
     Naming naming = Naming::Nothing;
     int line = 0;
 

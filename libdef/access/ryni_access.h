@@ -28,7 +28,7 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// What an access check is for.
+/// The kind of access that is tested.
 enum class AccessKind {
     Read = 0,
     Write = 1,  ///< the object can be written; creates missing cell and view directories

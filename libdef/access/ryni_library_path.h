@@ -28,8 +28,8 @@ namespace ryn {
 
 /// Generates the full path and the nsl path of a directory, and tests whether the directory exists and can be read.
 ///
-/// @param text           the path as given; must not lie in `full`, `nsl` or `error`
-/// @param baseDirectory  directory of relative paths
+/// @param text           the path as given; must not point into `full`, `nsl` or `error`
+/// @param baseDirectory  the directory that relative paths start from
 /// @param full           receives the full path, also if a later step fails
 /// @param nsl            receives the nsl path, also if the test fails
 /// @param error          receives the text to report after a failure

@@ -9,6 +9,7 @@
 
 VEK_BEGIN_DECLS
 
+/// Tests whether `name` is a legal name of a library, cell or view.
 /// @return 1 if every character of `name` is an ASCII letter or digit, "_", "@" or "#"; 0 otherwise and for null.
 ///         Documented: 1 for the empty name
 int sNmpIsLegalLibrary(const char *name);

@@ -31,7 +31,7 @@ int failWith(int code, std::string_view text, vek::PathText &error) {
     return code;
 }
 
-/// Resolves the links of one path.
+/// Resolves the symbolic links of one path.
 class LinkResolver {
   public:
     /// @param strict  if true, resolve() fails if readlink() fails with another error than EINVAL (no link)

@@ -240,7 +240,7 @@ CallResult StatCache::access(const rynRegistry *registry, const char *path, int 
     }
     ryniStatEntry *entry = probe(*table_, key);
     if (entry != nullptr && indexOf(mode) == kCachedModes.size()) {
-        return {}; // Documented: a combined mode succeeds without a test for a path that is in the cache.
+        return {}; // Documented: success without a test for a combination of modes, if the cache has the path.
     }
     if (entry == nullptr) {
         entry = createAfterProbe(*table_, key);

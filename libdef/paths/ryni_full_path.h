@@ -1,7 +1,8 @@
 #ifndef RYNI_FULL_PATH_H
 #define RYNI_FULL_PATH_H
 
-/// Full paths: the absolute, cleaned form of a path in a library definition file.
+/// Generates full paths: the absolute form of a path in a library definition file, with references replaced and "." and
+/// ".." resolved.
 
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_registry.h"
@@ -20,10 +21,10 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Expands variables and "~" in `text`, makes it absolute, and cleans it.
+/// Replaces variables and "~" in `text`, makes the path absolute, and removes repeated "/", "." and "..".
 ///
-/// @param text           must not lie in `full` or `error`
-/// @param baseDirectory  directory of relative paths
+/// @param text           the path as given; must not point into `full` or `error`
+/// @param baseDirectory  the directory that relative paths start from
 /// @param full           receives the full path. Documented: it is `text`, unchanged, if a variable or HOME is not set
 ///                       or a reference is not closed
 /// @param error          receives the text to report after a failure

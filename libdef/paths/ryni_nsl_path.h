@@ -1,7 +1,7 @@
 #ifndef RYNI_NSL_PATH_H
 #define RYNI_NSL_PATH_H
 
-/// Nsl paths ("no symbolic links"): full paths in which every symbolic link is resolved.
+/// Generates nsl paths ("no symbolic links"): full paths in which every symbolic link is resolved.
 
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_registry.h"
@@ -27,9 +27,9 @@ namespace ryn {
 /// Whether generateNslPath() applies the path-existence setting, which requires that the path exists and can be read.
 enum class Existence { Checked, NotChecked };
 
-/// Resolves every symbolic link in `path`, and cleans it.
+/// Resolves every symbolic link in `path`, and removes repeated "/", "." and "..".
 ///
-/// @param path      must not lie in `nsl` or `error`
+/// @param path      a full path; must not point into `nsl` or `error`
 /// @param nsl       receives the nsl path; empty after a failure
 /// @param error     receives the text to report after a failure
 /// @param registry  its cache of symbolic links and its path-existence setting are used; null: links are not cached,

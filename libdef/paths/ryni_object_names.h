@@ -1,7 +1,7 @@
 #ifndef RYNI_OBJECT_NAMES_H
 #define RYNI_OBJECT_NAMES_H
 
-/// The names that address a design object in its library, and the codes that depend on its level.
+/// The names of a design object in its library, and the error codes for its level (library, cell, view or file).
 
 #include "libdef/ryn.h"
 
@@ -24,10 +24,12 @@ struct ObjectNames {
     /// @return the names of the object one level above: without the last name given
     [[nodiscard]] ObjectNames levelAbove() const;
 
-    /// @return RYN_NO_SUCH_DIRECTORY, RYN_NO_SUCH_CELL, RYN_NO_SUCH_VIEW or RYN_NO_SUCH_FILE, by the last name given
+    /// @return RYN_NO_SUCH_FILE, RYN_NO_SUCH_VIEW or RYN_NO_SUCH_CELL for the last name given; RYN_NO_SUCH_DIRECTORY if
+    ///         no name is given
     [[nodiscard]] int notFoundCode() const;
 
-    /// @return RYN_PERMISSION_DENIED_LIBRARY, ..._CELL, ..._VIEW or ..._FILE, by the last name given
+    /// @return RYN_PERMISSION_DENIED_FILE, ..._VIEW or ..._CELL for the last name given; ..._LIBRARY if no name is
+    ///         given
     [[nodiscard]] int deniedCode() const;
 
     /// @return notFoundCode() for ENOENT, deniedCode() for EACCES, RYN_SYSTEM_ERROR for any other errno value

@@ -10,7 +10,7 @@ namespace ryn {
 
 /// Copies at most 4095 characters of `text`, and a NUL, into a C buffer of VEK_PATH_SIZE bytes.
 ///
-/// @param text    may lie in the buffer
+/// @param text    may point into `buffer`
 /// @param buffer  VEK_PATH_SIZE bytes; may be null
 inline void storeCut(std::string_view text, char *buffer) {
     if (buffer == nullptr) {
