@@ -38,16 +38,16 @@ typedef struct vekFSIODef vekFSIODef;
 /// A specifier: a path and its implementation.
 typedef struct vekFSSpec {
     char *path;                       ///< owned; an implementation may store a record of its own here
-    const vekFSIODef *implementation; ///< null for native
+    const vekFSIODef *implementation; ///< null for a native specifier
     int32_t autoFree;                 ///< 1 if vekFS_close() of the file also frees this specifier
 } vekFSSpec;
 
 /// An open file.
 typedef struct vekFSFile {
     VEK_EXTENSION union {
-        int32_t descriptor; ///< native file
-        FILE *stream;       ///< file of the stream implementation
-        void *data;         ///< file of another implementation
+        int32_t descriptor; ///< of a native file
+        FILE *stream;       ///< of a file of the stream implementation
+        void *data;         ///< of a file of another implementation
     };
     vekFSSpec *spec;
 } vekFSFile;
@@ -70,8 +70,8 @@ typedef struct vekFSDirent {
 /// An open directory.
 typedef struct vekFSDir {
     VEK_EXTENSION union {
-        DIR *stream; ///< directory of the native functions
-        void *data;  ///< directory of another implementation
+        DIR *stream; ///< of a directory that vekFSiOpendir() has opened
+        void *data;  ///< of a directory of another implementation
     };
     vekFSSpec *spec;
     vekFSDirent *entry; ///< overwritten by each vekFS_readdir()

@@ -34,7 +34,7 @@ enum {
     VEK_HASH_LINK_CHANGES = 2   ///< before the link of the entry changes, because its successor is removed
 };
 
-/// An observer: receives observer events. Must not change the table.
+/// An observer: is called for each observer event, with the event in `phase`. Must not change the table.
 typedef void (*vekHashObserver)(int phase, vekHashTable *table, void *entry);
 
 /// A hash table. Callers may read all fields and may write `observer` after vekHashAllocTable().

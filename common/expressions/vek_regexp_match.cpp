@@ -39,7 +39,7 @@ class Matcher {
         : program_(program), programSize_(programSize), subject_(subject),
           stepsUntilCheck_(kStepsPerCharacter * subject.size() + kStepsMin) {}
 
-    /// Searches the first match.
+    /// Searches the first match. Uses the hints `reganch` and `regstart` of `expression`.
     Outcome search(const vek_regexp &expression);
 
     /// @return the text of the error after search() returned Outcome::Error

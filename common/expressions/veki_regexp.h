@@ -33,8 +33,9 @@ enum class Opcode : unsigned char {
 };
 
 inline constexpr unsigned char kProgramMagic = 0234;
-/// Offsets in bytes: of the first node in a program (kFirstNode), and of the operand in a node (kNodeHead).
+/// The offset of the first node in a program, after the magic byte.
 inline constexpr std::size_t kFirstNode = 1;
+/// The offset of the operand in a node, after the opcode and the distance.
 inline constexpr std::size_t kNodeHead = 3;
 /// A program must have fewer bytes than this, so that every distance fits into two bytes.
 inline constexpr std::size_t kProgramLimit = 32767;

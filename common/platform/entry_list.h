@@ -44,7 +44,7 @@ class EntryList {
         directories_ = 0;
     }
 
-    /// One entry, and the position of the next one.
+    /// A view of one entry. `next` is the position of the next entry in the list.
     struct Entry {
         unsigned char type;
         std::string_view name; ///< with a NUL after it; valid until entries are added or removed
@@ -53,7 +53,8 @@ class EntryList {
 
     [[nodiscard]] bool isEnd(std::size_t position) const { return position >= bytes_.size(); }
 
-    /// @param position  0, or the `next` of an entry; not the end
+    /// @param position  0, or the field `next` of another entry; isEnd(position) must be false
+    /// @return the entry at `position`
     [[nodiscard]] Entry at(std::size_t position) const {
         const char *entry = &bytes_[position];
         const std::string_view name(entry + 1);

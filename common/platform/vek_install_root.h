@@ -30,21 +30,21 @@ VEK_API int vekGetInstallRootInBuf(char *buf, size_t size);
 
 /// Finds the root that the tool would have if it had been started as `exePath`. The stored root does not change.
 ///
-/// @param exePath  null or empty gives null
+/// @param exePath  the name of the tool, as in `argv[0]`; if it is null or empty, the result is null
 /// @return the root, or null
 VEK_API char *vekGetInstallRootFromPath(const char *exePath);
 
 /// Finds the root of the installation that contains the file or directory `path`. An installation root is its own
 /// root.
 ///
-/// @param path  null or empty gives null; a relative path is relative to the working directory
+/// @param path  if it is null or empty, the result is null; a relative path is relative to the working directory
 /// @return the root, or null
 VEK_API char *vekGetInstallRootFromFilePath(const char *path);
 
 /// Finds the first installation that contains `relPath`. The installations are those of the directories in
 /// `PATH`, or in `VEK_STRM_DIR_LIST` if `VEK_STRM_ACTIVE` is set.
 ///
-/// @param relPath  a path below the root; one leading "/" is ignored; null or empty gives null
+/// @param relPath  a path below the root; one leading "/" is ignored. If it is null or empty, the result is null
 /// @return the root, or null
 VEK_API char *vekGetInstallRootWithPath(const char *relPath);
 
@@ -57,7 +57,7 @@ VEK_API char **vekGetAllInstallRoots(void);
 /// Finds the executable that the command `name` would start. If `name` contains a "/", this is `name`; otherwise
 /// it is the first match in `PATH`. The result is absolute and contains no "//", "/./" or "/../".
 ///
-/// @param name  null or empty gives null
+/// @param name  if it is null or empty, the result is null
 /// @return the path, or null
 VEK_API char *vekFindExecInPath(const char *name);
 

@@ -30,7 +30,7 @@ VEK_API int vekIsUNCRoot(const char *path);
 
 /// Makes `path` absolute. A path that does not begin with "/" gets the working directory and "/" before it.
 ///
-/// @param path  null gives null
+/// @param path  if it is null, the result is null and `out` is not freed
 /// @param out   null, or a buffer of VEK_PATH_SIZE bytes ALLOCATED WITH malloc(). If the working directory cannot
 ///              be read, or the result has more than 4095 characters, this buffer is freed and null is returned
 /// @return `out`, or, if `out` is null, a new string that the caller frees; null after a failure
@@ -46,8 +46,8 @@ VEK_API char *vek_fgets(char *buffer, int size, FILE *file);
 /// Removes the carriage return from a final carriage return and newline of `line`, in place. `line` may be null.
 VEK_API void vekNtToUnixLine(char *line);
 
-/// Tests whether file names under `path` are case-sensitive. Two small files are created and removed in the
-/// nearest existing directory at or above `path`. This is never "/", unless `path` is "/".
+/// Tests whether file names under `path` are case-sensitive. Two small files are created and removed in `path`, or
+/// in its nearest parent that is an existing directory. The directory "/" is used only if `path` is "/".
 ///
 /// @return VEK_CASE_SENSITIVE, VEK_CASE_INSENSITIVE, or, after any failure, VEK_CASE_UNKNOWN; nothing is reported
 VEK_API int vekGetFilesysCaseSensitivity(const char *path);

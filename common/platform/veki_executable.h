@@ -12,8 +12,8 @@ namespace vek {
 /// A buffer for the path of an executable. It has room for a command of 4096 characters, which vekInit() can store.
 using ExecutableText = FixedText<4098>;
 
-/// Iterates over a list of directories that are separated by ":", like PATH. An empty element stands for ".". The
-/// empty string is a list of one empty element.
+/// Iterates over a list of directories that are separated by ":", like PATH. For an empty element, next() stores ".".
+/// The empty string is a list of one empty element.
 class DirectoryList {
   public:
     /// @param list  must outlive the iteration; null is a list without elements

@@ -44,7 +44,7 @@ VEK_API char **vekGrowStrlist(char **list, int count, int newSize);
 /// vekFastAddToStrlist().
 VEK_API char **vekAddToStrlist(char **list, const char *s, int *size);
 
-/// @return a copy of `list` and its strings, without spare room; null if `list` is null or memory is exhausted
+/// @return a copy of `list` and its strings, without unused slots; null if `list` is null or memory is exhausted
 VEK_API char **vekCopyStrlist(char **list);
 
 /// Frees the array and the strings of `list`, which may be null.
