@@ -12,7 +12,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Codes of this layer.
+/// Result codes of the functions in this header.
 enum {
     PUX_OK = 0,
     PUX_INTERNAL_ERROR = 1,
@@ -28,15 +28,15 @@ enum {
 /// @return the constant text of `code`; "Invalid error number" for an unknown code
 VEK_API const char *puxGetErrorMsg(int code);
 
-/// Builds a search list and makes it the default list. The list is read from the first `setup.loc` that the
-/// built-in list contains; without one, it is the built-in list. The first call puts "VEK_ARCH=lnx86" into the
-/// environment.
+/// Builds a search list and makes it the default list. The list is read from the first `setup.loc` that is found
+/// along the built-in list. If there is none, or it cannot be read or contains no usable directory, the built-in list
+/// is used. The first call puts "VEK_ARCH=lnx86" into the environment.
 ///
-/// The previous default list is freed, unless a caller received it.
+/// The previous default list is freed, unless a caller received it in a handle.
 ///
-/// UNLOADED PLUGINS: the environment then contains a string of the library, which must remain mapped. `libvek.so`
-/// is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a` with `-z nodelete`, too;
-/// otherwise getenv() reads unmapped memory after dlclose() of the plugin.
+/// UNLOADED PLUGINS: the environment then contains a string that is stored in the library, so the library must
+/// remain mapped. `libvek.so` is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a` with
+/// `-z nodelete`, too; otherwise getenv() reads unmapped memory after dlclose() of the plugin.
 ///
 /// @param h  receives the list, which the caller releases with puxReleaseHandle(); null to set the default list
 ///           only
@@ -64,7 +64,7 @@ VEK_API void puxSetCwdToSearchList(const char *dir);
 ///
 /// @param h    the handle, which receives the new list; null for the default list. If it points to a null list,
 ///             the new list contains only `dir`
-/// @param dir  if it is null, nothing changes
+/// @param dir  the directory; if it is null, nothing changes
 /// @return PUX_OK; PUX_MEMORY_ERROR, and the list is unchanged
 VEK_API int puxInsertToSearchList(char ***h, const char *dir);
 
@@ -77,18 +77,19 @@ VEK_API int puxInsertToSearchList(char ***h, const char *dir);
 ///         cannot be read
 VEK_API int puxConvertPathEx(const char *in, char *out, const char *fileName);
 
-/// puxConvertPathEx() of `in` into `out`, without a file name.
+/// Converts `in` into `out` like puxConvertPathEx(), with null for the file name.
 VEK_API int puxConvertPath(const char *in, char *out);
 
-/// Replaces the references in `in`. The result need not exist.
+/// Replaces the references in `in`. Unlike puxConvertPathEx(), it does not check that the result exists.
 ///
+/// @param in        the path
 /// @param out       receives the result; must have VEK_SEARCH_PATH_SIZE bytes. After a failure it contains the
 ///                  partly replaced text
 /// @param fileName  the file that contains the path, or null
 /// @return PUX_OK; PUX_FILE_NOT_FOUND if a reference could not be replaced
 VEK_API int puxConvertPathNotThereEx(const char *in, char *out, const char *fileName);
 
-/// puxConvertPathNotThereEx() of `in` into `out`, without a file name.
+/// Converts `in` into `out` like puxConvertPathNotThereEx(), with null for the file name.
 VEK_API int puxConvertPathNotThere(const char *in, char *out);
 
 /// @return a copy of `s`, which the caller frees; null if `s` is null or memory is exhausted
@@ -99,8 +100,8 @@ VEK_API char *pux_mkstring(const char *s);
 // search group is a subdirectory name, or "." for the directory itself. The default groups are ".tolvane", "."
 // and "veksetup". In library directories, only ".tolvane" is searched.
 //
-// A match is a file that exists, or whose existence cannot be tested for another reason than ENOENT. The first
-// match ends the search. Its path can have at most 1023 characters, even if `out` is larger. `outSize` is the
+// A match is a path that exists, or for which stat() fails with another error than ENOENT. The first match ends
+// the search. Its path can have at most 1023 characters, even if `out` is larger. `outSize` is the
 // size of `out` in bytes, including the NUL.
 //
 // The results are PUX_OK; PUX_FILE_NOT_FOUND if there is no match; PUX_PERMISSION_DENIED, with the path in `out`,
@@ -151,7 +152,8 @@ VEK_API int puxFullSearchDirList(char **list, const char *name, char **groups, c
 /// @param libDirs  the directories that replace "@LIBRARY"; null to skip it
 VEK_API int puxFindWritableEx(char **list, const char *name, char **libDirs, char *out, size_t outSize);
 
-/// puxFindWritableEx() of `name` along `list` into the `outSize` bytes at `out`, without library directories.
+/// Finds the first writable match of `name` along `list` like puxFindWritableEx(), without library directories, and
+/// stores its path in the `outSize` bytes at `out`.
 VEK_API int puxFindWritable(char **list, const char *name, char *out, size_t outSize);
 
 /// Tests whether files with the name `fileName` are to be searched along the search list. The file
@@ -161,7 +163,7 @@ VEK_API int puxFindWritable(char **list, const char *name, char *out, size_t out
 /// @param list      the search list; null for the default list
 /// @param fileName  the name; a name of more than 1023 characters cannot be in the file
 /// @return PUX_OK for yes; PUX_FILE_NOT_FOUND for no, also if there is no `puxLookupConfig`;
-///         PUX_PERMISSION_DENIED if it cannot be opened; PUX_INVALID_PARAMETER if `fileName` is null;
+///         PUX_PERMISSION_DENIED if `puxLookupConfig` cannot be opened; PUX_INVALID_PARAMETER if `fileName` is null;
 ///         PUX_MEMORY_ERROR; or another code of the search
 VEK_API int puxUsePuxFor(char **list, const char *fileName);
 

@@ -31,7 +31,7 @@ enum {
     VEK_INTERP_NO_ROOT_FOR_FILE = 10 ///< no installation contains the file or the given path
 };
 
-/// Line number for "no line".
+/// The value of `line` in `vekInterpArgs` if the line is not known. Messages then contain no line number.
 #define VEK_INTERP_NO_LINE UINT32_MAX
 
 /// Options and results of one call.
@@ -50,9 +50,9 @@ typedef struct vekInterpArgs {
 /// Replaces the references in `in`. A reference that cannot be replaced is copied unchanged and recorded as an
 /// error. Reads the environment, the user database and the installation roots. Not re-entrant.
 ///
-/// @param in        the text; null is error 7
-/// @param out       receives the result, always NUL-terminated, cut if it does not fit; null is error 7. May be
-///                  `in`
+/// @param in        the text; null is the error VEK_INTERP_NULL_ARGUMENT
+/// @param out       receives the result, always NUL-terminated, cut if it does not fit; null is the error
+///                  VEK_INTERP_NULL_ARGUMENT. May be the same buffer as `in`
 /// @param outSize   size of `out` in bytes, including the NUL; 0 writes nothing
 /// @param args      options and results; may be null
 /// @param argsSize  sizeof(vekInterpArgs). Another value is reported on standard error, and the record is used
