@@ -9,7 +9,8 @@
 static_assert(PUXI_EXISTS == F_OK && PUXI_READABLE == R_OK && PUXI_WRITABLE == W_OK &&
               PUXI_EXECUTABLE == X_OK);
 
-// Ids not recorded yet are 0 and would make root-owned files look like our own.
+// `isRecorded` prevents a test with ids that were not recorded yet: these are 0, so that files of root would look like
+// files of this user.
 static struct {
     bool isRecorded;
     vek::EffectiveIds ids;

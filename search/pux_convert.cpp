@@ -1,4 +1,4 @@
-// Replacing the references in a path.
+// Converts paths: replaces the references in a path (vekInterpolate()) and tests whether the result can be read.
 
 #include "common/platform/vek_path.h"
 #include "search/pux.h"

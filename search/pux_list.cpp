@@ -1,4 +1,5 @@
-// Building the search list: the built-in list, or that of the first `setup.loc` along it.
+// Builds search lists and keeps the default list. A search list consists of the directories in the first `setup.loc`
+// that is found along the built-in list. Without such a file, the built-in list itself is used.
 
 #include "search/puxi_list.h"
 
@@ -17,7 +18,7 @@
 #include <string_view>
 #include <utility>
 
-/// putenv() makes this a part of the environment, so it must be static.
+/// Not a local variable: putenv() stores the pointer in the environment and does not copy the string.
 static char architectureEntry[] = "VEK_ARCH=lnx86";
 
 namespace pux {
@@ -34,7 +35,7 @@ constexpr std::array<const char *, 9> kErrorTexts = {"No error",
                                                      "Searchlist initialization failed",
                                                      "vekInit() has not been called"};
 
-/// The built-in list.
+/// The built-in list. An entry is left out if a reference in it cannot be replaced or the directory cannot be read.
 constexpr std::array<const char *, 7> kDefaultDirectories = {".",
                                                              "$VEK_WORKAREA",
                                                              "$VEK_SEARCHDIR",
@@ -59,7 +60,7 @@ void setDefaultList(Settings &settings, char **list, bool isShared) {
     settings.listIsShared = isShared;
 }
 
-/// Forgets the default list without freeing it.
+/// Sets the default list to null without freeing it.
 void dropDefaultList(Settings &settings) {
     settings.list = nullptr;
     settings.listIsShared = false;
@@ -77,7 +78,8 @@ int buildDefaultList(vek::OwnedStrlist &list) {
     return list ? PUX_OK : PUX_INITIALIZATION_FAILED;
 }
 
-/// Reads the list of the first `setup.loc` along `defaults`. Without one, `list` remains null.
+/// Finds the first `setup.loc` along `defaults` and stores its directories in `list`. If there is none, or the first
+/// one cannot be read, returns PUX_OK, and `list` remains null.
 int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     std::array<char, VEK_SEARCH_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
     const int searched =
@@ -94,7 +96,7 @@ int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     return code;
 }
 
-/// Replaces every "." by the start directory, if there is one.
+/// Replaces every "." in `list` by a copy of `startDirectory`, unless it is null.
 int useStartDirectory(const char *startDirectory, char **list) {
     for (; startDirectory != nullptr && *list != nullptr; ++list) {
         if (std::string_view(*list) != ".") {
@@ -145,8 +147,8 @@ int initialize(Settings &settings, char ***h) {
     if (const int code = buildSearchList(settings, list); code != PUX_OK) {
         return code;
     }
-    // Documented: the new list becomes the default list, also if a caller receives it. If the caller releases it, the
-    // next search builds another one.
+    // Documented: the new list becomes the default list even if the caller receives it in `h`. If the caller releases
+    // it, the next search builds a new default list.
     setDefaultList(settings, list.release(), h != nullptr);
     if (h != nullptr) {
         *h = settings.list;

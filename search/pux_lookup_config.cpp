@@ -1,5 +1,6 @@
-// Evaluates a lookup configuration for one file name. Lines about other names cannot change the result, so only the
-// state of that name is kept: one pass over the file, no tables, no allocation for each line.
+// Evaluates a lookup configuration (the file `puxLookupConfig`) for one file name. Lines about other names cannot
+// change the result, so only the state of this name is kept: one pass over the file, no tables, no allocation for each
+// line.
 
 #include "search/pux.h"
 
@@ -24,7 +25,8 @@ struct CommandWord {
     Command command;
 };
 
-/// The words of a configuration file, in any case. Every other word is a file name to include.
+/// The commands of a configuration file, which are compared without regard to case. If a line begins with any other
+/// word, this word is a file name, and the line means INCLUDE.
 constexpr std::array<CommandWord, 4> kCommandWords = {{{"ALL", Command::All},
                                                        {"NONE", Command::None},
                                                        {"INCLUDE", Command::Include},
@@ -44,7 +46,7 @@ bool beginsComment(std::string_view line) {
     return line.empty() || line.front() == '#' || line.front() == ';' || vek::startsWith(line, "--");
 }
 
-/// What a configuration says about one file name.
+/// The state of one file name while the lines of a configuration are executed in order.
 class NameConfig {
   public:
     explicit NameConfig(std::string_view name) : name_(name) {}
@@ -72,7 +74,7 @@ class NameConfig {
     [[nodiscard]] bool isLookedUp() const { return rule_ == Rule::None ? all_ : rule_ == Rule::Included; }
 
   private:
-    /// The last line about the name since the last ALL or NONE.
+    /// The effect of the last line that contains the name. ALL and NONE reset it to Rule::None.
     enum class Rule { None, Included, Excluded };
 
     void execute(Command command, std::string_view argument) {
@@ -91,7 +93,7 @@ class NameConfig {
         }
     }
 
-    /// A command without a name is ignored.
+    /// Sets the rule if `name` is the file name of this object. INCLUDE and EXCLUDE without a name have no effect.
     void mention(std::string_view name, Rule rule) {
         if (!name.empty() && name == name_) {
             rule_ = rule;

@@ -17,9 +17,9 @@ constexpr const char *kSameDirectory = ".";
 constexpr std::array<const char *, 4> kDefaultGroupNames = {kLibraryGroup, kSameDirectory, "veksetup",
                                                             nullptr};
 
-/// Copies the path of a match to the caller's buffer. Documented: it has at most 1023 characters, even if the buffer is
-/// larger.
-/// @return `code`, or PUX_BUFFER_TOO_SMALL
+/// Copies the path of a match to the caller's buffer. Documented: a path of more than 1023 characters is an error even
+/// if the buffer is larger.
+/// @return `code`; PUX_BUFFER_TOO_SMALL if the path is too long
 int copyMatch(const Search &search, std::string_view path, int code) {
     const bool fits =
         path.size() < VEK_SEARCH_PATH_SIZE && vek::copyToBuffer(path, search.out, search.outSize);
@@ -32,17 +32,18 @@ int searchGroup(const Search &search, const char *directory, const char *group) 
         return pux_concat_path(directory, group, search.name, out, size);
     });
     if (joined != PUX_OK) {
-        return joined; // stat() of a path that long always fails with ENAMETOOLONG, not with ENOENT
+        // A match whose path is too long: stat() would fail with ENAMETOOLONG, and only ENOENT means "no match".
+        return joined;
     }
     const int error = testAccess(candidate.c_str(), PUXI_READABLE);
     if (error == ENOENT) {
         return PUX_FILE_NOT_FOUND;
     }
-    // Any other error is a match that cannot be read, for instance ENOTDIR if the group is no directory.
+    // After any other error the path is a match that cannot be read. Example: ENOTDIR if the group is not a directory.
     return copyMatch(search, candidate.view(), error == 0 ? PUX_OK : PUX_PERMISSION_DENIED);
 }
 
-/// Searches one directory in several groups.
+/// Searches `directory` for the first match in the null-terminated `groups`. @return as searchEntry()
 int searchGroups(const Search &search, const char *directory, const char *const *groups) {
     for (; *groups != nullptr; ++groups) {
         const int code = searchGroup(search, directory, *groups);

@@ -12,8 +12,8 @@ namespace pux {
 
 namespace {
 
-/// Replaces a null list by the default list. Documented: the default list is built if there is none, also for a caller
-/// with a list of its own, and every search returns the error if that fails.
+/// Sets `list` to the default list if it is null. Documented: a missing default list is built even if the caller gives
+/// its own list. If this fails, every search returns the error.
 int chooseList(char **&list) {
     Settings &settings = processSettings();
     const int code = settings.list == nullptr ? initialize(settings, nullptr) : PUX_OK;
@@ -23,7 +23,8 @@ int chooseList(char **&list) {
     return code;
 }
 
-/// Finds the first match.
+/// Stores the path of the first match along `list`, or along the default list if `list` is null. @return the PUX_...
+/// code
 int findFirst(char **list, const Search &search) {
     if (const int code = chooseList(list); code != PUX_OK) {
         return code;
@@ -34,7 +35,7 @@ int findFirst(char **list, const Search &search) {
     return searchList(search, list);
 }
 
-/// Finds all readable matches, at most one for each entry.
+/// Stores the paths of all readable matches along `list` in `*result`, at most one for each entry of the list.
 int findAll(char **list, const char *name, const Groups &groups, char ***result) {
     if (result != nullptr) {
         *result = nullptr;
@@ -57,7 +58,8 @@ int findAll(char **list, const char *name, const Groups &groups, char ***result)
     return *result == nullptr ? PUX_FILE_NOT_FOUND : PUX_OK;
 }
 
-/// @param names  memory for the names of the result
+/// @return the search groups for the parameter `group` of puxSearchGroup()
+/// @param names  memory to which the result may point
 Groups groupsFor(const char *group, std::array<const char *, 2> &names) {
     if (group == nullptr || std::string_view(group) == "veksetup" || std::string_view(group) == ".tolvane") {
         return kDefaultGroups;

@@ -1,4 +1,4 @@
-// Reading `setup.loc`: one directory a line, as it is or in double quotes.
+// Reads `setup.loc`. Each line contains one directory or "@LIBRARY", which double quotes may enclose, or a comment.
 
 #include "common/platform/open_text.h"
 #include "common/platform/vek_path.h"
@@ -17,7 +17,8 @@ namespace pux {
 
 namespace {
 
-/// Splits the first token off `line`, in place. Double quotes enclose a token with blanks.
+/// Finds the first token of `line` and writes a NUL after it. A token that contains blanks is enclosed in double
+/// quotes.
 /// @return the token, perhaps empty; null if the closing quote is missing
 char *firstToken(char *line) {
     while (vek::isSpace(*line)) {
@@ -44,7 +45,8 @@ bool beginsComment(const char *token) {
     return *token == '\0' || *token == ';' || *token == '#' || (token[0] == '-' && token[1] == '-');
 }
 
-/// Adds the directory of one line if it can be read, or the library entry.
+/// Adds the directory in `line` to `list` if it can be read, or kLibraryEntry if the line contains it.
+/// @param setupLoc  the path of the file, for THIS_FILE_INST_ROOT
 /// @return false if memory is exhausted
 bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
     char *const token = firstToken(line);

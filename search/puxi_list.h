@@ -1,7 +1,7 @@
 #ifndef PUXI_LIST_H
 #define PUXI_LIST_H
 
-/// The state of this layer: the default list, and what lists are built with.
+/// The default search list of the process, and the settings with which search lists are built.
 
 namespace pux {
 
@@ -15,14 +15,14 @@ struct Settings {
 /// @return the settings of the process
 Settings &processSettings();
 
-/// puxInitialize() of the given settings.
+/// Implements puxInitialize(), with `settings` instead of those of the process.
 /// @param h  as for puxInitialize()
 [[nodiscard]] int initialize(Settings &settings, char ***h);
 
-/// puxInsertToSearchList() of the given settings.
+/// Implements puxInsertToSearchList(), with `settings` instead of those of the process.
 [[nodiscard]] int insert(Settings &settings, char ***h, const char *dir);
 
-/// puxReleaseHandle() of the given settings.
+/// Implements puxReleaseHandle(), with `settings` instead of those of the process.
 [[nodiscard]] int release(Settings &settings, char **list);
 
 } // namespace pux

@@ -1,7 +1,7 @@
 #ifndef PUXI_MATCH_H
 #define PUXI_MATCH_H
 
-/// Searches of a given list. They do not read or build the default list.
+/// Searches along a given list. They do not use the default list.
 
 #include "search/pux.h"
 
@@ -10,40 +10,41 @@
 
 VEK_BEGIN_DECLS
 
-/// Joins the candidate of a search: `directory`, "/" unless it is a root, `group` and "/" unless it is ".",
-/// `name`.
+/// Composes the path "directory/group/name" of a file that a search tests. The first "/" is omitted if `directory` is
+/// a root directory; `group` and the second "/" are omitted if `group` is ".".
 ///
-/// @param out      receives the candidate; empty if it does not fit
-/// @param outSize  its size in bytes, including the NUL
-/// @return 0, or PUX_BUFFER_TOO_SMALL
+/// @param out      receives the path; empty if it does not fit
+/// @param outSize  size of `out` in bytes, including the NUL
+/// @return PUX_OK; PUX_BUFFER_TOO_SMALL; or PUX_INVALID_PARAMETER for a null argument or an `outSize` of 0
 int pux_concat_path(const char *directory, const char *group, const char *name, char *out, size_t outSize);
 
 VEK_END_DECLS
 
 namespace pux {
 
-/// The entry of a search list that is replaced by the library directories.
+/// The entry of a search list for which the library directories of a search are searched.
 inline constexpr std::string_view kLibraryEntry = "@LIBRARY";
 
-/// Search groups, in the order in which each directory is searched.
+/// The search groups: subdirectories that a search tests in each directory, in this order.
 struct Groups {
     bool isDirectoryFirst;    ///< whether the directory itself comes before the groups
     const char *const *names; ///< null-terminated
 };
 
-/// ".tolvane", "." and "veksetup".
+/// The search groups of a caller that gives none: ".tolvane", "." and "veksetup".
 extern const Groups kDefaultGroups;
 
-/// What is searched, and the buffer for the path of the match.
+/// The parameters of a search.
 struct Search {
-    const char *name;
+    const char *name; ///< the file name to find
     Groups groups;
-    char **libraryDirectories; ///< replace kLibraryEntry; null for none
-    char *out;
-    std::size_t outSize;
+    char **libraryDirectories; ///< searched for kLibraryEntry; null for none
+    char *out;                 ///< receives the path of the match
+    std::size_t outSize;       ///< size of `out` in bytes, including the NUL
 };
 
-/// Searches one entry of a list.
+/// Searches the directory `entry` in all search groups. For kLibraryEntry, searches each library directory in the
+/// group ".tolvane".
 /// @return PUX_OK, PUX_PERMISSION_DENIED or PUX_BUFFER_TOO_SMALL for a match; PUX_FILE_NOT_FOUND without one
 [[nodiscard]] int searchEntry(const Search &search, const char *entry);
 

@@ -1,5 +1,5 @@
-// Interpolation in passes: a pass copies plain text and replaces each reference by its value. Recursive mode repeats this
-// until a pass replaces nothing, at most 20 times.
+// Interpolation in passes. A pass copies plain text and replaces each reference by its value, which it does not search
+// for further references. Recursive mode repeats passes until one replaces nothing, at most 20 times.
 
 #include "search/vek_interp.h"
 
@@ -19,8 +19,8 @@ namespace {
 struct ProblemText {
     InterpProblem problem;
     std::int32_t code;
-    std::string_view before; ///< the message up to what it names
-    std::string_view after;
+    std::string_view before; ///< the message before the inserted argument
+    std::string_view after;  ///< the message after the inserted argument
 };
 
 constexpr std::array<ProblemText, 12> kProblems = {{
@@ -51,7 +51,7 @@ static_assert(
     }(),
     "the table is in the order of the problems");
 
-/// Writes as much as fits into a caller's buffer, NUL-terminated.
+/// Appends texts to the error buffer of the caller. The content is cut to fit and always NUL-terminated.
 class MessageBuffer {
   public:
     MessageBuffer(char *buffer, std::size_t size) : buffer_(buffer), room_(size) { append({}); }
@@ -95,8 +95,8 @@ class Output {
   public:
     Output(char *buffer, std::size_t size) : buffer_(buffer), size_(size) {}
 
-    /// Appends as much of `text` as fits, even into the byte for the NUL.
-    /// @return false if the buffer is full
+    /// Appends as much of `text` as fits. May use the last byte, too, which terminate() then replaces by the NUL.
+    /// @return false if the buffer is full, so that there is no room for a NUL after the text
     bool append(std::string_view text) {
         const std::size_t taken = std::min(text.size(), size_ - written_);
         std::memmove(buffer_ + written_, text.data(), taken);
@@ -119,6 +119,7 @@ class Output {
     std::size_t written_ = 0;
 };
 
+/// @return the offset of the first "$" or "~" at or after `from`; the size of `text` if there is none
 std::size_t findReference(std::string_view text, std::size_t from) {
     while (from < text.size() && !beginsReference(text[from])) {
         ++from;
@@ -126,8 +127,8 @@ std::size_t findReference(std::string_view text, std::size_t from) {
     return from;
 }
 
-/// Calls `take` with each piece of the interpolated text until it returns false.
-/// @return whether a reference was replaced by its value
+/// Interpolates `text`: calls `take` with each piece of the result, in order, until `take` returns false.
+/// @return true if at least one reference was replaced by its value
 template <typename Take>
 bool expand(std::string_view text, vekInterpArgs &args, Take take) {
     InterpClosings closings;
@@ -152,7 +153,7 @@ bool expand(std::string_view text, vekInterpArgs &args, Take take) {
     return replaced;
 }
 
-/// @return the size of the interpolated text in bytes, including the NUL; `args` is unchanged
+/// @return the size of the interpolated text in bytes, including the NUL; problems are not recorded in `args`
 std::size_t measure(std::string_view text, const vekInterpArgs &args) {
     vekInterpArgs measuring = {};
     measuring.flags = args.flags;
@@ -166,6 +167,7 @@ std::size_t measure(std::string_view text, const vekInterpArgs &args) {
     return size;
 }
 
+/// The result of one pass.
 struct Pass {
     bool replaced;  ///< whether a reference was replaced by its value
     bool succeeded; ///< whether the result fits and no problem was recorded
@@ -181,14 +183,14 @@ Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
     return {replaced, false};
 }
 
-/// A pass over a text without references.
+/// Performs a pass over `source`, which contains no references: copies it to `output`.
 Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
     output.append(source);
     args.neededSize = source.size() + 1;
     return finishPass(output, false, args);
 }
 
-/// Replaces every reference of `in` once. `in` may be `out`.
+/// Performs a pass over `in`: replaces every reference once. `in` and `out` may be the same buffer.
 Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     const std::string_view source(in);
     Output output(out, outSize);
@@ -214,11 +216,13 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
     return pass;
 }
 
-/// Repeats passes over the result of the previous one until a pass replaces nothing.
+/// Recursive mode: performs passes, each over the result of the previous one, until a pass replaces nothing.
+/// @return false if a pass fails, or if 20 passes have replaced a reference
 bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     Pass pass = runPass(in, out, outSize, args);
     for (int replacing = 1; pass.replaced; ++replacing) {
-        // Documented: a pass that replaced something and failed gives this code, not its own.
+        // Documented: a pass that both replaces a reference and fails gives VEK_INTERP_TOO_RECURSIVE, not its own
+        // code.
         if (replacing == kMaxReplacingPasses || !pass.succeeded) {
             recordProblem(args, InterpProblem::TooRecursive, kNoPosition);
             return false;
@@ -228,7 +232,8 @@ bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &ar
     return pass.succeeded;
 }
 
-/// @return false if `argument` is null. Documented: this is recorded only if there is a buffer for the message
+/// Records `problem` if `argument` is null. Documented: it is recorded only if `args` has an error buffer.
+/// @return false if `argument` is null
 bool requireArgument(const char *argument, InterpProblem problem, vekInterpArgs &args) {
     if (argument == nullptr && args.errorBuffer != nullptr) {
         recordProblem(args, problem, kNoPosition);

@@ -1,4 +1,4 @@
-// The values of references: environment variables, home directories, installation roots.
+// Evaluates references: determines their values from environment variables, home directories and installation roots.
 
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"
@@ -14,6 +14,7 @@
 namespace vek {
 namespace {
 
+/// The result of looking up the value of a reference.
 enum class Lookup : std::uint8_t {
     Found,
     Unchanged, ///< the reference stays as it is, without an error
@@ -21,7 +22,7 @@ enum class Lookup : std::uint8_t {
     NoMemory   ///< the reference stays as it is, with the error for exhausted memory
 };
 
-/// The arguments of one evaluation.
+/// The arguments of evaluateReference().
 struct Evaluation {
     std::string_view text;
     std::size_t at; ///< offset of the reference
@@ -43,7 +44,8 @@ void record(const Evaluation &in, InterpProblem problem, std::string_view argume
     recordProblem(in.args, problem, static_cast<std::int32_t>(std::min(in.at, kLastPosition)), argument);
 }
 
-/// @return the reference, replaced by its value or unchanged
+/// @return the result for the reference that ends at the offset `end`: its value if `useValue` is true, otherwise the
+///         reference itself
 InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     if (useValue) {
         return {end - in.at, in.value.view(), true};
@@ -51,7 +53,7 @@ InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     return {end - in.at, part(in, in.at, end), false};
 }
 
-/// Documented: the result for "${" and for "$(" if they begin no reference.
+/// Documented: if "${" or "$(" begins no complete reference, these two characters give "${", even for "$(".
 InterpReference openBrace() {
     return {2, "${", false};
 }
@@ -80,7 +82,9 @@ Lookup lookUpVariable(const char *name, InterpValue &value) {
     return Lookup::Failed;
 }
 
-/// `$NAME` or `${NAME}`, with the name in [begin, nameEnd).
+/// Evaluates `$NAME` or `${NAME}`.
+/// @param begin, nameEnd  the offsets of the first byte of NAME and of the byte after it
+/// @param end             the offset of the byte after the reference
 InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::size_t nameEnd,
                                  std::size_t end) {
     const TextCopy name(part(in, begin, nameEnd));
@@ -90,7 +94,8 @@ InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::s
     } else if (lookup == Lookup::Failed) {
         record(in, InterpProblem::NotSet, name.view());
     }
-    // Documented: a reference that is kept is looked up, too, so that an unset variable is an error.
+    // Documented: the variable is looked up even with VEK_INTERP_KEEP_VARIABLES, so that an unset variable is an
+    // error.
     return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_VARIABLES) == 0);
 }
 
@@ -117,7 +122,7 @@ InterpReference evaluateNamed(const Evaluation &in) {
     while (end < in.text.size() && (isAlnum(in.text[end]) || in.text[end] == '_')) {
         ++end;
     }
-    // The name may be empty: no variable has this name, so a single "$" is an unset variable.
+    // The name may be empty. No variable has an empty name, so a single "$" is reported as an unset variable.
     return evaluateVariable(in, begin, end, end);
 }
 

@@ -1,7 +1,7 @@
 #ifndef VEKI_INTERP_H
 #define VEKI_INTERP_H
 
-/// Evaluation of one reference of an interpolated text.
+/// Internal parts of vekInterpolate(): recording of problems, and evaluation of one reference.
 
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"
@@ -13,7 +13,7 @@
 
 namespace vek {
 
-/// Each problem has a code and a message. Some have the same code.
+/// The problems that vekInterpolate() reports. Each has a message and a VEK_INTERP_... code; some have the same code.
 enum class InterpProblem : std::uint8_t {
     OutTooSmall,
     NotSet,
@@ -29,37 +29,39 @@ enum class InterpProblem : std::uint8_t {
     NoRootWithPath
 };
 
-/// Recursive mode fails if this many passes replace something: the documented limit.
+/// Documented: recursive mode fails if each of 20 passes replaces a reference.
 inline constexpr int kMaxReplacingPasses = 20;
 
-/// The position of a problem that is not caused by a reference.
+/// The value of `errorPosition` for a problem that is not caused by a reference.
 inline constexpr std::int32_t kNoPosition = -1;
 
 /// Stores the code, the position and, if there is a buffer, the message of a problem in `args`. It replaces an earlier
 /// problem.
 ///
-/// @param argument  inserted into the message
+/// @param argument  the text that is inserted into the message, such as the name of a variable
 void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t position,
                    std::string_view argument = {});
 
-/// Prints a failed internal assertion on standard error.
+/// Prints on standard error that the `assertion` in this line of the source has failed.
 void reportBrokenAssertion(int line, const char *assertion);
 
-/// The value of one reference. If a value is longer, this is an error, and the reference remains unchanged.
+/// A buffer for the value of one reference. A value that does not fit is an error, and the reference remains
+/// unchanged.
 using InterpValue = FixedText<2048>;
 
+/// The result of evaluateReference().
 struct InterpReference {
-    std::size_t length;      ///< size of the reference in the text
-    std::string_view result; ///< the output; points into `value`, into the text, or to a constant
-    bool replaced;           ///< whether the output is the value
+    std::size_t length;      ///< size of the reference in the text, in bytes
+    std::string_view result; ///< the text to output; points into `value`, into the text, or to a constant
+    bool replaced;           ///< whether `result` is the value; false if the reference is kept, and for `$$`
 };
 
-/// Whether `c` begins a reference.
+/// @return true if a reference can begin with `c`
 constexpr bool beginsReference(char c) {
     return c == '$' || c == '~';
 }
 
-/// A NUL-terminated copy of a text, on the heap only if it is longer than a path.
+/// A NUL-terminated copy of a text. Allocates memory only if the text has more than 4095 characters.
 class TextCopy {
   public:
     explicit TextCopy(std::string_view text) : size_(text.size()) {
@@ -81,14 +83,15 @@ class TextCopy {
     OwnedText long_;
 };
 
-/// Finds a closing character for each of the references of one text, from left to right. Memoizes the last result, so
-/// that n references without a closing character take O(n) time together.
+/// Finds the closing character of each reference of one text, from left to right. Memoizes the last result: without
+/// it, n references without a closing character would take O(n^2) time, because each would search the rest of the
+/// text.
 class ClosingCharacter {
   public:
     explicit ClosingCharacter(char c) : c_(c) {}
 
-    /// @param from  not less than in the call before
-    /// @return the offset of the first one at or after `from`; the size of the text if there is none
+    /// @param from  an offset in `text`; not less than in the previous call
+    /// @return the offset of the first closing character at or after `from`; the size of `text` if there is none
     std::size_t find(std::string_view text, std::size_t from) {
         if (!isKnown_ || offset_ < from) {
             const std::size_t offset = text.find(c_, from);
@@ -111,8 +114,8 @@ struct InterpClosings {
 };
 
 /// Evaluates the reference that begins at offset `at` of `text`. A failure is recorded in `args`.
-/// @param closings  made anew for each text; `at` must not decrease from one call to the next
-/// @param value     receives the value, which the result may refer to
+/// @param closings  an object for this text only; `at` must not decrease between calls with the same object
+/// @param value     receives the value; the result may point into it
 InterpReference evaluateReference(std::string_view text, std::size_t at, InterpClosings &closings,
                                   vekInterpArgs &args, InterpValue &value);
 
