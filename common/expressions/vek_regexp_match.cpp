@@ -52,9 +52,10 @@ class Matcher {
     /// The result of one step. End: the match is complete. NoMatchAtAll: no match begins at start_ or after it.
     enum class Step { Continue, Backtrack, End, Error, NoMatchAtAll };
 
-    /// Steps for each character before checkForAnyMatch(). A match without backtracking takes about two.
+    /// checkForAnyMatch() is called after this number of steps for each character, plus kStepsMin. A match that does
+    /// not backtrack takes about two steps for each character.
     static constexpr std::size_t kStepsPerCharacter = 2;
-    /// Steps before checkForAnyMatch() even for a short subject: building the automaton takes about as long.
+    /// Steps before checkForAnyMatch() that do not depend on the subject. Building the automaton takes about as long.
     static constexpr std::size_t kStepsMin = 256;
     /// The number of slots: one for the start of each group, followed by one for the end of each group.
     static constexpr std::size_t kSlots = std::size_t{2} * VEK_REGEXP_GROUPS;

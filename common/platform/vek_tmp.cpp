@@ -127,7 +127,8 @@ bool makePathIn(const char *directory, std::string_view prefix, char *out) {
     return directory != nullptr && makePath(directory, vek::endsWith(directory, "/") ? "" : "/", prefix, out);
 }
 
-/// @return the directory for `directory`, an element of kDirectories; null if its environment variable is not set
+/// Replaces an environment variable by its value. `directory` is an element of kDirectories.
+/// @return the path of the directory; null if the variable is not set
 const char *expanded(const char *directory) {
     return *directory == '$' ? std::getenv(directory + 1) : directory;
 }

@@ -45,10 +45,10 @@ struct Executable {
 /// Prints the documented message for `error` on standard error. Prints nothing for None and NotFound.
 void printExecutableError(ExecutableError error);
 
-/// Prints the documented message on standard error that getcwd() failed.
+/// Prints on standard error that the working directory cannot be read, in the documented words.
 void printNoWorkingDirectory();
 
-/// Prints the documented message on standard error that the variable PATH is not set.
+/// Prints on standard error that the variable PATH is not set, in the documented words.
 void printNoPathVariable();
 
 } // namespace vek

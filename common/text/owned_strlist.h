@@ -36,7 +36,7 @@ class StrlistBuilder {
 
     [[nodiscard]] bool empty() const { return count_ == 0; }
 
-    /// @return the allocated size of the list, in pointers
+    /// @return the number of pointers for which the list has memory
     [[nodiscard]] int size() const { return size_; }
 
     /// @return the list; null if nothing was added. The builder must not be used afterwards
