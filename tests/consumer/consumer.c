@@ -2,8 +2,8 @@
 
 #include <stdio.h>
 
-#include <vek/vek.h>
 #include <vek/tov.h>
+#include <vek/vek.h>
 
 #if __has_include("common/vek.h")
 #error "the internal headers are visible"
