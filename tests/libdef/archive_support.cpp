@@ -109,7 +109,7 @@ int openDirectoryWithOwnHolder(vekFSSpec *spec, vekFSDir **directory) {
 int readIntoOwnHolder(vekFSDir *directory, vekFSDirent **entry) {
     const dirent *const found = ::readdir(directory->stream);
     if (found != nullptr) {
-        std::strcpy(&directory->entry->buffer->name[0], &found->d_name[0]);
+        std::memcpy(&directory->entry->buffer->name[0], &found->d_name[0], std::strlen(found->d_name) + 1);
         *entry = directory->entry;
     }
     return VEK_FS_OK;

@@ -12,30 +12,30 @@ import vek
 @pytest.fixture
 def site(write, tree, monkeypatch):
     """A work area and a site, which are both on the search list."""
-    write("work/a.txt", "work")
+    write("design/a.txt", "design")
     write("site/a.txt", "site")
     write("site/.tolvane/b.txt", "site")
     write("site/veksetup/c.txt", "site")
     write("site/rules/d.txt", "site")
     (tree / "here").mkdir()
-    monkeypatch.setenv("VEK_WORKAREA", f"{tree}/work")
+    monkeypatch.setenv("VEK_WORKAREA", f"{tree}/design")
     monkeypatch.setenv("VEK_SITE", f"{tree}/site")
     monkeypatch.chdir("here")
 
 
 def test_the_search_list_is_built_from_the_environment(site, tree):
-    assert vek.search_list() == [".", f"{tree}/work", f"{tree}/site"]
+    assert vek.search_list() == [".", f"{tree}/design", f"{tree}/site"]
 
 
 def test_the_search_list_follows_the_environment_and_setup_loc(site, tree, monkeypatch, write):
     monkeypatch.delenv("VEK_WORKAREA")
     assert vek.search_list() == [".", f"{tree}/site"]
-    write("here/setup.loc", f"{tree}/work -- first", "@LIBRARY", "; a comment", "/missing")
-    assert vek.search_list() == [f"{tree}/work", "@LIBRARY"]
+    write("here/setup.loc", f"{tree}/design -- first", "@LIBRARY", "; a comment", "/missing")
+    assert vek.search_list() == [f"{tree}/design", "@LIBRARY"]
 
 
 def test_search_returns_the_first_match_or_none(site, tree):
-    assert vek.search("a.txt") == f"{tree}/work/a.txt"
+    assert vek.search("a.txt") == f"{tree}/design/a.txt"
     assert vek.search("b.txt") == f"{tree}/site/.tolvane/b.txt"
     assert vek.search("c.txt") == f"{tree}/site/veksetup/c.txt"
     assert vek.search("d.txt") is None
@@ -50,13 +50,13 @@ def test_search_replaces_the_library_entry(site, tree, write):
 
 
 def test_search_all_returns_one_match_of_each_directory(site, tree):
-    assert vek.search_all("a.txt") == [f"{tree}/work/a.txt", f"{tree}/site/a.txt"]
+    assert vek.search_all("a.txt") == [f"{tree}/design/a.txt", f"{tree}/site/a.txt"]
     assert vek.search_all("d.txt", groups=["rules"]) == [f"{tree}/site/rules/d.txt"]
     assert vek.search_all("nothing") == []
 
 
 def test_search_writable_returns_the_first_match_that_can_be_written(site, tree):
-    assert vek.search_writable("a.txt") == f"{tree}/work/a.txt"
+    assert vek.search_writable("a.txt") == f"{tree}/design/a.txt"
     assert vek.search_writable("nothing") is None
 
 
@@ -74,11 +74,11 @@ def test_a_name_that_is_too_long_raises(site, tree):
 
 
 def test_an_unreadable_match_raises_with_its_path(site, tree):
-    os.symlink("loop.txt", tree / "work/loop.txt")
+    os.symlink("loop.txt", tree / "design/loop.txt")
     with pytest.raises(vek.SearchError) as raised:
         vek.search("loop.txt")
     assert raised.value.code == vek.SearchCode.PERMISSION_DENIED
-    assert str(raised.value) == f"Permission denied: {tree}/work/loop.txt"
+    assert str(raised.value) == f"Permission denied: {tree}/design/loop.txt"
 
 
 def test_the_configuration_file_says_which_names_are_searched(site, write):

@@ -31,8 +31,8 @@ proc fresh {} {
     cd /
     # The working directory and names that Tcl cannot name are gone, too.
     exec find $sandbox -mindepth 1 -delete
-    file mkdir $sandbox/home $sandbox/work
-    cd $sandbox/work
+    file mkdir $sandbox/home $sandbox/cwd
+    cd $sandbox/cwd
 }
 
 # Makes the current directory a copy of the sample project, and returns its path.
