@@ -79,12 +79,14 @@ class GrowingArray {
             return true;
         }
         constexpr std::size_t kFirstBytes = 512; // enough for the names of a small directory
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): a value may be a pointer
         constexpr std::size_t kFirst = sizeof(Value) < kFirstBytes ? kFirstBytes / sizeof(Value) : 1;
         return moveTo(2 * capacity_ > size ? 2 * capacity_ : size + kFirst);
     }
 
     bool moveTo(std::size_t capacity) {
         if constexpr (std::is_trivially_copyable_v<Value>) {
+            // NOLINTNEXTLINE(bugprone-sizeof-expression): a value may be a pointer
             auto *moved = static_cast<Value *>(std::realloc(values_.get(), capacity * sizeof(Value)));
             if (moved == nullptr) {
                 return false;

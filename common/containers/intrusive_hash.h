@@ -127,6 +127,7 @@ class IntrusiveHash {
     /// @return the index of the bucket for `hash` if there are 2 to the power of `bits` buckets
     [[nodiscard]] static std::size_t indexOf(std::uint32_t hash, unsigned bits) {
         constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // 2^64 divided by the golden ratio
+        // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a table with buckets has at least kFirstBits
         return static_cast<std::size_t>((hash * kGoldenRatio) >> (64U - bits));
     }
     [[nodiscard]] Entry *&bucketOf(std::uint32_t hash) const { return buckets_.get()[indexOf(hash, bits_)]; }

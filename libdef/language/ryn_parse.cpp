@@ -189,7 +189,7 @@ class Reader {
         }
         level_ = level.release();
         return RYN_OK;
-    }
+    } // NOLINT(clang-analyzer-unix.Malloc): `level_` owns the memory
 
     /// @return the number of open descriptors of `level` and its includers
     static int openUpTo(const Level &level) { return level.openIncluders + (level.text.isOpen() ? 1 : 0); }

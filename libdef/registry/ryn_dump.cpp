@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <utility>
 
 // Prints a registry for rynDumpEverything(): its files, its libraries, its buckets, libraries that are missing from
 // the buckets or from the definition order, and the global temporary roots.
@@ -71,7 +70,7 @@ void dumpLibraries(const rynRegistry &registry, FILE *stream) {
 /// is exhausted, contains() searches that list instead.
 class LibrarySet {
   public:
-    void add(const rynLibrary *library) { isComplete_ = isComplete_ && libraries_.push(std::move(library)); }
+    void add(const rynLibrary *library) { isComplete_ = isComplete_ && libraries_.push(&*library); }
 
     /// Sorts the array. Must be called once, after the last add() and before contains().
     void sort() {

@@ -811,7 +811,7 @@ TEST(DeepList, TemporaryFileWithATooLongPathEndsTheBuild) {
     const std::size_t top = project.path("etmp/c/v").size();
     const int levels = (VEK_PATH_SIZE - 100 - static_cast<int>(top)) / 2;
     const std::size_t directory = top + std::size_t{2} * static_cast<std::size_t>(levels) + std::strlen("/");
-    for (const std::size_t size : {VEK_PATH_SIZE - 1, VEK_PATH_SIZE}) {
+    for (const std::size_t size : {std::size_t{VEK_PATH_SIZE} - 1, std::size_t{VEK_PATH_SIZE}}) {
         withViewInMemory(project, 'e', [&] {
             const Chain chain("etmp/c/v", levels, {});
             // Short names before and after it: stat() succeeds in this directory, whatever the order of reading is.

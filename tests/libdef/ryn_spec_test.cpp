@@ -699,7 +699,7 @@ TEST(PathInArchive, JoinsTheNamesThatAreGiven) {
 
 TEST(PathInArchive, ReportsTheSizeItNeeds) {
     Packed project;
-    for (const std::size_t size : {4095, 4096, 5000}) {
+    for (const std::size_t size : {4095U, 4096U, 5000U}) {
         const std::string cell(size - std::strlen("lib/"), 'c');
         vek::PathText path;
         std::size_t needed = 0;

@@ -15,7 +15,8 @@ struct Include {
     std::string source;
     std::string included;
 
-    auto operator<=>(const Include &) const = default;
+    auto
+    operator<=>(const Include &) const = default; // NOLINT(modernize-use-nullptr): there is no null pointer
 };
 
 /// Checks a quoted include: is the dependency between the two layers allowed, and is the header not internal to
