@@ -56,7 +56,7 @@ class IntrusiveHash {
 
     /// Inserts `entry`, even if an equal entry is present: find() then returns the one inserted last.
     /// @return false if memory for the first buckets is exhausted. If memory for more buckets is exhausted, the entry
-    ///         is inserted all the same; only the chains become longer
+    ///         is still inserted; searches then take longer, because the chains are longer
     [[nodiscard]] bool insert(Entry &entry) {
         if (!allocate()) {
             return false;

@@ -82,7 +82,7 @@ class TerminalRun {
     std::string seen_;
 };
 
-/// What is on the screen in the end: lines without those that were erased.
+/// Returns the lines that remain on the terminal after `text` was written to it: erased lines are missing.
 std::string screen(const std::string &text) {
     std::string lines;
     for (std::size_t at = 0; at < text.size(); ++at) {
