@@ -8,9 +8,11 @@
 
 #include <string_view>
 
-// Executes ASSIGN and UNASSIGN. An ASSIGN sets one of three things: the global temporary root (AllLibs TmpRootDir),
-// the explicit temporary directory of a library (TMP), or any other attribute, after the unknown-ASSIGN hook has
-// accepted it.
+// Implements the statements ASSIGN and UNASSIGN of library definition files (vek.lib). ASSIGN has three cases:
+// - `ASSIGN AllLibs TmpRootDir PATH` sets the global temporary root: a directory with one subdirectory for each
+//   library.
+// - `ASSIGN library TMP PATH` sets the explicit temporary directory of one library.
+// - Any other attribute is stored in the library. The unknown-ASSIGN hook, a callback of the program, can reject it.
 
 namespace ryn {
 namespace {
@@ -60,7 +62,8 @@ int assignOther(const Command &command, const char *name, const char *attribute,
     if (hook != nullptr && hook(attribute, value, command.file->path, command.line) != 0) {
         return command.diagnose(RYN_INVALID_ATTRIBUTE, attribute);
     }
-    // Look up the library after the hook: the hook can execute statements that remove it.
+    // Look up the library again after the call of the hook: the hook could have removed the library from the registry,
+    // for example with rynAddCommand().
     rynLibrary *const library = ryni_get_libp(command.registry, name);
     if (library == nullptr) {
         return command.diagnose(RYN_LIBRARY_NOT_DEFINED, name);
@@ -104,7 +107,8 @@ int executeUnassign(const Command &command) {
         return RYN_OK;
     }
     removeAttribute(*library, attribute);
-    // Documented: UNASSIGN of any attribute, not only of TMP, removes the explicit temporary directory.
+    // Documented: UNASSIGN of any assigned attribute, not only of TMP, also removes the library's explicit temporary
+    // directory.
     return setExplicitTmp(*command.registry, *library, nullptr, nullptr);
 }
 

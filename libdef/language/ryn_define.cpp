@@ -17,9 +17,12 @@
 #include <cstring>
 #include <memory>
 
-// Executes DEFINE, SOFTDEFINE and UNDEFINE. A definition has three steps: compute and check the directory; create the
-// library, or change the existing library of that name; record the location of the statement and check whether
-// another library uses the directory.
+// Implements the statements DEFINE, SOFTDEFINE and UNDEFINE of library definition files (vek.lib).
+// `DEFINE name directory` has three steps:
+// 1. Computes the paths of the directory and checks that the directory can be used.
+// 2. Creates the library, or changes the existing library of that name.
+// 3. Records the file and line of the statement, and checks whether another library uses the directory.
+// SOFTDEFINE has the same steps, but ends without a diagnostic if the directory cannot be used.
 
 namespace ryn {
 namespace {
@@ -29,9 +32,9 @@ struct FreeLibrary {
 };
 using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
 
-/// Diagnoses `code` with a text that is formatted like that of printf(), of any length. If memory is exhausted, the
-/// text is that of rynGetErrorMsg().
-/// @return the result of the warning handler
+/// Calls the warning handler with `code` and a text that is formatted like that of printf(). The text can have any
+/// length. If memory is exhausted, the handler receives the text that rynGetErrorMsg() returns for `code`.
+/// @return the value that the warning handler returned
 [[gnu::format(printf, 3, 4)]] int diagnoseWith(const Command &command, int code, const char *format, ...) {
     char *text = nullptr;
     va_list values;
@@ -42,21 +45,23 @@ using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
     return command.diagnose(code, owner ? owner.get() : rynGetErrorMsg(code));
 }
 
-/// @return the path of the file that last defined `library`; "" if none is recorded
+/// @return the path of the library definition file that last defined `library`; "" if no file is recorded
 const char *definingFile(const rynLibrary &library) {
     return library.definedIn != nullptr ? library.definedIn->path : "";
 }
 
-/// A DEFINE or SOFTDEFINE: its arguments, and the paths that are computed from its directory argument.
+/// One DEFINE or SOFTDEFINE statement while it is executed: its arguments, and the paths of its directory argument.
 struct Definition {
     const Command &command;
-    bool isSoft; ///< SOFTDEFINE: a missing directory is not diagnosed
-    const char *name;
-    vek::PathText full;
-    vek::PathText nsl;
+    bool isSoft;        ///< true for SOFTDEFINE: a directory that cannot be used is not diagnosed
+    const char *name;   ///< name of the library
+    vek::PathText full; ///< full path of the directory: absolute and without "." components
+    vek::PathText nsl;  ///< `full` without symbolic links
 };
 
-/// Computes the full path and the nsl path of the directory.
+/// Computes the full path and the nsl path (full path without symbolic links) of the directory argument and stores them
+/// in `definition`.
+/// @return nullopt; after a failure, the value that the warning handler returned
 Ending generatePaths(Definition &definition) {
     const Command &command = definition.command;
     vek::PathText error;
@@ -70,8 +75,10 @@ Ending generatePaths(Definition &definition) {
     return status == RYN_OK ? Ending() : command.diagnose(status, error.c_str());
 }
 
-/// Checks, if paths must exist, that the directory can be used, and that it has a VEKLIBRARY entry if that is
-/// required. If a SOFTDEFINE fails the first check, it ends without a diagnostic.
+/// Checks the directory if paths must exist (see rynSetPathNoneExistWarnFlag()); otherwise does nothing. Diagnoses a
+/// directory that cannot be used. If VEKLIBCHECK is ON, also diagnoses a directory without a VEKLIBRARY entry in its
+/// tag file. SOFTDEFINE of a directory that cannot be used ends without a diagnostic.
+/// @return nullopt if the directory passes the checks; otherwise the status with which the statement ends
 Ending checkDirectory(const Definition &definition) {
     const Command &command = definition.command;
     if (ryniCheckPathNoneExistWarnFlag(command.registry) == 0) {
@@ -91,8 +98,9 @@ Ending checkDirectory(const Definition &definition) {
     return {};
 }
 
-/// Creates the library and inserts it into the registry.
-/// @param inserted  receives the library if the statement continues
+/// Creates the library with the name and the paths of `definition` and inserts it into the registry.
+/// @param inserted  receives the library; unchanged after a failure
+/// @return nullopt; after a failure, the value that the warning handler returned
 Ending insertNew(const Definition &definition, rynLibrary *&inserted) {
     const Command &command = definition.command;
     const char *const full = definition.full.c_str();
@@ -121,8 +129,8 @@ Ending insertNew(const Definition &definition, rynLibrary *&inserted) {
     return {};
 }
 
-/// Diagnoses that the statement redefines `library`.
-/// @return nullopt to continue the statement; the result of the warning handler if that is not 0
+/// Calls the warning handler, because the statement redefines `library`, which an earlier statement has defined.
+/// @return nullopt to continue the statement; the value that the handler returned if that is not 0
 Ending warnOfRedefinition(const Definition &definition, const rynLibrary &library) {
     const Command &command = definition.command;
     const char *const name = definition.name;
@@ -152,7 +160,9 @@ Ending warnOfRedefinition(const Definition &definition, const rynLibrary &librar
     return status == RYN_OK ? Ending() : status;
 }
 
-/// Changes `library`, which has the same name, to the new directory and moves it to the end of the definition order.
+/// Executes a definition of a name that is already defined: stores the new directory in `library`, the existing library
+/// of that name, and moves `library` to the end of the definition order.
+/// @return nullopt; otherwise the status with which the statement ends
 Ending redefine(const Definition &definition, rynLibrary &library) {
     const Command &command = definition.command;
     const char *const nsl = definition.nsl.c_str();
@@ -169,8 +179,8 @@ Ending redefine(const Definition &definition, rynLibrary &library) {
     if (std::strcmp(library.fullPath, definition.full.c_str()) != 0) {
         library.flags |= kPathChanged;
     }
-    // Documented: a redefinition stores the nsl path of the new directory as the full path of the library. The nsl
-    // path of the library stays that of the first definition.
+    // Documented: after a redefinition, `fullPath` is the nsl path of the new directory (without symbolic links), and
+    // `nslPath` is still the nsl path of the first definition's directory.
     if (!replaceText(library.fullPath, nsl)) {
         return command.diagnose(RYN_MEMORY_ERROR, nsl);
     }

@@ -29,8 +29,8 @@ int FileText::error() const {
     return lines_ && lines_->hasFailed() ? RYN_SYSTEM_ERROR : error_;
 }
 
-/// Creates the line reader. It reads `rest_` and, after that, the file from the offset of its descriptor. If memory
-/// is exhausted, sets `error_` instead.
+/// Creates the line reader. The reader first returns the lines in `rest_` (bytes in memory), then reads the file from
+/// the current offset of its descriptor. If memory is exhausted, sets `error_` and creates no reader.
 void FileText::start() {
     void *const memory = std::malloc(sizeof(vek::LineReader));
     if (memory == nullptr) {
@@ -54,8 +54,8 @@ bool FileText::suspend(bool mayStayOpen) {
     return error_ == RYN_OK;
 }
 
-/// Returns whether `unread` is the tail of the bytes that an earlier suspend() copied to `held_`, so that nothing
-/// needs to be copied.
+/// Returns true if the bytes of `unread` are already in the buffer `held_`, because an earlier suspend() copied them.
+/// The caller then does not need to copy them.
 bool FileText::isHeld(std::string_view unread) const {
     if (!file_.valid()) {
         return true; // the file was closed at its end: all unread bytes are in held_
@@ -63,8 +63,8 @@ bool FileText::isHeld(std::string_view unread) const {
     return !unread.empty() && !rest_.empty() && &unread.back() == &rest_.back();
 }
 
-/// Copies to `held_`: `unread`, followed by the next bytes of the file, at most kMaxHeld bytes in total. Closes the
-/// file if its end is reached.
+/// Fills the buffer `held_` with `unread`, followed by the next bytes of the file, at most kMaxHeld bytes in total.
+/// Closes the file if its end is reached.
 /// @return false if memory is exhausted
 bool FileText::holdRest(std::string_view unread) {
     const vek::OwnedText buffer(static_cast<char *>(std::malloc(kMaxHeld)));
@@ -89,8 +89,9 @@ bool FileText::holdRest(std::string_view unread) {
     return held_ != nullptr;
 }
 
-/// Closes the file and stores its device, inode and offset in `closedAt_`, for openAgain(). If they cannot be
-/// determined, for instance for a pipe, the file stays open.
+/// Closes the file, so that the suspended file needs no descriptor. Stores its device, inode number and offset in
+/// `closedAt_`, so that openAgain() can continue there. The file stays open if it has no offset, for example if it is a
+/// pipe.
 void FileText::closeUntilResumed() {
     struct stat status = {};
     const off_t offset = lseek(file_.get(), 0, SEEK_CUR);
@@ -108,8 +109,8 @@ void FileText::resume(const char *path) {
     start();
 }
 
-/// Opens the file `path`, which closeUntilResumed() closed, and restores the offset.
-/// @return false if it cannot be opened or is a different file now
+/// Opens the file `path` again after closeUntilResumed(), and sets the offset that `closedAt_` contains.
+/// @return false if a system call fails, or if `path` is a different file now (another device or inode number)
 bool FileText::openAgain(const char *path) {
     const ClosedAt expected = std::exchange(closedAt_, ClosedAt{});
     file_ = vek::openDescriptorForReading(path);

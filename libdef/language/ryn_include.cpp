@@ -10,13 +10,16 @@
 #include <cerrno>
 #include <unistd.h>
 
-// Executes INCLUDE and SOFTINCLUDE. They check that the file can be read and store its path in Command::toRead. The
-// reader (ryn_parse.cpp) then reads that file before it continues with the next line of the including file.
+// Implements the statements INCLUDE and SOFTINCLUDE of library definition files (vek.lib). The statements do not read
+// the included file: they check that it is readable and that it was not read before, and store its path in
+// Command::toRead. Their caller (ryn_parse.cpp) then reads that file before the next line of the including file.
 
 namespace ryn {
 namespace {
 
-/// Diagnoses the errno value `error` of an access to `path`. A SOFTINCLUDE of a missing file is no diagnostic.
+/// Diagnoses that the file `path` cannot be read. SOFTINCLUDE of a file that does not exist (ENOENT) is not diagnosed.
+/// @param error  the errno value of the failed access test
+/// @return the status of the statement
 int diagnoseUnreadable(const Command &command, bool isSoft, const char *path, int error) {
     switch (error) {
     case ENOENT:

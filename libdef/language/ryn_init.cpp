@@ -18,7 +18,8 @@
 #include <string_view>
 #include <unistd.h>
 
-// Creates registries, from a library definition file or empty, and releases them.
+// Implements rynInit(), rynInitEx(), rynInitialize() and rynReleaseHandle(): creates a registry (a set of library
+// definitions), empty or from a library definition file, and frees it. Also implements rynSetUmask().
 
 namespace {
 
@@ -27,16 +28,18 @@ struct FreeRegistry {
 };
 using OwnedRegistry = std::unique_ptr<rynRegistry, FreeRegistry>;
 
-/// Documented: size of rynInitOptions without the field unknownAssignHook.
+/// Documented: the minimum of the argument `optionsSize` of rynInitEx(), in bytes: all fields of rynInitOptions except
+/// the last one, unknownAssignHook. If the argument is smaller, all options are ignored.
 constexpr std::size_t kOptionsWithoutHook = 24;
-/// Documented: size of rynInitOptions with all fields.
+/// Documented: the value of `optionsSize` in bytes from which rynInitEx() also reads the field unknownAssignHook.
 constexpr std::size_t kOptionsWithHook = 32;
 static_assert(sizeof(rynInitOptions) == kOptionsWithHook);
 
 constexpr unsigned kUmaskBits = 63; // octal 77: the bits for group and other
 
-/// Stores the path of the working directory in `directory`: the value of PWD if it resolves to the working directory,
-/// otherwise the result of getcwd(). PWD is preferred because it keeps the symbolic links that the user typed.
+/// Stores the path of the working directory in `directory`: the value of the environment variable PWD if PWD names the
+/// working directory, otherwise the result of getcwd(). PWD is preferred, because it still contains the symbolic links
+/// in the path that the user entered.
 /// @return false if getcwd() fails
 bool findCurrentDirectory(rynRegistry *registry, vek::PathText &directory) {
     vek::PathText userText;
@@ -84,7 +87,8 @@ int applyOptions(rynRegistry *registry, const rynInitOptions *options, std::size
     return RYN_OK;
 }
 
-/// Returns whether library names ignore case: whether the value of VEK_ALT_NMP is "match", in any case.
+/// Returns true if library names are compared without regard to case: if the environment variable VEK_ALT_NMP is
+/// "match", in upper or lower case.
 bool readCaseSetting() {
     const char *value = std::getenv("VEK_ALT_NMP");
     return value != nullptr && vek::equalNoCase(value, "match");

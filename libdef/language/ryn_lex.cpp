@@ -5,9 +5,9 @@
 #include <cstring>
 #include <string_view>
 
-// The lexer: removes the comment of a line, then splits the line into a keyword and at most five arguments, separated
-// by white space. An argument in double quotes can contain white space. There is no escape character and no
-// continuation line.
+// Lexer for one line of a library definition file (vek.lib). Removes the comment, then splits the line at white space
+// into a keyword and at most five arguments. An argument in double quotes can contain white space. There is no escape
+// character, and a statement cannot continue on the next line.
 
 namespace ryn {
 namespace {
@@ -21,8 +21,8 @@ bool isSpaceAt(std::string_view text, std::size_t at) {
     return at < text.size() && vek::isSpace(text[at]);
 }
 
-/// Removes a comment that begins with "#". Documented: only the first "#" of the line is examined. It begins a
-/// comment only after white space, and only if white space or the end of the line follows it.
+/// Returns `line` without a comment that begins with "#". Documented: only the first "#" of the line can begin a
+/// comment. It begins one if white space comes before it, and white space or the end of the line comes after it.
 std::string_view withoutHashComment(std::string_view line) {
     const std::size_t at = line.find('#');
     if (at == std::string_view::npos || at == 0 || !isSpaceAt(line, at - 1)) {
@@ -38,8 +38,8 @@ std::string_view withoutTrailingSpace(std::string_view line) {
     return line;
 }
 
-/// Removes the line feed, the comment and trailing white space. A comment begins with "--" or "#" at the start of the
-/// line, with white space and "--", or as in withoutHashComment().
+/// Returns `line` without its line feed, its comment and trailing white space. A comment begins with "--" or "#" at the
+/// start of the line, with " --" or a tab and "--" anywhere, or with a "#" as described at withoutHashComment().
 std::string_view reduce(std::string_view line) {
     line = upTo(line, line.find('\n'));
     if (vek::startsWith(line, "--")) {
@@ -62,8 +62,8 @@ char *skipSpace(char *at) {
     return at;
 }
 
-/// Writes a NUL after the word that begins at `at`.
-/// @return the rest of the line
+/// Ends the word that begins at `at` with a NUL, which replaces the white space after it.
+/// @return the rest of the line, after the word
 char *endWord(char *at) {
     while (*at != '\0' && !vek::isSpace(*at)) {
         ++at;
@@ -74,8 +74,9 @@ char *endWord(char *at) {
     return at;
 }
 
-/// Replaces by a NUL the closing quote of the quoted text that begins at `at`.
-/// @return the rest of the line; null if there is no closing quote
+/// Ends a quoted argument with a NUL, which replaces the closing quote.
+/// @param at  the first character after the opening quote
+/// @return the rest of the line, after the closing quote; null if there is no closing quote
 char *endQuoted(char *at) {
     char *close = std::strchr(at, '"');
     if (close == nullptr) {
@@ -85,8 +86,9 @@ char *endQuoted(char *at) {
     return close + 1;
 }
 
-/// Stores the arguments that begin at `at` in `statement`. Documented: the text after the fifth argument is ignored.
-/// @return Lexed::SyntaxError if a quote is not closed, otherwise Lexed::Statement
+/// Splits the text at `at` into arguments and adds them to `statement`. Documented: the text after the fifth argument
+/// is ignored, even if it contains an unclosed quote.
+/// @return Lexed::SyntaxError if a quote of the first five arguments is not closed, otherwise Lexed::Statement
 Lexed lexArguments(char *at, Statement &statement) {
     for (at = skipSpace(at); *at != '\0' && statement.count < kMaxArguments; at = skipSpace(at)) {
         const bool quoted = *at == '"';

@@ -17,9 +17,10 @@
 #include <memory>
 #include <string_view>
 
-// Reads library definition files line by line. The file being read and the files that include it form a linked list
-// of levels, instead of recursive calls. The including files are suspended (ryni_file_text.h). Therefore the depth of
-// INCLUDEs is limited neither by the stack nor by the number of descriptors.
+// Reads library definition files (vek.lib) line by line and executes their statements. A linked list on the heap
+// contains the file being read, the file that includes it, and so on to the first file. There is no recursion, and a
+// file is usually closed while a file that it includes is read (ryni_file_text.h). Therefore neither the stack nor the
+// number of file descriptors limits the depth of INCLUDEs.
 
 namespace ryn {
 namespace {
@@ -40,7 +41,7 @@ constexpr std::array<Keyword, 7> kKeywords = {{
     {"UNASSIGN", 2, executeUnassign},
 }};
 
-/// @return the keyword `word`, in any case, or null
+/// @return the row of kKeywords with the name `word`, in upper or lower case; null if there is none
 const Keyword *findKeyword(std::string_view word) {
     for (const Keyword &keyword : kKeywords) {
         if (vek::equalNoCase(word, keyword.name)) {
@@ -50,8 +51,8 @@ const Keyword *findKeyword(std::string_view word) {
     return nullptr;
 }
 
-/// Returns whether the statement has the arguments that its keyword requires. More arguments are allowed if the first
-/// of them begins with "#", because they are a comment.
+/// Returns true if the statement has as many arguments as its keyword requires. More arguments are allowed if the first
+/// additional argument begins with "#", because the rest of the line is then a comment.
 bool hasRightArguments(const Keyword &keyword, const Statement &statement) {
     if (statement.count <= keyword.arguments) {
         return statement.count == keyword.arguments;
@@ -59,8 +60,8 @@ bool hasRightArguments(const Keyword &keyword, const Statement &statement) {
     return *statement.arguments[static_cast<std::size_t>(keyword.arguments)] == '#';
 }
 
-/// Executes a statement, or diagnoses an unknown keyword or a wrong number of arguments.
-/// @return the status of the statement
+/// Executes a statement. Calls the warning handler if the keyword is unknown or the number of arguments is wrong.
+/// @return the status of the statement: RYN_OK to continue with the next line of the file
 int execute(const Command &command, const Statement &statement) {
     const Keyword *keyword = findKeyword(statement.keyword);
     if (keyword == nullptr) {
@@ -72,16 +73,17 @@ int execute(const Command &command, const Statement &statement) {
     return keyword->execute(command);
 }
 
-/// The location of a line: its file, the base directory of relative paths in it, and its number.
+/// The location of one line of a library definition file.
 struct Location {
-    rynIncludedFile *file;
-    const char *directory;
-    int line;
+    rynIncludedFile *file; ///< the registry's record of the file
+    const char *directory; ///< base directory of relative paths in the line
+    int line;              ///< number of the line
 };
 
-/// Executes one line. An included file is not read here, but by the caller.
-/// @param toRead  receives the path of the file to include; unchanged if there is none
-/// @return the status of the statement
+/// Splits one line into tokens and executes its statement. INCLUDE and SOFTINCLUDE only store the path of the included
+/// file in `toRead`; the caller must read that file.
+/// @param toRead  receives the path of the included file; unchanged if the line includes no file
+/// @return the status of the statement: RYN_OK to continue with the next line of the file
 int executeLine(rynRegistry *registry, const char *line, const Location &location, bool applyTmpNow,
                 vek::OwnedText &toRead) {
     Statement statement; // NOLINT(cppcoreguidelines-pro-type-member-init): lex() fills it
@@ -98,22 +100,23 @@ int executeLine(rynRegistry *registry, const char *line, const Location &locatio
     return execute(command, statement);
 }
 
-/// @return the directory of the full path `path`; null if memory is exhausted
+/// @return the path of the directory that contains the file `path` (a full path); null if memory is exhausted
 vek::OwnedText directoryOf(const char *path) {
     const std::string_view text(path);
     const std::size_t slash = text.rfind('/');
     return vek::copyText({path, slash == 0 ? 1 : slash});
 }
 
-/// A file that is being read. `includer` is the level of the file that includes it; that file is suspended.
+/// One library definition file whose lines are being executed. The file is suspended while a file that it includes is
+/// read. The levels form a linked list from the innermost file, which is read now, to the first file.
 struct Level {
-    Level *includer;
-    int openIncluders; ///< number of suspended files with an open descriptor
-    rynIncludedFile *file;
-    vek::OwnedText directory;
+    Level *includer;          ///< the file that includes this one; null for the first file
+    int openIncluders;        ///< number of suspended files with an open descriptor
+    rynIncludedFile *file;    ///< the registry's record of the file
+    vek::OwnedText directory; ///< base directory of relative paths in the file
     FileText text;
-    int line;
-    int status; ///< of the last line or included file
+    int line;   ///< number of the last executed line
+    int status; ///< status of the last executed line or included file
 };
 
 struct FreeLevel {
@@ -124,15 +127,17 @@ struct FreeLevel {
 };
 using OwnedLevel = std::unique_ptr<Level, FreeLevel>;
 
-/// Maximum number of suspended files that keep their descriptors because the rest of them is long. It is small,
-/// because statements need descriptors, too.
+/// Maximum number of suspended files that stay open. A suspended file with more than FileText::kMaxHeld unread bytes
+/// stays open until this number is reached; further files are closed and later opened again. The number is small,
+/// because statements also need file descriptors.
 constexpr int kMaxOpenIncluders = 4;
 
-/// Reads a file and the files that it includes.
+/// Reads one library definition file and all files that it includes, and executes their statements in a registry.
 class Reader {
   public:
-    /// @param progress  records to which libraries the creation of the registry has applied the global temporary
-    ///                  root; null to apply the root to all libraries after each file
+    /// @param progress  stores to which libraries the global temporary root (the directory that contains a temporary
+    ///                  directory for each library) was applied, so that each file end processes only new or changed
+    ///                  libraries. If null, each file end processes all libraries
     Reader(rynRegistry *registry, RootProgress *progress) : registry_(registry), progress_(progress) {}
     ~Reader() {
         while (level_ != nullptr) {
@@ -142,9 +147,10 @@ class Reader {
     Reader(const Reader &) = delete;
     Reader &operator=(const Reader &) = delete;
 
-    /// Reads the file `path` and the files that it includes.
-    /// @param recordOut  null, or receives the record of the file; unchanged if the file cannot be opened
-    /// @return the status of the file
+    /// Reads the file `path` and all files that it includes, and executes their statements.
+    /// @param recordOut  null, or receives the registry's record of the file `path`; unchanged if the file cannot be
+    ///                   opened
+    /// @return the status of the file, as described at rynInitEx()
     int read(const char *path, rynIncludedFile **recordOut) {
         int result = enter(path);
         if (recordOut != nullptr && level_ != nullptr) {
@@ -162,8 +168,9 @@ class Reader {
     }
 
   private:
-    /// Adds the record of the file `path`, opens the file and makes it the innermost level.
-    /// @return RYN_OK, or the code of a failure that has been reported
+    /// Adds a record of the file `path` to the registry, opens the file, and makes it the innermost file: the next line
+    /// is read from it.
+    /// @return RYN_OK, or an error code, which was reported with ryni_do_fatal()
     int enter(const char *path) {
         ryni_setLastErr(RYN_OK);
         rynIncludedFile *file = nullptr;
@@ -191,13 +198,13 @@ class Reader {
         return RYN_OK;
     } // NOLINT(clang-analyzer-unix.Malloc): `level_` owns the memory
 
-    /// @return the number of open descriptors of `level` and its includers
+    /// @return the number of open descriptors: that of `level` and those of the files that include it, directly or not
     static int openUpTo(const Level &level) { return level.openIncluders + (level.text.isOpen() ? 1 : 0); }
 
     int reportNoMemory() { return ryni_do_fatal(registry_, RYN_MEMORY_ERROR, "ryni_parse_veklib_file()"); }
 
-    /// Suspends the innermost file and opens the included file `path`. A failure becomes the status of the including
-    /// file.
+    /// Suspends the innermost file and opens the file `path`, which it includes. If that fails, the error code becomes
+    /// the status of the including file, so that the including file ends, too.
     void include(const char *path) {
         if (!level_->text.suspend(level_->openIncluders < kMaxOpenIncluders)) {
             return; // the error ends this level
@@ -208,9 +215,10 @@ class Reader {
         }
     }
 
-    /// Computes the nsl path of the file `path` and appends a record of the file to the registry.
+    /// Computes the nsl path of the file `path` (full path without symbolic links) and adds a record with both paths to
+    /// the registry's list of files.
     /// @param file  receives the record
-    /// @return RYN_OK, or the code of a failure that has been reported
+    /// @return RYN_OK, or an error code, which was reported with ryni_do_fatal()
     int record(const char *path, rynIncludedFile *&file) {
         vek::PathText nsl;
         vek::PathText error;
@@ -226,9 +234,10 @@ class Reader {
         return file != nullptr ? RYN_OK : ryni_do_fatal(registry_, RYN_MEMORY_ERROR, context);
     }
 
-    /// Reads and executes the next line of the innermost file.
-    /// @param included  receives the path of the file to include, if any
-    /// @return false at the end of the file, and after a line or included file whose status is not RYN_OK
+    /// Reads the next line of the innermost file and executes it.
+    /// @param included  receives the path of the file to include; unchanged if the line includes no file
+    /// @return false if no line was executed: at the end of the file, after a read error, or because the previous line,
+    ///         or the file that it included, ended with a status other than RYN_OK
     bool executeNextLine(vek::OwnedText &included) {
         if (level_->status != RYN_OK || !level_->text.next(line_)) {
             return false;
@@ -238,9 +247,9 @@ class Reader {
         return true;
     }
 
-    /// Closes the innermost file and continues with the file that includes it. If the status is not RYN_OK, that file
-    /// ends, too.
-    /// @return the status of the file
+    /// Ends the innermost file and resumes the file that includes it. If the status of the innermost file is not
+    /// RYN_OK, it becomes the status of the including file, so that the including file ends, too.
+    /// @return the status of the file that ended
     int leave() {
         const int result = resultOf(*level_);
         const OwnedLevel level = pop();
@@ -257,7 +266,8 @@ class Reader {
         return result;
     }
 
-    /// Applies the global temporary root at the end of a file.
+    /// Executes the actions at the end of a file. If the file was read without an error, applies the global temporary
+    /// root: sets and creates the temporary directories of the libraries.
     /// @return the status of the file
     int resultOf(const Level &level) {
         switch (level.text.error()) {
@@ -270,15 +280,15 @@ class Reader {
         }
         const int rootStatus = applyGlobalRoot(*registry_, level.directory.get(), progress_);
         if (ryni_useDefaultWarn() != 0) {
-            // Documented: once a registry with the default warning handler was created in this process, the status of
-            // each file is the last diagnostic that this handler has received since enter() opened a file. Other
-            // statuses are not returned.
+            // Documented: if this process ever created a registry with the default warning handler, the status of every
+            // file is the code of the last diagnostic that this handler received since enter() last opened a file.
+            // `level.status` and `rootStatus` are ignored.
             return ryni_getLastErr();
         }
         return level.status != RYN_OK ? level.status : rootStatus;
     }
 
-    /// Removes the innermost level from the list and returns it.
+    /// Removes the innermost file from the list and returns it.
     OwnedLevel pop() {
         OwnedLevel level(level_);
         level_ = level->includer;
@@ -320,8 +330,8 @@ int ryni_process_command(rynRegistry *registry, const char *line, const char *di
 }
 
 void rynAddCommand(rynHandle handle, const char *text) {
-    // Documented: statements of rynAddCommand() have a file record with empty paths. It is static, because libraries
-    // and attributes keep pointers to it.
+    // Documented: the location of a statement given to rynAddCommand() is line 0 of a file record with empty paths. The
+    // record is static, because libraries and attributes keep pointers to it.
     static char emptyPath[1];
     static rynIncludedFile pseudoFile = {.next = nullptr,
                                          .path = emptyPath,

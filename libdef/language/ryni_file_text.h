@@ -11,42 +11,44 @@
 
 namespace ryn {
 
-/// Reads a library definition file line by line. The reader calls suspend() before it reads an included file, and
-/// resume() after that. suspend() copies the unread rest of the file to memory and closes the file, so INCLUDEs can
-/// nest deeper than the limit on descriptors. At most kMaxHeld bytes are copied: a file with a longer rest stays
-/// open, or is closed and opened again by resume().
+/// One library definition file that is read line by line, and that can be suspended while a file that it includes is
+/// read. suspend() copies the unread bytes of the file to memory and closes the file, so that deeply nested INCLUDEs do
+/// not need one descriptor each. suspend() copies at most kMaxHeld bytes. A file with more unread bytes stays open, or
+/// is closed by suspend() and opened again by resume().
 class FileText {
   public:
-    /// Maximum number of bytes that a suspended file keeps in memory, 64 KiB: enough for a vek.lib of about 1,000
-    /// libraries.
+    /// Maximum number of bytes that a suspended file keeps in memory: 64 KiB, enough for a vek.lib of about 1,000
+    /// libraries with 64 bytes per line.
     static constexpr std::size_t kMaxHeld = std::size_t{64} << 10U;
 
     /// Opens the file `path` and starts reading it.
-    /// @return RYN_OK, RYN_SYSTEM_ERROR if it cannot be opened, or RYN_MEMORY_ERROR
+    /// @return RYN_OK; RYN_SYSTEM_ERROR if the file cannot be opened; RYN_MEMORY_ERROR
     [[nodiscard]] int open(const char *path);
 
     /// Reads the next line into `line`.
     /// @return false at the end of the file, after an error, and between suspend() and resume()
     [[nodiscard]] bool next(vek::LineBuffer &line) { return lines_ && lines_->next(line); }
 
-    /// @return RYN_OK, or the code of the error after which next() returns no more lines
+    /// @return RYN_OK; after a failure, RYN_SYSTEM_ERROR or RYN_MEMORY_ERROR. After a failure, next() returns false
     [[nodiscard]] int error() const;
 
     /// Stops reading until resume() is called.
-    /// @param mayStayOpen  whether a file with a rest of more than kMaxHeld bytes may keep its descriptor
-    /// @return false if memory is exhausted; error() is then RYN_MEMORY_ERROR, and no more lines are read
+    /// @param mayStayOpen  true to keep the file open if it has more than kMaxHeld unread bytes; false to close it even
+    ///                     then
+    /// @return false if memory is exhausted; error() then returns RYN_MEMORY_ERROR, and next() returns false
     [[nodiscard]] bool suspend(bool mayStayOpen);
 
-    /// Returns whether the file has a descriptor open.
+    /// @return true if the file has an open descriptor
     [[nodiscard]] bool isOpen() const { return file_.valid(); }
 
-    /// Continues to read after suspend(). A failure sets error().
-    /// @param path  the path given to open(). If suspend() closed a file with a long rest, that same file must still
-    ///              be there
+    /// Continues to read after suspend(). If resume() fails, error() returns the code of the failure.
+    /// @param path  the path that was given to open(). If suspend() closed the file before all bytes were read or
+    ///              copied, resume() opens `path` again, and fails if it is a different file now
     void resume(const char *path);
 
   private:
-    /// Identifies a file that was closed with an unread rest, and the offset at which to continue.
+    /// Identity of a file that suspend() closed before all its bytes were read or copied, and the offset of the next
+    /// byte.
     struct ClosedAt {
         dev_t device;
         ino_t inode;

@@ -7,19 +7,20 @@
 
 VEK_BEGIN_DECLS
 
-/// Reads the file `path` and the files that it includes, and executes their statements in `registry`.
+/// Reads the file `path` and all files that it includes, and executes their statements in `registry`.
 ///
 /// @param path       a full path
-/// @param recordOut  null, or receives the record of the file; unchanged if the file cannot be opened
-/// @return the status of the file, as documented at rynInitEx()
+/// @param recordOut  null, or receives the registry's record of the file `path`; unchanged if the file cannot be opened
+/// @return the status of the file, as described at rynInitEx()
 int ryni_parse_veklib_file(const char *path, rynRegistry *registry, rynIncludedFile **recordOut);
 
-/// Executes one line of a library definition file. If the line includes a file, reads that file, too.
+/// Executes one line of a library definition file. If the line is an INCLUDE, also reads the included file.
 ///
 /// @param directory    the base directory of relative paths in the line
 /// @param file         the record of the file that contains the line
-/// @param applyTmpNow  if the line sets the global temporary root: 1 to apply it to all libraries at once, otherwise
-///                     0
+/// @param lineNumber   the number of the line in that file
+/// @param applyTmpNow  1 to create the temporary directories of all libraries at once if the line sets the global
+///                     temporary root (ASSIGN AllLibs TmpRootDir); 0 to leave this to the end of the file
 /// @return the status of the statement or of the included file
 int ryni_process_command(rynRegistry *registry, const char *line, const char *directory,
                          rynIncludedFile *file, int lineNumber, int applyTmpNow);
@@ -30,8 +31,9 @@ namespace ryn {
 
 struct RootProgress;
 
-/// Reads the library definition file `path` with which a registry is being created, and the files that it includes.
-/// @param progress  records to which libraries this creation has applied the global temporary root
+/// Reads the library definition file `path`, from which a registry is being created, and all files that it includes.
+/// @param progress  stores to which libraries the global temporary root was applied, so that the end of each file
+///                  processes only new or changed libraries
 /// @return the status of the file
 int readTopFile(rynRegistry &registry, const char *path, RootProgress &progress);
 
