@@ -43,11 +43,11 @@ const char *nameOf(const void *record) {
     return static_cast<const Record *>(record)->*Name;
 }
 
-/// The functions for one kind of records in the list of a context: the next record, the name of a record, and printing
-/// it.
+/// The functions that rynDumpContext() calls for the records of one type: libraries, names, files or attributes. The
+/// records are passed as `const void *`, because a context stores its list as `void *`.
 struct RecordKind {
-    const void *(*next)(const void *record);
-    const char *(*name)(const void *record);
+    const void *(*next)(const void *record); ///< returns the next record of the list; null at the end
+    const char *(*name)(const void *record); ///< returns the name or path of the record
     void (*print)(const void *record, FILE *stream);
 };
 
@@ -65,7 +65,8 @@ struct ContextType {
     const RecordKind *records;
 };
 
-/// The printed name and the records of each type of context, indexed by RYNI_CONTEXT_... value.
+/// For each type of context, the title that rynDumpContext() prints and the functions for its records. The index is the
+/// RYNI_CONTEXT_... value.
 constexpr std::array<ContextType, RYNI_CONTEXT_ATTRIBUTES + 1> kTypes = {{
     {"Libraries", &kLibraries},
     {"Cells", &kElements},

@@ -1,10 +1,13 @@
-// Reads the names of cells, views or files from the directories of a library, cell or view.
+// Implements gatherNames(): builds the list of names for an iteration over cells, views or files. The names are read
+// from up to three directories: the library's own directory and its two temporary directories. A name that an earlier
+// directory has is not added again; a hash table finds such names in O(1) time.
 //
-// Names are added at the head of the list, so the order of the iteration is the reverse of the order in which names are
-// found. A name in a temporary directory is omitted if an earlier directory has the same name; a hash index with
-// chaining finds such names. A shallow list has the entries of one directory level. A deep list has the paths of all
-// files below a view: a depth-first walk with an explicit stack, which reads each directory completely before it opens
-// the next one, so that one descriptor is enough for any depth.
+// Most iterations return the names in these directories only, without their subdirectories. rynIterateAllViewFiles()
+// returns the relative paths of all files below a view, recursively: a depth-first walk with an explicit stack. The
+// walk reads each directory completely and closes it before it opens the next one. It therefore needs only one file
+// descriptor at any depth.
+//
+// Names are added at the head of the list. An iteration therefore returns them in reverse: the name read last is first.
 
 #include "libdef/iteration/ryni_gather.h"
 
@@ -39,8 +42,8 @@ using ryn::ObjectNames;
 using ryn::Sources;
 using vek::DirectoryIdentity;
 
-/// Size of the buffer for names in the top directory of the library source. Documented: a name of more than 255 bytes
-/// does not fit.
+/// Size in bytes of the buffer for one name in the library's own directory, or in the directory of its cell or view.
+/// Documented: rynIterateAllViewFiles() omits a longer name; all other iterations fail with RYN_INTERNAL_ERROR.
 constexpr std::size_t kTopNameSize = 256;
 
 int codeOfFailedOpen(int error) {
@@ -49,7 +52,7 @@ int codeOfFailedOpen(int error) {
 
 // ---- the list being built
 
-/// Traits of vek::IntrusiveHash for the names of a list.
+/// Hash and comparison functions for a vek::IntrusiveHash of rynElement; the key is the name.
 struct NameTraits {
     static rynElement *&link(rynElement &element) { return element.nextInIndex; }
     static std::uint32_t hash(const rynElement &element) { return hash(std::string_view(element.name)); }
@@ -57,7 +60,7 @@ struct NameTraits {
     static bool matches(const rynElement &element, std::string_view name) { return element.name == name; }
 };
 
-/// A linked list of names to which names are added at the head, with an optional hash index.
+/// Singly linked list of names. push() adds a name at the head. held() searches the hash table that index() has built.
 class NameList {
   public:
     NameList() = default;
@@ -79,7 +82,8 @@ class NameList {
         return true;
     }
 
-    /// Builds the hash index of the names that are in the list now. @return false if memory is exhausted
+    /// Builds a hash table of the names that are in the list now. Names that are added later are not in the table.
+    /// @return false if memory is exhausted
     [[nodiscard]] bool index() {
         index_ = {};
         bool isComplete = index_.reserve(count_);
@@ -104,7 +108,7 @@ class NameList {
 
 struct CloseFsDirectory {
     void operator()(vekFSDir *directory) const {
-        // If vekFS_closedir() fails, it does not free `directory`. A second call frees it.
+        // If vekFS_closedir() fails, it does not free `directory`; the second call always frees it.
         if (vekFS_closedir(directory) != VEK_FS_OK) {
             static_cast<void>(vekFS_closedir(directory));
         }
@@ -112,17 +116,18 @@ struct CloseFsDirectory {
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
-/// @return true if entries that vekFS_readdir() returns for `directory` have the field `type`. Those of another
-///         implementation of the file system layer may not have it
+/// @return true if the entries that vekFS_readdir() returns for `directory` have the field `type`. Only entries from
+///         the native function vekFSiReaddir() are known to have it
 bool hasEntryTypes(const vekFSDir &directory) {
     const vekFSIODef *implementation = directory.spec->implementation;
     return implementation == nullptr || implementation->readdir == vekFSiReaddir;
 }
 
-/// Calls `visit(type, name)` for each entry of a directory except "." and "..". The type is a DT_... value. The name is
-/// null if it does not fit into `nameSize` bytes or cannot be read. A result of `visit` other than RYN_OK ends the
-/// loop.
-/// @return RYN_OK, the last result of `visit`, or the error for a directory that cannot be opened
+/// Calls `visit(type, name)` for each entry of the directory `spec` except "." and "..".
+/// @param nameSize  size in bytes of the buffer for a name
+/// @param visit     receives the type of the entry (a DT_... value) and its name; the name is null if it does not fit
+///                  into the buffer or cannot be read. A result other than RYN_OK ends the loop
+/// @return RYN_OK; the last result of `visit`; or the code of the failure to open the directory
 template <typename Visit>
 int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     vekFSDir *opened = nullptr;
@@ -153,8 +158,9 @@ int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     }
 }
 
-/// Reads all entries of the directory `path` with system calls, without the file-system layer.
-/// @return RYN_OK, RYN_MEMORY_ERROR, or the error for a directory that cannot be opened
+/// Reads all entries of the directory `path` with POSIX calls instead of the vekFS_...() functions, because a temporary
+/// directory is never in an archive.
+/// @return RYN_OK; RYN_MEMORY_ERROR; or the code of the failure to open the directory
 int readPlain(const char *path, vek::EntryList &entries) {
     const vek::DirectoryReading reading = vek::readDirectory(path, entries);
     switch (reading.outcome) {
@@ -168,9 +174,10 @@ int readPlain(const char *path, vek::EntryList &entries) {
     return RYN_OK;
 }
 
-// ---- shallow lists
+// ---- names in one directory
 
-/// The names that a shallow list contains: legal names are cells and views, other names are files.
+/// Which names of a directory are added to the list. LegalNames: names of ASCII letters, digits, "_", "@" and "#",
+/// which are names of cells or views. OtherNames: all other names, which are names of files.
 enum class Wanted { LegalNames, OtherNames };
 
 int addIfWanted(NameList &list, Wanted wanted, const char *name) {
@@ -200,9 +207,9 @@ int addTemporaryNames(const char *directory, Wanted wanted, NameList &list) {
     return status;
 }
 
-// ---- deep lists
+// ---- paths of all files below a directory
 
-/// Result of examining a directory entry for a deep list.
+/// Result of examine() for one directory entry: how the walk treats the entry.
 enum class EntryKind {
     File,      ///< the entry is added to the list
     Directory, ///< the walk enters the entry
@@ -210,30 +217,33 @@ enum class EntryKind {
     NoMemory
 };
 
-/// @return true if the DT_... value `type` alone shows that the entry is neither a directory nor a link to one
+/// Returns true if the entry type `type` (a DT_... value) shows that the entry is neither a directory nor a symbolic
+/// link, so that stat() is not needed.
 bool isKnownFile(unsigned char type) {
     return type != DT_DIR && type != DT_LNK && type != DT_UNKNOWN;
 }
 
-/// The library source of a deep list. It is read through the file-system layer, because it may be in an archive.
+/// The directory tree of a view in the library's own directory, which DeepWalk walks. It is read with the vekFS_...()
+/// functions, because a library can be in an archive.
 class LibraryTree {
   public:
-    /// Result for an entry whose path is too long. Documented: such an entry is skipped.
+    /// Status of the walk for an entry whose path is too long. Documented: RYN_OK, so the entry is omitted and the walk
+    /// continues.
     static constexpr int kPathTooLong = RYN_OK;
 
     LibraryTree(const rynRegistry &registry, const Sources &sources)
         : registry_(registry), library_(*sources.library), names_(sources.names), top_(sources.spec),
           isPacked_(ryn::isPacked(registry, library_)) {}
 
-    /// Examines the entry at `path`. An entry that may be a directory becomes the selected entry of the functions
-    /// below.
-    /// @param path  relative to the top directory
-    /// @param type  the DT_... value of the entry
+    /// Classifies the entry at `path` as a file or a directory. An entry that can be a directory becomes the selected
+    /// entry, which isLink(), identity() and read() use.
+    /// @param path  path relative to the top directory of the tree
+    /// @param type  type of the entry, a DT_... value
     EntryKind examine(const vek::PathText &path, unsigned char type, bool & /*isSearchable*/) {
         names_.file = path.c_str();
         if (isKnownFile(type) && !isPacked_) {
-            // Test only the length of the path: creating a specifier, which fails for a path that is too long, is not
-            // necessary. Documented: an entry for which that fails is skipped.
+            // Test only the length of the path instead of calling makeSpec(), which is slower. Documented: an entry for
+            // which makeSpec() would fail, because the path is too long, is skipped.
             return ryn::objectPathFits(library_.fullPath, names_) ? EntryKind::File : EntryKind::Skipped;
         }
         switch (ryn::makeSpec(&registry_, library_, names_, spec_)) {
@@ -247,7 +257,8 @@ class LibraryTree {
         return !isKnownFile(type) && rynIsSpecDir(selected()) != 0 ? EntryKind::Directory : EntryKind::File;
     }
 
-    // The next functions are for the selected entry. Before the first call of examine() that is the top directory.
+    // The next functions use the selected entry: the top directory before the first call of examine(), then the last
+    // entry that examine() selected.
 
     [[nodiscard]] bool isLink() const {
         vekFSStat record = {};
@@ -285,7 +296,8 @@ class LibraryTree {
     bool isPacked_;
 };
 
-/// A temporary directory as a source of a deep list. It is read with system calls.
+/// The directory tree of a view in one temporary directory, which DeepWalk walks. It is read with POSIX calls, because
+/// a temporary directory is never in an archive.
 class TemporaryTree {
   public:
     static constexpr int kPathTooLong = RYN_SYSTEM_ERROR;
@@ -294,12 +306,13 @@ class TemporaryTree {
 
     [[nodiscard]] bool hasMemory() const { return path_ != nullptr; }
 
-    /// Examines an entry like LibraryTree::examine(). Documented: an entry for which stat() fails is treated as a
-    /// directory. Opening it then fails and ends the walk with an error, because callers rely on a complete list.
+    /// Classifies the entry at `path` as a file or a directory, like LibraryTree::examine(). Documented: an entry for
+    /// which stat() fails is classified as a directory. Opening it then fails, so that the walk ends with an error
+    /// instead of an incomplete list.
     ///
-    /// @param isSearchable  in: whether stat() has succeeded for an entry of this directory. It then succeeds for the
-    ///                      other files of the directory, unless the path is too long, so it is not called for these.
-    ///                      Set to true when stat() succeeds
+    /// @param isSearchable  true if stat() has succeeded for another entry of the same directory. stat() would then
+    ///                      succeed for all files in it, so it is not called for entries whose type is known. Set to
+    ///                      true when stat() succeeds
     EntryKind examine(const vek::PathText &path, unsigned char type, bool &isSearchable) {
         const bool fits = top_.size() + 1 + path.size() < PATH_MAX;
         if (isKnownFile(type) && isSearchable && fits) {
@@ -338,8 +351,10 @@ class TemporaryTree {
     vek::OwnedText path_; ///< path of the selected entry
 };
 
-/// The depth-first walk of a deep list. It does not detect cycles of symbolic links: in a cycle, the path gets longer
-/// until opening it fails with ELOOP. vek::WalkGuard limits how many times the walk follows links.
+/// Depth-first walk through a directory tree, which adds the relative path of each file to a list. Symbolic links to
+/// directories are followed, and cycles are not detected: in a cycle, the path gets longer until system calls for it
+/// fail with ELOOP. vek::WalkGuard limits the number of followed links, because several cycles give exponentially many
+/// paths.
 template <typename Tree>
 class DeepWalk {
   public:
@@ -361,7 +376,7 @@ class DeepWalk {
   private:
     using Links = vek::WalkGuard::Links;
 
-    /// A directory on the stack of the walk.
+    /// One directory on the stack of the walk: its entries, and which of them is the next one.
     struct Level {
         vek::EntryList entries;
         std::size_t next = 0;                      ///< position of the next entry in `entries`
@@ -371,7 +386,8 @@ class DeepWalk {
         bool isSearchable = false;
     };
 
-    /// Reads the selected directory of the tree, whose path is path_, and pushes it on the stack.
+    /// Reads the directory that `tree_` has selected, and pushes its entries on the stack. `path_` is the relative path
+    /// of that directory.
     int enter() {
         Level level;
         const int status = tree_.read(level.entries);
@@ -436,8 +452,8 @@ int addTemporaryTree(const char *top, NameList &list, const vek::LinkLimit &limi
     return tree.hasMemory() && list.index() ? DeepWalk(tree, list, limit).run() : RYN_MEMORY_ERROR;
 }
 
-/// Adds the names of each source. Documented order: library, implicit temporary directory, explicit temporary
-/// directory.
+/// Calls `addLibrary` for the library's own directory and `addTemporary` for each temporary directory. Documented
+/// order: library, implicit temporary directory, explicit temporary directory. Stops at the first failure.
 template <typename AddLibrary, typename AddTemporary>
 int addSources(const Sources &sources, AddLibrary addLibrary, AddTemporary addTemporary) {
     int status = sources.spec == nullptr ? static_cast<int>(RYN_OK) : addLibrary();

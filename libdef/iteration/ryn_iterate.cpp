@@ -10,6 +10,11 @@
 
 #include <cstdlib>
 
+// Implements the functions that create, advance and end iterations: rynIterate...(), rynXIterate...(), rynNext...() and
+// rynIterateEnd(). A context stores a linked list and a cursor. The list of cells, views or files is read from disk
+// completely when the context is created. Lists of libraries, attributes and library definition files belong to the
+// registry.
+
 namespace {
 
 using ryn::isGiven;
@@ -21,12 +26,15 @@ bool ownsList(const rynContext &context) {
     return context.type >= RYNI_CONTEXT_CELLS && context.type <= RYNI_CONTEXT_ALL_VIEW_FILES;
 }
 
-/// Documented: for every type of iteration, exhausted memory is reported with the function name "rynIterateLibFiles()".
+/// Reports that memory is exhausted. Documented: the function name in the report is "rynIterateLibFiles()" for every
+/// type of iteration.
+/// @return RYN_MEMORY_ERROR
 int reportNoMemory(const rynRegistry *registry) {
     return ryni_do_fatal(registry, RYN_MEMORY_ERROR, "rynIterateLibFiles()");
 }
 
-/// Allocates a context with its cursor at the start of `list`. @return null after reporting that memory is exhausted
+/// Allocates an iteration context. The first record of `list` is the next item.
+/// @return null if memory is exhausted, which has then been reported
 rynContext *newContext(rynRegistry *registry, int type, void *list) {
     auto *context = static_cast<rynContext *>(std::malloc(sizeof(rynContext)));
     if (context == nullptr) {
@@ -39,15 +47,16 @@ rynContext *newContext(rynRegistry *registry, int type, void *list) {
 
 // ---- contexts over directories
 
-/// The arguments of a function that starts an iteration over directories.
+/// The arguments of a rynIterate...() or rynXIterate...() function that reads directories.
 struct Request {
     const char *function; ///< the name of the function with "()", for reports
     int type;             ///< a RYNI_CONTEXT_... value
     unsigned source;      ///< RYN_SOURCE_... flags
-    NamedObject object;
+    NamedObject object;   ///< the library, cell or view whose contents are returned
 };
 
-/// The kind of object whose contents an iteration lists.
+/// The kind of object whose contents an iteration returns: for example, an iteration over views returns the contents of
+/// a cell.
 enum class Level { Library, Cell, View };
 
 Level levelOf(int type) {
@@ -70,7 +79,8 @@ bool hasValidNames(const Request &request) {
            (level != Level::View || isGiven(request.object.names.view));
 }
 
-/// Finds the directories that contain the cells, views and files of a library, cell or view.
+/// Finds the directories of one library, cell or view: in the library's own directory and in its temporary directories.
+/// Owns the paths of these directories.
 class SourceFinder {
   public:
     SourceFinder(rynRegistry *registry, rynLibrary &library, const ObjectNames &names)
@@ -79,8 +89,9 @@ class SourceFinder {
         sources_.names = names;
     }
 
-    /// Finds the directories for the RYN_SOURCE_... flags in `source`.
-    /// @return RYN_OK, also if a directory does not contain the cell or view; or the error of an access test
+    /// Finds the directories that the RYN_SOURCE_... flags in `source` select. If the cell or view does not exist in
+    /// one of them, that directory is left out, and this is no failure.
+    /// @return RYN_OK, or the code of the access test that failed
     int find(unsigned source) {
         int status = RYN_OK;
         if ((source & RYN_SOURCE_LIBRARY) != 0) {
@@ -98,7 +109,7 @@ class SourceFinder {
         return status;
     }
 
-    /// @return the directories that find() has found; valid as long as this object
+    /// @return the directories that find() found. The reference is valid as long as this object
     [[nodiscard]] const Sources &sources() const { return sources_; }
 
   private:
@@ -114,11 +125,12 @@ class SourceFinder {
         return isMissing(status) ? RYN_OK : status;
     }
 
-    /// Finds the directory of the cell or view in a temporary directory.
+    /// Finds the directory of the cell or view in a temporary directory of the library. Without a cell, this is the
+    /// temporary directory itself.
     /// @param directory  a temporary directory of the library; may be null
-    /// @param path       buffer for the path; must stay valid as long as `found`
-    /// @param found      receives the path; unchanged if the directory does not contain the cell or view
-    /// @return RYN_OK, also if it does not contain them; or the error of the access test
+    /// @param path       buffer for the path; must exist as long as `found` is used
+    /// @param found      receives the path; unchanged if the cell or view does not exist in `directory`
+    /// @return RYN_OK, also if the cell or view does not exist; otherwise the code of the access test that failed
     int findUnder(const char *directory, vek::PathText &path, const char *&found) const {
         if (directory == nullptr) {
             return RYN_OK;
@@ -203,7 +215,8 @@ int iterateList(rynRegistry *registry, int type, void *list, rynContext **result
 
 // ---- functions that return the next item
 
-/// The types of context that a rynNext...() function accepts: RYNI_CONTEXT_... values from `first` to `last`.
+/// The types of contexts that a rynNext...() function accepts: RYNI_CONTEXT_... values from `first` to `last`,
+/// inclusive.
 struct TypeRange {
     int first;
     int last;
@@ -214,9 +227,10 @@ constexpr TypeRange only(int type) {
 }
 
 /// Checks the arguments of a rynNext...() function.
-/// @param output    its first output argument, which must not be null
-/// @param function  its name with "()", for reports
-/// @return RYN_OK; RYN_ITERATION_COMPLETE if there is no next item; or an error code that has been reported
+/// @param output    the first output argument of that function; must not be null
+/// @param types     the types of contexts that the function accepts
+/// @param function  the name of the function with "()", for error reports
+/// @return RYN_OK; RYN_ITERATION_COMPLETE if there is no next item; or an error code, which has been reported
 int checkNext(const rynContext *context, const void *output, const TypeRange &types, const char *function) {
     rynRegistry *registry = context == nullptr ? nullptr : context->handle;
     if (context == nullptr || output == nullptr) {
@@ -228,7 +242,9 @@ int checkNext(const rynContext *context, const void *output, const TypeRange &ty
     return context->cursor == nullptr ? RYN_ITERATION_COMPLETE : RYN_OK;
 }
 
-/// Returns the record at the cursor and moves the cursor to the next record. The cursor must not be null.
+/// Returns the record that `context->cursor` points to, and moves the cursor to the next record. The cursor must not be
+/// null.
+/// @param next  the member of the record that points to the next record
 template <typename Record>
 Record *take(rynContext *context, Record *Record::*next) {
     auto *record = static_cast<Record *>(context->cursor);

@@ -1,13 +1,13 @@
 #ifndef RYNI_CONTEXT_H
 #define RYNI_CONTEXT_H
 
-/// The data of iteration contexts: the state of a rynIterate...() call between calls of rynNext...().
+/// Defines rynContext: the state of an iteration between two calls of a rynNext...() function.
 
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Types of contexts, by the items that the iteration returns.
+/// Types of iteration contexts, one for each kind of item that an iteration returns.
 enum {
     RYNI_CONTEXT_LIBRARIES = 0,
     RYNI_CONTEXT_CELLS = 1,
@@ -20,7 +20,8 @@ enum {
     RYNI_CONTEXT_ATTRIBUTES = 8
 };
 
-/// One name of a list that a context owns. The name is stored in the same memory block, after the element.
+/// One name in the list of a context: the name of a cell or view, or the name or relative path of a file. The text of
+/// the name follows the structure in the same memory block.
 typedef struct rynElement {
     struct rynElement *next;
     char *name;

@@ -1,7 +1,7 @@
 #ifndef RYNI_GATHER_H
 #define RYNI_GATHER_H
 
-/// Reads the names of cells, views or files from directories, for an iteration.
+/// Builds the list of names for an iteration over cells, views or files.
 
 #include "common/platform/walk_guard.h"
 #include "libdef/iteration/ryni_context.h"
@@ -18,29 +18,31 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// The directories (sources) that contain the cells, views and files of one library, cell or view.
+/// The directories from which an iteration reads names. All of them belong to the same
+/// library, cell or view. A null member is not read.
 struct Sources {
     rynLibrary *library = nullptr; ///< the library that `spec` belongs to
     ObjectNames names;             ///< the cell and view whose contents are gathered; none for the library
-    vekFSSpec *spec = nullptr;     ///< the directory in the library or its archive; null: not read
-    const char *implicitTmp = nullptr; ///< the directory in the implicit temporary directory; null: not read
-    const char *explicitTmp = nullptr; ///< the directory in the explicit temporary directory; null: not read
+    vekFSSpec *spec = nullptr;     ///< the directory in the library or its archive, or null
+    const char *implicitTmp = nullptr; ///< the directory in the implicit temporary directory, or null
+    const char *explicitTmp = nullptr; ///< the directory in the explicit temporary directory, or null
 
     [[nodiscard]] bool isEmpty() const {
         return spec == nullptr && implicitTmp == nullptr && explicitTmp == nullptr;
     }
 };
 
-/// Reads the names for a context of the given type from all sources.
+/// Builds the list of names for an iteration: reads the directories in `sources`.
 ///
 /// @param type   RYNI_CONTEXT_CELLS to RYNI_CONTEXT_ALL_VIEW_FILES
 /// @param list   receives the names in the order of the iteration; freed with freeElements(); null after a failure
-/// @param limit  the limit on followed symbolic links, for RYNI_CONTEXT_ALL_VIEW_FILES; applies to each source
+/// @param limit  how many symbolic links are followed in each directory of `sources`; only used for
+///               RYNI_CONTEXT_ALL_VIEW_FILES
 /// @return RYN_OK, RYN_INTERNAL_ERROR, RYN_MEMORY_ERROR (reported), RYN_SYSTEM_ERROR or RYN_PERMISSION_DENIED
 int gatherNames(rynRegistry *registry, int type, const Sources &sources, rynElement **list,
                 const vek::LinkLimit &limit = {});
 
-/// Frees a list of gatherNames(). Null is allowed.
+/// Frees a list that gatherNames() has returned. Null is allowed.
 void freeElements(rynElement *list);
 
 } // namespace ryn
