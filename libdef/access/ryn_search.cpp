@@ -9,27 +9,31 @@
 
 namespace {
 
-/// A kind of directory that a library may have, and the modes of rynGetPath() that return its path.
+/// One kind of directory that a library can have, and the rynGetPath() modes that return the path of that directory.
 struct DirectoryKind {
     unsigned temporary; ///< RYN_TMP_... flags, one of which must apply; 0 for the library's own directory
     unsigned readMode;  ///< the mode for a search of existing files
     unsigned writeMode; ///< the mode for a search of a writable directory
 };
 
-/// The kinds of directories, in the order of the search. The path of the implicit temporary directory is that of
-/// RYN_PATH_WRITE, also for reading. If a library has an implicit and another temporary directory, the modes of the
-/// first row return the implicit one, too. It is then searched twice, which is intended.
+/// The kinds of library directories in search order: explicit or global temporary directory, implicit temporary
+/// directory, the library's own directory.
+/// The second row uses RYN_PATH_WRITE also for reading, because no read mode returns only the implicit temporary
+/// directory. If a library has both an implicit and an explicit temporary directory, the modes of the first row can
+/// return the implicit one. The implicit one is then searched twice, which is intended.
 constexpr std::array<DirectoryKind, 3> kDirectoryKinds = {{
     {RYN_TMP_EXPLICIT | RYN_TMP_GLOBAL, RYN_PATH_READ_TMP, RYN_PATH_WRITE_TMP},
     {RYN_TMP_IMPLICIT, RYN_PATH_WRITE, RYN_PATH_WRITE},
     {0, RYN_PATH_READ_LIBRARY, RYN_PATH_WRITE_LIBRARY},
 }};
 
-/// The existing directories of a library, as a null-terminated array of paths.
+/// The directories of one library in search order, as a null-terminated array of paths. The object owns the paths.
 class LibraryDirectories {
   public:
-    /// @param library  the name of the library; if it is null, not defined or does not exist, the array is empty
-    /// @param mode     DirectoryKind::readMode or DirectoryKind::writeMode
+    /// @param library  the name of the library; if it is null or rynQuery() does not find the library, the array stays
+    ///                 empty
+    /// @param mode     the member that contains the rynGetPath() mode: DirectoryKind::readMode or
+    ///                 DirectoryKind::writeMode
     LibraryDirectories(rynHandle handle, const char *library, unsigned DirectoryKind::*mode) {
         if (library == nullptr ||
             rynQuery(handle, RYN_QUERY_EXISTS, library, nullptr, nullptr, nullptr) != RYN_OK) {
@@ -67,18 +71,20 @@ struct ReleaseSearchList {
 };
 using OwnedSearchList = std::unique_ptr<char *, ReleaseSearchList>;
 
-/// Opens the default search list. @return null if that fails
+/// Creates a search list of the default directories in which configuration files are searched.
+/// @return the search list; null if puxInitialize() fails
 OwnedSearchList openSearchList() {
     char **list = nullptr;
     return OwnedSearchList(puxInitialize(&list) == PUX_OK ? list : nullptr);
 }
 
-/// A null-terminated array of one directory or none, as an argument of functions that do not modify the string.
+/// A null-terminated array with one directory path, or with none if the constructor receives null. It is an argument
+/// for functions that take a `char **` and do not modify the strings.
 class OneDirectory {
   public:
     explicit OneDirectory(const char *directory) : list_{const_cast<char *>(directory), nullptr} {}
 
-    /// @return the array; null if there is no directory
+    /// @return the null-terminated array; null if the constructor received null
     [[nodiscard]] char **list() { return list_[0] == nullptr ? nullptr : list_.data(); }
 
   private:
@@ -98,7 +104,7 @@ constexpr std::array<Translation, 5> kTranslations = {{
     {PUX_PERMISSION_DENIED, RYN_PERMISSION_DENIED_FILE},
 }};
 
-/// @return the RYN_ code for the PUX_ code `searched`
+/// Converts `searched`, a PUX_ code that a search returned, to the RYN_ code with the same meaning.
 int translated(int searched) {
     for (const Translation &translation : kTranslations) {
         if (translation.searched == searched) {
@@ -143,7 +149,8 @@ int rynFullSearchList(rynHandle handle, const char *name, char **directories, co
     LibraryDirectories libraries(handle, library, &DirectoryKind::readMode);
     std::array<char, VEK_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
     vek::StrlistBuilder found;
-    // One search for each directory of the library. If the library has none, `directories` are not searched either.
+    // Call puxSearchEx() once for each directory of the library. A library without directories causes no call, so
+    // `directories` are not searched either.
     for (char **directory = libraries.list(); *directory != nullptr; ++directory) {
         OneDirectory libraryDirectory(*directory);
         const int searched = puxSearchEx(searchList.get(), name, directories, libraryDirectory.list(),
