@@ -9,9 +9,10 @@
 #include <cstring>
 #include <memory>
 
-// The attributes of a library are a doubly linked list. A library with more than kMaxSearched attributes also has a
-// hash table of them, so that n ASSIGNs to one library take O(n) time. A library with fewer attributes has no table,
-// and so has one whose table could not be allocated: lookups then search the list.
+// Implements the attributes of a library: the names and values that ASSIGN statements set.
+// The attributes of a library are a doubly linked list. If there are more than kMaxSearched attributes, an intrusive
+// hash table also contains them, so that n ASSIGN statements for one library take O(n) time.
+// If memory for the hash table is exhausted, lookups search the list instead.
 
 namespace ryn {
 namespace {
@@ -34,14 +35,16 @@ struct AttributeTraits {
 
 } // namespace
 
-/// The hash table of the attributes of one library.
+/// Hash table that finds the attributes of one library by name. Only a library with many attributes has this table; for
+/// other libraries, lookups search the linked list of attributes.
 struct AttributeIndex {
     vek::IntrusiveHash<rynAttribute, AttributeTraits> table;
 };
 
 namespace {
 
-/// Frees the hash table; lookups then search the list.
+/// Frees the hash table of the attributes of `library`, if there is one. Later lookups search the linked list of
+/// attributes instead.
 void dropIndex(rynLibrary &library) {
     if (library.attributeIndex != nullptr) {
         std::destroy_at(library.attributeIndex);
@@ -50,7 +53,8 @@ void dropIndex(rynLibrary &library) {
     }
 }
 
-/// Creates the hash table of all attributes of `library`. If memory is exhausted, the library has no table.
+/// Creates the hash table of the attributes of `library` and inserts all of them. If memory is exhausted, `library`
+/// gets no hash table, and lookups search the linked list of attributes instead.
 void createIndex(rynLibrary &library) {
     auto *const memory = static_cast<AttributeIndex *>(std::malloc(sizeof(AttributeIndex)));
     if (memory == nullptr) {
@@ -82,7 +86,8 @@ void prepend(rynLibrary &library, rynAttribute *attribute) {
 } // namespace
 
 rynAttribute *newAttribute(std::string_view name, std::string_view value, rynIncludedFile *file, int line) {
-    // The name never changes, so record and name share one allocation: the name follows the record.
+    // Allocate one block for the record and the name, which is stored directly after the record. No allocation of its
+    // own is needed for the name, because the name never changes.
     vek::OwnedText valueCopy = vek::copyText(value);
     auto *const attribute = static_cast<rynAttribute *>(std::malloc(sizeof(rynAttribute) + name.size() + 1));
     if (!valueCopy || attribute == nullptr) {

@@ -8,8 +8,10 @@
 #include <algorithm>
 #include <cstdio>
 
-// Prints a registry for rynDumpEverything(): its files, its libraries, its buckets, libraries that are missing from
-// the buckets or from the definition order, and the global temporary roots.
+// Implements rynDumpEverything(): prints all data of a registry, which stores the libraries that library definition
+// files define.
+// Prints the files, the libraries, the hash buckets of the libraries, and the global temporary roots. Also prints an
+// error for each library that is missing from its hash bucket or from the list of libraries in definition order.
 
 namespace {
 
@@ -66,21 +68,22 @@ void dumpLibraries(const rynRegistry &registry, FILE *stream) {
     }
 }
 
-/// A set of libraries: an array, sorted for binary search. It is filled from a linked list. If memory for the array
-/// is exhausted, contains() searches that list instead.
+/// Set of pointers to libraries, stored in a sorted array. contains() is a binary search: O(log n). If memory for the
+/// array is exhausted, contains() searches a linked list that the caller passes instead: O(n).
 class LibrarySet {
   public:
     void add(const rynLibrary *library) { isComplete_ = isComplete_ && libraries_.push(&*library); }
 
-    /// Sorts the array. Must be called once, after the last add() and before contains().
+    /// Sorts the array for binary search. Call this function once: after the last call of add() and before contains().
     void sort() {
         if (!libraries_.empty()) {
             std::sort(&libraries_[0], &libraries_[0] + libraries_.size());
         }
     }
 
-    /// @param head  the first library of the list that the set was filled from
-    /// @param next  the member that links that list
+    /// @param head  the first library of the linked list that is searched if the array is incomplete
+    /// @param next  the member that points to the next library of the linked list
+    /// @return true if the set contains `library`
     [[nodiscard]] bool contains(const rynLibrary *library, const rynLibrary *head,
                                 rynLibrary *rynLibrary::*next) const {
         if (isComplete_) {
@@ -98,7 +101,8 @@ class LibrarySet {
     bool isComplete_ = true;
 };
 
-/// Prints an error for each library that is only in the definition order or only in the buckets.
+/// Prints "not on hash table" for each library in the definition-order list that is missing from the bucket that its
+/// name hashes to. Prints "not on list" for each library in a bucket that is missing from the definition-order list.
 void dumpInconsistencies(const rynRegistry &registry, FILE *stream) {
     const bool ignoreCase = ryn::ignoresCase();
     LibrarySet inBuckets; // the libraries that are in the bucket that their name hashes to
@@ -138,7 +142,7 @@ void dumpBuckets(const rynRegistry &registry, FILE *stream) {
             continue;
         }
         std::fprintf(stream, "%3d ", bucket);
-        // Documented: the names are printed without a separator.
+        // Documented: no separator is printed between the names of the libraries in one bucket.
         for (; library != nullptr; library = library->nextInBucket) {
             std::fputs(library->name, stream);
         }

@@ -12,17 +12,16 @@
 
 namespace {
 
-/// The error state of the process: the last error, whether the default warning handler was ever used, and the fatal
-/// handler for reports without a registry or for a registry without one.
+/// The state of error reporting, shared by all registries of the process.
 struct ErrorState {
-    int lastError;
-    bool usesDefaultWarning;
-    rynErrorHandler fatalHandler;
+    int lastError;                ///< code of the last diagnostic that printWarning() printed
+    bool usesDefaultWarning;      ///< whether any registry was ever created with the handler printWarning()
+    rynErrorHandler fatalHandler; ///< called if there is no registry or it has no fatal handler; may be null
 };
 
 ErrorState errorState;
 
-/// Texts of the RYN_ codes, indexed by code.
+/// Message texts that rynGetErrorMsg() returns, indexed by RYN_ code.
 constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
     "No error",
     "Internal error",
@@ -64,12 +63,14 @@ constexpr std::array<const char *, RYN_INVALID_ERROR_NUMBER + 1> kMessages = {
     "Invalid error number",
 };
 
-/// @return `text`, or "(null)" if it is null: printf() with a null string is undefined
+/// Returns `text`, or "(null)" if `text` is a null pointer, because the behaviour of printf() is undefined if it
+/// receives a null pointer for %s.
 const char *orNull(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 
-/// @return the fatal handler of `registry`; if it has none or is null, that of the process; null if there is none
+/// Returns the callback for fatal errors: that of `registry` or, if `registry` is null or has no callback, that of the
+/// process. Returns null if neither has one.
 rynErrorHandler fatalHandlerOf(const rynRegistry *registry) {
     const bool hasOwn = registry != nullptr && registry->fatalHandler != nullptr;
     return hasOwn ? registry->fatalHandler : errorState.fatalHandler;

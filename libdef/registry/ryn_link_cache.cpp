@@ -10,22 +10,23 @@
 #include <cstring>
 #include <string_view>
 
-// Caches the results of readlink() by path. Each result is in the bucket of its path (rynRegistry::links) and in a
-// hash table, which lookups use. Results are kept until the registry is freed, so later changes of links on disk are
-// not seen.
+// Implements a cache of readlink() results, one for each registry. The cache also stores failures.
+// Each result is in two structures: a hash table, which lookups use, and one of the 256 linked lists in
+// rynRegistry::links. Results are kept until the registry is freed. Therefore later changes of symbolic links on disk
+// have no effect.
 
 namespace {
 
-/// The result of one readlink().
+/// The result of one call of readlink(), or of an earlier call whose result is cached.
 struct LinkResult {
     std::string_view target; ///< empty after a failure
     int32_t length;          ///< -1 after a failure
     int32_t error;           ///< an errno value, or 0
 };
 
-/// Stores the result of readlink() for `path`, which must not be in the cache. If memory is exhausted, nothing is
-/// stored.
-/// @param hash  the hash of `path` in the link index
+/// Adds the result of readlink() for `path` to the link cache of `registry`. The cache must not contain `path` yet. If
+/// memory is exhausted, adds nothing; the next lookup of `path` then calls readlink() again.
+/// @param hash  the value of ryn::indexHash() for `path`
 void store(rynRegistry &registry, const char *path, uint32_t hash, const LinkResult &result) {
     vek::OwnedText pathCopy = vek::copyText(path);
     vek::OwnedText targetCopy = result.length < 0 ? nullptr : vek::copyText(result.target);
@@ -40,9 +41,9 @@ void store(rynRegistry &registry, const char *path, uint32_t hash, const LinkRes
     static_cast<void>(registry.indexes->links.insert(*link)); // cannot fail: the table has buckets
 }
 
-/// Stores the target and a NUL in the `size` bytes at `targetOut`, truncated if it does not fit. Sets errno to the
-/// error of `result`.
-/// @return the length of the whole target; -1 after a failure
+/// Copies the target of the symbolic link, and a NUL, to `targetOut`. Truncates the target if `size` bytes are too few.
+/// Sets errno to `result.error`, which is 0 after a success.
+/// @return the length of the target in bytes before truncation; -1 if readlink() failed
 ssize_t returnResult(const LinkResult &result, char *targetOut, std::size_t size) {
     if (size != 0) {
         const std::size_t fitting = result.target.size() < size ? result.target.size() : size - 1;

@@ -12,10 +12,12 @@
 #include <memory>
 #include <utility>
 
-// A registry keeps its libraries in three structures. The 256 buckets are only kept because rynDumpEverything()
-// prints them; lookups do not search them, because their chains get long. The hash table by name serves the lookups.
-// The definition order is a doubly linked list, with ranks that grow from head to tail. Every operation takes O(1)
-// time on average, except for updates of the directory index: O(length of the path).
+// Implements the registry, which stores the libraries that library definition files define.
+// Each library is in three structures: a hash table, which finds a library by name; a doubly linked list in definition
+// order; and one of 256 buckets. The buckets exist only because rynDumpEverything() prints them. Lookups do not use the
+// buckets, because they become long.
+// An operation takes O(1) time on average, except that an update of the directory index (a trie) takes O(length of the
+// path).
 
 namespace {
 
@@ -39,7 +41,8 @@ void freeLink(rynLink *link) {
 
 // ---- the definition order
 
-/// Appends `library` to the definition order, with a rank above all others.
+/// Appends `library` to the list of libraries in definition order. Its rank becomes greater than the ranks of all other
+/// libraries, so that ranks increase from the head of the list to the tail.
 void appendToOrder(rynRegistry &registry, rynLibrary &library) {
     rynLibraryList &order = registry.libraries;
     library.nextInOrder = nullptr;
@@ -49,8 +52,8 @@ void appendToOrder(rynRegistry &registry, rynLibrary &library) {
     order.tail = &library;
 }
 
-/// Returns whether `library` is in the definition order. O(1): tests that its rank lies between those of head and
-/// tail, and that its predecessor points to it.
+/// Returns true if `library` is in the definition-order list. Takes O(1) time: the rank of `library` must lie between
+/// the ranks of head and tail, and the preceding library must point to `library`.
 bool isInOrder(const rynLibraryList &order, const rynLibrary &library) {
     if (order.head == nullptr || order.tail == nullptr || library.rank < order.head->rank ||
         library.rank > order.tail->rank) {
@@ -60,8 +63,8 @@ bool isInOrder(const rynLibraryList &order, const rynLibrary &library) {
            (library.previousInOrder != nullptr && library.previousInOrder->nextInOrder == &library);
 }
 
-/// Removes `library` from the definition order. Changes head, tail and neighbours only if they point to `library`, so
-/// the order stays intact if `library` is not in it.
+/// Removes `library` from the definition-order list. Changes a pointer only if the pointer points to `library`.
+/// Therefore nothing changes if `library` is not in the list.
 void removeFromOrder(rynLibraryList &order, const rynLibrary &library) {
     rynLibrary *const before = library.previousInOrder;
     rynLibrary *const after = library.nextInOrder;
@@ -102,21 +105,22 @@ void removeFromBucket(rynRegistry &registry, rynLibrary &library) {
 
 // ---- the directories
 
-/// Adds the directory `path` to the directory index. Does nothing if `path` is null.
+/// Adds `path` to the directory index, the trie that counts the directories of all libraries. Ignores a null `path`.
 /// @return false if memory is exhausted
 bool countDirectory(rynRegistry &registry, const char *path) {
     return path == nullptr || registry.indexes->directories.add(path);
 }
 
-/// Removes the directory `path` from the directory index. Does nothing if `path` is null.
+/// Removes `path` from the directory index, the trie that counts the directories of all libraries. Ignores a null
+/// `path`.
 void uncountDirectory(rynRegistry &registry, const char *path) {
     if (path != nullptr) {
         registry.indexes->directories.remove(path);
     }
 }
 
-/// Adds the nsl path and the explicit temporary nsl path of `library` to the directory index, or neither of them.
-/// @return false if memory is exhausted
+/// Adds two paths of `library` to the directory index: its own directory and its explicit temporary directory.
+/// @return false if memory is exhausted; neither path is then added
 bool countDirectories(rynRegistry &registry, const rynLibrary &library) {
     if (!countDirectory(registry, library.nslPath)) {
         return false;
@@ -128,7 +132,7 @@ bool countDirectories(rynRegistry &registry, const rynLibrary &library) {
     return true;
 }
 
-/// Stores a copy of `text` in `copy`, or null if `text` is null.
+/// Sets `copy` to an allocated copy of `text`, or to null if `text` is null.
 /// @return false if memory is exhausted
 bool copyIfGiven(const char *text, vek::OwnedText &copy) {
     copy = text == nullptr ? nullptr : vek::copyText(text);
@@ -146,8 +150,7 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
     const bool ignoreCase = ryn::ignoresCase();
     const ryn::NameKey key = ryn::nameKeyOf(name, ignoreCase);
     rynLibrary *newest = nullptr;
-    // If several libraries match, return the one that is first in the chain of its bucket. That chain starts with the
-    // library inserted last, so it is the match with the greatest `insertion`.
+    // If several libraries match, return the one that was inserted last: its `insertion` is the greatest.
     for (rynLibrary *library = registry->indexes->names.find(key); library != nullptr;
          library = registry->indexes->names.findNext(*library, key)) {
         const bool isNewer = newest == nullptr || library->insertion > newest->insertion;
@@ -209,8 +212,8 @@ void freeRegistry(rynRegistry *registry) {
     }
     std::free(registry->currentDirectory);
     std::free(registry->implicitTmpDirectory);
-    // Iterate over the name index, not the definition order: a library that is missing from the order must be freed,
-    // too.
+    // Free the libraries through the hash table of names, which contains all of them. The definition-order list can
+    // lack a library; that library would not be freed.
     registry->indexes->names.clear([](rynLibrary &library) { freeLibrary(&library); });
     while (registry->files.head != nullptr) {
         freeFile(std::exchange(registry->files.head, registry->files.head->next));

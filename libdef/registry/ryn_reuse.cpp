@@ -7,8 +7,8 @@
 
 namespace {
 
-/// Iterates over the components of a path, which is split at every "/": the components of "/a" are "" and "a". A
-/// directory is an ancestor of another one if and only if its components are a prefix of the components of the other.
+/// Iterator over the components of a path, which is split at every "/". The components of "/a/b" are "", "a" and "b".
+/// DirectoryIndex stores one node of its trie for each component.
 class Components {
   public:
     explicit Components(std::string_view path) : rest_(path) {}
@@ -73,8 +73,8 @@ DirectoryIndex::Key DirectoryIndex::keyOf(const Node *parent, std::string_view c
     return {parent, component, indexHash(component, reinterpret_cast<uintptr_t>(parent))};
 }
 
-/// Creates the node for `key` below `parent`.
-/// @return null if memory is exhausted
+/// Creates a node of the trie: the child of `parent` for the path component in `key`.
+/// @return the node; null if memory is exhausted
 DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, const Key &key) {
     vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + key.component.size())));
     if (!node) {
@@ -86,8 +86,9 @@ DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, const Key &key) {
     return nodes_.insert(*node) ? node.release() : nullptr;
 }
 
-/// Finds the node of `path` and creates the nodes that are missing.
-/// @return null if memory is exhausted; no nodes are created then
+/// Finds the trie node of the directory `path`. Creates this node and those of its ancestor directories if they do not
+/// exist.
+/// @return the node; null if memory is exhausted, and then no new node is kept
 DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
     Node *node = &root_;
     for (Components components(path); !components.done();) {
@@ -105,7 +106,8 @@ DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
     return node;
 }
 
-/// Frees `node` and then its ancestors, up to the first node that has an added directory at or below it.
+/// Frees the trie nodes that are no longer needed: `node`, then its parent, and so on. Stops at the first node whose
+/// directory is in the index, or which has such a directory below it.
 void DirectoryIndex::prune(Node *node) {
     while (node != &root_ && node->below == 0) {
         Node *const parent = node->parent;
@@ -115,8 +117,8 @@ void DirectoryIndex::prune(Node *node) {
     }
 }
 
-/// Adds `change` to the number of directories with the path of `node`, and to the numbers of directories at or below
-/// `node` and each of its ancestors.
+/// Updates the counters of the trie when a directory is added at `node` (`change` is 1) or removed (`change` is -1).
+/// `exact` is the number of directories with the path of a node. `below` also counts the directories inside.
 void DirectoryIndex::count(Node *node, int change) {
     node->exact += change;
     for (; node != nullptr; node = node->parent) {

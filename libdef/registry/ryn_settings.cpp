@@ -2,7 +2,8 @@
 
 namespace {
 
-/// The initial unknown-ASSIGN hook: accepts every attribute.
+/// The callback that checks attributes of ASSIGN statements until the program sets one with rynSetUnknownASSIGNfunc().
+/// Accepts every attribute by returning 0.
 int acceptAssign(const char * /*attribute*/, const char * /*value*/, const char * /*file*/, int /*line*/) {
     return 0;
 }

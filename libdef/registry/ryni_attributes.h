@@ -1,7 +1,8 @@
 #ifndef RYNI_ATTRIBUTES_H
 #define RYNI_ATTRIBUTES_H
 
-/// Finds, sets, removes and frees the attributes of a library, which ASSIGN statements set.
+/// The attributes of a library: names and values that ASSIGN statements of a library definition file set. These
+/// functions find, set, remove and free attributes.
 
 #include "libdef/registry/ryni_records.h"
 
@@ -9,27 +10,30 @@
 
 namespace ryn {
 
-/// Allocates an attribute that is in no list yet, with copies of `name` and `value`. `file` and `line` are the
-/// location of the ASSIGN.
-/// @return null if memory is exhausted
+/// Allocates an attribute with copies of `name` and `value`. Does not insert the attribute into a list.
+/// @param file, line  the location of the ASSIGN statement
+/// @return the attribute; null if memory is exhausted
 rynAttribute *newAttribute(std::string_view name, std::string_view value, rynIncludedFile *file, int line);
-/// Frees the record of an attribute, but removes it from no list and no index.
+/// Frees the memory of `attribute`. Does not remove it from a list or hash table, so the caller must do that.
 void freeAttribute(rynAttribute *attribute);
 
-/// @param name  in upper case
-/// @return the attribute `name` of `library`, or null
+/// Finds the attribute `name` of `library`.
+/// @param name  must be in upper case, because all names are stored in upper case
+/// @return the attribute; null if `library` has no attribute with this name
 rynAttribute *findAttribute(const rynLibrary &library, std::string_view name);
 
-/// Sets the value and the location (`file`, `line`) of the attribute `name`. A new attribute becomes the first of the
-/// list.
+/// Sets the attribute `name` of `library` to `value`. If the attribute does not exist, creates it and inserts it at the
+/// front of the list of attributes.
+/// @param file, line  the location of the ASSIGN statement, which is stored with the value
 /// @return false if memory is exhausted; nothing is changed then
 [[nodiscard]] bool setAttribute(rynLibrary &library, std::string_view name, std::string_view value,
                                 rynIncludedFile *file, int line);
 
-/// Removes `attribute` from `library`, whose attribute it must be, and frees it.
+/// Removes `attribute` from the list and the hash table of `library`, and frees it. It must be an attribute of
+/// `library`.
 void removeAttribute(rynLibrary &library, rynAttribute *attribute);
 
-/// Frees all attributes of `library` and their hash table.
+/// Frees all attributes of `library`, and the hash table that contains them.
 void freeAttributes(rynLibrary &library);
 
 } // namespace ryn

@@ -1,9 +1,10 @@
 #ifndef RYNI_INDEX_HASH_H
 #define RYNI_INDEX_HASH_H
 
-/// Hash functions of the registry: bucketOf() for its 256 buckets, indexHash() and indexHashNoCase() for its hash
-/// tables. The latter compute 64-bit FNV-1a, folded to 32 bits. They depend only on text and seed; the hash of
-/// vekHashString32() also depends on the address of the text in memory.
+/// Hash functions of the registry, which stores libraries, files and cached symbolic links.
+/// bucketOf() computes the number of one of the 256 buckets that rynDumpEverything() prints. indexHash() and
+/// indexHashNoCase() compute hashes for internal hash tables: 64-bit FNV-1a, folded to 32 bits. vekHashString32() is
+/// not used, because its result also depends on the address of the text in memory.
 
 #include "common/text/ascii.h"
 
@@ -12,20 +13,21 @@
 
 namespace ryn {
 
-/// Documented: computes the number of the bucket of a library name or path, 0 to 255.
-/// @param ignoreCase  whether upper case letters are hashed as lower case letters
+/// Computes the bucket number, 0 to 255, of a library name or path. Documented: the algorithm is fixed, because
+/// rynDumpEverything() prints the bucket numbers.
+/// @param ignoreCase  if true, upper case letters are hashed as lower case letters
 inline uint32_t bucketOf(const char *name, bool ignoreCase) {
     uint64_t hash = 0;
     for (const char *at = name; *at != '\0'; ++at) {
         const char c = ignoreCase ? vek::toLower(*at) : *at;
-        // Documented: a byte of 0x80 or above is sign-extended.
+        // Documented: a byte of 0x80 or above is sign-extended to 64 bits.
         hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(c)));
     }
     return static_cast<uint32_t>((hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & 0xffU);
 }
 
-/// Computes the hash of `text` and `seed`.
-/// @param change  a function that is applied to each character before it is hashed
+/// Computes the 64-bit FNV-1a hash of `text` and folds it to 32 bits. `seed` changes the initial value of the hash.
+/// @param change  a function that converts each character before it is hashed, for example to lower case
 template <typename Change>
 uint32_t indexHashOf(std::string_view text, uint64_t seed, Change change) {
     constexpr uint64_t kOffsetBasis = 0xcbf29ce484222325U; // of FNV-1a
@@ -38,14 +40,14 @@ uint32_t indexHashOf(std::string_view text, uint64_t seed, Change change) {
     return static_cast<uint32_t>(hash ^ (hash >> 32U));
 }
 
-/// Computes the hash of a key.
-/// @param text  the text of the key
-/// @param seed  the rest of the key, such as a bucket number; 0 if the text is the whole key
+/// Computes the hash of a search key for a hash table.
+/// @param text  the text in the key
+/// @param seed  the number in the key, such as a bucket number; 0 if the key is only a text
 inline uint32_t indexHash(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, [](char c) { return c; });
 }
 
-/// Computes the hash of a key whose text is compared without regard to case: indexHash() with `text` in lower case.
+/// Computes indexHash() of `text` in lower case. Texts that differ only in case therefore have the same hash.
 inline uint32_t indexHashNoCase(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, vek::toLower);
 }

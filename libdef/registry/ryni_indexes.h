@@ -1,8 +1,9 @@
 #ifndef RYNI_INDEXES_H
 #define RYNI_INDEXES_H
 
-/// The indexes of a registry: hash tables that find a library, file or link in O(1), and the directory index. The
-/// same records are also in the lists and buckets of the registry (ryni_records.h), whose searches take O(n).
+/// The search indexes of a registry: intrusive hash tables that find a library, a file or a cached symbolic link in
+/// O(1), and a trie of library directories. The same records are also in linked lists (ryni_records.h), but searching a
+/// list takes O(n).
 
 #include "common/containers/intrusive_hash.h"
 #include "common/text/ascii.h"
@@ -12,8 +13,9 @@
 
 namespace ryn {
 
-/// Key of the name index: a library name, its bucket and the hash of both. The hash ignores case, so lookups with and
-/// without regard to case use the same index. ryni_get_libp() compares the case of the matches.
+/// Search key of the hash table of library names. `hash` is computed from `bucket` and the name in lower case.
+/// Therefore one table is enough for lookups with and without regard to case; ryni_get_libp() compares the case
+/// afterwards.
 struct NameKey {
     const char *name;
     uint32_t bucket;
@@ -44,8 +46,8 @@ struct FileTraits {
     }
 };
 
-/// Key of the link index: a path and its hash. The hash is computed once, for the lookup and for the insertion after
-/// it.
+/// Search key of the hash table of cached readlink() results. The hash of `path` is computed once and used twice: for
+/// the lookup, and for the insertion if the lookup finds nothing.
 struct LinkKey {
     std::string_view path;
     uint32_t hash;
@@ -60,7 +62,7 @@ struct LinkTraits {
     }
 };
 
-/// The indexes of one registry.
+/// The search indexes of one registry. They do not own the records of libraries, files and links; the registry does.
 struct RegistryIndexes {
     vek::IntrusiveHash<rynLibrary, NameTraits> names;
     vek::IntrusiveHash<rynIncludedFile, FileTraits> files;

@@ -1,7 +1,7 @@
 #ifndef RYNI_OWNED_TEXT_H
 #define RYNI_OWNED_TEXT_H
 
-/// Replaces owned strings: fields of records that are null or point to a string allocated with malloc().
+/// Functions that replace a string that a record owns: a `char *` field that is null or points to memory from malloc().
 
 #include "libdef/ryn.h"
 
@@ -9,7 +9,8 @@
 
 namespace ryn {
 
-/// Replaces the owned string in `field` by a copy of `text`. Reuses its memory if the old string is at least as long.
+/// Replaces the string that `field` points to by a copy of `text`. Overwrites the old string if it is at least as long
+/// as `text`. Otherwise allocates a new string and frees the old one.
 ///
 /// @param text  may be a part of the old string
 /// @return false if memory is exhausted; the old string is unchanged then
@@ -19,9 +20,9 @@ namespace ryn {
 
 VEK_BEGIN_DECLS
 
-/// Replaces the owned string in `*field` by a copy of `text`, like ryn::replaceText(), but frees the old string also
-/// after a failure.
-/// @return RYN_OK or RYN_MEMORY_ERROR. Documented: after RYN_MEMORY_ERROR `*field` is null
+/// Replaces the string `*field` by a copy of `text`, like ryn::replaceText(). Documented: if memory is exhausted, frees
+/// the old string and sets `*field` to null.
+/// @return RYN_OK or RYN_MEMORY_ERROR
 int ryniStrcpy(char **field, const char *text);
 
 VEK_END_DECLS

@@ -1,9 +1,10 @@
 #ifndef RYNI_RECORDS_H
 #define RYNI_RECORDS_H
 
-/// The records of a registry. The fields whose order is documented come first in each record; the fields that the
-/// indexes maintain follow. Only the functions of ryni_registry.h and ryni_attributes.h may change a field that an
-/// index depends on, such as a name.
+/// The data structures of a registry: libraries, attributes, library definition files and cached symbolic links.
+/// The order of the fields at the beginning of each struct is documented. The fields after the empty line are internal:
+/// hash tables and lists use them. Only the functions of ryni_registry.h and ryni_attributes.h may change a field that
+/// a hash table depends on, such as a name, because otherwise lookups fail.
 
 #include "libdef/ryn.h"
 
@@ -12,8 +13,8 @@ namespace ryn {
 struct AttributeIndex;
 struct RegistryIndexes;
 
-/// Documented: the number of buckets of the libraries, which rynDumpEverything() prints, and of those of the link
-/// cache.
+/// Documented: a registry has 256 buckets for its libraries, whose numbers rynDumpEverything() prints, and 256 buckets
+/// for its cached symbolic links.
 inline constexpr int kBuckets = 256;
 
 /// Flags of a library.
@@ -24,7 +25,8 @@ enum LibraryFlag : uint32_t {
 
 } // namespace ryn
 
-/// The record of a library definition file that was read.
+/// One library definition file that a registry has read. A file that was read twice has two records. The registry owns
+/// the records.
 struct rynIncludedFile {
     rynIncludedFile *next;
     char *path;
@@ -36,7 +38,8 @@ struct rynIncludedFile {
     uint32_t nslHash = 0;
 };
 
-/// An attribute of a library, or a global temporary root: set by an ASSIGN.
+/// One attribute of a library: a name and a value that an ASSIGN statement set. A global temporary root, which
+/// ASSIGN AllLibs TmpRootDir sets, is also stored in this struct.
 struct rynAttribute {
     rynAttribute *next;
     char *name; ///< in upper case
@@ -49,21 +52,24 @@ struct rynAttribute {
     uint32_t nameHash = 0;
 };
 
-/// The location of one definition of a library.
+/// The file and line where a library was defined, as an element of a linked list. A library that is redefined has
+/// several.
 struct rynDefinition {
     rynDefinition *next;
     rynIncludedFile *file;
     int32_t line;
 };
 
-/// All definitions of a library, the oldest first.
+/// Linked list of the locations of all definitions of one library, the oldest first.
 struct rynDefinitionHistory {
     rynDefinition *head;
     rynDefinition *tail;
 };
 
-/// A library. The paths with "nsl" in their names contain no symbolic links; the paths of a temporary directory that
-/// the library does not have are null.
+/// One library: a name and the directory of the library's data, from a library definition file. The registry owns the
+/// library.
+/// Fields with "nsl" in their names are paths in which all symbolic links are resolved. The paths of a temporary
+/// directory are null if the library does not have that directory.
 struct rynLibrary {
     rynLibrary *nextInBucket;
     rynLibrary *nextInOrder;
@@ -91,11 +97,12 @@ struct rynLibrary {
     uint32_t bucket;
     uint32_t nameHash; ///< hash of ryn::NameKey
     uint32_t attributeCount;
-    /// ryn::RootProgress::number of the global temporary root under which the library's directory was created, or 0.
+    /// The number (ryn::RootProgress::number) of the global temporary root in which the library's temporary directory
+    /// was created; 0 if none was created.
     uint32_t rootNumber;
 };
 
-/// A cached result of readlink().
+/// One cached result of readlink(), a success or a failure. The registry owns it.
 struct rynLink {
     rynLink *next;
     char *path;
@@ -117,7 +124,8 @@ struct rynLibraryList {
     rynLibrary *tail;
 };
 
-/// A registry of libraries: the object that a rynHandle points to.
+/// A registry: the libraries, attributes and files that were read from library definition files. rynHandle is a pointer
+/// to this struct. The program frees a registry with rynReleaseHandle().
 struct rynRegistry {
     uint32_t flags;
     uint32_t umask;

@@ -1,8 +1,8 @@
 #ifndef RYNI_REGISTRY_H
 #define RYNI_REGISTRY_H
 
-/// Creates and frees registries. Inserts, finds, moves and removes their libraries. Appends and finds their file
-/// records.
+/// A registry stores the libraries that library definition files define, and a record of each file. These functions
+/// create and free registries; insert, find, move and remove libraries; and append and find file records.
 
 #include "libdef/registry/ryni_records.h"
 
@@ -10,77 +10,84 @@
 
 VEK_BEGIN_DECLS
 
-/// @return the library `name`; if several match, the one inserted last; null if there is none. The lookup case
-///         setting (ryn::ignoresCase()) determines whether case is ignored
+/// Finds the library `name`. Case is ignored if ryn::ignoresCase() returns true.
+/// @return the library; the one that was inserted last if several match; null if there is none
 rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name);
 
-/// Inserts `library`: at the end of the definition order, at the start of its bucket, and into the indexes of names
-/// and directories.
-/// @return RYN_OK; RYN_MEMORY_ERROR if memory is exhausted; the registry is unchanged then
+/// Inserts `library` into `registry`: at the end of the list in definition order, at the front of its hash bucket, and
+/// into the indexes of names and directories.
+/// @return RYN_OK, or RYN_MEMORY_ERROR if memory is exhausted; the registry is unchanged then
 int sInsert_lib(rynRegistry *registry, rynLibrary *library);
 
-/// @return 1 if paths must exist, otherwise 0. This is the own path-existence setting of `registry`; if `registry` is
-///         null or has none, it is the setting of the process
+/// Returns the path-existence setting: 1 if library directories must exist, otherwise 0. A registry can have its own
+/// setting (RYN_FLAG_OWN_EXISTENCE_CHECK). If `registry` is null or has none, the setting of the process is returned.
 int ryniCheckPathNoneExistWarnFlag(const rynRegistry *registry);
 
 VEK_END_DECLS
 
 namespace ryn {
 
-/// @return an empty registry; null if memory is exhausted
+/// @return a new registry without libraries and files; null if memory is exhausted
 rynRegistry *newRegistry();
 
-/// Frees `registry` and everything it owns. Does nothing if it is null.
+/// Frees `registry`, its libraries and all its other records. Does nothing if `registry` is null.
 void freeRegistry(rynRegistry *registry);
 
 // ---- libraries
 
-/// Allocates a library record with a copy of `name`; all other fields are zero.
-/// @return null if memory is exhausted
+/// Allocates a library with a copy of `name`. All other fields are 0 or null. The library is not in a registry yet.
+/// @return the library; null if memory is exhausted
 rynLibrary *newLibrary(const char *name);
 
-/// Frees a library record and its attributes. It must not be in a registry.
+/// Frees `library`, its strings and its attributes. The library must not be in a registry, because the lists and hash
+/// tables of the registry would still point to it.
 void freeLibrary(rynLibrary *library);
 
-/// Replaces the name of `library` by `name`, which differs only in the case of letters.
+/// Sets the name of `library` to `name`, which must equal the old name except for the case of letters.
 void respell(rynRegistry &registry, rynLibrary &library, std::string_view name);
 
-/// Moves `library` to the end of the definition order.
-/// @return false if it was not in that order; nothing is changed then
+/// Moves `library` to the end of the list of libraries in definition order.
+/// @return false if `library` is not in that list; nothing is changed then
 bool moveToEnd(rynRegistry &registry, rynLibrary &library);
 
-/// Removes `library` from its bucket, the definition order and the indexes, but does not free it.
-/// @return false if it was not in the definition order
+/// Removes `library` from its hash bucket, from the list in definition order, and from the indexes. Does not free it.
+/// @return false if `library` was not in the list in definition order; the other steps are still done
 bool removeLibrary(rynRegistry &registry, rynLibrary &library);
 
-/// Returns whether `library` has an explicit temporary directory and it comes from the global temporary root.
+/// Returns true if `library` has an explicit temporary directory that was set for all libraries, by ASSIGN AllLibs
+/// TmpRootDir. Returns false if the directory was set for this library only, or if there is none.
 inline bool hasGlobalTmp(const rynLibrary &library) {
     return (library.flags & kTmpFromGlobal) != 0 && library.explicitTmp != nullptr;
 }
 
-/// Sets or clears the flag kTmpFromGlobal of `library` and updates rynRegistry::globalTmpCount.
+/// Sets or clears the flag kTmpFromGlobal of `library`: its temporary directory was set for all libraries, by ASSIGN
+/// AllLibs TmpRootDir. Updates rynRegistry::globalTmpCount, the number of such libraries.
 void setTmpFromGlobal(rynRegistry &registry, rynLibrary &library, bool isFromGlobal);
 
-/// Sets the explicit temporary directory of `library` to the full path `full` and the nsl path `nsl`, or removes it
-/// if both are null. Updates the directory index.
-/// @return RYN_OK; RYN_MEMORY_ERROR if memory is exhausted; the directory is unchanged then
+/// Sets the explicit temporary directory of `library`, or removes it if `full` and `nsl` are null. Updates the
+/// directory index of `registry`.
+/// @param full  the absolute path of the directory
+/// @param nsl   the same path with all symbolic links resolved
+/// @return RYN_OK, or RYN_MEMORY_ERROR if memory is exhausted; the directory is unchanged then
 int setExplicitTmp(rynRegistry &registry, rynLibrary &library, const char *full, const char *nsl);
 
-/// Sets the location of the newest definition of `library` to `file` and `line`, and appends it to the history.
-/// @return RYN_OK; RYN_MEMORY_ERROR if memory is exhausted; the history is unchanged then, but the location is set
+/// Stores `file` and `line` as the location of the newest definition of `library`. Appends the location to the list of
+/// all definitions of the library.
+/// @return RYN_OK, or RYN_MEMORY_ERROR if memory is exhausted; the location is then stored, but not appended
 int recordDefinition(rynLibrary &library, rynIncludedFile *file, int line);
 
 // ---- files
 
-/// Appends a record of the library definition file `path` to the list of files.
+/// Appends a record of the library definition file `path` to the list of files that `registry` has read.
 ///
-/// @param nslPath  the nsl path of the file, by which findFile() finds it
-/// @param context  receives the context for ryni_do_fatal() if memory is exhausted
+/// @param nslPath  the path with all symbolic links resolved; findFile() compares this path
+/// @param context  receives the text to pass to ryni_do_fatal() if memory is exhausted
 /// @return the record; null if memory is exhausted
 rynIncludedFile *addFile(rynRegistry &registry, const char *path, const char *nslPath, const char *&context);
 
-/// @return the record of the file with the nsl path `nslPath`, the first one if the file was read several times; null
-///         if there is none
+/// Finds the record of a library definition file that `registry` has read.
+/// @param nslPath  the path of the file with all symbolic links resolved
+/// @return the record; the first one if the file was read several times; null if there is none
 const rynIncludedFile *findFile(rynRegistry &registry, const char *nslPath);
 
 } // namespace ryn

@@ -10,9 +10,10 @@
 
 namespace ryn {
 
-/// A multiset of directories, used to detect libraries that share a directory. It is a trie of path components whose
-/// edges (parent, component) are in one hash table. Each operation takes O(length of the path), whatever the number
-/// of directories. A directory that is added twice counts twice.
+/// A multiset of directory paths: a path that was added twice is counted twice. count() returns how many of them
+/// overlap with a path, so that libraries that share a directory are detected.
+/// The data structure is a trie of path components. One hash table contains all nodes, with the key (parent,
+/// component). Each operation takes O(length of the path), which does not depend on the number of directories.
 class DirectoryIndex {
   public:
     DirectoryIndex() = default;
@@ -20,23 +21,24 @@ class DirectoryIndex {
     DirectoryIndex &operator=(const DirectoryIndex &) = delete;
     ~DirectoryIndex();
 
-    /// Allocates the first buckets of the hash table, so that later only the allocation of a node can fail.
+    /// Allocates the first buckets of the hash table. Afterwards add() can only fail because it cannot allocate a node.
     /// @return false if memory is exhausted
     [[nodiscard]] bool allocate() { return nodes_.allocate(); }
 
-    /// Adds the directory `path`.
+    /// Adds the directory `path`, even if the multiset already contains it.
     /// @return false if memory is exhausted; nothing is changed then
     [[nodiscard]] bool add(std::string_view path);
 
-    /// Removes the directory `path` once. It must have been added.
+    /// Removes the directory `path` once: undoes one call of add(). The path must have been added.
     void remove(std::string_view path);
 
-    /// @return the number of added directories that are `path` itself, an ancestor of it, or inside it
+    /// Counts the directories in this multiset that overlap with `path`: that are equal to it, contain it, or are
+    /// inside it.
     [[nodiscard]] int count(std::string_view path) const;
 
   private:
-    /// A node of the trie: the path of `parent`, extended by `component`. It exists only while it or a path below it
-    /// is an added directory.
+    /// A node of the trie. It represents the directory whose path is that of `parent`, extended by `component`. A node
+    /// exists only while the multiset contains this directory or a directory inside it.
     struct Node {
         Node *nextInIndex;
         Node *parent;

@@ -1,20 +1,20 @@
 #ifndef RYNI_SETTINGS_H
 #define RYNI_SETTINGS_H
 
-/// Process-wide state of this layer: the default handle, and the settings that apply to every registry.
+/// Process-wide state: the default registry, and the settings that apply to all registries.
 
 #include "libdef/ryn.h"
 
 VEK_BEGIN_DECLS
 
-/// @return the library-check setting: 1 if libraries must have a VEKLIBRARY entry, otherwise 0
+/// @return 1 if the directory of each library must have a tag file with the entry VEKLIBRARY, otherwise 0
 int ryni_doVekLibCheck(void);
 
 VEK_END_DECLS
 
 namespace ryn {
 
-/// The state of the process.
+/// Process-wide variables, shared by all registries. The only object of this type is `settings`.
 struct Settings {
     rynHandle defaultHandle;
     bool everInitialized; ///< whether a registry was ever created
@@ -26,13 +26,13 @@ struct Settings {
 
 extern Settings settings;
 
-/// @return the registry that a public function works on: `handle`, or the default handle if `handle` is null; null if
-///         there is no default handle either
+/// Returns the registry that a public function uses: `handle`, or the default registry if `handle` is null. Returns
+/// null if there is no default registry either.
 inline rynRegistry *registryOf(rynHandle handle) {
     return handle != nullptr ? handle : settings.defaultHandle;
 }
 
-/// Returns the lookup case setting: whether the case of library names is ignored.
+/// Returns true if lookups of library names ignore the case of letters.
 inline bool ignoresCase() {
     return settings.ignoresCase;
 }
