@@ -5,14 +5,17 @@
 #include <cstring>
 #include <initializer_list>
 
-// checkProgram() tests a node program in two linear passes. The first pass collects the offsets of all nodes. The
-// second pass tests that each distance leads to one of these offsets.
+// Implements checkProgram(), which validates a compiled regular expression, so that the matcher never reads outside
+// the program. Two linear passes: the first adds the offset of every node to a bitmap, the second checks that the
+// distance in each node points to one of these offsets.
 
 using vek::Opcode;
 
 namespace {
 
-/// The layout of a node: Plain is the head only, Text has a string with a NUL, Repetition has an operand.
+/// The layout of a node in a compiled program. Plain: only an opcode and a distance. Text: a NUL-terminated string
+/// follows. Repetition (STAR and PLUS): another node follows as the operand. End: the last node. Unknown: not a valid
+/// opcode.
 enum class Shape { Unknown, Plain, Text, Repetition, End };
 
 Shape shapeOf(Opcode opcode) {
@@ -44,12 +47,13 @@ Shape shapeOf(Opcode opcode) {
     return Shape::Unknown;
 }
 
-/// @return true if a node with this opcode can be the operand of STAR and PLUS
+/// @return true if a node with `opcode` is allowed as the operand of STAR ("*") and PLUS ("+"): ANY, ANYOF, ANYBUT and
+///         EXACTLY
 bool matchesOneCharacter(Opcode opcode) {
     return opcode == Opcode::Any || shapeOf(opcode) == Shape::Text;
 }
 
-/// @return the offset after a node that is not a repetition
+/// @return the offset of the first byte after the node at offset `node`, which must not be STAR or PLUS
 std::size_t endOfNode(const unsigned char *program, std::size_t node) {
     const std::size_t operand = node + vek::kNodeHead;
     if (shapeOf(vek::opcodeAt(program, node)) != Shape::Text) {
@@ -60,13 +64,14 @@ std::size_t endOfNode(const unsigned char *program, std::size_t node) {
     return operand + strnlen(text, rest) + 1;
 }
 
-/// @return the offset after a node; if the node is a repetition, the offset after its operand
+/// @return the offset of the first byte after the node at offset `node`. For STAR and PLUS, whose operand is the node
+///         that follows in memory, the offset of the first byte after the operand
 std::size_t endWithOperand(const unsigned char *program, std::size_t node) {
     const bool repetition = shapeOf(vek::opcodeAt(program, node)) == Shape::Repetition;
     return endOfNode(program, repetition ? node + vek::kNodeHead : node);
 }
 
-/// A set of offsets in a program.
+/// A set of byte offsets in a compiled program, stored as a bitmap.
 class OffsetSet {
   public:
     void add(std::size_t offset) { words_[offset / 64] |= bit(offset); }
@@ -78,11 +83,12 @@ class OffsetSet {
     std::array<std::uint64_t, vek::kProgramLimit / 64 + 1> words_{};
 };
 
-/// Reads the nodes in memory order up to END and adds their offsets to `nodes`, except those of operands of
-/// repetitions. Stores the offset of END in `end`.
+/// Reads the nodes of `program` in memory order up to END, and stores the offset of END in `end`. Adds the offsets of
+/// all nodes to `nodes`, except the operands of STAR and PLUS, because no distance may point to an operand.
 ///
-/// The loop ends within the program even if any single byte is damaged: the three bytes of END are 0, and one of them
-/// is then read as the opcode END, as the NUL of a text or as an invalid distance of 0.
+/// If any single byte of the program is damaged, the loop still ends within the program, because END consists of three
+/// bytes 0. The loop reads one of them as the opcode END, as the NUL of a text, or as a distance of 0, which is an
+/// error.
 /// @return null, or the text of the error
 const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::size_t &end) {
     std::size_t node = vek::kFirstNode;
@@ -107,7 +113,8 @@ const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::si
     return vek::kMemoryCorruption;
 }
 
-/// @return true if the distance of `node` leads to an offset in `nodes` that is not after `end`
+/// @return true if the distance of the node at offset `node` points to an offset in `nodes` that is not greater than
+///         `end`, the offset of END
 bool hasValidNext(const OffsetSet &nodes, const unsigned char *program, std::size_t node, std::size_t end) {
     const bool back = vek::opcodeAt(program, node) == Opcode::Back;
     if (back && vek::distanceAt(program, node) >= node) {

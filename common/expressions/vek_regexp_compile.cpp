@@ -12,11 +12,13 @@ using vek::Fragment;
 using vek::Opcode;
 using vek::ProgramWriter;
 
-// A recursive descent parser writes the node program in one pass. It runs twice: first to compute the size, then to
-// write. Alternatives become BRANCH nodes; "*" and "+" become STAR and PLUS if their operand is one node that matches
-// one character, otherwise a loop of BRANCH and BACK.
+// Compiler for regular expressions: a recursive descent parser that writes the compiled program (nodes) in one pass.
+// The parser runs twice: the first run computes the size of the program, the second run writes it. Alternatives become
+// BRANCH nodes. "*" and "+" become STAR and PLUS if their operand is one node that matches one character; otherwise
+// they become a loop of BRANCH and BACK nodes.
 
-// Documented: the offsets of the fields, because programs read the node program.
+// Documented: the fields of vek_regexp have these offsets in bytes. They must not change, because existing programs
+// read the fields of a compiled expression directly.
 static_assert(offsetof(vek_regexp, startp) == 0);
 static_assert(offsetof(vek_regexp, endp) == 80);
 static_assert(offsetof(vek_regexp, regstart) == 160);
@@ -41,11 +43,13 @@ constexpr unsigned with(unsigned flags, unsigned mask) {
     return flags & mask;
 }
 
-/// Parses a pattern and writes its program. If `program` is null, only computes the size.
+/// Parses one pattern and writes the compiled program to `program`. If `program` is null, only computes its size in
+/// bytes.
 class Compiler {
   public:
     Compiler(const char *pattern, unsigned char *program) : at_(pattern), out_(program) {}
 
+    /// Parses the whole pattern.
     /// @return false if the pattern is not valid; error() then returns the text of the error
     [[nodiscard]] bool run() {
         out_.byte(vek::kProgramMagic);
@@ -97,8 +101,10 @@ class Compiler {
     int groups_ = 0;
 };
 
-/// Parses alternatives separated by "|" up to the end of the group or pattern, and appends the node `ender` after them.
-/// All alternatives continue at that node.
+/// Parses alternatives separated by "|" up to the end of the group or pattern, and stores the offsets of the first and
+/// last node in `all`. The last node has the opcode `ender` (CLOSE of the group, or END). Every alternative continues
+/// there.
+/// @return false if the pattern is not valid
 bool Compiler::alternatives(Opcode ender, Fragment &all) {
     all = {out_.size(), 0, kHasWidth};
     std::size_t branch = 0;
@@ -127,7 +133,9 @@ bool Compiler::alternatives(Opcode ender, Fragment &all) {
     return true;
 }
 
-/// Parses a sequence of pieces up to the end of the alternative. An empty alternative becomes the node NOTHING.
+/// Parses one alternative: a sequence of atoms, each with an optional "*", "+" or "?", up to "|", ")" or the end of
+/// the pattern. Stores the offsets of the first and last node in `sequence`. An empty alternative becomes the node
+/// NOTHING.
 bool Compiler::alternative(Fragment &sequence) {
     if (atEndOfAlternative()) {
         sequence = single(Opcode::Nothing, kNoFlags);
@@ -148,7 +156,7 @@ bool Compiler::alternative(Fragment &sequence) {
     return true;
 }
 
-/// Parses an atom and the "*", "+" or "?" after it, if there is one.
+/// Parses one atom, such as a literal, a set or a group, and the "*", "+" or "?" after it, if there is one.
 bool Compiler::piece(Fragment &piece) {
     if (!atom(piece)) {
         return false;
@@ -186,7 +194,9 @@ void Compiler::repeatSimple(Fragment &piece, Opcode opcode) {
     piece.last = piece.first; // the next node is that of STAR or PLUS; their operand has none
 }
 
-/// Writes "*" as two alternatives: the piece, after which BACK returns to the choice; or NOTHING.
+/// Writes "*" after a group or another operand that STAR does not allow. The result has two alternatives. The first
+/// one is `piece` followed by BACK, which returns to the BRANCH before `piece`. The second one is NOTHING, which ends
+/// the loop.
 void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t back = out_.node(Opcode::Back);
@@ -198,7 +208,8 @@ void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.link(exit, piece.last);
 }
 
-/// Writes "+" as the piece, followed by two alternatives: BACK, which returns to the piece; or NOTHING.
+/// Writes "+" after a group or another operand that PLUS does not allow. The result is `piece`, followed by two
+/// alternatives: BACK, which returns to the beginning of `piece`; or NOTHING, which ends the loop.
 void Compiler::repeatAtLeastOnce(Fragment &piece) {
     const std::size_t again = out_.node(Opcode::Branch);
     out_.link(piece.last, again);
@@ -210,7 +221,8 @@ void Compiler::repeatAtLeastOnce(Fragment &piece) {
     out_.link(exit, piece.last);
 }
 
-/// Writes "?" as two alternatives: the piece, or NOTHING. Both continue at the same node.
+/// Writes "?" as two alternatives: `piece`, or the node NOTHING, which matches the empty string. The next node of
+/// `piece` is this node NOTHING, so both alternatives continue after it.
 void Compiler::makeOptional(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t without = out_.node(Opcode::Branch);
@@ -245,7 +257,7 @@ bool Compiler::atom(Fragment &atom) {
     case '+':
     case '?':
         return fail("?+* follows nothing");
-    // Not reached: callers end an expression before these characters
+    // Not reached: alternative() stops at these characters and does not call atom() for them
     case '\0':
     case '|':
     case ')':
@@ -256,7 +268,8 @@ bool Compiler::atom(Fragment &atom) {
 }
 
 bool Compiler::group(Fragment &group) {
-    // This test comes before the recursion, so the depth of the recursion is at most kGroupsMax.
+    // Testing the number of groups before the recursive call limits the depth of the recursion to kGroupsMax, even for
+    // a pattern of many "(".
     if (groups_ == vek::kGroupsMax) {
         return fail("too many ()");
     }
@@ -283,7 +296,7 @@ bool Compiler::set(Fragment &set) {
         ++at_;
     }
     set = single(complement ? Opcode::AnyBut : Opcode::AnyOf, kHasWidth | kSimple);
-    // "]" and "-" are members of the set if they are its first character.
+    // "]" and "-" are ordinary members of the set if they are its first character: "[]a]" contains "]" and "a".
     if (*at_ == ']' || *at_ == '-') {
         out_.text(at_++, 1);
     }
@@ -293,8 +306,8 @@ bool Compiler::set(Fragment &set) {
             out_.text(at_++, 1);
             continue;
         }
-        // Documented: "-" gives the range between the characters before and after it, even if the one before it is the
-        // end of another range: "[a-c-e]" is "[a-e]".
+        // Documented: "x-y" adds the range from "x" to "y" even if "x" is the end of an earlier range. "[a-c-e]" is
+        // therefore the same set as "[a-e]".
         if (!range(static_cast<unsigned char>(at_[-1]), static_cast<unsigned char>(at_[1]))) {
             return false;
         }
@@ -308,7 +321,8 @@ bool Compiler::set(Fragment &set) {
     return true;
 }
 
-/// Adds the characters after `first`, up to and including `last`, to the set. `first` is already in the set.
+/// Adds the characters after `first`, up to and including `last`, to the set. The caller has already added `first`.
+/// @return false if the range is not valid
 bool Compiler::range(unsigned char first, unsigned char last) {
     // Documented: a range whose end is one less than its start, such as "b-a", adds nothing and is not an error.
     if (first > last + 1) {
@@ -329,8 +343,9 @@ bool Compiler::escaped(Fragment &literal) {
     return true;
 }
 
-/// Parses ordinary characters up to a special one. If that is a repetition, it applies only to the last ordinary
-/// character, which is therefore left for the next piece.
+/// Parses ordinary characters up to the next special character, and stores them as one literal. A repetition after
+/// them applies only to the last ordinary character. Therefore the literal ends before that character, and the next
+/// call parses it alone.
 bool Compiler::literalRun(Fragment &literal) {
     const char *begin = at_;
     std::size_t length = std::strcspn(begin, kSpecialCharacters);
@@ -358,8 +373,9 @@ Fragment Compiler::single(Opcode opcode, unsigned flags) {
     return {node, node, flags};
 }
 
-/// Sets `regmust` to the longest literal that every match contains, and `regmlen` to its length. Only literals outside
-/// groups and alternatives are considered. They are found by following next nodes from the first node to END.
+/// Sets `regmust` of `expression` to the longest literal that every match contains, and `regmlen` to its length in
+/// bytes. Follows the next-node distances from the first node to END. This skips literals inside groups and
+/// alternatives, which a match need not contain.
 void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
     std::size_t longest = 0;
     std::size_t node = vek::kFirstNode + vek::kNodeHead;
@@ -377,8 +393,8 @@ void findRequiredLiteral(vek_regexp &expression, const unsigned char *program) {
     }
 }
 
-/// Sets `regstart`, `reganch` and `regmust`, with which the matcher rejects a subject, or an offset where a match could
-/// begin, without running the program.
+/// Sets the fields `regstart`, `reganch` and `regmust` of `expression`. With these fields, the matcher can reject a
+/// subject, or an offset at which a match could begin, without interpreting the program.
 void fillHints(vek_regexp &expression, unsigned flags) {
     const auto *program = reinterpret_cast<const unsigned char *>(expression.program);
     if (vek::opcodeAt(program, vek::nodeAfter(program, vek::kFirstNode)) != Opcode::End) {
@@ -434,6 +450,6 @@ vek_regexp *vek_regcomp(const char *pattern) {
 }
 
 void vek_regerror(const char *msg) {
-    // Documented: the message is printed on standard error, and the hook of vekReportError() is not called.
+    // Documented: prints the message on standard error, and does not call the error hook of vekReportError().
     vek::printError("vek_regexp compilation: %s\n", msg == nullptr ? "" : msg);
 }

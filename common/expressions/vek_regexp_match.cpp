@@ -1,15 +1,17 @@
 #include "common/expressions/vek_regexp.h"
 
-// The matcher interprets the node program by backtracking: it tries alternatives in their order, and the longest
-// repetition first. If a node does not match, it returns to the latest choice. Programs depend on the groups that this
-// order gives.
+// Matcher for regular expressions. It interprets the compiled program by backtracking: it tries alternatives from left
+// to right, and the longest repetition first. If a node does not match, it returns to the last point at which another
+// way to match remains. This order must not change, because programs depend on the group positions that result from
+// it.
 //
 // These optimizations avoid slow searches. None of them changes a result:
-// - Before a match is tried, the subject is searched for the literal `regmust`, and the first character is compared.
-// - If a match that begins with a repetition of one character fails, no match can begin at the other characters of this
-//   repetition. The search continues after them.
-// - After about two steps for each character of the subject, the position automaton tests in O(n) steps whether there
-//   is any match. If so, visited states are stored from then on, and the search takes O(nodes x positions) steps.
+// - A subject without the literal `regmust` is rejected. So is an offset at which the first character cannot match.
+// - If an attempt fails whose first node is a repetition of one character, the search continues after the characters
+//   that the repetition has matched.
+// - After about two steps for each character, a position automaton (Glushkov construction) tests in O(n) steps whether
+//   there is any match. If so, the matcher then memoizes (node, position) pairs, which limits the search to O(nodes x
+//   positions) steps.
 
 #include "common/expressions/veki_regexp.h"
 #include "common/expressions/veki_regexp_automaton.h"
@@ -30,7 +32,8 @@ namespace {
 
 constexpr std::size_t kUnset = std::string_view::npos;
 
-/// Searches one expression in one subject.
+/// One search for the first match of a compiled expression (`program`) in one string (`subject`). vek_regexec()
+/// creates one object for each call.
 class Matcher {
   public:
     enum class Outcome { NoMatch, Match, Error };
@@ -39,25 +42,29 @@ class Matcher {
         : program_(program), programSize_(programSize), subject_(subject),
           stepsUntilCheck_(kStepsPerCharacter * subject.size() + kStepsMin) {}
 
-    /// Searches the first match. Uses the hints `reganch` and `regstart` of `expression`.
+    /// Searches for the first match. Tries only offset 0 if `reganch` of `expression` is set, and only offsets of the
+    /// character `regstart` if that is set.
     Outcome search(const vek_regexp &expression);
 
-    /// @return the text of the error after search() returned Outcome::Error
+    /// @return the text of the error; valid only after search() has returned Outcome::Error
     [[nodiscard]] const char *error() const { return error_; }
 
-    /// Stores the group positions in `expression`. Must be called only after search() returned Outcome::Match.
+    /// Stores the start and the end of each group in `startp` and `endp` of `expression`. Must be called only after
+    /// search() has returned Outcome::Match.
     void copyPositions(vek_regexp &expression) const;
 
   private:
-    /// The result of one step. End: the match is complete. NoMatchAtAll: no match begins at start_ or after it.
+    /// The result of executing one node. Backtrack: the node does not match. End: the match is complete. NoMatchAtAll:
+    /// no match begins at offset start_ or after it.
     enum class Step { Continue, Backtrack, End, Error, NoMatchAtAll };
 
-    /// checkForAnyMatch() is called after this number of steps for each character, plus kStepsMin. A match that does
-    /// not backtrack takes about two steps for each character.
+    /// checkForAnyMatch() is called after kStepsMin steps plus this number of steps for each character of the subject.
+    /// It is 2, because a match without backtracking takes about two steps for each character.
     static constexpr std::size_t kStepsPerCharacter = 2;
-    /// Steps before checkForAnyMatch() that do not depend on the subject. Building the automaton takes about as long.
+    /// checkForAnyMatch() is called after this number of steps plus kStepsPerCharacter steps for each character. It is
+    /// 256, because building the automaton in checkForAnyMatch() takes about as long as 256 steps.
     static constexpr std::size_t kStepsMin = 256;
-    /// The number of slots: one for the start of each group, followed by one for the end of each group.
+    /// The number of elements in slots_: the start offset of each group, followed by the end offset of each group.
     static constexpr std::size_t kSlots = std::size_t{2} * VEK_REGEXP_GROUPS;
     static constexpr std::size_t kNoNode = 0;
 
@@ -93,7 +100,7 @@ class Matcher {
         return points_.push(point) ? Step::Continue : fail(vek::kRegexpOutOfSpace);
     }
 
-    /// @return the literal or set of the node at offset `node`
+    /// @return the NUL-terminated literal or set of characters of the node at offset `node`
     [[nodiscard]] const char *textOf(std::size_t node) const {
         return reinterpret_cast<const char *>(program_ + node + vek::kNodeHead);
     }
@@ -101,8 +108,9 @@ class Matcher {
     [[nodiscard]] bool needsOtherCharacter(std::size_t node, std::size_t position) const;
     std::size_t endOfRepetition(std::size_t minimum);
     [[nodiscard]] std::size_t lastExit(std::size_t next, std::size_t last, std::size_t minimum) const;
-    /// Adds `count` to the steps of the search, and calls checkForAnyMatch() when there are too many. Most searches end
-    /// before that.
+    /// Adds `count` to the number of steps of this search. If the number then exceeds stepsUntilCheck_, calls
+    /// checkForAnyMatch(), which tests whether continuing can succeed. Most searches end before that.
+    /// @return Step::Continue, or the result of checkForAnyMatch()
     Step countSteps(std::size_t count) {
         steps_ += count;
         return steps_ <= stepsUntilCheck_ ? Step::Continue : checkForAnyMatch();
@@ -113,14 +121,14 @@ class Matcher {
     std::size_t programSize_;
     std::string_view subject_;
 
-    // The state of an attempt to match at start_.
+    // State of one attempt to match, which begins at offset start_ of the subject. matchAt() resets it.
     std::size_t node_ = 0;
     std::size_t position_ = 0;
     std::uint16_t idle_ = 0; ///< the number of steps since the last character was consumed
     std::array<std::size_t, kSlots> slots_{};
     vek::BacktrackStack points_;
 
-    // The state of the search, which tries several starts.
+    // State of the whole search, which makes one attempt to match at each possible start offset.
     std::size_t start_ = 0;
     std::size_t firstNode_ = kNoNode;  ///< the first node of every match, not counting OPEN and BRANCH
     std::size_t repetition_ = kNoNode; ///< equal to firstNode_ if that is STAR or PLUS
@@ -131,7 +139,9 @@ class Matcher {
     const char *error_ = nullptr;
 };
 
-/// Sets firstNode_ and repetition_. They stay kNoNode if the program begins with several alternatives.
+/// Sets firstNode_ to the offset of the first node that every match executes, not counting BRANCH and OPEN. If that
+/// node is STAR or PLUS, sets repetition_ to the same offset. Both remain kNoNode if the pattern, or a group at its
+/// beginning, has several alternatives.
 void Matcher::findFirstNode() {
     const std::size_t next = vek::nodeAfter(program_, vek::kFirstNode);
     if (vek::opcodeAt(program_, vek::kFirstNode) != Opcode::Branch ||
@@ -157,7 +167,7 @@ void Matcher::findFirstNode() {
     repetition_ = opcode == Opcode::Star || opcode == Opcode::Plus ? node : kNoNode;
 }
 
-/// Tries to match at each offset of the subject, from left to right.
+/// Tries to match at each offset of the subject, from left to right, until an attempt succeeds or an error occurs.
 Matcher::Outcome Matcher::search(const vek_regexp &expression) {
     const bool isAnchored = expression.reganch != 0;
     if (!isAnchored && expression.regstart == '\0') {
@@ -181,8 +191,9 @@ Matcher::Outcome Matcher::search(const vek_regexp &expression) {
         if (isAnchored || last == Step::NoMatchAtAll) {
             return Outcome::NoMatch;
         }
-        // Skip the other characters that the first repetition matches: a match that begins at one of them would leave
-        // the repetition at a position that has already been tried.
+        // The pattern can begin with a repetition, such as "a*". Do not try to match at the other characters that the
+        // repetition has matched: such an attempt would leave the repetition at a position where this attempt has
+        // already failed.
         start = runEnd_;
     }
 }
@@ -217,10 +228,11 @@ void Matcher::copyPositions(vek_regexp &expression) const {
     }
 }
 
-/// Executes the node node_ at position_.
+/// Executes the node at offset node_ of the program, at offset position_ of the subject.
 Matcher::Step Matcher::step() {
-    // In a correct program, no node is executed twice without consuming a character in between. More steps than bytes
-    // therefore mean a loop in a damaged program.
+    // In a valid program, no node is executed twice without consuming a character in between. If idle_, the number of
+    // steps since the last consumed character, exceeds the program size in bytes, a damaged program contains an
+    // endless loop.
     if (++idle_ > programSize_) {
         return fail(vek::kCorruptedPointers);
     }
@@ -254,8 +266,10 @@ Matcher::Step Matcher::step() {
     return setSlot(opcode < Opcode::Close ? group : VEK_REGEXP_GROUPS + group);
 }
 
-/// Returns to the latest backtrack point at which matching can continue, and restores the groups that were set since.
-/// @return Step::Backtrack if there is none
+/// Pops backtrack points from points_ until matching can continue at one of them, and restores the group positions
+/// that were stored since that point.
+/// @return Step::Continue if node_ and position_ are set to continue; Step::Backtrack if no backtrack point remains;
+///         Step::Error if memory is exhausted
 Matcher::Step Matcher::backtrack() {
     while (!points_.empty()) {
         const BacktrackPoint point = points_.pop();
@@ -281,8 +295,8 @@ Matcher::Step Matcher::backtrack() {
     return Step::Backtrack;
 }
 
-/// Executes BRANCH: continues with this alternative and adds a backtrack point for the next one. Skips alternatives
-/// that cannot match the current character.
+/// Executes BRANCH, an alternative: continues with this alternative, and pushes a backtrack point for the next one.
+/// Skips alternatives that cannot match the current character.
 Matcher::Step Matcher::chooseAlternative() {
     std::size_t next = vek::nodeAfter(program_, node_);
     while (vek::opcodeAt(program_, next) == Opcode::Branch &&
@@ -306,7 +320,8 @@ Matcher::Step Matcher::chooseAlternative() {
     return Step::Continue;
 }
 
-/// Executes STAR or PLUS: matches the operand as often as possible, at least `minimum` times.
+/// Executes STAR (`minimum` 0) or PLUS (`minimum` 1): matches the operand as often as possible, at least `minimum`
+/// times.
 Matcher::Step Matcher::repeat(std::size_t minimum) {
     if (visited_.has(node_, position_)) {
         return Step::Backtrack;
@@ -319,13 +334,13 @@ Matcher::Step Matcher::repeat(std::size_t minimum) {
     return counted == Step::Continue ? leaveRepetition(node_, last, position_ + minimum) : counted;
 }
 
-/// @return the last position at which leaving the repetition has not been tried yet. Without a visited set, this is the
-///         end of the characters that the operand matches
+/// Matches the operand of the STAR or PLUS node at node_ as often as possible, from position_ on.
 ///
-/// With a visited set, each position that the operand matches is added to it, because a repetition that began there
-/// would end at the same position. If a position is already in the set, a repetition that began there has tried to
-/// leave at every position from there on. PLUS cannot leave at the position where it began, so for PLUS that one
-/// remains.
+/// With memoization (visited_), adds each matched position to visited_, and stops at a position that is already there.
+/// An earlier repetition that began at that position has failed at every position where it could end: all later
+/// positions, and for STAR also that position itself. PLUS matches at least one character, so it cannot end where it
+/// began.
+/// @return the last position at which the repetition can end and which has not been tried yet
 std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     const std::size_t operand = node_ + vek::kNodeHead;
     std::size_t end = position_;
@@ -347,8 +362,8 @@ std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     }
 }
 
-/// @return the last position from `minimum` to `last` at which the node `next` can match; `minimum` - 1 if there is
-///         none
+/// Finds a position at which a repetition can end, by comparing only the first character of the node `next` after it.
+/// @return the last position from `minimum` to `last` at which `next` can match; `minimum` - 1 if there is none
 std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t minimum) const {
     switch (vek::opcodeAt(program_, next)) {
     case Opcode::Eol:
@@ -373,9 +388,9 @@ std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t mi
     }
 }
 
-/// Continues after the repetition `node`, at the last position from `minimum` to `last` at which its next node can
-/// match. Adds a backtrack point for the positions before that one.
-/// @return Step::Backtrack if there is no such position
+/// Ends the repetition `node` (STAR or PLUS) at the last position from `minimum` to `last` at which its next node can
+/// match, and continues with that next node. Pushes a backtrack point for the earlier positions.
+/// @return Step::Backtrack if there is no such position; Step::Error if memory is exhausted; otherwise Step::Continue
 Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::size_t minimum) {
     const std::size_t next = vek::nodeAfter(program_, node);
     const std::size_t leave = last + 1 > minimum ? lastExit(next, last, minimum) : last;
@@ -398,8 +413,8 @@ Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::
     return Step::Continue;
 }
 
-/// Executes OPEN or CLOSE: stores position_ in `slot`. If the group is repeated, this overwrites the position of the
-/// earlier repetition. A backtrack point restores it.
+/// Executes OPEN or CLOSE: stores position_ as the start or end of a group, in slots_[slot]. Pushes a backtrack point
+/// that restores the old value, which a repeated group has from its previous repetition.
 Matcher::Step Matcher::setSlot(std::size_t slot) {
     const auto number = static_cast<std::uint16_t>(slot);
     const BacktrackPoint point{slots_[slot], 0, number, 0, BacktrackPoint::Kind::Slot};
@@ -418,8 +433,8 @@ Matcher::Step Matcher::matchLiteral(const char *literal) {
     return consume(length);
 }
 
-/// @return true if `node`, which matches one character, matches the one at `position`. For a literal, only its first
-///         character is compared.
+/// Tests whether the node at offset `node`, such as ANY, ANYOF or EXACTLY, accepts the character at `position`.
+/// @return true if the character is accepted; for EXACTLY, if it equals the first character of the literal
 bool Matcher::acceptsCharacter(std::size_t node, std::size_t position) const {
     if (position == subject_.size()) {
         return false;
@@ -438,8 +453,9 @@ bool Matcher::acceptsCharacter(std::size_t node, std::size_t position) const {
     }
 }
 
-/// Tests one character in advance: in a long list of alternatives, most fail at once and then need no backtrack point.
-/// @return true if `node` certainly does not match at `position`; false if it can match
+/// Tests the next character before the node is executed. With many alternatives, most fail this test, and no backtrack
+/// point is needed for them.
+/// @return true if the node at offset `node` cannot match at `position`; false if it may match
 bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const {
     switch (vek::opcodeAt(program_, node)) {
     case Opcode::Plus:
@@ -454,8 +470,9 @@ bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const 
     }
 }
 
-/// Runs the position automaton, once in a search. If there can be a match, begins to store visited states.
-/// @return Step::NoMatchAtAll if no match begins at start_ or after it, otherwise Step::Continue
+/// Tests with a position automaton whether any match begins at start_ or after it. Is called at most once in a search.
+/// If there is a match, or the automaton cannot be built, begins to memoize visited (node, position) pairs.
+/// @return Step::NoMatchAtAll if there is no match, otherwise Step::Continue
 [[gnu::noinline]] Matcher::Step Matcher::checkForAnyMatch() {
     stepsUntilCheck_ = std::numeric_limits<std::size_t>::max();
     vek::PositionAutomaton automaton;
@@ -466,7 +483,7 @@ bool Matcher::needsOtherCharacter(std::size_t node, std::size_t position) const 
     return Step::Continue;
 }
 
-/// @return true if `subject` contains the literal `regmust`, or if there is no such literal
+/// @return true if `subject` contains the literal `regmust` of `expression`, or if `regmust` is null
 bool containsRequiredLiteral(const vek_regexp &expression, std::string_view subject) {
     if (expression.regmust == nullptr || expression.regmlen <= 0) {
         return true;

@@ -1,9 +1,9 @@
 #include "common/expressions/veki_regexp_automaton.h"
 
-// Builds and simulates the position automaton. The followers of a position are the epsilon closure of the node after
-// it, which a depth-first search through the nodes that consume nothing computes. A position gets its number when a
-// closure reaches it for the first time. "^" matches at the beginning of the subject only, and "$" at the end only.
-// Therefore closures are computed separately for the beginning, the middle and the end of the subject.
+// Builds and simulates the position automaton (Glushkov construction) of a regular expression. A position is a part of
+// the program that consumes one character. A depth-first search computes which positions can follow: it visits the
+// nodes that consume no character (epsilon closure). "^" matches only at the beginning of the subject, and "$" only at
+// the end. Therefore closures are computed separately for the beginning, the middle and the end.
 
 #include <bit>
 #include <cstring>
@@ -104,9 +104,10 @@ bool PositionAutomaton::collect(std::size_t node, const Anchors &anchors, Closur
     return isDone;
 }
 
-/// Adds the first position of `node`, which consumes a character, to `closure`. If the node has no positions yet, adds
-/// them to the automaton.
-/// @param continuation  the node itself, or the STAR or PLUS whose operand it is
+/// Adds the first position of the node at offset `node`, which consumes a character, to `closure`. The first call for
+/// a node creates its positions: one for each character of a literal, one for any other node.
+/// @param continuation  the node after which matching continues: `node` itself, or the STAR or PLUS whose operand it
+///                      is
 /// @return false if there are too many positions or the program is damaged
 bool PositionAutomaton::addFirstPosition(std::size_t node, std::size_t continuation, Closure &closure) {
     if (first_[node] != 0 && positions_[first_[node] - 1U].node != continuation) {
@@ -143,7 +144,8 @@ bool PositionAutomaton::addPosition(const Position &position) {
     return true;
 }
 
-/// Adds `position`, the only position of `node`, to allowed_ for each character that the node matches.
+/// Adds `position` to allowed_[c] for each character c that the node at offset `node` matches. `position` is a set
+/// with one element: the only position of this node.
 void PositionAutomaton::allowCharacters(std::size_t node, Set position) {
     const Opcode opcode = opcodeAt(program_, node);
     const auto *text = program_ + node + kNodeHead;

@@ -10,27 +10,26 @@
 
 namespace vek {
 
-/// Tests whether a subject contains a match of a program, without finding the groups. This is the position automaton
-/// (Glushkov construction) of the program, simulated with one bit for each position (bit-parallel NFA simulation). It
-/// takes O(n) steps for n characters. A step takes a few instructions while the set of active positions does not
-/// change.
+/// The position automaton (Glushkov construction) of a compiled regular expression, simulated with one bit for each
+/// position (bit-parallel NFA simulation). It tests in O(n) steps whether a subject of n characters contains a match,
+/// but does not find the groups.
 ///
 /// A position is an element of the program that consumes one character: a node that matches one character, or one
 /// character of a literal. It is active if a partial match can end with this element at the current character.
 class PositionAutomaton {
   public:
-    /// Builds the automaton of a program that checkProgram() accepts.
-    /// @return false if the program has too many positions or bytes, or a loop that consumes no character; canMatch()
-    ///         must then not be called
+    /// Builds the automaton of `program`, which checkProgram() must have accepted.
+    /// @return false if the program has more than kPositionsMax positions or kProgramMax bytes, or a loop that
+    ///         consumes no character. canMatch() must then not be called
     [[nodiscard]] bool build(const unsigned char *program, std::size_t programSize);
 
-    /// @return false if no match begins at offset `start` of `subject` or after it
+    /// @return true if a match of the program begins at offset `start` of `subject` or after it
     [[nodiscard]] bool canMatch(std::string_view subject, std::size_t start) const;
 
   private:
     using Set = std::uint64_t; ///< one bit for each position
     static constexpr unsigned kPositionsMax = 64;
-    /// In bytes. Limits the recursion of collect() to 170 nodes.
+    /// The largest size of a program in bytes. A node has at least 3 bytes, so collect() recurses at most 170 times.
     static constexpr std::size_t kProgramMax = 512;
 
     struct Position {
@@ -38,13 +37,13 @@ class PositionAutomaton {
         bool isRepeated;        ///< the position is the operand of STAR or PLUS
         bool isBeforeCharacter; ///< the position is in a literal, but is not its last character
     };
-    /// Whether an offset is the beginning of the subject, where "^" matches, and whether it is the end, where "$"
-    /// matches.
+    /// Describes an offset in the subject. `begin`: it is offset 0, where "^" matches. `end`: it is the end of the
+    /// subject, where "$" matches.
     struct Anchors {
         bool begin;
         bool end;
     };
-    /// What can be reached from a node without consuming a character (epsilon closure).
+    /// The epsilon closure of a node: the positions that can be reached from it without consuming a character.
     struct Closure {
         Set positions = 0;
         bool isEnd = false; ///< true if END can be reached

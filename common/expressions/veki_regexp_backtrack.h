@@ -1,7 +1,8 @@
 #ifndef VEKI_REGEXP_BACKTRACK_H
 #define VEKI_REGEXP_BACKTRACK_H
 
-/// The data structures of the backtracking matcher: the stack of backtrack points and the set of visited states.
+/// Data structures of the backtracking matcher for regular expressions: a stack of backtrack points, and a bit matrix
+/// of visited (node, position) pairs for memoization.
 
 #include "common/base/owned.h"
 #include "common/expressions/veki_regexp.h"
@@ -14,7 +15,8 @@
 
 namespace vek {
 
-/// An entry of the backtrack stack: the action of the matcher when it returns to this point.
+/// One entry of the backtrack stack: where the matcher continues if the current attempt to match fails. `kind` selects
+/// how it continues.
 struct BacktrackPoint {
     enum class Kind : std::uint8_t {
         Alternative, ///< continue with the BRANCH `node` at `position`
@@ -28,8 +30,8 @@ struct BacktrackPoint {
     Kind kind;
 };
 
-/// A stack of backtrack points. It is on the heap, because matching by recursion would exhaust the call stack: a long
-/// subject can need several points for each character.
+/// A growable stack of backtrack points. An explicit stack replaces recursive calls, which would exhaust the call
+/// stack: a long subject can need several points for each character.
 class BacktrackStack {
   public:
     BacktrackStack() = default;
@@ -40,7 +42,7 @@ class BacktrackStack {
     [[nodiscard]] bool empty() const { return size_ == 0; }
     [[nodiscard]] BacktrackPoint pop() { return items_[--size_]; }
 
-    /// @return false if memory is exhausted
+    /// Pushes a copy of `point`. @return false if memory is exhausted or the stack already has kCapacityMax points
     [[nodiscard]] bool push(const BacktrackPoint &point) {
         if (size_ == capacity_ && !grow()) {
             return false;
@@ -50,7 +52,8 @@ class BacktrackStack {
     }
 
   private:
-    /// In points; 768 MiB. push() fails beyond this limit, so that a match cannot exhaust the memory of the machine.
+    /// The largest number of points on the stack. 2^25 points of 24 bytes take 768 MiB. push() fails beyond this
+    /// limit, so that one match cannot exhaust the memory of the machine.
     static constexpr std::size_t kCapacityMax = std::size_t{1} << 25;
 
     bool grow() {
@@ -80,14 +83,15 @@ class BacktrackStack {
     std::size_t capacity_ = first_.size();
 };
 
-/// The set of visited states (memoization), stored as a bit matrix. A state is a pair of a node and a position in the
-/// subject. Expressions have no back references, so whether a state leads to a match does not depend on how it was
-/// reached. If the matcher reaches a visited state again, that state does not lead to a match and is not tried again.
-/// A search takes O(nodes x positions) steps instead of exponentially many.
+/// The set of visited states of a search (memoization), stored as a bit matrix. A state is a pair of a node and a
+/// position in the subject. Without back references, the result of a state does not depend on the states before it.
+/// Therefore a state that is reached again fails again, and is not tried a second time. A search takes O(nodes x
+/// positions) steps instead of exponentially many.
 class VisitedSet {
   public:
-    /// Allocates the matrix. If memory is exhausted or more than 256 MiB are needed, there is no matrix: add() then
-    /// does nothing, and matching is correct, but can be slow.
+    /// Allocates the matrix for a program of `programSize` bytes and a subject of `subjectSize` characters. If memory
+    /// is exhausted or more than 256 MiB are needed, allocates nothing. add() then has no effect: matching is still
+    /// correct, but can take exponential time.
     void open(std::size_t programSize, std::size_t subjectSize) {
         const std::size_t rows = rowOf(programSize) + 1;
         columns_ = subjectSize + 1;
@@ -113,7 +117,7 @@ class VisitedSet {
     static constexpr std::size_t kBitsMax = std::size_t{1} << 31;
 
     /// @return the row of the matrix for the node at offset `node`. Two nodes never have the same row, because a node
-    ///         has at least kNodeHead bytes.
+    ///         has at least kNodeHead bytes
     static std::size_t rowOf(std::size_t node) { return node / kNodeHead; }
     [[nodiscard]] std::size_t bitOf(std::size_t node, std::size_t position) const {
         return rowOf(node) * columns_ + position;

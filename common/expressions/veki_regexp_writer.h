@@ -1,7 +1,8 @@
 #ifndef VEKI_REGEXP_WRITER_H
 #define VEKI_REGEXP_WRITER_H
 
-/// ProgramWriter writes the node program of a regular expression for the compiler.
+/// ProgramWriter: appends nodes to the compiled program of a regular expression, and connects them by distances. The
+/// compiler uses it.
 
 #include "common/expressions/veki_regexp.h"
 
@@ -10,15 +11,15 @@
 
 namespace vek {
 
-/// A fragment of the program (Thompson's construction): the offsets of its first and its last node. The distance of the
-/// last node is not set yet.
+/// The nodes that were written for a part of the pattern (a fragment of Thompson's construction): the offsets of the
+/// first and the last of these nodes. The distance in the last node is not set yet.
 struct Fragment {
     std::size_t first = 0;
     std::size_t last = 0;
     unsigned flags = 0; ///< properties that only the compiler uses
 };
 
-/// Appends nodes to a program. If the program is null, writes nothing and only computes the size.
+/// Appends nodes to the compiled program at `program`. If `program` is null, only computes the size in bytes.
 class ProgramWriter {
   public:
     explicit ProgramWriter(unsigned char *program) : program_(program) {}
@@ -38,7 +39,7 @@ class ProgramWriter {
         size_ += length;
     }
 
-    /// Appends a node with distance 0. @return its offset
+    /// Appends a node with `opcode` and the distance 0. @return the offset of the node
     std::size_t node(Opcode opcode) {
         const std::size_t at = size_;
         byte(static_cast<unsigned char>(opcode));
@@ -47,7 +48,8 @@ class ProgramWriter {
         return at;
     }
 
-    /// Inserts a node before `fragment`, whose nodes move to higher offsets. The new node becomes its first node.
+    /// Inserts a node with `opcode` before the nodes of `fragment`, which move up by kNodeHead bytes. The
+    /// inserted node becomes the first node of `fragment`.
     void insertBefore(Fragment &fragment, Opcode opcode) {
         if (program_ != nullptr) {
             unsigned char *at = program_ + fragment.first;
@@ -60,7 +62,7 @@ class ProgramWriter {
         fragment.last += kNodeHead;
     }
 
-    /// Makes `target` the next node of `node`.
+    /// Makes `target` the next node of `node`: stores the distance between these two offsets in `node`.
     void link(std::size_t node, std::size_t target) {
         if (program_ != nullptr) {
             const std::size_t distance = target > node ? target - node : node - target;
@@ -69,12 +71,13 @@ class ProgramWriter {
         }
     }
 
-    /// Adds `node` to the patch list whose last node is `previous`. A patch list contains the nodes whose next node
-    /// is not known yet. It is stored in their distances: each is the distance to the previous node of the list, 0 in
-    /// the first.
+    /// Adds `node` to the patch list (backpatching) whose last element is `previous`. A patch list is a linked list of
+    /// the nodes whose next node is not known yet. Until it is known, the distance in each node points back to the
+    /// previous element of the list. The first element has the distance 0.
     void addToPatchList(std::size_t node, std::size_t previous) { link(node, previous); }
 
-    /// Makes `target` the next node of every node in the patch list whose last node is `last`.
+    /// Makes `target` the next node of every node in the patch list whose last element is `last`. The list no longer
+    /// exists afterwards. See addToPatchList().
     void patch(std::size_t last, std::size_t target) {
         for (std::size_t node = last; program_ != nullptr;) {
             const std::size_t distance = distanceAt(program_, node);
