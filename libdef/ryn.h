@@ -1,16 +1,18 @@
 #ifndef RYN_H
 #define RYN_H
 
-/// Library definitions (`vek.lib`): registries of libraries, queries about them, paths of their data on disk, and
-/// iteration over both.
+/// Library definitions (`vek.lib` files): reads them into registries, finds the paths of libraries, cells, views
+/// and files on disk, and iterates over these objects.
 ///
-/// rynInitEx() creates a registry from a library definition file and stores a handle, which points to it. Where a
-/// function takes a handle, null means the default handle: the registry created last. Every function returns a
-/// RYN_ code unless its comment says otherwise. A missing handle, or a null argument that is not allowed, is
-/// reported through the fatal handler, and the function returns RYN_INVALID_PARAMETER.
+/// A registry is a set of library definitions. rynInitEx() creates one from a library definition file and stores a
+/// handle: a pointer to the registry. Where a function takes a handle, null means the default handle: the registry
+/// that was created last. Every function returns a RYN_ code unless its comment says otherwise. If no handle is
+/// given and there is no default handle, or if an argument is null that must not be null, the function reports
+/// this to the fatal handler and returns RYN_INVALID_PARAMETER.
 ///
 /// Programs that use temporary directories call rynSetPathNoneExistWarnFlag(1) before they create a registry.
-/// Otherwise RYN_PATH_READ returns a path without testing that it exists, and iterations over a cell fail.
+/// Otherwise RYN_PATH_READ returns a path without testing that it exists, and an iteration over a cell fails if
+/// one directory of the library does not contain the cell.
 
 #include "common/base/vek_api.h"
 #include "fs/vek_fs.h"
@@ -20,7 +22,8 @@
 
 VEK_BEGIN_DECLS
 
-/// Codes: the results of functions, and the codes of diagnostics and reports.
+/// Codes: the results of functions, and the codes that warning handlers, error handlers and fatal handlers
+/// receive.
 enum {
     RYN_OK = 0,
     RYN_INTERNAL_ERROR = 1,
@@ -69,32 +72,40 @@ typedef rynRegistry *rynHandle;
 /// An iteration context.
 typedef struct rynContext rynContext;
 
-// Callbacks may call any function of the library for other registries. They must not change or release the
-// registry that calls them. They must return: no longjmp(), no C++ exception. The texts that they receive are
-// valid only during the call. Errors in tag files do not go to these callbacks, but to the handlers of
+// A callback may call any function of the library for other registries. It must not change or release the registry
+// that calls it. It must return: it must not call longjmp() or throw a C++ exception. The texts that it receives
+// are valid only during the call. Errors in tag files are not passed to these callbacks, but to the handlers of
 // tovRegisterErrorHandler() and vekRegErrorFunc().
 
-/// A warning handler: receives a diagnostic of a library definition file.
+/// A warning handler: receives a diagnostic, which is a problem in one line of a library definition file.
 ///
 /// @param code    the RYN_ code
-/// @param object  the name or path that the diagnostic is about; may be null. For the codes 28 to 31 it is a text
-///                of several lines
+/// @param object  the name or path that the diagnostic is about; may be null. For the codes
+///                RYN_NO_VEKLIBRARY_ENTRY to RYN_REDEFINED it is a text of several lines
 /// @param file    the path of the library definition file
 /// @param line    the number of the line in that file
-/// @return 0 to continue with the next line; any other value ends the file, and is its status
+/// @return 0 to continue with the next line; any other value ends the file and becomes the status of the file
 typedef int (*rynWarningHandler)(int code, const char *object, const char *file, int line);
 
-/// An error handler receives an error; a fatal handler receives misuse, or a failure that ends an operation.
-/// `code` is the RYN_ code. `text` and `sameText` are the same text, such as a path or the name of the called
-/// function. The result is ignored.
+/// An error handler or a fatal handler. An error handler receives the failures of rynSetImplicitTmp(). A fatal
+/// handler receives invalid arguments, and failures that end an operation. The result of the handler is ignored.
+///
+/// @param code      the RYN_ code
+/// @param text      the object of the failure, such as a path or the name of the called function
+/// @param sameText  the same text as `text`
 typedef int (*rynErrorHandler)(int code, const char *text, const char *sameText);
 
-/// An unknown-ASSIGN hook: checks an ASSIGN of `value` to `attribute`, which is any attribute other than TMP. The
-/// ASSIGN is in `line` of the library definition file `file`.
-/// @return 0 to accept it; any other value causes the diagnostic RYN_INVALID_ATTRIBUTE
+/// An unknown-ASSIGN hook: accepts or rejects a statement `ASSIGN library attribute value`. It is called for every
+/// attribute except TMP.
+///
+/// @param attribute  the name of the attribute, in upper case
+/// @param value      the value that the statement gives to the attribute
+/// @param file       the path of the library definition file
+/// @param line       the number of the line in that file
+/// @return 0 to accept the statement; any other value rejects it with the diagnostic RYN_INVALID_ATTRIBUTE
 typedef int (*rynUnknownAssignHook)(const char *attribute, const char *value, const char *file, int line);
 
-/// Options of rynInitEx(). Fields beyond its argument `optionsSize` are not read.
+/// Options of rynInitEx(). Its argument `optionsSize` selects how many of these fields are read.
 typedef struct rynInitOptions {
     rynErrorHandler errorHandler;           ///< receives errors of rynSetImplicitTmp(); may be null
     const char *implicitTmpDirectory;       ///< as in rynSetImplicitTmp(); null for none
@@ -117,22 +128,24 @@ VEK_API const char *rynGetErrorMsg(int code);
 
 /// Creates a registry and makes it the default handle.
 ///
-/// A null `warningHandler` selects the default handler, which prints diagnostics on standard error. ONE REGISTRY
-/// WITH THE DEFAULT HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented: from then on,
-/// the status of each file is the last diagnostic that the default handler received since the last library
-/// definition file was opened. Results of other handlers are ignored.
+/// If `warningHandler` is null, the default handler receives the diagnostics and prints them on standard error.
+/// ONE REGISTRY WITH THE DEFAULT HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented:
+/// from then on, the status of each library definition file is the code of the last diagnostic that the default
+/// handler has received since a library definition file was last opened. The results of other warning handlers are
+/// ignored.
 ///
-/// This has these effects: a diagnostic of the default handler makes the creation fail, after all lines are read.
-/// If the diagnostic is in an included file, the including file ends at the INCLUDE. A diagnostic before an
-/// INCLUDE of a file without diagnostics is ignored, and the creation succeeds. If the handler of another registry
-/// returns non-zero, the file of that registry ends there, but the creation succeeds with the libraries defined so
-/// far.
+/// This has these effects. After a diagnostic of the default handler, all lines are read, and then the creation
+/// fails. If the diagnostic is in an included file, the including file ends at the INCLUDE. But if an INCLUDE of a
+/// file without diagnostics follows the diagnostic, the diagnostic is ignored and the creation succeeds. If the
+/// warning handler of another registry returns a value other than 0, the file ends at that line, but the creation
+/// succeeds with the libraries that were defined before.
 ///
 /// @param libraryFile     the library definition file; null for an empty registry
 /// @param flags           RYN_FLAG_... values, combined by OR
 /// @param warningHandler  receives diagnostics; null for the default handler
-/// @param fatalHandler    receives misuse; may be null. The first fatal handler that is given in the process also
-///                        receives misuse without a registry
+/// @param fatalHandler    receives invalid arguments, and failures that end an operation; may be null. The first
+///                        fatal handler of the process also receives reports about registries that have none, and
+///                        reports without a registry
 /// @param options         may be null
 /// @param optionsSize     number of valid bytes of `options`: 32 for all fields, 24 for all except
 ///                        `unknownAssignHook`; if it is less than 24, `options` is ignored
@@ -142,45 +155,46 @@ VEK_API int rynInitEx(const char *libraryFile, unsigned flags, rynWarningHandler
                       rynErrorHandler fatalHandler, const rynInitOptions *options, size_t optionsSize,
                       rynHandle *handleOut);
 
-/// Creates a registry with `libraryFile`, `flags`, `warningHandler`, `fatalHandler` and `handleOut`, like
-/// rynInitEx() without options.
+/// Creates a registry like rynInitEx(), without options. The arguments `libraryFile`, `flags`, `warningHandler`,
+/// `fatalHandler` and `handleOut` are those of rynInitEx().
 VEK_API int rynInit(const char *libraryFile, unsigned flags, rynWarningHandler warningHandler,
                     rynErrorHandler fatalHandler, rynHandle *handleOut);
 
-/// Creates a registry with `libraryFile`, `warningHandler` and `handleOut`, like rynInitEx() without flags, fatal
-/// handler and options.
+/// Creates a registry like rynInitEx(), without flags, fatal handler and options. The arguments `libraryFile`,
+/// `warningHandler` and `handleOut` are those of rynInitEx().
 VEK_API int rynInitialize(const char *libraryFile, rynWarningHandler warningHandler, rynHandle *handleOut);
 
-/// Frees the registry `handle` and everything it owns. Call rynIterateEnd() for its iterations before. If `handle`
-/// is the default handle, there is no default handle afterwards.
+/// Frees the registry `handle` and everything that it owns. End all iterations over the registry with
+/// rynIterateEnd() before. If `handle` is the default handle, there is no default handle afterwards.
 VEK_API int rynReleaseHandle(rynHandle handle);
 
 /// @return the address of the variable that contains the default handle; null if no registry was ever created
 VEK_API rynHandle *rynGetCurHandle(void);
 
-/// Sets the permission bits that are removed from directories that the registry `handle` creates. Only the bits
-/// for group and other are used: `mask` AND 63 (octal 77).
+/// Sets the file mode creation mask of the registry `handle`: the permission bits that are removed from the
+/// directories that the registry creates. Only the bits for group and other are used: `mask` AND 63 (octal 77).
 VEK_API int rynSetUmask(rynHandle handle, unsigned mask);
 
-/// Sets the unknown-ASSIGN hook of registries that are created later.
-/// @param hook  null accepts every attribute
+/// Sets the unknown-ASSIGN hook (rynUnknownAssignHook) for registries that are created later.
+/// @param hook  the hook; null to accept every attribute
 /// @return the previous hook
 VEK_API rynUnknownAssignHook rynSetUnknownASSIGNfunc(rynUnknownAssignHook hook);
 
-/// Sets the path-existence setting of the process: if `on` is not 0, paths must exist. Initially it is off.
-/// Registries with RYN_FLAG_OWN_EXISTENCE_CHECK have their own setting.
+/// Sets the path-existence setting of the process: if `on` is not 0, paths must exist. The setting is off
+/// initially. A registry with RYN_FLAG_OWN_EXISTENCE_CHECK uses its own setting instead.
 ///
 /// WHILE IT IS OFF, OBJECTS IN SOME DIRECTORIES ARE NOT FOUND. RYN_PATH_READ and RYN_PATH_READ_TMP return the path
-/// in the first directory of the library without testing whether the object exists there. Iterations over a cell
-/// or a view fail with RYN_SYSTEM_ERROR if one of the library's directories does not contain it.
+/// in the first directory of the library without testing whether the object exists there. An iteration over a cell
+/// or view fails with RYN_SYSTEM_ERROR if one of the library's directories does not contain that cell or view.
 ///
-/// While it is on, a DEFINE of a directory that does not exist is a diagnostic, and the library is not defined. If
-/// VEKLIBCHECK is ON for the working directory, the directory also needs a tag file with the VEKLIBRARY entry.
+/// While the setting is on, a DEFINE of a directory that does not exist causes a diagnostic and does not define
+/// the library. If VEKLIBCHECK is ON for the working directory, the directory must also contain a tag file with
+/// the VEKLIBRARY entry.
 VEK_API void rynSetPathNoneExistWarnFlag(int on);
 
-/// Executes `text`, one statement of the library definition language, in the registry `handle`. An invalid
-/// statement has no effect, and nothing is reported. Do not call it while contexts of rynIterateLibs(),
-/// rynIterateAttrs() or rynIterateVekLibFiles() are in use.
+/// Executes `text`, one statement of the library definition language (vek.lib(5)), in the registry `handle`. An
+/// invalid statement has no effect and is not reported. Do not call this function while contexts of
+/// rynIterateLibs(), rynIterateAttrs() or rynIterateVekLibFiles() are in use.
 VEK_API void rynAddCommand(rynHandle handle, const char *text);
 
 /// Prints the registry `handle`: its files, its libraries with their attributes, its hash buckets, and its global
@@ -190,28 +204,28 @@ VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 
 // ---- implicit temporary directory
 
-/// Sets the implicit temporary directory of a registry. It contains one temporary directory for each library, with
-/// the name of the library. These directories are not created: create the directory of a library before you write
-/// to it or iterate over the library.
+/// Sets the implicit temporary directory of a registry. This directory has one subdirectory for each library, with
+/// the name of the library, which is the library's implicit temporary directory. The subdirectories are not
+/// created: create the one of a library before you write to it or iterate over the library.
 ///
-/// @param handle        the registry; null does not mean the default handle, but returns RYN_INVALID_PARAMETER
+/// @param handle        the registry. Null does not mean the default handle: the result is RYN_INVALID_PARAMETER,
 ///                      without a report
 /// @param directory     an existing directory; null or empty, with `flags` 0, removes the setting
 /// @param flags         RYN_IMPLICIT_NONE, RYN_IMPLICIT_ONLY or RYN_IMPLICIT_FIRST
-/// @param errorHandler  receives errors; null keeps the registry's handler
-/// @return RYN_OK; or the reported code of the failure, and the setting is removed
+/// @param errorHandler  receives failures of this function, now and later; null keeps the registry's error handler
+/// @return RYN_OK; or the code of the failure, which is reported and removes the setting
 VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags,
                               rynErrorHandler errorHandler);
 
-/// Flags of the implicit temporary directory.
+/// Flags of the implicit temporary directory, for rynSetImplicitTmp().
 enum {
     RYN_IMPLICIT_NONE = 0, ///< no implicit temporary directory; removes the setting
     RYN_IMPLICIT_ONLY = 1, ///< after a failure in this directory, no other is tried
     RYN_IMPLICIT_FIRST = 2 ///< after a failure, the library's other temporary directory is tried
 };
 
-/// Stores the flags of the implicit temporary directory of the registry `handle` in `*flagsOut`; 0 if there is
-/// none. After a failure, `*flagsOut` is unchanged.
+/// Stores the flags that were given to rynSetImplicitTmp() for the registry `handle` in `*flagsOut`; 0 if there is
+/// no implicit temporary directory. After a failure, `*flagsOut` is unchanged.
 VEK_API int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut);
 
 // ---- queries
@@ -219,10 +233,10 @@ VEK_API int rynGetImplicitTmpFlags(rynHandle handle, unsigned *flagsOut);
 // A design object is a library, or a cell, view or file in it. Names that an object does not have are null or
 // empty.
 
-/// Modes of rynGetPath(): which directories are tried, and which access to the object is tested. The temporary
-/// directories of a library are the implicit one, which is tried first, and the explicit one. WHILE PATHS NEED NOT
-/// EXIST, which is the default, the modes that read return the path in the first directory, even if the object is
-/// not there; see rynSetPathNoneExistWarnFlag().
+/// Modes of rynGetPath(): which directories are searched, and which access to the object is tested. A library has
+/// its own directory and up to two temporary directories: first the implicit one is searched, then the explicit
+/// one. WHILE PATHS NEED NOT EXIST, which is the default, the modes that read return the path in the first
+/// directory, even if the object is not there; see rynSetPathNoneExistWarnFlag().
 enum {
     RYN_PATH_READ = 0,             ///< temporary directories, then the library; to be read
     RYN_PATH_WRITE = 1,            ///< the first that is set: implicit, explicit, library; to be written
@@ -240,22 +254,25 @@ enum {
 ///
 /// WHILE PATHS NEED NOT EXIST, which is the default, the modes that read do not test whether the object exists;
 /// see rynSetPathNoneExistWarnFlag(). Modes that write create missing cell and view directories, but never the
-/// directory of the library. In RYN_PATH_READ and RYN_PATH_READ_TMP, a failure in the explicit temporary directory
-/// for another reason than a missing object is the result: the library's own directory is not tried.
+/// directory of the library. If RYN_PATH_READ or RYN_PATH_READ_TMP fails in the explicit temporary directory for
+/// another reason than a missing object, that failure is the result, and the library's own directory is not
+/// searched.
 ///
 /// @param handle  the registry; null for the default handle
 /// @param mode    a RYN_PATH_... value
 /// @param path    receives the path
 /// @param size    size of `path` in bytes, including the NUL
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_INVALID_PATH if the path is too long, or has
-///         a view but no cell; RYN_NO_SUCH_DIRECTORY if the library's directory does not exist, or the mode needs
-///         a temporary directory and there is none; RYN_NOT_FOR_PACKED; RYN_SYSTEM_ERROR; or the RYN_NO_SUCH_...
-///         or RYN_PERMISSION_DENIED_... code of the object, or of the first level above it that fails
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_INVALID_PATH if the path is too long, or if
+///         a view is given without a cell; RYN_NO_SUCH_DIRECTORY if the library's directory does not exist, or if
+///         the mode needs a temporary directory and there is none; RYN_NOT_FOR_PACKED; RYN_SYSTEM_ERROR; or the
+///         RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the object, or of the first level above the object
+///         that fails
 VEK_API int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, char *path, size_t size);
 
-/// Flags of rynQuery(). RYN_QUERY_LIBRARY and RYN_QUERY_TMP select the directories to search; if neither is given,
-/// both are searched. The other flags are checks; if none is given, the check is RYN_QUERY_EXISTS.
+/// Flags of rynQuery(), combined by OR. RYN_QUERY_LIBRARY and RYN_QUERY_TMP select the directories to search: the
+/// library's own directory, and its temporary directories. If neither is given, all are searched. The other flags
+/// select what is tested; if none of them is given, the existence of the object is tested.
 enum {
     RYN_QUERY_LIBRARY = 1U << 0U,
     RYN_QUERY_TMP = 1U << 1U,
@@ -266,7 +283,8 @@ enum {
 };
 
 /// Tests whether the design object `library`, `cell`, `view`, `file` of the registry `handle` exists and passes
-/// the checks of `flags`, which combine by OR. The existence is always read from the disk.
+/// the tests in `flags`. The flags are RYN_QUERY_... values, combined by OR. The existence is always read from
+/// disk, not from the stat cache.
 ///
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the most
 ///         specific name given; RYN_NO_SUCH_DIRECTORY if only temporary directories are searched and none contains
@@ -274,27 +292,27 @@ enum {
 VEK_API int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell,
                      const char *view, const char *file);
 
-// The paths that the next functions store are owned by the registry and valid until it is released.
+// The registry owns the paths that the next functions store. A path is valid until the registry is released.
 
-/// Finds where `library` was last defined in the registry `handle`. Stores the path of the library definition
-/// file in `*file` and the line in `*line`; null and 0 after a failure.
+/// Finds the statement that last defined `library` in the registry `handle`. Stores the path of its library
+/// definition file in `*file` and its line number in `*line`; null and 0 after a failure.
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_INTERNAL_ERROR if no file is recorded
 VEK_API int rynWhereDefined(rynHandle handle, const char *library, const char **file, int *line);
 
-/// Finds where `attribute` of `library` was last assigned in the registry `handle`. Stores the location in `*file`
-/// and `*line` like rynWhereDefined(). The case of the attribute's name is ignored.
+/// Finds the statement that last assigned `attribute` of `library` in the registry `handle`. Stores its location
+/// in `*file` and `*line` like rynWhereDefined(). The case of the attribute's name is ignored.
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereAssigned(rynHandle handle, const char *library, const char *attribute, const char **file,
                              int *line);
 
-/// Finds where the global temporary root of the registry `handle` was last assigned. Stores the location in
-/// `*file` and `*line` like rynWhereDefined(); here both may be null.
+/// Finds the statement that last assigned the global temporary root (ASSIGN AllLibs TmpRootDir) in the registry
+/// `handle`. Stores its location in `*file` and `*line` like rynWhereDefined(), but `file` and `line` may be null.
 /// @return RYN_OK or RYN_ATTRIBUTE_NOT_ASSIGNED
 VEK_API int rynWhereGlobalExplicitTmp(rynHandle handle, const char **file, int *line);
 
 /// Finds the statement that included the library definition file `path` in the registry `handle`. Stores the path
-/// of the including file in `*file` and the line in `*line`; null and 0 for the file that was given to
-/// rynInitEx().
+/// of the including file in `*file` and the line number of the statement in `*line`; null and 0 for the file that
+/// was given to rynInitEx().
 /// @return RYN_OK; RYN_FILE_NOT_INCLUDED; or the code of the failure to resolve `path`
 VEK_API int rynWhereIncluded(rynHandle handle, const char *path, const char **file, int *line);
 
@@ -309,14 +327,14 @@ VEK_API int rynIsAssigned(rynHandle handle, const char *library, const char *att
 ///         RYN_FILE_NOT_INCLUDED, or the code of the failure to resolve `path`
 VEK_API int rynIsIncluded(rynHandle handle, const char *path);
 
-/// Kinds of temporary directories of a library: set by ASSIGN library TMP (explicit), by ASSIGN AllLibs TmpRootDir
-/// (global), or by rynSetImplicitTmp() (implicit).
+/// Kinds of temporary directories of a library, by what sets them: ASSIGN library TMP (explicit), ASSIGN AllLibs
+/// TmpRootDir (global), rynSetImplicitTmp() (implicit).
 enum { RYN_TMP_EXPLICIT = 1, RYN_TMP_GLOBAL = 2, RYN_TMP_IMPLICIT = 4 };
 
-/// Tests whether `library` of the registry `handle` has a temporary directory of one of the kinds in `which`,
-/// which combine by OR.
+/// Tests whether `library` of the registry `handle` has a temporary directory of one of the kinds in `which`. The
+/// kinds are RYN_TMP_... values, combined by OR.
 ///
-/// @return RYN_OK if it has one; RYN_ATTRIBUTE_NOT_ASSIGNED if it has none; RYN_LIBRARY_NOT_DEFINED;
+/// @return RYN_OK if there is one; RYN_ATTRIBUTE_NOT_ASSIGNED if there is none; RYN_LIBRARY_NOT_DEFINED;
 ///         RYN_INVALID_PARAMETER, without a report, for a missing handle or a null library
 VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 
@@ -334,24 +352,26 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 // RYN_NO_SUCH_FILE; and RYN_PERMISSION_DENIED_FILE, with the path in the buffer, if the first match cannot be
 // read.
 
-/// Finds the first match of the file name `name`.
+/// Finds the first file with the name `name` along the search list.
 ///
 /// @param handle     the registry; only used for a library
-/// @param directory  the search group; null for the default groups
-/// @param library    the library whose directories replace "@LIBRARY", or null
+/// @param directory  the search group: the subdirectory to search in each directory of the search list; null for
+///                   the default groups
+/// @param library    the library whose directories replace "@LIBRARY" in the search list, or null
 /// @param path       receives the path
 /// @param size       size of `path` in bytes, including the NUL
 VEK_API int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                       char *path, size_t size);
 
-/// Finds the first match of `name` with `handle` and `library`, like rynSearch(), and stores it in the `size`
-/// bytes at `path`. The string list `directories` contains the search groups; null for the default groups.
+/// Finds the first file with the name `name` in several search groups, the string list `directories`; null for the
+/// default groups. Otherwise like rynSearch() with `handle` and `library`. Stores the path in the `size` bytes at
+/// `path`.
 VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                           char *path, size_t size);
 
-/// Finds the first match of `name` for each directory of a library. It searches once for each of these
-/// directories, like rynSearch(), with only that directory in the place of "@LIBRARY". Documented: the same path
-/// can be found several times.
+/// Finds files with the name `name`: one search for each directory of a library. Each search is like rynSearch(),
+/// with only that directory in the place of "@LIBRARY". Documented: if several searches find the same file, its
+/// path is stored several times.
 ///
 /// @param handle     the registry
 /// @param directory  the search group; null for the default groups
@@ -363,22 +383,22 @@ VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories
 VEK_API int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                           char ***paths);
 
-/// Finds the matches of `name` with `handle` and `library`, like rynFullSearch(), and stores them in `*paths`. The
-/// string list `directories` contains the search groups; null for the default groups.
+/// Finds files with the name `name` in several search groups, the string list `directories`; null for the default
+/// groups. Otherwise like rynFullSearch() with `handle` and `library`. Stores the paths in `*paths`.
 VEK_API int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                               char ***paths);
 
-/// Finds the first match of `name` in the default groups that can be written, and stores it in the `size` bytes at
-/// `path`. Those directories of `library` in the registry `handle` that can be written replace "@LIBRARY";
-/// `library` may be null.
+/// Finds the first file with the name `name` that can be written, in the default groups. Stores the path in the
+/// `size` bytes at `path`. Only directories of `library` in the registry `handle` that can be written replace
+/// "@LIBRARY"; `library` may be null.
 VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size);
 
 // ---- stat cache
 
-/// Increases or decreases the counter that switches the process-wide stat cache. While the counter is above 0,
-/// results of stat() and access() are stored, and later changes on disk are not seen. When it becomes 0, the cache
-/// is emptied. The creation of a registry sets the counter: to 1 if `RYN_STAT_CACHE_ON` is set to anything but
-/// "no" in any case, otherwise to 0.
+/// Increases or decreases the counter that switches the stat cache of the process. While the counter is above 0,
+/// results of stat() and access() are stored and used again, so that later changes on disk are not seen. When the
+/// counter becomes 0, the cache is emptied. Creating a registry sets the counter: to 1 if the environment variable
+/// `RYN_STAT_CACHE_ON` is set to anything but "no" (in upper or lower case), otherwise to 0.
 /// @param on  not 0 increases the counter; 0 decreases it, unless it is 0
 /// @return the new counter
 VEK_API int rynStatCacheCtl(int on);
@@ -393,8 +413,8 @@ VEK_API int rynStatCacheCtl(int on);
 // rynIterateVekLibFiles() point into the registry: end them before rynAddCommand() or rynReleaseHandle(). The
 // other functions read the disk when the context is created: end their contexts before rynReleaseHandle().
 //
-// A rynXIterate...() function reads only the given sources. A name that is in several directories is returned
-// once. Cells, views and files have no order.
+// A rynXIterate...() function reads only the directories that its argument `source` selects. A name that is in
+// several directories is returned once. Cells, views and files are returned in no particular order.
 //
 // Results of all functions that create a context (after a failure, the context is null): RYN_OK, also if there are
 // no items; RYN_INVALID_PARAMETER, reported, for a missing handle, a null library or context, and a null or empty
@@ -403,12 +423,12 @@ VEK_API int rynStatCacheCtl(int on);
 // Further results of functions that read the disk:
 //
 // RYN_NO_SUCH_DIRECTORY: only temporary directories are to be read and the library has none; or paths must exist
-// and the library's directory does not.
+// and the library's directory does not exist.
 //
 // RYN_NO_SUCH_CELL, RYN_NO_SUCH_VIEW: paths must exist, and no directory of the library contains the given cell
 // (for iterations over a cell) or view (for iterations over a view, also if the cell is missing).
 //
-// RYN_SYSTEM_ERROR: a directory cannot be opened. rynIterateCells() and rynIterateLibFiles() return this if a
+// RYN_SYSTEM_ERROR: a directory cannot be opened. rynIterateCells() and rynIterateLibFiles() return this code if a
 // temporary directory of the library does not exist. WHILE PATHS NEED NOT EXIST, the other functions also return it if
 // one of the library's directories does not contain the given cell or view; see rynSetPathNoneExistWarnFlag().
 //
@@ -418,119 +438,127 @@ VEK_API int rynStatCacheCtl(int on);
 // RYN_INVALID_PATH: a path has more than 4095 characters. RYN_INTERNAL_ERROR: a name in a directory has more than
 // 255 bytes. RYN_NOT_FOR_PACKED: the library is packed and packed libraries are not supported.
 
-/// Sources of the rynXIterate...() functions: the library's own directory and its temporary directories. 0 means
-/// both.
+/// Which directories a rynXIterate...() function reads: the library's own directory, its temporary directories,
+/// or, if the argument is 0, both.
 enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 
-/// Creates an iteration over the libraries of the registry `handle`, in the order of their definition, and stores
-/// it in `*context`, for rynNextLib().
+/// Creates an iteration over the libraries of the registry `handle`, in the order of their definition. Stores it
+/// in `*context`, for rynNextLib().
 VEK_API int rynIterateLibs(rynHandle handle, rynContext **context);
 
-/// Creates an iteration over the cells of `library` in the registry `handle` and stores it in `*context`, for
+/// Creates an iteration over the cells of `library` in the registry `handle`. Stores it in `*context`, for
 /// rynNextCell(). A cell is a name of ASCII letters, digits, "_", "@" and "#".
 VEK_API int rynIterateCells(rynHandle handle, const char *library, rynContext **context);
 
-/// Creates an iteration over the views of `cell` of `library` in the registry `handle` and stores it in
-/// `*context`, for rynNextView(). A view is a name with the characters of a cell.
+/// Creates an iteration over the views of `cell` of `library` in the registry `handle`. Stores it in `*context`,
+/// for rynNextView(). A view is a name of ASCII letters, digits, "_", "@" and "#".
 VEK_API int rynIterateViews(rynHandle handle, const char *library, const char *cell, rynContext **context);
 
-/// Creates an iteration over the files of `library` in the registry `handle` and stores it in `*context`, for
-/// rynNextFile(). A file is any name that cannot be a cell, also that of a directory.
+/// Creates an iteration over the files of `library` in the registry `handle`. Stores it in `*context`, for
+/// rynNextFile(). Every name in the library that is not a valid cell name is a file, even if it names a directory.
 VEK_API int rynIterateLibFiles(rynHandle handle, const char *library, rynContext **context);
 
-/// Creates an iteration over the files of `cell` of `library` in the registry `handle` and stores it in
-/// `*context`, for rynNextFile(). A file is any name that cannot be a view.
+/// Creates an iteration over the files of `cell` of `library` in the registry `handle`. Stores it in `*context`,
+/// for rynNextFile(). Every name in the cell that is not a valid view name is a file, even if it names a
+/// directory.
 VEK_API int rynIterateCellFiles(rynHandle handle, const char *library, const char *cell,
                                 rynContext **context);
 
-/// Creates an iteration over the files of `view` of `cell` of `library` in the registry `handle` and stores it in
-/// `*context`, for rynNextFile(). A file is any name with a character that the name of a view cannot have.
+/// Creates an iteration over the files of `view` of `cell` of `library` in the registry `handle`. Stores it in
+/// `*context`, for rynNextFile(). Every name in the view that is not a valid view name is a file: a name of only
+/// letters, digits, "_", "@" and "#" is left out.
 VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                 rynContext **context);
 
 /// Creates an iteration over everything below `view` of `cell` of `library` in the registry `handle` that is not a
-/// directory, at any depth, and stores it in `*context`, for rynNextFile(). The items are paths relative to the
-/// view.
+/// directory, at any depth. Stores it in `*context`, for rynNextFile(). The items are paths relative to the view.
 ///
 /// Symbolic links to directories are followed. Cycles are not detected: they are followed until a path contains
-/// more links than the system resolves (40). Such a path is returned as an item if it is in the library's
-/// directory; in a temporary directory it makes the creation fail with RYN_SYSTEM_ERROR. Because several cycles
-/// can give an exponential number of paths, in each source directory at most 1,000,000 links to directories are
-/// followed, and 64 more for each different link; more are RYN_SYSTEM_ERROR, without a report.
+/// more links than the system resolves (40). If such a path is in the library's own directory, it is returned as
+/// an item. If it is in a temporary directory, the creation fails with RYN_SYSTEM_ERROR.
+///
+/// Several cycles can give an exponential number of paths. Therefore in each source directory at most 1,000,000
+/// links to directories are followed, and 64 more for each different link. After that, the creation fails with
+/// RYN_SYSTEM_ERROR, without a report.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
 
-/// Creates an iteration over the library definition files that the registry `handle` has read and stores it in
+/// Creates an iteration over the library definition files that the registry `handle` has read. Stores it in
 /// `*context`, for rynNextFile(). The items are full paths.
 VEK_API int rynIterateVekLibFiles(rynHandle handle, rynContext **context);
 
-/// Creates an iteration over the attributes of `library` in the registry `handle`, the newest first, and stores
-/// it in `*context`, for rynNextAttr().
+/// Creates an iteration over the attributes of `library` in the registry `handle`, the newest first. Stores it in
+/// `*context`, for rynNextAttr().
 VEK_API int rynIterateAttrs(rynHandle handle, const char *library, rynContext **context);
 
-/// Creates an iteration like rynIterateCells() for `handle` and `library`, but reads only the sources in `source`.
-/// Stores it in `*context`.
+/// Creates an iteration over the cells of `library` in the registry `handle`, like rynIterateCells(), but reads
+/// only the directories that `source` selects: RYN_SOURCE_... values, combined by OR. Stores it in `*context`.
 VEK_API int rynXIterateCells(rynHandle handle, unsigned source, const char *library, rynContext **context);
 
-/// Creates an iteration like rynIterateViews() for `handle`, `library` and `cell`, but reads only the sources in
-/// `source`. Stores it in `*context`.
+/// Creates an iteration over the views of `cell` of `library` in the registry `handle`, like rynIterateViews(),
+/// but reads only the directories that `source` selects: RYN_SOURCE_... values, combined by OR. Stores it in
+/// `*context`.
 VEK_API int rynXIterateViews(rynHandle handle, unsigned source, const char *library, const char *cell,
                              rynContext **context);
 
-/// Creates an iteration like rynIterateLibFiles() for `handle` and `library`, but reads only the sources in
-/// `source`. Stores it in `*context`.
+/// Creates an iteration over the files of `library` in the registry `handle`, like rynIterateLibFiles(), but reads
+/// only the directories that `source` selects: RYN_SOURCE_... values, combined by OR. Stores it in `*context`.
 VEK_API int rynXIterateLibFiles(rynHandle handle, unsigned source, const char *library, rynContext **context);
 
-/// Creates an iteration like rynIterateCellFiles() for `handle`, `library` and `cell`, but reads only the sources
-/// in `source`. Stores it in `*context`.
+/// Creates an iteration over the files of `cell` of `library` in the registry `handle`, like
+/// rynIterateCellFiles(), but reads only the directories that `source` selects: RYN_SOURCE_... values, combined by
+/// OR. Stores it in `*context`.
 VEK_API int rynXIterateCellFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  rynContext **context);
 
-/// Creates an iteration like rynIterateViewFiles() for `handle`, `library`, `cell` and `view`, but reads only the
-/// sources in `source`. Stores it in `*context`.
+/// Creates an iteration over the files of `view` of `cell` of `library` in the registry `handle`, like
+/// rynIterateViewFiles(), but reads only the directories that `source` selects: RYN_SOURCE_... values, combined by
+/// OR. Stores it in `*context`.
 VEK_API int rynXIterateViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                  const char *view, rynContext **context);
 
-/// Creates an iteration like rynIterateAllViewFiles() for `handle`, `library`, `cell` and `view`, but reads only
-/// the sources in `source`. Stores it in `*context`.
+/// Creates an iteration over all files below `view` of `cell` of `library` in the registry `handle`, like
+/// rynIterateAllViewFiles(), but reads only the directories that `source` selects: RYN_SOURCE_... values, combined
+/// by OR. Stores it in `*context`.
 VEK_API int rynXIterateAllViewFiles(rynHandle handle, unsigned source, const char *library, const char *cell,
                                     const char *view, rynContext **context);
 
 /// Stores the name of the next library of `context` in `*name`.
-/// @return RYN_OK; RYN_ITERATION_COMPLETE; RYN_WRONG_CONTEXT_TYPE, reported, if the context has items of another
-///         kind; RYN_INVALID_PARAMETER, reported, for a null argument
+/// @return RYN_OK; RYN_ITERATION_COMPLETE if there is no next item; RYN_WRONG_CONTEXT_TYPE, reported, if the
+///         context has items of another kind; RYN_INVALID_PARAMETER, reported, for a null argument
 VEK_API int rynNextLib(rynContext *context, const char **name);
 
-/// Stores the name of the next cell of `context` in `*name`. The results are those of rynNextLib().
+/// Stores the name of the next cell of `context` in `*name`. Returns the same codes as rynNextLib().
 VEK_API int rynNextCell(rynContext *context, const char **name);
 
-/// Stores the name of the next view of `context` in `*name`. The results are those of rynNextLib().
+/// Stores the name of the next view of `context` in `*name`. Returns the same codes as rynNextLib().
 VEK_API int rynNextView(rynContext *context, const char **name);
 
-/// Stores the name or path of the next file of `context` in `*name`. The results are those of rynNextLib().
+/// Stores the name or path of the next file of `context` in `*name`. Returns the same codes as rynNextLib().
 VEK_API int rynNextFile(rynContext *context, const char **name);
 
-/// Stores the name of the next attribute of `context` in `*name` and its value in `*value`. The results are those
-/// of rynNextLib().
+/// Stores the name of the next attribute of `context` in `*name` and its value in `*value`. Returns the same codes
+/// as rynNextLib().
 VEK_API int rynNextAttr(rynContext *context, const char **name, const char **value);
 
-/// Ends an iteration and frees `context`.
+/// Ends the iteration of `context` and frees `context`.
 VEK_API int rynIterateEnd(rynContext *context);
 
-/// Prints `context`: the kind of its items, the next item and all items.
+/// Prints `context`: the kind of its items, the next item, and all items.
 /// @param stream  null for standard output
 VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 
 // ---- specifiers and packed libraries
 
-/// Creates a specifier for the design object `library`, `cell`, `view`, `file`, see vekfs(3). The caller frees it
-/// with vekFSFreeSpec(). If only `library` is given, without `parent`, it is a specifier for the library.
+/// Creates a specifier (vekFSSpec, see vekfs(3)) for the design object `library`, `cell`, `view`, `file`. The
+/// caller frees it with vekFSFreeSpec(). If only `library` is given, without `parent`, it is a specifier for the
+/// library.
 ///
-/// @param handle   the registry; null does not mean the default handle, but returns RYN_INVALID_PARAMETER
+/// @param handle   the registry. Null does not mean the default handle: the result is RYN_INVALID_PARAMETER
 /// @param mode     a mode of rynGetPath()
 /// @param library  may be null if `parent` is given
-/// @param parent   null, or a specifier from this function; the names then extend its object. Documented: if no
-///                 names are given, `parent` itself is returned; free it only once
+/// @param parent   null, or a specifier from this function; the given names are then added to those of its object.
+///                 Documented: if no names are given, `parent` itself is returned; free it only once
 /// @param flags    RYN_SPEC_NATIVE or RYN_SPEC_STDIO
 /// @param spec     receives the specifier; null after a failure
 /// @return RYN_OK; RYN_INVALID_PARAMETER without a report; RYN_MEMORY_ERROR; or a result of rynGetPath()
@@ -544,13 +572,13 @@ enum {
     RYN_SPEC_STDIO = 1   ///< files are opened as buffered streams, see vekFSStdioCreatePathSpec()
 };
 
-/// @return 1 if `spec` is a directory or a symbolic link to one, otherwise 0
+/// @return 1 if `spec` is a directory or a symbolic link to a directory, otherwise 0
 VEK_API int rynIsSpecDir(vekFSSpec *spec);
 
-/// Appends "%" to the name of the archive of the packed `library` in the registry `handle`. Afterwards the library
-/// is read from its directory.
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED if it is not defined or not packed; RYN_SYSTEM_ERROR if the archive cannot
-///         be renamed
+/// Makes the packed `library` in the registry `handle` an unpacked one: appends "%" to the name of its archive, so
+/// that the library is read from its directory afterwards.
+/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED if the library is not defined or not packed; RYN_SYSTEM_ERROR if the
+///         archive cannot be renamed
 VEK_API int rynInvalidatePackedLib(rynHandle handle, const char *library);
 
 VEK_END_DECLS
