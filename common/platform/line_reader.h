@@ -9,34 +9,38 @@
 
 namespace vek {
 
-/// A buffer for a line of at most 4095 characters and its NUL.
+/// A buffer for one line: at most 4095 characters, and a NUL after them.
 using LineBuffer = std::array<char, VEK_PATH_SIZE>;
 
-/// Reads lines from a descriptor or from a text, with the same results as vek_fgets(): a line has at most 4095
-/// characters including its newline, a longer one is returned in pieces, and a final "\r\n" becomes "\n". It reads
-/// without a stream, because closing a stream would close a descriptor that holds a lock, and because a stream costs
-/// two more system calls.
+/// Reads text lines from a file descriptor, from a text in memory, or from a text and then a descriptor. The results
+/// are the same as those of vek_fgets(): at most 4095 characters at a time, and "\r\n" becomes "\n".
+///
+/// Does not use a stdio stream (FILE), because fclose() closes the descriptor, and a lock on the file is released
+/// when its descriptor is closed. A stream would also cost two more system calls.
 class LineReader {
   public:
-    /// Reads from the current offset of the descriptor `file`, which the caller closes.
+    /// Creates a reader for the descriptor `file`, which begins at the current file offset. The caller closes `file`.
     explicit LineReader(int file) : file_(file) {}
-    /// Reads from `text`, which must outlive the reader.
+    /// Creates a reader for the lines of `text`. The text is not copied, so it must stay valid while the reader is
+    /// used.
     explicit LineReader(std::string_view text) : rest_(text) {}
-    /// Reads from `text` and then from the descriptor `file`, as if both were one file. If `file` is -1, reads only
-    /// from `text`.
+    /// Creates a reader that returns the lines of `text` followed by those of the descriptor `file`, as if both were
+    /// one file. If `file` is -1, returns only the lines of `text`.
     LineReader(std::string_view text, int file) : file_(file), rest_(text) {}
     LineReader(const LineReader &) = delete; // rest_ can point into block_
     LineReader &operator=(const LineReader &) = delete;
 
-    /// Reads the next line into `line`.
-    /// @return false at the end of the file, and after a read error
+    /// Stores the next line, including its newline, and a NUL in `line`. A line of more than 4095 characters is
+    /// returned in pieces by several calls.
+    /// @return true; false at the end of the file, or if read() has failed
     [[nodiscard]] bool next(LineBuffer &line);
 
-    /// @return true if next() returned false because read() failed
+    /// @return true if read() has failed. When next() returns false, this distinguishes a read error from the end of
+    ///         the file
     [[nodiscard]] bool hasFailed() const { return failed_; }
 
-    /// @return the bytes that were read, but that next() has not returned yet. They lie in the text that was given to
-    ///         the constructor, or in this object.
+    /// @return the bytes that were read, but that next() has not returned yet. They are not copied: the view points
+    ///         into the text given to the constructor, or into the buffer of this object
     [[nodiscard]] std::string_view unread() const { return rest_; }
 
   private:

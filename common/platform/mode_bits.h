@@ -7,7 +7,7 @@
 
 namespace vek {
 
-/// The effective user and group ID of a process, for which the kernel checks permissions.
+/// The effective user ID and group ID of a process: the IDs for which the kernel checks file permissions.
 struct EffectiveIds {
     uid_t user;
     gid_t group;
@@ -15,24 +15,25 @@ struct EffectiveIds {
     static EffectiveIds ofProcess() { return {geteuid(), getegid()}; }
 };
 
-/// Tests whether the mode bits of a file alone prove that an access is granted, so that access() need not be called.
+/// Tests whether the mode bits of a file prove that the process may access the file. Used to save a call of access().
 ///
 /// @param record  the stat record of the file
 /// @param mode    R_OK, W_OK or X_OK; for any other value the result is false
-/// @return true if the access is granted; false if only access() can find out
+/// @param ids     the effective user and group ID of the process
+/// @return true if the mode bits grant the access; false if the caller must call access() to find out
 [[nodiscard]] constexpr bool modeBitsGrant(const struct stat &record, int mode, const EffectiveIds &ids) {
     if (mode != R_OK && mode != W_OK && mode != X_OK) {
         return false;
     }
-    // R_OK, W_OK and X_OK have the values of the permission bits for others, so shifting gives those of group and
-    // owner.
+    // R_OK, W_OK and X_OK have the same values as the permission bits for others (S_IROTH, S_IWOTH, S_IXOTH). In
+    // `st_mode`, the bits for the group are 3 bits higher, and the bits for the owner 6 bits higher.
     static_assert(R_OK == S_IROTH && W_OK == S_IWOTH && X_OK == S_IXOTH);
     const auto others = static_cast<mode_t>(mode);
     const mode_t group = others << 3U;
     const mode_t owner = others << 6U;
-    // Documented: if neither the effective user owns the file nor the effective group is its group, all three bits must
-    // be set. The process may be a member through a supplementary group, which is not tested here; the kernel then
-    // tests the group bit.
+    // Documented: if the effective user does not own the file and the effective group is not its group, the result is
+    // true only if the bits for owner, group and others are all set. The bit for others alone proves nothing: if the
+    // process is a member of the group through a supplementary group, the kernel tests the group bit instead.
     mode_t needed = others | group | owner;
     if (record.st_uid == ids.user) {
         needed = owner;

@@ -7,7 +7,7 @@
 namespace vek {
 
 OwnedDescriptor openDescriptorForReading(const char *path) {
-    // O_NONBLOCK: otherwise open() of a pipe blocks until another process opens it for writing.
+    // O_NONBLOCK: without it, open() of a named pipe waits until another process opens the pipe for writing.
     OwnedDescriptor file(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
     if (!file.valid() || fstat(file.get(), &status) != 0) {

@@ -5,14 +5,14 @@
 
 namespace vek {
 
-/// Opens a text file of unknown origin for reading, with O_CLOEXEC. If `path` is not a regular file, /dev/null is
-/// opened instead, which is empty: reading a pipe or device could block or never end.
+/// Opens the file `path` for reading, with O_CLOEXEC. If `path` is not a regular file, opens /dev/null instead, so
+/// that the caller reads an empty file: reading a pipe or a device could block, or never reach an end.
 ///
-/// @return the descriptor; an invalid one with `errno` set if the file cannot be opened
+/// @return the descriptor; if the file cannot be opened, an invalid one, with `errno` set
 [[nodiscard]] OwnedDescriptor openDescriptorForReading(const char *path);
 
-/// Opens a text file like openDescriptorForReading(), as a stream.
-/// @return the stream; null with `errno` set if the file cannot be opened
+/// Opens the file `path` like openDescriptorForReading(), but returns a stdio stream.
+/// @return the stream; null with `errno` set if the file cannot be opened or memory is exhausted
 [[nodiscard]] OwnedStream openForReading(const char *path);
 
 } // namespace vek

@@ -5,8 +5,8 @@
 
 namespace vek {
 
-/// Repeats the system call `call` while it fails with EINTR. Makes at most 100 calls, so that an endless series of
-/// signals cannot make this function hang.
+/// Calls `call`, a function that makes one system call, again and again while it fails with EINTR (interrupted by a
+/// signal). Stops after 100 calls, because signals that arrive continuously would otherwise make this loop endless.
 /// @return the result of the last call
 template <typename Call>
 auto retryInterrupted(Call call) {

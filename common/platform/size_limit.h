@@ -5,8 +5,8 @@
 
 namespace vek {
 
-/// Ignores SIGXFSZ while in scope: a write() beyond RLIMIT_FSIZE then fails with EFBIG instead of ending the process
-/// halfway through an edit.
+/// RAII guard: ignores the signal SIGXFSZ until the end of its scope. A write() beyond the file size limit
+/// RLIMIT_FSIZE then fails with EFBIG. Without this guard, the signal would end the process while it changes a file.
 class SizeLimitSignalGuard {
   public:
     SizeLimitSignalGuard() {

@@ -16,12 +16,12 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-// Tests whether file names are case-sensitive: creates two files whose names differ only in case, and writes its own
-// name to each file. If the first file then contains the name of the second one, both names belong to the same file.
+// Tests whether a file system distinguishes upper and lower case in file names. Creates two files whose names differ
+// only in case, and writes to each file its own name. If the first file then contains the name of the second file,
+// both names belong to one file, so names are not case-sensitive.
 //
-// Costs 15 system calls: getpid(), stat(), access() and getrlimit(); open() and pwrite() for each file; open(), read()
-// and close() to read the first one again; unlink() and close() for each file. Other calls are made only if a file of
-// one of these names exists already.
+// If neither file exists before, the test makes 15 system calls: getpid(), stat(), access() and getrlimit(); open(),
+// pwrite(), unlink() and close() for each of the two files; open(), read() and close() to read the first file.
 
 static constexpr std::string_view kLowerName = "vekfscasesensitivity";
 static constexpr std::string_view kMixedName = "vekFsCaseSensitivity";
@@ -30,7 +30,7 @@ namespace {
 
 using vek::DirectoryIdentity;
 
-/// A probe file, removed by its destructor.
+/// One of the two files that the test creates: its path and its open descriptor. The destructor removes the file.
 class ProbeFile {
   public:
     ProbeFile() = default;
@@ -44,26 +44,28 @@ class ProbeFile {
         }
     }
 
-    /// Creates the file NAME.PROCESS in `directory`, or opens an existing one if it is a regular file with one hard
-    /// link. Does not change any other file of that name.
-    /// @return false with `errno` set if the file cannot be used
+    /// Creates the file DIRECTORY/NAME.PROCESS and opens it for writing; PROCESS is the process ID. If a file of this
+    /// name exists, opens it only if it is a regular file with one hard link; any other file is left unchanged.
+    /// @return true; false with `errno` set if the file cannot be used
     bool open(std::string_view directory, std::string_view name, pid_t process);
 
-    /// Tests whether the path of this file leads to the file `other`, through a symbolic link. If so, duplicates the
-    /// descriptor of `other`. @return false if it does not, or after an error
+    /// Uses the file `other` if the path of this object is a symbolic link to that file: write() then writes to
+    /// `other`, through a duplicate of its descriptor.
+    /// @return true; false if the path does not lead to the file `other`, or if a system call fails
     bool openAliasOf(const ProbeFile &other);
 
-    /// Replaces the content of the file by `text`. @return false after an error
+    /// Replaces the content of the file by `text`. @return true; false if ftruncate() or pwrite() fails
     [[nodiscard]] bool write(std::string_view text) const;
 
-    /// Opens the file again by its path and reads it.
-    /// @return VEK_CASE_SENSITIVE if it contains kLowerName, VEK_CASE_INSENSITIVE if it contains kMixedName, otherwise
-    ///         VEK_CASE_UNKNOWN
+    /// Opens the file again by its path, reads it and compares its content with the names of both files.
+    /// @return VEK_CASE_SENSITIVE if the content is kLowerName; VEK_CASE_INSENSITIVE if it is kMixedName, because
+    ///         both names then belong to one file; VEK_CASE_UNKNOWN for other content or after an error
     [[nodiscard]] int readResult() const;
 
   private:
-    /// Opens the existing file `path_` and stores its size in `size_`.
-    /// @return false with `errno` set, to EEXIST if it is not a regular file with one hard link
+    /// Opens the existing file `path_` for writing and stores its size in bytes in `size_`.
+    /// @return true; false with `errno` set: EEXIST if it is not a regular file with one hard link, otherwise the
+    ///         error of open() or fstat()
     bool openExisting();
 
     static constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -81,7 +83,8 @@ bool ProbeFile::open(std::string_view directory, std::string_view name, pid_t pr
         errno = ENAMETOOLONG;
         return false;
     }
-    // A file that O_EXCL has created is regular, has one link and is empty.
+    // If open() with O_EXCL succeeds, the file is new: a regular, empty file with one hard link. Only an existing
+    // file must therefore be checked, in openExisting().
     file_ = vek::OwnedDescriptor(::open(path_.c_str(), kFlags | O_EXCL, 0666));
     return file_.valid() || (errno == EEXIST && openExisting());
 }
@@ -111,8 +114,8 @@ bool ProbeFile::openAliasOf(const ProbeFile &other) {
 }
 
 bool ProbeFile::write(std::string_view text) const {
-    // Truncate only if the old content is longer. After a truncation to size 0, close() waits for the disk on ext4
-    // (auto_da_alloc).
+    // Truncate only if the old content is longer than the new one: when a file was truncated to size 0, close() on
+    // ext4 starts to write its new data to the disk (mount option auto_da_alloc), which takes long.
     if (size_ > static_cast<off_t>(text.size()) && ftruncate(file_.get(), 0) != 0) {
         return false;
     }
@@ -145,12 +148,13 @@ int ProbeFile::readResult() const {
 
 } // namespace
 
-/// Removes components from the end of `path` until it is an existing directory. @return false if there is none
+/// Removes components from the end of `path`, in place, until `path` is an existing directory.
+/// @return true; false if no existing directory remains
 static bool cutToDirectory(char *path) {
     std::string_view rest(path);
     while (vekFileIsDirectory(path) == 0) {
         const std::size_t slash = rest.rfind('/');
-        // Documented: the directory "/" is used only if `path` is "/".
+        // Documented: the path is never cut to "/". The directory "/" is used only if the caller passed "/" itself.
         if (slash == std::string_view::npos || slash == 0) {
             return false;
         }
@@ -160,16 +164,18 @@ static bool cutToDirectory(char *path) {
     return true;
 }
 
-/// @return true if RLIMIT_FSIZE allows a file of `size` bytes, so that writing it does not send SIGXFSZ
+/// @return true if the file size limit RLIMIT_FSIZE allows a file of `size` bytes, so that writing it does not send
+///         SIGXFSZ
 static bool mayWrite(std::size_t size) {
     rlimit limit = {};
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur >= size;
 }
 
 static int probe(std::string_view directory) {
-    // Beyond RLIMIT_FSIZE, the first pwrite() would send SIGXFSZ, which ends the process, or fail with EFBIG.
+    // Test the file size limit first: a pwrite() beyond it would send SIGXFSZ, which ends the process, or fail with
+    // EFBIG.
     if (!mayWrite(kLowerName.size())) {
-        return VEK_CASE_UNKNOWN; // Not reached: such a process cannot write its counts
+        return VEK_CASE_UNKNOWN; // Not reached: a process with such a limit cannot write its coverage data
     }
     const pid_t process = getpid();
     ProbeFile lower;

@@ -57,14 +57,16 @@ int vekReadSymLink(const char *path, char *buf) {
     return 1;
 }
 
-/// Creates the directory `path`, whose parent must exist.
-/// @return true if `path` is a directory afterwards; otherwise false, and the error is reported
+/// Creates the directory `path`. Its parent directory must exist.
+/// @return true if `path` is a directory afterwards; otherwise false, after a message through vekReportError()
 static bool makeDirectory(const char *path) {
-    // Documented: mkdir() is called with all mode bits set; the umask reduces them.
+    // Documented: mkdir() receives the mode 0xFFFF, in which all permission bits and the sticky bit are set. The
+    // umask then removes permissions.
     if (mkdir(path, 0xFFFF) == 0) {
         return true;
     }
-    // mkdir() fails if the directory exists: for "a/b/" after "a/b" was created, or if another process created it.
+    // mkdir() also fails if the directory exists. This is not an error: another process may have created the
+    // directory, or, for "a/b/", the previous call has created "a/b".
     if (vekFileIsDirectory(path) == 1) {
         return true;
     }
@@ -84,8 +86,8 @@ int vekBuildDirPath(const char *path) {
     if (!copy) {
         return 0;
     }
-    // First loop: replace each "/" by a NUL, from right to left, until the path is an existing ancestor. Second loop:
-    // restore each "/", from left to right, and create the directory.
+    // First loop: cut the path at each "/", from right to left, until the rest is an existing directory. Second loop:
+    // restore each "/", from left to right, and create the directory that the path then names.
     const std::size_t length = std::strlen(path);
     std::size_t end = length;
     while (true) {
@@ -114,7 +116,8 @@ int vekBuildDirPath(const char *path) {
     return 0;
 }
 
-/// Creates and removes a file in the directory `path`. @return 1 if that succeeds, otherwise 0
+/// Tests whether the process may create files in the directory `path`: creates the file vekFileWritableTest there,
+/// and removes it. @return 1 if the file was created, otherwise 0
 static int isDirectoryWritable(const char *path) {
     vek::PathText file;
     if (!file.assign(std::string_view(path), '/', std::string_view("vekFileWritableTest"))) {
@@ -122,8 +125,9 @@ static int isDirectoryWritable(const char *path) {
     }
     vek::OwnedDescriptor opened(open(file.c_str(), kOpenToTest | O_CREAT | O_NOFOLLOW, 0644));
     if (!opened.valid()) {
-        // O_NOFOLLOW: open() fails with ELOOP if the name is a symbolic link. unlink() of the link needs the same
-        // permission as creating a file, so its result is the same.
+        // If the name is a symbolic link, open() with O_NOFOLLOW fails with ELOOP. Remove the link in this case:
+        // unlink() needs the same permission for the directory as creating a file, so its success gives the same
+        // result.
         return errno == ELOOP && unlink(file.c_str()) == 0 ? 1 : 0;
     }
     static_cast<void>(opened.close());
@@ -139,6 +143,6 @@ int vekFileWritable(const char *path) {
     if (opened.valid()) {
         return 1;
     }
-    // open() for writing fails with EISDIR for a directory only, so no stat() is needed.
+    // open() for writing fails with EISDIR only if `path` is a directory. Therefore no stat() is needed to find out.
     return errno == EISDIR ? isDirectoryWritable(path) : 0;
 }

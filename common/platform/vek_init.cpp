@@ -11,8 +11,9 @@
 char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 char *vekiRootPath = nullptr;
 
-// what(1) searches an executable for strings that begin with "@(#)" and prints them. This string is in the same object
-// file as vekInit(), so every program that calls vekInit() contains it.
+// The version string for the command what(1), which searches an executable for strings that begin with "@(#)" and
+// prints them. The string is in the same object file as vekInit(), so that the linker adds it to every program that
+// calls vekInit().
 [[gnu::used, gnu::retain]] const char vekIdentString[] =
     "@(#)$VEK: VEKCOMMON version 06.01 09/07/2006 03:04 (lnx86) $";
 
@@ -25,7 +26,7 @@ int vekInitNonVEKApp(const char *exeName) {
     if (startUp.initialized != 0) {
         return 0;
     }
-    // Documented: initialization sets the flag to 1 even if cmnNoInstallRootRequired() was called before.
+    // Documented: initialization sets this flag to 1, even if cmnNoInstallRootRequired() has set it to 0 before.
     startUp.installRootRequired = 1;
     const std::size_t length = exeName == nullptr ? 0 : strnlen(exeName, VEKI_EXECUTABLE_NAME_MAX);
     if (length > 0) {
@@ -45,7 +46,8 @@ int vekInitDone(void) {
 }
 
 void cmnNoInstallRootRequired(void) {
-    // Documented: a call after initialization has no effect, and initialization overrides a call before it.
+    // Documented: this function has no effect after initialization. A call before initialization has no lasting
+    // effect, because vekInit() sets the flag to 1.
     if (startUp.initialized == 0) {
         startUp.installRootRequired = 0;
     }
@@ -63,7 +65,8 @@ const char *vekPlat(void) {
     return "lnx86";
 }
 
-/// Moves `text` after its first word. @return the word, without the white space before it
+/// Moves `text` to the end of its first word, which white space can precede.
+/// @return the word, without the white space; empty if there is no word
 static std::string_view nextWord(const char *&text) {
     while (vek::isSpace(*text)) {
         ++text;

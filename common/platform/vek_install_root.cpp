@@ -1,8 +1,9 @@
 #include "common/platform/vek_install_root.h"
 
-// Finds installation roots: walks up from the executable, or from a given file, and tests in each directory whether a
-// marker file exists. A search makes at most two stat() calls for each directory of the path. The root of the running
-// tool is stored for the process. A failure is not stored, so the next query searches again.
+// Search for installation roots. An installation root is a directory that contains a marker file, see kMarkers. The
+// search tests the directory of an executable, or a given directory, and then each directory above it, with at most
+// two stat() calls per directory. The installation root of the running program is stored for the process. A failure
+// is not stored, so the next query searches again.
 
 #include "common/base/owned.h"
 #include "common/base/print_error.h"
@@ -20,19 +21,22 @@
 #include <cstdlib>
 #include <cstring>
 
-// The marker files. A directory that contains one of them is an installation root. They are tested in this order.
+// The marker files, as texts that are appended to the path of a directory. The directory is an installation root if
+// one of them exists in it as an executable file. They are tested in this order.
 static constexpr std::array<std::string_view, 2> kMarkers = {"/tools/bin/vek_root",
                                                              "/tools.lnx86/bin/vek_root"};
 
 constinit vek::Installation vek::runningInstallation;
 
 namespace {
-/// Where findRoot() begins: in `path` itself, or in its parent directory.
+/// The first directory that findRoot() tests: `path` itself, or the parent directory of `path`.
 enum class FirstDirectory { Path, Parent };
 } // namespace
 
-/// Walks up `path` to the nearest installation root. The directory "/" is tested last, as the empty string.
-/// @return the length of the root, which is a prefix of `path`; nullopt if there is none
+/// Finds the nearest installation root at or above `path`. Tests `path` or its parent directory, as `first` selects,
+/// and then each directory above it, up to "/".
+/// @return the length of the installation root, which is a prefix of `path` (0 if the root is "/"); nullopt if no
+///         directory is an installation root
 static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory first) {
     vek::ExecutableText candidate;
     if (!candidate.assign(path)) {
@@ -42,7 +46,8 @@ static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory
     while (length != std::string_view::npos) {
         for (const std::string_view marker : kMarkers) {
             candidate.truncate(length);
-            // A marker whose path does not fit into the buffer is longer than PATH_MAX and cannot exist.
+            // append() fails if the path of the marker file does not fit into `candidate`, which has more than
+            // PATH_MAX bytes. Such a file cannot exist.
             if (candidate.append(marker) && vekiFileExistsExecutable(candidate.c_str()) == 1) {
                 return length;
             }
@@ -52,8 +57,9 @@ static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory
     return std::nullopt;
 }
 
-/// Looks up `command` in the file `.command_table.dat` in the directory of `executable`, and replaces `executable` by
-/// the path that the table gives. If there is no such table or entry, `executable` is unchanged.
+/// Replaces `executable` by the path that the command table lists for `command`. The command table is the file
+/// `.command_table.dat` in the directory of `executable`. If the file does not exist or does not list the command,
+/// `executable` is unchanged.
 static void followCommandTable(const char *command, vek::ExecutableText &executable) {
     const std::string_view directory(executable.c_str(), executable.view().rfind('/') + 1);
     vek::PathText table;
@@ -80,8 +86,8 @@ vek::Discovery vek::discoverInstallation(const char *command) {
     return discovery;
 }
 
-/// Calls discoverInstallation() and prints its error on standard error. If vekInit() was not called, prints this error
-/// instead and returns an empty result.
+/// Calls discoverInstallation() for `command` and prints its error, if any, on standard error. If vekInit() was not
+/// called, prints a message about this instead and returns an empty result.
 static vek::Discovery discoverOrReport(const char *command) {
     if (vekInitDone() == 0) {
         vek::printError("ERROR! vekInit has not been called\n");
@@ -133,15 +139,18 @@ char *vekGetInstallRootFromPath(const char *exePath) {
     if (cmnGetInstallRootRequired() == 0 || exePath == nullptr || *exePath == '\0') {
         return nullptr;
     }
-    // Documented: `exePath` is cut to 4096 characters, because vekInit() cuts the name of a tool in the same way.
+    // Documented: only the first 4096 characters of `exePath` are used, because vekInit() also stores only the first
+    // 4096 characters of a program's name.
     vek::FixedText<sizeof vekiExecutableName> command;
     command.appendCut(exePath);
     command.edit(vekCanonicalizeDirSep);
     return copyRoot(discoverOrReport(command.c_str()));
 }
 
-/// Finds the root of the installation that contains the file or directory `file`, and stores it in `root`.
-/// @return false if there is none, or if getcwd() fails for a relative path, which is printed on standard error
+/// Finds the installation root of the installation that contains the file or directory `file`, and stores its path in
+/// `root`. If `file` is relative, it is relative to the working directory.
+/// @return true; false if there is no installation root, if a path is too long, or if getcwd() fails, which is also
+///         printed on standard error
 static bool findRootOfFile(std::string_view file, vek::PathText &root) {
     vek::PathText path;
     if (file.empty() || file[0] != '/') {
@@ -170,8 +179,8 @@ char *vekGetInstallRootFromFilePath(const char *path) {
     return findRootOfFile(path, root) ? vek::copyOrReport(root.view()) : nullptr;
 }
 
-/// @return the value of VEK_STRM_DIR_LIST if VEK_STRM_ACTIVE is set, otherwise of PATH: a list of directories separated
-///         by ":". Null if the variable is not set
+/// @return a list of directories, separated by ":": the value of the environment variable VEK_STRM_DIR_LIST if the
+///         variable VEK_STRM_ACTIVE is set, otherwise the value of PATH. Null if that variable is not set
 static const char *installationList() {
     return std::getenv(std::getenv("VEK_STRM_ACTIVE") != nullptr ? "VEK_STRM_DIR_LIST" : "PATH");
 }

@@ -10,11 +10,12 @@
 #include <cstdlib>
 #include <cstring>
 
-// Documented: a path below the installation root has at most 4096 characters.
+// Documented: vekGetInstPathInBuf() returns 0 if the path below the installation root has more than 4096 characters.
 static constexpr std::size_t kLongestSub = 4096;
 
-/// Stores `directory`, `separator` and `sub`, joined, in `buf`, which has `size` bytes. `sub` may point into `buf`.
-/// @return false if the path does not fit; `buf` is then unchanged
+/// Writes `directory`, `separator` and `sub`, in this order, and a NUL into `buf`, which has `size` bytes. `sub` may
+/// point into `buf`.
+/// @return true; false if the text does not fit, and `buf` is then unchanged
 static bool joinInBuffer(char *buf, std::size_t size, std::string_view directory, std::string_view separator,
                          std::string_view sub) {
     const std::size_t before = directory.size() + separator.size();
@@ -28,7 +29,7 @@ static bool joinInBuffer(char *buf, std::size_t size, std::string_view directory
     return true;
 }
 
-/// Prints on standard error why there is no installation root.
+/// Prints on standard error that the running program has no installation root, and where it was searched.
 static void printMissingRoot() {
     const char *const marker = "tools/bin/vek_root";
     const char *const arg0 = vekiExecutableName;
@@ -77,8 +78,9 @@ char *vekGetInstPath(const char *sub) {
     return isFound ? vekiCopyString(path.c_str()) : nullptr;
 }
 
-/// @return the first line of the file bin/vek_plat.dat in the tools directory `tools`, cut to 15 characters, which is
-///         longer than the name of this platform; empty if there is no file
+/// Reads the first line of the file bin/vek_plat.dat in the tools directory `tools`: the name of the platform for
+/// which this directory was installed.
+/// @return the name, cut to 15 characters, which is more than "lnx86" needs; empty if the file is missing or empty
 static vek::FixedText<16> readPlatform(std::string_view tools) {
     vek::FixedText<16> platform;
     vek::InstalledText file;
@@ -97,8 +99,9 @@ static vek::FixedText<16> readPlatform(std::string_view tools) {
     return platform;
 }
 
-/// Finds the tools directory of this platform under the installation root `root`, and stores its path in `tools`.
-/// @return false if there is none; `tools` is then undefined
+/// Finds the tools directory of this platform in the installation root `root`, and stores its path in `tools`. The
+/// tools directory is ROOT/tools or ROOT/tools.lnx86.
+/// @return true; false if there is none, and the content of `tools` is then undefined
 static bool findTools(std::string_view root, vek::InstalledText &tools) {
     if (!tools.assign(root, std::string_view("/tools"))) {
         return false; // Not reached: a longer path, that of the marker of `root`, exists
@@ -118,11 +121,12 @@ static bool findTools(std::string_view root, vek::InstalledText &tools) {
     return vekiPathExists(tools.c_str()) == 1;
 }
 
-/// Finds the tools directory of the running tool and stores it in `installation`. Later calls return the stored path.
-/// @return the tools directory; null if there is none
+/// Returns the path of the tools directory of the running program. The first success is stored in `installation`, so
+/// that later calls return the path without a search.
+/// @return the path; null if there is no tools directory
 static const char *toolsDirectory(vek::Installation &installation) {
     if (!installation.hasTools) {
-        // Documented: the install-root-required flag has no effect on the tools directory.
+        // Documented: the tools directory is searched even if cmnGetInstallRootRequired() returns 0.
         const char *root = vek::installRoot();
         installation.hasTools = root != nullptr && findTools(root, installation.tools);
     }
@@ -134,7 +138,8 @@ int vekGetToolsPathInBuf(char *buf, size_t size, const char *sub) {
     if (tools == nullptr) {
         return 0;
     }
-    // An empty `sub` gives a path that ends with "/"; null gives the path without it.
+    // If `sub` is empty, the result is the tools directory followed by "/". If `sub` is null, the result has no final
+    // "/".
     const bool joined =
         sub == nullptr ? vek::copyToBuffer(tools, buf, size) : joinInBuffer(buf, size, tools, "/", sub);
     return joined ? 1 : 0;

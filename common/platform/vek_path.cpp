@@ -24,7 +24,8 @@ int vekIsRoot(const char *path) {
     vek::PathComponents components(path + 1);
     std::string_view component;
     while (components.next(component)) {
-        // Documented: "." and ".." are accepted only before a "/", so "/." and "/.." give 0.
+        // Documented: a component "." or ".." is accepted only if a "/" follows it. Therefore the result for "/." and
+        // "/.." is 0, although both paths lead to the root directory.
         const bool isKept = components.isEnd() ? component.empty()
                                                : component.empty() || component == "." || component == "..";
         if (!isKept) {
@@ -42,7 +43,7 @@ char *vekMkRootedPath(const char *path, char *out) {
     if (path == nullptr) {
         return nullptr;
     }
-    // Documented: a failure frees the caller's buffer.
+    // Documented: after a failure, the function frees `out`, the buffer of the caller.
     vek::OwnedText buffer(out);
     if (vekIsRooted(path) == 1) {
         if (!buffer) {
@@ -65,9 +66,9 @@ void vekiCleanupRootedPath(char *path) {
     if (path == nullptr) {
         return;
     }
-    // One pass in O(n): each component is moved to its final offset, and ".." removes the last component before that.
-    // The text before the first "/" is never removed; it is empty in an absolute path. The last component is never
-    // removed.
+    // One pass in O(n): moves each component to its final offset. A ".." also removes the component before it. Two
+    // parts are never removed: the text before the first "/", which is empty in an absolute path, and the last
+    // component.
     vek::PathComponents components{std::string_view(path)};
     std::string_view component;
     static_cast<void>(components.next(component));

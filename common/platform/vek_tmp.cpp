@@ -1,8 +1,9 @@
 #include "common/platform/vek_tmp.h"
 
-// Temporary names. The run of "X" at the end of a template is replaced by random digits and letters. While the name
-// exists, the run is incremented as a number in base 62 whose leftmost digit is the lowest. The search ends when the
-// number overflows or an error other than EEXIST occurs.
+// Unique names for temporary files. Each "X" at the end of a template is replaced by a random digit or letter. If the
+// name exists, the next name is tried: the replaced characters are incremented as a number in base 62 whose least
+// significant digit is the leftmost one. The search ends when a name does not exist, when the number overflows, or
+// after an error other than EEXIST.
 
 #include "common/base/owned.h"
 #include "common/base/print_error.h"
@@ -28,12 +29,12 @@ constexpr std::string_view kAlphabet = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcd
 constexpr std::string_view kRun = "XXXXXX";
 constexpr std::string_view kDefaultPrefix = "tmp.";
 
-/// The candidates of vekGetTmpDir(), in the order in which they are tried. "$" marks an environment variable, whose
-/// value is the directory.
+/// The directories that vekGetTmpDir() tries, in this order. An element that begins with "$" names an environment
+/// variable, whose value is the directory.
 constexpr std::array<const char *, 4> kDirectories = {"$VEK_TMP_DIR", "$TMPDIR", "$TEMPDIR", "/tmp"};
 
-/// Makes a seed for rand_r() from the time and the process ID.
-/// @return false with `errno` set if gettimeofday() fails, which is printed on standard error
+/// Computes a seed for rand_r() from the time and the process ID, and stores it in `seed`.
+/// @return true; false with `errno` set if gettimeofday() fails, which is also printed on standard error
 bool makeSeed(unsigned &seed) {
     timeval now = {};
     if (gettimeofday(&now, nullptr) != 0) {
@@ -47,8 +48,9 @@ bool makeSeed(unsigned &seed) {
     return true;
 }
 
-/// Replaces each "X" directly before `end`, but not before `name`, by a random digit or letter.
-/// @return the first character that was replaced; `end` if none was
+/// Replaces the "X" characters that end directly before `end` by random digits and letters. The text begins at
+/// `name`.
+/// @return a pointer to the first character that was replaced; `end` if there is no "X" before `end`
 char *replaceRun(const char *name, char *end, unsigned seed) {
     char *begin = end;
     while (begin != name && begin[-1] == 'X') {
@@ -57,8 +59,8 @@ char *replaceRun(const char *name, char *end, unsigned seed) {
     return begin;
 }
 
-/// Tests whether the part of `name` up to the last "/" before `run` is an existing directory.
-/// @return true if it is, or if there is no "/"; otherwise false with `errno` set
+/// Tests whether the directory part of `name` exists: the text before the last "/" that precedes `run`.
+/// @return true if it is an existing directory, or if there is no such "/"; otherwise false with `errno` set
 bool hasDirectory(char *name, const char *run) {
     const std::size_t slash = std::string_view(name, static_cast<std::size_t>(run - name)).rfind('/');
     if (slash == std::string_view::npos) {
@@ -75,7 +77,7 @@ bool hasDirectory(char *name, const char *run) {
     return result == 0;
 }
 
-/// @return true if `name` does not exist; otherwise false with `errno` set to EEXIST or by lstat()
+/// @return true if `name` does not exist; otherwise false, with `errno` EEXIST or the error of lstat()
 bool doesNotExist(const char *name) {
     struct stat status = {};
     if (lstat(name, &status) == 0) {
@@ -86,19 +88,21 @@ bool doesNotExist(const char *name) {
 }
 
 /// Creates the file `name` and stores its descriptor, if `descriptor` is not null. Otherwise creates the directory
-/// `name` if `asDirectory` is true. Otherwise only tests that `name` does not exist.
-/// @return false with `errno` set, to EEXIST if `name` exists
+/// `name`, if `asDirectory` is true. Otherwise creates nothing and tests that `name` does not exist.
+/// @return true; false with `errno` set, to EEXIST if `name` exists
 bool claimName(const char *name, int *descriptor, bool asDirectory) {
     if (descriptor != nullptr) {
-        // Documented: O_CLOEXEC is not set, so programs that the caller executes inherit the descriptor.
+        // Documented: the file is opened without O_CLOEXEC, so a program that this process executes inherits the
+        // descriptor.
         *descriptor = open(name, O_RDWR | O_CREAT | O_EXCL, 0600);
         return *descriptor >= 0;
     }
     return asDirectory ? mkdir(name, 0700) == 0 : doesNotExist(name);
 }
 
-/// Increments the characters from `begin` to `end` as a number in base 62 whose leftmost digit is the lowest.
-/// @return false if the number overflows: all characters are then "0"
+/// Increments the text from `begin` to `end` as a number in base 62 whose least significant digit is the first
+/// character.
+/// @return true; false if the number overflows, and all characters are then "0"
 bool nextName(char *begin, const char *end) {
     for (; begin != end; ++begin) {
         const std::size_t digit = kAlphabet.find(*begin);
@@ -111,9 +115,9 @@ bool nextName(char *begin, const char *end) {
     return false;
 }
 
-/// Stores `directory`, `separator`, `prefix` and "XXXXXX", cut to 4095 characters, in `out`, which has VEK_PATH_SIZE
-/// bytes. Then calls vek_mktemp() for this template.
-/// @return false if vek_mktemp() fails
+/// Joins `directory`, `separator`, `prefix` and "XXXXXX" to a template, cuts it to 4095 characters, and stores it in
+/// `out`, which has VEK_PATH_SIZE bytes. Then calls vek_mktemp(), which replaces the template by a new name.
+/// @return true; false if vek_mktemp() fails
 bool makePath(std::string_view directory, std::string_view separator, std::string_view prefix, char *out) {
     vek::PathText path;
     const std::array<std::string_view, 4> pieces = {directory, separator, prefix, kRun};
@@ -127,7 +131,8 @@ bool makePathIn(const char *directory, std::string_view prefix, char *out) {
     return directory != nullptr && makePath(directory, vek::endsWith(directory, "/") ? "" : "/", prefix, out);
 }
 
-/// Replaces an environment variable by its value. `directory` is an element of kDirectories.
+/// Returns the directory for an element of kDirectories: if the element begins with "$", the value of that
+/// environment variable, otherwise the element itself.
 /// @return the path of the directory; null if the variable is not set
 const char *expanded(const char *directory) {
     return *directory == '$' ? std::getenv(directory + 1) : directory;
@@ -179,7 +184,8 @@ char *vek_tempnam(const char *dir, const char *prefix) {
         return nullptr;
     }
     const std::string_view start = prefix == nullptr ? kDefaultPrefix : prefix;
-    // Documented: "/tmp" is tried twice. The second attempt begins with another random name.
+    // Documented: if no name can be made in `dir`, "/tmp" is tried twice. The second try begins with another random
+    // name.
     if (makePathIn(dir, start, path.get()) || makePathIn("/tmp", start, path.get()) ||
         makePathIn("/tmp/", start, path.get())) {
         return path.release();

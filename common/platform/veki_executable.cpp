@@ -42,8 +42,8 @@ static ExecutableError searchAlongPath(std::string_view command, ExecutableText 
 static ExecutableError makeAbsolute(ExecutableText &path) {
     PathText directory;
     if (!readWorkingDirectory(directory)) {
-        // Documented: if the working directory is unknown, the result is /UNKNOWN, above which no installation is
-        // found.
+        // Documented: if getcwd() fails, the result is the path /UNKNOWN. A search for an installation root that
+        // starts from this path finds nothing.
         static_cast<void>(path.assign(std::string_view("/UNKNOWN")));
         return ExecutableError::NoWorkingDirectory;
     }

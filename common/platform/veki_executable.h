@@ -1,7 +1,8 @@
 #ifndef VEKI_EXECUTABLE_H
 #define VEKI_EXECUTABLE_H
 
-/// Finds the path of the executable that a command starts, and iterates over lists like PATH.
+/// Finds the executable file that a command starts, as a shell does, and iterates over lists of directories like
+/// PATH.
 
 #include "common/text/fixed_text.h"
 
@@ -9,24 +10,26 @@
 
 namespace vek {
 
-/// A buffer for the path of an executable. It has room for a command of 4096 characters, which vekInit() can store.
+/// A buffer for the path of an executable: at most 4097 characters and a NUL. The longest name that vekInit() stores
+/// has 4096 characters, so it fits.
 using ExecutableText = FixedText<4098>;
 
-/// Iterates over a list of directories that are separated by ":", like PATH. For an empty element, next() stores ".".
-/// The empty string is a list of one empty element.
+/// Iterates over a list of directories that are separated by ":", such as the value of PATH. For an empty element,
+/// next() stores ".". The empty string is therefore a list of one directory, ".".
 class DirectoryList {
   public:
-    /// @param list  must outlive the iteration; null is a list without elements
+    /// @param list  the list of directories, not copied, so it must stay valid during the iteration; null is an empty
+    ///              list
     explicit DirectoryList(const char *list) : rest_(list) {}
 
-    /// Stores the next element in `directory`. @return false if there are no more elements
+    /// Stores the next directory of the list in `directory`. @return true; false if there are no more directories
     [[nodiscard]] bool next(std::string_view &directory);
 
   private:
     const char *rest_;
 };
 
-/// Why findExecutable() has not found an executable.
+/// The reason why findExecutable() did not find an executable file; None after a success.
 enum class ExecutableError {
     None,
     NoPathVariable,     ///< the command has no "/" and PATH is not set
@@ -39,16 +42,20 @@ struct Executable {
     ExecutableError error = ExecutableError::None;
 };
 
-/// Finds the executable that `command` starts. A command without "/" is searched in the directories of PATH.
+/// Finds the executable file that the command name `command` starts. If `command` contains a "/", it is the path of
+/// the file. Otherwise the file is searched in the directories of PATH.
+/// @return the absolute path of the file; after a failure, the reason, and an empty path (/UNKNOWN if getcwd()
+///         failed)
 [[nodiscard]] Executable findExecutable(std::string_view command);
 
-/// Prints the documented message for `error` on standard error. Prints nothing for None and NotFound.
+/// Prints the message for `error` that the user documentation lists, on standard error. Prints nothing for None and
+/// NotFound.
 void printExecutableError(ExecutableError error);
 
-/// Prints on standard error that the working directory cannot be read, in the documented words.
+/// Prints on standard error that getcwd() failed, in the words that the user documentation lists.
 void printNoWorkingDirectory();
 
-/// Prints on standard error that the variable PATH is not set, in the documented words.
+/// Prints on standard error that the variable PATH is not set, in the words that the user documentation lists.
 void printNoPathVariable();
 
 } // namespace vek

@@ -1,7 +1,8 @@
 #ifndef VEKI_FILE_H
 #define VEKI_FILE_H
 
-/// The shared stat buffer, which vekGetFileSizeInStatbuf() and vekGetTimestampInStatbuf() read.
+/// The shared stat buffer: one process-wide stat record. vekFileExists() and vekFileIsLink() write it;
+/// vekGetFileSizeInStatbuf() and vekGetTimestampInStatbuf() read it.
 
 #include "common/base/vek_api.h"
 
@@ -9,7 +10,7 @@
 
 VEK_BEGIN_DECLS
 
-/// The record of the last successful stat() or lstat() in vekFileExists() or vekFileIsLink().
+/// The stat record of the last file for which stat() in vekFileExists(), or lstat() in vekFileIsLink(), succeeded.
 extern struct stat vekStatBuf;
 
 VEK_END_DECLS

@@ -1,26 +1,29 @@
 #ifndef VEKI_INIT_H
 #define VEKI_INIT_H
 
-/// Process-wide variables: the program's name, its installation root and the version string.
+/// Process-wide variables: the name of the running program, its installation root, and the version string of the
+/// library.
 
 #include "common/base/vek_api.h"
 
 VEK_BEGIN_DECLS
 
-/// The largest number of characters in vekiExecutableName. vekInit() cuts a longer name.
+/// The largest number of characters that `vekiExecutableName` can hold. vekInit() cuts a longer name.
 enum { VEKI_EXECUTABLE_NAME_MAX = 4096 };
 
-/// The name that the program was started with, as given to vekInit().
+/// The name that the program was started with, as passed to vekInit(). Empty before vekInit() is called.
 extern char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 
-/// The running tool's installation root, allocated with malloc(); null until it is found.
+/// The path of the installation root of the running program, allocated with malloc(). Null until a search has found
+/// it.
 extern char *vekiRootPath;
 
-/// The version string of the folder common/. what(1) finds it in an executable.
+/// The version string of the folder common/. The command what(1) finds and prints it in an executable file.
 extern const char vekIdentString[];
 
-/// Prints a line on standard output: "TOOL:", a tab, the second word of `versionString`, a tab and its third word. If
-/// `versionString` is null, the line is "No Version string". Words are separated by white space.
+/// Prints the line for the argument `-version` on standard output: "TOOL:", a tab, the second word of
+/// `versionString`, a tab and its third word. Words are separated by white space. If `versionString` is null, prints
+/// "No Version string".
 void vekiPrintVersion(const char *versionString);
 
 VEK_END_DECLS

@@ -1,7 +1,8 @@
 #ifndef VEKI_INSTALL_ROOT_H
 #define VEKI_INSTALL_ROOT_H
 
-/// The search for installation roots, and the stored installation of the running tool.
+/// Search for installation roots, and the stored results of the search for the running program. An installation root
+/// is the top directory of an installation, see vek_install_root.h.
 
 #include "common/platform/veki_executable.h"
 #include "common/text/fixed_text.h"
@@ -16,37 +17,37 @@ namespace vek {
 struct Discovery {
     ExecutableText executable; ///< the path of the executable; empty if it was not found
     ExecutableError error = ExecutableError::None;
-    /// The length of the root, which is a prefix of `executable`; 0 if the root is "/". nullopt if no directory above
-    /// the executable is an installation root.
+    /// The number of characters of `executable` that are the path of its installation root; 0 if the installation
+    /// root is "/". nullopt if no directory above the executable is an installation root.
     std::optional<std::size_t> rootSize;
 
     [[nodiscard]] std::string_view root() const { return {executable.c_str(), rootSize.value_or(0)}; }
 };
 
-/// Finds the installation of the tool that `command` starts. Reads PATH, VEK_STRM_ACTIVE and the file system. Prints
-/// nothing and changes no process-wide state.
+/// Finds the executable file that the command name `command` starts, and its installation root. Reads the environment
+/// variables PATH and VEK_STRM_ACTIVE. Prints nothing and changes no process-wide state.
 [[nodiscard]] Discovery discoverInstallation(const char *command);
 
-/// A path under an installation root.
+/// A buffer for a path under an installation root: at most 4096 characters and a NUL.
 using InstalledText = FixedText<4097>;
 
-/// The stored search results of one installation.
+/// The results of searches for one installation, stored so that each search is made only once.
 struct Installation {
-    /// The executable that the last discovery found; empty if it found none.
+    /// The path of the executable file that the last call of discoverInstallation() found; empty if it found none.
     ExecutableText executable{kZeroFilled};
     InstalledText tools{kZeroFilled};
     bool hasTools = false; ///< true if `tools` holds the path of the tools directory
 };
 
-/// The installation of the running tool. Its root is stored in vekiRootPath.
+/// The search results for the running program. Its installation root is stored separately, in vekiRootPath.
 extern Installation runningInstallation;
 
-/// Finds the installation root of the running tool, which was started as vekiExecutableName. Stores the root in
+/// Searches for the installation root of the running program, whose name is in vekiExecutableName. Stores its path in
 /// vekiRootPath, or null if there is none. Prints errors on standard error.
 void storeInstallRoot();
 
-/// Calls storeInstallRoot() unless a root is stored.
-/// @return vekiRootPath, which the caller must not free; null if there is no root
+/// Returns the installation root of the running program. Calls storeInstallRoot() to find it if vekiRootPath is null.
+/// @return vekiRootPath, which the caller must not free; null if there is no installation root
 [[nodiscard]] const char *installRoot();
 
 } // namespace vek

@@ -8,9 +8,9 @@
 #include <array>
 #include <string_view>
 
-/// Stores the next field of `line` in `field` and moves `line` after it; after the last field, `line` becomes null.
-/// One blank or tab separates two fields, so a field can be empty.
-/// @return false if there are no more fields
+/// Stores the first field of `line` in `field`, and moves `line` to the next field. After the last field, sets `line`
+/// to null. Fields are separated by exactly one blank or tab, so a field can be empty.
+/// @return true; false if `line` is null, because there are no more fields
 static bool nextField(const char *&line, std::string_view &field) {
     if (line == nullptr) {
         return false;
@@ -43,8 +43,8 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
         const char *line = buffer.data();
         std::string_view field;
         for (int number = kNameField; nextField(line, field); ++number) {
-            // Documented: an empty first field never matches. A name that ends with "/" gives an empty command, which
-            // therefore is never found.
+            // Documented: an empty first field never matches. If the name ends with "/", the command is empty and is
+            // therefore never found.
             if (number == kNameField && (field.empty() || field != command)) {
                 break;
             }

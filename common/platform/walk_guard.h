@@ -1,7 +1,8 @@
 #ifndef COMMON_WALK_GUARD_H
 #define COMMON_WALK_GUARD_H
 
-/// WalkGuard ends walks through directory trees whose symbolic links form cycles or give exponentially many paths.
+/// A guard for a depth-first walk that follows symbolic links to directories. It detects cycles of links, and it
+/// limits how many links are followed, because a few links can give exponentially many paths.
 
 #include "common/containers/directory_identity.h"
 #include "common/containers/identity_map.h"
@@ -12,35 +13,36 @@
 
 namespace vek {
 
-/// The limit on how many times one walk follows a symbolic link to a directory. It is `ways`, plus `waysPerLink` for
-/// each different link.
+/// The maximum number of times that one walk may follow symbolic links to directories: `ways` times in total, plus
+/// `waysPerLink` times for each different link in the tree.
 struct LinkLimit {
     std::uint64_t ways = 1'000'000;
-    /// Must be more than 41: Linux resolves at most 40 links in one path, so a walk visits a directory that is part of
-    /// one cycle at most 41 times. A tree with one cycle then stays below the limit, however many links it has.
+    /// Must be more than 41. Linux resolves at most 40 links in one path, so a walk through a cycle visits each of
+    /// its directories at most 41 times. In a tree with only one cycle, each link is therefore followed fewer times
+    /// than this value allows.
     std::uint64_t waysPerLink = 64;
 };
 
-/// Detects cycles in one depth-first walk, and limits how many times the walk follows symbolic links.
+/// Detects cycles in one depth-first walk, and limits how many symbolic links to directories the walk follows.
 ///
-/// - The ancestors of the walk are the directories that it has entered and not left yet. An ancestor that is reached
-///   again is a cycle. A walk that does not enter it again has only different ancestors, so its depth is finite.
-/// - Without a cycle, links can still give exponentially many paths: n directories, each with two links to the next
-///   one, give 2^n paths. Therefore every link that is followed is counted, and the count is limited. The limit grows
-///   with the number of different links, so that a large tree in which each link is followed a few times stays below
-///   it.
+/// - Cycles: the guard stores the ancestors, the directories that the walk has entered and not left yet. If the walk
+///   reaches an ancestor again, there is a cycle. A walk that never enters an ancestor again cannot be deeper than
+///   the number of directories.
+/// - Exponential walks: n directories, each with two links to the next one, give 2^n paths without any cycle.
+///   Therefore countWay() compares the number of followed links with a limit. The limit grows with the number of
+///   different links, so that a large tree in which each link is followed a few times does not exceed it.
 ///
-/// Each operation takes O(1) time. Memory grows with the number of ancestors and with the number of different
-/// directories that contain links.
+/// Each operation takes O(1) time. Memory grows with the number of ancestors and of different directories with links.
 class WalkGuard {
   public:
     explicit WalkGuard(const LinkLimit &limit = {}) : limit_(limit) {}
 
     // ---- cycles
 
-    /// Adds `directory` to the ancestors, with its depth `level`. A directory that is an ancestor already keeps its
-    /// lower level. The walk calls leave() with the same arguments when it leaves the directory.
-    /// @return false if memory is exhausted; leave() must then not be called
+    /// Adds `directory` to the ancestors of the walk. `level` is its depth. If `directory` is an ancestor already,
+    /// its first and lower depth is kept. When the walk leaves the directory, it calls leave() with the same
+    /// arguments.
+    /// @return true; false if memory is exhausted, and leave() must then not be called
     [[nodiscard]] bool enter(const DirectoryIdentity &directory, std::size_t level) {
         return descent_.find(directory) != nullptr || descent_.store(directory, level);
     }
@@ -52,7 +54,8 @@ class WalkGuard {
         }
     }
 
-    /// @return the lowest level at which `directory` was entered; nullopt if it is not an ancestor
+    /// @return the depth at which the walk entered `directory`, the lowest one if several; nullopt if the walk has
+    ///         not entered the directory, or has left it
     [[nodiscard]] std::optional<std::size_t> levelOf(const DirectoryIdentity &directory) const {
         const std::size_t *level = descent_.find(directory);
         return level == nullptr ? std::nullopt : std::optional(*level);
@@ -60,12 +63,13 @@ class WalkGuard {
 
     // ---- limit on followed links
 
-    /// The result of meetLinksOf() in one visit of a directory; Unread if it has not been called in this visit.
+    /// The state of the links of a directory during one visit. Unread: meetLinksOf() was not called in this visit.
+    /// The other values are results of meetLinksOf().
     enum class Links : unsigned char { Unread, New, ReadBefore, NoMemory };
 
-    /// Records that the walk follows the links of `directory`. A walk calls it once in each visit of a directory that
-    /// contains links to directories.
-    /// @return New at the first call for `directory`, ReadBefore at later calls, NoMemory if memory is exhausted
+    /// Records that the walk follows symbolic links in `directory`. The walk calls this function once per visit, if
+    /// the directory contains links to directories. A directory can be visited several times, by different paths.
+    /// @return New for the first visit of `directory`; ReadBefore for later visits; NoMemory if memory is exhausted
     [[nodiscard]] Links meetLinksOf(const DirectoryIdentity &directory) {
         if (linksRead_.find(directory) != nullptr) {
             return Links::ReadBefore;
@@ -73,10 +77,10 @@ class WalkGuard {
         return linksRead_.store(directory, {}) ? Links::New : Links::NoMemory;
     }
 
-    /// Counts that the walk follows one link to a directory.
-    /// @param links  the result of meetLinksOf() for the directory that contains the link; New adds one to the number
-    ///               of different links
-    /// @return false if the count is now larger than the limit
+    /// Adds 1 to the number of links that the walk has followed.
+    /// @param links  the result of meetLinksOf() for the directory that contains the link. For New, the link also
+    ///               increases the number of different links, and with it the limit
+    /// @return true; false if the number of followed links is now larger than the limit
     [[nodiscard]] bool countWay(Links links) {
         differentLinks_ += links == Links::New ? 1 : 0;
         ++ways_;
