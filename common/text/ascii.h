@@ -1,14 +1,15 @@
 #ifndef COMMON_ASCII_H
 #define COMMON_ASCII_H
 
-/// Character classes and text comparison for ASCII. Unlike <cctype>, they do not depend on setlocale().
+/// Character classes and comparison of texts for ASCII. Unlike the functions of <cctype>, these functions do not
+/// depend on the locale that setlocale() sets.
 
 #include <cstddef>
 #include <string_view>
 
 namespace vek {
 
-/// @return true if `c` is a blank or one of the control characters from tab to carriage return
+/// @return true if `c` is white space: a blank, or a control character from tab to carriage return (codes 9 to 13)
 constexpr bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -18,7 +19,7 @@ constexpr bool isBlank(char c) {
     return c == ' ' || c == '\t';
 }
 
-/// @return true if `c` is a printable ASCII character or the blank
+/// @return true if `c` is a printable ASCII character; the blank is included
 constexpr bool isPrint(char c) {
     return c >= ' ' && c <= '~';
 }
@@ -39,8 +40,9 @@ constexpr char toUpper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-// startsWith() and endsWith() replace the members of std::string_view: those can call a function of the C++ run-time
-// library that throws, and this library is linked without that library.
+// These functions replace the members starts_with() and ends_with() of std::string_view. The members can call a
+// function of the C++ run-time library that throws an exception, and this library is linked without the C++ run-time
+// library.
 
 constexpr bool startsWith(std::string_view text, std::string_view start) {
     return text.size() >= start.size() && std::string_view(text.data(), start.size()) == start;

@@ -10,8 +10,8 @@
 
 namespace vek {
 
-/// A text of any length in memory, for composing the content of a file before the file is opened. It does not use
-/// open_memstream(): on ENOMEM glibc drops buffered data and still reports success.
+/// A growable text in memory, to compose the content of a file before the file is opened. Not open_memstream(): on
+/// ENOMEM glibc drops buffered data and still reports success.
 class ComposedText {
   public:
     template <typename... Pieces>
@@ -22,10 +22,10 @@ class ComposedText {
         }
     }
 
-    /// @return false if memory was exhausted in append(); the text is then incomplete
+    /// @return false if memory was exhausted in an earlier append(); the text is then incomplete
     [[nodiscard]] bool isWhole() const { return whole_; }
 
-    /// @return the text with a NUL, valid until the next change; null if memory was exhausted
+    /// @return the NUL-terminated text, valid until this object is changed; null if memory was exhausted
     [[nodiscard]] const char *c_str() {
         constexpr char kEnd = '\0';
         append(std::string_view(&kEnd, 1));
@@ -41,7 +41,7 @@ class ComposedText {
     }
     [[nodiscard]] std::size_t size() const { return text_.size(); }
 
-    /// Cuts the text to its first `size` characters. A text that is not longer is unchanged.
+    /// Shortens the text to its first `size` characters. A text of at most `size` characters is unchanged.
     void truncate(std::size_t size) {
         if (size < text_.size()) {
             text_.shrink(size);

@@ -7,8 +7,8 @@
 
 namespace vek {
 
-/// The decimal text of a number, for composing messages without printf(): the dynamic linker would have to resolve
-/// printf() in every start of a program.
+/// The decimal text of an int, for messages that are composed without printf(). Programs start faster without
+/// printf(), because the dynamic linker need not resolve this symbol.
 class Decimal {
   public:
     explicit Decimal(int number)

@@ -1,8 +1,8 @@
 #ifndef COMMON_FIXED_TEXT_H
 #define COMMON_FIXED_TEXT_H
 
-/// FixedText is a text in a buffer of fixed size. It always ends with a NUL, and its stored length is always correct:
-/// a C function can write into the buffer only through fill(), fillCounted() or edit(), which set the length
+/// FixedText: a text in a buffer of fixed size. The text always ends with a NUL, and its stored length is always
+/// correct. C functions can write into the buffer only through fill(), fillCounted() or edit(), which set the length
 /// afterwards.
 
 #include "common/base/vek_api.h"
@@ -16,16 +16,17 @@
 
 namespace vek {
 
-/// A type that is neither a pointer nor a reference. Functions that write into a FixedText must return such a type: a
-/// pointer into the buffer would allow the caller to write without setting the length.
+/// A type that is neither a pointer nor a reference. A function that is called to write into a FixedText must return
+/// such a type. If it returned a pointer into the buffer, the caller could write there later, and the length would be
+/// wrong.
 template <typename T>
 concept NoPointer = !std::is_pointer_v<T> && !std::is_reference_v<T>;
 
-/// The tag type of the FixedText constructor for static storage.
+/// Tag type that selects the FixedText constructor for variables in static storage.
 struct ZeroFilled {};
 inline constexpr ZeroFilled kZeroFilled{};
 
-/// A text of at most `Size` - 1 characters.
+/// A NUL-terminated text of at most `Size` - 1 characters, stored in the object itself.
 /// @tparam Size  the size of the buffer in bytes, including the NUL
 template <std::size_t Size>
 class FixedText {
@@ -33,10 +34,11 @@ class FixedText {
     static_assert(Size > 0);
     static constexpr std::size_t kCapacity = Size - 1;
 
-    // Only the NUL is initialized: setting 4 KiB to 0 for each path would take longer than most uses of the path.
+    // Initialize only the terminating NUL: setting all 4096 bytes of a path buffer to 0 would take longer than most
+    // uses of the buffer.
     FixedText() { data_[0] = '\0'; } // NOLINT(cppcoreguidelines-pro-type-member-init)
 
-    /// Sets the whole buffer to 0. For variables in static storage: they are then initialized at compile time.
+    /// Sets the whole buffer to 0, so that the compiler can initialize a variable in static storage at compile time.
     constexpr explicit FixedText(ZeroFilled /*tag*/) : data_{} {}
 
     /// Appends `text`. @return false if it does not fit; nothing is then appended
@@ -52,7 +54,7 @@ class FixedText {
     }
     [[nodiscard]] bool append(char c) { return append(std::string_view(&c, 1)); }
 
-    /// Appends the pieces in order. @return false if they do not all fit; nothing is then appended
+    /// Appends all `pieces` in order. @return false if they do not fit together; nothing is then appended
     template <typename... Pieces>
     [[nodiscard]] bool appendAll(const Pieces &...pieces) {
         const std::size_t before = size_;
@@ -63,13 +65,14 @@ class FixedText {
         return false;
     }
 
-    /// Appends as many characters of `text` as fit. Used where the user documentation says that a text is cut.
+    /// Appends as many characters of `text` as fit, and drops the rest. Only for a text that the user documentation
+    /// describes as cut to a maximum length.
     void appendCut(std::string_view text) {
         const std::size_t free = kCapacity - size_;
         static_cast<void>(append(std::string_view(text.data(), text.size() < free ? text.size() : free)));
     }
 
-    /// Replaces the text by the joined pieces. @return false if they do not fit; the text is then empty
+    /// Replaces the text by the joined `pieces`. @return false if they do not fit; the text is then empty
     template <typename... Pieces>
     [[nodiscard]] bool assign(const Pieces &...pieces) {
         clear();
@@ -78,7 +81,7 @@ class FixedText {
 
     void clear() { setSize(0); }
 
-    /// Cuts the text to its first `size` characters. A text that is not longer is unchanged.
+    /// Shortens the text to its first `size` characters. A text of at most `size` characters is unchanged.
     void truncate(std::size_t size) {
         if (size < size_) {
             setSize(size);
@@ -92,11 +95,11 @@ class FixedText {
         setSize(size_ - count);
     }
 
-    /// Replaces the text by the text that a C function writes.
+    /// Replaces the text by a NUL-terminated text that the C function `write` stores in the buffer.
     ///
     /// @param write  is called once as write(char *buffer, std::size_t size). It may write at most `size` bytes,
     ///               including a NUL at the end. If it writes nothing, the text is empty
-    /// @return the result of `write`; does not change the errno that `write` sets
+    /// @return the result of `write`. The errno that `write` sets is not changed
     template <typename Write>
     requires std::invocable<Write &, char *, std::size_t> &&
         NoPointer<std::invoke_result_t<Write &, char *, std::size_t>>
@@ -106,12 +109,12 @@ class FixedText {
         return write(data_.data(), Size);
     }
 
-    /// Replaces the text by the bytes that a C function writes, for functions like readlink() that return the number
-    /// of bytes and write no NUL.
+    /// Replaces the text by the bytes that the C function `write` stores in the buffer. For functions such as
+    /// readlink(), which return the number of bytes and write no NUL.
     ///
     /// @param write  is called once as write(char *buffer, std::size_t size). If it returns a negative number, the
     ///               text is empty
-    /// @return the result of `write`; does not change the errno that `write` sets
+    /// @return the result of `write`. The errno that `write` sets is not changed
     template <typename Write>
     requires std::signed_integral<std::invoke_result_t<Write &, char *, std::size_t>>
     auto fillCounted(Write write) {
@@ -139,7 +142,8 @@ class FixedText {
     [[nodiscard]] char back() const { return size_ == 0 ? '\0' : data_[size_ - 1]; }
 
   private:
-    /// Its destructor sets the length of the text to the offset of the first NUL in the buffer.
+    /// Scope guard for writes of a C function into the buffer: its destructor sets the length of the text to the
+    /// offset of the first NUL.
     class Measurement {
       public:
         explicit Measurement(FixedText &text) : text_(text) {}
@@ -160,7 +164,7 @@ class FixedText {
     std::size_t size_ = 0;
 };
 
-/// A buffer for a path or line of at most 4095 characters.
+/// A text buffer for one path or one line: at most 4095 characters and the NUL.
 using PathText = FixedText<VEK_PATH_SIZE>;
 
 /// Copies `text` and a NUL into `buffer`, which has `size` bytes.

@@ -12,15 +12,18 @@ struct FreeStrlist {
     void operator()(char **list) const { vekFreeStrlist(list); }
 };
 
-/// Owns a string list (vek_strlist.h) and its strings: vekFreeStrlist() frees them.
+/// Smart pointer that owns a string list (vek_strlist.h), which is a null-terminated array of strings. It frees the
+/// array and the strings with vekFreeStrlist().
 using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
-/// Appends a copy of `s` to a string list like vekAddToStrlist(), but without an error report: the caller can hold a
-/// file lock, and the error hook, which is a function of the program, could run for a long time.
+/// Appends a copy of `s` to the string list `list`, like vekAddToStrlist(), but does not call the error hook. A caller
+/// may hold a file lock, and the error hook is a function of the program that could run for a long time.
+/// @param size  the allocated size of `list`; changed if the list grows
 /// @return false if memory is exhausted; the list is then unchanged
 [[nodiscard]] bool appendToStrlist(char **&list, const char *s, int *size);
 
-/// Builds a string list from copies of strings with vekFastAddToStrlist(), and stores the counters that it needs.
+/// Builds a string list from copies of strings. Stores the number of strings and the allocated size, which
+/// vekFastAddToStrlist() needs from its caller.
 class StrlistBuilder {
   public:
     /// Appends a copy of `text`. @return false if memory is exhausted; the list is then unchanged
@@ -36,10 +39,11 @@ class StrlistBuilder {
 
     [[nodiscard]] bool empty() const { return count_ == 0; }
 
-    /// @return the number of pointers for which the list has memory
+    /// @return the allocated size of the list: the number of pointers for which memory is allocated
     [[nodiscard]] int size() const { return size_; }
 
-    /// @return the list; null if nothing was added. The builder must not be used afterwards
+    /// @return the list, which the caller then owns; null if nothing was added. The builder must not be used
+    ///         afterwards
     [[nodiscard]] OwnedStrlist take() { return std::move(list_); }
 
   private:

@@ -6,11 +6,11 @@
 
 namespace vek {
 
-/// Iterates over the components of a path, which are separated by "/". Every "/" separates two components, so "/a" has
-/// the components "" and "a", "a//b/" has "a", "", "b" and "", and the empty path has one empty component.
+/// Iterates over the components of a path, without copying them. Every "/" separates two components: "/a" has the
+/// components "" and "a"; "a//b/" has "a", "", "b" and "". The empty path has one empty component.
 class PathComponents {
   public:
-    /// @param path  must outlive the iteration
+    /// @param path  is not copied, so its characters must remain valid during the iteration
     explicit PathComponents(std::string_view path) : rest_(path) {}
 
     /// Stores the next component in `component`. @return false if there are no more components

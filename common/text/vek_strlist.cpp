@@ -1,8 +1,8 @@
 #include "common/text/vek_strlist.h"
 
-// String lists. The caller keeps the allocated size of a list, and all slots after the last string are null.
-// Therefore a galloping search from the end finds the number of strings in O(log n), and vekAddToStrlist() builds a
-// list of n strings in O(n log n) time.
+// String lists: null-terminated arrays of strings, which grow with realloc(). The caller stores the allocated size of
+// a list. All elements after the last string are null, so a galloping search from the end counts the strings in O(log
+// n). Therefore vekAddToStrlist() builds a list of n strings in O(n log n) time.
 
 #include "common/base/owned.h"
 #include "common/base/vek_error.h"
@@ -22,11 +22,11 @@ using vek::StrlistAddition;
 
 namespace {
 
-/// A list of up to kDoublingLimit slots doubles when it grows. A larger list grows by kLargeStep slots.
+/// A list that is full doubles if it has at most kDoublingLimit elements. A larger list grows by kLargeStep elements.
 constexpr int kDoublingLimit = 4096;
 constexpr int kLargeStep = 2048;
 
-/// In lists with fewer slots, the strings are counted one by one: a galloping search would not be faster.
+/// In a list with fewer elements, the strings are counted one by one, because a galloping search would not be faster.
 constexpr int kSearchMinimum = 64;
 
 struct FreeList {
@@ -38,8 +38,8 @@ bool mustGrow(const char *const *list, int count, int size) {
     return list == nullptr || count > static_cast<long long>(size) - 2;
 }
 
-/// @return the allocated size after growth, at least `count` + 2: one more string and the null pointer; 0 if that
-///         exceeds INT_MAX
+/// @return the new number of elements of a list that must grow: at least `count` + 2, for one more string and the
+///         terminating null pointer; 0 if this exceeds INT_MAX
 int grownSize(int count, int size) {
     const long long needed = count + 2LL;
     long long grown = size <= kDoublingLimit ? count * 2LL + 2 : static_cast<long long>(size) + kLargeStep;
@@ -52,8 +52,8 @@ int grownSize(int count, int size) {
     return grown < needed ? 0 : static_cast<int>(grown);
 }
 
-/// Counts the strings in a list with `size` allocated slots, the last of which is null. A galloping search from the end
-/// finds a slot that is not null, then a binary search finds the last such slot.
+/// Counts the strings in `list`, which has `size` elements, the last of which is null. A galloping search from the end
+/// finds an element that is not null. A binary search then finds the last such element.
 int searchStrlistSize(const char *const *list, int size) {
     int firstKnownNull = size - 1;
     int strings = 0;
@@ -76,19 +76,20 @@ int searchStrlistSize(const char *const *list, int size) {
     return strings;
 }
 
-/// Counts the strings in `list`. `size` is the allocated size according to the caller's counter.
+/// Counts the strings in `list`. `size` is the allocated size of the list that the caller passed, and can be wrong.
 int countStrings(char **list, int size) {
-    // The counter can be too small, for instance 0 for a list from vekCopyStrlist(). Slot `size` - 1 then contains a
-    // string, and the strings are counted one by one.
+    // `size` can be too small, for instance 0 for a list from vekCopyStrlist(). Element `size` - 1 is then a string,
+    // so the galloping search cannot be used, and the strings are counted one by one.
     if (list == nullptr || size < kSearchMinimum || list[size - 1] != nullptr) {
         return vekGetStrlistSize(list);
     }
     return searchStrlistSize(list, size);
 }
 
-/// Documented: the size in the caller's counter grows by a constant for a long list. Allocating exactly this size would
-/// copy the list O(n) times. Therefore the memory is rounded up by at most an eighth, so n additions take O(n) time.
-/// @return the number of slots to allocate for a list of size `slots`
+/// Documented: the size that the caller of a long list sees grows by a constant, so that allocating exactly this size
+/// would copy the list O(n) times. Therefore the allocation is rounded up by at most a quarter: n additions take O(n)
+/// time.
+/// @return the number of elements to allocate for a list of `slots` elements
 std::size_t allocatedSlots(int slots) {
     constexpr std::size_t kShare = 8;
     const auto counted = static_cast<std::size_t>(slots);
@@ -99,14 +100,14 @@ std::size_t allocatedSlots(int slots) {
     return (counted + unit - 1) / unit * unit;
 }
 
-/// Implements vekGrowStrlist(), but does not report an error.
+/// Implements vekGrowStrlist(), but does not call the error hook if memory is exhausted.
 char **growQuietly(char **list, int count, int newSize) {
     const int strings = list == nullptr || count < 0 ? 0 : count;
     if (newSize < count) {
         return list;
     }
-    // At least one slot more than there are strings: the list then ends with a null pointer, and realloc() is never
-    // called with the size 0, which would free the list.
+    // Allocate at least one element more than there are strings. The list then ends with a null pointer, and realloc()
+    // is never called with the size 0, which would free the list.
     const int slots = newSize > strings ? newSize : strings + 1;
     auto *grown = static_cast<char **>(std::realloc(list, allocatedSlots(slots) * sizeof(char *)));
     if (grown != nullptr) {
@@ -115,12 +116,13 @@ char **growQuietly(char **list, int count, int newSize) {
     return grown;
 }
 
-/// Stores a copy of `s` at index `*count` and increments `*count`. After a failure, the list and both counters are
-/// unchanged.
+/// Stores a copy of `s` at index `*count` of `list` and increments `*count`. If the list is full, it grows. If memory
+/// is exhausted, the list, `*count` and `*size` are unchanged.
 StrlistAddition addString(char **&list, const char *s, int *count, int *size) {
-    // If the list is null, `*count` need not be initialized.
+    // Do not read `*count` if the list is null: for a new list, callers need not initialize it.
     const int strings = list == nullptr || *count < 0 ? 0 : *count;
-    // Copy first. If a step failed after realloc() has moved the list, the caller would keep an invalid pointer.
+    // Copy `s` before the list grows. If copying failed after realloc() has moved the list, the caller would keep an
+    // invalid pointer.
     OwnedText copy(vekCopyString(s));
     if (s != nullptr && !copy) {
         return StrlistAddition::NoMemoryForCopy;
@@ -150,7 +152,7 @@ int compareStrings(const void *a, const void *b) {
     return std::strcmp(*static_cast<const char *const *>(a), *static_cast<const char *const *>(b));
 }
 
-/// @return the character in `sep` if it is exactly one printable character, otherwise a blank
+/// @return the separator: the character in `sep` if `sep` is exactly one printable character, otherwise a blank
 char separatorFrom(const char *sep) {
     const bool single = sep != nullptr && sep[0] != '\0' && sep[1] == '\0';
     return single && vek::isPrint(sep[0]) ? sep[0] : ' ';
@@ -256,7 +258,7 @@ char *vekStrlistToStr(char **list, const char *sep) {
     const char separator = separatorFrom(sep);
     char *end = joined.get();
     for (int i = 0; i < count; ++i) {
-        // Documented: the result begins with a separator.
+        // Documented: the result begins with a separator: for "a" and "b" it is ",a,b", not "a,b".
         *end++ = separator;
         const std::size_t size = std::strlen(list[i]);
         std::memcpy(end, list[i], size);

@@ -7,7 +7,8 @@
 
 namespace {
 
-/// The patterns of one vekFilterStrlist() call. A pattern is compiled when the first string is compared with it.
+/// The patterns of one vekFilterStrlist() call. Each pattern is compiled once, when the first string is compared with
+/// it.
 class PatternSet {
   public:
     explicit PatternSet(char **patterns)
@@ -21,10 +22,11 @@ class PatternSet {
         }
     }
 
-    /// @return false if memory was exhausted; the results of matches() are then wrong
+    /// @return false if memory was exhausted; the results of matches() must then not be used
     [[nodiscard]] bool valid() const { return compiled_ != nullptr && !outOfMemory_; }
 
-    /// Documented: a pattern that does not compile is reported once for each string that is compared with it.
+    /// Compares `string` with the patterns in order, up to the first match. Documented: a pattern that does not
+    /// compile is reported again for every string that is compared with it.
     /// @return true if `string` matches at least one pattern
     [[nodiscard]] bool matches(const char *string) {
         for (std::size_t i = 0; i < count_; ++i) {
@@ -39,7 +41,7 @@ class PatternSet {
     }
 
   private:
-    /// The result of compiling a pattern: the expression or the text of the error. Both are null before that.
+    /// One pattern: after compiling, either the compiled expression or the text of the error. Both are null before.
     struct Compiled {
         vek_regexp *expression;
         const char *error;

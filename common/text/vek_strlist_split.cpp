@@ -6,10 +6,11 @@
 
 namespace {
 
-/// A buffer for a word of at most 4095 characters.
+/// A buffer for one word, which has at most 4095 characters.
 using Word = vek::PathText;
 
-/// Iterates over the words of a text, as vekStrToStrlist() documents them.
+/// Splits a text into words: next() returns one word after the other. For the rules of quotes, see the comment of
+/// vekStrToStrlist() in vek_strlist.h.
 class WordScanner {
   public:
     explicit WordScanner(const char *text) : at_(text) {}
@@ -28,7 +29,8 @@ class WordScanner {
         while (!atEndOfWord() && word.append(*at_)) {
             ++at_;
         }
-        // Skip the character that ended the word. A word that was too long ends without one: its rest is the next word.
+        // Skip the quote or white space that ended the word. A word that was cut at 4095 characters has no such
+        // character: the rest of it becomes the next word.
         if (*at_ != '\0' && atEndOfWord()) {
             ++at_;
         }
@@ -36,9 +38,8 @@ class WordScanner {
     }
 
   private:
-    /// Skips the opening quote, if there is one, and stores it in quote_.
-    /// Documented: after an opening single quote, a double quote is also skipped, and only a double quote then ends the
-    /// word.
+    /// Skips the opening quote, if there is one, and stores the quote in quote_. Documented: if a double quote follows
+    /// an opening single quote, both are skipped. A double quote instead of a single quote then ends the word.
     void openQuotes() {
         quote_ = '\0';
         for (const char quote : {'\'', '"'}) {
@@ -49,8 +50,8 @@ class WordScanner {
         }
     }
 
-    /// Adds the first character to the word. Documented: after an opening quote, this is any character, even a quote.
-    /// Two single quotes therefore give a word of one single quote. At the end of the text the word stays empty.
+    /// Adds the first character to `word` without testing for a closing quote. Documented: two single quotes therefore
+    /// give a word of one single quote. At the end of the text, `word` stays empty.
     void addFirst(Word &word) {
         if (*at_ != '\0' && word.append(*at_)) {
             ++at_;
