@@ -1,6 +1,8 @@
-// Full paths: replaces "$" references by repeated textual substitution, then "~", prepends the base directory, and
-// cleans the result. References that lead back to themselves are found with Brent's cycle detection. Symbolic links are
-// read only where a ".." follows them.
+// Implements full paths: the absolute form of a path in a library definition file.
+// Replaces the first "$" reference by its value until none is left, then a leading "~". Prepends the base directory and
+// removes "//", "/./" and "/../".
+// Brent's cycle detection finds variables whose values refer to each other. readlink() is called only for the path
+// before a "/..", because a ".." after a symbolic link is kept.
 
 #include "libdef/paths/ryni_full_path.h"
 
@@ -22,13 +24,14 @@
 
 namespace {
 
-/// Limits replacements that never produce the same text twice. A text of at most 4096 characters needs fewer.
+/// Maximum number of "$" references that are replaced in one path. This is a guard against replacements that never end
+/// and never produce the same text twice. A path of at most 4095 characters needs fewer.
 constexpr unsigned kMaxReplacements = 100000;
 
-/// Result of one step of the generation of a full path. Every result except Done ends the generation.
+/// Result of one step in generateFullPath(). After a step with any result except Done, no further step is executed.
 enum class Step {
     Done,
-    Unchanged, ///< RYN_OK, and the full path is the given text; it is not absolute, so the caller's next step fails
+    Unchanged,   ///< RYN_OK; a variable is not set or a reference not closed: the full path is the given text
     Invalid,     ///< RYN_INVALID_PATH, reported with the given text
     UnknownUser, ///< RYN_INVALID_PATH, reported with the expanded text
     NoMemory     ///< RYN_MEMORY_ERROR, reported with the given text
@@ -44,7 +47,7 @@ std::string_view part(std::string_view text, std::size_t from, std::size_t to) {
 
 // ---- references
 
-/// One "$" reference in a text.
+/// One reference in a path, such as $NAME or ${NAME}. It is replaced by its value.
 struct Reference {
     enum class Kind {
         Variable, ///< $NAME or ${NAME}
@@ -64,7 +67,7 @@ Reference closedReference(std::string_view text, std::size_t at, char close, Ref
     return {kind, part(text, at + 2, end), end + 1};
 }
 
-/// Parses the reference that begins in `text` at offset `at`, which is that of the "$".
+/// Parses the reference that begins at offset `at` of `text`, where `text` contains a "$".
 Reference parseReference(std::string_view text, std::size_t at) {
     const char opening = at + 1 < text.size() ? text[at + 1] : '\0';
     if (opening == '{') {
@@ -80,7 +83,9 @@ Reference parseReference(std::string_view text, std::size_t at) {
     return {Reference::Kind::Variable, part(text, at + 1, end), end};
 }
 
-/// Stores the installation root that `discover` returns in `value`. If it returns null, `value` stays empty.
+/// Calls `discover()`, which returns the path of an installation root, and stores that path in `value`. If `discover()`
+/// returns null, `value` stays empty.
+/// @return Done; NoMemory if `discover()` sets errno to ENOMEM; Invalid if the path is too long
 template <typename Discover>
 Step storeRoot(vek::PathText &value, Discover discover) {
     errno = 0;
@@ -91,7 +96,10 @@ Step storeRoot(vek::PathText &value, Discover discover) {
     return doneIf(value.assign(root.get()));
 }
 
-/// Stores the value of the reference $(NAME) in `value`, which must be empty. For an unknown name it stays empty.
+/// Stores the value of the reference $(NAME) in `value`. The known names begin with "compute:" or "inst_root_with:",
+/// and their value is an installation root. For any other name, `value` stays empty.
+/// @param name   the text between "$(" and ")"
+/// @param value  must be empty
 Step computedValue(std::string_view name, const rynRegistry *registry, vek::PathText &value) {
     constexpr std::string_view kRootWith = "inst_root_with:";
     if (cmnGetInstallRootRequired() == 0) {
@@ -123,9 +131,10 @@ Step variableValue(std::string_view name, vek::PathText &value) {
     return text == nullptr ? Step::Unchanged : doneIf(value.assign(text));
 }
 
-/// Finds the value of a reference.
-/// @param value  must be empty; receives the value
-/// @return Unchanged if the variable is not set or the reference is not closed
+/// Stores the value of `reference` in `value`.
+/// @param value  must be empty
+/// @return Done; Unchanged if the environment variable is not set, or if the "}" or ")" of the reference is missing;
+///         another value after an error
 Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathText &value) {
     switch (reference.kind) {
     case Reference::Kind::Variable:
@@ -140,8 +149,9 @@ Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathT
 
 // ---- the steps
 
-/// Replaces the characters of `text` from offset `from` up to `to` by `value`, after canonicalizing the directory
-/// separators in `value`.
+/// Replaces the characters of `text` at the offsets `from` to `to` - 1 by `value`. The directory separators in `value`
+/// are converted to "/" before.
+/// @return Done, or Invalid if the new text is too long
 Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathText &value) {
     value.edit(vekCanonicalizeDirSep);
     vek::PathText replaced;
@@ -151,8 +161,9 @@ Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathTex
 }
 
 Step expandVariables(vek::PathText &text, const rynRegistry *registry) {
-    // Brent's cycle detection: the saved text is replaced after 1, 2, 4, 8, ... replacements, so a cycle is found
-    // within three times its length.
+    // Brent's cycle detection, for variables whose values refer to each other: if the text equals `saved`, the
+    // replacements would never end. `saved` is replaced after 1, 2, 4, 8, ... replacements, so a cycle is found within
+    // three times its length.
     vek::PathText saved;
     for (unsigned replacements = 0; replacements < kMaxReplacements; ++replacements) {
         const std::size_t at = text.view().find('$');
@@ -219,8 +230,10 @@ Step expand(vek::PathText &text, const char *baseDirectory, const rynRegistry *r
     return step == Step::Done ? makeAbsolute(text, baseDirectory) : step;
 }
 
-/// Returns what to do with the ".." after the path `before`. Keeps the ".." after a symbolic link, because the parent
-/// of the link's target is not the textual parent. Keeps it also if readlink() fails with another error than EINVAL.
+/// Returns what resolveParents() does with the "/.." after the path `before`: remove it, keep it or fail.
+/// Returns Keep if `before` is a symbolic link, because the parent of the link's target can be a different directory
+/// than the textual parent. Returns Keep also if readlink() fails with another error than EINVAL ("not a symbolic
+/// link").
 ryn::ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
     vek::PathText prefix;
     prefix.appendCut(before);
@@ -230,8 +243,8 @@ ryn::ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
     return before.find('/') == std::string_view::npos ? ryn::ParentStep::Fail : ryn::ParentStep::Remove;
 }
 
-/// Cleans the absolute path `path` in place.
-/// @return false if there is no component before a ".."
+/// Removes "//", "/./" and "/../" from the absolute path `path`. A ".." after a symbolic link is kept.
+/// @return false if a ".." has no component before it
 bool clean(vek::PathText &path, rynRegistry *registry) {
     ryn::cleanSlashes(path);
     return ryn::resolveParents(path,

@@ -1,7 +1,9 @@
-// Resolves all symbolic links of a path. Goes from the last component to the root and calls readlink() for each prefix
-// of the path. The target of a link replaces the prefix, or its last component if the target is relative; the search
-// then continues at the end of the target. Makes O(components + links) cached readlink() calls. Detects cycles by a
-// limit on the number of links, and by ELOOP from stat() if the path has grown to the size of its buffer.
+// Implements nsl paths ("no symbolic links"): resolves all symbolic links of an absolute path.
+// Calls readlink() for each prefix of the path, from the whole path to the first component. If a prefix is a link,
+// replaces it by the target and continues at the end of the target. Makes O(components + links) readlink() calls, whose
+// results are cached.
+// Returns an error for a cycle of links: after kMaxLinks links, or if the path fills its buffer and stat() fails with
+// ELOOP.
 
 #include "libdef/paths/ryni_nsl_path.h"
 
@@ -21,8 +23,8 @@
 
 namespace {
 
-/// After this many links, the path is treated as a cycle. Linux resolves at most 40 links in one path, so every path
-/// that can be opened has fewer.
+/// Maximum number of symbolic links that are resolved in one path. A path with more links is treated as a cycle. Linux
+/// itself resolves at most 40 links in one path, so every path that can be opened has fewer.
 constexpr int kMaxLinks = 4096;
 
 int failWith(int code, std::string_view text, vek::PathText &error) {
@@ -31,16 +33,21 @@ int failWith(int code, std::string_view text, vek::PathText &error) {
     return code;
 }
 
-/// Resolves the symbolic links of one path.
+/// Resolves the symbolic links of one path: the constructor receives the path, and resolve() is called once.
 class LinkResolver {
   public:
-    /// @param strict  if true, resolve() fails if readlink() fails with another error than EINVAL (no link)
+    /// @param path      an absolute path
+    /// @param registry  its cache of readlink() results is used; may be null
+    /// @param strict    if true, resolve() fails if readlink() fails with another error than EINVAL ("not a symbolic
+    ///                  link"); if false, such a component is kept
+    /// @param error     receives the path that the failure is about if resolve() fails
     LinkResolver(const char *path, rynRegistry *registry, bool strict, vek::PathText &error)
         : given_(path), registry_(registry), strict_(strict), error_(error) {
         path_.appendCut(path);
     }
 
-    /// @return RYN_OK with the result in path(), otherwise RYN_INTERNAL_ERROR
+    /// Replaces each symbolic link in the path by its target. After success, path() returns the new path.
+    /// @return RYN_OK or RYN_INTERNAL_ERROR
     int resolve() {
         int links = 0;
         for (std::size_t end = path_.size(); end != 0;) {
@@ -54,7 +61,8 @@ class LinkResolver {
             }
             end = substitute(end, target.view());
             if (++links > kMaxLinks || (isFull_ && isCycle())) {
-                // Report the link itself: cleaning removes the components that the cycle has added before it.
+                // Report the path of the last link. clean() removes the "/./" and "/../" that the links of the cycle
+                // have added.
                 static_cast<void>(clean(prefix_));
                 return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
             }
@@ -65,8 +73,8 @@ class LinkResolver {
     [[nodiscard]] const vek::PathText &path() const { return path_; }
 
   private:
-    /// Calls readlink() for the first `end` characters of the path. @return the length of the target, or -1 with errno
-    /// set
+    /// Copies the first `end` characters of the path to `prefix_` and calls readlink() for them.
+    /// @return the length of the link's target; -1 after a failure, with errno set
     ssize_t readPrefix(std::size_t end, vek::PathText &target) {
         static_cast<void>(prefix_.assign(std::string_view(path_.c_str(), end)));
         return target.fill([this](char *targetOut, std::size_t size) {
@@ -74,9 +82,9 @@ class LinkResolver {
         });
     }
 
-    /// Replaces the link, which is the prefix that ends at offset `end`, by its target. If the target is relative,
-    /// replaces only the last component of the prefix.
-    /// @return the offset at which the target ends in the new path
+    /// Replaces a symbolic link in the path by `target`. The link is the part of the path before offset `end`. If
+    /// `target` is a relative path, only the last component of that part is replaced.
+    /// @return the offset of the end of `target` in the new path
     std::size_t substitute(std::size_t end, std::string_view target) {
         vek::PathText combined;
         if (!vek::startsWith(target, "/")) {
@@ -90,7 +98,8 @@ class LinkResolver {
         return targetEnd;
     }
 
-    /// Returns true if stat() fails with ELOOP: the path is not only too long but has a cycle.
+    /// Tests whether a path that became too long contains a cycle of symbolic links.
+    /// @return true if stat() fails with ELOOP: there is a cycle
     [[nodiscard]] bool isCycle() const {
         struct stat unused; // NOLINT(cppcoreguidelines-pro-type-member-init): stat() fills it
         return stat(given_, &unused) != 0 && errno == ELOOP;

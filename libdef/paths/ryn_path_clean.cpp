@@ -4,7 +4,8 @@ namespace ryn {
 
 namespace {
 
-/// Replaces every `pattern`, which must end with "/", by "/". Replaces also matches that a replacement creates.
+/// Replaces every `pattern` in `path` by "/", also one that appears only because of an earlier replacement.
+/// @param pattern  must end with "/", for example "/./"
 void replaceBySlash(vek::PathText &path, std::string_view pattern) {
     std::size_t from = 0;
     for (;;) {

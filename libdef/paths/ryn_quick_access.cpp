@@ -7,8 +7,8 @@
 #include <optional>
 #include <unistd.h>
 
-/// The user and group that ryni_setUidGid() stored. Not initialized to 0: files of root would then be treated as files
-/// of the current user.
+/// The effective user and group ID that ryni_setUidGid() stored; no value until then. It is not initialized to 0,
+/// because 0 is the ID of root: files of root would be treated as files of the current user.
 static std::optional<vek::EffectiveIds> recordedIds;
 
 namespace {

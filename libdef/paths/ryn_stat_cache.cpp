@@ -1,5 +1,6 @@
-// The stat cache: an intrusive hash table by path. An entry keeps the stat record and, for each access mode, success or
-// the errno value of the failure. It stays until its path is removed or the cache is switched off.
+// Implements the stat cache: a process-wide, intrusive hash table of stat() and access() results, with the path as key.
+// An entry stores the stat record of its path and, for each access mode, success or the errno value of the failure. An
+// entry is kept until its path is removed or the cache is switched off.
 
 #include "libdef/paths/ryni_stat_cache.h"
 
@@ -34,7 +35,7 @@ using ryn::CallResult;
 constexpr int kBuckets = 16;
 constexpr int kDefaultLoadFactor = 0;
 
-/// A mode of access() of which the result is cached, and the flags for success and failure.
+/// A mode of access() whose result is cached, and the two RYNI_STAT_ flags that an entry has for success and failure.
 struct CachedMode {
     int mode;
     uint32_t success;
@@ -47,7 +48,7 @@ constexpr std::array<CachedMode, 4> kCachedModes = {{
     {F_OK, RYNI_STAT_EXISTS, RYNI_STAT_NOT_EXISTS},
 }};
 
-/// @return the index of `mode` in kCachedModes; kCachedModes.size() if its result is not cached
+/// @return the index of `mode` in kCachedModes; kCachedModes.size() if `mode` is not there, such as R_OK | W_OK
 std::size_t indexOf(int mode) {
     std::size_t index = 0;
     while (index < kCachedModes.size() && kCachedModes[index].mode != mode) {
@@ -56,9 +57,9 @@ std::size_t indexOf(int mode) {
     return index;
 }
 
-/// A search key of the hash table: a copy of the path that is aligned to 8 bytes, like the paths of entries, which
-/// malloc() aligns. The copy is needed because the result of vekHashString32() for bytes above 0x7F depends on the
-/// alignment.
+/// A search key of the hash table: a copy of the path, aligned to 8 bytes. vekHashString32() returns different hashes
+/// for the same text at different alignments if the text has bytes above 0x7F. The paths of the entries are aligned to
+/// 8 bytes, too, because malloc() allocates them.
 class Key {
   public:
     explicit Key(const char *path) : entry_{} { // NOLINT(cppcoreguidelines-pro-type-member-init)
@@ -95,7 +96,8 @@ ryniStatEntry *probe(vekHashTable &table, const Key &key) {
     return static_cast<ryniStatEntry *>(vekHashProbe(&table, key.entry()));
 }
 
-/// Inserts a new entry for `key`. The last call for the table must have been a probe() that did not find `key`.
+/// Inserts a new entry for the path of `key`. The preceding operation on `table` must be a probe() for `key` that found
+/// nothing, because probe() stores the bucket for the insertion.
 /// @return the entry; null if memory is exhausted
 ryniStatEntry *createAfterProbe(vekHashTable &table, const Key &key) {
     OwnedText path = vek::copyText(key.path());
@@ -108,9 +110,10 @@ ryniStatEntry *createAfterProbe(vekHashTable &table, const Key &key) {
     return entry.release();
 }
 
-/// Frees an entry. Documented: the stat record, the path and the entry are overwritten with zero bytes first.
+/// Frees `entry`, its path and its stat record. Documented: their memory is overwritten with zero bytes before it is
+/// freed.
 void release(ryniStatEntry *entry) {
-    // Not memset(): the compiler may omit a memset() of memory that is then freed.
+    // Use explicit_bzero(), because the compiler may remove a memset() of memory that is freed afterwards.
     if (entry->statRecord != nullptr) {
         explicit_bzero(entry->statRecord, sizeof *entry->statRecord);
         std::free(entry->statRecord);
@@ -121,7 +124,8 @@ void release(ryniStatEntry *entry) {
     std::free(entry);
 }
 
-/// Returns the result of a system call that returned `returned`; errno must still be that of the call.
+/// Converts `returned`, the result of a system call, to a CallResult. Reads errno, so no other call may be made between
+/// the system call and this function.
 CallResult resultOf(int returned) {
     return {.error = returned == 0 ? 0 : errno};
 }
@@ -134,7 +138,8 @@ CallResult reportNoMemory(const rynRegistry *registry, const char *context) {
     return {.error = ENOMEM, .reportedCode = ryni_do_fatal(registry, RYN_MEMORY_ERROR, context)};
 }
 
-/// Calls stat() and stores the result in the entry. @return false if memory is exhausted
+/// Calls stat() for the path of `entry`. Stores the stat record or the errno value in `entry`.
+/// @return false if memory is exhausted
 bool storeStat(ryniStatEntry &entry) {
     entry.statRecord = static_cast<struct stat *>(std::calloc(1, sizeof(struct stat)));
     if (entry.statRecord == nullptr) {
@@ -145,8 +150,8 @@ bool storeStat(ryniStatEntry &entry) {
     return true;
 }
 
-/// Returns the result of access() for the path of an entry, from the cache if it is there. Stores a new result in the
-/// entry if `mode` is one of kCachedModes.
+/// Returns the result of access() for the path of `entry`. If the result for `mode` is cached, makes no system call.
+/// Otherwise calls access(), and caches the result if `mode` is in kCachedModes.
 CallResult accessEntry(ryniStatEntry &entry, int mode) {
     const std::size_t index = indexOf(mode);
     if (index < kCachedModes.size()) {

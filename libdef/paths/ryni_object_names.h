@@ -1,7 +1,8 @@
 #ifndef RYNI_OBJECT_NAMES_H
 #define RYNI_OBJECT_NAMES_H
 
-/// The names of a design object in its library, and the error codes for its level (library, cell, view or file).
+/// Names of design objects. A design object is a library, or a cell, view or file in it. The error codes for an object
+/// depend on which names are given.
 
 #include "libdef/ryn.h"
 
@@ -11,32 +12,34 @@ inline bool isGiven(const char *name) {
     return name != nullptr && *name != '\0';
 }
 
-/// The names of a cell, view or file in a library. A name that is null or empty is not given. If no name is given, the
-/// object is the library itself.
+/// The names that identify a cell, view or file in a library. A null or empty name is not given. If no name is given,
+/// the object is the library itself. The struct does not own the strings.
 struct ObjectNames {
     const char *cell = nullptr;
     const char *view = nullptr;
     const char *file = nullptr;
 
-    /// @return true if a name is given: the object is not the library itself, so there is a level above it
+    /// @return true if the object is a cell, view or file, which is inside another object; false if it is the library
     [[nodiscard]] bool hasLevelAbove() const { return isGiven(cell) || isGiven(view) || isGiven(file); }
 
-    /// @return the names of the object one level above: without the last name given
+    /// @return the names of the object one level above, for example of the view that contains a file: all names except
+    ///         the last one that is given
     [[nodiscard]] ObjectNames levelAbove() const;
 
-    /// @return RYN_NO_SUCH_FILE, RYN_NO_SUCH_VIEW or RYN_NO_SUCH_CELL for the last name given; RYN_NO_SUCH_DIRECTORY if
-    ///         no name is given
+    /// @return the code for an object that does not exist. It depends on the last name given: RYN_NO_SUCH_FILE,
+    ///         RYN_NO_SUCH_VIEW or RYN_NO_SUCH_CELL; RYN_NO_SUCH_DIRECTORY if no name is given
     [[nodiscard]] int notFoundCode() const;
 
-    /// @return RYN_PERMISSION_DENIED_FILE, ..._VIEW or ..._CELL for the last name given; ..._LIBRARY if no name is
-    ///         given
+    /// @return the code for a denied permission. It depends on the last name given: RYN_PERMISSION_DENIED_FILE,
+    ///         ..._VIEW or ..._CELL; RYN_PERMISSION_DENIED_LIBRARY if no name is given
     [[nodiscard]] int deniedCode() const;
 
-    /// @return notFoundCode() for ENOENT, deniedCode() for EACCES, RYN_SYSTEM_ERROR for any other errno value
+    /// Converts the errno value `error` to a RYN_ code: ENOENT to notFoundCode(), EACCES to deniedCode(), any other
+    /// value to RYN_SYSTEM_ERROR.
     [[nodiscard]] int codeOf(int error) const;
 };
 
-/// A design object: the name of its library, and its names in the library.
+/// Identifies a design object: the name of a library, and the names of a cell, view or file in that library.
 struct NamedObject {
     const char *libraryName = nullptr;
     ObjectNames names;

@@ -1,7 +1,8 @@
 #ifndef RYNI_OBJECT_PATH_H
 #define RYNI_OBJECT_PATH_H
 
-/// Paths of design objects: the library directory and the names of the cell, view and file, joined with "/".
+/// Paths of design objects: LIBRARY/CELL/VIEW/FILE, where LIBRARY is the path of the library directory. Names that an
+/// object does not have are omitted.
 
 #include "common/text/fixed_text.h"
 #include "libdef/paths/ryni_object_names.h"
@@ -9,27 +10,28 @@
 
 VEK_BEGIN_DECLS
 
-/// Forms the path of a design object like ryn::makeObjectPath(), and stores it in a C buffer.
+/// Forms the path of a design object like ryn::makeObjectPath(), but stores it in a C buffer.
 ///
-/// @param libraryPath       the library directory
-///
-/// @param cell, view, file  null or empty if not given
-/// @param out               VEK_PATH_SIZE bytes; unchanged after a failure
+/// @param libraryPath       the path of the library directory
+/// @param cell, view, file  names in the library; null or empty if they are not given
+/// @param out               a buffer of VEK_PATH_SIZE bytes; receives the path; unchanged after a failure
+/// @return RYN_OK or RYN_INVALID_PATH
 int ryni_mkpath(const char *libraryPath, const char *cell, const char *view, const char *file, char *out);
 
 VEK_END_DECLS
 
 namespace ryn {
 
-/// @return true if the path is not too long. Documented: library directory and names may have 4092 characters together,
-///         because three separators and the NUL are always counted
+/// Tests whether the path of an object fits into VEK_PATH_SIZE (4096) bytes. Documented: three "/" and the NUL are
+/// always counted, even if a name is not given. Therefore the library directory and the names may have at most 4092
+/// characters together.
 [[nodiscard]] bool objectPathFits(const char *libraryDirectory, const ObjectNames &names);
 
 /// Joins a library directory and the names that are given with "/".
 ///
-/// @param libraryDirectory  if null, the result is RYN_INVALID_PATH
+/// @param libraryDirectory  if it is null, the result is RYN_INVALID_PATH
 /// @param path              receives the path; empty after a failure
-/// @return RYN_OK, or RYN_INVALID_PATH for a view without a cell or a path that is too long
+/// @return RYN_OK; RYN_INVALID_PATH if a view is given without a cell, or if objectPathFits() returns false
 int makeObjectPath(const char *libraryDirectory, const ObjectNames &names, vek::PathText &path);
 
 } // namespace ryn

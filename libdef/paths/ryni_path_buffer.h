@@ -8,10 +8,10 @@
 
 namespace ryn {
 
-/// Copies at most 4095 characters of `text`, and a NUL, into a C buffer of VEK_PATH_SIZE bytes.
+/// Copies `text` and a NUL into a C buffer of VEK_PATH_SIZE (4096) bytes. Truncates `text` to 4095 characters.
 ///
 /// @param text    may point into `buffer`
-/// @param buffer  VEK_PATH_SIZE bytes; may be null
+/// @param buffer  if it is null, nothing is copied
 inline void storeCut(std::string_view text, char *buffer) {
     if (buffer == nullptr) {
         return;

@@ -1,7 +1,8 @@
 #ifndef RYNI_PATH_CLEAN_H
 #define RYNI_PATH_CLEAN_H
 
-/// Cleans the text of a path without file system calls: removes repeated "/" and "." components, and resolves "..".
+/// Normalizes the text of a path: removes redundant "/" and "." components, and resolves "..". These functions do not
+/// read the file system.
 
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
@@ -10,26 +11,28 @@
 
 namespace ryn {
 
-/// Removes every "/" and "/." at the end of a path, then replaces "/./" and "//" by "/". An empty result becomes "/".
+/// Removes every "/" and "/." at the end of `path`. Then replaces "/./" and "//" by "/". If the path becomes empty, it
+/// is set to "/".
 void cleanSlashes(vek::PathText &path);
 
-/// What resolveParents() does with a "..".
+/// The action of resolveParents() for one ".." component. The callback of resolveParents() returns this value.
 enum class ParentStep {
     Remove, ///< removes the ".." and the component before it
     Keep,   ///< does not change this ".." and those after it
     Fail    ///< ends with the result false
 };
 
-/// Removes the `size` characters at offset `before` (the "/.."), and the component that ends there. An empty result
-/// becomes "/".
+/// Removes the `size` characters at offset `before` of `path`, which are a "/..", and the component that ends at this
+/// offset. For example, "/a/b/.." becomes "/a". If the path becomes empty, it is set to "/".
 /// @return false if no component ends at offset `before`
 [[nodiscard]] bool removeParentStep(vek::PathText &path, std::size_t before, std::size_t size);
 
-/// Resolves each "/../" of `path` from left to right, and then a "/.." at the end.
+/// Resolves the ".." components of `path`: each "/../" from left to right, then a "/.." at the end.
 ///
-/// @param judge  called with the part of the path before a "/.."; returns the ParentStep for it. Documented: after
-///               Keep, the remaining "/../" stay, but a "/.." at the end is still judged
-/// @return false if `judge` returned Fail, or there is no component to remove
+/// @param judge  a callback that receives the part of the path before a "/.." and returns the ParentStep for this
+///               "/..". Documented: if it returns Keep for a "/../", all later "/../" are kept without calling `judge`,
+///               but `judge` is still called for a "/.." at the end
+/// @return false if `judge` returned Fail, or if a "/.." has no component before it
 template <typename Judge>
 [[nodiscard]] bool resolveParents(vek::PathText &path, Judge judge) {
     constexpr std::string_view kInside = "/../";
@@ -43,7 +46,7 @@ template <typename Judge>
         if (step == ParentStep::Keep) {
             break;
         }
-        // Remove "/.." only: the "/" after it separates the components that remain.
+        // Remove only the "/.." of "/../": the second "/" must remain between the components before and after.
         if (step == ParentStep::Fail || !removeParentStep(path, at, kTrailing.size())) {
             return false;
         }

@@ -13,7 +13,7 @@
 
 namespace ryn {
 
-/// Computes the bucket number, 0 to 255, of a library name or path. Documented: the algorithm is fixed, because
+/// Computes the bucket number, 0 to 255, of a library name or path. Documented: the algorithm must not change, because
 /// rynDumpEverything() prints the bucket numbers.
 /// @param ignoreCase  if true, upper case letters are hashed as lower case letters
 inline uint32_t bucketOf(const char *name, bool ignoreCase) {

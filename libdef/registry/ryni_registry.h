@@ -54,14 +54,14 @@ bool moveToEnd(rynRegistry &registry, rynLibrary &library);
 /// @return false if `library` was not in the list in definition order; the other steps are still done
 bool removeLibrary(rynRegistry &registry, rynLibrary &library);
 
-/// Returns true if `library` has an explicit temporary directory that was set for all libraries, by ASSIGN AllLibs
-/// TmpRootDir. Returns false if the directory was set for this library only, or if there is none.
+/// Returns true if `library` has an explicit temporary directory that was set for all libraries, by the statement
+/// ASSIGN AllLibs TmpRootDir. Returns false if the directory was set for this library only, or if there is none.
 inline bool hasGlobalTmp(const rynLibrary &library) {
     return (library.flags & kTmpFromGlobal) != 0 && library.explicitTmp != nullptr;
 }
 
-/// Sets or clears the flag kTmpFromGlobal of `library`: its temporary directory was set for all libraries, by ASSIGN
-/// AllLibs TmpRootDir. Updates rynRegistry::globalTmpCount, the number of such libraries.
+/// Sets or clears the flag kTmpFromGlobal of `library`: its temporary directory was set for all libraries, by the
+/// statement ASSIGN AllLibs TmpRootDir. Updates rynRegistry::globalTmpCount, the number of such libraries.
 void setTmpFromGlobal(rynRegistry &registry, rynLibrary &library, bool isFromGlobal);
 
 /// Sets the explicit temporary directory of `library`, or removes it if `full` and `nsl` are null. Updates the
