@@ -10,9 +10,9 @@ namespace tov {
 
 namespace {
 
-/// Parses the locked file into `obj` without reporting errors. `obj` is null after a syntax error, and empty if the
-/// file is not a regular file.
-/// @return false if the file cannot be read or memory is exhausted
+/// Parses the open tag file `file` into a new object. Reports no errors.
+/// @param obj  receives the object; null after a syntax error; without entries if `file` is not a regular file
+/// @return false if the file cannot be read or memory is exhausted; true otherwise, even after a syntax error
 bool readQuietly(const EditedFile &file, OwnedInfoObj &obj) {
     obj = makeEmptyInfoObj();
     if (!obj || !file.isRegular()) {

@@ -1,7 +1,9 @@
 #ifndef TAGFILE_TAG_APPEND_H
 #define TAGFILE_TAG_APPEND_H
 
-/// Appends a text to a tag file while it holds the lock that edits use, unless the file already defines a keyword.
+/// Appending to a tag file. appendUnlessDefined() locks the file, tests whether the file already defines a keyword, and
+/// appends text only if the file does not. All edits of tag files use the same lock, so two processes cannot append the
+/// same keyword.
 
 #include "common/text/composed_text.h"
 
@@ -22,13 +24,17 @@ struct AppendResult {
     const char *syntaxError = nullptr; ///< Rejected: the text of the report
 };
 
-/// A function that composes the text to append. It is called while the file is locked, so it must not call an error
-/// handler or edit a tag file: an edit of the same file would wait for the lock.
+/// Type of the function that composes the text to append. appendUnlessDefined() calls the function while the tag file
+/// is locked. The function must not edit a tag file or call an error handler, which could edit one: a second edit of
+/// the same file would wait for the lock until its time limit.
+/// @param text     the text to append to
+/// @param context  the last argument of appendUnlessDefined()
 using ComposeAppended = void (*)(vek::ComposedText &text, void *context);
 
-/// Appends the text that `compose` composes to the tag file `tagPath` with one write(), unless the file defines the
-/// keyword `element`. Creates a missing file. A file with a syntax error is treated as not defining the keyword.
-/// Reports no errors: the caller reports the result.
+/// Appends text to the tag file `tagPath` with one write(), unless the file already defines the keyword `element`.
+/// Creates the file if it is missing. A file with a syntax error counts as a file that does not define `element`. Calls
+/// no error handler, so the caller must report a failure.
+/// @param compose  composes the text; called once, while the file is locked
 /// @param context  passed to `compose`
 AppendResult appendUnlessDefined(const char *tagPath, const char *element, ComposeAppended compose,
                                  void *context);

@@ -84,7 +84,8 @@ constexpr std::array kRows = {
                 return true;
             },
         .clear = [](VekinfoObj &obj) { obj.library = 0; },
-        // Documented: after an edit has cleared VEKLIBRARY (0), a lookup in the cache still finds it.
+        // Documented: after an edit has cleared VEKLIBRARY, `library` is 0 and this function still returns true. A
+        // lookup therefore finds the keyword in the cached object, although it is no longer in the file.
         .isPresent = [](const VekinfoObj &obj) { return obj.library != TOV_UNSET; },
         .value = [](const VekinfoObj & /*obj*/) { return ""; },
         .writtenValue = [](const VekinfoObj &obj) -> const char * { return obj.library == 1 ? "" : nullptr; },
@@ -106,7 +107,8 @@ constexpr std::array kRows = {
         .clear = [](VekinfoObj &obj) { obj.libcheck = 0; },
         .isPresent = [](const VekinfoObj &obj) { return obj.libcheck != TOV_UNSET; },
         .value = libcheckValue,
-        // Documented: only ON is written. An edit removes an OFF setting from the file.
+        // Documented: only the value ON is written. If the file contains `VEKLIBCHECK OFF`, an edit of any entry
+        // removes this line.
         .writtenValue = [](const VekinfoObj &obj) { return obj.libcheck == 1 ? "ON" : nullptr; },
         .shownValue = shownLibcheck,
         .lookup = LookupForm::LibraryCheck,
@@ -141,7 +143,8 @@ constexpr std::array kRows = {
         .isPresent = [](const VekinfoObj &obj) { return obj.nameSpace != TOV_NAMESPACE_UNSET; },
         .value = nameSpaceValue,
         .writtenValue = nameSpaceValue,
-        // Documented: `vekinfo -show` prints these values in another spelling than the file has.
+        // Documented: the file contains `LibraryNT` or `LibraryUnix`, but `vekinfo -show` prints "libraryNt" or
+        // "libraryUnix".
         .shownValue = [](const VekinfoObj &obj) { return nameSpaceText(obj, "libraryNt", "libraryUnix"); },
         .lookup = LookupForm::NameSpace,
         .syntaxError = "NAMESPACE line in vekinfo.tag file",

@@ -19,8 +19,8 @@ int convertPath(const char *path, SearchText &converted) {
     return converted.fill([path](char *out, std::size_t) { return puxConvertPath(path, out); });
 }
 
-/// Sets `absolute` to `path` if that begins with "/", otherwise to `directory`, "/" and `path`.
-/// @return false if the result does not fit
+/// Sets `absolute` to `path` if `path` begins with "/", otherwise to `directory` + "/" + `path`.
+/// @return false if the text does not fit into `absolute`
 bool makeAbsolute(const vek::PathText &directory, std::string_view path, vek::PathText &absolute) {
     const bool isRooted = !path.empty() && path.front() == '/';
     return isRooted ? absolute.assign(path) : absolute.assign(directory.view(), "/", path);
