@@ -1,7 +1,8 @@
 #ifndef COMMON_OWNED_H
 #define COMMON_OWNED_H
 
-/// RAII owners of C resources (malloc() memory, FILE, DIR and descriptors), and functions that allocate and copy.
+/// RAII owners of C resources: memory from malloc(), FILE and DIR streams, and file descriptors. Also functions that
+/// allocate records and copy strings into memory from malloc().
 
 #include <algorithm>
 #include <array>
@@ -27,15 +28,16 @@ struct CloseDirectory {
     void operator()(DIR *directory) const { static_cast<void>(closedir(directory)); }
 };
 
-/// Owns memory that malloc() has allocated.
+/// A unique pointer to memory that malloc() allocated. Its destructor calls free().
 template <typename T>
 using Owned = std::unique_ptr<T, FreeMemory>;
-/// Owns a NUL-terminated string that malloc() has allocated.
+/// A unique pointer to a NUL-terminated string that malloc() allocated.
 using OwnedText = Owned<char>;
 using OwnedStream = std::unique_ptr<FILE, CloseStream>;
 using OwnedDirectory = std::unique_ptr<DIR, CloseDirectory>;
 
-/// Allocates a record with malloc() and sets it to `value`. @return null if memory is exhausted
+/// Allocates an object of type T with malloc() and initializes it with `value`. @return the object; null if memory is
+/// exhausted
 template <typename T>
 [[nodiscard]] Owned<T> make(const T &value = {}) {
     static_assert(std::is_trivially_copyable_v<T>, "free() calls no destructor");
@@ -43,14 +45,15 @@ template <typename T>
     return Owned<T>(record == nullptr ? nullptr : std::construct_at(record, value));
 }
 
-/// Allocates an array of `count` records with calloc(), so all bytes are 0. @return null if memory is exhausted
+/// Allocates an array of `count` objects of type T with calloc(), which sets all bytes to 0. @return the array; null
+/// if memory is exhausted
 template <typename T>
 [[nodiscard]] Owned<T> makeZeroed(std::size_t count = 1) {
     static_assert(std::is_trivially_copyable_v<T>);
     return Owned<T>(static_cast<T *>(std::calloc(count, sizeof(T))));
 }
 
-/// @return a copy of `text` with a NUL after it; null if memory is exhausted
+/// Copies `text` and a final NUL into new memory. @return the copy; null if memory is exhausted
 [[nodiscard]] inline OwnedText copyText(std::string_view text) {
     OwnedText copy(static_cast<char *>(std::malloc(text.size() + 1)));
     if (copy) {
@@ -60,7 +63,7 @@ template <typename T>
     return copy;
 }
 
-/// @return the joined pieces with a NUL after them; null if memory is exhausted
+/// Concatenates all `pieces` and a final NUL in new memory. @return the joined text; null if memory is exhausted
 template <typename... Pieces>
 [[nodiscard]] OwnedText joinText(const Pieces &...pieces) {
     const std::array<std::string_view, sizeof...(Pieces)> views = {std::string_view(pieces)...};
@@ -80,7 +83,7 @@ template <typename... Pieces>
     return joined;
 }
 
-/// A file descriptor that is closed at the end of its scope.
+/// Owns one file descriptor. The destructor closes it, unless the stored value is -1 (no descriptor).
 class OwnedDescriptor {
   public:
     OwnedDescriptor() = default;
@@ -102,7 +105,8 @@ class OwnedDescriptor {
     [[nodiscard]] int get() const { return descriptor_; }
     [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
-    /// Closes the descriptor before the end of the scope. @return the result of close(), with `errno` set if it is -1
+    /// Closes the descriptor now instead of in the destructor. @return the result of close(): 0, or -1 with `errno`
+    /// set
     [[nodiscard]] int close() { return ::close(release()); }
 
   private:

@@ -6,7 +6,7 @@
 void vek::printError(const char *format, ...) { // NOLINT(cert-dcl50-cpp): the compiler checks the arguments
     va_list arguments;
     va_start(arguments, format);
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() has initialized it
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() has initialized `arguments`
     static_cast<void>(std::vfprintf(stderr, format, arguments));
     va_end(arguments);
 }

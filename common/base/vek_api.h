@@ -1,7 +1,7 @@
 #ifndef VEK_API_H
 #define VEK_API_H
 
-/// Declarations that every public header needs: C linkage, the export attribute, buffer sizes.
+/// Definitions that every public header needs: C linkage, exported symbols, and sizes of buffers.
 
 #include <stddef.h>
 
@@ -13,7 +13,8 @@
 #define VEK_END_DECLS
 #endif
 
-// VEK_EXTENSION precedes a declaration that is not valid C99, so that -Wpedantic does not report it.
+// VEK_API exports a function from the shared library. VEK_EXTENSION precedes a declaration that is not valid
+// C99, so that the compiler does not warn about it with the option -Wpedantic.
 #if defined(__GNUC__)
 #define VEK_API __attribute__((visibility("default")))
 #define VEK_EXTENSION __extension__
@@ -22,11 +23,12 @@
 #define VEK_EXTENSION
 #endif
 
-/// Size in bytes of a buffer for a path or a line, including the NUL. Paths and lines have at most 4095
-/// characters.
+/// Size in bytes of a buffer for a path or a line of text, including the NUL. Paths and lines therefore have at
+/// most 4095 characters.
 #define VEK_PATH_SIZE 4096
 
-/// Size in bytes of a buffer for a search result or a converted path, including the NUL.
+/// Size in bytes of a buffer, including the NUL, for the path that a search function found or that a conversion
+/// function made.
 #define VEK_SEARCH_PATH_SIZE 1024
 
 #endif

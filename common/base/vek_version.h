@@ -1,8 +1,9 @@
 #ifndef VEK_VERSION_H
 #define VEK_VERSION_H
 
-/// The version of the headers that a program is compiled with. The shared library has the major number in its
-/// soname: a program runs with any later version that has the same major number.
+/// The version of these headers, with which a program is compiled. The soname of the shared library contains
+/// only the major number. A compiled program therefore runs with every later version that has the same major
+/// number.
 
 #include "common/base/vek_api.h"
 

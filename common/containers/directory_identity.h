@@ -9,7 +9,7 @@
 
 namespace vek {
 
-/// Identifies a directory by its device and inode, which are the same for every path that leads to it.
+/// Identifies a directory by its device number and inode number. Both are the same for every path of the directory.
 struct DirectoryIdentity {
     dev_t device = 0;
     ino_t inode = 0;
@@ -18,13 +18,15 @@ struct DirectoryIdentity {
 
     static DirectoryIdentity of(const struct stat &status) { return {status.st_dev, status.st_ino}; }
 
-    /// @return the identity of `path`, or of its target if it is a symbolic link; nullopt if stat() fails
+    /// @return the device and inode number of the directory `path`, or of its target if `path` is a symbolic link;
+    ///         nullopt if stat() fails
     static std::optional<DirectoryIdentity> of(const char *path) {
         struct stat status = {};
         return stat(path, &status) == 0 ? std::optional(of(status)) : std::nullopt;
     }
 
-    /// @return the identity of the directory that is open as `descriptor`; nullopt if fstat() fails
+    /// @return the device and inode number of the directory whose file descriptor is `descriptor`; nullopt if fstat()
+    ///         fails
     static std::optional<DirectoryIdentity> of(int descriptor) {
         struct stat status = {};
         return fstat(descriptor, &status) == 0 ? std::optional(of(status)) : std::nullopt;

@@ -12,8 +12,8 @@
 
 namespace vek {
 
-/// A dynamic array that can also be used as a stack. A full array doubles its capacity, so n calls of push() take O(n)
-/// time. Growing can move the values to another address.
+/// A dynamic array that can also be used as a stack. A full array doubles its capacity, so n calls of push() take
+/// O(n) time. Doubling can move the values, which makes pointers to them invalid.
 template <typename Value>
 class GrowingArray {
   public:
@@ -36,7 +36,7 @@ class GrowingArray {
     GrowingArray &operator=(const GrowingArray &) = delete;
     ~GrowingArray() { shrink(0); }
 
-    /// @return false if memory is exhausted; the array is then unchanged
+    /// Appends `value`. @return true; false if memory is exhausted, and the array is then unchanged
     [[nodiscard]] bool push(Value &&value) {
         if (!reserve(size_ + 1)) {
             return false;
@@ -47,7 +47,7 @@ class GrowingArray {
     }
 
     /// Appends `count` uninitialized values, which the caller must set.
-    /// @return the first of them; null if memory is exhausted, the array is then unchanged
+    /// @return a pointer to the first of these values; null if memory is exhausted, and the array is then unchanged
     [[nodiscard]] Value *extend(std::size_t count) {
         static_assert(std::is_trivial_v<Value>);
         if (!reserve(size_ + count)) {
@@ -57,7 +57,7 @@ class GrowingArray {
         return values_.get() + size_ - count;
     }
 
-    /// Removes the last values, so that `size` values remain. Keeps the memory.
+    /// Removes values from the end until `size` values remain. Does not free or move the memory.
     void shrink(std::size_t size) {
         std::destroy(values_.get() + size, values_.get() + size_);
         size_ = size;
@@ -73,20 +73,20 @@ class GrowingArray {
     [[nodiscard]] const Value &top() const { return values_.get()[size_ - 1]; }
 
   private:
-    /// Makes the capacity at least `size` values. @return false if memory is exhausted
+    /// Makes room for at least `size` values. @return true; false if memory is exhausted
     bool reserve(std::size_t size) {
         if (size <= capacity_) {
             return true;
         }
         constexpr std::size_t kFirstBytes = 512; // enough for the names of a small directory
-        // NOLINTNEXTLINE(bugprone-sizeof-expression): a value may be a pointer
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): Value can be a pointer type, so its size is correct here
         constexpr std::size_t kFirst = sizeof(Value) < kFirstBytes ? kFirstBytes / sizeof(Value) : 1;
         return moveTo(2 * capacity_ > size ? 2 * capacity_ : size + kFirst);
     }
 
     bool moveTo(std::size_t capacity) {
         if constexpr (std::is_trivially_copyable_v<Value>) {
-            // NOLINTNEXTLINE(bugprone-sizeof-expression): a value may be a pointer
+            // NOLINTNEXTLINE(bugprone-sizeof-expression): Value can be a pointer type, so its size is correct here
             auto *moved = static_cast<Value *>(std::realloc(values_.get(), capacity * sizeof(Value)));
             if (moved == nullptr) {
                 return false;

@@ -12,8 +12,9 @@
 
 namespace vek {
 
-/// A hash map from directory identities to values, with open addressing, linear probing and Fibonacci hashing. At most
-/// three quarters of the slots are used. erase() leaves no tombstone: it moves later entries into the empty slot.
+/// A hash map from directory identities (device and inode number) to values. Algorithm: open addressing with linear
+/// probing and Fibonacci hashing. At most three quarters of the slots, the elements of the array, are used. erase()
+/// leaves no tombstone (mark of a deleted entry): it moves later entries back into the free slot.
 template <typename Value>
 class IdentityMap {
   public:
@@ -21,7 +22,7 @@ class IdentityMap {
 
     [[nodiscard]] std::size_t size() const { return size_; }
 
-    /// @return the value stored for `identity`, valid until the map changes; null if there is none
+    /// @return a pointer to the value stored for `identity`, valid until the map changes; null if there is none
     [[nodiscard]] const Value *find(const DirectoryIdentity &identity) const {
         if (size_ == 0) {
             return nullptr;
@@ -30,8 +31,8 @@ class IdentityMap {
         return slot.isUsed ? &slot.value : nullptr;
     }
 
-    /// Stores `value` for `identity` and replaces an earlier value.
-    /// @return false if memory is exhausted; the map is then unchanged
+    /// Stores a copy of `value` for `identity`. Replaces the value that was stored before for this identity, if any.
+    /// @return true; false if memory is exhausted, and the map is then unchanged
     [[nodiscard]] bool store(const DirectoryIdentity &identity, const Value &value) {
         if (4 * (size_ + 1) > 3 * slotCount() && !grow()) {
             return false;
@@ -50,7 +51,9 @@ class IdentityMap {
         if (!slots_.get()[hole].isUsed) {
             return;
         }
-        // An entry moves into the hole unless its home slot, where probing begins, lies cyclically after the hole.
+        // Deletion by backward shift: each later entry moves into the hole, the slot that became free, so that
+        // searches still find it. An entry stays if its home slot, where the search for it begins, lies cyclically
+        // after the hole.
         for (std::size_t i = next(hole); slots_.get()[i].isUsed; i = next(i)) {
             const std::size_t home = homeOf(slots_.get()[i].identity);
             if (((i - home) & mask()) >= ((i - hole) & mask())) {
@@ -86,7 +89,8 @@ class IdentityMap {
         return static_cast<std::size_t>((key * kGoldenRatio) >> (64U - bits_));
     }
 
-    /// @return the index of the slot that holds `identity`; if there is none, of the free slot where it must be stored
+    /// @return the index of the slot (array element) that holds `identity`; if there is none, the index of the unused
+    ///         slot in which `identity` must be stored
     [[nodiscard]] std::size_t slotOf(const DirectoryIdentity &identity) const {
         std::size_t slot = homeOf(identity);
         while (slots_.get()[slot].isUsed && slots_.get()[slot].identity != identity) {

@@ -1,7 +1,8 @@
 #ifndef COMMON_INTRUSIVE_HASH_H
 #define COMMON_INTRUSIVE_HASH_H
 
-/// The hash table that the internal indexes of all layers use. C programs use the public table in vek_hash.h instead.
+/// A template of an intrusive hash table, for the internal indexes of all layers. C programs use the public hash
+/// table in vek_hash.h instead.
 
 #include "common/base/owned.h"
 
@@ -13,16 +14,16 @@
 
 namespace vek {
 
-/// An intrusive hash table with separate chaining. The entries are records of the caller. Each contains a pointer to
-/// the next entry of its chain, the link, so insert() allocates nothing but buckets. An entry can be in several
-/// tables if it has a link for each. When there are as many entries as buckets, insert() doubles the number of
-/// buckets. Each operation takes O(1) time on average.
+/// An intrusive hash table with separate chaining. The entries are objects of the caller. Each entry contains a
+/// pointer to the next entry of its chain, called the link, so that insert() allocates no memory except buckets. An
+/// entry can be in several tables if it has one link for each table. When there are as many entries as buckets,
+/// insert() doubles the number of buckets. Each operation takes O(1) time on average.
 ///
 /// @tparam Traits  describes the entries, with these static members:
 ///                 - Entry *&link(Entry &): the link of an entry, which only the table reads and writes;
 ///                 - std::uint32_t hash(const Entry &) and hash(const Key &), equal if entry and key match;
 ///                 - bool matches(const Entry &, const Key &).
-///                 Key is any type, for instance std::string_view. The traits can have overloads for several types
+///                 Key is any type, for instance std::string_view. There can be overloads for several key types
 template <typename Entry, typename Traits>
 class IntrusiveHash {
   public:
@@ -43,20 +44,21 @@ class IntrusiveHash {
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] bool empty() const { return size_ == 0; }
 
-    /// Allocates the first buckets. After that, insert() cannot fail.
-    /// @return false if memory is exhausted
+    /// Allocates the first array of buckets if there is none. After a success, insert() cannot fail.
+    /// @return true; false if memory is exhausted
     [[nodiscard]] bool allocate() { return buckets_ || resize(kFirstBits); }
 
-    /// Allocates enough buckets for `count` entries, so that inserting them does not need to resize the table.
-    /// @return false if memory is exhausted; the table is then unchanged
+    /// Allocates enough buckets for `count` entries, so that the table is not resized while they are inserted.
+    /// @return true; false if memory is exhausted, and the table is then unchanged
     [[nodiscard]] bool reserve(std::size_t count) {
         const auto bits = static_cast<unsigned>(std::bit_width(count));
         return bits <= bits_ ? allocate() : resize(bits > kFirstBits ? bits : kFirstBits);
     }
 
-    /// Inserts `entry`, even if an equal entry is present: find() then returns the one inserted last.
-    /// @return false if memory for the first buckets is exhausted. If memory for more buckets is exhausted, the entry
-    ///         is still inserted; searches then take longer, because the chains are longer
+    /// Inserts `entry`, even if the table contains an equal entry. find() then returns the entry that was inserted
+    /// last. If memory for more buckets is exhausted, the entry is still inserted, but searches take longer, because
+    /// the chains are longer.
+    /// @return true; false if the table has no buckets yet and memory for them is exhausted
     [[nodiscard]] bool insert(Entry &entry) {
         if (!allocate()) {
             return false;
@@ -71,22 +73,23 @@ class IntrusiveHash {
         return true;
     }
 
-    /// @return the entry that matches `key`; if there are several, the one inserted last; null if there is none
+    /// @return the entry that matches `key`; if several match, the one that was inserted last; null if none matches
     template <typename Key>
     [[nodiscard]] Entry *find(const Key &key) const {
         return firstMatch(buckets_ ? bucketOf(Traits::hash(key)) : nullptr, key);
     }
 
+    /// Returns the next entry that matches `key`, after the entry `entry`. Matching entries are returned in reverse
+    /// order of their insertion.
     /// @param entry  a result of find() or findNext() for the same key
-    /// @return of the entries that match `key` and were inserted before `entry`, the one inserted last; null if there
-    ///         is none
+    /// @return the entry; null if no other entry matches
     template <typename Key>
     [[nodiscard]] Entry *findNext(Entry &entry, const Key &key) const {
         return firstMatch(Traits::link(entry), key);
     }
 
-    /// Removes `entry` itself, not another entry that equals it.
-    /// @return false if `entry` is not in the table
+    /// Removes the object `entry` itself. Another entry that equals it stays in the table.
+    /// @return true; false if `entry` is not in the table
     bool remove(Entry &entry) {
         if (!buckets_) {
             return false;
@@ -104,7 +107,7 @@ class IntrusiveHash {
     }
 
     /// Removes all entries and frees the buckets.
-    /// @param release  is called as release(Entry &) once for each entry, and may free it
+    /// @param release  a function that is called as release(Entry &) once for each entry. It may free the entry
     template <typename Release>
     void clear(Release release) {
         for (std::size_t i = 0; i < bucketCount(); ++i) {
@@ -123,11 +126,12 @@ class IntrusiveHash {
 
     [[nodiscard]] std::size_t bucketCount() const { return buckets_ ? std::size_t{1} << bits_ : 0; }
 
-    /// Fibonacci hashing: uses the high bits of the product, because every bit of `hash` changes them.
-    /// @return the index of the bucket for `hash` if there are 2 to the power of `bits` buckets
+    /// Fibonacci hashing: multiplies `hash` by 2^64 divided by the golden ratio, and uses the highest bits of the
+    /// product, because every bit of `hash` changes them.
+    /// @return the index of the bucket for `hash` in a table of 2 to the power of `bits` buckets
     [[nodiscard]] static std::size_t indexOf(std::uint32_t hash, unsigned bits) {
         constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // 2^64 divided by the golden ratio
-        // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a table with buckets has at least kFirstBits
+        // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): `bits` is at least kFirstBits, so not 0
         return static_cast<std::size_t>((hash * kGoldenRatio) >> (64U - bits));
     }
     [[nodiscard]] Entry *&bucketOf(std::uint32_t hash) const { return buckets_.get()[indexOf(hash, bits_)]; }
@@ -140,9 +144,9 @@ class IntrusiveHash {
         return entry;
     }
 
-    /// Moves all entries to 2 to the power of `bits` new buckets. Each chain is reversed before its entries are moved
-    /// to the front of their new chains, so that equal entries keep their order.
-    /// @return false if memory is exhausted; the table is then unchanged
+    /// Allocates 2 to the power of `bits` new buckets and moves all entries to them. Each entry is inserted at the
+    /// front of its new chain. Each old chain is reversed before, so that equal entries keep their order.
+    /// @return true; false if memory is exhausted, and the table is then unchanged
     bool resize(unsigned bits) {
         Owned<Entry *> buckets(static_cast<Entry **>(std::calloc(std::size_t{1} << bits, sizeof(Entry *))));
         if (!buckets) {

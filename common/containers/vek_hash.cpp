@@ -1,8 +1,9 @@
 #include "common/containers/vek_hash.h"
 
-// An intrusive hash table with separate chaining for C programs. A new entry becomes the first of its chain. The number
-// of buckets is a power of two. Growth multiplies it by four: it visits the old chains in order and inserts each entry
-// at the front of its new chain. The observer is called before growth, after it, and before a link in an entry changes.
+// An intrusive hash table with separate chaining, for C programs. A new entry becomes the first of its chain. The
+// number of buckets is a power of two; when the table grows, it is multiplied by four. Then all chains are visited in
+// order, and each entry is inserted at the front of its new chain. The observer function is called before and after
+// growth, and before the link of an entry in the table changes because the next entry is removed.
 
 #include "common/base/owned.h"
 #include "common/containers/veki_hash.h"
@@ -25,10 +26,10 @@ constexpr int16_t kSmallestShift = 29;
 constexpr int32_t kDefaultLoadFactor = 3;
 constexpr int32_t kGrowthFactor = 4;
 constexpr int16_t kGrowthShift = 2;
-/// The largest power of two that an int32_t can hold.
+/// The largest number of buckets: the largest power of two that fits into an int32_t.
 constexpr int32_t kLargestBuckets = 1 << 30;
 
-/// @return the product of two positive numbers; INT32_MAX if it is larger than that
+/// @return the product of the positive numbers `a` and `b`; INT32_MAX if the product is larger than INT32_MAX
 int32_t multiplied(int32_t a, int32_t b) {
     const int64_t product = int64_t{a} * b;
     return product > INT32_MAX ? INT32_MAX : static_cast<int32_t>(product);
@@ -39,7 +40,8 @@ bool isAllocated(const vekHashTable *table) {
            table->hash != nullptr;
 }
 
-// linkOf() and setLink() use memcpy(), because the link field can be unaligned: the caller chooses its offset.
+// linkOf() and setLink() read and write the link of an entry, its pointer to the next entry of the chain. They use
+// memcpy(), because the caller chooses the byte offset of the link, so its address can be unaligned.
 
 void *linkOf(const vekHashTable &table, const void *entry) {
     void *link = nullptr;
@@ -55,7 +57,8 @@ void **bucketOf(const vekHashTable &table, const void *key) {
     return &table.buckets[table.hash(key, &table) & static_cast<uint32_t>(table.mask)];
 }
 
-/// The result of findIn(): an entry and its predecessor in the chain.
+/// The result of findIn(): the entry that equals a key, and what points to this entry, its bucket or the preceding
+/// entry.
 struct Location {
     void **bucket;
     void *previous; ///< the entry before `entry`; null if `entry` is the first of its chain
@@ -93,16 +96,16 @@ void observe(vekHashTable &table, int phase, void *entry) {
     }
 }
 
-/// Calls the observer for the predecessor of the entry in `location`, whose link is about to change. Does nothing if
-/// there is no predecessor.
+/// Calls the observer with VEK_HASH_LINK_CHANGES for the entry that precedes `location.entry` in its chain, because
+/// the link of this preceding entry is about to change. Does nothing if `location.entry` is the first of its chain.
 void observeRedirection(vekHashTable &table, const Location &location) {
     if (location.previous != nullptr) {
         observe(table, VEK_HASH_LINK_CHANGES, location.previous);
     }
 }
 
-/// Makes the predecessor of the entry in `location` point to `successor`; if there is none, makes the bucket point to
-/// it.
+/// Takes `location.entry` out of its chain: sets the link of the preceding entry to `successor`. If `location.entry`
+/// is the first entry of the chain, sets the bucket to `successor` instead.
 void redirect(const vekHashTable &table, const Location &location, void *successor) {
     if (location.previous == nullptr) {
         *location.bucket = successor;
@@ -147,7 +150,7 @@ void vekHashRebuildTable(vekHashTable *table) {
     if (table->bucketCount > kLargestBuckets / kGrowthFactor) {
         return;
     }
-    // Allocate first: on failure the table is unchanged and no observer has been called.
+    // Allocate the new buckets first: if this fails, the table is unchanged and the observer has not been called.
     vekHashTable grown = *table;
     grown.bucketCount *= kGrowthFactor;
     if (vekHashAllocBuckets(&grown) == 0) {
@@ -207,7 +210,7 @@ void *vekHashCreate(vekHashTable *table, void *entry) {
     }
     void **const bucket = bucketOf(*table, entry);
     if (findIn(*table, bucket, entry).entry != nullptr) {
-        // Documented: the result is `entry` itself, not the equal entry in the table.
+        // Documented: if the table contains an equal entry, the result is the argument `entry`, not the equal entry.
         return entry;
     }
     insert(*table, bucket, entry);
@@ -260,7 +263,8 @@ void *vekHashCreateAfterProbe(vekHashTable *table, void *entry) {
     if (table->probeSlot == nullptr) {
         return entry;
     }
-    // Documented: the stored bucket is kept after the insertion, until the table grows or is probed again.
+    // Documented: the insertion does not reset `probeSlot`, the bucket that vekHashProbe() stored. A second call
+    // therefore inserts into the same bucket, unless the table has grown or vekHashProbe() was called again.
     insert(*table, table->probeSlot, entry);
     return nullptr;
 }
@@ -294,7 +298,7 @@ int vekHashGen(vekHashGenerator *generator, void **entry) {
         generator->nextEntry = table.buckets[generator->bucketIndex];
     }
     *entry = generator->nextEntry;
-    // Read the link now: the caller may delete the entry before the next call.
+    // Read the link of the entry now, because the caller may free the entry before the next call.
     generator->nextEntry = linkOf(table, generator->nextEntry);
     return 1;
 }
@@ -310,7 +314,8 @@ void vekHashStopGen(vekHashGenerator *generator) {
 int32_t vekHashDouble(double number) {
     const auto pattern = std::bit_cast<uint64_t>(number);
     auto hash = static_cast<int32_t>(static_cast<uint32_t>(pattern) ^ static_cast<uint32_t>(pattern >> 32U));
-    // Documented: both shifts are arithmetic, that is, they copy the sign bit.
+    // Documented: both shifts to the right are arithmetic, that is, they fill the high bits with copies of the sign
+    // bit.
     hash ^= hash >> 16; // NOLINT(hicpp-signed-bitwise)
     return hash ^ (hash >> 9);
 }

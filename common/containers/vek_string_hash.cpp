@@ -1,7 +1,8 @@
 #include "common/containers/vek_string_hash.h"
 
-// A block hash: each block of 24 bytes is added to a state of three 64-bit words, which four rounds of subtractions,
-// exclusive ors and shifts then mix. Documented: the shift distances of each round.
+// A hash function for byte strings. It processes blocks of 24 bytes: each block is added to a state of three 64-bit
+// words, and four rounds of subtractions, exclusive ors and shifts mix the state. Documented: the shift distances of
+// each round, which determine the hash values.
 
 #include <array>
 #include <bit>
@@ -15,7 +16,7 @@ namespace {
 
 constexpr std::size_t kWord = sizeof(uint64_t);
 constexpr std::size_t kBlock = 3 * kWord;
-/// The first value of `c`: approximately 2^64 divided by the golden ratio.
+/// The initial value of the state word `c`: approximately 2^64 divided by the golden ratio.
 constexpr uint64_t kStart = 0x9e3779b97f4a7c13;
 
 struct State {
@@ -24,8 +25,8 @@ struct State {
     uint64_t c = kStart;
 };
 
-/// The shift distances of one round, in bits: for the new value of `a`, `b` and `c`. Those for `a` and `c` are shifts
-/// to the right, that for `b` to the left.
+/// The shift distances in bits for one round of mix(). `a` and `c` are distances of shifts to the right, and `b` is
+/// the distance of a shift to the left.
 struct Round {
     unsigned a, b, c;
 };
@@ -39,15 +40,16 @@ void mix(State &s) {
     }
 }
 
-/// @return the first `count` bytes, at most 8, as a little-endian number
+/// @return the first `count` bytes of `bytes` as a little-endian number; `count` is at most 8
 uint64_t wordAt(const char *bytes, std::size_t count) {
     uint64_t word = 0;
     std::memcpy(&word, bytes, count);
     return word;
 }
 
-/// @return `word` as if each of its bytes were a signed number, sign-extended and shifted to its place before the bytes
-///         are added. A byte above 0x7F is then 256 less than its unsigned value, which is 1 less in the next byte
+/// Converts `word`, whose 8 bytes are unsigned numbers, to the sum of the same bytes as signed numbers: each byte is
+/// sign-extended, shifted to its position, and added. A signed byte above 0x7F is 256 less than the unsigned one, so
+/// 1 is subtracted from the next higher byte.
 uint64_t withSignedBytes(uint64_t word) {
     constexpr uint64_t kSigns = 0x8080808080808080;
     return word - ((word & kSigns) << 1U);
@@ -57,19 +59,21 @@ void addBlock(State &s, const char *block, bool aligned) {
     const uint64_t first = wordAt(block, kWord);
     const uint64_t second = wordAt(block + kWord, kWord);
     const uint64_t third = wordAt(block + 2 * kWord, kWord);
-    // Documented: bytes are sign-extended, except in complete blocks if the address of the input is a multiple of 8.
+    // Documented: the bytes are sign-extended, so that bytes above 0x7F are negative. The exception is a complete
+    // block if the address of the input is a multiple of 8 (`aligned`): its bytes are unsigned.
     s.a += aligned ? first : withSignedBytes(first);
     s.b += aligned ? second : withSignedBytes(second);
     s.c += aligned ? third : withSignedBytes(third);
 }
 
-/// Adds the last bytes of the input, `count` bytes at `tail`. They are fewer than a block.
+/// Adds the last `count` bytes of the input, which begin at `tail`, to the state. `count` is less than 24, the size
+/// of a block.
 void addTail(State &s, const char *tail, std::size_t count) {
     std::array<char, kBlock> padded = {};
     std::memcpy(padded.data(), tail, count);
     s.a += withSignedBytes(wordAt(padded.data(), kWord));
     s.b += withSignedBytes(wordAt(padded.data() + kWord, kWord));
-    // Shifted by a byte: the lowest byte of `c` is reserved for the length, which the caller has added.
+    // Shift by one byte, because the lowest byte of `c` is reserved for the input length, which the caller has added.
     s.c += withSignedBytes(wordAt(padded.data() + 2 * kWord, kWord)) << 8U;
 }
 

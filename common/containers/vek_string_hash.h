@@ -1,8 +1,8 @@
 #ifndef VEK_STRING_HASH_H
 #define VEK_STRING_HASH_H
 
-/// Hash functions of strings and bytes, for hash tables. Use the values within one process only: for input with
-/// bytes above 0x7F they depend on the memory address of the input.
+/// Hash functions of strings and bytes, for hash tables. Use the hash values within one process only: if the
+/// input contains bytes above 0x7F, the value depends on the memory address of the input.
 
 #include "common/base/vek_api.h"
 
@@ -10,18 +10,18 @@
 
 VEK_BEGIN_DECLS
 
-/// Hashes `length` bytes. A byte above 0x7F is a negative number, except within a complete block of 24 bytes if
-/// the address of the input is a multiple of 8.
+/// Computes a hash value of the first `length` bytes of `bytes`. A byte above 0x7F is used as a negative
+/// number, except within a complete block of 24 bytes if the address of the input is a multiple of 8.
 ///
 /// @param bytes  need not end with a NUL; null is hashed as no bytes
 /// @return a value below 2^32
 VEK_API uint64_t vekHashStringLen(const void *bytes, size_t length);
 
-/// Hashes the characters of `string` without its NUL, like vekHashStringLen().
-/// @return the hash value; for null, that of the empty string
+/// Computes a hash value of the characters of `string`, without its NUL, like vekHashStringLen().
+/// @return the hash value; for null, the hash value of the empty string
 VEK_API uint64_t vekHashString(const char *string);
 
-/// Hashes `string` like vekHashString().
+/// Computes the same hash value of `string` as vekHashString().
 /// @return the hash value as a 32-bit number
 VEK_API uint32_t vekHashString32(const char *string);
 
