@@ -1,10 +1,11 @@
-# Sourced by the shell scripts of scripts/: the comment at the head of a script is its usage.
+# Functions for the shell scripts in scripts/, which source this file. They print the comment at the head of a script as
+# its usage.
 
 usage() {
     sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
 }
 
-# For words that the script does not know.
+# Prints the usage and exits, because the script does not know an argument.
 wrong_usage() {
     usage >&2
     exit 2
@@ -20,7 +21,7 @@ help_if_asked() {
     esac
 }
 
-# For scripts that take no arguments.
+# Exits if an argument is given, because the script takes none.
 no_arguments() {
     help_if_asked "$@"
     [ $# -eq 0 ] || wrong_usage
