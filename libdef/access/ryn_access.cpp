@@ -1,6 +1,7 @@
-// Access tests. If the test of an object fails, the level above it is tested in the same way (file, view, cell,
-// library), so that the result is the error of the outermost level that fails. The test for writing is recursive, and
-// creates missing cell and view directories from the outermost level inward.
+// Implements access tests of design objects. A design object is a library, or a cell, view or file in it.
+// If the test of an object fails, the object that contains it is tested in the same way, recursively: file, view, cell,
+// library. The result is the error of the outermost object that fails.
+// The test for writing also creates missing cell and view directories, the outermost first.
 
 #include "libdef/access/ryni_access.h"
 
@@ -28,7 +29,7 @@ using ryn::ObjectNames;
 
 constexpr const char *kContext = "ryni_access_path()"; ///< function name in reports of internal errors
 
-/// The arguments of one access test.
+/// The arguments of one access test of a library, cell, view or file.
 struct Request {
     const rynRegistry *registry;
     AccessKind kind;
@@ -37,8 +38,8 @@ struct Request {
     const char *path; ///< the path of the object
 };
 
-/// Tests the access to the object one level above. @return its result; RYN_OK for a library, which has no level above
-/// it
+/// Tests the access to the object that contains the requested one, for example to the view that contains a file.
+/// @return the result of that test; RYN_OK if the requested object is a library, which no object contains
 int accessLevelAbove(const Request &request) {
     if (!request.names.hasLevelAbove()) {
         return RYN_OK;
@@ -77,15 +78,16 @@ int checkWrite(const Request &request) {
             isGiven(request.names.view) ? DirectoryLevel::View : DirectoryLevel::Cell;
         return ryn::makeDirectory(request.registry, request.path, level);
     }
-    // Test again: the cached failure may be older than the directory of the file, which may have just been created.
-    // ENOENT is a success, because a missing file can be created.
+    // Remove the cached result and test again, because accessLevelAbove() may have just created the directory of the
+    // file. Accept ENOENT, because a missing file can be created in that directory.
     ryn::statCache.remove(request.path);
     error = ryn::testAccess(request.registry, request.path, W_OK);
     return error == 0 || error == ENOENT ? RYN_OK : request.names.codeOf(error);
 }
 
-/// Returns the error for an object whose containing directory cannot be written. Documented: the code depends only on
-/// the last name given. For a file it is RYN_PERMISSION_DENIED_VIEW, even if the file is directly in a cell or library.
+/// Converts `error`, the errno value of a failed write test of the directory that contains an object, to a RYN_ code.
+/// Documented: for EACCES, the code depends only on the last name given. For a file, it is RYN_PERMISSION_DENIED_VIEW,
+/// even if the directory that contains the file is a cell or a library.
 int codeOfDirectoryAbove(const ObjectNames &names, int error) {
     if (error != EACCES) {
         return RYN_SYSTEM_ERROR;
@@ -142,8 +144,8 @@ bool isAccessKind(int number) {
     return false;
 }
 
-/// Creates a directory and sets its permissions. The results of mkdir() and chmod() are ignored, because the directory
-/// may already exist and belong to another user.
+/// Creates the directory `path`, sets its permissions, and tests whether it can be written. Ignores failures of mkdir()
+/// and chmod(), because the directory may already exist and another user may own it.
 /// @return 0 if the directory can be written, otherwise an errno value
 int createDirectory(const rynRegistry *registry, const char *path) {
     static_cast<void>(mkdir(path, 0777));
@@ -156,7 +158,7 @@ int createDirectory(const rynRegistry *registry, const char *path) {
     return ryn::testAccess(registry, path, W_OK);
 }
 
-/// The error code for a denied permission, indexed by DirectoryLevel.
+/// The error codes for a directory that cannot be written, indexed by DirectoryLevel.
 constexpr std::array<int, 3> kDeniedAtLevel = {RYN_PERMISSION_DENIED_LIBRARY, RYN_PERMISSION_DENIED_CELL,
                                                RYN_PERMISSION_DENIED_VIEW};
 

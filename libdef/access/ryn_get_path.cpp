@@ -11,11 +11,12 @@ namespace {
 using ryn::AccessKind;
 using ryn::ObjectNames;
 
-/// Whether a failure in the explicit temporary directory ends the search. EndsUnlessMissing: it does, unless the cell,
-/// view or file does not exist there.
+/// What rynGetPath() does if the test of the object in the explicit temporary directory fails. Continues: tries the
+/// next directory. Ends: returns the error. EndsUnlessMissing: tries the next directory if the cell, view or file does
+/// not exist; otherwise returns the error.
 enum class ExplicitFailure { Continues, EndsUnlessMissing, Ends };
 
-/// The properties of one mode of rynGetPath().
+/// The properties of one mode of rynGetPath(): which directories of a library it tries, and which access it tests.
 struct PathMode {
     AccessKind kind;
     bool usesTemporary;    ///< tries the implicit, then the explicit temporary directory
@@ -44,14 +45,15 @@ constexpr PathMode kReplace = {.kind = AccessKind::Replace,
                                .allowedForPacked = false,
                                .explicitFailure = ExplicitFailure::Ends};
 
-/// @return a copy of `mode` that tries only the temporary directories
+/// Returns a copy of `mode` that tries only the temporary directories of a library. Such a mode is also allowed for
+/// packed libraries, because only the library's own directory is packed into an archive.
 constexpr PathMode inTemporary(PathMode mode) {
     mode.usesLibrary = false;
     mode.allowedForPacked = true;
     return mode;
 }
 
-/// @return a copy of `mode` that tries only the library's own directory
+/// Returns a copy of `mode` that tries only the library's own directory, not its temporary directories.
 constexpr PathMode inLibrary(PathMode mode) {
     mode.usesTemporary = false;
     return mode;
@@ -62,7 +64,7 @@ constexpr PathMode withExplicitFailure(PathMode mode, ExplicitFailure explicitFa
     return mode;
 }
 
-/// The properties of each mode, indexed by RYN_PATH_... value.
+/// The properties of each mode of rynGetPath(), indexed by the RYN_PATH_... value of the mode.
 constexpr std::array<PathMode, RYN_PATH_REPLACE_LIBRARY + 1> kModes = {
     /* RYN_PATH_READ */ kRead,
     /* RYN_PATH_WRITE */ kWrite,

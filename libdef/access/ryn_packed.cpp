@@ -11,7 +11,8 @@
 
 namespace {
 
-/// Removes the archive from the record of the library, which is then not packed any more. Does not close the archive.
+/// Removes the archive from `library`, so that the library is no longer packed, that is, stored in an archive file.
+/// Does not close the archive.
 void forgetArchive(rynLibrary &library) {
     std::free(library.packedFile);
     library.packedFile = nullptr;

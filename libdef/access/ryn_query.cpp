@@ -34,7 +34,8 @@ constexpr std::array<Check, 4> kChecks = {{
     {.flag = RYN_QUERY_EXECUTABLE, .accessMode = X_OK, .ownerBit = S_IXUSR},
 }};
 
-/// One call of rynQuery(): looks for a design object in the directories of its library and tests the access to it.
+/// One call of rynQuery(): searches a library, cell, view or file in the directories of its library and tests the
+/// access to it.
 class Query {
   public:
     Query(rynRegistry *registry, rynLibrary &library, unsigned flags, const ObjectNames &names)
@@ -58,9 +59,10 @@ class Query {
     }
 
   private:
-    /// Looks for the object in `directory`. Stores the result in status_, and the errno value of stat() in error_.
-    /// @return true if this result is final: the object exists there, or its path cannot be formed; false if stat()
-    ///         failed
+    /// Searches the object in `directory`. Stores the RYN_ code of the result in `status_`, and the errno value of a
+    /// failed stat() in `error_`.
+    /// @return true if the search is finished: the object exists in `directory`, or its path is invalid; false if
+    ///         stat() failed, so that the next directory can be searched
     bool lookIn(const char *directory) {
         vek::PathText path;
         status_ = ryn::makeObjectPath(directory, names_, path);
@@ -87,7 +89,9 @@ class Query {
         return RYN_OK;
     }
 
-    /// Looks for the object in the temporary directories. @return true if the result, stored in status_, is final
+    /// Searches the object in the implicit and then in the explicit temporary directory of the library.
+    /// @return true if the search is finished, with the result in `status_`; false if the next directory must be
+    ///         searched
     bool lookInTemporary() {
         const bool implicitOnly = (registry_->implicitTmpFlags & RYN_IMPLICIT_ONLY) != 0;
         const bool hasImplicit = registry_->implicitTmpFlags != 0 && library_.implicitTmp != nullptr;

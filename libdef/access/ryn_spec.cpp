@@ -1,6 +1,8 @@
-// Specifiers for design objects. The public functions return a "rynFS" specifier. It stores the names of the object, so
-// that it can be the parent of further specifiers. It forwards every operation to an inner specifier, which is a
-// native, stdio or archive specifier.
+// Implements rynGetSpec(), which creates specifiers for libraries, cells, views and files. A specifier (vekFSSpec) is a
+// path with the functions that access it.
+// rynGetSpec() returns a "rynFS" specifier. It stores the names of the library, cell, view and file, so that it can be
+// the parent of further specifiers. It forwards every operation to an inner specifier, which accesses the file system
+// or an archive.
 
 #include "libdef/access/ryni_spec.h"
 
@@ -22,7 +24,8 @@ using ryn::SpecKind;
 
 // ---- the implementation table
 
-/// The data of a "rynFS" specifier. The `path` field of its vekFSSpec points to it.
+/// The data of one "rynFS" specifier: its inner specifier, and its names. The field vekFSSpec::path of the "rynFS"
+/// specifier points to this struct. freeSpec() frees it.
 struct Extension {
     rynRegistry *handle;
     vekFSSpec *inner;
@@ -77,8 +80,8 @@ int opendirInner(vekFSSpec *spec, vekFSDir **directory) {
     return vekFS_opendir(innerOf(spec), directory);
 }
 
-/// Documented: only these operations are supported. Other operations need an open file or directory or a stat record,
-/// and these already refer to the inner specifier.
+/// Returns the function table of "rynFS" specifiers. Documented: only the operations below are supported. Other
+/// operations receive an open file, an open directory or a stat record, which already refers to the inner specifier.
 constexpr vekFSIODef makeTable() {
     vekFSIODef table = {};
     table.name = "rynFS";
@@ -98,7 +101,9 @@ bool copyName(const char *name, char *&copy) {
     return copy != nullptr || name == nullptr;
 }
 
-/// Creates a "rynFS" specifier for `object` that owns the specifier `inner`. @return RYN_OK or RYN_MEMORY_ERROR
+/// Creates a "rynFS" specifier that owns the specifier `inner` and stores copies of the names in `object`.
+/// @param spec  receives the new specifier
+/// @return RYN_OK or RYN_MEMORY_ERROR
 int wrap(rynRegistry *registry, const NamedObject &object, vek::OwnedSpec inner, vekFSSpec **spec) {
     OwnedExtension extension(static_cast<Extension *>(std::calloc(1, sizeof(Extension))));
     vek::Owned<vekFSSpec> wrapper(static_cast<vekFSSpec *>(std::calloc(1, sizeof(vekFSSpec))));
@@ -117,11 +122,15 @@ int wrap(rynRegistry *registry, const NamedObject &object, vek::OwnedSpec inner,
 
 // ---- names
 
-/// Result of combine(): a new object, the parent specifier itself, or an invalid combination of arguments.
+/// The result of combine(). Object: the names of an object were computed. ParentItself: no names were given, so the
+/// parent specifier itself is used. Invalid: the parent specifier and the names cannot be combined.
 enum class Combined { Object, ParentItself, Invalid };
 
-/// Combines the names that the caller gave with those of the specifier `parent`, which may be null.
-/// @param object  the names given; an empty name is given, a null name is not. Receives the names of the object
+/// Combines the names of the specifier `parent` with the names that the caller of rynGetSpec() gave. For example, a
+/// parent for a cell and the name of a view result in that view of the cell.
+/// @param parent  may be null; the names in `object` are then unchanged
+/// @param object  contains the names that were given: a null name is not given, an empty name is given. Receives the
+///                combined names
 Combined combine(const vekFSSpec *parent, NamedObject &object) {
     if (parent == nullptr) {
         return Combined::Object;
@@ -149,9 +158,10 @@ Combined combine(const vekFSSpec *parent, NamedObject &object) {
     return Combined::Object;
 }
 
-/// Creates a "rynFS" specifier for an object.
-/// @param find  called with the record of the library, the names of the object, and an OwnedSpec that receives the
-///              inner specifier; returns a RYN_ code
+/// Creates a "rynFS" specifier for the object `object`, whose names extend those of the specifier `parent`.
+/// @param find  a callback that creates the inner specifier. It receives the library, the names of the object, and an
+///              OwnedSpec to store the inner specifier in. It returns a RYN_ code
+/// @return RYN_OK, RYN_INVALID_PARAMETER, RYN_LIBRARY_NOT_DEFINED, RYN_MEMORY_ERROR or the error of `find`
 template <typename Find>
 int makeWrapped(rynRegistry *registry, NamedObject object, vekFSSpec *parent, vekFSSpec **spec, Find find) {
     if (spec == nullptr) {
@@ -179,7 +189,9 @@ int makeWrapped(rynRegistry *registry, NamedObject object, vekFSSpec *parent, ve
     return status == RYN_OK ? wrap(registry, object, std::move(inner), spec) : status;
 }
 
-/// Creates a native or stdio specifier for a path in the file system. @return RYN_OK or RYN_MEMORY_ERROR
+/// Creates a specifier (vekFSSpec) for a path in the file system. `kind` selects open() or stdio streams for its files.
+/// @param spec  receives the specifier
+/// @return RYN_OK or RYN_MEMORY_ERROR
 int makePathSpec(const char *path, SpecKind kind, vek::OwnedSpec &spec) {
     vekFSSpec *made = nullptr;
     const int status =

@@ -12,7 +12,8 @@
 
 #include <cstdlib>
 
-/// The location that setGlobalTmpLocation() stored last; process-wide.
+/// The file and line of the last statement that set the global temporary root, for warnings about the root. Shared by
+/// all registries of the process.
 static struct {
     char file[VEK_PATH_SIZE];
     int line;
@@ -20,16 +21,19 @@ static struct {
 
 namespace {
 
-/// The paths of a root: a directory that contains one subdirectory for each library.
+/// The paths of a root: a directory that contains one temporary directory for each library. `full` is the absolute
+/// path. `nsl` is the same path with all symbolic links resolved.
 struct Root {
     vek::PathText full;
     vek::PathText nsl;
 };
 
-/// A path ROOT/NAME. The root and the name of the library have at most 4095 characters each, so the path always fits.
+/// A path of the form ROOT/NAME. ROOT and NAME have at most 4095 characters each, so the path with "/" and NUL always
+/// fits.
 using LibraryPath = vek::FixedText<std::size_t{2} * VEK_PATH_SIZE>;
 
-/// Returns the directory of the library `name` under `root`. Documented: it is "//NAME" for the root "/".
+/// Returns the path ROOT/NAME of the temporary directory of a library. Documented: if `root` is "/", the path is
+/// "//NAME".
 LibraryPath pathUnder(const char *root, const char *name) {
     LibraryPath path;
     for (const char *piece : {root, "/", name}) {
@@ -38,8 +42,11 @@ LibraryPath pathUnder(const char *root, const char *name) {
     return path;
 }
 
-/// Generates the paths of a root from its text, and tests that the directory exists and can be read.
-/// @param error  receives the text to report after a failure
+/// Computes the paths of the root directory `text`, and tests that this directory exists and can be read.
+/// @param baseDirectory  the directory that a relative path starts from
+/// @param root           receives the paths
+/// @param error          after a failure, receives the path that the failure is about
+/// @return RYN_OK or an error code
 int makeRoot(rynRegistry *registry, const char *text, const char *baseDirectory, Root &root,
              vek::PathText &error) {
     return ryn::makeLibraryPath(registry, text, baseDirectory, root.full, root.nsl, error);
@@ -62,8 +69,10 @@ int setImplicitPaths(rynLibrary &library, const char *fullRoot, const char *nslR
     return status != RYN_OK ? status : setPath(&library.implicitTmpNsl, nslRoot, library.name, error);
 }
 
-/// Sets the implicit temporary directory of the registry to `directory` and that of each library to DIRECTORY/NAME.
-/// @param error  receives the text to report after a failure
+/// Sets the implicit temporary directory of the registry to `directory`, and that of each library to DIRECTORY/NAME.
+/// Does not create these directories.
+/// @param error  after a failure, receives the path that the failure is about
+/// @return RYN_OK or an error code
 int applyImplicit(rynRegistry *registry, const char *directory, vek::PathText &error) {
     Root root;
     int status = makeRoot(registry, directory, registry->currentDirectory, root, error);
@@ -95,8 +104,9 @@ bool isFromGlobalRoot(const rynLibrary &library) {
     return (library.flags & ryn::kTmpFromGlobal) != 0;
 }
 
-/// Searches for a conflict: a library to which no global root was applied, and whose directory under `root` is already
-/// used as a directory of a library. @return the first such library; null if there is none
+/// Finds a library whose temporary directory ROOT/NAME overlaps with a directory that a library already uses: is equal
+/// to it, inside it, or contains it. Skips libraries whose temporary directory was already set from a root.
+/// @return the first such library; null if there is none
 const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     for (const rynLibrary *library = registry->libraries.head; library != nullptr;
          library = library->nextInOrder) {
@@ -111,18 +121,20 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-/// Returns true if findReuse() can find nothing, without testing each library. The registry's index counts the
-/// directories equal to, above and below the root. If they are as many as the libraries to which the root was applied,
-/// no other directory is there. False does not mean that there is a conflict.
+/// Returns true if findReuse() cannot find a library. This test is fast, because it does not test each library.
+/// The index counts the directories of libraries that are equal to the root, inside it, or contain it. If this count
+/// equals the number of libraries to which the root was applied, no other directory can overlap with the root.
 bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
     const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
-    // A library name that contains "/" can give a directory inside the directory of another library.
+    // The count is not sufficient if a library name contains "/": the directory ROOT/A/B of the library "A/B" is inside
+    // the directory ROOT/A of the library "A".
     return allUnderRoot && !registry.hasNestedName &&
            registry.indexes->directories.count(progress.nsl.view()) == registry.globalTmpCount;
 }
 
-/// @return the first library to which the root may have to be applied; null if there is none. All libraries before it
-///         in definition order have their directories
+/// Finds the library at which applyRootToAll() must begin. All libraries before it in definition order were processed
+/// by an earlier call.
+/// @return the library; null if all libraries were processed
 rynLibrary *firstToApply(const rynRegistry &registry, const ryn::RootProgress &progress) {
     if (progress.tmpChanges != registry.tmpChanges) {
         return registry.libraries.head;
@@ -135,9 +147,11 @@ rynLibrary *firstToApply(const rynRegistry &registry, const ryn::RootProgress &p
     return first;
 }
 
-/// Sets the library's temporary directory and creates it. Does not create it if `progress` shows that this was done
-/// before. The setting is kept even if mkdir() fails.
-/// @param full, nsl  the full path and the nsl path ROOT/NAME
+/// Sets the temporary directory of `library` to ROOT/NAME and creates the directory. Skips the creation if `progress`
+/// shows that the directory was created before. The setting is kept even if mkdir() fails.
+/// @param full  the absolute path ROOT/NAME
+/// @param nsl   the path ROOT/NAME with all symbolic links in ROOT resolved
+/// @return RYN_OK or an error code
 int applyRoot(rynRegistry &registry, rynLibrary &library, const char *full, const char *nsl,
               const ryn::RootProgress *progress) {
     ryn::setTmpFromGlobal(registry, library, true);
@@ -148,8 +162,11 @@ int applyRoot(rynRegistry &registry, rynLibrary &library, const char *full, cons
     return ryn::makeDirectory(&registry, full, ryn::DirectoryLevel::Library);
 }
 
-/// Applies the root to each library that has no explicit temporary directory of its own. Stops at the first failure,
-/// even if the warning handler returns RYN_OK. @return RYN_OK, or the result of the warning handler
+/// Sets the temporary directory of each library to ROOT/NAME and creates it. Skips libraries with an explicit temporary
+/// directory of their own. Stops at the first failure, even if the warning handler returns RYN_OK.
+/// @param progress  records which libraries were processed before, so that they are skipped; null to process all
+///                  libraries
+/// @return RYN_OK; after a failure, the result of the warning handler
 int applyRootToAll(rynRegistry &registry, const Root &root, ryn::RootProgress *progress) {
     rynLibrary *library = progress == nullptr ? registry.libraries.head : firstToApply(registry, *progress);
     for (; library != nullptr; library = library->nextInOrder) {
@@ -180,7 +197,8 @@ int applyRootToAll(rynRegistry &registry, const Root &root, ryn::RootProgress *p
     return RYN_OK;
 }
 
-/// Stores `root` in `progress`. If it differs from the root stored there, resets the rest of the progress.
+/// Stores `root` in `progress` as the newest root. If `root` differs from the root stored before, increments the number
+/// of roots and resets the other members.
 void setRoot(ryn::RootProgress &progress, const Root &root) {
     if (progress.number != 0 && progress.full.view() == root.full.view() &&
         progress.nsl.view() == root.nsl.view()) {

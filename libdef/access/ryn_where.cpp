@@ -14,7 +14,8 @@
 
 namespace {
 
-/// Stores the path of the file `from`, or null, in `*file`, and `fromLine` in `*line`. Both pointers may be null.
+/// Stores the path of the file `from` in `*file`, or null if `from` is null. Stores `fromLine` in `*line`. If the
+/// pointer `file` or `line` is null, that value is not stored.
 void storeLocation(const rynIncludedFile *from, int fromLine, const char **file, int *line) {
     if (file != nullptr) {
         *file = from == nullptr ? nullptr : from->path;
@@ -28,8 +29,8 @@ int reportInvalidParameter(const rynRegistry *registry, const char *context) {
     return ryni_do_fatal(registry, RYN_INVALID_PARAMETER, context);
 }
 
-/// Searches an attribute of a library by name, without regard to case.
-/// @param attribute  receives the attribute
+/// Finds the attribute `name` of the library with the name `library`. Ignores the case of the attribute's name.
+/// @param attribute  receives the attribute if the result is RYN_OK
 /// @return RYN_OK, RYN_LIBRARY_NOT_DEFINED or RYN_ATTRIBUTE_NOT_ASSIGNED
 int findAttribute(rynRegistry *registry, const char *library, std::string_view name,
                   const rynAttribute *&attribute) {
@@ -47,8 +48,9 @@ int findAttribute(rynRegistry *registry, const char *library, std::string_view n
     return attribute == nullptr ? RYN_ATTRIBUTE_NOT_ASSIGNED : RYN_OK;
 }
 
-/// Generates the nsl path of a path that the calling program gives. Documented: a relative path starts from the working
-/// directory of the process, not from the directory of the registry.
+/// Converts `path`, an argument of a public function, to an absolute path in which all symbolic links are resolved.
+/// Documented: a relative `path` starts from the working directory of the process, not from that of the registry.
+/// @param nsl  receives the absolute path
 /// @return RYN_OK or an error code
 int makeNslPath(rynRegistry *registry, const char *path, vek::PathText &nsl) {
     vek::PathText text;
@@ -66,9 +68,9 @@ int makeNslPath(rynRegistry *registry, const char *path, vek::PathText &nsl) {
     return status != RYN_OK ? status : ryn::generateNslPath(full.c_str(), nsl, error, registry);
 }
 
-/// Searches the included library definition file `path`.
-/// @param file  receives its record
-/// @return RYN_OK, RYN_FILE_NOT_INCLUDED, or the error of makeNslPath()
+/// Finds the record of the library definition file `path`, which the registry must have read.
+/// @param file  receives the record if the result is RYN_OK
+/// @return RYN_OK; RYN_FILE_NOT_INCLUDED if the registry has not read the file; or the error of makeNslPath()
 int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile *&file) {
     vek::PathText nsl;
     const int status = makeNslPath(registry, path, nsl);

@@ -1,8 +1,8 @@
 #ifndef RYNI_ACCESS_H
 #define RYNI_ACCESS_H
 
-/// Tests whether a library or design object can be read, written or replaced. The test for writing creates missing cell
-/// and view directories.
+/// Tests whether a library, cell, view or file can be read, written or replaced. The test for writing also creates
+/// missing cell and view directories.
 
 #include "common/text/fixed_text.h"
 #include "libdef/paths/ryni_object_names.h"
@@ -12,15 +12,17 @@ VEK_BEGIN_DECLS
 
 /// Creates a directory like ryn::makeDirectory(), but receives the level as a number.
 ///
-/// @param level  0 library, 1 cell, 2 view. Documented: for any other level, the result is RYN_OK even if write access
-///               to the directory is denied
+/// @param level  0 library, 1 cell, 2 view; selects the error code. Documented: for any other number, the result is
+///               RYN_OK even if permission to write to the directory is denied
 int ryniMkdir(const rynRegistry *registry, const char *path, int level);
 
-/// Forms and tests the path of a design object like ryn::accessPath(), with C arguments.
+/// Forms the path of a library, cell, view or file and tests the access to it, like ryn::accessPath().
 ///
-/// @param resultPath        receives the path in VEK_PATH_SIZE bytes; unchanged after a failure; may be null
-/// @param accessKind        0 read, 1 write, 6 replace, the values of ryn::AccessKind; for any other number, reports
-///                          and returns RYN_INTERNAL_ERROR
+/// @param resultPath        a buffer of VEK_PATH_SIZE bytes; receives the path; unchanged after a failure; may be null
+/// @param accessKind        a value of ryn::AccessKind: 0 read, 1 write, 6 replace. For any other number,
+///                          RYN_INTERNAL_ERROR is reported to the fatal handler and returned
+/// @param cell, view, file  names in the library; null or empty if they are not given
+/// @return the result of ryn::accessPath()
 int ryni_access_path(const rynRegistry *registry, char *resultPath, int accessKind,
                      const char *libraryDirectory, const char *cell, const char *view, const char *file);
 
@@ -28,28 +30,31 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// The kind of access that is tested.
+/// The kind of access to a library, cell, view or file that is tested.
 enum class AccessKind {
     Read = 0,
     Write = 1,  ///< the object can be written; creates missing cell and view directories
     Replace = 6 ///< the object exists, and the directory that contains it can be written
 };
 
-/// What a directory is: that of a library, cell or view.
+/// The level of a directory: the directory of a library, of a cell or of a view.
 enum class DirectoryLevel { Library = 0, Cell = 1, View = 2 };
 
-/// Creates a directory if it does not exist, and tests whether it can be written. If the registry has a umask
-/// (RYN_FLAG_UMASK_SET), sets the permissions of the directory by that, also if the directory existed.
-/// @return RYN_OK; RYN_PERMISSION_DENIED_LIBRARY, ..._CELL or ..._VIEW for the level, if write access is denied;
-///         otherwise RYN_SYSTEM_ERROR
+/// Creates the directory `path` if it does not exist, and tests whether it can be written. If the registry has a umask
+/// (RYN_FLAG_UMASK_SET), sets the permissions to 0777 without the bits of the umask, even if the directory already
+/// existed.
+/// @return RYN_OK; if write access is denied, RYN_PERMISSION_DENIED_LIBRARY, ..._CELL or ..._VIEW, depending on
+///         `level`; otherwise RYN_SYSTEM_ERROR
 int makeDirectory(const rynRegistry *registry, const char *path, DirectoryLevel level);
 
-/// Forms the path of a design object and tests whether the access is possible.
+/// Forms the path of a library, cell, view or file and tests the access to it.
 ///
-/// @param libraryDirectory  if null, reports and returns RYN_INTERNAL_ERROR
-/// @param path              receives the path, also if the test fails
-/// @return RYN_OK; the error of makeObjectPath(); or the error of the outermost level (library, cell, view, file) for
-///         which the test fails
+/// @param kind              the kind of access: read, write or replace
+/// @param libraryDirectory  if it is null, RYN_INTERNAL_ERROR is reported to the fatal handler and returned
+/// @param names             the names of the cell, view and file; none for the library itself
+/// @param path              receives the path, even if the test fails
+/// @return RYN_OK; the error of makeObjectPath(); or the error of the outermost level (library, cell, view, file) that
+///         fails the test
 int accessPath(const rynRegistry *registry, AccessKind kind, const char *libraryDirectory,
                const ObjectNames &names, vek::PathText &path);
 

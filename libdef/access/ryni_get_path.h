@@ -7,11 +7,13 @@
 
 namespace ryn {
 
-/// Finds the path of a design object like rynGetPath(), for the record of a library instead of its name.
+/// Finds the path of a library, cell, view or file like rynGetPath(), but receives the library itself instead of its
+/// name.
 ///
-/// @param mode  a RYN_PATH_... value
-/// @param path  receives the path; empty after a failure
-/// @return as for rynGetPath()
+/// @param mode   a RYN_PATH_... value, which selects the directories to search and the access to test
+/// @param names  the names of the cell, view and file; none for the library itself
+/// @param path   receives the path; empty after a failure
+/// @return the result of rynGetPath()
 int findPath(const rynRegistry *registry, const rynLibrary &library, unsigned mode, const ObjectNames &names,
              vek::PathText &path);
 

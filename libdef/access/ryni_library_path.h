@@ -1,24 +1,26 @@
 #ifndef RYNI_LIBRARY_PATH_H
 #define RYNI_LIBRARY_PATH_H
 
-/// Generates and tests the paths of library directories. Such a directory must exist and pass an access test.
+/// Paths of library directories: computes the absolute path, resolves symbolic links, and tests that the directory
+/// exists and can be accessed.
 
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Tests whether `path` is a directory, and tests the access to it with ryni_access_path().
-/// @param mode  the access kind: 0 read, 1 write, 6 replace
-/// @return RYN_OK, RYN_INVALID_PATH if it is not a directory, or the error of ryni_access_path()
+/// Tests whether `path` is a directory and permits the access `mode`.
+/// @param mode  a value of ryn::AccessKind: 0 read, 1 write, 6 replace
+/// @return RYN_OK; RYN_INVALID_PATH if `path` is not a directory; or the error of ryni_access_path()
 int ryniIsGoodLibPath(rynRegistry *registry, const char *path, int mode);
 
-/// Generates and tests the paths of a library directory like ryn::makeLibraryPath(), and stores the results in C
-/// buffers of VEK_PATH_SIZE bytes.
+/// Computes and tests the path of a library directory like ryn::makeLibraryPath(), but stores the results in C buffers
+/// of VEK_PATH_SIZE bytes.
 ///
-/// @param fullOut   receives the full path if it could be generated, otherwise unchanged; may be null
-/// @param nslOut    receives the nsl path if it could be generated, otherwise unchanged; may be null
-/// @param errorOut  receives the text to report after a failure; may be null
+/// @param fullOut   receives the absolute path; unchanged if computing this path fails; may be null
+/// @param nslOut    receives the path with all symbolic links resolved; unchanged if resolving them fails; may be null
+/// @param errorOut  after a failure, receives the path that the failure is about; may be null
+/// @return the result of ryn::makeLibraryPath()
 int ryniMkGoodLibPath(rynRegistry *registry, const char *text, const char *baseDirectory, char *fullOut,
                       char *nslOut, char *errorOut);
 
@@ -26,13 +28,14 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Generates the full path and the nsl path of a directory, and tests whether the directory exists and can be read.
+/// Computes the absolute path of a directory, resolves its symbolic links, and tests whether the directory exists and
+/// can be read.
 ///
-/// @param text           the path as given; must not point into `full`, `nsl` or `error`
+/// @param text           the path of the directory; must not point into `full`, `nsl` or `error`
 /// @param baseDirectory  the directory that relative paths start from
-/// @param full           receives the full path, also if a later step fails
-/// @param nsl            receives the nsl path, also if the test fails
-/// @param error          receives the text to report after a failure
+/// @param full           receives the absolute path, even if a later step fails
+/// @param nsl            receives the path with all symbolic links resolved, even if the test fails
+/// @param error          after a failure, receives the path that the failure is about
 /// @return RYN_OK, or the error of generateFullPath(), generateNslPath() or ryniIsGoodLibPath()
 int makeLibraryPath(rynRegistry *registry, const char *text, const char *baseDirectory, vek::PathText &full,
                     vek::PathText &nsl, vek::PathText &error);

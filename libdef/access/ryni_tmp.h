@@ -1,42 +1,46 @@
 #ifndef RYNI_TMP_H
 #define RYNI_TMP_H
 
-/// Temporary directories that apply to all libraries: the implicit temporary directory (rynSetImplicitTmp()) and the
-/// global temporary root (ASSIGN AllLibs TmpRootDir). Each has one subdirectory for each library.
+/// Temporary directories that are set for all libraries of a registry, with one subdirectory for each library.
+/// There are two kinds: the implicit temporary directory, which rynSetImplicitTmp() sets, and the global temporary
+/// root, which the statement ASSIGN AllLibs TmpRootDir sets.
 
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_registry.h"
 
 VEK_BEGIN_DECLS
 
-/// Sets the implicit temporary paths of `library` to DIRECTORY/NAME. Does nothing if the registry has no implicit
-/// temporary directory.
+/// Sets the implicit temporary directory of `library` to DIRECTORY/NAME, where DIRECTORY is the implicit temporary
+/// directory of the registry. Does nothing if the registry has none.
 ///
-/// @param fullRoot, nslRoot  the full path and the nsl path of the implicit temporary directory; if one of them is
-///                  null, both are generated
-/// @param errorOut           receives the text to report after a failure in VEK_PATH_SIZE bytes; may be null
-/// @return RYN_OK or an error code, not reported
+/// @param fullRoot  the absolute path of DIRECTORY, or null
+/// @param nslRoot   the path of DIRECTORY with all symbolic links resolved, or null. If `fullRoot` or `nslRoot` is
+///                  null, both are computed
+/// @param errorOut  a buffer of VEK_PATH_SIZE bytes; after a failure, receives the path that the failure is about; may
+///                  be null
+/// @return RYN_OK or an error code, which is not reported
 int ryniUpdateImplicit(rynRegistry *registry, rynLibrary *library, const char *fullRoot, const char *nslRoot,
                        char *errorOut);
 
-/// Removes the implicit temporary directory from the registry and from each library.
+/// Removes the implicit temporary directory from the registry and from each of its libraries. Deletes nothing on disk.
 void sUnsetImplicitTmp(rynRegistry *registry);
 
-/// Applies the newest global temporary root, if there is one: sets the temporary directory of each library to ROOT/NAME
-/// and creates it, even if it was created before. Libraries with an explicit temporary directory (ASSIGN library TMP)
-/// are not changed.
+/// Sets the temporary directory of each library to ROOT/NAME and creates it, where ROOT is the newest global temporary
+/// root. Calls mkdir() even if the directory was created before. Does nothing if there is no root.
+/// Skips libraries that have an explicit temporary directory, which the statement ASSIGN library TMP sets.
 ///
 /// @param directory  the directory that a relative root starts from
-/// @return RYN_OK, or after a failure the result of the warning handler
+/// @return RYN_OK; after a failure, the result of the warning handler
 int sAddGlobalTmppath(rynRegistry *registry, const char *directory);
 
 VEK_END_DECLS
 
 namespace ryn {
 
-/// Progress of applying the global temporary root while one registry is created. The root is applied at the end of each
-/// file. With this record, applyGlobalRoot() processes only libraries that are new or changed since the last file, so
-/// that the creation takes linear time.
+/// Records which libraries already have a temporary directory in the global temporary root, while one registry is
+/// created.
+/// applyGlobalRoot() is called at the end of each library definition file. With this record, it processes only the
+/// libraries that are new or changed since the last call, so that the creation of the registry takes linear time.
 struct RootProgress {
     vek::PathText full;        ///< full path of the newest root
     vek::PathText nsl;         ///< nsl path of the newest root
@@ -46,17 +50,18 @@ struct RootProgress {
     uint64_t tmpChanges = 0;   ///< rynRegistry::tmpChanges when the root was last applied to all libraries
 };
 
-/// Applies the newest global temporary root like sAddGlobalTmppath(), for the end of a file.
+/// Creates the temporary directories of libraries in the newest global temporary root, like sAddGlobalTmppath(). It is
+/// called at the end of each library definition file.
 ///
 /// @param directory  the directory that a relative root starts from
-/// @param progress   the progress of the creation of the registry. Libraries whose directory this creation has already
-///                   created under the same root are skipped, so a directory that was removed since then is not created
-///                   again. If null, all libraries are processed
-/// @return RYN_OK, or after a failure the result of the warning handler
+/// @param progress   if it is null, all libraries are processed. Otherwise a library is skipped if its directory was
+///                   already created in the same root. If that directory was deleted in the meantime, it is not created
+///                   again
+/// @return RYN_OK; after a failure, the result of the warning handler
 int applyGlobalRoot(rynRegistry &registry, const char *directory, RootProgress *progress);
 
-/// Stores the location of the last statement that sets the global temporary root. Warnings about the root name this
-/// location. It is process-wide: it can be a statement of another registry.
+/// Stores the file and line of the last statement that set the global temporary root, for warnings about the root. They
+/// are process-wide: another registry overwrites them.
 /// @param file  is copied
 void setGlobalTmpLocation(const char *file, int line);
 
