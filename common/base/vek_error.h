@@ -1,8 +1,8 @@
 #ifndef VEK_ERROR_H
 #define VEK_ERROR_H
 
-/// The error hook: a function of the program, registered for the whole process, that receives each error
-/// message of the library.
+/// The error hook: a function of the program, registered for the whole process, that receives the messages of
+/// vekReportError(). Some errors are printed on standard error instead; the manual page lists all messages.
 
 #include "common/base/vek_api.h"
 
@@ -13,7 +13,7 @@ VEK_BEGIN_DECLS
 /// is called again.
 typedef void (*vekErrorFunc)(const char *message);
 
-/// Sets the error hook, the function that receives every error message of the library from now on.
+/// Sets the error hook, the function that receives every later message of vekReportError().
 ///
 /// @param function  the new hook; null restores the default, which prints each message on standard error
 /// @return the previous hook; null if there was none

@@ -47,9 +47,9 @@ uint64_t wordAt(const char *bytes, std::size_t count) {
     return word;
 }
 
-/// Converts `word`, whose 8 bytes are unsigned numbers, to the sum of the same bytes as signed numbers: each byte is
-/// sign-extended, shifted to its position, and added. A signed byte above 0x7F is 256 less than the unsigned one, so
-/// 1 is subtracted from the next higher byte.
+/// @return the sum of the 8 bytes of `word` as signed numbers: each byte is sign-extended to 64 bits, shifted to its
+///         position in `word`, and added. A signed byte above 0x7F is 256 less than the unsigned byte, so 1 is
+///         subtracted from the next higher byte
 uint64_t withSignedBytes(uint64_t word) {
     constexpr uint64_t kSigns = 0x8080808080808080;
     return word - ((word & kSigns) << 1U);

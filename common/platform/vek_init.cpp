@@ -65,8 +65,9 @@ const char *vekPlat(void) {
     return "lnx86";
 }
 
-/// Moves `text` to the end of its first word, which white space can precede.
-/// @return the word, without the white space; empty if there is no word
+/// Skips white space and then the first word of `text`. Afterwards, `text` points to the first character after this
+/// word.
+/// @return the skipped word, without the white space; empty if there is no word
 static std::string_view nextWord(const char *&text) {
     while (vek::isSpace(*text)) {
         ++text;

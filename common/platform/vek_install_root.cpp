@@ -46,8 +46,8 @@ static std::optional<std::size_t> findRoot(std::string_view path, FirstDirectory
     while (length != std::string_view::npos) {
         for (const std::string_view marker : kMarkers) {
             candidate.truncate(length);
-            // append() fails if the path of the marker file does not fit into `candidate`, which has more than
-            // PATH_MAX bytes. Such a file cannot exist.
+            // append() fails if the path of the marker file does not fit into `candidate`. The buffer is larger than
+            // PATH_MAX, so a file with such a path cannot exist.
             if (candidate.append(marker) && vekiFileExistsExecutable(candidate.c_str()) == 1) {
                 return length;
             }

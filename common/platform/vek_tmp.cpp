@@ -48,9 +48,9 @@ bool makeSeed(unsigned &seed) {
     return true;
 }
 
-/// Replaces the "X" characters that end directly before `end` by random digits and letters. The text begins at
-/// `name`.
-/// @return a pointer to the first character that was replaced; `end` if there is no "X" before `end`
+/// Replaces the run of "X" directly before `end` by random digits and letters. The run does not extend before `name`,
+/// the beginning of the text.
+/// @return a pointer to the first character that was replaced; `end` if there is no "X" directly before `end`
 char *replaceRun(const char *name, char *end, unsigned seed) {
     char *begin = end;
     while (begin != name && begin[-1] == 'X') {
@@ -59,7 +59,8 @@ char *replaceRun(const char *name, char *end, unsigned seed) {
     return begin;
 }
 
-/// Tests whether the directory part of `name` exists: the text before the last "/" that precedes `run`.
+/// Tests whether the directory of the file `name` exists, the text before the last "/". Only a "/" before `run`, the
+/// part of `name` that replaced the "X" characters, is searched.
 /// @return true if it is an existing directory, or if there is no such "/"; otherwise false with `errno` set
 bool hasDirectory(char *name, const char *run) {
     const std::size_t slash = std::string_view(name, static_cast<std::size_t>(run - name)).rfind('/');

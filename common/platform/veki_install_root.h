@@ -17,7 +17,7 @@ namespace vek {
 struct Discovery {
     ExecutableText executable; ///< the path of the executable; empty if it was not found
     ExecutableError error = ExecutableError::None;
-    /// The number of characters of `executable` that are the path of its installation root; 0 if the installation
+    /// The length of the path of the installation root, which is the beginning of `executable`; 0 if the installation
     /// root is "/". nullopt if no directory above the executable is an installation root.
     std::optional<std::size_t> rootSize;
 
