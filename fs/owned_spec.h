@@ -11,7 +11,7 @@ struct FreeSpec {
     void operator()(vekFSSpec *spec) const { static_cast<void>(vekFSFreeSpec(spec)); }
 };
 
-/// Owns a specifier, and frees it with vekFSFreeSpec() at the end of its scope.
+/// Smart pointer that owns a file specifier (vekFSSpec): its destructor calls vekFSFreeSpec().
 using OwnedSpec = std::unique_ptr<vekFSSpec, FreeSpec>;
 
 } // namespace vek

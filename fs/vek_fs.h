@@ -3,17 +3,19 @@
 
 /// One interface for files and directories in different kinds of storage.
 ///
-/// A specifier is a path with an optional implementation table. Every operation takes a specifier, or a file,
-/// directory, entry or stat record that was obtained from one. Without a table the specifier is native, and the
-/// operation is a system call. With a table, each operation has a slot, a function pointer in the table, and calls
-/// this function. If the slot is null, the operation is not supported.
+/// A specifier (`vekFSSpec`) is a path with an optional implementation table (`vekFSIODef`). The table contains
+/// one function pointer for each operation. Without a table the specifier is native, and an operation is a
+/// system call. With a table, an operation calls the function in the table. If the pointer is null, the
+/// operation is not supported.
 ///
-/// Every function returns a status: 0, an `errno` value, or a negative VEK_FS_ code. A null pointer gives EINVAL
-/// before anything else is checked, unless the parameter is marked "may be null". Exhausted memory gives ENOMEM.
-/// A system call that fails gives its `errno`. Nothing is printed, and there is no process-wide state.
+/// An open file, an open directory, a directory entry and a stat record contain a pointer to their specifier.
+/// Therefore free the specifier only after the file or directory is closed and the fields of the stat record
+/// are read.
 ///
-/// A file, a directory and a stat record keep a pointer to their specifier. Free the specifier only after the
-/// file or directory is closed and the fields of the stat record are read.
+/// Every function returns a status: 0, an `errno` value, or a negative VEK_FS_ code. If an argument is null,
+/// the status is EINVAL, unless the parameter is marked "may be null"; null arguments are checked first. If
+/// memory is exhausted, the status is ENOMEM. If a system call fails, the status is its `errno`. Nothing is
+/// printed, and there is no process-wide state.
 
 #include "common/base/vek_api.h"
 
@@ -35,7 +37,8 @@ enum {
 
 typedef struct vekFSIODef vekFSIODef;
 
-/// A specifier: a path and its implementation.
+/// A specifier: a path, and the implementation table for files and directories at this path. The caller frees
+/// the specifier with vekFSFreeSpec().
 typedef struct vekFSSpec {
     char *path;                       ///< owned; an implementation may store a record of its own here
     const vekFSIODef *implementation; ///< null for a native specifier
@@ -52,18 +55,21 @@ typedef struct vekFSFile {
     vekFSSpec *spec;
 } vekFSFile;
 
-/// A copy of a directory entry as readdir() returns it, without the type.
+/// Copy of a directory entry that readdir() has returned: the record length (`d_reclen`) and the name, but not
+/// the type.
 typedef struct vekFSEntryBuffer {
     uint16_t recordLength;
     char name[VEK_PATH_SIZE];
 } vekFSEntryBuffer;
 
-/// The entry holder of an open directory: the entry that vekFS_readdir() has read last.
+/// The directory entry that vekFS_readdir() has read last. An open directory has one such object, which every
+/// vekFS_readdir() overwrites.
 typedef struct vekFSDirent {
     vekFSEntryBuffer *buffer;
     vekFSSpec *spec;
-    /// Type of the entry, a DT_ value of <dirent.h>. DT_UNKNOWN (0) if the file system does not give it; call
-    /// vekFS_stat() then. DT_LNK means that the entry is a symbolic link; the type of its target is not given.
+    /// Type of the entry, a DT_ value of <dirent.h>. DT_UNKNOWN (0) means that the file system does not report
+    /// types: then call vekFS_stat(). DT_LNK means that the entry is a symbolic link; the type of its target is
+    /// not stored.
     unsigned char type;
 } vekFSDirent;
 
@@ -77,14 +83,16 @@ typedef struct vekFSDir {
     vekFSDirent *entry; ///< overwritten by each vekFS_readdir()
 } vekFSDir;
 
-/// A stat record, filled by vekFS_stat() and vekFS_lstat(). The caller allocates it.
+/// A stat record: the `struct stat` of a file, stored by vekFS_stat() or vekFS_lstat(). The caller allocates
+/// the record.
 typedef struct vekFSStat {
     vekFSSpec *spec;
     struct stat status;
 } vekFSStat;
 
-/// An implementation table: a name, and one slot for each operation. A null slot means "not supported". The
-/// vekFS function of each operation checks its arguments for null and passes them to the slot of the same name.
+/// An implementation table: the name of an implementation and one function pointer for each operation. A null
+/// pointer means that the operation is not supported. The vekFS function of an operation checks its arguments
+/// for null and passes them to the function pointer of the same name.
 struct vekFSIODef {
     const char *name;
     int (*freeSpec)(vekFSSpec *spec);
@@ -116,20 +124,21 @@ struct vekFSIODef {
 
 // ---- specifiers
 
-/// Creates a native specifier for `path`. The path is copied and need not exist.
+/// Creates a native specifier for `path`. The path is copied. No file with this path need exist.
 ///
 /// @param spec  receives the specifier, which the caller frees with vekFSFreeSpec(); null after a failure
 /// @return 0, EINVAL or ENOMEM
 VEK_API int vekFSCreatePathSpec(const char *path, vekFSSpec **spec);
 
-/// Creates a specifier for `path` that uses buffered streams, so that vekFS_fgets(), vekFS_getc() and
-/// vekFS_ungetc() work, and stores it in `*spec`. Otherwise like vekFSCreatePathSpec().
+/// Creates a specifier for `path` and stores it in `*spec`, like vekFSCreatePathSpec(). Files that are opened
+/// with this specifier are buffered streams, which support vekFS_fgets(), vekFS_getc() and vekFS_ungetc().
 VEK_API int vekFSStdioCreatePathSpec(const char *path, vekFSSpec **spec);
 
-/// Frees `spec` and the memory that it owns, such as its path.
+/// Frees the specifier `spec` and the memory that it owns, such as its path.
 VEK_API int vekFSFreeSpec(vekFSSpec *spec);
 
-/// Copies the text of `spec`. This is its path, unless the implementation returns another text.
+/// Copies the text of the specifier `spec` to `buffer`. The text is the path, unless the implementation returns
+/// another text.
 ///
 /// @param buffer  receives the text; unchanged if it does not fit
 /// @param size    size of `buffer` in bytes, including the NUL
@@ -137,13 +146,13 @@ VEK_API int vekFSFreeSpec(vekFSSpec *spec);
 /// @return 0, EINVAL, VEK_FS_BUFFER_TOO_SMALL or VEK_FS_NOT_SUPPORTED
 VEK_API int vekFSGetSpecString(const vekFSSpec *spec, char *buffer, size_t size, size_t *needed);
 
-/// Gets the name of the implementation of `spec`.
+/// Stores the name of the implementation of the specifier `spec` in `*name`.
 ///
 /// @param name  receives a constant string; null for a native specifier
 VEK_API int vekFSGetSpecIOImpName(const vekFSSpec *spec, const char **name);
 
-/// Copies the text of the status `code`: "OK", the text of strerror() for an `errno` value, or the text of a
-/// VEK_FS_ code. Other negative values give "Unknown error".
+/// Copies the text of the status `code` to `buffer`: "OK", the text of strerror() for an `errno` value, or the
+/// text of a VEK_FS_ code. The text of any other negative value is "Unknown error".
 ///
 /// @param buffer  receives the text; may be null, to get the size only
 /// @param size    size of `buffer` in bytes, including the NUL
@@ -153,39 +162,41 @@ VEK_API int vekFS_strerror(int code, char *buffer, size_t size, size_t *needed);
 
 // ---- files
 
-/// Opens the file of a specifier.
+/// Opens the file at the path of the specifier `spec`.
 ///
-/// Native specifiers: `flags` are those of open(). A new file has mode 0666, reduced by the umask. Stream
-/// specifiers: with O_RDWR or O_WRONLY, O_APPEND opens for appending, and O_TRUNC empties the file; both create a
-/// missing file. Without O_APPEND and O_TRUNC, the file must exist. It is then opened for reading and writing, and
-/// its content is kept. O_RDONLY opens for reading. O_CREAT has no effect.
+/// Native specifiers: `flags` are the flags of open(). A new file has mode 0666, reduced by the umask.
 ///
-/// @param spec  must remain until the file is closed
+/// Stream specifiers: O_RDONLY opens for reading. O_RDWR or O_WRONLY with O_APPEND opens for appending; with
+/// O_TRUNC it empties the file. Both create a missing file. O_RDWR or O_WRONLY alone requires that the file
+/// exists: it is opened for reading and writing, and its content is kept. O_CREAT has no effect.
+///
+/// @param spec  must not be freed before the file is closed
 /// @param file  receives the file, which vekFS_close() closes; null after a failure
 VEK_API int vekFS_open(vekFSSpec *spec, int flags, vekFSFile **file);
 
 /// Opens the file `path` with `flags` and stores it in `*file`, like vekFS_open() with a new native specifier.
-/// vekFS_close() frees the specifier.
+/// When the file is closed, vekFS_close() also frees this specifier.
 VEK_API int vekFS_openFile(const char *path, int flags, vekFSFile **file);
 
 /// Opens the file `path` with `flags` and stores it in `*file`, like vekFS_open() with a new stream specifier.
-/// vekFS_close() frees the specifier.
+/// When the file is closed, vekFS_close() also frees this specifier.
 VEK_API int vekFSStdio_openFile(const char *path, int flags, vekFSFile **file);
 
-/// Reads one character of `file`. Native files do not support it.
+/// Reads one character of the stream file `file`. A native file does not support this operation.
 ///
 /// @param character  receives the character as an unsigned char, or EOF
 /// @return 0, also at the end of the file; VEK_FS_BAD_STATUS after a read error
 VEK_API int vekFS_getc(vekFSFile *file, int *character);
 
-/// Pushes `character` back into `file`; the next read returns it. Native files do not support it.
+/// Pushes `character` back into the stream file `file`, so that the next read returns it. A native file does
+/// not support this operation.
 ///
 /// @param result  receives `character`, or EOF if it could not be pushed back
 /// @return 0 in both cases
 VEK_API int vekFS_ungetc(int character, vekFSFile *file, int *result);
 
-/// Reads one line of `file`, including its newline, at most `size` - 1 characters. Native files do not support
-/// it.
+/// Reads one line of the stream file `file`, including its newline, but at most `size` - 1 characters. A native
+/// file does not support this operation.
 ///
 /// @param buffer  receives the line and a NUL
 /// @param line    receives `buffer`, or null at the end of the file
@@ -194,52 +205,56 @@ VEK_API int vekFS_fgets(char *buffer, size_t size, vekFSFile *file, char **line)
 
 /// Reads up to `length` bytes of `file` into `buffer`.
 ///
-/// @param count  receives the number of bytes read, 0 at the end of the file; after a failure -1 for native files
-///               and 0 for streams
+/// @param count  receives the number of bytes read, 0 at the end of the file. After a failure, it receives -1
+///               for a native file and 0 for a stream file
 VEK_API int vekFS_read(vekFSFile *file, void *buffer, size_t length, ssize_t *count);
 
-/// Writes up to `length` bytes of `buffer` to `file`. A stream writes them later: if the disk is full, only
-/// vekFS_fsync() or vekFS_close() returns the error.
+/// Writes up to `length` bytes of `buffer` to `file`. A stream file can keep the bytes in memory until it is
+/// flushed. Therefore an error such as a full disk can first be returned by vekFS_fsync() or vekFS_close().
 ///
-/// @param count  receives the number of bytes accepted; after a failure -1 for native files and 0 for streams
+/// @param count  receives the number of bytes accepted. After a failure, it receives -1 for a native file and 0
+///               for a stream file
 VEK_API int vekFS_write(vekFSFile *file, const void *buffer, size_t length, ssize_t *count);
 
-/// Sets the position of `file` to `offset` bytes from the start, the current position or the end of the file.
+/// Sets the read and write position of `file`. The new position is `offset` bytes after the position that
+/// `whence` selects; `offset` can be negative.
 ///
-/// @param whence    SEEK_SET, SEEK_CUR or SEEK_END
+/// @param whence    SEEK_SET (start of the file), SEEK_CUR (current position) or SEEK_END (end of the file)
 /// @param position  receives the new position in bytes from the start
 VEK_API int vekFS_seek(vekFSFile *file, int64_t offset, int whence, int64_t *position);
 
-/// Gets the position of `file`.
+/// Stores the read and write position of `file` in `*position`.
 ///
 /// @param position  receives the position in bytes from the start
 VEK_API int vekFS_tell(vekFSFile *file, int64_t *position);
 
-/// Sets the position of `file` to the start.
-/// @return 0, also if the file has no position, such as a pipe
+/// Sets the read and write position of `file` to the start.
+/// @return 0, even if `file` has no position, such as a pipe
 VEK_API int vekFS_rewind(vekFSFile *file);
 
-/// Native files: fsync() of `file`. Stream files: fflush(), which does not synchronize the disk.
+/// Flushes `file`. Native files: fsync(), which writes the data to the disk. Stream files: fflush(), which does
+/// not synchronize the disk.
 VEK_API int vekFS_fsync(vekFSFile *file);
 
-/// Closes `file` and frees its handle, and its specifier if vekFS_openFile() or vekFSStdio_openFile() created it.
+/// Closes and frees `file`. Also frees its specifier if vekFS_openFile() or vekFSStdio_openFile() created the
+/// specifier.
 ///
-/// @return 0; or the `errno` of a failed close. After a failure nothing is freed: call vekFS_close() once more,
-///         which frees the handle, and do nothing else with it
+/// @return 0; or the `errno` of a failed close. After a failure nothing is freed: call vekFS_close() once more
+///         to free `file`, and do nothing else with it
 VEK_API int vekFS_close(vekFSFile *file);
 
 // ---- stat records
 
-/// Gets the stat record of the file of `spec`. Follows symbolic links.
+/// Stores the stat record of the file at the path of the specifier `spec` in `record`. Follows symbolic links.
 ///
-/// @param record  the caller's record; valid after success only
+/// @param record  allocated by the caller; valid after success only
 VEK_API int vekFS_stat(vekFSSpec *spec, vekFSStat *record);
 
-/// Stores a stat record in `record` like vekFS_stat(). If the path of `spec` is a symbolic link, this is the record
-/// of the link itself, not of its target.
+/// Stores the stat record of the path of the specifier `spec` in `record`, like vekFS_stat(). If the path is a
+/// symbolic link, the record describes the link itself, not its target.
 VEK_API int vekFS_lstat(vekFSSpec *spec, vekFSStat *record);
 
-// The next functions read the fields of a record that vekFS_stat() or vekFS_lstat() filled.
+// The next functions each return one field of a stat record that vekFS_stat() or vekFS_lstat() has filled.
 
 /// Stores the file type and the permission bits of `record` in `*mode`.
 VEK_API int vekFS_getFileMode(const vekFSStat *record, mode_t *mode);
@@ -258,29 +273,29 @@ VEK_API int vekFS_getFileModTime(const vekFSStat *record, int64_t *seconds);
 
 // ---- directories
 
-/// Opens the directory of a specifier.
+/// Opens the directory at the path of the specifier `spec`.
 ///
-/// @param spec       must remain until the directory is closed
+/// @param spec       must not be freed before the directory is closed
 /// @param directory  receives the directory, which vekFS_closedir() closes; null after a failure
 VEK_API int vekFS_opendir(vekFSSpec *spec, vekFSDir **directory);
 
 /// Reads the next entry of `directory`. The entries include "." and "..".
 ///
-/// @param entry  receives the directory's entry holder, which the next call overwrites; null at the end of the
-///               directory and after a failure
+/// @param entry  receives a pointer to the entry, which belongs to `directory` and is overwritten by the next
+///               call; null at the end of the directory and after a failure
 /// @return 0, also at the end of the directory
 VEK_API int vekFS_readdir(vekFSDir *directory, vekFSDirent **entry);
 
-/// Sets `directory` back to its first entry.
+/// Sets `directory` back to its first entry, which the next vekFS_readdir() returns.
 VEK_API int vekFS_rewinddir(vekFSDir *directory);
 
-/// Closes `directory` and frees its handle and entry holder. The specifier is not freed.
+/// Closes and frees `directory` and its entry. The specifier is not freed.
 ///
 /// @return 0; or the `errno` of a failed close. After a failure nothing is freed: call vekFS_closedir() once
-///         more, which frees the handle, and do nothing else with it
+///         more to free `directory`, and do nothing else with it
 VEK_API int vekFS_closedir(vekFSDir *directory);
 
-/// Copies the name of `entry`.
+/// Copies the name of the directory entry `entry` to `buffer`.
 ///
 /// @param buffer  receives the name; unchanged if it does not fit
 /// @param size    size of `buffer` in bytes, including the NUL
@@ -288,10 +303,11 @@ VEK_API int vekFS_closedir(vekFSDir *directory);
 /// @return 0, EINVAL, VEK_FS_BUFFER_TOO_SMALL or VEK_FS_NOT_SUPPORTED
 VEK_API int vekFS_getDirentName(const vekFSDirent *entry, char *buffer, size_t size, size_t *needed);
 
-// The native directory operations, for the slots of implementations whose directories are native. They do not
-// look at the specifier's implementation.
+// The native directory operations. An implementation whose directories are native can store them in its
+// implementation table. They do not read the implementation table of the specifier.
 
-/// Opens the native directory of `spec` and stores it in `*directory`; otherwise like vekFS_opendir().
+/// Opens the native directory at the path of `spec` and stores it in `*directory`; otherwise like
+/// vekFS_opendir().
 VEK_API int vekFSiOpendir(vekFSSpec *spec, vekFSDir **directory);
 
 /// Reads the next entry of the native `directory` and stores it in `*entry`; otherwise like vekFS_readdir().
@@ -303,8 +319,8 @@ VEK_API int vekFSiRewinddir(vekFSDir *directory);
 /// Closes the native `directory`; otherwise like vekFS_closedir().
 VEK_API int vekFSiClosedir(vekFSDir *directory);
 
-/// Copies the name of the native `entry` into the `size` bytes at `buffer` and stores the number of bytes that it
-/// needs in `*needed`; otherwise like vekFS_getDirentName().
+/// Copies the name of the native directory entry `entry` to `buffer`, which has `size` bytes, and stores the
+/// number of bytes that the name needs in `*needed`; otherwise like vekFS_getDirentName().
 VEK_API int vekFSiGetDirentName(const vekFSDirent *entry, char *buffer, size_t size, size_t *needed);
 
 // ---- archives
@@ -312,21 +328,22 @@ VEK_API int vekFSiGetDirentName(const vekFSDirent *entry, char *buffer, size_t s
 /// An open archive.
 typedef struct vekZip vekZip;
 
-// Archives are not supported. Each of these functions does nothing and returns VEK_FS_NOT_SUPPORTED.
+// Archives are not supported. Each of the next functions does nothing and returns VEK_FS_NOT_SUPPORTED.
 
-/// Reserved for opening the archive `path` and storing it in `*zip`.
+/// Reserved for opening the archive `path` and storing it in `*zip`. Returns VEK_FS_NOT_SUPPORTED.
 VEK_API int vekZipOpenZip(const char *path, vekZip **zip);
 
-/// Reserved for closing the archive `zip`.
+/// Reserved for closing the archive `zip`. Returns VEK_FS_NOT_SUPPORTED.
 VEK_API int vekZipCloseZip(vekZip *zip);
 
-/// Reserved for creating a specifier for `path` in the archive `zip` and storing it in `*spec`.
+/// Reserved for creating a specifier for `path` in the archive `zip` and storing it in `*spec`. Returns
+/// VEK_FS_NOT_SUPPORTED.
 VEK_API int vekZipCreateSpec(vekZip *zip, const char *path, vekFSSpec **spec);
 
-/// Reserved for packing a directory.
+/// Reserved for packing a directory into an archive. Returns VEK_FS_NOT_SUPPORTED.
 VEK_API int vekZip_zip(void);
 
-/// Reserved for unpacking an archive.
+/// Reserved for unpacking an archive. Returns VEK_FS_NOT_SUPPORTED.
 VEK_API int vekZip_unzip(void);
 
 VEK_END_DECLS

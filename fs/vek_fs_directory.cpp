@@ -1,7 +1,7 @@
 #include "fs/veki_fs.h"
 
-// Directory operations of native specifiers, with opendir(), readdir(), rewinddir() and closedir(). The functions are
-// public, because other implementations can use them for their slots.
+// Directory operations of native specifiers, implemented with opendir(), readdir(), rewinddir() and closedir(). The
+// functions are public, so that other implementations can store them in their implementation tables.
 
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"
@@ -50,15 +50,16 @@ int vekFSiReaddir(vekFSDir *directory, vekFSDirent **entry) {
     if (directory->stream == nullptr) {
         return EBADF;
     }
-    // readdir() returns null after an error and at the end of the directory. At the end it does not change errno.
+    // Set errno to 0 first. readdir() returns null both after an error and at the end of the directory, and changes
+    // errno only after an error.
     errno = 0;
     const dirent *const found = ::readdir(directory->stream);
     if (found == nullptr) {
         return errno;
     }
     vekFSDirent &holder = *directory->entry;
-    // The name is checked against the buffer, because it can have more than 255 bytes: some file systems limit the
-    // number of characters, not of bytes.
+    // Check the length of the name. Some file systems limit the number of characters instead of bytes, so a name can
+    // have more than 255 bytes and be too long for the buffer.
     const std::string_view name = &found->d_name[0];
     if (!vek::copyToBuffer(name, &holder.buffer->name[0], sizeof holder.buffer->name)) {
         return ENAMETOOLONG;

@@ -1,13 +1,13 @@
 #include "fs/veki_fs.h"
 
-// The public vekFS functions. Each checks its arguments for null, takes the implementation table from the specifier of
-// its first object, and calls the function in the slot. Native specifiers use the table kNative in the same way.
+// The public vekFS functions: dispatch by implementation table. Each function checks its arguments for null and calls
+// a function pointer in the implementation table of the specifier. A specifier without a table uses the table kNative.
 
 #include <cerrno>
 #include <cstddef>
 #include <type_traits>
 
-// These offsets must not change: other programs contain implementations that are compiled with them.
+// These field offsets in bytes must not change: programs that implement their own storage are compiled with them.
 static_assert(offsetof(vekFSSpec, path) == 0);
 static_assert(offsetof(vekFSSpec, implementation) == 8);
 static_assert(offsetof(vekFSSpec, autoFree) == 16);
@@ -32,8 +32,8 @@ const vekFSSpec *specOf(const vekFSSpec *spec) {
     return spec;
 }
 
-/// @return the specifier of `object`, which is a file, directory, entry or stat record; null if `object` is null, or
-///         if it is a stat record that has not been filled
+/// @return the specifier of `object`, which is an open file or directory, a directory entry or a stat record; null if
+///         `object` is null, or if it is a stat record of zeros that was never filled
 template <typename Object>
 const vekFSSpec *specOf(const Object *object) {
     return object != nullptr ? object->spec : nullptr;
@@ -45,9 +45,9 @@ int callSlot(const vekFSSpec *spec, Slot vekFSIODef::*slot, Arguments... argumen
     return table.*slot != nullptr ? (table.*slot)(arguments...) : VEK_FS_NOT_SUPPORTED;
 }
 
-/// Calls `slot` of the implementation of `object` with `arguments`.
-/// @return the result of the call; EINVAL if `object` or a pointer argument is null; VEK_FS_NOT_SUPPORTED if the slot
-///         is null
+/// Calls the function pointer `slot` in the implementation table of `object` with `arguments`.
+/// @return the result of the call; EINVAL if `object` or a pointer in `arguments` is null; VEK_FS_NOT_SUPPORTED if the
+///         function pointer is null
 template <typename Object, typename Slot, typename... Arguments>
 int dispatch(const Object *object, Slot vekFSIODef::*slot, Arguments... arguments) {
     const vekFSSpec *const spec = specOf(object);
@@ -57,8 +57,8 @@ int dispatch(const Object *object, Slot vekFSIODef::*slot, Arguments... argument
     return callSlot(spec, slot, arguments...);
 }
 
-/// Calls `slot` like dispatch(), for operations that store a new object in `*result`. Sets `*result` to null before, so
-/// that it is null after a failure.
+/// Calls the function pointer `slot` like dispatch(), for an operation that stores a new object in `*result`. Sets
+/// `*result` to null before the call, so that it is null after a failure.
 template <typename Object, typename Slot, typename Result, typename... Arguments>
 int dispatchFor(Result **result, const Object *object, Slot vekFSIODef::*slot, Arguments... arguments) {
     if (result != nullptr) {

@@ -1,6 +1,6 @@
 #include "fs/veki_fs.h"
 
-// The implementation table of native specifiers: the function in each slot makes one system call.
+// The implementation table of native specifiers: a path or file descriptor is passed to one system call per operation.
 
 #include "common/base/owned.h"
 
@@ -11,20 +11,21 @@
 
 namespace {
 
-/// The mode of a file that open() creates. The umask reduces it.
+/// The permission bits of a file that open() creates. The umask of the process removes some of them.
 constexpr mode_t kCreationMode = 0666;
 
-/// The value of vekFSFile::descriptor after close() has failed, so that nativeClose() does not close it again.
+/// Stored in vekFSFile::descriptor after close() has failed, so that a second nativeClose() does not close the
+/// descriptor again.
 constexpr int kNoDescriptor = -1;
 
-/// @return errno if `result`, the result of a system call, is -1; otherwise 0
+/// @return the status of a system call that returned `result`: errno if `result` is -1, otherwise 0
 template <typename Result>
 int statusOf(Result result) {
     return result == -1 ? errno : VEK_FS_OK;
 }
 
 int nativeOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
-    // Allocate before open(), so that a failure with ENOMEM has not created or truncated a file.
+    // Allocate memory before open(): if memory is exhausted, no file has been created or truncated.
     vek::Owned<vekFSFile> handle = vek::make<vekFSFile>();
     if (!handle) {
         return ENOMEM;
@@ -59,7 +60,7 @@ int nativeTell(vekFSFile *file, int64_t *position) {
 }
 
 int nativeRewind(vekFSFile *file) {
-    // Documented: an error of lseek() is ignored, so the result is 0 even for a pipe.
+    // Documented: an error of lseek() is ignored. The result is therefore 0 even for a pipe, which has no position.
     static_cast<void>(::lseek(file->descriptor, 0, SEEK_SET));
     return VEK_FS_OK;
 }
@@ -128,7 +129,7 @@ constexpr vekFSIODef vekfs::kNative = {
     .freeSpec = vekfs::freePathSpec,
     .getSpecString = vekfs::getPathString,
     .open = nativeOpen,
-    // Not supported: reading single characters or lines needs a buffer, which native files do not have.
+    // Not supported: reading single characters or lines needs a buffer in memory, which native files do not have.
     .getc = nullptr,
     .ungetc = nullptr,
     .fgets = nullptr,

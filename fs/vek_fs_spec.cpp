@@ -1,6 +1,7 @@
 #include "fs/veki_fs.h"
 
-// Creates and frees specifiers, opens files with a specifier of their own, and implements vekFS_strerror().
+// Functions that native and stream specifiers share: they create and free specifiers, and open a file by its path with
+// a new specifier. Also implements vekFS_strerror().
 
 #include "common/base/owned.h"
 #include "fs/owned_spec.h"

@@ -1,6 +1,7 @@
 #include "fs/veki_fs.h"
 
-// The implementation table "vekFSStdio" of stream specifiers: files are buffered streams (FILE) of the C library.
+// The implementation table "vekFSStdio" of stream specifiers: files are buffered streams (FILE) of the C library,
+// which fopen() opens.
 
 #include "common/base/owned.h"
 
@@ -17,20 +18,22 @@ struct StreamMode {
     const char *mode;
 };
 
-// The mode for fopen() is that of the first row that matches the flags of vekFS_open(). Documented: O_CREAT has no
-// effect; only the mode determines whether a missing file is created.
+// Converts the flags of vekFS_open() to a mode for fopen(): the first row with these flags is used. Documented:
+// O_CREAT has no effect, because only the mode for fopen() determines whether a missing file is created.
 constexpr std::array<StreamMode, 7> kStreamModes = {{
     {O_RDWR, O_APPEND, "a+"},
     {O_RDWR, O_TRUNC, "w+"},
     {O_RDWR, 0, "r+"},
     {O_WRONLY, O_APPEND, "a"},
     {O_WRONLY, O_TRUNC, "w"},
-    // Documented: with O_WRONLY alone the file must exist, keeps its content and can also be read.
+    // Documented: O_WRONLY without O_APPEND and O_TRUNC uses the mode "r+". The file must exist, keeps its content,
+    // and can also be read.
     {O_WRONLY, 0, "r+"},
     {O_RDONLY, 0, "r"},
 }};
 
-/// @return the mode for fopen() that corresponds to `flags`; null if their access mode is not valid
+/// @return the mode for fopen() that corresponds to the open() flags `flags`; null if the access mode in `flags` is
+///         not O_RDONLY, O_WRONLY or O_RDWR
 const char *streamMode(int flags) {
     for (const StreamMode &entry : kStreamModes) {
         if ((flags & O_ACCMODE) == entry.access && (flags & entry.flag) == entry.flag) {
@@ -45,7 +48,7 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     if (mode == nullptr) {
         return EINVAL;
     }
-    // Allocate before fopen(), so that a failure with ENOMEM has not created or truncated a file.
+    // Allocate memory before fopen(): if memory is exhausted, no file has been created or truncated.
     vek::Owned<vekFSFile> handle = vek::make<vekFSFile>();
     if (!handle) {
         return ENOMEM;
@@ -60,8 +63,9 @@ int stdioOpen(vekFSSpec *spec, int flags, vekFSFile **file) {
     return VEK_FS_OK;
 }
 
-/// The function for the slot of an operation on a stream: calls `Operation` with the stream of `file`.
-/// @return the result of the call; EBADF if there is no stream, because closing it has failed
+/// Calls the function `Operation` with the stream of `file` and with `arguments`. Instances of this template are the
+/// functions of the implementation table kStdio.
+/// @return the result of the call; EBADF if `file` has no stream, because a failed fclose() has already freed it
 template <auto Operation, typename... Arguments>
 int onStream(vekFSFile *file, Arguments... arguments) {
     return file->stream != nullptr ? Operation(file->stream, arguments...) : EBADF;
@@ -82,16 +86,17 @@ int streamFgets(FILE *stream, char *buffer, size_t size, char **line) {
     return *line == nullptr && std::ferror(stream) != 0 ? VEK_FS_BAD_STATUS : VEK_FS_OK;
 }
 
-/// Stores `count`, the number of bytes that were read or written, in `*result`.
-/// @return errno if there was an error and `count` is 0, otherwise 0. Documented: an error after some bytes gives 0
+/// Stores `count`, the number of bytes that fread() or fwrite() has returned, in `*result`.
+/// @return errno if `count` is 0 and the error indicator of `stream` is set, otherwise 0. Documented: the result is 0
+///         if an error occurred after some bytes were read or written
 int transferred(FILE *stream, size_t count, ssize_t *result) {
     *result = static_cast<ssize_t>(count);
     return count == 0 && std::ferror(stream) != 0 ? errno : VEK_FS_OK;
 }
 
 int streamRead(FILE *stream, void *buffer, size_t length, ssize_t *count) {
-    // If an earlier call has set the error indicator of the stream, transferred() returns errno even if this call
-    // does not fail. errno must then be 0, not an old value.
+    // Set errno to 0, because transferred() returns errno if an earlier call has set the error indicator of the
+    // stream. The result must then be 0 if this call does not fail, not an old errno value.
     errno = 0;
     return transferred(stream, std::fread(buffer, 1, length, stream), count);
 }

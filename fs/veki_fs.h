@@ -1,29 +1,33 @@
 #ifndef VEKI_FS_H
 #define VEKI_FS_H
 
-/// The implementation table of native specifiers, and the functions that native and stream specifiers share. No
-/// argument may be null unless its comment says so: the public functions have checked the arguments before.
+/// Internal interface of this folder: the implementation table of native specifiers, and functions that native and
+/// stream specifiers share. The public functions check their arguments for null before. Therefore no argument may be
+/// null here unless the comment of the function says so.
 
 #include "fs/vek_fs.h"
 
 namespace vekfs {
 
-/// The table that is used for a specifier whose `implementation` is null. No specifier points to this table.
+/// The implementation table of a specifier whose `implementation` is null. The dispatch functions select this table;
+/// no specifier contains a pointer to it.
 extern const vekFSIODef kNative;
 
-/// Creates a specifier for `path` like vekFSCreatePathSpec(), with the table `implementation`.
+/// Creates a specifier for `path` with the implementation table `implementation`, like vekFSCreatePathSpec().
 /// @param path            may be null; the result is then EINVAL
 /// @param implementation  null for a native specifier
 /// @param spec            receives the specifier; may be null, the result is then EINVAL
 int createPathSpec(const char *path, const vekFSIODef *implementation, vekFSSpec **spec);
 
-/// Opens the file `path` like vekFS_openFile(), with a new specifier that has the table `implementation`.
+/// Opens the file `path` with `flags` like vekFS_openFile(), with a new specifier whose implementation table is
+/// `implementation`.
 /// @param path  may be null; the result is then EINVAL
 /// @param file  receives the file; may be null, the result is then EINVAL
 int openFile(const char *path, const vekFSIODef *implementation, int flags, vekFSFile **file);
 
-/// Frees the record `file` after its descriptor or stream was closed, and its specifier if openFile() created it.
-/// @return the status of vekFSFreeSpec() if it was called, otherwise 0
+/// Frees the object `file`, whose descriptor or stream is already closed. Also frees its specifier if openFile()
+/// created it.
+/// @return the status of vekFSFreeSpec() if that was called, otherwise 0
 int freeFile(vekFSFile *file);
 
 /// Copies `text` and its NUL into `buffer`, which has `size` bytes.
@@ -33,7 +37,7 @@ int freeFile(vekFSFile *file);
 /// @return 0; VEK_FS_BUFFER_TOO_SMALL if the text does not fit or `buffer` is null
 int copyText(const char *text, char *buffer, size_t size, size_t *needed);
 
-// Functions for the slots of both tables, that of native and that of stream specifiers.
+// Functions in both implementation tables: that of native specifiers (kNative) and that of stream specifiers.
 int freePathSpec(vekFSSpec *spec);
 int getPathString(const vekFSSpec *spec, char *buffer, size_t size, size_t *needed);
 int getStatus(vekFSSpec *spec, vekFSStat *record);
