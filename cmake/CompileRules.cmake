@@ -3,7 +3,7 @@
 add_library(vek_compile_rules INTERFACE)
 target_compile_options(vek_compile_rules INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 if(PROJECT_IS_TOP_LEVEL)
-  # Not within another project: a warning of its compiler must not fail its build.
+  # Within another project, a warning of another compiler must not fail the build.
   target_compile_options(vek_compile_rules INTERFACE -Werror)
 endif()
 target_compile_options(
@@ -11,7 +11,7 @@ target_compile_options(
 target_include_directories(vek_compile_rules INTERFACE ${PROJECT_SOURCE_DIR})
 
 if(VEK_BUILD_FUZZ)
-  # Coverage feedback for the engine from the layers, not from the fuzz targets.
+  # Only the layers are instrumented for the fuzzing engine, not the fuzz targets.
   target_compile_options(vek_compile_rules INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
@@ -20,10 +20,11 @@ if(VEK_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
-# The library and the tool do not need the C++ run-time library. The C driver links them, so that an accidental reference
-# to it fails the link and start-up loads the C library only. CMake adds the C++ libraries if one object is C++, so
-# its list of them is emptied. Unoptimized code can contain calls of the C++ library that are never executed, and the
-# sanitizers need it: these builds are linked by the C++ driver.
+# The library and the tool do not need the C++ run-time library. The C compiler driver links optimized builds, so that
+# an accidental reference to the C++ library is a link error, and so that start-up loads the C library only. CMake would
+# add the C++ libraries because the objects are C++, so its list of these libraries is emptied. The C++ driver links all
+# other builds: unoptimized code can contain calls of the C++ library that are never executed, and the sanitizers need
+# it.
 set(VEK_OPTIMIZED OFF)
 if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VEK_SANITIZE AND NOT VEK_BUILD_FUZZ)
   set(VEK_OPTIMIZED ON)
@@ -38,8 +39,8 @@ target_compile_options(vek_compile_rules INTERFACE ${vek_hardening_compile_optio
 
 # vek_layer(<target> SOURCES <file>... MAY_USE <target>...)
 #
-# Adds one layer. MAY_USE are the layers that it may use (docs/architecture.md). Its tests link to it and to these
-# only, so a call of another layer does not link.
+# Adds one layer. MAY_USE names the layers that it may use (docs/architecture.md). Its tests are linked to these
+# layers only, so that a call of another layer is a link error.
 function(vek_layer name)
   cmake_parse_arguments(PARSE_ARGV 1 layer "" "" "SOURCES;MAY_USE")
   add_library(${name} STATIC ${layer_SOURCES})

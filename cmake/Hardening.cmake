@@ -1,9 +1,9 @@
-# Hardening of optimized builds: the same as Debian's hardening=+all. VEK_HARDENING=OFF switches all of it off. A measure
-# that CMAKE_C_FLAGS, CMAKE_CXX_FLAGS or the linker's flags name is not added, so that flags can change it:
-# -DCMAKE_CXX_FLAGS=-fno-stack-protector builds without a stack protector.
+# Hardening of optimized builds, the same as Debian's hardening=+all. VEK_HARDENING=OFF switches everything off. If
+# CMAKE_C_FLAGS, CMAKE_CXX_FLAGS or the linker's flags contain a flag of one measure, this file does not add that
+# measure. For example, -DCMAKE_CXX_FLAGS=-fno-stack-protector builds without a stack protector.
 #
 # Debug, sanitizer, coverage and fuzz builds are not hardened: _FORTIFY_SOURCE needs optimization, and the sanitizers
-# check more.
+# make more checks themselves.
 
 option(VEK_HARDENING "Harden optimized builds (stack, library calls, control flow, relocations)" ON)
 
@@ -13,18 +13,18 @@ set(vek_hardened OFF)
 if(VEK_HARDENING AND VEK_OPTIMIZED)
   set(vek_hardened ON)
 endif()
-set(vek_hardening_complete ${vek_hardened}) # flags of the build name no measure
+set(vek_hardening_complete ${vek_hardened}) # ON if no flag of the build replaces a measure
 
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
-# Link executables as position-independent (-pie): CMAKE_POSITION_INDEPENDENT_CODE alone concerns compilation only.
+# Link executables as position-independent (-pie), because CMAKE_POSITION_INDEPENDENT_CODE affects compilation only.
 check_pie_supported(LANGUAGES C CXX)
 
 # vek_harden_compile(<variable> <pattern of flags that override it> <flag>...)
 #
-# Adds the flags if the compiler supports the last one. <variable> caches whether it does.
+# Adds the flags if the compiler supports the last flag. The cache variable <variable> stores the result of this test.
 function(vek_harden_compile variable pattern)
   if(NOT vek_hardened)
     return()
@@ -57,8 +57,8 @@ vek_harden_compile(VEK_HAS_STACK_PROTECTOR "stack-protector" -fstack-protector-s
 vek_harden_compile(VEK_HAS_STACK_CLASH "stack-clash-protection" -fstack-clash-protection)
 vek_harden_compile(VEK_HAS_CF_PROTECTION "cf-protection" -fcf-protection)
 
-# Level 3 also checks buffers whose size is known only at run time, such as those of malloc(n); level 2, which
-# Debian 12 sets, checks constant sizes only. A compiler or C library without level 3 warns and uses level 2.
+# Level 3 of _FORTIFY_SOURCE also checks buffers whose size is known only at run time, such as those of malloc(n). Level
+# 2, which Debian 12 sets, checks constant sizes only. A compiler or C library without level 3 warns and uses level 2.
 if("${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "_FORTIFY_SOURCE")
   set(vek_hardening_complete OFF)
 elseif(vek_hardened)
@@ -72,6 +72,6 @@ elseif(vek_hardened)
   list(APPEND vek_hardening_compile_options -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${level})
 endif()
 
-# Full RELRO: the relocation table is read-only after start-up, so all symbols must be bound then.
+# Full RELRO makes the relocation table read-only after start-up, so all symbols must be bound at start-up (-z now).
 vek_harden_link("relro" LINKER:-z,relro)
 vek_harden_link("-z[, ]?(now|lazy)" LINKER:-z,now)

@@ -1,4 +1,4 @@
-# What `cmake --install` installs under a prefix. Components:
+# Install rules: the files that `cmake --install` installs under a prefix. Components:
 #
 #   tool           vekinfo, its manual pages, completions, files for editors, and the sample project
 #   runtime        the shared library
@@ -57,12 +57,13 @@ function(vek_install_libraries libdir suffix pkgconfig_prefix)
           COMPONENT development${suffix} ${option})
 endfunction()
 
-# vek.pc computes the prefix from its own directory, so that a prefix can be moved.
+# vek.pc computes the prefix from its own directory, so that an installed prefix can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${pkgconfig_dir} OUTPUT_VARIABLE prefix_from_pkgconfig)
 vek_install_libraries(${CMAKE_INSTALL_LIBDIR} "" \${pcfiledir}/${prefix_from_pkgconfig})
 
-# A package is not moved. With the literal prefix, pkg-config omits options for the directories of the system.
+# The files of a package cannot be moved, so their vek.pc has the literal prefix. pkg-config then omits the options for
+# directories of the system.
 set(debian_libdir lib)
 if(CMAKE_LIBRARY_ARCHITECTURE)
   string(APPEND debian_libdir /${CMAKE_LIBRARY_ARCHITECTURE})
@@ -114,7 +115,7 @@ vek_install_completion(vekinfo.bash bash-completion/completions vekinfo)
 vek_install_completion(_vekinfo zsh/site-functions _vekinfo)
 vek_install_completion(vekinfo.fish fish/vendor_completions.d vekinfo.fish)
 
-# Vim reads this directory under /usr. Visual Studio Code has no directory of the system for extensions
+# Vim reads this directory under /usr. Visual Studio Code has no system-wide directory for extensions
 # (editors/README.md).
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/editors/vim/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vim/vimfiles COMPONENT tool
         FILES_MATCHING PATTERN *.vim PATTERN tests EXCLUDE)

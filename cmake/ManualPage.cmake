@@ -1,4 +1,5 @@
-# Writes the manual page PAGE as OUTPUT: its last line shows VERSION.
+# Copies the manual page PAGE to OUTPUT and adds VERSION to the line .Os, which mandoc shows as the last line of the
+# page.
 
 file(READ ${PAGE} text)
 if(NOT text MATCHES "\n\\.Os\n")

@@ -1,4 +1,5 @@
-# Manual pages with the version in their last line, and as HTML (option VEK_BUILD_PAGES, target vek_pages).
+# Generates the manual pages with the version in their last line, and the same pages as HTML (option VEK_BUILD_PAGES,
+# target vek_pages).
 
 # vek_manual_pages(<component> <file>...)
 #
@@ -36,7 +37,7 @@ cmake_dependent_option(VEK_BUILD_PAGES "Build the manual pages as HTML (mandoc, 
 set(VEK_PAGES_DIR ${PROJECT_BINARY_DIR}/html)
 
 if(VEK_BUILD_PAGES)
-  # All pages of the repository, also of bindings that are not built.
+  # The HTML has all pages of the repository, even those of bindings that are not built.
   file(
     GLOB pages
     CONFIGURE_DEPENDS

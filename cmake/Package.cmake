@@ -1,4 +1,4 @@
-# Packages. In the build directory:
+# Makes packages. Commands in the build directory:
 #
 #   cpack -G DEB     Debian packages: vekinfo, libvek6, libvek-dev, vek-doc
 #   cpack -G RPM     packages for distributions with RPM: vekinfo, libvek6, libvek-devel, vek-doc
@@ -8,13 +8,13 @@
 # PackageOptions.cmake sets the options that depend on the kind of package. PackageFiles.cmake changes installed files.
 # PackageArchive.cmake sorts archives.
 #
-# Reproducible: the same sources give the same packages, byte for byte. File times are SOURCE_DATE_EPOCH, or the time
-# of the newest entry of cmake/debian/changelog.
+# Packages are reproducible: the same sources give the same packages, byte for byte. The time of all files is
+# SOURCE_DATE_EPOCH, or the time of the newest entry of cmake/debian/changelog.
 
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vek)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package sets its own summary
 set(CPACK_PACKAGE_VENDOR "the vekinfo developers")
 set(CPACK_PACKAGE_CONTACT "vekinfo developers <vekinfo@example.org>")
 set(CPACK_PACKAGE_FILE_NAME vek-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
@@ -106,7 +106,7 @@ set(CPACK_RPM_DOCUMENTATION_PACKAGE_ARCHITECTURE noarch)
 # ---- sources
 
 set(CPACK_SOURCE_PACKAGE_FILE_NAME vek-${PROJECT_VERSION})
-# Without the files that .gitignore names, and without build directories: a directory with a CMakeCache.txt is one.
+# Leave out the files that .gitignore names, and build directories: directories that contain a CMakeCache.txt.
 string(REGEX REPLACE "([][+.*()^$?|\\])" "\\\\\\1" source_dir ${PROJECT_SOURCE_DIR})
 set(CPACK_SOURCE_IGNORE_FILES
     ^${source_dir}/[.]git/

@@ -1,5 +1,5 @@
-# Run by cpack after it has made packages. Writes their outer archives again: cpack's have the files in directory order,
-# or the owner and permissions of temporary files, which are not reproducible.
+# cpack runs this script after it has made packages. The script writes the outer archives of the packages again, because
+# the order of the files, or the owner and permissions of temporary files, in cpack's archives are not reproducible.
 
 function(run)
   execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${CPACK_TEMPORARY_DIRECTORY} COMMAND_ERROR_IS_FATAL ANY)
@@ -17,7 +17,7 @@ elseif(CPACK_GENERATOR STREQUAL "DEB")
     string(REGEX MATCHALL "[^\n]+" members "${members}")
     run(ar x ${package})
     file(REMOVE ${package})
-    # D: no times, no owners, one set of permissions.
+    # The option D of ar stores no times, no owners, and the same permissions for all files.
     run(ar rcDS ${package} ${members})
   endforeach()
 endif()

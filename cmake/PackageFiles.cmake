@@ -1,5 +1,5 @@
-# Run by cpack before it packs the installed files. Moves and changes files that a distribution wants in another directory
-# or form, and sets one time and one set of permissions for all files.
+# cpack runs this script before it packs the installed files. The script moves and changes files that a distribution
+# requires in another directory or form. All files get the same time and the same permissions.
 
 find_program(gzip gzip REQUIRED)
 find_program(strip strip REQUIRED)
@@ -16,8 +16,8 @@ function(move from to)
   endif()
 endfunction()
 
-# For both kinds of packages: documents in a directory with the name of the package, compressed manual pages, and an
-# archive without debugging symbols (cpack strips programs and shared libraries only).
+# Changes for DEB and RPM packages: moves documents to a directory with the name of the package, compresses manual
+# pages, and strips debugging symbols from the archive (cpack strips programs and shared libraries only).
 function(change_package_files root package)
   set(share ${root}/usr/share)
   move(${share}/doc/vek ${share}/doc/${package})
@@ -44,7 +44,7 @@ function(change_debian_files root package)
   compress(${share}/doc/${package}/changelog)
   move(${share}/zsh/site-functions ${share}/zsh/vendor-completions)
 
-  # Pages of section n are in section 3tcl.
+  # Debian has manual pages of section n in section 3tcl.
   file(GLOB pages ${share}/man/mann/*.n.gz)
   foreach(page IN LISTS pages)
     cmake_path(GET page STEM name)
@@ -70,7 +70,7 @@ function(change_debian_files root package)
   endforeach()
 endfunction()
 
-# RPM distributions have executable shared libraries.
+# In RPM distributions, shared libraries are executable files.
 function(change_rpm_files root)
   file(GLOB libraries ${root}/usr/lib64/*.so.*.*)
   foreach(library IN LISTS libraries)

@@ -1,4 +1,5 @@
-# The public headers: VEK_PUBLIC_HEADERS, from the root of the repository, and as <vek/...> in build/include.
+# Lists the public headers in VEK_PUBLIC_HEADERS, with paths from the root of the repository, and writes them as
+# <vek/...> to the directory `include` of the build.
 
 set(vek_public_header_patterns)
 foreach(layer IN LISTS vek_layers)
@@ -10,10 +11,10 @@ file(
   CONFIGURE_DEPENDS
   RELATIVE ${PROJECT_SOURCE_DIR}
   ${vek_public_header_patterns})
-# Selected by prefix: internal headers have an i in theirs, shared C++ helpers have none.
+# Headers are selected by their prefix: internal headers have an i in it, shared C++ helpers have no prefix.
 list(FILTER VEK_PUBLIC_HEADERS INCLUDE REGEX "/(vek|pux|tov|ryn)(_[a-z_]+)?\\.h$")
 
-# In the repository, headers include each other by their path from the root. Installed, they are in one directory.
+# In the repository, headers include each other by their path from the root. Installed headers are in one directory.
 set(VEK_INCLUDE_DIR ${PROJECT_BINARY_DIR}/include)
 set(VEK_INSTALLED_HEADERS)
 foreach(header IN LISTS VEK_PUBLIC_HEADERS)
