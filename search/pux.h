@@ -1,12 +1,13 @@
 #ifndef PUX_H
 #define PUX_H
 
-/// The search list: the directories in which configuration files are searched, and the functions that search it.
+/// The search list: an ordered list of directories in which configuration files are searched, and the functions
+/// that search them.
 ///
-/// A search list is a null-terminated array of strings: directories, and the keyword "@LIBRARY" for the library
-/// directories that a search is given. Array and strings are allocated with malloc(). A handle is a variable that
-/// points to such a list. Wherever a function takes a list, null means the default list of the process, which the
-/// first search builds.
+/// A search list is a null-terminated array of strings. Each string is a directory, or the keyword "@LIBRARY",
+/// which represents the library directories that the caller of a search passes. The array and the strings are
+/// allocated with malloc(). A handle is a variable that points to such a list. If a function receives a null
+/// list, it uses the default list of the process, which the first search builds.
 
 #include "common/base/vek_api.h"
 
@@ -25,18 +26,18 @@ enum {
     PUX_NOT_INITIALIZED = 8
 };
 
-/// @return the constant text of `code`; "Invalid error number" for an unknown code
+/// @return the constant text of the result code `code`; "Invalid error number" for an unknown code
 VEK_API const char *puxGetErrorMsg(int code);
 
-/// Builds a search list and makes it the default list. The list is read from the first `setup.loc` that is found
-/// along the built-in list. If there is none, or it cannot be read or contains no usable directory, the built-in list
-/// is used. The first call puts "VEK_ARCH=lnx86" into the environment.
+/// Builds a search list and makes it the default list. The list is read from the first file `setup.loc` that is
+/// found along the built-in list, see setup.loc(5). If there is no such file, or it cannot be read or contains
+/// no usable directory, the built-in list is used. The first call puts "VEK_ARCH=lnx86" into the environment.
 ///
 /// The previous default list is freed, unless a caller received it in a handle.
 ///
 /// UNLOADED PLUGINS: the environment then contains a string that is stored in the library, so the library must
-/// remain mapped. `libvek.so` is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a` with
-/// `-z nodelete`, too; otherwise getenv() reads unmapped memory after dlclose() of the plugin.
+/// remain mapped. `libvek.so` is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a`
+/// with `-z nodelete`, too; otherwise getenv() reads unmapped memory after dlclose() of the plugin.
 ///
 /// @param h  receives the list, which the caller releases with puxReleaseHandle(); null to set the default list
 ///           only
@@ -45,22 +46,22 @@ VEK_API const char *puxGetErrorMsg(int code);
 ///         failure the default list is unchanged
 VEK_API int puxInitialize(char ***h);
 
-/// Frees a list and its strings. If it is the default list, there is no default list afterwards, and the next
-/// search builds a new one.
+/// Frees a search list and its strings. If the list is the default list, there is no default list afterwards,
+/// and the next search builds a new one.
 ///
 /// @param list  the list; null for the default list
 /// @return PUX_OK; PUX_INVALID_PARAMETER if `list` is null and there is no default list
 VEK_API int puxReleaseHandle(char **list);
 
-/// Stores a copy of `dir`, which replaces "." in lists that are built later. If `dir` is null or empty, nothing
-/// changes.
+/// Sets the directory that replaces the entry "." in search lists that are built later. Stores a copy of `dir`.
+/// If `dir` is null or empty, nothing changes.
 VEK_API void puxSetCwdToSearchList(const char *dir);
 
-/// Inserts a copy of `dir` at the front of a list. The array is freed and replaced by a new one; its strings move
-/// to the new one. The new list becomes the default list.
+/// Inserts a copy of `dir` at the front of a search list, and makes the result the default list. The old array
+/// is freed and replaced by a new array, which contains the strings of the old array.
 ///
-/// USE AFTER FREE: with a null `h`, the array of the default list is freed. If puxInitialize() returned this list
-/// in a handle, the handle then points to freed memory. Pass the address of that handle instead of null.
+/// USE AFTER FREE: with a null `h`, the array of the default list is freed. If puxInitialize() returned this
+/// list in a handle, the handle then points to freed memory. Pass the address of that handle instead of null.
 ///
 /// @param h    the handle, which receives the new list; null for the default list. If it points to a null list,
 ///             the new list contains only `dir`
@@ -68,7 +69,8 @@ VEK_API void puxSetCwdToSearchList(const char *dir);
 /// @return PUX_OK; PUX_MEMORY_ERROR, and the list is unchanged
 VEK_API int puxInsertToSearchList(char ***h, const char *dir);
 
-/// Replaces the references in `in` (see vekInterpolate()) and checks that the result exists and can be read.
+/// Replaces the references in the path `in`, such as `$NAME` and `~`, and tests whether the resulting path
+/// exists and can be read. See vekInterpolate() for the references.
 ///
 /// @param in        the path
 /// @param out       receives the result; must have VEK_SEARCH_PATH_SIZE bytes; empty after a failure
@@ -77,10 +79,11 @@ VEK_API int puxInsertToSearchList(char ***h, const char *dir);
 ///         cannot be read
 VEK_API int puxConvertPathEx(const char *in, char *out, const char *fileName);
 
-/// Converts `in` into `out` like puxConvertPathEx(), with null for the file name.
+/// Converts the path `in` into `out` like puxConvertPathEx() with a null `fileName`.
 VEK_API int puxConvertPath(const char *in, char *out);
 
-/// Replaces the references in `in`. Unlike puxConvertPathEx(), it does not check that the result exists.
+/// Replaces the references in the path `in`, such as `$NAME` and `~`, but does not test whether the resulting
+/// path exists. Otherwise like puxConvertPathEx().
 ///
 /// @param in        the path
 /// @param out       receives the result; must have VEK_SEARCH_PATH_SIZE bytes. After a failure it contains the
@@ -89,82 +92,89 @@ VEK_API int puxConvertPath(const char *in, char *out);
 /// @return PUX_OK; PUX_FILE_NOT_FOUND if a reference could not be replaced
 VEK_API int puxConvertPathNotThereEx(const char *in, char *out, const char *fileName);
 
-/// Converts `in` into `out` like puxConvertPathNotThereEx(), with null for the file name.
+/// Converts the path `in` into `out` like puxConvertPathNotThereEx() with a null `fileName`.
 VEK_API int puxConvertPathNotThere(const char *in, char *out);
 
-/// @return a copy of `s`, which the caller frees; null if `s` is null or memory is exhausted
+/// @return a copy of the string `s`, which the caller frees with free(); null if `s` is null or memory is
+///         exhausted
 VEK_API char *pux_mkstring(const char *s);
 
-// Searches. `list` is a search list; null for the default list. If there is no default list, every search builds
-// it first and returns the error if that fails. In each directory, a search tries its search groups in order. A
-// search group is a subdirectory name, or "." for the directory itself. The default groups are ".tolvane", "."
-// and "veksetup". In library directories, only ".tolvane" is searched.
+// The search functions. `list` is a search list; null means the default list. If there is no default list, every
+// search builds it first, and returns the error if that fails.
 //
-// A match is a path that exists, or for which stat() fails with another error than ENOENT. The first match ends
-// the search. Its path can have at most 1023 characters, even if `out` is larger. `outSize` is the
-// size of `out` in bytes, including the NUL.
+// In each directory of the list, a search tests its search groups in order. A search group is the name of a
+// subdirectory, or "." for the directory itself. The default groups are ".tolvane", "." and "veksetup". In library
+// directories, only ".tolvane" is searched.
 //
-// The results are PUX_OK; PUX_FILE_NOT_FOUND if there is no match; PUX_PERMISSION_DENIED, with the path in `out`,
-// if the match cannot be read; PUX_BUFFER_TOO_SMALL if the path of the match, readable or not, has more than 1023
-// characters or does not fit into `out`; and PUX_INVALID_PARAMETER for a null argument that is not allowed.
+// A match is a path for which stat() succeeds, or fails with another error than ENOENT. A search for one file ends
+// at the first match. The path of a match can have at most 1023 characters, even if `out` is larger. `outSize` is
+// the size of `out` in bytes, including the NUL.
+//
+// The functions return PUX_OK for a match. They return PUX_FILE_NOT_FOUND if there is no match. They return
+// PUX_PERMISSION_DENIED, with the path in `out`, if the match cannot be read. They return PUX_BUFFER_TOO_SMALL if
+// the path of the match, readable or not, has more than 1023 characters or does not fit into `out`. They return
+// PUX_INVALID_PARAMETER for a null argument that is not allowed.
 
-/// Finds the first match of the file name `name`.
+/// Searches `list` for the first match of the file name `name`, and stores the path of the match in `out`.
 ///
 /// @param list     the search list; null for the default list
-/// @param groups   the search groups; null for the default groups
+/// @param groups   the search groups, which are names of subdirectories; null for the default groups
 /// @param libDirs  the directories that replace "@LIBRARY"; null to skip it
 /// @param out      receives the path
 /// @param outSize  size of `out` in bytes, including the NUL
 VEK_API int puxSearchEx(char **list, const char *name, char **groups, char **libDirs, char *out,
                         size_t outSize);
 
-/// Finds the first match of `name` along `list` in the default groups, and stores its path in the `outSize` bytes
-/// at `out`. "@LIBRARY" is skipped.
+/// Searches `list` for the first match of the file name `name` in the default search groups (".tolvane", "."
+/// and "veksetup"). Stores the path of the match in `out`, which has `outSize` bytes. "@LIBRARY" is skipped.
 VEK_API int puxSearch(char **list, const char *name, char *out, size_t outSize);
 
-/// Finds the first match of `name` along `list` and stores its path in the `outSize` bytes at `out`.
+/// Searches `list` for the first match of the file name `name`, in the default search groups or in `group`. Stores
+/// the path of the match in `out`, which has `outSize` bytes.
 ///
-/// @param group  null, "veksetup" or ".tolvane" for the default groups; another name for the groups "." and
-///               `group`
+/// @param group  null, "veksetup" or ".tolvane" for the default groups; any other name for the groups "."
+///               and `group`
 VEK_API int puxSearchGroup(char **list, const char *name, const char *group, char *out, size_t outSize);
 
-/// Finds the first match of `name` along `list` and stores its path in the `outSize` bytes at `out`.
+/// Searches `list` for the first match of the file name `name`, in the search groups `groups`. Stores the path of
+/// the match in `out`, which has `outSize` bytes.
 ///
 /// @param groups  null for the default groups; otherwise "." is searched first, and then these groups
 VEK_API int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize);
 
-/// Finds all matches of `name`, at most one in each directory of `list`. A match that cannot be read, or whose
-/// path is too long, is skipped.
+/// Finds all matches of the file name `name`, at most one in each directory of `list`. A match is skipped if it
+/// cannot be read or if its path has more than 1023 characters.
 ///
-/// @param group   as for puxSearchGroup()
+/// @param group   the search groups, as for puxSearchGroup()
 /// @param result  receives a null-terminated array of paths; the caller frees array and strings
 ///                (vekFreeStrlist()). Null unless the result is PUX_OK
 VEK_API int puxFullSearch(char **list, const char *name, const char *group, char ***result);
 
-/// Finds all matches of `name` along `list` like puxFullSearch(), and stores them in `*result`.
+/// Finds all matches of the file name `name` along `list` like puxFullSearch(), and stores the paths of the
+/// matches in `*result`.
 ///
-/// @param groups  as for puxSearchDirList()
+/// @param groups  the search groups, as for puxSearchDirList()
 VEK_API int puxFullSearchDirList(char **list, const char *name, char **groups, char ***result);
 
-/// Finds the first match of `name` along `list` in the default groups that can be written, see vekFileWritable(),
-/// and stores its path in the `outSize` bytes at `out`.
+/// Searches `list` for the first match of the file name `name` that can be written, see vekFileWritable().
+/// Searches in the default search groups. Stores the path of the match in `out`, which has `outSize` bytes.
 ///
 /// @param libDirs  the directories that replace "@LIBRARY"; null to skip it
 VEK_API int puxFindWritableEx(char **list, const char *name, char **libDirs, char *out, size_t outSize);
 
-/// Finds the first writable match of `name` along `list` like puxFindWritableEx(), without library directories, and
-/// stores its path in the `outSize` bytes at `out`.
+/// Searches `list` for the first match of the file name `name` that can be written, like puxFindWritableEx()
+/// without library directories. Stores the path of the match in `out`, which has `outSize` bytes.
 VEK_API int puxFindWritable(char **list, const char *name, char *out, size_t outSize);
 
-/// Tests whether files with the name `fileName` are to be searched along the search list. The file
-/// `puxLookupConfig` decides this; it is found along `list` with puxSearch() and read by every call. See
-/// puxLookupConfig(5).
+/// Tests whether files with the name `fileName` are to be searched along the search list. The rules for this
+/// are in the configuration file `puxLookupConfig`, see puxLookupConfig(5). Every call finds this file along
+/// `list` with puxSearch() and reads it.
 ///
 /// @param list      the search list; null for the default list
 /// @param fileName  the name; a name of more than 1023 characters cannot be in the file
 /// @return PUX_OK for yes; PUX_FILE_NOT_FOUND for no, also if there is no `puxLookupConfig`;
-///         PUX_PERMISSION_DENIED if `puxLookupConfig` cannot be opened; PUX_INVALID_PARAMETER if `fileName` is null;
-///         PUX_MEMORY_ERROR; or another code of the search
+///         PUX_PERMISSION_DENIED if `puxLookupConfig` cannot be opened; PUX_INVALID_PARAMETER if `fileName` is
+///         null; PUX_MEMORY_ERROR; or another code of the search
 VEK_API int puxUsePuxFor(char **list, const char *fileName);
 
 VEK_END_DECLS

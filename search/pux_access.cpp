@@ -9,8 +9,8 @@
 static_assert(PUXI_EXISTS == F_OK && PUXI_READABLE == R_OK && PUXI_WRITABLE == W_OK &&
               PUXI_EXECUTABLE == X_OK);
 
-// `isRecorded` prevents a test with ids that were not recorded yet: these are 0, so that files of root would look like
-// files of this user.
+// The effective user and group ids that access tests use. `isRecorded` is false until the ids are recorded: ids of 0
+// would make files of root look like files of this user.
 static struct {
     bool isRecorded;
     vek::EffectiveIds ids;

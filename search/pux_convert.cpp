@@ -1,4 +1,5 @@
-// Converts paths: replaces the references in a path (vekInterpolate()) and tests whether the result can be read.
+// Conversion of paths: replaces references such as `$NAME` and `~` with vekInterpolate(), and tests whether the
+// resulting path can be read.
 
 #include "common/platform/vek_path.h"
 #include "search/pux.h"

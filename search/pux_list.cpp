@@ -1,5 +1,6 @@
-// Builds search lists and keeps the default list. A search list consists of the directories in the first `setup.loc`
-// that is found along the built-in list. Without such a file, the built-in list itself is used.
+// Builds search lists and stores the default list of the process. A search list contains the directories in the file
+// `setup.loc`: the first one that is found along the built-in list. Without such a file, the search list is the
+// built-in list.
 
 #include "search/puxi_list.h"
 
@@ -18,7 +19,7 @@
 #include <string_view>
 #include <utility>
 
-/// Not a local variable: putenv() stores the pointer in the environment and does not copy the string.
+/// In static storage, because putenv() stores this pointer in the environment and does not copy the string.
 static char architectureEntry[] = "VEK_ARCH=lnx86";
 
 namespace pux {
@@ -35,7 +36,8 @@ constexpr std::array<const char *, 9> kErrorTexts = {"No error",
                                                      "Searchlist initialization failed",
                                                      "vekInit() has not been called"};
 
-/// The built-in list. An entry is left out if a reference in it cannot be replaced or the directory cannot be read.
+/// The built-in search list. A directory is left out if a reference in it cannot be replaced, such as an environment
+/// variable that is not set, or if the directory cannot be read.
 constexpr std::array<const char *, 7> kDefaultDirectories = {".",
                                                              "$VEK_WORKAREA",
                                                              "$VEK_SEARCHDIR",
@@ -51,7 +53,8 @@ bool putArchitecture(Settings &settings) {
     return settings.hasArchitecture;
 }
 
-/// Makes `list` the default list. The previous one is freed unless a caller received it.
+/// Makes `list` the default list. Frees the previous default list, unless a caller of the library has received it.
+/// @param isShared  true if a caller receives `list`
 void setDefaultList(Settings &settings, char **list, bool isShared) {
     if (!settings.listIsShared && settings.list != list) {
         vekFreeStrlist(settings.list);
@@ -60,7 +63,7 @@ void setDefaultList(Settings &settings, char **list, bool isShared) {
     settings.listIsShared = isShared;
 }
 
-/// Sets the default list to null without freeing it.
+/// Sets the default list to null without freeing it: the caller of this function frees the list.
 void dropDefaultList(Settings &settings) {
     settings.list = nullptr;
     settings.listIsShared = false;
@@ -78,8 +81,9 @@ int buildDefaultList(vek::OwnedStrlist &list) {
     return list ? PUX_OK : PUX_INITIALIZATION_FAILED;
 }
 
-/// Finds the first `setup.loc` along `defaults` and stores its directories in `list`. If there is none, or the first
-/// one cannot be read, returns PUX_OK, and `list` remains null.
+/// Searches `defaults` for the first file `setup.loc` and stores the directories in this file in `list`. If there is
+/// no `setup.loc`, or the first one cannot be read, `list` remains null.
+/// @return PUX_OK, also if `list` remains null; otherwise the code of the error
 int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     std::array<char, VEK_SEARCH_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
     const int searched =
@@ -96,7 +100,8 @@ int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     return code;
 }
 
-/// Replaces every "." in `list` by a copy of `startDirectory`, unless it is null.
+/// Replaces every entry "." of `list` by a copy of `startDirectory`. If `startDirectory` is null, changes nothing.
+/// @return PUX_OK or PUX_MEMORY_ERROR
 int useStartDirectory(const char *startDirectory, char **list) {
     for (; startDirectory != nullptr && *list != nullptr; ++list) {
         if (std::string_view(*list) != ".") {
@@ -147,8 +152,8 @@ int initialize(Settings &settings, char ***h) {
     if (const int code = buildSearchList(settings, list); code != PUX_OK) {
         return code;
     }
-    // Documented: the new list becomes the default list even if the caller receives it in `h`. If the caller releases
-    // it, the next search builds a new default list.
+    // Documented: the new list becomes the default list even if the caller receives it in `h`. If the caller then
+    // releases the list, there is no default list until the next search builds one.
     setDefaultList(settings, list.release(), h != nullptr);
     if (h != nullptr) {
         *h = settings.list;

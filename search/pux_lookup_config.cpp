@@ -1,5 +1,5 @@
-// Evaluates a lookup configuration (the file `puxLookupConfig`) for one file name. Lines about other names cannot
-// change the result, so only the state of this name is kept: one pass over the file, no tables, no allocation for each
+// Implements puxUsePuxFor(): evaluates the configuration file `puxLookupConfig` for one file name. Lines about other
+// names cannot change the result. Therefore only the state of this name is stored while the file is read once, line by
 // line.
 
 #include "search/pux.h"
@@ -25,8 +25,8 @@ struct CommandWord {
     Command command;
 };
 
-/// The commands of a configuration file, which are compared without regard to case. If a line begins with any other
-/// word, this word is a file name, and the line means INCLUDE.
+/// The commands in `puxLookupConfig`, compared without regard to case. If the first word of a line is no command, the
+/// word is a file name, and the line has the same effect as INCLUDE with this name.
 constexpr std::array<CommandWord, 4> kCommandWords = {{{"ALL", Command::All},
                                                        {"NONE", Command::None},
                                                        {"INCLUDE", Command::Include},
@@ -46,7 +46,8 @@ bool beginsComment(std::string_view line) {
     return line.empty() || line.front() == '#' || line.front() == ';' || vek::startsWith(line, "--");
 }
 
-/// The state of one file name while the lines of a configuration are executed in order.
+/// Executes the lines of `puxLookupConfig` in order and stores their effect on one file name: whether files with this
+/// name are to be searched.
 class NameConfig {
   public:
     explicit NameConfig(std::string_view name) : name_(name) {}
@@ -74,7 +75,8 @@ class NameConfig {
     [[nodiscard]] bool isLookedUp() const { return rule_ == Rule::None ? all_ : rule_ == Rule::Included; }
 
   private:
-    /// The effect of the last line that contains the name. ALL and NONE reset it to Rule::None.
+    /// The effect of the last INCLUDE or EXCLUDE line with the name `name_`. None: there was no such line after the
+    /// last ALL or NONE line.
     enum class Rule { None, Included, Excluded };
 
     void execute(Command command, std::string_view argument) {
@@ -93,7 +95,8 @@ class NameConfig {
         }
     }
 
-    /// Sets the rule if `name` is the file name of this object. INCLUDE and EXCLUDE without a name have no effect.
+    /// Executes an INCLUDE or EXCLUDE line: stores `rule` if the name in the line, `name`, is the name of this object.
+    /// A line without a name has no effect.
     void mention(std::string_view name, Rule rule) {
         if (!name.empty() && name == name_) {
             rule_ = rule;

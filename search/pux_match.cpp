@@ -17,9 +17,9 @@ constexpr const char *kSameDirectory = ".";
 constexpr std::array<const char *, 4> kDefaultGroupNames = {kLibraryGroup, kSameDirectory, "veksetup",
                                                             nullptr};
 
-/// Copies the path of a match to the caller's buffer. Documented: a path of more than 1023 characters is an error even
-/// if the buffer is larger.
-/// @return `code`; PUX_BUFFER_TOO_SMALL if the path is too long
+/// Copies `path`, the path of a match, to `search.out`. Documented: a path of more than 1023 characters is an error
+/// even if the buffer is larger.
+/// @return `code` if the path was copied, otherwise PUX_BUFFER_TOO_SMALL
 int copyMatch(const Search &search, std::string_view path, int code) {
     const bool fits =
         path.size() < VEK_SEARCH_PATH_SIZE && vek::copyToBuffer(path, search.out, search.outSize);
@@ -32,18 +32,21 @@ int searchGroup(const Search &search, const char *directory, const char *group) 
         return pux_concat_path(directory, group, search.name, out, size);
     });
     if (joined != PUX_OK) {
-        // A match whose path is too long: stat() would fail with ENAMETOOLONG, and only ENOENT means "no match".
+        // The path is too long. This is an error and not PUX_FILE_NOT_FOUND: stat() would fail with ENAMETOOLONG, and
+        // only ENOENT means that there is no match.
         return joined;
     }
     const int error = testAccess(candidate.c_str(), PUXI_READABLE);
     if (error == ENOENT) {
         return PUX_FILE_NOT_FOUND;
     }
-    // After any other error the path is a match that cannot be read. Example: ENOTDIR if the group is not a directory.
+    // After any error other than ENOENT, the path is a match that cannot be read. Example: ENOTDIR, because `group` is
+    // the name of a file.
     return copyMatch(search, candidate.view(), error == 0 ? PUX_OK : PUX_PERMISSION_DENIED);
 }
 
-/// Searches `directory` for the first match in the null-terminated `groups`. @return as searchEntry()
+/// Searches the subdirectories `groups` of `directory` for the first match. `groups` is a null-terminated array.
+/// @return PUX_FILE_NOT_FOUND without a match, otherwise the code for the match, such as PUX_OK
 int searchGroups(const Search &search, const char *directory, const char *const *groups) {
     for (; *groups != nullptr; ++groups) {
         const int code = searchGroup(search, directory, *groups);

@@ -12,8 +12,8 @@ namespace pux {
 
 namespace {
 
-/// Sets `list` to the default list if it is null. Documented: a missing default list is built even if the caller gives
-/// its own list. If this fails, every search returns the error.
+/// Sets `list` to the default list if `list` is null. Documented: a missing default list is built even if the caller
+/// passed a list. If building fails, every search returns the error.
 int chooseList(char **&list) {
     Settings &settings = processSettings();
     const int code = settings.list == nullptr ? initialize(settings, nullptr) : PUX_OK;
@@ -23,8 +23,9 @@ int chooseList(char **&list) {
     return code;
 }
 
-/// Stores the path of the first match along `list`, or along the default list if `list` is null. @return the PUX_...
-/// code
+/// Searches `list` for the first match and stores its path in `search.out`. If `list` is null, searches the default
+/// list.
+/// @return the PUX_ code of the search
 int findFirst(char **list, const Search &search) {
     if (const int code = chooseList(list); code != PUX_OK) {
         return code;
@@ -35,7 +36,8 @@ int findFirst(char **list, const Search &search) {
     return searchList(search, list);
 }
 
-/// Stores the paths of all readable matches along `list` in `*result`, at most one for each entry of the list.
+/// Finds all readable matches of `name` along `list`, at most one for each entry of the list, and stores their paths
+/// in `*result`.
 int findAll(char **list, const char *name, const Groups &groups, char ***result) {
     if (result != nullptr) {
         *result = nullptr;
@@ -58,8 +60,9 @@ int findAll(char **list, const char *name, const Groups &groups, char ***result)
     return *result == nullptr ? PUX_FILE_NOT_FOUND : PUX_OK;
 }
 
-/// @return the search groups for the parameter `group` of puxSearchGroup()
-/// @param names  memory to which the result may point
+/// @return the search groups for the parameter `group` of puxSearchGroup(): the default groups, or "." and then
+///         `group`
+/// @param names  receives `group`; the result can point to this array
 Groups groupsFor(const char *group, std::array<const char *, 2> &names) {
     if (group == nullptr || std::string_view(group) == "veksetup" || std::string_view(group) == ".tolvane") {
         return kDefaultGroups;

@@ -1,4 +1,5 @@
-// Reads `setup.loc`. Each line contains one directory or "@LIBRARY", which double quotes may enclose, or a comment.
+// Parser for the file `setup.loc`. Each line contains a comment, or one directory or "@LIBRARY", optionally in double
+// quotes.
 
 #include "common/platform/open_text.h"
 #include "common/platform/vek_path.h"
@@ -17,9 +18,9 @@ namespace pux {
 
 namespace {
 
-/// Finds the first token of `line` and writes a NUL after it. A token that contains blanks is enclosed in double
-/// quotes.
-/// @return the token, perhaps empty; null if the closing quote is missing
+/// Finds the first token of `line` and overwrites the character after it with a NUL. A token is a word, or a text in
+/// double quotes, which can contain blanks.
+/// @return the token, without quotes; empty if the line is empty; null if the closing quote is missing
 char *firstToken(char *line) {
     while (vek::isSpace(*line)) {
         ++line;
@@ -45,8 +46,8 @@ bool beginsComment(const char *token) {
     return *token == '\0' || *token == ';' || *token == '#' || (token[0] == '-' && token[1] == '-');
 }
 
-/// Adds the directory in `line` to `list` if it can be read, or kLibraryEntry if the line contains it.
-/// @param setupLoc  the path of the file, for THIS_FILE_INST_ROOT
+/// Adds the directory in `line` to `list` if the directory can be read. A line with "@LIBRARY" adds this keyword.
+/// @param setupLoc  the path of the `setup.loc` file, which is needed to replace $(compute:THIS_FILE_INST_ROOT)
 /// @return false if memory is exhausted
 bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
     char *const token = firstToken(line);

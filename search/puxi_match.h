@@ -1,7 +1,7 @@
 #ifndef PUXI_MATCH_H
 #define PUXI_MATCH_H
 
-/// Searches along a given list. They do not use the default list.
+/// Functions that search for a file along a given search list. They do not use the default list of the process.
 
 #include "search/pux.h"
 
@@ -10,8 +10,8 @@
 
 VEK_BEGIN_DECLS
 
-/// Composes the path "directory/group/name" of a file that a search tests. The first "/" is omitted if `directory` is
-/// a root directory; `group` and the second "/" are omitted if `group` is ".".
+/// Composes the path "directory/group/name", which a search tests. If `directory` is a root directory, the first "/"
+/// is omitted. If `group` is ".", `group` and the second "/" are omitted.
 ///
 /// @param out      receives the path; empty if it does not fit
 /// @param outSize  size of `out` in bytes, including the NUL
@@ -22,19 +22,21 @@ VEK_END_DECLS
 
 namespace pux {
 
-/// The entry of a search list for which the library directories of a search are searched.
+/// The keyword in a search list for the library directories. At this keyword, a search tests the directories in
+/// Search::libraryDirectories.
 inline constexpr std::string_view kLibraryEntry = "@LIBRARY";
 
-/// The search groups: subdirectories that a search tests in each directory, in this order.
+/// The search groups: names of subdirectories. In each directory of a search list, a search tests these subdirectories
+/// in this order.
 struct Groups {
     bool isDirectoryFirst;    ///< whether the directory itself comes before the groups
     const char *const *names; ///< null-terminated
 };
 
-/// The search groups of a caller that gives none: ".tolvane", "." and "veksetup".
+/// The search groups of a search whose caller passes none: ".tolvane", "." (the directory itself) and "veksetup".
 extern const Groups kDefaultGroups;
 
-/// The parameters of a search.
+/// The parameters of one search for a file, except the search list.
 struct Search {
     const char *name; ///< the file name to find
     Groups groups;
@@ -43,12 +45,14 @@ struct Search {
     std::size_t outSize;       ///< size of `out` in bytes, including the NUL
 };
 
-/// Searches the directory `entry` in all search groups. For kLibraryEntry, searches each library directory in the
-/// group ".tolvane".
-/// @return PUX_OK, PUX_PERMISSION_DENIED or PUX_BUFFER_TOO_SMALL for a match; PUX_FILE_NOT_FOUND without one
+/// Searches one entry of a search list, which is a directory or "@LIBRARY" (kLibraryEntry). A directory is searched in
+/// all search groups. For "@LIBRARY", each library directory is searched in the group ".tolvane".
+/// @return PUX_FILE_NOT_FOUND without a match; PUX_OK for a match; PUX_PERMISSION_DENIED if the match cannot be read;
+///         PUX_BUFFER_TOO_SMALL if its path is too long
 [[nodiscard]] int searchEntry(const Search &search, const char *entry);
 
-/// Searches the entries of `list` for the first match. @return as searchEntry()
+/// Searches the entries of the search list `list` in order, up to the first match.
+/// @return PUX_FILE_NOT_FOUND without a match, otherwise the code that searchEntry() returned for the match
 [[nodiscard]] int searchList(const Search &search, char **list);
 
 } // namespace pux
