@@ -1,6 +1,7 @@
-// Implements access tests of design objects. A design object is a library, or a cell, view or file in it.
-// If the test of an object fails, the object that contains it is tested in the same way, recursively: file, view, cell,
-// library. The result is the error of the outermost object that fails.
+// Implements access tests of design objects. A design object is a library (a directory), a cell (a directory in a
+// library), a view (a directory in a cell), or a file in one of these directories.
+// If the test of an object fails, the directory that contains the object is tested in the same way, recursively. The
+// result is the error of the outermost object that fails.
 // The test for writing also creates missing cell and view directories, the outermost first.
 
 #include "libdef/access/ryni_access.h"
@@ -85,7 +86,8 @@ int checkWrite(const Request &request) {
     return error == 0 || error == ENOENT ? RYN_OK : request.names.codeOf(error);
 }
 
-/// Converts `error`, the errno value of a failed write test of the directory that contains an object, to a RYN_ code.
+/// Converts `error` to a RYN_ code. `error` is the errno value of a failed test whether the directory that contains the
+/// object can be written.
 /// Documented: for EACCES, the code depends only on the last name given. For a file, it is RYN_PERMISSION_DENIED_VIEW,
 /// even if the directory that contains the file is a cell or a library.
 int codeOfDirectoryAbove(const ObjectNames &names, int error) {

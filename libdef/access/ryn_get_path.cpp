@@ -11,9 +11,9 @@ namespace {
 using ryn::AccessKind;
 using ryn::ObjectNames;
 
-/// What rynGetPath() does if the test of the object in the explicit temporary directory fails. Continues: tries the
-/// next directory. Ends: returns the error. EndsUnlessMissing: tries the next directory if the cell, view or file does
-/// not exist; otherwise returns the error.
+/// What rynGetPath() does if its search in the explicit temporary directory of a library fails. Continues: it searches
+/// the next directory. Ends: it returns the error. EndsUnlessMissing: it searches the next directory if the cell, view
+/// or file does not exist; otherwise it returns the error.
 enum class ExplicitFailure { Continues, EndsUnlessMissing, Ends };
 
 /// The properties of one mode of rynGetPath(): which directories of a library it tries, and which access it tests.

@@ -34,7 +34,7 @@ constexpr std::array<Check, 4> kChecks = {{
     {.flag = RYN_QUERY_EXECUTABLE, .accessMode = X_OK, .ownerBit = S_IXUSR},
 }};
 
-/// One call of rynQuery(): searches a library, cell, view or file in the directories of its library and tests the
+/// One call of rynQuery(): searches for a library, cell, view or file in the directories of its library, and tests the
 /// access to it.
 class Query {
   public:
@@ -59,8 +59,8 @@ class Query {
     }
 
   private:
-    /// Searches the object in `directory`. Stores the RYN_ code of the result in `status_`, and the errno value of a
-    /// failed stat() in `error_`.
+    /// Searches for the object in `directory`. Stores the RYN_ code of the result in `status_`, and the errno value of
+    /// a failed stat() in `error_`.
     /// @return true if the search is finished: the object exists in `directory`, or its path is invalid; false if
     ///         stat() failed, so that the next directory can be searched
     bool lookIn(const char *directory) {
@@ -89,7 +89,7 @@ class Query {
         return RYN_OK;
     }
 
-    /// Searches the object in the implicit and then in the explicit temporary directory of the library.
+    /// Searches for the object in the implicit and then in the explicit temporary directory of the library.
     /// @return true if the search is finished, with the result in `status_`; false if the next directory must be
     ///         searched
     bool lookInTemporary() {

@@ -80,8 +80,9 @@ int opendirInner(vekFSSpec *spec, vekFSDir **directory) {
     return vekFS_opendir(innerOf(spec), directory);
 }
 
-/// Returns the function table of "rynFS" specifiers. Documented: only the operations below are supported. Other
-/// operations receive an open file, an open directory or a stat record, which already refers to the inner specifier.
+/// Returns the function table of "rynFS" specifiers. Documented: only the operations below are supported. The other
+/// operations receive an open file, an open directory or a stat record. The inner specifier has created these objects,
+/// so they already refer to its function table.
 constexpr vekFSIODef makeTable() {
     vekFSIODef table = {};
     table.name = "rynFS";
@@ -126,8 +127,8 @@ int wrap(rynRegistry *registry, const NamedObject &object, vek::OwnedSpec inner,
 /// parent specifier itself is used. Invalid: the parent specifier and the names cannot be combined.
 enum class Combined { Object, ParentItself, Invalid };
 
-/// Combines the names of the specifier `parent` with the names that the caller of rynGetSpec() gave. For example, a
-/// parent for a cell and the name of a view result in that view of the cell.
+/// Combines the names of the specifier `parent` with the names that the caller of rynGetSpec() gave. For example, if
+/// `parent` is a specifier for a cell and the name of a view was given, the result is that view in the cell.
 /// @param parent  may be null; the names in `object` are then unchanged
 /// @param object  contains the names that were given: a null name is not given, an empty name is given. Receives the
 ///                combined names

@@ -21,8 +21,8 @@ static struct {
 
 namespace {
 
-/// The paths of a root: a directory that contains one temporary directory for each library. `full` is the absolute
-/// path. `nsl` is the same path with all symbolic links resolved.
+/// The paths of a root directory, which contains one temporary directory for each library. `full` is the absolute path.
+/// `nsl` is the same path with all symbolic links resolved.
 struct Root {
     vek::PathText full;
     vek::PathText nsl;
@@ -121,9 +121,10 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-/// Returns true if findReuse() cannot find a library. This test is fast, because it does not test each library.
-/// The index counts the directories of libraries that are equal to the root, inside it, or contain it. If this count
-/// equals the number of libraries to which the root was applied, no other directory can overlap with the root.
+/// A fast test that makes findReuse() unnecessary if it returns true: no directory of a library overlaps with the root,
+/// except the directories that were set from the root.
+/// Compares two numbers: the library directories that are equal to the root, inside it, or contain it; and the
+/// libraries to which the root was applied. The result can be true only if they are equal.
 bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
     const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
     // The count is not sufficient if a library name contains "/": the directory ROOT/A/B of the library "A/B" is inside

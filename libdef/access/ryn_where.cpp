@@ -68,7 +68,7 @@ int makeNslPath(rynRegistry *registry, const char *path, vek::PathText &nsl) {
     return status != RYN_OK ? status : ryn::generateNslPath(full.c_str(), nsl, error, registry);
 }
 
-/// Finds the record of the library definition file `path`, which the registry must have read.
+/// Finds the record of the library definition file `path` among the files that the registry has read.
 /// @param file  receives the record if the result is RYN_OK
 /// @return RYN_OK; RYN_FILE_NOT_INCLUDED if the registry has not read the file; or the error of makeNslPath()
 int findIncluded(rynRegistry *registry, const char *path, const rynIncludedFile *&file) {

@@ -1,8 +1,8 @@
 #ifndef RYNI_ACCESS_H
 #define RYNI_ACCESS_H
 
-/// Tests whether a library, cell, view or file can be read, written or replaced. The test for writing also creates
-/// missing cell and view directories.
+/// Tests whether a library, cell, view or file can be read, written or replaced. A cell is a directory in a library,
+/// and a view is a directory in a cell. The test for writing also creates missing cell and view directories.
 
 #include "common/text/fixed_text.h"
 #include "libdef/paths/ryni_object_names.h"

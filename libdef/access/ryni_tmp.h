@@ -60,8 +60,8 @@ struct RootProgress {
 /// @return RYN_OK; after a failure, the result of the warning handler
 int applyGlobalRoot(rynRegistry &registry, const char *directory, RootProgress *progress);
 
-/// Stores the file and line of the last statement that set the global temporary root, for warnings about the root. They
-/// are process-wide: another registry overwrites them.
+/// Stores the file and line of the last statement that set the global temporary root, for warnings about the root. The
+/// location is process-wide: a statement of another registry overwrites it.
 /// @param file  is copied
 void setGlobalTmpLocation(const char *file, int line);
 

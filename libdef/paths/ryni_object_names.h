@@ -1,8 +1,8 @@
 #ifndef RYNI_OBJECT_NAMES_H
 #define RYNI_OBJECT_NAMES_H
 
-/// Names of design objects. A design object is a library, or a cell, view or file in it. The error codes for an object
-/// depend on which names are given.
+/// Names of design objects, and the error codes for them. A design object is a library (a directory), a cell (a
+/// directory in a library), a view (a directory in a cell), or a file in one of these directories.
 
 #include "libdef/ryn.h"
 

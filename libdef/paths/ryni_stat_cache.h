@@ -115,8 +115,7 @@ class StatCache {
     /// Removes the entry of `path`, if there is one. Does nothing if `path` is null.
     void remove(const char *path);
 
-    /// Searches the entry of `path` without a system call.
-    /// @return the entry; null if `path` has no entry
+    /// Returns the entry of `path`, or null if `path` has no entry. Makes no system call.
     [[nodiscard]] const ryniStatEntry *find(const char *path) const;
 
   private:
