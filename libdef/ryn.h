@@ -73,9 +73,9 @@ typedef rynRegistry *rynHandle;
 typedef struct rynContext rynContext;
 
 // A callback may call any function of the library for other registries. It must not change or release the registry
-// that calls it. It must return: it must not call longjmp() or throw a C++ exception. The texts that it receives
-// are valid only during the call. Errors in tag files are not passed to these callbacks, but to the handlers of
-// tovRegisterErrorHandler() and vekRegErrorFunc().
+// that calls it. A callback must return normally: it must not call longjmp() or throw a C++ exception. The texts
+// that a callback receives are valid only during the call. Errors in tag files are not passed to these callbacks,
+// but to the handlers of tovRegisterErrorHandler() and vekRegErrorFunc().
 
 /// A warning handler: receives a diagnostic, which is a problem in one line of a library definition file.
 ///
@@ -180,12 +180,14 @@ VEK_API int rynSetUmask(rynHandle handle, unsigned mask);
 /// @return the previous hook
 VEK_API rynUnknownAssignHook rynSetUnknownASSIGNfunc(rynUnknownAssignHook hook);
 
-/// Sets the path-existence setting of the process: if `on` is not 0, paths must exist. The setting is off
-/// initially. A registry with RYN_FLAG_OWN_EXISTENCE_CHECK uses its own setting instead.
+/// Switches the path-existence setting of the process on (`on` is not 0) or off. While the setting is on, paths
+/// must exist, and functions test this. The setting is off initially. A registry with RYN_FLAG_OWN_EXISTENCE_CHECK
+/// uses its own setting instead.
 ///
-/// WHILE IT IS OFF, OBJECTS IN SOME DIRECTORIES ARE NOT FOUND. RYN_PATH_READ and RYN_PATH_READ_TMP return the path
-/// in the first directory of the library without testing whether the object exists there. An iteration over a cell
-/// or view fails with RYN_SYSTEM_ERROR if one of the library's directories does not contain that cell or view.
+/// WHILE THE SETTING IS OFF, OBJECTS IN SOME DIRECTORIES ARE NOT FOUND. RYN_PATH_READ and RYN_PATH_READ_TMP return
+/// the path in the first directory of the library without testing whether the object exists there. An iteration
+/// over a cell or view fails with RYN_SYSTEM_ERROR if one of the library's directories does not contain that cell
+/// or view.
 ///
 /// While the setting is on, a DEFINE of a directory that does not exist causes a diagnostic and does not define
 /// the library. If VEKLIBCHECK is ON for the working directory, the directory must also contain a tag file with
@@ -204,16 +206,17 @@ VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 
 // ---- implicit temporary directory
 
-/// Sets the implicit temporary directory of a registry. This directory has one subdirectory for each library, with
-/// the name of the library, which is the library's implicit temporary directory. The subdirectories are not
-/// created: create the one of a library before you write to it or iterate over the library.
+/// Sets the implicit temporary directory of a registry. In this directory, each library has a subdirectory with
+/// the name of the library: the implicit temporary directory of that library. The subdirectories are not created:
+/// create the subdirectory of a library before you write to it or iterate over the library.
 ///
 /// @param handle        the registry. Null does not mean the default handle: the result is RYN_INVALID_PARAMETER,
 ///                      without a report
 /// @param directory     an existing directory; null or empty, with `flags` 0, removes the setting
 /// @param flags         RYN_IMPLICIT_NONE, RYN_IMPLICIT_ONLY or RYN_IMPLICIT_FIRST
 /// @param errorHandler  receives failures of this function, now and later; null keeps the registry's error handler
-/// @return RYN_OK; or the code of the failure, which is reported and removes the setting
+/// @return RYN_OK; RYN_INVALID_PARAMETER, without a report, for invalid arguments; or the code of another failure,
+///         which is reported and removes the setting
 VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags,
                               rynErrorHandler errorHandler);
 
@@ -250,7 +253,8 @@ enum {
     RYN_PATH_REPLACE_LIBRARY = 9   ///< as RYN_PATH_REPLACE, in the library only
 };
 
-/// Finds the path of the design object `library`, `cell`, `view`, `file`.
+/// Finds the path of a design object in the registry `handle`: of `library`, or of the `cell`, `view` or `file` in
+/// it.
 ///
 /// WHILE PATHS NEED NOT EXIST, which is the default, the modes that read do not test whether the object exists;
 /// see rynSetPathNoneExistWarnFlag(). Modes that write create missing cell and view directories, but never the
@@ -270,9 +274,9 @@ enum {
 VEK_API int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, char *path, size_t size);
 
-/// Flags of rynQuery(), combined by OR. RYN_QUERY_LIBRARY and RYN_QUERY_TMP select the directories to search: the
-/// library's own directory, and its temporary directories. If neither is given, all are searched. The other flags
-/// select what is tested; if none of them is given, the existence of the object is tested.
+/// Flags of rynQuery(), combined by OR. RYN_QUERY_LIBRARY searches the library's own directory, RYN_QUERY_TMP its
+/// temporary directories. If neither is given, all these directories are searched. The other flags select what is
+/// tested; if none of them is given, only the existence of the object is tested.
 enum {
     RYN_QUERY_LIBRARY = 1U << 0U,
     RYN_QUERY_TMP = 1U << 1U,
@@ -282,13 +286,13 @@ enum {
     RYN_QUERY_EXECUTABLE = 1U << 5U
 };
 
-/// Tests whether the design object `library`, `cell`, `view`, `file` of the registry `handle` exists and passes
-/// the tests in `flags`. The flags are RYN_QUERY_... values, combined by OR. The existence is always read from
-/// disk, not from the stat cache.
+/// Tests whether a design object in the registry `handle` exists: `library`, or the `cell`, `view` or `file` in
+/// it. Also makes the tests in `flags`, which are RYN_QUERY_... values, combined by OR. The existence is always
+/// read from disk, not from the stat cache.
 ///
-/// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the most
-///         specific name given; RYN_NO_SUCH_DIRECTORY if only temporary directories are searched and none contains
-///         the object; RYN_INVALID_PATH; or RYN_SYSTEM_ERROR
+/// @return RYN_OK if the object exists and passes the tests; RYN_LIBRARY_NOT_DEFINED; the RYN_NO_SUCH_... or
+///         RYN_PERMISSION_DENIED_... code of the most specific name given; RYN_NO_SUCH_DIRECTORY if only temporary
+///         directories are searched and none contains the object; RYN_INVALID_PATH; or RYN_SYSTEM_ERROR
 VEK_API int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell,
                      const char *view, const char *file);
 
@@ -352,7 +356,7 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 // RYN_NO_SUCH_FILE; and RYN_PERMISSION_DENIED_FILE, with the path in the buffer, if the first match cannot be
 // read.
 
-/// Finds the first file with the name `name` along the search list.
+/// Finds the first file with the name `name` in the directories of the search list.
 ///
 /// @param handle     the registry; only used for a library
 /// @param directory  the search group: the subdirectory to search in each directory of the search list; null for
@@ -363,9 +367,9 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 VEK_API int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                       char *path, size_t size);
 
-/// Finds the first file with the name `name` in several search groups, the string list `directories`; null for the
-/// default groups. Otherwise like rynSearch() with `handle` and `library`. Stores the path in the `size` bytes at
-/// `path`.
+/// Finds the first file with the name `name`, like rynSearch() with `handle` and `library`, but in several search
+/// groups. The string list `directories` contains the search groups; null for the default groups. Stores the path
+/// in the `size` bytes at `path`.
 VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                           char *path, size_t size);
 
@@ -383,14 +387,15 @@ VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories
 VEK_API int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                           char ***paths);
 
-/// Finds files with the name `name` in several search groups, the string list `directories`; null for the default
-/// groups. Otherwise like rynFullSearch() with `handle` and `library`. Stores the paths in `*paths`.
+/// Finds files with the name `name`, like rynFullSearch() with `handle` and `library`, but in several search
+/// groups. The string list `directories` contains the search groups; null for the default groups. Stores the paths
+/// in `*paths`.
 VEK_API int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                               char ***paths);
 
-/// Finds the first file with the name `name` that can be written, in the default groups. Stores the path in the
-/// `size` bytes at `path`. Only directories of `library` in the registry `handle` that can be written replace
-/// "@LIBRARY"; `library` may be null.
+/// Finds the first file with the name `name` that can be written, in the default search groups. Stores the path in
+/// the `size` bytes at `path`. Only directories of `library` in the registry `handle` that can be written replace
+/// "@LIBRARY" in the search list; `library` may be null.
 VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size);
 
 // ---- stat cache
@@ -438,8 +443,8 @@ VEK_API int rynStatCacheCtl(int on);
 // RYN_INVALID_PATH: a path has more than 4095 characters. RYN_INTERNAL_ERROR: a name in a directory has more than
 // 255 bytes. RYN_NOT_FOR_PACKED: the library is packed and packed libraries are not supported.
 
-/// Which directories a rynXIterate...() function reads: the library's own directory, its temporary directories,
-/// or, if the argument is 0, both.
+/// Values of the argument `source` of the rynXIterate...() functions, combined by OR: read the library's own
+/// directory, read its temporary directories. 0 reads all of them.
 enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 
 /// Creates an iteration over the libraries of the registry `handle`, in the order of their definition. Stores it
@@ -447,11 +452,13 @@ enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 VEK_API int rynIterateLibs(rynHandle handle, rynContext **context);
 
 /// Creates an iteration over the cells of `library` in the registry `handle`. Stores it in `*context`, for
-/// rynNextCell(). A cell is a name of ASCII letters, digits, "_", "@" and "#".
+/// rynNextCell(). Every name in the library that consists only of ASCII letters, digits, "_", "@" and "#" is a
+/// cell.
 VEK_API int rynIterateCells(rynHandle handle, const char *library, rynContext **context);
 
 /// Creates an iteration over the views of `cell` of `library` in the registry `handle`. Stores it in `*context`,
-/// for rynNextView(). A view is a name of ASCII letters, digits, "_", "@" and "#".
+/// for rynNextView(). Every name in the cell that consists only of ASCII letters, digits, "_", "@" and "#" is a
+/// view.
 VEK_API int rynIterateViews(rynHandle handle, const char *library, const char *cell, rynContext **context);
 
 /// Creates an iteration over the files of `library` in the registry `handle`. Stores it in `*context`, for
@@ -473,13 +480,14 @@ VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const cha
 /// Creates an iteration over everything below `view` of `cell` of `library` in the registry `handle` that is not a
 /// directory, at any depth. Stores it in `*context`, for rynNextFile(). The items are paths relative to the view.
 ///
-/// Symbolic links to directories are followed. Cycles are not detected: they are followed until a path contains
-/// more links than the system resolves (40). If such a path is in the library's own directory, it is returned as
-/// an item. If it is in a temporary directory, the creation fails with RYN_SYSTEM_ERROR.
+/// Symbolic links to directories are followed. Cycles of symbolic links are not detected: a cycle is followed
+/// until a path contains more links than the system resolves (40). If such a path is in the library's own
+/// directory, it is returned as an item. If it is in a temporary directory, the creation fails with
+/// RYN_SYSTEM_ERROR.
 ///
-/// Several cycles can give an exponential number of paths. Therefore in each source directory at most 1,000,000
-/// links to directories are followed, and 64 more for each different link. After that, the creation fails with
-/// RYN_SYSTEM_ERROR, without a report.
+/// Several cycles can give an exponential number of paths. Therefore the number of followed links to directories
+/// is limited: to 1,000,000, and 64 more for each different link, in the library's own directory and in each
+/// temporary directory. If there are more, the creation fails with RYN_SYSTEM_ERROR, without a report.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
 
@@ -550,9 +558,8 @@ VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 
 // ---- specifiers and packed libraries
 
-/// Creates a specifier (vekFSSpec, see vekfs(3)) for the design object `library`, `cell`, `view`, `file`. The
-/// caller frees it with vekFSFreeSpec(). If only `library` is given, without `parent`, it is a specifier for the
-/// library.
+/// Creates a specifier (vekFSSpec, see vekfs(3)) for a design object: `library`, or the `cell`, `view` or `file`
+/// in it. The caller frees the specifier with vekFSFreeSpec().
 ///
 /// @param handle   the registry. Null does not mean the default handle: the result is RYN_INVALID_PARAMETER
 /// @param mode     a mode of rynGetPath()

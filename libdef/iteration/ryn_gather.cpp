@@ -42,8 +42,9 @@ using ryn::ObjectNames;
 using ryn::Sources;
 using vek::DirectoryIdentity;
 
-/// Size in bytes of the buffer for one name in the library's own directory, or in the directory of its cell or view.
-/// Documented: rynIterateAllViewFiles() omits a longer name; all other iterations fail with RYN_INTERNAL_ERROR.
+/// Size in bytes, including the NUL, of the buffer for one name that is read from the library's own directory, or from
+/// a cell or view in it. Documented: if a name is longer than 255 bytes, rynIterateAllViewFiles() omits the name, and
+/// all other iterations fail with RYN_INTERNAL_ERROR.
 constexpr std::size_t kTopNameSize = 256;
 
 int codeOfFailedOpen(int error) {
@@ -108,7 +109,7 @@ class NameList {
 
 struct CloseFsDirectory {
     void operator()(vekFSDir *directory) const {
-        // If vekFS_closedir() fails, it does not free `directory`; the second call always frees it.
+        // If vekFS_closedir() fails, it does not free `directory`. A second call is then necessary to free it.
         if (vekFS_closedir(directory) != VEK_FS_OK) {
             static_cast<void>(vekFS_closedir(directory));
         }
@@ -223,8 +224,8 @@ bool isKnownFile(unsigned char type) {
     return type != DT_DIR && type != DT_LNK && type != DT_UNKNOWN;
 }
 
-/// The directory tree of a view in the library's own directory, which DeepWalk walks. It is read with the vekFS_...()
-/// functions, because a library can be in an archive.
+/// The directory tree of a view in the library's own directory, which DeepWalk walks. The tree is read with the
+/// vekFS_...() functions, because a library can be in an archive.
 class LibraryTree {
   public:
     /// Status of the walk for an entry whose path is too long. Documented: RYN_OK, so the entry is omitted and the walk
@@ -242,8 +243,8 @@ class LibraryTree {
     EntryKind examine(const vek::PathText &path, unsigned char type, bool & /*isSearchable*/) {
         names_.file = path.c_str();
         if (isKnownFile(type) && !isPacked_) {
-            // Test only the length of the path instead of calling makeSpec(), which is slower. Documented: an entry for
-            // which makeSpec() would fail, because the path is too long, is skipped.
+            // Test only the length of the path instead of calling makeSpec(), which is slower. Documented: if the path
+            // is too long, so that makeSpec() would fail, the entry is skipped.
             return ryn::objectPathFits(library_.fullPath, names_) ? EntryKind::File : EntryKind::Skipped;
         }
         switch (ryn::makeSpec(&registry_, library_, names_, spec_)) {
@@ -296,8 +297,8 @@ class LibraryTree {
     bool isPacked_;
 };
 
-/// The directory tree of a view in one temporary directory, which DeepWalk walks. It is read with POSIX calls, because
-/// a temporary directory is never in an archive.
+/// The directory tree of a view in one temporary directory, which DeepWalk walks. The tree is read with POSIX calls,
+/// because a temporary directory is never in an archive.
 class TemporaryTree {
   public:
     static constexpr int kPathTooLong = RYN_SYSTEM_ERROR;

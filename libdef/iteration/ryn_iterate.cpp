@@ -79,8 +79,8 @@ bool hasValidNames(const Request &request) {
            (level != Level::View || isGiven(request.object.names.view));
 }
 
-/// Finds the directories of one library, cell or view: in the library's own directory and in its temporary directories.
-/// Owns the paths of these directories.
+/// Finds where one library, cell or view is stored on disk: in the library's own directory and in its two temporary
+/// directories. Owns the paths that it finds.
 class SourceFinder {
   public:
     SourceFinder(rynRegistry *registry, rynLibrary &library, const ObjectNames &names)
@@ -109,7 +109,7 @@ class SourceFinder {
         return status;
     }
 
-    /// @return the directories that find() found. The reference is valid as long as this object
+    /// @return the directories that find() found. The reference is valid as long as this object exists
     [[nodiscard]] const Sources &sources() const { return sources_; }
 
   private:

@@ -18,8 +18,8 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// The directories from which an iteration reads names. All of them belong to the same library, cell or view. A null
-/// member is not read.
+/// The directories from which an iteration reads names. All of them belong to the same library, cell or view. If a
+/// member is null, that directory is not read.
 struct Sources {
     rynLibrary *library = nullptr; ///< the library that `spec` belongs to
     ObjectNames names;             ///< the cell and view whose contents are gathered; none for the library
