@@ -13,10 +13,10 @@ VEK_BEGIN_DECLS
 /// Creates a directory like ryn::makeDirectory(), but receives the level as a number.
 ///
 /// @param level  0 library, 1 cell, 2 view; selects the error code. Documented: for any other number, the result is
-///               RYN_OK even if permission to write to the directory is denied
+///               RYN_OK even if the permission to write to the directory is denied
 int ryniMkdir(const rynRegistry *registry, const char *path, int level);
 
-/// Forms the path of a library, cell, view or file and tests the access to it, like ryn::accessPath().
+/// Calls ryn::accessPath() to form the path LIBRARY/CELL/VIEW/FILE and to test the access to it.
 ///
 /// @param resultPath        a buffer of VEK_PATH_SIZE bytes; receives the path; unchanged after a failure; may be null
 /// @param accessKind        a value of ryn::AccessKind: 0 read, 1 write, 6 replace. For any other number,

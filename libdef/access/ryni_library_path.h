@@ -14,8 +14,8 @@ VEK_BEGIN_DECLS
 /// @return RYN_OK; RYN_INVALID_PATH if `path` is not a directory; or the error of ryni_access_path()
 int ryniIsGoodLibPath(rynRegistry *registry, const char *path, int mode);
 
-/// Computes and tests the path of a library directory like ryn::makeLibraryPath(), but stores the results in C buffers
-/// of VEK_PATH_SIZE bytes.
+/// Calls ryn::makeLibraryPath() to compute and test the path of a library directory. Stores the results in C buffers of
+/// VEK_PATH_SIZE bytes.
 ///
 /// @param fullOut   receives the absolute path; unchanged if computing this path fails; may be null
 /// @param nslOut    receives the path with all symbolic links resolved; unchanged if resolving them fails; may be null

@@ -44,8 +44,8 @@ vekZip *openArchive(rynLibrary &library);
 /// @return RYN_OK, RYN_BUFFER_TOO_SMALL or RYN_MEMORY_ERROR
 int makeSpecInArchive(const rynLibrary &library, const ObjectNames &names, vek::OwnedSpec &spec);
 
-/// Creates a specifier like makeSpecInArchive(). If the path-existence setting is on, also tests that the object exists
-/// in the archive.
+/// Creates a specifier like makeSpecInArchive(). If the path-existence setting (rynSetPathNoneExistWarnFlag()) is on,
+/// also tests that the object exists in the archive.
 /// @return a result of makeSpecInArchive(), or the error of the outermost level (library, cell, view, file) that does
 ///         not exist or whose stat record cannot be read
 int findSpecInArchive(const rynRegistry *registry, const rynLibrary &library, const ObjectNames &names,

@@ -28,7 +28,8 @@ namespace {
 /// and never produce the same text twice. A path of at most 4095 characters needs fewer.
 constexpr unsigned kMaxReplacements = 100000;
 
-/// Result of one step in generateFullPath(). After a step with any result except Done, no further step is executed.
+/// Result of one step in generateFullPath(), for example of the replacement of "~". Any result except Done is final:
+/// the next steps are skipped.
 enum class Step {
     Done,
     Unchanged,   ///< RYN_OK; a variable is not set or a reference not closed: the full path is the given text
@@ -83,8 +84,8 @@ Reference parseReference(std::string_view text, std::size_t at) {
     return {Reference::Kind::Variable, part(text, at + 1, end), end};
 }
 
-/// Calls `discover()`, which returns the path of an installation root, and stores that path in `value`. If `discover()`
-/// returns null, `value` stays empty.
+/// Calls `discover()`, which finds the root directory of an installation, and stores the path of that directory in
+/// `value`. If `discover()` returns null, `value` stays empty.
 /// @return Done; NoMemory if `discover()` sets errno to ENOMEM; Invalid if the path is too long
 template <typename Discover>
 Step storeRoot(vek::PathText &value, Discover discover) {
@@ -96,8 +97,8 @@ Step storeRoot(vek::PathText &value, Discover discover) {
     return doneIf(value.assign(root.get()));
 }
 
-/// Stores the value of the reference $(NAME) in `value`. The known names begin with "compute:" or "inst_root_with:",
-/// and their value is an installation root. For any other name, `value` stays empty.
+/// Stores the value of the reference $(NAME) in `value`. The known names begin with "compute:" or "inst_root_with:".
+/// Their value is the root directory of an installation. For any other name, `value` stays empty.
 /// @param name   the text between "$(" and ")"
 /// @param value  must be empty
 Step computedValue(std::string_view name, const rynRegistry *registry, vek::PathText &value) {
@@ -149,8 +150,8 @@ Step valueOf(const Reference &reference, const rynRegistry *registry, vek::PathT
 
 // ---- the steps
 
-/// Replaces the characters of `text` at the offsets `from` to `to` - 1 by `value`. The directory separators in `value`
-/// are converted to "/" before.
+/// Converts the directory separators in `value` to "/". Then replaces the characters of `text` at the offsets `from` to
+/// `to` - 1 by `value`.
 /// @return Done, or Invalid if the new text is too long
 Step replace(vek::PathText &text, std::size_t from, std::size_t to, vek::PathText &value) {
     value.edit(vekCanonicalizeDirSep);

@@ -39,8 +39,8 @@ class LinkResolver {
     /// @param path      an absolute path
     /// @param registry  its cache of readlink() results is used; may be null
     /// @param strict    if true, resolve() fails if readlink() fails with another error than EINVAL ("not a symbolic
-    ///                  link"); if false, such a component is kept
-    /// @param error     receives the path that the failure is about if resolve() fails
+    ///                  link"); if false, such errors are ignored
+    /// @param error     if resolve() fails, receives the path that the failure is about
     LinkResolver(const char *path, rynRegistry *registry, bool strict, vek::PathText &error)
         : given_(path), registry_(registry), strict_(strict), error_(error) {
         path_.appendCut(path);
@@ -61,8 +61,8 @@ class LinkResolver {
             }
             end = substitute(end, target.view());
             if (++links > kMaxLinks || (isFull_ && isCycle())) {
-                // Report the path of the last link. clean() removes the "/./" and "/../" that the links of the cycle
-                // have added.
+                // Report the path of the last link that was resolved. clean() removes the "/./" and "/../" that earlier
+                // links of the cycle have added to this path.
                 static_cast<void>(clean(prefix_));
                 return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
             }

@@ -57,9 +57,10 @@ std::size_t indexOf(int mode) {
     return index;
 }
 
-/// A search key of the hash table: a copy of the path, aligned to 8 bytes. vekHashString32() returns different hashes
-/// for the same text at different alignments if the text has bytes above 0x7F. The paths of the entries are aligned to
-/// 8 bytes, too, because malloc() allocates them.
+/// A search key of the hash table: a copy of the path, aligned to 8 bytes. The paths of the entries have the same
+/// alignment, because malloc() allocates them.
+/// Equal paths must have equal alignments, because vekHashString32() otherwise returns different hashes for bytes above
+/// 0x7F.
 class Key {
   public:
     explicit Key(const char *path) : entry_{} { // NOLINT(cppcoreguidelines-pro-type-member-init)

@@ -9,8 +9,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Generates the full path of `text` with the same parameters as ryn::generateFullPath(), but stores the results in C
-/// buffers of VEK_PATH_SIZE bytes.
+/// Calls ryn::generateFullPath() and stores the results in C buffers of VEK_PATH_SIZE bytes.
 ///
 /// @param fullOut   receives the full path if the result is RYN_OK, otherwise it is unchanged; may be null
 /// @param errorOut  after a failure, receives the path that the failure is about; may be null

@@ -8,13 +8,13 @@
 
 VEK_BEGIN_DECLS
 
-/// Resolves the symbolic links of `path` like ryn::generateNslPath(), but stores the results in C buffers of
-/// VEK_PATH_SIZE bytes.
+/// Calls ryn::generateNslPath(), which resolves symbolic links, and stores the results in C buffers of VEK_PATH_SIZE
+/// bytes.
 ///
 /// @param nslOut          receives the new path if the result is RYN_OK, otherwise it is unchanged; may be null
 /// @param errorOut        after a failure, receives the path that the failure is about; may be null
 /// @param checkExistence  if it is 0, `path` need not exist; otherwise `path` must exist if the path-existence setting
-///                        is on
+///                        (rynSetPathNoneExistWarnFlag()) is on
 /// @return the result of ryn::generateNslPath()
 int ryni_generate_nsl_path_ex(const char *path, char *nslOut, char *errorOut, rynRegistry *registry,
                               int checkExistence);
@@ -26,8 +26,8 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Selects whether generateNslPath() fails for a path that does not exist or cannot be read. Checked: it fails if the
-/// path-existence setting is on. NotChecked: it does not fail.
+/// Selects what generateNslPath() does if a path does not exist or cannot be read. Checked: it fails if the
+/// path-existence setting (rynSetPathNoneExistWarnFlag()) is on. NotChecked: it ignores this.
 enum class Existence { Checked, NotChecked };
 
 /// Replaces every symbolic link in `path` by its target, and removes redundant "/", "." and "..".

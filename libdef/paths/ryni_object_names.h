@@ -26,11 +26,11 @@ struct ObjectNames {
     ///         the last one that is given
     [[nodiscard]] ObjectNames levelAbove() const;
 
-    /// @return the code for an object that does not exist. It depends on the last name given: RYN_NO_SUCH_FILE,
+    /// @return the code for an object that does not exist. The code depends on the last name given: RYN_NO_SUCH_FILE,
     ///         RYN_NO_SUCH_VIEW or RYN_NO_SUCH_CELL; RYN_NO_SUCH_DIRECTORY if no name is given
     [[nodiscard]] int notFoundCode() const;
 
-    /// @return the code for a denied permission. It depends on the last name given: RYN_PERMISSION_DENIED_FILE,
+    /// @return the code for a denied permission. The code depends on the last name given: RYN_PERMISSION_DENIED_FILE,
     ///         ..._VIEW or ..._CELL; RYN_PERMISSION_DENIED_LIBRARY if no name is given
     [[nodiscard]] int deniedCode() const;
 

@@ -10,7 +10,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Forms the path of a design object like ryn::makeObjectPath(), but stores it in a C buffer.
+/// Calls ryn::makeObjectPath() to form the path LIBRARY/CELL/VIEW/FILE, and stores the path in a C buffer.
 ///
 /// @param libraryPath       the path of the library directory
 /// @param cell, view, file  names in the library; null or empty if they are not given
@@ -22,12 +22,12 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Tests whether the path of an object fits into VEK_PATH_SIZE (4096) bytes. Documented: three "/" and the NUL are
-/// always counted, even if a name is not given. Therefore the library directory and the names may have at most 4092
-/// characters together.
+/// Tests whether the path LIBRARY/CELL/VIEW/FILE fits into VEK_PATH_SIZE (4096) bytes. Documented: three "/" and the
+/// NUL are always counted, even if a name is not given. Therefore the library directory and the names may have at most
+/// 4092 characters together.
 [[nodiscard]] bool objectPathFits(const char *libraryDirectory, const ObjectNames &names);
 
-/// Joins a library directory and the names that are given with "/".
+/// Forms the path LIBRARY/CELL/VIEW/FILE from the library directory and the names that are given.
 ///
 /// @param libraryDirectory  if it is null, the result is RYN_INVALID_PATH
 /// @param path              receives the path; empty after a failure

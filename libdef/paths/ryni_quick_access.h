@@ -16,9 +16,9 @@ void ryni_setUidGid(void);
 
 /// Tests an access like ryn::testAccess(), but does not return an errno value.
 ///
-/// @return 0 if the access is permitted; -1 if it is not; RYN_INTERNAL_ERROR or RYN_MEMORY_ERROR, after reporting it,
-///         if the stat cache cannot be used. If the result is -1, errno is set by the system call, but not if the
-///         failure was read from the stat cache
+/// @return 0 if the access is permitted; -1 if it is not; RYN_INTERNAL_ERROR or RYN_MEMORY_ERROR if the stat cache
+///         cannot be used, which is reported to the fatal handler. If the result is -1, a failed system call has set
+///         errno, but a failure that is read from the stat cache does not set it
 int ryni_quick_access(const rynRegistry *registry, const char *path, int mode, const struct stat *statRecord);
 
 VEK_END_DECLS

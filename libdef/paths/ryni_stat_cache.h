@@ -44,18 +44,18 @@ void ryni_getenv_stat_cache(void);
 
 /// Calls stat() for `path`, or returns the result that the process-wide stat cache contains.
 ///
+/// @param registry  its fatal handler is called if the cache cannot be used; may be null
 /// @param record    receives the stat record; may be null
 /// @param errorOut  receives 0 or the errno value of stat(); may be null
-/// @return 0; -1 if stat() failed; RYN_INTERNAL_ERROR or RYN_MEMORY_ERROR, after reporting it, if the cache cannot be
-///         used
+/// @return 0; -1 if stat() failed; RYN_INTERNAL_ERROR if `path` is null; RYN_MEMORY_ERROR if memory is exhausted
 int sStat(const rynRegistry *registry, const char *path, struct stat *record, int *errorOut);
 
 /// Calls access() for `path`, or returns the result that the process-wide stat cache contains.
 ///
+/// @param registry  its fatal handler is called if the cache cannot be used; may be null
 /// @param mode      as for ryn::StatCache::access()
 /// @param errorOut  receives 0 or the errno value of access(); may be null
-/// @return 0; -1 if access() failed; RYN_INTERNAL_ERROR or RYN_MEMORY_ERROR, after reporting it, if the cache cannot be
-///         used
+/// @return 0; -1 if access() failed; RYN_INTERNAL_ERROR if `path` is null; RYN_MEMORY_ERROR if memory is exhausted
 int sAccess(const rynRegistry *registry, const char *path, int mode, int *errorOut);
 
 /// Removes the entry of `path` from the process-wide stat cache. Does nothing if `path` is null.
@@ -68,8 +68,8 @@ namespace ryn {
 /// The result of stat() or access(), from the system call or from the stat cache.
 struct CallResult {
     int error = 0; ///< 0 or an errno value
-    /// RYN_OK; RYN_INTERNAL_ERROR or RYN_MEMORY_ERROR if the cache could not be used, which has then been reported.
-    /// In these two cases `error` is EFAULT or ENOMEM.
+    /// RYN_INTERNAL_ERROR if the path was null (`error` is EFAULT). RYN_MEMORY_ERROR if memory was exhausted (`error`
+    /// is ENOMEM). Both have been reported to the fatal handler. In all other cases, RYN_OK.
     int reportedCode = RYN_OK;
 
     /// @return the value that sStat() and sAccess() return: 0 after a success; `reportedCode` if the cache could not be

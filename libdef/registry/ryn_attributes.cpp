@@ -86,8 +86,8 @@ void prepend(rynLibrary &library, rynAttribute *attribute) {
 } // namespace
 
 rynAttribute *newAttribute(std::string_view name, std::string_view value, rynIncludedFile *file, int line) {
-    // Allocate one block for the record and the name, which is stored directly after the record. No allocation of its
-    // own is needed for the name, because the name never changes.
+    // Allocate one block for the record and the name, which is stored directly after the record. The name needs no
+    // separate allocation, because it never changes.
     vek::OwnedText valueCopy = vek::copyText(value);
     auto *const attribute = static_cast<rynAttribute *>(std::malloc(sizeof(rynAttribute) + name.size() + 1));
     if (!valueCopy || attribute == nullptr) {

@@ -15,7 +15,7 @@
 // Implements the registry, which stores the libraries that library definition files define.
 // Each library is in three structures: a hash table, which finds a library by name; a doubly linked list in definition
 // order; and one of 256 buckets. The buckets exist only because rynDumpEverything() prints them. Lookups do not use the
-// buckets, because they become long.
+// buckets, because a bucket can contain many libraries.
 // An operation takes O(1) time on average, except that an update of the directory index (a trie) takes O(length of the
 // path).
 

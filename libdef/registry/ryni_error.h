@@ -59,11 +59,12 @@ int printWarning(int code, const char *object, const char *file, int line);
 /// @return `code`, which then becomes the status of the invalid statement
 int silentWarning(int code, const char *object, const char *file, int line);
 
-/// From now on, ryni_useDefaultWarn() returns 1, until the process ends.
+/// Makes ryni_useDefaultWarn() return 1 until the process ends. Called when a registry with the default warning handler
+/// is created.
 void setDefaultWarningUsed();
 
-/// Sets the fatal handler of the process to `handler`, unless it is already set. ryni_do_fatal() calls it for errors
-/// without a registry, and for registries without a fatal handler.
+/// Sets the fatal handler of the process to `handler`, unless the process already has one. ryni_do_fatal() calls this
+/// handler for errors without a registry, and for registries without a fatal handler.
 void setFirstFatalHandler(rynErrorHandler handler);
 
 } // namespace ryn

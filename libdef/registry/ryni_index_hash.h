@@ -47,7 +47,8 @@ inline uint32_t indexHash(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, [](char c) { return c; });
 }
 
-/// Computes indexHash() of `text` in lower case. Texts that differ only in case therefore have the same hash.
+/// Computes a hash like indexHash(), but converts `text` to lower case first. Texts that differ only in case therefore
+/// have the same hash.
 inline uint32_t indexHashNoCase(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, vek::toLower);
 }

@@ -62,7 +62,7 @@ struct LinkTraits {
     }
 };
 
-/// The search indexes of one registry. They do not own the records of libraries, files and links; the registry does.
+/// The search indexes of one registry. The registry, not this struct, owns the records of libraries, files and links.
 struct RegistryIndexes {
     vek::IntrusiveHash<rynLibrary, NameTraits> names;
     vek::IntrusiveHash<rynIncludedFile, FileTraits> files;

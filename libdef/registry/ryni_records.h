@@ -13,8 +13,8 @@ namespace ryn {
 struct AttributeIndex;
 struct RegistryIndexes;
 
-/// Documented: a registry has 256 buckets for its libraries, whose numbers rynDumpEverything() prints, and 256 buckets
-/// for its cached symbolic links.
+/// Documented: a registry has 256 buckets for libraries and 256 buckets for cached symbolic links. rynDumpEverything()
+/// prints the numbers of the buckets for libraries.
 inline constexpr int kBuckets = 256;
 
 /// Flags of a library.
@@ -52,8 +52,8 @@ struct rynAttribute {
     uint32_t nameHash = 0;
 };
 
-/// The file and line where a library was defined, as an element of a linked list. A library that is redefined has
-/// several.
+/// The file and line where a library was defined, as an element of a linked list. The list of a library that was
+/// redefined has several elements.
 struct rynDefinition {
     rynDefinition *next;
     rynIncludedFile *file;

@@ -19,8 +19,9 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name);
 /// @return RYN_OK, or RYN_MEMORY_ERROR if memory is exhausted; the registry is unchanged then
 int sInsert_lib(rynRegistry *registry, rynLibrary *library);
 
-/// Returns the path-existence setting: 1 if library directories must exist, otherwise 0. A registry can have its own
-/// setting (RYN_FLAG_OWN_EXISTENCE_CHECK). If `registry` is null or has none, the setting of the process is returned.
+/// Returns the path-existence setting: 1 if library directories must exist, otherwise 0. A registry with the flag
+/// RYN_FLAG_OWN_EXISTENCE_CHECK has its own setting. If `registry` is null or does not have this flag, returns the setting of
+/// the process, which rynSetPathNoneExistWarnFlag() sets.
 int ryniCheckPathNoneExistWarnFlag(const rynRegistry *registry);
 
 VEK_END_DECLS
