@@ -549,7 +549,7 @@ VEK_API int rynNextFile(rynContext *context, const char **name);
 /// as rynNextLib().
 VEK_API int rynNextAttr(rynContext *context, const char **name, const char **value);
 
-/// Ends the iteration of `context` and frees `context`.
+/// Ends an iteration and frees `context`.
 VEK_API int rynIterateEnd(rynContext *context);
 
 /// Prints `context`: the kind of its items, the next item, and all items.
