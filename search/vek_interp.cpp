@@ -1,5 +1,6 @@
-// Interpolation in passes. A pass copies plain text and replaces each reference by its value, which it does not search
-// for further references. Recursive mode repeats passes until one replaces nothing, at most 20 times.
+// Implements vekInterpolate(): replaces references such as `$NAME` and `~` in a text by their values. A pass copies
+// plain text and replaces each reference once; it does not search the values for references. Recursive mode repeats
+// passes until a pass replaces nothing, at most 20 times.
 
 #include "search/vek_interp.h"
 
@@ -51,7 +52,8 @@ static_assert(
     }(),
     "the table is in the order of the problems");
 
-/// Appends texts to the error buffer of the caller. The content is cut to fit and always NUL-terminated.
+/// Writes an error message into the buffer of the caller (vekInterpArgs::errorBuffer). The message is cut to the size
+/// of the buffer and always NUL-terminated.
 class MessageBuffer {
   public:
     MessageBuffer(char *buffer, std::size_t size) : buffer_(buffer), room_(size) { append({}); }
@@ -90,12 +92,13 @@ void writeMessage(const vekInterpArgs &args, const ProblemText &text, std::strin
     }
 }
 
-/// The caller's output buffer, which a pass fills.
+/// The output buffer of the caller of vekInterpolate(). Each pass writes it from the beginning.
 class Output {
   public:
     Output(char *buffer, std::size_t size) : buffer_(buffer), size_(size) {}
 
-    /// Appends as much of `text` as fits. May use the last byte, too, which terminate() then replaces by the NUL.
+    /// Appends as much of `text` as fits. This may use the last byte of the buffer, which terminate() later overwrites
+    /// with the NUL.
     /// @return false if the buffer is full, so that there is no room for a NUL after the text
     bool append(std::string_view text) {
         const std::size_t taken = std::min(text.size(), size_ - written_);
@@ -127,7 +130,8 @@ std::size_t findReference(std::string_view text, std::size_t from) {
     return from;
 }
 
-/// Interpolates `text`: calls `take` with each piece of the result, in order, until `take` returns false.
+/// Replaces the references in `text` by their values. Calls `take` with each piece of the result, in order, until the
+/// end of the text or until `take` returns false.
 /// @return true if at least one reference was replaced by its value
 template <typename Take>
 bool expand(std::string_view text, vekInterpArgs &args, Take take) {
@@ -153,7 +157,8 @@ bool expand(std::string_view text, vekInterpArgs &args, Take take) {
     return replaced;
 }
 
-/// @return the size of the interpolated text in bytes, including the NUL; problems are not recorded in `args`
+/// Computes the size of the complete result, which the caller needs if the output buffer is too small.
+/// @return the size of the interpolated `text` in bytes, including the NUL; errors are not stored in `args`
 std::size_t measure(std::string_view text, const vekInterpArgs &args) {
     vekInterpArgs measuring = {};
     measuring.flags = args.flags;
@@ -167,7 +172,7 @@ std::size_t measure(std::string_view text, const vekInterpArgs &args) {
     return size;
 }
 
-/// The result of one pass.
+/// The result of one pass, which replaces each reference in a text once.
 struct Pass {
     bool replaced;  ///< whether a reference was replaced by its value
     bool succeeded; ///< whether the result fits and no problem was recorded
@@ -183,14 +188,16 @@ Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
     return {replaced, false};
 }
 
-/// Performs a pass over `source`, which contains no references: copies it to `output`.
+/// Performs a pass over `source`, which contains no references: copies `source` to `output`, whose buffer may be the
+/// same.
 Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
     output.append(source);
     args.neededSize = source.size() + 1;
     return finishPass(output, false, args);
 }
 
-/// Performs a pass over `in`: replaces every reference once. `in` and `out` may be the same buffer.
+/// Performs a pass: replaces every reference in `in` once and writes the result to `out`. Before references are
+/// replaced, `in` is copied, because `in` and `out` may be the same buffer.
 Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     const std::string_view source(in);
     Output output(out, outSize);
@@ -216,13 +223,14 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
     return pass;
 }
 
-/// Recursive mode: performs passes, each over the result of the previous one, until a pass replaces nothing.
-/// @return false if a pass fails, or if 20 passes have replaced a reference
+/// Implements recursive mode: repeats passes until a pass replaces nothing. The input of a pass is the result of the
+/// previous pass.
+/// @return false if a pass fails, or if 20 passes have each replaced a reference
 bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     Pass pass = runPass(in, out, outSize, args);
     for (int replacing = 1; pass.replaced; ++replacing) {
-        // Documented: a pass that both replaces a reference and fails gives VEK_INTERP_TOO_RECURSIVE, not its own
-        // code.
+        // Documented: if a pass replaces a reference and also fails, the error code is VEK_INTERP_TOO_RECURSIVE, not
+        // the code of the failure.
         if (replacing == kMaxReplacingPasses || !pass.succeeded) {
             recordProblem(args, InterpProblem::TooRecursive, kNoPosition);
             return false;
@@ -232,7 +240,8 @@ bool runPasses(const char *in, char *out, std::size_t outSize, vekInterpArgs &ar
     return pass.succeeded;
 }
 
-/// Records `problem` if `argument` is null. Documented: it is recorded only if `args` has an error buffer.
+/// Tests that `argument` is not null. Documented: if `argument` is null, the error `problem` is stored in `args` only
+/// if `args` has an error buffer.
 /// @return false if `argument` is null
 bool requireArgument(const char *argument, InterpProblem problem, vekInterpArgs &args) {
     if (argument == nullptr && args.errorBuffer != nullptr) {

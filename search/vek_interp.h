@@ -18,7 +18,8 @@ enum {
     VEK_INTERP_RECURSIVE = 8       ///< repeat until nothing is replaced, at most 20 times
 };
 
-/// Error codes of vekInterpolate(). A value has at most 2047 characters; a longer value is an error.
+/// Error codes of vekInterpolate(). The value of a reference has at most 2047 characters; a longer value is an
+/// error.
 enum {
     VEK_INTERP_OK = 0,
     VEK_INTERP_OUT_TOO_SMALL = 2,    ///< the output buffer is too small, or memory is exhausted
@@ -31,10 +32,14 @@ enum {
     VEK_INTERP_NO_ROOT_FOR_FILE = 10 ///< no installation contains the file or the given path
 };
 
-/// The value of `line` in `vekInterpArgs` if the line is not known. Messages then contain no line number.
+/// The value of the member `line` of `vekInterpArgs` if the line number is not known. Error messages then
+/// contain no line number.
 #define VEK_INTERP_NO_LINE UINT32_MAX
 
-/// Options and results of one call.
+/// Options and results of one vekInterpolate() call. The caller sets the options before the call.
+///
+/// `neededSize` is set even if the output does not fit. It is not set if an argument is null. If memory is exhausted,
+/// its value is `outSize`.
 typedef struct vekInterpArgs {
     uint32_t flags;         ///< VEK_INTERP_KEEP_... and VEK_INTERP_RECURSIVE
     const char *fileName;   ///< file that contains the text, or null; for messages and THIS_FILE_INST_ROOT
@@ -43,20 +48,20 @@ typedef struct vekInterpArgs {
     size_t errorBufferSize; ///< size of `errorBuffer` in bytes, including the NUL
     int32_t errorPosition;  ///< result: offset of the reference that failed last, or -1
     int32_t errorCode;      ///< result: VEK_INTERP_OK, or the code of the last error
-    size_t neededSize;      ///< result: bytes of the complete output, with its NUL, even if it does not fit;
-                            ///< not set for null arguments, `outSize` if memory is exhausted
+    size_t neededSize;      ///< result: size of the complete output in bytes, including the NUL
 } vekInterpArgs;
 
-/// Replaces the references in `in`. A reference that cannot be replaced is copied unchanged and recorded as an
-/// error. Reads the environment, the user database and the installation roots. Not re-entrant.
+/// Replaces the references in the text `in` by their values. A reference that cannot be replaced is copied
+/// unchanged, and the error is stored in `args`. Reads the environment, the user database and the installation
+/// roots. The function is not re-entrant.
 ///
 /// @param in        the text; null is the error VEK_INTERP_NULL_ARGUMENT
 /// @param out       receives the result, always NUL-terminated, cut if it does not fit; null is the error
 ///                  VEK_INTERP_NULL_ARGUMENT. May be the same buffer as `in`
 /// @param outSize   size of `out` in bytes, including the NUL; 0 writes nothing
 /// @param args      options and results; may be null
-/// @param argsSize  sizeof(vekInterpArgs). Another value is reported on standard error, and the record is used
-///                  anyway. Not read if `args` is null
+/// @param argsSize  sizeof(vekInterpArgs). If it has another value, this is reported on standard error, and
+///                  `args` is used anyway. Not read if `args` is null
 /// @return 1 for success, 0 after any error
 VEK_API int vekInterpolate(const char *in, char *out, size_t outSize, vekInterpArgs *args, size_t argsSize);
 

@@ -1,4 +1,5 @@
-// Evaluates references: determines their values from environment variables, home directories and installation roots.
+// Evaluates one reference for vekInterpolate(): computes the value of `$NAME` from environment variables, of `~user`
+// from home directories, and of `$(...)` from installation roots.
 
 #include "common/base/owned.h"
 #include "common/platform/vek_init.h"
@@ -14,7 +15,7 @@
 namespace vek {
 namespace {
 
-/// The result of looking up the value of a reference.
+/// The result of looking up the value of a reference such as `$NAME`. Found: the value is stored.
 enum class Lookup : std::uint8_t {
     Found,
     Unchanged, ///< the reference stays as it is, without an error
@@ -44,8 +45,8 @@ void record(const Evaluation &in, InterpProblem problem, std::string_view argume
     recordProblem(in.args, problem, static_cast<std::int32_t>(std::min(in.at, kLastPosition)), argument);
 }
 
-/// @return the result for the reference that ends at the offset `end`: its value if `useValue` is true, otherwise the
-///         reference itself
+/// @return the result of evaluating the reference from offset `in.at` to the offset `end`: its value if `useValue` is
+///         true, otherwise the reference itself
 InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     if (useValue) {
         return {end - in.at, in.value.view(), true};
@@ -53,13 +54,14 @@ InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     return {end - in.at, part(in, in.at, end), false};
 }
 
-/// Documented: if "${" or "$(" begins no complete reference, these two characters give "${", even for "$(".
+/// Documented: if no complete reference begins with "${" or "$(", these two characters are replaced by "${". The
+/// output therefore contains "${" even for "$(".
 InterpReference openBrace() {
     return {2, "${", false};
 }
 
-/// Sets the value to `root`, a heap string that this function frees, followed by `below`.
-/// @return Unchanged for null, Failed if the value is too long
+/// Stores the path `root`, followed by the text `below`, in `value`. Frees `root`, which is allocated on the heap.
+/// @return Unchanged if `root` is null; Failed if the path is too long; otherwise Found
 Lookup takeRoot(InterpValue &value, char *root, std::string_view below = "") {
     const OwnedText owned(root);
     if (!owned) {
@@ -69,7 +71,8 @@ Lookup takeRoot(InterpValue &value, char *root, std::string_view below = "") {
 }
 
 Lookup lookUpVariable(const char *name, InterpValue &value) {
-    // Documented: VEK_INST_DIR is never read from the environment; it is always the running tool's own root.
+    // Documented: VEK_INST_DIR is never read from the environment. Its value is always the installation root of the
+    // running tool.
     if (std::string_view(name) == "VEK_INST_DIR") {
         return takeRoot(value, vekGetInstallRoot());
     }
@@ -82,8 +85,8 @@ Lookup lookUpVariable(const char *name, InterpValue &value) {
     return Lookup::Failed;
 }
 
-/// Evaluates `$NAME` or `${NAME}`.
-/// @param begin, nameEnd  the offsets of the first byte of NAME and of the byte after it
+/// Evaluates the reference `$NAME` or `${NAME}`. If the variable is not set, stores an error.
+/// @param begin, nameEnd  the offsets of the first byte of NAME and of the byte after NAME
 /// @param end             the offset of the byte after the reference
 InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::size_t nameEnd,
                                  std::size_t end) {
@@ -94,8 +97,8 @@ InterpReference evaluateVariable(const Evaluation &in, std::size_t begin, std::s
     } else if (lookup == Lookup::Failed) {
         record(in, InterpProblem::NotSet, name.view());
     }
-    // Documented: the variable is looked up even with VEK_INTERP_KEEP_VARIABLES, so that an unset variable is an
-    // error.
+    // Documented: the variable is looked up even if VEK_INTERP_KEEP_VARIABLES is set, although its value is not used.
+    // An unset variable is therefore an error with this flag, too.
     return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_VARIABLES) == 0);
 }
 
@@ -107,7 +110,8 @@ InterpReference evaluateBraced(const Evaluation &in) {
         return openBrace();
     }
     if (part(in, begin, close).find('$') != std::string_view::npos) {
-        // In recursive mode this pass replaces the inner reference, and the next pass the outer one.
+        // A reference inside braces, such as "${A$B}", is no error in recursive mode: this pass replaces the inner
+        // reference, and the next pass replaces the outer reference.
         if ((in.args.flags & VEK_INTERP_RECURSIVE) == 0) {
             record(in, InterpProblem::BadVariable);
         }
@@ -122,7 +126,8 @@ InterpReference evaluateNamed(const Evaluation &in) {
     while (end < in.text.size() && (isAlnum(in.text[end]) || in.text[end] == '_')) {
         ++end;
     }
-    // The name may be empty. No variable has an empty name, so a single "$" is reported as an unset variable.
+    // The name is empty for a single "$". No variable has an empty name, so the single "$" is reported as a variable
+    // that is not set.
     return evaluateVariable(in, begin, end, end);
 }
 

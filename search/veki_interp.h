@@ -1,7 +1,8 @@
 #ifndef VEKI_INTERP_H
 #define VEKI_INTERP_H
 
-/// Internal parts of vekInterpolate(): recording of problems, and evaluation of one reference.
+/// Internal interface of vekInterpolate(): functions that store an error and that evaluate one reference such as
+/// `$NAME`.
 
 #include "common/base/owned.h"
 #include "common/text/fixed_text.h"
@@ -13,7 +14,8 @@
 
 namespace vek {
 
-/// The problems that vekInterpolate() reports. Each has a message and a VEK_INTERP_... code; some have the same code.
+/// The errors that vekInterpolate() reports. Each error has its own message and a VEK_INTERP_... code. Some errors
+/// have the same code.
 enum class InterpProblem : std::uint8_t {
     OutTooSmall,
     NotSet,
@@ -29,24 +31,25 @@ enum class InterpProblem : std::uint8_t {
     NoRootWithPath
 };
 
-/// Documented: recursive mode fails if each of 20 passes replaces a reference.
+/// The largest number of passes in recursive mode. Documented: recursive mode fails if 20 passes have each replaced a
+/// reference.
 inline constexpr int kMaxReplacingPasses = 20;
 
-/// The value of `errorPosition` for a problem that is not caused by a reference.
+/// The value of vekInterpArgs::errorPosition for an error that is not caused by a reference.
 inline constexpr std::int32_t kNoPosition = -1;
 
-/// Stores the code, the position and, if there is a buffer, the message of a problem in `args`. It replaces an earlier
-/// problem.
+/// Stores the error `problem` in `args`: its code, `position` and, if `args` has an error buffer, its message.
+/// Overwrites an earlier error.
 ///
 /// @param argument  the text that is inserted into the message, such as the name of a variable
 void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t position,
                    std::string_view argument = {});
 
-/// Prints on standard error that the `assertion` in this line of the source has failed.
+/// Prints on standard error that the assertion with the text `assertion` has failed in the source line `line`.
 void reportBrokenAssertion(int line, const char *assertion);
 
-/// A buffer for the value of one reference. A value that does not fit is an error, and the reference remains
-/// unchanged.
+/// A buffer for the value of one reference, at most 2047 characters. A longer value is an error, and the reference is
+/// copied to the output unchanged.
 using InterpValue = FixedText<2048>;
 
 /// The result of evaluateReference().
@@ -61,7 +64,7 @@ constexpr bool beginsReference(char c) {
     return c == '$' || c == '~';
 }
 
-/// A NUL-terminated copy of a text. Allocates memory only if the text has more than 4095 characters.
+/// Owns a NUL-terminated copy of a text. Allocates heap memory only if the text has more than 4095 characters.
 class TextCopy {
   public:
     explicit TextCopy(std::string_view text) : size_(text.size()) {
@@ -72,7 +75,7 @@ class TextCopy {
     TextCopy(const TextCopy &) = delete;
     TextCopy &operator=(const TextCopy &) = delete;
 
-    /// @return false if memory was exhausted; the copy must not be used then
+    /// @return false if memory was exhausted in the constructor; c_str() and view() must then not be used
     [[nodiscard]] bool exists() const { return size_ <= PathText::kCapacity || long_; }
     [[nodiscard]] const char *c_str() const { return long_ ? long_.get() : path_.c_str(); }
     [[nodiscard]] std::string_view view() const { return {c_str(), size_}; }
@@ -83,14 +86,14 @@ class TextCopy {
     OwnedText long_;
 };
 
-/// Finds the closing character of each reference of one text, from left to right. Memoizes the last result: without
-/// it, n references without a closing character would take O(n^2) time, because each would search the rest of the
-/// text.
+/// Finds the closing character ("}" or ")") of each reference in one text, from left to right. Caches the last result:
+/// without the cache, n references without a closing character would take O(n^2) time, because each search would read
+/// the rest of the text.
 class ClosingCharacter {
   public:
     explicit ClosingCharacter(char c) : c_(c) {}
 
-    /// @param from  an offset in `text`; not less than in the previous call
+    /// @param from  an offset in `text`, not less than in the previous call of this function
     /// @return the offset of the first closing character at or after `from`; the size of `text` if there is none
     std::size_t find(std::string_view text, std::size_t from) {
         if (!isKnown_ || offset_ < from) {
@@ -107,15 +110,15 @@ class ClosingCharacter {
     std::size_t offset_ = 0;
 };
 
-/// The closing characters of the references of one text.
+/// Finds the closing characters of the references in one text: "}" for `${...}` and ")" for `$(...)`.
 struct InterpClosings {
     ClosingCharacter brace{'}'};
     ClosingCharacter parenthesis{')'};
 };
 
-/// Evaluates the reference that begins at offset `at` of `text`. A failure is recorded in `args`.
+/// Evaluates the reference that begins at offset `at` of `text`. If this fails, stores the error in `args`.
 /// @param closings  an object for this text only; `at` must not decrease between calls with the same object
-/// @param value     receives the value; the result may point into it
+/// @param value     receives the value of the reference; the returned object can contain pointers to `value`
 InterpReference evaluateReference(std::string_view text, std::size_t at, InterpClosings &closings,
                                   vekInterpArgs &args, InterpValue &value);
 
