@@ -59,8 +59,8 @@ std::size_t indexOf(int mode) {
 
 /// A search key of the hash table: a copy of the path, aligned to 8 bytes. The paths of the entries have the same
 /// alignment, because malloc() allocates them.
-/// Equal paths must have equal alignments, because vekHashString32() otherwise returns different hashes for bytes above
-/// 0x7F.
+/// Equal paths must have equal alignments, because otherwise vekHashString32() returns different hashes for a path that
+/// contains bytes above 0x7F.
 class Key {
   public:
     explicit Key(const char *path) : entry_{} { // NOLINT(cppcoreguidelines-pro-type-member-init)

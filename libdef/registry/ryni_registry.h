@@ -20,8 +20,8 @@ rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name);
 int sInsert_lib(rynRegistry *registry, rynLibrary *library);
 
 /// Returns the path-existence setting: 1 if library directories must exist, otherwise 0. A registry with the flag
-/// RYN_FLAG_OWN_EXISTENCE_CHECK has its own setting. If `registry` is null or does not have this flag, returns the setting of
-/// the process, which rynSetPathNoneExistWarnFlag() sets.
+/// RYN_FLAG_OWN_EXISTENCE_CHECK has its own setting. If `registry` is null or does not have this flag, returns the
+/// setting of the process, which rynSetPathNoneExistWarnFlag() sets.
 int ryniCheckPathNoneExistWarnFlag(const rynRegistry *registry);
 
 VEK_END_DECLS
