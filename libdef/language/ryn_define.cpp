@@ -75,10 +75,10 @@ Ending generatePaths(Definition &definition) {
     return status == RYN_OK ? Ending() : command.diagnose(status, error.c_str());
 }
 
-/// Checks the directory if paths must exist (see rynSetPathNoneExistWarnFlag()); otherwise does nothing. Diagnoses a
-/// directory that cannot be used. If VEKLIBCHECK is ON, also diagnoses a directory without a VEKLIBRARY entry in its
-/// tag file. SOFTDEFINE of a directory that cannot be used ends without a diagnostic.
-/// @return nullopt if the directory passes the checks; otherwise the status with which the statement ends
+/// Checks the directory of the definition. Does nothing if paths need not exist (see rynSetPathNoneExistWarnFlag()). A
+/// directory that cannot be used causes a diagnostic, except in a SOFTDEFINE. If VEKLIBCHECK is ON, a directory without
+/// a VEKLIBRARY entry in its tag file also causes a diagnostic.
+/// @return nullopt to continue the statement; otherwise the status with which the statement ends
 Ending checkDirectory(const Definition &definition) {
     const Command &command = definition.command;
     if (ryniCheckPathNoneExistWarnFlag(command.registry) == 0) {

@@ -17,7 +17,8 @@
 namespace ryn {
 namespace {
 
-/// Diagnoses that the file `path` cannot be read. SOFTINCLUDE of a file that does not exist (ENOENT) is not diagnosed.
+/// Calls the warning handler, because the file `path` cannot be read. If a SOFTINCLUDE names a file that does not exist
+/// (ENOENT), returns RYN_OK instead.
 /// @param error  the errno value of the failed access test
 /// @return the status of the statement
 int diagnoseUnreadable(const Command &command, bool isSoft, const char *path, int error) {
