@@ -96,7 +96,7 @@ typedef int (*rynWarningHandler)(int code, const char *object, const char *file,
 typedef int (*rynErrorHandler)(int code, const char *text, const char *sameText);
 
 /// An unknown-ASSIGN hook: accepts or rejects a statement `ASSIGN library attribute value`. It is called for every
-/// attribute except TMP.
+/// attribute except TMP, and except TmpRootDir of AllLibs.
 ///
 /// @param attribute  the name of the attribute, in upper case
 /// @param value      the value that the statement gives to the attribute
