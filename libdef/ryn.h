@@ -126,23 +126,23 @@ VEK_API const char *rynGetErrorMsg(int code);
 
 // ---- registries
 
-/// Creates a registry and makes it the default handle.
+/// Creates a registry and makes it the default handle, which functions use if their argument `handle` is null.
 ///
-/// If `warningHandler` is null, the default handler receives the diagnostics and prints them on standard error.
-/// ONE REGISTRY WITH THE DEFAULT HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS. Documented:
-/// from then on, the status of each library definition file is the code of the last diagnostic that the default
-/// handler has received since a library definition file was last opened. The results of other warning handlers are
-/// ignored.
+/// If `warningHandler` is null, the default warning handler receives the diagnostics and prints them on standard
+/// error. ONE REGISTRY WITH THE DEFAULT WARNING HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS.
+/// Documented: from then on, the status of each library definition file is the code of the last diagnostic that
+/// the default warning handler has received since a library definition file was last opened. The results of other
+/// warning handlers are ignored.
 ///
-/// This has these effects. After a diagnostic of the default handler, all lines are read, and then the creation
-/// fails. If the diagnostic is in an included file, the including file ends at the INCLUDE. But if an INCLUDE of a
-/// file without diagnostics follows the diagnostic, the diagnostic is ignored and the creation succeeds. If the
-/// warning handler of another registry returns a value other than 0, the file ends at that line, but the creation
-/// succeeds with the libraries that were defined before.
+/// This has these effects. After a diagnostic of the default warning handler, all lines are read, and then the
+/// creation fails. If the diagnostic is in an included file, the including file ends at the INCLUDE. But if an
+/// INCLUDE of a file without diagnostics follows the diagnostic, the diagnostic is ignored and the creation
+/// succeeds. If the warning handler of another registry returns a value other than 0, the file ends at that line,
+/// but the creation succeeds with the libraries that were defined before.
 ///
 /// @param libraryFile     the library definition file; null for an empty registry
 /// @param flags           RYN_FLAG_... values, combined by OR
-/// @param warningHandler  receives diagnostics; null for the default handler
+/// @param warningHandler  receives diagnostics; null for the default warning handler
 /// @param fatalHandler    receives invalid arguments, and failures that end an operation; may be null. The first
 ///                        fatal handler of the process also receives reports about registries that have none, and
 ///                        reports without a registry
@@ -196,7 +196,7 @@ VEK_API void rynSetPathNoneExistWarnFlag(int on);
 
 /// Executes `text`, one statement of the library definition language (vek.lib(5)), in the registry `handle`. An
 /// invalid statement has no effect and is not reported. Do not call this function while contexts of
-/// rynIterateLibs(), rynIterateAttrs() or rynIterateVekLibFiles() are in use.
+/// rynIterateLibs(), rynIterateAttrs() or rynIterateVekLibFiles() exist, because they point into the registry.
 VEK_API void rynAddCommand(rynHandle handle, const char *text);
 
 /// Prints the registry `handle`: its files, its libraries with their attributes, its hash buckets, and its global
@@ -443,8 +443,8 @@ VEK_API int rynStatCacheCtl(int on);
 // RYN_INVALID_PATH: a path has more than 4095 characters. RYN_INTERNAL_ERROR: a name in a directory has more than
 // 255 bytes. RYN_NOT_FOR_PACKED: the library is packed and packed libraries are not supported.
 
-/// Values of the argument `source` of the rynXIterate...() functions, combined by OR: read the library's own
-/// directory, read its temporary directories. 0 reads all of them.
+/// Flags for the argument `source` of the rynXIterate...() functions, combined by OR. RYN_SOURCE_LIBRARY reads the
+/// library's own directory, RYN_SOURCE_TMP its temporary directories. 0 reads all of them.
 enum { RYN_SOURCE_LIBRARY = 1, RYN_SOURCE_TMP = 2 };
 
 /// Creates an iteration over the libraries of the registry `handle`, in the order of their definition. Stores it

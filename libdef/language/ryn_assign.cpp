@@ -62,8 +62,8 @@ int assignOther(const Command &command, const char *name, const char *attribute,
     if (hook != nullptr && hook(attribute, value, command.file->path, command.line) != 0) {
         return command.diagnose(RYN_INVALID_ATTRIBUTE, attribute);
     }
-    // Look up the library again: the hook could have removed the library from the registry, for example with
-    // rynAddCommand().
+    // Look up the library again, because the unknown-ASSIGN hook, a callback of the program, could have removed the
+    // library from the registry.
     rynLibrary *const library = ryni_get_libp(command.registry, name);
     if (library == nullptr) {
         return command.diagnose(RYN_LIBRARY_NOT_DEFINED, name);
