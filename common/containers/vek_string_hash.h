@@ -11,7 +11,8 @@
 VEK_BEGIN_DECLS
 
 /// Computes a hash value of the first `length` bytes of `bytes`. A byte above 0x7F is used as a negative
-/// number, except within a complete block of 24 bytes if the address of the input is a multiple of 8.
+/// number. There is one exception: if the address of the input is a multiple of 8, complete blocks of 24 bytes
+/// are used as unsigned bytes.
 ///
 /// @param bytes  need not end with a NUL; null is hashed as no bytes
 /// @return a value below 2^32

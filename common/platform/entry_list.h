@@ -20,8 +20,8 @@ inline bool isDotOrDotDot(std::string_view name) {
     return name == "." || name == "..";
 }
 
-/// The names and types of the entries of one directory, packed into one block of memory. Each entry uses 1 byte for
-/// its type (a DT_ value of <dirent.h>, for instance DT_REG), the bytes of its name, and 1 byte for a final NUL.
+/// The names and types of the entries of one directory, packed into one block of memory. An entry uses 1 byte for its
+/// type, a DT_ value of <dirent.h> such as DT_REG. The bytes of its name and a NUL follow.
 class EntryList {
   public:
     /// Appends an entry with the type `type` (a DT_ value of <dirent.h>) and the name `name`.

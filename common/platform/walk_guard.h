@@ -29,8 +29,8 @@ struct LinkLimit {
 ///   reaches an ancestor again, there is a cycle. A walk that never enters an ancestor again cannot be deeper than
 ///   the number of directories.
 /// - Exponential walks: n directories, each with two links to the next one, give 2^n paths without any cycle.
-///   Therefore countWay() compares the number of followed links with a limit. The limit grows with the number of
-///   different links, so that a large tree in which each link is followed a few times does not exceed it.
+///   Therefore countWay() compares the number of followed links with a limit. Each different link increases the
+///   limit, so that a large tree in which each link is followed a few times is walked completely.
 ///
 /// Each operation takes O(1) time. Memory grows with the number of ancestors and of different directories with links.
 class WalkGuard {
