@@ -1,5 +1,6 @@
-// The cache of parsed tag files, a hash table by path. An edit updates a cached object in place and replaces only
-// fields that changed, because callers may hold pointers to the object's strings.
+// Cache of parsed tag files: a hash table with separate chaining, whose key is the path of the file. An edit updates
+// the cached object in place. It replaces only the fields that changed, because callers may hold pointers to the other
+// strings of the object.
 
 #include "tagfile/tovi_cache.h"
 
@@ -22,14 +23,15 @@ namespace tov {
 std::size_t bucketOf(const char *path) {
     uint64_t hash = 0;
     for (const char *at = path; *at != '\0'; ++at) {
-        // Documented: each byte is sign-extended, also on platforms where char is unsigned.
+        // Documented: each byte is sign-extended to 64 bits. The cast to signed char makes the hash value the same on
+        // platforms where char is unsigned.
         hash = (hash << 1U) ^ static_cast<uint64_t>(static_cast<int64_t>(static_cast<signed char>(*at)));
     }
     return (hash ^ (hash >> 8U) ^ (hash >> 16U) ^ (hash >> 24U)) & (TOVI_BUCKETS - 1);
 }
 
 uint64_t hashOf(const char *path) {
-    uint64_t hash = 14695981039346656037U; // 64-bit FNV-1a offset basis; the factor is the FNV prime
+    uint64_t hash = 14695981039346656037U; // 64-bit FNV-1a offset basis; the factor below is the FNV prime
     for (const char *at = path; *at != '\0'; ++at) {
         hash = (hash ^ static_cast<unsigned char>(*at)) * 1099511628211U;
     }
@@ -77,8 +79,8 @@ bool isSameList(char **a, char **b) {
     return (a == nullptr || *a == nullptr) && (b == nullptr || *b == nullptr);
 }
 
-/// Copies the numbers of `obj` to `cached` and swaps the strings and lists that differ. Strings that are equal keep
-/// their addresses, because callers may hold pointers to them.
+/// Copies the settings of `obj` to `cached`: assigns the numbers, and swaps the strings and lists that differ. Equal
+/// strings and lists are not swapped, because callers may hold pointers to those of `cached`.
 void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
     cached.line = obj.line;
     cached.library = obj.library;
@@ -92,8 +94,9 @@ void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
     }
 }
 
-/// Documented: returns true if `obj` has a name other than `element`; it does not test for `element` itself. A second
-/// search in the same process can therefore stop at a different file than the first.
+/// Returns true if `obj` has an application entry with a name other than `element`. Documented: entries with the name
+/// `element` have no effect. A search for an application entry can therefore stop at a cached file that does not
+/// contain the entry.
 bool namesAnother(const VekinfoObj &obj, const char *element) {
     for (char **name = obj.names; name != nullptr && *name != nullptr && **name != '\0'; ++name) {
         if (!vek::equalNoCase(*name, element)) {
@@ -143,7 +146,8 @@ Report findOrRead(TagCache &cache, const char *tagPath, const char *element, Vek
     }
     cached = cache.objects.find(tagPath);
     if (cached != nullptr) {
-        // Documented: for a cached file, the result is that of isPresent(), which differs from that of the parser.
+        // Documented: for a file in the cache, isPresent() sets `found`. For an application entry, isPresent() searches
+        // for an entry with another name, whereas the parser searches for `element` itself.
         found = element == nullptr || isPresent(kKeywords, *cached, element);
     } else {
         const Report report =

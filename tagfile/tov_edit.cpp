@@ -1,6 +1,7 @@
-// Adds or clears one entry of a tag file. An edit opens and locks the file, parses it into an object that is not
-// shared, changes the object, writes the file and releases the lock. Only then does it call the error handler, because
-// a handler may edit the same file or empty the cache.
+// Edits of tag files: adding or clearing one entry. An edit opens and locks the file, parses it into an object that is
+// not in the cache, changes the object, writes the file and releases the lock. Errors are collected in a list. The
+// error handler is called only after the lock is released, because the handler may edit the same file or empty the
+// cache.
 
 #include "tagfile/tov.h"
 
@@ -25,8 +26,8 @@ namespace {
 
 // ---- changes of an object
 
-/// Removes the application entries whose name is not `name`. Documented: clearing an entry keeps the entries of that
-/// name and removes all others, and existing files depend on this.
+/// Removes the application entries of `obj` whose name is not `name`. Documented: clearing the application entry `name`
+/// keeps all entries with this name and removes all others, because existing files depend on this behaviour.
 /// @return false if memory is exhausted
 bool keepOnly(VekinfoObj &obj, const char *name) {
     VekinfoObj kept = {};
@@ -47,7 +48,7 @@ bool keepOnly(VekinfoObj &obj, const char *name) {
     return isDone;
 }
 
-/// Replaces the last `count` application entries of `obj` by those of `added`.
+/// Removes the last `count` application entries of `obj`, then appends copies of all application entries of `added`.
 /// @return false if memory is exhausted
 bool replaceLastEntries(VekinfoObj &obj, int count, const VekinfoObj &added) {
     for (int at = vekGetStrlistSize(obj.names) - 1; count > 0 && at >= 0; --at, --count) {
@@ -62,12 +63,14 @@ bool replaceLastEntries(VekinfoObj &obj, int count, const VekinfoObj &added) {
     return true;
 }
 
-/// The entry that tovAddEntry() adds: copies of its name and value, and the error if the parser would reject its line.
+/// One entry that tovAddEntry() adds to a tag file. Owns copies of the name and the value, and stores an error if the
+/// parser would reject the line of the entry.
 class Addition {
   public:
     explicit Addition(const Keywords &keywords) : keywords_(keywords) {}
 
-    /// Copies the name and the value and tests the entry. @return false if memory is exhausted
+    /// Copies `name` and `value`, and tests whether the parser would accept the entry. @return false if memory is
+    /// exhausted
     [[nodiscard]] bool make(const char *name, const char *value) {
         keyword_ = keywords_.find(name);
         const bool hasValue = keyword_ == nullptr || keyword_->wordCount > 1;
@@ -79,25 +82,28 @@ class Addition {
 
     [[nodiscard]] bool isKeyword() const { return keyword_ != nullptr; }
 
-    /// Returns true if the keyword does not allow the value, or the parser would reject the written line.
+    /// Returns true if the entry must not be written: the keyword does not allow the value, or the parser would reject
+    /// the written line.
     [[nodiscard]] bool isRejected() const { return error_.isError(); }
 
-    /// Returns the report of the rejected entry.
-    /// @param lineCount  the number of lines of the file; becomes the line number of the report
+    /// Returns the error report for an entry that must not be written; see isRejected().
+    /// @param lineCount  the number of lines of the file, which the report contains as the line number of the error
     [[nodiscard]] Report error(std::uint32_t lineCount) const {
         Report report = error_;
         report.line = static_cast<int>(lineCount);
         return report;
     }
 
-    /// Adds the entry to `obj`. @return false if memory is exhausted
+    /// Adds the entry to the settings in `obj`. @return false if memory is exhausted
     [[nodiscard]] bool applyTo(VekinfoObj &obj) const {
         return !applyWords(keywords_, words_, obj).isError();
     }
 
   private:
-    /// Sets `error_` if the entry would be rejected: applies it to an empty object and composes the file text, which
-    /// reports lines that the parser would reject. @return false if memory is exhausted
+    /// Sets `error_` if the parser would reject the entry. For this test, adds the entry to an empty object and
+    /// composes the text of a tag file from the object: composeSettings() reports each line that the parser would
+    /// reject.
+    /// @return false if memory is exhausted
     [[nodiscard]] bool findError() {
         VekinfoObj trial = {};
         tovInitVekinfoObj(&trial);
@@ -122,20 +128,23 @@ class Addition {
 
 // ---- one edit of one file
 
-/// One edit of one file: clears an entry, or clears it and adds it again. The destructor releases the lock, so the
-/// caller passes the reports to the error handler after it.
+/// One edit of one tag file: clears an entry, or clears it and adds it with a new value. The object owns the open and
+/// locked file; the destructor closes it and releases the lock. The edit only collects error reports, so that the
+/// caller can pass them to the error handler after the destructor.
 class Edit {
   public:
-    /// @param name      the name of the entry to clear or to add
-    /// @param addition  null to clear the entry
+    /// @param path      the path of the tag file
+    /// @param name      the name of the entry to clear, or to clear and add
+    /// @param addition  the entry to add; null to only clear the entry
+    /// @param reports   receives the errors of the edit
     Edit(TagCache &cache, const Keywords &keywords, const char *path, const char *name,
          const Addition *addition, Reports &reports)
         : cache_(cache), keywords_(keywords), path_(path), name_(name), addition_(addition),
           reports_(reports), file_(path) {}
 
-    /// @return 1, or 0 if the edit failed
+    /// Performs the edit. @return 1 for success; 0 if the edit failed
     int run() {
-        *cache_.lastObject = nullptr; // as findOrRead() does; it stays null if the edit fails
+        *cache_.lastObject = nullptr; // as findOrRead() does; finish() sets it if it updates the cache
         if (addition_ != nullptr && addition_->isRejected() && !addition_->isKeyword()) {
             return reject();
         }
@@ -171,8 +180,8 @@ class Edit {
     }
 
     bool add() {
-        // Documented: an addition is a clear followed by an add, and both read the file. If it cannot be read or has a
-        // syntax error, the error is reported twice, so read it a second time after an error.
+        // Documented: an addition is a clear followed by an add, and both of them read the file. If the file cannot be
+        // read or has a syntax error, the error is therefore reported twice: after an error, read() is called again.
         isRead_ = !file_.isNew() && (!read().isError() || !read().isError());
         if (lastRead_.code == TOV_MEMORY_ERROR) {
             return false; // the file may be valid: it must not be replaced
@@ -183,8 +192,9 @@ class Edit {
         if (isRead_ && !clearSetting()) {
             return failWithoutMemory();
         }
-        // Documented: the clear writes the file, then the add writes it, and each failed write is reported. The file is
-        // written once here if that succeeds, so that no reader finds it without the entry.
+        // Documented: the clear writes the file, then the add writes it, and each failed write is reported. Here one
+        // write() does both, so that no reader finds the file without the entry. Only if this write() fails, write() is
+        // called a second time, to report the second failure.
         bool isWritten = false;
         if (addition_->isRejected()) {
             isWritten = isRead_ && write();
@@ -198,8 +208,8 @@ class Edit {
         return finish(isWritten);
     }
 
-    /// Adds the reports of a rejected application entry: the errors of reading the file, and the error of the entry.
-    /// Does not change the file. @return 1, as for a success
+    /// Handles an application entry that the parser would reject. Adds errors of reading the file and the error of the
+    /// entry to the reports. Does not change the file. @return 1: a rejected entry is a success, apart from the report
     int reject() {
         const bool isRead = !readThroughCache().isError() || !readThroughCache().isError();
         reports_.add(addition_->error(isRead ? obj_->line : 0));
@@ -211,7 +221,8 @@ class Edit {
     // The application entries of a regular file are not copied into the object, to save memory: there may be millions
     // of them. The edit copies those that it keeps from the content to the new text, line by line.
 
-    /// Reads the file into `obj_`, which is not shared with the cache. Adds an error to the reports.
+    /// Parses the file into `obj_`, an object that is not in the cache. Adds an error of reading or parsing to the
+    /// reports.
     Report read() { return file_.isRegular() ? readContent() : readThroughCache(); }
 
     Report readContent() {
@@ -263,8 +274,8 @@ class Edit {
         return report;
     }
 
-    /// Starts with an empty object, for a file that does not exist or cannot be read: the edit then writes only the
-    /// added entry. @return false if memory is exhausted
+    /// Sets `obj_` to an empty object, because the file does not exist, cannot be read or has a syntax error. The edit
+    /// then writes a file that contains only the added entry. @return false if memory is exhausted
     bool startAnew() {
         dropFromCache(cache_, path_);
         obj_ = makeEmptyInfoObj(path_);
@@ -273,7 +284,8 @@ class Edit {
 
     // ---- writing
 
-    /// Clears the entry `name_` in `obj_` and, for an application entry, marks those of the file to omit.
+    /// Clears the entry `name_`. A keyword is cleared in `obj_`. For an application entry, sets omitsOtherEntries_, so
+    /// that compose() leaves out all application entries of the file with other names.
     /// @return false if memory is exhausted
     bool clearSetting() {
         const Keyword *keyword = keywords_.find(name_);
@@ -281,7 +293,7 @@ class Edit {
             keyword->clear(*obj_);
             return true;
         }
-        omitsOtherEntries_ = hasOtherEntries_; // what keepOnly() does for entries in an object
+        omitsOtherEntries_ = hasOtherEntries_; // for entries of the file; keepOnly() removes those in `obj_`
         return keepOnly(*obj_, name_);
     }
 
@@ -301,8 +313,8 @@ class Edit {
         composeEntries(keywords_, *obj_, text_, reports_);
     }
 
-    /// Replaces the file by the composed settings. Adds a failure to the reports. The text is composed on the first
-    /// call only, so `obj_` must not change between two calls.
+    /// Writes the settings in `obj_` to the file. compose() is called in the first write() only, so `obj_` must not
+    /// change between two calls. @return false after a failure, which has been added to the reports
     bool write() {
         if (!isComposed_) {
             compose();
@@ -320,7 +332,9 @@ class Edit {
         return finish(false);
     }
 
-    /// Updates the cached object to the content that the file has now. @return `isWritten`
+    /// Ends the edit: updates the cached object of the file, so that it contains the settings that the file has now.
+    /// @param isWritten  true if the file has been written
+    /// @return `isWritten`
     bool finish(bool isWritten) {
         if (isRead_ && (isWritten ? hasNewObject() : hasOldObject())) {
             *cache_.lastObject = updateCache(cache_, std::move(obj_));
@@ -328,9 +342,10 @@ class Edit {
         return isWritten;
     }
 
-    /// After a successful write: adds the application entries of a regular file to `obj_`, for the cache. Frees the
-    /// composed text and reads the entries from the file, because text and object together would need twice the memory.
-    /// @return true if `obj_` may be cached
+    /// Called after a successful write. For a regular file, reads the application entries from the written file into
+    /// `obj_`, so that `obj_` can be stored in the cache. The composed text is freed first, because the text and the
+    /// entries together would need twice the memory.
+    /// @return true if `obj_` contains all settings of the file; false if reading failed
     bool hasNewObject() {
         if (!file_.isRegular()) {
             return true;
@@ -341,16 +356,18 @@ class Edit {
         OwnedInfoObj written = makeEmptyInfoObj();
         bool found = false;
         vek::LineReader lines(file_.descriptor());
-        // Documented: the cache holds the added value as the caller gave it, which can differ from the value in the
-        // file, for example in white space.
+        // Documented: in the cache, the added entry has exactly the value that the caller passed. In the file the value
+        // can differ, for example in white space. replaceLastEntries() therefore replaces the entry that was parsed
+        // from the file.
         const bool isRead = written && file_.rereadFromStart() &&
                             !parseLines(keywords_, lines, nullptr, *written, found).isError() &&
                             replaceLastEntries(*written, added, *obj_);
         return isRead ? (swapEntries(*obj_, *written), true) : hasNoObject();
     }
 
-    /// After a failed write: parses the old content of a regular file into `obj_` again, if it was restored.
-    /// @return true if `obj_` may be cached
+    /// Called after a failed write. If the old content of a regular file was written back, parses this content into
+    /// `obj_`.
+    /// @return true if `obj_` contains all settings of the file and may be stored in the cache
     bool hasOldObject() {
         if (!file_.isRegular()) {
             return false; // the cached object is unchanged
@@ -361,13 +378,14 @@ class Edit {
         return isParsed || hasNoObject();
     }
 
-    /// Removes the object from the cache, because it may differ from the file. @return false
+    /// Removes the cached object of the file, because it may differ from the content of the file. @return always false
     bool hasNoObject() {
         dropFromCache(cache_, path_);
         return false;
     }
 
-    /// @return the number of application entries that the parser finds in `text`; one value can contain several lines
+    /// Returns the number of application entries that the parser finds in `text`. One added entry can become several
+    /// entries, because its value may contain newlines.
     int countEntries(std::string_view text) const {
         VekinfoObj unused = {};
         int count = 0;

@@ -1,6 +1,7 @@
-// Replaces the content of a tag file in place, so that inode, owner, mode and hard links do not change. The steps are
-// fallocate() for the new text, one pwrite() over the old text, ftruncate() and fsync(). The old content is kept in
-// memory until all steps have succeeded, and is written back if one of them fails.
+// In-place replacement of a tag file, so that inode, owner, mode and hard links do not change. fallocate() reserves
+// disk space for the new text, one pwrite() overwrites the old text, ftruncate() removes the rest of the old text, and
+// fsync() writes the data to the disk. The old content is kept in memory until all steps have succeeded. If a step
+// fails, the old content is written back.
 
 #include "tagfile/tovi_edited_file.h"
 
@@ -41,7 +42,8 @@ bool truncateTo(int file, std::size_t size) {
     return vek::retryInterrupted([&] { return ftruncate(file, static_cast<off_t>(size)); }) == 0;
 }
 
-/// Calls fsync(). @return false if it failed; true if the file system does not support it (EINVAL or ENOTSUP)
+/// Calls fsync(). @return true if it succeeds or the file system does not support it (EINVAL or ENOTSUP); otherwise
+/// false
 bool synchronize(int file) {
     return vek::retryInterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
@@ -51,9 +53,9 @@ bool isSameFile(const struct stat &a, const struct stat &b) {
 }
 
 /// Opens the directory that contains the last component of `path`.
-/// @param base  a descriptor of the directory that a relative `path` starts from, or AT_FDCWD
-/// @param name  receives the last component of `path`
-/// @return an invalid descriptor if that fails
+/// @param base  a descriptor of the directory from which a relative `path` starts, or AT_FDCWD
+/// @param name  receives the last component of `path`; null if memory is exhausted
+/// @return an O_PATH descriptor of the directory; an invalid descriptor after an error
 vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText &name) {
     const char *slash = std::strrchr(path, '/');
     vek::PathText directory;
@@ -68,9 +70,12 @@ vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText 
         vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }
 
-/// Returns true if another user may have created the symbolic link to redirect the edit. The rule is that of the Linux
-/// setting fs.protected_symlinks: the link is in a sticky, world-writable directory such as /tmp, and its owner is
-/// neither the current user nor the owner of the directory.
+/// Tests whether a symbolic link must not be followed, because another user may have created it to redirect the edit to
+/// another file. The rule is that of the Linux setting fs.protected_symlinks.
+/// @param link       the status of the link
+/// @param directory  the status of the directory that contains the link
+/// @return true if the directory is sticky and world-writable, such as /tmp, and the owner of the link is neither the
+///         current user nor the owner of the directory
 bool isUntrusted(const struct stat &link, const struct stat &directory) {
     constexpr mode_t kShared = S_ISVTX | S_IWOTH;
     return (directory.st_mode & kShared) == kShared && link.st_uid != geteuid() &&
@@ -79,10 +84,11 @@ bool isUntrusted(const struct stat &link, const struct stat &directory) {
 
 /// Reads the symbolic link `name` in the directory with the descriptor `directory`.
 /// @param target  receives the target of the link
-/// @return 0; EINVAL if `name` is no symbolic link, ENOENT if it does not exist, EACCES if isUntrusted() forbids
-///         following the link; or another errno value
+/// @return 0 for success, or an errno value: EINVAL if `name` is not a symbolic link, ENOENT if it does not exist,
+///         EACCES if isUntrusted() returns true for the link, or the error of a system call
 int readLink(int directory, const char *name, vek::PathText &target) {
-    // O_PATH: fstat() and readlinkat() then examine the same link, even if another process replaces the name.
+    // Open the link itself with O_PATH, so that fstat() and readlinkat() examine the same link even if another process
+    // replaces `name` between these two calls.
     const vek::OwnedDescriptor link(
         vek::retryInterrupted([=] { return openat(directory, name, O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
     struct stat status = {};
@@ -122,9 +128,9 @@ Opened EditedFile::open(Opening opening, const Deadline &deadline) {
     }
 }
 
-/// Makes one attempt of open().
-/// @return the result of open(); nullopt if open() must try again, because another process created, replaced or removed
-///         the file in the meantime
+/// Makes one attempt to open and lock the file.
+/// @return the result that open() must return; nullopt if open() must try again, because another process created,
+///         replaced or removed the file during the attempt
 std::optional<Opened> EditedFile::tryOpen(Opening opening, const Deadline &deadline) {
     const Opened opened = openOrCreate(opening);
     if (opened == Opened::Exists && opening != Opening::CreateNew) {
@@ -161,8 +167,8 @@ Opened EditedFile::openOrCreate(Opening opening) {
     return opening == Opening::Existing ? Opened::Missing : create(flags);
 }
 
-/// Opens an existing file for reading and writing; without read permission, only for writing, unless text is to be
-/// appended.
+/// Opens an existing file for reading and writing. If the user has no read permission, opens the file only for writing,
+/// except with ForAppending.
 /// @return false, with errno set, if the file does not exist or cannot be opened
 bool EditedFile::openExisting(Opening opening, int flags) {
     const auto openWith = [&](int access) {
@@ -175,7 +181,7 @@ bool EditedFile::openExisting(Opening opening, int flags) {
     }
     vek::OwnedDescriptor writable = openWith(O_WRONLY);
     if (writable.valid()) {
-        file_ = openWith(O_RDWR); // an addition replaces a file that it cannot read, so try once more
+        file_ = openWith(O_RDWR); // try again, because an unreadable file loses its entries in the edit
         isReadable_ = file_.valid();
         if (!isReadable_) {
             file_ = std::move(writable);
@@ -184,8 +190,9 @@ bool EditedFile::openExisting(Opening opening, int flags) {
     return file_.valid();
 }
 
-/// Creates the file with O_EXCL, so that only the process that created the file removes it after a failure. O_EXCL does
-/// not follow symbolic links, so this loop follows a dangling link and creates its target.
+/// Creates the file with O_CREAT | O_EXCL: open() then fails if another process has created the file. removeIfNew()
+/// therefore never removes a file of another process. O_EXCL does not follow symbolic links. If the path is a dangling
+/// symbolic link, the loop therefore reads the link and creates the target.
 Opened EditedFile::create(int flags) {
     vek::PathText path; // if not absolute, it starts from `directory`
     vek::OwnedDescriptor directory;
@@ -216,9 +223,9 @@ Opened EditedFile::create(int flags) {
     return Opened::NotWritable;
 }
 
-/// Compares the open file with the file that is at its path now. They differ if another process replaced or removed the
-/// file before it was locked: an edit of the open file would then be lost.
-/// @return Unknown if fstat() or stat() fails for another reason than ENOENT
+/// Tests whether `path_` still names the open file. If another process replaced or removed the file before it was
+/// locked, the path names another file or none, and an edit of the open file would be lost.
+/// @return Same; Another if `path_` names another file or none; Unknown if the status of a file cannot be read
 EditedFile::AtPath EditedFile::findAtPath() {
     struct stat atPath = {};
     if (fstat(file_.get(), &status_) != 0) {
@@ -314,7 +321,9 @@ bool EditedFile::writeAll(std::string_view text) {
     return true;
 }
 
-/// Allocates the disk blocks for the new text before the old text is overwritten, so that ENOSPC cannot occur halfway.
+/// Allocates the disk blocks for the new text before the old text is overwritten, so that the later pwrite() cannot
+/// fail with ENOSPC when it has overwritten a part of the old text.
+/// @return false if the blocks cannot be allocated
 bool EditedFile::reserveSpace(std::string_view text) {
     const auto size = static_cast<off_t>(text.size());
     if (text.empty() ||
@@ -325,8 +334,9 @@ bool EditedFile::reserveSpace(std::string_view text) {
     return isUnsupported && (text.size() <= oldSize() || extendBy(text));
 }
 
-/// Replaces fallocate() where the file system does not support it: writes the part of the new text beyond the end of
-/// the old text first. This allocates the blocks while the old text is still intact.
+/// Used instead of fallocate() on file systems that do not support it. Writes only the part of the new text that lies
+/// beyond the end of the old text. This write allocates the disk blocks while the old text is still unchanged.
+/// @return false after a write error; the file is then truncated to its old size
 bool EditedFile::extendBy(std::string_view text) {
     const std::string_view tail(text.data() + oldSize(), text.size() - oldSize());
     if (writeAt(file_.get(), tail, status_.st_size)) {
@@ -336,8 +346,9 @@ bool EditedFile::extendBy(std::string_view text) {
     return false;
 }
 
-/// Overwrites the old text with one pwrite(). If the old text is longer, newlines replace the rest of it. A process
-/// that reads the file between pwrite() and ftruncate() then finds the new settings followed by empty lines.
+/// Overwrites the old text with one pwrite(). If the old text is longer than `text`, overwrites the rest with newlines.
+/// If another process reads the file before ftruncate() removes this rest, it reads the new settings followed by empty
+/// lines.
 bool EditedFile::overwrite(std::string_view text) {
     if (text.size() >= oldSize()) {
         return writeAt(file_.get(), text, 0);
@@ -351,10 +362,10 @@ bool EditedFile::overwrite(std::string_view text) {
     return writeAt(file_.get(), {padded.get(), oldSize()}, 0);
 }
 
-/// Finds write errors that network file systems report only from close(). Closes a duplicate of the descriptor, so that
-/// the file is still open and locked if it must be restored. If no descriptor is left for a duplicate, calls fsync()
-/// instead.
-/// @return false if there was an error
+/// Detects write errors that network file systems report only when a descriptor is closed. For this test, duplicates
+/// the descriptor and closes the duplicate, because the file must stay open and locked until it has been restored after
+/// an error. If no descriptor is free for the duplicate, calls fsync() instead.
+/// @return false if there was a write error
 bool EditedFile::closeDuplicate() {
     vek::OwnedDescriptor duplicate(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
     return duplicate.valid() ? duplicate.close() == 0 : synchronize(file_.get());
@@ -363,7 +374,8 @@ bool EditedFile::closeDuplicate() {
 void EditedFile::restore() {
     isRestored_ = false;
     if (content_) {
-        // Truncate only after the old text is written: truncating a file that still has the new text would damage that.
+        // Truncate the file only after the old text has been written back. If that write fails, the file may still
+        // contain the whole new text, which truncation would damage.
         isRestored_ = writeAt(file_.get(), content(), 0) && truncateTo(file_.get(), contentSize_);
         static_cast<void>(synchronize(file_.get()));
     }
@@ -385,7 +397,8 @@ bool EditedFile::append(std::string_view text) {
     if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {
         return true;
     }
-    // Remove the part that was written, unless a program that does not lock the file has appended after it.
+    // Remove the part of `text` that was written. Exception: a program that ignores the lock has appended more text
+    // since (the size is no longer `end`), and truncation would remove that text.
     if (isRegular() && fstat(file_.get(), &status_) == 0) {
         if (written > 0 && status_.st_size == end &&
             truncateTo(file_.get(), oldSize() - static_cast<std::size_t>(written))) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The texts of tovGetErrorMsg(), indexed by TOV_ code.
+/// The texts that tovGetErrorMsg() returns. The index is the TOV_ code.
 constexpr std::array<const char *, TOV_INVALID_ERROR_NUMBER + 1> kMessages = {
     "no error",
     "internal error",

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-/// Buffer of the words that toviProcessLine() returns.
+/// Copy of the line that toviProcessLine() split last. The returned words are pointers into this buffer.
 static struct { vek::LineBuffer text; } lastLine;
 
 namespace tov {
@@ -21,13 +21,14 @@ bool isSameText(const char *a, const char *b) {
     return a != nullptr && a == b;
 }
 
-/// Returns true if `obj` is a shallow copy of `cached`: they share a string, which must not be freed twice.
+/// Returns true if `obj` is a shallow copy of `cached`, that is, if both contain a pointer to the same string. Such a
+/// string must be freed only once.
 bool isShallowCopy(const VekinfoObj &obj, const VekinfoObj &cached) {
     return isSameText(obj.path, cached.path) || isSameText(obj.dmtype, cached.dmtype);
 }
 
-/// Applies the line of a keyword to `obj` and to `cached`. If they shared their DMTYPE string, both have the same new
-/// string afterwards.
+/// Sets the keyword in `words` in both objects. If `obj` is a shallow copy of `cached`, both objects point to the same
+/// new DMTYPE string afterwards; otherwise each has a string of its own.
 Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
     if (!isShallowCopy(obj, cached)) {
         const Report report = applyWords(kKeywords, words, obj);
@@ -43,8 +44,8 @@ Report applyKeywordToBoth(const Words &words, VekinfoObj &obj, VekinfoObj &cache
     return report;
 }
 
-/// Adds an application entry to `obj`. If `obj` and `cached` shared their lists, `cached` receives the new list
-/// pointers, because appending may have moved the lists.
+/// Adds the application entry in `words` to `obj`. If `obj` and `cached` point to the same lists, also copies the new
+/// list pointers to `cached`: appending may reallocate the lists, and the old pointers in `cached` would be invalid.
 Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) {
     const bool areShared = cached.names != nullptr && cached.names == obj.names;
     const Report report = applyWords(kKeywords, words, obj);
@@ -57,12 +58,10 @@ Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) 
     return report;
 }
 
-/// Applies all settings of `read` to `obj` with toviHandleInputLine(), one call for each line.
-/// @param path  the tag file, named in reports
-/// @return TOV_OK, or a code that has been reported
+/// Adds all settings of `read` to `obj`, by calling toviHandleInputLine() for each keyword and each application entry.
 int merge(const VekinfoObj &read, const char *path, VekinfoObj *obj) {
     const auto apply = [&](const char *name, const char *value, int count) {
-        // const_cast: toviHandleInputLine() does not modify the words.
+        // const_cast is safe here, because toviHandleInputLine() does not modify the words.
         std::array<char *, TOVI_LINE_WORDS> words = {const_cast<char *>(name), const_cast<char *>(value)};
         return toviHandleInputLine(obj, path, nullptr, nullptr, count, words.data());
     };
@@ -133,7 +132,7 @@ int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int 
     const int merged = tov::merge(read, path, obj);
     toviClearInfoObj(&read);
     const bool hasFailed = merged != TOV_OK || report.isError();
-    // If the file cannot be opened, no line was read, and `*found` is not changed.
+    // If the file could not be opened, no line was read (`hasLines` is false), and `*found` must not change.
     if (found != nullptr && (hasElement || (hasFailed && hasLines))) {
         *found = hasFailed ? 0 : 1;
     }

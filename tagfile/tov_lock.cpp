@@ -25,9 +25,10 @@ std::int64_t nowMs() {
     return std::int64_t{1000} * now.tv_sec + now.tv_nsec / 1'000'000;
 }
 
-/// Sets or removes a lock on the whole file without waiting.
-/// @param type  F_RDLCK, F_WRLCK or F_UNLCK
-/// @return 0, or an errno value
+/// Sets or removes a lock on the whole file. Does not wait if another process holds a lock.
+/// @param file  a descriptor of the file
+/// @param type  F_RDLCK (shared lock), F_WRLCK (exclusive lock) or F_UNLCK (remove the lock)
+/// @return 0 for success, or an errno value
 int setLock(int file, short type) {
     struct flock lock = {};
     lock.l_type = type;
@@ -35,8 +36,8 @@ int setLock(int file, short type) {
     return vek::retryInterrupted([&] { return fcntl(file, F_OFD_SETLK, &lock); }) == 0 ? 0 : errno;
 }
 
-/// Returns true if a later request may succeed: another process holds the lock (EAGAIN, EACCES), or signals interrupted
-/// the request (EINTR).
+/// Returns true if setLock() failed with an errno value after which a later attempt may succeed: another process holds
+/// the lock (EAGAIN, EACCES), or a signal interrupted the system call (EINTR).
 bool isTemporary(int error) {
     return error == EAGAIN || error == EACCES || error == EINTR;
 }

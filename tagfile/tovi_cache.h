@@ -1,8 +1,9 @@
 #ifndef TOVI_CACHE_H
 #define TOVI_CACHE_H
 
-/// The caches of parsed tag files and of resolved symbolic links, and the lookups in them. Every process has one pair
-/// of caches. Documented: its hash tables are the globals declared here; tests create further caches.
+/// Caches of parsed tag files and of resolved symbolic links, and the functions that search and update these caches. A
+/// process has one cache of each kind. Documented: the hash tables of these two caches are the global arrays
+/// vekinfoHashTable and pathlinkHashTable. Tests create further caches with arrays of their own.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
@@ -10,7 +11,8 @@
 #include "tagfile/tovi_record_table.h"
 #include "tagfile/tovi_report.h"
 
-/// A symbolic link that an upward search has followed.
+/// One resolved symbolic link. A search through parent directories creates the record when it follows the link;
+/// tovResetCache() frees the record.
 struct PathlinkObj {
     PathlinkObj *next;
     char *path;   ///< the link
@@ -22,61 +24,67 @@ extern "C" {
 extern VekinfoObj *vekinfoHashTable[TOVI_BUCKETS];
 extern PathlinkObj *pathlinkHashTable[TOVI_BUCKETS];
 
-/// The cached object that tovGetVekinfoAtLoc() returned last, or null.
+/// The object in the cache that the last tovGetVekinfoAtLoc() or the last edit used; null if there is none.
 extern VekinfoObj *tempVekinfoFromHash;
 
-/// @return the cached object with the path of `probe`, or null
+/// Returns the cached object whose `path` equals `probe->path`, or null. Reads no other field of `probe`.
 VekinfoObj *tovVekinfoHashPeek(const VekinfoObj *probe);
-/// Inserts `obj` at the head of its hash chain. The cache then owns `obj`. @return always 0
+/// Adds `obj` to the cache, at the head of the linked list of its hash bucket. The cache then owns `obj`. @return
+/// always 0
 int tovVekinfoHashCreate(VekinfoObj *obj);
 
-/// @return the cached link with the path of `probe`, or null
+/// Returns the cached link whose `path` equals `probe->path`, or null. Reads no other field of `probe`.
 PathlinkObj *tovLinkHashPeek(const PathlinkObj *probe);
-/// Inserts `link` at the head of its hash chain. The cache then owns `link`. @return always 0
+/// Adds `link` to the cache, at the head of the linked list of its hash bucket. The cache then owns `link`. @return
+/// always 0
 int tovLinkHashCreate(PathlinkObj *link);
 
-/// Tests whether the cached object `obj` defines `element`. A keyword is defined if it is set. Documented: for an
-/// application entry, the test is whether `obj` has an entry of any other name.
-/// @return TOV_OK if it does, otherwise TOV_ATTRIBUTE_NOT_ASSIGNED
+/// Tests whether the cached object `obj` defines the entry `element`. If `element` is a keyword, `obj` must set this
+/// keyword. Documented: if `element` is any other name, `obj` must have an application entry with a name other than
+/// `element`.
+/// @return TOV_OK if the test succeeds, otherwise TOV_ATTRIBUTE_NOT_ASSIGNED
 int tovVekinfoElementExists(const VekinfoObj *obj, const char *element);
 }
 
 namespace tov {
 
-/// One cache of tag files and one cache of symbolic links. The tables are arrays that the caller owns.
+/// A cache of parsed tag files and a cache of symbolic links. The hash tables are arrays of linked lists. The caller of
+/// the constructor owns the arrays, which must exist as long as this object.
 struct TagCache {
     constexpr TagCache(VekinfoObj **objectChains, PathlinkObj **linkChains, VekinfoObj **last)
         : objects(objectChains), links(linkChains), lastObject(last) {}
 
     RecordTable<VekinfoObj> objects;
     RecordTable<PathlinkObj> links;
-    VekinfoObj **lastObject; ///< the object that tovGetVekinfoAtLoc() returned last, or null
+    VekinfoObj **lastObject; ///< the object that the last call of findOrRead() or the last edit used, or null
 };
 
-/// @return the cache of the process; its tables are vekinfoHashTable and pathlinkHashTable
+/// Returns the caches of the process, whose hash tables are vekinfoHashTable and pathlinkHashTable.
 TagCache &processCache();
 
-/// Tests whether the cached object `obj` defines `element`, like tovVekinfoElementExists() but with the table
-/// `keywords`.
+/// Tests whether the cached object `obj` defines the entry `element`, in the same way as tovVekinfoElementExists(), but
+/// takes the table of keywords as an argument.
 bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element);
 
-/// Finds the object of `tagPath` in `cache`, or reads the file into the cache. Does not call an error handler, unlike
-/// tovGetVekinfoAtLoc(): the caller reports the result.
-/// @param cached  receives the cached object if there is no error
-/// @param found   as in tovGetVekinfoAtLoc()
+/// Finds the object of the tag file `tagPath` in `cache`. If it is not there, parses the file and adds the object to
+/// `cache`. Unlike tovGetVekinfoAtLoc(), does not call an error handler, so the caller must report the error.
+/// @param element  the name of an entry, or null
+/// @param cached   receives the cached object if there is no error
+/// @param found    receives true if the file defines `element`; see tovGetVekinfoAtLoc() for the exact rule
 /// @return kNoError; TOV_NO_SUCH_FILE with a null text, which the caller must not report; or the error of reading the
 ///         file
 Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
                   bool &found);
 
-/// Caches `obj`. If an object with the same path is cached, its fields that differ are replaced by those of `obj`. The
-/// cached object and its unchanged strings keep their addresses, which callers may hold.
+/// Stores `obj` in the cache. If an object with the same path is already cached, replaces only those fields of the
+/// cached object that differ from `obj`. The cached object and its unchanged strings keep their addresses, because
+/// callers may hold pointers to them.
 /// @return the cached object
 VekinfoObj *updateCache(TagCache &cache, OwnedInfoObj obj);
 
-/// Removes the object of `path` from the cache, if there is one. Called if the cached object may differ from the file,
-/// for example because the file is missing or cannot be parsed.
-/// @param path  may be null
+/// Removes the object with this path from the cache and frees the object. Must be called if the cached object may
+/// differ from the file, for example because the file is missing or cannot be parsed.
+/// @param path  the path of a tag file; if it is null, nothing is removed
 void dropFromCache(TagCache &cache, const char *path);
 
 /// Removes and frees all objects and links of `cache`.

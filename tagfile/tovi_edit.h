@@ -5,11 +5,13 @@
 
 namespace tov {
 
-/// Adds the entry `name` to the tag file of `dir`, or clears it. Implements tovAddEntry() and tovRemoveEntry() for any
-/// table of keywords. The arguments are copied first, so they may be strings of the cached object that the edit frees.
+/// Adds the entry `name` with `value` to the tag file of the directory `dir`, or clears the entry if `value` is null.
+/// tovAddEntry() and tovRemoveEntry() call this function with the default keyword table.
 ///
-/// @param value  null to clear the entry
-/// @return 1, or 0 after reporting a failure
+/// The function first copies `dir`, `name` and `value`, because they may be strings of a cached object that the edit
+/// frees.
+///
+/// @return 1 for success; 0 after a failure, which has been reported
 int editEntry(const Keywords &keywords, const char *dir, const char *name, const char *value);
 
 } // namespace tov

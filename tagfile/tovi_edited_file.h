@@ -1,8 +1,8 @@
 #ifndef TOVI_EDITED_FILE_H
 #define TOVI_EDITED_FILE_H
 
-/// A tag file that is open and locked for an edit. The class reads its content, and either replaces it in place or
-/// appends to it. A failed replacement restores the old content.
+/// Class for a tag file that is open and locked for an edit. It reads the content of the file, and either replaces the
+/// content in place or appends to it. If replacing fails, the old content is written back.
 
 #include "common/base/owned.h"
 #include "tagfile/tovi_lock.h"
@@ -13,12 +13,12 @@
 
 namespace tov {
 
-/// Which file an edit opens.
+/// Selects what EditedFile::open() does if the file exists, and what it does if the file is missing.
 enum class Opening {
-    Existing,        ///< an existing file
-    CreateIfMissing, ///< an existing file; if there is none, it is created
-    CreateNew,       ///< a new file; open() fails if the file exists
-    ForAppending ///< as CreateIfMissing, for append(): opened with O_APPEND, fails if the file cannot be read
+    Existing,        ///< opens an existing file; a missing file is not created
+    CreateIfMissing, ///< opens an existing file; creates a missing file
+    CreateNew,       ///< creates the file; fails if the file exists
+    ForAppending     ///< like CreateIfMissing, but with O_APPEND; fails if the file cannot be read
 };
 
 /// Result of EditedFile::open().
@@ -35,57 +35,65 @@ enum class ContentRead { Done, Failed, NoMemory };
 
 class EditedFile {
   public:
-    /// @param path  a tag file or a symbolic link to one; not copied, so it must stay valid as long as the object
+    /// @param path  the path of a tag file or of a symbolic link to one. The string is not copied, so it must exist as
+    ///              long as this object
     explicit EditedFile(const char *path) : path_(path) {}
 
-    /// Opens the file, and locks it if it is a regular file. If another process replaces or removes the file before it
-    /// is locked, opens it again. On a file system without locks, opens the file without a lock.
+    /// Opens the file. If it is a regular file, also waits for an exclusive lock on it. If another process replaces or
+    /// removes the file before it is locked, starts again with the file that the path then names. If the file system
+    /// does not support locks, the file is opened without a lock.
+    /// @param deadline  the time at which open() stops waiting for the lock and returns TimedOut
     [[nodiscard]] Opened open(Opening opening, const Deadline &deadline);
 
     [[nodiscard]] bool isRegular() const { return S_ISREG(status_.st_mode); }
-    /// Returns true if open() created the file and the file was still empty when open() had locked it.
+    /// Returns true if open() created the file, and the file was still empty when open() obtained the lock.
     [[nodiscard]] bool isNew() const { return isNew_; }
     /// Returns the descriptor of the open file, for reading. Its file offset is 0 after open().
     [[nodiscard]] int descriptor() const { return file_.get(); }
 
-    /// Reads the whole content into memory, for content() and for restoring it. Does nothing if it has been read
-    /// already or the file is not a regular file.
+    /// Reads the whole content of the file into memory. content() returns this copy, and a failed replace() writes it
+    /// back. Does nothing if the content has already been read or the file is not a regular file.
     [[nodiscard]] ContentRead readContent();
     [[nodiscard]] std::string_view content() const { return {content_.get(), contentSize_}; }
-    /// Frees the memory of the content and sets the file offset of the descriptor to 0. @return false if lseek() fails
+    /// Frees the copy of the content in memory and sets the file offset of descriptor() to 0, so that the file can be
+    /// read again from the start. @return false if lseek() fails
     [[nodiscard]] bool rereadFromStart();
 
-    /// Replaces the content by `text` in place, so that inode, owner, mode and hard links do not change. If a step
-    /// fails, writes the old content back; isRestored() returns whether that succeeded. The old content of a file
-    /// without read permission cannot be restored.
+    /// Replaces the content of the file by `text` in place, so that inode, owner, mode and hard links do not change. If
+    /// a step fails, writes the old content back; isRestored() then returns true if that succeeded. The old content of
+    /// a file without read permission cannot be written back, because it was never read.
     ///
-    /// A process that reads at the same time without a lock finds the old text, or the new text followed by empty
-    /// lines. If the file system does not support fallocate(), it can also find the old text followed by the end of the
-    /// new one.
+    /// Another process may read the file during replace() without a lock. It then reads the old text, or the new text
+    /// followed by empty lines. If the file system does not support fallocate(), it may also read the old text followed
+    /// by the end of the new text.
     [[nodiscard]] bool replace(std::string_view text);
 
-    /// After a failed replace(): returns true if the file has its old content.
+    /// Returns true if the file has its old content after a failed replace().
     [[nodiscard]] bool isRestored() const { return isRestored_; }
 
-    /// Returns true if text can be appended: the file is empty, a regular file whose last byte can be read, or a
-    /// character device. Stores the last byte for endsInsideLine().
+    /// Returns true if append() can be called: the file is a character device, or a regular file that is empty or whose
+    /// last byte can be read. Stores the last byte for endsInsideLine().
     [[nodiscard]] bool canAppend();
-    /// Returns true if the file does not end with a newline. Valid after canAppend(), which reads the last byte.
+    /// Returns true if the last byte of the file is not a newline; false for an empty file. canAppend() must be called
+    /// before, because it reads the last byte.
     [[nodiscard]] bool endsInsideLine() const { return lastByte_ != '\n'; }
 
-    /// Appends `text` with one write(). If only a part is written, removes that part. @return true if all was appended
+    /// Appends `text` to the file with one write(). If only a part of `text` is written, removes this part again.
+    /// @return true if the whole text was appended
     [[nodiscard]] bool append(std::string_view text);
 
-    /// After a failure: removes the file if open() has created it. A symbolic link to the file is not removed. A file
-    /// with content is not removed unless it is locked: without a lock, another process may have written the content.
+    /// Removes the file if open() created it; must be called after a failure. If the path is a symbolic link, removes
+    /// the target, not the link. A file with content is removed only if it is locked, because without a lock another
+    /// process may have written the content.
     void removeIfNew();
 
   private:
     /// Result of findAtPath().
     enum class AtPath { Same, Another, Unknown };
 
-    /// Where open() created the file: a descriptor of the directory, and the file's name in it. Not the path, which can
-    /// lead to another directory later.
+    /// Location of a file that open() created: a descriptor of the directory, and the name of the file in it.
+    /// removeIfNew() does not use the path, because the path may name another file later, for example after a directory
+    /// is renamed.
     struct Creation {
         vek::OwnedDescriptor directory;
         vek::OwnedText name;

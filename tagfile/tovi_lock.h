@@ -1,29 +1,29 @@
 #ifndef TOVI_LOCK_H
 #define TOVI_LOCK_H
 
-/// The lock that serializes edits of one tag file, between processes and within one process: an open file description
-/// lock (F_OFD_SETLK) on the whole file.
+/// File lock that serializes edits of one tag file, between processes and between descriptors of one process. The lock
+/// is an open file description lock (fcntl() with F_OFD_SETLK) on the whole file.
 ///
-/// Not flock(): it needs no write access, so a user who may only read the file could block edits. Also, `flock FILE
-/// vekinfo ...` in a script would wait for its own lock. Not a POSIX record lock (F_SETLK): it is released as soon as
-/// the process closes any descriptor of the file.
+/// flock() is not used, because it works without write permission: a user who may only read the file could block edits.
+/// A script that runs `flock FILE vekinfo ...` would also wait for the lock that it holds itself. POSIX record locks
+/// (F_SETLK) are not used, because the system releases them as soon as the process closes any descriptor of the file.
 
 #include <cstdint>
 
 namespace tov {
 
-/// How long an edit waits for the lock before it fails.
+/// How long an edit waits for the lock before it fails, in milliseconds.
 inline constexpr int kEditWaitMs = 30'000;
-/// How long a reader waits for the lock. After that it reads without the lock, so that a hanging process cannot stop
-/// it.
+/// How long a reader waits for the lock, in milliseconds. Afterwards it reads the file without the lock, so that a
+/// process that hangs while it holds the lock cannot block readers.
 inline constexpr int kReadWaitMs = 2'000;
 
-/// The time at which a wait ends: `milliseconds` after the construction.
+/// A time limit: the point in time that is `milliseconds` after the construction of the object.
 class Deadline {
   public:
     explicit Deadline(int milliseconds);
 
-    /// @return the milliseconds until that time; 0 if it has passed
+    /// Returns the number of milliseconds until the time limit; 0 if it has passed.
     [[nodiscard]] int remaining() const;
     [[nodiscard]] bool isPast() const { return remaining() == 0; }
 
@@ -31,11 +31,12 @@ class Deadline {
     std::int64_t end_; ///< CLOCK_MONOTONIC, in milliseconds
 };
 
-/// Exponential backoff with jitter: pauses of 1, 2, 4, ... 50 ms between attempts, each shortened by a random part of
-/// up to a half. Without the jitter, processes that wait for the same file would make their attempts at the same times.
+/// Exponential backoff with jitter. The pauses between attempts to lock a file are 1, 2, 4, ... and at most 50 ms. Each
+/// pause is shortened at random, by at most one half, so that processes that wait for the same file do not try again at
+/// the same moment.
 class Backoff {
   public:
-    /// Sleeps for the next pause, but not beyond `deadline`.
+    /// Sleeps for the next pause, but at most until `deadline`. Doubles the pause for the next call, up to 50 ms.
     void pause(const Deadline &deadline);
 
   private:
@@ -51,7 +52,8 @@ enum class LockResult {
     TimedOut
 };
 
-/// A lock on a descriptor. The caller must keep the descriptor open until release().
+/// A lock on an open file. The object does not own the descriptor of the file: the caller must keep the descriptor open
+/// until release() or the destructor has released the lock.
 class FileLock {
   public:
     FileLock() = default;
@@ -59,14 +61,15 @@ class FileLock {
     FileLock &operator=(const FileLock &) = delete;
     ~FileLock() { release(); }
 
-    /// Requests the lock repeatedly until it is granted or `deadline` has passed.
+    /// Tries to lock the file again and again, until the lock is granted or `deadline` has passed. Sleeps between the
+    /// attempts.
     /// @param file  a descriptor; it must be open for reading for a shared lock, for writing for an exclusive lock
     [[nodiscard]] LockResult acquire(int file, LockKind kind, const Deadline &deadline);
 
     [[nodiscard]] bool isHeld() const { return file_ >= 0; }
 
-    /// Unlocks with F_UNLCK. Closing the descriptor is not enough: a forked child that inherited the descriptor would
-    /// keep the lock.
+    /// Releases the lock with F_UNLCK, if it is held. Closing the descriptor would not be enough: a child process that
+    /// inherited the descriptor in fork() would keep the lock.
     void release();
 
   private:
