@@ -1,6 +1,7 @@
-// The upward search for an entry. It goes from a directory to its parents by removing the last component of the path,
-// and follows parents that are symbolic links. It ends at the root or at the first directory on another file system.
-// Each level costs two system calls: stat() of its tag file and lstat() of the parent directory.
+// Upward search for an entry: searches the tag file of a directory, then that of its parent directory, and so on. The
+// parent is found by removing the last component of the path; a parent that is a symbolic link is followed. The search
+// ends at the root directory or at the first directory on another file system. Cost per level: two system calls, stat()
+// of the tag file and lstat() of the parent directory.
 
 #include "tagfile/tov.h"
 
@@ -27,8 +28,8 @@ namespace tov {
 
 namespace {
 
-/// Directories in which automounters mount remote file systems. The search ends there: each lookup of a name in them
-/// could make the automounter contact another machine.
+/// Directories in which automounters mount remote file systems. The search ends before them, because the lookup of a
+/// file name in such a directory could make the automounter contact another machine.
 constexpr std::array<std::string_view, 4> kStops = {"/net", "/nfs", "/afs", "/..."};
 
 bool isStop(std::string_view directory) {
@@ -40,13 +41,16 @@ bool isStop(std::string_view directory) {
     return false;
 }
 
-/// Result of one step of the search: whether to end it.
+/// Result of one step of the upward search: the search ends, or continues with the next step.
 enum class Next { Stop, Continue };
 
-/// One upward search, from a start directory to the root.
+/// One upward search: searches the tag files from a start directory up to the root directory. run() is called once.
 class UpwardWalk {
   public:
-    /// @param out, found  as in tovLocalSearchElement(), not null
+    /// @param start    the path of the directory in which the search starts
+    /// @param element  the name of the entry to search for
+    /// @param out      receives the settings of the tag file that defines the entry; not null
+    /// @param found    receives 1 if a tag file defines the entry, otherwise 0; not null
     UpwardWalk(const char *start, const char *element, VekinfoObj *out, int *found)
         : start_(start), element_(element), out_(out), found_(found) {}
 
@@ -63,8 +67,9 @@ class UpwardWalk {
     }
 
   private:
-    /// Compares the device of `directory_` with the device of the first directory of the search that exists.
-    /// @return false if `directory_` exists and is on another device
+    /// Tests whether `directory_` is on the same file system as the start of the search: compares `st_dev` with that of
+    /// the first directory of the search that exists.
+    /// @return false if `directory_` exists and is on another file system
     bool isOnSameDevice() {
         if (!hasStatus_ && stat(directory_.c_str(), &status_) != 0) {
             return true;
@@ -77,10 +82,11 @@ class UpwardWalk {
         return !hasDevice_ || status_.st_dev == device_;
     }
 
-    /// Searches the tag file in `directory_` for the entry. Removes a "/" at the end of `directory_`.
-    /// @return Stop if the file defines the entry, or after an error
+    /// Searches the tag file in `directory_` for the entry. Also removes a "/" at the end of `directory_`.
+    /// @return Stop if the tag file defines the entry, or after an error; otherwise Continue
     Next searchTagFile() {
-        // For the root, `directory_` becomes empty, and moveToParent() then ends the search.
+        // The size without a "/" at the end. In the root directory, this size is 0: `directory_` becomes empty, and
+        // moveToParent() then ends the search.
         const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
         if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
             result_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
@@ -105,7 +111,8 @@ class UpwardWalk {
         return directory_.empty() ? Next::Stop : followLink();
     }
 
-    /// If `directory_` is a symbolic link, continues at its target. Resolved links are cached.
+    /// If `directory_` is a symbolic link, replaces `directory_` by the target of the link. A cache stores the target,
+    /// so that readlink() is called only once for each link.
     Next followLink() {
         const PathlinkObj *cached = links_.size() == 0 ? nullptr : links_.find(directory_.c_str());
         if (cached != nullptr) {
@@ -137,7 +144,8 @@ class UpwardWalk {
         return link == nullptr ? stopWith(toviReportNoMemory()) : jump(*link);
     }
 
-    /// Caches that `directory_` is a link to `target`. @return the cached link; null if memory is exhausted
+    /// Stores in the cache that `directory_` is a symbolic link to `target`.
+    /// @return the new record of the cache; null if memory is exhausted
     const PathlinkObj *cacheLink(std::string_view target) {
         vek::Owned<PathlinkObj> link(static_cast<PathlinkObj *>(std::malloc(sizeof(PathlinkObj))));
         vek::OwnedText path = vek::copyText(directory_.view());
@@ -150,9 +158,9 @@ class UpwardWalk {
         return link.release();
     }
 
-    /// Continues at the target of `link`. Stops in a cycle of links: after more than two jumps for each cached link,
-    /// one link has been followed three times. In its second pass all tag files were cached, so a third pass finds no
-    /// more.
+    /// Replaces `directory_` by the target of `link`. Detects a cycle of symbolic links by counting: after more than
+    /// twice as many jumps as there are cached links, one link has been followed at least three times. Stops then,
+    /// because the second pass through the cycle read all tag files from the cache, and a third pass would do the same.
     Next jump(const PathlinkObj &link) {
         if (++jumps_ > 2 * links_.size()) {
             return Next::Stop;
@@ -162,7 +170,7 @@ class UpwardWalk {
 
     Next reportReadlink(int error) {
         vek::ComposedText text;
-        // Documented: the text ends with a newline, although tovPrintError() adds another one.
+        // Documented: the text ends with a newline, and tovPrintError() then adds a second newline to the message.
         text.append("readlink on \"", directory_.view(), "\" produced error \"", std::strerror(error), "\" (",
                     vek::Decimal(error), ")\n");
         const char *composed = text.c_str();
@@ -181,7 +189,7 @@ class UpwardWalk {
     VekinfoObj *out_;
     int *found_;
     vek::PathText directory_;
-    struct stat status_ = {}; ///< stat record; that of `directory_` if hasStatus_ is true
+    struct stat status_ = {}; ///< the status of `directory_` if hasStatus_ is true
     bool hasStatus_ = false;
     bool hasDevice_ = false;
     dev_t device_ = 0;

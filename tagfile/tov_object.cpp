@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Copies a string list.
-/// @param size  receives the allocated size of the copy
+/// Copies the string list `from`, a null-terminated array of strings. If `from` is null, the copy is null.
+/// @param size  receives the number of pointers in the copy, including the final null
 /// @return false if memory is exhausted
 bool copyList(char **from, char ***to, int32_t *size) {
     *to = vekCopyStrlist(from);

@@ -1,5 +1,6 @@
-// The parser of tag files. It removes the comment and the white space around a line and splits the line into words in
-// place, by writing NUL bytes. The first word is looked up in the table of keywords.
+// Parser of tag files. It removes the comment and the white space around the rest of a line, and splits the rest into
+// words in place, by writing NUL bytes. The first word is looked up in the table of keywords; if it is not there, the
+// line is an application entry.
 
 #include "tagfile/tovi_parse.h"
 
@@ -13,7 +14,8 @@ namespace tov {
 
 namespace {
 
-/// The strings that begin a comment, if they are at the start of the line or after a blank or a tab.
+/// The strings that begin a comment. Such a string must be at the start of the line, or directly after a blank or a
+/// tab.
 constexpr std::array<std::string_view, 3> kCommentMarkers = {"--", "#", ";"};
 
 bool opensComment(std::string_view text) {

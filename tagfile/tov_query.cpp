@@ -15,13 +15,14 @@ namespace {
 
 constexpr const char *kTagFileGroup = "veksetup";
 
-/// Writes to the `where` buffer of a query: the empty string first, and the path of the tag file if one defines the
-/// entry.
+/// The optional result `where` of a lookup: a buffer of VEK_PATH_SIZE bytes, or null. The constructor stores the empty
+/// string in the buffer. set() stores the path of the tag file that defines the entry.
 class Where {
   public:
     explicit Where(char *buffer) : buffer_(buffer) { set(""); }
 
-    /// Copies `path` to the buffer. It always fits: it comes from a buffer of the same size.
+    /// Copies `path` to the buffer, if there is one. `path` always fits, because it comes from a buffer of the same
+    /// size.
     void set(const char *path) {
         if (buffer_ != nullptr) {
             static_cast<void>(vek::copyToBuffer(path, buffer_, VEK_PATH_SIZE));
@@ -32,16 +33,18 @@ class Where {
     char *buffer_;
 };
 
-/// Searches upward from the normalized `path` for a tag file that defines `element`, and stores its settings in `obj`.
-/// @return false if there is none, or after an error
+/// Searches the tag files of the directory `path` and of the directories above it for the nearest one that defines
+/// `element`, and stores its settings in `obj`.
+/// @param path  an absolute path
+/// @return false if no tag file defines `element`, or after an error
 bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
     int found = 0;
     return tovLocalSearchElement(path, element, obj, &found) == TOV_OK && found != 0;
 }
 
-/// Searches the tag files along the search list, in order, for one that defines `element`, and stores its settings in
-/// `obj`.
-/// @return false if there is none, or after an error, which ends the search
+/// Searches the tag files in the directories of the search list, in order, for the first one that defines `element`,
+/// and stores its settings in `obj`.
+/// @return false if no tag file defines `element`, or after an error, which ends the search
 bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     char **files = nullptr;
     const int status = puxFullSearch(nullptr, tov::kTagFileName.data(), kTagFileGroup, &files);
@@ -64,8 +67,8 @@ bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     return false;
 }
 
-/// Looks up the value of the entry `name` in `obj`. Sets `where` to the path of `obj` if there is a value.
-/// @return the value, or null
+/// Returns the value of the entry `name` in `obj`, or null. If there is a value, also stores the path of the tag file
+/// in `where`.
 const char *valueAndWhere(const char *name, const VekinfoObj &obj, Where &where) {
     const char *value = toviStringizeEntry(name, &obj);
     if (value != nullptr) {
@@ -74,7 +77,8 @@ const char *valueAndWhere(const char *name, const VekinfoObj &obj, Where &where)
     return value;
 }
 
-/// @return the value of the first application entry called `name`, compared without case; null if there is none
+/// Returns the value of the first application entry of `obj` with this name (ASCII case is ignored), or null if there
+/// is none.
 const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
         if (vek::equalNoCase(obj.names[i], name)) {
@@ -112,7 +116,8 @@ const char *tovLookupEntry(const char *path, const char *name, char *where) {
 
 const char *tovLookupEntryX(const char *path, const char *name, char *where) {
     const char *value = tovLookupEntry(path, name, where);
-    // Documented: the search list is also searched after an empty value, such as that of VEKLIBRARY.
+    // Documented: after an empty value, such as that of VEKLIBRARY, the search list is searched as if there were no
+    // value.
     if (value != nullptr && *value != '\0') {
         return value;
     }

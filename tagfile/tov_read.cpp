@@ -1,6 +1,7 @@
-// Reads a tag file that may be edited at the same time. Edits write in place and hold an exclusive lock. A file whose
-// modification time is older than a minute is read without a lock; fstat() afterwards shows whether it changed. If it
-// changed, or was modified within the last minute, it is read with a shared lock.
+// Reading of a tag file that another process may be editing. An edit holds an exclusive lock and writes in place. If
+// the file was last modified more than 60 s ago, it is read without a lock, and fstat() afterwards detects whether it
+// has changed during the reading. If it has changed, or was modified within the last 60 s, it is read with a shared
+// lock.
 
 #include "tagfile/tovi_read.h"
 
@@ -19,11 +20,12 @@ namespace tov {
 
 namespace {
 
-/// A file modified within this time may still be changing. 60 s: network file systems cache timestamps for up to that
-/// long by default.
+/// A file that was modified less than this number of seconds ago may still be changing. 60, because network file
+/// systems by default cache the time of modification for up to 60 s: a newer modification may not be visible yet.
 constexpr time_t kRecentSeconds = 60;
 
-/// Returns true if the modification time is less than kRecentSeconds ago or in the future: an edit may be in progress.
+/// Returns true if the file was modified less than kRecentSeconds ago or its modification time is in the future. An
+/// edit may then be in progress.
 bool isRecent(const struct stat &status) {
     timespec now = {};
     static_cast<void>(clock_gettime(CLOCK_REALTIME, &now));
@@ -46,7 +48,8 @@ Report parseFile(const Keywords &keywords, int file, const char *element, Vekinf
 
 Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
                    bool &found) {
-    // O_NONBLOCK: otherwise open() of a named pipe would block until a process opens it for writing.
+    // O_NONBLOCK: without this flag, open() of a named pipe would block until another process opens the pipe for
+    // writing.
     const vek::OwnedDescriptor file(
         vek::retryInterrupted([path] { return open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
     struct stat status = {};
@@ -67,7 +70,8 @@ Report readTagFile(const Keywords &keywords, const char *path, const char *eleme
             return kCannotRead; // Not reached: lseek() to the start of a regular file does not fail
         }
     }
-    // The result is ignored: if the lock is not granted in time, the file is read without it.
+    // The result of acquire() is ignored: if the lock is not granted within kReadWaitMs, the file is read without the
+    // lock.
     FileLock lock;
     static_cast<void>(lock.acquire(file.get(), LockKind::Shared, Deadline(kReadWaitMs)));
     return parseFile(keywords, file.get(), element, obj, found);

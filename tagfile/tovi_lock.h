@@ -5,8 +5,9 @@
 /// is an open file description lock (fcntl() with F_OFD_SETLK) on the whole file.
 ///
 /// flock() is not used, because it works without write permission: a user who may only read the file could block edits.
-/// A script that runs `flock FILE vekinfo ...` would also wait for the lock that it holds itself. POSIX record locks
-/// (F_SETLK) are not used, because the system releases them as soon as the process closes any descriptor of the file.
+/// In a script, `flock FILE vekinfo ...` would also deadlock, because the flock command holds its lock until `vekinfo`
+/// ends. POSIX record locks (F_SETLK) are not used, because the system releases them as soon as the process closes any
+/// descriptor of the file.
 
 #include <cstdint>
 
@@ -14,7 +15,7 @@ namespace tov {
 
 /// How long an edit waits for the lock before it fails, in milliseconds.
 inline constexpr int kEditWaitMs = 30'000;
-/// How long a reader waits for the lock, in milliseconds. Afterwards it reads the file without the lock, so that a
+/// How long a reader waits for the lock, in milliseconds. Afterwards the file is read without the lock, so that a
 /// process that hangs while it holds the lock cannot block readers.
 inline constexpr int kReadWaitMs = 2'000;
 

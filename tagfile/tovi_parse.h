@@ -1,8 +1,8 @@
 #ifndef TOVI_PARSE_H
 #define TOVI_PARSE_H
 
-/// The parser of tag files. It removes the comment and the surrounding white space of a line and splits the rest into
-/// at most three words. The first word is a keyword or the name of an application entry.
+/// Parser of tag files, which works line by line. For each line, it removes the comment and the white space around the
+/// rest, and splits the rest into at most three words. The first word is a keyword or the name of an application entry.
 
 #include "common/platform/line_reader.h"
 #include "tagfile/keyword.h"
@@ -12,40 +12,44 @@
 
 #include <array>
 
-/// The maximum number of words of a line. The third word is the whole rest of the line, which lets the parser detect a
-/// line with too many words.
+/// The maximum number of words into which a line is split. A valid keyword line has one or two words. The third word
+/// contains the whole rest of the line, so that the parser can detect a line with too many words.
 enum { TOVI_LINE_WORDS = 3 };
 
 namespace tov {
 
-/// The words of one line. The pointers point into the buffer of the line.
+/// The words of one line of a tag file. The pointers point into the line buffer, which must exist as long as they are
+/// used.
 struct Words {
     int count = 0;
     std::array<char *, TOVI_LINE_WORDS> word = {};
 
     [[nodiscard]] const char *name() const { return word[0]; }
-    /// Returns the second word, the value of an application entry; "" without one. Documented: a third word is ignored.
+    /// Returns the value if the line is an application entry: the second word, or "" if there is none. Documented: a
+    /// third word is ignored.
     [[nodiscard]] const char *entryValue() const { return count > 1 ? word[1] : ""; }
-    /// Returns the last word, the value of a keyword; "" if the line has no words.
+    /// Returns the value if the line is a keyword with a value: the last word. Returns "" if the line has no words.
     [[nodiscard]] const char *value() const {
         return count == 0 ? "" : word[static_cast<std::size_t>(count) - 1];
     }
 };
 
-/// Removes the comment and the surrounding white space of the line in `text`, and splits the rest in place.
+/// Splits the line in `text` into words, without its comment and the white space around it. Changes `text`: each word
+/// ends with a NUL byte that replaces white space.
 [[nodiscard]] Words splitLine(vek::LineBuffer &text);
 
-/// Appends an application entry to `obj`. @return false if memory is exhausted; `obj` then has no new entry
+/// Appends an application entry to `obj`. @return false if memory is exhausted; `obj` is then unchanged
 [[nodiscard]] bool addApplicationEntry(VekinfoObj &obj, const char *name, const char *value);
 
-/// Applies the words of one line to `obj`: sets the keyword, or adds an application entry.
+/// Adds one line of a tag file to the settings in `obj`. If the first word is a keyword, sets this keyword; otherwise
+/// appends an application entry.
 /// @return kNoError, kNoMemory, or the syntax error of the keyword with `obj.line` as its line number
 Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj);
 
-/// Calls `apply` with the words of each line that has words. `obj.line` is the number of the current line, and at the
-/// end the number of lines read.
-/// @param apply  returns kNoError to continue; any other report ends the loop
-/// @return kNoError, the report that `apply` returned, or kCannotRead after a read error
+/// Splits all lines into words and calls `apply` for each line that has words. During a call, `obj.line` is the number
+/// of the current line, counted from 1. After the loop, it is the number of lines read.
+/// @param apply  called with the words of a line. Returns kNoError to continue; any other report ends the loop
+/// @return kNoError, the report with which `apply` ended the loop, or kCannotRead after a read error
 template <typename Apply>
 Report forEachLine(vek::LineReader &lines, VekinfoObj &obj, Apply apply) {
     Report report = kNoError;
@@ -61,21 +65,23 @@ Report forEachLine(vek::LineReader &lines, VekinfoObj &obj, Apply apply) {
     return lines.hasFailed() ? kCannotRead : report;
 }
 
-/// Parses all lines into `obj`, up to the first error. Sets `obj.line` to the number of lines read.
-/// @param element  the entry to search, or null
+/// Parses all lines and adds their settings to `obj`, up to the first error. Sets `obj.line` to the number of lines
+/// read.
+/// @param element  the name of an entry to search for, or null
 /// @param found    set to true if the first word of a line is `element`; set to false after an error; otherwise
 ///                 unchanged
 /// @return kNoError, or the error that ended parsing
 Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
                   bool &found);
 
-/// Parses the text of a whole tag file into a new object.
-/// @param path  stored as the path of the object; may be null
-/// @param obj   receives the object; null, or incomplete after an error
+/// Parses `text`, the whole content of a tag file, into a new object.
+/// @param path  the path that the new object contains; may be null
+/// @param obj   receives the object. After an error, null, or an object with the settings before the error
 /// @return kNoError, or the error that ended parsing, which can be kNoMemory
 Report parseText(const Keywords &keywords, const char *path, std::string_view text, OwnedInfoObj &obj);
 
-/// @return the keyword whose line in `text` the parser would reject; null if it accepts all lines
+/// Searches `text` for the first line that the parser would reject with a syntax error.
+/// @return the keyword of this line; null if the parser would accept all lines
 const Keyword *findRejected(const Keywords &keywords, std::string_view text);
 
 } // namespace tov

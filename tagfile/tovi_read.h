@@ -1,7 +1,7 @@
 #ifndef TOVI_READ_H
 #define TOVI_READ_H
 
-/// Reads and parses one tag file that other processes may be editing.
+/// Reads and parses one tag file, while other processes may be editing it.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"
@@ -9,9 +9,12 @@
 
 namespace tov {
 
-/// Parses the tag file `path` into `obj`, which must be empty. If an edit may be in progress, waits for a shared lock
-/// first; tov_read.cpp describes the test. A file that is not a regular file is read as an empty file.
-/// @param element, found  as in parseLines()
+/// Parses the tag file `path` into `obj`, which must not contain entries. If the file has been modified within the last
+/// 60 s, or changes while it is read, another process may be editing it; the file is then read under a shared lock. A
+/// file that is not a regular file is treated as an empty file.
+/// @param element  the name of an entry to search for, or null
+/// @param found    set to true if the first word of a line is `element`; set to false after an error; otherwise
+///                 unchanged
 /// @return kNoError, or the error that ended reading
 Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
                    bool &found);
