@@ -55,10 +55,11 @@ constexpr const char *kTemplate = "#\n"
                                   "# Current Settings:\n"
                                   "#\n";
 
-/// Appends a line to `text`. If the parser would reject the line, removes it again and adds the syntax error to
-/// `reports`, because a syntax error in one line makes the whole file invalid.
-/// @param lineCount  the line number in the report
-/// @return false if the line was rejected
+/// Appends a line that consists of `pieces` to `text`. If the parser would reject this line, removes the line from
+/// `text` again and adds the syntax error to `reports`, because one line with a syntax error makes the whole file
+/// invalid.
+/// @param lineCount  the line number for the report of a syntax error
+/// @return false if the line was removed
 template <typename... Pieces>
 bool composeLine(const Keywords &keywords, vek::ComposedText &text, Reports &reports, int lineCount,
                  const Pieces &...pieces) {
@@ -119,7 +120,8 @@ namespace {
 constexpr Report kCannotCreate = {TOV_SYSTEM_ERROR, "open for write", Naming::File};
 constexpr Report kFileExists = {TOV_FILE_EXISTS, "didn't overwrite file", Naming::File};
 
-/// Replaces the content of the tag file `path` by `text`; creates a missing file. @return false if that failed
+/// Replaces the content of the tag file `path` by `text`. If the file is missing, creates it.
+/// @return false if the file cannot be opened, locked or written
 bool writeFile(const char *path, std::string_view text) {
     EditedFile file(path);
     if (file.open(Opening::CreateIfMissing, Deadline(kEditWaitMs)) != Opened::Yes) {
@@ -142,7 +144,9 @@ Report createFile(const char *path, std::string_view text) {
     return opened == Opened::Exists ? kFileExists : kCannotCreate;
 }
 
-/// Stores a deep copy of `obj`, with the path `path`, in `copy`, to be cached. @return false if memory is exhausted
+/// Stores a deep copy of `obj` in `copy`, so that the copy can be added to the cache.
+/// @param path  the path of the tag file, which replaces the path of `obj` in the copy
+/// @return false if memory is exhausted
 bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
     VekinfoObj *made = nullptr;
     tovMakeVekinfoObj(&made, &obj);
@@ -155,8 +159,9 @@ bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
     return copy->path != nullptr;
 }
 
-/// Implements updateInfoFile(), but does not call the error handler.
-/// @param reports  receives the syntax errors of rejected lines
+/// Composes the text of the tag file `path` from `obj`, writes the file and updates the object in the cache. Does not
+/// call the error handler, so the caller must report the errors.
+/// @param reports  receives the syntax errors of lines that were left out
 /// @return kNoError, or the error because of which the file was not written
 Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
     vek::ComposedText text;

@@ -1,13 +1,14 @@
 #ifndef TOVI_RECORD_TABLE_H
 #define TOVI_RECORD_TABLE_H
 
-/// The hash tables of the caches, keyed by the text of a path. Documented: an array of 256 linked lists (chains) of
-/// records. A record has a member `next` and a heap string `path`.
+/// Hash table with separate chaining for the caches of tag files and symbolic links. The key of a record is its path.
+/// Documented: the table is an array of 256 linked lists (chains) of records. A record has a member `next` and a member
+/// `path`, a string on the heap.
 ///
-/// The number of chains is fixed, so a search in the chains alone takes O(n). A long chain therefore gets an index: a
-/// hash table with open addressing and linear probing, which doubles when it is half full. Other code may insert
-/// records into the documented array directly. New records are inserted at the head of a chain, so the index is out of
-/// date if the head is not the one that it was built from.
+/// The number of chains is fixed, so a search in a chain of n records takes O(n). A long chain therefore gets an index:
+/// a second hash table with open addressing and linear probing, which doubles its size when it is half full. Other code
+/// may insert records into the array without this class. Such code also inserts at the head of a chain, so the index is
+/// out of date if the chain has another head than at the last update of the index.
 
 #include "tagfile/tov.h"
 
@@ -21,13 +22,15 @@ enum { TOVI_BUCKETS = 256 };
 
 namespace tov {
 
-/// @return the index of the chain for a path, 0 to 255. Documented: the hash function is part of the interface
+/// Returns the number of the chain that contains the records with this path, 0 to 255. Documented: the hash function
+/// must not change, because other code may search the array with it.
 std::size_t bucketOf(const char *path);
 
-/// @return the 64-bit FNV-1a hash of a path. Not vekHashString(): its result also depends on the alignment of the text
+/// Returns the 64-bit FNV-1a hash of a path. vekHashString() is not used, because its result also depends on the memory
+/// alignment of the text.
 std::uint64_t hashOf(const char *path);
 
-/// Searches the chain that begins with `record`. @return its first record with this path, or null
+/// Searches the chain that begins with `record`. @return the first record with this path; null if there is none
 template <typename Record>
 Record *findInChain(Record *record, const char *path) {
     while (record != nullptr && std::strcmp(record->path, path) != 0) {
@@ -36,13 +39,14 @@ Record *findInChain(Record *record, const char *path) {
     return record;
 }
 
-/// The index of one chain. It has no constructor: an array of indexes is allocated with calloc(), and an index of zero
-/// bytes is empty.
+/// Index of one chain: a hash table with open addressing that maps a path to the first record with this path. There is
+/// no constructor, because calloc() allocates an array of indexes: an index of zero bytes is empty.
 template <typename Record>
 class ChainIndex {
   public:
-    /// Updates the index to the chain that begins with `head`. If records were only added at the head, indexes these;
-    /// otherwise rebuilds the index. @return false if memory is exhausted
+    /// Updates the index so that it contains the records of the chain that begins with `head`. If records have only
+    /// been inserted at the head since the last update, adds only these records; otherwise builds the index again.
+    /// @return false if memory is exhausted
     [[nodiscard]] bool update(Record *head) {
         if (head == head_) {
             return true;
@@ -60,7 +64,7 @@ class ChainIndex {
         return rebuild(head); // no index yet, a record was removed, or a path was added a second time
     }
 
-    /// Requires a successful update(). @return the first record of the chain with this path, or null
+    /// Returns the first record of the chain with this path, or null. update() must have returned true before.
     [[nodiscard]] Record *find(const char *path) { return slotOf(path, hashOf(path)).record; }
 
     [[nodiscard]] bool isEmpty() const { return count_ == 0; }
@@ -76,7 +80,8 @@ class ChainIndex {
         Record *record; ///< null if the slot is free
     };
 
-    /// @return the slot of the record with this path; if there is none, the free slot in which to store it
+    /// Searches the array `slots_` by linear probing. @return the element for the record with this path; if there is no
+    /// such record, the free element in which it must be stored
     Slot &slotOf(const char *path, std::uint64_t hash) {
         std::size_t at = hash & (capacity_ - 1);
         while (slots_[at].record != nullptr &&
@@ -86,7 +91,7 @@ class ChainIndex {
         return slots_[at];
     }
 
-    /// Result of add(). No: a record with the same path is indexed already.
+    /// Result of add(). `No` means that the index already contains a record with the same path.
     enum class Added { Yes, No, NoMemory };
 
     Added add(Record *record) {
@@ -121,8 +126,8 @@ class ChainIndex {
         return true;
     }
 
-    /// Indexes the whole chain. If several records have the same path, only the first one is indexed: a search of the
-    /// chain would return that one, too. @return false if memory is exhausted
+    /// Builds the index again from all records of the chain. If several records have the same path, adds only the first
+    /// of them, because a search of the chain would also return the first one. @return false if memory is exhausted
     bool rebuild(Record *head) {
         clear();
         for (Record *record = head; record != nullptr; record = record->next) {
@@ -141,13 +146,14 @@ class ChainIndex {
     Record *head_; ///< the head of the chain at the last update()
 };
 
-/// One hash table with its indexes. The records are only in the chains of the documented array, which the caller owns.
+/// Hash table of records: an array of chains and, for each long chain, an index. The caller of the constructor owns the
+/// array. This object owns only the indexes; the records are linked only in the chains.
 template <typename Record>
 class RecordTable {
   public:
     explicit constexpr RecordTable(Record **chains) : chains_(chains) {}
 
-    /// @return the record with this path that was inserted last, or null
+    /// Returns the record with this path that was inserted last, or null.
     Record *find(const char *path) {
         const std::size_t bucket = bucketOf(path);
         Record *const head = chains_[bucket];
@@ -177,8 +183,8 @@ class RecordTable {
         ++size_;
     }
 
-    /// Removes the record that find() would return. @return the record, which the caller then owns; null if there is
-    /// none
+    /// Removes the record with this path that was inserted last, and does not free it.
+    /// @return the record, which the caller then owns; null if there is none
     Record *remove(const char *path) {
         const std::size_t bucket = bucketOf(path);
         for (Record **link = &chains_[bucket]; *link != nullptr; link = &(*link)->next) {
@@ -193,7 +199,8 @@ class RecordTable {
         return nullptr;
     }
 
-    /// Removes all records. @param destroy  called with each record; frees it
+    /// Removes all records and frees the indexes.
+    /// @param destroy  called with each removed record, which it must free
     template <typename Destroy>
     void clear(Destroy destroy) {
         for (std::size_t bucket = 0; bucket < TOVI_BUCKETS; ++bucket) {
@@ -209,17 +216,19 @@ class RecordTable {
         size_ = 0;
     }
 
-    /// @return the number of records that insert() has added and that have not been removed
+    /// Returns the number of records that insert() has added and that have not been removed. Records that other code
+    /// has inserted into the array are not counted.
     [[nodiscard]] std::size_t size() const { return size_; }
 
   private:
     using Index = ChainIndex<Record>;
 
-    /// Chains of at most this many records are searched without an index: a search that short costs less than hashing.
+    /// Number of records at the head of a chain that find() compares before it creates an index for the chain. To
+    /// compare so few paths takes less time than to compute a hash value.
     static constexpr int kShortChain = 8;
 
     Record **chains_;          ///< array of TOVI_BUCKETS chain heads
-    Index *indexes_ = nullptr; ///< one for each chain; allocated by the first search of a long chain
+    Index *indexes_ = nullptr; ///< one index for each chain; null until the first search of a long chain
     std::size_t size_ = 0;
 };
 

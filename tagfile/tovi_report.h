@@ -1,9 +1,9 @@
 #ifndef TOVI_REPORT_H
 #define TOVI_REPORT_H
 
-/// Deferred error reports. An edit collects its reports and passes them to tovPrintError() when it has released its
-/// lock and its objects. So an error handler can edit the same file without a deadlock, and cannot change objects in
-/// use.
+/// Deferred error reports. An edit collects its errors in a list and passes them to tovPrintError() only after it has
+/// released its lock and its objects. An error handler can therefore edit the same file without a deadlock, and cannot
+/// change objects that are still in use.
 
 #include "common/base/owned.h"
 #include "tagfile/tov.h"
@@ -13,10 +13,12 @@
 
 namespace tov {
 
-/// What the `where` argument of a report is: null, the path of the tag file, or its directory as the caller gave it.
+/// Selects the argument `where` of tovPrintError() for a report: null, the path of the tag file, or the path of its
+/// directory as the caller passed it.
 enum class Naming { Nothing, File, Directory };
 
-/// The arguments of one call of tovPrintError(). The path is not stored; makeReport() receives it.
+/// One error report: the arguments for a call of tovPrintError(), except for the path. The path is not stored, because
+/// makeReport() receives it as an argument.
 struct Report {
     int code = TOV_OK;
     const char *text = nullptr; ///< a string constant; it is not copied
@@ -30,22 +32,24 @@ inline constexpr Report kNoError = {};
 inline constexpr Report kNoMemory = {TOV_MEMORY_ERROR, "while allocating vekinfo Obj."};
 inline constexpr Report kCannotRead = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", Naming::File};
 
-/// A list of deferred reports, in the order of add().
+/// A list of error reports that have not been passed to tovPrintError() yet, in the order in which add() received them.
 class Reports {
   public:
-    /// Appends a report to the list. If memory is exhausted, the report is lost, and make() reports TOV_MEMORY_ERROR
-    /// last.
+    /// Appends a report to the list. If memory is exhausted, drops the report; make() then reports TOV_MEMORY_ERROR
+    /// after all other errors.
     void add(const Report &report);
 
-    /// @return the first report; kNoError if there is none
+    /// Returns the first report of the list; kNoError if the list is empty.
     [[nodiscard]] const Report &first() const { return size_ == 0 ? kNoError : first_[0]; }
 
-    /// Passes all reports to tovPrintError(), as makeReport() does, and empties the list.
+    /// Calls makeReport() for each report of the list, and then empties the list.
+    /// @param file       the path of the tag file, or null
+    /// @param directory  the path of the directory of the tag file, or null
     void make(const char *file, const char *directory);
 
   private:
     static constexpr std::size_t kInline =
-        8; ///< reports stored without allocation: one edit makes at most seven, except for one for each rejected line
+        8; ///< number of reports stored without allocation: an edit makes at most seven, plus one per rejected line
 
     std::array<Report, kInline> first_ = {};
     vek::Owned<Report> rest_;
@@ -54,8 +58,10 @@ class Reports {
     bool hasLost_ = false;
 };
 
-/// Passes one report to tovPrintError(). @return its code
-/// @param file, directory  the path for a report whose `naming` is File or Directory; may be null
+/// Calls tovPrintError() with the fields of `report` and with the path that `report.naming` selects.
+/// @param file       the path for a report with Naming::File; may be null
+/// @param directory  the path for a report with Naming::Directory; may be null
+/// @return `report.code`
 int makeReport(const Report &report, const char *file, const char *directory);
 
 } // namespace tov

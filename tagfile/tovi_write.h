@@ -1,8 +1,8 @@
 #ifndef TOVI_WRITE_H
 #define TOVI_WRITE_H
 
-/// Composes and writes tag files: a template text of comments, then the keywords in the order of their table, then the
-/// application entries.
+/// Composing and writing of tag files. A written tag file consists of the template (a fixed text of comment lines), one
+/// line for each keyword that is set, and one line for each application entry.
 
 #include "common/text/composed_text.h"
 #include "tagfile/keyword.h"
@@ -13,12 +13,13 @@
 
 extern "C" {
 
-/// Writes the template text that begins every written tag file.
+/// Writes to `file` the template, a fixed text of comment lines at the beginning of every written tag file.
 void tovWriteDefaultVekinfotag(FILE *file);
 
-/// Replaces the content of the tag file of `dir` by the template and the settings of `obj`, while it holds the file's
-/// lock. A line that the parser would reject is left out, and the syntax error of its keyword is reported.
-/// @return 1; or 0 after reporting that the file could not be written; the file is then unchanged
+/// Replaces the content of the tag file of the directory `dir` by the template and the settings of `obj`. Holds the
+/// lock on the file while writing. A line that the parser would reject is left out, and the syntax error of its keyword
+/// is reported.
+/// @return 1; or 0 after reporting that the file could not be written, and the file is then unchanged
 int updateInfoFile(const char *dir, const VekinfoObj *obj);
 }
 
@@ -26,21 +27,27 @@ namespace tov {
 
 inline constexpr Report kCannotWrite = {TOV_SYSTEM_ERROR, "opening for write", Naming::Directory};
 
-/// Appends the template and the keywords of `obj` to `text`. Rejected lines and result as for composeSettings().
+/// Appends the template and a line for each keyword of `obj` to `text`. A line that the parser would reject is left
+/// out, and its syntax error is added to `reports`.
+/// @return false if a line was left out
 bool composeKeywords(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports);
 
-/// Appends the line of one application entry to `text`. A rejected line and the result as for composeSettings().
-/// @param lineCount  the line number in the report of a rejected line
+/// Appends the line of one application entry to `text`. If the parser would reject this line, appends nothing and adds
+/// the syntax error to `reports`.
+/// @param lineCount  the line number for the report of a syntax error
+/// @return false if the line was left out
 bool composeEntry(const Keywords &keywords, const char *name, const char *value, std::uint32_t lineCount,
                   vek::ComposedText &text, Reports &reports);
 
-/// Appends the application entries of `obj` to `text`. Rejected lines and result as for composeSettings().
+/// Appends a line for each application entry of `obj` to `text`. A line that the parser would reject is left out, and
+/// its syntax error is added to `reports`.
+/// @return false if a line was left out
 bool composeEntries(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                     Reports &reports);
 
-/// Appends the template, the keywords and the application entries of `obj` to `text`. A line that the parser would
-/// reject is left out, and its syntax error is added to `reports`.
+/// Appends the whole text of a tag file with the settings of `obj` to `text`: the template, the keywords and the
+/// application entries. A line that the parser would reject is left out, and its syntax error is added to `reports`.
 /// @return false if a line was left out
 bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports);
