@@ -14,13 +14,13 @@ namespace {
 
 using Outcome = DirectoryReading::Outcome;
 
-/// A buffer for the directory records that one getdents64() reads.
+/// A buffer that receives the directory records of one getdents64() call.
 struct Block {
     alignas(dirent64) std::array<char, 32768> bytes; // 32 KiB, as the C library uses for readdir()
     std::size_t size = 0;
 
-    /// Reads the next records of the open directory with the descriptor `directory`.
-    /// @return false if there are none: at the end of the directory or after a read error
+    /// Reads the next records of a directory into the buffer. `directory` is the descriptor of the open directory.
+    /// @return false if there are no more records or a read error occurs
     bool read(int directory) {
         const ssize_t count = getdents64(directory, bytes.data(), bytes.size());
         size = count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -28,7 +28,8 @@ struct Block {
     }
 };
 
-/// Adds the records of `block`, except "." and "..", to `entries`. @return false if memory is exhausted
+/// Adds the name and the type of each record in `block` to `entries`, except for "." and "..".
+/// @return false if memory is exhausted
 bool addEntries(const Block &block, vek::EntryList &entries) {
     for (std::size_t at = 0; at < block.size;) {
         const auto *entry = reinterpret_cast<const dirent64 *>(&block.bytes[at]);

@@ -19,20 +19,20 @@ struct DirectoryReading {
 };
 
 struct ReadingOptions {
-    bool identifies = false;          ///< whether to get the device and inode, too, by fstat()
-    std::size_t mostBytes = SIZE_MAX; ///< limit on EntryList::size(); beyond it the outcome is TooLarge
+    bool identifies = false;          ///< true: call fstat() to obtain the directory's device and inode
+    std::size_t mostBytes = SIZE_MAX; ///< limit on EntryList::size(); above it, the outcome is TooLarge
 };
 
-/// Reads all entries of the directory `path` except "." and "..". A read error ends the list, as the end of the
-/// directory does. Any thread may call this function.
+/// Reads the names and types of all entries of the directory `path`, except "." and "..". A read error is treated like
+/// the end of the directory. Several threads may call this function at the same time.
 ///
-/// Does the same as vek::readDirectory(), but with open(), getdents64() and close() instead of opendir(). This saves
-/// one fstat() and a 32 KiB allocation per directory.
+/// The result is that of vek::readDirectory(), but this function calls open(), getdents64() and close() instead of
+/// opendir(). This saves one fstat() and an allocation of 32 KiB for each directory.
 ///
 /// @param entries   must be empty; receives the entries
 /// @param identity  receives the device and inode of the opened directory, or nullopt if fstat() fails; unchanged if
 ///                  `options.identifies` is false
-/// @return the outcome, with the errno value if open() failed
+/// @return the outcome; if open() failed, also the errno value
 DirectoryReading readDirectory(const char *path, const ReadingOptions &options, vek::EntryList &entries,
                                std::optional<vek::DirectoryIdentity> &identity);
 

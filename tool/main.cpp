@@ -13,14 +13,15 @@ namespace {
 
 constexpr std::array kStandardDescriptors = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
 
-/// @return true if the descriptors 0 to 2 are all open; false also if poll() fails
+/// Tests whether the descriptors of standard input, output and error (0, 1 and 2) are all open.
+/// @return false if one of them is closed, or if poll() fails
 bool areStandardDescriptorsOpen() {
     std::array<pollfd, kStandardDescriptors.size()> polled = {};
     for (std::size_t i = 0; i < polled.size(); ++i) {
         polled[i].fd = kStandardDescriptors[i];
     }
-    // One system call tests all three descriptors. It fails with EINVAL if RLIMIT_NOFILE is below three; the result is
-    // then false, and the caller tests each descriptor with fcntl().
+    // One poll() tests all three descriptors: it sets POLLNVAL for each closed one. If RLIMIT_NOFILE is below three,
+    // poll() fails with EINVAL. The result is then false, and the caller tests each descriptor with fcntl().
     bool areOpen = poll(polled.data(), polled.size(), 0) >= 0;
     for (const pollfd &each : polled) {
         areOpen = areOpen && (each.revents & POLLNVAL) == 0;
@@ -28,8 +29,9 @@ bool areStandardDescriptorsOpen() {
     return areOpen;
 }
 
-/// Opens each of the descriptors 0 to 2 that is closed. Otherwise a later open() would return one of these numbers: an
-/// edited tag file could become descriptor 2, and error messages would be written into it.
+/// Opens each of the descriptors of standard input, output and error (0, 1 and 2) that is closed. Otherwise a later
+/// open() would return one of these numbers: a tag file could get descriptor 2, and error messages would be written
+/// into it.
 /// @return false if a closed descriptor cannot be opened
 bool openStandardDescriptors() {
     if (areStandardDescriptorsOpen()) {
@@ -40,7 +42,7 @@ bool openStandardDescriptors() {
             continue;
         }
         // open() returns the lowest free descriptor, which is `descriptor`. With O_PATH, read() and write() fail with
-        // EBADF, as on a closed descriptor. The root directory exists even where /dev/null does not.
+        // EBADF, as on a closed descriptor. "/" is opened because it always exists, whereas /dev/null may be missing.
         if (open("/", O_PATH) != descriptor) {
             return false;
         }

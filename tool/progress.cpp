@@ -1,9 +1,10 @@
-// A thread updates the line on the terminal every 100 ms, so that the line also appears while the action is blocked in
-// a system call of a slow file system.
+// Progress line on the terminal. A thread updates the line every 100 ms, so that the line also appears while the main
+// thread is blocked in a system call, for example of a slow network file system.
 //
-// Other output must erase the line first. All layers print to stdout and stderr. During the action, these variables
-// point to streams (fopencookie()) that erase the line and then write to the original descriptor. A mutex serializes
-// all writes to the terminal. The line is written only if the last output ended with a newline.
+// Other output must erase the line first, and all layers print to `stdout` and `stderr`. While the line is shown, these
+// variables therefore point to custom streams (fopencookie()) that erase the line and then write to the original
+// descriptor. A mutex serializes all writes to the terminal. The line is written only if the last output ended with a
+// newline.
 
 #include "tool/progress.h"
 
@@ -44,7 +45,8 @@ bool isPipe(int descriptor) {
     return fstat(descriptor, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
 }
 
-/// @return the number of columns of the terminal less one: some terminals begin a new line after the last column
+/// Returns how many columns the line may use: the width of the terminal minus one, because some terminals begin a new
+/// line after the last column. If the width is unknown, 80 columns are assumed.
 std::size_t widthOfTerminal() {
     constexpr std::size_t kUsual = 80;
     winsize size = {};
@@ -58,8 +60,8 @@ bool appendNumber(Text &text, std::size_t number) {
     return text.append(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data())));
 }
 
-/// Appends `name` until `text` has `width` bytes. Bytes that are not printable ASCII become "?": only printable ASCII
-/// characters are sure to be one byte and one column each.
+/// Appends `name` to `text`, but stops when `text` has `width` bytes. Replaces each byte that is not printable ASCII by
+/// "?", because only printable ASCII characters always have one byte and occupy one column.
 void appendName(Text &text, std::string_view name, std::size_t width) {
     for (const char byte : name) {
         const std::string_view shown = byte >= ' ' && byte <= '~' ? std::string_view(&byte, 1) : "?";
@@ -69,7 +71,7 @@ void appendName(Text &text, std::string_view name, std::size_t width) {
     }
 }
 
-/// @return the time of CLOCK_MONOTONIC in `ns` nanoseconds from now
+/// Returns the time of CLOCK_MONOTONIC that is `ns` nanoseconds after the current time.
 timespec after(std::int64_t ns) {
     constexpr std::int64_t kNsPerSecond = 1'000'000'000;
     timespec time = {};
@@ -87,12 +89,13 @@ class Progress::Line {
     Line &operator=(const Line &) = delete;
     ~Line() = default;
 
-    /// Replaces stdout and stderr and starts the thread.
-    /// @return false if memory or threads are exhausted; stdout and stderr are then unchanged
+    /// Replaces `stdout` and `stderr` by streams that erase the line before each output, and starts the thread that
+    /// writes the line.
+    /// @return false if memory or threads are exhausted; `stdout` and `stderr` are then unchanged
     bool start();
-    /// Ends the thread, erases the line and restores stdout and stderr.
+    /// Ends the thread, erases the line and restores `stdout` and `stderr`.
     void stop();
-    /// Sets the text that the thread writes next.
+    /// Sets the text that the thread writes to the terminal at its next update, at most 100 ms later.
     void set(const Text &text);
 
   private:
@@ -131,7 +134,8 @@ bool Progress::Line::start() {
     static_cast<void>(pthread_cond_init(&stopped_, &attributes));
     static_cast<void>(pthread_condattr_destroy(&attributes));
     replaceStreams();
-    // The new thread inherits the signal mask. All signals are blocked in it, so that the first thread handles them.
+    // Block all signals while the thread is created. The new thread inherits this signal mask, so that the main thread
+    // still handles all signals. Afterwards, restore the mask of the main thread.
     sigset_t all;
     sigset_t before;
     static_cast<void>(sigfillset(&all));
@@ -182,7 +186,8 @@ void Progress::Line::showRepeatedly() {
     static_cast<void>(pthread_mutex_unlock(&mutex_));
 }
 
-/// Writes the line if the last output ended with a newline and the text has changed. The caller holds the mutex.
+/// Writes the line to the terminal, if the last output ended with a newline and the text has changed since the last
+/// write. The caller must hold the mutex.
 void Progress::Line::show() {
     if (!isAtLineStart_ || text_.empty() || (isOnTerminal_ && shown_.view() == text_.view())) {
         return;
@@ -195,7 +200,7 @@ void Progress::Line::show() {
     }
 }
 
-/// Erases the line if it is on the terminal. The caller holds the mutex, or the thread has ended.
+/// Erases the line if it is on the terminal. The caller must hold the mutex, unless the thread has ended.
 void Progress::Line::erase() {
     if (isOnTerminal_) {
         isOnTerminal_ = false;

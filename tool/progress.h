@@ -5,22 +5,23 @@
 
 namespace vekinfo {
 
-/// Shows the progress of a long action in one line on the terminal. The line appears after two seconds. It is erased
-/// before any other output and written again afterwards. See progress.cpp.
+/// A progress line on the terminal, shown during a long action. The line appears two seconds after the construction of
+/// the object. It is erased before any other output and written again after the output. The destructor erases the line.
 class Progress {
   public:
-    /// Replaces stdout and stderr and starts the thread that writes the line. Does nothing if standard error is not a
-    /// terminal that can erase a line, if standard output is a pipe or socket, or if memory or threads are exhausted.
+    /// Replaces the variables `stdout` and `stderr` by streams that erase the line before each output, and starts a
+    /// thread that writes the line. Does nothing if standard error is not a terminal that can erase a line, if standard
+    /// output is a pipe or socket, or if memory or threads are exhausted.
     Progress();
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
-    /// Ends the thread, erases the line and restores stdout and stderr.
+    /// Ends the thread, erases the line and restores `stdout` and `stderr`.
     ~Progress();
 
-    /// @return false if the constructor did nothing; set() then has no effect
+    /// Returns true if the line is shown; false if the constructor did nothing, so that set() has no effect.
     [[nodiscard]] bool isShown() const { return line_ != nullptr; }
 
-    /// Sets the content of the line.
+    /// Sets the text of the line, which contains all three arguments.
     /// @param done     the number of libraries that have been checked
     /// @param count    the number of all libraries
     /// @param library  the name of the library that is checked next

@@ -8,13 +8,14 @@
 
 namespace {
 
-/// The context of composeEntries(): the library directory, and a result.
+/// The argument `context` of composeEntries(): the path of the library directory, and a result of the call.
 struct Block {
     const char *dir;
     bool isProbed = true; ///< result: false if the case sensitivity could not be determined
 };
 
-/// Appends the NAMESPACE for the case sensitivity of the file system of `dir` to `text`.
+/// Appends a NAMESPACE entry to `text`: LibraryUnix if the file system of `dir` is case-sensitive, LibraryNT if it is
+/// not.
 /// @return false, with `text` unchanged, if the case sensitivity cannot be determined
 bool composeNameSpace(const char *dir, vek::ComposedText &text) {
     switch (vekGetFilesysCaseSensitivity(dir)) {
@@ -62,7 +63,8 @@ tov::AppendResult vekinfo::appendLibraryEntries(const char *dir, const char *tag
     Block block = {.dir = dir};
     const tov::AppendResult result =
         tov::appendUnlessDefined(tagPath, tov::kVeklibrary, composeEntries, &block);
-    // Report only now: writing to standard error may block, and the tag file is no longer locked.
+    // Print the error only now, after the lock on the tag file is released: writing to standard error may block, and
+    // other processes would then wait for the lock.
     if (!block.isProbed) {
         std::fputs("ERROR! can't determine file system case sensitivity on writable directory\n", stderr);
     }

@@ -5,13 +5,14 @@
 
 namespace vekinfo {
 
-/// Appends these entries to the tag file `tagPath` of the library directory `dir`:
+/// Appends the entries that configure the library directory `dir` to its tag file `tagPath`:
 /// - VEKLIBRARY
 /// - "DMTYPE none", if lookForNoneTag() returns 1 for `dir`
-/// - the NAMESPACE for the case sensitivity of the file system of `dir`. If it cannot be determined, this is reported
+/// - "NAMESPACE LibraryUnix" if the file system of `dir` is case-sensitive, "NAMESPACE LibraryNT" if it is not. If
+///   vekGetFilesysCaseSensitivity() cannot determine this, an error is printed and the entry is left out
 ///
-/// A missing file is created. Nothing is appended if the file defines VEKLIBRARY: another process may have appended it
-/// after the caller's check.
+/// Creates the file if it is missing. If the file already defines VEKLIBRARY, appends nothing: another process may have
+/// appended the entries since the caller tested the file.
 /// @return the result of tov::appendUnlessDefined()
 tov::AppendResult appendLibraryEntries(const char *dir, const char *tagPath);
 

@@ -25,7 +25,7 @@ constexpr std::array<const char *, 8> kUsage = {
 
 struct Option;
 
-/// The action that the command line selects, and its operands.
+/// The parsed command line: the action that it selects, and the operands of this action.
 struct Request {
     const Option *action = nullptr;
     char **names = nullptr; ///< array for the operands of `-lookup`; as long as the argument vector
@@ -33,10 +33,10 @@ struct Request {
     const char *entryValue = nullptr;
 };
 
-/// Stores the operands of the option `args[0]` in `request`.
+/// A function that stores the operands of the option `args[0]`, that is, the arguments after it, in `request`.
 /// @return the number of arguments that the option and its operands occupy; 0 for a usage error
 using Take = int (*)(Request &request, char **args);
-/// Runs an action with the operands in `request`. @return the result of tovProcessVekinfoArgs()
+/// A function that performs an action with the operands in `request`. tovProcessVekinfoArgs() returns its result.
 using Run = int (*)(const Request &request);
 
 struct Option {
@@ -86,7 +86,7 @@ int takeEntryName(Request &request, char **args) {
     return 2;
 }
 
-/// Stores the name and the value. Unlike a name, the value may begin with "-".
+/// Stores the two operands of `-addentry`, a name and a value. The name must not begin with "-"; the value may.
 int takeEntryNameAndValue(Request &request, char **args) {
     if (!isOperand(args[1]) || args[2] == nullptr) {
         return 0;
@@ -150,7 +150,8 @@ const Option *findOption(std::string_view word) {
     return nullptr;
 }
 
-/// Looks up the option `args[0]` and stores it, if it is an action, and its operands in `request`.
+/// Searches the table of options for `args[0]` and stores the operands of the option in `request`. If the option is an
+/// action, also stores the option in `request`.
 /// @return the number of arguments that the option and its operands occupy; 0 for a usage error, such as a second
 ///         action
 int takeOption(Request &request, char **args) {

@@ -13,7 +13,8 @@
 
 namespace {
 
-/// The path from which `-show` and `-lookup` start: the operand of `-path` as it was given, or the working directory.
+/// The path from which the actions `-show` and `-lookup` search: the path after the option `-path`, unchanged; or,
+/// without this option, the working directory.
 class StartPath {
   public:
     StartPath() {
@@ -39,8 +40,8 @@ bool isWanted(const char *filter, std::string_view item) {
     return filter == nullptr || vek::equalNoCase(filter, item);
 }
 
-/// Prints that the tag file `tagPath` defines the keyword `name`, which has no value.
-/// @param pathShown  whether `tagPath` has already been printed
+/// Prints that the tag file `tagPath` contains the keyword `name`, which has no value.
+/// @param pathShown  true if `tagPath` has already been printed; false to print it with the keyword
 void printMark(const char *tagPath, const char *name, bool pathShown) {
     if (pathShown) {
         std::printf("\tThere is a %s entry.\n", name);
@@ -55,9 +56,9 @@ void printDefinition(const char *where, const char *name, const char *value) {
     std::printf("%s\n    defines '%s %s'.\n", where, name, value);
 }
 
-/// Looks up the entry `shownName` from the path `start` and prints its value.
-/// @param shownName  the name of the entry; for a keyword, as the keyword table spells it
-/// @param typedName  the name as the user typed it, which is printed if no tag file defines the entry
+/// Looks up the entry `shownName`, from the path `start` upward and along the search list, and prints its value.
+/// @param shownName  the name of the entry; for a keyword, in the spelling of the keyword table
+/// @param typedName  the name as the user typed it; it is printed if no tag file defines the entry
 void lookUpValue(const char *start, const char *shownName, const char *typedName) {
     vek::PathText where;
     const char *value = nullptr;
@@ -79,9 +80,9 @@ void lookUpLibrary(const char *start, const char *name) {
         if (tov::normalizePath(start, directory) == TOV_OK) {
             break;
         }
-        // Documented: a path that cannot be resolved is reported again and again, until a signal ends the tool.
-        // Scripts that read the report send this signal.
-        // Not reached: the test ends the tool by a signal, so its counts are lost.
+        // Documented: if `start` does not exist or cannot be read, this loop reports the error again and again until a
+        // signal ends the process. Scripts that read the report send the signal.
+        // Not reached: the test ends the process with a signal, so that no coverage counts are written.
         tovPrintError(TOV_INVALID_PATH, start, nullptr, 0);
     }
     VekinfoObj obj = {};
@@ -93,8 +94,8 @@ void lookUpLibrary(const char *start, const char *name) {
     }
 }
 
-/// Prints whether library checking is on. Documented: the search always starts in the working directory; `-path` has
-/// no effect.
+/// Prints the value of VEKLIBCHECK, ON or OFF, and the tag file that defines it. Documented: the search always begins
+/// in the working directory, even if the command line contains `-path`.
 void lookUpLibcheck(const char *name) {
     vek::PathText where;
     const bool isOn = where.fill([](char *file, std::size_t) { return tovCheckLibraryX(file) != 0; });
@@ -106,8 +107,8 @@ void lookUpLibcheck(const char *name) {
     }
 }
 
-/// Prints the namespace of the path `start`. Documented: if no tag file defines NAMESPACE, the default of this
-/// platform is printed after an empty path.
+/// Prints the value of NAMESPACE for the path `start`, after the path of the tag file that defines it. Documented: if
+/// no tag file defines NAMESPACE, prints an empty path and the default value of the platform.
 void lookUpNameSpace(const char *start, const tov::Keyword &keyword) {
     vek::PathText where;
     VekinfoObj obj = {};

@@ -6,11 +6,12 @@
 
 namespace vekinfo {
 
-/// Implements tovScanSubdirsForVekinfo() for `dir`.
-/// @param isTop      true to accept a tag file in `dir` itself
-/// @param limit      limits how many symbolic links are followed; a link counts each time that it is followed
-/// @param readAhead  reads the directories. Successive scans may use the same object, so that its worker threads are
-///                   started only once
+/// Searches `dir` and all directories below it recursively, and reports each tag file as redundant.
+/// tovScanSubdirsForVekinfo() calls this function.
+/// @param isTop      true to accept a tag file in `dir` itself, because `dir` is the directory of a library
+/// @param limit      the maximum number of symbolic links to follow; a link counts each time that it is followed
+/// @param readAhead  reads the directories with worker threads. The same object may be used for several calls, so that
+///                   the threads are started only once
 void scanSubdirs(const char *dir, bool isTop, const vek::LinkLimit &limit, ReadAhead &readAhead);
 
 } // namespace vekinfo
