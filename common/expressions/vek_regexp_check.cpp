@@ -6,16 +6,16 @@
 #include <initializer_list>
 
 // Implements checkProgram(), which validates a compiled regular expression, so that the matcher never reads outside
-// the program. Two linear passes: the first adds the offset of every node to a bitmap, the second checks that the
-// distance in each node points to one of these offsets.
+// the program. Two linear passes: the first adds the offset of every node to a bitmap, the second checks that the next
+// node of each node is at one of these offsets.
 
 using vek::Opcode;
 
 namespace {
 
-/// The layout of a node in a compiled program. Plain: only an opcode and a distance. Text: a NUL-terminated string
-/// follows. Repetition (STAR and PLUS): another node follows as the operand. End: the last node. Unknown: not a valid
-/// opcode.
+/// The layout of a node, which is one instruction of a compiled program. Plain: only an opcode and the distance to the
+/// next node. Text: a NUL-terminated string follows. Repetition (STAR and PLUS): another node follows as the operand.
+/// End: the last node. Unknown: not a valid opcode.
 enum class Shape { Unknown, Plain, Text, Repetition, End };
 
 Shape shapeOf(Opcode opcode) {
@@ -84,7 +84,8 @@ class OffsetSet {
 };
 
 /// Reads the nodes of `program` in memory order up to END, and stores the offset of END in `end`. Adds the offsets of
-/// all nodes to `nodes`, except the operands of STAR and PLUS, because no distance may point to an operand.
+/// all nodes to `nodes`, except the operands of STAR and PLUS, because an operand is never the next node of another
+/// node.
 ///
 /// If any single byte of the program is damaged, the loop still ends within the program, because END consists of three
 /// bytes 0. The loop reads one of them as the opcode END, as the NUL of a text, or as a distance of 0, which is an
@@ -113,7 +114,7 @@ const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::si
     return vek::kMemoryCorruption;
 }
 
-/// @return true if the distance of the node at offset `node` points to an offset in `nodes` that is not greater than
+/// @return true if the next node of the node at offset `node` is at an offset in `nodes` that is not greater than
 ///         `end`, the offset of END
 bool hasValidNext(const OffsetSet &nodes, const unsigned char *program, std::size_t node, std::size_t end) {
     const bool back = vek::opcodeAt(program, node) == Opcode::Back;

@@ -194,9 +194,9 @@ void Compiler::repeatSimple(Fragment &piece, Opcode opcode) {
     piece.last = piece.first; // the next node is that of STAR or PLUS; their operand has none
 }
 
-/// Writes "*" after a group or another operand that STAR does not allow. The result has two alternatives. The first
-/// one is `piece` followed by BACK, which returns to the BRANCH before `piece`. The second one is NOTHING, which ends
-/// the loop.
+/// Writes "*" after an operand that is not one node for one character, such as a group. The result has two
+/// alternatives. The first one is `piece` followed by BACK, which returns to the BRANCH before `piece`. The second one
+/// is NOTHING, which ends the loop.
 void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.insertBefore(piece, Opcode::Branch);
     const std::size_t back = out_.node(Opcode::Back);
@@ -208,8 +208,8 @@ void Compiler::repeatAnyTimes(Fragment &piece) {
     out_.link(exit, piece.last);
 }
 
-/// Writes "+" after a group or another operand that PLUS does not allow. The result is `piece`, followed by two
-/// alternatives: BACK, which returns to the beginning of `piece`; or NOTHING, which ends the loop.
+/// Writes "+" after an operand that is not one node for one character, such as a group. The result is `piece`,
+/// followed by two alternatives: BACK, which returns to the beginning of `piece`; or NOTHING, which ends the loop.
 void Compiler::repeatAtLeastOnce(Fragment &piece) {
     const std::size_t again = out_.node(Opcode::Branch);
     out_.link(piece.last, again);

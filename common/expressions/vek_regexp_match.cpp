@@ -3,14 +3,15 @@
 // Matcher for regular expressions. It interprets the compiled program by backtracking: it tries alternatives from left
 // to right, and the longest repetition first. If a node does not match, it returns to the last point at which another
 // way to match remains. This order must not change, because programs depend on the group positions that result from
-// it.
+// the order.
 //
 // These optimizations avoid slow searches. None of them changes a result:
-// - A subject without the literal `regmust` is rejected. So is an offset at which the first character cannot match.
+// - A subject that does not contain the literal `regmust` is rejected. An offset is skipped if no match can begin with
+//   the character at this offset.
 // - If an attempt fails whose first node is a repetition of one character, the search continues after the characters
 //   that the repetition has matched.
 // - After about two steps for each character, a position automaton (Glushkov construction) tests in O(n) steps whether
-//   there is any match. If so, the matcher then memoizes (node, position) pairs, which limits the search to O(nodes x
+//   there is any match. If so, the matcher then memoizes (node, position) pairs, and the search takes O(nodes x
 //   positions) steps.
 
 #include "common/expressions/veki_regexp.h"
@@ -54,8 +55,8 @@ class Matcher {
     void copyPositions(vek_regexp &expression) const;
 
   private:
-    /// The result of executing one node. Backtrack: the node does not match. End: the match is complete. NoMatchAtAll:
-    /// no match begins at offset start_ or after it.
+    /// The result of executing one node. Continue: execute the next node. Backtrack: the node does not match. End: the
+    /// match is complete. Error: error_ is set. NoMatchAtAll: no match begins at offset start_ or after it.
     enum class Step { Continue, Backtrack, End, Error, NoMatchAtAll };
 
     /// checkForAnyMatch() is called after kStepsMin steps plus this number of steps for each character of the subject.

@@ -56,7 +56,7 @@ inline Opcode opcodeAt(const unsigned char *program, std::size_t node) {
     return static_cast<Opcode>(program[node]);
 }
 
-/// @return the distance, in bytes, that the node at offset `node` stores: the distance to its next node, or 0
+/// @return the distance, in bytes, from the node at offset `node` to its next node; 0 if there is no next node
 inline std::size_t distanceAt(const unsigned char *program, std::size_t node) {
     return static_cast<std::size_t>(program[node + 1]) << 8 | program[node + 2];
 }

@@ -1,9 +1,9 @@
 #include "common/expressions/veki_regexp_automaton.h"
 
 // Builds and simulates the position automaton (Glushkov construction) of a regular expression. A position is a part of
-// the program that consumes one character. A depth-first search computes which positions can follow: it visits the
-// nodes that consume no character (epsilon closure). "^" matches only at the beginning of the subject, and "$" only at
-// the end. Therefore closures are computed separately for the beginning, the middle and the end.
+// the program that consumes one character. A depth-first search through the nodes that consume no character (epsilon
+// closure) computes which positions can follow a position. "^" matches only at the beginning of the subject, and "$"
+// only at the end. Therefore closures are computed separately for the beginning, the middle and the end.
 
 #include <bit>
 #include <cstring>

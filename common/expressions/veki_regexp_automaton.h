@@ -29,7 +29,8 @@ class PositionAutomaton {
   private:
     using Set = std::uint64_t; ///< one bit for each position
     static constexpr unsigned kPositionsMax = 64;
-    /// The largest size of a program in bytes. A node has at least 3 bytes, so collect() recurses at most 170 times.
+    /// The largest size of a program in bytes. A node has at least 3 bytes, so the recursion of collect() is at most
+    /// 170 calls deep.
     static constexpr std::size_t kProgramMax = 512;
 
     struct Position {
@@ -37,8 +38,8 @@ class PositionAutomaton {
         bool isRepeated;        ///< the position is the operand of STAR or PLUS
         bool isBeforeCharacter; ///< the position is in a literal, but is not its last character
     };
-    /// Describes an offset in the subject. `begin`: it is offset 0, where "^" matches. `end`: it is the end of the
-    /// subject, where "$" matches.
+    /// Properties of an offset in the subject. `begin` is true at the beginning of the subject, where "^" matches.
+    /// `end` is true at the end of the subject, where "$" matches.
     struct Anchors {
         bool begin;
         bool end;

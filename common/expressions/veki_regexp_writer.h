@@ -1,8 +1,8 @@
 #ifndef VEKI_REGEXP_WRITER_H
 #define VEKI_REGEXP_WRITER_H
 
-/// ProgramWriter: appends nodes to the compiled program of a regular expression, and connects them by distances. The
-/// compiler uses it.
+/// ProgramWriter: appends nodes to the compiled program of a regular expression, and stores in each node the distance
+/// to its next node. The compiler uses this class.
 
 #include "common/expressions/veki_regexp.h"
 
@@ -72,8 +72,8 @@ class ProgramWriter {
     }
 
     /// Adds `node` to the patch list (backpatching) whose last element is `previous`. A patch list is a linked list of
-    /// the nodes whose next node is not known yet. Until it is known, the distance in each node points back to the
-    /// previous element of the list. The first element has the distance 0.
+    /// the nodes whose next node is not known yet. Until the next node is known, the distance in each node points back
+    /// to the previous element of the list. The first element has the distance 0.
     void addToPatchList(std::size_t node, std::size_t previous) { link(node, previous); }
 
     /// Makes `target` the next node of every node in the patch list whose last element is `last`. The list no longer

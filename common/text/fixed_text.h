@@ -99,7 +99,7 @@ class FixedText {
     ///
     /// @param write  is called once as write(char *buffer, std::size_t size). It may write at most `size` bytes,
     ///               including a NUL at the end. If it writes nothing, the text is empty
-    /// @return the result of `write`. The errno that `write` sets is not changed
+    /// @return the result of `write`; errno keeps the value that `write` has set
     template <typename Write>
     requires std::invocable<Write &, char *, std::size_t> &&
         NoPointer<std::invoke_result_t<Write &, char *, std::size_t>>
@@ -114,7 +114,7 @@ class FixedText {
     ///
     /// @param write  is called once as write(char *buffer, std::size_t size). If it returns a negative number, the
     ///               text is empty
-    /// @return the result of `write`. The errno that `write` sets is not changed
+    /// @return the result of `write`; errno keeps the value that `write` has set
     template <typename Write>
     requires std::signed_integral<std::invoke_result_t<Write &, char *, std::size_t>>
     auto fillCounted(Write write) {

@@ -86,9 +86,9 @@ int countStrings(char **list, int size) {
     return searchStrlistSize(list, size);
 }
 
-/// Documented: the size that the caller of a long list sees grows by a constant, so that allocating exactly this size
-/// would copy the list O(n) times. Therefore the allocation is rounded up by at most a quarter: n additions take O(n)
-/// time.
+/// Documented: the size of a long list, as stored by the caller, grows by a constant. Allocating exactly this size
+/// would copy the list O(n) times during n additions. Therefore more is allocated: the size is rounded up by at most a
+/// quarter, so that n additions take O(n) time.
 /// @return the number of elements to allocate for a list of `slots` elements
 std::size_t allocatedSlots(int slots) {
     constexpr std::size_t kShare = 8;

@@ -7,8 +7,8 @@
 
 namespace {
 
-/// The patterns of one vekFilterStrlist() call. Each pattern is compiled once, when the first string is compared with
-/// it.
+/// The patterns of one vekFilterStrlist() call. Each pattern is compiled once, before it is first compared with a
+/// string.
 class PatternSet {
   public:
     explicit PatternSet(char **patterns)
@@ -41,7 +41,8 @@ class PatternSet {
     }
 
   private:
-    /// One pattern: after compiling, either the compiled expression or the text of the error. Both are null before.
+    /// One pattern: after compiling, either the compiled expression or the text of the error. Before compiling, both
+    /// are null.
     struct Compiled {
         vek_regexp *expression;
         const char *error;
