@@ -27,7 +27,7 @@
 
 VEK_BEGIN_DECLS
 
-/// Statuses that are not `errno` values.
+/// Status codes that are not `errno` values.
 enum {
     VEK_FS_OK = 0,
     VEK_FS_BAD_STATUS = -1,       ///< a stream could not be read
@@ -166,9 +166,10 @@ VEK_API int vekFS_strerror(int code, char *buffer, size_t size, size_t *needed);
 ///
 /// Native specifiers: `flags` are the flags of open(). A new file has mode 0666, reduced by the umask.
 ///
-/// Stream specifiers: O_RDONLY opens for reading. O_RDWR or O_WRONLY with O_APPEND opens for appending; with
-/// O_TRUNC it empties the file. Both create a missing file. O_RDWR or O_WRONLY alone requires that the file
-/// exists: it is opened for reading and writing, and its content is kept. O_CREAT has no effect.
+/// Stream specifiers: O_RDONLY opens for reading. O_RDWR or O_WRONLY together with O_APPEND opens for
+/// appending; together with O_TRUNC, the content of the file is removed. In both cases, a missing file is
+/// created. O_RDWR or O_WRONLY without these two flags opens an existing file for reading and writing, and its
+/// content is kept. O_CREAT has no effect.
 ///
 /// @param spec  must not be freed before the file is closed
 /// @param file  receives the file, which vekFS_close() closes; null after a failure
@@ -232,8 +233,8 @@ VEK_API int vekFS_tell(vekFSFile *file, int64_t *position);
 /// @return 0, even if `file` has no position, such as a pipe
 VEK_API int vekFS_rewind(vekFSFile *file);
 
-/// Flushes `file`. Native files: fsync(), which writes the data to the disk. Stream files: fflush(), which does
-/// not synchronize the disk.
+/// Flushes `file`. For a native file, calls fsync(), which writes the data to the disk. For a stream file,
+/// calls fflush(), which does not synchronize the disk.
 VEK_API int vekFS_fsync(vekFSFile *file);
 
 /// Closes and frees `file`. Also frees its specifier if vekFS_openFile() or vekFSStdio_openFile() created the
@@ -254,7 +255,7 @@ VEK_API int vekFS_stat(vekFSSpec *spec, vekFSStat *record);
 /// symbolic link, the record describes the link itself, not its target.
 VEK_API int vekFS_lstat(vekFSSpec *spec, vekFSStat *record);
 
-// The next functions each return one field of a stat record that vekFS_stat() or vekFS_lstat() has filled.
+// The next functions each read one field of a stat record that vekFS_stat() or vekFS_lstat() has filled.
 
 /// Stores the file type and the permission bits of `record` in `*mode`.
 VEK_API int vekFS_getFileMode(const vekFSStat *record, mode_t *mode);
@@ -303,8 +304,8 @@ VEK_API int vekFS_closedir(vekFSDir *directory);
 /// @return 0, EINVAL, VEK_FS_BUFFER_TOO_SMALL or VEK_FS_NOT_SUPPORTED
 VEK_API int vekFS_getDirentName(const vekFSDirent *entry, char *buffer, size_t size, size_t *needed);
 
-// The native directory operations. An implementation whose directories are native can store them in its
-// implementation table. They do not read the implementation table of the specifier.
+// The native directory operations. An implementation whose directories are native can store these functions in
+// its implementation table. They do not use the implementation table of the specifier.
 
 /// Opens the native directory at the path of `spec` and stores it in `*directory`; otherwise like
 /// vekFS_opendir().

@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <type_traits>
 
-// These field offsets in bytes must not change: programs that implement their own storage are compiled with them.
+// These field offsets in bytes must not change, because programs with their own implementation tables are compiled
+// with them.
 static_assert(offsetof(vekFSSpec, path) == 0);
 static_assert(offsetof(vekFSSpec, implementation) == 8);
 static_assert(offsetof(vekFSSpec, autoFree) == 16);

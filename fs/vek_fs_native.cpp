@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The permission bits of a file that open() creates. The umask of the process removes some of them.
+/// The permission bits of a file that open() creates. The umask of the process can remove bits.
 constexpr mode_t kCreationMode = 0666;
 
 /// Stored in vekFSFile::descriptor after close() has failed, so that a second nativeClose() does not close the

@@ -2,8 +2,8 @@
 #define VEKI_FS_H
 
 /// Internal interface of this folder: the implementation table of native specifiers, and functions that native and
-/// stream specifiers share. The public functions check their arguments for null before. Therefore no argument may be
-/// null here unless the comment of the function says so.
+/// stream specifiers share. The public functions check their arguments for null and then call these functions.
+/// Therefore no argument may be null here unless the comment of the function says so.
 
 #include "fs/vek_fs.h"
 
