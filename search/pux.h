@@ -35,9 +35,9 @@ VEK_API const char *puxGetErrorMsg(int code);
 ///
 /// The previous default list is freed, unless a caller received it in a handle.
 ///
-/// UNLOADED PLUGINS: the environment then contains a string that is stored in the library, so the library must
-/// remain mapped. `libvek.so` is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a`
-/// with `-z nodelete`, too; otherwise getenv() reads unmapped memory after dlclose() of the plugin.
+/// UNLOADED PLUGINS: the string in the environment is stored in the library, so the library must remain mapped.
+/// `libvek.so` is linked with `-z nodelete` for this. Link a plugin that contains `libvek.a` with `-z
+/// nodelete`, too; otherwise getenv() reads unmapped memory after dlclose() of the plugin.
 ///
 /// @param h  receives the list, which the caller releases with puxReleaseHandle(); null to set the default list
 ///           only
@@ -63,8 +63,8 @@ VEK_API void puxSetCwdToSearchList(const char *dir);
 /// USE AFTER FREE: with a null `h`, the array of the default list is freed. If puxInitialize() returned this
 /// list in a handle, the handle then points to freed memory. Pass the address of that handle instead of null.
 ///
-/// @param h    the handle, which receives the new list; null for the default list. If it points to a null list,
-///             the new list contains only `dir`
+/// @param h    the address of the handle, which receives the new list; null for the default list. If the handle
+///             is null, the new list contains only `dir`
 /// @param dir  the directory; if it is null, nothing changes
 /// @return PUX_OK; PUX_MEMORY_ERROR, and the list is unchanged
 VEK_API int puxInsertToSearchList(char ***h, const char *dir);

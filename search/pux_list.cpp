@@ -1,6 +1,6 @@
-// Builds search lists and stores the default list of the process. A search list contains the directories in the file
-// `setup.loc`: the first one that is found along the built-in list. Without such a file, the search list is the
-// built-in list.
+// Builds search lists and stores the default list of the process. The file `setup.loc` is searched in the directories
+// of the built-in list. The directories in the first such file are the search list. Without such a file, the search
+// list is the built-in list.
 
 #include "search/puxi_list.h"
 

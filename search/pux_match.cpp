@@ -40,8 +40,8 @@ int searchGroup(const Search &search, const char *directory, const char *group) 
     if (error == ENOENT) {
         return PUX_FILE_NOT_FOUND;
     }
-    // After any error other than ENOENT, the path is a match that cannot be read. Example: ENOTDIR, because `group` is
-    // the name of a file.
+    // After any error other than ENOENT, the path is a match that cannot be read. Example: ENOTDIR if `group` is a
+    // file and not a directory.
     return copyMatch(search, candidate.view(), error == 0 ? PUX_OK : PUX_PERMISSION_DENIED);
 }
 

@@ -33,7 +33,7 @@ struct Groups {
     const char *const *names; ///< null-terminated
 };
 
-/// The search groups of a search whose caller passes none: ".tolvane", "." (the directory itself) and "veksetup".
+/// The search groups that are used if the caller passes none: ".tolvane", "." (the directory itself) and "veksetup".
 extern const Groups kDefaultGroups;
 
 /// The parameters of one search for a file, except the search list.

@@ -92,7 +92,8 @@ void writeMessage(const vekInterpArgs &args, const ProblemText &text, std::strin
     }
 }
 
-/// The output buffer of the caller of vekInterpolate(). Each pass writes it from the beginning.
+/// The output buffer that the caller passed to vekInterpolate(), and the number of bytes written. Each pass over the
+/// text creates a new object and writes the buffer from the beginning.
 class Output {
   public:
     Output(char *buffer, std::size_t size) : buffer_(buffer), size_(size) {}
@@ -188,8 +189,8 @@ Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
     return {replaced, false};
 }
 
-/// Performs a pass over `source`, which contains no references: copies `source` to `output`, whose buffer may be the
-/// same.
+/// Performs a pass over `source`, which contains no references: copies `source` to `output`. The text and the output
+/// buffer may overlap.
 Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
     output.append(source);
     args.neededSize = source.size() + 1;

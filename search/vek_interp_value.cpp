@@ -54,8 +54,8 @@ InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     return {end - in.at, part(in, in.at, end), false};
 }
 
-/// Documented: if no complete reference begins with "${" or "$(", these two characters are replaced by "${". The
-/// output therefore contains "${" even for "$(".
+/// Documented: the beginning "${" or "$(" of an incomplete reference is output as "${". For example, "$(A" without ")"
+/// becomes "${A".
 InterpReference openBrace() {
     return {2, "${", false};
 }
