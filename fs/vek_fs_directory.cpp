@@ -58,7 +58,7 @@ int vekFSiReaddir(vekFSDir *directory, vekFSDirent **entry) {
         return errno;
     }
     vekFSDirent &holder = *directory->entry;
-    // Check the length of the name. Some file systems limit the number of characters instead of bytes, so a name can
+    // Check the length of the name. Some file systems limit the number of characters instead of bytes. A name can then
     // have more than 255 bytes and be too long for the buffer.
     const std::string_view name = &found->d_name[0];
     if (!vek::copyToBuffer(name, &holder.buffer->name[0], sizeof holder.buffer->name)) {

@@ -6,8 +6,8 @@
 #include <initializer_list>
 
 // Implements checkProgram(), which validates a compiled regular expression, so that the matcher never reads outside
-// the program. Two linear passes: the first adds the offset of every node to a bitmap, the second checks that the next
-// node of each node is at one of these offsets.
+// the program. Two linear passes: the first adds the offset of every node to a bitmap. The second checks that the next
+// node of each node is at an offset in the bitmap.
 
 using vek::Opcode;
 
@@ -84,12 +84,11 @@ class OffsetSet {
 };
 
 /// Reads the nodes of `program` in memory order up to END, and stores the offset of END in `end`. Adds the offsets of
-/// all nodes to `nodes`, except the operands of STAR and PLUS, because an operand is never the next node of another
+/// the nodes to `nodes`. The operands of STAR and PLUS are not added, because they are never the next node of another
 /// node.
 ///
 /// If any single byte of the program is damaged, the loop still ends within the program, because END consists of three
-/// bytes 0. The loop reads one of them as the opcode END, as the NUL of a text, or as a distance of 0, which is an
-/// error.
+/// bytes 0. One of them is read as the opcode END, as the NUL of a text, or as a distance of 0, which is an error.
 /// @return null, or the text of the error
 const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::size_t &end) {
     std::size_t node = vek::kFirstNode;
@@ -114,8 +113,8 @@ const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::si
     return vek::kMemoryCorruption;
 }
 
-/// @return true if the next node of the node at offset `node` is at an offset in `nodes` that is not greater than
-///         `end`, the offset of END
+/// @return true if the offset of the next node of `node` is in `nodes` and is not greater than `end`, the offset of
+///         END
 bool hasValidNext(const OffsetSet &nodes, const unsigned char *program, std::size_t node, std::size_t end) {
     const bool back = vek::opcodeAt(program, node) == Opcode::Back;
     if (back && vek::distanceAt(program, node) >= node) {

@@ -101,7 +101,7 @@ class Compiler {
     int groups_ = 0;
 };
 
-/// Parses alternatives separated by "|" up to the end of the group or pattern, and stores the offsets of the first and
+/// Parses alternatives separated by "|" up to the end of the group or pattern. Stores the offsets of the first and
 /// last node in `all`. The last node has the opcode `ender` (CLOSE of the group, or END). Every alternative continues
 /// there.
 /// @return false if the pattern is not valid

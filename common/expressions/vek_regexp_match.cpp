@@ -389,8 +389,8 @@ std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t mi
     }
 }
 
-/// Ends the repetition `node` (STAR or PLUS) at the last position from `minimum` to `last` at which its next node can
-/// match, and continues with that next node. Pushes a backtrack point for the earlier positions.
+/// Ends the repetition `node` (STAR or PLUS) and continues with its next node: at the last position from `minimum` to
+/// `last` at which the next node can match. Pushes a backtrack point for the earlier positions.
 /// @return Step::Backtrack if there is no such position; Step::Error if memory is exhausted; otherwise Step::Continue
 Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::size_t minimum) {
     const std::size_t next = vek::nodeAfter(program_, node);

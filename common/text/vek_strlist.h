@@ -74,8 +74,8 @@ VEK_API void vekSortStrlist(char **list, int n);
 VEK_API char **vekFilterStrlist(char **list, char **patterns);
 
 /// Splits `str` into words and appends copies of the words to `list`. Words are separated by white space. A
-/// word that begins with a single or a double quote ends at the same quote, at a newline or at the end of
-/// `str`, and its quotes are removed. Quotes inside a word are ordinary characters. A word has at most 4095
+/// word can begin with a single or a double quote. It then ends at the same quote, at a newline or at the end
+/// of `str`, and the quotes are removed. Quotes inside a word are ordinary characters. A word has at most 4095
 /// characters; the rest of a longer word becomes the next word.
 ///
 /// Documented: if a double quote follows an opening single quote, both are removed, and a double quote instead
