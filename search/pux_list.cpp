@@ -36,8 +36,8 @@ constexpr std::array<const char *, 9> kErrorTexts = {"No error",
                                                      "Searchlist initialization failed",
                                                      "vekInit() has not been called"};
 
-/// The built-in search list. A directory is left out if a reference in it cannot be replaced, such as an environment
-/// variable that is not set, or if the directory cannot be read.
+/// The built-in search list. A directory is left out if it cannot be read. It is also left out if a reference in it
+/// cannot be replaced, such as an environment variable that is not set.
 constexpr std::array<const char *, 7> kDefaultDirectories = {".",
                                                              "$VEK_WORKAREA",
                                                              "$VEK_SEARCHDIR",

@@ -26,7 +26,7 @@ struct CommandWord {
 };
 
 /// The commands in `puxLookupConfig`, compared without regard to case. If the first word of a line is no command, the
-/// word is a file name, and the line has the same effect as INCLUDE with this name.
+/// word is a file name: the line has the same effect as INCLUDE with this name.
 constexpr std::array<CommandWord, 4> kCommandWords = {{{"ALL", Command::All},
                                                        {"NONE", Command::None},
                                                        {"INCLUDE", Command::Include},
