@@ -25,8 +25,8 @@ struct AppendResult {
 };
 
 /// Type of the function that composes the text to append. appendUnlessDefined() calls the function while the tag file
-/// is locked. The function must not edit a tag file or call an error handler, which could edit one: a second edit of
-/// the same file would wait for the lock until its time limit.
+/// is locked. The function must not edit a tag file, because an edit of the same file would wait for the lock and then
+/// fail. It must not call an error handler, which could start such an edit.
 /// @param text     the text to append to
 /// @param context  the last argument of appendUnlessDefined()
 using ComposeAppended = void (*)(vek::ComposedText &text, void *context);

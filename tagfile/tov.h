@@ -85,8 +85,8 @@ VEK_API int tovPrintError(int code, const char *text, const char *where, int lin
 /// @return the previous handler; null if there was none
 VEK_API tovErrorHandler tovRegisterErrorHandler(tovErrorHandler handler);
 
-/// Translates RYN_ codes to TOV_ codes: element N, for N from 0 to 31, is the TOV_ code for the RYN_ code N. The
-/// element is TOV_INVALID_ERROR_NUMBER if no TOV_ code corresponds to N.
+/// Translates the RYN_ codes of ryn.h to TOV_ codes: element N, for N from 0 to 31, is the TOV_ code for the RYN_ code
+/// N. The element is TOV_INVALID_ERROR_NUMBER if no TOV_ code corresponds to N.
 VEK_API extern const int ryn_to_tov_errorcode_map[32];
 
 // ---- queries
@@ -182,8 +182,9 @@ VEK_API int tovCheckLibraryX(char *where);
 ///         if the file cannot be read or parsed
 VEK_API int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 
-/// Searches the directory `startDir` and the directories above it for the first tag file that defines the entry
-/// `element`, according to tovGetVekinfoAtLoc(). The search ends where that of tovLookupEntry() ends.
+/// Searches the tag files of the directory `startDir` and of the directories above it, and stops at the first one for
+/// which tovGetVekinfoAtLoc() sets `*found` to 1 for the entry `element`. The search follows links and ends like that
+/// of tovLookupEntry().
 ///
 /// @param startDir    an absolute path; if it is null, no directory is searched
 /// @param out, found  as in tovGetVekinfoAtLoc(); `*found` is 0 if no tag file was found
@@ -229,8 +230,9 @@ VEK_API void tovResetCache(void);
 /// Clears the entry `name` in the tag file of the directory `dir`. If the file is missing, cannot be read or has a
 /// syntax error, it is left unchanged and the result is 1.
 ///
-/// DATA LOSS. Documented: if `name` is not a keyword, the application entries with this name are kept, and all other
-/// application entries are deleted. If there are no others, the entries do not change.
+/// DATA LOSS. Documented: if `name` is not a keyword, the opposite happens, and programs depend on this: the
+/// application entries with this name are kept, and all other application entries are deleted. If there are no others,
+/// no entry changes.
 VEK_API int tovRemoveEntry(const char *dir, const char *name);
 
 /// Clears the entry `name` in the tag file of the directory `dir` like tovRemoveEntry(), then adds the entry `name`

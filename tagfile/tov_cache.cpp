@@ -95,8 +95,8 @@ void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
 }
 
 /// Returns true if `obj` has an application entry with a name other than `element`. Documented: entries with the name
-/// `element` have no effect. A search for an application entry can therefore stop at a cached file that does not
-/// contain the entry.
+/// `element` itself have no effect, and programs depend on this. A search for an application entry can therefore stop
+/// at a cached file that does not contain the entry.
 bool namesAnother(const VekinfoObj &obj, const char *element) {
     for (char **name = obj.names; name != nullptr && *name != nullptr && **name != '\0'; ++name) {
         if (!vek::equalNoCase(*name, element)) {

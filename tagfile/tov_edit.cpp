@@ -130,7 +130,7 @@ class Addition {
 
 /// One edit of one tag file: clears an entry, or clears it and adds it with a new value. The object owns the open and
 /// locked file; the destructor closes it and releases the lock. The edit only collects error reports, so that the
-/// caller can pass them to the error handler after the destructor.
+/// caller can pass them to the error handler after the object is destroyed.
 class Edit {
   public:
     /// @param path      the path of the tag file
@@ -209,7 +209,7 @@ class Edit {
     }
 
     /// Handles an application entry that the parser would reject. Adds errors of reading the file and the error of the
-    /// entry to the reports. Does not change the file. @return 1: a rejected entry is a success, apart from the report
+    /// entry to the reports. Does not change the file. @return 1 (success), because a rejected entry is only reported
     int reject() {
         const bool isRead = !readThroughCache().isError() || !readThroughCache().isError();
         reports_.add(addition_->error(isRead ? obj_->line : 0));
@@ -284,8 +284,8 @@ class Edit {
 
     // ---- writing
 
-    /// Clears the entry `name_`. A keyword is cleared in `obj_`. For an application entry, sets omitsOtherEntries_, so
-    /// that compose() leaves out all application entries of the file with other names.
+    /// Clears the entry `name_`. A keyword is cleared in `obj_`. For an application entry, the entries with other names
+    /// are removed instead (see keepOnly()): omitsOtherEntries_ is set, so that compose() leaves them out.
     /// @return false if memory is exhausted
     bool clearSetting() {
         const Keyword *keyword = keywords_.find(name_);

@@ -42,8 +42,8 @@ bool truncateTo(int file, std::size_t size) {
     return vek::retryInterrupted([&] { return ftruncate(file, static_cast<off_t>(size)); }) == 0;
 }
 
-/// Calls fsync(). @return true if it succeeds or the file system does not support it (EINVAL or ENOTSUP); otherwise
-/// false
+/// Calls fsync(). @return true if fsync() succeeds or the file system does not support it (EINVAL or ENOTSUP);
+/// otherwise false
 bool synchronize(int file) {
     return vek::retryInterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
@@ -191,8 +191,8 @@ bool EditedFile::openExisting(Opening opening, int flags) {
 }
 
 /// Creates the file with O_CREAT | O_EXCL: open() then fails if another process has created the file. removeIfNew()
-/// therefore never removes a file of another process. O_EXCL does not follow symbolic links. If the path is a dangling
-/// symbolic link, the loop therefore reads the link and creates the target.
+/// therefore never removes a file of another process. If the path is a dangling symbolic link, the loop reads the link
+/// and creates its target, because O_EXCL does not follow symbolic links.
 Opened EditedFile::create(int flags) {
     vek::PathText path; // if not absolute, it starts from `directory`
     vek::OwnedDescriptor directory;
@@ -347,8 +347,7 @@ bool EditedFile::extendBy(std::string_view text) {
 }
 
 /// Overwrites the old text with one pwrite(). If the old text is longer than `text`, overwrites the rest with newlines.
-/// If another process reads the file before ftruncate() removes this rest, it reads the new settings followed by empty
-/// lines.
+/// A process that reads the file before ftruncate() removes this rest reads the new settings followed by empty lines.
 bool EditedFile::overwrite(std::string_view text) {
     if (text.size() >= oldSize()) {
         return writeAt(file_.get(), text, 0);
@@ -397,8 +396,8 @@ bool EditedFile::append(std::string_view text) {
     if (written == static_cast<ssize_t>(text.size()) && closeDuplicate()) {
         return true;
     }
-    // Remove the part of `text` that was written. Exception: a program that ignores the lock has appended more text
-    // since (the size is no longer `end`), and truncation would remove that text.
+    // Truncate the file to its old size, unless a program that ignores the lock has appended more text since. In that
+    // case the size of the file is no longer `end`, and truncation would remove the other text.
     if (isRegular() && fstat(file_.get(), &status_) == 0) {
         if (written > 0 && status_.st_size == end &&
             truncateTo(file_.get(), oldSize() - static_cast<std::size_t>(written))) {

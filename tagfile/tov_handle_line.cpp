@@ -59,6 +59,8 @@ Report applyEntryToOne(const Words &words, VekinfoObj &obj, VekinfoObj &cached) 
 }
 
 /// Adds all settings of `read` to `obj`, by calling toviHandleInputLine() for each keyword and each application entry.
+/// @param path  the tag file, named in reports
+/// @return TOV_OK, or the code of an error that has been reported
 int merge(const VekinfoObj &read, const char *path, VekinfoObj *obj) {
     const auto apply = [&](const char *name, const char *value, int count) {
         // const_cast is safe here, because toviHandleInputLine() does not modify the words.

@@ -85,8 +85,8 @@ class UpwardWalk {
     /// Searches the tag file in `directory_` for the entry. Also removes a "/" at the end of `directory_`.
     /// @return Stop if the tag file defines the entry, or after an error; otherwise Continue
     Next searchTagFile() {
-        // The size without a "/" at the end. In the root directory, this size is 0: `directory_` becomes empty, and
-        // moveToParent() then ends the search.
+        // The length of `directory_` without a "/" at the end. For the root directory "/", the length is 0: truncate()
+        // then makes `directory_` empty, and moveToParent() ends the search.
         const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
         if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
             result_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);

@@ -24,7 +24,8 @@ extern "C" {
 extern VekinfoObj *vekinfoHashTable[TOVI_BUCKETS];
 extern PathlinkObj *pathlinkHashTable[TOVI_BUCKETS];
 
-/// The object in the cache that the last tovGetVekinfoAtLoc() or the last edit used; null if there is none.
+/// The cached object (a parsed tag file) that the last tovGetVekinfoAtLoc() or the last edit used; null if there is
+/// none.
 extern VekinfoObj *tempVekinfoFromHash;
 
 /// Returns the cached object whose `path` equals `probe->path`, or null. Reads no other field of `probe`.
@@ -71,8 +72,8 @@ bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *elem
 /// @param element  the name of an entry, or null
 /// @param cached   receives the cached object if there is no error
 /// @param found    receives true if the file defines `element`; see tovGetVekinfoAtLoc() for the exact rule
-/// @return kNoError; TOV_NO_SUCH_FILE with a null text, which the caller must not report; or the error of reading the
-///         file
+/// @return kNoError; TOV_NO_SUCH_FILE with a null text, which the caller must not report, because a tag file may be
+///         missing; or the error of reading the file
 Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
                   bool &found);
 

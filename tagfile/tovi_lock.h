@@ -24,7 +24,7 @@ class Deadline {
   public:
     explicit Deadline(int milliseconds);
 
-    /// Returns the number of milliseconds until the time limit; 0 if it has passed.
+    /// Returns the number of milliseconds until the time limit; 0 if the time limit has passed.
     [[nodiscard]] int remaining() const;
     [[nodiscard]] bool isPast() const { return remaining() == 0; }
 

@@ -18,8 +18,8 @@ enum { TOVI_LINE_WORDS = 3 };
 
 namespace tov {
 
-/// The words of one line of a tag file. The pointers point into the line buffer, which must exist as long as they are
-/// used.
+/// The words of one line of a tag file. They are pointers into the line buffer, so they are valid only as long as this
+/// buffer exists and is not changed.
 struct Words {
     int count = 0;
     std::array<char *, TOVI_LINE_WORDS> word = {};

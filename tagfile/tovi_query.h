@@ -9,8 +9,8 @@
 extern "C" {
 
 /// Returns the value of the entry `name` in `obj`: a string that belongs to `obj`, or a constant. Returns null if `obj`
-/// does not contain the entry. Exceptions: the value of VEKLIBRARY is always "", and that of VEKLIBCHECK is "ON" if it
-/// is not set.
+/// does not contain the entry. Two keywords are special: the value of VEKLIBRARY is always "", and that of VEKLIBCHECK
+/// is "ON" if it is not set.
 const char *toviStringizeEntry(const char *name, const VekinfoObj *obj);
 
 /// Returns the default value of NAMESPACE, which applies if no tag file defines NAMESPACE: always "LibraryUnix".

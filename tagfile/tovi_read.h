@@ -1,7 +1,7 @@
 #ifndef TOVI_READ_H
 #define TOVI_READ_H
 
-/// Reads and parses one tag file, while other processes may be editing it.
+/// Reading and parsing of one tag file that other processes may be editing at the same time.
 
 #include "tagfile/keyword.h"
 #include "tagfile/tov.h"

@@ -23,7 +23,7 @@ enum { TOVI_BUCKETS = 256 };
 namespace tov {
 
 /// Returns the number of the chain that contains the records with this path, 0 to 255. Documented: the hash function
-/// must not change, because other code may search the array with it.
+/// must not change, because other code may use it to search the array.
 std::size_t bucketOf(const char *path);
 
 /// Returns the 64-bit FNV-1a hash of a path. vekHashString() is not used, because its result also depends on the memory
@@ -147,7 +147,7 @@ class ChainIndex {
 };
 
 /// Hash table of records: an array of chains and, for each long chain, an index. The caller of the constructor owns the
-/// array. This object owns only the indexes; the records are linked only in the chains.
+/// array. The records are elements of the chains; this object owns the indexes, which only point to records.
 template <typename Record>
 class RecordTable {
   public:
