@@ -95,7 +95,7 @@ class Progress::Line {
     bool start();
     /// Ends the thread, erases the line and restores `stdout` and `stderr`.
     void stop();
-    /// Sets the text that the thread writes to the terminal at its next update, at most 100 ms later.
+    /// Sets the text that the thread writes to the terminal at its next update.
     void set(const Text &text);
 
   private:

@@ -18,7 +18,8 @@ class Progress {
     /// Ends the thread, erases the line and restores `stdout` and `stderr`.
     ~Progress();
 
-    /// Returns true if the line is shown; false if the constructor did nothing, so that set() has no effect.
+    /// Returns true if the constructor started the thread; false if the constructor did nothing, so that set() has no
+    /// effect.
     [[nodiscard]] bool isShown() const { return line_ != nullptr; }
 
     /// Sets the text of the line, which contains all three arguments.

@@ -8,7 +8,8 @@
 
 namespace {
 
-/// The argument `context` of composeEntries(): the path of the library directory, and a result of the call.
+/// The struct to which the argument `context` of composeEntries() points: the path of the library directory, and a
+/// result.
 struct Block {
     const char *dir;
     bool isProbed = true; ///< result: false if the case sensitivity could not be determined

@@ -36,7 +36,7 @@ struct Request {
 /// A function that stores the operands of the option `args[0]`, that is, the arguments after it, in `request`.
 /// @return the number of arguments that the option and its operands occupy; 0 for a usage error
 using Take = int (*)(Request &request, char **args);
-/// A function that performs an action with the operands in `request`. tovProcessVekinfoArgs() returns its result.
+/// A function that performs an action with the operands in `request`. @return the result of tovProcessVekinfoArgs()
 using Run = int (*)(const Request &request);
 
 struct Option {

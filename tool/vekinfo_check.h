@@ -16,8 +16,8 @@ int tovCheckOrConfigLibrary(int configure);
 
 /// Checks or configures every library that the library definition file `libFile` defines.
 /// @param configure  1 to append missing entries to the tag files of the libraries; 0 to only check the tag files
-/// @return the result for the last library; 1 if the list of libraries or the path of one cannot be obtained; or a
-///         TOV_... code if `libFile` cannot be read
+/// @return the result of tovVerifyVekinfo() for the last library; 1 if the list of libraries or the path of one library
+///         cannot be obtained; or a TOV_... code if `libFile` cannot be read
 int tovVeklibCheck(const char *libFile, int configure);
 
 /// Checks or configures the library `libName` in the directory `dir`. Also reports redundant tag files, that is, tag
