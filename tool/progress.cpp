@@ -9,12 +9,12 @@
 #include "tool/progress.h"
 
 #include "common/text/fixed_text.h"
+#include "tool/signal_mask.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -111,7 +111,7 @@ class Progress::Line {
     void restoreStreams();
 
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t stopped_ = {};
+    pthread_cond_t stopped_ = PTHREAD_COND_INITIALIZER;
     pthread_t thread_ = {};
     bool isStopped_ = false;
     bool isOnTerminal_ = false; ///< whether the line is on the terminal now
@@ -126,22 +126,13 @@ class Progress::Line {
 };
 
 bool Progress::Line::start() {
-    pthread_condattr_t attributes;
-    if (pthread_condattr_init(&attributes) != 0) {
-        return false;
-    }
-    static_cast<void>(pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC));
-    static_cast<void>(pthread_cond_init(&stopped_, &attributes));
-    static_cast<void>(pthread_condattr_destroy(&attributes));
     replaceStreams();
-    // Block all signals while the thread is created. The new thread inherits this signal mask, so that the main thread
-    // still handles all signals. Afterwards, restore the mask of the main thread.
-    sigset_t all;
-    sigset_t before;
-    static_cast<void>(sigfillset(&all));
-    static_cast<void>(pthread_sigmask(SIG_SETMASK, &all, &before));
-    const bool isStarted = error_ != nullptr && pthread_create(&thread_, nullptr, threadMain, this) == 0;
-    static_cast<void>(pthread_sigmask(SIG_SETMASK, &before, nullptr));
+    bool isStarted = false;
+    if (error_ != nullptr) {
+        // The new thread inherits the mask that blocks all signals, so that the main thread still handles all signals.
+        const AllSignalsBlocked blocked;
+        isStarted = pthread_create(&thread_, nullptr, threadMain, this) == 0;
+    }
     if (!isStarted) {
         restoreStreams();
     }
@@ -156,7 +147,6 @@ void Progress::Line::stop() {
     static_cast<void>(pthread_join(thread_, nullptr));
     erase();
     restoreStreams();
-    static_cast<void>(pthread_cond_destroy(&stopped_));
 }
 
 void Progress::Line::set(const Text &text) {
@@ -178,7 +168,7 @@ void Progress::Line::showRepeatedly() {
     timespec deadline = after(kFirstNs);
     static_cast<void>(pthread_mutex_lock(&mutex_));
     while (!isStopped_) {
-        if (pthread_cond_timedwait(&stopped_, &mutex_, &deadline) == ETIMEDOUT) {
+        if (pthread_cond_clockwait(&stopped_, &mutex_, CLOCK_MONOTONIC, &deadline) == ETIMEDOUT) {
             show();
             deadline = after(kNextNs);
         }

@@ -31,7 +31,7 @@ namespace {
 using test::Reports;
 using vek::DirectoryIdentity;
 using vekinfo::ReadAhead;
-using vekinfo::ReadAheadSettings;
+using vekinfo::WorkerSettings;
 
 /// The names in a directory in the order in which they are read.
 std::vector<std::string> namesIn(const std::string &directory) {
@@ -168,17 +168,17 @@ std::ostream &operator<<(std::ostream &out, const Result &result) {
 }
 
 /// Settings that start workers at once.
-ReadAheadSettings workersAtOnce(std::size_t workers) {
+WorkerSettings workersAtOnce(std::size_t workers) {
     return {.fastWorkers = workers, .slowWorkers = workers, .directoriesBefore = 0, .fastShare = 1};
 }
 
 class ReadAheadScan : public test::TagTest {
   protected:
-    Result scan(const ReadAheadSettings &settings, std::size_t *workers = nullptr) {
+    Result scan(const WorkerSettings &settings, std::size_t *workers = nullptr) {
         return scanOf(box.path("lib"), settings, workers);
     }
     Result expected() { return expectedOf(box.path("lib")); }
-    Result scanOf(const std::string &directory, const ReadAheadSettings &settings,
+    Result scanOf(const std::string &directory, const WorkerSettings &settings,
                   std::size_t *workers = nullptr) {
         test::Capture capture;
         {
@@ -266,12 +266,12 @@ TEST_F(ReadAheadScan, SmallLimitsDoNotChangeTheReport) {
     }
     const Result model = expected();
     for (const std::size_t directories : {1U, 2U, 7U}) {
-        ReadAheadSettings settings = workersAtOnce(4);
+        WorkerSettings settings = workersAtOnce(4);
         settings.mostDirectories = directories;
         EXPECT_EQ(model, scan(settings)) << directories;
     }
     for (const std::size_t bytes : {1U, 400U, 4000U}) {
-        ReadAheadSettings settings = workersAtOnce(4);
+        WorkerSettings settings = workersAtOnce(4);
         settings.mostBytes = bytes;
         EXPECT_EQ(model, scan(settings)) << bytes;
     }

@@ -1,0 +1,118 @@
+#ifndef TOOL_WALK_ORDER_H
+#define TOOL_WALK_ORDER_H
+
+/// The directories of depth-first walks, and the order in which they should be read ahead. See walk_order.cpp.
+
+#include "common/containers/directory_identity.h"
+#include "common/containers/growing_array.h"
+#include "common/platform/entry_list.h"
+#include "tool/directory_reader.h"
+#include "tool/worker_pool.h"
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace vekinfo {
+
+/// A directory that a walk has entered, or that a worker has read or is reading.
+class Directory : public WorkerTask {
+  public:
+    [[nodiscard]] const char *path() const { return &path_[0]; }
+    [[nodiscard]] const vek::EntryList &entries() const { return entries_; }
+    [[nodiscard]] const DirectoryReading &reading() const { return reading_; }
+    /// @return the device and inode; nullopt if they were not to be determined, or fstat() failed
+    [[nodiscard]] const std::optional<vek::DirectoryIdentity> &identity() const { return identity_; }
+
+    /// Reads the directory, with up to `mostBytes` of entries. Any thread may call this function, without the mutex: no
+    /// other thread uses what it sets before the reading has ended.
+    void read(std::size_t mostBytes);
+
+    /// Removes the result of the reading, so that the directory can be read again.
+    void clear();
+
+  private:
+    friend class WalkOrder;
+    friend class ReadAheadQueue;
+
+    // The result of the reading. It does not change afterwards, so the walk uses it without the mutex.
+    vek::GrowingArray<char> path_; ///< NUL-terminated
+    vek::EntryList entries_;
+    DirectoryReading reading_;
+    std::optional<vek::DirectoryIdentity> identity_;
+
+    // The location of the directory in the tree of the walk.
+    Directory *parent_ = nullptr; ///< null for the start of the walk
+    std::size_t depth_ = 0;       ///< 0 for the start of the walk
+    std::size_t position_ = 0;    ///< position of its entry in `parent_->entries_`
+    bool identifies_ = false;     ///< whether to determine `identity_`
+    bool isBelowLink_ = false;    ///< whether the walk has followed a link to it or to an ancestor of it
+
+    // Guarded by the mutex of the pool.
+    /// Position of the entry after the last subdirectory that was begun: read by a worker, entered or passed.
+    std::size_t next_ = 0;
+    std::size_t unstarted_ = 0; ///< the number of DT_DIR entries at or after `next_`
+    Directory *firstChild_ =
+        nullptr; ///< list of the children that workers have begun and the walk has not entered, in entry order
+    Directory *lastChild_ = nullptr;
+    Directory *sibling_ = nullptr; ///< the next child in that list; in an unused record, the next unused one
+    Directory *openBefore_ = nullptr; ///< the previous one in the list of open directories
+    Directory *openAfter_ = nullptr;  ///< the next one in the list of open directories
+    bool isOpen_ = false;             ///< whether the directory is in the list of open directories
+};
+
+/// The tree of the directories, and the list of those that have subdirectories to read. Not thread-safe.
+class WalkOrder {
+  public:
+    WalkOrder() = default;
+    WalkOrder(const WalkOrder &) = delete;
+    WalkOrder &operator=(const WalkOrder &) = delete;
+    /// Frees the unused records. All other records must have been released with recycle().
+    ~WalkOrder();
+
+    /// Makes a record with the path "parentPath/name", or `parentPath` if `name` is empty. Reuses an unused record.
+    /// @return the record; null if memory is exhausted
+    [[nodiscard]] Directory *make(std::string_view parentPath, std::string_view name);
+
+    /// Resets the record and keeps it for reuse, with its buffers up to 4096 bytes. Larger buffers are freed.
+    void recycle(Directory *directory);
+
+    /// Adds a directory that the walk has entered or a worker has read. If it has subdirectories, inserts it into the
+    /// list of open directories.
+    /// @param isEntered  whether the walk has entered it, so that the walk will enter its subdirectories next
+    void open(Directory &directory, bool isEntered);
+
+    /// Removes `directory` from the list of open directories if it is in the list.
+    void close(Directory &directory);
+
+    /// Marks the next subdirectory of `parent` as begun. Closes `parent` if this was the last one.
+    /// @param next  position of the entry after this subdirectory
+    void skipTo(Directory &parent, std::size_t next);
+
+    /// Makes a record for the subdirectory to read next, in the state Running, and adds it to the children of its parent.
+    /// @return the record; null if no subdirectory waits to be read, or memory is exhausted
+    [[nodiscard]] Directory *beginNext();
+
+    /// Removes from the children of `parent` the one whose entry has this position.
+    /// @return the child; null if there is none, because memory for its record was exhausted
+    [[nodiscard]] static Directory *takeChild(Directory &parent, std::size_t position);
+
+    /// Removes one of the directories that were read ahead below `directory` from the tree and closes it.
+    /// @return the removed directory; null if there is none left
+    [[nodiscard]] Directory *takeBelow(Directory &directory);
+
+    /// @return the number of subdirectories of open directories that wait to be read
+    [[nodiscard]] std::size_t pending() const { return pending_; }
+
+  private:
+    static bool precedes(const Directory &first, const Directory &second);
+    void insert(Directory &directory, Directory *before);
+
+    Directory *unused_ = nullptr;    ///< list of the records to reuse, linked by `sibling_`
+    Directory *firstOpen_ = nullptr; ///< the list of open directories
+    std::size_t pending_ = 0;        ///< number of subdirectories of open directories that wait to be read
+};
+
+} // namespace vekinfo
+
+#endif

@@ -1,0 +1,195 @@
+#ifndef TOOL_WORKER_POOL_H
+#define TOOL_WORKER_POOL_H
+
+/// Worker threads that perform tasks ahead of the first thread. See worker_pool.cpp.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <pthread.h>
+
+namespace vekinfo {
+
+/// The number of worker threads, the conditions under which they are started, and the limits on what they read ahead.
+struct WorkerSettings {
+    /// The most workers on a fast file system, where directories are read from the caches of the kernel. 0: one for
+    /// each processor, at most 8.
+    std::size_t fastWorkers = 0;
+    /// The most workers on a slow file system, where readers wait for the disk or the network. Servers of network file
+    /// systems process some tens of requests at the same time.
+    std::size_t slowWorkers = 32;
+    /// A file system is slow if reading each of the last three directories took at least this time in nanoseconds.
+    std::int64_t slowNs = 200'000;
+    /// On a fast file system, workers are started after the walk has read this many directories. Starting workers
+    /// takes as long as reading some tens of directories.
+    std::size_t directoriesBefore = 256;
+    /// On a fast file system, one worker is started or woken for this number of directories that wait to be read.
+    /// Waking a worker takes as long as reading one or two directories from the caches.
+    std::size_t fastShare = 16;
+    /// The same number for a slow file system, where reading a directory takes much longer than waking a worker.
+    std::size_t slowShare = 1;
+    /// On a slow file system, the first worker is started when this number of directories wait to be read.
+    std::size_t slowBefore = 4;
+    /// The most directories that workers have read, or are reading, and that the walk has not entered yet.
+    std::size_t mostDirectories = 1024;
+    /// The most bytes of memory for the entries of such directories.
+    std::size_t mostBytes = std::size_t{16} << 20;
+};
+
+/// @return the time of CLOCK_MONOTONIC in nanoseconds
+std::int64_t monotonicNs();
+
+/// One task of a worker thread, the base class of what the task reads. The state is guarded by the mutex of the pool.
+class WorkerTask {
+  public:
+    /// Running: a worker performs the task. Done: the task has ended, or was never given to a worker. Failed: a worker
+    /// has ended it without a result, for lack of memory or descriptors, so the first thread must do the work itself.
+    /// Abandoned: a worker still performs the task, but nothing uses the result.
+    enum class State : unsigned char { Running, Done, Failed, Abandoned };
+
+    State state = State::Done;
+};
+
+/// The functions that a WorkerPool calls, with the object that owns both the pool and the tasks.
+struct WorkerTasks {
+    /// Returns the next task, in the state Running; null if there is none. Called with the mutex locked.
+    WorkerTask *(*begin)(void *owner);
+    /// Performs a task. Called by a worker without the mutex.
+    void (*perform)(WorkerTask &task, std::size_t mostBytes);
+    /// Sets the state of a task that was performed, and releases it if it was abandoned. Called with the mutex locked.
+    void (*end)(void *owner, WorkerTask &task);
+    /// Deletes the owner, which contains the pool.
+    void (*destroy)(void *owner);
+};
+
+/// Worker threads, the mutex that guards the tasks, and the limits on what tasks that have ended may hold. Threads are
+/// started when enough tasks wait. Except in Lock, all functions must be called with the mutex locked.
+class WorkerPool {
+  public:
+    /// @param owner  the object on the heap that contains the pool. release() or the last worker deletes it
+    WorkerPool(const WorkerSettings &settings, const WorkerTasks &tasks, void *owner)
+        : settings_(settings), tasks_(tasks), owner_(owner) {}
+    WorkerPool(const WorkerPool &) = delete;
+    WorkerPool &operator=(const WorkerPool &) = delete;
+    ~WorkerPool() = default;
+
+    /// Holds the mutex of the pool while in scope.
+    class Lock {
+      public:
+        explicit Lock(WorkerPool &pool) : mutex_(pool.mutex_) { lock(); }
+        Lock(const Lock &) = delete;
+        Lock &operator=(const Lock &) = delete;
+        ~Lock() { unlock(); }
+        void lock() { static_cast<void>(pthread_mutex_lock(&mutex_)); }
+        void unlock() { static_cast<void>(pthread_mutex_unlock(&mutex_)); }
+
+      private:
+        pthread_mutex_t &mutex_;
+    };
+
+    /// Starts and wakes workers for `pending` tasks that wait to be begun. Called by the first thread only.
+    void start(std::size_t pending);
+    /// Wakes idle workers for `pending` tasks that wait to be begun.
+    void wake(std::size_t pending);
+
+    /// Records the duration of a reading in the first thread. The durations tell whether the file system is slow.
+    void addDuration(std::int64_t ns) { waiting_.add(ns); }
+
+    /// Counts one more task whose result the first thread has not taken.
+    void countBegun() { ++stored_; }
+    /// Counts the bytes of memory of such a result.
+    void countBytes(std::size_t bytes) { bytes_ += bytes; }
+    /// Subtracts one task that the first thread has taken or abandoned, and the bytes of its result.
+    void countTaken(std::size_t bytes);
+
+    /// Waits until no worker performs `task`.
+    void waitFor(const WorkerTask &task, Lock &lock);
+
+    /// Repeats `attempt`, which failed because descriptors or memory are exhausted, after each task that ends.
+    /// Meanwhile no worker begins a task. The last attempt is made when no worker performs a task: its failure is
+    /// final, as it would be without workers.
+    /// @param attempt  called without the mutex; returns false if it must be repeated
+    template <typename Attempt>
+    void repeatWhileShort(Lock &lock, const Attempt &attempt) {
+        isShort_ = true;
+        bool isAlone = workers_ == 0;
+        for (bool isDone = isAlone; !isDone;) {
+            isAlone = busy_ == 0;
+            if (!isAlone) {
+                waitForAny();
+            }
+            lock.unlock();
+            isDone = attempt() || isAlone;
+            lock.lock();
+        }
+        isShort_ = false;
+    }
+
+    [[nodiscard]] std::size_t workers() const { return workers_; }
+
+    /// Ends the workers and deletes the owner. Waits at most 100 ms: if a worker is then still blocked in a system call,
+    /// the last worker deletes the owner later. Must be called without the mutex.
+    void release();
+
+  private:
+    /// Detects a slow file system by the durations of the last three readings, which must all be long. One long reading
+    /// is not enough: the scheduler may have interrupted it, or the directory may be large.
+    class Waiting {
+      public:
+        void add(std::int64_t ns) {
+            last_[count_ % last_.size()] = ns;
+            ++count_;
+        }
+        /// @return true if each of the last three readings took at least `ns` nanoseconds
+        [[nodiscard]] bool isAtLeast(std::int64_t ns) const;
+        [[nodiscard]] std::size_t count() const { return count_; }
+
+      private:
+        std::array<std::int64_t, 3> last_ = {};
+        std::size_t count_ = 0;
+    };
+
+    [[nodiscard]] bool isSlow() const { return waiting_.isAtLeast(settings_.slowNs); }
+    [[nodiscard]] std::size_t mostWorkers() const {
+        return isSlow() ? settings_.slowWorkers : settings_.fastWorkers;
+    }
+    [[nodiscard]] std::size_t wantedWorkers(std::size_t pending) const;
+    void waitForAny();
+    static void *workerMain(void *pool);
+    void work();
+    [[nodiscard]] WorkerTask *beginTask();
+
+    WorkerSettings settings_;
+    WorkerTasks tasks_;
+    void *owner_;
+
+    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    /// Signaled if a task waits to be begun, or the workers must end.
+    pthread_cond_t work_ = PTHREAD_COND_INITIALIZER;
+    /// Signaled if a worker has ended, or has ended a task that the first thread waits for.
+    pthread_cond_t done_ = PTHREAD_COND_INITIALIZER;
+
+    std::size_t stored_ = 0; ///< number of tasks that were begun and whose results were not taken
+    std::size_t bytes_ = 0;  ///< bytes of memory for their results
+    /// Whether workers must not begin a task. Set if `stored_` or `bytes_` reaches its limit; cleared when both are at
+    /// most half of their limits.
+    bool isFull_ = false;
+
+    std::size_t workers_ = 0;
+    std::size_t idle_ = 0;     ///< workers that wait for a task
+    std::size_t woken_ = 0;    ///< idle workers that were signaled and have not run since
+    std::size_t busy_ = 0;     ///< workers that perform a task
+    bool cannotStart_ = false; ///< whether pthread_create() has failed: no more workers are started
+    bool isShort_ =
+        false; ///< whether the first thread lacks descriptors or memory: workers must not begin a task
+    bool isEnded_ = false; ///< whether the workers must end
+    bool isLeft_ =
+        false; ///< whether the first thread no longer uses the pool, so that the last worker deletes it
+    const WorkerTask *waitedFor_ = nullptr; ///< the task that the first thread waits for; null for none
+    bool waitsForAny_ = false;              ///< whether the first thread waits for any task to end
+    Waiting waiting_;                       ///< the durations of the last readings
+};
+
+} // namespace vekinfo
+
+#endif
