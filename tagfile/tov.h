@@ -105,9 +105,9 @@ VEK_API extern const int ryn_to_tov_errorcode_map[32];
 // and as not defined if all entries have the name that is looked up. The search can therefore stop at a file
 // without the entry and return null. Call tovResetCache() before each lookup of an application entry.
 
-/// Looks up the entry `name` in the tag file of the directory `path` and in those of the directories above `path`, and
-/// stops at the first file that defines the entry. If a directory above `path` is a symbolic link, the search continues
-/// at the target of the link.
+/// Looks up the entry `name` in the tag files of the directory `path` and of the directories above it. Stops at the
+/// first file that defines the entry. If a directory above `path` is a symbolic link, the search continues at the
+/// target of the link.
 ///
 /// The search ends without a result after the mount point of the file system, and before "/net", "/nfs", "/afs" and
 /// "/...", where remote file systems are mounted. A tag file that cannot be read or has a syntax error also ends the
@@ -182,9 +182,9 @@ VEK_API int tovCheckLibraryX(char *where);
 ///         if the file cannot be read or parsed
 VEK_API int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 
-/// Searches the tag files of the directory `startDir` and of the directories above it, and stops at the first one for
-/// which tovGetVekinfoAtLoc() sets `*found` to 1 for the entry `element`. The search follows links and ends like that
-/// of tovLookupEntry().
+/// Searches the tag files of the directory `startDir` and of the directories above it for the entry `element`. Stops at
+/// the first file for which tovGetVekinfoAtLoc() sets `*found` to 1. The search follows links and ends like that of
+/// tovLookupEntry().
 ///
 /// @param startDir    an absolute path; if it is null, no directory is searched
 /// @param out, found  as in tovGetVekinfoAtLoc(); `*found` is 0 if no tag file was found

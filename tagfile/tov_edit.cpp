@@ -1,6 +1,6 @@
-// Edits of tag files: adding or clearing one entry. An edit opens and locks the file, parses it into an object that is
-// not in the cache, changes the object, writes the file and releases the lock. Errors are collected in a list. The
-// error handler is called only after the lock is released, because the handler may edit the same file or empty the
+// Edits of tag files: adding or clearing one entry. An edit opens and locks the file and parses it into an object that
+// is not in the cache. It changes the object, writes the file and releases the lock. Errors are collected in a list.
+// The error handler is called only after the lock is released, because the handler may edit the same file or empty the
 // cache.
 
 #include "tagfile/tov.h"

@@ -1,7 +1,7 @@
-// In-place replacement of a tag file, so that inode, owner, mode and hard links do not change. fallocate() reserves
-// disk space for the new text, one pwrite() overwrites the old text, ftruncate() removes the rest of the old text, and
-// fsync() writes the data to the disk. The old content is kept in memory until all steps have succeeded. If a step
-// fails, the old content is written back.
+// In-place replacement of a tag file, so that inode, owner, mode and hard links do not change. The steps are:
+// fallocate() reserves disk space for the new text; one pwrite() overwrites the old text; ftruncate() removes the rest
+// of the old text; fsync() writes the data to the disk. The old content is kept in memory until all steps have
+// succeeded. If a step fails, the old content is written back.
 
 #include "tagfile/tovi_edited_file.h"
 
@@ -223,8 +223,8 @@ Opened EditedFile::create(int flags) {
     return Opened::NotWritable;
 }
 
-/// Tests whether `path_` still names the open file. If another process replaced or removed the file before it was
-/// locked, the path names another file or none, and an edit of the open file would be lost.
+/// Tests whether `path_` still names the open file. Another process may have replaced or removed the file before it was
+/// locked. An edit of the open file would then be lost.
 /// @return Same; Another if `path_` names another file or none; Unknown if the status of a file cannot be read
 EditedFile::AtPath EditedFile::findAtPath() {
     struct stat atPath = {};
@@ -321,8 +321,8 @@ bool EditedFile::writeAll(std::string_view text) {
     return true;
 }
 
-/// Allocates the disk blocks for the new text before the old text is overwritten, so that the later pwrite() cannot
-/// fail with ENOSPC when it has overwritten a part of the old text.
+/// Allocates the disk blocks for the new text before the old text is overwritten. The later pwrite() can then not fail
+/// with ENOSPC after it has overwritten a part of the old text.
 /// @return false if the blocks cannot be allocated
 bool EditedFile::reserveSpace(std::string_view text) {
     const auto size = static_cast<off_t>(text.size());

@@ -1,7 +1,6 @@
-// Reading of a tag file that another process may be editing. An edit holds an exclusive lock and writes in place. If
-// the file was last modified more than 60 s ago, it is read without a lock, and fstat() afterwards detects whether it
-// has changed during the reading. If it has changed, or was modified within the last 60 s, it is read with a shared
-// lock.
+// Reading of a tag file that another process may be editing. An edit holds an exclusive lock and writes in place. A
+// file that was last modified more than 60 s ago is read without a lock. fstat() afterwards detects whether the file
+// changed during the reading. If it changed, or was modified within the last 60 s, it is read with a shared lock.
 
 #include "tagfile/tovi_read.h"
 

@@ -33,8 +33,8 @@ class Deadline {
 };
 
 /// Exponential backoff with jitter. The pauses between attempts to lock a file are 1, 2, 4, ... and at most 50 ms. Each
-/// pause is shortened at random, by at most one half, so that processes that wait for the same file do not try again at
-/// the same moment.
+/// pause is shortened at random, by at most one half. Processes that wait for the same file therefore try again at
+/// different times.
 class Backoff {
   public:
     /// Sleeps for the next pause, but at most until `deadline`. Doubles the pause for the next call, up to 50 ms.

@@ -7,8 +7,8 @@
 ///
 /// The number of chains is fixed, so a search in a chain of n records takes O(n). A long chain therefore gets an index:
 /// a second hash table with open addressing and linear probing, which doubles its size when it is half full. Other code
-/// may insert records into the array without this class. Such code also inserts at the head of a chain, so the index is
-/// out of date if the chain has another head than at the last update of the index.
+/// may insert records into the array without this class, at the head of a chain. An index is therefore out of date if
+/// its chain has another head than at the last update of the index.
 
 #include "tagfile/tov.h"
 

@@ -1,8 +1,8 @@
 #ifndef TOVI_WRITE_H
 #define TOVI_WRITE_H
 
-/// Composing and writing of tag files. A written tag file consists of the template (a fixed text of comment lines), one
-/// line for each keyword that is set, and one line for each application entry.
+/// Composing and writing of tag files. A written tag file begins with the template, a fixed text of comment lines. Then
+/// it has one line for each keyword that is set, and one line for each application entry.
 
 #include "common/text/composed_text.h"
 #include "tagfile/keyword.h"
