@@ -1,4 +1,4 @@
-// Progress line on the terminal. A thread updates the line every 100 ms, so that the line also appears while the main
+// Progress line on the terminal. A thread updates the line every 100 ms. The line therefore also appears while the main
 // thread is blocked in a system call, for example of a slow network file system.
 //
 // Other output must erase the line first, and all layers print to `stdout` and `stderr`. While the line is shown, these
