@@ -5,6 +5,7 @@
 #include "search/pux.h"
 
 #include "common/base/owned.h"
+#include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
 #include "common/text/ascii.h"
 
@@ -120,13 +121,14 @@ int puxUsePuxFor(char **list, const char *fileName) {
     if (const int code = puxSearch(list, pux::kConfigName, path.data(), path.size()); code != PUX_OK) {
         return code;
     }
-    const vek::OwnedStream file = vek::openForReading(path.data());
-    if (!file) {
+    const vek::OwnedDescriptor file = vek::openForReading(path.data());
+    if (!file.valid()) {
         return PUX_PERMISSION_DENIED;
     }
     pux::NameConfig config(fileName);
-    std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): fgets() fills it
-    while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
+    vek::LineReader lines(file.get());
+    std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
+    while (lines.next(line)) {
         config.execute(line.data());
     }
     return config.isLookedUp() ? PUX_OK : PUX_FILE_NOT_FOUND;

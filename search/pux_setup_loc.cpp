@@ -1,6 +1,7 @@
 // Parser for the file `setup.loc`. Each line contains a comment, or one directory or "@LIBRARY", optionally in double
 // quotes.
 
+#include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
@@ -10,7 +11,6 @@
 #include "search/puxi_setup_loc.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -74,13 +74,14 @@ int pux_parse_setup_loc(const char *path, char ***list) {
         return PUX_INVALID_PARAMETER;
     }
     *list = nullptr;
-    const vek::OwnedStream file = vek::openForReading(path);
-    if (!file) {
+    const vek::OwnedDescriptor file = vek::openForReading(path);
+    if (!file.valid()) {
         return PUX_FILE_NOT_FOUND;
     }
     vek::StrlistBuilder directories;
-    std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): fgets() fills it
-    while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
+    vek::LineReader lines(file.get());
+    std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
+    while (lines.next(line)) {
         if (!pux::addLine(line.data(), path, directories)) {
             return PUX_MEMORY_ERROR;
         }

@@ -6,6 +6,8 @@
 
 #include "search/veki_interp.h"
 
+#include "common/base/print.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -264,7 +266,7 @@ void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t posi
 }
 
 void reportBrokenAssertion(int line, const char *assertion) {
-    static_cast<void>(std::fprintf(stderr, "ASSERT FALURE: %s %d %s\n", "vekInterp", line, assertion));
+    vek::printError("ASSERT FALURE: %s %d %s\n", "vekInterp", line, assertion);
 }
 
 } // namespace vek

@@ -57,15 +57,15 @@ bool isSameFile(const struct stat &a, const struct stat &b) {
 /// @param name  receives the last component of `path`; null if memory is exhausted
 /// @return an O_PATH descriptor of the directory; an invalid descriptor after an error
 vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText &name) {
-    const char *slash = std::strrchr(path, '/');
+    const std::size_t nameOffset =
+        std::string_view(path).rfind('/') + 1; // 0 if there is no "/", because npos + 1 is 0
     vek::PathText directory;
-    const bool fits = slash == nullptr ||
-                      directory.assign(std::string_view(path, static_cast<std::size_t>(slash + 1 - path)));
-    name = vek::copyText(slash == nullptr ? path : slash + 1);
+    const bool fits = directory.assign(std::string_view(path, nameOffset));
+    name = vek::copyText(path + nameOffset);
     if (!fits || !name) {
         return {};
     }
-    const char *where = slash == nullptr ? "." : directory.c_str();
+    const char *where = directory.empty() ? "." : directory.c_str();
     return vek::OwnedDescriptor(
         vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }

@@ -1,3 +1,4 @@
+#include "common/base/print.h"
 #include "common/platform/vek_init.h"
 #include "tool/vekinfo_args.h"
 
@@ -54,7 +55,7 @@ bool openStandardDescriptors() {
 
 int main(int argc, char **argv) {
     if (!openStandardDescriptors()) {
-        static_cast<void>(std::fputs("ERROR! can't open the standard descriptors\n", stderr));
+        vek::printError("ERROR! can't open the standard descriptors\n");
         return EXIT_FAILURE;
     }
     vekInit(&argc, argv);

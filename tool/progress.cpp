@@ -24,6 +24,7 @@
 #include <string_view>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace vekinfo {
@@ -43,6 +44,12 @@ bool canErase() {
 bool isPipe(int descriptor) {
     struct stat status = {};
     return fstat(descriptor, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+}
+
+/// Returns true if `descriptor` is open on a terminal, like isatty().
+bool isTerminal(int descriptor) {
+    termios attributes = {};
+    return ioctl(descriptor, TCGETS, &attributes) == 0;
 }
 
 /// Returns how many columns the line may use: the width of the terminal minus one, because some terminals begin a new
@@ -211,7 +218,7 @@ void Progress::Line::replaceStreams() {
     }
     static_cast<void>(std::setvbuf(error_, nullptr, _IONBF, 0));
     stderr = error_;
-    if (isatty(STDOUT_FILENO) == 0) {
+    if (!isTerminal(STDOUT_FILENO)) {
         return;
     }
     output_ =
@@ -254,7 +261,7 @@ ssize_t Progress::Line::write(int descriptor, const char *data, std::size_t size
 // ---- Progress
 
 Progress::Progress() {
-    if (isatty(STDERR_FILENO) == 0 || isPipe(STDOUT_FILENO) || !canErase()) {
+    if (!isTerminal(STDERR_FILENO) || isPipe(STDOUT_FILENO) || !canErase()) {
         return;
     }
     void *memory = std::malloc(sizeof(Line));

@@ -1,5 +1,6 @@
 #include "tool/vekinfo_append.h"
 
+#include "common/base/print.h"
 #include "common/platform/vek_path.h"
 #include "tagfile/keyword.h"
 #include "tool/vekinfo_check.h"
@@ -67,7 +68,7 @@ tov::AppendResult vekinfo::appendLibraryEntries(const char *dir, const char *tag
     // Print the error only now, after the lock on the tag file is released: writing to standard error may block, and
     // other processes would then wait for the lock.
     if (!block.isProbed) {
-        std::fputs("ERROR! can't determine file system case sensitivity on writable directory\n", stderr);
+        vek::printError("ERROR! can't determine file system case sensitivity on writable directory\n");
     }
     return result;
 }

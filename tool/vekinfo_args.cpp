@@ -1,6 +1,7 @@
 #include "tool/vekinfo_args.h"
 
 #include "common/base/owned.h"
+#include "common/base/print.h"
 #include "common/text/ascii.h"
 #include "tagfile/tov.h"
 #include "tool/vekinfo_check.h"
@@ -183,7 +184,7 @@ std::size_t countArguments(char **argv) {
 
 void vekinfoCmdUsage(void) {
     for (const char *line : kUsage) {
-        std::puts(line);
+        vek::print(stdout, "%s\n", line);
     }
 }
 

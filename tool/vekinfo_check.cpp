@@ -1,5 +1,7 @@
 #include "tool/vekinfo_check.h"
 
+#include "common/base/print.h"
+#include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/vek_path.h"
@@ -37,8 +39,7 @@ using OwnedContext = std::unique_ptr<rynContext, EndIteration>;
 
 /// Prints that `function` failed with the RYN_... code `code`. @return 1, the result of the whole check
 int warn(const char *function, int code) {
-    static_cast<void>(
-        std::fprintf(stderr, "WARNING: Problem found in %s: %s\n", function, rynGetErrorMsg(code)));
+    vek::printError("WARNING: Problem found in %s: %s\n", function, rynGetErrorMsg(code));
     return 1;
 }
 
@@ -60,10 +61,11 @@ bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace) {
 
 void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace) {
     if (verboseFlag != 0) {
-        std::printf("The library %s at %s has a vekinfo.tag definition.\n", libName, dir);
+        vek::print(stdout, "The library %s at %s has a vekinfo.tag definition.\n", libName, dir);
     }
     if (hasWrongNameSpace(dir, nameSpace)) {
-        std::printf("Warning: Library %s at %s has incorrect namespace in vekinfo.tag file\n", libName, dir);
+        vek::print(stdout, "Warning: Library %s at %s has incorrect namespace in vekinfo.tag file\n", libName,
+                   dir);
     }
 }
 
@@ -87,7 +89,7 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath, 
     if (result.kind == Kind::Defined) {
         reportDefined(libName, dir, result.nameSpace); // another process has appended the entry
     } else if (verboseFlag != 0) {
-        std::printf("Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
+        vek::print(stdout, "Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
     }
     return TOV_OK;
 }
@@ -179,28 +181,25 @@ int verifyLibraries(rynContext *libraries, int configure, vekinfo::Progress &pro
 
 int testParseWarnHandler(int code, const char *text, const char *file, int line) {
     if (code != RYN_NO_VEKLIBRARY_ENTRY) {
-        static_cast<void>(std::fprintf(stderr, "Error at line %d of %s \nmsg: \"%s\"\n\terrstr:\"%s\"\n",
-                                       line, orNull(file), orNull(text), rynGetErrorMsg(code)));
+        vek::printError("Error at line %d of %s \nmsg: \"%s\"\n\terrstr:\"%s\"\n", line, orNull(file),
+                        orNull(text), rynGetErrorMsg(code));
     }
     return 0;
 }
 
 int testErrHandler(int code, const char *text, const char * /*sameText*/) {
     if (code != RYN_NO_VEKLIBRARY_ENTRY) {
-        static_cast<void>(std::fprintf(stderr, "Error code %d found for %s:\n\t%s\n", code, orNull(text),
-                                       rynGetErrorMsg(code)));
+        vek::printError("Error code %d found for %s:\n\t%s\n", code, orNull(text), rynGetErrorMsg(code));
     }
     return 0;
 }
 
 int lookForNoneTag(const char *dir) {
     const vek::OwnedText path = vek::joinText(dir, "/dm.tag");
-    const vek::OwnedStream file = path ? vek::openForReading(path.get()) : nullptr;
-    vek::PathText line;
-    const bool isRead = file && line.fill([&file](char *buffer, std::size_t size) {
-        return std::fgets(buffer, static_cast<int>(size), file.get()) != nullptr;
-    });
-    return isRead && firstWord(line.view()) == "none" ? 1 : 0;
+    const vek::OwnedDescriptor file = path ? vek::openForReading(path.get()) : vek::OwnedDescriptor();
+    vek::LineReader lines(file.get());
+    vek::LineBuffer line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
+    return lines.next(line) && firstWord(line.data()) == "none" ? 1 : 0;
 }
 
 int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {

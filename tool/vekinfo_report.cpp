@@ -1,5 +1,6 @@
 #include "tool/vekinfo_report.h"
 
+#include "common/base/print.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/vek_path.h"
@@ -44,16 +45,16 @@ bool isWanted(const char *filter, std::string_view item) {
 /// @param pathShown  true if `tagPath` has already been printed; false to print it with the keyword
 void printMark(const char *tagPath, const char *name, bool pathShown) {
     if (pathShown) {
-        std::printf("\tThere is a %s entry.\n", name);
+        vek::print(stdout, "\tThere is a %s entry.\n", name);
     } else {
-        std::printf("The vekinfo.tag file at: %s\nhas a %s entry defined.\n", tagPath, name);
+        vek::print(stdout, "The vekinfo.tag file at: %s\nhas a %s entry defined.\n", tagPath, name);
     }
 }
 
 // ---- lookup
 
 void printDefinition(const char *where, const char *name, const char *value) {
-    std::printf("%s\n    defines '%s %s'.\n", where, name, value);
+    vek::print(stdout, "%s\n    defines '%s %s'.\n", where, name, value);
 }
 
 /// Looks up the entry `shownName`, from the path `start` upward and along the search list, and prints its value.
@@ -66,8 +67,8 @@ void lookUpValue(const char *start, const char *shownName, const char *typedName
     if (value != nullptr) {
         printDefinition(where.c_str(), shownName, value);
     } else {
-        std::printf("Info (vekinfo): could not locate an entry for '%s' in any vekinfo.tag file.\n",
-                    typedName);
+        vek::print(stdout, "Info (vekinfo): could not locate an entry for '%s' in any vekinfo.tag file.\n",
+                   typedName);
     }
 }
 
@@ -75,7 +76,8 @@ void lookUpLibrary(const char *start, const char *name) {
     vek::PathText directory;
     for (;;) {
         if (tovCheckLibrary() == 0) {
-            std::printf("Info (vekinfo): Library checking is off, %s entries will not be used.\n", name);
+            vek::print(stdout, "Info (vekinfo): Library checking is off, %s entries will not be used.\n",
+                       name);
         }
         if (tov::normalizePath(start, directory) == TOV_OK) {
             break;
@@ -88,9 +90,9 @@ void lookUpLibrary(const char *start, const char *name) {
     VekinfoObj obj = {};
     int found = 0;
     if (tovLocalSearchElement(directory.c_str(), name, &obj, &found) == TOV_OK && found != 0) {
-        std::printf("The vekinfo.tag file at: %s\nhas a %s entry defined.\n", obj.path, name);
+        vek::print(stdout, "The vekinfo.tag file at: %s\nhas a %s entry defined.\n", obj.path, name);
     } else {
-        std::printf("No %s entry was found in any location relative to\n%s.\n", name, start);
+        vek::print(stdout, "No %s entry was found in any location relative to\n%s.\n", name, start);
     }
 }
 
@@ -101,7 +103,7 @@ void lookUpLibcheck(const char *name) {
     const bool isOn = where.fill([](char *file, std::size_t) { return tovCheckLibraryX(file) != 0; });
     const char *value = isOn ? "ON" : "OFF";
     if (where.empty()) {
-        std::printf("%s is not defined. It is %s by default.\n", name, value);
+        vek::print(stdout, "%s is not defined. It is %s by default.\n", name, value);
     } else {
         printDefinition(where.c_str(), name, value);
     }
@@ -166,10 +168,10 @@ VekinfoObj *tovGetVekinfo(const char *tagPath) {
 
 void printVfmt(const char *tagPath, const char *name, const char *value, int pathShown) {
     if (pathShown != 0) {
-        std::printf("\tThe %s entry has a value of: %s.\n", name, value);
+        vek::print(stdout, "\tThe %s entry has a value of: %s.\n", name, value);
     } else {
-        std::printf("The vekinfo.tag file at %s\nhas a %s entry with a value of: %s.\n", tagPath, name,
-                    value);
+        vek::print(stdout, "The vekinfo.tag file at %s\nhas a %s entry with a value of: %s.\n", tagPath, name,
+                   value);
     }
 }
 
@@ -177,7 +179,7 @@ void vekinfo::print(const tov::Keywords &keywords, const char *filter, const Vek
     const char *path = obj.path == nullptr ? "" : obj.path;
     const bool pathShown = obj.path != nullptr && isWanted(filter, "path");
     if (pathShown) {
-        std::printf("A vekinfo.tag file exists at: %s\n", path);
+        vek::print(stdout, "A vekinfo.tag file exists at: %s\n", path);
     }
     for (const tov::Keyword &keyword : keywords) {
         const char *value = keyword.shownValue(obj);
@@ -204,7 +206,7 @@ int tovVekinfoShow(void) {
         tagPath.fill([&start](char *path, std::size_t) { return tovFindInfoFile(start.c_str(), path); });
     const VekinfoObj *obj = tovGetVekinfo(tagPath.c_str());
     if (obj == nullptr) {
-        std::puts("Info (vekinfo): could not find vekinfo.tag file.");
+        vek::print(stdout, "Info (vekinfo): could not find vekinfo.tag file.\n");
         return status;
     }
     tovPrintVekinfo(nullptr, obj);
@@ -213,7 +215,7 @@ int tovVekinfoShow(void) {
 
 int tovVekinfoLookup(char **names) {
     const StartPath start;
-    std::printf("vekinfo searching relative to '%s':\n", start.c_str());
+    vek::print(stdout, "vekinfo searching relative to '%s':\n", start.c_str());
     for (char **name = names; *name != nullptr; ++name) {
         lookUp(start.c_str(), *name);
     }

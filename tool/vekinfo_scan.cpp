@@ -9,6 +9,7 @@
 #include "tool/vekinfo_scan.h"
 
 #include "common/base/owned.h"
+#include "common/base/print.h"
 #include "common/containers/growing_array.h"
 #include "common/containers/identity_map.h"
 #include "common/platform/entry_list.h"
@@ -250,7 +251,7 @@ class Scan {
 
     void reportIf(bool isRedundant) const {
         if (isRedundant) {
-            std::printf("There is a redundant vekinfo.tag file in the subdir: \n\t%s\n", directory());
+            vek::print(stdout, "There is a redundant vekinfo.tag file in the subdir: \n\t%s\n", directory());
         }
     }
 

@@ -1,6 +1,6 @@
 #include "common/base/vek_error.h"
 
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 
 static struct { vekErrorFunc receiver; } errorHook;
 

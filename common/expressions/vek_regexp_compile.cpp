@@ -1,5 +1,5 @@
 #include "common/base/owned.h"
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 #include "common/expressions/vek_regexp.h"
 #include "common/expressions/veki_regexp.h"
 #include "common/expressions/veki_regexp_writer.h"

@@ -18,7 +18,7 @@ bool LineReader::fill() {
     return size > 0;
 }
 
-bool LineReader::next(LineBuffer &line) {
+bool LineReader::next(std::span<char> line) {
     std::size_t length = 0;
     bool isWhole = false;
     while (!isWhole && (!rest_.empty() || fill())) {
@@ -34,7 +34,7 @@ bool LineReader::next(LineBuffer &line) {
         rest_.remove_prefix(piece.size());
         isWhole = newline != nullptr || length == line.size() - 1;
     }
-    line[length] = '\0';
+    line[failed_ ? 0 : length] = '\0';
     vekNtToUnixLine(line.data());
     return length > 0 && !failed_;
 }

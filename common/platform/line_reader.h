@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <span>
 #include <string_view>
 
 namespace vek {
@@ -13,7 +14,8 @@ namespace vek {
 using LineBuffer = std::array<char, VEK_PATH_SIZE>;
 
 /// Reads text lines from a file descriptor, from a text in memory, or from a text and then a descriptor. The results
-/// are the same as those of vek_fgets(): at most 4095 characters at a time, and "\r\n" becomes "\n".
+/// are the same as those of vek_fgets(): a line that is longer than the buffer is returned in pieces, and "\r\n" becomes
+/// "\n".
 ///
 /// Does not use a stdio stream (FILE), because fclose() closes the descriptor, and a lock on the file is released
 /// when its descriptor is closed. A stream would also cost two more system calls.
@@ -30,10 +32,10 @@ class LineReader {
     LineReader(const LineReader &) = delete; // rest_ can point into block_
     LineReader &operator=(const LineReader &) = delete;
 
-    /// Stores the next line, including its newline, and a NUL in `line`. A line of more than 4095 characters is
-    /// returned in pieces by several calls.
+    /// Stores the next line, including its newline, and a NUL in `line`. A line of more than line.size() - 1
+    /// characters is returned in pieces by several calls.
     /// @return true; false at the end of the file, or if read() has failed
-    [[nodiscard]] bool next(LineBuffer &line);
+    [[nodiscard]] bool next(std::span<char> line);
 
     /// @return true if read() has failed. When next() returns false, this distinguishes a read error from the end of
     ///         the file

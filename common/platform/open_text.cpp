@@ -6,7 +6,7 @@
 
 namespace vek {
 
-OwnedDescriptor openDescriptorForReading(const char *path) {
+OwnedDescriptor openForReading(const char *path) {
     // O_NONBLOCK: without it, open() of a named pipe waits until another process opens the pipe for writing.
     OwnedDescriptor file(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
@@ -15,18 +15,6 @@ OwnedDescriptor openDescriptorForReading(const char *path) {
     }
     return S_ISREG(status.st_mode) ? std::move(file)
                                    : OwnedDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-}
-
-OwnedStream openForReading(const char *path) {
-    OwnedDescriptor file = openDescriptorForReading(path);
-    if (!file.valid()) {
-        return nullptr;
-    }
-    OwnedStream stream(fdopen(file.get(), "r"));
-    if (stream) {
-        static_cast<void>(file.release());
-    }
-    return stream;
 }
 
 } // namespace vek

@@ -9,11 +9,7 @@ namespace vek {
 /// that the caller reads an empty file: reading a pipe or a device could block, or never reach an end.
 ///
 /// @return the descriptor; if the file cannot be opened, an invalid one, with `errno` set
-[[nodiscard]] OwnedDescriptor openDescriptorForReading(const char *path);
-
-/// Opens the file `path` like openDescriptorForReading(), but returns a stdio stream.
-/// @return the stream; null with `errno` set if the file cannot be opened or memory is exhausted
-[[nodiscard]] OwnedStream openForReading(const char *path);
+[[nodiscard]] OwnedDescriptor openForReading(const char *path);
 
 } // namespace vek
 

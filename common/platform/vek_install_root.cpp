@@ -6,7 +6,7 @@
 // is not stored, so the next query searches again.
 
 #include "common/base/owned.h"
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_path.h"

@@ -1,4 +1,5 @@
-#include "common/base/print_error.h"
+#include "common/base/print.h"
+#include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
 #include "common/platform/vek_init.h"
 #include "common/platform/vek_install_root.h"
@@ -87,12 +88,11 @@ static vek::FixedText<16> readPlatform(std::string_view tools) {
     if (!file.assign(tools, std::string_view("/bin/vek_plat.dat"))) {
         return platform;
     }
-    const vek::OwnedStream stream = vek::openForReading(file.c_str());
-    if (stream) {
-        platform.fill([&stream](char *buffer, std::size_t size) {
-            static_cast<void>(vek_fgets(buffer, static_cast<int>(size), stream.get()));
-        });
-    }
+    const vek::OwnedDescriptor table = vek::openForReading(file.c_str());
+    vek::LineReader lines(table.get());
+    static_cast<void>(platform.fill([&lines](char *buffer, std::size_t size) {
+        return lines.next({buffer, size});
+    }));
     if (platform.back() == '\n') {
         platform.truncate(platform.size() - 1);
     }

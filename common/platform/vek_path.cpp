@@ -1,7 +1,7 @@
 #include "common/platform/vek_path.h"
 
 #include "common/base/owned.h"
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 #include "common/platform/system_path.h"
 #include "common/platform/veki_path.h"
 #include "common/text/fixed_text.h"

@@ -6,7 +6,7 @@
 // after an error other than EEXIST.
 
 #include "common/base/owned.h"
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/veki_tmp.h"
 #include "common/text/ascii.h"

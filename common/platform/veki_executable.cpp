@@ -1,6 +1,6 @@
 #include "common/platform/veki_executable.h"
 
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 #include "common/platform/system_path.h"
 #include "common/platform/vek_path.h"
 #include "common/platform/veki_path.h"

@@ -1,5 +1,6 @@
 #include "common/platform/veki_real_path.h"
 
+#include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
 #include "common/platform/vek_path.h"
 #include "common/platform/veki_path.h"
@@ -28,8 +29,8 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
     if (nameAsInvoked == nullptr || tableFile == nullptr) {
         return nullptr;
     }
-    const vek::OwnedStream table = vek::openForReading(tableFile);
-    if (!table) {
+    const vek::OwnedDescriptor table = vek::openForReading(tableFile);
+    if (!table.valid()) {
         return nullptr;
     }
     const std::string_view name(nameAsInvoked);
@@ -38,8 +39,9 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
 
     constexpr int kNameField = 1;
     constexpr int kPathField = 5;
-    std::array<char, VEK_PATH_SIZE> buffer;
-    while (vek_fgets(buffer.data(), static_cast<int>(buffer.size()), table.get()) != nullptr) {
+    vek::LineReader lines(table.get());
+    vek::LineBuffer buffer;
+    while (lines.next(buffer)) {
         const char *line = buffer.data();
         std::string_view field;
         for (int number = kNameField; nextField(line, field); ++number) {

@@ -27,8 +27,8 @@ bool ryn::isPacked(const rynRegistry &registry, const rynLibrary &library) {
 
 int ryn::makePathInArchive(const rynLibrary &library, const ObjectNames &names, vek::PathText &path,
                            std::size_t *needed) {
-    const char *slash = std::strrchr(library.fullPath, '/');
-    const std::string_view top(slash == nullptr ? library.fullPath : slash + 1);
+    const std::size_t nameOffset = std::string_view(library.fullPath).rfind('/') + 1; // npos + 1 is 0
+    const std::string_view top(library.fullPath + nameOffset);
     path.clear();
     path.appendCut(top);
     std::size_t size = top.size() + 1;

@@ -17,7 +17,7 @@ static_assert(std::is_trivially_destructible_v<vek::LineReader>,
 namespace ryn {
 
 int FileText::open(const char *path) {
-    file_ = vek::openDescriptorForReading(path);
+    file_ = vek::openForReading(path);
     if (!file_.valid()) {
         return RYN_SYSTEM_ERROR;
     }
@@ -113,7 +113,7 @@ void FileText::resume(const char *path) {
 /// @return false if a system call fails, or if `path` is a different file now (another device or inode number)
 bool FileText::openAgain(const char *path) {
     const ClosedAt expected = std::exchange(closedAt_, ClosedAt{});
-    file_ = vek::openDescriptorForReading(path);
+    file_ = vek::openForReading(path);
     struct stat status = {};
     return file_.valid() && fstat(file_.get(), &status) == 0 && status.st_dev == expected.device &&
            status.st_ino == expected.inode &&

@@ -1,5 +1,6 @@
 #include "libdef/registry/ryni_error.h"
 
+#include "common/base/print.h"
 #include "common/base/vek_version.h"
 #include "libdef/registry/ryni_records.h"
 
@@ -88,8 +89,7 @@ int ryni_do_fatal(const rynRegistry *registry, int code, const char *context) {
         handler(code, context, context);
         return code;
     }
-    static_cast<void>(std::fprintf(stderr, "*ERROR* - RYN internal error - %s - %s\n", rynGetErrorMsg(code),
-                                   orNull(context)));
+    vek::printError("*ERROR* - RYN internal error - %s - %s\n", rynGetErrorMsg(code), orNull(context));
     return code;
 }
 
@@ -98,7 +98,7 @@ int ryni_do_error(const rynRegistry *registry, int code, const char *text) {
         registry->errorHandler(code, text, text);
         return code;
     }
-    static_cast<void>(std::fprintf(stderr, "RYN  error: %s \"%s\"\n", rynGetErrorMsg(code), orNull(text)));
+    vek::printError("RYN  error: %s \"%s\"\n", rynGetErrorMsg(code), orNull(text));
     return code;
 }
 
@@ -115,8 +115,8 @@ int ryni_useDefaultWarn(void) {
 }
 
 int ryn::printWarning(int code, const char *object, const char *file, int line) {
-    static_cast<void>(std::fprintf(stderr, "Error at line %d of %s for %s:\n\t%s\n", line, orNull(file),
-                                   orNull(object), rynGetErrorMsg(code)));
+    vek::printError("Error at line %d of %s for %s:\n\t%s\n", line, orNull(file), orNull(object),
+                    rynGetErrorMsg(code));
     if (code != RYN_OK) {
         errorState.lastError = code;
     }

@@ -272,7 +272,7 @@ TEST_F(LookupConfig, PathOfTheFileHasAtMost1023Characters) {
 
 TEST_F(LookupConfig, FileThatCannotBeOpenedIsDenied) {
     EXPECT_EQ(ask("ALL\n", "foo"), kYes);
-    for (const char *call : {"open", "fstat", "fdopen"}) {
+    for (const char *call : {"open", "fstat"}) {
         for (const int error : {EACCES, EMFILE, ENOENT}) {
             faults::reset();
             faults::fail(call, 1, error);
@@ -297,10 +297,11 @@ TEST_F(LookupConfig, OtherThanRegularFilesAreEmpty) {
 }
 
 TEST_F(LookupConfig, LinesAfterAReadErrorAreIgnored) {
-    EXPECT_EQ(ask("ALL\nEXCLUDE foo\n", "foo"), kNo);
-    faults::fail("fgets", 2, EIO);
+    const std::string comment = "#" + std::string(4090, 'x') + "\n"; // the first read() ends after this line
+    EXPECT_EQ(ask("ALL\n" + comment + "EXCLUDE foo\n", "foo"), kNo);
+    faults::fail("read", 2, EIO);
     EXPECT_EQ(ask("foo"), kYes);
-    faults::fail("fgets", 1, EIO);
+    faults::fail("read", 1, EIO);
     EXPECT_EQ(ask("foo"), kNo);
 }
 

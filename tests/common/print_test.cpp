@@ -1,4 +1,4 @@
-#include "common/base/print_error.h"
+#include "common/base/print.h"
 
 #include "tests/support/capture.h"
 
@@ -9,4 +9,11 @@ TEST(PrintError, FormatsOnStandardError) {
     vek::printError("Error: %s, %d\n", "text", 7);
     EXPECT_EQ("Error: text, 7\n", capture.err());
     EXPECT_EQ("", capture.out());
+}
+
+TEST(Print, FormatsOnTheGivenStream) {
+    test::Capture capture;
+    vek::print(stdout, "%s has %d entries.\n", "vekinfo.tag", 7);
+    EXPECT_EQ("vekinfo.tag has 7 entries.\n", capture.out());
+    EXPECT_EQ("", capture.err());
 }
