@@ -68,20 +68,20 @@ _vekinfo_entries() {
     done
 }
 
-# Offers files. If no file begins with the word, offers the directories of libraries whose names begin with it.
+# Offers the directories of libraries whose names begin with the word, if no file does. Otherwise COMPREPLY remains empty,
+# and readline completes files: it keeps variables, quotes and "~" of the word.
 _vekinfo_paths() {
-    local path name directory
-    compopt -o filenames 2>/dev/null
-    while IFS= read -r path; do
-        COMPREPLY+=("$path")
-    done < <(compgen -f -- "$1")
-    if [[ ${#COMPREPLY[@]} -eq 0 && $1 != */* ]]; then
-        while IFS=$'\t' read -r name directory; do
-            if [[ $name == "$1"* ]]; then
-                COMPREPLY+=("$directory")
-            fi
-        done < <(_vekinfo_libraries)
+    local name directory
+    if [[ $1 == */* ]] || compgen -f -- "$1" >/dev/null; then
+        compopt -o default
+        return
     fi
+    compopt -o filenames
+    while IFS=$'\t' read -r name directory; do
+        if [[ $name == "$1"* ]]; then
+            COMPREPLY+=("$directory")
+        fi
+    done < <(_vekinfo_libraries)
 }
 
 # Offers those of the words that begin with the first one, in any case.

@@ -68,14 +68,20 @@ function __vekinfo_entries
     end
 end
 
-# Offers files. If no file begins with the word, offers the directories of libraries whose names begin with it.
+# Whether a file begins with the word at the cursor. `complete` also finds files that only contain the word.
+function __vekinfo_begins_file
+    set -l typed (commandline -ct)
+    set -l name (string replace -r '.*/' '' -- $typed | string replace -ar '["\'\\\\]' '')
+    complete -C "'' $typed" | string replace -r '/?(\t.*)?$' '' |
+        string match -qr -- '(^|/)'(string escape --style=regex -- "$name")'[^/]*$'
+end
+
+# Offers the directories of libraries whose names begin with the word, if no file does.
 function __vekinfo_paths
-    set -l current (commandline -ct | string replace -r '^["\']' '')
-    set -l paths (__fish_complete_path $current)
-    if test (count $paths) -gt 0
-        printf '%s\n' $paths
+    if __vekinfo_begins_file
         return
     end
+    set -l current (commandline -ct | string replace -r '^["\']' '')
     __vekinfo_libraries | while read -l -d \t name directory
         if test "$current" = (string sub -l (string length -- "$current") -- $name)
             printf '%s\tlibrary %s\n' $directory $name
@@ -83,29 +89,12 @@ function __vekinfo_paths
     end
 end
 
-function __vekinfo_complete
-    set -l wanted option
-    set -l action
-    set -l entry
-    set -l options \
-        '-verbose'\t'print every library' \
-        '-v'\t'print every library' \
-        '-path'\t'path of the action'
-    set -l actions \
-        '-show'\t'print the keywords of the nearest tag file' \
-        '-lookup'\t'print the values of entries' \
-        '-addentry'\t'add an entry to a tag file' \
-        '-clearentry'\t'clear an entry of a tag file' \
-        '-checklibrary'\t'check every library' \
-        '-configurelibrary'\t'check every library, append missing entries'
-    set -l entries \
-        VEKLIBRARY\t'the directory is a library' \
-        VEKLIBCHECK\t'whether libraries need the VEKLIBRARY entry' \
-        DMTYPE\t'the data-management system' \
-        NAMESPACE\t'mapping from names to file names'
-
-    # The state after the words before this one: what can follow.
-    set -l path
+# Sets `wanted` to what the word at the cursor is, and `action`, `entry` and `path` to what the words before it say.
+function __vekinfo_read_line --no-scope-shadowing
+    set wanted option
+    set action
+    set entry
+    set path
     for typed in (commandline -opc)[2..-1]
         set -l word (string lower -- $typed)
         switch $wanted
@@ -140,6 +129,40 @@ function __vekinfo_complete
                 end
         end
     end
+end
+
+# Whether fish itself completes files here: it keeps variables, quotes and "~" of the word.
+function __vekinfo_wants_file
+    set -l wanted
+    set -l action
+    set -l entry
+    set -l path
+    __vekinfo_read_line
+    test $wanted = path && __vekinfo_begins_file
+end
+
+function __vekinfo_complete
+    set -l wanted
+    set -l action
+    set -l entry
+    set -l path
+    __vekinfo_read_line
+    set -l options \
+        '-verbose'\t'print every library' \
+        '-v'\t'print every library' \
+        '-path'\t'path of the action'
+    set -l actions \
+        '-show'\t'print the keywords of the nearest tag file' \
+        '-lookup'\t'print the values of entries' \
+        '-addentry'\t'add an entry to a tag file' \
+        '-clearentry'\t'clear an entry of a tag file' \
+        '-checklibrary'\t'check every library' \
+        '-configurelibrary'\t'check every library, append missing entries'
+    set -l entries \
+        VEKLIBRARY\t'the directory is a library' \
+        VEKLIBCHECK\t'whether libraries need the VEKLIBRARY entry' \
+        DMTYPE\t'the data-management system' \
+        NAMESPACE\t'mapping from names to file names'
 
     if test -z "$action"
         set -a options $actions
@@ -169,3 +192,4 @@ function __vekinfo_complete
 end
 
 complete -c vekinfo -f -a '(__vekinfo_complete)'
+complete -c vekinfo -F -n __vekinfo_wants_file

@@ -26,6 +26,13 @@ Files, and libraries by their names:
   vekinfo -path two\ words/
   $ typed 'vekinfo -path "two w'
   vekinfo -path "two words"/
+  $ mkdir "$HOME/private"
+  $ typed 'vekinfo -path "$HOME/priv'
+  vekinfo -path "$HOME/private/
+  $ typed 'vekinfo -path "$HOME"/priv'
+  vekinfo -path $HOME/private/
+  $ typed 'vekinfo -path ~/priv'
+  vekinfo -path ~/private/
   $ typed 'vekinfo -path "sym'
   vekinfo -path "shared/symbols/
 
@@ -37,3 +44,18 @@ Entries and values:
   vekinfo -lookup 'DMTYPE' 
   $ typed 'vekinfo -addentry "DMTYPE" "mr'
   vekinfo -addentry "DMTYPE" "mrev" 
+
+fish, too, completes files after a variable, "~", an escaped character and an open quote:
+
+  $ offered_by fish 'vekinfo -path "$HOME/priv'
+  $HOME/private
+  $ offered_by fish 'vekinfo -path ~/priv'
+  ~/private
+  $ offered_by fish 'vekinfo -path two\ w'
+  two words
+  $ offered_by fish 'vekinfo -path "two w'
+  two words
+  $ offered_by fish 'vekinfo -path "sym'
+  shared/symbols
+  $ offered_by fish 'vekinfo -show two'
+  $ offered_by fish 'vekinfo -path -path two\ w'
