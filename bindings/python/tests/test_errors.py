@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import copy
 import enum
+import errno
 import pickle
 
 import pytest
@@ -54,6 +56,34 @@ def test_exceptions_are_those_that_python_programs_expect():
     assert (error.code, error.text, error.subject, error.diagnostics) == (6, "No such cell", "lib/cell", ())
     assert str(error) == "No such cell: lib/cell"
     assert str(vek.TagError(vek.TagCode.MEMORY_ERROR)) == "memory error"
+
+
+def test_what_is_missing_or_denied_has_the_errno_that_its_class_stands_for():
+    for kind, code, number, text in (
+        (vek.NotFoundError, vek.LibraryCode.NO_SUCH_CELL, errno.ENOENT, "No such cell"),
+        (vek.AccessDeniedError, vek.LibraryCode.PERMISSION_DENIED_CELL, errno.EACCES, "Permission denied on cell"),
+    ):
+        error = kind(code, "lib/cell")
+        assert (error.errno, error.strerror, error.filename) == (number, text, "lib/cell")
+        assert str(error) == f"{text}: lib/cell"
+
+
+@pytest.mark.parametrize("duplicate", [copy.copy, lambda error: pickle.loads(pickle.dumps(error))])
+def test_exceptions_can_be_copied_and_sent_to_another_process(duplicate):
+    diagnostics = (vek.Diagnostic(vek.LibraryCode.SYNTAX_ERROR, "FOO", "/f", 3),)
+    for error in (
+        vek.TagError(vek.TagCode.MEMORY_ERROR, "x", diagnostics),
+        vek.LibraryNotDefinedError(vek.LibraryCode.LIBRARY_NOT_DEFINED, "lib"),
+        vek.NotFoundError(vek.LibraryCode.NO_SUCH_CELL, "lib/cell", diagnostics),
+        vek.AccessDeniedError(vek.LibraryCode.PERMISSION_DENIED, "lib"),
+        vek.SearchError(vek.SearchCode.BUFFER_TOO_SMALL, "name"),
+        vek.InterpolationError(vek.InterpolationCode.NOT_SET, "'X' not set", 3),
+        vek.EntriesWouldBeDroppedError("/f", [("A", "1")]),
+    ):
+        copied = duplicate(error)
+        assert type(copied) is type(error)
+        assert (str(copied), copied.args, vars(copied)) == (str(error), error.args, vars(error))
+        assert getattr(copied, "errno", None) == getattr(error, "errno", None)
 
 
 def test_diagnostics_are_values():

@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import errno
 import re
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 from dataclasses import dataclass
 from typing import Union
 
@@ -95,6 +96,10 @@ class VekError(Exception):
         self.subject = subject
         self.diagnostics = tuple(diagnostics)
 
+    def __reduce__(self) -> tuple[object, ...]:
+        # BaseException passes `args` alone: copies, also those that another process sends, need every argument.
+        return type(self), (self.code, self.subject, self.diagnostics), self.__dict__
+
     @property
     def text(self) -> str:
         """The documented text of the code."""
@@ -117,11 +122,19 @@ class LibraryNotDefinedError(LibraryError, KeyError):
 
 
 class NotFoundError(LibraryError, FileNotFoundError):
-    """A directory, cell, view or file does not exist."""
+    """A directory, cell, view or file does not exist. `errno` is ENOENT, `filename` the subject."""
+
+    def __init__(self, code: LibraryCode, subject: str = "", diagnostics: Sequence[Diagnostic] = ()) -> None:
+        super().__init__(code, subject, diagnostics)
+        self.errno, self.strerror, self.filename = errno.ENOENT, self.text, subject
 
 
 class AccessDeniedError(LibraryError, PermissionError):
-    """A library, cell, view or file may not be used as asked."""
+    """A library, cell, view or file may not be used as asked. `errno` is EACCES, `filename` the subject."""
+
+    def __init__(self, code: LibraryCode, subject: str = "", diagnostics: Sequence[Diagnostic] = ()) -> None:
+        super().__init__(code, subject, diagnostics)
+        self.errno, self.strerror, self.filename = errno.EACCES, self.text, subject
 
 
 class SearchError(VekError):
@@ -138,6 +151,9 @@ class InterpolationError(VekError):
         super().__init__(code, subject)
         self.position = position
 
+    def __reduce__(self) -> tuple[object, ...]:
+        return type(self), (self.code, self.subject, self.position), self.__dict__
+
     def __str__(self) -> str:
         return self.subject or self.text
 
@@ -152,6 +168,9 @@ class EntriesWouldBeDroppedError(ValueError):
         )
         self.file = file
         self.entries = tuple(entries)
+
+    def __reduce__(self) -> tuple[object, ...]:
+        return type(self), (self.file, self.entries), self.__dict__
 
 
 _NOT_FOUND = {
@@ -172,7 +191,7 @@ _DENIED = {
 
 def library_error(code: LibraryCode, subject: str, diagnostics: Sequence[Diagnostic] = ()) -> LibraryError:
     """The exception of a code of the library-definition layer."""
-    kind = LibraryError
+    kind: Callable[[LibraryCode, str, Sequence[Diagnostic]], LibraryError] = LibraryError
     if code == LibraryCode.LIBRARY_NOT_DEFINED:
         kind = LibraryNotDefinedError
     elif code in _NOT_FOUND:
