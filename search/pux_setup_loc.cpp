@@ -27,11 +27,11 @@ char *firstToken(char *line) {
     }
     if (*line == '"') {
         char *const token = line + 1;
-        char *const close = std::strchr(token, '"');
-        if (close == nullptr) {
+        const std::size_t length = std::string_view(token).find('"');
+        if (length == std::string_view::npos) {
             return nullptr;
         }
-        *close = '\0';
+        token[length] = '\0';
         return token;
     }
     char *end = line;

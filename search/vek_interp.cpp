@@ -204,7 +204,7 @@ Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
 Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args) {
     const std::string_view source(in);
     Output output(out, outSize);
-    if (findReference(source, 0) == source.size()) {
+    if (source.find('$') == std::string_view::npos && source.find('~') == std::string_view::npos) {
         return copyPlain(source, output, args);
     }
     const TextCopy copy(source);

@@ -1,6 +1,7 @@
 #include "tagfile/tovi_handle_line.h"
 
 #include "common/text/ascii.h"
+#include "common/text/view_up_to.h"
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
@@ -84,7 +85,7 @@ int merge(const VekinfoObj &read, const char *path, VekinfoObj *obj) {
 } // namespace tov
 
 void toviProcessLine(const char *line, int *count, char **words) {
-    const std::size_t length = strnlen(line, lastLine.text.size() - 1);
+    const std::size_t length = vek::viewUpTo(line, lastLine.text.size() - 1).size();
     std::memmove(lastLine.text.data(), line, length);
     lastLine.text[length] = '\0';
     const tov::Words split = tov::splitLine(lastLine.text);

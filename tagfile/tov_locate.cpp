@@ -100,11 +100,13 @@ class UpwardWalk {
 
     Next moveToParent() {
         const std::size_t slash = directory_.view().rfind('/');
-        if (slash == std::string_view::npos || vekIsRoot(directory_.c_str()) != 0) {
+        if (slash == std::string_view::npos || (canBeRoot_ && vekIsRoot(directory_.c_str()) != 0)) {
             return Next::Stop;
         }
         directory_.truncate(slash + 1);
-        if (vekIsRoot(directory_.c_str()) != 0) {
+        // vekIsRoot(PATH) implies vekIsRoot(PATH/), so the next call need not test the path without the "/" again.
+        canBeRoot_ = vekIsRoot(directory_.c_str()) != 0;
+        if (canBeRoot_) {
             return Next::Continue; // the tag file of the root directory is searched last
         }
         directory_.truncate(slash);
@@ -165,6 +167,7 @@ class UpwardWalk {
         if (++jumps_ > 2 * links_.size()) {
             return Next::Stop;
         }
+        canBeRoot_ = true;
         return directory_.assign(link.target) ? Next::Continue : Next::Stop;
     }
 
@@ -191,6 +194,7 @@ class UpwardWalk {
     vek::PathText directory_;
     struct stat status_ = {}; ///< the status of `directory_` if hasStatus_ is true
     bool hasStatus_ = false;
+    bool canBeRoot_ = true; ///< false if `directory_` is known not to be the root directory
     bool hasDevice_ = false;
     dev_t device_ = 0;
     std::size_t jumps_ = 0;

@@ -6,6 +6,7 @@
 
 #include "common/text/ascii.h"
 #include "common/text/owned_strlist.h"
+#include "common/text/view_up_to.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -54,7 +55,7 @@ std::string_view withoutWhiteSpaceAround(std::string_view line) {
 } // namespace
 
 Words splitLine(vek::LineBuffer &text) {
-    const std::size_t length = strnlen(text.data(), text.size() - 1);
+    const std::size_t length = vek::viewUpTo(text.data(), text.size() - 1).size();
     const void *newline = std::memchr(text.data(), '\n', length);
     const std::size_t end = newline == nullptr
                                 ? length

@@ -2,6 +2,7 @@
 
 #include "common/platform/veki_init.h"
 #include "common/text/ascii.h"
+#include "common/text/view_up_to.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -28,7 +29,8 @@ int vekInitNonVEKApp(const char *exeName) {
     }
     // Documented: initialization sets this flag to 1, even if cmnNoInstallRootRequired() has set it to 0 before.
     startUp.installRootRequired = 1;
-    const std::size_t length = exeName == nullptr ? 0 : strnlen(exeName, VEKI_EXECUTABLE_NAME_MAX);
+    const std::size_t length =
+        exeName == nullptr ? 0 : vek::viewUpTo(exeName, VEKI_EXECUTABLE_NAME_MAX).size();
     if (length > 0) {
         std::memcpy(vekiExecutableName, exeName, length);
     }

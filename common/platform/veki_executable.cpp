@@ -14,10 +14,14 @@ bool DirectoryList::next(std::string_view &directory) {
     if (rest_ == nullptr) {
         return false;
     }
-    const char *colon = std::strchr(rest_, ':');
-    directory = colon == nullptr ? std::string_view(rest_)
-                                 : std::string_view(rest_, static_cast<std::size_t>(colon - rest_));
-    rest_ = colon == nullptr ? nullptr : colon + 1;
+    directory = rest_;
+    const std::size_t colon = directory.find(':');
+    if (colon == std::string_view::npos) {
+        rest_ = nullptr;
+    } else {
+        directory = {rest_, colon};
+        rest_ += colon + 1;
+    }
     if (directory.empty()) {
         directory = ".";
     }

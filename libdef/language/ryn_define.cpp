@@ -2,6 +2,8 @@
 
 #include "common/base/owned.h"
 #include "common/platform/vek_path.h"
+#include "common/text/composed_text.h"
+#include "common/text/decimal.h"
 #include "common/text/fixed_text.h"
 #include "libdef/access/ryni_library_path.h"
 #include "libdef/access/ryni_tmp.h"
@@ -12,8 +14,6 @@
 #include "libdef/registry/ryni_settings.h"
 #include "tagfile/tov.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -32,17 +32,15 @@ struct FreeLibrary {
 };
 using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
 
-/// Calls the warning handler with `code` and a text that is formatted like that of printf(). The text can have any
-/// length. If memory is exhausted, the handler receives the text that rynGetErrorMsg() returns for `code`.
+/// Calls the warning handler with `code` and the text that results from joining `pieces`. The text can have any length.
+/// If memory is exhausted, the handler receives the text that rynGetErrorMsg() returns for `code`.
 /// @return the value that the warning handler returned
-[[gnu::format(printf, 3, 4)]] int diagnoseWith(const Command &command, int code, const char *format, ...) {
-    char *text = nullptr;
-    va_list values;
-    va_start(values, format);
-    const int length = vasprintf(&text, format, values);
-    va_end(values);
-    const vek::OwnedText owner(length < 0 ? nullptr : text);
-    return command.diagnose(code, owner ? owner.get() : rynGetErrorMsg(code));
+template <typename... Pieces>
+int diagnoseWith(const Command &command, int code, const Pieces &...pieces) {
+    vek::ComposedText text;
+    text.append(pieces...);
+    const char *const composed = text.c_str();
+    return command.diagnose(code, composed != nullptr ? composed : rynGetErrorMsg(code));
 }
 
 /// @return the path of the library definition file that last defined `library`; "" if no file is recorded
@@ -90,10 +88,9 @@ Ending checkDirectory(const Definition &definition) {
         return definition.isSoft ? RYN_OK : command.diagnose(status, nsl);
     }
     if (ryni_doVekLibCheck() != 0 && tovIsLibrary(nsl) == 0) {
-        return diagnoseWith(command, RYN_NO_VEKLIBRARY_ENTRY,
-                            "%s line %d:\n    directory %s of LIB %s\n"
-                            "    does not have a VEKLIBRARY entry in its vekinfo.tag file.",
-                            command.file->path, command.line, nsl, definition.name);
+        return diagnoseWith(command, RYN_NO_VEKLIBRARY_ENTRY, command.file->path, " line ",
+                            vek::Decimal(command.line), ":\n    directory ", nsl, " of LIB ", definition.name,
+                            "\n    does not have a VEKLIBRARY entry in its vekinfo.tag file.");
     }
     return {};
 }
@@ -136,26 +133,20 @@ Ending warnOfRedefinition(const Definition &definition, const rynLibrary &librar
     const char *const name = definition.name;
     const char *const here = command.file->path;
     const char *const earlier = definingFile(library);
-    const int line = command.line;
-    const int earlierLine = library.definedAtLine;
+    const vek::Decimal line(command.line);
+    const vek::Decimal earlierLine(library.definedAtLine);
     int status = RYN_OK;
     if (std::strcmp(here, earlier) == 0) {
-        status = diagnoseWith(command, RYN_REDEFINED_IN_SAME_FILE,
-                              "library %s from %s line %d, redefines\n"
-                              "    library %s from same file line %d defined earlier.",
-                              name, here, line, library.name, earlierLine);
+        status = diagnoseWith(command, RYN_REDEFINED_IN_SAME_FILE, "library ", name, " from ", here, " line ",
+                              line, ", redefines\n    library ", library.name, " from same file line ",
+                              earlierLine, " defined earlier.");
     } else {
-        status = diagnoseWith(command, RYN_REDEFINED,
-                              "library %s defined in %s at line %d, redefines\n"
-                              "    library %s defined in %s at line %d.\n"
-                              "Insert UNDEFINE %s\n"
-                              "before DEFINE %s on line %d\n"
-                              "    of %s\n"
-                              "Or remove or comment out DEFINE %s on line %d\n"
-                              "    of %s\n"
-                              "to suppress this warning message.",
-                              name, here, line, library.name, earlier, earlierLine, name, name, line, here,
-                              library.name, earlierLine, earlier);
+        status = diagnoseWith(command, RYN_REDEFINED, "library ", name, " defined in ", here, " at line ",
+                              line, ", redefines\n", "    library ", library.name, " defined in ", earlier,
+                              " at line ", earlierLine, ".\n", "Insert UNDEFINE ", name, "\nbefore DEFINE ",
+                              name, " on line ", line, "\n", "    of ", here, "\n",
+                              "Or remove or comment out DEFINE ", library.name, " on line ", earlierLine,
+                              "\n", "    of ", earlier, "\nto suppress this warning message.");
     }
     return status == RYN_OK ? Ending() : status;
 }
@@ -241,11 +232,10 @@ Ending checkCase(const Command &command, const rynLibrary &library, const char *
     if (std::strcmp(library.name, name) == 0) {
         return {};
     }
-    const int status = diagnoseWith(command, RYN_DIFFERS_ONLY_BY_CASE,
-                                    "library %s from %s line %d, differs only by case from\n"
-                                    "    library %s from %s line %d defined earlier.",
-                                    name, command.file->path, command.line, library.name,
-                                    definingFile(library), library.definedAtLine);
+    const int status = diagnoseWith(
+        command, RYN_DIFFERS_ONLY_BY_CASE, "library ", name, " from ", command.file->path, " line ",
+        vek::Decimal(command.line), ", differs only by case from\n    library ", library.name, " from ",
+        definingFile(library), " line ", vek::Decimal(library.definedAtLine), " defined earlier.");
     return status == RYN_OK ? Ending() : status;
 }
 

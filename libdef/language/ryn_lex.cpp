@@ -1,8 +1,8 @@
 #include "libdef/language/ryni_statement.h"
 
 #include "common/text/ascii.h"
+#include "common/text/view_up_to.h"
 
-#include <cstring>
 #include <string_view>
 
 // Lexer for one line of a library definition file (vek.lib). Removes the comment, then splits the line at white space
@@ -78,12 +78,12 @@ char *endWord(char *at) {
 /// @param at  the first character after the opening quote
 /// @return the rest of the line, after the closing quote; null if there is no closing quote
 char *endQuoted(char *at) {
-    char *close = std::strchr(at, '"');
-    if (close == nullptr) {
+    const std::size_t length = std::string_view(at).find('"');
+    if (length == std::string_view::npos) {
         return nullptr;
     }
-    *close = '\0';
-    return close + 1;
+    at[length] = '\0';
+    return at + length + 1;
 }
 
 /// Splits the text at `at` into arguments and adds them to `statement`. Documented: the text after the fifth argument
@@ -105,7 +105,7 @@ Lexed lexArguments(char *at, Statement &statement) {
 } // namespace
 
 Lexed lex(const char *line, Statement &statement) {
-    const std::string_view text = reduce({line, strnlen(line, sizeof statement.line - 1)});
+    const std::string_view text = reduce(vek::viewUpTo(line, sizeof statement.line - 1));
     copyLine(text, statement.line);
     copyLine(text, statement.copy);
     statement.count = 0;

@@ -223,7 +223,7 @@ class Reader {
         vek::PathText nsl;
         vek::PathText error;
         const int status = generateNslPath(path, nsl, error, registry_);
-        if (status == RYN_INTERNAL_ERROR && std::strchr(path, '/') == nullptr) {
+        if (status == RYN_INTERNAL_ERROR && std::string_view(path).find('/') == std::string_view::npos) {
             return ryni_do_fatal(registry_, status, "ryni_parse_veklib_file() - 1");
         }
         if (status != RYN_OK) {

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 // Implements the registry, which stores the libraries that library definition files define.
@@ -173,7 +174,8 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     prependToBucket(*registry, *library);
     appendToOrder(*registry, *library);
     registry->globalTmpCount += ryn::hasGlobalTmp(*library) ? 1 : 0;
-    registry->hasNestedName = registry->hasNestedName || std::strchr(library->name, '/') != nullptr;
+    registry->hasNestedName =
+        registry->hasNestedName || std::string_view(library->name).find('/') != std::string_view::npos;
     return RYN_OK;
 }
 
