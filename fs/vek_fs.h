@@ -124,7 +124,7 @@ struct vekFSIODef {
 
 // ---- specifiers
 
-/// Creates a native specifier for `path`. The path is copied. No file with this path need exist.
+/// Creates a native specifier for `path`. The path is copied. A file with this path need not exist.
 ///
 /// @param spec  receives the specifier, which the caller frees with vekFSFreeSpec(); null after a failure
 /// @return 0, EINVAL or ENOMEM

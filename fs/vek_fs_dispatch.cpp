@@ -34,7 +34,7 @@ const vekFSSpec *specOf(const vekFSSpec *spec) {
 }
 
 /// @return the specifier of `object`, which is an open file or directory, a directory entry or a stat record; null if
-///         `object` is null, or if it is a stat record of zeros that was never filled
+///         `object` is null, or if it is a stat record whose bytes are all 0 because no function has filled it
 template <typename Object>
 const vekFSSpec *specOf(const Object *object) {
     return object != nullptr ? object->spec : nullptr;
@@ -46,7 +46,8 @@ int callSlot(const vekFSSpec *spec, Slot vekFSIODef::*slot, Arguments... argumen
     return table.*slot != nullptr ? (table.*slot)(arguments...) : VEK_FS_NOT_SUPPORTED;
 }
 
-/// Calls the function pointer `slot` in the implementation table of `object` with `arguments`.
+/// Calls the function pointer `slot` with `arguments`. The pointer is read from the implementation table of the
+/// specifier of `object`.
 /// @return the result of the call; EINVAL if `object` or a pointer in `arguments` is null; VEK_FS_NOT_SUPPORTED if the
 ///         function pointer is null
 template <typename Object, typename Slot, typename... Arguments>

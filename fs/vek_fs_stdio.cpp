@@ -18,8 +18,9 @@ struct StreamMode {
     const char *mode;
 };
 
-// Converts the flags of vekFS_open() to a mode for fopen(): the first row with these flags is used. Documented:
-// O_CREAT has no effect, because only the mode for fopen() determines whether a missing file is created.
+// Maps the flags of vekFS_open() to a mode for fopen(). The first row is used whose access mode equals that of the
+// flags and whose second flag, unless it is 0, is set in the flags. Documented: O_CREAT has no effect, because only the
+// mode for fopen() determines whether a missing file is created.
 constexpr std::array<StreamMode, 7> kStreamModes = {{
     {O_RDWR, O_APPEND, "a+"},
     {O_RDWR, O_TRUNC, "w+"},
@@ -95,8 +96,8 @@ int transferred(FILE *stream, size_t count, ssize_t *result) {
 }
 
 int streamRead(FILE *stream, void *buffer, size_t length, ssize_t *count) {
-    // Set errno to 0, because transferred() returns errno if an earlier call has set the error indicator of the
-    // stream. The result must then be 0 if this call does not fail, not an old errno value.
+    // Set errno to 0 first: if an earlier call has set the error indicator of the stream, transferred() may return
+    // errno even if this call does not fail.
     errno = 0;
     return transferred(stream, std::fread(buffer, 1, length, stream), count);
 }
