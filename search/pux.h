@@ -29,9 +29,10 @@ enum {
 /// @return the constant text of the result code `code`; "Invalid error number" for an unknown code
 VEK_API const char *puxGetErrorMsg(int code);
 
-/// Builds a search list and makes it the default list. The list is read from the first file `setup.loc` that is
-/// found along the built-in list, see setup.loc(5). If there is no such file, or it cannot be read or contains
-/// no usable directory, the built-in list is used. The first call puts "VEK_ARCH=lnx86" into the environment.
+/// Builds a search list and makes it the default list. The list contains the directories in the first file
+/// `setup.loc` that is found in the directories of a fixed list, the built-in list; see setup.loc(5). If there is no
+/// such file, or it cannot be read or contains no usable directory, the built-in list becomes the default list. The
+/// first call puts "VEK_ARCH=lnx86" into the environment.
 ///
 /// The previous default list is freed, unless a caller received it in a handle.
 ///
@@ -106,7 +107,7 @@ VEK_API char *pux_mkstring(const char *s);
 // subdirectory, or "." for the directory itself. The default groups are ".tolvane", "." and "veksetup". In library
 // directories, only ".tolvane" is searched.
 //
-// A match is a path for which stat() succeeds, or fails with another error than ENOENT. A search for one file ends
+// A match is a path for which stat() succeeds, or fails with an error other than ENOENT. A search for one file ends
 // at the first match. The path of a match can have at most 1023 characters, even if `out` is larger. `outSize` is
 // the size of `out` in bytes, including the NUL.
 //

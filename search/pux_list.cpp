@@ -19,7 +19,8 @@
 #include <string_view>
 #include <utility>
 
-/// In static storage, because putenv() stores this pointer in the environment and does not copy the string.
+/// The array has static storage duration, because putenv() stores a pointer to it in the environment and does not copy
+/// the string.
 static char architectureEntry[] = "VEK_ARCH=lnx86";
 
 namespace pux {

@@ -76,8 +76,8 @@ class NameConfig {
     [[nodiscard]] bool isLookedUp() const { return rule_ == Rule::None ? all_ : rule_ == Rule::Included; }
 
   private:
-    /// The effect of the last INCLUDE or EXCLUDE line with the name `name_`. None: there was no such line after the
-    /// last ALL or NONE line.
+    /// The effect of the last INCLUDE or EXCLUDE line with the name `name_`. Rule::None means that there was no such
+    /// line after the last line with the command ALL or NONE.
     enum class Rule { None, Included, Excluded };
 
     void execute(Command command, std::string_view argument) {

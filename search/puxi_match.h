@@ -22,8 +22,8 @@ VEK_END_DECLS
 
 namespace pux {
 
-/// The keyword in a search list for the library directories. At this keyword, a search tests the directories in
-/// Search::libraryDirectories.
+/// The entry of a search list that represents the library directories: a search tests the directories in
+/// Search::libraryDirectories instead.
 inline constexpr std::string_view kLibraryEntry = "@LIBRARY";
 
 /// The search groups: names of subdirectories. In each directory of a search list, a search tests these subdirectories
