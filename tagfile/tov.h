@@ -61,7 +61,7 @@ typedef struct VekinfoObj {
 
 // ---- errors
 
-/// An error handler. If one is registered, tovPrintError() calls it with its own arguments instead of printing a
+/// An error handler. If one is registered, tovPrintError() passes its arguments to the handler instead of printing a
 /// message. `text` and `where` are valid only during the call; `where` may be null. `line` is 0 if there is no line
 /// number. The handler may call any function of this header. It must return normally: longjmp() and C++ exceptions are
 /// not allowed.
@@ -109,9 +109,9 @@ VEK_API extern const int ryn_to_tov_errorcode_map[32];
 /// first file that defines the entry. If a directory above `path` is a symbolic link, the search continues at the
 /// target of the link.
 ///
-/// The search ends without a result after the mount point of the file system, and before "/net", "/nfs", "/afs" and
-/// "/...", where remote file systems are mounted. A tag file that cannot be read or has a syntax error also ends the
-/// search.
+/// The search ends without a result after the tag file of the mount point of the file system. It also ends before the
+/// directories "/net", "/nfs", "/afs" and "/...", where remote file systems are mounted. A tag file that cannot be read
+/// or has a syntax error also ends the search.
 ///
 /// @param where  null, or a buffer that receives the path of the tag file that defines the entry, or ""
 /// @return the value, empty for VEKLIBRARY; null if no tag file defines the entry or after an error
@@ -183,8 +183,8 @@ VEK_API int tovCheckLibraryX(char *where);
 VEK_API int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 
 /// Searches the tag files of the directory `startDir` and of the directories above it for the entry `element`. Stops at
-/// the first file for which tovGetVekinfoAtLoc() sets `*found` to 1. The search follows links and ends like that of
-/// tovLookupEntry().
+/// the first file for which tovGetVekinfoAtLoc() sets `*found` to 1. See tovLookupEntry() for symbolic links and for
+/// the directories at which the search ends.
 ///
 /// @param startDir    an absolute path; if it is null, no directory is searched
 /// @param out, found  as in tovGetVekinfoAtLoc(); `*found` is 0 if no tag file was found

@@ -146,8 +146,9 @@ Report findOrRead(TagCache &cache, const char *tagPath, const char *element, Vek
     }
     cached = cache.objects.find(tagPath);
     if (cached != nullptr) {
-        // Documented: for a file in the cache, isPresent() sets `found`. For an application entry, isPresent() searches
-        // for an entry with another name, whereas the parser searches for `element` itself.
+        // Documented: for a file in the cache, isPresent() sets `found`. If `element` is an application entry,
+        // isPresent() returns true if the file has an application entry with a name other than `element`. The parser,
+        // in contrast, searches for `element` itself.
         found = element == nullptr || isPresent(kKeywords, *cached, element);
     } else {
         const Report report =

@@ -208,8 +208,10 @@ class Edit {
         return finish(isWritten);
     }
 
-    /// Handles an application entry that the parser would reject. Adds errors of reading the file and the error of the
-    /// entry to the reports. Does not change the file. @return 1 (success), because a rejected entry is only reported
+    /// Handles an application entry that the parser would reject: adds errors of reading the file and the error of the
+    /// entry to the reports, and does not change the file. Documented: an error of reading is reported twice, as in
+    /// add(). Therefore readThroughCache() is called again after an error.
+    /// @return 1 (success), because a rejected entry is only reported
     int reject() {
         const bool isRead = !readThroughCache().isError() || !readThroughCache().isError();
         reports_.add(addition_->error(isRead ? obj_->line : 0));
@@ -221,8 +223,8 @@ class Edit {
     // The application entries of a regular file are not copied into the object, to save memory: there may be millions
     // of them. The edit copies those that it keeps from the content to the new text, line by line.
 
-    /// Parses the file into `obj_`, an object that is not in the cache. Adds an error of reading or parsing to the
-    /// reports.
+    /// Parses the file into `obj_`. If the file is not a regular file or could not be opened for writing, sets `obj_`
+    /// to a copy of the cached object. Adds an error of reading or parsing to the reports.
     Report read() { return file_.isRegular() ? readContent() : readThroughCache(); }
 
     Report readContent() {

@@ -167,8 +167,8 @@ Opened EditedFile::openOrCreate(Opening opening) {
     return opening == Opening::Existing ? Opened::Missing : create(flags);
 }
 
-/// Opens an existing file for reading and writing. If the user has no read permission, opens the file only for writing,
-/// except with ForAppending.
+/// Opens an existing file for reading and writing. If the user has no read permission, opens the file only for writing.
+/// Opening::ForAppending then fails instead, because canAppend() reads the last byte of the file.
 /// @return false, with errno set, if the file does not exist or cannot be opened
 bool EditedFile::openExisting(Opening opening, int flags) {
     const auto openWith = [&](int access) {
@@ -190,9 +190,9 @@ bool EditedFile::openExisting(Opening opening, int flags) {
     return file_.valid();
 }
 
-/// Creates the file with O_CREAT | O_EXCL: open() then fails if another process has created the file. removeIfNew()
-/// therefore never removes a file of another process. If the path is a dangling symbolic link, the loop reads the link
-/// and creates its target, because O_EXCL does not follow symbolic links.
+/// Creates the file with O_CREAT | O_EXCL, which fails if the file already exists. removeIfNew() therefore never
+/// removes a file that another process has created. O_EXCL does not follow symbolic links: if the path is a dangling
+/// symbolic link, the loop below reads the link and creates its target.
 Opened EditedFile::create(int flags) {
     vek::PathText path; // if not absolute, it starts from `directory`
     vek::OwnedDescriptor directory;

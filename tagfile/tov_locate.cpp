@@ -160,9 +160,9 @@ class UpwardWalk {
         return link.release();
     }
 
-    /// Replaces `directory_` by the target of `link`. Detects a cycle of symbolic links by counting: after more than
-    /// twice as many jumps as there are cached links, one link has been followed at least three times. Stops then,
-    /// because the second pass through the cycle read all tag files from the cache, and a third pass would do the same.
+    /// Replaces `directory_` by the target of `link`. Detects a cycle of symbolic links by counting: if there are more
+    /// than twice as many jumps as cached links, a link is followed for the third time. The search then stops,
+    /// because a third pass through the cycle would read the same cached tag files as the second pass.
     Next jump(const PathlinkObj &link) {
         if (++jumps_ > 2 * links_.size()) {
             return Next::Stop;

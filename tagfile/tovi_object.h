@@ -13,7 +13,7 @@ extern "C" {
 /// the fields pointed to before.
 void tovInitVekinfoObj(VekinfoObj *obj);
 
-/// Makes a deep copy of `src`, whose field `next` is null.
+/// Makes a deep copy of `src`. The field `next` of the copy is null.
 ///
 /// @param out  receives the copy, which the caller must free with tovDestroyInfoObj(); null if memory is exhausted
 /// @return always TOV_OK, even if memory is exhausted

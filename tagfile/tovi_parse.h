@@ -28,7 +28,8 @@ struct Words {
     /// Returns the value if the line is an application entry: the second word, or "" if there is none. Documented: a
     /// third word is ignored.
     [[nodiscard]] const char *entryValue() const { return count > 1 ? word[1] : ""; }
-    /// Returns the value if the line is a keyword with a value: the last word. Returns "" if the line has no words.
+    /// Returns the value in a line that consists of a keyword and its value: the last word. Returns "" if the line has
+    /// no words.
     [[nodiscard]] const char *value() const {
         return count == 0 ? "" : word[static_cast<std::size_t>(count) - 1];
     }
@@ -76,7 +77,7 @@ Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *
 
 /// Parses `text`, the whole content of a tag file, into a new object.
 /// @param path  the path that the new object contains; may be null
-/// @param obj   receives the object. After an error, null, or an object with the settings before the error
+/// @param obj   receives the object. After an error, it is null or contains the settings of the lines before the error
 /// @return kNoError, or the error that ended parsing, which can be kNoMemory
 Report parseText(const Keywords &keywords, const char *path, std::string_view text, OwnedInfoObj &obj);
 

@@ -8,7 +8,7 @@
 /// The number of chains is fixed, so a search in a chain of n records takes O(n). A long chain therefore gets an index:
 /// a second hash table with open addressing and linear probing, which doubles its size when it is half full. Other code
 /// may insert records into the array without this class, at the head of a chain. An index is therefore out of date if
-/// its chain has another head than at the last update of the index.
+/// the head of its chain is not the one at the last update of the index.
 
 #include "tagfile/tov.h"
 
@@ -40,7 +40,8 @@ Record *findInChain(Record *record, const char *path) {
 }
 
 /// Index of one chain: a hash table with open addressing that maps a path to the first record with this path. There is
-/// no constructor, because calloc() allocates an array of indexes: an index of zero bytes is empty.
+/// no constructor, because calloc() allocates arrays of these objects: an object whose bytes are all 0 is an empty
+/// index.
 template <typename Record>
 class ChainIndex {
   public:

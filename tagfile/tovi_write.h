@@ -16,9 +16,9 @@ extern "C" {
 /// Writes to `file` the template, a fixed text of comment lines at the beginning of every written tag file.
 void tovWriteDefaultVekinfotag(FILE *file);
 
-/// Replaces the content of the tag file of the directory `dir` by the template and the settings of `obj`. Holds the
-/// lock on the file while writing. A line that the parser would reject is left out, and the syntax error of its keyword
-/// is reported.
+/// Replaces the content of the tag file of the directory `dir`. The new content is the template (a fixed text of
+/// comment lines) and one line for each setting of `obj`. Holds the lock on the file while writing. A line that the
+/// parser would reject is left out, and the syntax error of its keyword is reported.
 /// @return 1; or 0 after reporting that the file could not be written, and the file is then unchanged
 int updateInfoFile(const char *dir, const VekinfoObj *obj);
 }
