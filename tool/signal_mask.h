@@ -10,8 +10,8 @@ namespace vekinfo {
 class AllSignalsBlocked {
   public:
     AllSignalsBlocked() {
-        // A sigset_t is a bit set in the C library of Linux. sigfillset() would be one more imported function, which
-        // every start of the tool has to look up.
+        // memset() sets all bits, because a sigset_t is a bit set in the C library of Linux. sigfillset() would be one
+        // more imported function, which the dynamic linker would have to look up at every start of the tool.
         sigset_t all;
         std::memset(&all, 0xff, sizeof(all));
         static_cast<void>(pthread_sigmask(SIG_SETMASK, &all, &before_));

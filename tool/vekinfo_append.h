@@ -7,7 +7,7 @@ namespace vekinfo {
 
 /// Appends the entries that configure the library directory `dir` to its tag file `tagPath`:
 /// - VEKLIBRARY
-/// - "DMTYPE none", if lookForNoneTag() returns 1 for `dir`
+/// - "DMTYPE none", if lookForNoneTag() finds "none" in the file `dm.tag` in `dir`
 /// - "NAMESPACE LibraryUnix" if the file system of `dir` is case-sensitive, "NAMESPACE LibraryNT" if it is not. If
 ///   vekGetFilesysCaseSensitivity() cannot determine this, an error is printed and the entry is left out
 ///
