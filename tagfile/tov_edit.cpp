@@ -316,7 +316,7 @@ class Edit {
     }
 
     /// Writes the settings in `obj_` to the file. compose() is called in the first write() only, so `obj_` must not
-    /// change between two calls. @return false after a failure, which has been added to the reports
+    /// change between two calls of write(). @return false after a failure, which has been added to the reports
     bool write() {
         if (!isComposed_) {
             compose();
