@@ -126,27 +126,29 @@ VEK_API char *pux_mkstring(const char *s);
 VEK_API int puxSearchEx(char **list, const char *name, char **groups, char **libDirs, char *out,
                         size_t outSize);
 
-/// Searches `list` for the first match of the file name `name` in the default search groups (".tolvane", "."
-/// and "veksetup"). Stores the path of the match in `out`, which has `outSize` bytes. "@LIBRARY" is skipped.
+/// Searches `list` for the first match of the file name `name` in the default groups. These are, for each directory,
+/// the subdirectory ".tolvane", the directory itself, and the subdirectory "veksetup", in this order. Stores the path
+/// of the match in `out`, which has `outSize` bytes. "@LIBRARY" is skipped.
 VEK_API int puxSearch(char **list, const char *name, char *out, size_t outSize);
 
-/// Searches `list` for the first match of the file name `name`, in the default search groups or in `group`. Stores
+/// Searches `list` for the first match of the file name `name`, in the subdirectories that `group` selects. Stores
 /// the path of the match in `out`, which has `outSize` bytes.
 ///
-/// @param group  null, "veksetup" or ".tolvane" for the default groups; any other name for the groups "."
-///               and `group`
+/// @param group  null, "veksetup" or ".tolvane" for the default groups of puxSearch(); any other name to search the
+///               directory itself and then the subdirectory `group`
 VEK_API int puxSearchGroup(char **list, const char *name, const char *group, char *out, size_t outSize);
 
-/// Searches `list` for the first match of the file name `name`, in the search groups `groups`. Stores the path of
-/// the match in `out`, which has `outSize` bytes.
+/// Searches `list` for the first match of the file name `name`, in the subdirectories that `groups` selects.
+/// Stores the path of the match in `out`, which has `outSize` bytes.
 ///
-/// @param groups  null for the default groups; otherwise "." is searched first, and then these groups
+/// @param groups  null for the default groups of puxSearch(); otherwise the directory itself is searched, and then
+///                these subdirectories
 VEK_API int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize);
 
 /// Finds all matches of the file name `name`, at most one in each directory of `list`. A match is skipped if it
 /// cannot be read or if its path has more than 1023 characters.
 ///
-/// @param group   the search groups, as for puxSearchGroup()
+/// @param group   selects the subdirectories that are searched, as for puxSearchGroup()
 /// @param result  receives a null-terminated array of paths; the caller frees array and strings
 ///                (vekFreeStrlist()). Null unless the result is PUX_OK
 VEK_API int puxFullSearch(char **list, const char *name, const char *group, char ***result);
@@ -154,11 +156,11 @@ VEK_API int puxFullSearch(char **list, const char *name, const char *group, char
 /// Finds all matches of the file name `name` along `list` like puxFullSearch(), and stores the paths of the
 /// matches in `*result`.
 ///
-/// @param groups  the search groups, as for puxSearchDirList()
+/// @param groups  selects the subdirectories that are searched, as for puxSearchDirList()
 VEK_API int puxFullSearchDirList(char **list, const char *name, char **groups, char ***result);
 
 /// Searches `list` for the first match of the file name `name` that can be written, see vekFileWritable().
-/// Searches in the default search groups. Stores the path of the match in `out`, which has `outSize` bytes.
+/// Searches the same subdirectories as puxSearch(). Stores the path of the match in `out`, which has `outSize` bytes.
 ///
 /// @param libDirs  the directories that replace "@LIBRARY"; null to skip it
 VEK_API int puxFindWritableEx(char **list, const char *name, char **libDirs, char *out, size_t outSize);

@@ -60,8 +60,8 @@ int findAll(char **list, const char *name, const Groups &groups, char ***result)
     return *result == nullptr ? PUX_FILE_NOT_FOUND : PUX_OK;
 }
 
-/// @return the search groups for the parameter `group` of puxSearchGroup(): the default groups, or "." and then
-///         `group`
+/// @return the search groups (subdirectories to search) for the parameter `group` of puxSearchGroup(): the default
+///         groups, or "." and then `group`
 /// @param names  receives `group`; the result can point to this array
 Groups groupsFor(const char *group, std::array<const char *, 2> &names) {
     if (group == nullptr || std::string_view(group) == "veksetup" || std::string_view(group) == ".tolvane") {

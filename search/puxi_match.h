@@ -45,8 +45,9 @@ struct Search {
     std::size_t outSize;       ///< size of `out` in bytes, including the NUL
 };
 
-/// Searches one entry of a search list, which is a directory or "@LIBRARY" (kLibraryEntry). A directory is searched in
-/// all search groups. For "@LIBRARY", each library directory is searched in the group ".tolvane".
+/// Searches one entry of a search list, which is a directory or "@LIBRARY" (kLibraryEntry). In a directory, all
+/// search groups (subdirectories) are searched. For "@LIBRARY", the subdirectory ".tolvane" of each library directory
+/// is searched.
 /// @return PUX_FILE_NOT_FOUND without a match; PUX_OK for a match; PUX_PERMISSION_DENIED if the match cannot be read;
 ///         PUX_BUFFER_TOO_SMALL if its path is too long
 [[nodiscard]] int searchEntry(const Search &search, const char *entry);
