@@ -1,8 +1,8 @@
 #ifndef COMMON_PRINT_H
 #define COMMON_PRINT_H
 
-/// Formatted output. All of the tool's output goes through one function of the C library: the dynamic linker resolves
-/// each imported function at every start, and printf(), fprintf() and puts() would be three more of them.
+/// Formatted output, with vfprintf() only. The dynamic linker resolves each imported function at every start of the
+/// tool, so also calling printf(), fprintf() and puts() would slow down the start.
 
 #include <cstdio>
 

@@ -79,14 +79,14 @@ class GrowingArray {
             return true;
         }
         constexpr std::size_t kFirstBytes = 512; // enough for the names of a small directory
-        // NOLINTNEXTLINE(bugprone-sizeof-expression): Value can be a pointer type, so its size is correct here
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): if Value is a pointer type, the pointer's size is meant
         constexpr std::size_t kFirst = sizeof(Value) < kFirstBytes ? kFirstBytes / sizeof(Value) : 1;
         return moveTo(2 * capacity_ > size ? 2 * capacity_ : size + kFirst);
     }
 
     bool moveTo(std::size_t capacity) {
         if constexpr (std::is_trivially_copyable_v<Value>) {
-            // NOLINTNEXTLINE(bugprone-sizeof-expression): Value can be a pointer type, so its size is correct here
+            // NOLINTNEXTLINE(bugprone-sizeof-expression): if Value is a pointer type, the pointer's size is meant
             auto *moved = static_cast<Value *>(std::realloc(values_.get(), capacity * sizeof(Value)));
             if (moved == nullptr) {
                 return false;

@@ -51,9 +51,9 @@ class IdentityMap {
         if (!slots_.get()[hole].isUsed) {
             return;
         }
-        // Deletion by backward shift: each later entry moves into the hole, the slot that became free, so that
-        // searches still find it. An entry stays if its home slot, where the search for it begins, lies cyclically
-        // after the hole.
+        // Deletion by backward shift: the entries after the hole, the slot that became free, move back into it, so
+        // that searches still find them. An entry stays if its home slot, at which the search for it begins, lies
+        // after the hole (modulo the number of slots).
         for (std::size_t i = next(hole); slots_.get()[i].isUsed; i = next(i)) {
             const std::size_t home = homeOf(slots_.get()[i].identity);
             if (((i - home) & mask()) >= ((i - hole) & mask())) {

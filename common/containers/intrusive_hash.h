@@ -127,7 +127,7 @@ class IntrusiveHash {
     [[nodiscard]] std::size_t bucketCount() const { return buckets_ ? std::size_t{1} << bits_ : 0; }
 
     /// Fibonacci hashing: multiplies `hash` by 2^64 divided by the golden ratio, and uses the highest bits of the
-    /// product, because every bit of `hash` changes them.
+    /// product, which depend on every bit of `hash`.
     /// @return the index of the bucket for `hash` in a table of 2 to the power of `bits` buckets
     [[nodiscard]] static std::size_t indexOf(std::uint32_t hash, unsigned bits) {
         constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15U; // 2^64 divided by the golden ratio

@@ -1,9 +1,9 @@
 #include "common/containers/vek_hash.h"
 
 // An intrusive hash table with separate chaining, for C programs. A new entry becomes the first of its chain. The
-// number of buckets is a power of two; when the table grows, it is multiplied by four. Then all chains are visited in
-// order, and each entry is inserted at the front of its new chain. The observer function is called before and after
-// growth, and before the link of an entry in the table changes because the next entry is removed.
+// number of buckets is a power of two, and growth multiplies it by four. To move the entries, growth visits the old
+// chains in order and inserts each entry at the front of its new chain. The observer function is called before and
+// after growth, and before a removal or replacement changes the link of the preceding entry.
 
 #include "common/base/owned.h"
 #include "common/containers/veki_hash.h"
@@ -57,8 +57,8 @@ void **bucketOf(const vekHashTable &table, const void *key) {
     return &table.buckets[table.hash(key, &table) & static_cast<uint32_t>(table.mask)];
 }
 
-/// The result of findIn(): the entry that equals a key, and what points to this entry, its bucket or the preceding
-/// entry.
+/// The result of findIn(): the entry that equals a key, and the location of the pointer to this entry. The pointer is
+/// the link of `previous`, or `*bucket` if `previous` is null.
 struct Location {
     void **bucket;
     void *previous; ///< the entry before `entry`; null if `entry` is the first of its chain

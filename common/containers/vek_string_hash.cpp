@@ -47,9 +47,9 @@ uint64_t wordAt(const char *bytes, std::size_t count) {
     return word;
 }
 
-/// @return the sum of the 8 bytes of `word` as signed numbers: each byte is sign-extended to 64 bits, shifted to its
-///         position in `word`, and added. A signed byte above 0x7F is 256 less than the unsigned byte, so 1 is
-///         subtracted from the next higher byte
+/// Treats the 8 bytes of `word` as signed numbers. A byte above 0x7F then counts 256 less than as an unsigned number;
+/// 256 is 1 in the next higher byte, so 1 is subtracted there.
+/// @return the sum of the signed bytes, each shifted to its position in `word`
 uint64_t withSignedBytes(uint64_t word) {
     constexpr uint64_t kSigns = 0x8080808080808080;
     return word - ((word & kSigns) << 1U);
@@ -59,8 +59,8 @@ void addBlock(State &s, const char *block, bool aligned) {
     const uint64_t first = wordAt(block, kWord);
     const uint64_t second = wordAt(block + kWord, kWord);
     const uint64_t third = wordAt(block + 2 * kWord, kWord);
-    // Documented: the bytes are sign-extended, so that bytes above 0x7F are negative. The exception is a complete
-    // block if the address of the input is a multiple of 8 (`aligned`): its bytes are unsigned.
+    // Documented: the bytes are added as signed numbers. If the address of the input is a multiple of 8 (`aligned`),
+    // the bytes of complete blocks are added as unsigned numbers instead.
     s.a += aligned ? first : withSignedBytes(first);
     s.b += aligned ? second : withSignedBytes(second);
     s.c += aligned ? third : withSignedBytes(third);

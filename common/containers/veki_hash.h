@@ -11,8 +11,8 @@ VEK_BEGIN_DECLS
 /// exhausted, or if there are 2^29 buckets or more, `table` is unchanged and its observer is not called.
 void vekHashRebuildTable(vekHashTable *table);
 
-/// Allocates `bucketCount` empty buckets and stores them in the field `buckets` of `table`. `bucketCount` is a field
-/// of `table`, too. Does not free the old buckets.
+/// Allocates as many empty buckets as the field `bucketCount` of `table` specifies, and stores them in the field
+/// `buckets`. Does not free the old buckets.
 /// @return 1; 0 if memory is exhausted or `bucketCount` is below 1, and `buckets` is then null
 int vekHashAllocBuckets(vekHashTable *table);
 

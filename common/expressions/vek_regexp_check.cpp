@@ -84,11 +84,10 @@ class OffsetSet {
 };
 
 /// Reads the nodes of `program` in memory order up to END, and stores the offset of END in `end`. Adds the offsets of
-/// the nodes to `nodes`. The operands of STAR and PLUS are not added, because they are never the next node of another
-/// node.
+/// the nodes to `nodes`, except those of the operands of STAR and PLUS, which are never the next node of another node.
 ///
-/// If any single byte of the program is damaged, the loop still ends within the program, because END consists of three
-/// bytes 0. One of them is read as the opcode END, as the NUL of a text, or as a distance of 0, which is an error.
+/// Even if one byte of the program is damaged, the loop ends within the program: END consists of three bytes 0, and
+/// the loop reads one of them as the opcode END, as the NUL of a text, or as a distance of 0, which is an error.
 /// @return null, or the text of the error
 const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::size_t &end) {
     std::size_t node = vek::kFirstNode;

@@ -102,8 +102,8 @@ class Compiler {
 };
 
 /// Parses alternatives separated by "|" up to the end of the group or pattern. Stores the offsets of the first and
-/// last node in `all`. The last node has the opcode `ender` (CLOSE of the group, or END). Every alternative continues
-/// there.
+/// last node in `all`. The last node has the opcode `ender` (CLOSE of the group, or END); after the nodes of each
+/// alternative, matching continues at this last node.
 /// @return false if the pattern is not valid
 bool Compiler::alternatives(Opcode ender, Fragment &all) {
     all = {out_.size(), 0, kHasWidth};

@@ -1,15 +1,15 @@
 #include "common/expressions/vek_regexp.h"
 
 // Matcher for regular expressions. It interprets the compiled program by backtracking: it tries alternatives from left
-// to right, and the longest repetition first. If a node does not match, it returns to the last point at which another
-// way to match remains. This order must not change, because programs depend on the group positions that result from
-// the order.
+// to right, and the longest repetition first. If a node does not match, the matcher returns to the last node at which
+// another way to match remains. This order must not change, because programs depend on the group positions that result
+// from the order.
 //
 // These optimizations avoid slow searches. None of them changes a result:
 // - A subject that does not contain the literal `regmust` is rejected. An offset is skipped if no match can begin with
 //   the character at this offset.
-// - If an attempt fails whose first node is a repetition of one character, the search continues after the characters
-//   that the repetition has matched.
+// - If the pattern begins with a repetition of one character and an attempt to match fails, the next attempt does not
+//   begin at a character that the repetition has matched.
 // - After about two steps for each character, a position automaton (Glushkov construction) tests in O(n) steps whether
 //   there is any match. If so, the matcher then memoizes (node, position) pairs, and the search takes O(nodes x
 //   positions) steps.
@@ -192,9 +192,9 @@ Matcher::Outcome Matcher::search(const vek_regexp &expression) {
         if (isAnchored || last == Step::NoMatchAtAll) {
             return Outcome::NoMatch;
         }
-        // The pattern can begin with a repetition, such as "a*". Do not try to match at the other characters that the
-        // repetition has matched: such an attempt would leave the repetition at a position where this attempt has
-        // already failed.
+        // If the pattern begins with a repetition, such as "a*", skip the characters that the repetition has matched.
+        // An attempt that begins at one of them would also fail: after the repetition, it would continue at a position
+        // at which this attempt has already failed.
         start = runEnd_;
     }
 }
@@ -267,8 +267,8 @@ Matcher::Step Matcher::step() {
     return setSlot(opcode < Opcode::Close ? group : VEK_REGEXP_GROUPS + group);
 }
 
-/// Pops backtrack points from points_ until matching can continue at one of them, and restores the group positions
-/// that were stored since that point.
+/// Pops backtrack points from points_ until matching can continue at one of them. A popped point of the kind Slot
+/// restores the previous start or end of one group.
 /// @return Step::Continue if node_ and position_ are set to continue; Step::Backtrack if no backtrack point remains;
 ///         Step::Error if memory is exhausted
 Matcher::Step Matcher::backtrack() {
@@ -337,10 +337,10 @@ Matcher::Step Matcher::repeat(std::size_t minimum) {
 
 /// Matches the operand of the STAR or PLUS node at node_ as often as possible, from position_ on.
 ///
-/// With memoization (visited_), adds each matched position to visited_, and stops at a position that is already there.
-/// An earlier repetition that began at that position has failed at every position where it could end: all later
-/// positions, and for STAR also that position itself. PLUS matches at least one character, so it cannot end where it
-/// began.
+/// With memoization (visited_), adds each position that it reaches to visited_, and stops at a position that an
+/// earlier repetition has added: the matcher has already tried to continue after the repetition from all later
+/// positions. With STAR, it has also tried that position itself. With PLUS, it may not have tried it, so the
+/// repetition can end there.
 /// @return the last position at which the repetition can end and which has not been tried yet
 std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     const std::size_t operand = node_ + vek::kNodeHead;
@@ -363,8 +363,9 @@ std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     }
 }
 
-/// Finds a position at which a repetition can end, by comparing only the first character of the node `next` after it.
-/// @return the last position from `minimum` to `last` at which `next` can match; `minimum` - 1 if there is none
+/// Finds the last position from `minimum` to `last` at which `next`, the node after a repetition, can match. Tests
+/// only "$", nodes for one character, and the first character of a literal; any other node counts as matching.
+/// @return the position; `minimum` - 1 if there is none
 std::size_t Matcher::lastExit(std::size_t next, std::size_t last, std::size_t minimum) const {
     switch (vek::opcodeAt(program_, next)) {
     case Opcode::Eol:
@@ -415,7 +416,7 @@ Matcher::Step Matcher::leaveRepetition(std::size_t node, std::size_t last, std::
 }
 
 /// Executes OPEN or CLOSE: stores position_ as the start or end of a group, in slots_[slot]. Pushes a backtrack point
-/// that restores the old value, which a repeated group has from its previous repetition.
+/// that restores the previous value. If the group is repeated, this is the value from the previous repetition.
 Matcher::Step Matcher::setSlot(std::size_t slot) {
     const auto number = static_cast<std::uint16_t>(slot);
     const BacktrackPoint point{slots_[slot], 0, number, 0, BacktrackPoint::Kind::Slot};

@@ -106,8 +106,8 @@ bool PositionAutomaton::collect(std::size_t node, const Anchors &anchors, Closur
 
 /// Adds the first position of the node at offset `node`, which consumes a character, to `closure`. The first call for
 /// a node creates its positions: one for each character of a literal, one for any other node.
-/// @param continuation  the node after which matching continues: `node` itself, or the STAR or PLUS whose operand it
-///                      is
+/// @param continuation  the node after which matching continues: `node` itself, or, if `node` is the operand of a STAR
+///                      or PLUS, that STAR or PLUS
 /// @return false if there are too many positions or the program is damaged
 bool PositionAutomaton::addFirstPosition(std::size_t node, std::size_t continuation, Closure &closure) {
     if (first_[node] != 0 && positions_[first_[node] - 1U].node != continuation) {

@@ -14,14 +14,14 @@ namespace vek {
 using LineBuffer = std::array<char, VEK_PATH_SIZE>;
 
 /// Reads text lines from a file descriptor, from a text in memory, or from a text and then a descriptor. The results
-/// are the same as those of vek_fgets(): a line that is longer than the buffer is returned in pieces, and "\r\n" becomes
-/// "\n".
+/// are the same as those of vek_fgets(): a line that is longer than the buffer is returned in pieces, and "\r\n"
+/// becomes "\n".
 ///
 /// Does not use a stdio stream (FILE), because fclose() closes the descriptor, and a lock on the file is released
 /// when its descriptor is closed. A stream would also cost two more system calls.
 class LineReader {
   public:
-    /// Creates a reader for the descriptor `file`, which begins at the current file offset. The caller closes `file`.
+    /// Creates a reader for the descriptor `file`, from its current file offset on. The caller closes `file`.
     explicit LineReader(int file) : file_(file) {}
     /// Creates a reader for the lines of `text`. The text is not copied, so it must stay valid while the reader is
     /// used.
@@ -37,8 +37,7 @@ class LineReader {
     /// @return true; false at the end of the file, or if read() has failed
     [[nodiscard]] bool next(std::span<char> line);
 
-    /// @return true if read() has failed. When next() returns false, this distinguishes a read error from the end of
-    ///         the file
+    /// @return true if next() has returned false because read() failed, not because of the end of the file
     [[nodiscard]] bool hasFailed() const { return failed_; }
 
     /// @return the bytes that were read, but that next() has not returned yet. They are not copied: the view points

@@ -31,9 +31,9 @@ struct EffectiveIds {
     const auto others = static_cast<mode_t>(mode);
     const mode_t group = others << 3U;
     const mode_t owner = others << 6U;
-    // Documented: for a file of another user and another group, the result is true only if owner, group and others
-    // all have the permission. The bit for others alone proves nothing: if the process is a member of the group
-    // through a supplementary group, the kernel tests the group bit instead.
+    // Documented: if the process has neither the user ID nor the group ID of the file, the result is true only if
+    // owner, group and others all have the permission. The bit for others alone is not sufficient: if the process is a
+    // member of the file's group through a supplementary group, the kernel tests the group bit instead.
     mode_t needed = others | group | owner;
     if (record.st_uid == ids.user) {
         needed = owner;

@@ -49,8 +49,8 @@ class ProbeFile {
     /// @return true; false with `errno` set if the file cannot be used
     bool open(std::string_view directory, std::string_view name, pid_t process);
 
-    /// Uses the file `other` if the path of this object is a symbolic link to that file: write() then writes to
-    /// `other`, through a duplicate of its descriptor.
+    /// If the path of this object is a symbolic link to the file `other`, stores a duplicate of the descriptor of
+    /// `other`. write() then writes to that file.
     /// @return true; false if the path does not lead to the file `other`, or if a system call fails
     bool openAliasOf(const ProbeFile &other);
 

@@ -65,8 +65,8 @@ static bool makeDirectory(const char *path) {
     if (mkdir(path, 0xFFFF) == 0) {
         return true;
     }
-    // mkdir() also fails if the directory exists. This is not an error: another process may have created the
-    // directory, or, for "a/b/", the previous call has created "a/b".
+    // mkdir() also fails if the directory already exists, which is no error. Another process may have created it. Or
+    // `path` is "a/b/", and the call of this function for "a/b" has created it.
     if (vekFileIsDirectory(path) == 1) {
         return true;
     }
@@ -125,9 +125,9 @@ static int isDirectoryWritable(const char *path) {
     }
     vek::OwnedDescriptor opened(open(file.c_str(), kOpenToTest | O_CREAT | O_NOFOLLOW, 0644));
     if (!opened.valid()) {
-        // If the name is a symbolic link, open() with O_NOFOLLOW fails with ELOOP. Remove the link in this case:
-        // unlink() needs the same permission for the directory as creating a file, so its success gives the same
-        // result.
+        // If the name is a symbolic link, open() with O_NOFOLLOW fails with ELOOP. In this case, remove the link:
+        // unlink() needs the same permission for the directory as creating a file. If unlink() succeeds, the process
+        // can therefore create files.
         return errno == ELOOP && unlink(file.c_str()) == 0 ? 1 : 0;
     }
     static_cast<void>(opened.close());

@@ -87,7 +87,7 @@ vek::Discovery vek::discoverInstallation(const char *command) {
 }
 
 /// Calls discoverInstallation() for `command` and prints its error, if any, on standard error. If vekInit() was not
-/// called, prints a message about this instead and returns an empty result.
+/// called, only prints an error message and returns an empty result.
 static vek::Discovery discoverOrReport(const char *command) {
     if (vekInitDone() == 0) {
         vek::printError("ERROR! vekInit has not been called\n");

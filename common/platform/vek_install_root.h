@@ -4,8 +4,8 @@
 /// Installation roots. An installation root is the top directory of an installation: a directory that contains
 /// an executable file `tools/bin/vek_root` or `tools.lnx86/bin/vek_root`.
 ///
-/// Call vekInit() first. The installation root of the running program is searched when it is first needed, and
-/// stored for the process. After a failed search, the next call searches again.
+/// Call vekInit() first. The first call that needs the installation root of the running program searches for
+/// it, and stores it for the process. After a failed search, the next call searches again.
 ///
 /// If cmnGetInstallRootRequired() returns 0, the functions return null or 0 and print no message. This does not
 /// apply to vekFindExecInPath(), vekGetToolsPathInBuf() and vekGetToolsPath().
@@ -46,9 +46,9 @@ VEK_API char *vekGetInstallRootFromPath(const char *exePath);
 /// @return the path of the installation root, which the caller frees; null if there is none
 VEK_API char *vekGetInstallRootFromFilePath(const char *path);
 
-/// Finds the first installation in which the file or directory `relPath` exists. The installations that contain
-/// the directories of `PATH` are tested, in the order of this list. If the environment variable
-/// `VEK_STRM_ACTIVE` is set, the list is `VEK_STRM_DIR_LIST` instead.
+/// Finds the first installation in which the file or directory `relPath` exists. Tests the installations that
+/// contain the directories of `PATH`, in the order of `PATH`. If the environment variable `VEK_STRM_ACTIVE` is
+/// set, uses the variable `VEK_STRM_DIR_LIST` instead of `PATH`.
 ///
 /// @param relPath  a path relative to the installation root; one leading "/" is ignored. If it is null or
 ///                 empty, the result is null
@@ -56,10 +56,11 @@ VEK_API char *vekGetInstallRootFromFilePath(const char *path);
 VEK_API char *vekGetInstallRootWithPath(const char *relPath);
 
 /// Finds all installations that contain a directory of `PATH`. If the environment variable `VEK_STRM_ACTIVE` is
-/// set, the list is `VEK_STRM_DIR_LIST` instead.
+/// set, uses the variable `VEK_STRM_DIR_LIST` instead of `PATH`.
 ///
-/// @return a null-terminated array of the paths of the installation roots, each once, in the order of the list;
-///         the caller frees the strings and the array with vekFreeStrlist(). Null if there is no installation
+/// @return a null-terminated array of the paths of the installation roots, each once, in the order of the
+///         directories; the caller frees the strings and the array with vekFreeStrlist(). Null if there is no
+///         installation
 VEK_API char **vekGetAllInstallRoots(void);
 
 /// Finds the executable file that the command `name` would start. If `name` contains a "/", the file is `name`,

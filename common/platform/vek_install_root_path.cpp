@@ -30,7 +30,8 @@ static bool joinInBuffer(char *buf, std::size_t size, std::string_view directory
     return true;
 }
 
-/// Prints on standard error that the running program has no installation root, and where it was searched.
+/// Prints on standard error that the running program has no installation root, and from which path the search for the
+/// root started.
 static void printMissingRoot() {
     const char *const marker = "tools/bin/vek_root";
     const char *const arg0 = vekiExecutableName;
@@ -126,7 +127,7 @@ static bool findTools(std::string_view root, vek::InstalledText &tools) {
 /// @return the path; null if there is no tools directory
 static const char *toolsDirectory(vek::Installation &installation) {
     if (!installation.hasTools) {
-        // Documented: the tools directory is searched even if cmnGetInstallRootRequired() returns 0.
+        // Documented: the tools directory is searched for even if cmnGetInstallRootRequired() returns 0.
         const char *root = vek::installRoot();
         installation.hasTools = root != nullptr && findTools(root, installation.tools);
     }

@@ -59,8 +59,8 @@ char *replaceRun(const char *name, char *end, unsigned seed) {
     return begin;
 }
 
-/// Tests whether the directory of the file `name` exists, the text before the last "/". Only a "/" before `run`, the
-/// part of `name` that replaced the "X" characters, is searched.
+/// Tests whether the directory part of `name` exists: the text before the last "/" that precedes `run`. `run` is the
+/// part of `name` that replaced the "X" characters.
 /// @return true if it is an existing directory, or if there is no such "/"; otherwise false with `errno` set
 bool hasDirectory(char *name, const char *run) {
     const std::size_t slash = std::string_view(name, static_cast<std::size_t>(run - name)).rfind('/');
@@ -185,8 +185,8 @@ char *vek_tempnam(const char *dir, const char *prefix) {
         return nullptr;
     }
     const std::string_view start = prefix == nullptr ? kDefaultPrefix : prefix;
-    // Documented: if no name can be made in `dir`, "/tmp" is tried twice. The second try begins with another random
-    // name.
+    // Documented: if no name can be made in `dir`, the directory /tmp is tried twice. The second try begins with
+    // another random name, because the random numbers depend on the time.
     if (makePathIn(dir, start, path.get()) || makePathIn("/tmp", start, path.get()) ||
         makePathIn("/tmp/", start, path.get())) {
         return path.release();

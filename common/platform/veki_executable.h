@@ -10,8 +10,8 @@
 
 namespace vek {
 
-/// A buffer for the path of an executable: at most 4097 characters and a NUL. The longest name that vekInit() stores
-/// has 4096 characters, so it fits.
+/// A buffer for the path of an executable: at most 4097 characters and a NUL. A name that vekInit() stores has at most
+/// 4096 characters, so it fits.
 using ExecutableText = FixedText<4098>;
 
 /// Iterates over a list of directories that are separated by ":", such as the value of PATH. For an empty element,
@@ -43,7 +43,7 @@ struct Executable {
 };
 
 /// Finds the executable file that the command name `command` starts. If `command` contains a "/", it is the path of
-/// the file. Otherwise the file is searched in the directories of PATH.
+/// the file. Otherwise the file is searched for in the directories of PATH.
 /// @return the absolute path of the file; after a failure, the reason, and an empty path (/UNKNOWN if getcwd()
 ///         failed)
 [[nodiscard]] Executable findExecutable(std::string_view command);
@@ -52,10 +52,10 @@ struct Executable {
 /// NotFound.
 void printExecutableError(ExecutableError error);
 
-/// Prints on standard error that getcwd() failed, in the words that the user documentation lists.
+/// Prints the documented message for a failure of getcwd() on standard error.
 void printNoWorkingDirectory();
 
-/// Prints on standard error that the variable PATH is not set, in the words that the user documentation lists.
+/// Prints the documented message for a missing variable PATH on standard error.
 void printNoPathVariable();
 
 } // namespace vek

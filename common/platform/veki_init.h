@@ -18,7 +18,7 @@ extern char vekiExecutableName[VEKI_EXECUTABLE_NAME_MAX + 1];
 /// it.
 extern char *vekiRootPath;
 
-/// The version string of the folder common/. The command what(1) finds and prints it in an executable file.
+/// The version string of the common layer. The command what(1) finds it in an executable file and prints it.
 extern const char vekIdentString[];
 
 /// Prints the line for the argument `-version` on standard output: "TOOL:", a tab, the second word of

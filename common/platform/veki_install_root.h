@@ -1,8 +1,8 @@
 #ifndef VEKI_INSTALL_ROOT_H
 #define VEKI_INSTALL_ROOT_H
 
-/// Search for installation roots, and the stored results of the search for the running program. An installation root
-/// is the top directory of an installation, see vek_install_root.h.
+/// Functions that search for installation roots. An installation root is the top directory of an installation, see
+/// vek_install_root.h. The paths that belong to the running program are stored after they have been found.
 
 #include "common/platform/veki_executable.h"
 #include "common/text/fixed_text.h"
@@ -31,15 +31,15 @@ struct Discovery {
 /// A buffer for a path under an installation root: at most 4096 characters and a NUL.
 using InstalledText = FixedText<4097>;
 
-/// The results of searches for one installation, stored so that each search is made only once.
+/// Paths that earlier searches have found: those of an executable and of its tools directory.
 struct Installation {
-    /// The path of the executable file that the last call of discoverInstallation() found; empty if it found none.
+    /// The path of the executable file that the last call of storeInstallRoot() found; empty if it found none.
     ExecutableText executable{kZeroFilled};
     InstalledText tools{kZeroFilled};
     bool hasTools = false; ///< true if `tools` holds the path of the tools directory
 };
 
-/// The search results for the running program. Its installation root is stored separately, in vekiRootPath.
+/// The paths of the running program and its tools directory. Its installation root is stored in vekiRootPath.
 extern Installation runningInstallation;
 
 /// Searches for the installation root of the running program, whose name is in vekiExecutableName. Stores its path in

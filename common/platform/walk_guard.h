@@ -17,9 +17,9 @@ namespace vek {
 /// `waysPerLink` times for each different link in the tree.
 struct LinkLimit {
     std::uint64_t ways = 1'000'000;
-    /// Must be more than 41. Linux resolves at most 40 links in one path, so a walk through a cycle visits each of
-    /// its directories at most 41 times. In a tree with only one cycle, each link is therefore followed fewer times
-    /// than this value allows.
+    /// Must be more than 41, so that a tree with only one cycle never reaches the limit. Linux resolves at most 40
+    /// links in one path. A walk through the cycle therefore visits each directory, and follows each link in it, at
+    /// most 41 times.
     std::uint64_t waysPerLink = 64;
 };
 
@@ -39,9 +39,9 @@ class WalkGuard {
 
     // ---- cycles
 
-    /// Adds `directory` to the ancestors of the walk. `level` is its depth. If `directory` is an ancestor already,
-    /// its first and lower depth is kept. When the walk leaves the directory, it calls leave() with the same
-    /// arguments.
+    /// Adds `directory` to the ancestors of the walk. `level` is its depth. If `directory` is an ancestor already, the
+    /// depth that is already stored, a lower one, is kept. When the walk leaves the directory, it calls leave() with
+    /// the same arguments.
     /// @return true; false if memory is exhausted, and leave() must then not be called
     [[nodiscard]] bool enter(const DirectoryIdentity &directory, std::size_t level) {
         return descent_.find(directory) != nullptr || descent_.store(directory, level);
@@ -67,8 +67,9 @@ class WalkGuard {
     /// The other values are results of meetLinksOf().
     enum class Links : unsigned char { Unread, New, ReadBefore, NoMemory };
 
-    /// Records that the walk follows symbolic links in `directory`. The walk calls this function once per visit, if
-    /// the directory contains links to directories. A directory can be visited several times, by different paths.
+    /// Records that the walk follows symbolic links in `directory`. If a directory contains links to directories, the
+    /// walk calls this function once in each visit. Several paths can lead to a directory, which is then visited
+    /// several times.
     /// @return New for the first visit of `directory`; ReadBefore for later visits; NoMemory if memory is exhausted
     [[nodiscard]] Links meetLinksOf(const DirectoryIdentity &directory) {
         if (linksRead_.find(directory) != nullptr) {

@@ -26,7 +26,8 @@ namespace {
 constexpr int kDoublingLimit = 4096;
 constexpr int kLargeStep = 2048;
 
-/// In a list with fewer elements, the strings are counted one by one, because a galloping search would not be faster.
+/// In a list with fewer elements than this, the strings are counted one by one, because a galloping search would not
+/// be faster.
 constexpr int kSearchMinimum = 64;
 
 struct FreeList {
@@ -76,7 +77,8 @@ int searchStrlistSize(const char *const *list, int size) {
     return strings;
 }
 
-/// Counts the strings in `list`. `size` is the allocated size of the list that the caller passed, and can be wrong.
+/// Counts the strings in `list`. `size` is the allocated size of `list` that the user of the library has stored. It
+/// can be wrong.
 int countStrings(char **list, int size) {
     // `size` can be too small, for instance 0 for a list from vekCopyStrlist(). Element `size` - 1 is then a string,
     // so the galloping search cannot be used, and the strings are counted one by one.
@@ -86,9 +88,9 @@ int countStrings(char **list, int size) {
     return searchStrlistSize(list, size);
 }
 
-/// Documented: the size of a long list, as stored by the caller, grows by a constant. Allocating exactly this size
-/// would copy the list O(n) times during n additions. Therefore more is allocated: the size is rounded up by at most a
-/// quarter, so that n additions take O(n) time.
+/// Documented: each time a long list grows, the size that the caller stores increases by the same constant. Allocating
+/// exactly this size would copy the list O(n) times during n additions. Therefore more memory is allocated: the size
+/// is rounded up by at most a quarter, so that n additions take O(n) time.
 /// @return the number of elements to allocate for a list of `slots` elements
 std::size_t allocatedSlots(int slots) {
     constexpr std::size_t kShare = 8;

@@ -41,8 +41,8 @@ VEK_API char **vekFastAddToStrlist(char **list, const char *s, int *count, int *
 ///         exhausted: this is reported through vekReportError(), and the caller still owns the old list
 VEK_API char **vekGrowStrlist(char **list, int count, int newSize);
 
-/// Adds a copy of the string `s` to `list` like vekFastAddToStrlist(), but counts the strings of the list
-/// itself.
+/// Adds a copy of the string `s` to `list` like vekFastAddToStrlist(), but the caller does not pass the number
+/// of strings. The function counts the strings instead.
 ///
 /// @param size  the allocated size of the list; changed if the list grows
 VEK_API char **vekAddToStrlist(char **list, const char *s, int *size);
@@ -54,9 +54,10 @@ VEK_API char **vekCopyStrlist(char **list);
 /// Frees the array and the strings of `list`, which may be null.
 VEK_API void vekFreeStrlist(char **list);
 
-/// Joins all strings of `list`, with a separator before each string. The separator is chosen as by
-/// vekCatString() with `sep`. Documented: the result therefore begins with a separator.
+/// Joins all strings of `list`, with a separator before each string. Documented: the result therefore begins
+/// with a separator.
 ///
+/// @param sep  used if it is exactly one printable character; in all other cases the separator is a blank
 /// @return a new string, which the caller frees with free(): empty for an empty list; null if memory is
 ///         exhausted
 VEK_API char *vekStrlistToStr(char **list, const char *sep);
