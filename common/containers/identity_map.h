@@ -13,8 +13,8 @@
 namespace vek {
 
 /// A hash map from directory identities (device and inode number) to values. Algorithm: open addressing with linear
-/// probing and Fibonacci hashing. At most three quarters of the slots, the elements of the array, are used. erase()
-/// leaves no tombstone (mark of a deleted entry): it moves later entries back into the free slot.
+/// probing and Fibonacci hashing. At most three quarters of the slots (elements of the array) are used. erase() leaves
+/// no tombstone (mark of a deleted entry): it moves later entries back into the free slot.
 template <typename Value>
 class IdentityMap {
   public:

@@ -10,8 +10,8 @@ VEK_BEGIN_DECLS
 /// Initializes the library. A program calls this function once, before any other function of the library. A
 /// second call has no effect.
 ///
-/// The function stores at most 4096 characters of the program's name, `argv[0]`. From this name, the
-/// installation root (the top directory of the installed tools) is found later. It also sets the
+/// The function stores at most 4096 characters of the program's name, `argv[0]`. Other functions use this name
+/// to find the installation root (the top directory of the installed tools). vekInit() also sets the
 /// install-root-required flag to 1, see cmnSetInstallRootRequired().
 ///
 /// @param argc  not read; may be null

@@ -149,8 +149,8 @@ char *vekGetInstallRootFromPath(const char *exePath) {
 
 /// Finds the installation root of the installation that contains the file or directory `file`, and stores its path in
 /// `root`. If `file` is relative, it is relative to the working directory.
-/// @return true; false if there is no installation root, if a path is too long, or if getcwd() fails, which is also
-///         printed on standard error
+/// @return true; false if there is no installation root, if a path is too long, or if getcwd() fails. Only a failure
+///         of getcwd() is printed on standard error
 static bool findRootOfFile(std::string_view file, vek::PathText &root) {
     vek::PathText path;
     if (file.empty() || file[0] != '/') {

@@ -48,8 +48,8 @@ struct Executable {
 ///         failed)
 [[nodiscard]] Executable findExecutable(std::string_view command);
 
-/// Prints the message for `error` that the user documentation lists, on standard error. Prints nothing for None and
-/// NotFound.
+/// Prints the documented message for `error` on standard error. Prints nothing for None and NotFound, which have no
+/// message.
 void printExecutableError(ExecutableError error);
 
 /// Prints the documented message for a failure of getcwd() on standard error.

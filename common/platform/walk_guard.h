@@ -54,8 +54,8 @@ class WalkGuard {
         }
     }
 
-    /// @return the depth at which the walk entered `directory`, the lowest one if several; nullopt if the walk has
-    ///         not entered the directory, or has left it
+    /// @return the depth of the ancestor `directory`, the lowest one if the walk has entered it several times; nullopt
+    ///         if `directory` is not an ancestor
     [[nodiscard]] std::optional<std::size_t> levelOf(const DirectoryIdentity &directory) const {
         const std::size_t *level = descent_.find(directory);
         return level == nullptr ? std::nullopt : std::optional(*level);

@@ -65,8 +65,8 @@ VEK_API char *vekStrlistToStr(char **list, const char *sep);
 /// Sorts the first `n` strings of `list` in the order of strcmp(). If `list` is null, nothing happens.
 VEK_API void vekSortStrlist(char **list, int n);
 
-/// Returns copies of the strings in `list` that match at least one pattern, in their order. Patterns are
-/// regular expressions, see vek_regcomp(). A pattern that does not compile is reported once for each string
+/// Returns copies of the strings in `list` that match at least one pattern, in the order of `list`. Patterns
+/// are regular expressions, see vek_regcomp(). A pattern that does not compile is reported once for each string
 /// that is compared with it.
 ///
 /// @param patterns  a string list. Documented: if it is null or empty, the result is `list` itself, not a copy
