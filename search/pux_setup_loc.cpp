@@ -47,7 +47,8 @@ bool beginsComment(const char *token) {
 }
 
 /// Adds the directory in `line` to `list` if the directory can be read. A line with "@LIBRARY" adds this keyword.
-/// @param setupLoc  the path of the `setup.loc` file, which is needed to replace $(compute:THIS_FILE_INST_ROOT)
+/// @param setupLoc  the path of the `setup.loc` file. The reference $(compute:THIS_FILE_INST_ROOT) is replaced by the
+///                  root of the installation that contains this file
 /// @return false if memory is exhausted
 bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
     char *const token = firstToken(line);
