@@ -84,7 +84,8 @@ typedef struct rynContext rynContext;
 ///                RYN_NO_VEKLIBRARY_ENTRY to RYN_REDEFINED it is a text of several lines
 /// @param file    the path of the library definition file
 /// @param line    the number of the line in that file
-/// @return 0 to continue with the next line; any other value ends the file and becomes the status of the file
+/// @return 0 to continue with the next line. Any other value ends the file: its remaining lines are not read. The
+///         value becomes the status of the file, see rynInitEx()
 typedef int (*rynWarningHandler)(int code, const char *object, const char *file, int line);
 
 /// An error handler or a fatal handler. An error handler receives the failures of rynSetImplicitTmp(). A fatal
@@ -130,15 +131,15 @@ VEK_API const char *rynGetErrorMsg(int code);
 ///
 /// If `warningHandler` is null, the default warning handler receives the diagnostics and prints them on standard
 /// error. ONE REGISTRY WITH THE DEFAULT WARNING HANDLER CHANGES THE RESULT OF ALL LATER CREATIONS IN THE PROCESS.
-/// Documented: from then on, the status of each library definition file is the code of the last diagnostic that
-/// the default warning handler has received since a library definition file was last opened. The results of other
-/// warning handlers are ignored.
+/// Documented: from then on, the status (the result of reading) of each library definition file is the code of the
+/// last diagnostic that the default warning handler has received since any library definition file was last
+/// opened. The values that other warning handlers return do not change the status.
 ///
-/// This has these effects. After a diagnostic of the default warning handler, all lines are read, and then the
-/// creation fails. If the diagnostic is in an included file, the including file ends at the INCLUDE. But if an
-/// INCLUDE of a file without diagnostics follows the diagnostic, the diagnostic is ignored and the creation
-/// succeeds. If the warning handler of another registry returns a value other than 0, the file ends at that line,
-/// but the creation succeeds with the libraries that were defined before.
+/// This has these effects. After a diagnostic of the default warning handler, all remaining lines of the file are
+/// read, and then the creation fails. If that file is included, the including file ends at the INCLUDE. But if the
+/// file itself includes a file without diagnostics after the diagnostic, the diagnostic is ignored, and the
+/// creation succeeds. If the warning handler of another registry returns a value other than 0, the file ends at
+/// that line, but the creation succeeds with the libraries that were defined before.
 ///
 /// @param libraryFile     the library definition file; null for an empty registry
 /// @param flags           RYN_FLAG_... values, combined by OR
@@ -214,7 +215,8 @@ VEK_API void rynDumpEverything(rynHandle handle, FILE *stream);
 ///                      without a report
 /// @param directory     an existing directory; null or empty, with `flags` 0, removes the setting
 /// @param flags         RYN_IMPLICIT_NONE, RYN_IMPLICIT_ONLY or RYN_IMPLICIT_FIRST
-/// @param errorHandler  receives failures of this function, now and later; null keeps the registry's error handler
+/// @param errorHandler  receives the failures of this call and of all later calls for the same registry; null keeps
+///                      the registry's error handler
 /// @return RYN_OK; RYN_INVALID_PARAMETER, without a report, for invalid arguments; or the code of another failure,
 ///         which is reported and removes the setting
 VEK_API int rynSetImplicitTmp(rynHandle handle, const char *directory, unsigned flags,
@@ -269,8 +271,8 @@ enum {
 /// @return RYN_OK; RYN_LIBRARY_NOT_DEFINED; RYN_BUFFER_TOO_SMALL; RYN_INVALID_PATH if the path is too long, or if
 ///         a view is given without a cell; RYN_NO_SUCH_DIRECTORY if the library's directory does not exist, or if
 ///         the mode needs a temporary directory and there is none; RYN_NOT_FOR_PACKED; RYN_SYSTEM_ERROR; or the
-///         RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the object, or of the first level above the object
-///         that fails
+///         RYN_NO_SUCH_... or RYN_PERMISSION_DENIED_... code of the outermost level (library, cell, view, file) for
+///         which the test fails
 VEK_API int rynGetPath(rynHandle handle, unsigned mode, const char *library, const char *cell,
                        const char *view, const char *file, char *path, size_t size);
 
@@ -347,9 +349,9 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 // Each of these functions creates a search list, searches it for a file, and releases it; see pux(3). The next
 // search along the default search list therefore builds that list again. "@LIBRARY" in the list represents the
 // directories of a library: its explicit or global temporary directory, its implicit temporary directory, and its
-// own. In these directories, only ".tolvane" is searched. In all other directories of the list, the given search
-// groups are searched. A library that is null, not defined or does not exist adds no directories. A missing handle
-// is reported, and the search continues.
+// own. In these directories, only ".tolvane" is searched. In all other directories of the list, the given
+// subdirectories (search groups) are searched. A library that is null, not defined or does not exist adds no
+// directories. A missing handle is reported, and the search continues.
 //
 // The results are RYN_OK; RYN_INTERNAL_ERROR if there is no search list (before vekInit(), or if memory is
 // exhausted); RYN_INVALID_PARAMETER, without a report, for a null name or output; RYN_BUFFER_TOO_SMALL;
@@ -359,17 +361,17 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 /// Finds the first file with the name `name` in the directories of the search list.
 ///
 /// @param handle     the registry; only used for a library
-/// @param directory  the search group: the subdirectory to search in each directory of the search list; null for
-///                   the default groups
+/// @param directory  the name of the subdirectory to search in each directory of the search list; null for the
+///                   default subdirectories, see pux(3)
 /// @param library    the library whose directories replace "@LIBRARY" in the search list, or null
 /// @param path       receives the path
 /// @param size       size of `path` in bytes, including the NUL
 VEK_API int rynSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                       char *path, size_t size);
 
-/// Finds the first file with the name `name`, like rynSearch() with `handle` and `library`, but in several search
-/// groups. The string list `directories` contains the search groups; null for the default groups. Stores the path
-/// in the `size` bytes at `path`.
+/// Finds the first file with the name `name`, like rynSearch() with `handle` and `library`, but searches several
+/// subdirectories in each directory of the search list. Their names are in the string list `directories`; if it is
+/// null, the default subdirectories are searched. Stores the path in the `size` bytes at `path`.
 VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                           char *path, size_t size);
 
@@ -378,7 +380,8 @@ VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories
 /// path is stored several times.
 ///
 /// @param handle     the registry
-/// @param directory  the search group; null for the default groups
+/// @param directory  the name of the subdirectory to search in each directory of the search list; null for the
+///                   default subdirectories
 /// @param library    if it is null, not defined or does not exist, nothing is searched
 /// @param paths      receives a string list, which the caller frees with vekFreeStrlist(); null unless the result
 ///                   is RYN_OK
@@ -387,15 +390,15 @@ VEK_API int rynSearchList(rynHandle handle, const char *name, char **directories
 VEK_API int rynFullSearch(rynHandle handle, const char *name, const char *directory, const char *library,
                           char ***paths);
 
-/// Finds files with the name `name`, like rynFullSearch() with `handle` and `library`, but in several search
-/// groups. The string list `directories` contains the search groups; null for the default groups. Stores the paths
-/// in `*paths`.
+/// Finds files with the name `name`, like rynFullSearch() with `handle` and `library`, but searches several
+/// subdirectories in each directory of the search list. Their names are in the string list `directories`; if it is
+/// null, the default subdirectories are searched. Stores the paths in `*paths`.
 VEK_API int rynFullSearchList(rynHandle handle, const char *name, char **directories, const char *library,
                               char ***paths);
 
-/// Finds the first file with the name `name` that can be written, in the default search groups. Stores the path in
-/// the `size` bytes at `path`. Only directories of `library` in the registry `handle` that can be written replace
-/// "@LIBRARY" in the search list; `library` may be null.
+/// Finds the first file with the name `name` that can be written, like rynSearch() with the default subdirectories.
+/// Stores the path in the `size` bytes at `path`. Only directories of `library` in the registry `handle` that can
+/// be written replace "@LIBRARY" in the search list; `library` may be null.
 VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *library, char *path, size_t size);
 
 // ---- stat cache
@@ -404,8 +407,9 @@ VEK_API int rynFindWritable(rynHandle handle, const char *name, const char *libr
 /// results of stat() and access() are stored and used again, so that later changes on disk are not seen. When the
 /// counter becomes 0, the cache is emptied. Creating a registry sets the counter: to 1 if the environment variable
 /// `RYN_STAT_CACHE_ON` is set to anything but "no" (in upper or lower case), otherwise to 0.
-/// @param on  not 0 increases the counter; 0 decreases it, unless it is 0
-/// @return the new counter
+/// @param on  1, or any other value except 0, increases the counter by 1. 0 decreases the counter by 1, but not below
+///            zero
+/// @return the new value of the counter
 VEK_API int rynStatCacheCtl(int on);
 
 // ---- iteration
@@ -485,9 +489,9 @@ VEK_API int rynIterateViewFiles(rynHandle handle, const char *library, const cha
 /// directory, it is returned as an item. If it is in a temporary directory, the creation fails with
 /// RYN_SYSTEM_ERROR.
 ///
-/// Several cycles can give an exponential number of paths. Therefore the number of followed links to directories
-/// is limited: to 1,000,000, and 64 more for each different link, in the library's own directory and in each
-/// temporary directory. If there are more, the creation fails with RYN_SYSTEM_ERROR, without a report.
+/// Several cycles can give an exponential number of paths. Therefore links to directories are followed at most
+/// 1,000,000 times, plus 64 times for each different link. The library's own directory and each temporary
+/// directory have separate limits. Above the limit, the creation fails with RYN_SYSTEM_ERROR, without a report.
 VEK_API int rynIterateAllViewFiles(rynHandle handle, const char *library, const char *cell, const char *view,
                                    rynContext **context);
 

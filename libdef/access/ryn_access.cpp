@@ -86,10 +86,10 @@ int checkWrite(const Request &request) {
     return error == 0 || error == ENOENT ? RYN_OK : request.names.codeOf(error);
 }
 
-/// Converts `error` to a RYN_ code. `error` is the errno value of a failed test whether the directory that contains the
-/// object can be written.
+/// Converts an errno value to a RYN_ code, after a write test of the directory that contains the object.
 /// Documented: for EACCES, the code depends only on the last name given. For a file, it is RYN_PERMISSION_DENIED_VIEW,
 /// even if the directory that contains the file is a cell or a library.
+/// @param error  the errno value of the failed test
 int codeOfDirectoryAbove(const ObjectNames &names, int error) {
     if (error != EACCES) {
         return RYN_SYSTEM_ERROR;

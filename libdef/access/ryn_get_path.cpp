@@ -1,3 +1,8 @@
+// Implements rynGetPath(): finds the path of a library, cell, view or file.
+// A table describes each mode: which directories it tries, which access it tests, and which failures end the search.
+// The order of the directories is: implicit temporary directory, explicit temporary directory, library's own directory.
+// The result is the first path that passes the access test.
+
 #include "libdef/access/ryni_get_path.h"
 
 #include "libdef/access/ryni_access.h"

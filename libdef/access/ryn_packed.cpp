@@ -1,3 +1,7 @@
+// Implements packed libraries, whose directory tree is stored in one archive file: opens the archive, and creates
+// specifiers (vekFSSpec) for the objects in it. The path of an object in the archive is DIRECTORY/CELL/VIEW/FILE, where
+// DIRECTORY is the last component of the library directory.
+
 #include "libdef/access/ryni_packed.h"
 
 #include "common/base/owned.h"
@@ -11,8 +15,8 @@
 
 namespace {
 
-/// Removes the archive from `library`, so that the library is no longer packed, that is, stored in an archive file.
-/// Does not close the archive.
+/// Makes the packed `library` an unpacked one: removes the path of its archive file, and the pointer to the open
+/// archive. Does not close the archive.
 void forgetArchive(rynLibrary &library) {
     std::free(library.packedFile);
     library.packedFile = nullptr;

@@ -1,3 +1,7 @@
+// Implements rynQuery(): tests whether a library, cell, view or file exists and can be accessed.
+// Searches the implicit temporary directory, the explicit one, and then the library's own directory or archive. The
+// search ends at the first directory that contains the object, even if the access tests fail there.
+
 #include "libdef/ryn.h"
 
 #include "common/text/fixed_text.h"

@@ -1,3 +1,8 @@
+// Implements rynSearch(), rynFullSearch() and rynFindWritable(): searches of configuration files in the directories of
+// a search list (pux.h) and of a library.
+// Each function builds a search list and finds the directories of the library. It passes both to a search function of
+// pux.h, which searches the directories of the library in the place of the entry "@LIBRARY".
+
 #include "libdef/ryn.h"
 
 #include "common/text/owned_strlist.h"
@@ -18,9 +23,9 @@ struct DirectoryKind {
 
 /// The kinds of library directories in search order: explicit or global temporary directory, implicit temporary
 /// directory, the library's own directory.
-/// The second row uses RYN_PATH_WRITE also for reading, because no read mode returns only the implicit temporary
-/// directory. If a library has both an implicit and an explicit temporary directory, the modes of the first row can
-/// return the implicit one. The implicit one is then searched twice, which is intended.
+/// The second row uses RYN_PATH_WRITE also as its read mode, because no read mode returns only the implicit temporary
+/// directory. The modes of the first row try the implicit temporary directory before the explicit one. If a library has
+/// both, both rows can therefore return the implicit one, which is then searched twice. This is intended.
 constexpr std::array<DirectoryKind, 3> kDirectoryKinds = {{
     {RYN_TMP_EXPLICIT | RYN_TMP_GLOBAL, RYN_PATH_READ_TMP, RYN_PATH_WRITE_TMP},
     {RYN_TMP_IMPLICIT, RYN_PATH_WRITE, RYN_PATH_WRITE},
@@ -149,8 +154,8 @@ int rynFullSearchList(rynHandle handle, const char *name, char **directories, co
     LibraryDirectories libraries(handle, library, &DirectoryKind::readMode);
     std::array<char, VEK_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
     vek::StrlistBuilder found;
-    // Call puxSearchEx() once for each directory of the library. A library without directories causes no call, so
-    // `directories` are not searched either.
+    // Call puxSearchEx() once for each directory of the library. If there is none, nothing is searched, not even the
+    // other directories of the search list.
     for (char **directory = libraries.list(); *directory != nullptr; ++directory) {
         OneDirectory libraryDirectory(*directory);
         const int searched = puxSearchEx(searchList.get(), name, directories, libraryDirectory.list(),

@@ -130,8 +130,8 @@ enum class Combined { Object, ParentItself, Invalid };
 /// Combines the names of the specifier `parent` with the names that the caller of rynGetSpec() gave. For example, if
 /// `parent` is a specifier for a cell and the name of a view was given, the result is that view in the cell.
 /// @param parent  may be null; the names in `object` are then unchanged
-/// @param object  contains the names that were given: a null name is not given, an empty name is given. Receives the
-///                combined names
+/// @param object  contains the names that were given; a name that was not given is null. An empty name counts as given.
+///                Receives the combined names
 Combined combine(const vekFSSpec *parent, NamedObject &object) {
     if (parent == nullptr) {
         return Combined::Object;

@@ -1,3 +1,9 @@
+// Implements the two kinds of temporary directories that are set for all libraries of a registry: the implicit
+// temporary directory (rynSetImplicitTmp()) and the global temporary root (ASSIGN AllLibs TmpRootDir). In both, each
+// library has the directory ROOT/NAME.
+// The global root is applied at the end of each library definition file. RootProgress records which libraries were
+// processed before, so that all these calls together take linear time.
+
 #include "libdef/access/ryni_tmp.h"
 
 #include "common/text/fixed_text.h"
@@ -121,14 +127,14 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-/// A fast test that makes findReuse() unnecessary if it returns true: no directory of a library overlaps with the root,
-/// except the directories that were set from the root.
-/// Compares two numbers: the library directories that are equal to the root, inside it, or contain it; and the
-/// libraries to which the root was applied. The result can be true only if they are equal.
+/// A fast test before findReuse(). If it returns true, findReuse() would find nothing: every library directory that is
+/// equal to the root, inside it, or contains it is a temporary directory that was set from the root.
+/// The test compares two numbers: how many library directories are equal to the root, inside it, or contain it; and how
+/// many libraries have a temporary directory that was set from the root.
 bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
     const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
-    // The count is not sufficient if a library name contains "/": the directory ROOT/A/B of the library "A/B" is inside
-    // the directory ROOT/A of the library "A".
+    // If a library name contains "/", equal numbers are not sufficient: the directory ROOT/A/B of the library "A/B" is
+    // inside the directory ROOT/A of the library "A".
     return allUnderRoot && !registry.hasNestedName &&
            registry.indexes->directories.count(progress.nsl.view()) == registry.globalTmpCount;
 }

@@ -1,3 +1,7 @@
+// Implements the functions that find statements and test what a registry contains: rynWhere...(), rynIsDefined(),
+// rynIsAssigned(), rynIsIncluded() and rynLibHasTmp(). They search the records of the registry. The disk is only read
+// to resolve the path of a library definition file.
+
 #include "libdef/ryn.h"
 
 #include "common/platform/system_path.h"

@@ -1,3 +1,6 @@
+// Implements rynDumpContext(): prints an iteration context. A table contains, for each type of context, its title and
+// the functions that read and print the records of its list.
+
 #include "libdef/iteration/ryni_context.h"
 
 #include <array>

@@ -109,7 +109,7 @@ class NameList {
 
 struct CloseFsDirectory {
     void operator()(vekFSDir *directory) const {
-        // If vekFS_closedir() fails, it does not free `directory`. A second call is then necessary to free it.
+        // If vekFS_closedir() fails, it frees nothing. A second call is then necessary to free `directory`.
         if (vekFS_closedir(directory) != VEK_FS_OK) {
             static_cast<void>(vekFS_closedir(directory));
         }
@@ -117,8 +117,8 @@ struct CloseFsDirectory {
 };
 using OwnedFsDirectory = std::unique_ptr<vekFSDir, CloseFsDirectory>;
 
-/// @return true if the entries that vekFS_readdir() returns for `directory` have the field `type`. Only entries from
-///         the native function vekFSiReaddir() are known to have it
+/// @return true if vekFS_readdir() sets the field vekFSDirent::type of the entries of `directory`; only the native
+///         function vekFSiReaddir() is known to do this
 bool hasEntryTypes(const vekFSDir &directory) {
     const vekFSIODef *implementation = directory.spec->implementation;
     return implementation == nullptr || implementation->readdir == vekFSiReaddir;
@@ -127,8 +127,9 @@ bool hasEntryTypes(const vekFSDir &directory) {
 /// Calls `visit(type, name)` for each entry of the directory `spec` except "." and "..".
 /// @param nameSize  size in bytes of the buffer for a name
 /// @param visit     receives the type of the entry (a DT_... value) and its name; the name is null if it does not fit
-///                  into the buffer or cannot be read. A result other than RYN_OK ends the loop
-/// @return RYN_OK; the last result of `visit`; or the code of the failure to open the directory
+///                  into the buffer or cannot be read. If `visit` does not return RYN_OK, the remaining entries are
+///                  not read
+/// @return the last result of `visit`; RYN_OK if there is no entry; or the code of the failure to open the directory
 template <typename Visit>
 int visitSpec(vekFSSpec *spec, std::size_t nameSize, Visit visit) {
     vekFSDir *opened = nullptr;
@@ -311,9 +312,9 @@ class TemporaryTree {
     /// which stat() fails is classified as a directory. Opening it then fails, so that the walk ends with an error
     /// instead of an incomplete list.
     ///
-    /// @param isSearchable  true if stat() has succeeded for another entry of the same directory. stat() would then
-    ///                      succeed for all files in it, so it is not called for entries whose type is known. Set to
-    ///                      true when stat() succeeds
+    /// @param isSearchable  true if stat() has succeeded for another entry of the same directory, which proves that the
+    ///                      process may search the directory. stat() is then not called for an entry that is known from
+    ///                      `type` to be a file. Set to true when stat() succeeds
     EntryKind examine(const vek::PathText &path, unsigned char type, bool &isSearchable) {
         const bool fits = top_.size() + 1 + path.size() < PATH_MAX;
         if (isKnownFile(type) && isSearchable && fits) {

@@ -1,3 +1,7 @@
+// Implements FileText: a library definition file that is read line by line, and suspended while a file that it includes
+// is read. suspend() copies at most kMaxHeld unread bytes to memory and closes the file. If the file has more unread
+// bytes, resume() opens it again and continues at the offset, unless the file may stay open.
+
 #include "libdef/language/ryni_file_text.h"
 
 #include "common/platform/open_text.h"
@@ -89,9 +93,9 @@ bool FileText::holdRest(std::string_view unread) {
     return held_ != nullptr;
 }
 
-/// Closes the file, so that the suspended file needs no descriptor. Stores its device, inode number and offset in
-/// `closedAt_`, so that openAgain() can continue there. The file stays open if it has no offset, for example if it is a
-/// pipe.
+/// Closes the suspended file, so that it needs no descriptor. Stores its device, inode number and offset in
+/// `closedAt_`; openAgain() opens the file again and continues at this offset. A file without an offset, such as a
+/// pipe, stays open.
 void FileText::closeUntilResumed() {
     struct stat status = {};
     const off_t offset = lseek(file_.get(), 0, SEEK_CUR);

@@ -28,10 +28,11 @@ struct FreeRegistry {
 };
 using OwnedRegistry = std::unique_ptr<rynRegistry, FreeRegistry>;
 
-/// Documented: the minimum of the argument `optionsSize` of rynInitEx(), in bytes: all fields of rynInitOptions except
-/// the last one, unknownAssignHook. If the argument is smaller, all options are ignored.
+/// Documented: rynInitEx() ignores all options if its argument `optionsSize` is less than this number of bytes. It is
+/// the size of all fields of rynInitOptions except the last one, unknownAssignHook.
 constexpr std::size_t kOptionsWithoutHook = 24;
-/// Documented: the value of `optionsSize` in bytes from which rynInitEx() also reads the field unknownAssignHook.
+/// Documented: rynInitEx() reads the field unknownAssignHook only if its argument `optionsSize` is at least this number
+/// of bytes.
 constexpr std::size_t kOptionsWithHook = 32;
 static_assert(sizeof(rynInitOptions) == kOptionsWithHook);
 

@@ -39,7 +39,8 @@ std::string_view withoutTrailingSpace(std::string_view line) {
 }
 
 /// Returns `line` without its line feed, its comment and trailing white space. A comment begins with "--" or "#" at the
-/// start of the line, with " --" or a tab and "--" anywhere, or with a "#" as described at withoutHashComment().
+/// start of the line, with "--" after a space or a tab, or with the first "#" of the line if white space comes before
+/// it, and white space or the end of the line comes after it.
 std::string_view reduce(std::string_view line) {
     line = upTo(line, line.find('\n'));
     if (vek::startsWith(line, "--")) {

@@ -52,7 +52,8 @@ const Keyword *findKeyword(std::string_view word) {
 }
 
 /// Returns true if the statement has as many arguments as its keyword requires. More arguments are allowed if the first
-/// additional argument begins with "#", because the rest of the line is then a comment.
+/// additional argument begins with "#": it begins a comment such as "#text", which the lexer does not remove, because
+/// no white space follows the "#".
 bool hasRightArguments(const Keyword &keyword, const Statement &statement) {
     if (statement.count <= keyword.arguments) {
         return statement.count == keyword.arguments;
@@ -127,17 +128,17 @@ struct FreeLevel {
 };
 using OwnedLevel = std::unique_ptr<Level, FreeLevel>;
 
-/// Maximum number of suspended files that stay open. A suspended file with more than FileText::kMaxHeld unread bytes
-/// stays open until this number is reached; further files are closed and later opened again. The number is small,
-/// because statements also need file descriptors.
+/// Maximum number of suspended files that stay open. Only files with more than FileText::kMaxHeld unread bytes stay
+/// open. If this many files are open, the next one is closed when it is suspended, and opened again when it is resumed.
+/// The number is small, because statements also need file descriptors.
 constexpr int kMaxOpenIncluders = 4;
 
 /// Reads one library definition file and all files that it includes, and executes their statements in a registry.
 class Reader {
   public:
     /// @param progress  stores to which libraries the global temporary root (the directory that contains a temporary
-    ///                  directory for each library) was applied, so that each file end processes only new or changed
-    ///                  libraries. If null, each file end processes all libraries
+    ///                  directory for each library) was applied. At the end of each file, the root is applied only to
+    ///                  libraries that are new or changed since then; if `progress` is null, to all libraries
     Reader(rynRegistry *registry, RootProgress *progress) : registry_(registry), progress_(progress) {}
     ~Reader() {
         while (level_ != nullptr) {

@@ -22,9 +22,11 @@ enum class ParentStep {
     Fail    ///< ends with the result false
 };
 
-/// Removes the `size` characters at offset `before` of `path`, which are a "/..", and the component that ends at this
-/// offset. For example, "/a/b/.." becomes "/a". If the path becomes empty, it is set to "/".
-/// @return false if no component ends at offset `before`
+/// Removes a "/.." from `path`, together with the component before it. For example, "/a/b/.." becomes "/a". If the path
+/// becomes empty, it is set to "/".
+/// @param before  the offset of the "/.."
+/// @param size    the number of characters to remove at this offset
+/// @return false if there is no component before the "/.."
 [[nodiscard]] bool removeParentStep(vek::PathText &path, std::size_t before, std::size_t size);
 
 /// Resolves the ".." components of `path`: each "/../" from left to right, then a "/.." at the end.

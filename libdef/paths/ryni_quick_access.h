@@ -10,8 +10,8 @@
 
 VEK_BEGIN_DECLS
 
-/// Stores the effective user and group ID of the process. The access test compares them with the owner and group of a
-/// file.
+/// Stores the effective user and group ID of the process. testAccess() and ryni_quick_access() compare the stored IDs
+/// with the owner and group of a file.
 void ryni_setUidGid(void);
 
 /// Tests an access like ryn::testAccess(), but does not return an errno value.

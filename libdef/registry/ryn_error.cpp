@@ -1,3 +1,7 @@
+// Implements error reporting: the message texts of the RYN_ codes, the calls of error handlers and fatal handlers, and
+// the default warning handler. The code of the last diagnostic and the fatal handler of the process are
+// shared by all registries.
+
 #include "libdef/registry/ryni_error.h"
 
 #include "common/base/print.h"

@@ -12,8 +12,8 @@
 
 // Implements a cache of readlink() results, one for each registry. The cache also stores failures.
 // Each result is in two structures: a hash table, which lookups use, and one of the 256 linked lists in
-// rynRegistry::links. Results are kept until the registry is freed. Therefore later changes of symbolic links on disk
-// have no effect.
+// rynRegistry::links, through which freeRegistry() frees the results. Results are kept until then. Therefore later
+// changes of symbolic links on disk have no effect.
 
 namespace {
 

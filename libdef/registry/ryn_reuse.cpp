@@ -1,3 +1,6 @@
+// Implements DirectoryIndex: a trie of path components, which counts the directories that are equal to, above or below
+// a path. Each node stores how many directories have its path, and how many have its path or a path below it.
+
 #include "libdef/registry/ryni_reuse.h"
 
 #include "libdef/registry/ryni_index_hash.h"

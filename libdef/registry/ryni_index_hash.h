@@ -40,9 +40,9 @@ uint32_t indexHashOf(std::string_view text, uint64_t seed, Change change) {
     return static_cast<uint32_t>(hash ^ (hash >> 32U));
 }
 
-/// Computes the hash of a search key for a hash table.
-/// @param text  the text in the key
-/// @param seed  the number in the key, such as a bucket number; 0 if the key is only a text
+/// Computes the hash of a search key that consists of a text and a number.
+/// @param text  the text
+/// @param seed  the number, for example the address of a trie node; 0 if the key is only a text
 inline uint32_t indexHash(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, [](char c) { return c; });
 }

@@ -13,9 +13,9 @@
 
 namespace ryn {
 
-/// Search key of the hash table of library names. `hash` is computed from `bucket` and the name in lower case.
-/// Therefore one table is enough for lookups with and without regard to case; ryni_get_libp() compares the case
-/// afterwards.
+/// Search key of the hash table of library names. `hash` is the hash in this table. `bucket` belongs to another table:
+/// it is the number of one of the 256 buckets that rynDumpEverything() prints. A library matches the key if it is in
+/// this bucket and its name is equal without regard to case. ryni_get_libp() then compares the case if necessary.
 struct NameKey {
     const char *name;
     uint32_t bucket;

@@ -38,8 +38,8 @@ struct rynIncludedFile {
     uint32_t nslHash = 0;
 };
 
-/// One attribute of a library: a name and a value that an ASSIGN statement set. A global temporary root, which
-/// ASSIGN AllLibs TmpRootDir sets, is also stored in this struct.
+/// One attribute of a library: a name and a value that an ASSIGN statement set. The registry also uses this struct for
+/// each global temporary root, which is the value of a statement ASSIGN AllLibs TmpRootDir.
 struct rynAttribute {
     rynAttribute *next;
     char *name; ///< in upper case

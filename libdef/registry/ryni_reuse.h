@@ -10,8 +10,8 @@
 
 namespace ryn {
 
-/// A multiset of directory paths: a path that was added twice is counted twice. count() returns how many of them
-/// overlap with a path, so that libraries that share a directory are detected.
+/// A multiset of directory paths: a path that was added twice is counted twice. count() returns how many of them are
+/// equal to, above or below a given path, so that libraries that share a directory are detected.
 /// The data structure is a trie of path components. One hash table contains all nodes, with the key (parent,
 /// component). Each operation takes O(length of the path), which does not depend on the number of directories.
 class DirectoryIndex {
