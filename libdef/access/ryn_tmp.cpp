@@ -2,7 +2,7 @@
 // temporary directory (rynSetImplicitTmp()) and the global temporary root (ASSIGN AllLibs TmpRootDir). In both, each
 // library has the directory ROOT/NAME.
 // The global root is applied at the end of each library definition file. RootProgress records which libraries were
-// processed before, so that all these calls together take linear time.
+// processed before, so that the creation of a registry from many files takes linear time.
 
 #include "libdef/access/ryni_tmp.h"
 
@@ -133,7 +133,7 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
 /// many libraries have a temporary directory that was set from the root.
 bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
     const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
-    // If a library name contains "/", equal numbers are not sufficient: the directory ROOT/A/B of the library "A/B" is
+    // If a library name contains "/", findReuse() is always necessary: the directory ROOT/A/B of the library "A/B" is
     // inside the directory ROOT/A of the library "A".
     return allUnderRoot && !registry.hasNestedName &&
            registry.indexes->directories.count(progress.nsl.view()) == registry.globalTmpCount;
