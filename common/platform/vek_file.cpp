@@ -1,3 +1,6 @@
+// Tests of files and directories: existence, size, type, symbolic links, permission to write. Each function makes one or
+// a few system calls. vekBuildDirPath() creates a directory with its missing parents, from the top down.
+
 #include "common/platform/vek_file.h"
 
 #include "common/base/owned.h"

@@ -1,3 +1,5 @@
+// Start-up of a program: the name of the executable, the installation root, the option that prints the version.
+
 #include "common/platform/vek_init.h"
 
 #include "common/platform/veki_init.h"

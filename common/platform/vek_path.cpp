@@ -1,3 +1,6 @@
+// Path texts: tests for absolute paths and for the root directory, and removal of "//", "/./" and "/../" without system
+// calls. Also lines with DOS line ends, memory allocation that reports a failure, and tests whether a path exists.
+
 #include "common/platform/vek_path.h"
 
 #include "common/base/owned.h"
