@@ -1,3 +1,6 @@
+// Searches one entry of a search list, which is a directory or "@LIBRARY", for one file name: forms the path from the
+// directory, the search group (a subdirectory) and the name, and tests whether the file is accessible.
+
 #include "search/puxi_match.h"
 
 #include "common/platform/vek_path.h"

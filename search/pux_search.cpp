@@ -1,3 +1,6 @@
+// The public search functions. Each goes through a search list from front to back, and returns the first path that is
+// found, or all paths.
+
 #include "common/platform/vek_file.h"
 #include "common/text/fixed_text.h"
 #include "common/text/owned_strlist.h"
