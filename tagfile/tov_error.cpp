@@ -1,3 +1,5 @@
+// Error codes of tag files: one table with a row for each code, the composition of a message, and the error handler.
+
 #include "tagfile/tov.h"
 
 #include "common/base/vek_error.h"

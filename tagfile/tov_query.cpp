@@ -1,3 +1,6 @@
+// Queries: look up the value of an entry for a path, first upward from the path, then in the tag files along the search
+// list. The functions for single keywords are queries with a fixed name.
+
 #include "tagfile/tovi_query.h"
 
 #include "common/platform/system_path.h"
