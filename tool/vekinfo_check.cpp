@@ -1,3 +1,6 @@
+// The actions -checklibrary and -configurelibrary: go through the libraries of a vek.lib in definition order. For each
+// library, compare or write its tag file, and then scan its directories.
+
 #include "tool/vekinfo_check.h"
 
 #include "common/base/print.h"

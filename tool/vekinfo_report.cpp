@@ -1,3 +1,5 @@
+// The actions that print tag files and values: -show and -lookup.
+
 #include "tool/vekinfo_report.h"
 
 #include "common/base/print.h"
