@@ -78,6 +78,14 @@ def test_without_a_file_search_error_is_raised(tree):
         read_site()
 
 
+def test_a_directory_instead_of_a_file_is_an_error_and_no_empty_site(project, capsys):
+    with pytest.raises(IsADirectoryError) as raised:
+        read_site("adders")
+    assert raised.value.filename == f"{project}/adders"
+    assert main(["--strict", "adders"]) == 2
+    assert capsys.readouterr() == ("", f"vekreport: [Errno 21] Is a directory: '{project}/adders'\n")
+
+
 def test_tags_are_those_that_new_processes_of_the_tool_find(project, write, lookup_of_tool):
     write("multipliers/vekinfo.tag", "OWNER only")
     write("more/vekinfo.tag", "A 1", "DMTYPE pkm")

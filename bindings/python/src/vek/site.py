@@ -9,6 +9,7 @@ from __future__ import annotations
 import collections
 import dataclasses
 import enum
+import errno
 import os
 import subprocess
 from collections.abc import Callable, Iterable, Iterator, Sequence
@@ -198,7 +199,8 @@ def read_site(
     `check`, `vekinfo -verbose -checklibrary` is run as well, which probes file systems by creating small files; it
     looks at the `vek.lib` of the search list, so `file` must be that one, or ValueError is raised.
 
-    A file that cannot be read raises LibraryError, and a missing `vek.lib` SearchError.
+    A file that cannot be read raises LibraryError, a directory instead of a file IsADirectoryError, and a missing
+    `vek.lib` SearchError.
     """
     directories = tuple(_search_list())
     searched = next(iter(search_all("vek.lib")), None) if directories else None
@@ -209,6 +211,10 @@ def read_site(
         raise ValueError(f"{name} is not the vek.lib that vekinfo checks ({searched or 'there is none'})")
     # As vekinfo reads it: libraries whose directory is missing are defined.
     with Registry(name, check_existence=False) as registry:
+        # The library reads a directory as an empty file: a mistyped name would be a site without problems.
+        path = registry.files[0].path
+        if os.path.isdir(path):
+            raise IsADirectoryError(errno.EISDIR, os.strerror(errno.EISDIR), path)
         return _Reader(registry, directories, scan, progress).read(run_check(vekinfo) if check else None)
 
 
