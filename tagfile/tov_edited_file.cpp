@@ -25,6 +25,18 @@ constexpr int kOpenFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // O_NONBLOCK: ope
 constexpr mode_t kNewFileMode = 0666;                         // before the umask is applied
 constexpr int kMaxLinks = 40;                                 // Linux resolves at most 40 links in one path
 
+bool writeAll(int file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written =
+            vek::retryInterrupted([&] { return ::write(file, text.data(), text.size()); });
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
 bool writeAt(int file, std::string_view text, off_t offset) {
     while (!text.empty()) {
         const ssize_t written =
@@ -132,9 +144,16 @@ Opened EditedFile::open(Opening opening, const Deadline &deadline) {
 /// @return the result that open() must return; nullopt if open() must try again, because another process created,
 ///         replaced or removed the file during the attempt
 std::optional<Opened> EditedFile::tryOpen(Opening opening, const Deadline &deadline) {
-    const Opened opened = openOrCreate(opening);
+    if (path_ == nullptr) {
+        return Opened::NotWritable;
+    }
+    const int flags = kOpenFlags | (opening == Opening::ForAppending ? O_APPEND : 0);
+    Opened opened = opening == Opening::CreateNew ? Opened::Missing : openExisting(opening, flags);
+    if (opened == Opened::Missing && opening != Opening::Existing) {
+        opened = create(flags);
+    }
     if (opened == Opened::Exists && opening != Opening::CreateNew) {
-        return std::nullopt; // another process has just created the file: open that file in the next attempt
+        return std::nullopt; // another process has just created the file: the next attempt opens it
     }
     if (opened != Opened::Yes || !isRegular()) {
         return opened;
@@ -142,52 +161,44 @@ std::optional<Opened> EditedFile::tryOpen(Opening opening, const Deadline &deadl
     if (lock_.acquire(file_.get(), LockKind::Exclusive, deadline) == LockResult::TimedOut) {
         return Opened::TimedOut;
     }
-    const AtPath atPath = findAtPath();
+    // Another process may have replaced or removed the file before it was locked. An edit of the open file would then
+    // be lost. Therefore test whether `path_` still names the open file.
+    const bool hasStatus = fstat(file_.get(), &status_) == 0;
     isNew_ = creation_.name != nullptr && status_.st_size == 0;
-    if (atPath == AtPath::Another) {
-        return std::nullopt;
-    }
-    if (atPath == AtPath::Unknown) {
+    struct stat atPath = {};
+    const bool isFound = hasStatus && stat(path_, &atPath) == 0;
+    if (!hasStatus || (!isFound && errno != ENOENT)) {
         return Opened::NotWritable;
+    }
+    if (!isFound || !isSameFile(status_, atPath)) {
+        return std::nullopt;
     }
     return isNew_ || opening != Opening::CreateNew ? Opened::Yes : Opened::Exists;
 }
 
-Opened EditedFile::openOrCreate(Opening opening) {
-    const int flags = kOpenFlags | (opening == Opening::ForAppending ? O_APPEND : 0);
-    if (path_ == nullptr) {
-        return Opened::NotWritable;
-    }
-    if (opening != Opening::CreateNew && openExisting(opening, flags)) {
-        return fstat(file_.get(), &status_) == 0 ? Opened::Yes : Opened::NotWritable;
-    }
-    if (opening != Opening::CreateNew && errno != ENOENT) {
-        return Opened::NotWritable;
-    }
-    return opening == Opening::Existing ? Opened::Missing : create(flags);
-}
-
 /// Opens an existing file for reading and writing. If the user has no read permission, opens the file only for writing.
 /// Opening::ForAppending then fails instead, because canAppend() reads the last byte of the file.
-/// @return false, with errno set, if the file does not exist or cannot be opened
-bool EditedFile::openExisting(Opening opening, int flags) {
+/// @return Yes, Missing or NotWritable
+Opened EditedFile::openExisting(Opening opening, int flags) {
     const auto openWith = [&](int access) {
         return vek::OwnedDescriptor(vek::retryInterrupted([&] { return ::open(path_, access | flags, 0); }));
     };
     file_ = openWith(O_RDWR);
     isReadable_ = true;
-    if (file_.valid() || errno != EACCES || opening == Opening::ForAppending) {
-        return file_.valid();
-    }
-    vek::OwnedDescriptor writable = openWith(O_WRONLY);
-    if (writable.valid()) {
-        file_ = openWith(O_RDWR); // try again, because an unreadable file loses its entries in the edit
-        isReadable_ = file_.valid();
-        if (!isReadable_) {
-            file_ = std::move(writable);
+    if (!file_.valid() && errno == EACCES && opening != Opening::ForAppending) {
+        vek::OwnedDescriptor writable = openWith(O_WRONLY);
+        if (writable.valid()) {
+            file_ = openWith(O_RDWR); // try again, because an unreadable file loses its entries in the edit
+            isReadable_ = file_.valid();
+            if (!isReadable_) {
+                file_ = std::move(writable);
+            }
         }
     }
-    return file_.valid();
+    if (!file_.valid()) {
+        return errno == ENOENT ? Opened::Missing : Opened::NotWritable;
+    }
+    return fstat(file_.get(), &status_) == 0 ? Opened::Yes : Opened::NotWritable;
 }
 
 /// Creates the file with O_CREAT | O_EXCL, which fails if the file already exists. removeIfNew() therefore never
@@ -221,20 +232,6 @@ Opened EditedFile::create(int flags) {
         }
     }
     return Opened::NotWritable;
-}
-
-/// Tests whether `path_` still names the open file. Another process may have replaced or removed the file before it was
-/// locked. An edit of the open file would then be lost.
-/// @return Same; Another if `path_` names another file or none; Unknown if the status of a file cannot be read
-EditedFile::AtPath EditedFile::findAtPath() {
-    struct stat atPath = {};
-    if (fstat(file_.get(), &status_) != 0) {
-        return AtPath::Unknown;
-    }
-    if (stat(path_, &atPath) != 0) {
-        return errno == ENOENT ? AtPath::Another : AtPath::Unknown;
-    }
-    return isSameFile(status_, atPath) ? AtPath::Same : AtPath::Another;
 }
 
 void EditedFile::close() {
@@ -296,7 +293,8 @@ bool EditedFile::rereadFromStart() {
 bool EditedFile::replace(std::string_view text) {
     const vek::SizeLimitSignalGuard guard;
     if (S_ISCHR(status_.st_mode)) {
-        return writeAll(text) && closeDuplicate(); // a device has no old content to save or restore
+        // A device has no old content to save or restore.
+        return writeAll(file_.get(), text) && closeDuplicate();
     }
     if (!isRegular() || (isReadable_ && readContent() != ContentRead::Done) || !reserveSpace(text)) {
         return false;
@@ -305,20 +303,14 @@ bool EditedFile::replace(std::string_view text) {
         closeDuplicate()) {
         return true;
     }
-    restore();
-    return false;
-}
-
-bool EditedFile::writeAll(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written =
-            vek::retryInterrupted([&] { return ::write(file_.get(), text.data(), text.size()); });
-        if (written <= 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
+    isRestored_ = false;
+    if (content_) {
+        // Truncate the file only after the old text has been written back. If that write fails, the file may still
+        // contain the whole new text, which truncation would damage.
+        isRestored_ = writeAt(file_.get(), content(), 0) && truncateTo(file_.get(), contentSize_);
+        static_cast<void>(synchronize(file_.get()));
     }
-    return true;
+    return false;
 }
 
 /// Allocates the disk blocks for the new text before the old text is overwritten. The later pwrite() can then not fail
@@ -330,16 +322,13 @@ bool EditedFile::reserveSpace(std::string_view text) {
         vek::retryInterrupted([&] { return fallocate(file_.get(), FALLOC_FL_KEEP_SIZE, 0, size); }) == 0) {
         return true;
     }
-    const bool isUnsupported = errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL;
-    return isUnsupported && (text.size() <= oldSize() || extendBy(text));
-}
-
-/// Used instead of fallocate() on file systems that do not support it. Writes only the part of the new text that lies
-/// beyond the end of the old text. This write allocates the disk blocks while the old text is still unchanged.
-/// @return false after a write error; the file is then truncated to its old size
-bool EditedFile::extendBy(std::string_view text) {
-    const std::string_view tail(text.data() + oldSize(), text.size() - oldSize());
-    if (writeAt(file_.get(), tail, status_.st_size)) {
+    if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL) {
+        return false;
+    }
+    // The file system does not support fallocate(). Write only the part of the new text that lies beyond the end of the
+    // old text. This write allocates the disk blocks while the old text is still unchanged.
+    if (text.size() <= oldSize() ||
+        writeAt(file_.get(), {text.data() + oldSize(), text.size() - oldSize()}, status_.st_size)) {
         return true;
     }
     isRestored_ = truncateTo(file_.get(), oldSize());
@@ -368,16 +357,6 @@ bool EditedFile::overwrite(std::string_view text) {
 bool EditedFile::closeDuplicate() {
     vek::OwnedDescriptor duplicate(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
     return duplicate.valid() ? duplicate.close() == 0 : synchronize(file_.get());
-}
-
-void EditedFile::restore() {
-    isRestored_ = false;
-    if (content_) {
-        // Truncate the file only after the old text has been written back. If that write fails, the file may still
-        // contain the whole new text, which truncation would damage.
-        isRestored_ = writeAt(file_.get(), content(), 0) && truncateTo(file_.get(), contentSize_);
-        static_cast<void>(synchronize(file_.get()));
-    }
 }
 
 // ---- appending

@@ -122,28 +122,18 @@ namespace {
 constexpr Report kCannotCreate = {TOV_SYSTEM_ERROR, "open for write", Naming::File};
 constexpr Report kFileExists = {TOV_FILE_EXISTS, "didn't overwrite file", Naming::File};
 
-/// Replaces the content of the tag file `path` by `text`. If the file is missing, creates it.
-/// @return false if the file cannot be opened, locked or written
-bool writeFile(const char *path, std::string_view text) {
+/// Opens the tag file `path` and replaces its content by `text`. After a failure, removes the file if `opening` has
+/// created it.
+/// @return Opened::Yes for success; Opened::NotWritable if the text could not be written; otherwise the result of
+///         EditedFile::open()
+Opened writeFile(const char *path, Opening opening, std::string_view text) {
     EditedFile file(path);
-    if (file.open(Opening::CreateIfMissing, Deadline(kEditWaitMs)) != Opened::Yes) {
-        return false;
-    }
-    const bool isWritten = file.replace(text);
-    if (!isWritten) {
+    Opened result = file.open(opening, Deadline(kEditWaitMs));
+    if (result == Opened::Yes && !file.replace(text)) {
+        result = Opened::NotWritable;
         file.removeIfNew();
     }
-    return isWritten;
-}
-
-Report createFile(const char *path, std::string_view text) {
-    EditedFile file(path);
-    const Opened opened = file.open(Opening::CreateNew, Deadline(kEditWaitMs));
-    if (opened == Opened::Yes && file.replace(text)) {
-        return kNoError;
-    }
-    file.removeIfNew();
-    return opened == Opened::Exists ? kFileExists : kCannotCreate;
+    return result;
 }
 
 /// Stores a deep copy of `obj` in `copy`, so that the copy can be added to the cache.
@@ -178,7 +168,7 @@ Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
                                   : !parseText(kKeywords, path, text.view(), copy).isError())) {
         return kNoMemory;
     }
-    if (!writeFile(path, text.view())) {
+    if (writeFile(path, Opening::CreateIfMissing, text.view()) != Opened::Yes) {
         return kCannotWrite;
     }
     if (copy) {
@@ -217,8 +207,13 @@ int tovCreateInfoFile(const char *dir, char **lines) {
         for (char **line = lines; line != nullptr && *line != nullptr; ++line) {
             static_cast<void>(tov::composeLine(tov::kKeywords, text, reports, 0, *line));
         }
-        const bool canWrite = path != nullptr && text.isWhole();
-        result = canWrite ? tov::createFile(path.get(), text.view()) : tov::kCannotCreate;
+        tov::Opened created = tov::Opened::NotWritable;
+        if (path != nullptr && text.isWhole()) {
+            created = tov::writeFile(path.get(), tov::Opening::CreateNew, text.view());
+        }
+        if (created != tov::Opened::Exists) {
+            result = created == tov::Opened::Yes ? tov::kNoError : tov::kCannotCreate;
+        }
     }
     if (result.isError()) {
         reports.add(result);

@@ -88,9 +88,6 @@ class EditedFile {
     void removeIfNew();
 
   private:
-    /// Result of findAtPath().
-    enum class AtPath { Same, Another, Unknown };
-
     /// Location of a file that open() created: a descriptor of the directory, and the name of the file in it.
     /// removeIfNew() does not use the path, because the path may name another file later, for example after a directory
     /// is renamed.
@@ -100,18 +97,13 @@ class EditedFile {
     };
 
     [[nodiscard]] std::optional<Opened> tryOpen(Opening opening, const Deadline &deadline);
-    [[nodiscard]] Opened openOrCreate(Opening opening);
-    [[nodiscard]] bool openExisting(Opening opening, int flags);
+    [[nodiscard]] Opened openExisting(Opening opening, int flags);
     [[nodiscard]] Opened create(int flags);
-    [[nodiscard]] AtPath findAtPath();
     void close();
 
-    [[nodiscard]] bool writeAll(std::string_view text);
     [[nodiscard]] bool reserveSpace(std::string_view text);
-    [[nodiscard]] bool extendBy(std::string_view text);
     [[nodiscard]] bool overwrite(std::string_view text);
     [[nodiscard]] bool closeDuplicate();
-    void restore();
 
     [[nodiscard]] std::size_t oldSize() const { return static_cast<std::size_t>(status_.st_size); }
 
