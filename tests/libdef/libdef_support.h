@@ -39,29 +39,32 @@ inline std::ostream &operator<<(std::ostream &out, const Diagnostic &diagnostic)
 using Diagnostics = std::vector<Diagnostic>;
 
 /// The arguments of a call of an error or fatal handler.
-struct Report {
+struct ErrorReport {
     int code;
     std::string text;
     std::string sameText;
 
-    bool operator==(const Report &) const = default;
+    bool operator==(const ErrorReport &) const = default;
 };
 
-inline std::ostream &operator<<(std::ostream &out, const Report &report) {
+inline std::ostream &operator<<(std::ostream &out, const ErrorReport &report) {
     return out << "{" << report.code << ", \"" << report.text << "\", \"" << report.sameText << "\"}";
 }
 
-using Reports = std::vector<Report>;
+using ErrorReports = std::vector<ErrorReport>;
 
 inline std::string textOf(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 
+/// A result of a warning handler that is the code of no error.
+inline constexpr int kHandlerResult = 77;
+
 /// The calls of the handlers below in this process, and the result of recordWarning().
 inline struct Recorded {
     Diagnostics diagnostics;
-    Reports fatals;
-    Reports errors;
+    ErrorReports fatals;
+    ErrorReports errors;
     int warningResult = 0; ///< of recordWarning()
 } recorded;
 
@@ -70,7 +73,7 @@ inline int recordWarning(int code, const char *object, const char *file, int lin
     return recorded.warningResult;
 }
 
-/// A handler that returns the code, so that every diagnostic ends the reading.
+/// A handler that returns the code, which ends the reading.
 inline int recordAndStop(int code, const char *object, const char *file, int line) {
     recordWarning(code, object, file, line);
     return code;
@@ -169,7 +172,7 @@ inline void expectDiagnostic(Definitions &definitions, std::string_view text, co
     EXPECT_EQ(capture.err(), printed(expected, message));
     EXPECT_EQ(capture.out(), "");
     EXPECT_EQ(definitions.handle, nullptr);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 } // namespace test

@@ -37,7 +37,8 @@ class Project : public Definitions {
                   RYN_OK);
         for (const char letter : temporaries) {
             if (letter != 'E') {
-                EXPECT_EQ(rynSetImplicitTmp(handle, path("itmp").c_str(), letter == 'O' ? 1 : 2, nullptr),
+                EXPECT_EQ(rynSetImplicitTmp(handle, path("itmp").c_str(),
+                                            letter == 'O' ? RYN_IMPLICIT_ONLY : RYN_IMPLICIT_FIRST, nullptr),
                           RYN_OK);
             }
         }
@@ -45,27 +46,27 @@ class Project : public Definitions {
     }
 
     /// The directory of a letter, relative to the temporary directory.
-    static std::string directoryOf(char place) {
-        return place == 'l' ? "lib" : place == 'e' ? "etmp" : "itmp/lib";
+    static std::string directoryOf(char letter) {
+        return letter == 'l' ? "lib" : letter == 'e' ? "etmp" : "itmp/lib";
     }
     /// Creates a file in each of the directories.
-    void put(std::string_view places, const std::string &file, mode_t mode = 0644) {
-        for (const char place : places) {
-            box.file(directoryOf(place) + "/" + file, "", mode);
+    void put(std::string_view letters, const std::string &file, mode_t mode = 0644) {
+        for (const char letter : letters) {
+            box.file(directoryOf(letter) + "/" + file, "", mode);
         }
     }
     /// Creates a subdirectory in each of the directories.
-    void putDirectory(std::string_view places, const std::string &directory, mode_t mode = 0755) {
-        for (const char place : places) {
-            box.directory(directoryOf(place) + "/" + directory, mode);
+    void putDirectory(std::string_view letters, const std::string &directory, mode_t mode = 0755) {
+        for (const char letter : letters) {
+            box.directory(directoryOf(letter) + "/" + directory, mode);
         }
     }
     /// `full` with the letter instead of its directory; `full` itself if it is in none of them.
     [[nodiscard]] std::string shortened(const std::string &full) const {
-        for (const char place : {'l', 'e', 'i'}) {
-            const std::string directory = path(directoryOf(place));
+        for (const char letter : {'l', 'e', 'i'}) {
+            const std::string directory = path(directoryOf(letter));
             if (full.starts_with(directory)) {
-                return place + full.substr(directory.size());
+                return letter + full.substr(directory.size());
             }
         }
         return full;

@@ -21,11 +21,11 @@ namespace faults = test::faults;
 
 namespace {
 
-struct Report {
+struct ErrorReport {
     int code;
     std::string text;
 };
-std::vector<Report> reports;
+std::vector<ErrorReport> reports;
 
 int keepReport(int code, const char *text, const char * /*sameText*/) {
     reports.push_back({code, text});

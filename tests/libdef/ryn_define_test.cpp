@@ -59,7 +59,7 @@ std::string caseText(const std::string &name, const std::string &file, int line,
 
 // ---- a new library
 
-TEST(RynDefine, ANewLibraryHasItsPathsAndItsPlace) {
+TEST(RynDefine, NewLibraryHasPathsFileLineAndHistory) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
     ASSERT_EQ(definitions.load("\nDEFINE lib ./link/\n"), 0);
@@ -82,40 +82,40 @@ TEST(RynDefine, ANewLibraryHasItsPathsAndItsPlace) {
     EXPECT_EQ(library->packedArchive, nullptr);
 }
 
-TEST(RynDefine, LibrariesStandInTheOrderOfTheirDefinition) {
+TEST(RynDefine, LibrariesAreInDefinitionOrder) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE c c\nSOFTDEFINE a a\nDEFINE b b\n"), 0);
     EXPECT_EQ(definitions.names(), (Names{"c", "a", "b"}));
     EXPECT_EQ(definitions.library("b"), definitions.handle->libraries.tail);
 }
 
-TEST(RynDefine, APathInQuotesKeepsItsBlank) {
+TEST(RynDefine, QuotedNamesAndPathsMayContainBlanks) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib \"my dir\"\nDEFINE \"my lib\" x\n"), 0);
     EXPECT_EQ(definitions.library("lib")->fullPath, definitions.path("my dir"));
     EXPECT_NE(definitions.library("my lib"), nullptr);
 }
 
-TEST(RynDefine, VariablesAndHomesAreExpanded) {
+TEST(RynDefine, ExpandsVariablesAndHomeDirectories) {
     Definitions definitions(Environment{{"HOME", "/home/u"}, {"D", "/d"}});
     ASSERT_EQ(definitions.load("DEFINE a ~/lib\nDEFINE b ${D}x/y\n"), 0);
     EXPECT_STREQ(definitions.library("a")->fullPath, "/home/u/lib");
     EXPECT_STREQ(definitions.library("b")->fullPath, "/dx/y");
 }
 
-TEST(RynDefine, AnEmptyPathIsTheFilesDirectory) {
+TEST(RynDefine, EmptyPathIsTheDirectoryOfTheFile) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a \"\"\n"), 0);
     EXPECT_EQ(definitions.library("a")->fullPath, definitions.path());
 }
 
-TEST(RynDefine, AnEmptyNameIsAName) {
+TEST(RynDefine, AcceptsAnEmptyName) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE \"\" a\n"), 0);
     EXPECT_EQ(definitions.library("")->fullPath, definitions.path("a"));
 }
 
-TEST(RynDefine, NamesDifferByCase) {
+TEST(RynDefine, NamesAreCaseSensitive) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE Lib a\nDEFINE lib b\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
@@ -124,81 +124,84 @@ TEST(RynDefine, NamesDifferByCase) {
 
 // ---- paths that cannot be generated
 
-TEST(RynDefine, APathThatCannotBeGeneratedIsReportedWithItsText) {
+TEST(RynDefine, InvalidPathIsReportedAsWritten) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
     for (const char *keyword : {"DEFINE", "SOFTDEFINE"}) {
         const std::string head = std::string(keyword) + " lib ";
-        expectDiagnostic(definitions, head + "~nosuchuser/x", {20, "~nosuchuser/x", file, 1}, "Invalid path");
-        expectDiagnostic(definitions, head + "$UNSET/x", {1, "$UNSET/x", file, 1}, "Internal error");
-        expectDiagnostic(definitions, head + "/../x", {1, "/../x", file, 1}, "Internal error");
+        expectDiagnostic(definitions, head + "~nosuchuser/x", {RYN_INVALID_PATH, "~nosuchuser/x", file, 1},
+                         "Invalid path");
+        expectDiagnostic(definitions, head + "$UNSET/x", {RYN_INTERNAL_ERROR, "$UNSET/x", file, 1},
+                         "Internal error");
+        expectDiagnostic(definitions, head + "/../x", {RYN_INTERNAL_ERROR, "/../x", file, 1},
+                         "Internal error");
     }
     EXPECT_EQ(definitions.load("DEFINE lib ~nosuchuser/x\n"), 0);
     EXPECT_EQ(definitions.names(), Names{});
 }
 
-TEST(RynDefine, TheHandlersResultForAPathThatCannotBeGeneratedIsTheStatus) {
+TEST(RynDefine, InvalidPathReturnsTheResultOfTheHandler) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
-    recorded.warningResult = 6;
+    recorded.warningResult = test::kHandlerResult;
     for (const char *keyword : {"DEFINE", "SOFTDEFINE"}) {
-        EXPECT_EQ(execute(definitions, std::string(keyword) + " lib ~nosuchuser/x", 2), 6);
+        EXPECT_EQ(execute(definitions, std::string(keyword) + " lib ~nosuchuser/x", 2), test::kHandlerResult);
     }
 }
 
-TEST(RynDefine, AVariableThatLeadsBackToItselfIsAnInvalidPath) {
+TEST(RynDefine, CycleOfVariablesIsInvalidPath) {
     Definitions definitions(Environment{{"A", "$B/x"}, {"B", "$A"}});
-    expectDiagnostic(definitions, "DEFINE lib $A/lib\n", {20, "$A/lib", definitions.path("vek.lib"), 1},
-                     "Invalid path");
+    expectDiagnostic(definitions, "DEFINE lib $A/lib\n",
+                     {RYN_INVALID_PATH, "$A/lib", definitions.path("vek.lib"), 1}, "Invalid path");
 }
 
-TEST(RynDefine, ACircleOfLinksIsReportedWhereItIs) {
+TEST(RynDefine, CycleOfLinksIsReportedWithItsPath) {
     Definitions definitions;
     definitions.box.link("one", "two").link("two", "one");
     const std::string file = definitions.path("vek.lib");
     for (const char *keyword : {"DEFINE", "SOFTDEFINE"}) {
         EXPECT_EQ(definitions.load(std::string(keyword) + " lib one/lib\n"), 0);
         ASSERT_EQ(recorded.diagnostics.size(), 1U);
-        EXPECT_EQ(recorded.diagnostics[0].code, 1);
+        EXPECT_EQ(recorded.diagnostics[0].code, RYN_INTERNAL_ERROR);
         EXPECT_TRUE(recorded.diagnostics[0].object == definitions.path("one") ||
                     recorded.diagnostics[0].object == definitions.path("two"));
     }
-    // Where paths must exist the system's answer comes first, but not for a SOFTDEFINE, which is not checked there.
-    expectDiagnostic(definitions, "DEFINE lib one\n", {3, definitions.path("one"), file, 1}, "System error",
-                     kPathsMustExist);
+    // If paths must exist, stat() fails before the links are read; SOFTDEFINE does not test the path first.
+    expectDiagnostic(definitions, "DEFINE lib one\n", {RYN_SYSTEM_ERROR, definitions.path("one"), file, 1},
+                     "System error", kPathsMustExist);
     EXPECT_EQ(definitions.load("SOFTDEFINE lib one\n", kPathsMustExist), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 1U);
-    EXPECT_EQ(recorded.diagnostics[0].code, 1);
+    EXPECT_EQ(recorded.diagnostics[0].code, RYN_INTERNAL_ERROR);
 }
 
-TEST(RynDefine, APathOf4095CharactersIsTheLongest) {
+TEST(RynDefine, PathLimitIs4095Characters) {
     const std::string start(3990, 'p');
     Definitions definitions(Environment{{"LONG", "/" + start}});
-    const std::size_t room = 4095 - (1 + start.size() + 1);
+    const std::size_t longest = 4095 - (1 + start.size() + 1);
     const auto lineFor = [&](std::size_t size) { return "DEFINE a $LONG/" + std::string(size, 'x') + "\n"; };
-    ASSERT_EQ(definitions.load(lineFor(room)), 0);
+    ASSERT_EQ(definitions.load(lineFor(longest)), 0);
     ASSERT_NE(definitions.library("a"), nullptr);
-    EXPECT_EQ(std::string(definitions.library("a")->fullPath), "/" + start + "/" + std::string(room, 'x'));
-    for (const std::size_t size : {room + 1, room + 2}) {
+    EXPECT_EQ(std::string(definitions.library("a")->fullPath), "/" + start + "/" + std::string(longest, 'x'));
+    for (const std::size_t size : {longest + 1, longest + 2}) {
         EXPECT_EQ(definitions.load(lineFor(size)), 0);
-        EXPECT_EQ(recorded.diagnostics,
-                  (Diagnostics{{20, "$LONG/" + std::string(size, 'x'), definitions.path("vek.lib"), 1}}));
+        EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_INVALID_PATH, "$LONG/" + std::string(size, 'x'),
+                                                      definitions.path("vek.lib"), 1}}));
     }
 }
 
 // ---- paths that must exist
 
-TEST(RynDefine, AMissingDirectoryIsFineUnlessPathsMustExist) {
+TEST(RynDefine, MissingDirectoryIsAnErrorOnlyIfPathsMustExist) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a none\nSOFTDEFINE b none2\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     EXPECT_EQ(definitions.names(), (Names{"a", "b"}));
     expectDiagnostic(definitions, "DEFINE a none\nSOFTDEFINE b none2\n",
-                     {20, definitions.path("none"), definitions.path("vek.lib"), 1}, "Invalid path",
-                     kPathsMustExist);
+                     {RYN_INVALID_PATH, definitions.path("none"), definitions.path("vek.lib"), 1},
+                     "Invalid path", kPathsMustExist);
 }
 
-TEST(RynDefine, ALibraryThatFailsTheCheckOfItsPathIsNotDefined) {
+TEST(RynDefine, LibraryWithAFailedPathCheckIsNotDefined) {
     Definitions definitions;
     definitions.box.directory("good");
     EXPECT_EQ(
@@ -208,18 +211,18 @@ TEST(RynDefine, ALibraryThatFailsTheCheckOfItsPathIsNotDefined) {
     EXPECT_EQ(definitions.names(), Names{"c"});
 }
 
-TEST(RynDefine, AFileIsNoLibraryDirectory) {
+TEST(RynDefine, FileIsNotALibraryDirectory) {
     Definitions definitions;
     definitions.box.file("file", "").link("link", "file");
     expectDiagnostic(definitions, "DEFINE a link\nSOFTDEFINE b link\n",
-                     {20, definitions.path("file"), definitions.path("vek.lib"), 1}, "Invalid path",
-                     kPathsMustExist);
+                     {RYN_INVALID_PATH, definitions.path("file"), definitions.path("vek.lib"), 1},
+                     "Invalid path", kPathsMustExist);
     expectDiagnostic(definitions, "DEFINE a file/x\nSOFTDEFINE b file/x\n",
-                     {3, definitions.path("file/x"), definitions.path("vek.lib"), 1}, "System error",
-                     kPathsMustExist);
+                     {RYN_SYSTEM_ERROR, definitions.path("file/x"), definitions.path("vek.lib"), 1},
+                     "System error", kPathsMustExist);
 }
 
-TEST(RynDefine, AnUnreadableDirectoryIsDenied) {
+TEST(RynDefine, UnreadableDirectoryIsPermissionDenied) {
     Definitions definitions;
     definitions.box.directory("closed/in").directory("closed", 0000).file("vek.lib", "", 0666);
     test::asUnprivileged([&] {
@@ -237,19 +240,19 @@ TEST(RynDefine, AnUnreadableDirectoryIsDenied) {
             EXPECT_EQ(handle->libraries.head, nullptr);
             rynReleaseHandle(handle);
         };
-        reads("DEFINE a closed", {{11, definitions.path("closed"), file, 1}});
-        reads("DEFINE a closed/in", {{11, definitions.path("closed/in"), file, 1}});
+        reads("DEFINE a closed", {{RYN_PERMISSION_DENIED, definitions.path("closed"), file, 1}});
+        reads("DEFINE a closed/in", {{RYN_PERMISSION_DENIED, definitions.path("closed/in"), file, 1}});
         reads("SOFTDEFINE a closed", {});
         reads("SOFTDEFINE a closed/in", {});
     });
 }
 
-TEST(RynDefine, AnUnreadableDirectoryIsPrintedByTheDefaultHandler) {
+TEST(RynDefine, DefaultHandlerPrintsAnUnreadableDirectory) {
     Definitions definitions;
     definitions.box.directory("closed", 0000).file("vek.lib", "DEFINE a closed\n");
     test::asUnprivileged([&] {
         Capture capture;
-        EXPECT_EQ(definitions.read(nullptr, kPathsMustExist), 11);
+        EXPECT_EQ(definitions.read(nullptr, kPathsMustExist), RYN_PERMISSION_DENIED);
         EXPECT_EQ(capture.err(), "Error at line 1 of " + definitions.path("vek.lib") + " for " +
                                      definitions.path("closed") + ":\n\tPermission denied\n");
     });
@@ -257,14 +260,14 @@ TEST(RynDefine, AnUnreadableDirectoryIsPrintedByTheDefaultHandler) {
 
 // ---- the library check
 
-TEST(RynDefine, WithLibraryCheckingADirectoryNeedsItsEntry) {
+TEST(RynDefine, LibraryCheckRequiresAVeklibraryEntry) {
     Definitions definitions;
     definitions.box.file("vekinfo.tag", "VEKLIBCHECK ON\n").directory("plain").link("link", "plain");
     definitions.box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
     const std::string file = definitions.path("vek.lib");
     for (const char *keyword : {"DEFINE", "SOFTDEFINE"}) {
         expectDiagnostic(definitions, std::string("DEFINE good lib\n") + keyword + " bad link\n",
-                         {28,
+                         {RYN_NO_VEKLIBRARY_ENTRY,
                           file + " line 2:\n    directory " + definitions.path("plain") +
                               " of LIB bad\n    does not have a VEKLIBRARY entry in its vekinfo.tag file.",
                           file, 2},
@@ -274,7 +277,7 @@ TEST(RynDefine, WithLibraryCheckingADirectoryNeedsItsEntry) {
     }
 }
 
-TEST(RynDefine, LibrariesAreCheckedOnlyWherePathsMustExist) {
+TEST(RynDefine, LibraryCheckNeedsPathsThatMustExist) {
     Definitions definitions;
     definitions.box.file("vekinfo.tag", "VEKLIBCHECK ON\n").directory("plain");
     EXPECT_EQ(definitions.load("DEFINE a plain\n"), 0);
@@ -282,7 +285,7 @@ TEST(RynDefine, LibrariesAreCheckedOnlyWherePathsMustExist) {
     EXPECT_EQ(definitions.names(), Names{"a"});
 }
 
-TEST(RynDefine, WithoutLibraryCheckingAnyDirectoryIsALibrary) {
+TEST(RynDefine, AnyDirectoryIsALibraryWithoutLibraryCheck) {
     Definitions definitions;
     definitions.box.file("vekinfo.tag", "VEKLIBCHECK OFF\n").directory("plain");
     EXPECT_EQ(definitions.load("DEFINE a plain\n", kPathsMustExist), 0);
@@ -292,23 +295,23 @@ TEST(RynDefine, WithoutLibraryCheckingAnyDirectoryIsALibrary) {
 
 // ---- redefinition
 
-TEST(RynDefine, ARedefinitionInTheSameFileIsReported) {
+TEST(RynDefine, RedefinitionInTheSameFileIsReported) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
     for (const char *keyword : {"DEFINE", "SOFTDEFINE"}) {
         expectDiagnostic(definitions, std::string("DEFINE a a\n\n") + keyword + " a b\n",
-                         {30, sameFileText("a", file, 3, "a", 1), file, 3},
+                         {RYN_REDEFINED_IN_SAME_FILE, sameFileText("a", file, 3, "a", 1), file, 3},
                          "Same file has different definitions for library");
     }
 }
 
-TEST(RynDefine, ARedefinitionInAnotherFileIsReportedWithTheWayOut) {
+TEST(RynDefine, RedefinitionInAnotherFileIsReportedWithAHint) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
     const std::string more = definitions.path("more.lib");
     definitions.box.file("more.lib", "\nDEFINE a a\n");
     expectDiagnostic(definitions, "INCLUDE more.lib\n\nDEFINE a b\n",
-                     {31,
+                     {RYN_REDEFINED,
                       "library a defined in " + file + " at line 3, redefines\n    library a defined in " +
                           more + " at line 2.\nInsert UNDEFINE a\nbefore DEFINE a on line 3\n    of " + file +
                           "\nOr remove or comment out DEFINE a on line 2\n    of " + more +
@@ -317,7 +320,7 @@ TEST(RynDefine, ARedefinitionInAnotherFileIsReportedWithTheWayOut) {
                      "Library redefined");
 }
 
-TEST(RynDefine, ARedefinitionInAnIncludedFileNamesThatFileFirst) {
+TEST(RynDefine, RedefinitionInAnIncludedFileNamesThatFileFirst) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
     const std::string more = definitions.path("more.lib");
@@ -325,7 +328,7 @@ TEST(RynDefine, ARedefinitionInAnIncludedFileNamesThatFileFirst) {
     EXPECT_EQ(definitions.load("DEFINE a a\nINCLUDE more.lib\n"), 0);
     EXPECT_EQ(
         recorded.diagnostics,
-        (Diagnostics{{31,
+        (Diagnostics{{RYN_REDEFINED,
                       "library a defined in " + more + " at line 1, redefines\n    library a defined in " +
                           file + " at line 1.\nInsert UNDEFINE a\nbefore DEFINE a on line 1\n    of " + more +
                           "\nOr remove or comment out DEFINE a on line 1\n    of " + file +
@@ -334,17 +337,18 @@ TEST(RynDefine, ARedefinitionInAnIncludedFileNamesThatFileFirst) {
     EXPECT_EQ(definitions.library("a")->definedIn, definitions.handle->files.tail);
 }
 
-TEST(RynDefine, ARedefinitionIsReportedAgainstTheLatestDefinition) {
+TEST(RynDefine, RedefinitionIsReportedAgainstTheLatestDefinition) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
     EXPECT_EQ(definitions.load("DEFINE a a\nDEFINE a a\nDEFINE a a\n"), 0);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{30, sameFileText("a", file, 2, "a", 1), file, 2},
-                                                 {30, sameFileText("a", file, 3, "a", 2), file, 3}}));
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{RYN_REDEFINED_IN_SAME_FILE, sameFileText("a", file, 2, "a", 1), file, 2},
+                           {RYN_REDEFINED_IN_SAME_FILE, sameFileText("a", file, 3, "a", 2), file, 3}}));
     EXPECT_EQ(historyOf(definitions.library("a")), (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(definitions.library("a")->definedAtLine, 3);
 }
 
-TEST(RynDefine, ARedefinitionsFullPathBecomesItsNslPathAndTheFirstNslPathStays) {
+TEST(RynDefine, RedefinitionStoresItsNslPathAsFullPathOnly) {
     Definitions definitions;
     definitions.box.directory("one").directory("two").link("first", "one").link("second", "two");
     EXPECT_EQ(definitions.load("DEFINE a first\nDEFINE a second\n"), 0);
@@ -354,25 +358,25 @@ TEST(RynDefine, ARedefinitionsFullPathBecomesItsNslPathAndTheFirstNslPathStays) 
     EXPECT_EQ(library->flags, static_cast<unsigned>(ryn::kPathChanged));
 }
 
-TEST(RynDefine, ARedefinitionWithTheSameFullPathIsNoChangeOfPath) {
+TEST(RynDefine, RedefinitionWithTheSameFullPathChangesNoPath) {
     Definitions definitions;
     definitions.box.directory("one").link("first", "one");
     EXPECT_EQ(definitions.load("DEFINE a first\nDEFINE a ./first\n"), 0);
     EXPECT_EQ(definitions.library("a")->fullPath, definitions.path("one"));
     EXPECT_EQ(definitions.library("a")->flags, 0U);
 
-    // What is compared is the stored full path, which is the nsl path by now.
+    // The comparison uses the stored full path, which is the nsl path after the first redefinition.
     EXPECT_EQ(definitions.load("DEFINE a first\nDEFINE a first\nDEFINE a first\n"), 0);
     EXPECT_EQ(definitions.library("a")->flags, static_cast<unsigned>(ryn::kPathChanged));
 }
 
-TEST(RynDefine, TheMarkOfAChangedPathStays) {
+TEST(RynDefine, FlagOfAChangedPathIsNeverCleared) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a a\nDEFINE a b\nDEFINE a b\n"), 0);
     EXPECT_EQ(definitions.library("a")->flags, static_cast<unsigned>(ryn::kPathChanged));
 }
 
-TEST(RynDefine, ARedefinitionMovesTheLibraryToTheEnd) {
+TEST(RynDefine, RedefinitionMovesTheLibraryToTheEnd) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a a\nDEFINE b b\nDEFINE c c\nDEFINE a a2\n"), 0);
     EXPECT_EQ(definitions.names(), (Names{"b", "c", "a"}));
@@ -382,34 +386,35 @@ TEST(RynDefine, ARedefinitionMovesTheLibraryToTheEnd) {
     EXPECT_EQ(definitions.names(), (Names{"a", "c", "b", "d"}));
 }
 
-TEST(RynDefine, AHandlerThatStopsARedefinitionLeavesTheLibraryAsItWas) {
+TEST(RynDefine, RedefinitionStoppedByTheHandlerChangesNothing) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\nDEFINE b b\n"), 0);
     const std::string before = definitions.dump();
-    recorded.warningResult = 6;
-    EXPECT_EQ(execute(definitions, "DEFINE a c", 3), 6);
+    recorded.warningResult = test::kHandlerResult;
+    EXPECT_EQ(execute(definitions, "DEFINE a c", 3), test::kHandlerResult);
     EXPECT_EQ(definitions.dump(), before);
     EXPECT_EQ(historyOf(definitions.library("a")), std::vector<int>{1});
 }
 
-TEST(RynDefine, ReuseIsCountedForTheNslPathOfTheFirstDefinition) {
+TEST(RynDefine, ReuseIsTestedWithTheFirstNslPath) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a one\nDEFINE a two\nDEFINE b two\nDEFINE c one\n"), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 2U);
-    EXPECT_EQ(recorded.diagnostics[0].code, 30);
+    EXPECT_EQ(recorded.diagnostics[0].code, RYN_REDEFINED_IN_SAME_FILE);
     EXPECT_EQ(recorded.diagnostics[1],
-              (Diagnostic{17, definitions.path("one"), definitions.path("vek.lib"), 4}));
+              (Diagnostic{RYN_DIRECTORY_REUSED, definitions.path("one"), definitions.path("vek.lib"), 4}));
 }
 
-TEST(RynDefine, TextsOfRedefinitionsAreNeverCut) {
+TEST(RynDefine, RedefinitionTextsHaveAnyLength) {
     Definitions definitions;
     const std::string name(4000, '%');
     const std::string file = definitions.path("vek.lib");
     EXPECT_EQ(definitions.load("DEFINE " + name + " a\nDEFINE " + name + " b\n"), 0);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{30, sameFileText(name, file, 2, name, 1), file, 2}}));
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{RYN_REDEFINED_IN_SAME_FILE, sameFileText(name, file, 2, name, 1), file, 2}}));
 }
 
-TEST(RynDefine, AnUndefineBeforeItMakesARedefinitionSilent) {
+TEST(RynDefine, UndefineAvoidsTheRedefinitionReport) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a a\nDEFINE b b\nUNDEFINE a\nDEFINE a c\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
@@ -418,23 +423,24 @@ TEST(RynDefine, AnUndefineBeforeItMakesARedefinitionSilent) {
     EXPECT_EQ(definitions.library("a")->nslPath, definitions.path("c"));
 }
 
-// ---- names without regard to case
+// ---- names that differ only by case
 
-TEST(RynDefine, WithoutRegardToCaseTwoSpellingsAreOneLibrary) {
+TEST(RynDefine, SpellingsAreOneLibraryIfCaseIsIgnored) {
     Definitions definitions(Environment{{"VEK_ALT_NMP", "MATCH"}});
     const std::string file = definitions.path("vek.lib");
     EXPECT_EQ(definitions.load("DEFINE Lib a\nDEFINE lib b\n"), 0);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{29, caseText("lib", file, 2, "Lib", file, 1), file, 2},
-                                                 {30, sameFileText("lib", file, 2, "Lib", 1), file, 2}}));
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{RYN_DIFFERS_ONLY_BY_CASE, caseText("lib", file, 2, "Lib", file, 1), file, 2},
+                           {RYN_REDEFINED_IN_SAME_FILE, sameFileText("lib", file, 2, "Lib", 1), file, 2}}));
     EXPECT_EQ(definitions.names(), Names{"lib"});
     EXPECT_STREQ(definitions.library("LIB")->name, "lib");
 }
 
-TEST(RynDefine, TheDefaultHandlerPrintsADifferenceByCase) {
+TEST(RynDefine, DefaultHandlerPrintsADifferenceByCase) {
     Definitions definitions(Environment{{"VEK_ALT_NMP", "match"}});
     const std::string file = definitions.path("vek.lib");
     Capture capture;
-    EXPECT_EQ(definitions.loadWithDefaultHandler("DEFINE Lib a\nDEFINE lib b\n"), 30);
+    EXPECT_EQ(definitions.loadWithDefaultHandler("DEFINE Lib a\nDEFINE lib b\n"), RYN_REDEFINED_IN_SAME_FILE);
     EXPECT_EQ(capture.err(), "Error at line 2 of " + file + " for " +
                                  caseText("lib", file, 2, "Lib", file, 1) +
                                  ":\n\tLibraries differ only by case\nError at line 2 of " + file + " for " +
@@ -442,72 +448,74 @@ TEST(RynDefine, TheDefaultHandlerPrintsADifferenceByCase) {
                                  ":\n\tSame file has different definitions for library\n");
 }
 
-TEST(RynDefine, AHandlerThatStopsADifferenceByCaseEndsTheStatement) {
+TEST(RynDefine, HandlerResultOfADifferenceByCaseEndsTheStatement) {
     Definitions definitions(Environment{{"VEK_ALT_NMP", "Match"}});
     ASSERT_EQ(definitions.load("DEFINE Lib a\n"), 0);
-    recorded.warningResult = 6;
+    recorded.warningResult = test::kHandlerResult;
     for (const char *line : {"DEFINE lib b", "UNDEFINE LIB", "ASSIGN lIB X 1", "UNASSIGN lib X"}) {
         const std::string before = definitions.dump();
-        EXPECT_EQ(execute(definitions, line, 2), 6) << line;
+        EXPECT_EQ(execute(definitions, line, 2), test::kHandlerResult) << line;
         ASSERT_EQ(recorded.diagnostics.size(), 1U) << line;
-        EXPECT_EQ(recorded.diagnostics[0].code, 29) << line;
+        EXPECT_EQ(recorded.diagnostics[0].code, RYN_DIFFERS_ONLY_BY_CASE) << line;
         EXPECT_EQ(definitions.dump(), before) << line;
     }
 }
 
-TEST(RynDefine, ADifferenceByCaseNamesTheFileOfTheEarlierDefinition) {
+TEST(RynDefine, DifferenceByCaseNamesTheFileOfTheEarlierDefinition) {
     Definitions definitions(Environment{{"VEK_ALT_NMP", "match"}});
     definitions.box.file("more.lib", "\n\nDEFINE LIB a\n");
     const std::string file = definitions.path("vek.lib");
     EXPECT_EQ(definitions.load("INCLUDE more.lib\nUNDEFINE Lib\n"), 0);
     EXPECT_EQ(recorded.diagnostics,
-              (Diagnostics{{29, caseText("Lib", file, 2, "LIB", definitions.path("more.lib"), 3), file, 2}}));
+              (Diagnostics{{RYN_DIFFERS_ONLY_BY_CASE,
+                            caseText("Lib", file, 2, "LIB", definitions.path("more.lib"), 3), file, 2}}));
     EXPECT_EQ(definitions.names(), Names{});
 }
 
 // ---- directories that are used twice
 
-TEST(RynDefine, TwoLibrariesInOneDirectoryAreReported) {
+TEST(RynDefine, LibrariesInEqualOrNestedDirectoriesAreReported) {
     Definitions definitions;
     definitions.box.directory("d").link("l", "d");
     const std::string file = definitions.path("vek.lib");
-    expectDiagnostic(definitions, "DEFINE a d\nDEFINE b l\n", {17, definitions.path("d"), file, 2},
-                     "Directory used multiple times");
+    expectDiagnostic(definitions, "DEFINE a d\nDEFINE b l\n",
+                     {RYN_DIRECTORY_REUSED, definitions.path("d"), file, 2}, "Directory used multiple times");
     expectDiagnostic(definitions, "DEFINE a d\nSOFTDEFINE b d/sub\n",
-                     {17, definitions.path("d/sub"), file, 2}, "Directory used multiple times");
-    expectDiagnostic(definitions, "DEFINE a d/sub\nDEFINE b d\n", {17, definitions.path("d"), file, 2},
+                     {RYN_DIRECTORY_REUSED, definitions.path("d/sub"), file, 2},
                      "Directory used multiple times");
+    expectDiagnostic(definitions, "DEFINE a d/sub\nDEFINE b d\n",
+                     {RYN_DIRECTORY_REUSED, definitions.path("d"), file, 2}, "Directory used multiple times");
     EXPECT_EQ(definitions.load("DEFINE a d\nDEFINE b l\nDEFINE c dx\nDEFINE e d.\n"), 0);
     EXPECT_EQ(definitions.names(), (Names{"a", "b", "c", "e"}));
     EXPECT_EQ(recorded.diagnostics.size(), 1U);
 }
 
-TEST(RynDefine, ALibraryInTheTemporaryDirectoryOfAnotherIsReported) {
+TEST(RynDefine, LibraryInATemporaryDirectoryOfAnotherIsReported) {
     Definitions definitions;
     definitions.box.directory("t/sub");
     expectDiagnostic(definitions, "DEFINE a a\nASSIGN a TMP t\nDEFINE b t/sub\n",
-                     {17, definitions.path("t/sub"), definitions.path("vek.lib"), 3},
+                     {RYN_DIRECTORY_REUSED, definitions.path("t/sub"), definitions.path("vek.lib"), 3},
                      "Directory used multiple times");
 }
 
-TEST(RynDefine, AnUndefinedLibraryFreesItsDirectories) {
+TEST(RynDefine, UndefineReleasesTheDirectories) {
     Definitions definitions;
     definitions.box.directory("t");
     EXPECT_EQ(definitions.load("DEFINE a a\nASSIGN a TMP t\nUNDEFINE a\nDEFINE b a\nDEFINE c t\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
 }
 
-TEST(RynDefine, TheHandlersResultForAReusedDirectoryIsTheStatus) {
+TEST(RynDefine, ReusedDirectoryReturnsTheResultOfTheHandler) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
-    recorded.warningResult = 8;
-    EXPECT_EQ(execute(definitions, "DEFINE b a"), 8);
+    recorded.warningResult = test::kHandlerResult;
+    EXPECT_EQ(execute(definitions, "DEFINE b a"), test::kHandlerResult);
     EXPECT_EQ(definitions.names(), (Names{"a", "b"}));
 }
 
 // ---- UNDEFINE
 
-TEST(RynDefine, UndefineRemovesALibraryFromEveryPlaceInTheOrder) {
+TEST(RynDefine, UndefineRemovesFirstMiddleAndLastLibrary) {
     for (const char *name : {"a", "b", "c"}) {
         Definitions definitions;
         ASSERT_EQ(
@@ -523,21 +531,21 @@ TEST(RynDefine, UndefineRemovesALibraryFromEveryPlaceInTheOrder) {
     }
 }
 
-TEST(RynDefine, UndefineOfTheOnlyLibraryLeavesNone) {
+TEST(RynDefine, UndefineOfTheOnlyLibraryEmptiesTheList) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\nUNDEFINE a\n"), 0);
     EXPECT_EQ(definitions.handle->libraries.head, nullptr);
     EXPECT_EQ(definitions.handle->libraries.tail, nullptr);
 }
 
-TEST(RynDefine, UndefineOfAnUnknownLibrarySaysNothing) {
+TEST(RynDefine, UndefineOfAnUnknownLibraryReportsNothing) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("UNDEFINE a\nDEFINE a a\nUNDEFINE A\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     EXPECT_EQ(definitions.names(), Names{"a"});
 }
 
-TEST(RynDefine, UndefineFindsItsLibraryAmongOthersOfOneBucket) {
+TEST(RynDefine, UndefineRemovesTheNamedLibraryOfABucket) {
     Definitions definitions;
     // All three belong to bucket 1.
     for (const char *name : {"lib", "0a", "\x01"}) {
@@ -552,31 +560,31 @@ TEST(RynDefine, UndefineFindsItsLibraryAmongOthersOfOneBucket) {
     }
 }
 
-// ---- a library that is lost from the order
+// ---- a library that is missing in the definition order
 
 /// Libraries a, b, c, of which b is not in the order.
-struct LostLibrary : Definitions {
-    LostLibrary() {
+struct LibraryOutsideOrder : Definitions {
+    LibraryOutsideOrder() {
         EXPECT_EQ(load("DEFINE a a\nDEFINE b b\nDEFINE c c\n"), 0);
-        lost = library("b");
-        library("a")->nextInOrder = lost->nextInOrder;
+        outside = library("b");
+        library("a")->nextInOrder = outside->nextInOrder;
     }
-    rynLibrary *lost;
+    rynLibrary *outside;
 };
 
-TEST(RynDefine, ARedefinitionOfALostLibraryIsAnInternalError) {
-    LostLibrary definitions;
+TEST(RynDefine, RedefinitionOfALibraryOutsideTheOrderIsInternalError) {
+    LibraryOutsideOrder definitions;
     EXPECT_EQ(execute(definitions, "DEFINE b b2", 7), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 2U);
     EXPECT_EQ(recorded.diagnostics[1],
-              (Diagnostic{1, "lost library on list", definitions.path("vek.lib"), 7}));
-    // The statement ends there: the place of definition is the earlier one.
-    EXPECT_EQ(definitions.lost->definedAtLine, 2);
-    EXPECT_EQ(historyOf(definitions.lost), std::vector<int>{2});
+              (Diagnostic{RYN_INTERNAL_ERROR, "lost library on list", definitions.path("vek.lib"), 7}));
+    // The statement ends there: file and line are those of the earlier definition.
+    EXPECT_EQ(definitions.outside->definedAtLine, 2);
+    EXPECT_EQ(historyOf(definitions.outside), std::vector<int>{2});
     EXPECT_EQ(definitions.names(), (Names{"a", "c"}));
 }
 
-TEST(RynDefine, TheLastLibraryNeedsNoMove) {
+TEST(RynDefine, RedefinitionOfTheLastLibraryMovesNothing) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\nDEFINE b b\n"), 0);
     rynLibrary *last = definitions.library("b");
@@ -586,43 +594,43 @@ TEST(RynDefine, TheLastLibraryNeedsNoMove) {
     definitions.library("a")->nextInOrder = last;
 }
 
-TEST(RynDefine, LibrariesLostFromEitherEndAreFoundOut) {
+TEST(RynDefine, LibrariesOutsideTheOrderAreReportedAtEitherEnd) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\nDEFINE b b\nDEFINE c c\n"), 0);
     rynLibraryList &order = definitions.handle->libraries;
     const rynLibraryList whole = order;
     rynLibrary *middle = definitions.library("b");
-    const auto isLost = [&](const char *name) {
+    const auto isReported = [&](const char *name) {
         execute(definitions, std::string("DEFINE ") + name + " x");
         return recorded.diagnostics.size() == 2U && recorded.diagnostics[1].object == "lost library on list";
     };
 
     order = {nullptr, nullptr};
     for (const char *name : {"a", "b", "c"}) {
-        EXPECT_TRUE(isLost(name)) << name;
+        EXPECT_TRUE(isReported(name)) << name;
     }
     order = {whole.tail, whole.tail};
-    EXPECT_TRUE(isLost("a"));
-    EXPECT_TRUE(isLost("b"));
+    EXPECT_TRUE(isReported("a"));
+    EXPECT_TRUE(isReported("b"));
     order = {whole.head, whole.head};
     whole.head->nextInOrder = nullptr;
-    EXPECT_TRUE(isLost("b"));
-    EXPECT_TRUE(isLost("c"));
+    EXPECT_TRUE(isReported("b"));
+    EXPECT_TRUE(isReported("c"));
     whole.head->nextInOrder = middle;
     order = whole;
     EXPECT_EQ(definitions.names(), (Names{"a", "b", "c"}));
 }
 
-TEST(RynDefine, AnUndefineOfALostLibraryIsReportedAndFreesIt) {
-    LostLibrary definitions;
-    recorded.warningResult = 9;
-    EXPECT_EQ(execute(definitions, "UNDEFINE b", 7), 9);
-    EXPECT_EQ(recorded.diagnostics,
-              (Diagnostics{{1, "lost library on list in undefine", definitions.path("vek.lib"), 7}}));
+TEST(RynDefine, UndefineOfALibraryOutsideTheOrderFreesIt) {
+    LibraryOutsideOrder definitions;
+    recorded.warningResult = test::kHandlerResult;
+    EXPECT_EQ(execute(definitions, "UNDEFINE b", 7), test::kHandlerResult);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_INTERNAL_ERROR, "lost library on list in undefine",
+                                                  definitions.path("vek.lib"), 7}}));
     EXPECT_EQ(definitions.library("b"), nullptr);
     EXPECT_EQ(definitions.names(), (Names{"a", "c"}));
     recorded.warningResult = 0;
-    // What stood behind it is as good as before.
+    // The library after it can still be moved and removed.
     EXPECT_EQ(execute(definitions, "DEFINE d d"), 0);
     EXPECT_EQ(execute(definitions, "DEFINE c c2"), 0);
     EXPECT_EQ(definitions.names(), (Names{"a", "d", "c"}));
@@ -632,7 +640,7 @@ TEST(RynDefine, AnUndefineOfALostLibraryIsReportedAndFreesIt) {
     EXPECT_EQ(definitions.dump().find("ERROR"), std::string::npos);
 }
 
-TEST(RynDefine, AnUndefineOfALibraryLostFromTheEndLeavesAnOrderThatGrows) {
+TEST(RynDefine, LibrariesCanBeAddedAfterUndefiningAMissingLastOne) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\nDEFINE b b\n"), 0);
     definitions.library("a")->nextInOrder = nullptr;
@@ -642,20 +650,20 @@ TEST(RynDefine, AnUndefineOfALibraryLostFromTheEndLeavesAnOrderThatGrows) {
     EXPECT_EQ(definitions.names(), (Names{"a", "c"}));
 }
 
-TEST(RynDefine, TheDefaultHandlerPrintsALostLibrary) {
+TEST(RynDefine, DefaultHandlerPrintsALibraryOutsideTheOrder) {
     Definitions definitions;
     ASSERT_EQ(definitions.loadWithDefaultHandler("DEFINE a a\nDEFINE b b\nDEFINE c c\n"), 0);
     definitions.library("a")->nextInOrder = definitions.library("c");
     Capture capture;
     EXPECT_EQ(execute(definitions, "UNDEFINE b", 4), 0);
-    EXPECT_EQ(ryni_getLastErr(), 1);
+    EXPECT_EQ(ryni_getLastErr(), RYN_INTERNAL_ERROR);
     EXPECT_EQ(capture.err(), "Error at line 4 of " + definitions.path("vek.lib") +
                                  " for lost library on list in undefine:\n\tInternal error\n");
 }
 
 // ---- memory
 
-/// The objects of the diagnostics when one allocation after the other is missing, each once.
+/// Fails each allocation of a statement in turn. @return the objects of the memory errors, without repetitions
 Names objectsWithoutMemory(Definitions &definitions, const std::string &line,
                            const std::function<void()> &prepare) {
     Names objects;
@@ -671,14 +679,15 @@ Names objectsWithoutMemory(Definitions &definitions, const std::string &line,
             return objects;
         }
         for (const Diagnostic &diagnostic : recorded.diagnostics) {
-            if (diagnostic.code == 2 && (objects.empty() || objects.back() != diagnostic.object)) {
+            if (diagnostic.code == RYN_MEMORY_ERROR &&
+                (objects.empty() || objects.back() != diagnostic.object)) {
                 objects.push_back(diagnostic.object);
             }
         }
     }
 }
 
-TEST(RynDefine, MissingMemoryForALibraryIsReportedWithWhatWasCopied) {
+TEST(RynDefine, ExhaustedMemoryIsReportedWithTheTextToCopy) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
     ASSERT_EQ(definitions.load("DEFINE a link\n"), 0);
@@ -687,7 +696,7 @@ TEST(RynDefine, MissingMemoryForALibraryIsReportedWithWhatWasCopied) {
               (Names{"a", definitions.path("link"), definitions.path("real"), "a"}));
 }
 
-TEST(RynDefine, ALibraryThatCannotBeCopiedIsNotDefined) {
+TEST(RynDefine, LibraryIsNotDefinedIfACopyFails) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE b b\nUNDEFINE b\n"), 0);
     for (int nth = 1; nth <= 4; ++nth) {
@@ -702,44 +711,45 @@ TEST(RynDefine, ALibraryThatCannotBeCopiedIsNotDefined) {
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
 }
 
-TEST(RynDefine, MissingMemoryForARedefinitionKeepsTheEarlierPath) {
+TEST(RynDefine, ExhaustedMemoryDuringARedefinitionIsReported) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE b a/much/longer/path\nUNDEFINE b\nDEFINE a a\n"), 0);
     const std::string path = definitions.path("a/much/longer/path");
-    // First the warning's text.
+    // Allocation 1 is the text of the warning, 2 the path.
     faults::failAllocation(2);
     EXPECT_EQ(execute(definitions, "DEFINE a a/much/longer/path", 3), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 2U);
-    EXPECT_EQ(recorded.diagnostics[1], (Diagnostic{2, path, definitions.path("vek.lib"), 3}));
+    EXPECT_EQ(recorded.diagnostics[1], (Diagnostic{RYN_MEMORY_ERROR, path, definitions.path("vek.lib"), 3}));
     EXPECT_EQ(definitions.library("a")->fullPath, definitions.path("a"));
-    // The warning, the path, then the history.
+    // Allocation 3 is the history.
     faults::failAllocation(3);
     EXPECT_EQ(execute(definitions, "DEFINE a a/much/longer/path", 4), 0);
     ASSERT_EQ(recorded.diagnostics.size(), 2U);
-    EXPECT_EQ(recorded.diagnostics[1], (Diagnostic{2, "a", definitions.path("vek.lib"), 4}));
+    EXPECT_EQ(recorded.diagnostics[1], (Diagnostic{RYN_MEMORY_ERROR, "a", definitions.path("vek.lib"), 4}));
     EXPECT_EQ(definitions.library("a")->fullPath, path);
     EXPECT_EQ(definitions.library("a")->definedAtLine, 4);
 }
 
-TEST(RynDefine, WithoutMemoryForItsTextADiagnosticHasThatOfItsCode) {
+TEST(RynDefine, DiagnosticHasItsCodesTextIfMemoryIsExhausted) {
     Definitions definitions;
     definitions.box.file("vekinfo.tag", "VEKLIBCHECK ON\n").directory("plain");
-    const Diagnostics wanted = {{28, rynGetErrorMsg(28), definitions.path("vek.lib"), 1}};
-    bool seen = false;
-    for (int nth = 1; !seen && nth < 200; ++nth) {
+    const Diagnostics expected = {
+        {RYN_NO_VEKLIBRARY_ENTRY, rynGetErrorMsg(RYN_NO_VEKLIBRARY_ENTRY), definitions.path("vek.lib"), 1}};
+    bool isReported = false;
+    for (int nth = 1; !isReported && nth < 200; ++nth) {
         definitions.box.file("vek.lib", "DEFINE bad plain\n");
         tovResetCache();
         faults::reset();
         faults::failAllocation(nth);
         definitions.read(test::recordWarning, kPathsMustExist);
         faults::reset();
-        seen = recorded.diagnostics == wanted;
+        isReported = recorded.diagnostics == expected;
         recorded = {};
     }
-    EXPECT_TRUE(seen);
+    EXPECT_TRUE(isReported);
 }
 
-TEST(RynDefine, TheDefaultHandlerPrintsMissingMemory) {
+TEST(RynDefine, DefaultHandlerPrintsExhaustedMemory) {
     Definitions definitions;
     ASSERT_EQ(definitions.loadWithDefaultHandler("DEFINE b b\nUNDEFINE b\n"), 0);
     Capture capture;
@@ -751,7 +761,7 @@ TEST(RynDefine, TheDefaultHandlerPrintsMissingMemory) {
 
 // ---- the implicit temporary directory
 
-TEST(RynDefine, ANewLibraryGetsItsImplicitDirectoryAtOnce) {
+TEST(RynDefine, NewLibraryGetsItsImplicitDirectory) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
     ASSERT_EQ(definitions.load(""), 0);
@@ -761,7 +771,7 @@ TEST(RynDefine, ANewLibraryGetsItsImplicitDirectoryAtOnce) {
     EXPECT_EQ(definitions.library("a")->implicitTmpNsl, definitions.path("real/a"));
 }
 
-TEST(RynDefine, ALibraryWithoutAnImplicitDirectoryIsDiscarded) {
+TEST(RynDefine, LibraryIsDiscardedIfItsImplicitDirectoryFails) {
     Definitions definitions;
     definitions.box.directory("real");
     ASSERT_EQ(definitions.load(""), 0);
@@ -769,11 +779,11 @@ TEST(RynDefine, ALibraryWithoutAnImplicitDirectoryIsDiscarded) {
     ASSERT_EQ(rmdir(definitions.path("real").c_str()), 0);
     EXPECT_EQ(execute(definitions, "DEFINE a a", 3), 0);
     EXPECT_EQ(recorded.diagnostics,
-              (Diagnostics{{20, definitions.path("real"), definitions.path("vek.lib"), 3}}));
+              (Diagnostics{{RYN_INVALID_PATH, definitions.path("real"), definitions.path("vek.lib"), 3}}));
     EXPECT_EQ(definitions.names(), Names{});
 }
 
-TEST(RynDefine, MissingMemoryForAnImplicitDirectoryIsReportedWithItsPath) {
+TEST(RynDefine, ExhaustedMemoryForAnImplicitDirectoryIsReported) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
     ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
@@ -786,7 +796,7 @@ TEST(RynDefine, MissingMemoryForAnImplicitDirectoryIsReportedWithItsPath) {
 
 // ---- scaling
 
-TEST(RynDefine, EveryPrefixOfAPathIsAskedForOnce) {
+TEST(RynDefine, CallsReadlinkOncePerPathPrefix) {
     Definitions definitions;
     ASSERT_EQ(definitions.load(""), 0);
     faults::reset();

@@ -38,13 +38,13 @@ std::string inDirectory(const std::string &directory, const std::string &text) {
     return result;
 }
 
-TEST(RynDump, AnEmptyRegistryShowsItsHeadings) {
+TEST(RynDump, EmptyRegistryShowsItsHeadings) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
     EXPECT_EQ(definitions.dump(), "\nVEK.LIB files:\n\nLibraries:\n\nHash Table Stats:\n\n");
 }
 
-TEST(RynDump, WithoutAnyHandleItSaysSo) {
+TEST(RynDump, ReportsThatThereIsNoRegistry) {
     Definitions definitions;
     EXPECT_EQ(test::dumpOf(nullptr), "Invalid handle.\n");
     Capture capture;
@@ -53,7 +53,7 @@ TEST(RynDump, WithoutAnyHandleItSaysSo) {
     EXPECT_EQ(capture.err(), "");
 }
 
-TEST(RynDump, NullMeansTheDefaultHandleAndStandardOutput) {
+TEST(RynDump, NullIsTheDefaultHandleOrStandardOutput) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
     Capture capture;
@@ -62,7 +62,7 @@ TEST(RynDump, NullMeansTheDefaultHandleAndStandardOutput) {
     EXPECT_EQ(test::dumpOf(nullptr), definitions.dump());
 }
 
-TEST(RynDump, AnythingThatAFileCanSayIsShown) {
+TEST(RynDump, ShowsTheEffectOfEveryStatement) {
     Definitions definitions;
     definitions.box.directory("real").directory("t").directory("root").directory("implicit").directory("own");
     definitions.box.link("link", "real").link("tlink", "t").link("rlink", "root").link("ilink", "implicit");
@@ -138,7 +138,7 @@ Global Explicit Tmp:
 )"));
 }
 
-TEST(RynDump, ARedefinitionShowsItsPairOfPathsAndItsPlace) {
+TEST(RynDump, RedefinitionShowsBothPathsAndAllLocations) {
     Definitions definitions;
     definitions.box.directory("one").directory("two").link("first", "one").link("second", "two");
     definitions.box.file("more.lib", "\n\n\nDEFINE a second\n");
@@ -166,7 +166,7 @@ Hash Table Stats:
 )"));
 }
 
-TEST(RynDump, AnAddedStatementHasNoFile) {
+TEST(RynDump, AddedStatementHasAnEmptyFile) {
     Definitions definitions;
     definitions.box.directory("t");
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
@@ -204,7 +204,7 @@ TEST(RynDump, AbsentValuesAreEmpty) {
     EXPECT_NE(dump.find("Global Explicit Tmp:\n  TMPROOTDIR \n    line 3 "), std::string::npos);
 }
 
-TEST(RynDump, BucketsAreShownInOrderWithTheNewestNameFirst) {
+TEST(RynDump, BucketsAreInOrderWithTheNewestNameFirst) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE \xff z\nDEFINE lib a\nDEFINE \x01 b\nDEFINE \"\" c\nDEFINE 0a d\n"
                                "DEFINE \x10\x7f e\nDEFINE \x80\x7f f\n"),
@@ -214,7 +214,7 @@ TEST(RynDump, BucketsAreShownInOrderWithTheNewestNameFirst) {
               "\nHash Table Stats:\n  0 \xff\n  1 0a\x01lib\n 95 \x10\x7f\n128 \x80\x7f\n\n");
 }
 
-TEST(RynDump, NamesThatLookLikeFormatsAreShownAsTheyAre) {
+TEST(RynDump, NamesAreNotUsedAsFormats) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE %s%n %d\nASSIGN %s%n %x \"%s %n\"\n"), 0);
     const std::string dump = definitions.dump();
@@ -224,7 +224,7 @@ TEST(RynDump, NamesThatLookLikeFormatsAreShownAsTheyAre) {
 
 // ---- consistency
 
-TEST(RynDump, ALibraryThatIsMissingInItsBucketIsReported) {
+TEST(RynDump, LibraryMissingInItsBucketIsReported) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE x b\nDEFINE 0a c\n"), 0);
     rynRegistry *registry = definitions.handle;
@@ -241,7 +241,7 @@ TEST(RynDump, ALibraryThatIsMissingInItsBucketIsReported) {
     EXPECT_EQ(behindLibraries(definitions.dump()), "\nHash Table Stats:\n  1 0alib\n120 x\n\n");
 }
 
-TEST(RynDump, InconsistenciesAreReportedWithoutMemoryForTheChecks) {
+TEST(RynDump, InconsistenciesAreReportedEvenIfMemoryIsExhausted) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE x b\nDEFINE 0a c\n"), 0);
     rynRegistry *registry = definitions.handle;
@@ -264,7 +264,7 @@ TEST(RynDump, InconsistenciesAreReportedWithoutMemoryForTheChecks) {
     registry->libraries.head = first;
 }
 
-TEST(RynDump, ALibraryInAnotherBucketThanItsOwnIsReported) {
+TEST(RynDump, LibraryInAWrongBucketIsReported) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE x b\n"), 0);
     rynRegistry *registry = definitions.handle;
@@ -276,7 +276,7 @@ TEST(RynDump, ALibraryInAnotherBucketThanItsOwnIsReported) {
     registry->buckets[7] = nullptr;
 }
 
-TEST(RynDump, ALibraryThatIsMissingInTheOrderIsReportedInTheOrderOfTheBuckets) {
+TEST(RynDump, LibrariesMissingInTheOrderAreReportedInBucketOrder) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE x b\nDEFINE 0a c\nDEFINE y d\n"), 0);
     rynLibraryList &order = definitions.handle->libraries;
@@ -301,7 +301,7 @@ TEST(RynDump, ALibraryThatIsMissingInTheOrderIsReportedInTheOrderOfTheBuckets) {
     EXPECT_EQ(behindLibraries(definitions.dump()), "\nHash Table Stats:\n  1 0alib\n120 x\n121 y\n\n");
 }
 
-TEST(RynDump, BothKindsOfLossAreReportedTheBucketsFirst) {
+TEST(RynDump, ReportsLibrariesMissingInBucketsBeforeThoseMissingInOrder) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE x b\nDEFINE y d\n"), 0);
     rynRegistry *registry = definitions.handle;
@@ -316,7 +316,7 @@ TEST(RynDump, BothKindsOfLossAreReportedTheBucketsFirst) {
     registry->buckets[121] = y;
 }
 
-TEST(RynDump, TheOwnBucketOfALibraryFollowsTheCaseSettingInForce) {
+TEST(RynDump, ExpectedBucketFollowsTheCurrentCaseSetting) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE Lib a\nDEFINE x b\n"), 0);
     rynHandle first = definitions.handle;

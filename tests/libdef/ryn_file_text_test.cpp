@@ -98,7 +98,7 @@ TEST(RynFileText, ContinuesWhereItWasSuspended) {
     }
 }
 
-TEST(RynFileText, ShortRestIsHeldAndTheFileClosed) {
+TEST(RynFileText, ShortRemainderIsHeldInMemoryAndTheFileClosed) {
     for (const std::size_t size : {std::size_t{100}, std::size_t{10000}, kHeld - 1}) {
         const std::ptrdiff_t before = openDescriptors();
         Suspended suspended(size);
@@ -109,14 +109,14 @@ TEST(RynFileText, ShortRestIsHeldAndTheFileClosed) {
     }
 }
 
-TEST(RynFileText, LongRestStaysInTheOpenFile) {
+TEST(RynFileText, LongRemainderStaysInTheOpenFile) {
     Suspended suspended(3 * kHeld);
     EXPECT_TRUE(suspended.text.isOpen());
     EXPECT_EQ(0, unlink("f"));
     suspended.expectTheRest();
 }
 
-TEST(RynFileText, SuspendingInWhatIsHeldReadsAndCopiesNothing) {
+TEST(RynFileText, SuspendingAgainInHeldTextReadsAndCopiesNothing) {
     for (const std::size_t size : {std::size_t{10000}, 3 * kHeld}) {
         Suspended suspended(size);
         suspended.text.resume("f");
@@ -130,7 +130,7 @@ TEST(RynFileText, SuspendingInWhatIsHeldReadsAndCopiesNothing) {
     }
 }
 
-TEST(RynFileText, LongRestIsReadFromTheFileOpenedAgain) {
+TEST(RynFileText, LongRemainderIsReadFromTheReopenedFile) {
     const std::ptrdiff_t before = openDescriptors();
     Suspended suspended(3 * kHeld, false);
     EXPECT_FALSE(suspended.text.isOpen());
@@ -138,7 +138,7 @@ TEST(RynFileText, LongRestIsReadFromTheFileOpenedAgain) {
     suspended.expectTheRest();
 }
 
-TEST(RynFileText, FileThatIsNotThereAgainIsASystemError) {
+TEST(RynFileText, MissingOrReplacedFileIsASystemErrorWhenReopened) {
     {
         Suspended removed(3 * kHeld, false);
         ASSERT_EQ(0, unlink("f"));
@@ -157,7 +157,7 @@ TEST(RynFileText, FileThatIsNotThereAgainIsASystemError) {
     }
 }
 
-TEST(RynFileText, FileThatCannotBeOpenedAgainIsASystemError) {
+TEST(RynFileText, FailedReopeningIsASystemError) {
     for (const char *call : {"open", "fstat"}) {
         Suspended suspended(3 * kHeld, false);
         faults::fail(call, 1, EMFILE);
@@ -180,7 +180,7 @@ TEST(RynFileText, FileOfUnknownIdentityStaysOpen) {
     EXPECT_EQ(textOfSize(3 * kHeld), rest(text));
 }
 
-TEST(RynFileText, FileThatChangesWhileSuspendedIsReadAsFarAsItGoes) {
+TEST(RynFileText, FileChangedWhileSuspendedIsReadToItsEnd) {
     for (const bool mayStayOpen : {true, false}) {
         Suspended shorter(3 * kHeld, mayStayOpen);
         ASSERT_EQ(0, truncate("f", 0));
@@ -199,7 +199,7 @@ TEST(RynFileText, FileThatChangesWhileSuspendedIsReadAsFarAsItGoes) {
     }
 }
 
-TEST(RynFileText, ReadThatFailsDuringASuspensionIsRepeated) {
+TEST(RynFileText, FailedReadDuringASuspensionIsRepeated) {
     for (const std::size_t size : {std::size_t{5000}, 3 * kHeld}) {
         for (const bool mayStayOpen : {true, false}) {
             test::Sandbox box;
@@ -218,7 +218,7 @@ TEST(RynFileText, ReadThatFailsDuringASuspensionIsRepeated) {
     }
 }
 
-TEST(RynFileText, ReadThatAlwaysFailsIsASystemError) {
+TEST(RynFileText, RepeatedReadFailureIsASystemError) {
     test::Sandbox box;
     box.file("f", textOfSize(5000));
     FileText text;

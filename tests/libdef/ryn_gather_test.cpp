@@ -23,6 +23,7 @@
 namespace faults = test::faults;
 using test::archives;
 using test::diskIterator;
+using test::ErrorReports;
 using test::Existence;
 using test::failed;
 using test::gathered;
@@ -32,7 +33,6 @@ using test::NameList;
 using test::Project;
 using test::readingOrder;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
@@ -364,7 +364,7 @@ TEST(List, FailedOpenEndsTheBuild) {
                 project.put("lie", levelOf(type) + "name");
                 faults::fail("opendir", place[0] == 'l' ? 1 : place[0] == 'i' ? 2 : 3, row.error);
                 EXPECT_EQ(gathered(project, type), failed(row.code)) << type << place;
-                EXPECT_EQ(recorded.fatals, Reports{});
+                EXPECT_EQ(recorded.fatals, ErrorReports{});
             }
         }
     }
@@ -594,7 +594,7 @@ TEST(DeepList, CyclesBeyondTheLimitOfWaysEndTheBuild) {
         recorded.fatals.clear();
         EXPECT_EQ(deepWithin(project, 'l', {.ways = 2000, .waysPerLink = 64}), failed(RYN_SYSTEM_ERROR));
         EXPECT_EQ(deepWithin(project, 'e', {.ways = 20, .waysPerLink = 1}), failed(RYN_SYSTEM_ERROR));
-        EXPECT_EQ(recorded.fatals, Reports{});
+        EXPECT_EQ(recorded.fatals, ErrorReports{});
     }
 }
 
@@ -632,7 +632,7 @@ TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
             EXPECT_EQ(deepWithin(project, place, {.ways = ways - links, .waysPerLink = 1}).size(), 64U);
             EXPECT_EQ(deepWithin(project, place, {.ways = ways - links - 1, .waysPerLink = 1}),
                       failed(RYN_SYSTEM_ERROR));
-            EXPECT_EQ(recorded.fatals, Reports{});
+            EXPECT_EQ(recorded.fatals, ErrorReports{});
         }
     }
 }
@@ -927,7 +927,7 @@ TEST(ListOfPackedLibrary, NameMustFitTheBuffer) {
         archives.nameBytes = 256;
         EXPECT_EQ(gathered(project, type), failed(RYN_INTERNAL_ERROR)) << type;
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(ListOfPackedLibrary, DeepListSkipsNamesThatDoNotFit) {
@@ -996,7 +996,7 @@ std::set<std::string> exhaust(const Project &project, int type, const NameList &
         // opendir() without memory is a system error.
         EXPECT_TRUE(code == RYN_MEMORY_ERROR || code == RYN_SYSTEM_ERROR) << code << " " << nth;
         EXPECT_EQ(recorded.fatals.size(), code == RYN_MEMORY_ERROR ? 1U : 0U) << code << " " << nth;
-        for (const test::Report &report : recorded.fatals) {
+        for (const test::ErrorReport &report : recorded.fatals) {
             EXPECT_EQ(report.code, RYN_MEMORY_ERROR);
             EXPECT_EQ(code, RYN_MEMORY_ERROR);
             contexts.insert(report.text);

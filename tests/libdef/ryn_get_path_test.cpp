@@ -6,39 +6,47 @@
 #include <gtest/gtest.h>
 
 namespace faults = test::faults;
+using test::ErrorReports;
 using test::Existence;
 using test::Names;
 using test::Project;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
 constexpr Names kObject = {"c", "v", "f"};
 
-/// The result of rynGetPath(): the short path ("l/c" for the cell c in the library's own directory), or the code.
+/// How getPath() shows a failure: the text of its code.
+std::string failure(int code) {
+    return rynGetErrorMsg(code);
+}
+
+/// The result of rynGetPath(): the short path ("l/c" for the cell c in the library's own directory), or the failure.
 std::string getPath(const Project &project, unsigned mode, const Names &names = kObject) {
     std::array<char, VEK_PATH_SIZE> path = {};
     const int status =
         rynGetPath(project.handle, mode, "lib", names.cell, names.view, names.file, path.data(), path.size());
-    return status == 0 ? project.shortened(path.data()) : std::to_string(status);
+    return status == 0 ? project.shortened(path.data()) : failure(status);
 }
 
 /// One case: the directories of the library, where the object is, and where it is found.
 struct Row {
     const char *temporaries;
-    const char *places;
-    std::string found; ///< the letter of a directory, or a code
+    const char *directories;
+    std::string found; ///< the letter of a directory, or a failure
 };
+
+const std::string kNoDirectory = failure(RYN_NO_SUCH_DIRECTORY);
+const std::string kNoCell = failure(RYN_NO_SUCH_CELL);
 
 void expectRows(unsigned mode, Existence existence, const std::vector<Row> &rows) {
     for (const Row &row : rows) {
-        SCOPED_TRACE(std::string(row.temporaries) + ", object in " + row.places);
+        SCOPED_TRACE(std::string(row.temporaries) + ", object in " + row.directories);
         Project project(row.temporaries, existence);
-        project.put(row.places, "c/v/f");
-        const bool isPlace = row.found.find_first_of("lie") != std::string::npos;
-        EXPECT_EQ(getPath(project, mode), row.found + (isPlace ? "/c/v/f" : ""));
-        EXPECT_EQ(recorded.fatals, Reports{});
+        project.put(row.directories, "c/v/f");
+        const bool isFound = row.found.size() == 1;
+        EXPECT_EQ(getPath(project, mode), row.found + (isFound ? "/c/v/f" : ""));
+        EXPECT_EQ(recorded.fatals, ErrorReports{});
     }
 }
 
@@ -49,10 +57,10 @@ void expectRowsInBoth(unsigned mode, const std::vector<Row> &rows) {
 
 /// Cases with the same result for RYN_PATH_REPLACE and RYN_PATH_REPLACE_EXPLICIT.
 const std::vector<Row> kReplaceRows = {
-    {"", "l", "l"},    {"", "", "6"},   {"E", "e", "e"},    {"E", "el", "e"},
-    {"E", "", "6"},    {"I", "i", "i"}, {"I", "il", "i"},   {"I", "l", "l"},
-    {"I", "", "6"},    {"O", "i", "i"}, {"O", "l", "6"},    {"IE", "iel", "i"},
-    {"IE", "el", "e"}, {"IE", "", "6"}, {"OE", "iel", "i"}, {"OE", "el", "6"},
+    {"", "l", "l"},     {"", "", kNoCell},   {"E", "e", "e"},     {"E", "el", "e"},
+    {"E", "", kNoCell}, {"I", "i", "i"},     {"I", "il", "i"},    {"I", "l", "l"},
+    {"I", "", kNoCell}, {"O", "i", "i"},     {"O", "l", kNoCell}, {"IE", "iel", "i"},
+    {"IE", "el", "e"},  {"IE", "", kNoCell}, {"OE", "iel", "i"},  {"OE", "el", kNoCell},
 };
 
 } // namespace
@@ -62,34 +70,34 @@ const std::vector<Row> kReplaceRows = {
 TEST(GetPathToRead, TriesImplicitThenExplicitThenLibrary) {
     expectRows(RYN_PATH_READ, Existence::Checked,
                {{"", "l", "l"},
-                {"", "ie", "6"},
+                {"", "ie", kNoCell},
                 {"E", "e", "e"},
                 {"E", "el", "e"},
                 {"E", "l", "l"},
-                {"E", "i", "6"},
+                {"E", "i", kNoCell},
                 {"I", "i", "i"},
                 {"I", "il", "i"},
                 {"I", "l", "l"},
-                {"I", "e", "6"},
+                {"I", "e", kNoCell},
                 {"IE", "iel", "i"},
                 {"IE", "el", "e"},
                 {"IE", "l", "l"},
-                {"IE", "", "6"},
+                {"IE", "", kNoCell},
                 {"O", "i", "i"},
-                {"O", "l", "6"},
+                {"O", "l", kNoCell},
                 {"OE", "iel", "i"},
-                {"OE", "el", "6"}});
+                {"OE", "el", kNoCell}});
 }
 
 TEST(GetPathToRead, UsesTheFirstDirectoryIfPathsNeedNotExist) {
-    for (const char *places : {"", "iel", "l"}) {
+    for (const char *directories : {"", "iel", "l"}) {
         expectRows(RYN_PATH_READ, Existence::Unchecked,
-                   {{"", places, "l"},
-                    {"E", places, "e"},
-                    {"I", places, "i"},
-                    {"IE", places, "i"},
-                    {"O", places, "i"},
-                    {"OE", places, "i"}});
+                   {{"", directories, "l"},
+                    {"E", directories, "e"},
+                    {"I", directories, "i"},
+                    {"IE", directories, "i"},
+                    {"O", directories, "i"},
+                    {"OE", directories, "i"}});
     }
 }
 
@@ -107,14 +115,14 @@ TEST(GetPathToRead, EndsAtOtherFailuresOfTheExplicitDirectory) {
         Project project("E");
         project.put("l", "c/v/f");
         rmdir("etmp");
-        EXPECT_EQ(getPath(project, RYN_PATH_READ), "4");
-        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "4");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), failure(RYN_NO_SUCH_DIRECTORY));
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_NO_SUCH_DIRECTORY));
     }
     Project project("E");
     project.put("l", "c/v/f");
     project.put("e", "c");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ), "3");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "3");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), failure(RYN_SYSTEM_ERROR));
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_SYSTEM_ERROR));
 }
 
 TEST(GetPathToRead, ContinuesAfterAFailureOfTheImplicitDirectory) {
@@ -131,43 +139,44 @@ TEST(GetPathToRead, EndsAtTheImplicitDirectoryWithImplicitOnly) {
     Project project("OE");
     project.put("el", "c/v/f");
     project.putDirectory("i", "c");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ), "7");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), failure(RYN_NO_SUCH_VIEW));
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_NO_SUCH_VIEW));
     rmdir("itmp/lib/c");
     rmdir("itmp/lib");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ), "4");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ), failure(RYN_NO_SUCH_DIRECTORY));
 }
 
 TEST(GetPathToRead, ReadTmpNeverUsesTheLibrary) {
     expectRows(RYN_PATH_READ_TMP, Existence::Checked,
-               {{"", "iel", "4"},
+               {{"", "iel", kNoDirectory},
                 {"E", "e", "e"},
-                {"E", "l", "6"},
+                {"E", "l", kNoCell},
                 {"I", "i", "i"},
-                {"I", "el", "6"},
+                {"I", "el", kNoCell},
                 {"IE", "iel", "i"},
                 {"IE", "el", "e"},
-                {"IE", "l", "6"},
+                {"IE", "l", kNoCell},
                 {"O", "i", "i"},
-                {"O", "l", "6"},
+                {"O", "l", kNoCell},
                 {"OE", "iel", "i"},
-                {"OE", "el", "6"}});
-    expectRows(RYN_PATH_READ_TMP, Existence::Unchecked,
-               {{"", "l", "4"}, {"E", "l", "e"}, {"I", "", "i"}, {"IE", "e", "i"}, {"OE", "e", "i"}});
+                {"OE", "el", kNoCell}});
+    expectRows(
+        RYN_PATH_READ_TMP, Existence::Unchecked,
+        {{"", "l", kNoDirectory}, {"E", "l", "e"}, {"I", "", "i"}, {"IE", "e", "i"}, {"OE", "e", "i"}});
 }
 
 TEST(GetPathToRead, ReadTmpReturnsTheLastFailure) {
     Project project("IE");
     project.putDirectory("i", "c/v");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "6");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_NO_SUCH_CELL));
     project.putDirectory("e", "c");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_NO_SUCH_VIEW));
 }
 
 TEST(GetPathToRead, ReadLibraryNeverUsesATemporaryDirectory) {
     for (const char *temporaries : {"", "E", "I", "IE", "O", "OE"}) {
         expectRows(RYN_PATH_READ_LIBRARY, Existence::Checked,
-                   {{temporaries, "iel", "l"}, {temporaries, "l", "l"}, {temporaries, "ie", "6"}});
+                   {{temporaries, "iel", "l"}, {temporaries, "l", "l"}, {temporaries, "ie", kNoCell}});
         expectRows(RYN_PATH_READ_LIBRARY, Existence::Unchecked,
                    {{temporaries, "iel", "l"}, {temporaries, "", "l"}});
     }
@@ -179,7 +188,7 @@ TEST(GetPathToWrite, UsesOneDirectoryAndCreatesWhatIsMissing) {
     struct Written {
         unsigned mode;
         const char *temporaries;
-        char place;
+        char letter;
     };
     for (const Existence existence : {Existence::Checked, Existence::Unchecked}) {
         for (const Written &written :
@@ -192,11 +201,12 @@ TEST(GetPathToWrite, UsesOneDirectoryAndCreatesWhatIsMissing) {
               Written{RYN_PATH_WRITE_LIBRARY, "OE", 'l'}}) {
             SCOPED_TRACE(std::to_string(written.mode) + written.temporaries);
             Project project(written.temporaries, existence);
-            EXPECT_EQ(getPath(project, written.mode), written.place + std::string("/c/v/f"));
-            for (const char place : {'l', 'e', 'i'}) {
-                EXPECT_EQ(project.box.exists(Project::directoryOf(place) + "/c/v"), place == written.place);
+            EXPECT_EQ(getPath(project, written.mode), written.letter + std::string("/c/v/f"));
+            for (const char letter : {'l', 'e', 'i'}) {
+                EXPECT_EQ(project.box.exists(Project::directoryOf(letter) + "/c/v"),
+                          letter == written.letter);
             }
-            EXPECT_FALSE(project.box.exists(Project::directoryOf(written.place) + "/c/v/f"));
+            EXPECT_FALSE(project.box.exists(Project::directoryOf(written.letter) + "/c/v/f"));
         }
     }
 }
@@ -213,14 +223,14 @@ TEST(GetPathToWrite, TriesTheFirstDirectoryOnly) {
             } else {
                 rmdir("etmp");
             }
-            EXPECT_EQ(getPath(project, mode), "4");
+            EXPECT_EQ(getPath(project, mode), failure(RYN_NO_SUCH_DIRECTORY));
         }
     }
 }
 
 TEST(GetPathToWrite, WriteTmpNeedsATemporaryDirectory) {
     Project project;
-    EXPECT_EQ(getPath(project, RYN_PATH_WRITE_TMP), "4");
+    EXPECT_EQ(getPath(project, RYN_PATH_WRITE_TMP), failure(RYN_NO_SUCH_DIRECTORY));
     EXPECT_EQ(project.box.list("lib"), std::vector<std::string>{});
 }
 
@@ -240,39 +250,39 @@ TEST(GetPathToReplace, ContinuesAfterAFailureOfTheExplicitDirectory) {
 
 TEST(GetPathToReplace, ReplaceExplicitEndsAtTheExplicitDirectory) {
     expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, kReplaceRows);
-    expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, {{"E", "l", "6"}, {"IE", "l", "6"}});
+    expectRowsInBoth(RYN_PATH_REPLACE_EXPLICIT, {{"E", "l", kNoCell}, {"IE", "l", kNoCell}});
     Project project("E");
     project.put("l", "c/v/f");
     rmdir("etmp");
-    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_EXPLICIT), "4");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_EXPLICIT), failure(RYN_NO_SUCH_DIRECTORY));
 }
 
 TEST(GetPathToReplace, ReplaceTmpNeverUsesTheLibrary) {
-    expectRowsInBoth(RYN_PATH_REPLACE_TMP, {{"", "iel", "4"},
+    expectRowsInBoth(RYN_PATH_REPLACE_TMP, {{"", "iel", kNoDirectory},
                                             {"E", "e", "e"},
-                                            {"E", "l", "6"},
+                                            {"E", "l", kNoCell},
                                             {"I", "i", "i"},
-                                            {"I", "l", "6"},
+                                            {"I", "l", kNoCell},
                                             {"IE", "iel", "i"},
                                             {"IE", "e", "e"},
-                                            {"IE", "l", "6"},
+                                            {"IE", "l", kNoCell},
                                             {"O", "i", "i"},
-                                            {"O", "el", "6"},
+                                            {"O", "el", kNoCell},
                                             {"OE", "i", "i"},
-                                            {"OE", "el", "6"}});
+                                            {"OE", "el", kNoCell}});
 }
 
 TEST(GetPathToReplace, ReplaceTmpReturnsTheLastFailure) {
     Project project("IE");
     project.putDirectory("i", "c/v");
     project.putDirectory("e", "c");
-    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_TMP), "7");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_TMP), failure(RYN_NO_SUCH_VIEW));
 }
 
 TEST(GetPathToReplace, ReplaceLibraryUsesTheLibraryOnly) {
     for (const char *temporaries : {"", "E", "I", "IE", "O", "OE"}) {
         expectRowsInBoth(RYN_PATH_REPLACE_LIBRARY,
-                         {{temporaries, "iel", "l"}, {temporaries, "ie", "6"}, {temporaries, "l", "l"}});
+                         {{temporaries, "iel", "l"}, {temporaries, "ie", kNoCell}, {temporaries, "l", "l"}});
     }
 }
 
@@ -280,28 +290,30 @@ TEST(GetPathToReplace, FindsABrokenLink) {
     Project project;
     project.box.link("lib/c", "nowhere");
     EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, {"c", nullptr, nullptr}), "l/c");
-    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", nullptr, nullptr}), "6");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", nullptr, nullptr}), failure(RYN_NO_SUCH_CELL));
 }
 
 // ---- names
 
 TEST(GetPath, JoinsTheNamesThatAreGiven) {
     Project project("", Existence::Unchecked);
-    EXPECT_EQ(getPath(project, 4, {nullptr, nullptr, nullptr}), "l");
-    EXPECT_EQ(getPath(project, 4, {"", "", ""}), "l");
-    EXPECT_EQ(getPath(project, 4, {"c", nullptr, nullptr}), "l/c");
-    EXPECT_EQ(getPath(project, 4, {"c", "v", ""}), "l/c/v");
-    EXPECT_EQ(getPath(project, 4, {"c", "", "f"}), "l/c/f");
-    EXPECT_EQ(getPath(project, 4, {nullptr, nullptr, "f"}), "l/f");
-    EXPECT_EQ(getPath(project, 4, {"c", "v", "a/b"}), "l/c/v/a/b");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {nullptr, nullptr, nullptr}), "l");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"", "", ""}), "l");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", nullptr, nullptr}), "l/c");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", "v", ""}), "l/c/v");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", "", "f"}), "l/c/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {nullptr, nullptr, "f"}), "l/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {"c", "v", "a/b"}), "l/c/v/a/b");
 }
 
 TEST(GetPath, ViewWithoutCellIsInvalidPath) {
     Project project;
     for (unsigned mode = 0; mode <= RYN_PATH_REPLACE_LIBRARY; ++mode) {
-        const std::string code = mode == 2 || mode == 3 || mode == 8 ? "4" : "20";
-        EXPECT_EQ(getPath(project, mode, {nullptr, "v", nullptr}), code) << mode;
-        EXPECT_EQ(getPath(project, mode, {"", "v", "f"}), code) << mode;
+        const bool inTmpOnly =
+            mode == RYN_PATH_READ_TMP || mode == RYN_PATH_WRITE_TMP || mode == RYN_PATH_REPLACE_TMP;
+        const std::string expected = inTmpOnly ? kNoDirectory : failure(RYN_INVALID_PATH);
+        EXPECT_EQ(getPath(project, mode, {nullptr, "v", nullptr}), expected) << mode;
+        EXPECT_EQ(getPath(project, mode, {"", "v", "f"}), expected) << mode;
     }
 }
 
@@ -309,13 +321,17 @@ TEST(GetPath, LimitIs4092CharactersWithoutSeparators) {
     Project project("", Existence::Unchecked);
     const std::size_t room = 4092 - project.path("lib").size();
     const std::string longest(room, 'c');
-    EXPECT_EQ(getPath(project, 4, {longest.c_str(), nullptr, nullptr}), "l/" + longest);
-    EXPECT_EQ(getPath(project, 4, {(longest + "c").c_str(), nullptr, nullptr}), "20");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {longest.c_str(), nullptr, nullptr}), "l/" + longest);
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {(longest + "c").c_str(), nullptr, nullptr}),
+              failure(RYN_INVALID_PATH));
     const std::string split(room - 2, 'c');
-    EXPECT_EQ(getPath(project, 4, {split.c_str(), "v", "f"}), "l/" + split + "/v/f");
-    EXPECT_EQ(getPath(project, 4, {(split + "c").c_str(), "v", "f"}), "20");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {split.c_str(), "v", "f"}), "l/" + split + "/v/f");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {(split + "c").c_str(), "v", "f"}),
+              failure(RYN_INVALID_PATH));
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
-        EXPECT_EQ(getPath(project, 4, {std::string(length, 'c').c_str(), nullptr, nullptr}), "20");
+        EXPECT_EQ(
+            getPath(project, RYN_PATH_READ_LIBRARY, {std::string(length, 'c').c_str(), nullptr, nullptr}),
+            failure(RYN_INVALID_PATH));
     }
 }
 
@@ -323,9 +339,10 @@ TEST(GetPath, FindsNamesOf255Bytes) {
     Project project;
     const std::string name(255, 'n');
     project.put("l", name + "/" + name + "/" + name);
-    EXPECT_EQ(getPath(project, 0, {name.c_str(), name.c_str(), name.c_str()}),
+    EXPECT_EQ(getPath(project, RYN_PATH_READ, {name.c_str(), name.c_str(), name.c_str()}),
               "l/" + name + "/" + name + "/" + name);
-    EXPECT_EQ(getPath(project, 0, {(name + "n").c_str(), nullptr, nullptr}), "3");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ, {(name + "n").c_str(), nullptr, nullptr}),
+              failure(RYN_SYSTEM_ERROR));
 }
 
 // ---- the buffer
@@ -335,7 +352,8 @@ TEST(GetPath, BufferMustHoldTheNul) {
     const std::string wanted = project.path("lib");
     std::vector<char> buffer(wanted.size() + 2, '#');
     const auto get = [&](std::size_t size) {
-        return rynGetPath(project.handle, 4, "lib", nullptr, nullptr, nullptr, buffer.data(), size);
+        return rynGetPath(project.handle, RYN_PATH_READ_LIBRARY, "lib", nullptr, nullptr, nullptr,
+                          buffer.data(), size);
     };
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, wanted.size() - 1, wanted.size()}) {
         EXPECT_EQ(get(size), RYN_BUFFER_TOO_SMALL) << size;
@@ -344,7 +362,7 @@ TEST(GetPath, BufferMustHoldTheNul) {
     EXPECT_EQ(get(wanted.size() + 1), 0);
     EXPECT_EQ(std::string(buffer.data()), wanted);
     EXPECT_EQ(buffer.back(), '#');
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 // ---- arguments
@@ -353,8 +371,9 @@ TEST(GetPath, ReportsAnUnknownMode) {
     Project project;
     for (const unsigned mode : {10U, 11U, 0x80000000U, 0xffffffffU}) {
         recorded.fatals.clear();
-        EXPECT_EQ(getPath(project, mode), "22");
-        EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath() - 2", "rynGetPath() - 2"}}));
+        EXPECT_EQ(getPath(project, mode), failure(RYN_INVALID_PARAMETER));
+        EXPECT_EQ(recorded.fatals,
+                  (ErrorReports{{RYN_INVALID_PARAMETER, "rynGetPath() - 2", "rynGetPath() - 2"}}));
     }
 }
 
@@ -368,18 +387,19 @@ TEST(GetPath, ChecksTheLibraryBeforeTheMode) {
         EXPECT_EQ(rynGetPath(project.handle, mode, "", nullptr, nullptr, nullptr, path.data(), path.size()),
                   RYN_LIBRARY_NOT_DEFINED);
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(GetPath, ReportsMissingArguments) {
     Project project;
     std::array<char, VEK_PATH_SIZE> path = {};
-    const Reports report = {{22, "rynGetPath()", "rynGetPath()"}};
-    EXPECT_EQ(rynGetPath(project.handle, 0, nullptr, nullptr, nullptr, nullptr, path.data(), path.size()),
+    const ErrorReports report = {{RYN_INVALID_PARAMETER, "rynGetPath()", "rynGetPath()"}};
+    EXPECT_EQ(rynGetPath(project.handle, RYN_PATH_READ, nullptr, nullptr, nullptr, nullptr, path.data(),
+                         path.size()),
               RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
     recorded.fatals.clear();
-    EXPECT_EQ(rynGetPath(project.handle, 0, "other", nullptr, nullptr, nullptr, nullptr, 10),
+    EXPECT_EQ(rynGetPath(project.handle, RYN_PATH_READ, "other", nullptr, nullptr, nullptr, nullptr, 10),
               RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);
 }
@@ -393,7 +413,7 @@ TEST(GetPath, NullHandleIsTheDefaultHandle) {
     recorded.fatals.clear();
     EXPECT_EQ(rynGetPath(nullptr, 4, "lib", nullptr, nullptr, nullptr, path.data(), path.size()),
               RYN_INVALID_PARAMETER);
-    EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath()", "rynGetPath()"}}));
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_INVALID_PARAMETER, "rynGetPath()", "rynGetPath()"}}));
 }
 
 // ---- packed libraries
@@ -404,16 +424,19 @@ TEST(GetPathOfPackedLibrary, ModesThatUseTheLibraryAreNotSupported) {
             Project project(temporaries, Existence::Checked, support);
             project.put("iel", "c/v/f");
             project.pack("lib.pack");
-            for (const unsigned mode : {0U, 1U, 4U, 5U, 6U, 7U, 9U, 10U, 0xffffffffU}) {
-                EXPECT_EQ(getPath(project, mode), "36") << mode;
+            for (const unsigned mode : {unsigned{RYN_PATH_READ}, unsigned{RYN_PATH_WRITE},
+                                        unsigned{RYN_PATH_READ_LIBRARY}, unsigned{RYN_PATH_WRITE_LIBRARY},
+                                        unsigned{RYN_PATH_REPLACE}, unsigned{RYN_PATH_REPLACE_EXPLICIT},
+                                        unsigned{RYN_PATH_REPLACE_LIBRARY}, 10U, 0xffffffffU}) {
+                EXPECT_EQ(getPath(project, mode), failure(RYN_NOT_FOR_PACKED)) << mode;
             }
         }
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(GetPathOfPackedLibrary, UsesTemporaryDirectories) {
-    for (const unsigned mode : {2U, 3U, 8U}) {
+    for (const unsigned mode : {RYN_PATH_READ_TMP, RYN_PATH_WRITE_TMP, RYN_PATH_REPLACE_TMP}) {
         {
             Project project("IE");
             project.put("iel", "c/v/f");
@@ -423,51 +446,54 @@ TEST(GetPathOfPackedLibrary, UsesTemporaryDirectories) {
         Project project;
         project.put("l", "c/v/f");
         project.pack("lib.pack");
-        EXPECT_EQ(getPath(project, mode), "4") << mode;
+        EXPECT_EQ(getPath(project, mode), failure(RYN_NO_SUCH_DIRECTORY)) << mode;
     }
 }
 
 // ---- permissions
 
 TEST(GetPathWithoutPermission, ReturnsTheDeniedLevel) {
-    struct Refused {
+    struct Denied {
         const char *closed; ///< in the library
         unsigned mode;
         Names names;
-        const char *code;
+        int code;
     };
-    for (const Refused &refused : {
-             Refused{"", 4, {nullptr, nullptr, nullptr}, "12"},
-             Refused{"", 4, {"c", nullptr, nullptr}, "12"},
-             Refused{"", 4, {"c", "v", "f"}, "12"},
-             Refused{"/c", 4, {"c", nullptr, nullptr}, "13"},
-             Refused{"/c", 4, {"c", "v", nullptr}, "13"},
-             Refused{"/c/v", 4, {"c", "v", nullptr}, "14"},
-             Refused{"/c/v", 4, {"c", "v", "f"}, "14"},
-             Refused{"/c/v/f", 4, {"c", "v", "f"}, "15"},
-             Refused{"", 5, {nullptr, nullptr, nullptr}, "12"},
-             Refused{"", 5, {"c", "v", "f"}, "12"},
-             Refused{"/c", 5, {"c", nullptr, nullptr}, "12"},
-             Refused{"/c/v/f", 5, {"c", "v", "f"}, "12"},
+    constexpr unsigned kRead = RYN_PATH_READ_LIBRARY;
+    constexpr unsigned kWrite = RYN_PATH_WRITE_LIBRARY;
+    constexpr unsigned kReplace = RYN_PATH_REPLACE_LIBRARY;
+    for (const Denied &denied : {
+             Denied{"", kRead, {nullptr, nullptr, nullptr}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"", kRead, {"c", nullptr, nullptr}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"", kRead, {"c", "v", "f"}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"/c", kRead, {"c", nullptr, nullptr}, RYN_PERMISSION_DENIED_CELL},
+             Denied{"/c", kRead, {"c", "v", nullptr}, RYN_PERMISSION_DENIED_CELL},
+             Denied{"/c/v", kRead, {"c", "v", nullptr}, RYN_PERMISSION_DENIED_VIEW},
+             Denied{"/c/v", kRead, {"c", "v", "f"}, RYN_PERMISSION_DENIED_VIEW},
+             Denied{"/c/v/f", kRead, {"c", "v", "f"}, RYN_PERMISSION_DENIED_FILE},
+             Denied{"", kWrite, {nullptr, nullptr, nullptr}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"", kWrite, {"c", "v", "f"}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"/c", kWrite, {"c", nullptr, nullptr}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"/c/v/f", kWrite, {"c", "v", "f"}, RYN_PERMISSION_DENIED_LIBRARY},
              // Replace: the directory above the object must be writable.
-             Refused{"", 9, {nullptr, nullptr, nullptr}, "11"},
-             Refused{"/c", 9, {"c", nullptr, nullptr}, "12"},
-             Refused{"/c/v", 9, {"c", "v", nullptr}, "13"},
-             Refused{"/c/v/f", 9, {"c", "v", "f"}, "14"},
+             Denied{"", kReplace, {nullptr, nullptr, nullptr}, RYN_PERMISSION_DENIED},
+             Denied{"/c", kReplace, {"c", nullptr, nullptr}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"/c/v", kReplace, {"c", "v", nullptr}, RYN_PERMISSION_DENIED_CELL},
+             Denied{"/c/v/f", kReplace, {"c", "v", "f"}, RYN_PERMISSION_DENIED_VIEW},
              // An object that lstat() cannot reach has the code of the outermost denied level.
-             Refused{"", 9, {"c", "v", "f"}, "11"},
-             Refused{"/c", 9, {"c", "v", "f"}, "12"},
-             Refused{"/c/v", 9, {"c", "v", "f"}, "13"},
+             Denied{"", kReplace, {"c", "v", "f"}, RYN_PERMISSION_DENIED},
+             Denied{"/c", kReplace, {"c", "v", "f"}, RYN_PERMISSION_DENIED_LIBRARY},
+             Denied{"/c/v", kReplace, {"c", "v", "f"}, RYN_PERMISSION_DENIED_CELL},
          }) {
-        SCOPED_TRACE(std::string(refused.closed) + " " + std::to_string(refused.mode));
+        SCOPED_TRACE(std::string(denied.closed) + " " + std::to_string(denied.mode));
         Project project;
         project.put("l", "c/v/f");
         for (const char *directory : {"", "lib", "lib/c", "lib/c/v"}) {
             project.box.directory(directory, 0555);
         }
-        chmod(("lib" + std::string(refused.closed)).c_str(), 0);
+        chmod(("lib" + std::string(denied.closed)).c_str(), 0);
         Project::asUnprivileged(
-            [&] { EXPECT_EQ(getPath(project, refused.mode, refused.names), refused.code); });
+            [&] { EXPECT_EQ(getPath(project, denied.mode, denied.names), failure(denied.code)); });
     }
 }
 
@@ -477,10 +503,11 @@ TEST(GetPathWithoutPermission, DirectoryAboveTheLibraryIsPermissionDenied) {
     project.box.directory("", 0);
     Project::asUnprivileged([&] {
         for (const Names &names : {Names{}, Names{"c", nullptr, nullptr}, kObject}) {
-            EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, names), "12");
-            EXPECT_EQ(getPath(project, RYN_PATH_WRITE_LIBRARY, names), "12");
+            EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, names), failure(RYN_PERMISSION_DENIED_LIBRARY));
+            EXPECT_EQ(getPath(project, RYN_PATH_WRITE_LIBRARY, names),
+                      failure(RYN_PERMISSION_DENIED_LIBRARY));
             // EACCES is not ENOENT: the object is not missing, and the code is that of its own level.
-            EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, names), "3");
+            EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY, names), failure(RYN_SYSTEM_ERROR));
         }
     });
 }
@@ -490,8 +517,8 @@ TEST(GetPathWithoutPermission, EndsAtADeniedExplicitDirectory) {
     project.put("el", "c/v/f");
     chmod("etmp/c", 0);
     Project::asUnprivileged([&] {
-        EXPECT_EQ(getPath(project, RYN_PATH_READ), "13");
-        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "13");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), failure(RYN_PERMISSION_DENIED_CELL));
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_PERMISSION_DENIED_CELL));
     });
 }
 
@@ -501,7 +528,7 @@ TEST(GetPathWithoutPermission, ContinuesAfterADeniedImplicitDirectory) {
     chmod("itmp/lib/c", 0);
     Project::asUnprivileged([&] {
         EXPECT_EQ(getPath(project, RYN_PATH_READ), "l/c/v/f");
-        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "13");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_PERMISSION_DENIED_CELL));
     });
 }
 
@@ -522,9 +549,9 @@ TEST(GetPath, ReturnsSameCodesFromStatCache) {
     rynStatCacheCtl(1);
     for (int round = 0; round < 3; ++round) {
         errno = EACCES;
-        EXPECT_EQ(getPath(project, RYN_PATH_READ), "6");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ), failure(RYN_NO_SUCH_CELL));
         errno = 0;
-        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), "7");
+        EXPECT_EQ(getPath(project, RYN_PATH_READ_TMP), failure(RYN_NO_SUCH_VIEW));
     }
     rynStatCacheCtl(0);
 }
@@ -533,7 +560,7 @@ TEST(GetPath, OtherErrorsAreSystemErrors) {
     Project project;
     project.put("l", "c/v/f");
     faults::fail("stat", 1, EIO);
-    EXPECT_EQ(getPath(project, 4), "3");
+    EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY), failure(RYN_SYSTEM_ERROR));
     faults::fail("lstat", 1, EIO);
-    EXPECT_EQ(getPath(project, 9), "3");
+    EXPECT_EQ(getPath(project, RYN_PATH_REPLACE_LIBRARY), failure(RYN_SYSTEM_ERROR));
 }

@@ -17,9 +17,9 @@
 using test::Capture;
 using test::Definitions;
 using test::Diagnostics;
+using test::ErrorReports;
 using test::printed;
 using test::recorded;
-using test::Reports;
 namespace faults = test::faults;
 
 namespace {
@@ -43,9 +43,9 @@ Names filesOf(const Definitions &definitions) {
     return paths;
 }
 
-// ---- what is read
+// ---- reading
 
-TEST(RynInclude, AFileIsReadWhereItsStatementStands) {
+TEST(RynInclude, FileIsReadAtItsStatement) {
     Definitions definitions;
     definitions.box.file("more.lib", "DEFINE b b\nUNDEFINE a\n");
     EXPECT_EQ(definitions.load("DEFINE a a\nINCLUDE more.lib\nDEFINE c c\nDEFINE a a2\n"), 0);
@@ -53,12 +53,12 @@ TEST(RynInclude, AFileIsReadWhereItsStatementStands) {
     EXPECT_EQ(definitions.names(), (Names{"b", "c", "a"}));
 }
 
-TEST(RynInclude, TheRecordKnowsItsIncluderAndLine) {
+TEST(RynInclude, RecordHasIncluderAndLine) {
     Definitions definitions;
     definitions.box.file("sub/one.lib", "\nSOFTINCLUDE two.lib\n").file("sub/two.lib", "");
     definitions.box.link("link.lib", "sub/one.lib");
     EXPECT_EQ(definitions.load("\n\nINCLUDE sub/../link.lib\nINCLUDE sub/two.lib\n"), 0);
-    // The relative path in the link counts from where the link is.
+    // The relative path in link.lib counts from the directory of the link, not of its target.
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     EXPECT_EQ(filesOf(definitions), (Names{definitions.path("vek.lib"), definitions.path("link.lib"),
                                            definitions.path("sub/two.lib")}));
@@ -72,7 +72,7 @@ TEST(RynInclude, TheRecordKnowsItsIncluderAndLine) {
     EXPECT_EQ(top->next->next->line, 4);
 }
 
-TEST(RynInclude, PathsInAnIncludedFileCountFromItsOwnDirectory) {
+TEST(RynInclude, RelativePathsCountFromTheDirectoryOfTheIncludedFile) {
     Definitions definitions;
     definitions.box.file("sub/more.lib", "DEFINE b b\nINCLUDE deep/last.lib\n");
     definitions.box.file("sub/deep/last.lib", "DEFINE c c\n");
@@ -83,26 +83,26 @@ TEST(RynInclude, PathsInAnIncludedFileCountFromItsOwnDirectory) {
     EXPECT_EQ(definitions.handle->files.tail->includedFrom, definitions.handle->files.head->next);
 }
 
-TEST(RynInclude, AnIncludedFileThatStopsStopsItsIncluder) {
+TEST(RynInclude, FailedFileEndsItsIncluder) {
     Definitions definitions;
     definitions.box.file("bad.lib", "FOO\nBAR\n");
     definitions.box.file("vek.lib", "DEFINE a a\nINCLUDE bad.lib\nDEFINE b b\nBAZ\n");
-    EXPECT_EQ(definitions.read(test::recordAndStop), 16);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{16, "FOO", definitions.path("bad.lib"), 1}}));
+    EXPECT_EQ(definitions.read(test::recordAndStop), RYN_SYNTAX_ERROR);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_SYNTAX_ERROR, "FOO", definitions.path("bad.lib"), 1}}));
 }
 
-TEST(RynInclude, AFileThatStoppedHasNoIncluder) {
+TEST(RynInclude, RecordOfAFailedFileHasNoIncluder) {
     Definitions definitions;
     definitions.box.file("bad.lib", "FOO\n");
     ASSERT_EQ(definitions.load(""), 0);
-    recorded.warningResult = 5;
-    EXPECT_EQ(execute(definitions, "INCLUDE bad.lib", 4), 5);
+    recorded.warningResult = test::kHandlerResult;
+    EXPECT_EQ(execute(definitions, "INCLUDE bad.lib", 4), test::kHandlerResult);
     EXPECT_EQ(definitions.handle->files.tail->path, definitions.path("bad.lib"));
     EXPECT_EQ(definitions.handle->files.tail->includedFrom, nullptr);
     EXPECT_EQ(definitions.handle->files.tail->line, 0);
 }
 
-TEST(RynInclude, ADirectoryOrAPipeIsIncludedAsAnEmptyFile) {
+TEST(RynInclude, DirectoryPipeOrDeviceIsAnEmptyFile) {
     Definitions definitions;
     definitions.box.directory("dir").fifo("fifo");
     EXPECT_EQ(definitions.load("INCLUDE dir\nINCLUDE fifo\nINCLUDE /dev/null\nDEFINE a a\n"), 0);
@@ -111,7 +111,7 @@ TEST(RynInclude, ADirectoryOrAPipeIsIncludedAsAnEmptyFile) {
     EXPECT_EQ(filesOf(definitions).size(), 4U);
 }
 
-TEST(RynInclude, AnEmptyPathIncludesTheDirectoryOfTheFile) {
+TEST(RynInclude, EmptyPathIsTheDirectoryOfTheFile) {
     Definitions definitions;
     EXPECT_EQ(definitions.load("INCLUDE \"\"\n"), 0);
     EXPECT_EQ(definitions.handle->files.tail->path, definitions.path());
@@ -119,63 +119,65 @@ TEST(RynInclude, AnEmptyPathIncludesTheDirectoryOfTheFile) {
 
 // ---- paths
 
-TEST(RynInclude, APathThatCannotBeGeneratedIsReportedUnlessASoftIncludesIsInvalid) {
+TEST(RynInclude, InvalidPathIsReportedExceptForSoftinclude) {
     Definitions definitions(test::Environment{{"A", "$A"}});
     const std::string file = definitions.path("vek.lib");
-    expectDiagnostic(definitions, "INCLUDE ~nosuchuser/x\n", {20, "~nosuchuser/x", file, 1}, "Invalid path");
-    expectDiagnostic(definitions, "INCLUDE $A\n", {20, "$A", file, 1}, "Invalid path");
+    expectDiagnostic(definitions, "INCLUDE ~nosuchuser/x\n", {RYN_INVALID_PATH, "~nosuchuser/x", file, 1},
+                     "Invalid path");
+    expectDiagnostic(definitions, "INCLUDE $A\n", {RYN_INVALID_PATH, "$A", file, 1}, "Invalid path");
     EXPECT_EQ(definitions.load("SOFTINCLUDE ~nosuchuser/x\nSOFTINCLUDE $A\nDEFINE a a\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
     EXPECT_EQ(definitions.names(), Names{"a"});
 }
 
-TEST(RynInclude, AVariableThatIsNotSetLeavesARelativePath) {
+TEST(RynInclude, UnsetVariableGivesARelativePath) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
-    expectDiagnostic(definitions, "INCLUDE $UNSET/x\n", {8, "$UNSET/x", file, 1}, "No such file");
+    expectDiagnostic(definitions, "INCLUDE $UNSET/x\n", {RYN_NO_SUCH_FILE, "$UNSET/x", file, 1},
+                     "No such file");
     EXPECT_EQ(definitions.load("SOFTINCLUDE $UNSET/x\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
-    // Where the text as written names a file there is no absolute path to it.
+    // Even if a file of the unexpanded name exists, its path is not absolute.
     definitions.box.file("$UNSET/x", "DEFINE a a\n");
     for (const char *keyword : {"INCLUDE", "SOFTINCLUDE"}) {
-        expectDiagnostic(definitions, std::string(keyword) + " $UNSET/x\n", {1, "$UNSET/x", file, 1},
-                         "Internal error");
+        expectDiagnostic(definitions, std::string(keyword) + " $UNSET/x\n",
+                         {RYN_INTERNAL_ERROR, "$UNSET/x", file, 1}, "Internal error");
     }
 }
 
-TEST(RynInclude, AMissingFileIsReportedUnlessTheIncludeIsSoft) {
+TEST(RynInclude, MissingFileIsReportedExceptForSoftinclude) {
     Definitions definitions;
     definitions.box.link("dangling", "nowhere");
     const std::string file = definitions.path("vek.lib");
     expectDiagnostic(definitions, "\nINCLUDE missing.lib\nSOFTINCLUDE missing.lib\n",
-                     {8, definitions.path("missing.lib"), file, 2}, "No such file");
+                     {RYN_NO_SUCH_FILE, definitions.path("missing.lib"), file, 2}, "No such file");
     expectDiagnostic(definitions, "INCLUDE none/missing.lib\nSOFTINCLUDE none/missing.lib\n",
-                     {8, definitions.path("none/missing.lib"), file, 1}, "No such file");
+                     {RYN_NO_SUCH_FILE, definitions.path("none/missing.lib"), file, 1}, "No such file");
     expectDiagnostic(definitions, "INCLUDE dangling\nSOFTINCLUDE dangling\n",
-                     {8, definitions.path("dangling"), file, 1}, "No such file");
+                     {RYN_NO_SUCH_FILE, definitions.path("dangling"), file, 1}, "No such file");
 }
 
-TEST(RynInclude, WithPathsThatMustExistAMissingFileIsReportedAsWithout) {
+TEST(RynInclude, MissingFileHasTheSameCodeIfPathsMustExist) {
     Definitions definitions;
     expectDiagnostic(definitions, "INCLUDE missing.lib\nSOFTINCLUDE missing.lib\n",
-                     {8, definitions.path("missing.lib"), definitions.path("vek.lib"), 1}, "No such file",
-                     kPathsMustExist);
+                     {RYN_NO_SUCH_FILE, definitions.path("missing.lib"), definitions.path("vek.lib"), 1},
+                     "No such file", kPathsMustExist);
 }
 
-TEST(RynInclude, AnyOtherFailureOfTheSystemIsReportedForBoth) {
+TEST(RynInclude, OtherSystemErrorsAreReportedForBothKeywords) {
     Definitions definitions;
     definitions.box.file("file", "").link("loop", "loop");
     const std::string file = definitions.path("vek.lib");
     const std::string longName(300, 'x');
     for (const char *keyword : {"INCLUDE ", "SOFTINCLUDE "}) {
         for (const std::string &path : {std::string("file/x"), std::string("loop"), longName}) {
-            expectDiagnostic(definitions, keyword + path + "\n", {3, definitions.path(path), file, 1},
-                             "System error");
+            expectDiagnostic(definitions, keyword + path + "\n",
+                             {RYN_SYSTEM_ERROR, definitions.path(path), file, 1}, "System error");
         }
     }
 }
 
-TEST(RynInclude, AnUnreadableFileIsReportedForBoth) {
+TEST(RynInclude, UnreadableFileIsReportedForBothKeywords) {
     Definitions definitions;
     definitions.box.file("closed.lib", "FOO\n", 0000).directory("shut/in").directory("shut", 0000);
     definitions.box.file("vek.lib",
@@ -185,83 +187,84 @@ TEST(RynInclude, AnUnreadableFileIsReportedForBoth) {
         const std::string closed = definitions.path("closed.lib");
         const std::string shut = definitions.path("shut/x");
         EXPECT_EQ(definitions.read(test::recordWarning), 0);
-        EXPECT_EQ(
-            recorded.diagnostics,
-            (Diagnostics{
-                {15, closed, file, 1}, {15, closed, file, 2}, {15, shut, file, 3}, {15, shut, file, 4}}));
+        EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_PERMISSION_DENIED_FILE, closed, file, 1},
+                                                     {RYN_PERMISSION_DENIED_FILE, closed, file, 2},
+                                                     {RYN_PERMISSION_DENIED_FILE, shut, file, 3},
+                                                     {RYN_PERMISSION_DENIED_FILE, shut, file, 4}}));
         Capture capture;
-        EXPECT_EQ(definitions.read(nullptr), 15);
-        EXPECT_EQ(capture.err(), printed({15, closed, file, 1}, "Permission denied on file") +
-                                     printed({15, closed, file, 2}, "Permission denied on file") +
-                                     printed({15, shut, file, 3}, "Permission denied on file") +
-                                     printed({15, shut, file, 4}, "Permission denied on file"));
+        EXPECT_EQ(definitions.read(nullptr), RYN_PERMISSION_DENIED_FILE);
+        EXPECT_EQ(capture.err(),
+                  printed({RYN_PERMISSION_DENIED_FILE, closed, file, 1}, "Permission denied on file") +
+                      printed({RYN_PERMISSION_DENIED_FILE, closed, file, 2}, "Permission denied on file") +
+                      printed({RYN_PERMISSION_DENIED_FILE, shut, file, 3}, "Permission denied on file") +
+                      printed({RYN_PERMISSION_DENIED_FILE, shut, file, 4}, "Permission denied on file"));
     });
 }
 
-TEST(RynInclude, WithTheStatCacheOnARememberedFailureGivesTheSameCode) {
+TEST(RynInclude, CachedFailureGivesTheSameCode) {
     Definitions definitions(test::Environment{{"RYN_STAT_CACHE_ON", "yes"}});
     definitions.box.file("file", "");
     const std::string file = definitions.path("vek.lib");
     EXPECT_EQ(
         definitions.load("INCLUDE none\nINCLUDE file/x\nINCLUDE none\nSOFTINCLUDE none\nINCLUDE file/x\n"),
         0);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{8, definitions.path("none"), file, 1},
-                                                 {3, definitions.path("file/x"), file, 2},
-                                                 {8, definitions.path("none"), file, 3},
-                                                 {3, definitions.path("file/x"), file, 5}}));
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_NO_SUCH_FILE, definitions.path("none"), file, 1},
+                                                 {RYN_SYSTEM_ERROR, definitions.path("file/x"), file, 2},
+                                                 {RYN_NO_SUCH_FILE, definitions.path("none"), file, 3},
+                                                 {RYN_SYSTEM_ERROR, definitions.path("file/x"), file, 5}}));
     while (rynStatCacheCtl(0) > 0) {
     }
 }
 
-TEST(RynInclude, AFileWhoseLinksCannotBeResolvedIsReported) {
+TEST(RynInclude, FailedReadlinkIsReported) {
     Definitions definitions;
     definitions.box.file("more.lib", "");
     ASSERT_EQ(definitions.load("", kPathsMustExist), 0);
-    // The first prefix that has not been read as a link before.
+    // Call 1 is for the file: the prefixes of its path are in the link cache.
     faults::fail("readlink", 1, EIO);
     EXPECT_EQ(execute(definitions, "INCLUDE more.lib", 4), 0);
-    EXPECT_EQ(recorded.diagnostics,
-              (Diagnostics{{1, definitions.path("more.lib"), definitions.path("vek.lib"), 4}}));
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_INTERNAL_ERROR, definitions.path("more.lib"),
+                                                  definitions.path("vek.lib"), 4}}));
 }
 
-TEST(RynInclude, AFileThatCannotBeOpenedIsFatalAndStopsItsIncluder) {
+TEST(RynInclude, FailedOpenIsFatalAndEndsTheIncluder) {
     Definitions definitions;
     definitions.box.file("more.lib", "FOO\n").file("vek.lib", "INCLUDE more.lib\nBAR\n");
     const std::string more = definitions.path("more.lib");
     definitions.load("INCLUDE more.lib\nBAR\n");
     faults::reset();
-    // The top file is the first to be opened.
+    // Call 1 opens the top file.
     faults::fail("open", 2, EMFILE);
-    EXPECT_EQ(definitions.read(test::recordWarning), 3);
-    EXPECT_EQ(recorded.fatals, (Reports{{3, more, more}}));
+    EXPECT_EQ(definitions.read(test::recordWarning), RYN_SYSTEM_ERROR);
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_SYSTEM_ERROR, more, more}}));
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
 }
 
 // ---- files that are read twice
 
-TEST(RynInclude, AFileIsReadOnce) {
+TEST(RynInclude, FileIsReadOnce) {
     Definitions definitions;
     definitions.box.file("more.lib", "DEFINE b b\n").link("link.lib", "more.lib");
     const std::string file = definitions.path("vek.lib");
     for (const char *keyword : {"INCLUDE", "SOFTINCLUDE"}) {
         for (const char *path : {"more.lib", "./more.lib", "link.lib"}) {
             expectDiagnostic(definitions, std::string("INCLUDE more.lib\n") + keyword + " " + path + "\n",
-                             {18, definitions.path("more.lib"), file, 2},
+                             {RYN_FILE_INCLUDED_TWICE, definitions.path("more.lib"), file, 2},
                              "VEK.LIB file included multiple times");
         }
     }
 }
 
-TEST(RynInclude, AFileThatIncludesItselfIsReportedAndReadOn) {
+TEST(RynInclude, FileThatIncludesItselfIsReportedAndReadOn) {
     Definitions definitions;
     const std::string file = definitions.path("vek.lib");
-    expectDiagnostic(definitions, "DEFINE a a\nINCLUDE vek.lib\nDEFINE b b\n", {18, file, file, 2},
-                     "VEK.LIB file included multiple times");
+    expectDiagnostic(definitions, "DEFINE a a\nINCLUDE vek.lib\nDEFINE b b\n",
+                     {RYN_FILE_INCLUDED_TWICE, file, file, 2}, "VEK.LIB file included multiple times");
     EXPECT_EQ(definitions.load("DEFINE a a\nINCLUDE vek.lib\nDEFINE b b\n"), 0);
     EXPECT_EQ(definitions.names(), (Names{"a", "b"}));
 }
 
-TEST(RynInclude, AFileThatIncludesItselfThroughOthersIsReported) {
+TEST(RynInclude, CycleThroughOtherFilesIsReported) {
     Definitions definitions;
     definitions.box.file("one.lib", "INCLUDE two.lib\n")
         .file("two.lib", "\nINCLUDE vek.lib\nSOFTINCLUDE one.lib\n");
@@ -269,24 +272,26 @@ TEST(RynInclude, AFileThatIncludesItselfThroughOthersIsReported) {
     const std::string one = definitions.path("one.lib");
     const std::string two = definitions.path("two.lib");
     EXPECT_EQ(definitions.load("INCLUDE one.lib\n"), 0);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{18, top, two, 2}, {18, one, two, 3}}));
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{RYN_FILE_INCLUDED_TWICE, top, two, 2}, {RYN_FILE_INCLUDED_TWICE, one, two, 3}}));
 
-    // The default handler's code stops every includer in turn.
+    // With the default handler every includer ends after its INCLUDE.
     Capture capture;
-    EXPECT_EQ(definitions.loadWithDefaultHandler("INCLUDE one.lib\nFOO\n"), 18);
-    EXPECT_EQ(capture.err(), printed({18, top, two, 2}, "VEK.LIB file included multiple times") +
-                                 printed({18, one, two, 3}, "VEK.LIB file included multiple times"));
+    EXPECT_EQ(definitions.loadWithDefaultHandler("INCLUDE one.lib\nFOO\n"), RYN_FILE_INCLUDED_TWICE);
+    EXPECT_EQ(capture.err(),
+              printed({RYN_FILE_INCLUDED_TWICE, top, two, 2}, "VEK.LIB file included multiple times") +
+                  printed({RYN_FILE_INCLUDED_TWICE, one, two, 3}, "VEK.LIB file included multiple times"));
 }
 
-TEST(RynInclude, ACircleThroughLinksEnds) {
+TEST(RynInclude, CycleThroughLinksIsReported) {
     Definitions definitions;
     definitions.box.directory("d").link("d/up", "..");
     EXPECT_EQ(definitions.load("INCLUDE d/up/vek.lib\n"), 0);
-    EXPECT_EQ(recorded.diagnostics,
-              (Diagnostics{{18, definitions.path("vek.lib"), definitions.path("vek.lib"), 1}}));
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_FILE_INCLUDED_TWICE, definitions.path("vek.lib"),
+                                                  definitions.path("vek.lib"), 1}}));
 }
 
-TEST(RynInclude, EachRegistryReadsAFileAgain) {
+TEST(RynInclude, EachRegistryReadsTheFileAgain) {
     Definitions definitions;
     definitions.box.file("more.lib", "DEFINE b b\n");
     EXPECT_EQ(definitions.load("INCLUDE more.lib\n"), 0);
@@ -298,7 +303,7 @@ TEST(RynInclude, EachRegistryReadsAFileAgain) {
 
 // ---- depth
 
-/// Writes a chain of files, each including the next; each defines one library. @return the first one's text
+/// Writes a chain of files, each including the next; each defines two libraries. @return the text of the first one
 std::string writeChain(test::Sandbox &box, int length) {
     const auto text = [length](int i) {
         const std::string next = i + 1 < length ? "INCLUDE f" + std::to_string(i + 1) + "\n" : "";
@@ -327,7 +332,7 @@ void readOnStack(Definitions &definitions, std::size_t size) {
     pthread_attr_destroy(&attributes);
 }
 
-TEST(RynInclude, AThousandFilesDeepIsReadOnALittleStack) {
+TEST(RynInclude, ThousandNestedFilesNeedASmallStack) {
     Definitions definitions;
     definitions.box.file("vek.lib", writeChain(definitions.box, 1000));
     readOnStack(definitions, std::size_t{256} << 10U);
@@ -341,30 +346,30 @@ TEST(RynInclude, AThousandFilesDeepIsReadOnALittleStack) {
     EXPECT_EQ(filesOf(definitions).size(), 1000U);
 }
 
-TEST(RynInclude, ADiagnosticInTheDeepestOfAThousandFilesStopsEveryIncluder) {
+TEST(RynInclude, DiagnosticInTheDeepestFileEndsEveryIncluder) {
     Definitions definitions;
     definitions.box.file("vek.lib", writeChain(definitions.box, 1000)).file("f999", "FOO\nDEFINE last l\n");
     const std::string deepest = definitions.path("f999");
     Capture capture;
-    EXPECT_EQ(definitions.read(test::recordAndStop), 16);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{16, "FOO", deepest, 1}}));
+    EXPECT_EQ(definitions.read(test::recordAndStop), RYN_SYNTAX_ERROR);
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_SYNTAX_ERROR, "FOO", deepest, 1}}));
     EXPECT_EQ(capture.err(), "");
-    // The default handler lets the deepest file be read to its end. No other line is reached in either case.
-    EXPECT_EQ(definitions.read(nullptr), 16);
-    EXPECT_EQ(capture.err(), printed({16, "FOO", deepest, 1}, "Syntax error"));
+    // With the default handler the deepest file is read to its end; no line after an INCLUDE is read.
+    EXPECT_EQ(definitions.read(nullptr), RYN_SYNTAX_ERROR);
+    EXPECT_EQ(capture.err(), printed({RYN_SYNTAX_ERROR, "FOO", deepest, 1}, "Syntax error"));
     EXPECT_EQ(definitions.handle, nullptr);
 }
 
-TEST(RynInclude, ACircleThroughAThousandFilesIsReportedWhereItCloses) {
+TEST(RynInclude, CycleOfAThousandFilesIsReportedOnce) {
     Definitions definitions;
     definitions.box.file("vek.lib", writeChain(definitions.box, 1000)).file("f999", "INCLUDE vek.lib\n");
     EXPECT_EQ(definitions.read(test::recordWarning), 0);
-    EXPECT_EQ(recorded.diagnostics,
-              (Diagnostics{{18, definitions.path("vek.lib"), definitions.path("f999"), 1}}));
+    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{RYN_FILE_INCLUDED_TWICE, definitions.path("vek.lib"),
+                                                  definitions.path("f999"), 1}}));
     EXPECT_EQ(filesOf(definitions).size(), 1000U);
 }
 
-TEST(RynInclude, DepthTakesNoDescriptors) {
+TEST(RynInclude, NestedFilesNeedFewDescriptors) {
     Definitions definitions;
     definitions.box.file("vek.lib", writeChain(definitions.box, 3000));
     const test::Outcome outcome = test::inChild(
@@ -372,7 +377,7 @@ TEST(RynInclude, DepthTakesNoDescriptors) {
             const rlimit limit = {20, 20};
             setrlimit(RLIMIT_NOFILE, &limit);
             EXPECT_EQ(definitions.read(test::recordWarning), 0);
-            EXPECT_EQ(recorded.fatals, Reports{});
+            EXPECT_EQ(recorded.fatals, ErrorReports{});
             EXPECT_EQ(recorded.diagnostics, Diagnostics{});
             const Names names = definitions.names();
             EXPECT_EQ(names.size(), 6000U);
@@ -385,7 +390,7 @@ TEST(RynInclude, DepthTakesNoDescriptors) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
 }
 
-TEST(RynInclude, DepthTakesNoDescriptorsWhereNothingFollowsEither) {
+TEST(RynInclude, NestedFilesWithoutALineFeedNeedFewDescriptors) {
     Definitions definitions;
     for (int i = 1; i < 100; ++i) {
         definitions.box.file("f" + std::to_string(i), "INCLUDE f" + std::to_string(i + 1));
@@ -407,7 +412,7 @@ Diagnostics diagnosticsOf(Definitions &definitions, const std::string &head, con
     return recorded.diagnostics;
 }
 
-TEST(RynInclude, BehindAnIncludeAFileIsReadAsElsewhere) {
+TEST(RynInclude, LinesAfterAnIncludeAreReadLikeOthers) {
     using namespace std::string_literals;
     Definitions definitions;
     definitions.box.file("more.lib", "").file("last.lib", "");
@@ -416,12 +421,12 @@ TEST(RynInclude, BehindAnIncludeAFileIsReadAsElsewhere) {
                                     std::string(4096, 'x') + "\ny\n", std::string(20000, 'x') + "\r\ny",
                                     std::string(65536, 'x') + "\r\ny", std::string(200000, 'x') + "\r\ny",
                                     "SOFTINCLUDE last.lib\nx\n"s + std::string(5000, '#') + "\nz\n"}) {
-        const Diagnostics wanted = diagnosticsOf(definitions, "# more.lib\n", rest);
-        EXPECT_EQ(diagnosticsOf(definitions, "INCLUDE more.lib\n", rest), wanted) << rest;
+        const Diagnostics expected = diagnosticsOf(definitions, "# more.lib\n", rest);
+        EXPECT_EQ(diagnosticsOf(definitions, "INCLUDE more.lib\n", rest), expected) << rest;
     }
 }
 
-TEST(RynInclude, LinesAfterAnIncludeAreReadOrTheReadingFails) {
+TEST(RynInclude, FailedReadAfterAnIncludeLosesNoLineSilently) {
     Definitions definitions;
     definitions.box.file("more.lib", "DEFINE b b\n");
     ASSERT_EQ(definitions.load("INCLUDE more.lib\nDEFINE a a\n"), 0);
@@ -449,7 +454,7 @@ int emptyTheFile(int code, const char *object, const char *file, int line) {
     return test::recordWarning(code, object, file, line);
 }
 
-TEST(RynInclude, AFileThatBecomesShorterMeanwhileIsReadAsFarAsItWas) {
+TEST(RynInclude, FileTruncatedAfterItsFirstReadIsReadWhole) {
     Definitions definitions;
     definitions.box.file("more.lib", "DEFINE b b\n").file("vek.lib", "FOO\nINCLUDE more.lib\nDEFINE a a\n");
     EXPECT_EQ(definitions.read(emptyTheFile), 0);
@@ -457,7 +462,7 @@ TEST(RynInclude, AFileThatBecomesShorterMeanwhileIsReadAsFarAsItWas) {
     EXPECT_EQ(definitions.names(), (Names{"b", "a"}));
 }
 
-/// More text than is held in memory for a file that includes another: comments.
+/// Comments, longer than the text that is held in memory for a suspended file.
 std::string longText() {
     std::string text;
     for (int i = 0; i < 50; ++i) {
@@ -466,13 +471,13 @@ std::string longText() {
     return text;
 }
 
-/// Removes the first file, which has a long rest.
+/// Removes the top file, which has a long remainder.
 int removeTheFirst(int code, const char *object, const char *file, int line) {
     static_cast<void>(unlink("vek.lib"));
     return test::recordWarning(code, object, file, line);
 }
 
-TEST(RynInclude, RemovedIncluderWithALongRestIsStillRead) {
+TEST(RynInclude, RemovedIncluderWithALongRemainderIsRead) {
     Definitions definitions;
     definitions.box.file("more.lib", "FOO\n")
         .file("vek.lib", "INCLUDE more.lib\n" + longText() + "DEFINE a a\n");
@@ -481,7 +486,7 @@ TEST(RynInclude, RemovedIncluderWithALongRestIsStillRead) {
     EXPECT_EQ(definitions.names(), Names{"a"});
 }
 
-/// Writes a chain of `length` files with long rests. @return the last one's name
+/// Writes a chain of `length` files with long remainders. @return the name of the last one
 std::string writeLongChain(test::Sandbox &box, int length) {
     const std::string rest = longText() + "DEFINE a";
     for (int i = 0; i < length; ++i) {
@@ -492,7 +497,7 @@ std::string writeLongChain(test::Sandbox &box, int length) {
     return "f" + std::to_string(length);
 }
 
-TEST(RynInclude, DepthOfLongFilesTakesNoDescriptors) {
+TEST(RynInclude, NestedLongFilesNeedFewDescriptors) {
     constexpr int kFiles = 60;
     Definitions definitions;
     definitions.box.file(writeLongChain(definitions.box, kFiles), "DEFINE last l\n");
@@ -501,7 +506,7 @@ TEST(RynInclude, DepthOfLongFilesTakesNoDescriptors) {
             const rlimit limit = {20, 20};
             setrlimit(RLIMIT_NOFILE, &limit);
             EXPECT_EQ(definitions.read(test::recordWarning), RYN_OK);
-            EXPECT_EQ(recorded.fatals, Reports{});
+            EXPECT_EQ(recorded.fatals, ErrorReports{});
             EXPECT_EQ(recorded.diagnostics, Diagnostics{});
             const Names names = definitions.names();
             EXPECT_EQ(names.size(), kFiles + 1U);
@@ -526,29 +531,29 @@ int removeADeepFile(const char * /*attribute*/, const char * /*value*/, const ch
     return 0;
 }
 
-TEST(RynInclude, DeepIncluderThatIsReplacedIsASystemError) {
+TEST(RynInclude, ReplacedDeepIncluderIsASystemError) {
     Definitions definitions;
     definitions.box.file(writeLongChain(definitions.box, 12), "FOO\n");
     const std::string replaced = definitions.path("f9");
     EXPECT_EQ(definitions.read(replaceADeepFile), RYN_SYSTEM_ERROR);
-    EXPECT_EQ(recorded.fatals, (Reports{{RYN_SYSTEM_ERROR, replaced, replaced}}));
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_SYSTEM_ERROR, replaced, replaced}}));
     EXPECT_EQ(definitions.handle, nullptr);
 }
 
-TEST(RynInclude, DeepIncluderThatIsRemovedIsASystemErrorWithTheDefaultHandler) {
+TEST(RynInclude, RemovedDeepIncluderIsASystemErrorWithDefaultHandler) {
     Definitions definitions;
     definitions.box.file(writeLongChain(definitions.box, 12), "DEFINE last l\nASSIGN last X 1\n");
     const std::string removed = definitions.path("f9");
     const rynUnknownAssignHook previous = rynSetUnknownASSIGNfunc(removeADeepFile);
     static_cast<void>(definitions.read(nullptr));
     rynSetUnknownASSIGNfunc(previous);
-    EXPECT_EQ(recorded.fatals, (Reports{{RYN_SYSTEM_ERROR, removed, removed}}));
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_SYSTEM_ERROR, removed, removed}}));
 }
 
 TEST(RynInclude, MemoryForALongIncluderIsBounded) {
     Definitions definitions;
     definitions.box.file("more.lib", "DEFINE b b\n").file("vek.lib", "INCLUDE more.lib\n");
-    constexpr off_t kSize = off_t{64} << 20; // sparse: it takes no room on disk
+    constexpr off_t kSize = off_t{64} << 20; // sparse: it needs no disk space
     ASSERT_EQ(truncate("vek.lib", kSize), 0);
     const test::Outcome outcome = test::inChild(
         [&] {
@@ -565,7 +570,7 @@ TEST(RynInclude, MemoryForALongIncluderIsBounded) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
 }
 
-TEST(RynInclude, AHundredThousandIncludesOfOneFileAreReported) {
+TEST(RynInclude, HundredThousandIncludesOfOneFileAreReported) {
     Definitions definitions;
     std::string text;
     for (int i = 0; i < 100000; ++i) {
@@ -577,7 +582,7 @@ TEST(RynInclude, AHundredThousandIncludesOfOneFileAreReported) {
 
 // ---- memory
 
-TEST(RynInclude, MissingMemoryForTheNestedReadingIsReported) {
+TEST(RynInclude, ExhaustedMemoryIsReportedOrHasNoEffect) {
     Definitions definitions;
     for (int nth = 1;; ++nth) {
         definitions.box.file("more.lib", "DEFINE b b\n");
@@ -594,14 +599,14 @@ TEST(RynInclude, MissingMemoryForTheNestedReadingIsReported) {
             EXPECT_EQ(definitions.names(), Names{"b"});
             break;
         }
-        // Either way it is told, but for what is only remembered.
+        // An allocation that fails without a report belongs to a cache and changes nothing.
         if (recorded.fatals.empty() && recorded.diagnostics.empty()) {
             EXPECT_EQ(definitions.names(), Names{"b"}) << nth;
         } else if (!recorded.fatals.empty()) {
-            EXPECT_EQ(recorded.fatals[0].code, 2) << nth;
-            EXPECT_EQ(status, 2) << nth;
+            EXPECT_EQ(recorded.fatals[0].code, RYN_MEMORY_ERROR) << nth;
+            EXPECT_EQ(status, RYN_MEMORY_ERROR) << nth;
         } else {
-            EXPECT_EQ(recorded.diagnostics[0].code, 2) << nth;
+            EXPECT_EQ(recorded.diagnostics[0].code, RYN_MEMORY_ERROR) << nth;
             EXPECT_EQ(status, 0) << nth;
         }
     }
@@ -609,10 +614,10 @@ TEST(RynInclude, MissingMemoryForTheNestedReadingIsReported) {
 
 // ---- defined effects on the last error
 
-TEST(RynInclude, ASoftIncludeOfAMissingFileKeepsTheLastError) {
+TEST(RynInclude, SoftincludeOfAMissingFileKeepsTheLastError) {
     Definitions definitions;
     Capture capture;
-    EXPECT_EQ(definitions.loadWithDefaultHandler("FOO\nSOFTINCLUDE none.lib\n"), 16);
+    EXPECT_EQ(definitions.loadWithDefaultHandler("FOO\nSOFTINCLUDE none.lib\n"), RYN_SYNTAX_ERROR);
 }
 
 } // namespace

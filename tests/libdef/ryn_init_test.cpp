@@ -21,8 +21,8 @@ using test::Capture;
 using test::Definitions;
 using test::Diagnostics;
 using test::Environment;
+using test::ErrorReports;
 using test::recorded;
-using test::Reports;
 namespace faults = test::faults;
 
 namespace {
@@ -42,7 +42,7 @@ int acceptsAll(const char * /*attribute*/, const char * /*value*/, const char * 
     return 0;
 }
 
-/// Not what a failed creation stores.
+/// A handle that is not null, to see that a failed creation stores null.
 rynHandle someHandle() {
     static rynRegistry registry;
     return &registry;
@@ -50,14 +50,14 @@ rynHandle someHandle() {
 
 // ---- the default handle
 
-TEST(RynInit, BeforeAnyCreationThereIsNoDefaultHandle) {
+TEST(RynInit, NoDefaultHandleBeforeTheFirstCreation) {
     Definitions definitions;
     EXPECT_EQ(rynGetCurHandle(), nullptr);
     EXPECT_NE(definitions.read(test::recordWarning), 0);
     EXPECT_EQ(rynGetCurHandle(), nullptr);
 }
 
-TEST(RynInit, WithoutAFileTheRegistryIsEmptyAndTheDefault) {
+TEST(RynInit, RegistryWithoutAFileIsEmptyAndTheDefault) {
     Definitions definitions;
     ASSERT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, nullptr, 0, &definitions.handle), 0);
     ASSERT_NE(definitions.handle, nullptr);
@@ -67,7 +67,7 @@ TEST(RynInit, WithoutAFileTheRegistryIsEmptyAndTheDefault) {
     EXPECT_EQ(*rynGetCurHandle(), definitions.handle);
 }
 
-TEST(RynInit, AHandleNeedNotBeHandedOut) {
+TEST(RynInit, AcceptsANullHandlePointer) {
     Definitions definitions;
     ASSERT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, nullptr, 0, nullptr), 0);
     definitions.handle = *rynGetCurHandle();
@@ -76,7 +76,7 @@ TEST(RynInit, AHandleNeedNotBeHandedOut) {
     EXPECT_EQ(definitions.names(), Names{"a"});
 }
 
-TEST(RynInit, TheNewestRegistryIsTheDefault) {
+TEST(RynInit, NewestRegistryIsTheDefault) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
     rynHandle second = nullptr;
@@ -86,7 +86,7 @@ TEST(RynInit, TheNewestRegistryIsTheDefault) {
     EXPECT_EQ(rynReleaseHandle(second), 0);
     EXPECT_EQ(*rynGetCurHandle(), nullptr);
     Capture capture;
-    EXPECT_EQ(rynReleaseHandle(nullptr), 22);
+    EXPECT_EQ(rynReleaseHandle(nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(capture.err(), "*ERROR* - RYN internal error - Invalid Parameter - rynReleaseHandle()\n");
 }
 
@@ -106,16 +106,16 @@ TEST(RynInit, NullReleasesTheDefault) {
     EXPECT_EQ(*rynGetCurHandle(), nullptr);
 }
 
-TEST(RynInit, AFailedCreationKeepsTheDefaultAndStoresNull) {
+TEST(RynInit, FailedCreationKeepsTheDefaultAndStoresNull) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, test::recordFatal, &definitions.handle), 0);
     rynHandle second = someHandle();
-    EXPECT_EQ(rynInit("none", 0, test::recordWarning, nullptr, &second), 3);
+    EXPECT_EQ(rynInit("none", 0, test::recordWarning, nullptr, &second), RYN_SYSTEM_ERROR);
     EXPECT_EQ(second, nullptr);
     EXPECT_EQ(*rynGetCurHandle(), definitions.handle);
 }
 
-TEST(RynInit, TheShortFormsPassOnWhatTheyTake) {
+TEST(RynInit, ShortFormsUseTheirArguments) {
     Definitions definitions;
     definitions.box.file("vek.lib", "FOO\n");
     rynHandle handle = nullptr;
@@ -132,14 +132,14 @@ TEST(RynInit, TheShortFormsPassOnWhatTheyTake) {
     rynReleaseHandle(handle);
 }
 
-TEST(RynInit, FlagsAreKeptAsGiven) {
+TEST(RynInit, StoresTheFlagsUnchanged) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0xfffffffeU, test::recordWarning, nullptr, &definitions.handle), 0);
     EXPECT_EQ(definitions.handle->flags, 0xfffffffeU);
     EXPECT_EQ(definitions.handle->umask, 0U);
 }
 
-TEST(RynInit, WithoutAWarningHandlerTheDefaultOneServes) {
+TEST(RynInit, NullWarningHandlerIsTheDefaultHandler) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, nullptr, nullptr, &definitions.handle), 0);
     EXPECT_EQ(definitions.handle->warningHandler, ryn::printWarning);
@@ -147,7 +147,7 @@ TEST(RynInit, WithoutAWarningHandlerTheDefaultOneServes) {
 
 // ---- fatal reports of a creation
 
-TEST(RynInit, TheFirstFatalHandlerServesTheProcess) {
+TEST(RynInit, FirstFatalHandlerIsUsedProcessWide) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
     rynHandle second = nullptr;
@@ -159,28 +159,30 @@ TEST(RynInit, TheFirstFatalHandlerServesTheProcess) {
     rynAddCommand(third, nullptr);
     rynReleaseHandle(third);
     rynReleaseHandle(second);
-    EXPECT_EQ(rynReleaseHandle(nullptr), 22);
-    EXPECT_EQ(recorded.fatals, (Reports{{22, "rynAddCommand()", "rynAddCommand()"},
-                                        {22, "rynAddCommand()", "rynAddCommand()"},
-                                        {22, "rynAddCommand()", "other"},
-                                        {22, "rynReleaseHandle()", "rynReleaseHandle()"}}));
+    EXPECT_EQ(rynReleaseHandle(nullptr), RYN_INVALID_PARAMETER);
+    EXPECT_EQ(recorded.fatals,
+              (ErrorReports{{RYN_INVALID_PARAMETER, "rynAddCommand()", "rynAddCommand()"},
+                            {RYN_INVALID_PARAMETER, "rynAddCommand()", "rynAddCommand()"},
+                            {RYN_INVALID_PARAMETER, "rynAddCommand()", "other"},
+                            {RYN_INVALID_PARAMETER, "rynReleaseHandle()", "rynReleaseHandle()"}}));
 }
 
-TEST(RynInit, MissingMemoryForTheRegistryIsFatal) {
+TEST(RynInit, ExhaustedMemoryForTheRegistryIsFatal) {
     Definitions definitions;
     rynHandle handle = someHandle();
-    // The registry itself, and its indexes.
+    // The registry and its indexes.
     for (int nth = 1; nth <= 3; ++nth) {
         recorded.fatals.clear();
         faults::failAllocation(nth);
-        EXPECT_EQ(rynInit(nullptr, 0, test::recordWarning, test::recordFatal, &handle), 2);
+        EXPECT_EQ(rynInit(nullptr, 0, test::recordWarning, test::recordFatal, &handle), RYN_MEMORY_ERROR);
         faults::reset();
         EXPECT_EQ(handle, nullptr);
-        EXPECT_EQ(recorded.fatals, (Reports{{2, "rynInit() - 1", "rynInit() - 1"}})) << nth;
+        EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_MEMORY_ERROR, "rynInit() - 1", "rynInit() - 1"}}))
+            << nth;
     }
 }
 
-TEST(RynInit, MissingMemoryForTheDirectoryIsFatal) {
+TEST(RynInit, ExhaustedMemoryForTheDirectoryIsFatal) {
     Definitions definitions;
     int contexts = 0;
     for (int nth = 1;; ++nth) {
@@ -194,7 +196,7 @@ TEST(RynInit, MissingMemoryForTheDirectoryIsFatal) {
         if (status == 0) {
             rynReleaseHandle(handle);
         } else {
-            EXPECT_EQ(status, 2);
+            EXPECT_EQ(status, RYN_MEMORY_ERROR);
             ASSERT_EQ(recorded.fatals.size(), 1U);
             contexts += recorded.fatals[0].text == "rynInit() - 2" ? 1 : 0;
         }
@@ -205,25 +207,25 @@ TEST(RynInit, MissingMemoryForTheDirectoryIsFatal) {
     EXPECT_EQ(contexts, 1);
 }
 
-TEST(RynInit, AReportOfAReleasedRegistryGoesToTheProcessWideHandler) {
+TEST(RynInit, FailedGetcwdIsReportedToTheProcessWideHandler) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, test::recordFatal, &definitions.handle), 0);
     faults::fail("getcwd", 1, ENOENT);
     rynHandle handle = someHandle();
-    EXPECT_EQ(rynInit(nullptr, 0, test::recordWarning, otherFatal, &handle), 3);
+    EXPECT_EQ(rynInit(nullptr, 0, test::recordWarning, otherFatal, &handle), RYN_SYSTEM_ERROR);
     EXPECT_EQ(handle, nullptr);
     const std::string text = "unable to get current working directory";
-    EXPECT_EQ(recorded.fatals, (Reports{{3, text, text}}));
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_SYSTEM_ERROR, text, text}}));
     EXPECT_EQ(*rynGetCurHandle(), definitions.handle);
 }
 
-TEST(RynInit, AWorkingDirectoryThatIsGoneIsFatal) {
+TEST(RynInit, RemovedWorkingDirectoryIsFatal) {
     Definitions definitions;
     definitions.box.directory("gone");
     ASSERT_EQ(chdir("gone"), 0);
     ASSERT_EQ(rmdir(definitions.path("gone").c_str()), 0);
     Capture capture;
-    EXPECT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 3);
+    EXPECT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), RYN_SYSTEM_ERROR);
     EXPECT_EQ(capture.err(),
               "*ERROR* - RYN internal error - System error - unable to get current working directory\n");
 }
@@ -243,7 +245,7 @@ std::string currentDirectoryWith(const std::string &pwd) {
     return directory;
 }
 
-TEST(RynInit, TheUsersPathOfTheCurrentDirectoryKeepsItsLinks) {
+TEST(RynInit, CurrentDirectoryIsPwdWithItsLinks) {
     Definitions definitions;
     definitions.box.directory("real/in").link("link", "real");
     const std::string real = definitions.path("real/in");
@@ -253,7 +255,7 @@ TEST(RynInit, TheUsersPathOfTheCurrentDirectoryKeepsItsLinks) {
     EXPECT_EQ(currentDirectoryWith(real), real);
 }
 
-TEST(RynInit, APathOfAnotherDirectoryIsNotUsed) {
+TEST(RynInit, PwdOfAnotherDirectoryIsIgnored) {
     Definitions definitions;
     definitions.box.directory("real/in").link("link", "real");
     const std::string real = definitions.path("real/in");
@@ -270,7 +272,7 @@ TEST(RynInit, APathOfAnotherDirectoryIsNotUsed) {
     rynReleaseHandle(handle);
 }
 
-TEST(RynInit, AUsersPathOf4095CharactersIsTheLongest) {
+TEST(RynInit, PwdLimitIs4095Characters) {
     Definitions definitions;
     const std::string here = definitions.path();
     std::string pwd = here;
@@ -285,7 +287,7 @@ TEST(RynInit, AUsersPathOf4095CharactersIsTheLongest) {
 
 // ---- options
 
-TEST(RynInit, OptionsAreReadAsFarAsTheirSizeReaches) {
+TEST(RynInit, ReadsOptionsUpToTheirSize) {
     static_assert(sizeof(rynInitOptions) == 32);
     static_assert(offsetof(rynInitOptions, errorHandler) == 0);
     static_assert(offsetof(rynInitOptions, implicitTmpDirectory) == 8);
@@ -314,13 +316,13 @@ TEST(RynInit, OptionsAreReadAsFarAsTheirSizeReaches) {
     }
 }
 
-TEST(RynInit, OptionsMayBeAbsentWhateverTheirSize) {
+TEST(RynInit, NullOptionsAreIgnoredWithAnySize) {
     Definitions definitions;
     EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, nullptr, 32, &definitions.handle), 0);
     EXPECT_EQ(definitions.handle->errorHandler, nullptr);
 }
 
-TEST(RynInit, OptionsWithoutFlagsOrDirectorySetNoImplicitDirectory) {
+TEST(RynInit, ImplicitDirectoryNeedsFlagsAndPath) {
     Definitions definitions;
     for (const rynInitOptions &options :
          {rynInitOptions{nullptr, "none", 0, nullptr}, rynInitOptions{nullptr, nullptr, 1, nullptr},
@@ -334,32 +336,34 @@ TEST(RynInit, OptionsWithoutFlagsOrDirectorySetNoImplicitDirectory) {
     }
 }
 
-TEST(RynInit, AnImplicitDirectoryThatCannotBeSetFailsTheCreationAndTellsTheErrorHandler) {
+TEST(RynInit, FailedImplicitDirectoryIsReportedAndFailsTheCreation) {
     Definitions definitions;
     const rynInitOptions options = {test::recordError, "none", 1, nullptr};
     rynHandle handle = someHandle();
-    EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, test::recordFatal, &options, 24, &handle), 20);
+    EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, test::recordFatal, &options, 24, &handle),
+              RYN_INVALID_PATH);
     EXPECT_EQ(handle, nullptr);
     const std::string path = definitions.path("none");
-    EXPECT_EQ(recorded.errors, (Reports{{20, path, path}}));
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.errors, (ErrorReports{{RYN_INVALID_PATH, path, path}}));
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
     EXPECT_EQ(rynGetCurHandle(), nullptr);
 
     const rynInitOptions silent = {nullptr, "none", 1, nullptr};
     Capture capture;
-    EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, &silent, 24, &handle), 20);
+    EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, &silent, 24, &handle), RYN_INVALID_PATH);
     EXPECT_EQ(capture.err(), "RYN  error: Invalid path \"" + path + "\"\n");
 }
 
-TEST(RynInit, AnEmptyImplicitDirectoryWithFlagsIsAnInvalidParameter) {
+TEST(RynInit, EmptyImplicitDirectoryWithFlagsIsAnInvalidParameter) {
     Definitions definitions;
     const rynInitOptions options = {test::recordError, "", 1, nullptr};
-    EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, &options, 24, &definitions.handle), 22);
-    EXPECT_EQ(recorded.errors, Reports{});
+    EXPECT_EQ(rynInitEx(nullptr, 0, test::recordWarning, nullptr, &options, 24, &definitions.handle),
+              RYN_INVALID_PARAMETER);
+    EXPECT_EQ(recorded.errors, ErrorReports{});
     EXPECT_EQ(definitions.handle, nullptr);
 }
 
-TEST(RynInit, TheImplicitDirectoryIsSetBeforeTheFileIsRead) {
+TEST(RynInit, ImplicitDirectoryIsSetBeforeTheFileIsRead) {
     Definitions definitions;
     definitions.box.directory("t").file("vek.lib", "DEFINE a a\n");
     const rynInitOptions options = {nullptr, "t", 1, nullptr};
@@ -367,17 +371,18 @@ TEST(RynInit, TheImplicitDirectoryIsSetBeforeTheFileIsRead) {
     EXPECT_EQ(definitions.library("a")->implicitTmp, definitions.path("t/a"));
 }
 
-TEST(RynInit, TheHookOfTheOptionsJudgesTheFile) {
+TEST(RynInit, HookOfTheOptionsIsCalledForTheFile) {
     Definitions definitions;
     definitions.box.file("vek.lib", "DEFINE a a\nASSIGN a X 1\n");
     const rynInitOptions options = {nullptr, nullptr, 0, acceptsNothing};
     ASSERT_EQ(rynInitEx("vek.lib", 0, test::recordWarning, nullptr, &options, 32, &definitions.handle), 0);
-    EXPECT_EQ(recorded.diagnostics, (Diagnostics{{19, "X", definitions.path("vek.lib"), 2}}));
+    EXPECT_EQ(recorded.diagnostics,
+              (Diagnostics{{RYN_INVALID_ATTRIBUTE, "X", definitions.path("vek.lib"), 2}}));
 }
 
 // ---- the top file
 
-TEST(RynInit, TheTopFileIsFoundFromTheCurrentDirectoryAsTheUserSeesIt) {
+TEST(RynInit, RelativeTopFileCountsFromPwd) {
     Definitions definitions(Environment{{"HOME", "/none"}, {"L", "sub"}});
     definitions.box.file("real/sub/vek.lib", "").link("link", "real");
     ASSERT_EQ(chdir(definitions.path("real").c_str()), 0);
@@ -387,28 +392,31 @@ TEST(RynInit, TheTopFileIsFoundFromTheCurrentDirectoryAsTheUserSeesIt) {
     EXPECT_EQ(definitions.handle->files.head->nslPath, definitions.path("real/sub/vek.lib"));
 }
 
-TEST(RynInit, ATopFileWhosePathCannotBeGeneratedIsFatal) {
+TEST(RynInit, InvalidPathOfTheTopFileIsFatal) {
     Definitions definitions;
     EXPECT_EQ(rynInit("~nosuchuser/vek.lib", 0, test::recordWarning, test::recordFatal, &definitions.handle),
-              20);
-    EXPECT_EQ(rynInit("/../vek.lib", 0, test::recordWarning, test::recordFatal, &definitions.handle), 1);
-    EXPECT_EQ(rynInit("$UNSET/vek.lib", 0, test::recordWarning, test::recordFatal, &definitions.handle), 1);
-    EXPECT_EQ(recorded.fatals, (Reports{{20, "~nosuchuser/vek.lib", "~nosuchuser/vek.lib"},
-                                        {1, "/../vek.lib", "/../vek.lib"},
-                                        {1, "$UNSET/vek.lib", "$UNSET/vek.lib"}}));
+              RYN_INVALID_PATH);
+    EXPECT_EQ(rynInit("/../vek.lib", 0, test::recordWarning, test::recordFatal, &definitions.handle),
+              RYN_INTERNAL_ERROR);
+    EXPECT_EQ(rynInit("$UNSET/vek.lib", 0, test::recordWarning, test::recordFatal, &definitions.handle),
+              RYN_INTERNAL_ERROR);
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_INVALID_PATH, "~nosuchuser/vek.lib", "~nosuchuser/vek.lib"},
+                                             {RYN_INTERNAL_ERROR, "/../vek.lib", "/../vek.lib"},
+                                             {RYN_INTERNAL_ERROR, "$UNSET/vek.lib", "$UNSET/vek.lib"}}));
     EXPECT_EQ(definitions.handle, nullptr);
 }
 
-TEST(RynInit, AReportAboutTheTopFileGoesToTheRegistrysOwnHandler) {
+TEST(RynInit, ErrorOfTheTopFileCallsTheGivenHandler) {
     Definitions definitions;
     ryn::setFirstFatalHandler(test::recordFatal);
-    EXPECT_EQ(rynInit("~nosuchuser", 0, test::recordWarning, otherFatal, &definitions.handle), 20);
-    EXPECT_EQ(rynInit("none", 0, test::recordWarning, otherFatal, &definitions.handle), 3);
-    EXPECT_EQ(recorded.fatals,
-              (Reports{{20, "~nosuchuser", "other"}, {3, definitions.path("none"), "other"}}));
+    EXPECT_EQ(rynInit("~nosuchuser", 0, test::recordWarning, otherFatal, &definitions.handle),
+              RYN_INVALID_PATH);
+    EXPECT_EQ(rynInit("none", 0, test::recordWarning, otherFatal, &definitions.handle), RYN_SYSTEM_ERROR);
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_INVALID_PATH, "~nosuchuser", "other"},
+                                             {RYN_SYSTEM_ERROR, definitions.path("none"), "other"}}));
 }
 
-TEST(RynInit, ATopFilesNameHasAtMost4095Characters) {
+TEST(RynInit, TopFilePathLimitIs4095Characters) {
     Definitions definitions;
     for (const std::size_t size :
          {std::size_t{4095}, std::size_t{4096}, std::size_t{4097}, std::size_t{100000}}) {
@@ -416,18 +424,20 @@ TEST(RynInit, ATopFilesNameHasAtMost4095Characters) {
         const std::string name = "/" + std::string(size - 1, 'x');
         EXPECT_NE(rynInit(name.c_str(), 0, test::recordWarning, test::recordFatal, &definitions.handle), 0);
         EXPECT_EQ(definitions.handle, nullptr);
-        EXPECT_EQ(recorded.fatals, (Reports{{size < 4096 ? 3 : 20, name, name}})) << size;
+        EXPECT_EQ(recorded.fatals,
+                  (ErrorReports{{size < 4096 ? RYN_SYSTEM_ERROR : RYN_INVALID_PATH, name, name}}))
+            << size;
     }
 }
 
-TEST(RynInit, AnEmptyNameIsTheCurrentDirectoryWhichReadsAsAnEmptyFile) {
+TEST(RynInit, EmptyNameIsTheCurrentDirectoryAndReadsNothing) {
     Definitions definitions;
     ASSERT_EQ(rynInit("", 0, test::recordWarning, nullptr, &definitions.handle), 0);
     EXPECT_EQ(definitions.handle->files.head->path, definitions.path());
     EXPECT_EQ(definitions.names(), Names{});
 }
 
-TEST(RynInit, TheResultOfReadingIsThatOfTheCreation) {
+TEST(RynInit, ReturnsTheResultOfReading) {
     Definitions definitions;
     definitions.box.file("vek.lib", "FOO\n");
     recorded.warningResult = -77;
@@ -439,7 +449,7 @@ TEST(RynInit, TheResultOfReadingIsThatOfTheCreation) {
 
 // ---- settings that a creation reads
 
-TEST(RynInit, TheLibraryCheckIsReadWithEveryFile) {
+TEST(RynInit, LibraryCheckIsReadWithEveryTopFile) {
     Definitions definitions;
     definitions.box.file("vekinfo.tag", "VEKLIBCHECK ON\n");
     EXPECT_EQ(ryni_doVekLibCheck(), 0);
@@ -455,7 +465,7 @@ TEST(RynInit, TheLibraryCheckIsReadWithEveryFile) {
     EXPECT_EQ(ryni_doVekLibCheck(), 0);
 }
 
-TEST(RynInit, TheCaseSettingIsReadWithEveryFile) {
+TEST(RynInit, CaseSettingIsReadWithEveryTopFile) {
     struct Case {
         const char *value;
         bool ignores;
@@ -480,7 +490,7 @@ TEST(RynInit, TheCaseSettingIsReadWithEveryFile) {
     EXPECT_FALSE(ryn::ignoresCase());
 }
 
-TEST(RynInit, TheStatCacheSettingIsReadAtEveryCreation) {
+TEST(RynInit, StatCacheSettingIsReadAtEveryCreation) {
     Definitions definitions(Environment{{"RYN_STAT_CACHE_ON", "yes"}});
     EXPECT_FALSE(ryn::statCache.isOn());
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
@@ -491,24 +501,25 @@ TEST(RynInit, TheStatCacheSettingIsReadAtEveryCreation) {
     EXPECT_FALSE(ryn::statCache.isOn());
 }
 
-TEST(RynInit, TheUserIsRecordedAtEveryCreation) {
+TEST(RynInit, RecordsTheUserIdAtEveryCreation) {
     Definitions definitions;
     definitions.box.file("closed.lib", "", 0600).file("vek.lib", "INCLUDE closed.lib\n");
     ASSERT_EQ(definitions.read(test::recordWarning), 0);
     definitions.release();
-    // Where the suite is not run by root, the user stays the same, and may read the file.
-    const Diagnostics refusal = {{15, definitions.path("closed.lib"), definitions.path("vek.lib"), 1}};
-    const Diagnostics expected = geteuid() == 0 ? refusal : Diagnostics{};
+    // Without root the user does not change and can read the file.
+    const Diagnostics denied = {
+        {RYN_PERMISSION_DENIED_FILE, definitions.path("closed.lib"), definitions.path("vek.lib"), 1}};
+    const Diagnostics expected = geteuid() == 0 ? denied : Diagnostics{};
     test::asUnprivileged([&] {
         EXPECT_EQ(definitions.read(test::recordWarning), 0);
-        // By the bits of the user from before it would have been tried, and fatal.
+        // With the ids of the previous user the mode bits would allow it, and the failing open() would be fatal.
         EXPECT_EQ(recorded.diagnostics, expected);
     });
 }
 
 // ---- other settings
 
-TEST(RynInit, TheUmaskIsLimitedToGroupAndOther) {
+TEST(RynInit, UmaskIsLimitedToGroupAndOthers) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0x40U, test::recordWarning, nullptr, &definitions.handle), 0);
     EXPECT_EQ(rynSetUmask(definitions.handle, 511), 0);
@@ -521,14 +532,14 @@ TEST(RynInit, TheUmaskIsLimitedToGroupAndOther) {
     EXPECT_EQ(definitions.handle->flags, 0x41U);
 }
 
-TEST(RynInit, WithoutAHandleSettingTheUmaskIsFatal) {
+TEST(RynInit, SetUmaskWithoutARegistryIsFatal) {
     Definitions definitions;
     Capture capture;
-    EXPECT_EQ(rynSetUmask(nullptr, 0), 22);
+    EXPECT_EQ(rynSetUmask(nullptr, 0), RYN_INVALID_PARAMETER);
     EXPECT_EQ(capture.err(), "*ERROR* - RYN internal error - Invalid Parameter - rynSetUmask()\n");
 }
 
-TEST(RynInit, AHookServesTheRegistriesThatAreMadeLater) {
+TEST(RynInit, ProcessWideHookAppliesToLaterRegistries) {
     Definitions definitions;
     ASSERT_EQ(rynInit(nullptr, 0, test::recordWarning, nullptr, &definitions.handle), 0);
     const rynUnknownAssignHook first = rynSetUnknownASSIGNfunc(acceptsNothing);
@@ -544,7 +555,7 @@ TEST(RynInit, AHookServesTheRegistriesThatAreMadeLater) {
     rynReleaseHandle(later);
 }
 
-TEST(RynInit, ARegistrysOwnExistenceSettingComesBeforeTheGeneralOne) {
+TEST(RynInit, ExistenceSettingOfTheRegistryComesFirst) {
     rynRegistry registry = {};
     const auto setting = [&](unsigned flags) {
         registry.flags = flags;
@@ -563,7 +574,7 @@ TEST(RynInit, ARegistrysOwnExistenceSettingComesBeforeTheGeneralOne) {
     }
 }
 
-TEST(RynInit, TheGeneralExistenceSettingIsInitiallyOff) {
+TEST(RynInit, ProcessWideExistenceSettingIsInitiallyOff) {
     EXPECT_EQ(ryniCheckPathNoneExistWarnFlag(nullptr), 0);
     Definitions definitions;
     EXPECT_EQ(definitions.load("DEFINE a none\n"), 0);
@@ -605,7 +616,7 @@ bool createWithout(Definitions &definitions, int nth, rynWarningHandler handler,
     return reached;
 }
 
-TEST(RynInit, AnyMissingMemoryIsToldAndLeavesNoHalfMadeRegistry) {
+TEST(RynInit, ExhaustedMemoryLeavesACompleteRegistryOrNone) {
     Definitions definitions;
     writeSmallFile(definitions);
     Capture capture;
@@ -616,16 +627,17 @@ TEST(RynInit, AnyMissingMemoryIsToldAndLeavesNoHalfMadeRegistry) {
     const std::string dump = definitions.dump();
     definitions.release();
     for (int nth = 1; createWithout(definitions, nth, test::recordWarning, status); ++nth) {
-        const std::string said = capture.err();
+        const std::string printed = capture.err();
         if (status != 0) {
-            EXPECT_TRUE(status == 2 || status == 3) << nth << " gave " << status;
+            EXPECT_TRUE(status == RYN_MEMORY_ERROR || status == RYN_SYSTEM_ERROR)
+                << nth << " gave " << status;
             EXPECT_EQ(definitions.handle, nullptr) << nth;
             EXPECT_EQ(recorded.fatals.size() + recorded.errors.size(), 1U) << nth;
             continue;
         }
         ASSERT_NE(definitions.handle, nullptr) << nth;
         if (recorded.diagnostics == usual) {
-            EXPECT_TRUE(definitions.dump() == dump || !said.empty()) << nth;
+            EXPECT_TRUE(definitions.dump() == dump || !printed.empty()) << nth;
         }
         EXPECT_EQ(definitions.dump().find("ERROR"), std::string::npos) << nth;
         definitions.release();
@@ -634,7 +646,7 @@ TEST(RynInit, AnyMissingMemoryIsToldAndLeavesNoHalfMadeRegistry) {
     EXPECT_EQ(definitions.dump(), dump);
 }
 
-TEST(RynInit, WithAStrictHandlerMissingMemoryFailsTheCreation) {
+TEST(RynInit, ExhaustedMemoryFailsTheCreationWithAStrictHandler) {
     Definitions definitions;
     definitions.box.directory("dir").link("real", "dir").directory("t").directory("implicit");
     definitions.box.file("vek.lib", "DEFINE a real\nASSIGN a COLOR red\nASSIGN a TMP t\nINCLUDE more.lib\n");
@@ -651,12 +663,13 @@ TEST(RynInit, WithAStrictHandlerMissingMemoryFailsTheCreation) {
             definitions.release();
         } else {
             EXPECT_EQ(definitions.handle, nullptr) << nth;
-            EXPECT_TRUE(status == 2 || status == 3) << nth << " gave " << status;
+            EXPECT_TRUE(status == RYN_MEMORY_ERROR || status == RYN_SYSTEM_ERROR)
+                << nth << " gave " << status;
         }
     }
 }
 
-TEST(RynInit, WithoutAnyMemoryACreationFailsAtOnce) {
+TEST(RynInit, PermanentlyExhaustedMemoryFailsTheCreation) {
     Definitions definitions;
     writeSmallFile(definitions);
     for (int nth = 1; nth < 60; ++nth) {
@@ -674,7 +687,7 @@ TEST(RynInit, WithoutAnyMemoryACreationFailsAtOnce) {
 
 // ---- growth
 
-TEST(RynInit, EveryFileAndPrefixIsAskedForOnce) {
+TEST(RynInit, CallsReadlinkOncePerFileAndPrefix) {
     Definitions definitions;
     std::string text;
     for (int i = 0; i < 50; ++i) {
@@ -689,7 +702,7 @@ TEST(RynInit, EveryFileAndPrefixIsAskedForOnce) {
     definitions.box.file("vek.lib", text);
     faults::reset();
     ASSERT_EQ(definitions.read(test::recordWarning), 0);
-    // "inc", and in it a file and a library for each.
+    // One for "inc", and for each included file one for the file and one for its library.
     EXPECT_EQ(faults::count("readlink") - withoutFiles, 101);
 }
 

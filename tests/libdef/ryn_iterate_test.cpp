@@ -13,6 +13,7 @@ namespace faults = test::faults;
 using test::Definitions;
 using test::DiskIterator;
 using test::diskIterators;
+using test::ErrorReports;
 using test::Existence;
 using test::failed;
 using test::gathered;
@@ -21,13 +22,12 @@ using test::levelOf;
 using test::NameList;
 using test::Project;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
 void expectReport(int code, const char *context, int wanted = RYN_INVALID_PARAMETER) {
     EXPECT_EQ(code, wanted) << context;
-    EXPECT_EQ(recorded.fatals, (Reports{{wanted, context, context}}));
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{wanted, context, context}}));
     recorded.fatals.clear();
 }
 
@@ -268,7 +268,7 @@ TEST(DiskIterators, CheckArgumentsThenLibraryThenSources) {
         EXPECT_EQ(iterator.extended(project.handle, 2, "lib", "c", "v", iteration.out()),
                   RYN_NO_SUCH_DIRECTORY);
         EXPECT_EQ(iteration.context, nullptr);
-        EXPECT_EQ(recorded.fatals, Reports{});
+        EXPECT_EQ(recorded.fatals, ErrorReports{});
     }
 }
 
@@ -540,7 +540,7 @@ TEST(NextItem, StaysComplete) {
             EXPECT_EQ(next(), RYN_ITERATION_COMPLETE) << iteration.context->type;
         }
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(NextItem, EmptyLibraryIsCompleteAtOnce) {
@@ -574,7 +574,7 @@ TEST(NextItem, AcceptsContextsOfItsTypesOnly) {
             iteration.context->cursor = iteration.context->list;
             if (type >= function.first && type <= function.last) {
                 EXPECT_EQ(function.next(iteration.context), RYN_OK) << function.context << type;
-                EXPECT_EQ(recorded.fatals, Reports{});
+                EXPECT_EQ(recorded.fatals, ErrorReports{});
             } else {
                 expectReport(function.next(iteration.context), function.context, RYN_WRONG_CONTEXT_TYPE);
                 EXPECT_EQ(iteration.context->cursor, iteration.context->list);
@@ -613,7 +613,7 @@ TEST(NextItem, ReportsToTheHandlerOfTheContextsRegistry) {
     const char *name = nullptr;
     EXPECT_EQ(rynNextView(iteration.context, &name), RYN_WRONG_CONTEXT_TYPE);
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(NextItem, StringsAreValidAsLongAsTheContext) {
@@ -657,7 +657,7 @@ TEST(IterateEnd, FreesTheListAtAnyPosition) {
         }
         EXPECT_EQ(rynIterateEnd(context), RYN_OK);
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(IterateEnd, DoesNotFreeTheListsOfTheRegistry) {

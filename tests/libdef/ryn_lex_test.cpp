@@ -52,18 +52,18 @@ bool isSyntaxError(const std::string &line) {
 
 // ---- lines and comments
 
-TEST(RynLex, ALineEndsAtItsFirstLineFeed) {
+TEST(RynLex, LineEndsAtTheFirstLineFeed) {
     EXPECT_EQ(argumentsOf("DEFINE a b\nc d"), (Words{"a", "b"}));
     EXPECT_TRUE(isNothing("\nDEFINE a b"));
 }
 
-TEST(RynLex, AnEmptyOrBlankLineIsNothing) {
+TEST(RynLex, BlankLineHasNoStatement) {
     EXPECT_TRUE(isNothing(""));
     EXPECT_TRUE(isNothing("\n"));
     EXPECT_TRUE(isNothing(" \t\v\f\r \n"));
 }
 
-TEST(RynLex, TwoHyphensAtTheStartMakeTheLineAComment) {
+TEST(RynLex, TwoHyphensAtTheStartBeginAComment) {
     EXPECT_TRUE(isNothing("--"));
     EXPECT_TRUE(isNothing("-- DEFINE a b"));
     EXPECT_TRUE(isNothing("--DEFINE a b"));
@@ -71,7 +71,7 @@ TEST(RynLex, TwoHyphensAtTheStartMakeTheLineAComment) {
     EXPECT_EQ(take("- - a").keyword, "-");
 }
 
-TEST(RynLex, TwoHyphensBehindABlankOrATabEndTheLine) {
+TEST(RynLex, TwoHyphensAfterABlankOrTabBeginAComment) {
     EXPECT_EQ(copyOf("DEFINE a b -- c"), "DEFINE a b");
     EXPECT_EQ(copyOf("DEFINE a b --c"), "DEFINE a b");
     EXPECT_EQ(copyOf("DEFINE a b\t-- c"), "DEFINE a b");
@@ -83,7 +83,7 @@ TEST(RynLex, TwoHyphensBehindABlankOrATabEndTheLine) {
     EXPECT_TRUE(isNothing(" \t -- text"));
 }
 
-TEST(RynLex, OnlyABlankOrATabBeforeTwoHyphensCounts) {
+TEST(RynLex, TwoHyphensAfterOtherWhiteSpaceAreText) {
     EXPECT_EQ(argumentsOf("DEFINE a\v--b"), (Words{"a", "--b"}));
     EXPECT_EQ(argumentsOf("DEFINE a\f--b"), (Words{"a", "--b"}));
     EXPECT_EQ(argumentsOf("DEFINE a\r--b"), (Words{"a", "--b"}));
@@ -96,33 +96,33 @@ TEST(RynLex, TwoHyphensInsideAWordAreText) {
     EXPECT_EQ(argumentsOf("DEFINE a - -"), (Words{"a", "-", "-"}));
 }
 
-TEST(RynLex, ASharpAtTheStartMakesTheLineAComment) {
+TEST(RynLex, NumberSignAtTheStartBeginsAComment) {
     EXPECT_TRUE(isNothing("#"));
     EXPECT_TRUE(isNothing("# DEFINE a b"));
     EXPECT_TRUE(isNothing("#DEFINE a b"));
     EXPECT_EQ(copyOf("#\"open"), "");
 }
 
-TEST(RynLex, ASharpBehindLeadingSpaceMakesTheLineAComment) {
+TEST(RynLex, NumberSignAfterLeadingSpaceBeginsAComment) {
     EXPECT_TRUE(isNothing("   # text"));
     EXPECT_TRUE(isNothing("   #text"));
     EXPECT_TRUE(isNothing("\t#text \"open"));
 }
 
-TEST(RynLex, ASharpBetweenWhiteSpaceEndsTheLine) {
+TEST(RynLex, NumberSignBetweenWhiteSpaceBeginsAComment) {
     EXPECT_EQ(copyOf("DEFINE lib dir # x"), "DEFINE lib dir");
     EXPECT_EQ(copyOf("DEFINE lib dir\t#\tx"), "DEFINE lib dir");
     EXPECT_EQ(copyOf("DEFINE lib dir\v#\fx"), "DEFINE lib dir");
     EXPECT_EQ(copyOf("DEFINE lib dir\r#\rx"), "DEFINE lib dir");
 }
 
-TEST(RynLex, ASharpBehindWhiteSpaceAtTheEndOfTheLineIsDropped) {
+TEST(RynLex, NumberSignAtTheEndAfterWhiteSpaceIsRemoved) {
     EXPECT_EQ(copyOf("DEFINE lib dir #"), "DEFINE lib dir");
     EXPECT_EQ(copyOf("DEFINE lib dir #\n"), "DEFINE lib dir");
     EXPECT_EQ(copyOf("DEFINE lib dir # -- c"), "DEFINE lib dir");
 }
 
-TEST(RynLex, AnyOtherSharpIsText) {
+TEST(RynLex, OtherNumberSignsAreText) {
     EXPECT_EQ(argumentsOf("DEFINE lib dir#x"), (Words{"lib", "dir#x"}));
     EXPECT_EQ(argumentsOf("DEFINE lib dir#"), (Words{"lib", "dir#"}));
     EXPECT_EQ(argumentsOf("DEFINE lib dir# x"), (Words{"lib", "dir#", "x"}));
@@ -130,19 +130,19 @@ TEST(RynLex, AnyOtherSharpIsText) {
     EXPECT_EQ(take("DEF#INE a").keyword, "DEF#INE");
 }
 
-TEST(RynLex, BehindASharpThatIsTextNoOtherIsLookedAt) {
+TEST(RynLex, NumberSignThatIsTextDisablesLaterOnes) {
     EXPECT_EQ(argumentsOf("DEFINE lib dir#x # y"), (Words{"lib", "dir#x", "#", "y"}));
     EXPECT_EQ(argumentsOf("DEFINE #lib dir # y"), (Words{"#lib", "dir", "#", "y"}));
 }
 
-TEST(RynLex, CommentsAreFoundInsideQuotesToo) {
+TEST(RynLex, CommentsBeginInsideQuotesToo) {
     EXPECT_TRUE(isSyntaxError("DEFINE lib \"a # b\""));
     EXPECT_EQ(copyOf("DEFINE lib \"a # b\""), "DEFINE lib \"a");
     EXPECT_TRUE(isSyntaxError("DEFINE lib \"a -- b\""));
     EXPECT_EQ(copyOf("DEFINE lib \"a -- b\""), "DEFINE lib \"a");
 }
 
-TEST(RynLex, TheCopyKeepsLeadingAndInnerSpaceAndLosesTrailing) {
+TEST(RynLex, CopyLosesTrailingWhiteSpaceOnly) {
     EXPECT_EQ(copyOf("  DEFINE \t a   b \t\v\f\r\n"), "  DEFINE \t a   b");
     EXPECT_EQ(copyOf("x\r\n"), "x");
     EXPECT_EQ(copyOf("x \v # y"), "x");
@@ -150,55 +150,55 @@ TEST(RynLex, TheCopyKeepsLeadingAndInnerSpaceAndLosesTrailing) {
 
 // ---- words
 
-TEST(RynLex, TheKeywordIsTheFirstRunOfCharactersThatAreNoSpace) {
+TEST(RynLex, KeywordEndsAtTheFirstWhiteSpace) {
     EXPECT_EQ(take("  \t DEFINE a").keyword, "DEFINE");
     EXPECT_EQ(take("\"DEFINE\" a").keyword, "\"DEFINE\"");
     EXPECT_EQ(take("x").keyword, "x");
     EXPECT_EQ(take("x").arguments, Words{});
 }
 
-TEST(RynLex, WordsAreSeparatedByEveryKindOfWhiteSpace) {
+TEST(RynLex, EveryWhiteSpaceCharacterSeparatesWords) {
     EXPECT_EQ(argumentsOf("K a b\tc\vd\fe"), (Words{"a", "b", "c", "d", "e"}));
     EXPECT_EQ(argumentsOf("K\ra \t\v\f\r b"), (Words{"a", "b"}));
 }
 
-TEST(RynLex, BytesBeyondAsciiAreText) {
+TEST(RynLex, BytesAboveAsciiAreText) {
     EXPECT_EQ(argumentsOf("K \x85 \xa0 \xc3\xa4\x7f\x01"), (Words{"\x85", "\xa0", "\xc3\xa4\x7f\x01"}));
     EXPECT_EQ(take("\xff\x80 x").keyword, "\xff\x80");
 }
 
-TEST(RynLex, AtMostFiveArgumentsAreTaken) {
+TEST(RynLex, HasAtMostFiveArguments) {
     EXPECT_EQ(argumentsOf("K 1 2 3 4 5 6 7"), (Words{"1", "2", "3", "4", "5"}));
     EXPECT_EQ(argumentsOf("K 1 2 3 4 5"), (Words{"1", "2", "3", "4", "5"}));
 }
 
 // ---- quotes
 
-TEST(RynLex, QuotesKeepBlanksAndSharps) {
+TEST(RynLex, QuotesKeepBlanksAndNumberSigns) {
     EXPECT_EQ(argumentsOf("DEFINE lib \"my dir\""), (Words{"lib", "my dir"}));
     EXPECT_EQ(argumentsOf("DEFINE lib \" a\tb#c \""), (Words{"lib", " a\tb#c "}));
     EXPECT_EQ(argumentsOf("DEFINE lib \"#\""), (Words{"lib", "#"}));
 }
 
-TEST(RynLex, AdjacentQuotesMakeAnEmptyArgument) {
+TEST(RynLex, AdjacentQuotesAreAnEmptyArgument) {
     EXPECT_EQ(argumentsOf("DEFINE \"\" b"), (Words{"", "b"}));
     EXPECT_EQ(argumentsOf("DEFINE a \"\""), (Words{"a", ""}));
 }
 
-TEST(RynLex, NothingEscapesAQuote) {
+TEST(RynLex, BackslashDoesNotEscapeAQuote) {
     EXPECT_EQ(argumentsOf("K \"a\\\"b"), (Words{"a\\", "b"}));
 }
 
-TEST(RynLex, TheClosingQuoteEndsTheArgument) {
+TEST(RynLex, ClosingQuoteEndsTheArgument) {
     EXPECT_EQ(argumentsOf("K \"a\"b\"c\"\"d\""), (Words{"a", "b\"c\"\"d\""}));
     EXPECT_EQ(argumentsOf("K \"a\"\"b\"c"), (Words{"a", "b", "c"}));
 }
 
-TEST(RynLex, AQuoteInsideAWordIsText) {
+TEST(RynLex, QuoteInsideAWordIsText) {
     EXPECT_EQ(argumentsOf("K a\"b c\"d"), (Words{"a\"b", "c\"d"}));
 }
 
-TEST(RynLex, AnOpenQuoteIsASyntaxError) {
+TEST(RynLex, UnclosedQuoteIsASyntaxError) {
     for (const char *line :
          {R"(K ")", R"(K a ")", R"(K "a)", R"(K a "b c)", R"(K 1 2 3 4 "5)", R"(K "a" "b)"}) {
         EXPECT_TRUE(isSyntaxError(line)) << line;
@@ -207,19 +207,19 @@ TEST(RynLex, AnOpenQuoteIsASyntaxError) {
     EXPECT_EQ(copyOf("  K \"  # x"), "  K \"");
 }
 
-TEST(RynLex, AnOpenQuoteBehindTheFifthArgumentIsNotLookedAt) {
+TEST(RynLex, UnclosedQuoteAfterTheFifthArgumentIsIgnored) {
     EXPECT_EQ(argumentsOf("K 1 2 3 4 5 \"6"), (Words{"1", "2", "3", "4", "5"}));
 }
 
 // ---- length
 
-TEST(RynLex, ALineOf4095CharactersIsTakenWhole) {
+TEST(RynLex, LineOf4095CharactersIsComplete) {
     const std::string word(4093, 'x');
     EXPECT_EQ(argumentsOf("K " + word), Words{word});
     EXPECT_EQ(copyOf("K " + word), "K " + word);
 }
 
-TEST(RynLex, OfALongerLineTheFirst4095CharactersCount) {
+TEST(RynLex, LongerLineIsCutAfter4095Characters) {
     const std::string word(4093, 'x');
     EXPECT_EQ(argumentsOf("K " + word + "y"), Words{word});
     EXPECT_EQ(argumentsOf("K " + word + "yz \"open"), Words{word});
@@ -298,7 +298,7 @@ void expectByTheRules(const std::string &line) {
     ASSERT_EQ(taken.copy, wanted.copy) << line;
 }
 
-TEST(RynLex, EveryShortLineIsTakenByTheRules) {
+TEST(RynLex, AgreesWithTheRulesForEveryShortLine) {
     const std::string alphabet = "a -#\"\t\r\n";
     for (std::size_t length = 0; length <= 5; ++length) {
         std::vector<std::size_t> digits(length, 0);
@@ -317,7 +317,7 @@ TEST(RynLex, EveryShortLineIsTakenByTheRules) {
     }
 }
 
-TEST(RynLex, LongerLinesAreTakenByTheRules) {
+TEST(RynLex, AgreesWithTheRulesForRandomLines) {
     const std::string alphabet = "ab \t\v\f\r--##\"\"\x85";
     std::mt19937 random(31); // the same lines every time
     for (int round = 0; round < 20000; ++round) {

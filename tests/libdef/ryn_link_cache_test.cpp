@@ -17,29 +17,29 @@ namespace {
 
 class LinkCache : public test::PathTest {
   protected:
-    struct Answer {
+    struct Result {
         ssize_t length;
         std::string target;
         int error;
 
-        bool operator==(const Answer &) const = default;
-        friend std::ostream &operator<<(std::ostream &out, const Answer &answer) {
-            return out << "{" << answer.length << ", \"" << answer.target << "\", " << answer.error << "}";
+        bool operator==(const Result &) const = default;
+        friend std::ostream &operator<<(std::ostream &out, const Result &result) {
+            return out << "{" << result.length << ", \"" << result.target << "\", " << result.error << "}";
         }
     };
 
     static constexpr int kUntouched = 12345;
 
-    static Answer read(const std::string &path, rynRegistry *registry) {
+    static Result read(const std::string &path, rynRegistry *registry) {
         test::PathBuffer target;
         errno = kUntouched;
         const ssize_t length = sReadlink(path.c_str(), target.get(), VEK_PATH_SIZE, registry);
         const int error = errno;
         return {length, target.text(), length < 0 ? error : 0};
     }
-    Answer read(const std::string &path) const { return read(path, definitions.handle); }
+    Result read(const std::string &path) const { return read(path, definitions.handle); }
 
-    /// The same, with what the system was asked meanwhile.
+    /// The number of readlink() calls that reading `path` makes.
     int callsFor(const std::string &path) {
         const int before = faults::count("readlink");
         read(path);
@@ -68,19 +68,19 @@ class LinkCache : public test::PathTest {
 
 TEST_F(LinkCache, ReadsALink) {
     box.link("l", "some/target").link("absolute", "/x").directory("d").file("f", "");
-    EXPECT_EQ((Answer{11, "some/target", 0}), read(at("l")));
-    EXPECT_EQ((Answer{2, "/x", 0}), read(at("absolute")));
-    EXPECT_EQ((Answer{-1, "", EINVAL}), read(at("d")));
-    EXPECT_EQ((Answer{-1, "", EINVAL}), read(at("f")));
-    EXPECT_EQ((Answer{-1, "", ENOENT}), read(at("missing")));
-    EXPECT_EQ((Answer{-1, "", ENOTDIR}), read(at("f/x")));
-    EXPECT_EQ((Answer{-1, "", ENOENT}), read(""));
+    EXPECT_EQ((Result{11, "some/target", 0}), read(at("l")));
+    EXPECT_EQ((Result{2, "/x", 0}), read(at("absolute")));
+    EXPECT_EQ((Result{-1, "", EINVAL}), read(at("d")));
+    EXPECT_EQ((Result{-1, "", EINVAL}), read(at("f")));
+    EXPECT_EQ((Result{-1, "", ENOENT}), read(at("missing")));
+    EXPECT_EQ((Result{-1, "", ENOTDIR}), read(at("f/x")));
+    EXPECT_EQ((Result{-1, "", ENOENT}), read(""));
 }
 
-TEST_F(LinkCache, AsksTheSystemOncePerPath) {
+TEST_F(LinkCache, CallsReadlinkOncePerPath) {
     box.link("l", "some/target").directory("d").link("loop", "loop");
     for (const char *name : {"l", "d", "missing", "loop/x", "d/missing"}) {
-        const Answer first = read(at(name));
+        const Result first = read(at(name));
         const int calls = faults::count("readlink");
         EXPECT_EQ(first, read(at(name))) << name;
         EXPECT_EQ(first, read(at(name))) << name;
@@ -89,7 +89,7 @@ TEST_F(LinkCache, AsksTheSystemOncePerPath) {
     EXPECT_EQ(5, faults::count("readlink"));
 }
 
-TEST_F(LinkCache, ServesAllStatementsOfARegistry) {
+TEST_F(LinkCache, IsSharedByAllStatementsOfARegistry) {
     const auto callsToLoad = [this](int libraries) {
         std::string text;
         for (int i = 0; i < libraries; ++i) {
@@ -103,17 +103,17 @@ TEST_F(LinkCache, ServesAllStatementsOfARegistry) {
     EXPECT_EQ(one + 199, callsToLoad(200)) << "one for each library's own directory";
 }
 
-TEST_F(LinkCache, DeliversTheErrorOfARememberedFailure) {
+TEST_F(LinkCache, ReturnsTheErrnoOfACachedFailure) {
     for (const int error : {EACCES, EIO, ELOOP, ENAMETOOLONG}) {
         const std::string path = at("e" + std::to_string(error));
         faults::fail("readlink", 1, error);
-        EXPECT_EQ((Answer{-1, "", error}), read(path));
-        EXPECT_EQ((Answer{-1, "", error}), read(path));
-        EXPECT_EQ((Answer{-1, "", error}), read(path));
+        EXPECT_EQ((Result{-1, "", error}), read(path));
+        EXPECT_EQ((Result{-1, "", error}), read(path));
+        EXPECT_EQ((Result{-1, "", error}), read(path));
     }
 }
 
-TEST_F(LinkCache, TellsTheSameErrorNumberForALinkEachTime) {
+TEST_F(LinkCache, SetsTheSameErrnoEachTime) {
     box.link("l", "t");
     char target[8];
     errno = kUntouched;
@@ -125,16 +125,16 @@ TEST_F(LinkCache, TellsTheSameErrorNumberForALinkEachTime) {
     EXPECT_EQ(first, find(at("l"))->error);
 }
 
-TEST_F(LinkCache, NeverForgetsWhileTheRegistryLives) {
+TEST_F(LinkCache, KeepsEntriesUntilTheRegistryIsReleased) {
     box.link("l", "old");
-    EXPECT_EQ((Answer{3, "old", 0}), read(at("l")));
-    EXPECT_EQ((Answer{-1, "", ENOENT}), read(at("later")));
+    EXPECT_EQ((Result{3, "old", 0}), read(at("l")));
+    EXPECT_EQ((Result{-1, "", ENOENT}), read(at("later")));
     box.link("l", "new!").link("later", "here");
-    EXPECT_EQ((Answer{3, "old", 0}), read(at("l")));
-    EXPECT_EQ((Answer{-1, "", ENOENT}), read(at("later")));
+    EXPECT_EQ((Result{3, "old", 0}), read(at("l")));
+    EXPECT_EQ((Result{-1, "", ENOENT}), read(at("later")));
     renew();
-    EXPECT_EQ((Answer{4, "new!", 0}), read(at("l")));
-    EXPECT_EQ((Answer{4, "here", 0}), read(at("later")));
+    EXPECT_EQ((Result{4, "new!", 0}), read(at("l")));
+    EXPECT_EQ((Result{4, "here", 0}), read(at("later")));
 }
 
 TEST_F(LinkCache, BelongsToOneRegistry) {
@@ -148,15 +148,15 @@ TEST_F(LinkCache, BelongsToOneRegistry) {
     rynReleaseHandle(other);
 }
 
-TEST_F(LinkCache, RemembersNothingWithoutARegistry) {
+TEST_F(LinkCache, CachesNothingWithoutARegistry) {
     box.link("l", "old");
-    EXPECT_EQ((Answer{3, "old", 0}), read(at("l"), nullptr));
+    EXPECT_EQ((Result{3, "old", 0}), read(at("l"), nullptr));
     box.link("l", "newer");
-    EXPECT_EQ((Answer{5, "newer", 0}), read(at("l"), nullptr));
-    EXPECT_EQ((Answer{-1, "", ENOENT}), read(at("missing"), nullptr));
+    EXPECT_EQ((Result{5, "newer", 0}), read(at("l"), nullptr));
+    EXPECT_EQ((Result{-1, "", ENOENT}), read(at("missing"), nullptr));
 }
 
-TEST_F(LinkCache, KeepsPathsApartAsTheyAreSpelled) {
+TEST_F(LinkCache, ComparesPathsAsText) {
     box.link("l", "t").directory("d");
     EXPECT_EQ(1, callsFor(at("l")));
     EXPECT_EQ(1, callsFor(at("./l")));
@@ -166,7 +166,7 @@ TEST_F(LinkCache, KeepsPathsApartAsTheyAreSpelled) {
     EXPECT_EQ(0, callsFor("l"));
 }
 
-TEST_F(LinkCache, KeepsItsRecordsInTheChainOfTheExactName) {
+TEST_F(LinkCache, StoresRecordsInTheBucketOfTheExactName) {
     box.link("Link\xE4", "t").directory("D");
     test::setEnvironment({{"VEK_ALT_NMP", "match"}});
     ASSERT_EQ(RYN_OK, definitions.load(""));
@@ -183,7 +183,7 @@ TEST_F(LinkCache, KeepsItsRecordsInTheChainOfTheExactName) {
     EXPECT_EQ(EINVAL, find(directory)->error);
 }
 
-TEST(LinkCacheRecord, HasItsFieldsInTheirDocumentedPlaces) {
+TEST(LinkCacheRecord, HasItsFieldsAtTheDocumentedOffsets) {
     EXPECT_EQ(0U, offsetof(rynLink, next));
     EXPECT_EQ(8U, offsetof(rynLink, path));
     EXPECT_EQ(16U, offsetof(rynLink, target));
@@ -214,7 +214,7 @@ TEST_F(LinkCache, HoldsManyPaths) {
     EXPECT_EQ(std::size_t{kPaths}, found.size());
 }
 
-TEST_F(LinkCache, CutsATargetToTheBufferButRemembersAllOfIt) {
+TEST_F(LinkCache, CutsTheReturnedTargetButCachesAllOfIt) {
     box.link("l", "target");
     for (int round = 0; round < 2; ++round) {
         char small[4] = {'#', '#', '#', '#'};
@@ -232,30 +232,30 @@ TEST_F(LinkCache, CutsATargetToTheBufferButRemembersAllOfIt) {
         EXPECT_EQ(6, sReadlink(at("l").c_str(), exact, 7, definitions.handle));
         EXPECT_STREQ("target", exact);
     }
-    EXPECT_EQ((Answer{6, "target", 0}), read(at("l")));
+    EXPECT_EQ((Result{6, "target", 0}), read(at("l")));
 }
 
-TEST_F(LinkCache, HoldsTargetsOfUpTo4095Characters) {
+TEST_F(LinkCache, TargetLimitIs4095Characters) {
     for (const std::size_t size : {1023U, 1024U, 1025U, 2047U, 2048U, 4094U, 4095U}) {
         const std::string name = "l" + std::to_string(size);
         box.link(name, std::string(size, 't'));
-        const Answer expected = {static_cast<ssize_t>(size), std::string(size, 't'), 0};
+        const Result expected = {static_cast<ssize_t>(size), std::string(size, 't'), 0};
         EXPECT_EQ(expected, read(at(name)));
         EXPECT_EQ(expected, read(at(name)));
     }
 }
 
-TEST_F(LinkCache, TakesPathsOfAnyLength) {
+TEST_F(LinkCache, AcceptsPathsOfAnyLength) {
     for (const std::size_t size : {4095U, 4096U, 4097U, 100000U}) {
         const std::string path = test::lengthened("", size);
-        const Answer expected = {-1, "", size <= 4095 ? ENOENT : ENAMETOOLONG};
+        const Result expected = {-1, "", size <= 4095 ? ENOENT : ENAMETOOLONG};
         EXPECT_EQ(expected, read(path)) << size;
         EXPECT_EQ(expected, read(path)) << size;
         EXPECT_EQ(0, callsFor(path)) << size;
     }
 }
 
-TEST_F(LinkCache, AsksAgainWhenItCouldNotRemember) {
+TEST_F(LinkCache, CallsReadlinkAgainIfCachingFailed) {
     box.link("l", "target").directory("d");
     const int allocations = [this] {
         const int before = faults::count("malloc");
@@ -266,7 +266,7 @@ TEST_F(LinkCache, AsksAgainWhenItCouldNotRemember) {
     for (int nth = 1; nth <= 3; ++nth) {
         renew();
         for (const auto &[name, expected] :
-             {std::pair{"l", Answer{6, "target", 0}}, std::pair{"d", Answer{-1, "", EINVAL}}}) {
+             {std::pair{"l", Result{6, "target", 0}}, std::pair{"d", Result{-1, "", EINVAL}}}) {
             const std::string path = at(name);
             test::PathBuffer target;
             faults::failAllocation(nth);

@@ -516,7 +516,7 @@ void expectAsTheModel(unsigned seed, Mode mode, bool ignoreCase) {
     for (const std::string &directory : model.made()) {
         ASSERT_TRUE(fs::is_directory(directory)) << directory;
     }
-    ASSERT_EQ(recorded.fatals, test::Reports{});
+    ASSERT_EQ(recorded.fatals, test::ErrorReports{});
 }
 
 // ---- a dump, told again
@@ -610,15 +610,15 @@ void expectManyAsTheModel(Mode mode, bool ignoreCase) {
 
 } // namespace
 
-TEST(RynParseModel, FilesAreReadAsTheStatementsSay) {
+TEST(RynParseModel, RandomFilesAgreeWithTheModel) {
     expectManyAsTheModel(Mode::GoOn, false);
 }
 
-TEST(RynParseModel, WithoutRegardToCaseFilesAreReadAsTheStatementsSay) {
+TEST(RynParseModel, RandomFilesAgreeWithTheModelIfCaseIsIgnored) {
     expectManyAsTheModel(Mode::GoOn, true);
 }
 
-TEST(RynParseModel, ADumpToldAsStatementsMakesTheSameLibraries) {
+TEST(RynParseModel, StatementsMadeFromADumpDefineTheSameLibraries) {
     int libraries = 0;
     for (unsigned seed = 1; seed <= 120 && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
@@ -627,14 +627,14 @@ TEST(RynParseModel, ADumpToldAsStatementsMakesTheSameLibraries) {
     EXPECT_GT(libraries, 120);
 }
 
-TEST(RynParseModel, AStrictHandlerEndsFilesWhereTheStatementsSay) {
+TEST(RynParseModel, StrictHandlerEndsFilesAsInTheModel) {
     expectManyAsTheModel(Mode::Stop, false);
 }
 
-TEST(RynParseModel, TheDefaultHandlerPrintsWhatTheStatementsSay) {
+TEST(RynParseModel, DefaultHandlerPrintsTheDiagnosticsOfTheModel) {
     expectManyAsTheModel(Mode::Default, false);
 }
 
-TEST(RynParseModel, WithoutRegardToCaseTheDefaultHandlerPrintsWhatTheStatementsSay) {
+TEST(RynParseModel, DefaultHandlerPrintsTheModelsDiagnosticsIfCaseIsIgnored) {
     expectManyAsTheModel(Mode::Default, true);
 }

@@ -227,7 +227,7 @@ TEST_F(GoodLibrary, ReturnsCodeOfFailedAccessCheck) {
         EXPECT_EQ(RYN_INVALID_PATH, isGood(root + "closed/x", 0));
     });
     EXPECT_EQ(RYN_INTERNAL_ERROR, isGood(root + "fixed", 3));
-    EXPECT_EQ((test::Reports{{RYN_INTERNAL_ERROR, "ryni_access_path()", "ryni_access_path()"}}),
+    EXPECT_EQ((test::ErrorReports{{RYN_INTERNAL_ERROR, "ryni_access_path()", "ryni_access_path()"}}),
               test::recorded.fatals);
 }
 

@@ -11,11 +11,11 @@
 
 namespace faults = test::faults;
 using test::archives;
+using test::ErrorReports;
 using test::Existence;
 using test::Names;
 using test::Project;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
@@ -418,7 +418,7 @@ TEST(QueryOfPackedLibrary, EveryFailedAllocationIsAMemoryError) {
         ++failures;
     }
     EXPECT_GE(failures, 1);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 // ---- arguments
@@ -434,12 +434,12 @@ TEST(Query, UnknownLibraryIsNotDefined) {
     Project project;
     EXPECT_EQ(rynQuery(project.handle, 0, "other", nullptr, nullptr, nullptr), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(rynQuery(project.handle, 0, "", nullptr, nullptr, nullptr), RYN_LIBRARY_NOT_DEFINED);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(Query, ReportsMissingArgumentsAndUsesTheDefaultHandle) {
     Project project;
-    const Reports report = {{22, "rynQuery()", "rynQuery()"}};
+    const ErrorReports report = {{RYN_INVALID_PARAMETER, "rynQuery()", "rynQuery()"}};
     EXPECT_EQ(rynQuery(nullptr, 0, "lib", nullptr, nullptr, nullptr), RYN_OK);
     EXPECT_EQ(rynQuery(project.handle, 0, nullptr, nullptr, nullptr, nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);

@@ -61,7 +61,7 @@ static_assert(offsetof(rynRegistry, flags) == 0 && offsetof(rynRegistry, umask) 
 
 // ---- the hash
 
-TEST(RynRegistry, TheBucketOfANameFoldsItsHash) {
+TEST(RynRegistry, BucketIsTheFoldedHashOfTheName) {
     EXPECT_EQ(ryn::bucketOf("", false), 0U);
     EXPECT_EQ(ryn::bucketOf("a", false), 97U);
     // 97 * 2 ^ 98
@@ -70,19 +70,19 @@ TEST(RynRegistry, TheBucketOfANameFoldsItsHash) {
     EXPECT_EQ(ryn::bucketOf("lib", false), 1U);
     EXPECT_EQ(ryn::bucketOf("0a", false), 1U);
     EXPECT_EQ(ryn::bucketOf("Lib", false), 129U);
-    // 2^56 * 1: no byte that is folded in is set.
+    // The hash of the first of eight characters is shifted by 7 bits: 1 becomes 128.
     EXPECT_EQ(ryn::bucketOf("\x01@@@@@@@", false), ryn::bucketOf("@@@@@@@", false) ^ (128U));
 }
 
-TEST(RynRegistry, LetterCaseIsFoldedWhereItDoesNotCount) {
+TEST(RynRegistry, BucketIgnoresCaseOnRequest) {
     EXPECT_EQ(ryn::bucketOf("Lib", true), 1U);
     EXPECT_EQ(ryn::bucketOf("LIB", true), 1U);
     EXPECT_EQ(ryn::bucketOf("lib", true), 1U);
     EXPECT_NE(ryn::bucketOf("LIB", false), 1U);
 }
 
-TEST(RynRegistry, AByteBeyondAsciiCountsWithItsSign) {
-    // 0xe9 is -23: every folded byte is 0xff but the last, and three of them are folded in.
+TEST(RynRegistry, BytesAboveAsciiAreSignedInTheHash) {
+    // 0xe9 is -23 as a signed byte: the three upper bytes that are folded in are 0xff.
     for (const bool ignoreCase : {false, true}) {
         EXPECT_EQ(ryn::bucketOf("\xe9", ignoreCase), 0xe9U ^ 0xffU) << ignoreCase;
         EXPECT_EQ(ryn::bucketOf("\xff", ignoreCase), 0U) << ignoreCase;
@@ -100,7 +100,7 @@ unsigned bucketOf(const std::string &name) {
     return static_cast<unsigned>((hash ^ (hash / 0x100) ^ (hash / 0x10000) ^ (hash / 0x1000000)) % 256);
 }
 
-TEST(RynRegistry, LongNamesLoseTheirFirstBits) {
+TEST(RynRegistry, HashDropsTheFirstBitsOfLongNames) {
     std::string name;
     for (int i = 0; i < 300; ++i) {
         EXPECT_EQ(ryn::bucketOf(name.c_str(), false), bucketOf(name)) << name;
@@ -110,7 +110,7 @@ TEST(RynRegistry, LongNamesLoseTheirFirstBits) {
 
 // ---- buckets and order
 
-TEST(RynRegistry, ALibraryIsPutInFrontOfItsBucketAndAtTheEndOfTheOrder) {
+TEST(RynRegistry, NewLibraryIsFirstInBucketAndLastInOrder) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE x b\nDEFINE 0a c\n"), 0);
     const rynLibrary *first = definitions.handle->buckets[1];
@@ -123,14 +123,14 @@ TEST(RynRegistry, ALibraryIsPutInFrontOfItsBucketAndAtTheEndOfTheOrder) {
     EXPECT_EQ(definitions.handle->libraries.tail, first);
 }
 
-TEST(RynRegistry, ARedefinitionStaysWhereItIsInItsBucket) {
+TEST(RynRegistry, RedefinitionKeepsThePositionInTheBucket) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\nDEFINE 0a c\nDEFINE lib d\n"), 0);
     EXPECT_STREQ(definitions.handle->buckets[1]->name, "0a");
     EXPECT_STREQ(definitions.handle->buckets[1]->nextInBucket->name, "lib");
 }
 
-TEST(RynRegistry, ALibraryWithoutAStatementCanBeDefinedAgain) {
+TEST(RynRegistry, LibraryInsertedByACallCanBeRedefined) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
     rynLibrary *library = ryn::newLibrary("own");
@@ -147,7 +147,7 @@ TEST(RynRegistry, ALibraryWithoutAStatementCanBeDefinedAgain) {
     EXPECT_EQ(library->fullPath, definitions.path("b"));
 }
 
-TEST(RynRegistry, InsertingWorksForALibraryOfTheCallers) {
+TEST(RynRegistry, InsertsALibraryMadeByTheCaller) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
     rynLibrary *library = ryn::newLibrary("0a");
@@ -161,7 +161,7 @@ TEST(RynRegistry, InsertingWorksForALibraryOfTheCallers) {
     EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 1);
 }
 
-TEST(RynRegistry, ALibraryThatCannotBeCountedIsNotInserted) {
+TEST(RynRegistry, InsertsNothingIfTheReuseIndexFails) {
     Definitions definitions;
     ASSERT_EQ(definitions.load(""), 0);
     for (int nth = 1; nth <= 4; ++nth) {
@@ -169,9 +169,9 @@ TEST(RynRegistry, ALibraryThatCannotBeCountedIsNotInserted) {
         ASSERT_NE(library, nullptr);
         ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
         ASSERT_EQ(ryniStrcpy(&library->explicitTmpNsl, "/t/x"), 0);
-        // "", "x", "t", "x" below it.
+        // One allocation for each node of the index: "", "/x", "/t", "/t/x".
         faults::failAllocation(nth);
-        EXPECT_EQ(sInsert_lib(definitions.handle, library), 2) << nth;
+        EXPECT_EQ(sInsert_lib(definitions.handle, library), RYN_MEMORY_ERROR) << nth;
         faults::reset();
         EXPECT_EQ(definitions.handle->libraries.head, nullptr);
         EXPECT_EQ(definitions.library("x"), nullptr);
@@ -181,7 +181,7 @@ TEST(RynRegistry, ALibraryThatCannotBeCountedIsNotInserted) {
     }
 }
 
-TEST(RynRegistry, ALibraryNeedsMemoryForItsRecordAndItsName) {
+TEST(RynRegistry, NewLibraryIsNullIfMemoryIsExhausted) {
     for (int nth = 1; nth <= 2; ++nth) {
         faults::failAllocation(nth);
         EXPECT_EQ(ryn::newLibrary("name"), nullptr);
@@ -189,9 +189,9 @@ TEST(RynRegistry, ALibraryNeedsMemoryForItsRecordAndItsName) {
     }
 }
 
-// ---- look-up
+// ---- lookup
 
-TEST(RynRegistry, EveryOneOfManyLibrariesIsFoundByName) {
+TEST(RynRegistry, FindsEachOfManyLibraries) {
     Definitions definitions;
     std::string text;
     const auto line = [](const char *keyword, int i) {
@@ -218,7 +218,7 @@ TEST(RynRegistry, EveryOneOfManyLibrariesIsFoundByName) {
     EXPECT_EQ(definitions.dump().find("ERROR"), std::string::npos);
 }
 
-TEST(RynRegistry, NamesOfAnyBytesAreTellApart) {
+TEST(RynRegistry, DistinguishesNamesOfAnyBytes) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE \xe4 a\nDEFINE \xc4 b\nDEFINE [ c\nDEFINE { d\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
@@ -228,7 +228,7 @@ TEST(RynRegistry, NamesOfAnyBytesAreTellApart) {
     EXPECT_EQ(definitions.library("{")->fullPath, definitions.path("d"));
 }
 
-TEST(RynRegistry, WithoutRegardToCaseOnlyLettersAreAlike) {
+TEST(RynRegistry, IgnoresTheCaseOfAsciiLettersOnly) {
     Definitions definitions(Environment{{"VEK_ALT_NMP", "match"}});
     ASSERT_EQ(definitions.load("DEFINE a\xe4 a\nDEFINE [ c\nDEFINE { d\n"), 0);
     EXPECT_EQ(recorded.diagnostics, Diagnostics{});
@@ -237,9 +237,9 @@ TEST(RynRegistry, WithoutRegardToCaseOnlyLettersAreAlike) {
     EXPECT_EQ(definitions.library("{")->fullPath, definitions.path("d"));
 }
 
-TEST(RynRegistry, TheFirstMatchOfTheChainAnswersWhenTheCaseSettingChanges) {
+TEST(RynRegistry, ChangedCaseSettingFindsTheFirstMatchInTheBucket) {
     Definitions definitions;
-    // Both spellings fall into one bucket, also in lower case.
+    // Both spellings have the same bucket, with and without regard to case.
     ASSERT_EQ(ryn::bucketOf("abcdefghi", false), ryn::bucketOf("AbcdefghI", false));
     ASSERT_EQ(definitions.load("DEFINE abcdefghi a\nDEFINE AbcdefghI b\nDEFINE x c\nDEFINE abcdefghi d\n"),
               0);
@@ -257,7 +257,7 @@ TEST(RynRegistry, TheFirstMatchOfTheChainAnswersWhenTheCaseSettingChanges) {
     rynReleaseHandle(first);
 }
 
-TEST(RynRegistry, OfTwoSpellingsInOneBucketTheOneThatIsNamedIsRemoved) {
+TEST(RynRegistry, UndefineRemovesTheExactSpellingInABucket) {
     for (const char *removed : {"abcdefghi", "AbcdefghI"}) {
         Definitions definitions;
         ASSERT_EQ(ryn::bucketOf("abcdefghi", false), ryn::bucketOf("AbcdefghI", false));
@@ -268,7 +268,7 @@ TEST(RynRegistry, OfTwoSpellingsInOneBucketTheOneThatIsNamedIsRemoved) {
         EXPECT_EQ(definitions.library(removed), nullptr);
         EXPECT_EQ(definitions.library(left.c_str()), definitions.handle->libraries.head);
         EXPECT_EQ(definitions.dump().find("ERROR"), std::string::npos);
-        // What is left can be removed, and the other be defined again.
+        // The removed one can be defined again, and the other one removed.
         rynAddCommand(definitions.handle, (std::string("DEFINE ") + removed + " c").c_str());
         EXPECT_EQ(definitions.names(), (Names{left, removed}));
         rynAddCommand(definitions.handle, ("UNDEFINE " + left).c_str());
@@ -276,7 +276,7 @@ TEST(RynRegistry, OfTwoSpellingsInOneBucketTheOneThatIsNamedIsRemoved) {
     }
 }
 
-TEST(RynRegistry, ALibraryInAnotherBucketIsNotFoundWhenTheCaseSettingChanges) {
+TEST(RynRegistry, ChangedCaseSettingMissesLibrariesInOtherBuckets) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE Lib a\n"), 0);
     rynHandle first = definitions.handle;
@@ -289,7 +289,7 @@ TEST(RynRegistry, ALibraryInAnotherBucketIsNotFoundWhenTheCaseSettingChanges) {
 
 // ---- owned texts
 
-TEST(RynRegistry, AReplacedTextIsACopy) {
+TEST(RynRegistry, ReplaceTextStoresACopy) {
     char *field = nullptr;
     char text[] = "one";
     EXPECT_TRUE(ryn::replaceText(field, text));
@@ -304,7 +304,7 @@ TEST(RynRegistry, AReplacedTextIsACopy) {
     std::free(field);
 }
 
-TEST(RynRegistry, TheTemporaryDirectoryStaysWhenItCannotBeReplaced) {
+TEST(RynRegistry, ExhaustedMemoryKeepsTheExplicitDirectory) {
     Definitions definitions;
     definitions.box.directory("t").directory("u");
     ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN a TMP t\n"), 0);
@@ -312,7 +312,8 @@ TEST(RynRegistry, TheTemporaryDirectoryStaysWhenItCannotBeReplaced) {
     const std::string t = definitions.path("t");
     for (int nth = 1; nth <= 4; ++nth) {
         faults::failAllocation(nth);
-        EXPECT_EQ(ryn::setExplicitTmp(*definitions.handle, *library, "/x/y", "/x/y"), 2) << nth;
+        EXPECT_EQ(ryn::setExplicitTmp(*definitions.handle, *library, "/x/y", "/x/y"), RYN_MEMORY_ERROR)
+            << nth;
         faults::reset();
         EXPECT_EQ(library->explicitTmp, t);
         EXPECT_EQ(library->explicitTmpNsl, t);
@@ -329,7 +330,7 @@ TEST(RynRegistry, TheTemporaryDirectoryStaysWhenItCannotBeReplaced) {
     EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
 }
 
-TEST(RynRegistry, AnAttributeNeedsMemoryForItselfAndItsTexts) {
+TEST(RynRegistry, NewAttributeIsNullIfMemoryIsExhausted) {
     for (int nth = 1; nth <= 2; ++nth) {
         faults::failAllocation(nth);
         EXPECT_EQ(ryn::newAttribute("NAME", "value", nullptr, 1), nullptr);
@@ -344,12 +345,12 @@ TEST(RynRegistry, AnAttributeNeedsMemoryForItselfAndItsTexts) {
     ryn::freeAttribute(attribute);
 }
 
-TEST(RynRegistry, APlaceOfDefinitionIsKeptAlsoWhenTheHistoryCannotGrow) {
+TEST(RynRegistry, DefinitionLineIsStoredEvenIfTheHistoryCannotGrow) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
     rynLibrary *library = definitions.library("a");
     faults::failAllocation(1);
-    EXPECT_EQ(ryn::recordDefinition(*library, definitions.handle->files.head, 5), 2);
+    EXPECT_EQ(ryn::recordDefinition(*library, definitions.handle->files.head, 5), RYN_MEMORY_ERROR);
     EXPECT_EQ(library->definedAtLine, 5);
     EXPECT_EQ(library->history.head, library->history.tail);
     EXPECT_EQ(ryn::recordDefinition(*library, definitions.handle->files.head, 6), 0);
@@ -360,8 +361,8 @@ TEST(RynRegistry, APlaceOfDefinitionIsKeptAlsoWhenTheHistoryCannotGrow) {
 
 // ---- release
 
-TEST(RynRegistry, AReleasedRegistryGivesEverythingBack) {
-    // What is not freed is found by the leak check of the sanitizers.
+TEST(RynRegistry, ReleaseFreesEverything) {
+    // The leak sanitizer reports what is not freed.
     Definitions definitions;
     definitions.box.directory("t")
         .directory("implicit")

@@ -32,7 +32,7 @@ class RandomPaths {
 
     std::size_t pick(std::size_t bound) { return random_() % bound; }
 
-    /// From few components, so that many of them meet; not all are clean.
+    /// Made of few components, so that many paths are equal or nested; not all are clean.
     std::string path() {
         static const std::vector<std::string> kComponents = {"a", "b", "ab", "aa", "", "\xE4", "A", "."};
         std::string path = pick(16) == 0 ? kComponents[pick(kComponents.size())] : "";
@@ -48,7 +48,7 @@ class RandomPaths {
 
 } // namespace
 
-TEST(DirectoryIndex, CountsWhatIsEqualAboveAndBelow) {
+TEST(DirectoryIndex, CountsEqualOuterAndInnerDirectories) {
     ryn::DirectoryIndex index;
     EXPECT_EQ(0, index.count("/d"));
     EXPECT_TRUE(index.add("/d"));
@@ -77,21 +77,21 @@ TEST(DirectoryIndex, CountsADirectoryOncePerAddition) {
     EXPECT_EQ(0, index.count(""));
 }
 
-TEST(DirectoryIndex, LeavesNothingOfADroppedDirectoryBehind) {
+TEST(DirectoryIndex, RemovalFreesTheNodesOfTheDirectory) {
     ryn::DirectoryIndex index;
     ASSERT_TRUE(index.add("/a/b/c"));
     ASSERT_TRUE(index.add("/a/x"));
     const int before = faults::count("malloc");
     ASSERT_TRUE(index.add("/a/x"));
-    EXPECT_EQ(before, faults::count("malloc")) << "its nodes are there";
+    EXPECT_EQ(before, faults::count("malloc")) << "its nodes exist";
     index.remove("/a/b/c");
     ASSERT_TRUE(index.add("/a/b/c"));
-    EXPECT_EQ(before + 2, faults::count("malloc")) << "b and c were gone, a was not";
+    EXPECT_EQ(before + 2, faults::count("malloc")) << "b and c had been freed, a had not";
     index.remove("/never/added");
     EXPECT_EQ(3, index.count("/a"));
 }
 
-TEST(DirectoryIndex, CountsAsBeforeWhenAnAdditionFails) {
+TEST(DirectoryIndex, FailedAdditionChangesNothing) {
     ryn::DirectoryIndex index;
     ASSERT_TRUE(index.add("/a/b"));
     for (int nth = 1; nth <= 4; ++nth) {
@@ -109,7 +109,7 @@ TEST(DirectoryIndex, CountsAsBeforeWhenAnAdditionFails) {
     EXPECT_EQ(2, index.count("/a"));
 }
 
-TEST(DirectoryIndex, FirstAdditionFailsWithoutMemory) {
+TEST(DirectoryIndex, FirstAdditionFailsIfMemoryIsExhausted) {
     ryn::DirectoryIndex index;
     for (int nth = 1; nth <= 3; ++nth) { // the node of "", the buckets, the node of "a"
         faults::failAllocation(nth);
@@ -120,7 +120,7 @@ TEST(DirectoryIndex, FirstAdditionFailsWithoutMemory) {
     EXPECT_TRUE(index.add("/a"));
 }
 
-TEST(DirectoryIndex, TakesPathsOfAnyLengthAndDepth) {
+TEST(DirectoryIndex, AcceptsPathsOfAnyLengthAndDepth) {
     ryn::DirectoryIndex index;
     std::string deep;
     for (int i = 0; i < 50000; ++i) {
@@ -136,8 +136,8 @@ TEST(DirectoryIndex, TakesPathsOfAnyLengthAndDepth) {
     EXPECT_EQ(0, index.count("/x"));
 }
 
-TEST(DirectoryIndex, TellsDirectoriesApartWhoseHashIsOne) {
-    // So many that a hash of 32 bits is shared by about 18 pairs.
+TEST(DirectoryIndex, DistinguishesDirectoriesWithEqualHashes) {
+    // With 32-bit hashes about 18 pairs of so many are expected to be equal.
     constexpr int kMany = 400000;
     ryn::DirectoryIndex index;
     for (int i = 0; i < kMany; ++i) {
@@ -179,8 +179,8 @@ namespace {
 
 class Reuse : public test::PathTest {
   protected:
-    /// What a walk over the libraries in definition order finds: the names of those that match, and twice those
-    /// that match twice.
+    /// The expected names, by a walk over the libraries in definition order: a library that matches twice is listed
+    /// twice.
     std::vector<std::string> walk(const std::string &path) const {
         std::vector<std::string> found;
         const rynLibrary *library = definitions.handle->libraries.head;
@@ -195,10 +195,10 @@ class Reuse : public test::PathTest {
         return found;
     }
     std::vector<std::string> listed(const std::string &path, int &count) const {
-        std::vector<rynLibrary *> room(1000);
-        count = ryniLibPathReused(definitions.handle, path.c_str(), room.data(), 1000);
+        std::vector<rynLibrary *> buffer(1000);
+        count = ryniLibPathReused(definitions.handle, path.c_str(), buffer.data(), 1000);
         std::vector<std::string> found;
-        for (rynLibrary *const *at = room.data(); *at != nullptr; ++at) {
+        for (rynLibrary *const *at = buffer.data(); *at != nullptr; ++at) {
             found.emplace_back((*at)->name);
         }
         return found;
@@ -260,7 +260,7 @@ TEST_F(Reuse, AgreesWithAWalkOverAllLibraries) {
     }
 }
 
-TEST_F(Reuse, CountsAsBeforeWhenAChangeFails) {
+TEST_F(Reuse, FailedChangeKeepsTheCounts) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d/a\n"));
     rynLibrary *library = definitions.library("a");
     ASSERT_EQ(RYN_OK, ryn::setExplicitTmp(*definitions.handle, *library, "/t", "/t"));

@@ -15,8 +15,8 @@
 #include <vector>
 
 namespace faults = test::faults;
+using test::ErrorReports;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
@@ -72,7 +72,7 @@ const FoundAll kNothing = {RYN_NO_SUCH_FILE, {}};
 constexpr std::size_t kSize = VEK_PATH_SIZE;
 
 /// A project in an initialized process. Its search list is the library entry and then the directory "d", unless a
-/// test says otherwise.
+/// test calls searchIn().
 class SearchProject : public test::Project {
   public:
     explicit SearchProject(std::string_view temporaries = {},
@@ -85,9 +85,9 @@ class SearchProject : public test::Project {
 
     void searchIn(const std::string &list) { box.file("setup.loc", list); }
 
-    /// Makes a file that is found in these places of the library.
-    SearchProject &offer(std::string_view places, mode_t mode = 0644) {
-        put(places, ".tolvane/n", mode);
+    /// Makes a file that is found in each of these directories of the library.
+    SearchProject &offer(std::string_view letters, mode_t mode = 0644) {
+        put(letters, ".tolvane/n", mode);
         return *this;
     }
 
@@ -136,29 +136,29 @@ class SearchProject : public test::Project {
     }
 };
 
-/// What the letters of a library's directories stand for in a result.
-Strings in(const std::string &places) {
+/// The paths of the file in these directories of the library, as results show them.
+Strings in(const std::string &letters) {
     Strings paths;
-    for (const char place : places) {
-        paths.push_back(std::string(1, place) + "/.tolvane/n");
+    for (const char letter : letters) {
+        paths.push_back(std::string(1, letter) + "/.tolvane/n");
     }
     return paths;
 }
 
-Found inFirst(const std::string &places) {
-    return {RYN_OK, in(places).front()};
+Found inFirst(const std::string &letters) {
+    return {RYN_OK, in(letters).front()};
 }
 
 } // namespace
 
 // The directories of a library.
 
-TEST(RynSearch, TemporaryDirectoriesComeBeforeTheLibrarys) {
+TEST(RynSearch, SearchesTemporaryDirectoriesBeforeTheLibrary) {
     struct Row {
         const char *temporaries;
         std::string searched;
     };
-    // With both kinds the implicit one stands in for the explicit one, and is searched twice.
+    // Documented: with both kinds the implicit directory replaces the explicit one and is searched twice.
     for (const Row &row :
          {Row{"", "l"}, {"E", "el"}, {"I", "il"}, {"O", "il"}, {"IE", "iil"}, {"OE", "iil"}}) {
         SearchProject project(row.temporaries);
@@ -169,7 +169,7 @@ TEST(RynSearch, TemporaryDirectoriesComeBeforeTheLibrarys) {
     }
 }
 
-TEST(RynSearch, GoesOnToTheNextDirectoryOfTheLibrary) {
+TEST(RynSearch, ContinuesInTheNextDirectoryOfTheLibrary) {
     for (const char *temporaries : {"", "E", "I", "IE"}) {
         SearchProject project(temporaries);
         EXPECT_EQ(project.search(), kNotFound) << temporaries;
@@ -182,23 +182,23 @@ TEST(RynSearch, GoesOnToTheNextDirectoryOfTheLibrary) {
     }
 }
 
-TEST(RynSearch, ExplicitDirectoryIsSearchedWhenTheImplicitOneIsNotThere) {
+TEST(RynSearch, SearchesTheExplicitDirectoryIfTheImplicitOneIsMissing) {
     SearchProject project("IE");
     project.offer("le");
     ASSERT_EQ(rmdir("itmp/lib"), 0);
     EXPECT_EQ(project.search(), inFirst("e"));
     EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("el")}));
-    // To be written, only the first kind there is counts.
+    // rynFindWritable() uses only the first kind of temporary directory that is set.
     EXPECT_EQ(project.findWritable(), inFirst("l"));
 }
 
-TEST(RynSearch, DirectoriesThatFailAddNothing) {
+TEST(RynSearch, SkipsMissingDirectories) {
     SearchProject project("E");
     project.offer("l");
     ASSERT_EQ(rmdir("etmp"), 0);
     EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
     EXPECT_EQ(project.search(), inFirst("l"));
-    // Nor does such a directory have a search of its own, which would end in "d".
+    // A missing directory has no search of its own, which would continue in "d".
     project.box.file("d/n", "");
     EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, in("l")}));
 }
@@ -217,7 +217,7 @@ TEST(RynSearch, GlobalTemporaryDirectoryIsAnExplicitOne) {
     vekFreeStrlist(paths);
 }
 
-TEST(RynSearch, OnlyTheFirstDefaultGroupOfALibraryIsSearched) {
+TEST(RynSearch, SearchesOnlyTheFirstDefaultGroupOfALibrary) {
     SearchProject project("E");
     project.put("le", "n");
     project.put("le", "veksetup/n");
@@ -228,7 +228,7 @@ TEST(RynSearch, OnlyTheFirstDefaultGroupOfALibraryIsSearched) {
     EXPECT_EQ(project.findWritable(), kNotFound);
 }
 
-TEST(RynSearch, PackedLibraryHasItsTemporaryDirectoriesOnly) {
+TEST(RynSearch, SearchesTemporaryDirectoriesOfAPackedLibraryOnly) {
     SearchProject project("E");
     project.offer("le");
     project.pack("lib.zip");
@@ -237,7 +237,7 @@ TEST(RynSearch, PackedLibraryHasItsTemporaryDirectoriesOnly) {
     EXPECT_EQ(project.findWritable(), inFirst("e"));
 }
 
-TEST(RynSearch, ImplicitDirectoryOfAPackedLibraryIsSearchedOnlyInTheExplicitOnesPlace) {
+TEST(RynSearch, ImplicitDirectoryOfAPackedLibraryNeedsAnExplicitOne) {
     SearchProject implicit("I");
     implicit.offer("li");
     implicit.pack("lib.zip");
@@ -254,7 +254,7 @@ TEST(RynSearch, ImplicitDirectoryOfAPackedLibraryIsSearchedOnlyInTheExplicitOnes
 
 // Libraries that add nothing.
 
-TEST(RynSearch, LibraryThatIsNotDefinedLeavesTheCallersDirectories) {
+TEST(RynSearch, UndefinedLibraryLeavesTheGivenDirectories) {
     SearchProject project("E");
     project.offer("le").box.file("d/n", "").file("d/g/n", "");
     for (const char *library : {"other", "", "LIB", static_cast<const char *>(nullptr)}) {
@@ -268,10 +268,10 @@ TEST(RynSearch, LibraryThatIsNotDefinedLeavesTheCallersDirectories) {
         EXPECT_EQ(project.fullSearch("g", library), kNothing);
         EXPECT_EQ(project.fullSearchList(groups, library), kNothing);
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
-TEST(RynSearch, LibraryThatIsNotThereAddsNothing) {
+TEST(RynSearch, MissingLibraryDirectoryAddsNothing) {
     SearchProject project({}, test::Existence::Unchecked);
     project.box.file("d/n", "");
     ASSERT_EQ(rmdir("lib"), 0);
@@ -280,7 +280,7 @@ TEST(RynSearch, LibraryThatIsNotThereAddsNothing) {
     EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/n"}));
 }
 
-TEST(RynSearch, NullHandleIsTheDefaultOne) {
+TEST(RynSearch, NullHandleIsTheDefaultHandle) {
     SearchProject project("E");
     project.offer("le");
     std::array<char, kSize> path = {};
@@ -293,13 +293,13 @@ TEST(RynSearch, NullHandleIsTheDefaultOne) {
     vekFreeStrlist(paths);
 }
 
-TEST(RynSearch, WithoutARegistryALibraryIsReportedAndAddsNothing) {
+TEST(RynSearch, LibraryWithoutARegistryIsReported) {
     SearchProject project("E");
     project.offer("le").box.file("d/n", "");
     project.release();
     EXPECT_EQ(project.search(nullptr, nullptr), (Found{RYN_OK, "d/n"}));
-    EXPECT_EQ(recorded.fatals, Reports{});
-    const Reports report = {{RYN_INVALID_PARAMETER, "rynQuery()", "rynQuery()"}};
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
+    const ErrorReports report = {{RYN_INVALID_PARAMETER, "rynQuery()", "rynQuery()"}};
     EXPECT_EQ(project.search(), (Found{RYN_OK, "d/n"}));
     EXPECT_EQ(recorded.fatals, report);
     recorded.fatals.clear();
@@ -312,7 +312,7 @@ TEST(RynSearch, WithoutARegistryALibraryIsReportedAndAddsNothing) {
 
 // The caller's directories, and the list.
 
-TEST(RynSearch, CallersDirectoriesAreTheGroups) {
+TEST(RynSearch, GivenDirectoriesAreTheGroups) {
     SearchProject project;
     project.box.file("d/n", "").file("d/g/n", "").file("d/h/n", "").directory("d/empty");
     EXPECT_EQ(project.search("g"), (Found{RYN_OK, "d/g/n"}));
@@ -324,7 +324,7 @@ TEST(RynSearch, CallersDirectoriesAreTheGroups) {
     EXPECT_EQ(project.fullSearch("g"), (FoundAll{RYN_OK, {"d/g/n"}}));
 }
 
-TEST(RynSearch, NoDirectoryAsksForTheDefaultGroups) {
+TEST(RynSearch, NullDirectoryIsTheDefaultGroups) {
     SearchProject project;
     project.box.file("d/veksetup/n", "");
     EXPECT_EQ(project.search(), (Found{RYN_OK, "d/veksetup/n"}));
@@ -338,7 +338,7 @@ TEST(RynSearch, NoDirectoryAsksForTheDefaultGroups) {
     EXPECT_EQ(project.findWritable(), (Found{RYN_OK, "d/.tolvane/n"}));
 }
 
-TEST(RynSearch, EmptyListOfDirectoriesLeavesTheLibrary) {
+TEST(RynSearch, EmptyListOfDirectoriesSearchesTheLibraryOnly) {
     SearchProject project;
     project.box.file("d/n", "").file("d/.tolvane/n", "");
     Groups none({});
@@ -349,7 +349,7 @@ TEST(RynSearch, EmptyListOfDirectoriesLeavesTheLibrary) {
     EXPECT_EQ(project.fullSearchList(none), (FoundAll{RYN_OK, in("l")}));
 }
 
-TEST(RynSearch, LibraryIsSearchedWhereTheListSaysSo) {
+TEST(RynSearch, SearchesTheLibraryAtItsPositionInTheList) {
     SearchProject project;
     project.offer("l").box.file("d/n", "");
     EXPECT_EQ(project.search(), inFirst("l"));
@@ -367,7 +367,7 @@ TEST(RynSearch, LibraryIsSearchedWhereTheListSaysSo) {
 
 // All matches.
 
-TEST(RynFullSearch, EveryDirectoryOfTheLibraryHasASearchOfItsOwn) {
+TEST(RynFullSearch, MakesOneSearchPerLibraryDirectory) {
     SearchProject project("E");
     project.offer("l").box.file("d/n", "");
     // The search of the explicit directory ends in "d".
@@ -378,7 +378,7 @@ TEST(RynFullSearch, EveryDirectoryOfTheLibraryHasASearchOfItsOwn) {
     EXPECT_EQ(project.fullSearch(), (FoundAll{RYN_OK, {"d/n", "d/n"}}));
 }
 
-TEST(RynFullSearch, SearchesThatFailAddNothing) {
+TEST(RynFullSearch, FailedSearchesAddNothing) {
     SearchProject project("E");
     project.put("e", ".tolvane/n", 0000);
     project.offer("l");
@@ -388,22 +388,22 @@ TEST(RynFullSearch, SearchesThatFailAddNothing) {
     });
 }
 
-TEST(RynFullSearch, WithoutAMatchTheListIsNull) {
+TEST(RynFullSearch, ListIsNullWithoutAMatch) {
     const SearchProject project("E");
     EXPECT_EQ(project.fullSearch(), kNothing);
     EXPECT_EQ(project.fullSearch(nullptr, "lib", nullptr), kNothing);
     EXPECT_EQ(project.fullSearchList(nullptr), kNothing);
 }
 
-TEST(RynFullSearch, NeedsAPlaceForTheList) {
+TEST(RynFullSearch, NeedsAResultPointer) {
     const SearchProject project;
     Groups groups({"g"});
     EXPECT_EQ(rynFullSearch(project.handle, "n", nullptr, "lib", nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(rynFullSearchList(project.handle, "n", groups, "lib", nullptr), RYN_INVALID_PARAMETER);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
-TEST(RynFullSearch, WithoutMemoryGivesNothing) {
+TEST(RynFullSearch, ReturnsNothingIfMemoryIsExhausted) {
     SearchProject project("E");
     project.offer("le");
     const test::Capture capture;
@@ -429,7 +429,7 @@ TEST(RynFullSearch, WithoutMemoryGivesNothing) {
 
 // Writable matches.
 
-TEST(RynFindWritable, PassesOverWhatCannotBeWritten) {
+TEST(RynFindWritable, SkipsFilesThatCannotBeWritten) {
     SearchProject project("E");
     project.offer("le", 0444).box.file("d/n", "", 0666).directory("lib", 0777).directory("etmp", 0777);
     test::Project::asUnprivileged([&project] {
@@ -438,7 +438,7 @@ TEST(RynFindWritable, PassesOverWhatCannotBeWritten) {
     });
 }
 
-TEST(RynFindWritable, LooksInDirectoriesOfTheLibraryThatCanBeWritten) {
+TEST(RynFindWritable, SkipsLibraryDirectoriesThatCannotBeWritten) {
     SearchProject project("E");
     project.offer("le", 0666).box.directory("lib", 0777).directory("etmp", 0555);
     test::Project::asUnprivileged([&project] {
@@ -452,7 +452,7 @@ TEST(RynFindWritable, LooksInDirectoriesOfTheLibraryThatCanBeWritten) {
     });
 }
 
-TEST(RynFindWritable, ImplicitDirectoryIsOneToBeWrittenForTheOtherSearchesToo) {
+TEST(RynFindWritable, OtherSearchesNeedAWritableImplicitDirectoryToo) {
     SearchProject project("I");
     project.offer("li", 0666).box.directory("itmp/lib", 0555);
     test::Project::asUnprivileged([&project] {
@@ -463,7 +463,7 @@ TEST(RynFindWritable, ImplicitDirectoryIsOneToBeWrittenForTheOtherSearchesToo) {
 
 // Codes.
 
-TEST(RynSearch, BufferHoldsThePathAndItsEnd) {
+TEST(RynSearch, BufferMustHoldThePathAndTheNul) {
     SearchProject project;
     project.offer("l");
     const std::size_t length = project.path("lib/.tolvane/n").size();
@@ -478,7 +478,7 @@ TEST(RynSearch, BufferHoldsThePathAndItsEnd) {
     EXPECT_EQ(none, '?');
 }
 
-TEST(RynSearch, NullNameOrBufferIsInvalidWithoutAReport) {
+TEST(RynSearch, NullNameOrBufferIsInvalidAndNotReported) {
     SearchProject project;
     project.offer("l");
     const Found invalid = {RYN_INVALID_PARAMETER, "untouched"};
@@ -489,10 +489,10 @@ TEST(RynSearch, NullNameOrBufferIsInvalidWithoutAReport) {
     std::array<char, 10> path = {};
     EXPECT_EQ(rynFindWritable(project.handle, nullptr, "lib", path.data(), path.size()),
               RYN_INVALID_PARAMETER);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
-TEST(RynSearch, MatchThatCannotBeReadIsDenied) {
+TEST(RynSearch, UnreadableMatchIsPermissionDenied) {
     SearchProject project;
     project.offer("l", 0000).box.file("d/n", "");
     test::Project::asUnprivileged([&project] {
@@ -502,7 +502,7 @@ TEST(RynSearch, MatchThatCannotBeReadIsDenied) {
     });
 }
 
-TEST(RynSearch, PathOfOver1023CharactersDoesNotFit) {
+TEST(RynSearch, PathLimitIs1023Characters) {
     SearchProject project;
     std::string directory = "lib";
     for (int i = 0; i < 5; ++i) {
@@ -519,7 +519,7 @@ TEST(RynSearch, PathOfOver1023CharactersDoesNotFit) {
               (Found{RYN_BUFFER_TOO_SMALL, "untouched"}));
 }
 
-TEST(RynSearch, WithoutASearchListIsAnInternalError) {
+TEST(RynSearch, FailureToBuildTheSearchListIsAnInternalError) {
     SearchProject project;
     project.offer("l");
     const test::Capture capture;
@@ -562,9 +562,9 @@ TEST(RynSearch, PrintsNothing) {
     EXPECT_EQ(capture.out() + capture.err(), "");
 }
 
-// The search lists of others.
+// Search lists of the caller and the process.
 
-TEST(RynSearch, DefaultListIsBuiltAnewAfterwards) {
+TEST(RynSearch, RebuildsTheDefaultListOfTheProcess) {
     SearchProject project;
     project.box.file("d/n", "").file("e/n", "");
     std::array<char, kSize> path = {};
@@ -585,7 +585,7 @@ TEST(RynSearch, DefaultListIsBuiltAnewAfterwards) {
     EXPECT_EQ(puxReleaseHandle(nullptr), PUX_OK);
 }
 
-TEST(RynSearch, NoSearchListIsLeftBehind) {
+TEST(RynSearch, ReleasesItsSearchList) {
     SearchProject project("E");
     project.offer("le");
     EXPECT_EQ(project.search(), inFirst("e"));
@@ -596,7 +596,7 @@ TEST(RynSearch, NoSearchListIsLeftBehind) {
     EXPECT_EQ(puxReleaseHandle(nullptr), PUX_INVALID_PARAMETER);
 }
 
-TEST(RynSearch, ListOfACallerStaysAsItIs) {
+TEST(RynSearch, DoesNotChangeTheListOfACaller) {
     SearchProject project;
     project.box.file("d/n", "").file("e/n", "");
     char **list = nullptr;

@@ -17,11 +17,11 @@
 
 namespace faults = test::faults;
 using test::archives;
+using test::ErrorReports;
 using test::Existence;
 using test::Names;
 using test::Project;
 using test::recorded;
-using test::Reports;
 using Calls = std::vector<std::string>;
 
 namespace {
@@ -348,7 +348,7 @@ TEST(SpecifierOfParent, RejectsAParentOfAnotherImplementation) {
         }
         vekFSFreeSpec(native);
     }
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(SpecifierOfParent, RejectsAParentWithoutALibrary) {
@@ -386,7 +386,7 @@ TEST(GetSpec, NullHandleIsInvalidAndNotReported) {
     EXPECT_EQ(ryni_mkspec(nullptr, "lib", nullptr, nullptr, nullptr, nullptr, &spec), RYN_INVALID_PARAMETER);
     EXPECT_EQ(ryni_mkspec(project.handle, "lib", nullptr, nullptr, nullptr, nullptr, nullptr),
               RYN_INVALID_PARAMETER);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(GetSpec, NeedsALibraryOrAParent) {
@@ -403,9 +403,10 @@ TEST(GetSpec, ReturnsTheErrorsOfGetPath) {
     EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {"c", "v", "f"}), RYN_NO_SUCH_CELL);
     EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
     EXPECT_EQ(getSpec(made, project, RYN_PATH_READ_LIBRARY, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
     EXPECT_EQ(getSpec(made, project, 10), RYN_INVALID_PARAMETER);
-    EXPECT_EQ(recorded.fatals, (Reports{{22, "rynGetPath() - 2", "rynGetPath() - 2"}}));
+    EXPECT_EQ(recorded.fatals,
+              (ErrorReports{{RYN_INVALID_PARAMETER, "rynGetPath() - 2", "rynGetPath() - 2"}}));
 }
 
 TEST(GetSpec, UsesThePathOfTheMode) {
@@ -436,7 +437,7 @@ TEST(GetSpec, EveryFailedAllocationIsAMemoryError) {
             ++failures;
         }
         EXPECT_EQ(failures, 2 + 2 + 4); // inner specifier; outer one and its record; names
-        EXPECT_EQ(recorded.fatals, Reports{});
+        EXPECT_EQ(recorded.fatals, ErrorReports{});
     }
 }
 
@@ -519,7 +520,7 @@ TEST(PackedLibrary, ExistsWhenItHasAnArchive) {
     EXPECT_EQ(ryniZipExists(project.handle, nullptr), 0);
     project.release();
     EXPECT_EQ(ryniZipExists(nullptr, "lib"), 0);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(PackedLibrary, ReadModesUseTheArchive) {
@@ -863,7 +864,7 @@ TEST(InvalidatePackedLib, FailedRenameChangesNothing) {
     EXPECT_EQ(archives.calls, Calls{});
     unlink("lib.pack");
     EXPECT_EQ(rynInvalidatePackedLib(project.handle, "lib"), RYN_SYSTEM_ERROR);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(InvalidatePackedLib, AcceptsAnyFileName) {
@@ -882,7 +883,8 @@ TEST(InvalidatePackedLib, AcceptsAnyFileName) {
 
 TEST(InvalidatePackedLib, ReportsMissingArgumentsAndUsesTheDefaultHandle) {
     Project project;
-    const Reports report = {{22, "rynInvalidatePackedLib()", "rynInvalidatePackedLib()"}};
+    const ErrorReports report = {
+        {RYN_INVALID_PARAMETER, "rynInvalidatePackedLib()", "rynInvalidatePackedLib()"}};
     EXPECT_EQ(rynInvalidatePackedLib(nullptr, "lib"), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(rynInvalidatePackedLib(project.handle, nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, report);

@@ -36,11 +36,11 @@ struct {
     std::array<Freed, 64> blocks = {};
 } freed;
 
-struct Report {
+struct ErrorReport {
     int code;
     std::string text, sameText;
 };
-std::vector<Report> reports;
+std::vector<ErrorReport> reports;
 
 int keepReport(int code, const char *text, const char *sameText) {
     reports.push_back({code, text, sameText});

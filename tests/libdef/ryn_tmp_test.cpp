@@ -19,8 +19,8 @@
 
 namespace faults = test::faults;
 using test::Diagnostics;
+using test::ErrorReports;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
@@ -182,7 +182,7 @@ TEST_F(ImplicitTmp, TextLimitIs4095Characters) {
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit(longer.c_str(), 1));
     expectNoImplicit();
     const std::string cut = longer.substr(0, 4095);
-    EXPECT_EQ((Reports{{RYN_INVALID_PATH, text + "/", text + "/"}, {RYN_INVALID_PATH, cut, cut}}),
+    EXPECT_EQ((ErrorReports{{RYN_INVALID_PATH, text + "/", text + "/"}, {RYN_INVALID_PATH, cut, cut}}),
               recorded.errors);
 }
 
@@ -235,10 +235,10 @@ TEST_F(ImplicitTmp, MissingDirectoryIsInvalidPath) {
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit("~nosuchuser/t", 1));
     EXPECT_EQ(RYN_INTERNAL_ERROR, setImplicit("$UNSET/t", 1));
     expectNoImplicit();
-    EXPECT_EQ((Reports{{RYN_INVALID_PATH, at("no"), at("no")},
-                       {RYN_INVALID_PATH, at("f"), at("f")},
-                       {RYN_INVALID_PATH, "~nosuchuser/t", "~nosuchuser/t"},
-                       {RYN_INTERNAL_ERROR, "$UNSET/t", "$UNSET/t"}}),
+    EXPECT_EQ((ErrorReports{{RYN_INVALID_PATH, at("no"), at("no")},
+                            {RYN_INVALID_PATH, at("f"), at("f")},
+                            {RYN_INVALID_PATH, "~nosuchuser/t", "~nosuchuser/t"},
+                            {RYN_INTERNAL_ERROR, "$UNSET/t", "$UNSET/t"}}),
               recorded.errors);
 }
 
@@ -255,10 +255,10 @@ TEST_F(ImplicitTmp, CycleOrTooLongExpansionIsAnError) {
     EXPECT_EQ(RYN_INTERNAL_ERROR, setImplicit("self", 1));
     EXPECT_EQ(RYN_INTERNAL_ERROR, setImplicit("self/t", 1));
     expectNoImplicit();
-    EXPECT_EQ((Reports{{RYN_INVALID_PATH, "$LONG/", "$LONG/"},
-                       {RYN_INVALID_PATH, "$A/t", "$A/t"},
-                       {RYN_INTERNAL_ERROR, at("self"), at("self")},
-                       {RYN_INTERNAL_ERROR, at("self"), at("self")}}),
+    EXPECT_EQ((ErrorReports{{RYN_INVALID_PATH, "$LONG/", "$LONG/"},
+                            {RYN_INVALID_PATH, "$A/t", "$A/t"},
+                            {RYN_INTERNAL_ERROR, at("self"), at("self")},
+                            {RYN_INTERNAL_ERROR, at("self"), at("self")}}),
               recorded.errors);
 }
 
@@ -269,7 +269,7 @@ TEST_F(ImplicitTmp, UnreadableDirectoryIsPermissionDenied) {
         ryni_setUidGid();
         renewStrict();
         EXPECT_EQ(RYN_PERMISSION_DENIED, setImplicit(shut.c_str(), 1));
-        EXPECT_EQ((Reports{{RYN_PERMISSION_DENIED, shut, shut}}), recorded.errors);
+        EXPECT_EQ((ErrorReports{{RYN_PERMISSION_DENIED, shut, shut}}), recorded.errors);
         expectNoImplicit();
         renew();
         EXPECT_EQ(RYN_OK, setImplicit(shut.c_str(), 1)) << "reading is tested when paths must exist";
@@ -335,7 +335,7 @@ TEST_F(ImplicitTmp, FailedAllocationIsReportedAndRemovesIt) {
         ASSERT_EQ(1U, recorded.errors.size());
         const std::string expected[] = {"t", at("t/a"), at("real/a"), at("t/b"), at("real/b")};
         ASSERT_LE(failures, 5);
-        EXPECT_EQ((test::Report{RYN_MEMORY_ERROR, expected[failures - 1], expected[failures - 1]}),
+        EXPECT_EQ((test::ErrorReport{RYN_MEMORY_ERROR, expected[failures - 1], expected[failures - 1]}),
                   recorded.errors[0]);
     }
     EXPECT_EQ(5, failures);
@@ -355,7 +355,7 @@ TEST_F(ImplicitTmp, CanBeSetByTheCreationOptions) {
     EXPECT_EQ(RYN_INVALID_PATH, rynInitEx("vek.lib", 0, test::recordWarning, nullptr, &options,
                                           sizeof options, &definitions.handle));
     EXPECT_EQ(nullptr, definitions.handle);
-    EXPECT_EQ((Reports{{RYN_INVALID_PATH, "/no/such", "/no/such"}}), recorded.errors);
+    EXPECT_EQ((ErrorReports{{RYN_INVALID_PATH, "/no/such", "/no/such"}}), recorded.errors);
     options.implicitTmpDirectory = "";
     EXPECT_EQ(RYN_INVALID_PARAMETER, rynInitEx("vek.lib", 0, test::recordWarning, nullptr, &options,
                                                sizeof options, &definitions.handle));
@@ -375,7 +375,7 @@ TEST_F(ImplicitTmp, FlagsOfANullHandleAreThoseOfTheDefault) {
 
 TEST_F(ImplicitTmp, FlagsWithoutARegistryOrAnOutputAreReported) {
     unsigned flags = 77;
-    const test::Reports report = {
+    const test::ErrorReports report = {
         {RYN_INVALID_PARAMETER, "rynGetImplicitTmpFlags()", "rynGetImplicitTmpFlags()"}};
     for (rynHandle handle : {rynHandle(nullptr), definitions.handle}) {
         recorded.fatals.clear();

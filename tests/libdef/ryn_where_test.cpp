@@ -9,8 +9,8 @@
 
 namespace faults = test::faults;
 using test::Definitions;
+using test::ErrorReports;
 using test::recorded;
-using test::Reports;
 
 namespace {
 
@@ -60,8 +60,8 @@ struct Project : Definitions {
 
 TEST(WhereDefined, ReturnsFileAndLine) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), (Place{0, project.top(), 1}));
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "b"), (Place{0, project.more(), 2}));
+    EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), (Place{RYN_OK, project.top(), 1}));
+    EXPECT_EQ(ask(rynWhereDefined, project.handle, "b"), (Place{RYN_OK, project.more(), 2}));
 }
 
 TEST(WhereDefined, ReturnsTheLatestDefinition) {
@@ -70,7 +70,8 @@ TEST(WhereDefined, ReturnsTheLatestDefinition) {
     definitions.box.file("first.lib", "DEFINE a a\n");
     definitions.box.file("second.lib", "\n\nDEFINE a b\n");
     ASSERT_EQ(definitions.load("INCLUDE first.lib\nINCLUDE second.lib\n"), 0);
-    EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "a"), (Place{0, definitions.path("second.lib"), 3}));
+    EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "a"),
+              (Place{RYN_OK, definitions.path("second.lib"), 3}));
 }
 
 TEST(WhereDefined, PointsIntoTheRegistry) {
@@ -85,7 +86,7 @@ TEST(WhereDefined, WithoutLocationIsAnInternalError) {
     const Project project;
     project.library("a")->definedIn = nullptr;
     EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), failed(RYN_INTERNAL_ERROR));
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(WhereDefined, UnknownNameIsNotDefined) {
@@ -105,22 +106,24 @@ TEST(IsDefined, FollowsTheCaseRule) {
     definitions.box.directory("a");
     ASSERT_EQ(definitions.load("DEFINE Lib a\n"), 0);
     EXPECT_EQ(rynIsDefined(definitions.handle, "lIB"), 0);
-    EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "LIB"), (Place{0, definitions.path("vek.lib"), 1}));
+    EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "LIB"),
+              (Place{RYN_OK, definitions.path("vek.lib"), 1}));
 }
 
 // ---- attributes
 
 TEST(WhereAssigned, ReturnsTheStatementThatLastSetIt) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "COLOR"), (Place{0, project.top(), 4}));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "SHAPE"), (Place{0, project.top(), 5}));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", "TMP"), (Place{0, project.more(), 4}));
+    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "COLOR"), (Place{RYN_OK, project.top(), 4}));
+    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "SHAPE"), (Place{RYN_OK, project.top(), 5}));
+    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", "TMP"), (Place{RYN_OK, project.more(), 4}));
 }
 
 TEST(WhereAssigned, SearchesTheNameInUpperCase) {
     const Project project;
     for (const char *name : {"tmp", "TMP", "tMp"}) {
-        EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", name), (Place{0, project.more(), 4})) << name;
+        EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", name), (Place{RYN_OK, project.more(), 4}))
+            << name;
         EXPECT_EQ(rynIsAssigned(project.handle, "b", name), 0) << name;
     }
     for (const char *name : {"", "TM", "TMPX", " TMP"}) {
@@ -166,7 +169,7 @@ TEST(WhereGlobalExplicitTmp, ReturnsTheNewestStatement) {
     definitions.box.file("more.lib", "\nASSIGN AllLibs TmpRootDir h\n");
     ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN AllLibs TmpRootDir g\nINCLUDE more.lib\n"), 0);
     EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, definitions.handle),
-              (Place{0, definitions.path("more.lib"), 2}));
+              (Place{RYN_OK, definitions.path("more.lib"), 2}));
 }
 
 TEST(WhereGlobalExplicitTmp, IsNotAssignedWithoutOne) {
@@ -193,28 +196,29 @@ TEST(WhereIncluded, ReturnsTheIncludeStatement) {
     const Project project;
     for (const std::string &name : {project.more(), std::string("sub/more.lib"),
                                     std::string("./sub//../sub/more.lib"), project.path("sub/./more.lib")}) {
-        EXPECT_EQ(ask(rynWhereIncluded, project.handle, name.c_str()), (Place{0, project.top(), 2})) << name;
+        EXPECT_EQ(ask(rynWhereIncluded, project.handle, name.c_str()), (Place{RYN_OK, project.top(), 2}))
+            << name;
         EXPECT_EQ(rynIsIncluded(project.handle, name.c_str()), 0) << name;
     }
 }
 
 TEST(WhereIncluded, TopFileHasNoLocation) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), (Place{0, "(null)", 0}));
+    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), (Place{RYN_OK, "(null)", 0}));
     EXPECT_EQ(rynIsIncluded(project.handle, "vek.lib"), 0);
 }
 
 TEST(WhereIncluded, ComparesNslPaths) {
     Project project;
     project.box.link("alias", "sub").link("one.lib", "alias/more.lib");
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "alias/more.lib"), (Place{0, project.top(), 2}));
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "one.lib"), (Place{0, project.top(), 2}));
+    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "alias/more.lib"), (Place{RYN_OK, project.top(), 2}));
+    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "one.lib"), (Place{RYN_OK, project.top(), 2}));
 }
 
 TEST(WhereIncluded, RelativePathCountsFromTheWorkingDirectory) {
     const Project project;
     ASSERT_EQ(chdir("sub"), 0);
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "more.lib"), (Place{0, project.top(), 2}));
+    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "more.lib"), (Place{RYN_OK, project.top(), 2}));
     EXPECT_EQ(rynIsIncluded(project.handle, "../vek.lib"), 0);
     EXPECT_EQ(rynIsIncluded(project.handle, "sub/more.lib"), RYN_FILE_NOT_INCLUDED);
 }
@@ -329,7 +333,7 @@ TEST(LibHasTmp, ReportsNothing) {
     EXPECT_EQ(rynLibHasTmp(nullptr, "b", RYN_TMP_EXPLICIT), 0);
     project.release();
     EXPECT_EQ(rynLibHasTmp(nullptr, "b", 7), RYN_INVALID_PARAMETER);
-    EXPECT_EQ(recorded.fatals, Reports{});
+    EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 // ---- arguments
@@ -372,8 +376,8 @@ TEST(WhereQueries, NullHandleIsTheDefaultHandleOrReported) {
         recorded.fatals.clear();
         fileOut = "untouched";
         lineOut = -1;
-        EXPECT_EQ(call.call(nullptr), 22) << call.context;
-        EXPECT_EQ(recorded.fatals, (Reports{{22, call.context, call.context}}));
+        EXPECT_EQ(call.call(nullptr), RYN_INVALID_PARAMETER) << call.context;
+        EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_INVALID_PARAMETER, call.context, call.context}}));
         if (call.context[3] == 'W') {
             EXPECT_EQ(fileOut, nullptr) << call.context;
             EXPECT_EQ(lineOut, 0) << call.context;
@@ -386,8 +390,8 @@ TEST(WhereQueries, ReportMissingArguments) {
     const char *file = nullptr;
     int line = 0;
     const auto expectReport = [](int code, const char *context) {
-        EXPECT_EQ(code, 22);
-        EXPECT_EQ(recorded.fatals, (Reports{{22, context, context}}));
+        EXPECT_EQ(code, RYN_INVALID_PARAMETER);
+        EXPECT_EQ(recorded.fatals, (ErrorReports{{RYN_INVALID_PARAMETER, context, context}}));
         recorded.fatals.clear();
     };
     rynHandle handle = project.handle;
@@ -410,7 +414,7 @@ TEST(WhereQueries, ReportMissingArguments) {
 TEST(WhereQueries, SingleStatementHasAnEmptyPath) {
     Project project;
     project.box.directory("c").file("late.lib", "DEFINE d d\n");
-    const Place statement = {0, "", 0};
+    const Place statement = {RYN_OK, "", 0};
     rynAddCommand(project.handle, "DEFINE c c");
     EXPECT_EQ(ask(rynWhereDefined, project.handle, "c"), statement);
     rynAddCommand(project.handle, "ASSIGN a COLOR green");
@@ -419,19 +423,22 @@ TEST(WhereQueries, SingleStatementHasAnEmptyPath) {
     EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, project.handle), statement);
     rynAddCommand(project.handle, "INCLUDE late.lib");
     EXPECT_EQ(ask(rynWhereIncluded, project.handle, "late.lib"), statement);
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "d"), (Place{0, project.path("late.lib"), 1}));
+    EXPECT_EQ(ask(rynWhereDefined, project.handle, "d"), (Place{RYN_OK, project.path("late.lib"), 1}));
     EXPECT_EQ(rynIsIncluded(project.handle, ""), RYN_FILE_NOT_INCLUDED);
 }
 
 TEST(WhereQueries, ClearTheirOutputsBeforeTheyFail) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, static_cast<const char *>(nullptr)), failed(22));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", static_cast<const char *>(nullptr)), failed(22));
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, static_cast<const char *>(nullptr)), failed(22));
+    EXPECT_EQ(ask(rynWhereDefined, project.handle, static_cast<const char *>(nullptr)),
+              failed(RYN_INVALID_PARAMETER));
+    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", static_cast<const char *>(nullptr)),
+              failed(RYN_INVALID_PARAMETER));
+    EXPECT_EQ(ask(rynWhereIncluded, project.handle, static_cast<const char *>(nullptr)),
+              failed(RYN_INVALID_PARAMETER));
     int line = -1;
-    EXPECT_EQ(rynWhereDefined(project.handle, "a", nullptr, &line), 22);
+    EXPECT_EQ(rynWhereDefined(project.handle, "a", nullptr, &line), RYN_INVALID_PARAMETER);
     EXPECT_EQ(line, 0);
     const char *file = "untouched";
-    EXPECT_EQ(rynWhereDefined(project.handle, "a", &file, nullptr), 22);
+    EXPECT_EQ(rynWhereDefined(project.handle, "a", &file, nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(file, nullptr);
 }
