@@ -273,7 +273,7 @@ TEST_F(PlantedLink, OfTheCaseProbeIsNotFollowed) {
     }
 }
 
-TEST_F(PlantedLink, ToAFileWithTwoNamesIsNotFollowedByTheCaseProbe) {
+TEST_F(PlantedLink, HardLinkIsNotUsedByTheCaseProbe) {
     const std::string probe = box.path("shared/vekfscasesensitivity." + std::to_string(getpid()));
     ASSERT_EQ(::link(box.path("victim").c_str(), probe.c_str()), 0);
     EXPECT_EQ(vekGetFilesysCaseSensitivity(box.path("shared").c_str()), VEK_CASE_UNKNOWN);

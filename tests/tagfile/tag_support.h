@@ -1,7 +1,7 @@
 #ifndef TESTS_TAGFILE_TAG_SUPPORT_H
 #define TESTS_TAGFILE_TAG_SUPPORT_H
 
-/// What the tests of tag files share: a fixture, collected reports, the template text, object helpers.
+/// Helpers for tests of tag files: a fixture, collected reports, the template text, objects.
 
 #include "common/platform/vek_init.h"
 #include "common/text/vek_strlist.h"
@@ -17,28 +17,29 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace test {
 
-/// One call of the tag layer's error handler. A null place is kept as the empty one: both mean "none".
-struct Report {
+/// The arguments of a call of the tag layer's error handler. A null text is stored as the empty one.
+struct TagReport {
     int code;
     std::string text;
     std::string where;
     int line;
 
-    bool operator==(const Report &) const = default;
+    bool operator==(const TagReport &) const = default;
 };
 
-inline std::ostream &operator<<(std::ostream &out, const Report &report) {
+inline std::ostream &operator<<(std::ostream &out, const TagReport &report) {
     return out << "{" << report.code << ", \"" << report.text << "\", \"" << report.where << "\", "
                << report.line << "}";
 }
 
-using Reports = std::vector<Report>;
+using TagReports = std::vector<TagReport>;
 
-/// Collects what the tag layer reports while it lives.
+/// Collects the reports of the tag layer while it is in scope.
 class ReportCollector {
   public:
     ReportCollector() : previous_(tovRegisterErrorHandler(collect)) { current_ = this; }
@@ -49,12 +50,8 @@ class ReportCollector {
     ReportCollector(const ReportCollector &) = delete;
     ReportCollector &operator=(const ReportCollector &) = delete;
 
-    /// What was reported since the last call.
-    Reports take() {
-        Reports taken;
-        taken.swap(collected_);
-        return taken;
-    }
+    /// The reports since the last call.
+    TagReports take() { return std::exchange(collected_, {}); }
 
   private:
     static void collect(int code, const char *text, const char *where, int line) {
@@ -65,10 +62,10 @@ class ReportCollector {
     static inline ReportCollector *current_ = nullptr;
 
     tovErrorHandler previous_;
-    Reports collected_;
+    TagReports collected_;
 };
 
-inline const Reports kNoReports;
+inline const TagReports kNoReports;
 
 /// An initialized infrastructure, an empty environment, and a sandbox as the working directory: the search
 /// list is ".", that is, the sandbox.
@@ -90,7 +87,7 @@ class WhereBuffer {
     WhereBuffer() { std::memset(bytes_, 'w', sizeof(bytes_)); }
     ~WhereBuffer() {
         for (std::size_t at = VEK_PATH_SIZE; at < sizeof(bytes_); ++at) {
-            EXPECT_EQ('w', bytes_[at]) << "written behind the buffer";
+            EXPECT_EQ('w', bytes_[at]) << "written after the buffer";
         }
     }
     WhereBuffer(const WhereBuffer &) = delete;
@@ -114,7 +111,7 @@ struct DestroyTagObject {
 };
 using TagObject = std::unique_ptr<VekinfoObj, DestroyTagObject>;
 
-/// A heap object in which nothing is set; made past the fault points.
+/// A heap object in which nothing is set. Its allocation is not a fault point.
 inline TagObject emptyTagObject() {
     auto *obj = static_cast<VekinfoObj *>(__real_calloc(1, sizeof(VekinfoObj)));
     obj->library = TOV_UNSET;
@@ -149,12 +146,17 @@ inline std::vector<std::string> entriesOf(const VekinfoObj &obj) {
 
 using Entries = std::vector<std::string>;
 
+/// How a test shows a failure in place of a path or a value.
+inline std::string failure(int code) {
+    return std::string("failure: ") + tovGetErrorMsg(code);
+}
+
 inline std::string textOf(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 
-/// `directory` followed by "/." as often as it takes to make it `size` characters long, a last "/" included
-/// when the count asks for it: another spelling of the same directory.
+/// Another spelling of `directory` of exactly `size` characters: "/." is appended repeatedly, and at the end a "/" if one
+/// character is missing.
 inline std::string spelledWith(std::string directory, std::size_t size) {
     while (directory.size() + 2 <= size) {
         directory += "/.";

@@ -337,7 +337,7 @@ TEST_F(AtLoc, ReadingAFileKeepsTheObjectReturnedBefore) {
 
 TEST_F(AtLoc, FileWithSyntaxErrorIsNotCached) {
     box.file("vekinfo.tag", "A 1\nNAMESPACE Unix\n");
-    const test::Reports expected = {
+    const test::TagReports expected = {
         {TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 2}};
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, get("vekinfo.tag", "A"));
@@ -355,7 +355,7 @@ TEST_F(AtLoc, AnUnreadableFileIsReportedAndNotCached) {
     test::asUnprivileged([this] {
         EXPECT_EQ(TOV_SYSTEM_ERROR, get("vekinfo.tag", "A"));
         EXPECT_EQ(0, found);
-        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+        EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
                   reports.take());
         EXPECT_TRUE(isEmpty());
     });
@@ -420,7 +420,7 @@ TEST_F(AtLoc, ExhaustedMemoryIsReportedAndNothingHalfReadIsCached) {
         test::faults::failAllocation(nth);
         const int status = get("vekinfo.tag", "B");
         test::faults::reset();
-        const test::Reports seen = reports.take();
+        const test::TagReports seen = reports.take();
         if (status == 0) {
             EXPECT_EQ(1, found) << nth;
             EXPECT_STREQ("m", out.dmtype) << nth;
@@ -444,7 +444,7 @@ TEST_F(AtLoc, FailedAllocationOfTheRecordIsAMemoryError) {
         test::faults::failAllocation(nth);
         const int status = get("vekinfo.tag", "DMTYPE");
         test::faults::reset();
-        for (const test::Report &report : reports.take()) {
+        for (const test::TagReport &report : reports.take()) {
             if (report.text == "while allocating vekinfo Obj.") {
                 seen = true;
                 EXPECT_EQ(TOV_MEMORY_ERROR, report.code);

@@ -57,14 +57,14 @@ class Edit : public test::TagTest {
         VekinfoObj out = {};
         int found = 0;
         const int status = tovGetVekinfoAtLoc((directory + "/vekinfo.tag").c_str(), nullptr, &out, &found);
-        return status == 0 ? settingsOf(out) : "status " + std::to_string(status);
+        return status == TOV_OK ? settingsOf(out) : test::failure(status);
     }
     void expectSettings(const std::string &expected, const std::string &directory = ".") {
         EXPECT_EQ(expected, settings(directory));
         EXPECT_EQ(expected, cached(directory)) << "the cache describes what was written";
     }
-    static test::Reports writeFailed(std::size_t times, const std::string &directory = ".") {
-        return test::Reports(times, {TOV_SYSTEM_ERROR, "opening for write", directory, 0});
+    static test::TagReports writeFailed(std::size_t times, const std::string &directory = ".") {
+        return test::TagReports(times, {TOV_SYSTEM_ERROR, "opening for write", directory, 0});
     }
 };
 
@@ -138,7 +138,7 @@ TEST_F(Edit, ClearingLeavesAFileWithASyntaxErrorAlone) {
     box.file("vekinfo.tag", "A 1\nDMTYPE\n");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
     EXPECT_EQ("A 1\nDMTYPE\n", box.read("vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2}}),
               reports.take());
 }
 
@@ -146,8 +146,9 @@ TEST_F(Edit, ClearingLeavesAnUnreadableFileAlone) {
     box.file("vekinfo.tag", "A 1\nB 2\n", 0222);
     test::asUnprivileged([this] {
         EXPECT_EQ(1, tovRemoveEntry(".", "A"));
-        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "./vekinfo.tag", 0}}),
-                  reports.take());
+        EXPECT_EQ(
+            (test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "./vekinfo.tag", 0}}),
+            reports.take());
     });
     ASSERT_EQ(0, chmod("vekinfo.tag", 0644));
     EXPECT_EQ("A 1\nB 2\n", box.read("vekinfo.tag"));
@@ -279,24 +280,27 @@ TEST_F(Edit, LongNamesAndValuesAreWrittenWhole) {
 
 TEST_F(Edit, BadValueIsReportedAndTheFileWrittenWithoutIt) {
     EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 0}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 0}}),
+        reports.take());
     expectSettings("");
 }
 
 TEST_F(Edit, ABadValueIsReportedWithTheFilesLineCount) {
     box.file("d/vekinfo.tag", "VEKLIBCHECK ON\nA 1\n\n");
     EXPECT_EQ(1, tovAddEntry("d", "VEKLIBCHECK", "maybe"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "d/vekinfo.tag", 3}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "d/vekinfo.tag", 3}}),
+        reports.take());
     expectSettings("A 1\n", "d");
 }
 
 TEST_F(Edit, ABadNamespaceLeavesNone) {
     box.file("vekinfo.tag", "NAMESPACE LibraryNT\n");
     EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "Unix"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "./vekinfo.tag", 1}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "./vekinfo.tag", 1}}),
+        reports.take());
     expectSettings("");
 }
 
@@ -313,8 +317,8 @@ TEST_F(Edit, BadValueForNewFileIsPrintedWithoutLine) {
 TEST_F(Edit, AddingReplacesAFileWithASyntaxError) {
     box.file("vekinfo.tag", "A 1\nDMTYPE\nB 2\n");
     EXPECT_EQ(1, tovAddEntry(".", "FOO", "1"));
-    const test::Report error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
-    EXPECT_EQ((test::Reports{error, error}), reports.take()) << "once on clearing, once on adding";
+    const test::TagReport error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
+    EXPECT_EQ((test::TagReports{error, error}), reports.take()) << "once on clearing, once on adding";
     EXPECT_EQ("FOO 1\n", settings());
     EXPECT_EQ("FOO 1\n", cached());
 }
@@ -373,7 +377,7 @@ TEST_F(Edit, BadValueIsReportedBetweenTheTwoWriteErrors) {
     box.file("vekinfo.tag", "VEKLIBCHECK ON\nA 1\n", 0444);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
-        test::Reports expected = writeFailed(1);
+        test::TagReports expected = writeFailed(1);
         expected.push_back({TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 2});
         expected.push_back(expected.front());
         EXPECT_EQ(expected, reports.take());
@@ -433,15 +437,15 @@ class FailedEdit : public Edit {
         arm();
         const int result = body();
         test::faults::reset();
-        const test::Reports seen = reports.take();
+        const test::TagReports seen = reports.take();
         if (result == 1) {
             expectSettings(expected);
         } else {
             EXPECT_EQ(old, box.read("vekinfo.tag"));
             EXPECT_EQ(before, cached());
             EXPECT_FALSE(seen.empty());
-            for (const test::Report &report : seen) {
-                EXPECT_EQ((test::Report{TOV_SYSTEM_ERROR, "opening for write", ".", 0}), report);
+            for (const test::TagReport &report : seen) {
+                EXPECT_EQ((test::TagReport{TOV_SYSTEM_ERROR, "opening for write", ".", 0}), report);
             }
         }
         return result;
@@ -519,7 +523,7 @@ TEST_F(FailedEdit, AddingLosesNothingWhicheverWriteFails) {
             test::faults::fail(call, nth, ENOSPC);
             const int result = body();
             test::faults::reset();
-            const test::Reports seen = reports.take();
+            const test::TagReports seen = reports.take();
             if (result == 0) {
                 EXPECT_EQ(old_, box.read("vekinfo.tag"));
                 EXPECT_EQ("VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n", cached());
@@ -582,7 +586,7 @@ TEST_F(FailedEdit, AFailedFirstAddLeavesNoFile) {
     EXPECT_EQ(0, tovAddEntry(".", "A", "1"));
     test::faults::reset();
     EXPECT_EQ((std::vector<std::string>{}), box.list());
-    EXPECT_EQ("status 6", cached());
+    EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), cached());
 }
 
 TEST_F(FailedEdit, ExhaustedMemoryLosesNothing) {
@@ -782,8 +786,9 @@ TEST_F(Edit, BadValueIsReportedWithTheCurrentLineCount) {
     cached();
     box.file("vekinfo.tag", "A 1\n\n\n\n");
     EXPECT_EQ(1, tovAddEntry(".", "VEKLIBCHECK", "maybe"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 4}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "./vekinfo.tag", 4}}),
+        reports.take());
 }
 
 TEST_F(Edit, RemovedFileCountsAsMissing) {
@@ -792,7 +797,7 @@ TEST_F(Edit, RemovedFileCountsAsMissing) {
     unlink("vekinfo.tag");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
     EXPECT_FALSE(box.exists("vekinfo.tag"));
-    EXPECT_EQ("status 6", cached()) << "the cache does not describe a file that is gone";
+    EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), cached()) << "the cache does not describe a file that is gone";
     box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
     cached();
     unlink("vekinfo.tag");
@@ -802,15 +807,15 @@ TEST_F(Edit, RemovedFileCountsAsMissing) {
 }
 
 TEST_F(Edit, NewSyntaxErrorIsReportedAsOnFirstReading) {
-    const test::Report error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
+    const test::TagReport error = {TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 2};
     box.file("vekinfo.tag", "DMTYPE old\n");
     cached();
     box.file("vekinfo.tag", "A 1\nDMTYPE\n");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
-    EXPECT_EQ((test::Reports{error}), reports.take());
+    EXPECT_EQ((test::TagReports{error}), reports.take());
     EXPECT_EQ("A 1\nDMTYPE\n", box.read("vekinfo.tag"));
     EXPECT_EQ(1, tovAddEntry(".", "B", "2"));
-    EXPECT_EQ((test::Reports{error, error}), reports.take());
+    EXPECT_EQ((test::TagReports{error, error}), reports.take());
     expectSettings("B 2\n");
 }
 
@@ -871,9 +876,10 @@ TEST_F(Edit, AFileThatBecameUnreadableLeavesTheCache) {
         ASSERT_EQ("DMTYPE old\n", cached("d"));
         ASSERT_EQ(0, chmod("d/vekinfo.tag", 0200));
         EXPECT_EQ(1, tovRemoveEntry("d", "DMTYPE"));
-        const test::Report error = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "d/vekinfo.tag", 0};
-        EXPECT_EQ((test::Reports{error}), reports.take());
-        EXPECT_EQ("status 3", cached("d"));
+        const test::TagReport error = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "d/vekinfo.tag",
+                                       0};
+        EXPECT_EQ((test::TagReports{error}), reports.take());
+        EXPECT_EQ(test::failure(TOV_SYSTEM_ERROR), cached("d"));
     });
 }
 
@@ -1051,15 +1057,15 @@ TEST_F(Create, WithoutLinesWritesTheTemplate) {
 TEST_F(Create, NeverOverwritesAFile) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(0, create(".", {"B 2"}));
-    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
               reports.take());
     EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
     box.directory("d/vekinfo.tag").link("n/vekinfo.tag", "/dev/null");
     EXPECT_EQ(0, create("d", {"B 2"}));
-    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "d/vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_FILE_EXISTS, "didn't overwrite file", "d/vekinfo.tag", 0}}),
               reports.take());
     EXPECT_EQ(0, create("n", {"B 2"}));
-    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "n/vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_FILE_EXISTS, "didn't overwrite file", "n/vekinfo.tag", 0}}),
               reports.take());
 }
 
@@ -1078,7 +1084,7 @@ TEST_F(Create, TheLoserOfARaceFindsAnExistingFile) {
     test::faults::fail("stat", 1, ENOENT);
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(0, create(".", {"B 2"}));
-    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
               reports.take());
     EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
 }
@@ -1091,18 +1097,20 @@ TEST_F(Create, AFileThatAnotherFillsBeforeItIsLockedExists) {
         __real_close(file);
     });
     EXPECT_EQ(0, create(".", {"B 2"}));
-    EXPECT_EQ((test::Reports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_FILE_EXISTS, "didn't overwrite file", "./vekinfo.tag", 0}}),
               reports.take());
     EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
 }
 
 TEST_F(Create, AFileThatCannotBeOpenedIsReported) {
     EXPECT_EQ(0, create("none", {"B 2"}));
-    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "open for write", "none/vekinfo.tag", 0}}), reports.take());
+    EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "open for write", "none/vekinfo.tag", 0}}),
+              reports.take());
     box.directory("d", 0555);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, create("d", {"B 2"}));
-        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "open for write", "d/vekinfo.tag", 0}}), reports.take());
+        EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "open for write", "d/vekinfo.tag", 0}}),
+                  reports.take());
     });
 }
 
@@ -1120,7 +1128,7 @@ TEST_F(Create, AFailedWriteIsReportedAndCanBeRepeated) {
         test::faults::fail(call, 1, ENOSPC);
         const int result = create(".", {"A 1"});
         test::faults::reset();
-        const test::Reports seen = reports.take();
+        const test::TagReports seen = reports.take();
         if (result == 0) {
             ASSERT_EQ(1U, seen.size());
             EXPECT_EQ(TOV_SYSTEM_ERROR, seen[0].code);
@@ -1138,7 +1146,7 @@ TEST_F(Create, OnAFullFileSystemIsReported) {
             }
         }
         EXPECT_EQ(0, create(directory.c_str(), {"A 1"}));
-        const test::Reports seen = reports.take();
+        const test::TagReports seen = reports.take();
         ASSERT_EQ(1U, seen.size());
         EXPECT_EQ(TOV_SYSTEM_ERROR, seen[0].code);
     });

@@ -9,6 +9,7 @@
 
 #include <iterator>
 #include <limits>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,22 +21,22 @@ struct CodeAndText {
 };
 
 constexpr CodeAndText kTexts[] = {
-    {0, "no error"},
-    {1, "internal error"},
-    {2, "memory error"},
-    {3, "system error"},
-    {4, "no such directory"},
-    {5, "library not defined"},
-    {6, "no such file"},
-    {7, "attribute not assigned"},
-    {8, "access error"},
-    {9, "syntax error"},
-    {10, "invalid path"},
-    {11, "error while processing path"},
-    {12, "invalid environment variable"},
-    {13, "buffer too small"},
-    {14, "inconsistent information"},
-    {15, "file exists"},
+    {TOV_OK, "no error"},
+    {TOV_INTERNAL_ERROR, "internal error"},
+    {TOV_MEMORY_ERROR, "memory error"},
+    {TOV_SYSTEM_ERROR, "system error"},
+    {TOV_NO_SUCH_DIRECTORY, "no such directory"},
+    {TOV_LIBRARY_NOT_DEFINED, "library not defined"},
+    {TOV_NO_SUCH_FILE, "no such file"},
+    {TOV_ATTRIBUTE_NOT_ASSIGNED, "attribute not assigned"},
+    {TOV_ACCESS_ERROR, "access error"},
+    {TOV_SYNTAX_ERROR, "syntax error"},
+    {TOV_INVALID_PATH, "invalid path"},
+    {TOV_PATH_PROCESSING, "error while processing path"},
+    {TOV_INVALID_ENVIRONMENT, "invalid environment variable"},
+    {TOV_BUFFER_TOO_SMALL, "buffer too small"},
+    {TOV_INCONSISTENT, "inconsistent information"},
+    {TOV_FILE_EXISTS, "file exists"},
 };
 
 std::vector<std::string> &hookTexts() {
@@ -68,38 +69,53 @@ TEST(TovErrorMsg, EveryCodeHasItsText) {
 }
 
 TEST(TovErrorMsg, UnknownCodeIsAnInvalidErrorNumber) {
-    for (const int code :
-         {16, 17, 37, 1000, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+    for (const int code : {int{TOV_INVALID_ERROR_NUMBER}, 17, 37, 1000, -1, std::numeric_limits<int>::max(),
+                           std::numeric_limits<int>::min()}) {
         EXPECT_STREQ("invalid error number", tovGetErrorMsg(code)) << code;
     }
 }
 
 TEST(TovErrorMap, TranslatesTheLibraryLayersCodes) {
-    constexpr int kExpected[32] = {0, 1,  2,  3,  4,  5,  16, 16, 6,  16, 16, 8,  16, 16, 16, 16,
-                                   9, 16, 16, 16, 10, 12, 16, 13, 16, 16, 16, 16, 16, 16, 16, 16};
+    // The codes of the library layer are numbers here: this layer must not include its header.
+    const std::map<std::size_t, int> translated = {
+        {0, TOV_OK},                   // RYN_OK
+        {1, TOV_INTERNAL_ERROR},       // RYN_INTERNAL_ERROR
+        {2, TOV_MEMORY_ERROR},         // RYN_MEMORY_ERROR
+        {3, TOV_SYSTEM_ERROR},         // RYN_SYSTEM_ERROR
+        {4, TOV_NO_SUCH_DIRECTORY},    // RYN_NO_SUCH_DIRECTORY
+        {5, TOV_LIBRARY_NOT_DEFINED},  // RYN_LIBRARY_NOT_DEFINED
+        {8, TOV_NO_SUCH_FILE},         // RYN_NO_SUCH_FILE
+        {11, TOV_ACCESS_ERROR},        // RYN_PERMISSION_DENIED
+        {16, TOV_SYNTAX_ERROR},        // RYN_SYNTAX_ERROR
+        {20, TOV_INVALID_PATH},        // RYN_INVALID_PATH
+        {21, TOV_INVALID_ENVIRONMENT}, // RYN_INVALID_ENVIRONMENT
+        {23, TOV_BUFFER_TOO_SMALL},    // RYN_BUFFER_TOO_SMALL
+    };
     ASSERT_EQ(32U, std::size(ryn_to_tov_errorcode_map));
-    for (std::size_t code = 0; code < std::size(kExpected); ++code) {
-        EXPECT_EQ(kExpected[code], ryn_to_tov_errorcode_map[code]) << code;
+    for (std::size_t code = 0; code < std::size(ryn_to_tov_errorcode_map); ++code) {
+        const int expected = translated.contains(code) ? translated.at(code) : TOV_INVALID_ERROR_NUMBER;
+        EXPECT_EQ(expected, ryn_to_tov_errorcode_map[code]) << code;
     }
 }
 
 TEST(TovPrintError, NamesTheCodeAndTheText) {
-    EXPECT_EQ("Error (tov): 'invalid path' /no/such.\n", composed(10, "/no/such", nullptr, 0));
+    EXPECT_EQ("Error (tov): 'invalid path' /no/such.\n", composed(TOV_INVALID_PATH, "/no/such", nullptr, 0));
 }
 
 TEST(TovPrintError, AnEmptyPlaceIsNoPlaceEvenWithALine) {
-    EXPECT_EQ("Error (tov): 'syntax error' some text.\n", composed(9, "some text", "", 7));
-    EXPECT_EQ("Error (tov): 'syntax error' some text.\n", composed(9, "some text", nullptr, 7));
+    EXPECT_EQ("Error (tov): 'syntax error' some text.\n", composed(TOV_SYNTAX_ERROR, "some text", "", 7));
+    EXPECT_EQ("Error (tov): 'syntax error' some text.\n",
+              composed(TOV_SYNTAX_ERROR, "some text", nullptr, 7));
 }
 
 TEST(TovPrintError, NamesThePlaceAndTheLine) {
     EXPECT_EQ("Error (tov): 'syntax error' NAMESPACE line in vekinfo.tag file : /d/vekinfo.tag line 7.\n",
-              composed(9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7));
+              composed(TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7));
 }
 
 TEST(TovPrintError, LineZeroIsLeftOut) {
     EXPECT_EQ("Error (tov): 'system error' opening for write : /d.\n",
-              composed(3, "opening for write", "/d", 0));
+              composed(TOV_SYSTEM_ERROR, "opening for write", "/d", 0));
 }
 
 TEST(TovPrintError, AnUnknownCodeIsPrintedWithTheTextForSuch) {
@@ -108,13 +124,15 @@ TEST(TovPrintError, AnUnknownCodeIsPrintedWithTheTextForSuch) {
 
 TEST(TovPrintError, EveryCodeIsReturned) {
     test::ReportCollector collector;
-    for (const int code : {0, 1, 15, 16, 1000, -1}) {
+    for (const int code : {int{TOV_OK}, int{TOV_INTERNAL_ERROR}, int{TOV_FILE_EXISTS},
+                           int{TOV_INVALID_ERROR_NUMBER}, 1000, -1}) {
         EXPECT_EQ(code, tovPrintError(code, "t", "w", 1));
     }
 }
 
 TEST(TovPrintError, TheTextIsNeverReadAsAFormat) {
-    EXPECT_EQ("Error (tov): 'invalid path' %s%n%d%% : %s%n line 3.\n", composed(10, "%s%n%d%%", "%s%n", 3));
+    EXPECT_EQ("Error (tov): 'invalid path' %s%n%d%% : %s%n line 3.\n",
+              composed(TOV_INVALID_PATH, "%s%n%d%%", "%s%n", 3));
 }
 
 TEST(TovPrintError, ALongReportIsNotCut) {
@@ -122,29 +140,29 @@ TEST(TovPrintError, ALongReportIsNotCut) {
         const std::string text(size, 't');
         const std::string where(size, 'w');
         EXPECT_EQ("Error (tov): 'system error' " + text + " : " + where + ".\n",
-                  composed(3, text.c_str(), where.c_str(), 0))
+                  composed(TOV_SYSTEM_ERROR, text.c_str(), where.c_str(), 0))
             << size;
     }
 }
 
 TEST(TovPrintError, WithoutHookTheReportIsPrintedBeforeAnEmptyLine) {
     test::Capture capture;
-    tovPrintError(3, "opening for write", "/d", 0);
+    tovPrintError(TOV_SYSTEM_ERROR, "opening for write", "/d", 0);
     EXPECT_EQ("Error (tov): 'system error' opening for write : /d.\n\n", capture.err());
     EXPECT_EQ("", capture.out());
 }
 
 TEST(TovPrintError, NullTextIsEmpty) {
-    EXPECT_EQ("Error (tov): 'system error' .\n", composed(3, nullptr, nullptr, 0));
+    EXPECT_EQ("Error (tov): 'system error' .\n", composed(TOV_SYSTEM_ERROR, nullptr, nullptr, 0));
 }
 
 TEST(TovPrintError, CodeIsReturnedWithoutMemory) {
     test::Capture capture;
     const std::string text(8000, 't');
     test::faults::failAllocationsFrom(1);
-    const int code = tovPrintError(10, text.c_str(), text.c_str(), 4);
+    const int code = tovPrintError(TOV_INVALID_PATH, text.c_str(), text.c_str(), 4);
     test::faults::reset();
-    EXPECT_EQ(10, code);
+    EXPECT_EQ(TOV_INVALID_PATH, code);
 }
 
 TEST(TovPrintError, WithoutMemoryOnlyTheTextOfTheCodeIsPrinted) {
@@ -152,7 +170,7 @@ TEST(TovPrintError, WithoutMemoryOnlyTheTextOfTheCodeIsPrinted) {
         for (const int line : {0, 4}) {
             test::Capture capture;
             test::faults::failAllocation(1);
-            EXPECT_EQ(10, tovPrintError(10, "text", where, line));
+            EXPECT_EQ(TOV_INVALID_PATH, tovPrintError(TOV_INVALID_PATH, "text", where, line));
             EXPECT_EQ("invalid path\n", capture.err()) << where << line;
         }
     }
@@ -164,10 +182,12 @@ TEST(TovErrorHandler, ReceivesTheReportAndNothingReachesTheHook) {
     test::ReportCollector collector;
     test::Capture capture;
 
-    const int code = tovPrintError(9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7);
+    const int code =
+        tovPrintError(TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7);
 
-    EXPECT_EQ(9, code);
-    const test::Reports expected = {{9, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}};
+    EXPECT_EQ(TOV_SYNTAX_ERROR, code);
+    const test::TagReports expected = {
+        {TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}};
     EXPECT_EQ(expected, collector.take());
     EXPECT_TRUE(hookTexts().empty());
     EXPECT_EQ("", capture.err());
@@ -184,7 +204,7 @@ TEST(TovErrorHandler, RegisteringGivesThePreviousOneBack) {
 TEST(TovErrorHandler, NullRestoresTheHook) {
     tovRegisterErrorHandler(firstHandler);
     tovRegisterErrorHandler(nullptr);
-    EXPECT_EQ("Error (tov): 'file exists' x.\n", composed(15, "x", nullptr, 0));
+    EXPECT_EQ("Error (tov): 'file exists' x.\n", composed(TOV_FILE_EXISTS, "x", nullptr, 0));
 }
 
 } // namespace

@@ -159,7 +159,7 @@ TEST_F(AddedKeyword, IsEditedAsTheOthersAre) {
     EXPECT_EQ(test::kNoReports, reports.take());
     EXPECT_EQ(1, tov::editEntry(keywords(), ".", "locked", "no"));
     EXPECT_EQ(test::kTemplate + "DMTYPE new\nFOO 1\n", box.read("vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "LOCKED line in vekinfo.tag file", "./vekinfo.tag", 41}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYNTAX_ERROR, "LOCKED line in vekinfo.tag file", "./vekinfo.tag", 41}}),
               reports.take());
 }
 

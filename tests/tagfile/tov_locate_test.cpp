@@ -44,11 +44,11 @@ class LocalSearch : public test::TagTest {
         out = {};
         return tovLocalSearchElement(start.c_str(), element, &out, &found);
     }
-    /// Where the element is found from `start`: a path, "none", or "status N".
+    /// Where the element is found from `start`: a path, "none", or failure(code).
     std::string where(const std::string &start, const char *element) {
         const int status = search(start, element);
         if (status != 0) {
-            return "status " + std::to_string(status);
+            return test::failure(status);
         }
         return found == 1 ? out.path : "none";
     }
@@ -115,9 +115,9 @@ TEST_F(LocalSearch, AMissingParentIsReported) {
     const std::string missing = at("a/none");
     EXPECT_EQ(TOV_INVALID_PATH, search(missing + "/deep", "X"));
     EXPECT_EQ(
-        (test::Reports{{TOV_INVALID_PATH,
-                        "readlink on \"" + missing + "\" produced error \"No such file or directory\" (2)\n",
-                        "", 0}}),
+        (test::TagReports{
+            {TOV_INVALID_PATH,
+             "readlink on \"" + missing + "\" produced error \"No such file or directory\" (2)\n", "", 0}}),
         reports.take());
 }
 
@@ -155,17 +155,17 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReported) {
     test::faults::fail("readlink", 1, EACCES);
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b"), "X"));
     test::faults::reset();
-    EXPECT_EQ((test::Reports{{TOV_INVALID_PATH,
-                              "readlink on \"" + at("a") + "\" produced error \"Permission denied\" (13)\n",
-                              "", 0}}),
+    EXPECT_EQ((test::TagReports{
+                  {TOV_INVALID_PATH,
+                   "readlink on \"" + at("a") + "\" produced error \"Permission denied\" (13)\n", "", 0}}),
               reports.take());
 }
 
 TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
     box.link("a", "real").directory("real/b");
-    test::Reports taken;
+    test::TagReports taken;
     // The text is the last thing that memory is needed for.
-    for (int nth = 1; taken != test::Reports{{10, at("a"), "", 0}} && nth < 50; ++nth) {
+    for (int nth = 1; taken != test::TagReports{{TOV_INVALID_PATH, at("a"), "", 0}} && nth < 50; ++nth) {
         tovResetCache();
         test::faults::reset();
         test::faults::fail("readlink", 1, EACCES);
@@ -174,12 +174,12 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
         test::faults::reset();
         taken = reports.take();
     }
-    EXPECT_EQ((test::Reports{{10, at("a"), "", 0}}), taken);
+    EXPECT_EQ((test::TagReports{{TOV_INVALID_PATH, at("a"), "", 0}}), taken);
 }
 
 TEST_F(LocalSearch, ASyntaxErrorEndsTheWalkAtEveryLookUp) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "Y 1\nVEKLIBCHECK maybe\n");
-    const test::Reports expected = {
+    const test::TagReports expected = {
         {TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", at("a/b/vekinfo.tag"), 2}};
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, search(at("a/b"), "X"));
@@ -192,9 +192,9 @@ TEST_F(LocalSearch, AnUnreadableFileEndsTheWalk) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "X 2\n", 0000);
     test::asUnprivileged([this] {
         EXPECT_EQ(TOV_SYSTEM_ERROR, search(at("a/b"), "X"));
-        EXPECT_EQ(
-            (test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", at("a/b/vekinfo.tag"), 0}}),
-            reports.take());
+        EXPECT_EQ((test::TagReports{
+                      {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", at("a/b/vekinfo.tag"), 0}}),
+                  reports.take());
     });
 }
 
@@ -283,21 +283,21 @@ TEST_F(LocalSearch, ATargetIsInterpolated) {
 TEST_F(LocalSearch, ATargetThatLeadsNowhereIsReported) {
     box.link("a/b", at("none")).link("a/r", "gone/x");
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X"));
-    EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("none"), 0},
-                             {10, at("none"), at("a/b/c"), 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("none"), 0},
+                                {TOV_INVALID_PATH, at("none"), at("a/b/c"), 0}}),
               reports.take());
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/r/c"), "X"));
-    EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("a/gone/x"), 0},
-                             {10, at("a/gone/x"), at("a/r/c"), 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("a/gone/x"), 0},
+                                {TOV_INVALID_PATH, at("a/gone/x"), at("a/r/c"), 0}}),
               reports.take());
 }
 
 TEST_F(LocalSearch, LinkCycleIsReported) {
     box.link("a", "b").link("b", "a").link("self", "self");
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/c"), "X"));
-    EXPECT_EQ(
-        (test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("b"), 0}, {10, at("b"), at("a/c"), 0}}),
-        reports.take());
+    EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("b"), 0},
+                                {TOV_INVALID_PATH, at("b"), at("a/c"), 0}}),
+              reports.take());
     EXPECT_EQ(TOV_INVALID_PATH, search(at("self/c"), "X"));
 }
 
@@ -360,8 +360,8 @@ TEST_F(LocalSearch, LongLinkTargetsGiveADefinedResult) {
             EXPECT_EQ(test::kNoReports, reports.take());
         } else {
             EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X")) << size;
-            EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", target, 0},
-                                     {10, target, at("a/b/c"), 0}}),
+            EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", target, 0},
+                                        {TOV_INVALID_PATH, target, at("a/b/c"), 0}}),
                       reports.take());
         }
     }
@@ -516,7 +516,7 @@ TEST_F(LocalSearch, StartOfMoreThan4095CharactersIsReported) {
         const std::string start = test::spelledWith(box.path(), size);
         EXPECT_EQ(TOV_INVALID_PATH, search(start, "X"));
         EXPECT_EQ(0, found) << size;
-        EXPECT_EQ((test::Reports{{10, start, "", 0}}), reports.take());
+        EXPECT_EQ((test::TagReports{{TOV_INVALID_PATH, start, "", 0}}), reports.take());
     }
 }
 

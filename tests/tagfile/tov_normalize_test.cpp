@@ -21,19 +21,19 @@ class Normalize : public test::TagTest {
   protected:
     using Normalizer = int (*)(const char *, char *);
 
-    /// The normalized path, or "status N".
+    /// The normalized path, or failure(code).
     static std::string with(Normalizer normalizer, const char *path) {
         test::WhereBuffer out;
         const int status = normalizer(path, out.get());
-        return status == 0 ? out.text() : "status " + std::to_string(status);
+        return status == TOV_OK ? out.text() : test::failure(status);
     }
     static std::string normalized(const std::string &path) { return with(tovNormalizePath, path.c_str()); }
     static std::string sorta(const std::string &path) { return with(tovNormalizePathSorta, path.c_str()); }
 
-    static test::Reports failedFor(const std::string &path) {
+    static test::TagReports failedFor(const std::string &path) {
         return {{TOV_PATH_PROCESSING, "tovNormalizePath", path, 0}};
     }
-    static test::Reports sortaFailedFor(const std::string &path) {
+    static test::TagReports sortaFailedFor(const std::string &path) {
         return {{TOV_PATH_PROCESSING, "tovNormalizePathSorta", path, 0}};
     }
 
@@ -95,34 +95,34 @@ TEST_F(NormalizePath, VariablesAndHomesAreExpanded) {
 }
 
 TEST_F(NormalizePath, WhatDoesNotExistIsReported) {
-    EXPECT_EQ("status 11", normalized("/no/such/path"));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("/no/such/path"));
     EXPECT_EQ(failedFor("/no/such/path"), reports.take());
-    EXPECT_EQ("status 11", normalized("none"));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("none"));
     EXPECT_EQ(failedFor("none"), reports.take());
 }
 
 TEST_F(NormalizePath, AnUnsetVariableIsReported) {
-    EXPECT_EQ("status 11", normalized("$NOPE/x"));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("$NOPE/x"));
     EXPECT_EQ(failedFor("$NOPE/x"), reports.take());
 }
 
 TEST_F(NormalizePath, WhatCannotBeReadIsReported) {
     box.directory("secret", 0000).file("hidden", "", 0200);
     test::asUnprivileged([this] {
-        EXPECT_EQ("status 11", normalized("secret"));
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("secret"));
         EXPECT_EQ(failedFor("secret"), reports.take());
-        EXPECT_EQ("status 11", normalized("hidden"));
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("hidden"));
         EXPECT_EQ(failedFor("hidden"), reports.take());
     });
 }
 
 TEST_F(NormalizePath, TheEmptyPathFailsInConversion) {
-    EXPECT_EQ("status 11", normalized(""));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized(""));
     EXPECT_EQ(failedFor(""), reports.take());
 }
 
 TEST_F(NormalizePath, ANullPathIsReported) {
-    EXPECT_EQ("status 11", with(tovNormalizePath, nullptr));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), with(tovNormalizePath, nullptr));
     EXPECT_EQ(1U, reports.take().size());
 }
 
@@ -130,9 +130,9 @@ TEST_F(NormalizePath, AnUnreadableWorkingDirectoryIsAnErrorForEveryPath) {
     for (const char *path : {".", "/", "a"}) {
         box.directory("a");
         test::faults::failFrom("getcwd", 1, ENOENT);
-        EXPECT_EQ("status 11", normalized(path)) << path;
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized(path)) << path;
         test::faults::reset();
-        const test::Reports seen = reports.take();
+        const test::TagReports seen = reports.take();
         ASSERT_EQ(1U, seen.size()) << path;
         EXPECT_EQ(TOV_PATH_PROCESSING, seen[0].code);
         EXPECT_EQ("error in cwd", seen[0].text);
@@ -143,7 +143,7 @@ TEST_F(NormalizePath, ARemovedWorkingDirectoryIsAnErrorForEveryPath) {
     box.directory("gone");
     ASSERT_EQ(0, chdir("gone"));
     ASSERT_EQ(0, rmdir(box.path("gone").c_str()));
-    EXPECT_EQ("status 11", normalized("/"));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("/"));
     ASSERT_EQ(0, chdir(box.path().c_str()));
 }
 
@@ -157,7 +157,7 @@ TEST_F(NormalizePath, ConvertedPathHasAtMost1023Characters) {
     EXPECT_EQ(test::kNoReports, reports.take());
     for (const std::size_t size : {1024U, 1025U, 2047U, 2048U, 4095U, 4096U, 4097U, 100000U}) {
         const std::string absolute = test::spelledWith(box.path(), size);
-        EXPECT_EQ("status 11", normalized(absolute)) << size;
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized(absolute)) << size;
         EXPECT_EQ(failedFor(absolute), reports.take()) << size;
     }
 }
@@ -166,7 +166,7 @@ TEST_F(NormalizePath, ALongVariableGivesADefinedResult) {
     for (const std::size_t size : {1023U, 1024U, 2047U, 2048U, 4096U, 100U * 1024U}) {
         const std::string value = test::spelledWith(box.path(), size);
         test::setEnvironment({{"LONG", value}});
-        EXPECT_EQ(size <= 1023 ? value : "status 11", normalized("$LONG")) << size;
+        EXPECT_EQ(size <= 1023 ? value : test::failure(TOV_PATH_PROCESSING), normalized("$LONG")) << size;
     }
 }
 
@@ -178,7 +178,7 @@ TEST_F(NormalizePath, AResultOfMoreThan4095CharactersIsAnError) {
         const std::string relative = test::spelledWith(".", size - std::strlen(cwd) - 1);
         const std::string result = std::string(cwd) + "/" + relative;
         ASSERT_EQ(size, result.size());
-        EXPECT_EQ(size <= 4095 ? result : "status 11", normalized(relative)) << size;
+        EXPECT_EQ(size <= 4095 ? result : test::failure(TOV_PATH_PROCESSING), normalized(relative)) << size;
         EXPECT_EQ(size <= 4095 ? 0U : 1U, reports.take().size()) << size;
     }
     ASSERT_EQ(0, chdir(box.path().c_str()));
@@ -221,15 +221,15 @@ TEST_F(NormalizePathSorta, ADotThatCuttingLeavesIsJoined) {
 
 TEST_F(NormalizePathSorta, NothingLeftIsReportedWithThePathAsGiven) {
     for (const char *path : {"none", "none/x/y", "/nonexistent-name/x", "$NOPE", "$NOPE/x"}) {
-        EXPECT_EQ("status 11", sorta(path)) << path;
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta(path)) << path;
         EXPECT_EQ(sortaFailedFor(path), reports.take());
     }
 }
 
 TEST_F(NormalizePathSorta, AnEmptyOrNullPathIsReported) {
     for (const char *path : {static_cast<const char *>(""), static_cast<const char *>(nullptr)}) {
-        EXPECT_EQ("status 11", with(tovNormalizePathSorta, path));
-        EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "empty argument", "", 0}}), reports.take());
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), with(tovNormalizePathSorta, path));
+        EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "empty argument", "", 0}}), reports.take());
     }
 }
 
@@ -246,9 +246,9 @@ TEST_F(NormalizePathSorta, WithoutAWorkingDirectoryOnlyAbsolutePathsWork) {
     box.directory("a");
     for (const char *path : {"a", "a/none"}) {
         test::faults::failFrom("getcwd", 1, ENOENT);
-        EXPECT_EQ("status 11", sorta(path)) << path;
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta(path)) << path;
         test::faults::reset();
-        const test::Reports seen = reports.take();
+        const test::TagReports seen = reports.take();
         ASSERT_EQ(1U, seen.size()) << path;
         EXPECT_EQ(TOV_PATH_PROCESSING, seen[0].code);
         EXPECT_EQ("tovNormalizePathSorta", seen[0].text);
@@ -261,7 +261,7 @@ TEST_F(NormalizePathSorta, WithoutAWorkingDirectoryOnlyAbsolutePathsWork) {
 
 TEST_F(NormalizePathSorta, WithoutAWorkingDirectoryADotIsAnError) {
     test::faults::failFrom("getcwd", 1, ENOENT);
-    EXPECT_EQ("status 11", sorta("."));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta("."));
     test::faults::reset();
     EXPECT_FALSE(reports.take().empty());
 }
@@ -282,14 +282,14 @@ TEST_F(NormalizePathSorta, ALongPathIsCutBackToWhatFits) {
 TEST_F(NormalizePathSorta, APathOfMoreThan4095CharactersIsAnError) {
     for (const std::size_t size : {4096U, 4097U, 100000U}) {
         const std::string path = box.path(std::string(size - box.path().size() - 1, 'n'));
-        EXPECT_EQ("status 11", sorta(path)) << size;
+        EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta(path)) << size;
         EXPECT_EQ(sortaFailedFor(path), reports.take()) << size;
     }
 }
 
 TEST_F(NormalizePathSorta, AResultOfMoreThan4095CharactersIsAnError) {
     goDeep(4000);
-    EXPECT_EQ("status 11", sorta(test::spelledWith(".", 200)));
+    EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta(test::spelledWith(".", 200)));
     EXPECT_EQ(1U, reports.take().size());
     ASSERT_EQ(0, chdir(box.path().c_str()));
 }

@@ -169,7 +169,7 @@ TEST(ToviClearInfoObj, LeavesAnObjectWithNothingSet) {
 TEST(ToviReportNoMemory, ReportsNoLine) {
     test::ReportCollector reports;
     EXPECT_EQ(TOV_MEMORY_ERROR, toviReportNoMemory());
-    EXPECT_EQ((test::Reports{{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}}), reports.take());
+    EXPECT_EQ((test::TagReports{{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}}), reports.take());
 }
 
 TEST(TovDestroyInfoObj, ReleasesWhatTheObjectOwns) { // the leak sanitizer detects what remains

@@ -162,9 +162,9 @@ TEST_F(InputLine, VeklibraryWithAValueIsASyntaxError) {
     for (const char *line : {"VEKLIBRARY yes", "veklibrary yes please"}) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line));
         EXPECT_EQ(255, obj->library);
-        EXPECT_EQ(
-            (test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBRARY line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
-            reports.take());
+        EXPECT_EQ((test::TagReports{
+                      {TOV_SYNTAX_ERROR, "VEKLIBRARY line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+                  reports.take());
     }
 }
 
@@ -183,9 +183,9 @@ TEST_F(InputLine, AnyOtherVeklibcheckIsASyntaxError) {
          {"VEKLIBCHECK", "VEKLIBCHECK maybe", "VEKLIBCHECK ON OFF", "veklibcheck O", "VEKLIBCHECK ONE"}) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(255, obj->libcheck) << line;
-        EXPECT_EQ(
-            (test::Reports{{TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
-            reports.take());
+        EXPECT_EQ((test::TagReports{
+                      {TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+                  reports.take());
     }
 }
 
@@ -201,8 +201,9 @@ TEST_F(InputLine, DmtypeNeedsExactlyOneValue) {
     for (const char *line : {"DMTYPE", "DMTYPE mrev pkm", "DmType a b c"}) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(nullptr, obj->dmtype) << line;
-        EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
-                  reports.take());
+        EXPECT_EQ(
+            (test::TagReports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+            reports.take());
     }
 }
 
@@ -225,7 +226,7 @@ TEST_F(InputLine, AnyOtherNamespaceIsASyntaxError) {
         EXPECT_EQ(TOV_SYNTAX_ERROR, handle(line)) << line;
         EXPECT_EQ(0U, obj->nameSpace) << line;
         EXPECT_EQ(
-            (test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
+            (test::TagReports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7}}),
             reports.take());
     }
 }
@@ -234,8 +235,9 @@ TEST_F(InputLine, ASyntaxErrorOnLineZeroHasNoLineNumber) {
     obj->line = 0;
     EXPECT_EQ(TOV_SYNTAX_ERROR,
               tovProcessVekinfoCommand("NAMESPACE Unix", nullptr, &found, obj.get(), "/d/vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 0}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 0}}),
+        reports.take());
 }
 
 TEST_F(InputLine, AnyOtherWordIsAnApplicationEntry) {
@@ -459,7 +461,7 @@ TEST_F(ParseFile, ASyntaxErrorStopsTheReadingThere) {
     EXPECT_EQ(0, found) << "although line 1 had set it";
     EXPECT_EQ(3U, obj->line);
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(*obj));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 3}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "vekinfo.tag", 3}}),
               reports.take());
 }
 
@@ -475,7 +477,7 @@ TEST_F(ParseFile, ASyntaxErrorIsPrintedWithFileAndLine) {
 
 TEST_F(ParseFile, AMissingFileIsReported) {
     EXPECT_EQ(TOV_SYSTEM_ERROR, parse("none/vekinfo.tag"));
-    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "none/vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "none/vekinfo.tag", 0}}),
               reports.take());
 }
 
@@ -483,7 +485,7 @@ TEST_F(ParseFile, AnUnreadableFileIsReported) {
     box.file("vekinfo.tag", "A 1\n", 0200);
     test::asUnprivileged([this] {
         EXPECT_EQ(TOV_SYSTEM_ERROR, parse());
-        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+        EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
                   reports.take());
     });
 }
@@ -512,7 +514,7 @@ TEST_F(ParseFile, ADeviceReadsAsAnEmptyFile) {
 TEST_F(ParseFile, ALoopOfLinksIsReported) {
     box.link("vekinfo.tag", "other").link("other", "vekinfo.tag");
     EXPECT_EQ(TOV_SYSTEM_ERROR, parse());
-    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
               reports.take());
 }
 
@@ -520,7 +522,7 @@ TEST_F(ParseFile, AFileWhoseReadingBreaksOffIsReported) {
     box.link("vekinfo.tag", "/proc/self/mem"); // a regular file that cannot be read at its beginning
     EXPECT_EQ(TOV_SYSTEM_ERROR, parse("vekinfo.tag", "A"));
     EXPECT_EQ(0, found);
-    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
               reports.take());
 }
 

@@ -94,10 +94,11 @@ TEST_F(Query, NotFoundIsNullWithoutAReport) {
 TEST_F(Query, AnErrorOnTheWayIsReportedAndGivesNull) {
     box.file("vekinfo.tag", "FOO 1\n").file("a/vekinfo.tag", "DMTYPE\n");
     EXPECT_EQ(kNothing, lookup("a", "FOO"));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", at("a/vekinfo.tag"), 1}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", at("a/vekinfo.tag"), 1}}),
+        reports.take());
     EXPECT_EQ(kNothing, lookup("/nonexistent-name/x", "FOO"));
-    EXPECT_EQ((test::Reports{{TOV_PATH_PROCESSING, "tovNormalizePathSorta", "/nonexistent-name/x", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePathSorta", "/nonexistent-name/x", 0}}),
               reports.take());
 }
 
@@ -210,7 +211,7 @@ TEST_F(Query, LookupXStopsAtUnreadableFileOfTheSearchList) {
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
     EXPECT_EQ(kNothing, lookupX("a", "FOO"));
     EXPECT_EQ(
-        (test::Reports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", at("w/vekinfo.tag"), 1}}),
+        (test::TagReports{{TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", at("w/vekinfo.tag"), 1}}),
         reports.take());
 }
 

@@ -18,7 +18,7 @@ using test::kTemplate;
 
 class RefusedLine : public test::TagTest {
   protected:
-    static test::Report syntaxError(const std::string &keyword, int line) {
+    static test::TagReport syntaxError(const std::string &keyword, int line) {
         return {TOV_SYNTAX_ERROR, keyword + " line in vekinfo.tag file", "./vekinfo.tag", line};
     }
     /// What the file holds after the template.
@@ -40,14 +40,14 @@ TEST_F(RefusedLine, DmtypeOfTwoWordsIsReportedAndCleared) {
         tovResetCache();
         box.file("vekinfo.tag", old);
         EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", value)) << value;
-        EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 3)}), reports.take()) << value;
+        EXPECT_EQ((test::TagReports{syntaxError("DMTYPE", 3)}), reports.take()) << value;
         EXPECT_EQ("VEKLIBRARY\nFOO 1\n", settings()) << value;
     }
 }
 
 TEST_F(RefusedLine, RejectedDmtypeLeavesNewFileWithTheTemplate) {
     EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "a b"));
-    EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 0)}), reports.take());
+    EXPECT_EQ((test::TagReports{syntaxError("DMTYPE", 0)}), reports.take());
     EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
 }
 
@@ -61,7 +61,7 @@ TEST_F(RefusedLine, AnEmptyDmtypeClearsIt) {
 TEST_F(RefusedLine, AKeywordsValueMayNotHideABrokenLine) {
     box.file("vekinfo.tag", old);
     EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "pkm\nNAMESPACE wrong"));
-    EXPECT_EQ((test::Reports{syntaxError("NAMESPACE", 3)}), reports.take());
+    EXPECT_EQ((test::TagReports{syntaxError("NAMESPACE", 3)}), reports.take());
     EXPECT_EQ("VEKLIBRARY\nFOO 1\n", settings());
 }
 
@@ -89,7 +89,7 @@ TEST_F(RefusedLine, EntryThatReadsAsBrokenKeywordChangesNothing) {
                 box.file("vekinfo.tag", old);
             }
             EXPECT_EQ(1, tovAddEntry(".", entry.name, entry.value)) << entry.name;
-            EXPECT_EQ((test::Reports{syntaxError(entry.keyword, isThere ? 3 : 0)}), reports.take())
+            EXPECT_EQ((test::TagReports{syntaxError(entry.keyword, isThere ? 3 : 0)}), reports.take())
                 << entry.name;
             EXPECT_EQ(isThere, box.exists("vekinfo.tag"));
             EXPECT_EQ(isThere ? old : "", isThere ? box.read("vekinfo.tag") : "") << entry.name;
@@ -100,8 +100,9 @@ TEST_F(RefusedLine, EntryThatReadsAsBrokenKeywordChangesNothing) {
 TEST_F(RefusedLine, ABrokenFileIsStillReportedTwiceAndKept) {
     box.file("vekinfo.tag", "FOO 1\nDMTYPE\n");
     EXPECT_EQ(1, tovAddEntry(".", "DMTYPE ", "a b"));
-    EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 2), syntaxError("DMTYPE", 2), syntaxError("DMTYPE", 0)}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{syntaxError("DMTYPE", 2), syntaxError("DMTYPE", 2), syntaxError("DMTYPE", 0)}),
+        reports.take());
     EXPECT_EQ("FOO 1\nDMTYPE\n", box.read("vekinfo.tag"));
 }
 
@@ -134,7 +135,7 @@ TEST_F(RefusedLine, AKeywordAtTheBeginningOfACutLineCounts) {
     // The reader cuts lines at 4095 characters; what follows is a line of its own.
     const std::string filler(4091, 'v');
     EXPECT_EQ(1, tovAddEntry(".", "FOO", (filler + "DMTYPE").c_str()));
-    EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 0)}), reports.take());
+    EXPECT_EQ((test::TagReports{syntaxError("DMTYPE", 0)}), reports.take());
     EXPECT_FALSE(box.exists("vekinfo.tag"));
     EXPECT_EQ(1, tovAddEntry(".", "FOO", (filler + "DMTYPE x").c_str()));
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -145,7 +146,7 @@ TEST_F(RefusedLine, AnUnrelatedEditLeavesItOut) {
     // Vertical tabs separate words, but do not begin comments: the value is "#1", which cannot be written after a blank.
     box.file("vekinfo.tag", "DMTYPE\v#1\nFOO 1\n");
     EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "LibraryNT"));
-    EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 2)}), reports.take());
+    EXPECT_EQ((test::TagReports{syntaxError("DMTYPE", 2)}), reports.take());
     EXPECT_EQ("NAMESPACE LibraryNT\nFOO 1\n", settings());
 }
 
@@ -156,7 +157,7 @@ TEST_F(RefusedLine, UpdateLeavesItOut) {
     test::addEntry(*obj, "VEKLIBRARY ", "x");
     test::addEntry(*obj, "BAR", "2");
     EXPECT_EQ(1, updateInfoFile(".", obj.get()));
-    EXPECT_EQ((test::Reports{syntaxError("DMTYPE", 0), syntaxError("VEKLIBRARY", 0)}), reports.take());
+    EXPECT_EQ((test::TagReports{syntaxError("DMTYPE", 0), syntaxError("VEKLIBRARY", 0)}), reports.take());
     EXPECT_EQ("FOO 1\nBAR 2\n", settings());
 }
 
@@ -166,7 +167,7 @@ TEST_F(RefusedLine, CreateLeavesItOut) {
     char two[] = "BAR 2\nDMTYPE";
     char *lines[] = {good, bad, two, nullptr};
     EXPECT_EQ(1, tovCreateInfoFile(".", lines));
-    EXPECT_EQ((test::Reports{syntaxError("NAMESPACE", 0), syntaxError("DMTYPE", 0)}), reports.take());
+    EXPECT_EQ((test::TagReports{syntaxError("NAMESPACE", 0), syntaxError("DMTYPE", 0)}), reports.take());
     EXPECT_EQ("FOO 1\n", settings());
 }
 

@@ -26,7 +26,7 @@ TEST_F(CollectedReports, AreMadeInOrder) {
     kept.add({TOV_MEMORY_ERROR, "third", Naming::Nothing, 0});
     EXPECT_EQ(test::kNoReports, reports.take());
     kept.make("d/vekinfo.tag", "d");
-    EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "first", "d/vekinfo.tag", 7},
+    EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "first", "d/vekinfo.tag", 7},
                              {TOV_SYNTAX_ERROR, "second", "d", 0},
                              {TOV_MEMORY_ERROR, "third", "", 0}}),
               reports.take());
@@ -35,7 +35,7 @@ TEST_F(CollectedReports, AreMadeInOrder) {
 }
 
 TEST_F(CollectedReports, KeepAnyNumber) {
-    test::Reports expected;
+    test::TagReports expected;
     for (int line = 1; line <= 1000; ++line) {
         kept.add({TOV_SYNTAX_ERROR, "text", Naming::File, line});
         expected.push_back({TOV_SYNTAX_ERROR, "text", "f", line});
@@ -51,10 +51,10 @@ TEST_F(CollectedReports, WithoutMemoryKeepEightAndReportTheLoss) {
     }
     test::faults::reset();
     kept.make("f", nullptr);
-    const test::Reports made = reports.take();
+    const test::TagReports made = reports.take();
     ASSERT_EQ(9U, made.size());
-    EXPECT_EQ((test::Report{TOV_SYNTAX_ERROR, "text", "f", 8}), made[7]);
-    EXPECT_EQ((test::Report{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}), made[8]);
+    EXPECT_EQ((test::TagReport{TOV_SYNTAX_ERROR, "text", "f", 8}), made[7]);
+    EXPECT_EQ((test::TagReport{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}), made[8]);
 }
 
 TEST_F(CollectedReports, TheFirstIsNoErrorWithoutReports) {

@@ -41,7 +41,7 @@ class Write : public test::TagTest {
         return text.size() < kTemplate.size() ? text : text.substr(kTemplate.size());
     }
     void expectWriteFailed(const std::string &directory) {
-        EXPECT_EQ((test::Reports{{TOV_SYSTEM_ERROR, "opening for write", directory, 0}}), reports.take());
+        EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "opening for write", directory, 0}}), reports.take());
     }
 
     test::TagObject obj = test::emptyTagObject();
@@ -133,7 +133,7 @@ TEST_F(Write, TheCacheLacksLinesThatWereLeftOut) {
     obj->dmtype = strdup("two words");
     test::addEntry(*obj, "A", "1");
     EXPECT_EQ(1, updateInfoFile(".", obj.get()));
-    EXPECT_EQ((test::Reports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 0}}),
+    EXPECT_EQ((test::TagReports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", "./vekinfo.tag", 0}}),
               reports.take());
     EXPECT_EQ(kTemplate + "A 1\n", box.read("vekinfo.tag"));
     ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &cached, nullptr));

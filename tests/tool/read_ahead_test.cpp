@@ -28,7 +28,7 @@
 
 namespace {
 
-using test::Reports;
+using test::TagReports;
 using vek::DirectoryIdentity;
 using vekinfo::ReadAhead;
 using vekinfo::WorkerSettings;
@@ -159,7 +159,7 @@ class Model {
 
 struct Result {
     std::string printed;
-    Reports reports;
+    TagReports reports;
 
     bool operator==(const Result &) const = default;
 };
@@ -306,7 +306,7 @@ TEST_F(ReadAheadScan, DirectoriesMayVanishDuringTheScan) {
     });
     for (int i = 0; i < 50; ++i) {
         const Result result = scan(workersAtOnce(4));
-        EXPECT_EQ(Reports{}, result.reports);
+        EXPECT_EQ(TagReports{}, result.reports);
         const auto lines = std::count(result.printed.begin(), result.printed.end(), '\n');
         EXPECT_TRUE(lines == 2L * 49 || lines == 2L * 50) << result.printed;
     }

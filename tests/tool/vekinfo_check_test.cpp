@@ -18,19 +18,22 @@
 namespace {
 
 using test::kNoReports;
-using test::Reports;
+using test::TagReports;
 
 /// A result, and the text that was printed.
-struct Answer {
+struct Result {
     int result;
     std::string out;
     std::string err;
 
-    bool operator==(const Answer &) const = default;
+    bool operator==(const Result &) const = default;
 };
-std::ostream &operator<<(std::ostream &out, const Answer &answer) {
-    return out << answer.result << "\nout: " << answer.out << "\nerr: " << answer.err;
+std::ostream &operator<<(std::ostream &out, const Result &outcome) {
+    return out << outcome.result << "\nout: " << outcome.out << "\nerr: " << outcome.err;
 }
+
+/// The last argument of tovVerifyVekinfo() and tovVeklibCheck().
+enum { kReport = 0, kConfigure = 1 };
 
 class Check : public test::TagTest {
   protected:
@@ -53,18 +56,18 @@ class Check : public test::TagTest {
     }
 
     template <typename Call>
-    static Answer answerOf(Call call) {
+    static Result resultOf(Call call) {
         test::Capture capture;
         const int result = call();
         std::fflush(stdout);
         return {result, capture.out(), capture.err()};
     }
-    Answer verify(int configure, const std::string &directory = "lib") const {
-        return answerOf([&] { return tovVerifyVekinfo("name", box.path(directory).c_str(), configure); });
+    Result verify(int configure, const std::string &directory = "lib") const {
+        return resultOf([&] { return tovVerifyVekinfo("name", box.path(directory).c_str(), configure); });
     }
-    Answer check(int configure, const std::string &file = "vek.lib") const {
+    Result check(int configure, const std::string &file = "vek.lib") const {
         release();
-        return answerOf([&] { return tovVeklibCheck(box.path(file).c_str(), configure); });
+        return resultOf([&] { return tovVeklibCheck(box.path(file).c_str(), configure); });
     }
     std::string at(const std::string &relative) const { return box.path(relative); }
 
@@ -131,64 +134,66 @@ TEST_F(Check, ADmTagFileThatCannotBeOpenedSaysNothing) {
 // ---- the handlers
 
 TEST_F(Check, DiagnosticsAreShownWithTheirLocation) {
-    EXPECT_EQ((Answer{0, "", "Error at line 7 of /p/vek.lib \nmsg: \"FOO x\"\n\terrstr:\"Syntax error\"\n"}),
-              answerOf([] { return testParseWarnHandler(16, "FOO x", "/p/vek.lib", 7); }));
+    EXPECT_EQ((Result{0, "", "Error at line 7 of /p/vek.lib \nmsg: \"FOO x\"\n\terrstr:\"Syntax error\"\n"}),
+              resultOf([] { return testParseWarnHandler(RYN_SYNTAX_ERROR, "FOO x", "/p/vek.lib", 7); }));
     EXPECT_EQ(
-        (Answer{0, "", "Error at line 1 of (null) \nmsg: \"(null)\"\n\terrstr:\"Invalid error number\"\n"}),
-        answerOf([] { return testParseWarnHandler(99, nullptr, nullptr, 1); }));
+        (Result{0, "", "Error at line 1 of (null) \nmsg: \"(null)\"\n\terrstr:\"Invalid error number\"\n"}),
+        resultOf([] { return testParseWarnHandler(99, nullptr, nullptr, 1); }));
 }
 
 TEST_F(Check, FatalErrorsAreShown) {
-    EXPECT_EQ((Answer{0, "", "Error code 3 found for /p/vek.lib:\n\tSystem error\n"}),
-              answerOf([] { return testErrHandler(3, "/p/vek.lib", "/p/vek.lib"); }));
-    EXPECT_EQ((Answer{0, "", "Error code 2 found for (null):\n\tMemory error\n"}),
-              answerOf([] { return testErrHandler(2, nullptr, nullptr); }));
+    EXPECT_EQ((Result{0, "", "Error code 3 found for /p/vek.lib:\n\tSystem error\n"}),
+              resultOf([] { return testErrHandler(RYN_SYSTEM_ERROR, "/p/vek.lib", "/p/vek.lib"); }));
+    EXPECT_EQ((Result{0, "", "Error code 2 found for (null):\n\tMemory error\n"}),
+              resultOf([] { return testErrHandler(RYN_MEMORY_ERROR, nullptr, nullptr); }));
 }
 
 TEST_F(Check, AMissingLibraryEntryIsNoDiagnostic) {
-    EXPECT_EQ((Answer{0, "", ""}), answerOf([] { return testParseWarnHandler(28, "x", "f", 1); }));
-    EXPECT_EQ((Answer{0, "", ""}), answerOf([] { return testErrHandler(28, "x", "x"); }));
+    EXPECT_EQ((Result{0, "", ""}),
+              resultOf([] { return testParseWarnHandler(RYN_NO_VEKLIBRARY_ENTRY, "x", "f", 1); }));
+    EXPECT_EQ((Result{0, "", ""}),
+              resultOf([] { return testErrHandler(RYN_NO_VEKLIBRARY_ENTRY, "x", "x"); }));
 }
 
 // ---- one library that is defined
 
 TEST_F(Check, ADefinedLibraryIsNotMentioned) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryUnix\n");
-    EXPECT_EQ((Answer{0, "", ""}), verify(0));
-    EXPECT_EQ((Answer{0, "", ""}), verify(1));
-    EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe leaves nothing behind";
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport));
+    EXPECT_EQ((Result{0, "", ""}), verify(kConfigure));
+    EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe removes its files";
 }
 
 TEST_F(Check, ADefinedLibraryIsMentionedVerbosely) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
-    const Answer expected = {0, "The library name at " + at("lib") + " has a vekinfo.tag definition.\n", ""};
-    EXPECT_EQ(expected, verify(0));
-    EXPECT_EQ(expected, verify(1));
+    const Result expected = {0, "The library name at " + at("lib") + " has a vekinfo.tag definition.\n", ""};
+    EXPECT_EQ(expected, verify(kReport));
+    EXPECT_EQ(expected, verify(kConfigure));
     EXPECT_EQ("VEKLIBRARY\n", box.read("lib/vekinfo.tag"));
 }
 
 TEST_F(Check, WrongNameSpaceIsAWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
-    EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(0));
-    EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(1));
+    EXPECT_EQ((Result{0, wrongNameSpace(), ""}), verify(kReport));
+    EXPECT_EQ((Result{0, wrongNameSpace(), ""}), verify(kConfigure));
     EXPECT_EQ("VEKLIBRARY\nNAMESPACE LibraryNT\n", box.read("lib/vekinfo.tag"));
 }
 
 TEST_F(Check, ACaselessFileSystemWantsTheOtherNameSpace) {
     test::faults::makeCaseless(box.path("lib"));
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryUnix\n");
-    EXPECT_EQ((Answer{0, wrongNameSpace(), ""}), verify(0));
+    EXPECT_EQ((Result{0, wrongNameSpace(), ""}), verify(kReport));
     tovResetCache();
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
-    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport));
 }
 
 TEST_F(Check, AnUnsetNameSpaceDrawsNoWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
-    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport));
     test::faults::makeCaseless(box.path("lib"));
-    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport));
 }
 
 TEST_F(Check, OnlyALibraryWithANamespaceIsProbed) {
@@ -198,7 +203,7 @@ TEST_F(Check, OnlyALibraryWithANamespaceIsProbed) {
         box.file("lib/vekinfo.tag", text);
         tovResetCache();
         test::faults::reset();
-        verify(0);
+        verify(kReport);
         EXPECT_EQ(files, test::faults::count("unlink")) << text;
     }
 }
@@ -206,17 +211,17 @@ TEST_F(Check, OnlyALibraryWithANamespaceIsProbed) {
 TEST_F(Check, AnUnknownFileSystemDrawsNoWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
     box.directory("lib", 0555);
-    test::asUnprivileged([this] { EXPECT_EQ((Answer{0, "", ""}), verify(0)); });
+    test::asUnprivileged([this] { EXPECT_EQ((Result{0, "", ""}), verify(kReport)); });
 }
 
 TEST_F(Check, TheVerboseLineComesBeforeTheWarningAndTheScan) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n").file("lib/a/vekinfo.tag", "");
-    EXPECT_EQ((Answer{0,
+    EXPECT_EQ((Result{0,
                       "The library name at " + at("lib") + " has a vekinfo.tag definition.\n" +
                           wrongNameSpace() + redundant("lib/a"),
                       ""}),
-              verify(0));
+              verify(kReport));
 }
 
 // ---- one library that is not defined
@@ -224,7 +229,7 @@ TEST_F(Check, TheVerboseLineComesBeforeTheWarningAndTheScan) {
 TEST_F(Check, LibraryWithoutTagFileIsScannedSilently) {
     verboseFlag = 1;
     box.file("lib/a/vekinfo.tag", "");
-    EXPECT_EQ((Answer{0, redundant("lib/a"), ""}), verify(0));
+    EXPECT_EQ((Result{0, redundant("lib/a"), ""}), verify(kReport));
     EXPECT_EQ(std::vector<std::string>{"a"}, box.list("lib"));
     EXPECT_EQ(kNoReports, reports.take());
 }
@@ -232,48 +237,49 @@ TEST_F(Check, LibraryWithoutTagFileIsScannedSilently) {
 TEST_F(Check, ATagFileWithoutTheEntryIsLikeNone) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "DMTYPE none\nNAMESPACE LibraryNT\n");
-    EXPECT_EQ((Answer{0, "", ""}), verify(0));
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport));
     EXPECT_EQ("DMTYPE none\nNAMESPACE LibraryNT\n", box.read("lib/vekinfo.tag"));
 }
 
 TEST_F(Check, MissingDirectoryIsSkippedSilently) {
-    EXPECT_EQ((Answer{0, "", ""}), verify(0, "none"));
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport, "none"));
     EXPECT_EQ(kNoReports, reports.take());
 }
 
 TEST_F(Check, ConfiguringWritesTheEntriesAndScans) {
     box.file("lib/a/vekinfo.tag", "");
-    EXPECT_EQ((Answer{0, redundant("lib/a"), ""}), verify(1));
+    EXPECT_EQ((Result{0, redundant("lib/a"), ""}), verify(kConfigure));
     EXPECT_EQ(block("lib"), box.read("lib/vekinfo.tag"));
     EXPECT_EQ((std::vector<std::string>{"a", "vekinfo.tag"}), box.list("lib"));
 }
 
 TEST_F(Check, ConfiguringIsMentionedVerbosely) {
     verboseFlag = 1;
-    EXPECT_EQ((Answer{0, "Library:name at:" + at("lib") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
-              verify(1));
+    EXPECT_EQ((Result{0, "Library:name at:" + at("lib") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
+              verify(kConfigure));
 }
 
 TEST_F(Check, ConfiguringAgainChangesNothing) {
     box.file("lib/vekinfo.tag", "OWNER me\n").file("lib/dm.tag", "none\n");
-    EXPECT_EQ((Answer{0, "", ""}), verify(1));
+    EXPECT_EQ((Result{0, "", ""}), verify(kConfigure));
     const std::string text = box.read("lib/vekinfo.tag");
     EXPECT_NE("OWNER me\n", text);
-    EXPECT_EQ((Answer{0, "", ""}), verify(1)) << "in the same process";
+    EXPECT_EQ((Result{0, "", ""}), verify(kConfigure)) << "in the same process";
     EXPECT_EQ(text, box.read("lib/vekinfo.tag"));
     tovResetCache();
-    EXPECT_EQ((Answer{0, "", ""}), verify(1)) << "in another one";
+    EXPECT_EQ((Result{0, "", ""}), verify(kConfigure)) << "in another one";
     EXPECT_EQ(text, box.read("lib/vekinfo.tag"));
 }
 
 TEST_F(Check, TagFileWithSyntaxErrorIsReportedAndExtended) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY yes\n");
-    const test::Report error = {9, "VEKLIBRARY line in vekinfo.tag file", at("lib/vekinfo.tag"), 1};
-    EXPECT_EQ((Answer{0, "", ""}), verify(0));
-    EXPECT_EQ(Reports{error}, reports.take());
+    const test::TagReport error = {TOV_SYNTAX_ERROR, "VEKLIBRARY line in vekinfo.tag file",
+                                   at("lib/vekinfo.tag"), 1};
+    EXPECT_EQ((Result{0, "", ""}), verify(kReport));
+    EXPECT_EQ(TagReports{error}, reports.take());
     EXPECT_EQ("VEKLIBRARY yes\n", box.read("lib/vekinfo.tag"));
-    EXPECT_EQ((Answer{0, "", ""}), verify(1));
-    EXPECT_EQ(Reports{error}, reports.take());
+    EXPECT_EQ((Result{0, "", ""}), verify(kConfigure));
+    EXPECT_EQ(TagReports{error}, reports.take());
     EXPECT_EQ("VEKLIBRARY yes\n" + block("lib"), box.read("lib/vekinfo.tag"));
 }
 
@@ -281,18 +287,18 @@ TEST_F(Check, ReadOnlyDirectoryIsReportedAndNotScanned) {
     verboseFlag = 1;
     box.file("lib/a/vekinfo.tag", "").directory("lib", 0555);
     test::asUnprivileged([this] {
-        EXPECT_EQ((Answer{TOV_ACCESS_ERROR, "", ""}), verify(1));
-        EXPECT_EQ((Reports{{TOV_ACCESS_ERROR, "path not writable", at("lib"), 0}}), reports.take());
+        EXPECT_EQ((Result{TOV_ACCESS_ERROR, "", ""}), verify(kConfigure));
+        EXPECT_EQ((TagReports{{TOV_ACCESS_ERROR, "path not writable", at("lib"), 0}}), reports.take());
     });
-    EXPECT_EQ((Answer{TOV_ACCESS_ERROR, "", ""}), verify(1, "none"));
-    EXPECT_EQ((Reports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());
+    EXPECT_EQ((Result{TOV_ACCESS_ERROR, "", ""}), verify(kConfigure, "none"));
+    EXPECT_EQ((TagReports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());
 }
 
 TEST_F(Check, FailedOpenForAppendIsReportedWithoutScan) {
     verboseFlag = 1;
     box.directory("lib/vekinfo.tag").file("lib/a/vekinfo.tag", "");
-    EXPECT_EQ((Answer{TOV_SYSTEM_ERROR, "", ""}), verify(1));
-    EXPECT_EQ((Reports{{TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+    EXPECT_EQ((Result{TOV_SYSTEM_ERROR, "", ""}), verify(kConfigure));
+    EXPECT_EQ((TagReports{{TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
               reports.take());
 }
 
@@ -300,8 +306,8 @@ TEST_F(Check, FailedWriteIsReportedWithoutScan) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "OWNER me").file("lib/a/vekinfo.tag", "");
     test::faults::fail("write", 1, ENOSPC);
-    EXPECT_EQ((Answer{TOV_SYSTEM_ERROR, "", ""}), verify(1));
-    EXPECT_EQ((Reports{{TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+    EXPECT_EQ((Result{TOV_SYSTEM_ERROR, "", ""}), verify(kConfigure));
+    EXPECT_EQ((TagReports{{TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
               reports.take());
     EXPECT_EQ("OWNER me", box.read("lib/vekinfo.tag"));
 }
@@ -309,14 +315,14 @@ TEST_F(Check, FailedWriteIsReportedWithoutScan) {
 TEST_F(Check, AnUnreadableTagFileIsReportedByItsReader) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n", 0).directory("lib", 0777);
     test::asUnprivileged([this] {
-        const test::Report unreadable = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file",
-                                         at("lib/vekinfo.tag"), 0};
-        EXPECT_EQ((Answer{0, "", ""}), verify(0));
-        EXPECT_EQ(Reports{unreadable}, reports.take());
-        EXPECT_EQ((Answer{TOV_SYSTEM_ERROR, "", ""}), verify(1));
-        EXPECT_EQ(
-            (Reports{unreadable, {TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
-            reports.take());
+        const test::TagReport unreadable = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file",
+                                            at("lib/vekinfo.tag"), 0};
+        EXPECT_EQ((Result{0, "", ""}), verify(kReport));
+        EXPECT_EQ(TagReports{unreadable}, reports.take());
+        EXPECT_EQ((Result{TOV_SYSTEM_ERROR, "", ""}), verify(kConfigure));
+        EXPECT_EQ((TagReports{unreadable,
+                              {TOV_SYSTEM_ERROR, "error opening for append", at("lib/vekinfo.tag"), 0}}),
+                  reports.take());
     });
 }
 
@@ -324,10 +330,12 @@ TEST_F(Check, ALibrarysPathMayHave4095Characters) {
     // The path of its tag file is longer, so the file cannot exist.
     for (const std::size_t size : {4083U, 4084U, 4095U}) {
         const std::string directory = test::spelledWith(at("lib"), size);
-        EXPECT_EQ((Answer{0, "", ""}),
-                  answerOf([&] { return tovVerifyVekinfo("name", directory.c_str(), 0); }));
-        const Answer configured = answerOf([&] { return tovVerifyVekinfo("name", directory.c_str(), 1); });
-        EXPECT_EQ((Answer{TOV_ACCESS_ERROR, "", ""}), configured) << "nothing fits behind it";
+        EXPECT_EQ((Result{0, "", ""}),
+                  resultOf([&] { return tovVerifyVekinfo("name", directory.c_str(), kReport); }));
+        const Result configured =
+            resultOf([&] { return tovVerifyVekinfo("name", directory.c_str(), kConfigure); });
+        EXPECT_EQ((Result{TOV_ACCESS_ERROR, "", ""}), configured)
+            << "the path of the tag file would be too long";
         reports.take();
     }
 }
@@ -338,14 +346,14 @@ TEST_F(Check, WithoutMemoryNothingIsLostAndTheReasonIsGiven) {
         box.file("lib/vekinfo.tag", "OWNER me");
         tovResetCache();
         test::faults::failAllocation(nth);
-        const Answer answer = verify(1);
+        const Result outcome = verify(kConfigure);
         isComplete = test::faults::count("malloc") < nth;
         test::faults::reset();
         const std::string text = box.read("lib/vekinfo.tag");
         EXPECT_EQ("OWNER me", text.substr(0, 8)) << nth;
         const bool wasWritten = text.find("\nVEKLIBRARY\n") != std::string::npos;
         EXPECT_TRUE(wasWritten || !reports.take().empty()) << nth;
-        EXPECT_TRUE(wasWritten || answer.result != 0) << nth;
+        EXPECT_TRUE(wasWritten || outcome.result != 0) << nth;
         reports.take();
         ASSERT_GT(100, nth);
     }
@@ -358,37 +366,37 @@ TEST_F(Check, EachLibraryOfTheFileIsVerified) {
     box.file("vek.lib", "DEFINE one a\nDEFINE two b\nDEFINE three c\n");
     box.file("a/vekinfo.tag", "VEKLIBRARY\n").file("c/vekinfo.tag", "VEKLIBRARY\n").directory("b");
     EXPECT_EQ(
-        (Answer{0,
+        (Result{0,
                 "The library one at " + at("a") + " has a vekinfo.tag definition.\nThe library three at " +
                     at("c") + " has a vekinfo.tag definition.\n",
                 ""}),
-        check(0));
-    EXPECT_EQ((Answer{0,
+        check(kReport));
+    EXPECT_EQ((Result{0,
                       "The library one at " + at("a") + " has a vekinfo.tag definition.\nLibrary:two at:" +
                           at("b") + " had no VEKLIBRARY vekinfo.tag entry.\nThe library three at " + at("c") +
                           " has a vekinfo.tag definition.\n",
                       ""}),
-              check(1));
+              check(kConfigure));
 }
 
 TEST_F(Check, TheResultIsThatOfTheLastLibrary) {
     box.directory("a");
     box.file("vek.lib", "DEFINE one a\nDEFINE two none\n");
-    EXPECT_EQ(TOV_ACCESS_ERROR, check(1).result);
+    EXPECT_EQ(TOV_ACCESS_ERROR, check(kConfigure).result);
     box.file("vek.lib", "DEFINE two none\nDEFINE one a\n");
-    EXPECT_EQ(0, check(1).result);
+    EXPECT_EQ(0, check(kConfigure).result);
     box.file("vek.lib", "");
-    EXPECT_EQ((Answer{0, "", ""}), check(1));
+    EXPECT_EQ((Result{0, "", ""}), check(kConfigure));
 }
 
 TEST_F(Check, DiagnosticsOfTheFileAreShownAndTheOthersChecked) {
     box.file("vek.lib", "DEFINE one a extra\nFOO x\nDEFINE two b\n").file("b/c/vekinfo.tag", "");
-    EXPECT_EQ((Answer{0, redundant("b/c"),
+    EXPECT_EQ((Result{0, redundant("b/c"),
                       "Error at line 1 of " + at("vek.lib") +
                           " \nmsg: \"DEFINE one a extra\"\n\terrstr:\"Syntax error\"\n"
                           "Error at line 2 of " +
                           at("vek.lib") + " \nmsg: \"FOO\"\n\terrstr:\"Syntax error\"\n"}),
-              check(0));
+              check(kReport));
 }
 
 TEST_F(Check, LibraryWithoutEntryIsSkippedIfLibraryCheckIsOn) {
@@ -396,25 +404,25 @@ TEST_F(Check, LibraryWithoutEntryIsSkippedIfLibraryCheckIsOn) {
     rynSetPathNoneExistWarnFlag(1);
     box.file("vekinfo.tag", "VEKLIBCHECK ON\n").file("vek.lib", "DEFINE one a\nDEFINE two b\n");
     box.directory("a").file("b/vekinfo.tag", "VEKLIBRARY\n");
-    EXPECT_EQ((Answer{0, "The library two at " + at("b") + " has a vekinfo.tag definition.\n", ""}),
-              check(0));
+    EXPECT_EQ((Result{0, "The library two at " + at("b") + " has a vekinfo.tag definition.\n", ""}),
+              check(kReport));
 }
 
 TEST_F(Check, TheTemporaryDirectoryStandsForTheLibrary) {
     // rynGetPath() for reading returns the temporary directory, if there is one.
     verboseFlag = 1;
     box.directory("a").directory("tmp/one").file("vek.lib", "DEFINE one a\nASSIGN AllLibs TmpRootDir tmp\n");
-    EXPECT_EQ((Answer{0, "Library:one at:" + at("tmp/one") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
-              check(1));
+    EXPECT_EQ((Result{0, "Library:one at:" + at("tmp/one") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
+              check(kConfigure));
     EXPECT_FALSE(box.exists("a/vekinfo.tag"));
 }
 
 TEST_F(Check, TwoLibrariesInOneDirectoryAreConfiguredOnce) {
     box.file("a/vekinfo.tag", "OWNER me\n").file("vek.lib", "DEFINE one a\nDEFINE two a\n");
-    EXPECT_EQ((Answer{0, "",
+    EXPECT_EQ((Result{0, "",
                       "Error at line 2 of " + at("vek.lib") + " \nmsg: \"" + at("a") +
                           "\"\n\terrstr:\"Directory used multiple times\"\n"}),
-              check(1));
+              check(kConfigure));
     EXPECT_EQ("OWNER me\n" + block("a"), box.read("a/vekinfo.tag"));
 }
 
@@ -422,17 +430,18 @@ TEST_F(Check, APathThatCannotBeGeneratedEndsTheRun) {
     const std::string name(4095 - box.path().size() - 1, 'x');
     box.file("vek.lib", "DEFINE one a\nDEFINE two " + name + "\nDEFINE three b\n");
     box.file("a/c/vekinfo.tag", "").file("b/c/vekinfo.tag", "");
-    EXPECT_EQ((Answer{1, redundant("a/c"), "WARNING: Problem found in rynGetPath: Invalid path\n"}),
-              check(0));
+    EXPECT_EQ((Result{1, redundant("a/c"), "WARNING: Problem found in rynGetPath: Invalid path\n"}),
+              check(kReport));
 }
 
 TEST_F(Check, AFileThatCannotBeReadIsATranslatedFailure) {
     EXPECT_EQ(
-        (Answer{TOV_SYSTEM_ERROR, "", "Error code 3 found for " + at("none.lib") + ":\n\tSystem error\n"}),
-        check(0, "none.lib"));
+        (Result{TOV_SYSTEM_ERROR, "", "Error code 3 found for " + at("none.lib") + ":\n\tSystem error\n"}),
+        check(kReport, "none.lib"));
     rynSetPathNoneExistWarnFlag(1);
-    EXPECT_EQ((Answer{10, "", "Error code 20 found for " + at("none.lib") + ":\n\tInvalid path\n"}),
-              check(0, "none.lib"));
+    EXPECT_EQ(
+        (Result{TOV_INVALID_PATH, "", "Error code 20 found for " + at("none.lib") + ":\n\tInvalid path\n"}),
+        check(kReport, "none.lib"));
 }
 
 TEST_F(Check, WithoutMemoryTheRunEndsWithAWarning) {
@@ -443,12 +452,12 @@ TEST_F(Check, WithoutMemoryTheRunEndsWithAWarning) {
     for (int nth = 1; !isComplete; ++nth) {
         release();
         test::faults::failAllocation(nth);
-        const Answer answer = answerOf([this] { return tovVeklibCheck(at("vek.lib").c_str(), 0); });
+        const Result outcome = resultOf([this] { return tovVeklibCheck(at("vek.lib").c_str(), kReport); });
         isComplete = test::faults::count("malloc") < nth;
         test::faults::reset();
         tovResetCache();
-        if (answer.err.find(warning) != std::string::npos) {
-            EXPECT_EQ(1, answer.result);
+        if (outcome.err.find(warning) != std::string::npos) {
+            EXPECT_EQ(1, outcome.result);
             wasSeen = true;
         }
         ASSERT_GT(300, nth);
@@ -458,7 +467,7 @@ TEST_F(Check, WithoutMemoryTheRunEndsWithAWarning) {
 
 TEST_F(Check, TheRegistryIsKept) {
     box.file("vek.lib", "DEFINE one a\n");
-    EXPECT_EQ(0, check(0).result);
+    EXPECT_EQ(0, check(kReport).result);
     ASSERT_NE(nullptr, rynGetCurHandle());
     ASSERT_NE(nullptr, *rynGetCurHandle());
     EXPECT_EQ(0, rynIsDefined(nullptr, "one"));
@@ -468,7 +477,7 @@ TEST_F(Check, TheRegistryIsKept) {
 
 TEST_F(Check, WithoutADefinitionFileNothingIsPrinted) {
     for (const int configure : {0, 1}) {
-        EXPECT_EQ((Answer{0, "", ""}), answerOf([&] { return tovCheckOrConfigLibrary(configure); }));
+        EXPECT_EQ((Result{0, "", ""}), resultOf([&] { return tovCheckOrConfigLibrary(configure); }));
     }
     EXPECT_EQ(kNoReports, reports.take());
 }
@@ -477,18 +486,18 @@ TEST_F(Check, TheFirstDefinitionFileOfTheSearchListIsTaken) {
     test::setEnvironment({{"VEK_WORKAREA", at("work")}, {"HOME", at("home")}});
     box.file("work/vek.lib", "DEFINE one a\n").file("home/vek.lib", "DEFINE two b\n");
     box.file("work/a/c/vekinfo.tag", "").file("home/b/c/vekinfo.tag", "");
-    EXPECT_EQ((Answer{0, redundant("work/a/c"), ""}), answerOf([] { return tovCheckOrConfigLibrary(0); }));
+    EXPECT_EQ((Result{0, redundant("work/a/c"), ""}), resultOf([] { return tovCheckOrConfigLibrary(0); }));
 }
 
 TEST_F(Check, TheDefinitionFileMayLieInASetupDirectory) {
     box.file("veksetup/vek.lib", "DEFINE one ../a\n").file("a/c/vekinfo.tag", "");
-    EXPECT_EQ((Answer{0, redundant("a/c"), ""}), answerOf([] { return tovCheckOrConfigLibrary(0); }));
+    EXPECT_EQ((Result{0, redundant("a/c"), ""}), resultOf([] { return tovCheckOrConfigLibrary(0); }));
 }
 
 TEST_F(Check, TheRunSucceedsWhateverItFinds) {
     box.file("vek.lib", "DEFINE one none\n");
-    EXPECT_EQ(0, answerOf([] { return tovCheckOrConfigLibrary(1); }).result);
-    EXPECT_EQ((Reports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());
+    EXPECT_EQ(0, resultOf([] { return tovCheckOrConfigLibrary(1); }).result);
+    EXPECT_EQ((TagReports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());
 }
 
 } // namespace

@@ -36,7 +36,7 @@ class Report : public test::TagTest {
     static std::string find(const std::string &start) {
         test::WhereBuffer path;
         const int status = tovFindInfoFile(start.c_str(), path.get());
-        return status == 0 ? path.text() : "status " + std::to_string(status);
+        return status == TOV_OK ? path.text() : test::failure(status);
     }
 
     /// @return the lookup report on `names` for `path` ("": the working directory), without its first line
@@ -75,7 +75,7 @@ TEST_F(Report, TheNearestFileIsFound) {
     EXPECT_EQ(at("a/b/vekinfo.tag"), find(at("a/b/c/d")));
     EXPECT_EQ(at("a/b/vekinfo.tag"), find("a/b"));
     EXPECT_EQ(at("a/vekinfo.tag"), find("a"));
-    EXPECT_EQ("status 6", find("e"));
+    EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), find("e"));
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
@@ -88,8 +88,9 @@ TEST_F(Report, FindingJoinsWithASlashPlainly) {
 }
 
 TEST_F(Report, FindingABadPathIsReported) {
-    EXPECT_EQ("status 10", find("/no/such/path"));
-    EXPECT_EQ((test::Reports{{11, "tovNormalizePath", "/no/such/path", 0}, {10, "/no/such/path", "", 0}}),
+    EXPECT_EQ(test::failure(TOV_INVALID_PATH), find("/no/such/path"));
+    EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", "/no/such/path", 0},
+                                {TOV_INVALID_PATH, "/no/such/path", "", 0}}),
               reports.take());
 }
 
@@ -102,7 +103,7 @@ TEST_F(Report, FindingTakesAnythingOfThatName) {
     box.directory("a/vekinfo.tag").fifo("b/vekinfo.tag").link("c/vekinfo.tag", "/none").directory("c/d");
     EXPECT_EQ(at("a/vekinfo.tag"), find("a"));
     EXPECT_EQ(at("b/vekinfo.tag"), find("b"));
-    EXPECT_EQ("status 6", find("c/d")) << "a dangling link does not exist";
+    EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), find("c/d")) << "a dangling link does not exist";
 }
 
 TEST_F(Report, FindingNeverExaminesTheRootsOwnFile) {
@@ -114,8 +115,8 @@ TEST_F(Report, FindingNeverExaminesTheRootsOwnFile) {
         const int before = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
         EXPECT_EQ(0, chroot(box.path().c_str()));
         EXPECT_EQ(0, chdir("/"));
-        EXPECT_EQ("status 6", find("/a/b"));
-        EXPECT_EQ("status 6", find("/"));
+        EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), find("/a/b"));
+        EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), find("/"));
         // Mount points do not end this search, unlike a lookup.
         EXPECT_EQ("/net/vekinfo.tag", find("/net/x"));
         EXPECT_EQ(0, fchdir(before));
@@ -140,7 +141,7 @@ TEST_F(Report, FindingFromALongPathGivesADefinedResult) {
     const std::string found = find(path);
     EXPECT_EQ(0U, found.find(box.path())) << found;
     for (const std::size_t size : {1024U, 4095U, 4096U, 4097U, 100000U}) {
-        EXPECT_EQ("status 10", find(test::spelledWith(box.path(), size))) << size;
+        EXPECT_EQ(test::failure(TOV_INVALID_PATH), find(test::spelledWith(box.path(), size))) << size;
     }
 }
 
@@ -300,16 +301,18 @@ TEST_F(Show, ABadPathIsReportedAndNothingFound) {
 TEST_F(Show, SyntaxErrorIsReportedAndTheStatusIsZero) {
     box.file("vekinfo.tag", "DMTYPE x\nVEKLIBRARY yes\n");
     EXPECT_EQ(kNone, show(0));
-    EXPECT_EQ((test::Reports{{9, "VEKLIBRARY line in vekinfo.tag file", at("vekinfo.tag"), 2}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "VEKLIBRARY line in vekinfo.tag file", at("vekinfo.tag"), 2}}),
+        reports.take());
 }
 
 TEST_F(Show, AnUnreadableFileIsReported) {
     box.file("vekinfo.tag", "DMTYPE x\n", 0200);
     test::asUnprivileged([this] {
         EXPECT_EQ(kNone, show(0));
-        EXPECT_EQ((test::Reports{{3, "while opening vekinfo.tag file", at("vekinfo.tag"), 0}}),
-                  reports.take());
+        EXPECT_EQ(
+            (test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", at("vekinfo.tag"), 0}}),
+            reports.take());
     });
 }
 
@@ -417,8 +420,9 @@ TEST_F(Report, LookupOfTheLibraryReportsAnErrorAsNotFound) {
     EXPECT_EQ("Info (vekinfo): Library checking is off, VEKLIBRARY entries will not be used.\n"
               "No VEKLIBRARY entry was found in any location relative to\nlib.\n",
               lookup("lib", {"VEKLIBRARY"}));
-    EXPECT_EQ((test::Reports{{9, "DMTYPE line in vekinfo.tag file", at("lib/vekinfo.tag"), 2}}),
-              reports.take());
+    EXPECT_EQ(
+        (test::TagReports{{TOV_SYNTAX_ERROR, "DMTYPE line in vekinfo.tag file", at("lib/vekinfo.tag"), 2}}),
+        reports.take());
 }
 
 // Documented: a path that cannot be normalized is tried without end.

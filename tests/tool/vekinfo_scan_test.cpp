@@ -53,7 +53,7 @@ extern "C" ssize_t getdents64(int directory, void *buffer, std::size_t size) {
 namespace {
 
 using test::kNoReports;
-using test::Reports;
+using test::TagReports;
 
 constexpr const char *kLoop = "there seems to be a linkloop";
 constexpr const char *kLimit = "too many ways through symbolic links, the rest are not followed";
@@ -107,13 +107,13 @@ class Scan : public test::TagTest {
         std::sort(found.begin(), found.end());
         return found;
     }
-    [[nodiscard]] test::Report loopIn(const std::string &directory) const {
+    [[nodiscard]] test::TagReport loopIn(const std::string &directory) const {
         return {TOV_INVALID_PATH, kLoop, box.path(directory), 0};
     }
     /// @return the reports except those about cycles
-    Reports takeButLoops() {
-        Reports taken = reports.take();
-        std::erase_if(taken, [](const test::Report &report) { return report.text == kLoop; });
+    TagReports takeButLoops() {
+        TagReports taken = reports.take();
+        std::erase_if(taken, [](const test::TagReport &report) { return report.text == kLoop; });
         return taken;
     }
     /// Runs `body` with a file system in memory at the new directory "big": many files are made and removed fast.
@@ -247,7 +247,7 @@ TEST_F(Scan, ARelativeDirectoryIsScannedToo) {
     test::Capture capture;
     tovScanSubdirsForVekinfo("lib", 1);
     EXPECT_EQ("There is a redundant vekinfo.tag file in the subdir: \n\tlib/a\n", capture.out());
-    EXPECT_EQ((Reports{{TOV_INVALID_PATH, kLoop, "lib", 0}}), reports.take());
+    EXPECT_EQ((TagReports{{TOV_INVALID_PATH, kLoop, "lib", 0}}), reports.take());
 }
 
 // ---- links
@@ -280,15 +280,15 @@ TEST_F(Scan, ATargetThatCannotBeNormalizedIsReported) {
     const std::string absolute = box.path("$UNKNOWN");
     const std::string relative = box.path("lib/../$UNKNOWN");
     EXPECT_EQ("", scan());
-    Reports taken = reports.take();
+    TagReports taken = reports.take();
     ASSERT_EQ(4U, taken.size());
     if (taken[0].where == relative) { // the order of the two links is the directory's
         std::rotate(taken.begin(), taken.begin() + 2, taken.end());
     }
-    EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
-                       {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0},
-                       {TOV_PATH_PROCESSING, "tovNormalizePath", relative, 0},
-                       {TOV_INVALID_PATH, relative, box.path("lib/b"), 0}}),
+    EXPECT_EQ((TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
+                          {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0},
+                          {TOV_PATH_PROCESSING, "tovNormalizePath", relative, 0},
+                          {TOV_INVALID_PATH, relative, box.path("lib/b"), 0}}),
               taken);
 }
 
@@ -296,8 +296,8 @@ TEST_F(Scan, ATargetThatCannotBeReadIsReported) {
     box.directory("secret", 0).link("lib/a", box.path("secret"));
     test::asUnprivileged([this] {
         EXPECT_EQ("", scan());
-        EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", box.path("secret"), 0},
-                           {TOV_INVALID_PATH, box.path("secret"), box.path("lib/a"), 0}}),
+        EXPECT_EQ((TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", box.path("secret"), 0},
+                              {TOV_INVALID_PATH, box.path("secret"), box.path("lib/a"), 0}}),
                   reports.take());
     });
 }
@@ -311,8 +311,8 @@ TEST_F(Scan, ATargetHasAtMost1023Characters) {
     EXPECT_EQ(kNoReports, reports.take());
     box.link("lib/a", tooLong);
     EXPECT_EQ("", scan());
-    EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", tooLong, 0},
-                       {TOV_INVALID_PATH, tooLong, box.path("lib/a"), 0}}),
+    EXPECT_EQ((TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", tooLong, 0},
+                          {TOV_INVALID_PATH, tooLong, box.path("lib/a"), 0}}),
               reports.take());
 }
 
@@ -322,8 +322,8 @@ TEST_F(Scan, ALongRelativeTargetIsReportedWhole) {
     box.directory("other").link("lib/a", target);
     EXPECT_EQ("", scan());
     const std::string absolute = box.path("lib/" + target);
-    EXPECT_EQ((Reports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
-                       {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0}}),
+    EXPECT_EQ((TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
+                          {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0}}),
               reports.take());
 }
 
@@ -331,7 +331,7 @@ TEST_F(Scan, AFailedLinkReadIsReported) {
     box.file("other/vekinfo.tag", "").link("lib/a", box.path("other"));
     test::faults::fail("readlink", 1, EIO);
     EXPECT_EQ("", scan());
-    EXPECT_EQ((Reports{{TOV_INVALID_PATH, box.path("lib"), "", 0}}), reports.take());
+    EXPECT_EQ((TagReports{{TOV_INVALID_PATH, box.path("lib"), "", 0}}), reports.take());
 }
 
 TEST_F(Scan, DanglingAndCyclicLinksAreNoDirectories) {
@@ -364,29 +364,29 @@ TEST_F(Scan, ChainsOfLinkedDirectoriesAreFollowedToTheirEnd) {
 TEST_F(Scan, LinkToTheParentOfTheLibraryIsACycle) {
     box.file("vekinfo.tag", "").link("lib/a", box.path());
     EXPECT_EQ("", scan());
-    EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib")}, reports.take());
 }
 
 TEST_F(Scan, RelativeLinkToTheParentIsACycle) {
     box.file("vekinfo.tag", "").link("lib/a", "..");
     EXPECT_EQ("", scan());
-    EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib")}, reports.take());
 }
 
 TEST_F(Scan, LinkToItsOwnDirectoryIsACycle) {
     box.directory("lib/sub").link("lib/sub/a", ".");
     EXPECT_EQ("", scan());
-    EXPECT_EQ(Reports{loopIn("lib/sub")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib/sub")}, reports.take());
     box.link("lib/sub/a", box.path("lib/sub"));
     EXPECT_EQ("", scan());
-    EXPECT_EQ(Reports{loopIn("lib/sub")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib/sub")}, reports.take());
 }
 
 TEST_F(Scan, LinkToADirectoryOnTheDescentIsACycle) {
     for (const std::string &target : {std::string("../../.."), box.path("lib")}) {
         box.directory("lib/a/b/c").link("lib/a/b/c/link", target);
         EXPECT_EQ("", scan());
-        EXPECT_EQ(Reports{loopIn("lib/a/b/c")}, reports.take()) << target;
+        EXPECT_EQ(TagReports{loopIn("lib/a/b/c")}, reports.take()) << target;
     }
 }
 
@@ -394,23 +394,23 @@ TEST_F(Scan, LinkToAnyDirectoryAboveTheLibraryIsACycle) {
     for (const char *target : {"../..", "../../..", "../../../../../../../../../..", "/"}) {
         box.directory("lib/a").link("lib/a/link", target);
         EXPECT_EQ("", scan());
-        EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take()) << target;
+        EXPECT_EQ(TagReports{loopIn("lib/a")}, reports.take()) << target;
     }
 }
 
-TEST_F(Scan, OtherPathOfADirectoryOnTheDescentIsACycle) {
+TEST_F(Scan, DirectoryOnTheDescentByAnotherPathIsACycle) {
     box.link("alias", box.path("lib")).directory("lib/a").link("lib/a/link", box.path("alias"));
     EXPECT_EQ("", scan());
-    EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib/a")}, reports.take());
     box.link("lib/a/link", box.path("lib/../lib/a"));
     EXPECT_EQ("", scan());
-    EXPECT_EQ(Reports{loopIn("lib/a")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib/a")}, reports.take());
 }
 
 TEST_F(Scan, TargetThatIsATextPrefixIsACycle) {
     box.file("li/vekinfo.tag", "").link("lib/a", box.path("li"));
     EXPECT_EQ("", scan()) << "though it lies beside the library";
-    EXPECT_EQ(Reports{loopIn("lib")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("lib")}, reports.take());
     box.directory("lib/sub").file("lib/s/vekinfo.tag", "").link("lib/sub/b", box.path("lib/s"));
     EXPECT_EQ(Found{"lib/s"}, redundant());
     EXPECT_EQ(2U, reports.take().size());
@@ -433,19 +433,19 @@ TEST_F(Scan, LinksThatCrossBetweenSubtreesEnd) {
     box.file("lib/b/vekinfo.tag", "").link("lib/b/link", box.path("lib/a"));
     EXPECT_EQ((Found{"lib/a", "lib/a", "lib/b", "lib/b"}), sortedRedundant())
         << "each is scanned by itself and through the link in the other";
-    Reports taken = reports.take();
+    TagReports taken = reports.take();
     std::sort(taken.begin(), taken.end(),
-              [](const test::Report &x, const test::Report &y) { return x.where < y.where; });
-    EXPECT_EQ((Reports{loopIn("lib/a"), loopIn("lib/b")}), taken);
+              [](const test::TagReport &x, const test::TagReport &y) { return x.where < y.where; });
+    EXPECT_EQ((TagReports{loopIn("lib/a"), loopIn("lib/b")}), taken);
 }
 
 TEST_F(Scan, RelativeLinksThatCrossBetweenSubtreesEnd) {
     box.directory("lib/a").link("lib/a/link", "../b").directory("lib/b").link("lib/b/link", "../a");
     EXPECT_EQ("", scan());
-    Reports taken = reports.take();
+    TagReports taken = reports.take();
     std::sort(taken.begin(), taken.end(),
-              [](const test::Report &x, const test::Report &y) { return x.where < y.where; });
-    EXPECT_EQ((Reports{loopIn("lib/a/../b"), loopIn("lib/b/../a")}), taken);
+              [](const test::TagReport &x, const test::TagReport &y) { return x.where < y.where; });
+    EXPECT_EQ((TagReports{loopIn("lib/a/../b"), loopIn("lib/b/../a")}), taken);
 }
 
 TEST_F(Scan, DirectoryOnTheDescentIsNotEnteredFromAbove) {
@@ -453,7 +453,7 @@ TEST_F(Scan, DirectoryOnTheDescentIsNotEnteredFromAbove) {
     box.file("x/1/vekinfo.tag", "").file("y/1/vekinfo.tag", "").file("x/z/vekinfo.tag", "");
     // The last link leads to "x", which is not on the descent and is entered. "x/1" is on it.
     EXPECT_EQ((Found{"x/1", "x/z", "y/1"}), sortedRedundant());
-    EXPECT_EQ(Reports{loopIn("x")}, reports.take());
+    EXPECT_EQ(TagReports{loopIn("x")}, reports.take());
 }
 
 TEST_F(Scan, ADirectoryMayBeReachedAgainAfterItWasLeft) {
@@ -474,10 +474,10 @@ TEST_F(Scan, SiblingsWithLinksAreScannedOneAfterTheOther) {
     }
     box.file("other/vekinfo.tag", "");
     EXPECT_EQ((Found{"other", "other"}), redundant());
-    Reports taken = reports.take();
+    TagReports taken = reports.take();
     std::sort(taken.begin(), taken.end(),
-              [](const test::Report &x, const test::Report &y) { return x.where < y.where; });
-    EXPECT_EQ((Reports{loopIn("lib/a"), loopIn("lib/b")}), taken);
+              [](const test::TagReport &x, const test::TagReport &y) { return x.where < y.where; });
+    EXPECT_EQ((TagReports{loopIn("lib/a"), loopIn("lib/b")}), taken);
 }
 
 TEST_F(Scan, ABindMountOfADirectoryAboveIsNoCycle) {
@@ -503,7 +503,7 @@ TEST_F(Scan, ScanContinuesAfterACycle) {
         box.link("lib/" + std::string(name) + "up", "..");
     }
     EXPECT_EQ((Found{"lib/a", "lib/m", "lib/z"}), sortedRedundant());
-    EXPECT_EQ((Reports{loopIn("lib"), loopIn("lib"), loopIn("lib")}), reports.take());
+    EXPECT_EQ((TagReports{loopIn("lib"), loopIn("lib"), loopIn("lib")}), reports.take());
 }
 
 TEST_F(Scan, CompletelyLinkedDirectoriesAreScannedInEveryOrder) {
@@ -608,9 +608,9 @@ TEST_F(Scan, MoreWaysThanTheLimitAreOneReport) {
         // Not all links have been read before the limit is reached.
         EXPECT_LE(kDirectories + 1000U + (perLink == 0 ? 0 : 1), found.size());
         EXPECT_GE(kDirectories + 1000U + perLink * kLinks, found.size());
-        const Reports taken = reports.take();
+        const TagReports taken = reports.take();
         ASSERT_EQ(1U, taken.size());
-        EXPECT_EQ((test::Report{TOV_INVALID_PATH, kLimit, taken[0].where, 0}), taken[0]);
+        EXPECT_EQ((test::TagReport{TOV_INVALID_PATH, kLimit, taken[0].where, 0}), taken[0]);
         EXPECT_EQ(0U, taken[0].where.find(box.path("lib/d")))
             << "the directory with the first link not followed";
     }
@@ -628,7 +628,7 @@ TEST_F(Scan, EachDifferentLinkRaisesTheLimit) {
     EXPECT_EQ(8U, redundantWithin({.ways = ways - links, .waysPerLink = 1}).size());
     EXPECT_EQ(kNoReports, reports.take());
     EXPECT_EQ(7U, redundantWithin({.ways = ways - links - 1, .waysPerLink = 1}).size());
-    EXPECT_EQ((Reports{{TOV_INVALID_PATH, kLimit, box.path("all"), 0}}), reports.take());
+    EXPECT_EQ((TagReports{{TOV_INVALID_PATH, kLimit, box.path("all"), 0}}), reports.take());
 }
 
 TEST_F(Scan, CompletelyLinkedDirectoriesEndAtTheLimit) {
@@ -642,7 +642,7 @@ TEST_F(Scan, CompletelyLinkedDirectoriesEndAtTheLimit) {
     }
     const Found found = redundantWithin({.ways = 1000, .waysPerLink = 2});
     EXPECT_EQ(14U, (std::set<std::string>(found.begin(), found.end()).size()));
-    const Reports taken = takeButLoops();
+    const TagReports taken = takeButLoops();
     ASSERT_EQ(1U, taken.size());
     EXPECT_EQ(kLimit, taken[0].text);
 }
@@ -679,8 +679,8 @@ TEST_F(Scan, FileSystemsWithoutEntryTypesGiveTheSameReport) {
         .link("lib/up", "..")
         .link("lib/x", "x");
     const std::string text = scan();
-    const Reports taken = reports.take();
-    EXPECT_EQ(Reports{loopIn("lib")}, taken);
+    const TagReports taken = reports.take();
+    EXPECT_EQ(TagReports{loopIn("lib")}, taken);
     reading.hidesTypes = true;
     EXPECT_EQ(text, scan());
     EXPECT_EQ(taken, reports.take());
@@ -780,7 +780,7 @@ TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
     box.file("chain30/vekinfo.tag", "");
     const Found all = redundant();
     EXPECT_EQ(5U, all.size()) << testing::PrintToString(all);
-    const Reports usual = reports.take();
+    const TagReports usual = reports.take();
     EXPECT_EQ(34U, usual.size()) << testing::PrintToString(usual);
     bool isComplete = false;
     int times = 0;
@@ -789,8 +789,8 @@ TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
         const Found found = redundant();
         isComplete = test::faults::count("malloc") < nth;
         test::faults::reset();
-        const Reports taken = reports.take();
-        const auto saysWhy = [](const test::Report &report) {
+        const TagReports taken = reports.take();
+        const auto saysWhy = [](const test::TagReport &report) {
             return report.code == TOV_MEMORY_ERROR || report.code == TOV_PATH_PROCESSING;
         };
         EXPECT_TRUE((found == all && taken == usual) || std::any_of(taken.begin(), taken.end(), saysWhy))
@@ -815,7 +815,7 @@ TEST_F(Scan, TheReportOfMissingMemoryNamesTheDirectory) {
     box.directory("lib/a");
     test::faults::failAllocation(1);
     EXPECT_EQ("", scan());
-    EXPECT_EQ((Reports{{TOV_MEMORY_ERROR, "while looking for vekinfo.tag files", box.path("lib"), 0}}),
+    EXPECT_EQ((TagReports{{TOV_MEMORY_ERROR, "while looking for vekinfo.tag files", box.path("lib"), 0}}),
               reports.take());
 }
 
