@@ -20,18 +20,19 @@ namespace {
 
 const std::string kErase = "\r\033[K";
 
-/// `vekinfo -checklibrary` with a pseudo-terminal.
+/// `vekinfo -checklibrary`, or another action, with a pseudo-terminal.
 class TerminalRun {
   public:
     /// @param setUp  called in the child before the tool is executed, with the terminal as the standard descriptors
-    TerminalRun(const std::string &directory, const std::function<void()> &setUp) {
+    TerminalRun(const std::string &directory, const std::function<void()> &setUp,
+                const char *action = "-checklibrary") {
         const winsize size = {.ws_row = 24, .ws_col = 60, .ws_xpixel = 0, .ws_ypixel = 0};
         id_ = forkpty(&terminal_, nullptr, nullptr, &size);
         if (id_ == 0) {
             setenv("TERM", "xterm", 1);
             setUp();
             if (chdir(directory.c_str()) == 0) {
-                execl(VEK_TEST_VEKINFO, "vekinfo", "-checklibrary", nullptr);
+                execl(VEK_TEST_VEKINFO, "vekinfo", action, nullptr);
             }
             _exit(127);
         }
@@ -111,20 +112,25 @@ std::string reportOf(const std::string &directory, const std::string &name) {
     return "There is a redundant vekinfo.tag file in the subdir: \n\t" + directory + "/" + name + "/sub\n";
 }
 
-TEST(ProgressOnTerminal, AppearsAfterTwoSecondsAndErasesItself) {
+class ProgressOfAction : public testing::TestWithParam<const char *> {};
+
+TEST_P(ProgressOfAction, AppearsAfterTwoSecondsAndErasesItself) {
     test::onPassthroughFilesystem(
         {"--blockable", "1"}, [](const std::string &directory, const std::string &source) {
             makeProject(source);
             const std::string both = reportOf(directory, "one") + reportOf(directory, "two");
             const std::string line = kErase + "1 of 2 libraries done, now two";
 
-            TerminalRun run(directory, [] {});
+            TerminalRun run(
+                directory, [] {}, GetParam());
             EXPECT_NE(run.readUntil(line, 20'000).find(line), std::string::npos);
             unlink((source + "/two/sub/.block").c_str());
             const std::string text = run.readToEnd();
             EXPECT_EQ(screen(text), both) << testing::PrintToString(text);
         });
 }
+
+INSTANTIATE_TEST_SUITE_P(Actions, ProgressOfAction, testing::Values("-checklibrary", "-configurelibrary"));
 
 TEST(ProgressOnTerminal, IsNotWrittenToPipesFilesOrDumbTerminals) {
     test::onPassthroughFilesystem(
