@@ -1,15 +1,25 @@
-// Reads directories ahead of a depth-first walk. The walk enters directories one after the other and makes all
-// decisions. Workers (worker_pool.h) read the directories that the walk will enter next, and the directories below
-// those, in the order of walk_order.h.
+// Reads ahead of the check of libraries. The first thread checks one library after the other, makes all decisions, prints
+// all reports and is the only one that uses the layers. Workers (worker_pool.h) perform tasks ahead of it: they read the
+// tag files of the next libraries, probe their file systems, and read the directories that the walk will enter, in the
+// order of library_queue.h and walk_order.h.
 //
-// The mutex of the pool guards the tree of the directories. The entries of a directory do not change after the reading
-// and are used without the mutex.
+// The mutex of the pool guards the states of all tasks. The result of a task does not change after the task has ended and
+// is used without the mutex.
 
 #include "tool/read_ahead.h"
 
+#include "tagfile/keyword.h"
+#include "tool/library_queue.h"
+#include "tool/probe_gate.h"
+#include "tool/signal_mask.h"
+
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <utility>
 
 namespace vekinfo {
 
@@ -22,9 +32,14 @@ bool isShort(const DirectoryReading &reading) {
     return reading.outcome == DirectoryReading::Outcome::NotOpened && wasRefused;
 }
 
+/// @return true if the tag file sets a namespace, so that the result of a probe can change what is printed
+bool needsProbe(std::uint32_t nameSpace) {
+    return nameSpace == TOV_NAMESPACE_NT || nameSpace == TOV_NAMESPACE_UNIX;
+}
+
 } // namespace
 
-/// The state that the walk and the workers share, on the heap. The last thread that uses it deletes it.
+/// The state that the first thread and the workers share, on the heap. The last thread that uses it deletes it.
 class ReadAheadQueue {
   public:
     explicit ReadAheadQueue(const WorkerSettings &settings) : pool_(settings, kTasks, this) {}
@@ -35,24 +50,46 @@ class ReadAheadQueue {
     Directory *enter(const char *path, const ReadAhead::Step &step);
     void pass(const ReadAhead::Step &step);
     void leave(Directory *directory);
-    WorkerPool &pool() { return pool_; }
+
+    bool wantsLibrary();
+    bool announceLibrary(const char *directory, const char *tagPath);
+    int readTag(const char *tagPath, VekinfoObj &obj, bool &isFound);
+    int probe(const char *directory);
+    void endLibrary(const char *directory);
+
+    [[nodiscard]] std::size_t workers() const { return pool_.workers(); }
+
+    /// Ends the workers and deletes the queue.
+    void release();
 
   private:
     using Lock = WorkerPool::Lock;
     using State = WorkerTask::State;
 
+    Directory *takeBegun(const char *path, const ReadAhead::Step &step);
     Directory *readInWalk(Directory *directory, const char *path, const ReadAhead::Step &step, Lock &lock);
+    void abandon(Directory *directory);
     void abandonBelow(Directory &directory);
+    AheadLibrary *announced(const char *directory);
+    int readTagInFirstThread(const char *tagPath, VekinfoObj &obj, int &found);
+    int probeInFirstThread(const char *directory);
+    [[nodiscard]] std::size_t pending() const { return order_.pending() + libraries_.pending(); }
 
     // The functions of kTasks.
     static WorkerTask *begin(void *queue);
-    static void perform(WorkerTask &task, std::size_t mostBytes);
+    static void perform(void *queue, WorkerTask &task, std::size_t mostBytes);
     static void end(void *queue, WorkerTask &task);
     static void destroy(void *queue);
     static constexpr WorkerTasks kTasks = {
         .begin = begin, .perform = perform, .end = end, .destroy = destroy};
 
+    void endReading(Directory &directory);
+
     WalkOrder order_;
+    LibraryQueue libraries_;
+    ProbeGate gate_;
+    bool cannotWatch_ = false;   ///< whether the thread that handles signals could not be started
+    std::int64_t lastTagNs_ = 0; ///< how long the first thread waited for the last tag file that it read
     WorkerPool pool_;
 };
 
@@ -60,12 +97,7 @@ class ReadAheadQueue {
 
 Directory *ReadAheadQueue::enter(const char *path, const ReadAhead::Step &step) {
     Lock lock(pool_);
-    Directory *directory = nullptr;
-    if (step.isListed && step.position < step.parent->next_) {
-        directory = WalkOrder::takeChild(*step.parent, step.position);
-    } else if (step.isListed) {
-        order_.skipTo(*step.parent, step.next);
-    }
+    Directory *directory = takeBegun(path, step);
     if (directory != nullptr) {
         pool_.waitFor(*directory, lock);
         pool_.countTaken(directory->entries_.capacity());
@@ -77,8 +109,28 @@ Directory *ReadAheadQueue::enter(const char *path, const ReadAhead::Step &step) 
         }
     }
     order_.open(*directory, true);
-    pool_.start(order_.pending());
+    pool_.start(pending());
     return directory;
+}
+
+/// @return the record of a directory that a worker has begun to read; null if none has, in which case none will
+Directory *ReadAheadQueue::takeBegun(const char *path, const ReadAhead::Step &step) {
+    if (step.parent == nullptr) {
+        AheadLibrary *library = announced(path);
+        if (library == nullptr) {
+            return nullptr;
+        }
+        libraries_.withdraw(library->rootState);
+        return std::exchange(library->root, nullptr);
+    }
+    if (!step.isListed) {
+        return nullptr;
+    }
+    if (step.position < step.parent->next_) {
+        return WalkOrder::takeChild(*step.parent, step.position);
+    }
+    order_.skipTo(*step.parent, step.next);
+    return nullptr;
 }
 
 /// Reads a directory in the thread of the walk.
@@ -92,9 +144,15 @@ Directory *ReadAheadQueue::readInWalk(Directory *directory, const char *path, co
     if (directory == nullptr) {
         return nullptr;
     }
-    directory->parent_ = step.parent;
-    directory->depth_ = step.parent == nullptr ? 0 : step.parent->depth_ + 1;
-    directory->position_ = step.position;
+    if (step.parent != nullptr) {
+        directory->parent_ = step.parent;
+        directory->depth_ = step.parent->depth_ + 1;
+        directory->position_ = step.position;
+        directory->walk_ = step.parent->walk_;
+    } else if (const AheadLibrary *library = announced(path)) {
+        directory->position_ = library->number;
+        directory->walk_ = library->number;
+    }
     directory->identifies_ = step.identifies;
     directory->isBelowLink_ = step.isBelowLink;
     directory->state = State::Done;
@@ -128,40 +186,208 @@ void ReadAheadQueue::leave(Directory *directory) {
     order_.recycle(directory);
 }
 
-/// Releases everything that was read ahead below `directory`. A worker that is still reading a directory releases it
-/// when the reading ends.
+/// Releases everything that was read ahead below `directory`.
 void ReadAheadQueue::abandonBelow(Directory &directory) {
     while (Directory *each = order_.takeBelow(directory)) {
-        if (each->state == State::Running) {
-            pool_.countTaken(0);
-            each->state = State::Abandoned;
-        } else {
-            pool_.countTaken(each->entries_.capacity());
-            order_.recycle(each);
+        abandon(each);
+    }
+}
+
+/// Releases a directory that the walk will not enter. A worker that is still reading it releases it when the reading
+/// ends.
+void ReadAheadQueue::abandon(Directory *directory) {
+    if (directory->state == State::Running) {
+        pool_.countTaken(0);
+        directory->state = State::Abandoned;
+    } else {
+        pool_.countTaken(directory->entries_.capacity());
+        order_.recycle(directory);
+    }
+}
+
+// ---- libraries
+
+/// @return the announced library with this directory, if it is the one that is checked now; otherwise null
+AheadLibrary *ReadAheadQueue::announced(const char *directory) {
+    AheadLibrary *library = libraries_.first();
+    return library != nullptr && std::strcmp(library->directory.get(), directory) == 0 ? library : nullptr;
+}
+
+bool ReadAheadQueue::wantsLibrary() {
+    if (std::ferror(stdout) != 0 || std::ferror(stderr) != 0) {
+        gate_.deliverBrokenPipe();
+    }
+    const Lock lock(pool_);
+    return pool_.isSlow() && libraries_.size() < pool_.settings().mostLibraries && !cannotWatch_;
+}
+
+bool ReadAheadQueue::announceLibrary(const char *directory, const char *tagPath) {
+    if (!gate_.isWatched() && !gate_.startWatch()) {
+        cannotWatch_ = true;
+        return false;
+    }
+    const Lock lock(pool_);
+    const bool isAppended = libraries_.append(directory, tagPath);
+    pool_.start(pending());
+    return isAppended;
+}
+
+int ReadAheadQueue::readTag(const char *tagPath, VekinfoObj &obj, bool &isFound) {
+    int found = 0;
+    AheadLibrary *library = nullptr;
+    {
+        Lock lock(pool_);
+        library = libraries_.first();
+        if (library != nullptr) {
+            libraries_.withdraw(library->tag.state);
+            pool_.waitFor(library->tag, lock);
         }
     }
+    const bool isRead = library != nullptr && library->tag.state == State::Done &&
+                        std::strcmp(library->tagPath.get(), tagPath) == 0;
+    const int status = isRead && library->reading.isUsable()
+                           ? library->reading.take(tagPath, tov::kVeklibrary, &obj, &found)
+                           : readTagInFirstThread(tagPath, obj, found);
+    isFound = found != 0;
+    return status;
+}
+
+int ReadAheadQueue::readTagInFirstThread(const char *tagPath, VekinfoObj &obj, int &found) {
+    if (workers() > 0) {
+        tov::TagReading reading;
+        reading.read(tagPath, tov::kVeklibrary);
+        if (reading.isShort()) {
+            Lock lock(pool_);
+            pool_.repeatWhileShort(lock, [&reading, tagPath] {
+                reading = {};
+                reading.read(tagPath, tov::kVeklibrary);
+                return !reading.isShort();
+            });
+        }
+        return reading.take(tagPath, tov::kVeklibrary, &obj, &found);
+    }
+    const std::int64_t begin = monotonicNs();
+    const int status = tovGetVekinfoAtLoc(tagPath, tov::kVeklibrary, &obj, &found);
+    const std::int64_t end = monotonicNs();
+    const Lock lock(pool_);
+    lastTagNs_ = pool_.addDuration(end - begin);
+    return status;
+}
+
+int ReadAheadQueue::probe(const char *directory) {
+    {
+        Lock lock(pool_);
+        if (AheadLibrary *library = announced(directory)) {
+            libraries_.withdraw(library->probe.state);
+            pool_.waitFor(library->probe, lock);
+            if (library->probe.state == State::Done && !library->probeResult.isShort) {
+                return library->probeResult.sensitivity;
+            }
+        }
+    }
+    return probeInFirstThread(directory);
+}
+
+int ReadAheadQueue::probeInFirstThread(const char *directory) {
+    // If the file system is slow, start the thread that handles signals: while signals are blocked, no signal could end
+    // the tool if the file server stops responding.
+    if (!gate_.isWatched() && !cannotWatch_ && lastTagNs_ >= pool_.settings().slowNs) {
+        cannotWatch_ = !gate_.startWatch();
+    }
+    const auto attempt = [this, directory] {
+        if (gate_.isWatched()) {
+            return gate_.probe(directory);
+        }
+        const AllSignalsBlocked blocked;
+        return gate_.probe(directory);
+    };
+    vek::ProbeResult result = attempt();
+    if (result.isShort) {
+        Lock lock(pool_);
+        pool_.repeatWhileShort(lock, [&attempt, &result] {
+            result = attempt();
+            return !result.isShort;
+        });
+    }
+    return result.sensitivity;
+}
+
+void ReadAheadQueue::endLibrary(const char *directory) {
+    Lock lock(pool_);
+    AheadLibrary *library = announced(directory);
+    if (library == nullptr) {
+        return;
+    }
+    pool_.waitFor(library->tag, lock);
+    libraries_.withdraw(library->probe.state);
+    pool_.waitFor(library->probe, lock);
+    if (library->root != nullptr) {
+        abandonBelow(*library->root);
+        order_.close(*library->root);
+        abandon(library->root);
+    }
+    libraries_.removeFirst();
+    pool_.wake(pending());
+}
+
+void ReadAheadQueue::release() {
+    while (libraries_.first() != nullptr) {
+        endLibrary(libraries_.first()->directory.get());
+    }
+    gate_.stopWatch();
+    pool_.release();
 }
 
 // ---- the workers
 
 WorkerTask *ReadAheadQueue::begin(void *queue) {
     auto &self = *static_cast<ReadAheadQueue *>(queue);
-    Directory *directory = self.order_.beginNext();
-    if (directory != nullptr) {
+    WorkerTask *task = self.libraries_.beginNext(self.order_.nextWalk(), self.order_);
+    if (task == nullptr) {
+        task = self.order_.beginNext();
+    }
+    if (task != nullptr && task->kind == WorkerTask::Kind::Directory) {
         self.pool_.countBegun();
     }
-    return directory;
+    return task;
 }
 
-void ReadAheadQueue::perform(WorkerTask &task, std::size_t mostBytes) {
-    static_cast<Directory &>(task).read(mostBytes);
+void ReadAheadQueue::perform(void *queue, WorkerTask &task, std::size_t mostBytes) {
+    switch (task.kind) {
+    case WorkerTask::Kind::Directory:
+        static_cast<Directory &>(task).read(mostBytes);
+        break;
+    case WorkerTask::Kind::Tag: {
+        AheadLibrary &library = *static_cast<LibraryTask &>(task).library;
+        library.reading.read(library.tagPath.get(), tov::kVeklibrary);
+        break;
+    }
+    case WorkerTask::Kind::Probe: {
+        AheadLibrary &library = *static_cast<LibraryTask &>(task).library;
+        library.probeResult = static_cast<ReadAheadQueue *>(queue)->gate_.probe(library.directory.get());
+        break;
+    }
+    }
 }
 
 void ReadAheadQueue::end(void *queue, WorkerTask &task) {
     auto &self = *static_cast<ReadAheadQueue *>(queue);
-    auto &directory = static_cast<Directory &>(task);
+    if (task.kind == WorkerTask::Kind::Directory) {
+        self.endReading(static_cast<Directory &>(task));
+        return;
+    }
+    task.state = State::Done;
+    AheadLibrary &library = *static_cast<LibraryTask &>(task).library;
+    if (task.kind == WorkerTask::Kind::Tag && needsProbe(library.reading.nameSpace())) {
+        self.libraries_.request(library.probe);
+        self.pool_.wake(self.pending());
+    }
+}
+
+/// Stores the result of a worker's reading in the tree. Releases an abandoned directory.
+void ReadAheadQueue::endReading(Directory &directory) {
     if (directory.state == State::Abandoned) {
-        self.order_.recycle(&directory);
+        order_.recycle(&directory);
         return;
     }
     using Outcome = DirectoryReading::Outcome;
@@ -172,12 +398,12 @@ void ReadAheadQueue::end(void *queue, WorkerTask &task) {
         return;
     }
     directory.state = State::Done;
-    self.pool_.countBytes(directory.entries_.capacity());
+    pool_.countBytes(directory.entries_.capacity());
     directory.unstarted_ = directory.entries_.directories();
     // Below a link, subdirectories are not read ahead: the walk may find a cycle and not enter this directory.
     if (!directory.isBelowLink_) {
-        self.order_.open(directory, false);
-        self.pool_.wake(self.order_.pending());
+        order_.open(directory, false);
+        pool_.wake(pending());
     }
 }
 
@@ -190,19 +416,22 @@ void ReadAheadQueue::destroy(void *queue) {
 
 ReadAhead::~ReadAhead() {
     if (queue_ != nullptr) {
-        queue_->pool().release();
+        queue_->release();
     }
 }
 
-Directory *ReadAhead::enter(const char *path, const Step &step) {
+/// Makes the queue if there is none. @return false if memory is exhausted
+bool ReadAhead::hasQueue() {
     if (queue_ == nullptr) {
         void *memory = std::malloc(sizeof(ReadAheadQueue));
-        if (memory == nullptr) {
-            return nullptr;
-        }
-        queue_ = std::construct_at(static_cast<ReadAheadQueue *>(memory), settings_);
+        queue_ =
+            memory == nullptr ? nullptr : std::construct_at(static_cast<ReadAheadQueue *>(memory), settings_);
     }
-    return queue_->enter(path, step);
+    return queue_ != nullptr;
+}
+
+Directory *ReadAhead::enter(const char *path, const Step &step) {
+    return hasQueue() ? queue_->enter(path, step) : nullptr;
 }
 
 void ReadAhead::pass(const Step &step) {
@@ -213,8 +442,36 @@ void ReadAhead::leave(Directory *directory) {
     queue_->leave(directory);
 }
 
+bool ReadAhead::wantsLibrary() {
+    return queue_ != nullptr && queue_->wantsLibrary();
+}
+
+bool ReadAhead::announceLibrary(const char *directory, const char *tagPath) {
+    return hasQueue() && queue_->announceLibrary(directory, tagPath);
+}
+
+int ReadAhead::readTag(const char *tagPath, VekinfoObj &obj, bool &isFound) {
+    if (hasQueue()) {
+        return queue_->readTag(tagPath, obj, isFound);
+    }
+    int found = 0;
+    const int status = tovGetVekinfoAtLoc(tagPath, tov::kVeklibrary, &obj, &found);
+    isFound = found != 0;
+    return status;
+}
+
+int ReadAhead::probe(const char *directory) {
+    return hasQueue() ? queue_->probe(directory) : probeWithSignalsBlocked(directory);
+}
+
+void ReadAhead::endLibrary(const char *directory) {
+    if (queue_ != nullptr) {
+        queue_->endLibrary(directory);
+    }
+}
+
 std::size_t ReadAhead::workers() const {
-    return queue_ == nullptr ? 0 : queue_->pool().workers();
+    return queue_ == nullptr ? 0 : queue_->workers();
 }
 
 } // namespace vekinfo

@@ -1,8 +1,10 @@
 #ifndef TOOL_READ_AHEAD_H
 #define TOOL_READ_AHEAD_H
 
-/// The directories of depth-first walks, which worker threads read ahead of the walk. See read_ahead.cpp.
+/// What worker threads read ahead of the check of libraries: the directories of depth-first walks, and the tag files and
+/// probes of the libraries that are checked next. See read_ahead.cpp.
 
+#include "tagfile/tov.h"
 #include "tool/walk_order.h"
 #include "tool/worker_pool.h"
 
@@ -12,8 +14,8 @@ namespace vekinfo {
 
 class ReadAheadQueue;
 
-/// Reads the directories of depth-first walks, with worker threads that read ahead. All its functions must be called
-/// by the same thread.
+/// Reads the directories of depth-first walks and the tag files of libraries, with worker threads that read ahead. All
+/// its functions must be called by the same thread.
 class ReadAhead {
   public:
     explicit ReadAhead(const WorkerSettings &settings = {}) : settings_(settings) {}
@@ -44,12 +46,34 @@ class ReadAhead {
     /// Releases a directory that enter() has returned, and everything that was read ahead below it.
     void leave(Directory *directory);
 
+    /// @return true if reading is slow and few libraries wait to be read, so that announceLibrary() should be called
+    [[nodiscard]] bool wantsLibrary();
+
+    /// Lets workers read a library that will be checked: its tag file, the probe that may depend on it, and its
+    /// directories. Each announced library must be checked, in the same order: readTag(), probe(), enter() and
+    /// endLibrary().
+    /// @param directory  the path of the library directory
+    /// @param tagPath    the path of its tag file
+    /// @return false if memory is exhausted, or threads cannot be started
+    [[nodiscard]] bool announceLibrary(const char *directory, const char *tagPath);
+
+    /// Does the same as tovGetVekinfoAtLoc() with the arguments `tagPath` and VEKLIBRARY, with what a worker has read.
+    int readTag(const char *tagPath, VekinfoObj &obj, bool &isFound);
+
+    /// @return the result of vekGetFilesysCaseSensitivity() for the library directory `directory`
+    [[nodiscard]] int probe(const char *directory);
+
+    /// Releases what was read of the library `directory`, if it was announced.
+    void endLibrary(const char *directory);
+
     /// @return the number of worker threads
     [[nodiscard]] std::size_t workers() const;
 
   private:
+    [[nodiscard]] bool hasQueue();
+
     WorkerSettings settings_;
-    ReadAheadQueue *queue_ = nullptr; ///< shared with the workers; null before the first enter()
+    ReadAheadQueue *queue_ = nullptr; ///< shared with the workers; null before it is needed
 };
 
 } // namespace vekinfo

@@ -3,6 +3,7 @@
 #include "common/base/print.h"
 #include "common/platform/vek_path.h"
 #include "tagfile/keyword.h"
+#include "tool/probe_gate.h"
 #include "tool/vekinfo_check.h"
 
 #include <cstdio>
@@ -20,7 +21,7 @@ struct Block {
 /// not.
 /// @return false, with `text` unchanged, if the case sensitivity cannot be determined
 bool composeNameSpace(const char *dir, vek::ComposedText &text) {
-    switch (vekGetFilesysCaseSensitivity(dir)) {
+    switch (vekinfo::probeWithSignalsBlocked(dir)) {
     case VEK_CASE_SENSITIVE:
         text.append("#\n"
                     "# Directory ",

@@ -6,6 +6,7 @@
 #include "common/base/print.h"
 #include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
+#include "common/platform/size_limit.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
@@ -48,11 +49,11 @@ int warn(const char *function, int code) {
 
 /// Returns true if `nameSpace` contradicts the case sensitivity of the file system of `dir`. Returns false without a
 /// test of the file system if the tag file sets no namespace.
-bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace) {
+bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace, vekinfo::ReadAhead &readAhead) {
     if (nameSpace != TOV_NAMESPACE_NT && nameSpace != TOV_NAMESPACE_UNIX) {
         return false;
     }
-    switch (vekGetFilesysCaseSensitivity(dir)) {
+    switch (readAhead.probe(dir)) {
     case VEK_CASE_SENSITIVE:
         return nameSpace == TOV_NAMESPACE_NT;
     case VEK_CASE_INSENSITIVE:
@@ -62,11 +63,12 @@ bool hasWrongNameSpace(const char *dir, std::uint32_t nameSpace) {
     }
 }
 
-void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace) {
+void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace,
+                   vekinfo::ReadAhead &readAhead) {
     if (verboseFlag != 0) {
         vek::print(stdout, "The library %s at %s has a vekinfo.tag definition.\n", libName, dir);
     }
-    if (hasWrongNameSpace(dir, nameSpace)) {
+    if (hasWrongNameSpace(dir, nameSpace, readAhead)) {
         vek::print(stdout, "Warning: Library %s at %s has incorrect namespace in vekinfo.tag file\n", libName,
                    dir);
     }
@@ -75,7 +77,8 @@ void reportDefined(const char *libName, const char *dir, std::uint32_t nameSpace
 /// Appends the missing entries to the tag file `tagPath` of a library.
 /// @param isKnown  false if the tag file exists but could not be read; this is an error, and nothing is appended
 /// @return TOV_OK, or the code of the error, which has been reported
-int configureLibrary(const char *libName, const char *dir, const char *tagPath, bool isKnown) {
+int configureLibrary(const char *libName, const char *dir, const char *tagPath, bool isKnown,
+                     vekinfo::ReadAhead &readAhead) {
     using Kind = tov::AppendResult::Kind;
     if (vekFileWritable(dir) == 0) {
         return tovPrintError(TOV_ACCESS_ERROR, "path not writable", dir, 0);
@@ -90,7 +93,7 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath, 
     }
     tovResetCache(); // it may contain the old content, which another library with the same directory would see
     if (result.kind == Kind::Defined) {
-        reportDefined(libName, dir, result.nameSpace); // another process has appended the entry
+        reportDefined(libName, dir, result.nameSpace, readAhead); // another process has appended the entry
     } else if (verboseFlag != 0) {
         vek::print(stdout, "Library:%s at:%s had no VEKLIBRARY vekinfo.tag entry.\n", libName, dir);
     }
@@ -124,20 +127,20 @@ int verifyLibrary(const char *libName, const char *dir, int configure, vekinfo::
         return tovPrintError(TOV_MEMORY_ERROR, "while checking a library", dir, 0);
     }
     VekinfoObj obj = {};
-    int found = 0;
-    int status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
+    bool isFound = false;
+    int status = readAhead.readTag(tagPath.get(), obj, isFound);
     if (status == TOV_NO_SUCH_FILE && configure != 0 && vekFileExists(tagPath.get()) != 0) {
         // The file was created after the first attempt, or a network file system did not list it yet: read it again.
-        status = tovGetVekinfoAtLoc(tagPath.get(), tov::kVeklibrary, &obj, &found);
+        status = readAhead.readTag(tagPath.get(), obj, isFound);
     }
     if (status == TOV_MEMORY_ERROR) {
         return status;
     }
-    if (found != 0) {
-        reportDefined(libName, dir, obj.nameSpace);
+    if (isFound) {
+        reportDefined(libName, dir, obj.nameSpace, readAhead);
     } else if (configure != 0) {
         const bool isKnown = status != TOV_SYSTEM_ERROR;
-        status = configureLibrary(libName, dir, tagPath.get(), isKnown);
+        status = configureLibrary(libName, dir, tagPath.get(), isKnown, readAhead);
         if (status != TOV_OK) {
             return status;
         }
@@ -160,22 +163,75 @@ std::size_t countLibraries() {
     return count;
 }
 
+/// Gets the directory of the library `name`. @return RYN_OK, or the code of the error, which is not reported
+int directoryOf(const char *name, vek::PathText &directory) {
+    return directory.fill([name](char *buffer, std::size_t size) {
+        return rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr, buffer, size);
+    });
+}
+
+/// Announces the libraries that will be checked next, so that workers read them ahead.
+class Lookahead {
+  public:
+    explicit Lookahead(vekinfo::ReadAhead &readAhead) : readAhead_(readAhead) {}
+
+    /// Announces as many libraries as `readAhead` wants. Stops at a library without a path: the check will end there.
+    /// @param current  the index of the library that is checked next
+    void announce(std::size_t current) {
+        while (!isEnded_ && readAhead_.wantsLibrary()) {
+            isEnded_ = !announceNext(current);
+        }
+    }
+
+  private:
+    bool announceNext(std::size_t current) {
+        if (!libraries_) {
+            rynContext *libraries = nullptr;
+            if (rynIterateLibs(checked.registry, &libraries) != RYN_OK) {
+                return false;
+            }
+            libraries_.reset(libraries);
+        }
+        const char *name = nullptr;
+        do { // pass over libraries that were checked without having been announced
+            if (rynNextLib(libraries_.get(), &name) != RYN_OK) {
+                return false;
+            }
+            ++next_;
+        } while (next_ <= current);
+        vek::PathText directory;
+        if (directoryOf(name, directory) != RYN_OK) {
+            return false;
+        }
+        const vek::OwnedText tagPath = vek::joinText(directory.view(), "/", tov::kTagFileName);
+        return tagPath && readAhead_.announceLibrary(directory.c_str(), tagPath.get());
+    }
+
+    vekinfo::ReadAhead &readAhead_;
+    OwnedContext libraries_;
+    std::size_t next_ = 0; ///< the index of the library that `libraries_` returns next
+    bool isEnded_ = false; ///< whether no more libraries can be announced
+};
+
 int verifyLibraries(rynContext *libraries, int configure, vekinfo::Progress &progress) {
     vekinfo::ReadAhead readAhead; // one for all libraries, so that its worker threads are started only once
     int result = TOV_OK;
     const std::size_t count = progress.isShown() ? countLibraries() : 0;
+    Lookahead lookahead(readAhead);
     std::size_t done = 0;
     const char *name = nullptr;
     for (; rynNextLib(libraries, &name) == RYN_OK; ++done) {
         progress.set(done, count, name);
+        if (configure == 0) {
+            lookahead.announce(done);
+        }
         vek::PathText directory;
-        const int code = directory.fill([name](char *buffer, std::size_t size) {
-            return rynGetPath(checked.registry, RYN_PATH_READ, name, nullptr, nullptr, nullptr, buffer, size);
-        });
+        const int code = directoryOf(name, directory);
         if (code != RYN_OK) {
             return warn("rynGetPath", code);
         }
         result = verifyLibrary(name, directory.c_str(), configure, readAhead);
+        readAhead.endLibrary(directory.c_str());
     }
     return result;
 }
@@ -211,6 +267,8 @@ int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
 }
 
 int tovVeklibCheck(const char *libFile, int configure) {
+    // Once for the whole check: threads must not change the signal dispositions of the process.
+    const vek::SizeLimitSignalGuard guard;
     vekinfo::Progress progress;
     const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);
     if (code != RYN_OK) {

@@ -173,6 +173,16 @@ void WalkOrder::skipTo(Directory &parent, std::size_t next) {
 
 // ---- children that are read ahead
 
+Directory *WalkOrder::beginRoot(std::string_view path, std::size_t walk) {
+    Directory *root = make(path, {});
+    if (root != nullptr) {
+        root->position_ = walk;
+        root->walk_ = walk;
+        root->state = WorkerTask::State::Running;
+    }
+    return root;
+}
+
 Directory *WalkOrder::beginNext() {
     while (firstOpen_ != nullptr) {
         Directory &parent = *firstOpen_;
@@ -193,6 +203,7 @@ Directory *WalkOrder::beginNext() {
         child->parent_ = &parent;
         child->depth_ = parent.depth_ + 1;
         child->position_ = position;
+        child->walk_ = parent.walk_;
         child->identifies_ = parent.isBelowLink_;
         child->isBelowLink_ = parent.isBelowLink_;
         child->state = WorkerTask::State::Running;

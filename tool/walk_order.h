@@ -10,6 +10,7 @@
 #include "tool/worker_pool.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -18,6 +19,8 @@ namespace vekinfo {
 /// A directory that a walk has entered, or that a worker has read or is reading.
 class Directory : public WorkerTask {
   public:
+    Directory() : WorkerTask(Kind::Directory) {}
+
     [[nodiscard]] const char *path() const { return &path_[0]; }
     [[nodiscard]] const vek::EntryList &entries() const { return entries_; }
     [[nodiscard]] const DirectoryReading &reading() const { return reading_; }
@@ -44,9 +47,11 @@ class Directory : public WorkerTask {
     // The location of the directory in the tree of the walk.
     Directory *parent_ = nullptr; ///< null for the start of the walk
     std::size_t depth_ = 0;       ///< 0 for the start of the walk
-    std::size_t position_ = 0;    ///< position of its entry in `parent_->entries_`
-    bool identifies_ = false;     ///< whether to determine `identity_`
-    bool isBelowLink_ = false;    ///< whether the walk has followed a link to it or to an ancestor of it
+    /// Position of its entry in `parent_->entries_`; for the start of a walk, the number of the walk.
+    std::size_t position_ = 0;
+    std::size_t walk_ = 0;     ///< the number of the walk; later walks have larger numbers
+    bool identifies_ = false;  ///< whether to determine `identity_`
+    bool isBelowLink_ = false; ///< whether the walk has followed a link to it or to an ancestor of it
 
     // Guarded by the mutex of the pool.
     /// Position of the entry after the last subdirectory that was begun: read by a worker, entered or passed.
@@ -88,6 +93,16 @@ class WalkOrder {
     /// Marks the next subdirectory of `parent` as begun. Closes `parent` if this was the last one.
     /// @param next  position of the entry after this subdirectory
     void skipTo(Directory &parent, std::size_t next);
+
+    /// Makes a record for the start of a walk, in the state Running.
+    /// @param walk  the number of the walk
+    /// @return the record; null if memory is exhausted
+    [[nodiscard]] Directory *beginRoot(std::string_view path, std::size_t walk);
+
+    /// @return the number of the walk of the subdirectory that beginNext() will return; SIZE_MAX if there is none
+    [[nodiscard]] std::size_t nextWalk() const {
+        return firstOpen_ == nullptr ? SIZE_MAX : firstOpen_->walk_;
+    }
 
     /// Makes a record for the subdirectory to read next, in the state Running, and adds it to the children of its parent.
     /// @return the record; null if no subdirectory waits to be read, or memory is exhausted

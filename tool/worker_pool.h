@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <pthread.h>
 
 namespace vekinfo {
@@ -34,20 +35,32 @@ struct WorkerSettings {
     std::size_t mostDirectories = 1024;
     /// The most bytes of memory for the entries of such directories.
     std::size_t mostBytes = std::size_t{16} << 20;
+    /// The most libraries whose tag files are read ahead, including the one that is being checked. Two for each worker
+    /// on a slow file system, so that no worker has to wait for the first thread.
+    std::size_t mostLibraries = 64;
 };
 
 /// @return the time of CLOCK_MONOTONIC in nanoseconds
 std::int64_t monotonicNs();
 
+/// @return `ns` nanoseconds as a timespec
+timespec timeOf(std::int64_t ns);
+
 /// One task of a worker thread, the base class of what the task reads. The state is guarded by the mutex of the pool.
 class WorkerTask {
   public:
-    /// Running: a worker performs the task. Done: the task has ended, or was never given to a worker. Failed: a worker
-    /// has ended it without a result, for lack of memory or descriptors, so the first thread must do the work itself.
-    /// Abandoned: a worker still performs the task, but nothing uses the result.
-    enum class State : unsigned char { Running, Done, Failed, Abandoned };
+    /// What a worker does with the task.
+    enum class Kind : unsigned char { Directory, Tag, Probe };
 
-    State state = State::Done;
+    /// Waiting: a worker can begin the task. Running: a worker performs it. Done: it has ended with a result. Failed: no
+    /// worker has a result or will have one, for instance for lack of descriptors, so the first thread must do the work
+    /// itself. Abandoned: a worker still performs the task, but nothing uses the result.
+    enum class State : unsigned char { Waiting, Running, Done, Failed, Abandoned };
+
+    explicit WorkerTask(Kind what) : kind(what) {}
+
+    Kind kind;
+    State state = State::Failed;
 };
 
 /// The functions that a WorkerPool calls, with the object that owns both the pool and the tasks.
@@ -55,7 +68,8 @@ struct WorkerTasks {
     /// Returns the next task, in the state Running; null if there is none. Called with the mutex locked.
     WorkerTask *(*begin)(void *owner);
     /// Performs a task. Called by a worker without the mutex.
-    void (*perform)(WorkerTask &task, std::size_t mostBytes);
+    /// @param mostBytes  the most bytes of entries of a directory; a larger one is left to the walk
+    void (*perform)(void *owner, WorkerTask &task, std::size_t mostBytes);
     /// Sets the state of a task that was performed, and releases it if it was abandoned. Called with the mutex locked.
     void (*end)(void *owner, WorkerTask &task);
     /// Deletes the owner, which contains the pool.
@@ -92,8 +106,9 @@ class WorkerPool {
     /// Wakes idle workers for `pending` tasks that wait to be begun.
     void wake(std::size_t pending);
 
-    /// Records the duration of a reading in the first thread. The durations tell whether the file system is slow.
-    void addDuration(std::int64_t ns) { waiting_.add(ns); }
+    /// Records the duration of a reading. The durations tell whether the file system is slow.
+    /// @return the duration without the time that the system calls take on any file system
+    std::int64_t addDuration(std::int64_t ns);
 
     /// Counts one more task whose result the first thread has not taken.
     void countBegun() { ++stored_; }
@@ -125,6 +140,10 @@ class WorkerPool {
         isShort_ = false;
     }
 
+    /// @return true if each of the last three readings took at least `slowNs`
+    [[nodiscard]] bool isSlow() const { return waiting_.isAtLeast(settings_.slowNs); }
+
+    [[nodiscard]] const WorkerSettings &settings() const { return settings_; }
     [[nodiscard]] std::size_t workers() const { return workers_; }
 
     /// Ends the workers and deletes the owner. Waits at most 100 ms: if a worker is then still blocked in a system call,
@@ -149,7 +168,6 @@ class WorkerPool {
         std::size_t count_ = 0;
     };
 
-    [[nodiscard]] bool isSlow() const { return waiting_.isAtLeast(settings_.slowNs); }
     [[nodiscard]] std::size_t mostWorkers() const {
         return isSlow() ? settings_.slowWorkers : settings_.fastWorkers;
     }
@@ -187,7 +205,9 @@ class WorkerPool {
         false; ///< whether the first thread no longer uses the pool, so that the last worker deletes it
     const WorkerTask *waitedFor_ = nullptr; ///< the task that the first thread waits for; null for none
     bool waitsForAny_ = false;              ///< whether the first thread waits for any task to end
-    Waiting waiting_;                       ///< the durations of the last readings
+    std::int64_t callNs_ =
+        -1;           ///< the measured duration of a system call that uses no file; -1 if not measured yet
+    Waiting waiting_; ///< the durations of the last readings
 };
 
 } // namespace vekinfo

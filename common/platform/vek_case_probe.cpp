@@ -1,6 +1,6 @@
 #include "common/base/owned.h"
 #include "common/containers/directory_identity.h"
-#include "common/platform/vek_file.h"
+#include "common/platform/case_probe.h"
 #include "common/platform/vek_path.h"
 #include "common/text/fixed_text.h"
 
@@ -149,19 +149,20 @@ int ProbeFile::readResult() const {
 } // namespace
 
 /// Removes components from the end of `path`, in place, until `path` is an existing directory.
-/// @return true; false if no existing directory remains
-static bool cutToDirectory(char *path) {
+/// @return the device and inode of this directory; nullopt if no existing directory remains
+static std::optional<DirectoryIdentity> cutToDirectory(char *path) {
     std::string_view rest(path);
-    while (vekFileIsDirectory(path) == 0) {
+    struct stat status = {};
+    while (stat(path, &status) != 0 || !S_ISDIR(status.st_mode)) {
         const std::size_t slash = rest.rfind('/');
         // Documented: the path is never cut to "/". The directory "/" is used only if the caller passed "/" itself.
         if (slash == std::string_view::npos || slash == 0) {
-            return false;
+            return std::nullopt;
         }
         path[slash] = '\0';
         rest = {path, slash};
     }
-    return true;
+    return DirectoryIdentity::of(status);
 }
 
 /// @return true if the file size limit RLIMIT_FSIZE allows a file of `size` bytes, so that writing it does not send
@@ -171,37 +172,49 @@ static bool mayWrite(std::size_t size) {
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur >= size;
 }
 
-static int probe(std::string_view directory) {
+/// @return the result of a probe that has failed with the errno value `error`
+static vek::ProbeResult failed(int error) {
+    return {.sensitivity = VEK_CASE_UNKNOWN,
+            .isShort = error == EMFILE || error == ENFILE || error == ENOMEM};
+}
+
+vek::ProbeDirectory vek::findProbeDirectory(const char *path) {
+    ProbeDirectory directory = {.path = path == nullptr || *path == '\0' ? nullptr : copyText(path)};
+    if (!directory.path) {
+        return {};
+    }
+    vekCanonicalizeDirSep(directory.path.get());
+    const std::optional<DirectoryIdentity> identity = cutToDirectory(directory.path.get());
+    if (!identity || access(directory.path.get(), W_OK) != 0) {
+        return {};
+    }
+    directory.identity = *identity;
+    return directory;
+}
+
+vek::ProbeResult vek::probeDirectory(const ProbeDirectory &directory) {
     // Test the file size limit first: a pwrite() beyond it would send SIGXFSZ, which ends the process, or fail with
     // EFBIG.
-    if (!mayWrite(kLowerName.size())) {
-        return VEK_CASE_UNKNOWN; // Not reached: a process with such a limit cannot write its coverage data
+    if (!directory.path || !mayWrite(kLowerName.size())) {
+        return failed(0);
     }
+    const char *path = directory.path.get();
     const pid_t process = getpid();
     ProbeFile lower;
-    if (!lower.open(directory, kLowerName, process) || !lower.write(kLowerName)) {
-        return VEK_CASE_UNKNOWN;
+    if (!lower.open(path, kLowerName, process) || !lower.write(kLowerName)) {
+        return failed(errno);
     }
     ProbeFile mixed;
-    const bool isOpen =
-        mixed.open(directory, kMixedName, process) || (errno == ELOOP && mixed.openAliasOf(lower));
+    const bool isOpen = mixed.open(path, kMixedName, process) || (errno == ELOOP && mixed.openAliasOf(lower));
     if (!isOpen || !mixed.write(kMixedName)) {
-        return VEK_CASE_UNKNOWN;
+        return failed(errno);
     }
-    return lower.readResult();
+    errno = 0; // remains if the first file has an unexpected content
+    const int sensitivity = lower.readResult();
+    return sensitivity == VEK_CASE_UNKNOWN ? failed(errno)
+                                           : ProbeResult{.sensitivity = sensitivity, .isShort = false};
 }
 
 int vekGetFilesysCaseSensitivity(const char *path) {
-    if (path == nullptr || *path == '\0') {
-        return VEK_CASE_UNKNOWN;
-    }
-    const vek::OwnedText directory = vek::copyText(path);
-    if (!directory) {
-        return VEK_CASE_UNKNOWN;
-    }
-    vekCanonicalizeDirSep(directory.get());
-    if (!cutToDirectory(directory.get()) || access(directory.get(), W_OK) != 0) {
-        return VEK_CASE_UNKNOWN;
-    }
-    return probe(directory.get());
+    return vek::probeDirectory(vek::findProbeDirectory(path)).sensitivity;
 }

@@ -1,0 +1,57 @@
+#include "tagfile/tag_reading.h"
+
+#include "common/base/owned.h"
+#include "tagfile/tovi_cache.h"
+#include "tagfile/tovi_object.h"
+#include "tagfile/tovi_read.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+
+namespace tov {
+
+void TagReading::Destroy::operator()(VekinfoObj *obj) const {
+    tovDestroyInfoObj(obj);
+}
+
+void TagReading::read(const char *tagPath, const char *element) {
+    struct stat status = {};
+    if (stat(tagPath, &status) != 0) {
+        isUsable_ = errno == ENOENT || errno == ENOTDIR;
+        return;
+    }
+    obj_.reset(makeEmptyInfoObj().release());
+    vek::OwnedText path = vek::copyText(tagPath);
+    if (!obj_ || !path) {
+        obj_.reset();
+        isShort_ = true;
+        return;
+    }
+    errno = 0;
+    const Report report = readTagFile(kKeywords, tagPath, element, *obj_, found_);
+    isUsable_ = !report.isError();
+    if (isUsable_) {
+        obj_->path = path.release();
+    } else {
+        isShort_ = report.code == TOV_MEMORY_ERROR || errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+        obj_.reset();
+    }
+}
+
+int TagReading::take(const char *tagPath, const char *element, VekinfoObj *out, int *found) {
+    TagCache &cache = processCache();
+    if (!isUsable_ || cache.objects.find(tagPath) != nullptr) {
+        return tovGetVekinfoAtLoc(tagPath, element, out, found);
+    }
+    VekinfoObj *cached = obj_.release();
+    *cache.lastObject = cached;
+    *found = found_ ? 1 : 0;
+    if (cached == nullptr) {
+        return TOV_NO_SUCH_FILE;
+    }
+    cache.objects.insert(cached);
+    *out = *cached;
+    return TOV_OK;
+}
+
+} // namespace tov

@@ -1,0 +1,95 @@
+// A singly linked list of the libraries whose tasks workers can perform. A worker takes the first task that waits, in the
+// order in which the first thread needs the results: for each library its tag file, the probe, the directory.
+// The search for a task takes time in proportion to the length of the list, which is limited.
+
+#include "tool/library_queue.h"
+
+#include <cstdlib>
+#include <memory>
+
+namespace vekinfo {
+
+namespace {
+
+using State = WorkerTask::State;
+
+void destroy(AheadLibrary *library) {
+    std::destroy_at(library);
+    std::free(library);
+}
+
+} // namespace
+
+LibraryQueue::~LibraryQueue() {
+    while (first_ != nullptr) {
+        removeFirst();
+    }
+}
+
+bool LibraryQueue::append(const char *directory, const char *tagPath) {
+    void *memory = std::malloc(sizeof(AheadLibrary));
+    if (memory == nullptr) {
+        return false;
+    }
+    AheadLibrary *library = std::construct_at(static_cast<AheadLibrary *>(memory));
+    library->directory = vek::copyText(directory);
+    library->tagPath = vek::copyText(tagPath);
+    if (!library->directory || !library->tagPath) {
+        destroy(library);
+        return false;
+    }
+    ++appended_;
+    library->number = appended_;
+    library->tag.state = State::Waiting;
+    pending_ += 2; // the tag file and the directory
+    (last_ == nullptr ? first_ : last_->next) = library;
+    last_ = library;
+    ++size_;
+    return true;
+}
+
+void LibraryQueue::removeFirst() {
+    AheadLibrary *removed = first_;
+    withdraw(removed->tag.state);
+    withdraw(removed->probe.state);
+    withdraw(removed->rootState);
+    first_ = removed->next;
+    if (first_ == nullptr) {
+        last_ = nullptr;
+    }
+    --size_;
+    destroy(removed);
+}
+
+WorkerTask *LibraryQueue::beginNext(std::size_t last, WalkOrder &order) {
+    for (AheadLibrary *each = first_; each != nullptr && each->number <= last; each = each->next) {
+        for (LibraryTask *task : {&each->tag, &each->probe}) {
+            if (task->state == State::Waiting) {
+                task->state = State::Running;
+                --pending_;
+                return task;
+            }
+        }
+        if (each->rootState == State::Waiting) {
+            each->rootState = State::Running;
+            --pending_;
+            each->root = order.beginRoot(each->directory.get(), each->number);
+            return each->root;
+        }
+    }
+    return nullptr;
+}
+
+void LibraryQueue::withdraw(WorkerTask::State &state) {
+    if (state == State::Waiting) {
+        state = State::Failed;
+        --pending_;
+    }
+}
+
+void LibraryQueue::request(LibraryTask &task) {
+    task.state = State::Waiting;
+    ++pending_;
+}
+
+} // namespace vekinfo

@@ -1,0 +1,167 @@
+// A probe creates two files and removes them. If a signal ended the tool in between, the files would remain.
+//
+// Without other threads, the signals are blocked during the probe. With several threads, they are blocked in all threads
+// but one, which waits for them with sigwait(). After a signal, this thread lets no further probe begin, waits until the
+// running probes have removed their files, and ends the process by the signal. A signal handler could not do so: while
+// the first thread is blocked in a system call of a file server that does not respond, no handler runs.
+
+#include "tool/probe_gate.h"
+
+#include "common/platform/vek_path.h"
+#include "tool/signal_mask.h"
+#include "tool/worker_pool.h"
+
+#include <array>
+#include <cerrno>
+
+namespace vekinfo {
+
+namespace {
+
+constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
+
+/// Wakes the thread, so that it ends. The default action for this signal is to ignore it.
+constexpr int kWakeSignal = SIGURG;
+
+/// The longest time to wait for running probes: a file server may never respond. 5 s: a probe makes about 15 requests,
+/// and on the slowest usual networks a request takes 0.3 s.
+constexpr std::int64_t kPatienceNs = 5'000'000'000;
+
+} // namespace
+
+int probeWithSignalsBlocked(const char *path) {
+    const AllSignalsBlocked blocked;
+    return vekGetFilesysCaseSensitivity(path);
+}
+
+bool ProbeGate::startWatch() {
+    static_cast<void>(pthread_sigmask(SIG_BLOCK, nullptr, &before_));
+    signals_ = {};
+    for (const int signal : kEndingSignals) {
+        // A signal that was ignored or blocked when the tool was started must stay so.
+        struct sigaction action = {};
+        if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL &&
+            sigismember(&before_, signal) == 0) {
+            static_cast<void>(sigaddset(&signals_, signal));
+        }
+    }
+    // SIGPIPE is sent to the thread that prints. It must not end the process during a probe of another thread.
+    blocked_ = signals_;
+    static_cast<void>(sigaddset(&blocked_, SIGPIPE));
+    static_cast<void>(sigaddset(&signals_, kWakeSignal));
+    static_cast<void>(pthread_sigmask(SIG_BLOCK, &blocked_, nullptr));
+    {
+        const AllSignalsBlocked blocked; // inherited by the thread
+        static_cast<void>(pthread_mutex_lock(&mutex_));
+        isWatched_ = pthread_create(&thread_, nullptr, watchMain, this) == 0;
+        static_cast<void>(pthread_mutex_unlock(&mutex_));
+    }
+    if (!isWatched_) {
+        static_cast<void>(pthread_sigmask(SIG_SETMASK, &before_, nullptr));
+    }
+    return isWatched_;
+}
+
+void ProbeGate::stopWatch() {
+    if (!isWatched_) {
+        return;
+    }
+    static_cast<void>(pthread_mutex_lock(&mutex_));
+    isClosed_ = true;
+    waitForProbes();
+    isStopped_ = true;
+    static_cast<void>(pthread_kill(thread_, kWakeSignal));
+    static_cast<void>(pthread_mutex_unlock(&mutex_));
+    static_cast<void>(pthread_join(thread_, nullptr));
+    isWatched_ = false;
+    static_cast<void>(pthread_sigmask(SIG_SETMASK, &before_, nullptr));
+}
+
+void ProbeGate::deliverBrokenPipe() {
+    if (!isWatched_ || isDelivered_) {
+        return;
+    }
+    isDelivered_ = true;
+    static_cast<void>(pthread_mutex_lock(&mutex_));
+    isClosed_ = true;
+    waitForProbes();
+    static_cast<void>(
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr)); // a pending SIGPIPE ends the process here
+    static_cast<void>(pthread_sigmask(SIG_BLOCK, &blocked_, nullptr));
+    isClosed_ = false;
+    static_cast<void>(pthread_cond_broadcast(&changed_));
+    static_cast<void>(pthread_mutex_unlock(&mutex_));
+}
+
+vek::ProbeResult ProbeGate::probe(const char *path) {
+    const vek::ProbeDirectory directory = vek::findProbeDirectory(path);
+    if (!directory.path) {
+        return vek::probeDirectory(directory); // no directory to probe
+    }
+    static_cast<void>(pthread_mutex_lock(&mutex_));
+    while (isClosed_ || isRunning(directory.identity)) {
+        static_cast<void>(pthread_cond_wait(&changed_, &mutex_));
+    }
+    Running running = {.directory = directory.identity, .next = running_};
+    running_ = &running;
+    static_cast<void>(pthread_mutex_unlock(&mutex_));
+
+    const vek::ProbeResult result = vek::probeDirectory(directory);
+
+    static_cast<void>(pthread_mutex_lock(&mutex_));
+    Running **link = &running_;
+    while (*link != &running) {
+        link = &(*link)->next;
+    }
+    *link = running.next;
+    static_cast<void>(pthread_cond_broadcast(&changed_));
+    static_cast<void>(pthread_mutex_unlock(&mutex_));
+    return result;
+}
+
+bool ProbeGate::isRunning(const vek::DirectoryIdentity &directory) const {
+    for (const Running *each = running_; each != nullptr; each = each->next) {
+        if (each->directory == directory) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Waits until no probe is running, at most kPatienceNs. The caller holds the mutex.
+void ProbeGate::waitForProbes() {
+    const timespec deadline = timeOf(monotonicNs() + kPatienceNs);
+    int error = 0;
+    while (running_ != nullptr && error != ETIMEDOUT) {
+        error = pthread_cond_clockwait(&changed_, &mutex_, CLOCK_MONOTONIC, &deadline);
+    }
+}
+
+// ---- the thread that handles signals
+
+void *ProbeGate::watchMain(void *gate) {
+    static_cast<ProbeGate *>(gate)->watch();
+    return nullptr;
+}
+
+void ProbeGate::watch() {
+    int signal = 0;
+    do {
+        static_cast<void>(sigwait(&signals_, &signal));
+        static_cast<void>(pthread_mutex_lock(&mutex_));
+        if (signal != kWakeSignal) {
+            // From now on, another signal ends the process at once.
+            static_cast<void>(pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr));
+            isClosed_ = true;
+            waitForProbes();
+            static_cast<void>(pthread_kill(thread_, signal)); // ends the process by its default action
+        }
+        const bool isStopped = isStopped_;
+        static_cast<void>(pthread_mutex_unlock(&mutex_));
+        if (isStopped) {
+            return;
+        }
+    } while (true);
+}
+
+} // namespace vekinfo
