@@ -213,8 +213,10 @@ class Lookahead {
     bool isEnded_ = false; ///< whether no more libraries can be announced
 };
 
-int verifyLibraries(rynContext *libraries, int configure, vekinfo::Progress &progress) {
-    vekinfo::ReadAhead readAhead; // one for all libraries, so that its worker threads are started only once
+int verifyLibraries(rynContext *libraries, int configure, const vekinfo::WorkerSettings &settings,
+                    vekinfo::Progress &progress) {
+    vekinfo::ReadAhead readAhead(
+        settings); // one for all libraries, so that its worker threads are started only once
     int result = TOV_OK;
     const std::size_t count = progress.isShown() ? countLibraries() : 0;
     Lookahead lookahead(readAhead);
@@ -267,9 +269,13 @@ int tovVerifyVekinfo(const char *libName, const char *dir, int configure) {
 }
 
 int tovVeklibCheck(const char *libFile, int configure) {
+    return vekinfo::checkLibraries(libFile, configure, {});
+}
+
+int vekinfo::checkLibraries(const char *libFile, int configure, const WorkerSettings &settings) {
     // Once for the whole check: threads must not change the signal dispositions of the process.
     const vek::SizeLimitSignalGuard guard;
-    vekinfo::Progress progress;
+    Progress progress;
     const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);
     if (code != RYN_OK) {
         return tagCodeOf(code);
@@ -280,7 +286,7 @@ int tovVeklibCheck(const char *libFile, int configure) {
         return warn("rynIterateLibs", status);
     }
     const OwnedContext owner(libraries);
-    return verifyLibraries(libraries, configure, progress);
+    return verifyLibraries(libraries, configure, settings, progress);
 }
 
 int tovCheckOrConfigLibrary(int configure) {

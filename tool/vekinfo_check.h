@@ -5,6 +5,7 @@
 /// library definition file (`vek.lib`) defines, and append missing entries to them.
 
 #include "common/base/vek_api.h"
+#include "tool/worker_pool.h"
 
 VEK_BEGIN_DECLS
 
@@ -45,5 +46,13 @@ int testParseWarnHandler(int code, const char *text, const char *file, int line)
 int testErrHandler(int code, const char *text, const char *sameText);
 
 VEK_END_DECLS
+
+namespace vekinfo {
+
+/// Implements tovVeklibCheck().
+/// @param settings  the worker threads that read ahead
+int checkLibraries(const char *libFile, int configure, const WorkerSettings &settings);
+
+} // namespace vekinfo
 
 #endif

@@ -1,0 +1,73 @@
+#ifndef TOOL_READ_AHEAD_QUEUE_H
+#define TOOL_READ_AHEAD_QUEUE_H
+
+/// The implementation of ReadAhead: all tasks of the workers, and what the first thread takes of them.
+
+#include "tool/library_queue.h"
+#include "tool/probe_gate.h"
+#include "tool/read_ahead.h"
+#include "tool/walk_order.h"
+#include "tool/worker_pool.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vekinfo {
+
+/// The state that the first thread and the workers share, on the heap. The last thread that uses it deletes it.
+class ReadAheadQueue {
+  public:
+    explicit ReadAheadQueue(const WorkerSettings &settings) : pool_(settings, kTasks, this) {}
+    ReadAheadQueue(const ReadAheadQueue &) = delete;
+    ReadAheadQueue &operator=(const ReadAheadQueue &) = delete;
+    ~ReadAheadQueue() = default;
+
+    Directory *enter(const char *path, const ReadAhead::Step &step);
+    void pass(const ReadAhead::Step &step);
+    void leave(Directory *directory);
+
+    bool wantsLibrary();
+    bool announceLibrary(const char *directory, const char *tagPath);
+    int readTag(const char *tagPath, VekinfoObj &obj, bool &isFound);
+    int probe(const char *directory);
+    void endLibrary(const char *directory);
+
+    [[nodiscard]] std::size_t workers() const { return pool_.workers(); }
+
+    /// Ends the workers and deletes the queue.
+    void release();
+
+  private:
+    using Lock = WorkerPool::Lock;
+    using State = WorkerTask::State;
+
+    Directory *takeBegun(const char *path, const ReadAhead::Step &step);
+    Directory *readInWalk(Directory *directory, const char *path, const ReadAhead::Step &step, Lock &lock);
+    void abandon(Directory *directory);
+    void abandonBelow(Directory &directory);
+    AheadLibrary *announced(const char *directory);
+    int readTagInFirstThread(const char *tagPath, VekinfoObj &obj, int &found);
+    int probeInFirstThread(const char *directory);
+    [[nodiscard]] std::size_t pending() const { return order_.pending() + libraries_.pending(); }
+
+    // The functions of kTasks.
+    static WorkerTask *begin(void *queue);
+    static void perform(void *queue, WorkerTask &task, std::size_t mostBytes);
+    static void end(void *queue, WorkerTask &task);
+    static void destroy(void *queue);
+    static constexpr WorkerTasks kTasks = {
+        .begin = begin, .perform = perform, .end = end, .destroy = destroy};
+
+    void endReading(Directory &directory);
+
+    WalkOrder order_;
+    LibraryQueue libraries_;
+    ProbeGate gate_;
+    bool cannotWatch_ = false;   ///< whether the thread that handles signals could not be started
+    std::int64_t lastTagNs_ = 0; ///< how long the first thread waited for the last tag file that it read
+    WorkerPool pool_;
+};
+
+} // namespace vekinfo
+
+#endif
