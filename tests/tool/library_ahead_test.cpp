@@ -32,7 +32,7 @@
 
 namespace {
 
-using test::Reports;
+using test::TagReports;
 using vekinfo::WorkerSettings;
 
 constexpr const char *kUnix = "VEKLIBRARY\nNAMESPACE LibraryUnix\n";
@@ -71,7 +71,7 @@ struct Checked {
     int result;
     std::string out;
     std::string err;
-    Reports reports;
+    TagReports reports;
 
     bool operator==(const Checked &) const = default;
 };
