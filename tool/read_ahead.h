@@ -25,15 +25,7 @@ class ReadAhead {
     /// must have been called for every directory.
     ~ReadAhead();
 
-    /// The directory entry through which the walk has reached a directory.
-    struct Step {
-        Directory *parent = nullptr; ///< the directory that holds the entry; null for the start of the walk
-        std::size_t position = 0;    ///< position of the entry in `parent->entries()`
-        std::size_t next = 0;        ///< position of the entry after it
-        bool isListed = false;    ///< whether the entry has the type DT_DIR and pass() was not called for it
-        bool identifies = false;  ///< whether the identity of the directory is needed
-        bool isBelowLink = false; ///< whether the directory is a link target or below one
-    };
+    using Step = WalkStep;
 
     /// Enters the directory `path`: waits for the worker that is reading it, or reads it if no worker has begun to.
     /// Each DT_DIR entry of a directory must be either entered or passed, in the order of the entries.

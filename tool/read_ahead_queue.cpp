@@ -38,7 +38,7 @@ bool needsProbe(std::uint32_t nameSpace) {
 
 // ---- the walk
 
-Directory *ReadAheadQueue::enter(const char *path, const ReadAhead::Step &step) {
+Directory *ReadAheadQueue::enter(const char *path, const WalkStep &step) {
     Lock lock(pool_);
     Directory *directory = takeBegun(path, step);
     if (directory != nullptr) {
@@ -57,7 +57,7 @@ Directory *ReadAheadQueue::enter(const char *path, const ReadAhead::Step &step) 
 }
 
 /// @return the record of a directory that a worker has begun to read; null if none has, in which case none will
-Directory *ReadAheadQueue::takeBegun(const char *path, const ReadAhead::Step &step) {
+Directory *ReadAheadQueue::takeBegun(const char *path, const WalkStep &step) {
     if (step.parent == nullptr) {
         AheadLibrary *library = announced(path);
         if (library == nullptr) {
@@ -79,7 +79,7 @@ Directory *ReadAheadQueue::takeBegun(const char *path, const ReadAhead::Step &st
 /// Reads a directory in the thread of the walk.
 /// @param directory  the record of the directory; null to make one
 /// @return the record; null if memory is exhausted
-Directory *ReadAheadQueue::readInWalk(Directory *directory, const char *path, const ReadAhead::Step &step,
+Directory *ReadAheadQueue::readInWalk(Directory *directory, const char *path, const WalkStep &step,
                                       Lock &lock) {
     if (directory == nullptr) {
         directory = order_.make(path, {});
@@ -115,7 +115,7 @@ Directory *ReadAheadQueue::readInWalk(Directory *directory, const char *path, co
     return directory;
 }
 
-void ReadAheadQueue::pass(const ReadAhead::Step &step) {
+void ReadAheadQueue::pass(const WalkStep &step) {
     const Lock lock(pool_);
     if (step.position >= step.parent->next_) {
         order_.skipTo(*step.parent, step.next);

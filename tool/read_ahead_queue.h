@@ -5,7 +5,6 @@
 
 #include "tool/library_queue.h"
 #include "tool/probe_gate.h"
-#include "tool/read_ahead.h"
 #include "tool/walk_order.h"
 #include "tool/worker_pool.h"
 
@@ -22,8 +21,8 @@ class ReadAheadQueue {
     ReadAheadQueue &operator=(const ReadAheadQueue &) = delete;
     ~ReadAheadQueue() = default;
 
-    Directory *enter(const char *path, const ReadAhead::Step &step);
-    void pass(const ReadAhead::Step &step);
+    Directory *enter(const char *path, const WalkStep &step);
+    void pass(const WalkStep &step);
     void leave(Directory *directory);
 
     bool wantsLibrary();
@@ -41,8 +40,8 @@ class ReadAheadQueue {
     using Lock = WorkerPool::Lock;
     using State = WorkerTask::State;
 
-    Directory *takeBegun(const char *path, const ReadAhead::Step &step);
-    Directory *readInWalk(Directory *directory, const char *path, const ReadAhead::Step &step, Lock &lock);
+    Directory *takeBegun(const char *path, const WalkStep &step);
+    Directory *readInWalk(Directory *directory, const char *path, const WalkStep &step, Lock &lock);
     void abandon(Directory *directory);
     void abandonBelow(Directory &directory);
     AheadLibrary *announced(const char *directory);

@@ -66,6 +66,17 @@ class Directory : public WorkerTask {
     bool isOpen_ = false;             ///< whether the directory is in the list of open directories
 };
 
+/// The directory entry through which the walk has reached a directory.
+struct WalkStep {
+    Directory *parent = nullptr; ///< the directory that holds the entry; null for the start of the walk
+    std::size_t position = 0;    ///< position of the entry in `parent->entries()`
+    std::size_t next = 0;        ///< position of the entry after it
+    bool isListed =
+        false; ///< whether the entry has the type DT_DIR and ReadAhead::pass() was not called for it
+    bool identifies = false;  ///< whether the identity of the directory is needed
+    bool isBelowLink = false; ///< whether the directory is a link target or below one
+};
+
 /// The tree of the directories, and the list of those that have subdirectories to read. Not thread-safe.
 class WalkOrder {
   public:
