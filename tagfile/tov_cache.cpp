@@ -40,32 +40,6 @@ uint64_t hashOf(const char *path) {
 
 namespace {
 
-void destroyLink(PathlinkObj *link) {
-    std::free(link->path);
-    std::free(link->target);
-    std::free(link);
-}
-
-// ---- reading of a file into the cache
-
-Report readIntoCache(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
-                     bool &found) {
-    OwnedInfoObj obj = makeEmptyInfoObj();
-    vek::OwnedText path = vek::copyText(tagPath);
-    if (!obj || !path) {
-        return kNoMemory;
-    }
-    const Report report = readTagFile(kKeywords, tagPath, element, *obj, found);
-    if (!report.isError()) {
-        obj->path = path.release();
-        cached = obj.release();
-        cache.objects.insert(cached);
-    }
-    return report;
-}
-
-// ---- updates of cached objects
-
 bool isSameString(const char *a, const char *b) {
     return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
 }
@@ -79,33 +53,6 @@ bool isSameList(char **a, char **b) {
     return (a == nullptr || *a == nullptr) && (b == nullptr || *b == nullptr);
 }
 
-/// Copies the settings of `obj` to `cached`: assigns the numbers, and swaps the strings and lists that differ. Equal
-/// strings and lists are not swapped, because callers may hold pointers to those of `cached`.
-void exchangeDifferences(VekinfoObj &cached, VekinfoObj &obj) {
-    cached.line = obj.line;
-    cached.library = obj.library;
-    cached.libcheck = obj.libcheck;
-    cached.nameSpace = obj.nameSpace;
-    if (!isSameString(cached.dmtype, obj.dmtype)) {
-        std::swap(cached.dmtype, obj.dmtype);
-    }
-    if (!isSameList(cached.names, obj.names) || !isSameList(cached.values, obj.values)) {
-        swapEntries(cached, obj);
-    }
-}
-
-/// Returns true if `obj` has an application entry with a name other than `element`. Documented: entries with the name
-/// `element` itself have no effect, and programs depend on this. A search for an application entry can therefore stop
-/// at a cached file that does not contain the entry.
-bool namesAnother(const VekinfoObj &obj, const char *element) {
-    for (char **name = obj.names; name != nullptr && *name != nullptr && **name != '\0'; ++name) {
-        if (!vek::equalNoCase(*name, element)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 } // namespace
 
 TagCache &processCache() {
@@ -114,8 +61,18 @@ TagCache &processCache() {
 }
 
 bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element) {
-    const Keyword *keyword = keywords.find(element);
-    return keyword == nullptr ? namesAnother(obj, element) : keyword->isPresent(obj);
+    if (const Keyword *keyword = keywords.find(element); keyword != nullptr) {
+        return keyword->isPresent(obj);
+    }
+    // Documented: returns true if `obj` has an application entry with a name other than `element`. Entries with the
+    // name `element` itself have no effect, and programs depend on this. A search for an application entry can
+    // therefore stop at a cached file that does not contain the entry.
+    for (char **name = obj.names; name != nullptr && *name != nullptr && **name != '\0'; ++name) {
+        if (!vek::equalNoCase(*name, element)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 VekinfoObj *updateCache(TagCache &cache, OwnedInfoObj obj) {
@@ -123,8 +80,18 @@ VekinfoObj *updateCache(TagCache &cache, OwnedInfoObj obj) {
     if (cached == nullptr) {
         cached = obj.release();
         cache.objects.insert(cached);
-    } else {
-        exchangeDifferences(*cached, *obj);
+        return cached;
+    }
+    cached->line = obj->line;
+    cached->library = obj->library;
+    cached->libcheck = obj->libcheck;
+    cached->nameSpace = obj->nameSpace;
+    // Swap only the strings and lists that differ, because callers may hold pointers to those of `cached`.
+    if (!isSameString(cached->dmtype, obj->dmtype)) {
+        std::swap(cached->dmtype, obj->dmtype);
+    }
+    if (!isSameList(cached->names, obj->names) || !isSameList(cached->values, obj->values)) {
+        swapEntries(*cached, *obj);
     }
     return cached;
 }
@@ -138,33 +105,43 @@ void dropFromCache(TagCache &cache, const char *path) {
 
 Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
                   bool &found) {
-    constexpr Report kNoSuchFile = {.code = TOV_NO_SUCH_FILE};
     found = false;
     *cache.lastObject = nullptr;
-    if (tagPath == nullptr) {
-        return kNoSuchFile;
-    }
-    cached = cache.objects.find(tagPath);
+    cached = tagPath == nullptr ? nullptr : cache.objects.find(tagPath);
     if (cached != nullptr) {
         // Documented: for a file in the cache, isPresent() sets `found`. If `element` is an application entry,
         // isPresent() returns true if the file has an application entry with a name other than `element`. The parser,
         // in contrast, searches for `element` itself.
         found = element == nullptr || isPresent(kKeywords, *cached, element);
-    } else {
-        const Report report =
-            vekFileExists(tagPath) != 0 ? readIntoCache(cache, tagPath, element, cached, found) : kNoSuchFile;
-        if (report.isError()) {
-            return report;
-        }
+        *cache.lastObject = cached;
+        return kNoError;
     }
-    *cache.lastObject = cached;
-    return kNoError;
+    if (tagPath == nullptr || vekFileExists(tagPath) == 0) {
+        return {.code = TOV_NO_SUCH_FILE};
+    }
+    OwnedInfoObj obj = makeEmptyInfoObj();
+    vek::OwnedText path = vek::copyText(tagPath);
+    if (!obj || !path) {
+        return kNoMemory;
+    }
+    const Report report = readTagFile(kKeywords, tagPath, element, *obj, found);
+    if (!report.isError()) {
+        obj->path = path.release(); // not before readTagFile(), which may clear the object
+        cached = obj.release();
+        cache.objects.insert(cached);
+        *cache.lastObject = cached;
+    }
+    return report;
 }
 
 void resetCache(TagCache &cache) {
     *cache.lastObject = nullptr;
     cache.objects.clear(tovDestroyInfoObj);
-    cache.links.clear(destroyLink);
+    cache.links.clear([](PathlinkObj *link) {
+        std::free(link->path);
+        std::free(link->target);
+        std::free(link);
+    });
 }
 
 } // namespace tov

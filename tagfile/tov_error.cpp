@@ -32,17 +32,6 @@ constexpr std::array<const char *, TOV_INVALID_ERROR_NUMBER + 1> kMessages = {
     "invalid error number",
 };
 
-void compose(vek::ComposedText &message, int code, const char *text, const char *where, int line) {
-    message.append("Error (tov): '", tovGetErrorMsg(code), "' ", text);
-    if (where != nullptr && *where != '\0') {
-        message.append(" : ", where);
-        if (line != 0) {
-            message.append(" line ", vek::Decimal(line));
-        }
-    }
-    message.append(".\n");
-}
-
 } // namespace
 
 static struct { tovErrorHandler handler; } errorReporting;
@@ -93,7 +82,14 @@ int tovPrintError(int code, const char *text, const char *where, int line) {
         return code;
     }
     vek::ComposedText message;
-    compose(message, code, text == nullptr ? "" : text, where, line);
+    message.append("Error (tov): '", tovGetErrorMsg(code), "' ", text == nullptr ? "" : text);
+    if (where != nullptr && *where != '\0') {
+        message.append(" : ", where);
+        if (line != 0) {
+            message.append(" line ", vek::Decimal(line));
+        }
+    }
+    message.append(".\n");
     const char *composed = message.c_str();
     vekReportError(composed != nullptr ? composed : tovGetErrorMsg(code));
     return code;

@@ -24,16 +24,8 @@ bool isNt(std::string_view value) {
 
 // ---- VEKLIBCHECK
 
-void setLibcheck(VekinfoObj &obj, std::string_view value) {
-    obj.libcheck = isOn(value) ? 1 : 0;
-}
-
 const char *libcheckValue(const VekinfoObj &obj) {
     return obj.libcheck == 0 ? "OFF" : "ON";
-}
-
-const char *shownLibcheck(const VekinfoObj &obj) {
-    return obj.libcheck <= 1 ? libcheckValue(obj) : nullptr;
 }
 
 // ---- DMTYPE
@@ -48,16 +40,7 @@ bool setDmtype(VekinfoObj &obj, const char *value) {
     return true;
 }
 
-void clearDmtype(VekinfoObj &obj) {
-    std::free(obj.dmtype);
-    obj.dmtype = nullptr;
-}
-
 // ---- NAMESPACE
-
-void setNameSpace(VekinfoObj &obj, std::string_view value) {
-    obj.nameSpace = isNt(value) ? TOV_NAMESPACE_NT : TOV_NAMESPACE_UNIX;
-}
 
 const char *nameSpaceText(const VekinfoObj &obj, const char *nt, const char *unix) {
     switch (obj.nameSpace) {
@@ -104,7 +87,7 @@ constexpr std::array kRows = {
         .isValid = [](std::string_view value) { return isOn(value) || vek::equalNoCase(value, "OFF"); },
         .set =
             [](VekinfoObj &obj, const char *value) {
-                setLibcheck(obj, value);
+                obj.libcheck = isOn(value) ? 1 : 0;
                 return true;
             },
         .clear = [](VekinfoObj &obj) { obj.libcheck = 0; },
@@ -113,7 +96,9 @@ constexpr std::array kRows = {
         // Documented: only the value ON is written. If the file contains `VEKLIBCHECK OFF`, an edit of any entry
         // removes this line.
         .writtenValue = [](const VekinfoObj &obj) { return obj.libcheck == 1 ? "ON" : nullptr; },
-        .shownValue = shownLibcheck,
+        .shownValue = [](const VekinfoObj &obj) -> const char * {
+            return obj.libcheck <= 1 ? libcheckValue(obj) : nullptr;
+        },
         .lookup = LookupForm::LibraryCheck,
         .syntaxError = "VEKLIBCHECK line in vekinfo.tag file",
     },
@@ -122,7 +107,11 @@ constexpr std::array kRows = {
         .wordCount = 2,
         .isValid = [](std::string_view /*value*/) { return true; },
         .set = setDmtype,
-        .clear = clearDmtype,
+        .clear =
+            [](VekinfoObj &obj) {
+                std::free(obj.dmtype);
+                obj.dmtype = nullptr;
+            },
         .isPresent = [](const VekinfoObj &obj) { return obj.dmtype != nullptr; },
         .value = [](const VekinfoObj &obj) -> const char * { return obj.dmtype; },
         .writtenValue = [](const VekinfoObj &obj) -> const char * {
@@ -139,7 +128,7 @@ constexpr std::array kRows = {
             [](std::string_view value) { return isNt(value) || vek::equalNoCase(value, "LibraryUnix"); },
         .set =
             [](VekinfoObj &obj, const char *value) {
-                setNameSpace(obj, value);
+                obj.nameSpace = isNt(value) ? TOV_NAMESPACE_NT : TOV_NAMESPACE_UNIX;
                 return true;
             },
         .clear = [](VekinfoObj &obj) { obj.nameSpace = TOV_NAMESPACE_UNSET; },

@@ -21,6 +21,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 
@@ -41,29 +42,81 @@ bool isStop(std::string_view directory) {
     return false;
 }
 
-/// Result of one step of the upward search: the search ends, or continues with the next step.
-enum class Next { Stop, Continue };
+/// Result of readAndCacheLink().
+struct LinkRead {
+    int code; ///< TOV_OK, or the code of an error that has been reported
+    const PathlinkObj
+        *link; ///< the new record of the cache; null after an error or if the path is no symbolic link
+};
+
+/// Reads the symbolic link `path`, normalizes its target and stores both in the cache `links`.
+/// @param start  the path of the directory in which the search started, named in a report
+LinkRead readAndCacheLink(const vek::PathText &path, const char *start, RecordTable<PathlinkObj> &links) {
+    vek::PathText target;
+    const int error = vek::readLink(path.c_str(), target);
+    if (error == EINVAL) {
+        return {TOV_OK, nullptr}; // not a symbolic link
+    }
+    if (error != 0) {
+        vek::ComposedText text;
+        // Documented: the text ends with a newline, and tovPrintError() then adds a second newline to the message.
+        text.append("readlink on \"", path.view(), "\" produced error \"", std::strerror(error), "\" (",
+                    vek::Decimal(error), ")\n");
+        const char *composed = text.c_str();
+        return {tovPrintError(TOV_INVALID_PATH, composed != nullptr ? composed : path.c_str(), nullptr, 0),
+                nullptr};
+    }
+    vek::PathText absolute;
+    const std::string_view parent(path.c_str(), path.view().rfind('/'));
+    const bool fits = vekIsRooted(target.c_str()) != 0 ? absolute.assign(target.view())
+                                                       : absolute.assign(parent, "/", target.view());
+    vek::PathText normalized;
+    if (!fits || normalizePath(absolute.c_str(), normalized) != TOV_OK) {
+        const char *text = fits ? absolute.c_str() : target.c_str();
+        return {tovPrintError(TOV_INVALID_PATH, text, start, 0), nullptr};
+    }
+    vek::Owned<PathlinkObj> link(static_cast<PathlinkObj *>(std::malloc(sizeof(PathlinkObj))));
+    vek::OwnedText pathCopy = vek::copyText(path.view());
+    vek::OwnedText targetCopy = vek::copyText(normalized.view());
+    if (!link || !pathCopy || !targetCopy) {
+        return {toviReportNoMemory(), nullptr};
+    }
+    *link = {nullptr, pathCopy.release(), targetCopy.release()};
+    links.insert(link.get());
+    return {TOV_OK, link.release()};
+}
 
 /// One upward search: searches the tag files from a start directory up to the root directory. run() is called once.
 class UpwardWalk {
   public:
     /// @param start    the path of the directory in which the search starts
     /// @param element  the name of the entry to search for
-    /// @param out      receives the settings of the tag file that defines the entry; not null
+    /// @param out      receives the settings of the tag file that defines the entry; may be null
     /// @param found    receives 1 if a tag file defines the entry, otherwise 0; not null
     UpwardWalk(const char *start, const char *element, VekinfoObj *out, int *found)
         : start_(start), element_(element), out_(out), found_(found) {}
 
+    /// Performs the search. @return TOV_OK, or the code of an error that has been reported
     int run() {
         if (!directory_.assign(start_)) {
             return tovPrintError(TOV_INVALID_PATH, start_, nullptr, 0);
         }
         while (isOnSameDevice() && !isStop(directory_.view())) {
-            if (searchTagFile() == Next::Stop || moveToParent() == Next::Stop) {
-                break;
+            // The length of `directory_` without a "/" at the end. For the root directory "/", the length is 0:
+            // truncate() then makes `directory_` empty, and moveToParent() ends the search.
+            const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
+            if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
+                const int code = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
+                if (code != TOV_OK || *found_ != 0) {
+                    return code;
+                }
+            }
+            directory_.truncate(size);
+            if (const std::optional<int> result = moveToParent(); result) {
+                return *result;
             }
         }
-        return result_;
+        return TOV_OK;
     }
 
   private:
@@ -75,115 +128,53 @@ class UpwardWalk {
             return true;
         }
         hasStatus_ = false;
-        if (!hasDevice_ && S_ISDIR(status_.st_mode)) {
-            hasDevice_ = true;
+        if (!device_ && S_ISDIR(status_.st_mode)) {
             device_ = status_.st_dev;
         }
-        return !hasDevice_ || status_.st_dev == device_;
+        return !device_ || status_.st_dev == *device_;
     }
 
-    /// Searches the tag file in `directory_` for the entry. Also removes a "/" at the end of `directory_`.
-    /// @return Stop if the tag file defines the entry, or after an error; otherwise Continue
-    Next searchTagFile() {
-        // The length of `directory_` without a "/" at the end. For the root directory "/", the length is 0: truncate()
-        // then makes `directory_` empty, and moveToParent() ends the search.
-        const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
-        if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
-            result_ = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
-            if (result_ != TOV_OK || *found_ != 0) {
-                return Next::Stop;
-            }
-        }
-        directory_.truncate(size);
-        return Next::Continue;
-    }
-
-    Next moveToParent() {
+    /// Replaces `directory_` by its parent directory. If the parent is a symbolic link, follows the link.
+    /// @return nullopt to continue the search in the new `directory_`; otherwise the result of the search
+    std::optional<int> moveToParent() {
         const std::size_t slash = directory_.view().rfind('/');
         if (slash == std::string_view::npos || (canBeRoot_ && vekIsRoot(directory_.c_str()) != 0)) {
-            return Next::Stop;
+            return TOV_OK;
         }
         directory_.truncate(slash + 1);
         // vekIsRoot(PATH) implies vekIsRoot(PATH/), so the next call need not test the path without the "/" again.
         canBeRoot_ = vekIsRoot(directory_.c_str()) != 0;
         if (canBeRoot_) {
-            return Next::Continue; // the tag file of the root directory is searched last
+            return std::nullopt; // the tag file of the root directory is searched last
         }
         directory_.truncate(slash);
-        return directory_.empty() ? Next::Stop : followLink();
+        return directory_.empty() ? std::optional(TOV_OK) : followLink();
     }
 
     /// If `directory_` is a symbolic link, replaces `directory_` by the target of the link. A cache stores the target,
     /// so that readlink() is called only once for each link.
-    Next followLink() {
-        const PathlinkObj *cached = links_.size() == 0 ? nullptr : links_.find(directory_.c_str());
-        if (cached != nullptr) {
-            return jump(*cached);
+    /// @return nullopt to continue the search in `directory_`; otherwise the result of the search
+    std::optional<int> followLink() {
+        const PathlinkObj *link = links_.size() == 0 ? nullptr : links_.find(directory_.c_str());
+        if (link == nullptr) {
+            if (lstat(directory_.c_str(), &status_) == 0 && !S_ISLNK(status_.st_mode)) {
+                hasStatus_ = true;
+                return std::nullopt;
+            }
+            const LinkRead read = readAndCacheLink(directory_, start_, links_);
+            if (read.link == nullptr) {
+                return read.code == TOV_OK ? std::nullopt : std::optional(read.code);
+            }
+            link = read.link;
         }
-        if (lstat(directory_.c_str(), &status_) == 0 && !S_ISLNK(status_.st_mode)) {
-            hasStatus_ = true;
-            return Next::Continue;
-        }
-        vek::PathText target;
-        const int error = vek::readLink(directory_.c_str(), target);
-        if (error == 0) {
-            return followNewLink(target);
-        }
-        return error == EINVAL ? Next::Continue : reportReadlink(error);
-    }
-
-    Next followNewLink(const vek::PathText &target) {
-        vek::PathText absolute;
-        const std::string_view parent(directory_.c_str(), directory_.view().rfind('/'));
-        const bool fits = vekIsRooted(target.c_str()) != 0 ? absolute.assign(target.view())
-                                                           : absolute.assign(parent, "/", target.view());
-        vek::PathText normalized;
-        if (!fits || normalizePath(absolute.c_str(), normalized) != TOV_OK) {
-            const char *text = fits ? absolute.c_str() : target.c_str();
-            return stopWith(tovPrintError(TOV_INVALID_PATH, text, start_, 0));
-        }
-        const PathlinkObj *link = cacheLink(normalized.view());
-        return link == nullptr ? stopWith(toviReportNoMemory()) : jump(*link);
-    }
-
-    /// Stores in the cache that `directory_` is a symbolic link to `target`.
-    /// @return the new record of the cache; null if memory is exhausted
-    const PathlinkObj *cacheLink(std::string_view target) {
-        vek::Owned<PathlinkObj> link(static_cast<PathlinkObj *>(std::malloc(sizeof(PathlinkObj))));
-        vek::OwnedText path = vek::copyText(directory_.view());
-        vek::OwnedText copy = vek::copyText(target);
-        if (!link || !path || !copy) {
-            return nullptr;
-        }
-        *link = {nullptr, path.release(), copy.release()};
-        links_.insert(link.get());
-        return link.release();
-    }
-
-    /// Replaces `directory_` by the target of `link`. Detects a cycle of symbolic links by counting: if there are more
-    /// than twice as many jumps as cached links, a link is followed for the third time. The search then stops,
-    /// because a third pass through the cycle would read the same cached tag files as the second pass.
-    Next jump(const PathlinkObj &link) {
-        if (++jumps_ > 2 * links_.size()) {
-            return Next::Stop;
+        // Detect a cycle of symbolic links by counting: if there are more than twice as many jumps as cached links, a
+        // link is followed for the third time. The search then stops, because a third pass through the cycle would read
+        // the same cached tag files as the second pass.
+        if (++jumps_ > 2 * links_.size() || !directory_.assign(link->target)) {
+            return TOV_OK;
         }
         canBeRoot_ = true;
-        return directory_.assign(link.target) ? Next::Continue : Next::Stop;
-    }
-
-    Next reportReadlink(int error) {
-        vek::ComposedText text;
-        // Documented: the text ends with a newline, and tovPrintError() then adds a second newline to the message.
-        text.append("readlink on \"", directory_.view(), "\" produced error \"", std::strerror(error), "\" (",
-                    vek::Decimal(error), ")\n");
-        const char *composed = text.c_str();
-        return stopWith(
-            tovPrintError(TOV_INVALID_PATH, composed != nullptr ? composed : directory_.c_str(), nullptr, 0));
-    }
-
-    Next stopWith(int result) {
-        result_ = result;
-        return Next::Stop;
+        return std::nullopt;
     }
 
     RecordTable<PathlinkObj> &links_ = processCache().links;
@@ -194,11 +185,9 @@ class UpwardWalk {
     vek::PathText directory_;
     struct stat status_ = {}; ///< the status of `directory_` if hasStatus_ is true
     bool hasStatus_ = false;
-    bool canBeRoot_ = true; ///< false if `directory_` is known not to be the root directory
-    bool hasDevice_ = false;
-    dev_t device_ = 0;
-    std::size_t jumps_ = 0;
-    int result_ = TOV_OK;
+    bool canBeRoot_ = true;       ///< false if `directory_` is known not to be the root directory
+    std::optional<dev_t> device_; ///< that of the first directory of the search that exists
+    std::size_t jumps_ = 0;       ///< how many links have been followed
 };
 
 } // namespace
@@ -206,12 +195,8 @@ class UpwardWalk {
 } // namespace tov
 
 int tovLocalSearchElement(const char *startDir, const char *element, VekinfoObj *out, int *found) {
-    VekinfoObj unused = {};
     int isFound = 0;
-    const int status =
-        startDir == nullptr
-            ? TOV_OK
-            : tov::UpwardWalk(startDir, element, out == nullptr ? &unused : out, &isFound).run();
+    const int status = startDir == nullptr ? TOV_OK : tov::UpwardWalk(startDir, element, out, &isFound).run();
     if (found != nullptr) {
         *found = isFound;
     }

@@ -19,24 +19,15 @@ namespace {
 /// tab.
 constexpr std::array<std::string_view, 3> kCommentMarkers = {"--", "#", ";"};
 
-bool opensComment(std::string_view text) {
-    for (const std::string_view marker : kCommentMarkers) {
-        if (vek::startsWith(text, marker)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::string_view prefix(std::string_view text, std::size_t size) {
-    return {text.data(), size};
-}
-
 std::string_view withoutComment(std::string_view line) {
     for (std::size_t i = 0; i < line.size(); ++i) {
-        const bool atWordStart = i == 0 || vek::isBlank(line[i - 1]);
-        if (atWordStart && opensComment({line.data() + i, line.size() - i})) {
-            return prefix(line, i == 0 ? 0 : i - 1);
+        if (i > 0 && !vek::isBlank(line[i - 1])) {
+            continue;
+        }
+        for (const std::string_view marker : kCommentMarkers) {
+            if (vek::startsWith({line.data() + i, line.size() - i}, marker)) {
+                return {line.data(), i == 0 ? 0 : i - 1};
+            }
         }
     }
     return line;

@@ -18,31 +18,12 @@ namespace {
 
 constexpr const char *kTagFileGroup = "veksetup";
 
-/// The optional result `where` of a lookup: a buffer of VEK_PATH_SIZE bytes, or null. The constructor stores the empty
-/// string in the buffer. set() stores the path of the tag file that defines the entry.
-class Where {
-  public:
-    explicit Where(char *buffer) : buffer_(buffer) { set(""); }
-
-    /// Copies `path` to the buffer, if there is one. `path` always fits, because it comes from a buffer of the same
-    /// size.
-    void set(const char *path) {
-        if (buffer_ != nullptr) {
-            static_cast<void>(vek::copyToBuffer(path, buffer_, VEK_PATH_SIZE));
-        }
+/// Stores `path` in `where`, the optional result of a lookup: a buffer of VEK_PATH_SIZE bytes, or null. `path` always
+/// fits, because it comes from a buffer of the same size.
+void storeWhere(const char *path, char *where) {
+    if (where != nullptr) {
+        static_cast<void>(vek::copyToBuffer(path, where, VEK_PATH_SIZE));
     }
-
-  private:
-    char *buffer_;
-};
-
-/// Searches the tag files of the directory `path` and of the directories above it for the nearest one that defines
-/// `element`, and stores its settings in `obj`.
-/// @param path  an absolute path
-/// @return false if no tag file defines `element`, or after an error
-bool findAbove(const char *path, const char *element, VekinfoObj *obj) {
-    int found = 0;
-    return tovLocalSearchElement(path, element, obj, &found) == TOV_OK && found != 0;
 }
 
 /// Searches the tag files in the directories of the search list, in order, for the first one that defines `element`,
@@ -72,30 +53,26 @@ bool findAlongSearchList(const char *element, VekinfoObj *obj) {
 
 /// Returns the value of the entry `name` in `obj`, or null. If there is a value, also stores the path of the tag file
 /// in `where`.
-const char *valueAndWhere(const char *name, const VekinfoObj &obj, Where &where) {
+const char *valueAndWhere(const char *name, const VekinfoObj &obj, char *where) {
     const char *value = toviStringizeEntry(name, &obj);
     if (value != nullptr) {
-        where.set(obj.path);
+        storeWhere(obj.path, where);
     }
     return value;
 }
 
-/// Returns the value of the first application entry of `obj` with this name (ASCII case is ignored), or null if there
-/// is none.
-const char *applicationValue(std::string_view name, const VekinfoObj &obj) {
+} // namespace
+
+const char *tov::valueOf(const Keywords &keywords, const VekinfoObj &obj, const char *name) {
+    if (const Keyword *keyword = keywords.find(name); keyword != nullptr) {
+        return keyword->value(obj);
+    }
     for (int i = 0; obj.names != nullptr && obj.names[i] != nullptr; ++i) {
         if (vek::equalNoCase(obj.names[i], name)) {
             return obj.values[i];
         }
     }
     return nullptr;
-}
-
-} // namespace
-
-const char *tov::valueOf(const Keywords &keywords, const VekinfoObj &obj, const char *name) {
-    const Keyword *keyword = keywords.find(name);
-    return keyword == nullptr ? applicationValue(name, obj) : keyword->value(obj);
 }
 
 const char *toviStringizeEntry(const char *name, const VekinfoObj *obj) {
@@ -107,14 +84,15 @@ const char *tovsExeMachineNameSpace(void) {
 }
 
 const char *tovLookupEntry(const char *path, const char *name, char *where) {
-    Where result(where);
+    storeWhere("", where);
     vek::PathText start;
     VekinfoObj obj = {};
+    int found = 0;
     if (name == nullptr || tov::normalizeExistingPart(path, start) != TOV_OK ||
-        !findAbove(start.c_str(), name, &obj)) {
+        tovLocalSearchElement(start.c_str(), name, &obj, &found) != TOV_OK || found == 0) {
         return nullptr;
     }
-    return valueAndWhere(name, obj, result);
+    return valueAndWhere(name, obj, where);
 }
 
 const char *tovLookupEntryX(const char *path, const char *name, char *where) {
@@ -124,10 +102,10 @@ const char *tovLookupEntryX(const char *path, const char *name, char *where) {
     if (value != nullptr && *value != '\0') {
         return value;
     }
-    Where result(where);
+    storeWhere("", where);
     VekinfoObj obj = {};
     const bool found = name != nullptr && findAlongSearchList(name, &obj);
-    return found ? valueAndWhere(name, obj, result) : nullptr;
+    return found ? valueAndWhere(name, obj, where) : nullptr;
 }
 
 const char *tovGetDmType(const char *path) {
@@ -152,7 +130,7 @@ int tovIsLibrary(const char *path) {
 }
 
 int tovIsLibraryX(const char *path, char *where) {
-    Where result(where);
+    storeWhere("", where);
     vek::PathText file;
     VekinfoObj obj = {};
     int found = 0;
@@ -160,7 +138,7 @@ int tovIsLibraryX(const char *path, char *where) {
         tovGetVekinfoAtLoc(file.c_str(), tov::kVeklibrary, &obj, &found) != TOV_OK || found == 0) {
         return 0;
     }
-    result.set(file.c_str());
+    storeWhere(file.c_str(), where);
     return 1;
 }
 
@@ -177,7 +155,7 @@ int tovCheckLibrary(void) {
 }
 
 int tovCheckLibraryX(char *where) {
-    Where result(where);
+    storeWhere("", where);
     vek::PathText directory;
     VekinfoObj obj = {};
     int found = 0;
@@ -188,6 +166,6 @@ int tovCheckLibraryX(char *where) {
     if (found == 0 && !findAlongSearchList(tov::kVeklibcheck, &obj)) {
         return 0;
     }
-    result.set(obj.path);
+    storeWhere(obj.path, where);
     return obj.libcheck == 1 ? 1 : 0;
 }
