@@ -47,13 +47,6 @@ constexpr std::array<const char *, 7> kDefaultDirectories = {".",
                                                              "$VEK_SITE",
                                                              "$(compute:THIS_TOOL_INST_ROOT)/share"};
 
-bool putArchitecture(Settings &settings) {
-    if (!settings.hasArchitecture) {
-        settings.hasArchitecture = putenv(architectureEntry) == 0;
-    }
-    return settings.hasArchitecture;
-}
-
 /// Makes `list` the default list. Frees the previous default list, unless a caller of the library has received it.
 /// @param isShared  true if a caller receives `list`
 void setDefaultList(Settings &settings, char **list, bool isShared) {
@@ -87,8 +80,9 @@ int buildDefaultList(vek::OwnedStrlist &list) {
 /// @return PUX_OK, also if `list` remains null; otherwise the code of the error
 int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     std::array<char, VEK_SEARCH_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
-    const int searched =
-        searchList({"setup.loc", kDefaultGroups, nullptr, path.data(), path.size()}, defaults);
+    const int searched = searchList(
+        {.name = "setup.loc", .groups = kDefaultGroups, .out = path.data(), .outSize = path.size()},
+        defaults);
     if (searched == PUX_FILE_NOT_FOUND || searched == PUX_PERMISSION_DENIED) {
         return PUX_OK;
     }
@@ -99,22 +93,6 @@ int readSetupLoc(char **defaults, vek::OwnedStrlist &list) {
     const int code = pux_parse_setup_loc(path.data(), &parsed);
     list.reset(parsed);
     return code;
-}
-
-/// Replaces every entry "." of `list` by a copy of `startDirectory`. If `startDirectory` is null, changes nothing.
-/// @return PUX_OK or PUX_MEMORY_ERROR
-int useStartDirectory(const char *startDirectory, char **list) {
-    for (; startDirectory != nullptr && *list != nullptr; ++list) {
-        if (std::string_view(*list) != ".") {
-            continue;
-        }
-        char *const directory = pux_mkstring(startDirectory);
-        if (directory == nullptr) {
-            return PUX_MEMORY_ERROR;
-        }
-        std::free(std::exchange(*list, directory));
-    }
-    return PUX_OK;
 }
 
 int buildSearchList(const Settings &settings, vek::OwnedStrlist &list) {
@@ -128,7 +106,16 @@ int buildSearchList(const Settings &settings, vek::OwnedStrlist &list) {
     if (vekGetStrlistSize(replacement.get()) != 0) {
         list = std::move(replacement);
     }
-    return useStartDirectory(settings.startDirectory, list.get());
+    for (char **entry = list.get(); settings.startDirectory != nullptr && *entry != nullptr; ++entry) {
+        if (std::string_view(*entry) == ".") {
+            char *const directory = pux_mkstring(settings.startDirectory);
+            if (directory == nullptr) {
+                return PUX_MEMORY_ERROR;
+            }
+            std::free(std::exchange(*entry, directory));
+        }
+    }
+    return PUX_OK;
 }
 
 } // namespace
@@ -146,7 +133,8 @@ int initialize(Settings &settings, char ***h) {
         *h = nullptr;
     }
     recordEffectiveIds();
-    if (!putArchitecture(settings)) {
+    settings.hasArchitecture = settings.hasArchitecture || putenv(architectureEntry) == 0;
+    if (!settings.hasArchitecture) {
         return PUX_MEMORY_ERROR;
     }
     vek::OwnedStrlist list;

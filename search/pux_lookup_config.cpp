@@ -1,6 +1,5 @@
-// Implements puxUsePuxFor(): evaluates the configuration file `puxLookupConfig` for one file name. Lines about other
-// names cannot change the result. Therefore only the state of this name is stored while the file is read once, line by
-// line.
+// Implements puxUsePuxFor(): evaluates the configuration file `puxLookupConfig` for one file name. The file is read once,
+// line by line. The last line that applies to the name determines the result, so only the effect of that line is stored.
 
 #include "search/pux.h"
 
@@ -10,7 +9,7 @@
 #include "common/text/ascii.h"
 
 #include <array>
-#include <cstdio>
+#include <optional>
 #include <string_view>
 
 namespace pux {
@@ -19,19 +18,19 @@ namespace {
 
 constexpr const char *kConfigName = "puxLookupConfig";
 
-enum class Command { All, None, Include, Exclude };
-
-struct CommandWord {
+/// A command in `puxLookupConfig`, with its effect on a file name.
+struct Command {
     std::string_view word;
-    Command command;
+    bool hasName;    ///< whether the command applies only to the file name that follows it
+    bool isIncluded; ///< whether files with the name are to be searched after this command
 };
 
-/// The commands in `puxLookupConfig`, compared without regard to case. If the first word of a line is no command, the
-/// word is a file name: the line has the same effect as INCLUDE with this name.
-constexpr std::array<CommandWord, 4> kCommandWords = {{{"ALL", Command::All},
-                                                       {"NONE", Command::None},
-                                                       {"INCLUDE", Command::Include},
-                                                       {"EXCLUDE", Command::Exclude}}};
+/// The commands, compared without regard to case. If the first word of a line is no command, the word is a file name:
+/// the line has the same effect as INCLUDE with this name.
+constexpr std::array<Command, 4> kCommands = {{{.word = "ALL", .hasName = false, .isIncluded = true},
+                                               {.word = "NONE", .hasName = false, .isIncluded = false},
+                                               {.word = "INCLUDE", .hasName = true, .isIncluded = true},
+                                               {.word = "EXCLUDE", .hasName = true, .isIncluded = false}}};
 
 std::string_view withoutSpaceAround(std::string_view text) {
     while (!text.empty() && vek::isSpace(text.front())) {
@@ -43,71 +42,28 @@ std::string_view withoutSpaceAround(std::string_view text) {
     return text;
 }
 
-bool beginsComment(std::string_view line) {
-    return line.empty() || line.front() == '#' || line.front() == ';' || vek::startsWith(line, "--");
+/// Evaluates one line of `puxLookupConfig`.
+/// @return whether files named `fileName` are to be searched after this line; nullopt if the line does not apply to
+///         this name
+std::optional<bool> evaluateLine(std::string_view line, std::string_view fileName) {
+    const std::string_view text = withoutSpaceAround(line);
+    if (text.empty() || text.front() == '#' || text.front() == ';' || vek::startsWith(text, "--")) {
+        return std::nullopt; // no text, or a comment
+    }
+    std::size_t end = 0;
+    while (end < text.size() && !vek::isSpace(text[end])) {
+        ++end;
+    }
+    const std::string_view word(text.data(), end);
+    for (const Command &command : kCommands) {
+        if (vek::equalNoCase(word, command.word)) {
+            const std::string_view name = withoutSpaceAround({text.data() + end, text.size() - end});
+            const bool applies = !command.hasName || (!name.empty() && name == fileName);
+            return applies ? std::optional(command.isIncluded) : std::nullopt;
+        }
+    }
+    return word == fileName ? std::optional(true) : std::nullopt;
 }
-
-/// Executes the lines of `puxLookupConfig` in order and stores their effect on one file name: whether files with this
-/// name are to be searched.
-class NameConfig {
-  public:
-    explicit NameConfig(std::string_view name) : name_(name) {}
-
-    void execute(std::string_view line) {
-        const std::string_view text = withoutSpaceAround(line);
-        if (beginsComment(text)) {
-            return;
-        }
-        std::size_t end = 0;
-        while (end < text.size() && !vek::isSpace(text[end])) {
-            ++end;
-        }
-        const std::string_view word(text.data(), end);
-        const std::string_view rest(text.data() + end, text.size() - end);
-        for (const CommandWord &known : kCommandWords) {
-            if (word.size() == known.word.size() && vek::equalNoCase(word, known.word)) {
-                execute(known.command, withoutSpaceAround(rest));
-                return;
-            }
-        }
-        mention(word, Rule::Included);
-    }
-
-    [[nodiscard]] bool isLookedUp() const { return rule_ == Rule::None ? all_ : rule_ == Rule::Included; }
-
-  private:
-    /// The effect of the last INCLUDE or EXCLUDE line with the name `name_`. Rule::None means that there was no such
-    /// line after the last line with the command ALL or NONE.
-    enum class Rule { None, Included, Excluded };
-
-    void execute(Command command, std::string_view argument) {
-        switch (command) {
-        case Command::All:
-        case Command::None:
-            all_ = command == Command::All;
-            rule_ = Rule::None;
-            break;
-        case Command::Include:
-            mention(argument, Rule::Included);
-            break;
-        case Command::Exclude:
-            mention(argument, Rule::Excluded);
-            break;
-        }
-    }
-
-    /// Executes an INCLUDE or EXCLUDE line: stores `rule` if the name in the line, `name`, is the name of this object.
-    /// A line without a name has no effect.
-    void mention(std::string_view name, Rule rule) {
-        if (!name.empty() && name == name_) {
-            rule_ = rule;
-        }
-    }
-
-    std::string_view name_;
-    bool all_ = false;
-    Rule rule_ = Rule::None;
-};
 
 } // namespace
 
@@ -125,11 +81,11 @@ int puxUsePuxFor(char **list, const char *fileName) {
     if (!file.valid()) {
         return PUX_PERMISSION_DENIED;
     }
-    pux::NameConfig config(fileName);
+    bool isIncluded = false;
     vek::LineReader lines(file.get());
     std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
     while (lines.next(line)) {
-        config.execute(line.data());
+        isIncluded = pux::evaluateLine(line.data(), fileName).value_or(isIncluded);
     }
-    return config.isLookedUp() ? PUX_OK : PUX_FILE_NOT_FOUND;
+    return isIncluded ? PUX_OK : PUX_FILE_NOT_FOUND;
 }

@@ -20,15 +20,8 @@ constexpr const char *kSameDirectory = ".";
 constexpr std::array<const char *, 4> kDefaultGroupNames = {kLibraryGroup, kSameDirectory, "veksetup",
                                                             nullptr};
 
-/// Copies `path`, the path of a match, to `search.out`. Documented: a path of more than 1023 characters is an error
-/// even if the buffer is larger.
-/// @return `code` if the path was copied, otherwise PUX_BUFFER_TOO_SMALL
-int copyMatch(const Search &search, std::string_view path, int code) {
-    const bool fits =
-        path.size() < VEK_SEARCH_PATH_SIZE && vek::copyToBuffer(path, search.out, search.outSize);
-    return fits ? code : PUX_BUFFER_TOO_SMALL;
-}
-
+/// Tests the path "directory/group/name". If it is a match, stores the path in `search.out`.
+/// @return PUX_FILE_NOT_FOUND if the path is no match; otherwise the code that searchEntry() returns for the match
 int searchGroup(const Search &search, const char *directory, const char *group) {
     vek::PathText candidate;
     const int joined = candidate.fill([&](char *out, std::size_t size) {
@@ -44,45 +37,36 @@ int searchGroup(const Search &search, const char *directory, const char *group) 
         return PUX_FILE_NOT_FOUND;
     }
     // After any error other than ENOENT, the path is a match that cannot be read. Example: ENOTDIR if `group` is a
-    // file and not a directory.
-    return copyMatch(search, candidate.view(), error == 0 ? PUX_OK : PUX_PERMISSION_DENIED);
-}
-
-/// Searches the subdirectories `groups` of `directory` for the first match. `groups` is a null-terminated array.
-/// @return PUX_FILE_NOT_FOUND without a match, otherwise the code for the match, such as PUX_OK
-int searchGroups(const Search &search, const char *directory, const char *const *groups) {
-    for (; *groups != nullptr; ++groups) {
-        const int code = searchGroup(search, directory, *groups);
-        if (code != PUX_FILE_NOT_FOUND) {
-            return code;
-        }
+    // file and not a directory. Documented: a path of more than 1023 characters is an error even if the buffer is
+    // larger.
+    if (candidate.size() >= VEK_SEARCH_PATH_SIZE ||
+        !vek::copyToBuffer(candidate.view(), search.out, search.outSize)) {
+        return PUX_BUFFER_TOO_SMALL;
     }
-    return PUX_FILE_NOT_FOUND;
-}
-
-int searchDirectory(const Search &search, const char *directory) {
-    const int code =
-        search.groups.isDirectoryFirst ? searchGroup(search, directory, kSameDirectory) : PUX_FILE_NOT_FOUND;
-    return code == PUX_FILE_NOT_FOUND ? searchGroups(search, directory, search.groups.names) : code;
-}
-
-int searchLibraries(const Search &search) {
-    for (char **directory = search.libraryDirectories; directory != nullptr && *directory != nullptr;
-         ++directory) {
-        const int code = searchGroup(search, *directory, kLibraryGroup);
-        if (code != PUX_FILE_NOT_FOUND) {
-            return code;
-        }
-    }
-    return PUX_FILE_NOT_FOUND;
+    return error == 0 ? PUX_OK : PUX_PERMISSION_DENIED;
 }
 
 } // namespace
 
-const Groups kDefaultGroups = {false, kDefaultGroupNames.data()};
+const Groups kDefaultGroups = {.isDirectoryFirst = false, .names = kDefaultGroupNames.data()};
 
 int searchEntry(const Search &search, const char *entry) {
-    return entry == kLibraryEntry ? searchLibraries(search) : searchDirectory(search, entry);
+    int code = PUX_FILE_NOT_FOUND;
+    if (entry == kLibraryEntry) {
+        char **directory = search.libraryDirectories;
+        for (; code == PUX_FILE_NOT_FOUND && directory != nullptr && *directory != nullptr; ++directory) {
+            code = searchGroup(search, *directory, kLibraryGroup);
+        }
+        return code;
+    }
+    if (search.groups.isDirectoryFirst) {
+        code = searchGroup(search, entry, kSameDirectory);
+    }
+    const char *const *group = search.groups.names;
+    for (; code == PUX_FILE_NOT_FOUND && *group != nullptr; ++group) {
+        code = searchGroup(search, entry, *group);
+    }
+    return code;
 }
 
 int searchList(const Search &search, char **list) {

@@ -52,7 +52,7 @@ int findAll(char **list, const char *name, const Groups &groups, char ***result)
         return PUX_INVALID_PARAMETER;
     }
     std::array<char, VEK_SEARCH_PATH_SIZE> path; // NOLINT(cppcoreguidelines-pro-type-member-init)
-    const Search search = {name, groups, nullptr, path.data(), path.size()};
+    const Search search = {.name = name, .groups = groups, .out = path.data(), .outSize = path.size()};
     vek::StrlistBuilder matches;
     for (; *list != nullptr; ++list) {
         if (searchEntry(search, *list) == PUX_OK && !matches.add(path.data())) {
@@ -71,11 +71,11 @@ Groups groupsFor(const char *group, std::array<const char *, 2> &names) {
         return kDefaultGroups;
     }
     names = {group, nullptr};
-    return {true, names.data()};
+    return {.isDirectoryFirst = true, .names = names.data()};
 }
 
 Groups groupsFor(char **groups) {
-    return groups == nullptr ? kDefaultGroups : Groups{true, groups};
+    return groups == nullptr ? kDefaultGroups : Groups{.isDirectoryFirst = true, .names = groups};
 }
 
 } // namespace
@@ -83,21 +83,25 @@ Groups groupsFor(char **groups) {
 } // namespace pux
 
 int puxSearchEx(char **list, const char *name, char **groups, char **libDirs, char *out, size_t outSize) {
-    const pux::Groups given = groups == nullptr ? pux::kDefaultGroups : pux::Groups{false, groups};
+    const pux::Groups given =
+        groups == nullptr ? pux::kDefaultGroups : pux::Groups{.isDirectoryFirst = false, .names = groups};
     return pux::findFirst(list, {name, given, libDirs, out, outSize});
 }
 
 int puxSearch(char **list, const char *name, char *out, size_t outSize) {
-    return pux::findFirst(list, {name, pux::kDefaultGroups, nullptr, out, outSize});
+    return pux::findFirst(list,
+                          {.name = name, .groups = pux::kDefaultGroups, .out = out, .outSize = outSize});
 }
 
 int puxSearchGroup(char **list, const char *name, const char *group, char *out, size_t outSize) {
     std::array<const char *, 2> names = {};
-    return pux::findFirst(list, {name, pux::groupsFor(group, names), nullptr, out, outSize});
+    return pux::findFirst(
+        list, {.name = name, .groups = pux::groupsFor(group, names), .out = out, .outSize = outSize});
 }
 
 int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize) {
-    return pux::findFirst(list, {name, pux::groupsFor(groups), nullptr, out, outSize});
+    return pux::findFirst(list,
+                          {.name = name, .groups = pux::groupsFor(groups), .out = out, .outSize = outSize});
 }
 
 int puxFullSearch(char **list, const char *name, const char *group, char ***result) {

@@ -42,30 +42,6 @@ char *firstToken(char *line) {
     return line;
 }
 
-bool beginsComment(const char *token) {
-    return *token == '\0' || *token == ';' || *token == '#' || (token[0] == '-' && token[1] == '-');
-}
-
-/// Adds the directory in `line` to `list` if the directory can be read. A line with "@LIBRARY" adds this keyword.
-/// @param setupLoc  the path of the `setup.loc` file. The reference $(compute:THIS_FILE_INST_ROOT) is replaced by the
-///                  root of the installation that contains this file
-/// @return false if memory is exhausted
-bool addLine(char *line, const char *setupLoc, vek::StrlistBuilder &list) {
-    char *const token = firstToken(line);
-    if (token == nullptr || beginsComment(token)) {
-        return true;
-    }
-    if (token == kLibraryEntry) {
-        return list.add(token);
-    }
-    vekCanonicalizeDirSep(token);
-    std::array<char, VEK_SEARCH_PATH_SIZE> directory; // NOLINT(cppcoreguidelines-pro-type-member-init)
-    if (puxConvertPathEx(token, directory.data(), setupLoc) != PUX_OK) {
-        return true;
-    }
-    return list.add(directory.data());
-}
-
 } // namespace
 
 } // namespace pux
@@ -83,7 +59,21 @@ int pux_parse_setup_loc(const char *path, char ***list) {
     vek::LineReader lines(file.get());
     std::array<char, 1024> line; // NOLINT(cppcoreguidelines-pro-type-member-init): next() fills it
     while (lines.next(line)) {
-        if (!pux::addLine(line.data(), path, directories)) {
+        char *const token = pux::firstToken(line.data());
+        if (token == nullptr || *token == '\0' || *token == ';' || *token == '#' ||
+            vek::startsWith(token, "--")) {
+            continue; // an invalid line, no text, or a comment
+        }
+        std::array<char, VEK_SEARCH_PATH_SIZE> directory; // NOLINT(cppcoreguidelines-pro-type-member-init)
+        const char *entry = token;
+        if (token != pux::kLibraryEntry) {
+            vekCanonicalizeDirSep(token);
+            if (puxConvertPathEx(token, directory.data(), path) != PUX_OK) {
+                continue; // the directory cannot be read
+            }
+            entry = directory.data();
+        }
+        if (!directories.add(entry)) {
             return PUX_MEMORY_ERROR;
         }
     }

@@ -40,9 +40,9 @@ extern const Groups kDefaultGroups;
 struct Search {
     const char *name; ///< the file name to find
     Groups groups;
-    char **libraryDirectories; ///< searched for kLibraryEntry; null for none
-    char *out;                 ///< receives the path of the match
-    std::size_t outSize;       ///< size of `out` in bytes, including the NUL
+    char **libraryDirectories = nullptr; ///< searched for kLibraryEntry; null for none
+    char *out;                           ///< receives the path of the match
+    std::size_t outSize;                 ///< size of `out` in bytes, including the NUL
 };
 
 /// Searches one entry of a search list, which is a directory or "@LIBRARY" (kLibraryEntry). In a directory, all

@@ -54,46 +54,6 @@ static_assert(
     }(),
     "the table is in the order of the problems");
 
-/// Writes an error message into the buffer of the caller (vekInterpArgs::errorBuffer). The message is cut to the size
-/// of the buffer and always NUL-terminated.
-class MessageBuffer {
-  public:
-    MessageBuffer(char *buffer, std::size_t size) : buffer_(buffer), room_(size) { append({}); }
-
-    void append(std::string_view text) {
-        if (room_ == 0) {
-            return;
-        }
-        const std::size_t taken = std::min(text.size(), room_ - 1);
-        std::copy_n(text.data(), taken, buffer_);
-        buffer_ += taken;
-        room_ -= taken;
-        *buffer_ = '\0';
-    }
-
-  private:
-    char *buffer_;
-    std::size_t room_;
-};
-
-void writeMessage(const vekInterpArgs &args, const ProblemText &text, std::string_view argument) {
-    MessageBuffer message(args.errorBuffer, args.errorBufferSize);
-    message.append(text.before);
-    message.append(argument);
-    message.append(text.after);
-    if (args.fileName != nullptr) {
-        message.append("\n    file:");
-        message.append(args.fileName);
-    }
-    if (args.line != VEK_INTERP_NO_LINE) {
-        std::array<char, 10> digits = {};
-        const std::to_chars_result end =
-            std::to_chars(digits.data(), digits.data() + digits.size(), args.line);
-        message.append(" line:");
-        message.append({digits.data(), static_cast<std::size_t>(end.ptr - digits.data())});
-    }
-}
-
 /// The output buffer that the caller passed to vekInterpolate(), and the number of bytes written. Each pass over the
 /// text creates a new object and writes the buffer from the beginning.
 class Output {
@@ -127,7 +87,7 @@ class Output {
 
 /// @return the offset of the first "$" or "~" at or after `from`; the size of `text` if there is none
 std::size_t findReference(std::string_view text, std::size_t from) {
-    while (from < text.size() && !beginsReference(text[from])) {
+    while (from < text.size() && text[from] != '$' && text[from] != '~') {
         ++from;
     }
     return from;
@@ -181,22 +141,17 @@ struct Pass {
     bool succeeded; ///< whether the result fits and no problem was recorded
 };
 
-Pass finishPass(Output &output, bool replaced, vekInterpArgs &args) {
+/// Ends a pass: writes the NUL and sets `args.neededSize` if the result fits into the buffer. Otherwise stores the error
+/// OutTooSmall.
+/// @return true if the result fits and no other error was stored
+bool finishPass(Output &output, vekInterpArgs &args) {
     output.terminate();
-    if (output.hasRoom()) {
-        args.neededSize = output.written() + 1;
-        return {replaced, args.errorCode == VEK_INTERP_OK};
+    if (!output.hasRoom()) {
+        recordProblem(args, InterpProblem::OutTooSmall, kNoPosition);
+        return false;
     }
-    recordProblem(args, InterpProblem::OutTooSmall, kNoPosition);
-    return {replaced, false};
-}
-
-/// Performs a pass over `source`, which contains no references: copies `source` to `output`. The text and the output
-/// buffer may overlap.
-Pass copyPlain(std::string_view source, Output &output, vekInterpArgs &args) {
-    output.append(source);
-    args.neededSize = source.size() + 1;
-    return finishPass(output, false, args);
+    args.neededSize = output.written() + 1;
+    return args.errorCode == VEK_INTERP_OK;
 }
 
 /// Performs a pass: replaces every reference in `in` once and writes the result to `out`. Before references are
@@ -205,7 +160,9 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
     const std::string_view source(in);
     Output output(out, outSize);
     if (source.find('$') == std::string_view::npos && source.find('~') == std::string_view::npos) {
-        return copyPlain(source, output, args);
+        output.append(source); // `in` and `out` may be the same buffer
+        args.neededSize = source.size() + 1;
+        return {.replaced = false, .succeeded = finishPass(output, args)};
     }
     const TextCopy copy(source);
     if (!copy.exists()) {
@@ -219,11 +176,11 @@ Pass runPass(const char *in, char *out, std::size_t outSize, vekInterpArgs &args
         replaced =
             expand(copy.view(), args, [&output](std::string_view piece) { return output.append(piece); });
     }
-    const Pass pass = finishPass(output, replaced, args);
+    const bool succeeded = finishPass(output, args);
     if (!output.hasRoom()) {
         args.neededSize = measure(copy.view(), args);
     }
-    return pass;
+    return {.replaced = replaced, .succeeded = succeeded};
 }
 
 /// Implements recursive mode: repeats passes until a pass replaces nothing. The input of a pass is the result of the
@@ -260,9 +217,32 @@ void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t posi
     const ProblemText &text = kProblems[static_cast<std::size_t>(problem)];
     args.errorCode = text.code;
     args.errorPosition = position;
-    if (args.errorBuffer != nullptr) {
-        writeMessage(args, text, argument);
+    if (args.errorBuffer == nullptr || args.errorBufferSize == 0) {
+        return;
     }
+    std::array<char, 10> digits = {};
+    std::string_view line;
+    if (args.line != VEK_INTERP_NO_LINE) {
+        const char *end = std::to_chars(digits.data(), digits.data() + digits.size(), args.line).ptr;
+        line = {digits.data(), static_cast<std::size_t>(end - digits.data())};
+    }
+    const bool hasFile = args.fileName != nullptr;
+    const std::array<std::string_view, 7> pieces = {text.before,
+                                                    argument,
+                                                    text.after,
+                                                    hasFile ? "\n    file:" : "",
+                                                    hasFile ? args.fileName : "",
+                                                    line.empty() ? "" : " line:",
+                                                    line};
+    // Write the message and a NUL. A message that does not fit is cut to the size of the buffer.
+    char *at = args.errorBuffer;
+    std::size_t room = args.errorBufferSize - 1;
+    for (const std::string_view piece : pieces) {
+        const std::size_t taken = std::min(piece.size(), room);
+        at = std::copy_n(piece.data(), taken, at);
+        room -= taken;
+    }
+    *at = '\0';
 }
 
 void reportBrokenAssertion(int line, const char *assertion) {

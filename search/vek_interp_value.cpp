@@ -36,10 +36,6 @@ std::string_view part(const Evaluation &in, std::size_t begin, std::size_t end) 
     return {in.text.data() + begin, end - begin};
 }
 
-bool hasPrefix(std::string_view text, std::string_view prefix) {
-    return text.size() >= prefix.size() && std::string_view(text.data(), prefix.size()) == prefix;
-}
-
 void record(const Evaluation &in, InterpProblem problem, std::string_view argument = {}) {
     constexpr std::size_t kLastPosition = INT32_MAX;
     recordProblem(in.args, problem, static_cast<std::int32_t>(std::min(in.at, kLastPosition)), argument);
@@ -49,15 +45,20 @@ void record(const Evaluation &in, InterpProblem problem, std::string_view argume
 ///         true, otherwise the reference itself
 InterpReference conclude(const Evaluation &in, std::size_t end, bool useValue) {
     if (useValue) {
-        return {end - in.at, in.value.view(), true};
+        return {.length = end - in.at, .result = in.value.view(), .replaced = true};
     }
-    return {end - in.at, part(in, in.at, end), false};
+    return {.length = end - in.at, .result = part(in, in.at, end), .replaced = false};
 }
 
 /// Documented: the beginning "${" or "$(" of an incomplete reference is output as "${". For example, "$(A" without ")"
 /// becomes "${A".
 InterpReference openBrace() {
-    return {2, "${", false};
+    return {.length = 2, .result = "${", .replaced = false};
+}
+
+/// @return Found if `text` was stored in `value`; Failed if it is too long
+Lookup store(InterpValue &value, const char *text) {
+    return value.assign(text) ? Lookup::Found : Lookup::Failed;
 }
 
 /// Stores the path `root`, followed by the text `below`, in `value`. Frees `root`, which is allocated on the heap.
@@ -77,7 +78,7 @@ Lookup lookUpVariable(const char *name, InterpValue &value) {
         return takeRoot(value, vekGetInstallRoot());
     }
     if (const char *set = std::getenv(name); set != nullptr) {
-        return value.assign(set) ? Lookup::Found : Lookup::Failed;
+        return store(value, set);
     }
     if (std::string_view(name) == "VEK_SITE") {
         return takeRoot(value, vekGetInstallRoot(), "/share/local");
@@ -152,7 +153,7 @@ bool findComputedValue(const Evaluation &in, std::size_t begin, std::size_t end)
         }
         return found;
     }
-    if (!hasPrefix(word, kWithPath)) {
+    if (!startsWith(word, kWithPath)) {
         return false;
     }
     const TextCopy path(part(in, begin + kWithPath.size(), end));
@@ -178,32 +179,19 @@ InterpReference evaluateComputed(const Evaluation &in) {
     return conclude(in, close + 1, found && (in.args.flags & VEK_INTERP_KEEP_COMPUTED) == 0);
 }
 
-Lookup lookUpOwnHome(InterpValue &value) {
-    const char *home = std::getenv("HOME");
-    if (home == nullptr) {
-        home = std::getenv("home");
-    }
-    if (home == nullptr) {
-        return Lookup::Unchanged;
-    }
-    return value.assign(home) ? Lookup::Found : Lookup::Failed;
-}
-
-Lookup lookUpUsersHome(const char *user, InterpValue &value) {
-    const passwd *entry = getpwnam(user);
-    const bool found = entry != nullptr && entry->pw_dir != nullptr && value.assign(entry->pw_dir);
-    return found ? Lookup::Found : Lookup::Failed;
-}
-
 InterpReference evaluateHome(const Evaluation &in) {
     const std::size_t begin = in.at + 1;
     const std::size_t end = std::min(in.text.find('/', begin), in.text.size());
     const TextCopy name(part(in, begin, end));
     Lookup lookup = Lookup::NoMemory;
     if (begin == end) {
-        lookup = lookUpOwnHome(in.value);
+        const char *home = std::getenv("HOME");
+        home = home != nullptr ? home : std::getenv("home");
+        lookup = home == nullptr ? Lookup::Unchanged : store(in.value, home);
     } else if (name.exists()) {
-        lookup = lookUpUsersHome(name.c_str(), in.value);
+        const passwd *entry = getpwnam(name.c_str());
+        const char *home = entry == nullptr ? nullptr : entry->pw_dir;
+        lookup = home == nullptr ? Lookup::Failed : store(in.value, home);
     }
     if (lookup == Lookup::NoMemory) {
         record(in, InterpProblem::OutTooSmall);
@@ -217,11 +205,21 @@ InterpReference evaluateHome(const Evaluation &in) {
     return conclude(in, end, lookup == Lookup::Found && (in.args.flags & VEK_INTERP_KEEP_HOMES) == 0);
 }
 
-InterpReference evaluateDollar(const Evaluation &in) {
-    const std::size_t next = in.at + 1;
-    switch (next < in.text.size() ? in.text[next] : '\0') {
+} // namespace
+
+InterpReference evaluateReference(std::string_view text, std::size_t at, InterpClosings &closings,
+                                  vekInterpArgs &args, InterpValue &value) {
+    const Evaluation in = {text, at, closings, args, value};
+    if (text[at] == '~') {
+        return evaluateHome(in);
+    }
+    if (text[at] != '$') {
+        reportBrokenAssertion(__LINE__, "sGetRefValue but not $ or ~");
+        return {.length = 1, .result = part(in, at, at + 1), .replaced = false};
+    }
+    switch (at + 1 < text.size() ? text[at + 1] : '\0') {
     case '$':
-        return {2, "$", false};
+        return {.length = 2, .result = "$", .replaced = false};
     case '(':
         return evaluateComputed(in);
     case '{':
@@ -229,21 +227,6 @@ InterpReference evaluateDollar(const Evaluation &in) {
     default:
         return evaluateNamed(in);
     }
-}
-
-} // namespace
-
-InterpReference evaluateReference(std::string_view text, std::size_t at, InterpClosings &closings,
-                                  vekInterpArgs &args, InterpValue &value) {
-    const Evaluation in = {text, at, closings, args, value};
-    if (text[at] == '$') {
-        return evaluateDollar(in);
-    }
-    if (text[at] == '~') {
-        return evaluateHome(in);
-    }
-    reportBrokenAssertion(__LINE__, "sGetRefValue but not $ or ~");
-    return conclude(in, at + 1, false);
 }
 
 } // namespace vek

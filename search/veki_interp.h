@@ -59,11 +59,6 @@ struct InterpReference {
     bool replaced;           ///< whether `result` is the value; false if the reference is kept, and for `$$`
 };
 
-/// @return true if a reference can begin with `c`
-constexpr bool beginsReference(char c) {
-    return c == '$' || c == '~';
-}
-
 /// Owns a NUL-terminated copy of a text. Allocates heap memory only if the text has more than 4095 characters.
 class TextCopy {
   public:
