@@ -24,18 +24,6 @@ constexpr std::array<StatusText, 4> kStatusTexts = {{
     {VEK_FS_NOT_SUPPORTED, "Operation not supported"},
 }};
 
-constexpr const char *kUnknownStatus = "Unknown error";
-
-const char *textOf(int status) {
-    for (const StatusText &entry : kStatusTexts) {
-        if (entry.status == status) {
-            return entry.text;
-        }
-    }
-    const char *const system = status > 0 ? std::strerror(status) : nullptr;
-    return system != nullptr ? system : kUnknownStatus;
-}
-
 } // namespace
 
 int vekfs::createPathSpec(const char *path, const vekFSIODef *implementation, vekFSSpec **spec) {
@@ -84,7 +72,13 @@ int vekfs::copyText(const char *text, char *buffer, size_t size, size_t *needed)
 }
 
 int vekFS_strerror(int code, char *buffer, size_t size, size_t *needed) {
-    return vekfs::copyText(textOf(code), buffer, size, needed);
+    for (const StatusText &entry : kStatusTexts) {
+        if (entry.status == code) {
+            return vekfs::copyText(entry.text, buffer, size, needed);
+        }
+    }
+    const char *const text = code > 0 ? std::strerror(code) : nullptr;
+    return vekfs::copyText(text != nullptr ? text : "Unknown error", buffer, size, needed);
 }
 
 int vekfs::openFile(const char *path, const vekFSIODef *implementation, int flags, vekFSFile **file) {

@@ -77,16 +77,6 @@ int streamGetc(FILE *stream, int *character) {
     return *character == EOF && std::ferror(stream) != 0 ? VEK_FS_BAD_STATUS : VEK_FS_OK;
 }
 
-int streamUngetc(FILE *stream, int character, int *result) {
-    *result = std::ungetc(character, stream);
-    return VEK_FS_OK;
-}
-
-int streamFgets(FILE *stream, char *buffer, size_t size, char **line) {
-    *line = std::fgets(buffer, size < INT_MAX ? static_cast<int>(size) : INT_MAX, stream);
-    return *line == nullptr && std::ferror(stream) != 0 ? VEK_FS_BAD_STATUS : VEK_FS_OK;
-}
-
 /// Stores `count`, the number of bytes that fread() or fwrite() has returned, in `*result`.
 /// @return errno if `count` is 0 and the error indicator of `stream` is set, otherwise 0. Documented: the result is 0
 ///         if an error occurred after some bytes were read or written
@@ -125,12 +115,22 @@ int streamFlush(FILE *stream) {
     return std::fflush(stream) != 0 ? errno : VEK_FS_OK;
 }
 
+// In the next two functions, `file` is not the first argument, so they cannot be instances of onStream().
+
 int stdioUngetc(int character, vekFSFile *file, int *result) {
-    return onStream<streamUngetc>(file, character, result);
+    if (file->stream == nullptr) {
+        return EBADF;
+    }
+    *result = std::ungetc(character, file->stream);
+    return VEK_FS_OK;
 }
 
 int stdioFgets(char *buffer, size_t size, vekFSFile *file, char **line) {
-    return onStream<streamFgets>(file, buffer, size, line);
+    if (file->stream == nullptr) {
+        return EBADF;
+    }
+    *line = std::fgets(buffer, size < INT_MAX ? static_cast<int>(size) : INT_MAX, file->stream);
+    return *line == nullptr && std::ferror(file->stream) != 0 ? VEK_FS_BAD_STATUS : VEK_FS_OK;
 }
 
 int stdioClose(vekFSFile *file) {
