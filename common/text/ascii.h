@@ -11,7 +11,8 @@ namespace vek {
 
 /// @return true if `c` is white space: a blank, or a control character from tab to carriage return (codes 9 to 13)
 constexpr bool isSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    // Most characters of a text are greater than the blank: they need one comparison.
+    return static_cast<unsigned char>(c) <= ' ' && (c == ' ' || (c >= '\t' && c <= '\r'));
 }
 
 /// @return true if `c` is a blank or a tab

@@ -13,7 +13,7 @@
 
 #include "common/base/owned.h"
 #include "common/containers/growing_array.h"
-#include "common/containers/intrusive_hash.h"
+#include "common/containers/hash_index.h"
 #include "common/platform/entry_list.h"
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
@@ -53,14 +53,6 @@ int codeOfFailedOpen(int error) {
 
 // ---- the list being built
 
-/// Hash and comparison functions for a vek::IntrusiveHash of rynElement; the key is the name.
-struct NameTraits {
-    static rynElement *&link(rynElement &element) { return element.nextInIndex; }
-    static std::uint32_t hash(const rynElement &element) { return hash(std::string_view(element.name)); }
-    static std::uint32_t hash(std::string_view name) { return ryn::indexHash(name); }
-    static bool matches(const rynElement &element, std::string_view name) { return element.name == name; }
-};
-
 /// Singly linked list of names. push() adds a name at the head. held() searches the hash table that index() has built.
 class NameList {
   public:
@@ -89,20 +81,23 @@ class NameList {
         index_ = {};
         bool isComplete = index_.reserve(count_);
         for (rynElement *at = head_; isComplete && at != nullptr; at = at->next) {
-            isComplete = index_.insert(*at);
+            isComplete = index_.insert(ryn::indexHash(at->name), *at);
         }
         return isComplete;
     }
 
     /// @return true if `name` was in the list at the last call of index()
-    [[nodiscard]] bool held(std::string_view name) const { return index_.find(name) != nullptr; }
+    [[nodiscard]] bool held(std::string_view name) const {
+        return index_.find(ryn::indexHash(name),
+                           [name](const rynElement &element) { return element.name == name; }) != nullptr;
+    }
 
     rynElement *release() { return std::exchange(head_, nullptr); }
 
   private:
     rynElement *head_ = nullptr;
     std::size_t count_ = 0;
-    vek::IntrusiveHash<rynElement, NameTraits> index_;
+    vek::HashIndex<rynElement> index_; ///< by indexHash() of the name
 };
 
 // ---- directories

@@ -25,8 +25,6 @@ enum {
 typedef struct rynElement {
     struct rynElement *next;
     char *name;
-
-    struct rynElement *nextInIndex; ///< link of the hash index of names; only used while the list is built
 } rynElement;
 
 struct rynContext {

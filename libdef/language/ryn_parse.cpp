@@ -338,9 +338,7 @@ void rynAddCommand(rynHandle handle, const char *text) {
                                          .path = emptyPath,
                                          .nslPath = emptyPath,
                                          .includedFrom = nullptr,
-                                         .line = 0,
-                                         .nextInIndex = nullptr,
-                                         .nslHash = 0};
+                                         .line = 0};
     rynRegistry *const registry = ryn::registryOf(handle);
     if (registry == nullptr || text == nullptr) {
         ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynAddCommand()");

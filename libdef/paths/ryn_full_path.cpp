@@ -247,9 +247,8 @@ ryn::ParentStep judgeParent(std::string_view before, rynRegistry *registry) {
 /// Removes "//", "/./" and "/../" from the absolute path `path`. A ".." after a symbolic link is kept.
 /// @return false if a ".." has no component before it
 bool clean(vek::PathText &path, rynRegistry *registry) {
-    ryn::cleanSlashes(path);
-    return ryn::resolveParents(path,
-                               [registry](std::string_view before) { return judgeParent(before, registry); });
+    return ryn::cleanPath(path,
+                          [registry](std::string_view before) { return judgeParent(before, registry); });
 }
 
 int store(int status, std::string_view text, vek::PathText &out) {

@@ -12,6 +12,7 @@
 #include "libdef/paths/ryni_path_buffer.h"
 #include "libdef/paths/ryni_path_clean.h"
 #include "libdef/paths/ryni_quick_access.h"
+#include "libdef/registry/ryni_indexes.h"
 #include "libdef/registry/ryni_link_cache.h"
 #include "libdef/registry/ryni_settings.h"
 
@@ -50,9 +51,11 @@ class LinkResolver {
     /// @return RYN_OK or RYN_INTERNAL_ERROR
     int resolve() {
         int links = 0;
-        for (std::size_t end = path_.size(); end != 0;) {
+        bool hasOnlyDirectories = true; // each readlink() has failed with EINVAL
+        for (std::size_t end = path_.size(); end != 0 && !isWithoutLinks(end);) {
             vek::PathText target;
             if (readPrefix(end, target) < 0) {
+                hasOnlyDirectories = hasOnlyDirectories && errno == EINVAL;
                 if (strict_ && errno != EINVAL) {
                     return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
                 }
@@ -67,12 +70,24 @@ class LinkResolver {
                 return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
             }
         }
+        if (links == 0 && hasOnlyDirectories && registry_ != nullptr) {
+            static_cast<void>(registry_->indexes->directoryWithoutLinks.assign(parentOf(path_.view())));
+        }
         return clean(path_) ? RYN_OK : failWith(RYN_INTERNAL_ERROR, given_, error_);
     }
 
     [[nodiscard]] const vek::PathText &path() const { return path_; }
 
   private:
+    static std::string_view parentOf(std::string_view path) { return {path.data(), path.rfind('/')}; }
+
+    /// Returns true if an earlier call has found that the first `end` characters of the path are a directory without
+    /// symbolic links.
+    [[nodiscard]] bool isWithoutLinks(std::size_t end) const {
+        return registry_ != nullptr &&
+               registry_->indexes->directoryWithoutLinks.view() == std::string_view(path_.c_str(), end);
+    }
+
     /// Copies the first `end` characters of the path to `prefix_` and calls readlink() for them.
     /// @return the length of the link's target; -1 after a failure, with errno set
     ssize_t readPrefix(std::size_t end, vek::PathText &target) {
@@ -106,8 +121,7 @@ class LinkResolver {
     }
 
     static bool clean(vek::PathText &path) {
-        ryn::cleanSlashes(path);
-        return ryn::resolveParents(path, [](std::string_view before) {
+        return ryn::cleanPath(path, [](std::string_view before) {
             return before.find('/') == std::string_view::npos ? ryn::ParentStep::Fail
                                                               : ryn::ParentStep::Remove;
         });

@@ -20,6 +20,19 @@ void replaceBySlash(vek::PathText &path, std::string_view pattern) {
 
 } // namespace
 
+bool isClean(std::string_view path) {
+    if (path.empty() || path.back() == '/') {
+        return false;
+    }
+    // Without branches, so that the compiler generates vector instructions.
+    unsigned found = 0;
+    for (std::size_t i = 1; i < path.size(); ++i) {
+        found |= static_cast<unsigned>(path[i - 1] == '/') &
+                 static_cast<unsigned>(path[i] == '/' || path[i] == '.');
+    }
+    return found == 0;
+}
+
 void cleanSlashes(vek::PathText &path) {
     for (;;) {
         const std::string_view text = path.view();

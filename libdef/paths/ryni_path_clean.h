@@ -11,6 +11,10 @@
 
 namespace ryn {
 
+/// Returns true if cleanPath() cannot change `path`, as for most paths: it does not end with "/", and no "/" is followed
+/// by a second one or by a ".".
+[[nodiscard]] bool isClean(std::string_view path);
+
 /// Removes every "/" and "/." at the end of `path`. Then replaces "/./" and "//" by "/". If the path becomes empty, it
 /// is set to "/".
 void cleanSlashes(vek::PathText &path);
@@ -60,6 +64,17 @@ template <typename Judge>
     const ParentStep step = judge(std::string_view(path.c_str(), at));
     return step == ParentStep::Keep ||
            (step == ParentStep::Remove && removeParentStep(path, at, kTrailing.size()));
+}
+
+/// Cleans `path`: calls cleanSlashes(), then resolveParents() with `judge`.
+/// @return the result of resolveParents()
+template <typename Judge>
+[[nodiscard]] bool cleanPath(vek::PathText &path, Judge judge) {
+    if (isClean(path.view())) {
+        return true;
+    }
+    cleanSlashes(path);
+    return resolveParents(path, judge);
 }
 
 } // namespace ryn

@@ -1,7 +1,7 @@
 #include "libdef/registry/ryni_attributes.h"
 
 #include "common/base/owned.h"
-#include "common/containers/intrusive_hash.h"
+#include "common/containers/hash_index.h"
 #include "libdef/registry/ryni_index_hash.h"
 #include "libdef/registry/ryni_owned_text.h"
 
@@ -10,8 +10,8 @@
 #include <memory>
 
 // Implements the attributes of a library: the names and values that ASSIGN statements set.
-// The attributes of a library are a doubly linked list. If there are more than kMaxSearched attributes, an intrusive
-// hash table also contains them, so that n ASSIGN statements for one library take O(n) time.
+// The attributes of a library are a doubly linked list. If there are more than kMaxSearched attributes, a hash
+// table also contains them, so that n ASSIGN statements for one library take O(n) time.
 // If memory for the hash table is exhausted, lookups search the list instead.
 
 namespace ryn {
@@ -19,26 +19,12 @@ namespace {
 
 constexpr uint32_t kMaxSearched = 8; // a linear search of 8 costs about as much as a hash lookup
 
-struct AttributeKey {
-    std::string_view name;
-    uint32_t hash;
-};
-
-struct AttributeTraits {
-    static rynAttribute *&link(rynAttribute &attribute) { return attribute.nextInIndex; }
-    static uint32_t hash(const rynAttribute &attribute) { return attribute.nameHash; }
-    static uint32_t hash(const AttributeKey &key) { return key.hash; }
-    static bool matches(const rynAttribute &attribute, const AttributeKey &key) {
-        return attribute.nameHash == key.hash && attribute.name == key.name;
-    }
-};
-
 } // namespace
 
 /// Hash table that finds the attributes of one library by name. Only a library with many attributes has this table; for
 /// other libraries, lookups search the linked list of attributes.
 struct AttributeIndex {
-    vek::IntrusiveHash<rynAttribute, AttributeTraits> table;
+    vek::HashIndex<rynAttribute> table; ///< by indexHash() of the name
 };
 
 namespace {
@@ -53,6 +39,13 @@ void dropIndex(rynLibrary &library) {
     }
 }
 
+/// Inserts `attribute` into the hash table of `library`, which must exist. If memory is exhausted, frees the table.
+void insertIntoIndex(rynLibrary &library, rynAttribute &attribute) {
+    if (!library.attributeIndex->table.insert(indexHash(attribute.name), attribute)) {
+        dropIndex(library);
+    }
+}
+
 /// Creates the hash table of the attributes of `library` and inserts all of them. If memory is exhausted, `library`
 /// gets no hash table, and lookups search the linked list of attributes instead.
 void createIndex(rynLibrary &library) {
@@ -61,11 +54,9 @@ void createIndex(rynLibrary &library) {
         return;
     }
     library.attributeIndex = std::construct_at(memory);
-    for (rynAttribute *attribute = library.attributes; attribute != nullptr; attribute = attribute->next) {
-        if (!library.attributeIndex->table.insert(*attribute)) {
-            dropIndex(library);
-            return;
-        }
+    for (rynAttribute *attribute = library.attributes;
+         attribute != nullptr && library.attributeIndex != nullptr; attribute = attribute->next) {
+        insertIntoIndex(library, *attribute);
     }
 }
 
@@ -77,7 +68,7 @@ void prepend(rynLibrary &library, rynAttribute *attribute) {
     library.attributes = attribute;
     ++library.attributeCount;
     if (library.attributeIndex != nullptr) {
-        static_cast<void>(library.attributeIndex->table.insert(*attribute)); // cannot fail: it has buckets
+        insertIntoIndex(library, *attribute);
     } else if (library.attributeCount > kMaxSearched) {
         createIndex(library);
     }
@@ -102,9 +93,7 @@ rynAttribute *newAttribute(std::string_view name, std::string_view value, rynInc
                   .value = valueCopy.release(),
                   .file = file,
                   .line = line,
-                  .previous = nullptr,
-                  .nextInIndex = nullptr,
-                  .nameHash = indexHash(name)};
+                  .previous = nullptr};
     return attribute;
 }
 
@@ -115,7 +104,8 @@ void freeAttribute(rynAttribute *attribute) {
 
 rynAttribute *findAttribute(const rynLibrary &library, std::string_view name) {
     if (library.attributeIndex != nullptr) {
-        return library.attributeIndex->table.find(AttributeKey{name, indexHash(name)});
+        return library.attributeIndex->table.find(
+            indexHash(name), [name](const rynAttribute &attribute) { return attribute.name == name; });
     }
     rynAttribute *attribute = library.attributes;
     while (attribute != nullptr && attribute->name != name) {
@@ -144,7 +134,7 @@ bool setAttribute(rynLibrary &library, std::string_view name, std::string_view v
 
 void removeAttribute(rynLibrary &library, rynAttribute *attribute) {
     if (library.attributeIndex != nullptr) {
-        library.attributeIndex->table.remove(*attribute);
+        library.attributeIndex->table.remove(indexHash(attribute->name), *attribute);
     }
     (attribute->previous == nullptr ? library.attributes : attribute->previous->next) = attribute->next;
     if (attribute->next != nullptr) {

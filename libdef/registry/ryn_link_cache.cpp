@@ -27,18 +27,22 @@ struct LinkResult {
 /// Adds the result of readlink() for `path` to the link cache of `registry`. The cache must not contain `path` yet. If
 /// memory is exhausted, adds nothing; the next lookup of `path` then calls readlink() again.
 /// @param hash  the value of ryn::indexHash() for `path`
-void store(rynRegistry &registry, const char *path, uint32_t hash, const LinkResult &result) {
-    vek::OwnedText pathCopy = vek::copyText(path);
-    vek::OwnedText targetCopy = result.length < 0 ? nullptr : vek::copyText(result.target);
-    auto *const link = static_cast<rynLink *>(std::malloc(sizeof(rynLink)));
-    if (!pathCopy || (result.length >= 0 && !targetCopy) || link == nullptr) {
-        std::free(link);
+void store(rynRegistry &registry, std::string_view path, uint32_t hash, const LinkResult &result) {
+    // One allocation for the record, the path and the target, which follow it.
+    const bool hasTarget = result.length >= 0;
+    const std::size_t pathSize = path.size() + 1;
+    const std::size_t targetSize = hasTarget ? result.target.size() + 1 : 0;
+    vek::Owned<rynLink> link(static_cast<rynLink *>(std::malloc(sizeof(rynLink) + pathSize + targetSize)));
+    if (!link || !registry.indexes->links.insert(hash, *link)) {
         return;
     }
+    char *const pathCopy = reinterpret_cast<char *>(link.get() + 1);
+    char *const targetCopy = hasTarget ? pathCopy + pathSize : nullptr;
+    static_cast<void>(vek::copyToBuffer(path, pathCopy, pathSize));
+    static_cast<void>(vek::copyToBuffer(result.target, targetCopy, targetSize));
     rynLink *&head = registry.links[ryn::bucketOf(path, false)];
-    *link = {head, pathCopy.release(), targetCopy.release(), result.length, result.error, nullptr, hash};
-    head = link;
-    static_cast<void>(registry.indexes->links.insert(*link)); // cannot fail: the table has buckets
+    *link = {head, pathCopy, targetCopy, result.length, result.error};
+    head = link.release();
 }
 
 /// Copies the target of the symbolic link, and a NUL, to `targetOut`. Truncates the target if `size` bytes are too few.
@@ -57,9 +61,11 @@ ssize_t returnResult(const LinkResult &result, char *targetOut, std::size_t size
 } // namespace
 
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
-    const ryn::LinkKey key = {path, ryn::indexHash(path)};
+    const std::string_view key(path);
+    const uint32_t hash = ryn::indexHash(key);
     if (registry != nullptr) {
-        if (const rynLink *const known = registry->indexes->links.find(key)) {
+        if (const rynLink *const known = registry->indexes->links.find(
+                hash, [key](const rynLink &link) { return link.path == key; })) {
             return returnResult({known->target == nullptr ? "" : known->target, known->length, known->error},
                                 targetOut, size);
         }
@@ -68,7 +74,7 @@ ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *r
     const int error = vek::readLink(path, target);
     const LinkResult result = {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
     if (registry != nullptr) {
-        store(*registry, path, key.hash, result);
+        store(*registry, key, hash, result);
     }
     return returnResult(result, targetOut, size);
 }

@@ -34,12 +34,6 @@ void freeFile(rynIncludedFile *file) {
     std::free(file);
 }
 
-void freeLink(rynLink *link) {
-    std::free(link->path);
-    std::free(link->target);
-    std::free(link);
-}
-
 // ---- the definition order
 
 /// Appends `library` to the list of libraries in definition order. Its rank becomes greater than the ranks of all other
@@ -149,28 +143,23 @@ void replaceOwned(char *&field, vek::OwnedText text) {
 
 rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
     const bool ignoreCase = ryn::ignoresCase();
-    const ryn::NameKey key = ryn::nameKeyOf(name, ignoreCase);
-    rynLibrary *newest = nullptr;
-    // If several libraries match, return the one that was inserted last: its `insertion` is the greatest.
-    for (rynLibrary *library = registry->indexes->names.find(key); library != nullptr;
-         library = registry->indexes->names.findNext(*library, key)) {
-        const bool isNewer = newest == nullptr || library->insertion > newest->insertion;
-        if (isNewer && (ignoreCase || std::strcmp(library->name, name) == 0)) {
-            newest = library;
-        }
-    }
-    return newest;
+    const uint32_t bucket = ryn::bucketOf(name, ignoreCase);
+    return registry->indexes->names.find(ryn::nameHashOf(name, bucket), [=](const rynLibrary &library) {
+        return library.bucket == bucket &&
+               (ignoreCase ? vek::equalNoCase(library.name, name) : std::strcmp(library.name, name) == 0);
+    });
 }
 
 int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
-    if (!countDirectories(*registry, *library)) {
+    library->bucket = ryn::bucketOf(library->name, ryn::ignoresCase());
+    library->nameHash = ryn::nameHashOf(library->name, library->bucket);
+    if (!registry->indexes->names.insert(library->nameHash, *library)) {
         return RYN_MEMORY_ERROR;
     }
-    const ryn::NameKey key = ryn::nameKeyOf(library->name, ryn::ignoresCase());
-    library->bucket = key.bucket;
-    library->nameHash = key.hash;
-    library->insertion = ++registry->insertions;
-    static_cast<void>(registry->indexes->names.insert(*library)); // cannot fail: the table has buckets
+    if (!countDirectories(*registry, *library)) {
+        registry->indexes->names.remove(library->nameHash, *library);
+        return RYN_MEMORY_ERROR;
+    }
     prependToBucket(*registry, *library);
     appendToOrder(*registry, *library);
     registry->globalTmpCount += ryn::hasGlobalTmp(*library) ? 1 : 0;
@@ -200,8 +189,8 @@ rynRegistry *newRegistry() {
         return nullptr;
     }
     registry->indexes = std::construct_at(memory);
-    if (!registry->indexes->names.allocate() || !registry->indexes->files.allocate() ||
-        !registry->indexes->links.allocate() || !registry->indexes->directories.allocate()) {
+    if (!registry->indexes->names.reserve(1) || !registry->indexes->files.reserve(1) ||
+        !registry->indexes->links.reserve(1) || !registry->indexes->directories.allocate()) {
         freeRegistry(registry);
         return nullptr;
     }
@@ -225,7 +214,8 @@ void freeRegistry(rynRegistry *registry) {
     }
     for (rynLink *link : registry->links) {
         while (link != nullptr) {
-            freeLink(std::exchange(link, link->next));
+            std::free(
+                std::exchange(link, link->next)); // with the path and the target, which follow the record
         }
     }
     std::destroy_at(registry->indexes);
@@ -276,7 +266,7 @@ bool moveToEnd(rynRegistry &registry, rynLibrary &library) {
 }
 
 bool removeLibrary(rynRegistry &registry, rynLibrary &library) {
-    registry.indexes->names.remove(library);
+    registry.indexes->names.remove(library.nameHash, library);
     removeFromBucket(registry, library);
     uncountDirectory(registry, library.nslPath);
     uncountDirectory(registry, library.explicitTmpNsl);
@@ -336,9 +326,11 @@ rynIncludedFile *addFile(rynRegistry &registry, const char *path, const char *ns
         freeFile(file);
         return nullptr;
     }
-    file->nslHash = indexHash(nslPath);
-    if (findFile(registry, nslPath) == nullptr) {
-        static_cast<void>(registry.indexes->files.insert(*file)); // cannot fail: the table has buckets
+    if (findFile(registry, nslPath) == nullptr &&
+        !registry.indexes->files.insert(indexHash(nslPath), *file)) {
+        context = "ryni_parse_veklib_file()";
+        freeFile(file);
+        return nullptr;
     }
     (registry.files.tail == nullptr ? registry.files.head : registry.files.tail->next) = file;
     registry.files.tail = file;
@@ -346,7 +338,9 @@ rynIncludedFile *addFile(rynRegistry &registry, const char *path, const char *ns
 }
 
 const rynIncludedFile *findFile(rynRegistry &registry, const char *nslPath) {
-    return registry.indexes->files.find(std::string_view(nslPath));
+    return registry.indexes->files.find(indexHash(nslPath), [nslPath](const rynIncludedFile &file) {
+        return std::strcmp(file.nslPath, nslPath) == 0;
+    });
 }
 
 } // namespace ryn

@@ -3,10 +3,11 @@
 
 #include "libdef/registry/ryni_reuse.h"
 
+#include "common/text/ascii.h"
 #include "libdef/registry/ryni_index_hash.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 namespace {
 
@@ -31,6 +32,11 @@ class Components {
     bool done_ = false;
 };
 
+/// The hash of a node of the trie: of its component and of the address of its parent.
+uint32_t hashOf(const void *parent, std::string_view component) {
+    return ryn::indexHash(component, reinterpret_cast<uintptr_t>(parent));
+}
+
 } // namespace
 
 namespace ryn {
@@ -45,13 +51,20 @@ bool DirectoryIndex::add(std::string_view path) {
         return false;
     }
     count(node, 1);
+    if (last_ != node->parent) {
+        const bool hasParentPath =
+            path.size() > node->size &&
+            lastPath_.assign(std::string_view(path.data(), path.size() - node->size - 1));
+        last_ = hasParentPath ? node->parent : nullptr;
+    }
     return true;
 }
 
 void DirectoryIndex::remove(std::string_view path) {
-    Node *node = &root_;
+    Node *node = root_;
     for (Components components(path); !components.done() && node != nullptr;) {
-        node = nodes_.find(keyOf(node, components.next()));
+        const std::string_view component = components.next();
+        node = find(node, component, hashOf(node, component));
     }
     if (node != nullptr) {
         count(node, -1);
@@ -60,45 +73,67 @@ void DirectoryIndex::remove(std::string_view path) {
 }
 
 int DirectoryIndex::count(std::string_view path) const {
-    const Node *node = &root_;
-    int count = 0;
-    for (Components components(path); !components.done();) {
-        node = nodes_.find(keyOf(node, components.next()));
-        if (node == nullptr) {
-            return count;
-        }
-        count += components.done() ? node->below : node->exact;
+    const Start start = startOf(path);
+    const Node *node = start.node;
+    bool isFound = true;
+    for (Components components(start.rest); isFound && !components.done();) {
+        const std::string_view component = components.next();
+        const Node *const child = find(node, component, hashOf(node, component));
+        isFound = child != nullptr;
+        node = isFound ? child : node;
+    }
+    int count = isFound ? node->below - node->exact : 0;
+    for (; node != nullptr; node = node->parent) {
+        count += node->exact;
     }
     return count;
 }
 
-DirectoryIndex::Key DirectoryIndex::keyOf(const Node *parent, std::string_view component) {
-    return {parent, component, indexHash(component, reinterpret_cast<uintptr_t>(parent))};
+/// Returns where the search for `path` begins: at the parent directory of the path that was added last, if `path` is
+/// inside it; otherwise at the root.
+DirectoryIndex::Start DirectoryIndex::startOf(std::string_view path) const {
+    const std::size_t known = lastPath_.size();
+    if (last_ != nullptr && path.size() > known && path[known] == '/' &&
+        vek::startsWith(path, lastPath_.view())) {
+        return {last_, {path.data() + known + 1, path.size() - known - 1}};
+    }
+    return {root_, path};
 }
 
-/// Creates a node of the trie: the child of `parent` for the path component in `key`.
-/// @return the node; null if memory is exhausted
-DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, const Key &key) {
-    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + key.component.size())));
+/// Returns the child of `parent` for `component`, or null.
+/// @param hash  the value of hashOf() for both
+DirectoryIndex::Node *DirectoryIndex::find(const Node *parent, std::string_view component,
+                                           uint32_t hash) const {
+    return nodes_.find(hash, [parent, component](const Node &node) {
+        return node.parent == parent && node.component() == component;
+    });
+}
+
+/// Creates the child of `parent` for `component`.
+/// @param hash  the value of hashOf() for both
+/// @return the child; null if memory is exhausted
+DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, std::string_view component, uint32_t hash) {
+    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + component.size())));
     if (!node) {
         return nullptr;
     }
-    char *const text = reinterpret_cast<char *>(node.get() + 1);
-    std::memcpy(text, key.component.data(), key.component.size());
-    *node = {nullptr, parent, text, key.component.size(), 0, 0, key.hash};
-    return nodes_.insert(*node) ? node.release() : nullptr;
+    std::copy(component.begin(), component.end(), reinterpret_cast<char *>(node.get() + 1));
+    *node = {.parent = parent, .size = static_cast<uint32_t>(component.size()), .exact = 0, .below = 0};
+    return nodes_.insert(hash, *node) ? node.release() : nullptr;
 }
 
 /// Finds the trie node of the directory `path`. Creates this node and those of its ancestor directories if they do not
 /// exist.
 /// @return the node; null if memory is exhausted, and then no new node is kept
 DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
-    Node *node = &root_;
-    for (Components components(path); !components.done();) {
-        const Key key = keyOf(node, components.next());
-        Node *child = nodes_.find(key);
+    const Start start = startOf(path);
+    Node *node = start.node;
+    for (Components components(start.rest); !components.done();) {
+        const std::string_view component = components.next();
+        const uint32_t hash = hashOf(node, component);
+        Node *child = find(node, component, hash);
         if (child == nullptr) {
-            child = insert(node, key);
+            child = insert(node, component, hash);
         }
         if (child == nullptr) {
             prune(node);
@@ -112,9 +147,10 @@ DirectoryIndex::Node *DirectoryIndex::reach(std::string_view path) {
 /// Frees the trie nodes that are no longer needed: `node`, then its parent, and so on. Stops at the first node whose
 /// directory is in the index, or which has such a directory below it.
 void DirectoryIndex::prune(Node *node) {
-    while (node != &root_ && node->below == 0) {
+    while (node != root_ && node->below == 0) {
         Node *const parent = node->parent;
-        nodes_.remove(*node);
+        last_ = last_ == node ? nullptr : last_;
+        nodes_.remove(hashOf(parent, node->component()), *node);
         std::free(node);
         node = parent;
     }

@@ -33,9 +33,6 @@ struct rynIncludedFile {
     char *nslPath;
     rynIncludedFile *includedFrom; ///< null for the top file
     int line;                      ///< line of the INCLUDE in that file
-
-    rynIncludedFile *nextInIndex = nullptr;
-    uint32_t nslHash = 0;
 };
 
 /// One attribute of a library: a name and a value that an ASSIGN statement set. The registry also uses this struct for
@@ -48,8 +45,6 @@ struct rynAttribute {
     int32_t line;
 
     rynAttribute *previous = nullptr;
-    rynAttribute *nextInIndex = nullptr;
-    uint32_t nameHash = 0;
 };
 
 /// The file and line where a library was defined, as an element of a linked list. The list of a library that was
@@ -90,12 +85,10 @@ struct rynLibrary {
 
     rynLibrary *previousInBucket;
     rynLibrary *previousInOrder;
-    rynLibrary *nextInNameIndex;
     ryn::AttributeIndex *attributeIndex; ///< null if lookups search the list instead
-    uint64_t insertion;                  ///< greater than in every library inserted before
     uint64_t rank;                       ///< grows from head to tail of the definition order
     uint32_t bucket;
-    uint32_t nameHash; ///< hash of ryn::NameKey
+    uint32_t nameHash; ///< hash in RegistryIndexes::names
     uint32_t attributeCount;
     /// The number (ryn::RootProgress::number) of the global temporary root in which the library's temporary directory
     /// was created; 0 if none was created.
@@ -109,9 +102,6 @@ struct rynLink {
     char *target; ///< null if readlink() failed
     int32_t length;
     int32_t error;
-
-    rynLink *nextInIndex;
-    uint32_t hash; ///< hash of the path in the link index
 };
 
 struct rynIncludedFileList {

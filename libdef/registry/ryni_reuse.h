@@ -2,7 +2,8 @@
 #define RYNI_REUSE_H
 
 #include "common/base/owned.h"
-#include "common/containers/intrusive_hash.h"
+#include "common/containers/hash_index.h"
+#include "common/text/fixed_text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,9 +22,10 @@ class DirectoryIndex {
     DirectoryIndex &operator=(const DirectoryIndex &) = delete;
     ~DirectoryIndex();
 
-    /// Allocates the first buckets of the hash table. Afterwards add() can only fail because it cannot allocate a node.
+    /// Allocates the first slots of the hash table. Afterwards add() can only fail because it cannot allocate a node, or
+    /// because memory is exhausted and all slots are used.
     /// @return false if memory is exhausted
-    [[nodiscard]] bool allocate() { return nodes_.allocate(); }
+    [[nodiscard]] bool allocate() { return nodes_.reserve(1); }
 
     /// Adds the directory `path`, even if the multiset already contains it.
     /// @return false if memory is exhausted; nothing is changed then
@@ -40,38 +42,35 @@ class DirectoryIndex {
     /// A node of the trie. It represents the directory whose path is that of `parent`, extended by `component`. A node
     /// exists only while the multiset contains this directory or a directory inside it.
     struct Node {
-        Node *nextInIndex;
         Node *parent;
-        const char *component; ///< in the same allocation, after the node; no NUL
-        std::size_t size;
-        int exact; ///< number of added directories with exactly this path
-        int below; ///< number of added directories with this path or inside it
-        uint32_t hash;
+        uint32_t size; ///< of the component, which is in the same allocation, after the node; no NUL
+        int exact;     ///< number of added directories with exactly this path
+        int below;     ///< number of added directories with this path or inside it
 
-        [[nodiscard]] std::string_view name() const { return {component, size}; }
-    };
-    struct Key {
-        const Node *parent;
-        std::string_view component;
-        uint32_t hash;
-    };
-    struct Traits {
-        static Node *&link(Node &node) { return node.nextInIndex; }
-        static uint32_t hash(const Node &node) { return node.hash; }
-        static uint32_t hash(const Key &key) { return key.hash; }
-        static bool matches(const Node &node, const Key &key) {
-            return node.hash == key.hash && node.parent == key.parent && node.name() == key.component;
+        [[nodiscard]] std::string_view component() const {
+            return {reinterpret_cast<const char *>(this + 1), size};
         }
     };
 
-    static Key keyOf(const Node *parent, std::string_view component);
-    Node *insert(Node *parent, const Key &key);
+    /// Where a search begins: at `node`, for the components of `rest`.
+    struct Start {
+        Node *node;
+        std::string_view rest;
+    };
+
+    [[nodiscard]] Start startOf(std::string_view path) const;
+    [[nodiscard]] Node *find(const Node *parent, std::string_view component, uint32_t hash) const;
+    Node *insert(Node *parent, std::string_view component, uint32_t hash);
     Node *reach(std::string_view path);
     void prune(Node *node);
     static void count(Node *node, int change);
 
-    vek::IntrusiveHash<Node, Traits> nodes_;
-    Node root_ = {};
+    vek::HashIndex<Node> nodes_; ///< by parent and component
+    Node *root_ = &rootNode_;
+    Node rootNode_ = {};
+    Node *last_ =
+        nullptr; ///< the parent directory of the path that was added last, where the next one often is; or null
+    vek::PathText lastPath_; ///< the path of last_
 };
 
 } // namespace ryn

@@ -262,8 +262,8 @@ TEST_F(LinkCache, CallsReadlinkAgainIfCachingFailed) {
         sReadlink(at("l").c_str(), nullptr, 0, definitions.handle);
         return faults::count("malloc") - before;
     }();
-    EXPECT_LE(3, allocations);
-    for (int nth = 1; nth <= 3; ++nth) {
+    ASSERT_LE(1, allocations);
+    for (int nth = 1; nth <= allocations; ++nth) {
         renew();
         for (const auto &[name, expected] :
              {std::pair{"l", Result{6, "target", 0}}, std::pair{"d", Result{-1, "", EINVAL}}}) {

@@ -258,6 +258,21 @@ TEST_F(NslPath, FailedReadlinkIsAnErrorIfPathsMustExist) {
     EXPECT_EQ(prefixes, faults::count("readlink") - before) << "the root itself is not asked about";
 }
 
+TEST_F(NslPath, FailureOfAParentIsKeptForItsOtherFiles) {
+    ASSERT_EQ(made(at("late/a")), nsl(at("late/a"))); // readlink() of "late" fails with ENOENT
+    box.directory("late/b");
+    rynSetPathNoneExistWarnFlag(1);
+    EXPECT_EQ(failure(RYN_INTERNAL_ERROR, at("late")), nsl(at("late/b")));
+}
+
+TEST_F(NslPath, ParentWithALinkIsResolvedForEachFile) {
+    box.directory("real/a").directory("real/b").link("link", "real");
+    for (const char *file : {"/a", "/b", "/a"}) {
+        EXPECT_EQ(made(at("real") + file), nsl(at("link") + file));
+        EXPECT_EQ(made(at("real") + file), nsl(at("real") + file));
+    }
+}
+
 TEST_F(NslPath, FailedReadlinkIsIgnoredOtherwise) {
     box.directory("shut/d").link("shut/l", "d");
     ASSERT_EQ(0, chmod(at("shut").c_str(), 0));

@@ -91,6 +91,26 @@ TEST(DirectoryIndex, RemovalFreesTheNodesOfTheDirectory) {
     EXPECT_EQ(3, index.count("/a"));
 }
 
+TEST(DirectoryIndex, CountsPathsInAndBesideTheLastParentDirectory) {
+    ryn::DirectoryIndex index;
+    ASSERT_TRUE(index.add("/a/b/one"));
+    ASSERT_TRUE(index.add("/a/b/two"));
+    EXPECT_EQ(2, index.count("/a/b"));
+    EXPECT_EQ(1, index.count("/a/b/two"));
+    EXPECT_EQ(1, index.count("/a/b/two/deep"));
+    EXPECT_EQ(0, index.count("/a/b/three"));
+    EXPECT_EQ(0, index.count("/a/bc"));
+    ASSERT_TRUE(index.add("/a/b"));
+    EXPECT_EQ(2, index.count("/a/b/two"));
+    index.remove("/a/b/one");
+    index.remove("/a/b/two");
+    index.remove("/a/b");
+    EXPECT_EQ(0, index.count("/a/b/one"));
+    ASSERT_TRUE(index.add("/a/b/one")); // the nodes of "/a" and "/a/b" were freed
+    EXPECT_EQ(1, index.count("/a"));
+    EXPECT_EQ(1, index.count(""));
+}
+
 TEST(DirectoryIndex, FailedAdditionChangesNothing) {
     ryn::DirectoryIndex index;
     ASSERT_TRUE(index.add("/a/b"));
