@@ -1,8 +1,8 @@
 #ifndef TAGFILE_TAG_READING_H
 #define TAGFILE_TAG_READING_H
 
-/// A tag file that is read before it is needed, by any thread. The cache of the process is changed only when the thread
-/// that uses the layer takes the reading.
+/// Reading of a tag file before it is needed, in any thread. The tag cache of the process is not thread-safe: the
+/// result is added to the cache later, by take(), which only one thread may call.
 
 #include "tagfile/tov.h"
 
@@ -25,12 +25,13 @@ class TagReading {
     /// @return true if reading failed because descriptors or memory were exhausted
     [[nodiscard]] bool isShort() const { return isShort_; }
 
-    /// @return the namespace of the file, a TOV_NAMESPACE_... value, if it defines the entry; otherwise 0
+    /// @return the namespace of the file, a TOV_NAMESPACE_... value; 0 if the file does not define the entry that was
+    ///         passed to read()
     [[nodiscard]] std::uint32_t nameSpace() const { return found_ && obj_ ? obj_->nameSpace : 0; }
 
-    /// Does the same as tovGetVekinfoAtLoc() with the arguments of read(), but adds the file to the cache as it was read.
-    /// A file that is in the cache already is not replaced.
-    /// Must be called at most once, by the thread that uses the tag layer.
+    /// Calls tovGetVekinfoAtLoc(), or does the same without reading the file: if isUsable() returns true and the file
+    /// is not in the tag cache yet, adds the settings that read() has stored to the cache. Must be called at most once,
+    /// with the arguments of read(), by the only thread that uses the tag cache.
     /// @param out, found  as for tovGetVekinfoAtLoc(), but not null
     int take(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 

@@ -185,7 +185,7 @@ class Edit {
     }
 
     /// Sets `obj_` to a copy of the cached object of the file. If the file is not in the cache, parses it into the
-    /// cache first. Adds an error to the reports, except that the file is missing.
+    /// cache first. Adds an error to the reports, but not if the file is missing.
     Report readThroughCache() {
         VekinfoObj *cached = nullptr;
         bool found = false;

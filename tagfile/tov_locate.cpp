@@ -142,7 +142,8 @@ class UpwardWalk {
             return TOV_OK;
         }
         directory_.truncate(slash + 1);
-        // vekIsRoot(PATH) implies vekIsRoot(PATH/), so the next call need not test the path without the "/" again.
+        // `directory_` ends with "/" here. If it is not a root directory, the same path without the "/" is not one
+        // either, so the next call need not test that path.
         canBeRoot_ = vekIsRoot(directory_.c_str()) != 0;
         if (canBeRoot_) {
             return std::nullopt; // the tag file of the root directory is searched last
