@@ -1,8 +1,8 @@
 #ifndef TOOL_LIBRARY_QUEUE_H
 #define TOOL_LIBRARY_QUEUE_H
 
-/// The libraries that will be checked next, and the tasks that workers perform for them: reading the tag file, probing
-/// the file system, reading the library directory. See library_queue.cpp.
+/// The libraries that will be checked next, and the tasks that workers perform for them: reading the tag file, testing
+/// whether the file system is case-sensitive (the probe), reading the library directory. See library_queue.cpp.
 
 #include "common/base/owned.h"
 #include "common/platform/case_probe.h"
@@ -38,8 +38,9 @@ struct AheadLibrary {
     LibraryTask probe; ///< begun only if the tag file defines a library and sets its namespace
     vek::ProbeResult probeResult = {}; ///< the result of `probe`
 
-    /// Waiting: no worker has begun to read the directory. Otherwise `root` is the record, or null if memory was
-    /// exhausted or the walk has entered the directory.
+    /// The state of the task that reads the library directory. Waiting: no worker has begun the task. In any other
+    /// state, `root` is the record of the directory; null if memory was exhausted or the walk has entered the
+    /// directory.
     WorkerTask::State rootState = WorkerTask::State::Waiting;
     Directory *root = nullptr;
 };
@@ -66,16 +67,15 @@ class LibraryQueue {
     /// @return the number of tasks that wait to be begun
     [[nodiscard]] std::size_t pending() const { return pending_; }
 
-    /// Begins the first waiting task of the libraries up to `last`.
-    /// @param last   the number of a library
+    /// Begins the first waiting task of the libraries whose number is at most `last`.
     /// @param order  makes the record of a library directory
     /// @return the task, in the state Running; null if there is none, or memory is exhausted
     [[nodiscard]] WorkerTask *beginNext(std::size_t last, WalkOrder &order);
 
-    /// Changes the state of a task that no worker has begun to Failed, so that none will begin it.
+    /// If `state` is Waiting (no worker has begun the task), sets it to Failed, so that no worker will begin the task.
     void withdraw(WorkerTask::State &state);
 
-    /// Changes the state of a task that can be begun to Waiting.
+    /// Sets the state of `task` to Waiting, so that a worker can begin it.
     void request(LibraryTask &task);
 
   private:

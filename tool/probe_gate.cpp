@@ -1,4 +1,5 @@
-// A probe creates two files and removes them. If a signal ended the tool in between, the files would remain.
+// A probe tests whether a file system is case-sensitive: it creates two files and removes them. If a signal ended the
+// tool in between, the files would remain.
 //
 // Without other threads, the signals are blocked during the probe. With several threads, they are blocked in all threads
 // but one, which waits for them with sigwait(). After a signal, this thread lets no further probe begin, waits until the
@@ -20,7 +21,8 @@ namespace {
 
 constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
 
-/// Wakes the thread, so that it ends. The default action for this signal is to ignore it.
+/// The signal that stopWatch() sends to the thread that handles signals, so that the thread ends. The default action
+/// for this signal is to ignore it.
 constexpr int kWakeSignal = SIGURG;
 
 /// The longest time to wait for running probes: a file server may never respond. 5 s: a probe makes about 15 requests,

@@ -24,17 +24,17 @@ class ProbeGate {
     ProbeGate &operator=(const ProbeGate &) = delete;
     ~ProbeGate() = default;
 
-    /// Starts the thread that handles SIGHUP, SIGINT and SIGTERM, and blocks these signals in the calling thread, the
-    /// first one. Must be called before other threads call probe().
+    /// Starts the thread that handles SIGHUP, SIGINT and SIGTERM, and blocks these signals in the calling thread. Must
+    /// be called by the first thread, before other threads call probe().
     /// @return false if the thread cannot be started
     bool startWatch();
 
-    /// Waits until no probe is running, at most as long as for a signal. Then ends the thread and unblocks the signals
-    /// again. Does nothing if the thread does not run.
+    /// Waits until no probe is running, but at most 5 s. Then ends the thread that startWatch() has started, and
+    /// restores the signal mask. Does nothing if the thread does not run.
     void stopWatch();
 
-    /// Must be called when printing has failed. startWatch() has also blocked SIGPIPE: if it is pending, it ends the
-    /// process as soon as no probe is running.
+    /// Waits until no probe is running, but at most 5 s, and then lets a pending SIGPIPE, which startWatch() has
+    /// blocked, end the process. Must be called when printing has failed.
     void deliverBrokenPipe();
 
     [[nodiscard]] bool isWatched() const { return isWatched_; }
@@ -43,7 +43,7 @@ class ProbeGate {
     [[nodiscard]] vek::ProbeResult probe(const char *path);
 
   private:
-    /// A running probe, on the stack of its thread.
+    /// List element for a running probe, on the stack of the thread that performs the probe.
     struct Running {
         vek::DirectoryIdentity directory;
         Running *next;
@@ -61,7 +61,8 @@ class ProbeGate {
     bool isStopped_ = false;                            ///< whether the thread must end
     pthread_t thread_ = {};
 
-    // Used by the first thread only, except that `signals_` does not change while the thread runs.
+    // Used by the first thread only. The thread that handles signals reads only `signals_`, which does not change while
+    // that thread runs.
     bool isWatched_ = false;   ///< whether the thread runs
     sigset_t signals_ = {};    ///< the signals that the thread waits for
     bool isDelivered_ = false; ///< whether deliverBrokenPipe() has been called

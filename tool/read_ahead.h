@@ -28,7 +28,7 @@ class ReadAhead {
     using Step = WalkStep;
 
     /// Enters the directory `path`: waits for the worker that is reading it, or reads it if no worker has begun to.
-    /// Each DT_DIR entry of a directory must be either entered or passed, in the order of the entries.
+    /// For each DT_DIR entry of a directory, in the order of the entries, either enter() or pass() must be called.
     /// @return the directory, which the caller must give to leave(); null if memory is exhausted
     [[nodiscard]] Directory *enter(const char *path, const Step &step);
 
@@ -41,15 +41,16 @@ class ReadAhead {
     /// @return true if reading is slow and few libraries wait to be read, so that announceLibrary() should be called
     [[nodiscard]] bool wantsLibrary();
 
-    /// Lets workers read a library that will be checked: its tag file, the probe that may depend on it, and its
-    /// directories. Each announced library must be checked, in the same order: readTag(), probe(), enter() and
-    /// endLibrary().
+    /// Lets workers read a library that will be checked: they read its tag file, probe its file system if the tag file
+    /// requires this, and read its directories. Announced libraries must be checked in the order of the announcements.
+    /// To check a library, call readTag(), probe(), enter() and endLibrary(), in this order.
     /// @param directory  the path of the library directory
     /// @param tagPath    the path of its tag file
     /// @return false if memory is exhausted, or threads cannot be started
     [[nodiscard]] bool announceLibrary(const char *directory, const char *tagPath);
 
-    /// Does the same as tovGetVekinfoAtLoc() with the arguments `tagPath` and VEKLIBRARY, with what a worker has read.
+    /// Does the same as tovGetVekinfoAtLoc() with the arguments `tagPath` and VEKLIBRARY, but does not read the file if
+    /// a worker has already read it.
     int readTag(const char *tagPath, VekinfoObj &obj, bool &isFound);
 
     /// @return the result of vekGetFilesysCaseSensitivity() for the library directory `directory`

@@ -1,7 +1,7 @@
 // Reads ahead of the check of libraries. The first thread checks one library after the other, makes all decisions, prints
-// all reports and is the only one that uses the layers. Workers (worker_pool.h) perform tasks ahead of it: they read the
-// tag files of the next libraries, probe their file systems, and read the directories that the walk will enter, in the
-// order of library_queue.h and walk_order.h.
+// all reports and is the only one that uses process-wide state, such as the tag cache. Workers (worker_pool.h) perform
+// tasks ahead of it: they read the tag files of the next libraries, probe their file systems, and read the directories
+// that the walk will enter, in the order of library_queue.h and walk_order.h.
 //
 // The mutex of the pool guards the states of all tasks. The result of a task does not change after the task has ended and
 // is used without the mutex.
@@ -22,8 +22,8 @@ namespace vekinfo {
 
 namespace {
 
-/// @return true if open() failed because descriptors or memory were exhausted. The workers may hold them, so that
-///         another attempt can succeed
+/// @return true if open() failed because descriptors or memory were exhausted. Another attempt can then succeed after a
+///         worker has ended its task and released them
 bool isShort(const DirectoryReading &reading) {
     const bool wasRefused = reading.error == EMFILE || reading.error == ENFILE || reading.error == ENOMEM;
     return reading.outcome == DirectoryReading::Outcome::NotOpened && wasRefused;
@@ -56,7 +56,8 @@ Directory *ReadAheadQueue::enter(const char *path, const WalkStep &step) {
     return directory;
 }
 
-/// @return the record of a directory that a worker has begun to read; null if none has, in which case none will
+/// @return the record of the directory if a worker has begun to read it; otherwise null, and no worker will begin
+///         to do so
 Directory *ReadAheadQueue::takeBegun(const char *path, const WalkStep &step) {
     if (step.parent == nullptr) {
         AheadLibrary *library = announced(path);
@@ -232,8 +233,8 @@ int ReadAheadQueue::probe(const char *directory) {
 }
 
 int ReadAheadQueue::probeInFirstThread(const char *directory) {
-    // If the file system is slow, start the thread that handles signals: while signals are blocked, no signal could end
-    // the tool if the file server stops responding.
+    // If the file system is slow, start the thread that handles signals. Without it, all signals are blocked during the
+    // probe, and no signal could end the tool if the file server did not respond.
     if (!gate_.isWatched() && !cannotWatch_ && lastTagNs_ >= pool_.settings().slowNs) {
         cannotWatch_ = !gate_.startWatch();
     }
@@ -343,7 +344,8 @@ void ReadAheadQueue::endReading(Directory &directory) {
     directory.state = State::Done;
     pool_.countBytes(directory.entries_.capacity());
     directory.unstarted_ = directory.entries_.directories();
-    // Below a link, subdirectories are not read ahead: the walk may find a cycle and not enter this directory.
+    // If the walk has followed a link to `directory` or to an ancestor of it, its subdirectories are not read ahead:
+    // the walk may find that `directory` closes a cycle, and not enter it.
     if (!directory.isBelowLink_) {
         order_.open(directory, false);
         pool_.wake(pending());

@@ -1,7 +1,8 @@
 #ifndef TOOL_READ_AHEAD_QUEUE_H
 #define TOOL_READ_AHEAD_QUEUE_H
 
-/// The implementation of ReadAhead: all tasks of the workers, and what the first thread takes of them.
+/// The implementation of ReadAhead: the tasks that workers perform, and the functions with which the first thread takes
+/// their results.
 
 #include "tool/library_queue.h"
 #include "tool/probe_gate.h"

@@ -175,7 +175,8 @@ class Lookahead {
   public:
     explicit Lookahead(vekinfo::ReadAhead &readAhead) : readAhead_(readAhead) {}
 
-    /// Announces as many libraries as `readAhead` wants. Stops at a library without a path: the check will end there.
+    /// Announces libraries while ReadAhead::wantsLibrary() returns true. Stops at a library without a path, because the
+    /// check will also end there.
     /// @param current  the index of the library that is checked next
     void announce(std::size_t current) {
         while (!isEnded_ && readAhead_.wantsLibrary()) {
@@ -273,7 +274,7 @@ int tovVeklibCheck(const char *libFile, int configure) {
 }
 
 int vekinfo::checkLibraries(const char *libFile, int configure, const WorkerSettings &settings) {
-    // Once for the whole check: threads must not change the signal dispositions of the process.
+    // Ignore SIGXFSZ during the whole check, because worker threads must not change signal dispositions of the process.
     const vek::SizeLimitSignalGuard guard;
     Progress progress;
     const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);

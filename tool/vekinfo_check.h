@@ -50,7 +50,7 @@ VEK_END_DECLS
 namespace vekinfo {
 
 /// Implements tovVeklibCheck().
-/// @param settings  the worker threads that read ahead
+/// @param settings  the settings of the worker threads that read ahead
 int checkLibraries(const char *libFile, int configure, const WorkerSettings &settings);
 
 } // namespace vekinfo

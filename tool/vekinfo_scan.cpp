@@ -58,8 +58,8 @@ enum class Kind { File, Directory, Unknown };
 Kind kindOf(unsigned char type, bool isTagFileName) {
     switch (type) {
     case DT_DIR:
-        // Not Directory: in a directory without search permission, stat() of an entry fails, and even a directory with
-        // the name of a tag file must be reported as a tag file.
+        // An entry with the name of a tag file is Unknown even if it is a directory, so that stat() decides: without
+        // search permission for the parent directory, stat() fails, and the entry must be reported as a tag file.
         return isTagFileName ? Kind::Unknown : Kind::Directory;
     case DT_LNK:
     case DT_UNKNOWN:
@@ -92,8 +92,8 @@ class Ancestors {
     }
 
   private:
-    /// The number of "/.." that fit into a path. This also ends the loop if the tree has changed during the scan, and
-    /// the cached parents form a cycle.
+    /// The maximum number of steps in contain(): the number of "/.." that fit into a path. Without this limit the loop
+    /// would not end if the cached parents formed a cycle because a directory was moved during the scan.
     static constexpr std::size_t kMostSteps = vek::PathText::kCapacity / 3;
     /// Limits the memory of the cache to some megabytes.
     static constexpr std::size_t kMostCached = 100'000;
@@ -136,8 +136,8 @@ enum class Entered {
 struct Level {
     Entered entered;
     vekinfo::Directory *directory; ///< returned by ReadAhead::enter()
-    /// The index in the stack of the last link target at or before this level; 0 if no link was followed. The path of
-    /// this level begins with the path of that one.
+    /// The index in the stack of the last level, up to this one, that is the target of a symbolic link; 0 if no link
+    /// was followed. The path of this level begins with the path of that target.
     std::size_t segment;
     std::optional<DirectoryIdentity> identity; ///< nullopt until it is needed, or if stat() fails
     std::size_t next = 0;                      ///< position of the entry to process next
@@ -351,9 +351,10 @@ class Scan {
         return start.identity && ancestors_.contain(identity, *start.identity, start.directory->path());
     }
 
-    /// Tests whether a directory that was not reached through a link is in the stack before level `segment`, that of
-    /// the last link. This happens if the link leads to an ancestor of a directory in the stack. Later levels are not
-    /// compared: a directory that repeats there is a bind mount, which cannot form an endless path.
+    /// Returns true if a directory that the scan enters as an entry of its parent is in the stack before level
+    /// `segment`, the last link target. This happens if that link leads to an ancestor of a directory in the stack.
+    /// Levels from `segment` on are not compared: a directory that is in the stack twice there is a bind mount, which
+    /// cannot form an endless path.
     [[nodiscard]] bool isAboveSegment(const DirectoryIdentity &identity, std::size_t segment) const {
         const std::optional<std::size_t> level = guard_.levelOf(identity);
         return level && *level < segment;

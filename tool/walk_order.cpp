@@ -114,7 +114,7 @@ void WalkOrder::open(Directory &directory, bool isEntered) {
 }
 
 /// Inserts `directory` into the list of open directories.
-/// @param before  the element to insert it after; null to insert it at the front
+/// @param before  the element of the list after which `directory` is inserted; null to insert it at the front
 void WalkOrder::insert(Directory &directory, Directory *before) {
     Directory *after = before == nullptr ? firstOpen_ : before->openAfter_;
     directory.isOpen_ = true;
@@ -227,7 +227,8 @@ Directory *WalkOrder::takeChild(Directory &parent, std::size_t position) {
     return child;
 }
 
-/// The children of the removed directory become the first children of `directory`: so no recursion is needed.
+/// Moves the children of the removed directory to the front of the children of `directory`. Repeated calls therefore
+/// remove the whole subtree without recursion.
 Directory *WalkOrder::takeBelow(Directory &directory) {
     Directory *taken = directory.firstChild_;
     if (taken == nullptr) {

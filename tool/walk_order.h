@@ -27,8 +27,8 @@ class Directory : public WorkerTask {
     /// @return the device and inode; nullopt if they were not to be determined, or fstat() failed
     [[nodiscard]] const std::optional<vek::DirectoryIdentity> &identity() const { return identity_; }
 
-    /// Reads the directory, with up to `mostBytes` of entries. Any thread may call this function, without the mutex: no
-    /// other thread uses what it sets before the reading has ended.
+    /// Reads the directory; the entries may occupy at most `mostBytes` bytes. Any thread may call this function without
+    /// the mutex, because no other thread uses the result before the function has returned.
     void read(std::size_t mostBytes);
 
     /// Removes the result of the reading, so that the directory can be read again.
@@ -90,7 +90,8 @@ class WalkOrder {
     /// @return the record; null if memory is exhausted
     [[nodiscard]] Directory *make(std::string_view parentPath, std::string_view name);
 
-    /// Resets the record and keeps it for reuse, with its buffers up to 4096 bytes. Larger buffers are freed.
+    /// Resets the record and keeps it for reuse. Its buffers are also kept, except that buffers of more than 4096 bytes
+    /// are freed.
     void recycle(Directory *directory);
 
     /// Adds a directory that the walk has entered or a worker has read. If it has subdirectories, inserts it into the

@@ -1,11 +1,11 @@
 // Worker threads for tasks that the owner of the pool keeps in its own order. A worker repeats: lock the mutex, begin the
-// next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread never depends on a
-// worker: what no worker has begun, it does itself. So a limit on the tasks, or a thread that cannot be started, cannot
-// cause a deadlock.
+// next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread, which calls
+// start(), never depends on a worker: it does the work of each task that no worker has begun. So a limit on the tasks, or
+// a thread that cannot be started, cannot cause a deadlock.
 //
-// The number of workers depends on the measured time of the readings. On a slow file system, more workers than
-// processors pay off, because they wait at the same time. On a fast one, a worker pays off only for many tasks, because
-// waking a thread takes as long as one or two readings.
+// The number of workers depends on how long it takes to read a directory. On a slow file system, more workers than
+// processors save time, because they wait at the same time. On a fast one, a worker saves time only if there are many
+// tasks, because waking a thread takes as long as reading one or two directories.
 //
 // Workers are detached threads with all signals blocked. They use no process-wide state except memory and descriptors.
 
@@ -39,8 +39,8 @@ std::size_t processors() {
     return static_cast<std::size_t>(std::clamp(count, 1, kMost));
 }
 
-/// Measures a system call that uses no file. In a process that is traced, each system call takes as long as a request to
-/// a file server: without this correction, every file system would seem slow.
+/// Measures a system call that uses no file. In a process that is traced, each system call takes as long as a request
+/// to a file server. addDuration() subtracts this time; otherwise every file system would seem slow.
 /// @return the shortest of three durations: the scheduler may interrupt one of them
 std::int64_t durationOfSystemCall() {
     std::int64_t shortest = INT64_MAX;
@@ -80,8 +80,8 @@ std::int64_t WorkerPool::addDuration(std::int64_t ns) {
     return waited;
 }
 
-/// After a limit was reached, workers begin tasks again only when both counts are at most half of their limits: waking a
-/// worker for each single directory would cost more than reading it.
+/// After `stored_` or `bytes_` has reached its limit, workers begin tasks again only when both are at most half of
+/// their limits: waking a worker for each single directory would cost more than reading it.
 void WorkerPool::countTaken(std::size_t bytes) {
     --stored_;
     bytes_ -= bytes;

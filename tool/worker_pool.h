@@ -27,13 +27,14 @@ struct WorkerSettings {
     /// On a fast file system, one worker is started or woken for this number of directories that wait to be read.
     /// Waking a worker takes as long as reading one or two directories from the caches.
     std::size_t fastShare = 16;
-    /// The same number for a slow file system, where reading a directory takes much longer than waking a worker.
+    /// On a slow file system, one worker is started or woken for this number of directories that wait to be read.
+    /// There, reading a directory takes much longer than waking a worker.
     std::size_t slowShare = 1;
     /// On a slow file system, the first worker is started when this number of directories wait to be read.
     std::size_t slowBefore = 4;
     /// The most directories that workers have read, or are reading, and that the walk has not entered yet.
     std::size_t mostDirectories = 1024;
-    /// The most bytes of memory for the entries of such directories.
+    /// The most bytes of memory for the entries of directories that workers have read and the walk has not entered.
     std::size_t mostBytes = std::size_t{16} << 20;
     /// The most libraries whose tag files are read ahead, including the one that is being checked. Two for each worker
     /// on a slow file system, so that no worker has to wait for the first thread.
@@ -46,10 +47,12 @@ std::int64_t monotonicNs();
 /// @return `ns` nanoseconds as a timespec
 timespec timeOf(std::int64_t ns);
 
-/// One task of a worker thread, the base class of what the task reads. The state is guarded by the mutex of the pool.
+/// Base class of a task of a worker thread. A derived class says what the task reads. The state is guarded by the mutex
+/// of the pool.
 class WorkerTask {
   public:
-    /// What a worker does with the task.
+    /// The kind of the task: reading a directory, reading a tag file, or probing whether a file system is
+    /// case-sensitive.
     enum class Kind : unsigned char { Directory, Tag, Probe };
 
     /// Waiting: a worker can begin the task. Running: a worker performs it. Done: it has ended with a result. Failed: no
@@ -76,8 +79,9 @@ struct WorkerTasks {
     void (*destroy)(void *owner);
 };
 
-/// Worker threads, the mutex that guards the tasks, and the limits on what tasks that have ended may hold. Threads are
-/// started when enough tasks wait. Except in Lock, all functions must be called with the mutex locked.
+/// Worker threads, the mutex that guards the tasks, and the limits on the tasks whose results the first thread has not
+/// taken. Threads are started when enough tasks wait. Unless its comment says otherwise, a function must be called with
+/// the mutex locked, see Lock.
 class WorkerPool {
   public:
     /// @param owner  the object on the heap that contains the pool. release() or the last worker deletes it
@@ -107,12 +111,13 @@ class WorkerPool {
     void wake(std::size_t pending);
 
     /// Records the duration of a reading. The durations tell whether the file system is slow.
-    /// @return the duration without the time that the system calls take on any file system
+    /// @return the duration; if it is long, minus the time that system calls take on any file system, which is long in
+    ///         a traced process
     std::int64_t addDuration(std::int64_t ns);
 
     /// Counts one more task whose result the first thread has not taken.
     void countBegun() { ++stored_; }
-    /// Counts the bytes of memory of such a result.
+    /// Counts the bytes of memory of a result that the first thread has not taken.
     void countBytes(std::size_t bytes) { bytes_ += bytes; }
     /// Subtracts one task that the first thread has taken or abandoned, and the bytes of its result.
     void countTaken(std::size_t bytes);
