@@ -1,5 +1,6 @@
-// Implements puxUsePuxFor(): evaluates the configuration file `puxLookupConfig` for one file name. The file is read once,
-// line by line. The last line that applies to the name determines the result, so only the effect of that line is stored.
+// Implements puxUsePuxFor(): evaluates the configuration file `puxLookupConfig` for one file name. The file is read
+// once, line by line. The last line that applies to the name determines the result, so only the effect of that line is
+// stored.
 
 #include "search/pux.h"
 

@@ -141,8 +141,8 @@ struct Pass {
     bool succeeded; ///< whether the result fits and no problem was recorded
 };
 
-/// Ends a pass: writes the NUL and sets `args.neededSize` if the result fits into the buffer. Otherwise stores the error
-/// OutTooSmall.
+/// Ends a pass: writes the NUL and sets `args.neededSize` if the result fits into the buffer. Otherwise stores the
+/// error OutTooSmall.
 /// @return true if the result fits and no other error was stored
 bool finishPass(Output &output, vekInterpArgs &args) {
     output.terminate();
