@@ -14,8 +14,8 @@ namespace tov {
 /// One reading of one tag file.
 class TagReading {
   public:
-    /// Reads and parses the tag file `tagPath` as tovGetVekinfoAtLoc() does, but uses no process-wide state and reports no
-    /// error. Any thread may call this function.
+    /// Reads and parses the tag file `tagPath` as tovGetVekinfoAtLoc() does, but uses no process-wide state and reports
+    /// no error. Any thread may call this function.
     /// @param element  the entry to search
     void read(const char *tagPath, const char *element);
 

@@ -1,5 +1,5 @@
-// The table of tag keywords: one row for each keyword, with all of its properties. Parser, cache, edits, queries, writer
-// and report use this table, so a new keyword is one new row.
+// The table of tag keywords: one row for each keyword, with all of its properties. Parser, cache, edits, queries,
+// writer and report use this table, so a new keyword is one new row.
 
 #include "tagfile/keyword.h"
 

@@ -1,5 +1,5 @@
-// Writes whole tag files: composes the complete text in memory, and then creates the file, or locks the existing file and
-// replaces its content. If the file is in the cache, its cached object is replaced, too.
+// Writes whole tag files: composes the complete text in memory, and then creates the file, or locks the existing file
+// and replaces its content. If the file is in the cache, its cached object is replaced, too.
 
 #include "tagfile/tovi_write.h"
 
