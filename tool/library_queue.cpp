@@ -1,6 +1,6 @@
-// A singly linked list of the libraries whose tasks workers can perform. A worker takes the first task that waits, in the
-// order in which the first thread needs the results: for each library its tag file, the probe, the directory.
-// The search for a task takes time in proportion to the length of the list, which is limited.
+// A singly linked list of the libraries whose tasks workers can perform. A worker takes the first task that waits, in
+// the order in which the first thread needs the results: for each library its tag file, the probe, the directory. The
+// search for a task takes time in proportion to the length of the list, which is limited.
 
 #include "tool/library_queue.h"
 

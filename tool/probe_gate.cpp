@@ -1,10 +1,10 @@
 // A probe tests whether a file system is case-sensitive: it creates two files and removes them. If a signal ended the
 // tool in between, the files would remain.
 //
-// Without other threads, the signals are blocked during the probe. With several threads, they are blocked in all threads
-// but one, which waits for them with sigwait(). After a signal, this thread lets no further probe begin, waits until the
-// running probes have removed their files, and ends the process by the signal. A signal handler could not do so: while
-// the first thread is blocked in a system call of a file server that does not respond, no handler runs.
+// Without other threads, the signals are blocked during the probe. With several threads, they are blocked in all
+// threads but one, which waits for them with sigwait(). After a signal, this thread lets no further probe begin, waits
+// until the running probes have removed their files, and ends the process by the signal. A signal handler could not do
+// so: while the first thread is blocked in a system call of a file server that does not respond, no handler runs.
 
 #include "tool/probe_gate.h"
 

@@ -1,5 +1,5 @@
-// The interface of read_ahead_queue.h for the first thread. The queue is on the heap, because a worker that is blocked in a
-// system call can outlive the ReadAhead object.
+// The interface of read_ahead_queue.h for the first thread. The queue is on the heap, because a worker that is blocked
+// in a system call can outlive the ReadAhead object.
 
 #include "tool/read_ahead.h"
 

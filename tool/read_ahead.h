@@ -1,8 +1,8 @@
 #ifndef TOOL_READ_AHEAD_H
 #define TOOL_READ_AHEAD_H
 
-/// What worker threads read ahead of the check of libraries: the directories of depth-first walks, and the tag files and
-/// probes of the libraries that are checked next. See read_ahead.cpp.
+/// What worker threads read ahead of the check of libraries: the directories of depth-first walks, and the tag files
+/// and probes of the libraries that are checked next. See read_ahead.cpp.
 
 #include "tagfile/tov.h"
 #include "tool/walk_order.h"

@@ -1,10 +1,10 @@
-// Reads ahead of the check of libraries. The first thread checks one library after the other, makes all decisions, prints
-// all reports and is the only one that uses process-wide state, such as the tag cache. Workers (worker_pool.h) perform
-// tasks ahead of it: they read the tag files of the next libraries, probe their file systems, and read the directories
-// that the walk will enter, in the order of library_queue.h and walk_order.h.
+// Reads ahead of the check of libraries. The first thread checks one library after the other, makes all decisions,
+// prints all reports and is the only one that uses process-wide state, such as the tag cache. Workers (worker_pool.h)
+// perform tasks ahead of it: they read the tag files of the next libraries, probe their file systems, and read the
+// directories that the walk will enter, in the order of library_queue.h and walk_order.h.
 //
-// The mutex of the pool guards the states of all tasks. The result of a task does not change after the task has ended and
-// is used without the mutex.
+// The mutex of the pool guards the states of all tasks. The result of a task does not change after the task has ended
+// and is used without the mutex.
 
 #include "tool/read_ahead_queue.h"
 

@@ -1,5 +1,5 @@
-// The command line: a table with one row for each option, which stores its arguments in a request. The request is executed
-// after the last argument has been read.
+// The command line: a table with one row for each option, which stores its arguments in a request. The request is
+// executed after the last argument has been read.
 
 #include "tool/vekinfo_args.h"
 

@@ -116,7 +116,8 @@ class WalkOrder {
         return firstOpen_ == nullptr ? SIZE_MAX : firstOpen_->walk_;
     }
 
-    /// Makes a record for the subdirectory to read next, in the state Running, and adds it to the children of its parent.
+    /// Makes a record for the subdirectory to read next, in the state Running, and adds it to the children of its
+    /// parent.
     /// @return the record; null if no subdirectory waits to be read, or memory is exhausted
     [[nodiscard]] Directory *beginNext();
 

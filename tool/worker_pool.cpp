@@ -1,7 +1,7 @@
-// Worker threads for tasks that the owner of the pool keeps in its own order. A worker repeats: lock the mutex, begin the
-// next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread, which calls
-// start(), never depends on a worker: it does the work of each task that no worker has begun. So a limit on the tasks, or
-// a thread that cannot be started, cannot cause a deadlock.
+// Worker threads for tasks that the owner of the pool keeps in its own order. A worker repeats: lock the mutex, begin
+// the next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread, which calls
+// start(), never depends on a worker: it does the work of each task that no worker has begun. So a limit on the tasks,
+// or a thread that cannot be started, cannot cause a deadlock.
 //
 // The number of workers depends on how long it takes to read a directory. On a slow file system, more workers than
 // processors save time, because they wait at the same time. On a fast one, a worker saves time only if there are many
@@ -117,8 +117,8 @@ void WorkerPool::waitForAny() {
 // ---- the number of workers
 
 /// @param pending  the number of tasks that wait to be begun
-/// @return the number of workers that should perform tasks: `pending` divided by `fastShare` or `slowShare`, but at most
-///         mostWorkers(); 0 if workers must not begin a task
+/// @return the number of workers that should perform tasks: `pending` divided by `fastShare` or `slowShare`, but at
+///         most mostWorkers(); 0 if workers must not begin a task
 std::size_t WorkerPool::wantedWorkers(std::size_t pending) const {
     if (isFull_ || isShort_) {
         return 0;

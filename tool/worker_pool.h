@@ -55,9 +55,9 @@ class WorkerTask {
     /// case-sensitive.
     enum class Kind : unsigned char { Directory, Tag, Probe };
 
-    /// Waiting: a worker can begin the task. Running: a worker performs it. Done: it has ended with a result. Failed: no
-    /// worker has a result or will have one, for instance for lack of descriptors, so the first thread must do the work
-    /// itself. Abandoned: a worker still performs the task, but nothing uses the result.
+    /// Waiting: a worker can begin the task. Running: a worker performs it. Done: it has ended with a result. Failed:
+    /// no worker has a result or will have one, for instance for lack of descriptors, so the first thread must do the
+    /// work itself. Abandoned: a worker still performs the task, but nothing uses the result.
     enum class State : unsigned char { Waiting, Running, Done, Failed, Abandoned };
 
     explicit WorkerTask(Kind what) : kind(what) {}
@@ -151,8 +151,8 @@ class WorkerPool {
     [[nodiscard]] const WorkerSettings &settings() const { return settings_; }
     [[nodiscard]] std::size_t workers() const { return workers_; }
 
-    /// Ends the workers and deletes the owner. Waits at most 100 ms: if a worker is then still blocked in a system call,
-    /// the last worker deletes the owner later. Must be called without the mutex.
+    /// Ends the workers and deletes the owner. Waits at most 100 ms: if a worker is then still blocked in a system
+    /// call, the last worker deletes the owner later. Must be called without the mutex.
     void release();
 
   private:
