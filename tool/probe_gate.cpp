@@ -38,19 +38,22 @@ int probeWithSignalsBlocked(const char *path) {
 
 bool ProbeGate::startWatch() {
     static_cast<void>(pthread_sigmask(SIG_BLOCK, nullptr, &before_));
-    signals_ = {};
+    const SignalSet blockedBefore(before_);
+    SignalSet signals;
     for (const int signal : kEndingSignals) {
         // A signal that was ignored or blocked when the tool was started must stay so.
         struct sigaction action = {};
         if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL &&
-            sigismember(&before_, signal) == 0) {
-            static_cast<void>(sigaddset(&signals_, signal));
+            !blockedBefore.contains(signal)) {
+            signals.add(signal);
         }
     }
     // SIGPIPE is sent to the thread that prints. It must not end the process during a probe of another thread.
-    blocked_ = signals_;
-    static_cast<void>(sigaddset(&blocked_, SIGPIPE));
-    static_cast<void>(sigaddset(&signals_, kWakeSignal));
+    SignalSet blockedNow = signals;
+    blockedNow.add(SIGPIPE);
+    blocked_ = blockedNow.get();
+    signals.add(kWakeSignal);
+    signals_ = signals.get();
     static_cast<void>(pthread_sigmask(SIG_BLOCK, &blocked_, nullptr));
     {
         const AllSignalsBlocked blocked; // inherited by the thread

@@ -6,6 +6,29 @@
 
 namespace vekinfo {
 
+/// A set of signals with numbers below 32. A sigset_t is a bit set in the C libraries of Linux: the bit n - 1 stands for the
+/// signal n. sigaddset() and sigismember() would be two more imported functions, which every start of the tool has to look
+/// up.
+class SignalSet {
+  public:
+    SignalSet() = default;
+    explicit SignalSet(const sigset_t &set) { std::memcpy(&bits_, &set, sizeof(bits_)); }
+
+    void add(int signal) { bits_ |= bitOf(signal); }
+    [[nodiscard]] bool contains(int signal) const { return (bits_ & bitOf(signal)) != 0; }
+
+    [[nodiscard]] sigset_t get() const {
+        sigset_t set = {};
+        std::memcpy(&set, &bits_, sizeof(bits_));
+        return set;
+    }
+
+  private:
+    static unsigned long bitOf(int signal) { return 1UL << static_cast<unsigned>(signal - 1); }
+
+    unsigned long bits_ = 0;
+};
+
 /// Blocks all signals for the calling thread while in scope. A thread that is started in this scope inherits the mask.
 class AllSignalsBlocked {
   public:

@@ -89,6 +89,7 @@ class LibrariesAhead : public test::TagTest {
     }
     void TearDown() override {
         release();
+        verboseFlag = 0;
         puxReleaseHandle(nullptr);
         test::TagTest::TearDown();
     }
