@@ -18,9 +18,8 @@ bool readQuietly(const EditedFile &file, OwnedInfoObj &obj) {
     if (!obj || !file.isRegular()) {
         return obj != nullptr;
     }
-    bool found = false;
     vek::LineReader lines(file.descriptor());
-    const Report report = parseLines(kKeywords, lines, nullptr, *obj, found);
+    const Report report = parseLines(kKeywords, lines, nullptr, *obj).report;
     if (report.code == TOV_SYNTAX_ERROR) {
         obj.reset();
     }

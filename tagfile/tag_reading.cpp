@@ -28,12 +28,14 @@ void TagReading::read(const char *tagPath, const char *element) {
         return;
     }
     errno = 0;
-    const Report report = readTagFile(kKeywords, tagPath, element, *obj_, found_);
-    isUsable_ = !report.isError();
+    const ParseResult result = readTagFile(kKeywords, tagPath, element, *obj_);
+    found_ = result.hasElement;
+    isUsable_ = !result.report.isError();
     if (isUsable_) {
         obj_->path = path.release();
     } else {
-        isShort_ = report.code == TOV_MEMORY_ERROR || errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+        isShort_ =
+            result.report.code == TOV_MEMORY_ERROR || errno == EMFILE || errno == ENFILE || errno == ENOMEM;
         obj_.reset();
     }
 }

@@ -103,35 +103,34 @@ void dropFromCache(TagCache &cache, const char *path) {
     }
 }
 
-Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
-                  bool &found) {
-    found = false;
+CacheSearch findOrRead(TagCache &cache, const char *tagPath, const char *element) {
     *cache.lastObject = nullptr;
-    cached = tagPath == nullptr ? nullptr : cache.objects.find(tagPath);
+    VekinfoObj *cached = tagPath == nullptr ? nullptr : cache.objects.find(tagPath);
     if (cached != nullptr) {
-        // Documented: for a file in the cache, isPresent() sets `found`. If `element` is an application entry,
+        *cache.lastObject = cached;
+        // Documented: for a file in the cache, isPresent() sets `isFound`. If `element` is an application entry,
         // isPresent() returns true if the file has an application entry with a name other than `element`. The parser,
         // in contrast, searches for `element` itself.
-        found = element == nullptr || isPresent(kKeywords, *cached, element);
-        *cache.lastObject = cached;
-        return kNoError;
+        const bool isFound = element == nullptr || isPresent(kKeywords, *cached, element);
+        return {.report = kNoError, .object = cached, .isFound = isFound};
     }
     if (tagPath == nullptr || vekFileExists(tagPath) == 0) {
-        return {.code = TOV_NO_SUCH_FILE};
+        return {.report = {.code = TOV_NO_SUCH_FILE}};
     }
     OwnedInfoObj obj = makeEmptyInfoObj();
     vek::OwnedText path = vek::copyText(tagPath);
     if (!obj || !path) {
-        return kNoMemory;
+        return {.report = kNoMemory};
     }
-    const Report report = readTagFile(kKeywords, tagPath, element, *obj, found);
-    if (!report.isError()) {
-        obj->path = path.release(); // not before readTagFile(), which may clear the object
-        cached = obj.release();
-        cache.objects.insert(cached);
-        *cache.lastObject = cached;
+    const ParseResult parsed = readTagFile(kKeywords, tagPath, element, *obj);
+    if (parsed.report.isError()) {
+        return {.report = parsed.report};
     }
-    return report;
+    obj->path = path.release(); // not before readTagFile(), which may clear the object
+    cached = obj.release();
+    cache.objects.insert(cached);
+    *cache.lastObject = cached;
+    return {.report = kNoError, .object = cached, .isFound = parsed.hasElement};
 }
 
 void resetCache(TagCache &cache) {
@@ -169,9 +168,7 @@ int tovVekinfoElementExists(const VekinfoObj *obj, const char *element) {
 }
 
 int tovGetVekinfoAtLoc(const char *tagPath, const char *element, VekinfoObj *out, int *found) {
-    VekinfoObj *cached = nullptr;
-    bool isFound = false;
-    const tov::Report report = tov::findOrRead(tov::processCache(), tagPath, element, cached, isFound);
+    const auto [report, cached, isFound] = tov::findOrRead(tov::processCache(), tagPath, element);
     if (found != nullptr) {
         *found = isFound ? 1 : 0;
     }

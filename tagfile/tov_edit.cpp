@@ -187,12 +187,11 @@ class Edit {
     /// Sets `obj_` to a copy of the cached object of the file. If the file is not in the cache, parses it into the
     /// cache first. Adds an error to the reports, but not if the file is missing.
     Report readThroughCache() {
-        VekinfoObj *cached = nullptr;
-        bool found = false;
-        Report report = findOrRead(cache_, path_, nullptr, cached, found);
+        const CacheSearch search = findOrRead(cache_, path_, nullptr);
+        Report report = search.report;
         if (!report.isError()) {
             VekinfoObj *copy = nullptr;
-            tovMakeVekinfoObj(&copy, cached);
+            tovMakeVekinfoObj(&copy, search.object);
             obj_.reset(copy);
             report = obj_ ? kNoError : kNoMemory;
         }
@@ -283,13 +282,12 @@ class Edit {
         text_ = vek::ComposedText(); // free it: the text and the entries together would need twice the memory
         if (isRegular && isWritten) {
             OwnedInfoObj written = makeEmptyInfoObj();
-            bool found = false;
             vek::LineReader lines(file_.descriptor());
             // Documented: in the cache, the added entry has exactly the value that the caller passed. In the file the
             // value can differ, for example in white space. replaceLastEntries() therefore replaces the entry that was
             // parsed from the file.
             isComplete = written && file_.rereadFromStart() &&
-                         !parseLines(keywords_, lines, nullptr, *written, found).isError() &&
+                         !parseLines(keywords_, lines, nullptr, *written).report.isError() &&
                          replaceLastEntries(*written, addedEntries_, *obj_);
             if (isComplete) {
                 swapEntries(*obj_, *written);

@@ -64,22 +64,22 @@ bool isSameFile(const struct stat &a, const struct stat &b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// Opens the directory that contains the last component of `path`.
+/// Splits `path` into the directory that contains its last component, which is opened with O_PATH, and the last
+/// component.
 /// @param base  a descriptor of the directory from which a relative `path` starts, or AT_FDCWD
-/// @param name  receives the last component of `path`; null if memory is exhausted
-/// @return an O_PATH descriptor of the directory; an invalid descriptor after an error
-vek::OwnedDescriptor openDirectoryOf(const char *path, int base, vek::OwnedText &name) {
+/// @return the location; its descriptor is invalid after an error
+FileLocation locate(const char *path, int base) {
     const std::size_t nameOffset =
         std::string_view(path).rfind('/') + 1; // 0 if there is no "/", because npos + 1 is 0
     vek::PathText directory;
-    const bool fits = directory.assign(std::string_view(path, nameOffset));
-    name = vek::copyText(path + nameOffset);
-    if (!fits || !name) {
+    vek::OwnedText name = vek::copyText(path + nameOffset);
+    if (!directory.assign(std::string_view(path, nameOffset)) || !name) {
         return {};
     }
     const char *where = directory.empty() ? "." : directory.c_str();
-    return vek::OwnedDescriptor(
-        vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+    return {.directory = vek::OwnedDescriptor(
+                vek::retryInterrupted([=] { return openat(base, where, O_PATH | O_DIRECTORY | O_CLOEXEC); })),
+            .name = std::move(name)};
 }
 
 /// Tests whether a symbolic link must not be followed, because another user may have created it to redirect the edit to
@@ -205,28 +205,28 @@ Opened EditedFile::openExisting(Opening opening, int flags) {
 /// removes a file that another process has created. O_EXCL does not follow symbolic links: if the path is a dangling
 /// symbolic link, the loop below reads the link and creates its target.
 Opened EditedFile::create(int flags) {
-    vek::PathText path; // if not absolute, it starts from `directory`
-    vek::OwnedDescriptor directory;
-    vek::OwnedText name;
+    vek::PathText path; // if not absolute, it starts from `location.directory`
+    FileLocation location;
     const bool fits = path.assign(path_);
     for (int links = 0; fits && links <= kMaxLinks; ++links) {
-        directory = openDirectoryOf(path.c_str(), directory.valid() ? directory.get() : AT_FDCWD, name);
-        if (!directory.valid()) {
+        location = locate(path.c_str(), location.directory.valid() ? location.directory.get() : AT_FDCWD);
+        if (!location.directory.valid()) {
             return Opened::NotWritable;
         }
         file_ = vek::OwnedDescriptor(vek::retryInterrupted([&] {
-            return openat(directory.get(), name.get(), O_RDWR | O_CREAT | O_EXCL | flags, kNewFileMode);
+            return openat(location.directory.get(), location.name.get(), O_RDWR | O_CREAT | O_EXCL | flags,
+                          kNewFileMode);
         }));
         if (file_.valid()) {
             isReadable_ = true;
             status_.st_mode = S_IFREG;
-            creation_ = {std::move(directory), std::move(name)};
+            creation_ = std::move(location);
             return Opened::Yes;
         }
         if (errno != EEXIST) {
             return Opened::NotWritable;
         }
-        const int error = readLink(directory.get(), name.get(), path);
+        const int error = readLink(location.directory.get(), location.name.get(), path);
         if (error != 0) {
             return error == EINVAL || error == ENOENT ? Opened::Exists : Opened::NotWritable;
         }

@@ -126,8 +126,7 @@ int tovProcessVekinfoCommand(const char *line, const char *element, int *found, 
 int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int *found) {
     VekinfoObj read = {};
     tovInitVekinfoObj(&read);
-    bool hasElement = false;
-    const tov::Report report = tov::readTagFile(tov::kKeywords, path, element, read, hasElement);
+    const auto [report, hasElement] = tov::readTagFile(tov::kKeywords, path, element, read);
     const bool hasLines = read.line > 0;
     if (hasLines) {
         obj->line = read.line;

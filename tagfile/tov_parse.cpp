@@ -96,14 +96,14 @@ Report applyWords(const Keywords &keywords, const Words &words, VekinfoObj &obj)
     return keyword->set(obj, words.value()) ? kNoError : kNoMemory;
 }
 
-Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
-                  bool &found) {
+ParseResult parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element,
+                       VekinfoObj &obj) {
+    bool hasElement = false;
     const Report report = forEachLine(lines, obj, [&](const Words &words) {
-        found = found || (element != nullptr && vek::equalNoCase(words.name(), element));
+        hasElement = hasElement || (element != nullptr && vek::equalNoCase(words.name(), element));
         return applyWords(keywords, words, obj);
     });
-    found = found && !report.isError();
-    return report;
+    return {.report = report, .hasElement = hasElement && !report.isError()};
 }
 
 Report parseText(const Keywords &keywords, const char *path, std::string_view text, OwnedInfoObj &obj) {
@@ -112,8 +112,7 @@ Report parseText(const Keywords &keywords, const char *path, std::string_view te
         return kNoMemory;
     }
     vek::LineReader lines(text);
-    bool found = false;
-    return parseLines(keywords, lines, nullptr, *obj, found);
+    return parseLines(keywords, lines, nullptr, *obj).report;
 }
 
 const Keyword *findRejected(const Keywords &keywords, std::string_view text) {

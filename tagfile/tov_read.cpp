@@ -38,42 +38,41 @@ bool hasChanged(int file, const struct stat &before) {
             after.st_mtim.tv_nsec != before.st_mtim.tv_nsec);
 }
 
-Report parseFile(const Keywords &keywords, int file, const char *element, VekinfoObj &obj, bool &found) {
+ParseResult parseFile(const Keywords &keywords, int file, const char *element, VekinfoObj &obj) {
     vek::LineReader lines(file);
-    return parseLines(keywords, lines, element, obj, found);
+    return parseLines(keywords, lines, element, obj);
 }
 
 } // namespace
 
-Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
-                   bool &found) {
+ParseResult readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj) {
     // O_NONBLOCK: without this flag, open() of a named pipe would block until another process opens the pipe for
     // writing.
     const vek::OwnedDescriptor file(
         vek::retryInterrupted([path] { return open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
     struct stat status = {};
     if (!file.valid() || fstat(file.get(), &status) != 0) {
-        return kCannotRead;
+        return {.report = kCannotRead};
     }
     if (!S_ISREG(status.st_mode)) {
-        return kNoError; // treat a directory, pipe or device as an empty file: reading a pipe could block
+        return {}; // no error: treat a directory, pipe or device as an empty file: reading a pipe could block
     }
     if (!isRecent(status)) {
-        const Report report = parseFile(keywords, file.get(), element, obj, found);
+        const ParseResult result = parseFile(keywords, file.get(), element, obj);
         if (!hasChanged(file.get(), status)) {
-            return report;
+            return result;
         }
         toviClearInfoObj(&obj);
-        found = false;
         if (lseek(file.get(), 0, SEEK_SET) != 0) {
-            return kCannotRead; // Not reached: lseek() to the start of a regular file does not fail
+            return {.report =
+                        kCannotRead}; // Not reached: lseek() to the start of a regular file does not fail
         }
     }
     // The result of acquire() is ignored: if the lock is not granted within kReadWaitMs, the file is read without the
     // lock.
     FileLock lock;
     static_cast<void>(lock.acquire(file.get(), LockKind::Shared, Deadline(kReadWaitMs)));
-    return parseFile(keywords, file.get(), element, obj, found);
+    return parseFile(keywords, file.get(), element, obj);
 }
 
 } // namespace tov

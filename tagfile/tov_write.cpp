@@ -136,19 +136,19 @@ Opened writeFile(const char *path, Opening opening, std::string_view text) {
     return result;
 }
 
-/// Stores a deep copy of `obj` in `copy`, so that the copy can be added to the cache.
+/// Makes a deep copy of `obj` for the cache.
 /// @param path  the path of the tag file, which replaces the path of `obj` in the copy
-/// @return false if memory is exhausted
-bool copyForCache(const VekinfoObj &obj, const char *path, OwnedInfoObj &copy) {
-    VekinfoObj *made = nullptr;
-    tovMakeVekinfoObj(&made, &obj);
-    copy.reset(made);
-    if (!copy) {
-        return false;
+/// @return the copy; null if memory is exhausted
+OwnedInfoObj copyForCache(const VekinfoObj &obj, const char *path) {
+    VekinfoObj *copy = nullptr;
+    tovMakeVekinfoObj(&copy, &obj);
+    OwnedInfoObj owned(copy);
+    if (!owned) {
+        return nullptr;
     }
-    std::free(copy->path);
-    copy->path = vek::copyText(path).release();
-    return copy->path != nullptr;
+    std::free(owned->path);
+    owned->path = vek::copyText(path).release();
+    return owned->path == nullptr ? nullptr : std::move(owned);
 }
 
 /// Composes the text of the tag file `path` from `obj`, writes the file and updates the object in the cache. Does not
@@ -162,11 +162,16 @@ Report updateFile(const char *path, const VekinfoObj &obj, Reports &reports) {
         return kCannotWrite;
     }
     TagCache &cache = processCache();
-    const bool isCached = cache.objects.find(path) != nullptr;
     OwnedInfoObj copy;
-    if (isCached && !(hasAllLines ? copyForCache(obj, path, copy)
-                                  : !parseText(kKeywords, path, text.view(), copy).isError())) {
-        return kNoMemory;
+    if (cache.objects.find(path) != nullptr) {
+        if (hasAllLines) {
+            copy = copyForCache(obj, path);
+        } else if (parseText(kKeywords, path, text.view(), copy).isError()) {
+            copy.reset();
+        }
+        if (!copy) {
+            return kNoMemory;
+        }
     }
     if (writeFile(path, Opening::CreateIfMissing, text.view()) != Opened::Yes) {
         return kCannotWrite;

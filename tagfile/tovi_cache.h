@@ -67,15 +67,19 @@ TagCache &processCache();
 /// takes the table of keywords as an argument.
 bool isPresent(const Keywords &keywords, const VekinfoObj &obj, const char *element);
 
+/// Result of findOrRead().
+struct CacheSearch {
+    Report report;                ///< kNoError, or the error because of which there is no object
+    VekinfoObj *object = nullptr; ///< the cached object; null after an error
+    bool isFound = false; ///< whether the file defines the entry; see tovGetVekinfoAtLoc() for the exact rule
+};
+
 /// Finds the object of the tag file `tagPath` in `cache`. If it is not there, parses the file and adds the object to
 /// `cache`. Unlike tovGetVekinfoAtLoc(), does not call an error handler, so the caller must report the error.
 /// @param element  the name of an entry, or null
-/// @param cached   receives the cached object if there is no error
-/// @param found    receives true if the file defines `element`; see tovGetVekinfoAtLoc() for the exact rule
-/// @return kNoError; TOV_NO_SUCH_FILE with a null text, which the caller must not report, because a tag file may be
-///         missing; or the error of reading the file
-Report findOrRead(TagCache &cache, const char *tagPath, const char *element, VekinfoObj *&cached,
-                  bool &found);
+/// @return the object. The report can be TOV_NO_SUCH_FILE with a null text, which the caller must not report, because a
+///         tag file may be missing; or the error of reading the file
+CacheSearch findOrRead(TagCache &cache, const char *tagPath, const char *element);
 
 /// Stores `obj` in the cache. If an object with the same path is already cached, replaces only those fields of the
 /// cached object that differ from `obj`. The cached object and its unchanged strings keep their addresses, because

@@ -33,6 +33,13 @@ enum class Opened {
 /// Result of EditedFile::readContent().
 enum class ContentRead { Done, Failed, NoMemory };
 
+/// Location of a file: a descriptor of its directory, and its name in this directory. Unlike a path, it remains valid if
+/// the directory is renamed.
+struct FileLocation {
+    vek::OwnedDescriptor directory;
+    vek::OwnedText name;
+};
+
 class EditedFile {
   public:
     /// @param path  the path of a tag file or of a symbolic link to one. The string is not copied, so it must exist as
@@ -88,14 +95,6 @@ class EditedFile {
     void removeIfNew();
 
   private:
-    /// Location of a file that open() created: a descriptor of the directory, and the name of the file in it.
-    /// removeIfNew() does not use the path, because the path may name another file later, for example after a directory
-    /// is renamed.
-    struct Creation {
-        vek::OwnedDescriptor directory;
-        vek::OwnedText name;
-    };
-
     [[nodiscard]] std::optional<Opened> tryOpen(Opening opening, const Deadline &deadline);
     [[nodiscard]] Opened openExisting(Opening opening, int flags);
     [[nodiscard]] Opened create(int flags);
@@ -114,7 +113,7 @@ class EditedFile {
     bool isReadable_ = true;
     bool isNew_ = false;
     bool isRestored_ = true;
-    Creation creation_;
+    FileLocation creation_; ///< the location of the file if open() created it, for removeIfNew()
     vek::OwnedText content_;
     std::size_t contentSize_ = 0;
     char lastByte_ = '\n';

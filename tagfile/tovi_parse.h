@@ -69,11 +69,8 @@ Report forEachLine(vek::LineReader &lines, VekinfoObj &obj, Apply apply) {
 /// Parses all lines and adds their settings to `obj`, up to the first error. Sets `obj.line` to the number of lines
 /// read.
 /// @param element  the name of an entry to search for, or null
-/// @param found    set to true if the first word of a line is `element`; set to false after an error; otherwise
-///                 unchanged
-/// @return kNoError, or the error that ended parsing
-Report parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element, VekinfoObj &obj,
-                  bool &found);
+ParseResult parseLines(const Keywords &keywords, vek::LineReader &lines, const char *element,
+                       VekinfoObj &obj);
 
 /// Parses `text`, the whole content of a tag file, into a new object.
 /// @param path  the path that the new object contains; may be null

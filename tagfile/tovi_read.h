@@ -13,11 +13,7 @@ namespace tov {
 /// 60 s, or changes while it is read, another process may be editing it; the file is then read under a shared lock. A
 /// file that is not a regular file is treated as an empty file.
 /// @param element  the name of an entry to search for, or null
-/// @param found    set to true if the first word of a line is `element`; set to false after an error; otherwise
-///                 unchanged
-/// @return kNoError, or the error that ended reading
-Report readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj,
-                   bool &found);
+ParseResult readTagFile(const Keywords &keywords, const char *path, const char *element, VekinfoObj &obj);
 
 } // namespace tov
 

@@ -32,6 +32,13 @@ inline constexpr Report kNoError = {};
 inline constexpr Report kNoMemory = {TOV_MEMORY_ERROR, "while allocating vekinfo Obj."};
 inline constexpr Report kCannotRead = {TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", Naming::File};
 
+/// Result of parsing a tag file in a search for an entry.
+struct ParseResult {
+    Report report = kNoError; ///< kNoError, or the error that ended parsing
+    bool hasElement =
+        false; ///< whether the first word of a line is the name of the entry; false after an error
+};
+
 /// A list of error reports that have not been passed to tovPrintError() yet, in the order in which add() received them.
 class Reports {
   public:

@@ -98,9 +98,10 @@ class AddedKeyword : public test::TagTest {
 
     tov::Report parse(const std::string &text, const char *element = nullptr) {
         obj = test::emptyTagObject();
-        isFound = false;
         vek::LineReader lines(text);
-        return tov::parseLines(keywords(), lines, element, *obj, isFound);
+        const tov::ParseResult result = tov::parseLines(keywords(), lines, element, *obj);
+        isFound = result.hasElement;
+        return result.report;
     }
     [[nodiscard]] std::string written() const {
         vek::ComposedText text;

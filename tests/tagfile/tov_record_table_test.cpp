@@ -178,11 +178,10 @@ TEST(TagCacheTest, ASecondCacheIsIndependentOfTheGlobals) {
     std::array<PathlinkObj *, TOVI_BUCKETS> links = {};
     VekinfoObj *last = nullptr;
     tov::TagCache cache(objects.data(), links.data(), &last);
-    VekinfoObj *cached = nullptr;
-    bool found = false;
-    ASSERT_FALSE(tov::findOrRead(cache, "/dev/null", nullptr, cached, found).isError());
-    EXPECT_EQ(cached, last);
-    EXPECT_EQ(cached, objects[tov::bucketOf("/dev/null")]);
+    const tov::CacheSearch search = tov::findOrRead(cache, "/dev/null", nullptr);
+    ASSERT_FALSE(search.report.isError());
+    EXPECT_EQ(search.object, last);
+    EXPECT_EQ(search.object, objects[tov::bucketOf("/dev/null")]);
     EXPECT_EQ(nullptr, tempVekinfoFromHash);
     EXPECT_EQ(nullptr, vekinfoHashTable[tov::bucketOf("/dev/null")]);
     tov::resetCache(cache);
