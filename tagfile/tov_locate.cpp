@@ -112,14 +112,17 @@ class UpwardWalk {
                 }
             }
             directory_.truncate(size);
-            if (const std::optional<int> result = moveToParent(); result) {
-                return *result;
+            if (const int result = moveToParent(); result != kContinue) {
+                return result;
             }
         }
         return TOV_OK;
     }
 
   private:
+    /// A result of moveToParent() that does not end the search. No TOV_ code is negative.
+    static constexpr int kContinue = -1;
+
     /// Tests whether `directory_` is on the same file system as the start of the search: compares `st_dev` with that of
     /// the first directory of the search that exists.
     /// @return false if `directory_` exists and is on another file system
@@ -135,8 +138,8 @@ class UpwardWalk {
     }
 
     /// Replaces `directory_` by its parent directory. If the parent is a symbolic link, follows the link.
-    /// @return nullopt to continue the search in the new `directory_`; otherwise the result of the search
-    std::optional<int> moveToParent() {
+    /// @return kContinue to continue the search in the new `directory_`; otherwise the result of the search
+    int moveToParent() {
         const std::size_t slash = directory_.view().rfind('/');
         if (slash == std::string_view::npos || (canBeRoot_ && vekIsRoot(directory_.c_str()) != 0)) {
             return TOV_OK;
@@ -146,25 +149,25 @@ class UpwardWalk {
         // either, so the next call need not test that path.
         canBeRoot_ = vekIsRoot(directory_.c_str()) != 0;
         if (canBeRoot_) {
-            return std::nullopt; // the tag file of the root directory is searched last
+            return kContinue; // the tag file of the root directory is searched last
         }
         directory_.truncate(slash);
-        return directory_.empty() ? std::optional(TOV_OK) : followLink();
+        return directory_.empty() ? TOV_OK : followLink();
     }
 
     /// If `directory_` is a symbolic link, replaces `directory_` by the target of the link. A cache stores the target,
     /// so that readlink() is called only once for each link.
-    /// @return nullopt to continue the search in `directory_`; otherwise the result of the search
-    std::optional<int> followLink() {
+    /// @return kContinue to continue the search in `directory_`; otherwise the result of the search
+    int followLink() {
         const PathlinkObj *link = links_.size() == 0 ? nullptr : links_.find(directory_.c_str());
         if (link == nullptr) {
             if (lstat(directory_.c_str(), &status_) == 0 && !S_ISLNK(status_.st_mode)) {
                 hasStatus_ = true;
-                return std::nullopt;
+                return kContinue;
             }
             const LinkRead read = readAndCacheLink(directory_, start_, links_);
             if (read.link == nullptr) {
-                return read.code == TOV_OK ? std::nullopt : std::optional(read.code);
+                return read.code == TOV_OK ? kContinue : read.code;
             }
             link = read.link;
         }
@@ -175,7 +178,7 @@ class UpwardWalk {
             return TOV_OK;
         }
         canBeRoot_ = true;
-        return std::nullopt;
+        return kContinue;
     }
 
     RecordTable<PathlinkObj> &links_ = processCache().links;
