@@ -49,9 +49,9 @@ struct PathResult {
     bool operator==(const PathResult &) const = default;
 };
 
-inline std::ostream &operator<<(std::ostream &out, const PathResult &answer) {
-    return out << "{" << answer.status << ", \"" << answer.path << "\" (" << answer.path.size() << "), \""
-               << answer.error << "\" (" << answer.error.size() << ")}";
+inline std::ostream &operator<<(std::ostream &out, const PathResult &result) {
+    return out << "{" << result.status << ", \"" << result.path << "\" (" << result.path.size() << "), \""
+               << result.error << "\" (" << result.error.size() << ")}";
 }
 
 inline PathResult made(const std::string &path) {

@@ -2,7 +2,6 @@
 
 #include "libdef/language/ryni_parse.h"
 
-#include "libdef/registry/ryni_attributes.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -484,23 +483,6 @@ TEST(RynAssign, ManyAttributesAreListedNewestFirst) {
         attribute = attribute->next;
     }
     EXPECT_EQ(attribute, nullptr);
-}
-
-TEST(RynAssign, ManyAttributesAreFoundWithoutMemoryForTheirIndex) {
-    Definitions definitions;
-    ASSERT_EQ(definitions.load("DEFINE lib a\n"), RYN_OK);
-    rynLibrary *const library = definitions.library("lib");
-    for (int i = 0; i < 20; ++i) {
-        test::faults::failAllocation(3); // after the record and the value
-        ASSERT_TRUE(ryn::setAttribute(*library, "A" + std::to_string(i), "v", nullptr, i));
-        test::faults::reset();
-    }
-    for (int i = 0; i < 20; ++i) {
-        const rynAttribute *const attribute = ryn::findAttribute(*library, "A" + std::to_string(i));
-        ASSERT_NE(attribute, nullptr) << i;
-        EXPECT_EQ(attribute->line, i);
-    }
-    EXPECT_EQ(ryn::findAttribute(*library, "A20"), nullptr);
 }
 
 } // namespace

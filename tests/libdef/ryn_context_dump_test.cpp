@@ -155,10 +155,10 @@ TEST(ContextDump, OfNoContext) {
 TEST(ContextDump, OfAnUnknownType) {
     for (const int type : {9, 10, 2'000'000'000, -1}) {
         const rynContext context = {nullptr, type, nullptr, nullptr};
-        std::array<char, 100> wanted = {};
-        std::snprintf(wanted.data(), wanted.size(), "Invalid context type %d at 0x%08x\n", type,
+        std::array<char, 100> expected = {};
+        std::snprintf(expected.data(), expected.size(), "Invalid context type %d at 0x%08x\n", type,
                       static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&context)));
-        EXPECT_EQ(dumpOf(&context), wanted.data());
+        EXPECT_EQ(dumpOf(&context), expected.data());
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include "libdef/registry/ryni_registry.h"
 
-#include "libdef/language/ryni_parse.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/capture.h"
@@ -22,7 +21,7 @@ using test::recorded;
 
 namespace {
 
-/// The dump from "Hash Table Stats:" or the consistency checks on.
+/// The part of the dump that begins with "Hash Table Stats:" or the consistency checks.
 std::string behindLibraries(const std::string &dump) {
     const std::size_t stats = dump.find("\nHash Table Stats:\n");
     const std::size_t error = dump.find("ERROR: ");
@@ -209,7 +208,7 @@ TEST(RynDump, BucketsAreInOrderWithTheNewestNameFirst) {
     ASSERT_EQ(definitions.load("DEFINE \xff z\nDEFINE lib a\nDEFINE \x01 b\nDEFINE \"\" c\nDEFINE 0a d\n"
                                "DEFINE \x10\x7f e\nDEFINE \x80\x7f f\n"),
               0);
-    // The empty name stands before "\xff".
+    // The empty name is before "\xff" in the bucket.
     EXPECT_EQ(behindLibraries(definitions.dump()),
               "\nHash Table Stats:\n  0 \xff\n  1 0a\x01lib\n 95 \x10\x7f\n128 \x80\x7f\n\n");
 }

@@ -62,8 +62,8 @@ TEST_F(FullPath, ReplacesAVariableByItsValue) {
 
 TEST_F(FullPath, NameWithoutBracesHasLettersDigitsAndUnderscores) {
     setEnvironment({{"A_9z", "/v"}, {"A_9", "/short"}});
-    for (const std::string behind : {"-x", ".x", "/x", "}x", ")x", "\xE4x", "@x", "[x", "`x", "{x", ":x"}) {
-        EXPECT_EQ(made("/v" + behind), full("$A_9z" + behind, "/w")) << behind;
+    for (const std::string rest : {"-x", ".x", "/x", "}x", ")x", "\xE4x", "@x", "[x", "`x", "{x", ":x"}) {
+        EXPECT_EQ(made("/v" + rest), full("$A_9z" + rest, "/w")) << rest;
     }
     EXPECT_EQ(made("/v-/short"), full("$A_9z-$A_9", "/w"));
 }
@@ -174,12 +174,12 @@ TEST_F(FullPathInInstallation, ThisFileInstRootUsesTheFileOpenedLast) {
     box.file("two/lib/deep/vek.lib", "");
     box.file("one/lib/vek.lib", "DEFINE before $(compute:THIS_FILE_INST_ROOT)/x\n"
                                 "INCLUDE ../../two/lib/deep/vek.lib\n"
-                                "DEFINE behind $(compute:THIS_FILE_INST_ROOT)/x\n");
+                                "DEFINE after $(compute:THIS_FILE_INST_ROOT)/x\n");
     definitions.release();
     ASSERT_EQ(RYN_OK, rynInit("one/lib/vek.lib", 0, test::recordWarning, nullptr, &definitions.handle));
     EXPECT_EQ(at("one/x"), definitions.library("before")->fullPath);
     // The last record of the registry is that of the included file.
-    EXPECT_EQ(at("two/x"), definitions.library("behind")->fullPath);
+    EXPECT_EQ(at("two/x"), definitions.library("after")->fullPath);
     EXPECT_EQ(made(at("two")), full("$(compute:THIS_FILE_INST_ROOT)", "/w"));
 }
 
@@ -570,9 +570,9 @@ TEST_F(FullPath, RandomBytesGiveADocumentedResult) {
         for (unsigned long size = random() % 24; size > 0; --size) {
             text += letters[random() % letters.size()];
         }
-        const test::PathResult answer = full(text, at(""));
-        EXPECT_TRUE(answer.status == RYN_OK || answer.status == RYN_INVALID_PATH) << text;
-        EXPECT_TRUE(answer.path == text || answer.status != RYN_OK || answer.path[0] == '/') << text;
+        const test::PathResult result = full(text, at(""));
+        EXPECT_TRUE(result.status == RYN_OK || result.status == RYN_INVALID_PATH) << text;
+        EXPECT_TRUE(result.path == text || result.status != RYN_OK || result.path[0] == '/') << text;
     }
 }
 
@@ -597,11 +597,11 @@ TEST_F(FullPathInInstallation, ReportsEveryFailedAllocation) {
             vekiRootPath = nullptr;
             const int before = faults::count("malloc");
             faults::failAllocation(nth);
-            const test::PathResult answer = full(text, at(""));
+            const test::PathResult result = full(text, at(""));
             const bool failed = faults::count("malloc") - before >= nth;
             faults::failAllocation(1 << 30);
-            if (answer != expected) {
-                EXPECT_EQ(failure(RYN_MEMORY_ERROR, text), answer) << text << " at " << nth;
+            if (result != expected) {
+                EXPECT_EQ(failure(RYN_MEMORY_ERROR, text), result) << text << " at " << nth;
             }
             if (!failed) {
                 break;

@@ -95,13 +95,13 @@ NameList reversed(NameList names) {
 }
 
 /// The deep list of the view "c/v" in the directory 'l' or 'e', with a given limit; failed() after a failure.
-NameList deepWithin(const Project &project, char place, const vek::LinkLimit &limit) {
+NameList deepWithin(const Project &project, char letter, const vek::LinkLimit &limit) {
     const std::string temporary = project.path("etmp/c/v");
     ryn::Sources sources;
     sources.library = project.record();
     sources.names = {.cell = "c", .view = "v"};
     vek::OwnedSpec spec;
-    if (place == 'l') {
+    if (letter == 'l') {
         EXPECT_EQ(ryn::makeSpec(project.handle, *sources.library, sources.names, spec), RYN_OK);
         sources.spec = spec.get();
     } else {
@@ -229,11 +229,12 @@ TEST(ShallowList, SelectsLegalOrOtherNamesByName) {
         project.putDirectory("l", level + "dir");
         project.putDirectory("l", level + "dir.d");
         project.box.link("lib/" + level + "broken", "nowhere").link("lib/" + level + "broken.l", "nowhere");
-        NameList wanted = diskIterator(type).legal ? NameList{"Cell_1", "a@b#c", "dir", "broken"}
-                                                   : NameList{"x.y",  ".hidden", "...",   "..a",     "sp ace",
-                                                              "\xe4", "100%",    "dir.d", "broken.l"};
-        std::sort(wanted.begin(), wanted.end());
-        EXPECT_EQ(gathered(project, type), wanted) << type;
+        NameList expected =
+            diskIterator(type).legal
+                ? NameList{"Cell_1", "a@b#c", "dir", "broken"}
+                : NameList{"x.y", ".hidden", "...", "..a", "sp ace", "\xe4", "100%", "dir.d", "broken.l"};
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(gathered(project, type), expected) << type;
     }
 }
 
@@ -252,13 +253,13 @@ TEST(ShallowList, ReverseReadingOrderWithTemporaryNamesFirst) {
         const std::string level = levelOf(type);
         const std::string suffix = diskIterator(type).legal ? "" : ".x";
         for (int i = 0; i < 40; ++i) {
-            for (const char *place : {"l", "i", "e"}) {
-                project.put(place, level + place + std::to_string(i) + suffix);
+            for (const char *letter : {"l", "i", "e"}) {
+                project.put(letter, level + letter + std::to_string(i) + suffix);
             }
         }
         NameList discovered;
-        for (const char place : {'l', 'i', 'e'}) {
-            const NameList names = readingOrder(Project::directoryOf(place) + "/" + level);
+        for (const char letter : {'l', 'i', 'e'}) {
+            const NameList names = readingOrder(Project::directoryOf(letter) + "/" + level);
             discovered.insert(discovered.end(), names.begin(), names.end());
         }
         EXPECT_EQ(discovered.size(), 120U);
@@ -304,10 +305,10 @@ TEST(ShallowList, ComparesNamesExactly) {
 
 TEST(ShallowList, FindsEachOfManyNamesOnce) {
     Project project("IE");
-    std::set<std::string> wanted;
+    std::set<std::string> expected;
     for (int i = 0; i < 3000; ++i) {
         const std::string name = "cell" + std::to_string(i);
-        wanted.insert(name);
+        expected.insert(name);
         project.put(i % 2 == 0 ? "l" : "i", name);
         if (i % 3 == 0) {
             project.put("e", name);
@@ -316,7 +317,7 @@ TEST(ShallowList, FindsEachOfManyNamesOnce) {
             project.put("li", name);
         }
     }
-    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), NameList(wanted.begin(), wanted.end()));
+    EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELLS), NameList(expected.begin(), expected.end()));
 }
 
 TEST(ShallowList, AcceptsNamesOf255Bytes) {
@@ -356,14 +357,14 @@ TEST(List, FailedOpenEndsTheBuild) {
         int code;
     };
     for (const int type : {1, 2, 3, 4, 5, 6}) {
-        for (const char *place : {"l", "i", "e"}) {
+        for (const char *letter : {"l", "i", "e"}) {
             for (const Row &row : {Row{EACCES, RYN_PERMISSION_DENIED}, Row{ENOENT, RYN_SYSTEM_ERROR},
                                    Row{EMFILE, RYN_SYSTEM_ERROR}, Row{EPERM, RYN_SYSTEM_ERROR}}) {
                 Project project("IE");
                 project.putDirectory("lie", levelOf(type));
                 project.put("lie", levelOf(type) + "name");
-                faults::fail("opendir", place[0] == 'l' ? 1 : place[0] == 'i' ? 2 : 3, row.error);
-                EXPECT_EQ(gathered(project, type), failed(row.code)) << type << place;
+                faults::fail("opendir", letter[0] == 'l' ? 1 : letter[0] == 'i' ? 2 : 3, row.error);
+                EXPECT_EQ(gathered(project, type), failed(row.code)) << type << letter;
                 EXPECT_EQ(recorded.fatals, ErrorReports{});
             }
         }
@@ -372,12 +373,12 @@ TEST(List, FailedOpenEndsTheBuild) {
 
 TEST(List, UnreadableDirectoryEndsTheBuild) {
     for (const int type : {1, 2, 3, 4, 5, 6}) {
-        for (const char place : {'l', 'i', 'e'}) {
+        for (const char letter : {'l', 'i', 'e'}) {
             Project project("IE", Existence::Unchecked);
             project.putDirectory("lie", levelOf(type));
-            chmod((Project::directoryOf(place) + "/" + levelOf(type)).c_str(), 0311);
+            chmod((Project::directoryOf(letter) + "/" + levelOf(type)).c_str(), 0311);
             Project::asUnprivileged(
-                [&] { EXPECT_EQ(gathered(project, type), failed(RYN_PERMISSION_DENIED)) << type << place; });
+                [&] { EXPECT_EQ(gathered(project, type), failed(RYN_PERMISSION_DENIED)) << type << letter; });
         }
     }
 }
@@ -398,16 +399,16 @@ TEST(List, ReadErrorEndsTheDirectory) {
 // ---- deep lists
 
 TEST(DeepList, HasEveryFileByItsRelativePath) {
-    for (const char *place : {"l", "i", "e"}) {
+    for (const char *letter : {"l", "i", "e"}) {
         Project project("IE");
         project.putDirectory("lie", "c/v");
         for (const char *file : {"a/b/c.txt", "a/x", "top", ".hidden", "a/...", "legal", "z/y/x/w/v/u"}) {
-            project.put(place, std::string("c/v/") + file);
+            project.put(letter, std::string("c/v/") + file);
         }
-        project.putDirectory(place, "c/v/empty/also");
+        project.putDirectory(letter, "c/v/empty/also");
         EXPECT_EQ(gathered(project, kDeep),
                   (NameList{".hidden", "a/...", "a/b/c.txt", "a/x", "legal", "top", "z/y/x/w/v/u"}))
-            << place;
+            << letter;
     }
 }
 
@@ -429,14 +430,14 @@ TEST(DeepList, PathInSeveralDirectoriesAppearsOnce) {
 }
 
 TEST(DeepList, ReverseOrderOfADepthFirstWalk) {
-    for (const char *place : {"l", "e"}) {
-        Project project(place[0] == 'e' ? "E" : "");
+    for (const char *letter : {"l", "e"}) {
+        Project project(letter[0] == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
         for (const char *file : {"1", "2/a", "2/b/x", "2/b/y", "2/c", "3", "4/z", "5"}) {
-            project.put(place, std::string("c/v/") + file);
+            project.put(letter, std::string("c/v/") + file);
         }
         NameList discovered;
-        const std::string top = Project::directoryOf(place[0]) + "/c/v";
+        const std::string top = Project::directoryOf(letter[0]) + "/c/v";
         const std::function<void(const std::string &)> walk = [&](const std::string &prefix) {
             for (const std::string &name : readingOrder(top + "/" + prefix)) {
                 if (std::filesystem::is_directory(top + "/" + prefix + name)) {
@@ -449,18 +450,18 @@ TEST(DeepList, ReverseOrderOfADepthFirstWalk) {
         walk("");
         Iteration iteration;
         ASSERT_EQ(iteration.begin(project, kDeep), RYN_OK);
-        EXPECT_EQ(iteration.rest(), reversed(discovered)) << place;
+        EXPECT_EQ(iteration.rest(), reversed(discovered)) << letter;
     }
 }
 
 TEST(DeepList, FollowsLinksToDirectoriesAndListsOtherLinks) {
-    for (const char place : {'l', 'e'}) {
-        Project project(place == 'e' ? "E" : "");
+    for (const char letter : {'l', 'e'}) {
+        Project project(letter == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
-        const std::string top = Project::directoryOf(place) + "/c/v/";
+        const std::string top = Project::directoryOf(letter) + "/c/v/";
         project.box.file("other/x", "").link(top + "dir", project.path("other")).link(top + "file", "dir/x");
         project.box.fifo(top + "fifo");
-        EXPECT_EQ(gathered(project, kDeep), (NameList{"dir/x", "fifo", "file"})) << place;
+        EXPECT_EQ(gathered(project, kDeep), (NameList{"dir/x", "fifo", "file"})) << letter;
     }
 }
 
@@ -474,16 +475,16 @@ TEST(DeepList, BrokenLinkInTemporaryDirectoryEndsTheBuild) {
 }
 
 TEST(DeepList, FailedStatInTemporaryDirectoryEndsTheBuild) {
-    for (const char place : {'l', 'e'}) {
-        Project project(place == 'e' ? "E" : "", Existence::Unchecked);
+    for (const char letter : {'l', 'e'}) {
+        Project project(letter == 'e' ? "E" : "", Existence::Unchecked);
         project.putDirectory("le", "c/v");
-        project.put(std::string(1, place), "c/v/s/file");
-        project.putDirectory(std::string(1, place), "c/v/s/dir");
-        chmod((Project::directoryOf(place) + "/c/v/s").c_str(), 0444); // readable, not searchable
+        project.put(std::string(1, letter), "c/v/s/file");
+        project.putDirectory(std::string(1, letter), "c/v/s/dir");
+        chmod((Project::directoryOf(letter) + "/c/v/s").c_str(), 0444); // readable, not searchable
         const auto expectAll = [&] {
             Project::asUnprivileged([&] {
                 EXPECT_EQ(gathered(project, kDeep),
-                          place == 'l' ? (NameList{"s/dir", "s/file"}) : failed(RYN_PERMISSION_DENIED));
+                          letter == 'l' ? (NameList{"s/dir", "s/file"}) : failed(RYN_PERMISSION_DENIED));
             });
         };
         expectAll();
@@ -494,15 +495,15 @@ TEST(DeepList, FailedStatInTemporaryDirectoryEndsTheBuild) {
 }
 
 TEST(DeepList, UnreadableSubdirectoryEndsTheBuild) {
-    for (const char place : {'l', 'e'}) {
-        Project project(place == 'e' ? "E" : "");
+    for (const char letter : {'l', 'e'}) {
+        Project project(letter == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
-        project.put(std::string(1, place), "c/v/s/file");
-        chmod((Project::directoryOf(place) + "/c/v/s").c_str(), 0111);
+        project.put(std::string(1, letter), "c/v/s/file");
+        chmod((Project::directoryOf(letter) + "/c/v/s").c_str(), 0111);
         Project::asUnprivileged(
-            [&] { EXPECT_EQ(gathered(project, kDeep), failed(RYN_PERMISSION_DENIED)) << place; });
-        faults::fail("opendir", place == 'l' ? 2 : 3, ENOENT);
-        EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR)) << place;
+            [&] { EXPECT_EQ(gathered(project, kDeep), failed(RYN_PERMISSION_DENIED)) << letter; });
+        faults::fail("opendir", letter == 'l' ? 2 : 3, ENOENT);
+        EXPECT_EQ(gathered(project, kDeep), failed(RYN_SYSTEM_ERROR)) << letter;
     }
 }
 
@@ -543,12 +544,12 @@ TEST(DeepList, TemporarySideCallsStatOncePerDirectory) {
 
 TEST(DeepList, IsTheSameWithoutEntryTypes) {
     Project project("IE");
-    for (const char place : {'l', 'i', 'e'}) {
-        const std::string top = Project::directoryOf(place) + "/c/v/";
-        project.put(std::string(1, place), "c/v/a/b/file");
-        project.put(std::string(1, place), "c/v/top");
+    for (const char letter : {'l', 'i', 'e'}) {
+        const std::string top = Project::directoryOf(letter) + "/c/v/";
+        project.put(std::string(1, letter), "c/v/a/b/file");
+        project.put(std::string(1, letter), "c/v/top");
         project.box.fifo(top + "a/fifo").link(top + "link", "a").link(top + "a/file", "../top");
-        project.box.file(top + "only" + place, "");
+        project.box.file(top + "only" + letter, "");
     }
     project.box.link("lib/c/v/broken", "nowhere").link("lib/c/v/self", "self").link("lib/c/v/loop", ".");
     Iteration iteration;
@@ -564,15 +565,15 @@ TEST(DeepList, FollowsACycleOfLinksUntilEloop) {
     Project project;
     project.put("l", "c/v/f");
     project.box.link("lib/c/v/l", ".");
-    NameList wanted = {"f"};
+    NameList expected = {"f"};
     std::string prefix;
     for (int links = 1; links <= 40; ++links) {
         prefix += "l/";
-        wanted.push_back(prefix + "f");
+        expected.push_back(prefix + "f");
     }
-    wanted.push_back(prefix + "l"); // ELOOP: listed as a file
-    std::sort(wanted.begin(), wanted.end());
-    EXPECT_EQ(gathered(project, kDeep), wanted);
+    expected.push_back(prefix + "l"); // ELOOP: listed as a file
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(gathered(project, kDeep), expected);
 }
 
 TEST(DeepList, CycleInTemporaryDirectoryEndsTheBuild) {
@@ -621,16 +622,16 @@ TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
     project.box.file("chain/" + std::to_string(kSteps) + "/f", "");
     const std::uint64_t ways = 1 + 126;
     const std::uint64_t links = 1 + 12;
-    for (const char place : {'l', 'e'}) {
-        project.box.link(Project::directoryOf(place) + "/c/v/chain", project.path("chain/0"));
+    for (const char letter : {'l', 'e'}) {
+        project.box.link(Project::directoryOf(letter) + "/c/v/chain", project.path("chain/0"));
         for (const bool hidden : {false, true}) {
             test::hideEntryTypes(hidden);
             recorded.fatals.clear();
-            EXPECT_EQ(deepWithin(project, place, {.ways = ways, .waysPerLink = 0}).size(), 64U);
-            EXPECT_EQ(deepWithin(project, place, {.ways = ways - 1, .waysPerLink = 0}),
+            EXPECT_EQ(deepWithin(project, letter, {.ways = ways, .waysPerLink = 0}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, letter, {.ways = ways - 1, .waysPerLink = 0}),
                       failed(RYN_SYSTEM_ERROR));
-            EXPECT_EQ(deepWithin(project, place, {.ways = ways - links, .waysPerLink = 1}).size(), 64U);
-            EXPECT_EQ(deepWithin(project, place, {.ways = ways - links - 1, .waysPerLink = 1}),
+            EXPECT_EQ(deepWithin(project, letter, {.ways = ways - links, .waysPerLink = 1}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, letter, {.ways = ways - links - 1, .waysPerLink = 1}),
                       failed(RYN_SYSTEM_ERROR));
             EXPECT_EQ(recorded.fatals, ErrorReports{});
         }
@@ -639,10 +640,10 @@ TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
 
 TEST(DeepList, CountsTheWaysOfEachSourceSeparately) {
     Project project("IE");
-    for (const char place : {'l', 'i', 'e'}) {
-        project.putDirectory(std::string(1, place), "c/v");
-        project.box.file("other/" + std::string(1, place), "");
-        project.box.link(Project::directoryOf(place) + "/c/v/link", project.path("other"));
+    for (const char letter : {'l', 'i', 'e'}) {
+        project.putDirectory(std::string(1, letter), "c/v");
+        project.box.file("other/" + std::string(1, letter), "");
+        project.box.link(Project::directoryOf(letter) + "/c/v/link", project.path("other"));
     }
     const std::string implicit = project.path("itmp/lib/c/v");
     const std::string explicitTmp = project.path("etmp/c/v");
@@ -663,19 +664,19 @@ TEST(DeepList, FollowsAnyNumberOfLinksSideBySide) {
     for (int i = 0; i < 150; ++i) {
         mkdir(("shared/" + std::to_string(i)).c_str(), 0755);
     }
-    NameList wanted;
+    NameList expected;
     for (const std::string top : {"lib/c/v/", "etmp/c/v/"}) {
         for (int i = 10; i < 30; ++i) {
             project.box.link(top + std::to_string(i), project.path("shared"));
         }
     }
     for (int i = 10; i < 30; ++i) {
-        wanted.push_back(std::to_string(i) + "/f");
+        expected.push_back(std::to_string(i) + "/f");
     }
     for (const bool hidden : {false, true}) {
         test::hideEntryTypes(hidden);
-        EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), wanted);
-        EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP), wanted);
+        EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), expected);
+        EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP), expected);
     }
 }
 
@@ -709,9 +710,9 @@ TEST(DeepList, ListsManyLinkedCellsThroughTwoLinks) {
             return tree.makeLinks("project", {tree.makeLinks("release", cells)});
         },
         [](const Project &project) {
-            const NameList wanted = {"l/0/0/f", "l/0/20999/f"};
-            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), wanted);
-            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP), wanted);
+            const NameList expected = {"l/0/0/f", "l/0/20999/f"};
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_LIBRARY), expected);
+            EXPECT_EQ(gathered(project, kDeep, RYN_SOURCE_TMP), expected);
         });
 }
 
@@ -739,16 +740,16 @@ TEST(DeepList, ListsAHundredReleasesOfAThousandLinkedCells) {
 }
 
 /// Runs `body` with a tmpfs at the view of the directory 'l' or 'e', where deep trees can be created quickly.
-static void withViewInMemory(const Project &project, char place, const std::function<void()> &body) {
-    test::withMountAt(project.path(Project::directoryOf(place) + "/c/v"), std::size_t{16} << 20, body);
+static void withViewInMemory(const Project &project, char letter, const std::function<void()> &body) {
+    test::withMountAt(project.path(Project::directoryOf(letter) + "/c/v"), std::size_t{16} << 20, body);
 }
 
 TEST(DeepList, DescendsToTheLimitOfPaths) {
-    for (const char place : {'l', 'e'}) {
+    for (const char letter : {'l', 'e'}) {
         Project project("E");
         project.putDirectory("le", "c/v");
-        withViewInMemory(project, place, [&] {
-            const Chain chain(Project::directoryOf(place) + "/c/v", 1500, {1, 700, 1500});
+        withViewInMemory(project, letter, [&] {
+            const Chain chain(Project::directoryOf(letter) + "/c/v", 1500, {1, 700, 1500});
             EXPECT_EQ(gathered(project, kDeep),
                       (NameList{Chain::fileAt(1500), Chain::fileAt(700), Chain::fileAt(1)}));
         });
@@ -756,11 +757,11 @@ TEST(DeepList, DescendsToTheLimitOfPaths) {
 }
 
 TEST(DeepList, DeepTreeNeedsNoMoreStack) {
-    for (const char place : {'l', 'e'}) {
+    for (const char letter : {'l', 'e'}) {
         Project project("E");
         project.putDirectory("le", "c/v");
-        withViewInMemory(project, place, [&] {
-            const Chain chain(Project::directoryOf(place) + "/c/v", 1900, {1900});
+        withViewInMemory(project, letter, [&] {
+            const Chain chain(Project::directoryOf(letter) + "/c/v", 1900, {1900});
             onStackOf(std::size_t{512} << 10,
                       [&] { EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(1900)}); });
         });
@@ -791,16 +792,16 @@ TEST(DeepList, TooDeepTemporaryDirectoryEndsTheBuild) {
 }
 
 TEST(DeepList, TooLongFilePathIsSkippedOrEndsTheBuild) {
-    for (const char place : {'l', 'e'}) {
+    for (const char letter : {'l', 'e'}) {
         Project project("E");
         project.putDirectory("le", "c/v");
-        withViewInMemory(project, place, [&] {
+        withViewInMemory(project, letter, [&] {
             // The directory can be opened. The relative path of the long file is too long, too.
-            const Chain chain(Project::directoryOf(place) + "/c/v", 1950, {1950});
+            const Chain chain(Project::directoryOf(letter) + "/c/v", 1950, {1950});
             EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(1950)});
             chain.putAtBottom(std::string(255, 'x'));
             EXPECT_EQ(gathered(project, kDeep),
-                      place == 'l' ? NameList{Chain::fileAt(1950)} : failed(RYN_SYSTEM_ERROR));
+                      letter == 'l' ? NameList{Chain::fileAt(1950)} : failed(RYN_SYSTEM_ERROR));
         });
     }
 }
@@ -843,12 +844,12 @@ TEST(DeepList, OpensOneDirectoryAtATime) {
 }
 
 TEST(DeepList, AcceptsNamesOf255Bytes) {
-    for (const char place : {'l', 'e'}) {
-        Project project(place == 'e' ? "E" : "");
+    for (const char letter : {'l', 'e'}) {
+        Project project(letter == 'e' ? "E" : "");
         project.putDirectory("le", "c/v");
         const std::string name(255, 'n');
-        project.put(std::string(1, place), "c/v/" + name + "/" + name + "/" + name);
-        EXPECT_EQ(gathered(project, kDeep), NameList{name + "/" + name + "/" + name}) << place;
+        project.put(std::string(1, letter), "c/v/" + name + "/" + name + "/" + name);
+        EXPECT_EQ(gathered(project, kDeep), NameList{name + "/" + name + "/" + name}) << letter;
     }
 }
 
@@ -919,11 +920,11 @@ TEST(ListOfPackedLibrary, NameMustFitTheBuffer) {
         project.box.file("archive/lib/" + levelOf(type) + "long", "");
         archives.nameBytes = 255;
         // The name has letters only: it is a legal name.
-        const NameList wanted = diskIterator(type).legal ? NameList{std::string(255, 'x')} : NameList{};
+        const NameList expected = diskIterator(type).legal ? NameList{std::string(255, 'x')} : NameList{};
         NameList names = gathered(project, type);
         std::erase(names, "c");
         std::erase(names, "v");
-        EXPECT_EQ(names, wanted) << type;
+        EXPECT_EQ(names, expected) << type;
         archives.nameBytes = 256;
         EXPECT_EQ(gathered(project, type), failed(RYN_INTERNAL_ERROR)) << type;
     }
@@ -934,17 +935,17 @@ TEST(ListOfPackedLibrary, DeepListSkipsNamesThatDoNotFit) {
     Packed project;
     project.box.file("archive/lib/c/v/long", "").file("archive/lib/c/v/other", "");
     project.box.file("archive/lib/c/v/s/long", "");
-    const auto expectNames = [&](std::size_t bytes, NameList wanted) {
+    const auto expectNames = [&](std::size_t bytes, NameList expected) {
         archives.nameBytes = bytes;
-        std::sort(wanted.begin(), wanted.end());
-        EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), wanted) << bytes;
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), expected) << bytes;
     };
     const auto named = [](std::size_t bytes) { return std::string(bytes, 'x'); };
     expectNames(255, {"other", "s/" + named(255), named(255)});
     expectNames(256, {"other", "s/" + named(256)}); // the buffer for the top directory has 256 bytes
-    const std::size_t room = 4095 - std::string("lib/c/v/s/").size();
-    expectNames(room, {"other", "s/" + named(room)});
-    expectNames(room + 1, {"other"}); // the specifier cannot be made
+    const std::size_t limit = 4095 - std::string("lib/c/v/s/").size();
+    expectNames(limit, {"other", "s/" + named(limit)});
+    expectNames(limit + 1, {"other"}); // the specifier cannot be made
     expectNames(4095, {"other"});
     expectNames(4096, {"other"}); // the name cannot be fetched
 }
@@ -1010,9 +1011,9 @@ TEST(List, ReportsEveryFailedAllocation) {
     for (const int type : {1, 2, 3, 4, 5, 6}) {
         Project project("IE");
         const std::string suffix = diskIterator(type).legal ? "" : ".x";
-        for (const char *place : {"l", "i", "e"}) {
-            project.put(place, levelOf(type) + "both" + suffix);
-            project.put(place, levelOf(type) + place + suffix);
+        for (const char *letter : {"l", "i", "e"}) {
+            project.put(letter, levelOf(type) + "both" + suffix);
+            project.put(letter, levelOf(type) + letter + suffix);
         }
         if (type == kDeep) {
             project.put("ie", "c/v/s/below");

@@ -319,12 +319,12 @@ TEST(GetPath, ViewWithoutCellIsInvalidPath) {
 
 TEST(GetPath, LimitIs4092CharactersWithoutSeparators) {
     Project project("", Existence::Unchecked);
-    const std::size_t room = 4092 - project.path("lib").size();
-    const std::string longest(room, 'c');
+    const std::size_t limit = 4092 - project.path("lib").size();
+    const std::string longest(limit, 'c');
     EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {longest.c_str(), nullptr, nullptr}), "l/" + longest);
     EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {(longest + "c").c_str(), nullptr, nullptr}),
               failure(RYN_INVALID_PATH));
-    const std::string split(room - 2, 'c');
+    const std::string split(limit - 2, 'c');
     EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {split.c_str(), "v", "f"}), "l/" + split + "/v/f");
     EXPECT_EQ(getPath(project, RYN_PATH_READ_LIBRARY, {(split + "c").c_str(), "v", "f"}),
               failure(RYN_INVALID_PATH));
@@ -349,18 +349,18 @@ TEST(GetPath, FindsNamesOf255Bytes) {
 
 TEST(GetPath, BufferMustHoldTheNul) {
     Project project;
-    const std::string wanted = project.path("lib");
-    std::vector<char> buffer(wanted.size() + 2, '#');
+    const std::string expected = project.path("lib");
+    std::vector<char> buffer(expected.size() + 2, '#');
     const auto get = [&](std::size_t size) {
         return rynGetPath(project.handle, RYN_PATH_READ_LIBRARY, "lib", nullptr, nullptr, nullptr,
                           buffer.data(), size);
     };
-    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, wanted.size() - 1, wanted.size()}) {
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, expected.size() - 1, expected.size()}) {
         EXPECT_EQ(get(size), RYN_BUFFER_TOO_SMALL) << size;
-        EXPECT_EQ(buffer, std::vector<char>(wanted.size() + 2, '#'));
+        EXPECT_EQ(buffer, std::vector<char>(expected.size() + 2, '#'));
     }
-    EXPECT_EQ(get(wanted.size() + 1), 0);
-    EXPECT_EQ(std::string(buffer.data()), wanted);
+    EXPECT_EQ(get(expected.size() + 1), 0);
+    EXPECT_EQ(std::string(buffer.data()), expected);
     EXPECT_EQ(buffer.back(), '#');
     EXPECT_EQ(recorded.fatals, ErrorReports{});
 }

@@ -1,7 +1,6 @@
 // INCLUDE and SOFTINCLUDE.
 
 #include "libdef/language/ryni_parse.h"
-#include "libdef/registry/ryni_error.h"
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"

@@ -1,7 +1,5 @@
 // Creating and releasing registries, the default handle, and the process-wide settings.
 
-#include "libdef/language/ryni_parse.h"
-#include "libdef/paths/ryni_quick_access.h"
 #include "libdef/paths/ryni_stat_cache.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_settings.h"

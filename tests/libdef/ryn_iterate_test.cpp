@@ -25,9 +25,9 @@ using test::recorded;
 
 namespace {
 
-void expectReport(int code, const char *context, int wanted = RYN_INVALID_PARAMETER) {
-    EXPECT_EQ(code, wanted) << context;
-    EXPECT_EQ(recorded.fatals, (ErrorReports{{wanted, context, context}}));
+void expectReport(int code, const char *context, int expected = RYN_INVALID_PARAMETER) {
+    EXPECT_EQ(code, expected) << context;
+    EXPECT_EQ(recorded.fatals, (ErrorReports{{expected, context, context}}));
     recorded.fatals.clear();
 }
 
@@ -308,14 +308,14 @@ TEST(DiskIterators, UseTheSelectedSources) {
               Row{0xfffffffcU, true, true}, Row{0xfffffffeU, false, true}}) {
             Project project("IE");
             const std::string suffix = iterator.legal ? "" : ".x";
-            NameList wanted;
-            for (const char *place : {"e", "i", "l"}) {
-                project.put(place, levelOf(iterator.type) + place + suffix);
-                if (*place == 'l' ? row.library : row.temporary) {
-                    wanted.push_back(place + suffix);
+            NameList expected;
+            for (const char *letter : {"e", "i", "l"}) {
+                project.put(letter, levelOf(iterator.type) + letter + suffix);
+                if (*letter == 'l' ? row.library : row.temporary) {
+                    expected.push_back(letter + suffix);
                 }
             }
-            EXPECT_EQ(gathered(project, iterator.type, row.source), wanted)
+            EXPECT_EQ(gathered(project, iterator.type, row.source), expected)
                 << iterator.title << " " << row.source;
         }
     }
@@ -325,8 +325,8 @@ TEST(DiskIterators, PlainFormsUseAllSources) {
     for (const DiskIterator &iterator : diskIterators) {
         Project project("IE");
         const std::string suffix = iterator.legal ? "" : ".x";
-        for (const char *place : {"e", "i", "l"}) {
-            project.put(place, levelOf(iterator.type) + place + suffix);
+        for (const char *letter : {"e", "i", "l"}) {
+            project.put(letter, levelOf(iterator.type) + letter + suffix);
         }
         Iteration iteration;
         ASSERT_EQ(iterator.plain(project.handle, "lib", "c", "v", iteration.out()), RYN_OK);
@@ -337,24 +337,24 @@ TEST(DiskIterators, PlainFormsUseAllSources) {
 TEST(DiskIterators, UseTheTemporaryDirectoriesInForce) {
     struct Row {
         const char *temporaries;
-        NameList wanted;
+        NameList expected;
     };
     for (const DiskIterator &iterator : diskIterators) {
         const std::string suffix = iterator.legal ? "" : ".x";
         for (const Row &row :
              {Row{"E", {"e"}}, Row{"I", {"i"}}, Row{"IE", {"e", "i"}}, Row{"O", {"i"}}, Row{"OE", {"i"}}}) {
             Project project(row.temporaries);
-            for (const char *place : {"e", "i", "l"}) {
-                project.put(place, levelOf(iterator.type) + place + suffix);
+            for (const char *letter : {"e", "i", "l"}) {
+                project.put(letter, levelOf(iterator.type) + letter + suffix);
             }
-            NameList wanted = row.wanted;
-            for (std::string &name : wanted) {
+            NameList expected = row.expected;
+            for (std::string &name : expected) {
                 name += suffix;
             }
-            EXPECT_EQ(gathered(project, iterator.type, RYN_SOURCE_TMP), wanted)
+            EXPECT_EQ(gathered(project, iterator.type, RYN_SOURCE_TMP), expected)
                 << iterator.title << row.temporaries;
-            wanted.push_back("l" + suffix);
-            EXPECT_EQ(gathered(project, iterator.type), wanted) << iterator.title << row.temporaries;
+            expected.push_back("l" + suffix);
+            EXPECT_EQ(gathered(project, iterator.type), expected) << iterator.title << row.temporaries;
         }
     }
 }
@@ -401,15 +401,15 @@ TEST(DiskIterators, MissingCellOrViewHasItsCode) {
 }
 
 TEST(DiskIterators, UseTheSourcesThatHaveTheCell) {
-    for (const char *place : {"l", "i", "e"}) {
+    for (const char *letter : {"l", "i", "e"}) {
         Project project("IE");
-        project.put(place, "c/v/deep/f.x");
-        project.put(place, "c/v/f.x");
-        project.put(place, "c/f.x");
-        EXPECT_EQ(gathered(project, RYNI_CONTEXT_VIEWS), NameList{"v"}) << place;
-        EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELL_FILES), NameList{"f.x"}) << place;
-        EXPECT_EQ(gathered(project, RYNI_CONTEXT_VIEW_FILES), NameList{"f.x"}) << place;
-        EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), (NameList{"deep/f.x", "f.x"})) << place;
+        project.put(letter, "c/v/deep/f.x");
+        project.put(letter, "c/v/f.x");
+        project.put(letter, "c/f.x");
+        EXPECT_EQ(gathered(project, RYNI_CONTEXT_VIEWS), NameList{"v"}) << letter;
+        EXPECT_EQ(gathered(project, RYNI_CONTEXT_CELL_FILES), NameList{"f.x"}) << letter;
+        EXPECT_EQ(gathered(project, RYNI_CONTEXT_VIEW_FILES), NameList{"f.x"}) << letter;
+        EXPECT_EQ(gathered(project, RYNI_CONTEXT_ALL_VIEW_FILES), (NameList{"deep/f.x", "f.x"})) << letter;
     }
 }
 
@@ -453,20 +453,20 @@ TEST(DiskIterators, MissingTemporaryDirectoryIsAnError) {
 TEST(DiskIterators, LimitIs4092CharactersWithoutSeparators) {
     Project project("E", Existence::Unchecked);
     Iteration iteration;
-    const std::size_t room = 4092 - project.path("lib").size();
+    const std::size_t limit = 4092 - project.path("lib").size();
     const auto views = [&](std::size_t length, unsigned source) {
         return rynXIterateViews(project.handle, source, "lib", std::string(length, 'c').c_str(),
                                 iteration.out());
     };
-    EXPECT_EQ(views(room, RYN_SOURCE_LIBRARY), RYN_SYSTEM_ERROR);
+    EXPECT_EQ(views(limit, RYN_SOURCE_LIBRARY), RYN_SYSTEM_ERROR);
     EXPECT_EQ(iteration.context, nullptr);
-    for (const std::size_t length : {room + 2, std::size_t{4095}, std::size_t{4096}, std::size_t{100'000}}) {
+    for (const std::size_t length : {limit + 2, std::size_t{4095}, std::size_t{4096}, std::size_t{100'000}}) {
         for (const unsigned source : {1U, 2U, 3U}) {
             EXPECT_EQ(views(length, source), RYN_INVALID_PATH);
             EXPECT_EQ(iteration.context, nullptr);
         }
     }
-    EXPECT_EQ(views(room + 1, RYN_SOURCE_LIBRARY), RYN_INVALID_PATH);
+    EXPECT_EQ(views(limit + 1, RYN_SOURCE_LIBRARY), RYN_INVALID_PATH);
 }
 
 TEST(DiskIterators, ReturnTheDeniedLevel) {
@@ -648,11 +648,11 @@ TEST(IterateEnd, FreesTheListAtAnyPosition) {
     for (int i = 0; i < 10; ++i) {
         project.put("l", "cell" + std::to_string(i));
     }
-    for (int taken = 0; taken <= 11; ++taken) {
+    for (int returned = 0; returned <= 11; ++returned) {
         rynContext *context = nullptr;
         ASSERT_EQ(rynIterateCells(project.handle, "lib", &context), RYN_OK);
         const char *name = nullptr;
-        for (int i = 0; i < taken; ++i) {
+        for (int i = 0; i < returned; ++i) {
             EXPECT_EQ(rynNextCell(context, &name), i < 10 ? 0 : RYN_ITERATION_COMPLETE);
         }
         EXPECT_EQ(rynIterateEnd(context), RYN_OK);

@@ -1,4 +1,4 @@
-// How one line of a library definition file is taken apart: comments, words, quotes.
+// Splitting one line of a library definition file into words: comments, words, quotes.
 
 #include "libdef/language/ryni_statement.h"
 
@@ -12,42 +12,42 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-struct Taken {
+struct LexedLine {
     ryn::Lexed lexed;
     std::string copy;
     std::string keyword;
     Words arguments;
 };
 
-Taken take(const std::string &line) {
+LexedLine lexLine(const std::string &line) {
     const auto statement = std::make_unique<ryn::Statement>();
-    Taken taken = {ryn::lex(line.c_str(), *statement), "", "", {}};
-    taken.copy = statement->copy;
-    if (taken.lexed == ryn::Lexed::Statement) {
-        taken.keyword = statement->keyword;
+    LexedLine result = {ryn::lex(line.c_str(), *statement), "", "", {}};
+    result.copy = statement->copy;
+    if (result.lexed == ryn::Lexed::Statement) {
+        result.keyword = statement->keyword;
         for (int i = 0; i < statement->count; ++i) {
-            taken.arguments.emplace_back(statement->arguments[static_cast<std::size_t>(i)]);
+            result.arguments.emplace_back(statement->arguments[static_cast<std::size_t>(i)]);
         }
     }
-    return taken;
+    return result;
 }
 
 Words argumentsOf(const std::string &line) {
-    const Taken taken = take(line);
-    EXPECT_EQ(taken.lexed, ryn::Lexed::Statement) << line;
-    return taken.arguments;
+    const LexedLine result = lexLine(line);
+    EXPECT_EQ(result.lexed, ryn::Lexed::Statement) << line;
+    return result.arguments;
 }
 
 std::string copyOf(const std::string &line) {
-    return take(line).copy;
+    return lexLine(line).copy;
 }
 
 bool isNothing(const std::string &line) {
-    return take(line).lexed == ryn::Lexed::Nothing;
+    return lexLine(line).lexed == ryn::Lexed::Nothing;
 }
 
 bool isSyntaxError(const std::string &line) {
-    return take(line).lexed == ryn::Lexed::SyntaxError;
+    return lexLine(line).lexed == ryn::Lexed::SyntaxError;
 }
 
 // ---- lines and comments
@@ -67,8 +67,8 @@ TEST(RynLex, TwoHyphensAtTheStartBeginAComment) {
     EXPECT_TRUE(isNothing("--"));
     EXPECT_TRUE(isNothing("-- DEFINE a b"));
     EXPECT_TRUE(isNothing("--DEFINE a b"));
-    EXPECT_EQ(take("-DEFINE a b").keyword, "-DEFINE");
-    EXPECT_EQ(take("- - a").keyword, "-");
+    EXPECT_EQ(lexLine("-DEFINE a b").keyword, "-DEFINE");
+    EXPECT_EQ(lexLine("- - a").keyword, "-");
 }
 
 TEST(RynLex, TwoHyphensAfterABlankOrTabBeginAComment) {
@@ -127,7 +127,7 @@ TEST(RynLex, OtherNumberSignsAreText) {
     EXPECT_EQ(argumentsOf("DEFINE lib dir#"), (Words{"lib", "dir#"}));
     EXPECT_EQ(argumentsOf("DEFINE lib dir# x"), (Words{"lib", "dir#", "x"}));
     EXPECT_EQ(argumentsOf("DEFINE lib dir #note"), (Words{"lib", "dir", "#note"}));
-    EXPECT_EQ(take("DEF#INE a").keyword, "DEF#INE");
+    EXPECT_EQ(lexLine("DEF#INE a").keyword, "DEF#INE");
 }
 
 TEST(RynLex, NumberSignThatIsTextDisablesLaterOnes) {
@@ -151,10 +151,10 @@ TEST(RynLex, CopyLosesTrailingWhiteSpaceOnly) {
 // ---- words
 
 TEST(RynLex, KeywordEndsAtTheFirstWhiteSpace) {
-    EXPECT_EQ(take("  \t DEFINE a").keyword, "DEFINE");
-    EXPECT_EQ(take("\"DEFINE\" a").keyword, "\"DEFINE\"");
-    EXPECT_EQ(take("x").keyword, "x");
-    EXPECT_EQ(take("x").arguments, Words{});
+    EXPECT_EQ(lexLine("  \t DEFINE a").keyword, "DEFINE");
+    EXPECT_EQ(lexLine("\"DEFINE\" a").keyword, "\"DEFINE\"");
+    EXPECT_EQ(lexLine("x").keyword, "x");
+    EXPECT_EQ(lexLine("x").arguments, Words{});
 }
 
 TEST(RynLex, EveryWhiteSpaceCharacterSeparatesWords) {
@@ -164,7 +164,7 @@ TEST(RynLex, EveryWhiteSpaceCharacterSeparatesWords) {
 
 TEST(RynLex, BytesAboveAsciiAreText) {
     EXPECT_EQ(argumentsOf("K \x85 \xa0 \xc3\xa4\x7f\x01"), (Words{"\x85", "\xa0", "\xc3\xa4\x7f\x01"}));
-    EXPECT_EQ(take("\xff\x80 x").keyword, "\xff\x80");
+    EXPECT_EQ(lexLine("\xff\x80 x").keyword, "\xff\x80");
 }
 
 TEST(RynLex, HasAtMostFiveArguments) {
@@ -224,10 +224,10 @@ TEST(RynLex, LongerLineIsCutAfter4095Characters) {
     EXPECT_EQ(argumentsOf("K " + word + "y"), Words{word});
     EXPECT_EQ(argumentsOf("K " + word + "yz \"open"), Words{word});
     EXPECT_TRUE(isNothing(std::string(4095, ' ') + "K"));
-    EXPECT_EQ(take(std::string(4094, ' ') + "KK").keyword, "K");
+    EXPECT_EQ(lexLine(std::string(4094, ' ') + "KK").keyword, "K");
 }
 
-// ---- all of it at once
+// ---- all rules
 
 bool isWhite(char c) {
     return std::string(" \t\n\v\f\r").find(c) != std::string::npos;
@@ -237,8 +237,8 @@ std::string cutAt(const std::string &line, const std::string &mark) {
     return line.substr(0, line.find(mark));
 }
 
-/// The rules once more, one after the other.
-Taken takeByTheRules(std::string line) {
+/// A second implementation of the documented rules, one after the other.
+LexedLine lexByTheRules(std::string line) {
     line = cutAt(line, "\n");
     if (line.substr(0, 2) == "--") {
         return {ryn::Lexed::Nothing, "", "", {}};
@@ -255,7 +255,7 @@ Taken takeByTheRules(std::string line) {
     while (!line.empty() && isWhite(line.back())) {
         line.pop_back();
     }
-    Taken taken = {ryn::Lexed::Nothing, line, "", {}};
+    LexedLine result = {ryn::Lexed::Nothing, line, "", {}};
     std::size_t at = 0;
     const auto skip = [&](bool white) {
         const std::size_t from = at;
@@ -266,36 +266,36 @@ Taken takeByTheRules(std::string line) {
     };
     skip(true);
     if (at == line.size() || line[at] == '#') {
-        return taken;
+        return result;
     }
-    taken.lexed = ryn::Lexed::Statement;
-    taken.keyword = skip(false);
+    result.lexed = ryn::Lexed::Statement;
+    result.keyword = skip(false);
     for (int i = 0; i < 5; ++i) {
         skip(true);
         if (at == line.size()) {
             break;
         }
         if (line[at] != '"') {
-            taken.arguments.push_back(skip(false));
+            result.arguments.push_back(skip(false));
             continue;
         }
         const std::size_t close = line.find('"', at + 1);
         if (close == std::string::npos) {
             return {ryn::Lexed::SyntaxError, line, "", {}};
         }
-        taken.arguments.push_back(line.substr(at + 1, close - at - 1));
+        result.arguments.push_back(line.substr(at + 1, close - at - 1));
         at = close + 1;
     }
-    return taken;
+    return result;
 }
 
 void expectByTheRules(const std::string &line) {
-    const Taken taken = take(line);
-    const Taken wanted = takeByTheRules(line);
-    ASSERT_EQ(taken.lexed, wanted.lexed) << line;
-    ASSERT_EQ(taken.keyword, wanted.keyword) << line;
-    ASSERT_EQ(taken.arguments, wanted.arguments) << line;
-    ASSERT_EQ(taken.copy, wanted.copy) << line;
+    const LexedLine result = lexLine(line);
+    const LexedLine expected = lexByTheRules(line);
+    ASSERT_EQ(result.lexed, expected.lexed) << line;
+    ASSERT_EQ(result.keyword, expected.keyword) << line;
+    ASSERT_EQ(result.arguments, expected.arguments) << line;
+    ASSERT_EQ(result.copy, expected.copy) << line;
 }
 
 TEST(RynLex, AgreesWithTheRulesForEveryShortLine) {

@@ -117,7 +117,7 @@ TEST_F(NslPath, RelativePathIsAnInternalError) {
     }
     renewStrict();
     EXPECT_EQ(failure(RYN_INTERNAL_ERROR, "here"), nsl("here"));
-    EXPECT_EQ(failure(RYN_INVALID_PATH, "no"), nsl("no")) << "that it is missing is told first";
+    EXPECT_EQ(failure(RYN_INVALID_PATH, "no"), nsl("no")) << "the missing path is reported first";
 }
 
 // ---- links
@@ -206,15 +206,15 @@ TEST_F(NslPath, CycleOfLinksIsReportedWithItsPrefix) {
 TEST_F(NslPath, CycleOfSeveralLinksIsAnError) {
     box.link("a", "b").link("b", at("c/d")).link("c/d", "../a").link("t1", "t2/x").link("t2", "t1/y");
     for (const char *path : {"a", "b/x", "c/d", "c/d/y"}) {
-        const test::PathResult answer = nsl(at(path));
-        EXPECT_EQ(RYN_INTERNAL_ERROR, answer.status) << path;
-        EXPECT_TRUE(answer.error == at("a") || answer.error == at("b") || answer.error == at("c/d"))
-            << answer.error;
+        const test::PathResult result = nsl(at(path));
+        EXPECT_EQ(RYN_INTERNAL_ERROR, result.status) << path;
+        EXPECT_TRUE(result.error == at("a") || result.error == at("b") || result.error == at("c/d"))
+            << result.error;
     }
     for (const char *path : {"t1", "t2/z"}) {
-        const test::PathResult answer = nsl(at(path));
-        EXPECT_EQ(RYN_INTERNAL_ERROR, answer.status) << path;
-        EXPECT_TRUE(answer.error == at("t1") || answer.error == at("t2")) << answer.error;
+        const test::PathResult result = nsl(at(path));
+        EXPECT_EQ(RYN_INTERNAL_ERROR, result.status) << path;
+        EXPECT_TRUE(result.error == at("t1") || result.error == at("t2")) << result.error;
     }
 }
 
@@ -255,7 +255,7 @@ TEST_F(NslPath, FailedReadlinkIsAnErrorIfPathsMustExist) {
     renew();
     const int before = faults::count("readlink");
     EXPECT_EQ(made(path), nsl(path));
-    EXPECT_EQ(prefixes, faults::count("readlink") - before) << "the root itself is not asked about";
+    EXPECT_EQ(prefixes, faults::count("readlink") - before) << "no readlink() for the root";
 }
 
 TEST_F(NslPath, FailureOfAParentIsKeptForItsOtherFiles) {
@@ -289,21 +289,21 @@ TEST_F(NslPath, EqualsRealpathOnRandomTrees) {
         const std::string top = "1/2/3/4/5/6/7/8/9/0/1/2/3/4/5/6/7/8/9/0/t" + std::to_string(tree) + "/";
         box.directory(top + "a/b/c").directory(top + "b/a").directory(top + "c");
         for (int link = 0; link < 6; ++link) {
-            std::string place = top;
+            std::string parent = top;
             std::string target = pick(3) == 0 ? at(top) : "";
             for (std::size_t depth = pick(3); depth > 0; --depth) {
-                const std::string deeper = place + names[pick(4)] + "/";
+                const std::string deeper = parent + names[pick(4)] + "/";
                 struct stat status = {};
                 if (lstat(at(deeper.substr(0, deeper.size() - 1)).c_str(), &status) != 0 ||
                     S_ISDIR(status.st_mode)) {
-                    place = deeper;
+                    parent = deeper;
                 }
             }
             for (std::size_t steps = 1 + pick(3); steps > 0; --steps) {
                 target += (target.empty() || target.back() == '/' ? "" : "/") +
                           (pick(4) == 0 ? std::string("..") : std::string(1, names[pick(4)]));
             }
-            box.link(place + "l" + std::to_string(link), target);
+            box.link(parent + "l" + std::to_string(link), target);
         }
         renew();
         for (int path = 0; path < 200; ++path) {

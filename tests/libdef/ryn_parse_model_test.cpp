@@ -30,7 +30,7 @@ using Words = std::vector<std::string>;
 /// The statements of every file, by its nsl path.
 using Program = std::map<std::string, std::vector<Words>>;
 
-/// What the warning handler does.
+/// The kind of warning handler.
 enum class Mode { GoOn, Stop, Default };
 
 struct File {
@@ -61,7 +61,7 @@ std::string changed(std::string text, int (*change)(int)) {
     return text;
 }
 
-/// A hook that refuses one value.
+/// A hook that rejects one value.
 int refuseBad(const char * /*attribute*/, const char *value, const char * /*file*/, int /*line*/) {
     return std::string(value) == "bad" ? 1 : 0;
 }
@@ -80,7 +80,7 @@ class Model {
         int status = 0;
         int line = 0;
         for (const Words &words : program_.at(nsl)) {
-            place_ = {&file, ++line};
+            location_ = {&file, ++line};
             status = execute(words, directory);
             if (status != 0) {
                 break;
@@ -132,7 +132,7 @@ class Model {
     }
 
   private:
-    struct Place {
+    struct Location {
         const File *file;
         int line;
     };
@@ -151,12 +151,12 @@ class Model {
         return text;
     }
 
-    int diagnose(int code, const std::string &object, Place place) {
-        diagnostics_.push_back({code, object, place.file->path, place.line});
+    int diagnose(int code, const std::string &object, Location location) {
+        diagnostics_.push_back({code, object, location.file->path, location.line});
         lastError_ = code;
         return mode_ == Mode::Stop ? code : 0;
     }
-    int diagnose(int code, const std::string &object) { return diagnose(code, object, place_); }
+    int diagnose(int code, const std::string &object) { return diagnose(code, object, location_); }
 
     static std::string fullPath(const std::string &directory, const std::string &text) {
         std::string path = (fs::path(directory) / text).lexically_normal();
@@ -220,16 +220,16 @@ class Model {
         if (library.name == name) {
             return 0;
         }
-        return diagnose(29, "library " + name + " from " + place_.file->path + " line " +
-                                std::to_string(place_.line) + ", differs only by case from\n    library " +
+        return diagnose(29, "library " + name + " from " + location_.file->path + " line " +
+                                std::to_string(location_.line) + ", differs only by case from\n    library " +
                                 library.name + " from " + library.definedIn->path + " line " +
                                 std::to_string(library.line) + " defined earlier.");
     }
 
     int warnOfRedefinition(const Library &library, const std::string &name) {
-        const std::string &here = place_.file->path;
+        const std::string &here = location_.file->path;
         const std::string &earlier = library.definedIn->path;
-        const std::string line = std::to_string(place_.line);
+        const std::string line = std::to_string(location_.line);
         const std::string earlierLine = std::to_string(library.line);
         if (here == earlier) {
             return diagnose(30, "library " + name + " from " + here + " line " + line +
@@ -264,8 +264,8 @@ class Model {
             order_.remove(library);
         }
         order_.push_back(library);
-        library->definedIn = place_.file;
-        library->line = place_.line;
+        library->definedIn = location_.file;
+        library->line = location_.line;
         return checkUses(library->nsl);
     }
 
@@ -292,13 +292,13 @@ class Model {
                 return diagnose(18, nsl);
             }
         }
-        const Place place = place_;
+        const Location location = location_;
         File *record = nullptr;
         const int status = read(path, &record);
-        place_ = place;
+        location_ = location;
         if (status == 0) {
-            record->includer = place.file;
-            record->line = place.line;
+            record->includer = location.file;
+            record->line = location.line;
         }
         return status;
     }
@@ -306,8 +306,8 @@ class Model {
     int assign(const std::string &name, const std::string &attribute, const std::string &value,
                const std::string &full) {
         if (name == "AllLibs" && attribute == "TMPROOTDIR") {
-            roots_.push_front({attribute, value, place_.file, place_.line});
-            rootPlace_ = place_;
+            roots_.push_front({attribute, value, location_.file, location_.line});
+            rootLocation_ = location_;
             return 0;
         }
         Library *library = find(name);
@@ -325,7 +325,7 @@ class Model {
         if (!isTmp && value == "bad") {
             return diagnose(19, attribute);
         }
-        store(*library, {attribute, isTmp ? full : value, place_.file, place_.line});
+        store(*library, {attribute, isTmp ? full : value, location_.file, location_.line});
         if (!isTmp) {
             return 0;
         }
@@ -367,11 +367,11 @@ class Model {
         const std::string full = fullPath(directory, roots_.front().value);
         const std::string nsl = fs::weakly_canonical(full);
         if (!fs::is_directory(nsl)) {
-            return diagnose(20, nsl, rootPlace_);
+            return diagnose(20, nsl, rootLocation_);
         }
         for (const Library *library : order_) {
             if (!library->fromGlobal && countUses(nsl + "/" + library->name) != 0) {
-                return diagnose(17, library->tmpNsl.empty() ? "(null)" : library->tmpNsl, rootPlace_);
+                return diagnose(17, library->tmpNsl.empty() ? "(null)" : library->tmpNsl, rootLocation_);
             }
         }
         for (Library *library : order_) {
@@ -389,8 +389,8 @@ class Model {
     Mode mode_;
     bool ignoreCase_;
     int lastError_ = 0;
-    Place place_ = {};
-    Place rootPlace_ = {};
+    Location location_ = {};
+    Location rootLocation_ = {};
     Diagnostics diagnostics_;
     std::list<File> files_;
     std::list<Library> libraries_;
@@ -464,7 +464,7 @@ std::string textOf(const std::vector<Words> &statements) {
     return text;
 }
 
-/// The words as the reader sees them: an empty pair of quotes is an empty word.
+/// The words of a statement without their quotes: an empty pair of quotes is an empty word.
 std::vector<Words> unquoted(std::vector<Words> statements) {
     for (Words &words : statements) {
         std::replace(words.begin(), words.end(), std::string("\"\""), std::string());
@@ -495,7 +495,7 @@ void expectAsTheModel(unsigned seed, Mode mode, bool ignoreCase) {
     rynSetUnknownASSIGNfunc(refuseBad);
 
     Model model(program, mode, ignoreCase);
-    const int wanted = model.read(definitions.path("vek.lib"));
+    const int expected = model.read(definitions.path("vek.lib"));
     std::string printed;
     for (const Diagnostic &diagnostic : model.diagnostics()) {
         printed += test::printed(diagnostic, rynGetErrorMsg(diagnostic.code));
@@ -503,7 +503,7 @@ void expectAsTheModel(unsigned seed, Mode mode, bool ignoreCase) {
     Capture capture;
     const rynWarningHandler handlers[] = {test::recordWarning, test::recordAndStop, nullptr};
     const int status = definitions.read(handlers[static_cast<int>(mode)]);
-    ASSERT_EQ(status, wanted);
+    ASSERT_EQ(status, expected);
     if (mode == Mode::Default) {
         ASSERT_EQ(capture.err(), printed);
     } else {
@@ -519,9 +519,9 @@ void expectAsTheModel(unsigned seed, Mode mode, bool ignoreCase) {
     ASSERT_EQ(recorded.fatals, test::ErrorReports{});
 }
 
-// ---- a dump, told again
+// ---- a dump as statements
 
-/// What a dump says of a library.
+/// The values that a dump shows for a library.
 struct Dumped {
     std::string name, full, nsl;
     std::vector<std::string> attributes; ///< each a name, a blank and a value
@@ -565,7 +565,7 @@ std::string statementsOf(const std::vector<Dumped> &libraries) {
     std::string text;
     for (const Dumped &library : libraries) {
         text += "DEFINE " + library.name + " \"" + library.full + "\"\n";
-        // The latest comes first.
+        // The dump lists the latest first.
         for (auto attribute = library.attributes.rbegin(); attribute != library.attributes.rend();
              ++attribute) {
             const std::size_t blank = attribute->find(' ');
@@ -576,7 +576,7 @@ std::string statementsOf(const std::vector<Dumped> &libraries) {
     return text;
 }
 
-/// Reads one random program, and what its dump says as statements.
+/// Reads one random program, then its dump converted to statements.
 int expectToldAgain(unsigned seed) {
     Definitions definitions;
     makeDirectories(definitions.box);

@@ -2,9 +2,7 @@
 
 #include "libdef/access/ryni_access.h"
 #include "libdef/access/ryni_library_path.h"
-#include "libdef/paths/ryni_library_reuse.h"
 #include "libdef/paths/ryni_quick_access.h"
-#include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -80,71 +78,8 @@ TEST(ObjectPath, LimitIs4092CharactersWithoutSeparators) {
     const std::string alone(4092, 'x');
     EXPECT_EQ(alone, join(alone.c_str(), "", "", ""));
     EXPECT_EQ(kInvalid, join((alone + "x").c_str(), "", "", ""))
-        << "the room for three names is counted always";
+        << "the limit always leaves space for three names";
     EXPECT_EQ(kInvalid, join("", nullptr, nullptr, (alone + "x").c_str()));
-}
-
-// ---- owned strings
-
-TEST(OwnedString, IsACopy) {
-    char *field = nullptr;
-    char text[] = "text";
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, text));
-    EXPECT_STREQ("text", field);
-    EXPECT_NE(static_cast<void *>(text), field);
-    std::free(field);
-}
-
-TEST(OwnedString, ReusesMemoryIfTextFits) {
-    char *field = nullptr;
-    ryniStrcpy(&field, "12345678");
-    const char *place = field;
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abcdefgh"));
-    EXPECT_STREQ("abcdefgh", field);
-    EXPECT_EQ(place, field);
-    const int before = faults::count("malloc");
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abc"));
-    EXPECT_STREQ("abc", field);
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, ""));
-    EXPECT_STREQ("", field);
-    EXPECT_EQ(place, field);
-    EXPECT_EQ(before, faults::count("malloc"));
-    std::free(field);
-}
-
-TEST(OwnedString, AllocatesForLongerText) {
-    char *field = nullptr;
-    ryniStrcpy(&field, "abc");
-    const int before = faults::count("malloc");
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abcd"));
-    EXPECT_STREQ("abcd", field);
-    EXPECT_EQ(before + 1, faults::count("malloc"));
-    const std::string longText(100000, 'x');
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, longText.c_str()));
-    EXPECT_EQ(longText, field);
-    std::free(field);
-}
-
-TEST(OwnedString, IsNullAfterFailedAllocation) {
-    char *field = nullptr;
-    faults::failAllocation(1);
-    EXPECT_EQ(RYN_MEMORY_ERROR, ryniStrcpy(&field, "abc"));
-    EXPECT_EQ(nullptr, field);
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "abc"));
-    faults::failAllocation(1);
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, "xyz")) << "what fits needs none";
-    EXPECT_EQ(RYN_MEMORY_ERROR, ryniStrcpy(&field, "abcd"));
-    EXPECT_EQ(nullptr, field);
-}
-
-TEST(OwnedString, AcceptsItsOwnText) {
-    char *field = nullptr;
-    ryniStrcpy(&field, "abcdef");
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, field));
-    EXPECT_STREQ("abcdef", field);
-    EXPECT_EQ(RYN_OK, ryniStrcpy(&field, field + 2));
-    EXPECT_STREQ("cdef", field);
-    std::free(field);
 }
 
 // ---- good library directories
@@ -313,119 +248,4 @@ TEST_F(GoodLibrary, AcceptsNullErrorBuffer) {
     const std::string tooLong(5000, 'x');
     EXPECT_EQ(RYN_INVALID_PATH,
               ryniMkGoodLibPath(definitions.handle, tooLong.c_str(), "/", full.get(), nsl.get(), nullptr));
-}
-
-// ---- reused directories
-
-namespace {
-
-class ReusedDirectory : public test::PathTest {
-  protected:
-    int count(const std::string &path) {
-        return ryniLibPathReused(definitions.handle, path.c_str(), nullptr, 0);
-    }
-    /// @return the names of the libraries that are stored. Checks that nothing is written after `capacity` pointers
-    std::string matches(const std::string &path, int capacity) {
-        std::array<rynLibrary *, 16> room = {};
-        auto *guard = reinterpret_cast<rynLibrary *>(this);
-        room.fill(guard);
-        ryniLibPathReused(definitions.handle, path.c_str(), room.data(), capacity);
-        for (std::size_t i = capacity < 0 ? 0 : static_cast<std::size_t>(capacity); i < room.size(); ++i) {
-            EXPECT_EQ(guard, room[i]);
-        }
-        std::string names;
-        for (const rynLibrary *library : room) {
-            if (library == nullptr || library == guard) {
-                return names + (library == nullptr ? "0" : "");
-            }
-            names += library->name;
-        }
-        return names;
-    }
-};
-
-} // namespace
-
-TEST_F(ReusedDirectory, CountsEqualOuterAndInnerDirectories) {
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d\nDEFINE b /d/sub\nDEFINE c /dx\nDEFINE e /e\n"));
-    EXPECT_EQ(2, count("/d"));
-    EXPECT_EQ(2, count("/d/sub"));
-    EXPECT_EQ(1, count("/dx"));
-    EXPECT_EQ(1, count("/e"));
-    EXPECT_EQ(2, count("/d/sub/deep"));
-    EXPECT_EQ(1, count("/d/su"));
-    EXPECT_EQ(1, count("/d/subx"));
-    EXPECT_EQ(0, count("/f"));
-    EXPECT_EQ(0, count("/"));
-    EXPECT_EQ(0, count("d"));
-    EXPECT_EQ((test::Diagnostics{{RYN_DIRECTORY_REUSED, "/d/sub", at("vek.lib"), 2}}),
-              test::recorded.diagnostics);
-}
-
-TEST_F(ReusedDirectory, RootHoldsNoOtherDirectory) {
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE r /\nDEFINE a /a\n"));
-    EXPECT_EQ(1, count("/"));
-    EXPECT_EQ(1, count("/a"));
-    EXPECT_EQ(1, count("//a")) << "as it is spelled, / holds //a and /a does not";
-    EXPECT_TRUE(test::recorded.diagnostics.empty());
-}
-
-TEST_F(ReusedDirectory, CountsALibraryWithTwoMatchesTwice) {
-    box.directory("d/tmp");
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a d\nDEFINE b b\nASSIGN a TMP d/tmp\n"));
-    EXPECT_EQ(2, count(at("d/tmp")));
-    EXPECT_EQ(2, count(at("d")));
-    EXPECT_EQ(1, count(at("d/other")));
-    EXPECT_EQ("aa0", matches(at("d"), 8));
-    EXPECT_EQ((test::Diagnostics{{RYN_DIRECTORY_REUSED, at("d/tmp"), at("vek.lib"), 3}}),
-              test::recorded.diagnostics);
-}
-
-TEST_F(ReusedDirectory, ComparesNslPaths) {
-    box.directory("d").link("l", "d");
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a l\n"));
-    EXPECT_EQ(1, count(at("d")));
-    EXPECT_EQ(0, count(at("l")));
-    rynSetImplicitTmp(definitions.handle, at("d").c_str(), RYN_IMPLICIT_ONLY, nullptr);
-    EXPECT_EQ(0, count(at("l")));
-    EXPECT_EQ(1, count(at("d/a"))) << "implicit directories do not count";
-}
-
-TEST_F(ReusedDirectory, ListsTheLibrariesInDefinitionOrder) {
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE x /x\nDEFINE b /d/b\n"));
-    EXPECT_EQ("cab0", matches("/d", 16));
-    EXPECT_EQ("ca0", matches("/d/c", 16));
-}
-
-TEST_F(ReusedDirectory, StoresAtMostCapacityMinusOne) {
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE b /d/b\n"));
-    EXPECT_EQ("cab0", matches("/d", 5));
-    EXPECT_EQ("cab0", matches("/d", 4));
-    EXPECT_EQ("ca0", matches("/d", 3));
-    EXPECT_EQ("c0", matches("/d", 2));
-    EXPECT_EQ("", matches("/d", 1));
-    EXPECT_EQ("", matches("/d", 0));
-    EXPECT_EQ("", matches("/d", -1));
-    std::array<rynLibrary *, 2> room = {};
-    EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", room.data(), 2));
-    EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", nullptr, 2));
-}
-
-TEST_F(ReusedDirectory, FollowsChangesByStatements) {
-    box.directory("t/sub").directory("u");
-    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /a\nDEFINE b /b\nASSIGN a TMP t\n"));
-    EXPECT_EQ(1, count(at("t/sub")));
-    rynAddCommand(nullptr, "ASSIGN a TMP u");
-    EXPECT_EQ(0, count(at("t/sub")));
-    EXPECT_EQ(1, count(at("u")));
-    rynAddCommand(nullptr, "UNASSIGN a TMP");
-    EXPECT_EQ(0, count(at("u")));
-    rynAddCommand(nullptr, "UNDEFINE b");
-    EXPECT_EQ(0, count("/b"));
-    rynAddCommand(nullptr, "DEFINE a /elsewhere");
-    EXPECT_EQ(1, count("/a")) << "the nsl path of the first definition stays";
-    EXPECT_EQ(0, count("/elsewhere"));
-    rynAddCommand(nullptr, ("ASSIGN a TMP " + at("t")).c_str());
-    rynAddCommand(nullptr, "UNDEFINE a");
-    EXPECT_EQ(0, count("/a") + count(at("t")));
 }

@@ -46,10 +46,10 @@ const std::vector<Level> kLevels = {
     {{nullptr, nullptr, "f"}, "/f", RYN_NO_SUCH_FILE, RYN_PERMISSION_DENIED_FILE},
 };
 
-void putAllLevels(Project &project, std::string_view places) {
-    project.put(places, "c/v/f");
-    project.put(places, "c/f");
-    project.put(places, "f");
+void putAllLevels(Project &project, std::string_view letters) {
+    project.put(letters, "c/v/f");
+    project.put(letters, "c/f");
+    project.put(letters, "f");
 }
 
 } // namespace
@@ -57,11 +57,11 @@ void putAllLevels(Project &project, std::string_view places) {
 // ---- directories
 
 TEST(Query, FindsEveryLevelOfAnObject) {
-    for (const char *place : {"l", "e", "i"}) {
+    for (const char *letter : {"l", "e", "i"}) {
         Project project("IE");
-        putAllLevels(project, place);
+        putAllLevels(project, letter);
         for (const Level &level : kLevels) {
-            EXPECT_EQ(query(project, 0, level.names), RYN_OK) << place << level.path;
+            EXPECT_EQ(query(project, 0, level.names), RYN_OK) << letter << level.path;
         }
     }
 }
@@ -89,7 +89,7 @@ TEST(Query, EmptyCellNameIsTheLibrary) {
 TEST(Query, SearchesAllDirectoriesWithoutADirectoryFlag) {
     struct Row {
         const char *temporaries;
-        const char *places;
+        const char *letters;
         unsigned flags;
         int code;
     };
@@ -105,11 +105,11 @@ TEST(Query, SearchesAllDirectoriesWithoutADirectoryFlag) {
           Row{"", "l", kTmp, 4}, Row{"E", "l", kTmp, 4}, Row{"E", "e", kTmp, 0}, Row{"I", "i", kTmp, 0},
           Row{"I", "l", kTmp, 4}, Row{"IE", "e", kTmp, 0}, Row{"IE", "i", kTmp, 0}, Row{"O", "i", kTmp, 0},
           Row{"O", "l", kTmp, 8}, Row{"OE", "el", kTmp, 8}}) {
-        SCOPED_TRACE(std::string(row.temporaries) + ", object in " + row.places + ", " +
+        SCOPED_TRACE(std::string(row.temporaries) + ", object in " + row.letters + ", " +
                      std::to_string(row.flags));
         for (const Existence existence : {Existence::Checked, Existence::Unchecked}) {
             Project project(row.temporaries, existence);
-            project.put(row.places, "c/v/f");
+            project.put(row.letters, "c/v/f");
             EXPECT_EQ(query(project, row.flags), row.code);
         }
     }
@@ -160,14 +160,15 @@ TEST(Query, ViewWithoutCellIsInvalidPath) {
 }
 
 TEST(Query, LimitIs4092CharactersWithoutSeparators) {
-    for (const char place : {'l', 'e', 'i'}) {
-        Project project(place == 'e' ? "E" : place == 'i' ? "I" : "");
-        const unsigned flags = place == 'l' ? kLibrary : kTmp;
-        const std::size_t room = 4092 - project.path(Project::directoryOf(place)).size();
+    for (const char letter : {'l', 'e', 'i'}) {
+        Project project(letter == 'e' ? "E" : letter == 'i' ? "I" : "");
+        const unsigned flags = letter == 'l' ? kLibrary : kTmp;
+        const std::size_t limit = 4092 - project.path(Project::directoryOf(letter)).size();
         // A path within the limit has a name longer than NAME_MAX: ENAMETOOLONG.
-        EXPECT_EQ(query(project, flags, {std::string(room, 'c').c_str(), nullptr, nullptr}),
-                  place == 'l' ? RYN_SYSTEM_ERROR : RYN_NO_SUCH_DIRECTORY);
-        for (const std::size_t length : {room + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
+        EXPECT_EQ(query(project, flags, {std::string(limit, 'c').c_str(), nullptr, nullptr}),
+                  letter == 'l' ? RYN_SYSTEM_ERROR : RYN_NO_SUCH_DIRECTORY);
+        for (const std::size_t length :
+             {limit + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
             EXPECT_EQ(query(project, flags, {std::string(length, 'c').c_str(), nullptr, nullptr}),
                       RYN_INVALID_PATH);
         }
@@ -211,12 +212,12 @@ TEST(Query, ChecksPermissionsOnlyWithTheirFlags) {
              Row{0001, kExecute, true, false},
          }) {
         SCOPED_TRACE(std::to_string(row.mode) + " " + std::to_string(row.checks));
-        for (const char *place : {"l", "e", "i"}) {
+        for (const char *letter : {"l", "e", "i"}) {
             Project project("IE");
-            project.put(place, "c/v/f", row.mode);
+            project.put(letter, "c/v/f", row.mode);
             Project::asUnprivileged([&] {
                 const bool passes = isOwner ? row.passesForOwner : row.passes;
-                EXPECT_EQ(query(project, row.checks), passes ? 0 : RYN_PERMISSION_DENIED_FILE) << place;
+                EXPECT_EQ(query(project, row.checks), passes ? 0 : RYN_PERMISSION_DENIED_FILE) << letter;
             });
         }
     }
@@ -240,10 +241,10 @@ TEST(Query, DeniedObjectHasTheCodeOfItsLevel) {
 }
 
 TEST(Query, DeniedDirectoryAboveGivesTheCodeOfTheObject) {
-    for (const char *place : {"l", "i"}) {
-        Project project(place[0] == 'i' ? "O" : "");
-        putAllLevels(project, place);
-        const std::string directory = Project::directoryOf(place[0]);
+    for (const char *letter : {"l", "i"}) {
+        Project project(letter[0] == 'i' ? "O" : "");
+        putAllLevels(project, letter);
+        const std::string directory = Project::directoryOf(letter[0]);
         chmod(directory.c_str(), 0);
         Project::asUnprivileged([&] {
             for (const Level &level : kLevels) {

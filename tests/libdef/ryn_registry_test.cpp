@@ -4,7 +4,6 @@
 
 #include "libdef/language/ryni_parse.h"
 #include "libdef/paths/ryni_library_reuse.h"
-#include "libdef/registry/ryni_attributes.h"
 #include "libdef/registry/ryni_index_hash.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/libdef_support.h"
@@ -287,22 +286,7 @@ TEST(RynRegistry, ChangedCaseSettingMissesLibrariesInOtherBuckets) {
     rynReleaseHandle(first);
 }
 
-// ---- owned texts
-
-TEST(RynRegistry, ReplaceTextStoresACopy) {
-    char *field = nullptr;
-    char text[] = "one";
-    EXPECT_TRUE(ryn::replaceText(field, text));
-    text[0] = 'x';
-    EXPECT_STREQ(field, "one");
-    EXPECT_TRUE(ryn::replaceText(field, "a longer one"));
-    EXPECT_STREQ(field, "a longer one");
-    faults::failAllocation(1);
-    EXPECT_FALSE(ryn::replaceText(field, "a still longer one"));
-    faults::reset();
-    EXPECT_STREQ(field, "a longer one");
-    std::free(field);
-}
+// ---- exhausted memory
 
 TEST(RynRegistry, ExhaustedMemoryKeepsTheExplicitDirectory) {
     Definitions definitions;
@@ -328,21 +312,6 @@ TEST(RynRegistry, ExhaustedMemoryKeepsTheExplicitDirectory) {
     EXPECT_EQ(ryn::setExplicitTmp(*definitions.handle, *library, nullptr, nullptr), 0);
     EXPECT_EQ(library->explicitTmp, nullptr);
     EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
-}
-
-TEST(RynRegistry, NewAttributeIsNullIfMemoryIsExhausted) {
-    for (int nth = 1; nth <= 2; ++nth) {
-        faults::failAllocation(nth);
-        EXPECT_EQ(ryn::newAttribute("NAME", "value", nullptr, 1), nullptr);
-        faults::reset();
-    }
-    rynAttribute *attribute = ryn::newAttribute("NAME", "value", nullptr, 7);
-    ASSERT_NE(attribute, nullptr);
-    EXPECT_STREQ(attribute->name, "NAME");
-    EXPECT_STREQ(attribute->value, "value");
-    EXPECT_EQ(attribute->line, 7);
-    EXPECT_EQ(attribute->next, nullptr);
-    ryn::freeAttribute(attribute);
 }
 
 TEST(RynRegistry, DefinitionLineIsStoredEvenIfTheHistoryCannotGrow) {

@@ -1,4 +1,4 @@
-// The index of directories, against a walk over all of them.
+// The index of directories, and the documented function that reports reused ones.
 
 #include "libdef/registry/ryni_reuse.h"
 
@@ -7,6 +7,7 @@
 #include "tests/libdef/path_support.h"
 #include "tests/support/faults.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
@@ -306,4 +307,119 @@ TEST_F(Reuse, FailedChangeKeepsTheCounts) {
     faults::failAllocation(1 << 30);
     EXPECT_EQ(RYN_OK, sInsert_lib(definitions.handle, other));
     EXPECT_EQ(2, ryniLibPathReused(definitions.handle, "/n", nullptr, 0));
+}
+
+// ---- reused directories
+
+namespace {
+
+class ReusedDirectory : public test::PathTest {
+  protected:
+    int count(const std::string &path) {
+        return ryniLibPathReused(definitions.handle, path.c_str(), nullptr, 0);
+    }
+    /// @return the names of the libraries that are stored. Checks that nothing is written after `capacity` pointers
+    std::string matches(const std::string &path, int capacity) {
+        std::array<rynLibrary *, 16> found = {};
+        auto *guard = reinterpret_cast<rynLibrary *>(this);
+        found.fill(guard);
+        ryniLibPathReused(definitions.handle, path.c_str(), found.data(), capacity);
+        for (std::size_t i = capacity < 0 ? 0 : static_cast<std::size_t>(capacity); i < found.size(); ++i) {
+            EXPECT_EQ(guard, found[i]);
+        }
+        std::string names;
+        for (const rynLibrary *library : found) {
+            if (library == nullptr || library == guard) {
+                return names + (library == nullptr ? "0" : "");
+            }
+            names += library->name;
+        }
+        return names;
+    }
+};
+
+} // namespace
+
+TEST_F(ReusedDirectory, CountsEqualOuterAndInnerDirectories) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d\nDEFINE b /d/sub\nDEFINE c /dx\nDEFINE e /e\n"));
+    EXPECT_EQ(2, count("/d"));
+    EXPECT_EQ(2, count("/d/sub"));
+    EXPECT_EQ(1, count("/dx"));
+    EXPECT_EQ(1, count("/e"));
+    EXPECT_EQ(2, count("/d/sub/deep"));
+    EXPECT_EQ(1, count("/d/su"));
+    EXPECT_EQ(1, count("/d/subx"));
+    EXPECT_EQ(0, count("/f"));
+    EXPECT_EQ(0, count("/"));
+    EXPECT_EQ(0, count("d"));
+    EXPECT_EQ((test::Diagnostics{{RYN_DIRECTORY_REUSED, "/d/sub", at("vek.lib"), 2}}),
+              test::recorded.diagnostics);
+}
+
+TEST_F(ReusedDirectory, RootHoldsNoOtherDirectory) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE r /\nDEFINE a /a\n"));
+    EXPECT_EQ(1, count("/"));
+    EXPECT_EQ(1, count("/a"));
+    EXPECT_EQ(1, count("//a")) << "as it is spelled, / holds //a and /a does not";
+    EXPECT_TRUE(test::recorded.diagnostics.empty());
+}
+
+TEST_F(ReusedDirectory, CountsALibraryWithTwoMatchesTwice) {
+    box.directory("d/tmp");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a d\nDEFINE b b\nASSIGN a TMP d/tmp\n"));
+    EXPECT_EQ(2, count(at("d/tmp")));
+    EXPECT_EQ(2, count(at("d")));
+    EXPECT_EQ(1, count(at("d/other")));
+    EXPECT_EQ("aa0", matches(at("d"), 8));
+    EXPECT_EQ((test::Diagnostics{{RYN_DIRECTORY_REUSED, at("d/tmp"), at("vek.lib"), 3}}),
+              test::recorded.diagnostics);
+}
+
+TEST_F(ReusedDirectory, ComparesNslPaths) {
+    box.directory("d").link("l", "d");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a l\n"));
+    EXPECT_EQ(1, count(at("d")));
+    EXPECT_EQ(0, count(at("l")));
+    rynSetImplicitTmp(definitions.handle, at("d").c_str(), RYN_IMPLICIT_ONLY, nullptr);
+    EXPECT_EQ(0, count(at("l")));
+    EXPECT_EQ(1, count(at("d/a"))) << "implicit directories do not count";
+}
+
+TEST_F(ReusedDirectory, ListsTheLibrariesInDefinitionOrder) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE x /x\nDEFINE b /d/b\n"));
+    EXPECT_EQ("cab0", matches("/d", 16));
+    EXPECT_EQ("ca0", matches("/d/c", 16));
+}
+
+TEST_F(ReusedDirectory, StoresAtMostCapacityMinusOne) {
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE c /d/c\nDEFINE a /d\nDEFINE b /d/b\n"));
+    EXPECT_EQ("cab0", matches("/d", 5));
+    EXPECT_EQ("cab0", matches("/d", 4));
+    EXPECT_EQ("ca0", matches("/d", 3));
+    EXPECT_EQ("c0", matches("/d", 2));
+    EXPECT_EQ("", matches("/d", 1));
+    EXPECT_EQ("", matches("/d", 0));
+    EXPECT_EQ("", matches("/d", -1));
+    std::array<rynLibrary *, 2> found = {};
+    EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", found.data(), 2));
+    EXPECT_EQ(3, ryniLibPathReused(definitions.handle, "/d", nullptr, 2));
+}
+
+TEST_F(ReusedDirectory, FollowsChangesByStatements) {
+    box.directory("t/sub").directory("u");
+    ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /a\nDEFINE b /b\nASSIGN a TMP t\n"));
+    EXPECT_EQ(1, count(at("t/sub")));
+    rynAddCommand(nullptr, "ASSIGN a TMP u");
+    EXPECT_EQ(0, count(at("t/sub")));
+    EXPECT_EQ(1, count(at("u")));
+    rynAddCommand(nullptr, "UNASSIGN a TMP");
+    EXPECT_EQ(0, count(at("u")));
+    rynAddCommand(nullptr, "UNDEFINE b");
+    EXPECT_EQ(0, count("/b"));
+    rynAddCommand(nullptr, "DEFINE a /elsewhere");
+    EXPECT_EQ(1, count("/a")) << "the nsl path of the first definition stays";
+    EXPECT_EQ(0, count("/elsewhere"));
+    rynAddCommand(nullptr, ("ASSIGN a TMP " + at("t")).c_str());
+    rynAddCommand(nullptr, "UNDEFINE a");
+    EXPECT_EQ(0, count("/a") + count(at("t")));
 }

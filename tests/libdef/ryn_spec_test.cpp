@@ -194,13 +194,14 @@ TEST(Specifier, ReturnsTheTextOfTheInnerSpecifier) {
     Project project;
     Made made;
     ASSERT_EQ(makeSpec(made, project, {"c", nullptr, nullptr}), RYN_OK);
-    const std::string wanted = project.path("lib/c");
-    std::vector<char> buffer(wanted.size() + 1, '#');
+    const std::string expected = project.path("lib/c");
+    std::vector<char> buffer(expected.size() + 1, '#');
     std::size_t needed = 0;
-    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size(), &needed), VEK_FS_BUFFER_TOO_SMALL);
-    EXPECT_EQ(needed, wanted.size() + 1);
-    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), wanted.size() + 1, nullptr), VEK_FS_OK);
-    EXPECT_EQ(wanted, buffer.data());
+    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), expected.size(), &needed),
+              VEK_FS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(needed, expected.size() + 1);
+    EXPECT_EQ(vekFSGetSpecString(made.spec, buffer.data(), expected.size() + 1, nullptr), VEK_FS_OK);
+    EXPECT_EQ(expected, buffer.data());
 }
 
 TEST(Specifier, FilesAndRecordsHoldTheInnerSpecifier) {
@@ -455,9 +456,9 @@ TEST(MakeSpec, ReturnsTheErrorsOfLibraryAndPath) {
     Made made;
     EXPECT_EQ(makeSpec(made, project, {}, "other"), RYN_LIBRARY_NOT_DEFINED);
     EXPECT_EQ(makeSpec(made, project, {nullptr, "v", nullptr}), RYN_INVALID_PATH);
-    const std::size_t room = 4092 - project.path("lib").size();
-    EXPECT_EQ(makeSpec(made, project, {std::string(room, 'c').c_str(), nullptr, nullptr}), RYN_OK);
-    for (const std::size_t length : {room + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
+    const std::size_t limit = 4092 - project.path("lib").size();
+    EXPECT_EQ(makeSpec(made, project, {std::string(limit, 'c').c_str(), nullptr, nullptr}), RYN_OK);
+    for (const std::size_t length : {limit + 1, std::size_t{4095}, std::size_t{4096}, std::size_t{4097}}) {
         EXPECT_EQ(makeSpec(made, project, {std::string(length, 'c').c_str(), nullptr, nullptr}),
                   RYN_INVALID_PATH);
     }
@@ -715,14 +716,14 @@ TEST(PathInArchive, HasAtMost4095Characters) {
     for (const bool query : {true, false}) {
         Packed project("", Existence::Unchecked);
         Made made;
-        const std::size_t room = 4095 - std::strlen("lib/");
-        for (const std::size_t length : {room + 1, room + 2, std::size_t{4095}, std::size_t{4096}}) {
+        const std::size_t limit = 4095 - std::strlen("lib/");
+        for (const std::size_t length : {limit + 1, limit + 2, std::size_t{4095}, std::size_t{4096}}) {
             const std::string cell(length, 'c');
             EXPECT_EQ(makeEither(query, made, project, {cell.c_str(), nullptr, nullptr}, "lib", nullptr),
                       RYN_BUFFER_TOO_SMALL)
                 << length;
         }
-        const std::string longest(room, 'c');
+        const std::string longest(limit, 'c');
         EXPECT_EQ(makeEither(query, made, project, {longest.c_str(), nullptr, nullptr}, "lib", nullptr),
                   RYN_OK);
     }

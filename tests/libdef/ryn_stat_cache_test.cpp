@@ -555,18 +555,18 @@ TEST(StatEntry, IsFoundForAnyBytesAtAnyAddress) {
     const Cached cached;
     const std::string path = "biblioth\xe8que/\xe9l\xe9ments/sch\xe9mas/d\xe9"
                              "coupage";
-    std::array<char, 128> room = {};
+    std::array<char, 128> buffer = {};
     faults::reset();
     for (std::size_t offset = 0; offset < 16; ++offset) {
-        std::memcpy(room.data() + offset, path.c_str(), path.size() + 1);
-        EXPECT_EQ(sStat(nullptr, room.data() + offset, nullptr, nullptr), -1);
+        std::memcpy(buffer.data() + offset, path.c_str(), path.size() + 1);
+        EXPECT_EQ(sStat(nullptr, buffer.data() + offset, nullptr, nullptr), -1);
     }
     EXPECT_EQ(faults::count("stat"), 1);
-    std::memcpy(room.data() + 3, path.c_str(), path.size() + 1);
-    sDeleteStatEntry(room.data() + 3);
+    std::memcpy(buffer.data() + 3, path.c_str(), path.size() + 1);
+    sDeleteStatEntry(buffer.data() + 3);
     for (std::size_t offset = 0; offset < 8; ++offset) {
-        std::memcpy(room.data() + offset, path.c_str(), path.size() + 1);
-        EXPECT_EQ(ryn::statCache.find(room.data() + offset), nullptr) << offset;
+        std::memcpy(buffer.data() + offset, path.c_str(), path.size() + 1);
+        EXPECT_EQ(ryn::statCache.find(buffer.data() + offset), nullptr) << offset;
     }
 }
 

@@ -1,6 +1,5 @@
 #include "libdef/access/ryni_tmp.h"
 
-#include "libdef/access/ryni_access.h"
 #include "libdef/language/ryni_parse.h"
 #include "libdef/paths/ryni_library_reuse.h"
 #include "libdef/paths/ryni_quick_access.h"
@@ -299,7 +298,8 @@ TEST_F(ImplicitTmp, KeepsTheLastHandler) {
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit("/no", 1, test::recordError));
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit("/no", 1, nullptr));
     EXPECT_EQ(2U, recorded.errors.size());
-    EXPECT_EQ(RYN_INVALID_PATH, setImplicit("/no", 1, otherHandler)) << "whatever the handler answers";
+    EXPECT_EQ(RYN_INVALID_PATH, setImplicit("/no", 1, otherHandler))
+        << "the result of the handler is ignored";
     EXPECT_EQ(RYN_INVALID_PATH, setImplicit("/no", 1, nullptr));
     EXPECT_EQ(2, calls);
     EXPECT_EQ(2U, recorded.errors.size());
@@ -497,24 +497,24 @@ TEST_F(GlobalTmp, DoesNothingWithoutAStatement) {
 
 TEST_F(GlobalTmp, IsAppliedAtTheEndOfEveryFile) {
     box.directory("t").file("inner.lib", "DEFINE in lib/in\n");
-    static std::string seen;
+    static std::string lookups;
     rynSetUnknownASSIGNfunc([](const char *, const char *value, const char *, int) {
-        seen += std::string(value) + (access((std::string("t/") + value).c_str(), F_OK) == 0 ? "+" : "-");
+        lookups += std::string(value) + (access((std::string("t/") + value).c_str(), F_OK) == 0 ? "+" : "-");
         return 0;
     });
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE before lib/before\n"
                                        "ASSIGN AllLibs TmpRootDir t\n"
                                        "ASSIGN before LOOK before\n"
                                        "INCLUDE inner.lib\n"
-                                       "DEFINE behind lib/behind\n"
+                                       "DEFINE after lib/after\n"
                                        "ASSIGN before LOOK before\n"
                                        "ASSIGN before LOOK in\n"
-                                       "ASSIGN before LOOK behind\n"));
-    EXPECT_EQ("before-before+in+behind-", seen);
+                                       "ASSIGN before LOOK after\n"));
+    EXPECT_EQ("before-before+in+after-", lookups);
     EXPECT_EQ(kNone, recorded.diagnostics);
     EXPECT_EQ(global("t/before"), explicitOf("before"));
     EXPECT_EQ(global("t/in"), explicitOf("in"));
-    EXPECT_EQ(global("t/behind"), explicitOf("behind"));
+    EXPECT_EQ(global("t/after"), explicitOf("after"));
 }
 
 TEST_F(GlobalTmp, IsAppliedAfterTheWholeFile) {
@@ -530,12 +530,12 @@ TEST_F(GlobalTmp, RelativeRootCountsFromTheFileThatEnds) {
     box.directory("t").directory("sub/t").file("sub/inner.lib", "DEFINE in lib/in\n");
     ASSERT_EQ(RYN_OK, definitions.load("ASSIGN AllLibs TmpRootDir t\n"
                                        "INCLUDE sub/inner.lib\n"
-                                       "DEFINE behind lib/behind\n"));
+                                       "DEFINE after lib/after\n"));
     // The root is applied at the end of the inner file and again at the end of the outer one.
     EXPECT_TRUE(box.exists("sub/t/in"));
     EXPECT_EQ(global("t/in"), explicitOf("in"));
-    EXPECT_EQ(global("t/behind"), explicitOf("behind"));
-    EXPECT_FALSE(box.exists("sub/t/behind"));
+    EXPECT_EQ(global("t/after"), explicitOf("after"));
+    EXPECT_FALSE(box.exists("sub/t/after"));
 }
 
 TEST_F(GlobalTmp, NewestStatementWins) {

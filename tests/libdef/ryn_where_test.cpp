@@ -15,28 +15,28 @@ using test::recorded;
 namespace {
 
 /// The location that a Where query stores, or its code.
-struct Place {
+struct Location {
     int code;
     std::string file;
     int line;
 
-    bool operator==(const Place &) const = default;
+    bool operator==(const Location &) const = default;
 };
 
-std::ostream &operator<<(std::ostream &out, const Place &place) {
-    return out << "{" << place.code << ", " << place.file << ", " << place.line << "}";
+std::ostream &operator<<(std::ostream &out, const Location &location) {
+    return out << "{" << location.code << ", " << location.file << ", " << location.line << "}";
 }
 
 /// Calls a Where query with outputs that are not null.
 template <typename Query, typename... Arguments>
-Place ask(Query query, Arguments... arguments) {
+Location locate(Query query, Arguments... arguments) {
     const char *file = "untouched";
     int line = -1;
     const int code = query(arguments..., &file, &line);
     return {code, test::textOf(file), line};
 }
 
-Place failed(int code) {
+Location failed(int code) {
     return {code, "(null)", 0};
 }
 
@@ -60,8 +60,8 @@ struct Project : Definitions {
 
 TEST(WhereDefined, ReturnsFileAndLine) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), (Place{RYN_OK, project.top(), 1}));
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "b"), (Place{RYN_OK, project.more(), 2}));
+    EXPECT_EQ(locate(rynWhereDefined, project.handle, "a"), (Location{RYN_OK, project.top(), 1}));
+    EXPECT_EQ(locate(rynWhereDefined, project.handle, "b"), (Location{RYN_OK, project.more(), 2}));
 }
 
 TEST(WhereDefined, ReturnsTheLatestDefinition) {
@@ -70,8 +70,8 @@ TEST(WhereDefined, ReturnsTheLatestDefinition) {
     definitions.box.file("first.lib", "DEFINE a a\n");
     definitions.box.file("second.lib", "\n\nDEFINE a b\n");
     ASSERT_EQ(definitions.load("INCLUDE first.lib\nINCLUDE second.lib\n"), 0);
-    EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "a"),
-              (Place{RYN_OK, definitions.path("second.lib"), 3}));
+    EXPECT_EQ(locate(rynWhereDefined, definitions.handle, "a"),
+              (Location{RYN_OK, definitions.path("second.lib"), 3}));
 }
 
 TEST(WhereDefined, PointsIntoTheRegistry) {
@@ -85,14 +85,14 @@ TEST(WhereDefined, PointsIntoTheRegistry) {
 TEST(WhereDefined, WithoutLocationIsAnInternalError) {
     const Project project;
     project.library("a")->definedIn = nullptr;
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "a"), failed(RYN_INTERNAL_ERROR));
+    EXPECT_EQ(locate(rynWhereDefined, project.handle, "a"), failed(RYN_INTERNAL_ERROR));
     EXPECT_EQ(recorded.fatals, ErrorReports{});
 }
 
 TEST(WhereDefined, UnknownNameIsNotDefined) {
     const Project project;
     for (const char *name : {"c", "", "A", "a "}) {
-        EXPECT_EQ(ask(rynWhereDefined, project.handle, name), failed(RYN_LIBRARY_NOT_DEFINED)) << name;
+        EXPECT_EQ(locate(rynWhereDefined, project.handle, name), failed(RYN_LIBRARY_NOT_DEFINED)) << name;
         EXPECT_EQ(rynIsDefined(project.handle, name), RYN_LIBRARY_NOT_DEFINED) << name;
     }
 }
@@ -106,28 +106,28 @@ TEST(IsDefined, FollowsTheCaseRule) {
     definitions.box.directory("a");
     ASSERT_EQ(definitions.load("DEFINE Lib a\n"), 0);
     EXPECT_EQ(rynIsDefined(definitions.handle, "lIB"), 0);
-    EXPECT_EQ(ask(rynWhereDefined, definitions.handle, "LIB"),
-              (Place{RYN_OK, definitions.path("vek.lib"), 1}));
+    EXPECT_EQ(locate(rynWhereDefined, definitions.handle, "LIB"),
+              (Location{RYN_OK, definitions.path("vek.lib"), 1}));
 }
 
 // ---- attributes
 
 TEST(WhereAssigned, ReturnsTheStatementThatLastSetIt) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "COLOR"), (Place{RYN_OK, project.top(), 4}));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "SHAPE"), (Place{RYN_OK, project.top(), 5}));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", "TMP"), (Place{RYN_OK, project.more(), 4}));
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "a", "COLOR"), (Location{RYN_OK, project.top(), 4}));
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "a", "SHAPE"), (Location{RYN_OK, project.top(), 5}));
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "b", "TMP"), (Location{RYN_OK, project.more(), 4}));
 }
 
 TEST(WhereAssigned, SearchesTheNameInUpperCase) {
     const Project project;
     for (const char *name : {"tmp", "TMP", "tMp"}) {
-        EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", name), (Place{RYN_OK, project.more(), 4}))
+        EXPECT_EQ(locate(rynWhereAssigned, project.handle, "b", name), (Location{RYN_OK, project.more(), 4}))
             << name;
         EXPECT_EQ(rynIsAssigned(project.handle, "b", name), 0) << name;
     }
     for (const char *name : {"", "TM", "TMPX", " TMP"}) {
-        EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", name), failed(RYN_ATTRIBUTE_NOT_ASSIGNED))
+        EXPECT_EQ(locate(rynWhereAssigned, project.handle, "b", name), failed(RYN_ATTRIBUTE_NOT_ASSIGNED))
             << name;
         EXPECT_EQ(rynIsAssigned(project.handle, "b", name), RYN_ATTRIBUTE_NOT_ASSIGNED) << name;
     }
@@ -150,14 +150,14 @@ TEST(WhereAssigned, AcceptsAnyBytes) {
 TEST(WhereAssigned, WithoutFileIsAnInternalError) {
     const Project project;
     project.library("b")->attributes->file = nullptr;
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "b", "tmp"), failed(RYN_INTERNAL_ERROR));
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "b", "tmp"), failed(RYN_INTERNAL_ERROR));
     EXPECT_EQ(rynIsAssigned(project.handle, "b", "tmp"), 0);
 }
 
 TEST(WhereAssigned, ChecksTheLibraryBeforeTheAttribute) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "c", "tmp"), failed(RYN_LIBRARY_NOT_DEFINED));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "tmp"), failed(RYN_ATTRIBUTE_NOT_ASSIGNED));
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "c", "tmp"), failed(RYN_LIBRARY_NOT_DEFINED));
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "a", "tmp"), failed(RYN_ATTRIBUTE_NOT_ASSIGNED));
     EXPECT_EQ(rynIsAssigned(project.handle, "c", "tmp"), RYN_LIBRARY_NOT_DEFINED);
 }
 
@@ -168,13 +168,13 @@ TEST(WhereGlobalExplicitTmp, ReturnsTheNewestStatement) {
     definitions.box.directory("a").directory("g").directory("h");
     definitions.box.file("more.lib", "\nASSIGN AllLibs TmpRootDir h\n");
     ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN AllLibs TmpRootDir g\nINCLUDE more.lib\n"), 0);
-    EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, definitions.handle),
-              (Place{RYN_OK, definitions.path("more.lib"), 2}));
+    EXPECT_EQ(locate(rynWhereGlobalExplicitTmp, definitions.handle),
+              (Location{RYN_OK, definitions.path("more.lib"), 2}));
 }
 
 TEST(WhereGlobalExplicitTmp, IsNotAssignedWithoutOne) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, project.handle), failed(RYN_ATTRIBUTE_NOT_ASSIGNED));
+    EXPECT_EQ(locate(rynWhereGlobalExplicitTmp, project.handle), failed(RYN_ATTRIBUTE_NOT_ASSIGNED));
 }
 
 TEST(WhereGlobalExplicitTmp, AcceptsNullOutputs) {
@@ -196,7 +196,8 @@ TEST(WhereIncluded, ReturnsTheIncludeStatement) {
     const Project project;
     for (const std::string &name : {project.more(), std::string("sub/more.lib"),
                                     std::string("./sub//../sub/more.lib"), project.path("sub/./more.lib")}) {
-        EXPECT_EQ(ask(rynWhereIncluded, project.handle, name.c_str()), (Place{RYN_OK, project.top(), 2}))
+        EXPECT_EQ(locate(rynWhereIncluded, project.handle, name.c_str()),
+                  (Location{RYN_OK, project.top(), 2}))
             << name;
         EXPECT_EQ(rynIsIncluded(project.handle, name.c_str()), 0) << name;
     }
@@ -204,21 +205,22 @@ TEST(WhereIncluded, ReturnsTheIncludeStatement) {
 
 TEST(WhereIncluded, TopFileHasNoLocation) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), (Place{RYN_OK, "(null)", 0}));
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, "vek.lib"), (Location{RYN_OK, "(null)", 0}));
     EXPECT_EQ(rynIsIncluded(project.handle, "vek.lib"), 0);
 }
 
 TEST(WhereIncluded, ComparesNslPaths) {
     Project project;
     project.box.link("alias", "sub").link("one.lib", "alias/more.lib");
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "alias/more.lib"), (Place{RYN_OK, project.top(), 2}));
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "one.lib"), (Place{RYN_OK, project.top(), 2}));
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, "alias/more.lib"),
+              (Location{RYN_OK, project.top(), 2}));
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, "one.lib"), (Location{RYN_OK, project.top(), 2}));
 }
 
 TEST(WhereIncluded, RelativePathCountsFromTheWorkingDirectory) {
     const Project project;
     ASSERT_EQ(chdir("sub"), 0);
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "more.lib"), (Place{RYN_OK, project.top(), 2}));
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, "more.lib"), (Location{RYN_OK, project.top(), 2}));
     EXPECT_EQ(rynIsIncluded(project.handle, "../vek.lib"), 0);
     EXPECT_EQ(rynIsIncluded(project.handle, "sub/more.lib"), RYN_FILE_NOT_INCLUDED);
 }
@@ -233,7 +235,7 @@ TEST(WhereIncluded, ExpandsVariables) {
 TEST(WhereIncluded, OtherFileIsNotIncluded) {
     const Project project;
     for (const char *name : {"a", "nothing", "/", "", "sub/more.lib/x"}) {
-        EXPECT_EQ(ask(rynWhereIncluded, project.handle, name), failed(RYN_FILE_NOT_INCLUDED)) << name;
+        EXPECT_EQ(locate(rynWhereIncluded, project.handle, name), failed(RYN_FILE_NOT_INCLUDED)) << name;
         EXPECT_EQ(rynIsIncluded(project.handle, name), RYN_FILE_NOT_INCLUDED) << name;
     }
 }
@@ -242,7 +244,7 @@ TEST(WhereIncluded, ReturnsTheCodesOfPathGeneration) {
     Project project;
     project.box.link("self", "self").link("one", "two/x").link("two", "one");
     const auto expectCode = [&](const char *name, int code) {
-        EXPECT_EQ(ask(rynWhereIncluded, project.handle, name), failed(code)) << name;
+        EXPECT_EQ(locate(rynWhereIncluded, project.handle, name), failed(code)) << name;
         EXPECT_EQ(rynIsIncluded(project.handle, name), code) << name;
     };
     expectCode("~nosuchuser/x", RYN_INVALID_PATH);
@@ -266,7 +268,7 @@ TEST(WhereIncluded, ReturnsTheCodesOfPathGeneration) {
 TEST(WhereIncluded, FailedGetcwdIsASystemError) {
     const Project project;
     faults::failFrom("getcwd", 1, ENOENT);
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "vek.lib"), failed(RYN_SYSTEM_ERROR));
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, "vek.lib"), failed(RYN_SYSTEM_ERROR));
     EXPECT_EQ(rynIsIncluded(project.handle, "vek.lib"), RYN_SYSTEM_ERROR);
     // A rooted path does not need the working directory.
     EXPECT_EQ(rynIsIncluded(project.handle, project.top().c_str()), 0);
@@ -310,8 +312,8 @@ TEST(LibHasTmp, DistinguishesTheKinds) {
                       0);
         }
         for (unsigned which = 0; which <= kAll; ++which) {
-            const int wanted = (which & row.kinds) != 0 ? 0 : RYN_ATTRIBUTE_NOT_ASSIGNED;
-            EXPECT_EQ(rynLibHasTmp(definitions.handle, row.library, which), wanted)
+            const int expected = (which & row.kinds) != 0 ? 0 : RYN_ATTRIBUTE_NOT_ASSIGNED;
+            EXPECT_EQ(rynLibHasTmp(definitions.handle, row.library, which), expected)
                 << row.library << row.implicit << which;
         }
         EXPECT_EQ(rynLibHasTmp(definitions.handle, row.library, ~kAll), RYN_ATTRIBUTE_NOT_ASSIGNED);
@@ -367,9 +369,9 @@ const std::vector<Call> kCalls = {
 TEST(WhereQueries, NullHandleIsTheDefaultHandleOrReported) {
     Project project;
     for (const Call &call : kCalls) {
-        const int wanted =
+        const int expected =
             call.context == std::string("rynWhereGlobalExplicitTmp()") ? RYN_ATTRIBUTE_NOT_ASSIGNED : 0;
-        EXPECT_EQ(call.call(nullptr), wanted) << call.context;
+        EXPECT_EQ(call.call(nullptr), expected) << call.context;
     }
     project.release();
     for (const Call &call : kCalls) {
@@ -414,26 +416,26 @@ TEST(WhereQueries, ReportMissingArguments) {
 TEST(WhereQueries, SingleStatementHasAnEmptyPath) {
     Project project;
     project.box.directory("c").file("late.lib", "DEFINE d d\n");
-    const Place statement = {RYN_OK, "", 0};
+    const Location statement = {RYN_OK, "", 0};
     rynAddCommand(project.handle, "DEFINE c c");
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "c"), statement);
+    EXPECT_EQ(locate(rynWhereDefined, project.handle, "c"), statement);
     rynAddCommand(project.handle, "ASSIGN a COLOR green");
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", "color"), statement);
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "a", "color"), statement);
     rynAddCommand(project.handle, "ASSIGN AllLibs TmpRootDir g");
-    EXPECT_EQ(ask(rynWhereGlobalExplicitTmp, project.handle), statement);
+    EXPECT_EQ(locate(rynWhereGlobalExplicitTmp, project.handle), statement);
     rynAddCommand(project.handle, "INCLUDE late.lib");
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, "late.lib"), statement);
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, "d"), (Place{RYN_OK, project.path("late.lib"), 1}));
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, "late.lib"), statement);
+    EXPECT_EQ(locate(rynWhereDefined, project.handle, "d"), (Location{RYN_OK, project.path("late.lib"), 1}));
     EXPECT_EQ(rynIsIncluded(project.handle, ""), RYN_FILE_NOT_INCLUDED);
 }
 
 TEST(WhereQueries, ClearTheirOutputsBeforeTheyFail) {
     const Project project;
-    EXPECT_EQ(ask(rynWhereDefined, project.handle, static_cast<const char *>(nullptr)),
+    EXPECT_EQ(locate(rynWhereDefined, project.handle, static_cast<const char *>(nullptr)),
               failed(RYN_INVALID_PARAMETER));
-    EXPECT_EQ(ask(rynWhereAssigned, project.handle, "a", static_cast<const char *>(nullptr)),
+    EXPECT_EQ(locate(rynWhereAssigned, project.handle, "a", static_cast<const char *>(nullptr)),
               failed(RYN_INVALID_PARAMETER));
-    EXPECT_EQ(ask(rynWhereIncluded, project.handle, static_cast<const char *>(nullptr)),
+    EXPECT_EQ(locate(rynWhereIncluded, project.handle, static_cast<const char *>(nullptr)),
               failed(RYN_INVALID_PARAMETER));
     int line = -1;
     EXPECT_EQ(rynWhereDefined(project.handle, "a", nullptr, &line), RYN_INVALID_PARAMETER);
