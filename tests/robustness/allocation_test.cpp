@@ -1,5 +1,5 @@
-// Exhausted memory, at every allocation of every public function: the answer is the usual one or the documented
-// one, nothing is lost, and the next call goes as if nothing had happened.
+// Exhausted memory, at every allocation of every public function: the result is the usual or a documented one, no file
+// is damaged, and the next call has its usual result.
 
 #include <algorithm>
 #include <cstdio>
@@ -32,54 +32,54 @@ void arm(int nth, Lack lack) {
     }
 }
 
-bool isOneOf(const std::string &answer, const std::string &usual, const std::vector<std::string> &others) {
+bool isOneOf(const std::string &result, const std::string &usual, const std::vector<std::string> &others) {
     const auto has = [&others](std::string_view text) {
         return std::find(others.begin(), others.end(), text) != others.end();
     };
-    const std::size_t reports = answer.find(" reports");
+    const std::size_t reports = result.find(" reports");
     const bool isReported =
-        reports != std::string::npos && answer.find("_MEMORY_ERROR", reports) != std::string::npos;
-    return answer == usual || has(answer) || (isReported && has("memory error reported"));
+        reports != std::string::npos && result.find("_MEMORY_ERROR", reports) != std::string::npos;
+    return result == usual || has(result) || (isReported && has("memory error reported"));
 }
 
-std::string usualAnswer(World &world, const Case &item) {
+std::string usualResult(World &world, const Case &item) {
     world.renew();
     return item.call(world);
 }
 
-/// Makes the call without the `nth` allocation, and again with all memory. @return whether it came so far
+/// Makes the call with a failing `nth` allocation, and again without a failure. @return whether there was an `nth` one
 bool withoutNth(World &world, const Case &item, const std::string &usual, int nth, Lack lack) {
     if (item.writes) {
         world.restoreTree();
     }
     world.renew();
     arm(nth, lack);
-    const std::string answer = item.call(world);
+    const std::string result = item.call(world);
     const bool reached = faults::count("malloc") >= nth;
     faults::reset();
     World::takeReports();
 
-    const std::string place =
+    const std::string context =
         nameOf(item) + (lack == Lack::Once ? ", allocation " : ", allocations from ") + std::to_string(nth);
-    EXPECT_TRUE(isOneOf(answer, usual, item.withoutMemory))
-        << place << ": " << answer << "\nusual: " << usual;
+    EXPECT_TRUE(isOneOf(result, usual, item.withoutMemory))
+        << context << ": " << result << "\nusual: " << usual;
     const test::Tree tree = item.writes ? world.tree() : test::Tree();
-    EXPECT_EQ(item.call(world), usual) << place << ", again";
+    EXPECT_EQ(item.call(world), usual) << context << ", called again";
     World::takeReports();
     EXPECT_TRUE(tree == world.treeAtFirst() || tree == world.tree() || !item.writes)
-        << place << " left half a tree";
+        << context << ": the files are neither old nor new";
     return reached;
 }
 
-/// @return how many allocations the call makes at least
+/// @return the number of allocations that have been made to fail
 int withoutEach(World &world, const Case &item, Lack lack) {
-    const std::string usual = usualAnswer(world, item);
+    const std::string usual = usualResult(world, item);
     int nth = 1;
     while (withoutNth(world, item, usual, nth, lack) && nth < 2000) {
         ++nth;
     }
     EXPECT_LT(nth, 2000) << nameOf(item);
-    EXPECT_TRUE(item.writes || world.tree() == world.treeAtFirst()) << nameOf(item) << " has written";
+    EXPECT_TRUE(item.writes || world.tree() == world.treeAtFirst()) << nameOf(item) << " has changed files";
     return nth - 1;
 }
 
@@ -92,7 +92,7 @@ void allocateNothing(World &world, const Case &item) {
     EXPECT_EQ(faults::count("malloc"), 0) << nameOf(item);
 }
 
-/// A case without other answers allocates nothing.
+/// A case without results for exhausted memory must allocate nothing.
 void run(const std::vector<Case> &cases) {
     World world;
     for (const Case &item : cases) {
@@ -110,28 +110,28 @@ void run(const std::vector<Case> &cases) {
 
 } // namespace
 
-TEST(ExhaustedMemory, OfTheCommonLayerIsAResult) {
+TEST(ExhaustedMemory, OfTheCommonLayerGivesADocumentedResult) {
     run(test::commonCases());
 }
 
-TEST(ExhaustedMemory, OfTheFileSystemLayerIsAResult) {
+TEST(ExhaustedMemory, OfTheFileSystemLayerGivesADocumentedResult) {
     run(test::fsCases());
 }
 
-TEST(ExhaustedMemory, OfTheSearchLayerIsAResult) {
+TEST(ExhaustedMemory, OfTheSearchLayerGivesADocumentedResult) {
     run(test::searchCases());
 }
 
-TEST(ExhaustedMemory, OfTheTagLayerIsAResult) {
+TEST(ExhaustedMemory, OfTheTagLayerGivesADocumentedResult) {
     run(test::tagfileCases());
 }
 
-TEST(ExhaustedMemory, OfTheLibraryLayerIsAResult) {
+TEST(ExhaustedMemory, OfTheLibraryLayerGivesADocumentedResult) {
     run(test::libdefCases());
 }
 
-// What is found out once and kept is found out in a process of its own each time.
-TEST(ExhaustedMemory, OfTheInstallationQueriesIsAResult) {
+// The process caches these results: each call is made in a child process of its own.
+TEST(ExhaustedMemory, OfTheInstallationQueriesGivesADocumentedResult) {
     for (const Case &item : test::installationCases()) {
         for (const Lack lack : {Lack::Once, Lack::FromThenOn}) {
             int status = 1;
@@ -139,26 +139,26 @@ TEST(ExhaustedMemory, OfTheInstallationQueriesIsAResult) {
                 const test::Outcome outcome = test::inChild([&] {
                     World own(World::Start::Fresh);
                     arm(nth, lack);
-                    const std::string answer = item.call(own);
+                    const std::string result = item.call(own);
                     const bool reached = faults::count("malloc") >= nth;
                     faults::reset();
                     const std::string usual = item.call(own);
-                    EXPECT_TRUE(isOneOf(answer, usual, item.withoutMemory))
-                        << nameOf(item) << " " << nth << ": " << answer << "\nusual: " << usual;
+                    EXPECT_TRUE(isOneOf(result, usual, item.withoutMemory))
+                        << nameOf(item) << " " << nth << ": " << result << "\nusual: " << usual;
                     EXPECT_FALSE(isOneOf(usual, "", item.withoutMemory))
                         << nameOf(item) << " " << nth << ", again";
                     return reached ? 1 : 0;
                 });
                 status = outcome.status;
-                EXPECT_TRUE(nth > 1 || status == 1) << nameOf(item) << " has known the answer";
+                EXPECT_TRUE(nth > 1 || status == 1) << nameOf(item) << " has its result cached";
                 EXPECT_TRUE(status == 0 || status == 1) << nameOf(item) << " " << nth;
             }
         }
     }
 }
 
-// An edit reads the file a second time when it could not be read, and takes one that it cannot read for empty. Not
-// for lack of memory, though: the file would lose what it says.
+// An edit reads an unreadable file a second time and then treats it as empty. It must not do so if memory is exhausted:
+// the content of the file would be lost.
 TEST(ExhaustedMemory, InBothReadingsOfAnEditKeepsTheFile) {
     World world;
     const std::string directory = world.path("proj");
@@ -184,7 +184,7 @@ TEST(ExhaustedMemory, InBothReadingsOfAnEditKeepsTheFile) {
     EXPECT_GT(kept, 5);
 }
 
-TEST(ExhaustedMemory, IsTriedOnEveryPublicFunction) {
+TEST(ExhaustedMemory, IsTestedForEveryPublicFunction) {
     std::set<std::string, std::less<>> tried;
     for (const auto &table : {test::commonCases(), test::installationCases(), test::fsCases(),
                               test::searchCases(), test::tagfileCases(), test::libdefCases()}) {

@@ -13,25 +13,25 @@ namespace test {
 /// In Case::withoutMemory: exhausted memory does not change the result.
 inline constexpr const char *kAsUsual = "as usual";
 
-/// A call of public functions, which can be repeated in the same world with the same answer.
+/// A call of public functions, which can be repeated in the same world with the same result.
 struct Case {
-    /// The functions that it is about.
+    /// The functions under test.
     std::vector<std::string_view> functions;
-    /// Makes the call, gives back what it got, and says how it went: the result and what else it left behind.
-    /// A failure of one of several functions ends it, with that function's result as the answer.
+    /// Makes the call and frees what it returned. Returns the result and other effects as text. A failure of one of
+    /// several functions ends the call with the result of that function.
     std::function<std::string(World &)> call;
     /// The results that exhausted memory may give besides the usual one; "memory error reported" is any result with
     /// a report of that code. Empty if nothing is allocated; kAsUsual alone if allocations may fail without effect.
     std::vector<std::string> withoutMemory = {};
     /// Whether files or directories are different afterwards.
     bool writes = false;
-    /// Whether it is several writes, of which a failure may end the row anywhere.
+    /// Whether it makes several writes: a failure can leave some of them.
     bool leavesParts = false;
     /// Whether a file that cannot be examined counts as missing, where nothing needs to be done.
     bool missingIsDone = false;
 };
 
-/// The tables, by layer. `installation` are those calls of the common layer whose answer the process keeps for good.
+/// The tables, by layer. `installation` are those calls of the common layer whose result the process caches.
 std::vector<Case> commonCases();
 std::vector<Case> installationCases();
 std::vector<Case> fsCases();

@@ -24,8 +24,8 @@ namespace test {
 
 namespace {
 
-/// What a heap string says, which is freed.
-std::string taken(const World &world, char *text) {
+/// A copy of a heap string, which is freed.
+std::string adopted(const World &world, char *text) {
     std::string result = world.shown(text);
     std::free(text);
     return result;
@@ -42,13 +42,13 @@ std::string joined(char **list) {
     return result;
 }
 
-std::string takenList(const World &world, char **list) {
+std::string adoptedList(const World &world, char **list) {
     const std::string result = joined(list);
     vekFreeStrlist(list);
     return world.shown(result.c_str());
 }
 
-/// A string list that lives in the test alone.
+/// A string list without allocations.
 template <std::size_t Count>
 struct Fixed {
     char texts[Count][8];
@@ -65,12 +65,12 @@ struct Fixed {
 template <std::size_t Count>
 Fixed(const char *const (&from)[Count]) -> Fixed<Count>;
 
-/// The list that a function gave in the place of `before`, which stays the caller's when there is none. Freed.
+/// The list that a function returned in place of `before`; `before` itself if it returned null. Both are freed.
 std::string grown(const World &world, char **before, char **after) {
     if (after == nullptr) {
-        return "null, before: " + takenList(world, before);
+        return "null, before: " + adoptedList(world, before);
     }
-    return takenList(world, after);
+    return adoptedList(world, after);
 }
 
 struct Node {
@@ -86,7 +86,7 @@ uint32_t keyOf(const void *key, const vekHashTable * /*table*/) {
     return static_cast<const Node *>(key)->key;
 }
 
-/// A table of twenty entries, which has grown some times where memory allowed it.
+/// A table of twenty entries, which grows several times unless an allocation fails.
 class Table {
   public:
     Table() {
@@ -147,8 +147,8 @@ std::string nameOf(const Case &item) {
 std::vector<Case> commonCases() {
     return {
         // ---- strings and string lists
-        {{"vekCopyString"}, [](World &w) { return taken(w, vekCopyString("text")); }, {"null"}},
-        {{"vekCatString"}, [](World &w) { return taken(w, vekCatString("a", "b", ",")); }, {"null"}},
+        {{"vekCopyString"}, [](World &w) { return adopted(w, vekCopyString("text")); }, {"null"}},
+        {{"vekCatString"}, [](World &w) { return adopted(w, vekCatString("a", "b", ",")); }, {"null"}},
         {{"vekAddToStrlist", "vekFreeStrlist", "vekGetStrlistSize"},
          [](World &w) {
              int size = 0;
@@ -170,7 +170,7 @@ std::vector<Case> commonCases() {
                  }
                  list = longer;
              }
-             return takenList(w, list);
+             return adoptedList(w, list);
          },
          {"null"}},
         {{"vekGrowStrlist"},
@@ -183,20 +183,20 @@ std::vector<Case> commonCases() {
         {{"vekCopyStrlist"},
          [](World &w) {
              Fixed list({"b", "a"});
-             return takenList(w, vekCopyStrlist(list.list));
+             return adoptedList(w, vekCopyStrlist(list.list));
          },
          {"null"}},
         {{"vekStrlistToStr"},
          [](World &w) {
              Fixed list({"b", "a"});
-             return taken(w, vekStrlistToStr(list.list, ","));
+             return adopted(w, vekStrlistToStr(list.list, ","));
          },
          {"null"}},
         {{"vekFilterStrlist"},
          [](World &w) {
              Fixed list({"abc", "xyz", "axz"});
              Fixed patterns({"^a", "q|z"});
-             return takenList(w, vekFilterStrlist(list.list, patterns.list));
+             return adoptedList(w, vekFilterStrlist(list.list, patterns.list));
          },
          {"null"}},
         {{"vekStrToStrlist"},
@@ -209,7 +209,7 @@ std::vector<Case> commonCases() {
              }
              char **const list = vekStrToStrlist("two 'three four' five", &count, one);
              const bool counted = vekGetStrlistSize(list) == count;
-             return takenList(w, list) + (counted ? "" : " miscounted");
+             return adoptedList(w, list) + (counted ? "" : " miscounted");
          },
          {"null", "one", "one,two", "one,two,three four"}},
         {{"vekSortStrlist"},
@@ -323,7 +323,7 @@ std::vector<Case> commonCases() {
          [](World &w) { return std::to_string(vekGetFilesysCaseSensitivity(w.path("empty/not").c_str())); },
          {"1"},
          true},
-        {{"vekMkRootedPath"}, [](World &w) { return taken(w, vekMkRootedPath("a", nullptr)); }, {"null"}},
+        {{"vekMkRootedPath"}, [](World &w) { return adopted(w, vekMkRootedPath("a", nullptr)); }, {"null"}},
         {{"vekCanonicalizeDirSep", "vekIsRooted", "vekIsRoot", "vekIsUNCRoot", "vekNtToUnixLine"},
          [](World &) {
              char line[] = "/a\r\n";
@@ -369,7 +369,7 @@ std::vector<Case> commonCases() {
                                                                                               : "null");
          },
          {"null"}},
-        {{"vekGetTmpDir"}, [](World &w) { return taken(w, vekGetTmpDir(nullptr)); }, {"null"}, true},
+        {{"vekGetTmpDir"}, [](World &w) { return adopted(w, vekGetTmpDir(nullptr)); }, {"null"}, true},
         // ---- start-up
         {{"vekInit", "vekInitDone", "vekInitNonVEKApp", "cmnGetInstallRootRequired",
           "cmnSetInstallRootRequired", "cmnNoInstallRootRequired", "vekPlat", "vekProcMinusVersionArg"},
@@ -384,16 +384,20 @@ std::vector<Case> commonCases() {
              vekProcMinusVersionArg(1, arguments, nullptr);
              return std::to_string(vekInitDone() + cmnGetInstallRootRequired()) + vekPlat();
          }},
-        {{"vekFindExecInPath"}, [](World &w) { return taken(w, vekFindExecInPath("tool")); }, {"null"}},
-        {{"vekGetAllInstallRoots"}, [](World &w) { return takenList(w, vekGetAllInstallRoots()); }, {"null"}},
+        {{"vekFindExecInPath"}, [](World &w) { return adopted(w, vekFindExecInPath("tool")); }, {"null"}},
+        {{"vekGetAllInstallRoots"},
+         [](World &w) { return adoptedList(w, vekGetAllInstallRoots()); },
+         {"null"}},
         {{"vekGetInstallRootFromFilePath"},
-         [](World &w) { return taken(w, vekGetInstallRootFromFilePath("inst/share/find.txt")); },
+         [](World &w) { return adopted(w, vekGetInstallRootFromFilePath("inst/share/find.txt")); },
          {"null"}},
         {{"vekGetInstallRootFromPath"},
-         [](World &w) { return taken(w, vekGetInstallRootFromPath(w.path("inst/tools/bin/tool").c_str())); },
+         [](World &w) {
+             return adopted(w, vekGetInstallRootFromPath(w.path("inst/tools/bin/tool").c_str()));
+         },
          {"null"}},
         {{"vekGetInstallRootWithPath"},
-         [](World &w) { return taken(w, vekGetInstallRootWithPath("share/find.txt")); },
+         [](World &w) { return adopted(w, vekGetInstallRootWithPath("share/find.txt")); },
          {"null"}},
     };
 }
@@ -401,22 +405,22 @@ std::vector<Case> commonCases() {
 std::vector<Case> installationCases() {
     return {
         {{"vekIsTolvaneHier"}, [](World &) { return std::to_string(vekIsTolvaneHier()); }, {"0"}},
-        {{"vekGetInstallRoot"}, [](World &w) { return taken(w, vekGetInstallRoot()); }, {"null"}},
+        {{"vekGetInstallRoot"}, [](World &w) { return adopted(w, vekGetInstallRoot()); }, {"null"}},
         {{"vekGetInstallRootInBuf"},
          [](World &w) {
              char buffer[4096] = "untouched";
              const int result = vekGetInstallRootInBuf(buffer, sizeof buffer);
-             return std::to_string(result) + w.shown(buffer);
+             return std::to_string(result) + " " + w.shown(buffer);
          },
-         {"0untouched"}},
-        {{"vekGetInstPath"}, [](World &w) { return taken(w, vekGetInstPath("share")); }, {"null"}},
+         {"0 untouched"}},
+        {{"vekGetInstPath"}, [](World &w) { return adopted(w, vekGetInstPath("share")); }, {"null"}},
         {{"vekGetInstPathInBuf"},
          [](World &) {
              char buffer[4096];
              return std::to_string(vekGetInstPathInBuf(buffer, sizeof buffer, "share"));
          },
          {"0"}},
-        {{"vekGetToolsPath"}, [](World &w) { return taken(w, vekGetToolsPath("bin")); }, {"null"}},
+        {{"vekGetToolsPath"}, [](World &w) { return adopted(w, vekGetToolsPath("bin")); }, {"null"}},
         {{"vekGetToolsPathInBuf"},
          [](World &) {
              char buffer[4096];

@@ -10,12 +10,15 @@ namespace test {
 
 namespace {
 
-/// "0", or which step failed and how.
+/// "" after success, otherwise the name of the step and its errno value or code.
 std::string step(const char *name, int code) {
-    return code == VEK_FS_OK ? "" : std::string(name) + " " + std::to_string(code);
+    if (code == VEK_FS_OK) {
+        return "";
+    }
+    return std::string(name) + " " + (code > 0 ? strerrorname_np(code) : std::to_string(code));
 }
 
-/// A file that is closed, and that goes whatever the first close says.
+/// Closes a file: after a failed close the second one frees it.
 std::string close(vekFSFile *file) {
     const int code = vekFS_close(file);
     if (code != VEK_FS_OK) {
@@ -170,16 +173,16 @@ std::string status(const World &world, int (*create)(const char *, vekFSSpec **)
 } // namespace
 
 std::vector<Case> fsCases() {
-    const std::vector<std::string> withoutMemory = {"open 12"};
+    const std::vector<std::string> withoutMemory = {"open ENOMEM"};
     return {
         {{"vekFSCreatePathSpec", "vekFSFreeSpec", "vekFSGetSpecString", "vekFSGetSpecIOImpName", "vekFS_stat",
           "vekFS_lstat", "vekFS_getFileMode", "vekFS_getFileGID", "vekFS_getFileUID", "vekFS_getFileSize",
           "vekFS_getFileModTime"},
          [](World &w) { return status(w, vekFSCreatePathSpec); },
-         {"create 12"}},
+         {"create ENOMEM"}},
         {{"vekFSStdioCreatePathSpec"},
          [](World &w) { return status(w, vekFSStdioCreatePathSpec); },
-         {"create 12"}},
+         {"create ENOMEM"}},
         {{"vekFS_openFile", "vekFS_open", "vekFS_read", "vekFS_seek", "vekFS_tell", "vekFS_rewind",
           "vekFS_close"},
          [](World &w) { return readWhole(w, vekFS_openFile); },
@@ -198,10 +201,10 @@ std::vector<Case> fsCases() {
          true},
         {{"vekFS_opendir", "vekFS_readdir", "vekFS_rewinddir", "vekFS_closedir", "vekFS_getDirentName"},
          [](World &w) { return listDirectory(w); },
-         {"create 12", "opendir 12"}},
+         {"create ENOMEM", "opendir ENOMEM"}},
         {{"vekFSiOpendir", "vekFSiReaddir", "vekFSiRewinddir", "vekFSiClosedir", "vekFSiGetDirentName"},
          [](World &w) { return listDirectly(w); },
-         {"opendir 12"}},
+         {"opendir ENOMEM"}},
         {{"vekFS_strerror", "vekZipOpenZip", "vekZipCloseZip", "vekZipCreateSpec", "vekZip_zip",
           "vekZip_unzip"},
          [](World &) {

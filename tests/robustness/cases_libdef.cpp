@@ -15,12 +15,12 @@ int stop(int code, const char * /*object*/, const char * /*file*/, int /*line*/)
     return code;
 }
 
-/// What happened and what it is worth: a code, and, when all is well, what it gave.
-std::string said(const World &world, int code, const char *text) {
+/// The name of a code, after success the text, and the reported codes.
+std::string shownResult(const World &world, int code, const char *text) {
     return rynName(code) + (code == RYN_OK ? " " + world.shown(text) : "") + World::takeReports();
 }
 
-std::string said(int code) {
+std::string shownResult(int code) {
     return rynName(code) + World::takeReports();
 }
 
@@ -39,7 +39,7 @@ std::string libraries(rynHandle registry) {
     return text;
 }
 
-/// The outcome of a creation, and the new registry's libraries. It is released.
+/// The result of a creation and the libraries of the new registry, which is released.
 std::string created(int code, rynHandle registry) {
     std::string text = rynName(code) + ((registry != nullptr) == (code == RYN_OK) ? "" : " undefined");
     if (registry != nullptr) {
@@ -87,7 +87,7 @@ void dumpAnIteration(rynHandle registry, FILE *stream) {
     }
 }
 
-// What was there to be checked and could not be is told, and passes.
+// If the library check fails, the failure is reported and the library is defined.
 const std::vector<std::string> kCreation = {"RYN_MEMORY_ERROR", "RYN_MEMORY_ERROR reports RYN_MEMORY_ERROR",
                                             "RYN_MEMORY_ERROR reports TOV_MEMORY_ERROR RYN_MEMORY_ERROR",
                                             "RYN_OK lib other none reports TOV_MEMORY_ERROR",
@@ -101,7 +101,7 @@ Case path(unsigned mode, const char *cell, const char *view, const char *file,
             [=](World &w) {
                 char out[VEK_PATH_SIZE] = "";
                 const int code = rynGetPath(w.registry, mode, "lib", cell, view, file, out, sizeof out);
-                return said(w, code, out);
+                return shownResult(w, code, out);
             },
             withoutMemory,
             true,
@@ -123,7 +123,7 @@ Case search(std::string_view function, int (*call)(rynHandle, char *, std::size_
             [=](World &w) {
                 char out[VEK_PATH_SIZE] = "";
                 const int code = call(w.registry, out, sizeof out);
-                return said(w, code, out);
+                return shownResult(w, code, out);
             },
             {"RYN_INTERNAL_ERROR", "RYN_MEMORY_ERROR"}};
 }
@@ -134,7 +134,7 @@ Case fullSearch(std::string_view function, int (*call)(rynHandle, char ***)) {
                 char **paths = nullptr;
                 const int code = call(w.registry, &paths);
                 const bool defined = (paths != nullptr) == (code == RYN_OK);
-                const std::string text = said(w, code, paths == nullptr ? nullptr : paths[0]);
+                const std::string text = shownResult(w, code, paths == nullptr ? nullptr : paths[0]);
                 vekFreeStrlist(paths);
                 return text + (defined ? "" : " undefined");
             },
@@ -170,7 +170,8 @@ std::vector<Case> libdefCases() {
     return {
         {{"rynGetErrorMsg", "ryn_to_tov_errorcode_map"},
          [](World &) {
-             return std::string(rynGetErrorMsg(2)) + std::to_string(ryn_to_tov_errorcode_map[2]);
+             return std::string(rynGetErrorMsg(RYN_MEMORY_ERROR)) +
+                    std::to_string(ryn_to_tov_errorcode_map[RYN_MEMORY_ERROR]);
          }},
         // ---- registries
         {{"rynInit", "rynReleaseHandle"},
@@ -225,7 +226,8 @@ std::vector<Case> libdefCases() {
         {{"rynSetImplicitTmp"},
          [](World &w) {
              const std::string directory = w.path("proj/itmp");
-             return said(rynSetImplicitTmp(w.registry, directory.c_str(), RYN_IMPLICIT_FIRST, nullptr));
+             return shownResult(
+                 rynSetImplicitTmp(w.registry, directory.c_str(), RYN_IMPLICIT_FIRST, nullptr));
          },
          {"RYN_MEMORY_ERROR"}},
         {{"rynDumpEverything"}, [](World &w) { return dumped(rynDumpEverything, w.registry); }, {kAsUsual}},
@@ -245,15 +247,15 @@ std::vector<Case> libdefCases() {
         {{"rynQuery"},
          [](World &w) {
              const unsigned flags = RYN_QUERY_EXISTS | RYN_QUERY_READABLE | RYN_QUERY_WRITABLE;
-             return said(rynQuery(w.registry, flags, "lib", "cell1", "view1", "data.db"));
+             return shownResult(rynQuery(w.registry, flags, "lib", "cell1", "view1", "data.db"));
          },
          {}},
         {{"rynQuery", "rynStatCacheCtl"},
          [](World &w) {
              const unsigned flags = RYN_QUERY_EXISTS | RYN_QUERY_READABLE | RYN_QUERY_WRITABLE;
              rynStatCacheCtl(1);
-             std::string text = said(rynQuery(w.registry, flags, "lib", "cell1", "view1", "data.db"));
-             text += " " + said(rynQuery(w.registry, flags, "lib", "cell1", "view1", "data.db"));
+             std::string text = shownResult(rynQuery(w.registry, flags, "lib", "cell1", "view1", "data.db"));
+             text += " " + shownResult(rynQuery(w.registry, flags, "lib", "cell1", "view1", "data.db"));
              rynStatCacheCtl(0);
              return text;
          },
@@ -270,16 +272,16 @@ std::vector<Case> libdefCases() {
              text += ", packed " + rynName(rynInvalidatePackedLib(w.registry, "lib"));
              text += ", assigned at " + rynName(rynWhereAssigned(w.registry, "lib", "COLOUR", &file, &line));
              const int code = rynWhereDefined(w.registry, "lib", &file, &line);
-             return text + ", defined at " + said(w, code, file) + " line " + std::to_string(line);
+             return text + ", defined at " + shownResult(w, code, file) + " line " + std::to_string(line);
          }},
         {{"rynIsIncluded", "rynWhereIncluded"},
          [](World &w) {
              const std::string path = w.path("proj/more.lib");
              const char *file = nullptr;
              int line = 0;
-             const std::string first = said(rynIsIncluded(w.registry, path.c_str()));
+             const std::string first = shownResult(rynIsIncluded(w.registry, path.c_str()));
              const int code = rynWhereIncluded(w.registry, path.c_str(), &file, &line);
-             return first + ", included at " + said(w, code, file) + " line " + std::to_string(line);
+             return first + ", included at " + shownResult(w, code, file) + " line " + std::to_string(line);
          },
          {}},
         // ---- searches

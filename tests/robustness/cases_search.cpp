@@ -11,12 +11,12 @@ namespace test {
 
 namespace {
 
-/// A result of this layer, and the path that came with it where there is one.
-std::string said(const World &world, int code, const char *path) {
+/// The name of a code and, after success, the path.
+std::string shownResult(const World &world, int code, const char *path) {
     return puxName(code) + (code == PUX_OK ? " " + world.shown(path) : "");
 }
 
-std::string saidList(const World &world, int code, char **list) {
+std::string shownList(const World &world, int code, char **list) {
     std::string text = puxName(code);
     for (char **at = list; at != nullptr && *at != nullptr; ++at) {
         text += " " + world.shown(*at);
@@ -31,7 +31,7 @@ template <typename Search>
 std::string search(const World &world, Search call) {
     char out[VEK_SEARCH_PATH_SIZE] = "";
     const int code = call(out, sizeof out);
-    return said(world, code, out);
+    return shownResult(world, code, out);
 }
 
 std::string interpolated(const World &world, const char *text) {
@@ -42,7 +42,7 @@ std::string interpolated(const World &world, const char *text) {
     args.errorBuffer = message;
     args.errorBufferSize = sizeof message;
     const int result = vekInterpolate(text, out, sizeof out, &args, sizeof args);
-    return result == 1 ? world.shown(out) : "error " + std::to_string(args.errorCode);
+    return result == 1 ? world.shown(out) : interpName(args.errorCode);
 }
 
 } // namespace
@@ -71,13 +71,13 @@ std::vector<Case> searchCases() {
              }
              return text;
          },
-         // An installation that cannot be found for lack of memory, which is told, is none.
+         // If memory is exhausted, the error is printed and the list built without the installation.
          {"PUX_MEMORY_ERROR", "PUX_OK . @/proj @/home @/site"}},
         {{"puxInsertToSearchList"},
          [](World &w) {
              char **list = nullptr;
              const int code = puxInsertToSearchList(&list, "/d");
-             std::string text = said(w, code, list == nullptr ? nullptr : *list);
+             std::string text = shownResult(w, code, list == nullptr ? nullptr : *list);
              if (list != nullptr) {
                  puxReleaseHandle(list);
              }
@@ -180,14 +180,14 @@ std::vector<Case> searchCases() {
          [](World &w) {
              char **result = nullptr;
              const int code = puxFullSearch(nullptr, "vekinfo.tag", nullptr, &result);
-             return saidList(w, code, result);
+             return shownList(w, code, result);
          },
          {"PUX_MEMORY_ERROR"}},
         {{"puxFullSearchDirList"},
          [](World &w) {
              char **result = nullptr;
              const int code = puxFullSearchDirList(nullptr, "vekinfo.tag", nullptr, &result);
-             return saidList(w, code, result);
+             return shownList(w, code, result);
          },
          {"PUX_MEMORY_ERROR"}},
         {{"puxUsePuxFor"},
@@ -195,7 +195,7 @@ std::vector<Case> searchCases() {
          {"PUX_MEMORY_ERROR"}},
         {{"vekInterpolate"},
          [](World &w) { return interpolated(w, "$HOME ${COLOUR} $(inst_root_with:share/find.txt) ~root/x"); },
-         {"error 10"}},
+         {"VEK_INTERP_NO_ROOT_FOR_FILE"}},
     };
 }
 

@@ -19,8 +19,8 @@ std::string with(int value, const World &world, const Where &where) {
     return std::to_string(value) + " in '" + world.shown(where.text) + "'" + World::takeReports();
 }
 
-/// An edit of the tag file in a directory of the world, which it finds as it was at the beginning. What goes wrong
-/// in the clearing that comes before an addition is reported, but need not fail the whole.
+/// An edit of the tag file in a directory of the world, whose tree is restored before. An addition first clears the
+/// entry: a failure of that step is reported, and the addition can still succeed.
 Case edit(std::string_view function, int (*call)(const char *directory), const char *directory = "proj") {
     return {{function},
             [=](World &w) {
@@ -53,22 +53,23 @@ std::string object(int code, int found, const VekinfoObj &obj) {
 } // namespace
 
 std::vector<Case> tagfileCases() {
-    // An error on the way up sends the X queries on to the search list, as if nothing had been found.
+    // After an error the X queries continue on the search list, as if nothing had been found.
     return {
         {{"tovGetErrorMsg", "tovPrintError", "tovRegisterErrorHandler"},
          [](World &) {
              const tovErrorHandler handler = tovRegisterErrorHandler(nullptr);
              tovRegisterErrorHandler(handler);
-             return World::reported(tovGetErrorMsg(2) + std::to_string(tovPrintError(2, "text", "where", 1)));
+             return World::reported(tovGetErrorMsg(TOV_MEMORY_ERROR) +
+                                    std::to_string(tovPrintError(TOV_MEMORY_ERROR, "text", "where", 1)));
          }},
         {{"tovPrintError"},
          [](World &) {
              const tovErrorHandler handler = tovRegisterErrorHandler(nullptr);
-             const int code = tovPrintError(2, "text", "where", 1);
+             const int code = tovPrintError(TOV_MEMORY_ERROR, "text", "where", 1);
              tovRegisterErrorHandler(handler);
-             return std::to_string(code);
+             return tovName(code);
          },
-         {"2"}},
+         {"TOV_MEMORY_ERROR"}},
         {{"tovLookupEntry"},
          [](World &w) {
              Where where;

@@ -5,6 +5,7 @@
 
 #include "libdef/ryn.h"
 #include "search/pux.h"
+#include "search/vek_interp.h"
 #include "tagfile/tov.h"
 
 namespace test {
@@ -38,6 +39,21 @@ std::string puxName(int code) {
         {PUX_PERMISSION_DENIED, "PUX_PERMISSION_DENIED"},
         {PUX_INITIALIZATION_FAILED, "PUX_INITIALIZATION_FAILED"},
         {PUX_NOT_INITIALIZED, "PUX_NOT_INITIALIZED"},
+    }};
+    return nameIn(kNames, code);
+}
+
+std::string interpName(int code) {
+    constexpr std::array<Name, 9> kNames = {{
+        {VEK_INTERP_OK, "VEK_INTERP_OK"},
+        {VEK_INTERP_OUT_TOO_SMALL, "VEK_INTERP_OUT_TOO_SMALL"},
+        {VEK_INTERP_NOT_SET, "VEK_INTERP_NOT_SET"},
+        {VEK_INTERP_UNKNOWN_USER, "VEK_INTERP_UNKNOWN_USER"},
+        {VEK_INTERP_TOO_RECURSIVE, "VEK_INTERP_TOO_RECURSIVE"},
+        {VEK_INTERP_NULL_ARGUMENT, "VEK_INTERP_NULL_ARGUMENT"},
+        {VEK_INTERP_BADLY_FORMED, "VEK_INTERP_BADLY_FORMED"},
+        {VEK_INTERP_NO_TOOL_ROOT, "VEK_INTERP_NO_TOOL_ROOT"},
+        {VEK_INTERP_NO_ROOT_FOR_FILE, "VEK_INTERP_NO_ROOT_FOR_FILE"},
     }};
     return nameIn(kNames, code);
 }

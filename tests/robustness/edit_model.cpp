@@ -90,7 +90,7 @@ namespace {
 
 bool isOutcomeInGroup(const EditModel &start, const std::vector<EditStep> &steps, const std::string &group,
                       const EditModel &end) {
-    // Steps done so far, a bit for each, and the models that they can have led to.
+    // For each set of executed steps (one bit per step), the models that they can lead to.
     std::map<unsigned, std::set<EditModel>> reached = {{0U, {start}}};
     for (std::size_t done = 0; done < steps.size(); ++done) {
         std::map<unsigned, std::set<EditModel>> next;

@@ -20,8 +20,8 @@ struct EditStep {
     }
 };
 
-/// What a tag file says, and the documented rules by which an edit changes it, written a second time. Names and values
-/// are single words, and keywords are spelled in capitals.
+/// The settings of a tag file, and a second implementation of the documented rules of edits. Names and values are
+/// single words, and keywords are in upper case.
 class EditModel {
   public:
     using Entries = std::vector<std::pair<std::string, std::string>>;
@@ -52,8 +52,8 @@ class EditModel {
 /// @return the group of an entry: its name if it is a keyword, otherwise ""
 std::string groupOf(const std::string &name);
 
-/// Whether the steps, in some order, lead from one model to the other. Each group is looked at by itself: a search over
-/// all subsets of its steps, with the models that each subset can lead to.
+/// Whether the steps, in some order, lead from one model to the other. Each group is tested separately, by
+/// dynamic programming over all subsets of its steps: O(2^n) for n steps.
 bool isOutcomeOfSomeOrder(const EditModel &start, const std::vector<EditStep> &steps, const EditModel &end);
 
 } // namespace test

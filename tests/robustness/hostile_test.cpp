@@ -1,4 +1,4 @@
-// Names and contents that were made to do harm: whatever stands in a path, a file or an argument is data.
+// Hostile names and contents: paths, files and arguments are data only.
 
 #include <algorithm>
 #include <filesystem>
@@ -24,7 +24,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-/// What strangers call things. None holds a "/" or a NUL, so that each may be a file's name.
+/// Hostile names. None contains "/" or NUL, so each is a valid file name.
 const Strings &hostileNames() {
     static const Strings names = {
         "new\nline",
@@ -45,14 +45,14 @@ const Strings &hostileNames() {
     return names;
 }
 
-/// A directory where something has a hostile name.
+/// A directory that contains hostile names.
 class Hostile {
   public:
     explicit Hostile(std::string hostileName) : name(std::move(hostileName)) {
         box.file("vekinfo.tag", "SIZE large\nVEKLIBCHECK ON\n").directory("home");
     }
 
-    /// Runs the tool, which ends by itself in one of the ways that it may.
+    /// Runs the tool and expects it to exit with a documented status.
     test::Outcome
     vekinfo(const Strings &arguments) const { // NOLINT(modernize-use-nodiscard): it checks by itself
         Strings line = {VEK_TEST_VEKINFO};
@@ -88,7 +88,7 @@ bool contains(const std::string &text, const std::string &part) {
 
 } // namespace
 
-TEST(HostileNames, AreDirectoriesLikeOthers) {
+TEST(HostileNames, WorkAsDirectoryNames) {
     for (const std::string &name : hostileNames()) {
         Hostile hostile(name);
         hostile.box.file(name + "/vekinfo.tag", "DMTYPE none\n");
@@ -103,7 +103,7 @@ TEST(HostileNames, AreDirectoriesLikeOthers) {
                 EXPECT_TRUE(contains(outcome.out, "DMTYPE none")) << name << outcome.out;
             }
         }
-        // An edit takes the directory's name as it stands.
+        // An edit uses the name of the directory unchanged.
         const std::string edited = hostile.box.read(name + "/vekinfo.tag");
         EXPECT_TRUE(edited.ends_with("Current Settings:\n#\nNAMESPACE LibraryNT\n")) << edited;
         Strings expected = {name, "home", "vekinfo.tag"};
@@ -146,7 +146,7 @@ TEST(HostileNames, AreValuesInFiles) {
     }
 }
 
-TEST(HostileNames, ArePrintedAsTheyStand) {
+TEST(HostileNames, ArePrintedUnchanged) {
     Hostile hostile("%n%s\x1b[2J\xff");
     hostile.box.file("vekinfo.tag", "DMTYPE " + hostile.name + "\n");
     const test::Outcome outcome = hostile.vekinfo({"-lookup", "DMTYPE"});
@@ -204,7 +204,7 @@ Strings formatsFromData(const std::string &text) {
 
 } // namespace
 
-TEST(Formats, FromDataAreSeen) {
+TEST(Formats, FromDataAreDetected) {
     EXPECT_EQ(formatsFromData("printf(name);").size(), 1U);
     EXPECT_EQ(formatsFromData("std::fprintf(stderr, text);").size(), 1U);
     EXPECT_EQ(formatsFromData("std::snprintf(out, size,\n path);").size(), 1U);
@@ -216,7 +216,7 @@ TEST(Formats, FromDataAreSeen) {
     EXPECT_EQ(formatsFromData("std::snprintf(out, size,\n \"%s\", text);").size(), 0U);
 }
 
-TEST(Formats, NeverComeFromData) {
+TEST(Formats, AreAlwaysLiterals) {
     int sources = 0;
     for (const char *folder : {"common", "fs", "search", "tagfile", "libdef", "tool"}) {
         for (const fs::directory_entry &entry :

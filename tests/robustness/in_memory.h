@@ -5,7 +5,7 @@
 
 namespace test {
 
-/// Made before a throw-away directory, it puts that into memory: thousands of edits would wait for a disk. The
+/// Puts temporary directories that are made later into memory: thousands of edits on a disk would be slow. The
 /// environment can name another directory: VEK_TEST_DIRECTORY.
 struct InMemory {
     InMemory() {

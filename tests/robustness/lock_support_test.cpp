@@ -40,7 +40,7 @@ void expectSuccess(const std::string &directory, const Strings &arguments, const
     EXPECT_EQ(out, outcome.out);
 }
 
-/// Adds, shows, configures and clears, without a word about locks.
+/// Adds, shows, configures and clears, and expects no message about locks.
 void useTool(const std::string &directory) {
     expectSuccess(directory, {"-addentry", "DMTYPE", "mrev"});
     expectSuccess(directory, {"-addentry", "A", "1"});
@@ -62,7 +62,7 @@ class LockRequests : public testing::TestWithParam<int> {};
 
 } // namespace
 
-TEST_P(LockRequests, ThatFailAreDoneWithout) {
+TEST_P(LockRequests, FailuresDoNotPreventEdits) {
     const Strings options = GetParam() == 0 ? Strings{} : Strings{"--lock-error", std::to_string(GetParam())};
     test::onPassthroughFilesystem(
         options, [](const std::string &directory, const std::string & /*source*/) { useTool(directory); });

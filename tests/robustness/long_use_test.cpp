@@ -1,4 +1,4 @@
-// A process that lives long: what it asks for over and over costs no memory in the end.
+// A long-running process: repeated calls do not increase its memory.
 
 #include <cstdio>
 #include <fstream>
@@ -15,7 +15,7 @@ using test::World;
 namespace {
 
 #ifdef VEK_TEST_SANITIZE
-// The sanitizer keeps what was freed for a while: here, leaks are looked for at the end.
+// The address sanitizer delays freeing, so there only the leak check at the end applies.
 constexpr bool kMeasures = false;
 constexpr int kShare = 10;
 #else
@@ -31,7 +31,7 @@ long residentSize() {
     return pages * 4;
 }
 
-/// Calls `body` so often, and expects memory to be as flat after the first tenth as a stray page allows.
+/// Calls `body` repeatedly, and expects that memory hardly grows after the first tenth of the calls.
 template <typename Body>
 void repeat(int times, Body body) {
     for (int i = 0; i < times / 10; ++i) {

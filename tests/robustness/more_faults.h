@@ -6,9 +6,8 @@
 
 namespace test::faults {
 
-/// Every call that may fail beneath the library: those of faults.h, and some that only these tests have a fault point
-/// for. The reads and writes behind streams are not here,
-/// which tell of errors in more ways than one: the tool's tests let the system itself fail (traced_run.h).
+/// Every system call that can fail: those of faults.h, and some for which only these tests have a fault point. The
+/// reads and writes of streams are missing: the tests of the tool inject their errors with ptrace() (traced_run.h).
 inline constexpr std::array<std::string_view, 36> kSystemCalls = {
     "open",           "fopen",    "fdopen",   "read",     "pread",   "write",    "pwrite",   "close",
     "fclose",         "fflush",   "fsync",    "lseek",    "stat",    "lstat",    "fstat",    "ftruncate",

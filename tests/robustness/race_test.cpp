@@ -1,4 +1,4 @@
-// Trees that change while they are walked.
+// Directory trees that change while the tool reads them.
 
 #include <array>
 #include <chrono>
@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kDuration = std::chrono::milliseconds(1500);
 
-/// A process that changes things over and over until it is ended.
+/// A process that changes the tree repeatedly until it is killed.
 class Meddler {
   public:
     template <typename Change>
@@ -68,9 +68,9 @@ class Race : public testing::Test {
              .directory = box.path()});
     }
 
-    /// Runs the tool again and again while the tree changes.
+    /// Runs the tool repeatedly while the tree changes.
     void meddleWith(const Strings &arguments) {
-        // Nothing that the meddler does passes a fault point, nor does it stop at a failure.
+        // The changing process uses no fault points and ignores failures.
         const Meddler meddler([](unsigned round) {
             static const std::array<const char *, 3> targets = {"a", "b/deep", "link"};
             __real_rename("a/deep", "b/moved");
@@ -103,14 +103,14 @@ class Race : public testing::Test {
 
 } // namespace
 
-TEST_F(Race, ALookupEndsInATreeThatMoves) {
+TEST_F(Race, LookupEndsWhileTheTreeChanges) {
     meddleWith({"-path", "link/deep/one/two", "-lookup", "DMTYPE", "SIZE"});
 }
 
-TEST_F(Race, ACheckEndsInATreeThatMoves) {
+TEST_F(Race, CheckEndsWhileTheTreeChanges) {
     meddleWith({"-v", "-checklibrary"});
 }
 
-TEST_F(Race, AConfigurationEndsInATreeThatMoves) {
+TEST_F(Race, ConfigurationEndsWhileTheTreeChanges) {
     meddleWith({"-v", "-configurelibrary"});
 }

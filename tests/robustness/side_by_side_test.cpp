@@ -1,5 +1,5 @@
 // Editors, readers and configurations of the same tag files at the same time, each a process of its own. VEK_TEST_ROUNDS
-// sets how often each scene is played (scripts/soak-edits).
+// sets how often each test is repeated (scripts/soak-edits).
 
 #include <csignal>
 #include <cstdlib>
@@ -32,11 +32,11 @@ using Strings = std::vector<std::string>;
 namespace {
 
 int rounds(int usual) {
-    const char *wanted = std::getenv("VEK_TEST_ROUNDS");
-    return wanted == nullptr ? usual : std::atoi(wanted);
+    const char *rounds = std::getenv("VEK_TEST_ROUNDS");
+    return rounds == nullptr ? usual : std::atoi(rounds);
 }
 
-/// Processes that begin their work at the same moment.
+/// Processes that start their work at the same time.
 class Together {
   public:
     Together()
@@ -65,7 +65,7 @@ class Together {
         ids_.push_back(id);
     }
 
-    /// Lets all begin. @return their exit statuses, in the order of add(); -1 for one that a signal ended
+    /// Starts all of them. @return their exit statuses, in the order of add(); -1 for one that a signal ended
     std::vector<int> run() {
         __atomic_store_n(start_, 1, __ATOMIC_RELEASE);
         std::vector<int> statuses;
@@ -107,7 +107,7 @@ int editByTool(const EditStep &step) {
 
 class SideBySide : public testing::Test {
   protected:
-    /// The settings that a new reader finds. A file that it rejects fails the test.
+    /// The settings that a new reader reads. An invalid file fails the test.
     [[nodiscard]] EditModel read() const {
         tovResetCache();
         VekinfoObj obj = {};
@@ -119,7 +119,7 @@ class SideBySide : public testing::Test {
         return EditModel(exists ? &text : nullptr);
     }
 
-    /// Plays one round and compares the file with what the edits lead to, one after another in some order.
+    /// Runs one round, and compares the file with the results of the same edits in every serial order.
     void play(const std::string *start, const std::vector<EditStep> &steps, int (*make)(const EditStep &)) {
         __real_unlink("vekinfo.tag");
         if (start != nullptr) {
@@ -163,7 +163,7 @@ class SideBySide : public testing::Test {
         }
     }
 
-    /// `count` edits: all four keywords, if there are as many, then anything.
+    /// `count` edits: first one of each of the four keywords, then random ones.
     std::vector<EditStep> draw(int count) {
         const std::vector<EditStep> keywords = {
             {"DMTYPE", "mrev"}, {"NAMESPACE", "LibraryNT"}, {"VEKLIBCHECK", "ON"}, {"VEKLIBRARY", "x"}};
@@ -205,23 +205,23 @@ class SideBySide : public testing::Test {
 
 // ---- editors
 
-TEST_F(SideBySide, TwoEditorsActAsOneAfterAnother) {
+TEST_F(SideBySide, TwoEditorsAreSerialized) {
     playAll(2, edit, 25);
 }
 
-TEST_F(SideBySide, FourEditorsActAsOneAfterAnother) {
+TEST_F(SideBySide, FourEditorsAreSerialized) {
     playAll(4, edit, 25);
 }
 
-TEST_F(SideBySide, SixteenEditorsActAsOneAfterAnother) {
+TEST_F(SideBySide, SixteenEditorsAreSerialized) {
     playAll(16, edit, 25);
 }
 
-TEST_F(SideBySide, FourToolsActAsOneAfterAnother) {
+TEST_F(SideBySide, FourToolsAreSerialized) {
     playAll(4, editByTool, 10);
 }
 
-TEST_F(SideBySide, OneOfManyCreatesTheFile) {
+TEST_F(SideBySide, FileIsCreatedOnce) {
     for (int round = 0; round < rounds(100) && !HasFailure(); ++round) {
         __real_unlink("vekinfo.tag");
         Together creators;
@@ -250,7 +250,7 @@ TEST_F(SideBySide, OneOfManyCreatesTheFile) {
 
 // ---- readers
 
-TEST_F(SideBySide, ReadersFindTheOldFileOrTheNewOne) {
+TEST_F(SideBySide, ReadersSeeOldOrNewContent) {
     // Each edit moves all that follows the DMTYPE line by most of a page.
     const std::string small = "small";
     const std::string large(4000, 'l');
@@ -361,7 +361,7 @@ TEST_F(SideBySide, ConfigurationsAppendOneBlockEach) {
     }
 }
 
-// ---- holders of the lock
+// ---- processes that hold the lock
 
 namespace {
 
@@ -405,7 +405,7 @@ class Holder {
     pid_t id_ = 0;
 };
 
-/// Whether a process is asleep, as an editor is between two tries.
+/// Whether a process sleeps, as an editor does between two attempts to lock.
 bool isWaiting(pid_t id) {
     char text[512] = {};
     const int file = __real_open(("/proc/" + std::to_string(id) + "/wchan").c_str(), O_RDONLY | O_CLOEXEC);
@@ -414,7 +414,7 @@ bool isWaiting(pid_t id) {
     return std::string(text).find("nanosleep") != std::string::npos;
 }
 
-/// Whether a process ignores a signal, by the mask that the system shows.
+/// Whether a process ignores a signal, from SigIgn in /proc/PID/status.
 bool ignoresSignal(pid_t id, int number) {
     std::ifstream status("/proc/" + std::to_string(id) + "/status");
     for (std::string line; std::getline(status, line);) {
@@ -430,7 +430,7 @@ class WaitingEditor : public SideBySide {
   protected:
     void SetUp() override { box.file("vekinfo.tag", "DMTYPE old\n"); }
 
-    /// Runs an edit beside `whileItWaits`. @return its exit status
+    /// Runs an edit and, while it waits, `whileItWaits`. @return its exit status
     template <typename WhileItWaits>
     int editBeside(WhileItWaits whileItWaits) {
         const pid_t editor = fork();
@@ -453,14 +453,14 @@ class WaitingEditor : public SideBySide {
 
 } // namespace
 
-TEST_F(WaitingEditor, GoesOnWhenTheHolderIsKilled) {
+TEST_F(WaitingEditor, ContinuesWhenTheHolderIsKilled) {
     Holder holder;
     EXPECT_EQ(0, editBeside([&] { holder.end(); }));
     EXPECT_EQ("DMTYPE old\nNAMESPACE LibraryNT\n", read().settings());
 }
 
 // The limit is ignored only while the file is written: the disposition is that of the whole process.
-TEST_F(WaitingEditor, LeavesTheSizeLimitSignalAlone) {
+TEST_F(WaitingEditor, KeepsTheDispositionOfSigxfsz) {
     Holder holder;
     EXPECT_EQ(0, editBeside([&](pid_t editor) {
                   EXPECT_FALSE(ignoresSignal(editor, SIGXFSZ));
@@ -468,7 +468,7 @@ TEST_F(WaitingEditor, LeavesTheSizeLimitSignalAlone) {
               }));
 }
 
-TEST_F(WaitingEditor, GoesOnWhenAStoppedHolderIsKilled) {
+TEST_F(WaitingEditor, ContinuesWhenAStoppedHolderIsKilled) {
     Holder holder;
     EXPECT_EQ(0, editBeside([&] {
                   holder.stop();
@@ -478,7 +478,7 @@ TEST_F(WaitingEditor, GoesOnWhenAStoppedHolderIsKilled) {
     EXPECT_EQ("DMTYPE old\nNAMESPACE LibraryNT\n", read().settings());
 }
 
-TEST_F(WaitingEditor, EditsTheFileThatWasRenamedOverItsOwn) {
+TEST_F(WaitingEditor, EditsAFileRenamedOverTheLockedOne) {
     Holder holder;
     EXPECT_EQ(0, editBeside([&] {
                   box.file("new", "DMTYPE renamed\n");

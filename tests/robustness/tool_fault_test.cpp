@@ -48,12 +48,12 @@ Tree withoutTestFiles(Tree tree) {
     return tree;
 }
 
-/// A file that says the same: empty lines at the end, which an edit that is cut short may leave, say nothing.
+/// The content without empty lines at the end, which a failed edit can leave and which have no meaning.
 std::string meaning(const std::string &content) {
     return content.substr(0, content.find_last_not_of('\n') + 1);
 }
 
-/// What is at a name, "" for nothing.
+/// The description of a name, "" if it does not exist.
 std::string at(const Tree &tree, const std::string &name) {
     const auto found = tree.find(name);
     return found == tree.end() ? "" : found->second;
@@ -66,8 +66,8 @@ std::string without(const std::string &content, std::string_view begin, std::str
     return to == std::string::npos ? content : content.substr(0, from) + content.substr(to + end.size());
 }
 
-/// Whether `content` is what a configured tag file would hold, less what could not be found out about its directory:
-/// whether `dm.tag` says "none", and whether letter case counts.
+/// Whether `content` is a configured tag file without the lines whose source failed: DMTYPE (from `dm.tag`) or
+/// NAMESPACE (from the case probe).
 bool isConfiguredInPart(const std::string &content, const std::string &whole) {
     const auto noDmtype = [](const std::string &text) {
         return without(text, "#\n# DMType is explicitly", "DMTYPE none\n");
@@ -79,7 +79,7 @@ bool isConfiguredInPart(const std::string &content, const std::string &whole) {
            content == meaning(noNameSpace(noDmtype(whole)));
 }
 
-/// Which names are neither as in one tree nor as in the other. Empty files are new ones that nothing was written to.
+/// The names whose content is neither that of `before` nor that of `after`. `mayBeEmpty` also accepts new empty files.
 std::string neither(const Tree &before, const Tree &after, const Tree &tree, bool mayBeEmpty = false) {
     Tree all = tree;
     all.insert(before.begin(), before.end());
@@ -96,7 +96,7 @@ std::string neither(const Tree &before, const Tree &after, const Tree &tree, boo
     return text;
 }
 
-/// What an action does when nothing fails.
+/// The result of an action if nothing fails.
 struct Usual {
     TracedRun run;
     Tree tree;
@@ -112,7 +112,8 @@ Usual usualRun(ToolProject &project, const Action &action) {
     return usual;
 }
 
-std::string place(const Action &action, const Usual &usual, const Intervention &what, const TracedRun &run) {
+std::string context(const Action &action, const Usual &usual, const Intervention &what,
+                    const TracedRun &run) {
     return action.name + ", " + std::string(test::callName(usual.run.calls[what.at])) + ", call " +
            std::to_string(what.at) + ": " +
            (what.kind == Intervention::Kind::Fail ? strerrorname_np(what.error) : "killed") + ", status " +
@@ -159,7 +160,7 @@ class ToolFault : public testing::TestWithParam<Action> {
 
 } // namespace
 
-TEST_P(ToolFault, ExhaustedMemoryEndsItByItself) {
+TEST_P(ToolFault, ExhaustedMemoryNeverCrashes) {
     const Action &action = GetParam();
     const Tree usual = usualRun(project, action).tree;
     const int allocations = allocationsOf(project, action);
@@ -179,7 +180,7 @@ namespace {
 void checkFailed(const ToolProject &project, const Action &action, const Usual &usual,
                  const Intervention &what, const TracedRun &run) {
     const long number = usual.run.calls[what.at];
-    const std::string where = place(action, usual, what, run);
+    const std::string where = context(action, usual, what, run);
     EXPECT_EQ(run.signal, 0) << where;
     EXPECT_TRUE(run.status == 0 || run.status == 1) << where;
     const bool isRemoval = number == SYS_unlink || number == SYS_unlinkat;
@@ -196,7 +197,7 @@ void checkFailed(const ToolProject &project, const Action &action, const Usual &
 
 } // namespace
 
-TEST_P(ToolFault, AFailingCallTearsNothing) {
+TEST_P(ToolFault, TagFileIsOldOrNewIfAnyCallFails) {
     const Action &action = GetParam();
     const Usual usual = usualRun(project, action);
     const std::size_t errors = kIsSlow ? 1 : kErrors.size(); // which take turns
@@ -228,7 +229,7 @@ class ToolKilled : public testing::TestWithParam<Action> {
         project.restore();
         const TracedRun run = test::runTraced(ToolProject::commandLine(action), project.environment(),
                                               project.directory(), what);
-        const std::string where = place(action, usual, what, run);
+        const std::string where = context(action, usual, what, run);
         EXPECT_EQ(run.signal, SIGKILL) << where;
         EXPECT_EQ(neither(project.treeAtFirst(), usual.tree, withoutTestFiles(project.tree()), mayBeEmpty),
                   "")
@@ -253,7 +254,7 @@ std::vector<Action> writingActions() {
 
 } // namespace
 
-TEST_P(ToolKilled, LeavesTheOldFileOrTheNewOne) {
+TEST_P(ToolKilled, TagFileIsOldOrNew) {
     const Action &action = GetParam();
     const Usual usual = usualRun(project, action);
     for (std::size_t call = 0; call < usual.run.calls.size(); call += stepOf(usual.run)) {

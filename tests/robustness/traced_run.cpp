@@ -77,7 +77,7 @@ const Call *find(long number) {
     return found == kCalls.end() ? nullptr : found;
 }
 
-/// A file without a name that a stream of the program goes to.
+/// An unnamed file that receives a stream of the program.
 class Caught {
   public:
     Caught() : file_(memfd_create("caught", MFD_CLOEXEC)) {}
@@ -113,7 +113,7 @@ std::vector<std::string> variablesOf(const Environment &environment) {
         variables.push_back(name + "=" + value);
     }
 #ifdef VEK_TEST_SANITIZE
-    // Leaks cannot be looked for under trace.
+    // The leak sanitizer does not work under ptrace().
     variables.emplace_back("ASAN_OPTIONS=exitcode=86:verify_asan_link_order=0:detect_leaks=0");
 #endif
     return variables;
@@ -145,7 +145,7 @@ class Tracee {
     [[nodiscard]] bool isAlive() const { return WIFSTOPPED(state_); }
     [[nodiscard]] int state() const { return state_; }
 
-    /// Runs on to the beginning or the end of the next system call.
+    /// Continues to the beginning or the end of the next system call.
     void toNextStop() {
         do {
             const bool atCall = WSTOPSIG(state_) == (SIGTRAP | 0x80);
@@ -162,7 +162,7 @@ class Tracee {
     }
     void setRegisters(user_regs_struct registers) const { ptrace(PTRACE_SETREGS, id_, nullptr, &registers); }
 
-    /// Runs on to its end without a stop.
+    /// Continues to its end without stopping.
     void letGo() {
         ptrace(PTRACE_DETACH, id_, nullptr, nullptr);
         waitpid(id_, &state_, 0);
@@ -180,7 +180,7 @@ class Tracee {
     int state_ = 0;
 };
 
-/// Does at the beginning of a call what is to be done there, and goes on to its end.
+/// Applies the intervention at the beginning of a call and continues to the end of the call.
 void intervene(Tracee &tracee, user_regs_struct registers, const Intervention &intervention) {
     const auto number = static_cast<long>(registers.orig_rax);
     switch (intervention.kind) {
@@ -225,7 +225,7 @@ void follow(Tracee &tracee, const Intervention &intervention, TracedRun &run) {
                     return;
                 }
                 if (intervention.kind == Intervention::Kind::Fail) {
-                    continue; // at the call's end already
+                    continue; // already at the end of the call
                 }
             }
         }

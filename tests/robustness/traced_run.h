@@ -10,11 +10,11 @@
 
 namespace test {
 
-/// What is done to a program at one of its system calls.
+/// A fault that is injected at one system call of a program.
 struct Intervention {
     enum class Kind {
         None,
-        Fail, ///< the call fails with `error`; a failing close() closes all the same
+        Fail, ///< the call fails with `error`; a failing close() still closes
         Kill, ///< the process is killed before the call
     };
     Kind kind = Kind::None;
@@ -22,8 +22,7 @@ struct Intervention {
     int error = 0;
 };
 
-/// How a run went. Its calls count from the beginning of main() until it has ended and its streams are flushed,
-/// and only those that reach for files.
+/// The result of a run. Its calls are those on files, from the beginning of main() until its streams have been flushed.
 struct TracedRun {
     int status = -1;
     int signal = 0;
@@ -31,10 +30,10 @@ struct TracedRun {
     std::string out = {};
     std::string err = {};
     std::vector<long> calls = {};
-    bool reached = false; ///< whether it came to the intervention
+    bool reached = false; ///< whether the intervention took place
 };
 
-/// Runs a program under trace, below the C library: the calls behind streams and directories are seen, too.
+/// Runs a program under ptrace(). This includes the system calls that the C library makes for streams and directories.
 /// Standard input is /dev/null. A run that takes longer than a minute is ended.
 TracedRun runTraced(const std::vector<std::string> &arguments, const Environment &environment,
                     const std::string &directory, const Intervention &intervention = {});
@@ -42,7 +41,7 @@ TracedRun runTraced(const std::vector<std::string> &arguments, const Environment
 /// The name of a call in TracedRun::calls.
 std::string_view callName(long number);
 
-/// Whether the call writes to a file, or makes a name for one or takes it away.
+/// Whether the call writes to a file, or creates or removes a name.
 bool isWritingCall(long number);
 
 } // namespace test

@@ -23,13 +23,13 @@ namespace {
 
 std::vector<std::string> reports; ///< names of codes
 
-void hearText(const char * /*message*/) {}
+void ignoreText(const char * /*message*/) {}
 
-void hearTagError(int code, const char * /*text*/, const char * /*where*/, int /*line*/) {
+void recordTagError(int code, const char * /*text*/, const char * /*where*/, int /*line*/) {
     reports.push_back(tovName(code));
 }
 
-int hearFatal(int code, const char * /*text*/, const char * /*sameText*/) {
+int recordFatal(int code, const char * /*text*/, const char * /*sameText*/) {
     reports.push_back(rynName(code));
     return 0;
 }
@@ -77,8 +77,8 @@ World::World(Start start) {
                     {"VEK_TMP_DIR", path("empty")},
                     {"COLOUR", "red"}});
     vekInitNonVEKApp(tool.c_str());
-    vekRegErrorFunc(hearText);
-    tovRegisterErrorHandler(hearTagError);
+    vekRegErrorFunc(ignoreText);
+    tovRegisterErrorHandler(recordTagError);
     if (start == Start::Asked) {
         renew();
     }
@@ -130,7 +130,7 @@ void World::forget() {
 
 void World::renew() {
     forget();
-    rynInit(path("proj/vek.lib").c_str(), 0, recordWarning, hearFatal, &registry);
+    rynInit(path("proj/vek.lib").c_str(), 0, recordWarning, recordFatal, &registry);
     tovResetCache();
     puxReleaseHandle(nullptr);
     reports.clear();

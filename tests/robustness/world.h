@@ -12,13 +12,12 @@
 
 namespace test {
 
-/// Every name below a directory, with what is there: a file's mode and content, a link's target, a directory's
-/// mode.
+/// Every name below a directory with a description: mode and content of a file, target of a link, mode of a directory.
 using Tree = std::map<std::string, std::string>;
 Tree treeOf(const std::string &directory);
 
-/// A small installation with a project in it, and a registry of the project's libraries: what the calls of the
-/// tables (cases.h) work on. The library reports to the world, which keeps quiet.
+/// A small installation with a project and a registry of its libraries, for the calls of the tables in cases.h.
+/// Reported codes are collected and messages suppressed.
 ///
 ///     inst/tools/bin/   the installation, `tool` is the running program
 ///     proj/             vekinfo.tag, vek.lib (includes more.lib), the libraries lib and other, tmp/lib, itmp/lib
@@ -28,8 +27,7 @@ Tree treeOf(const std::string &directory);
 ///     empty/            nothing
 class World {
   public:
-    /// Whether the library has been asked anything yet, as it is to make the registry. What it finds out about the
-    /// installation it keeps.
+    /// Whether a registry is made, which caches the installation in the process.
     enum class Start { Asked, Fresh };
 
     explicit World(Start start = Start::Asked);
@@ -37,26 +35,26 @@ class World {
     World(const World &) = delete;
     World &operator=(const World &) = delete;
 
-    /// The library forgets what it may forget. The registry is a new one.
+    /// Clears the caches that can be cleared, and makes a new registry.
     void renew();
 
-    /// The tree is as at the beginning.
+    /// Restores the initial files.
     void restoreTree();
 
     [[nodiscard]] Tree tree() const { return treeOf(box.path()); }
     [[nodiscard]] const Tree &treeAtFirst() const { return first_; }
     [[nodiscard]] std::string path(std::string_view relative = {}) const { return box.path(relative); }
 
-    /// `text` with "@" in the place of the world's directory; "null" for null.
+    /// `text` with "@" in place of the directory of the world; "null" for null.
     [[nodiscard]] std::string shown(const char *text) const;
 
     /// The names of the codes reported since the last call: "" or, for instance, " reports TOV_SYSTEM_ERROR".
     static std::string takeReports();
 
-    /// An answer with the codes that were reported on the way to it.
-    static std::string reported(const std::string &answer) { return answer + takeReports(); }
+    /// A result followed by the codes that were reported.
+    static std::string reported(const std::string &result) { return result + takeReports(); }
 
-    /// A warning handler that records and goes on.
+    /// A warning handler that records the code and continues.
     static int recordWarning(int code, const char *object, const char *file, int line);
 
     [[maybe_unused]] InMemory inMemory;
