@@ -47,26 +47,26 @@ TEST(EntryList, ReturnsTypesAndNamesInTheirOrder) {
 
 TEST(EntryList, KeepsEveryTypeAndEveryByteOfAName) {
     vek::EntryList list;
-    Entries wanted;
+    Entries expected;
     for (unsigned type = 0; type < 256; ++type) {
         const std::string name(type, static_cast<char>(type));
-        wanted.emplace_back(static_cast<unsigned char>(type), name);
+        expected.emplace_back(static_cast<unsigned char>(type), name);
         ASSERT_TRUE(list.add(static_cast<unsigned char>(type), name));
     }
 
-    EXPECT_EQ(contentOf(list), wanted);
+    EXPECT_EQ(contentOf(list), expected);
 }
 
 TEST(EntryList, GrowsToAnyNumberOfEntries) {
     for (const std::size_t length : {0U, 1U, 254U, 255U, 4095U}) {
         vek::EntryList list;
-        Entries wanted;
+        Entries expected;
         for (int i = 0; i < 3000; ++i) {
-            wanted.emplace_back(DT_REG, std::string(length, static_cast<char>('a' + i % 26)));
-            ASSERT_TRUE(list.add(DT_REG, wanted.back().second));
+            expected.emplace_back(DT_REG, std::string(length, static_cast<char>('a' + i % 26)));
+            ASSERT_TRUE(list.add(DT_REG, expected.back().second));
         }
 
-        EXPECT_EQ(contentOf(list), wanted) << length;
+        EXPECT_EQ(contentOf(list), expected) << length;
     }
 }
 
@@ -95,20 +95,20 @@ TEST(EntryList, IsUnchangedIfMemoryIsExhausted) {
     EXPECT_FALSE(list.add(DT_REG, "name"));
     EXPECT_TRUE(list.isEnd(0));
 
-    Entries wanted;
+    Entries expected;
     faults::failAllocationsFrom(2);
-    while (list.add(DT_DIR, std::to_string(wanted.size()))) {
-        wanted.emplace_back(DT_DIR, std::to_string(wanted.size()));
+    while (list.add(DT_DIR, std::to_string(expected.size()))) {
+        expected.emplace_back(DT_DIR, std::to_string(expected.size()));
     }
-    EXPECT_FALSE(wanted.empty());
-    EXPECT_EQ(contentOf(list), wanted);
+    EXPECT_FALSE(expected.empty());
+    EXPECT_EQ(contentOf(list), expected);
     EXPECT_FALSE(list.add(DT_REG, std::string(4096, 'x')));
-    EXPECT_EQ(contentOf(list), wanted);
+    EXPECT_EQ(contentOf(list), expected);
 
     faults::reset();
     EXPECT_TRUE(list.add(DT_REG, "again"));
-    wanted.emplace_back(DT_REG, "again");
-    EXPECT_EQ(contentOf(list), wanted);
+    expected.emplace_back(DT_REG, "again");
+    EXPECT_EQ(contentOf(list), expected);
 }
 
 TEST(EntryList, IsEmptyAfterAMove) {

@@ -116,10 +116,10 @@ TEST(IdentityMap, AgreesWithAModelOverRandomOperations) {
             }
             ASSERT_EQ(map.size(), model.size());
             const DirectoryIdentity other = {random() % 2, random() % identities * 64};
-            const auto wanted = model.find({other.device, other.inode});
+            const auto expected = model.find({other.device, other.inode});
             const int *found = map.find(other);
-            ASSERT_EQ(found != nullptr, wanted != model.end());
-            ASSERT_TRUE(found == nullptr || *found == wanted->second);
+            ASSERT_EQ(found != nullptr, expected != model.end());
+            ASSERT_TRUE(found == nullptr || *found == expected->second);
         }
     }
 }

@@ -408,7 +408,7 @@ TEST(VekFileWritable, RejectsADirectoryInWhichNoFileCanBeCreated) {
 
 TEST(VekFileWritable, UsesAndDeletesAnExistingTestFile) {
     test::Sandbox box;
-    box.file("d/vekFileWritableTest", "left behind");
+    box.file("d/vekFileWritableTest", "an old file");
     EXPECT_EQ(1, vekFileWritable("d"));
     EXPECT_EQ(Names{}, box.list("d"));
 }

@@ -52,7 +52,7 @@ void observer(int phase, vekHashTable *table, void *entry) {
 /// A table and its items.
 struct Items {
     vekHashTable table;
-    std::deque<Item> room;
+    std::deque<Item> storage;
 
     explicit Items(int buckets = 4, int loadFactor = 1000) {
         observed.clear();
@@ -64,8 +64,8 @@ struct Items {
     Items &operator=(const Items &) = delete;
 
     Item *make(int number, char name = ' ') {
-        room.push_back({number, name, reinterpret_cast<Item *>(0xBAD)});
-        return &room.back();
+        storage.push_back({number, name, reinterpret_cast<Item *>(0xBAD)});
+        return &storage.back();
     }
     Item *add(int number, char name = ' ') {
         Item *const item = make(number, name);
@@ -105,13 +105,13 @@ struct Items {
     }
 };
 
-void expectSetUp(int wanted, int loadFactor, std::int32_t buckets, std::int32_t threshold,
+void expectSetUp(int request, int loadFactor, std::int32_t buckets, std::int32_t threshold,
                  std::int16_t shift) {
-    const Items items(wanted, loadFactor);
-    EXPECT_EQ(items.table.bucketCount, buckets) << wanted;
-    EXPECT_EQ(items.table.growThreshold, threshold) << wanted << ", " << loadFactor;
-    EXPECT_EQ(items.table.mask, buckets - 1) << wanted;
-    EXPECT_EQ(items.table.shift, shift) << wanted;
+    const Items items(request, loadFactor);
+    EXPECT_EQ(items.table.bucketCount, buckets) << request;
+    EXPECT_EQ(items.table.growThreshold, threshold) << request << ", " << loadFactor;
+    EXPECT_EQ(items.table.mask, buckets - 1) << request;
+    EXPECT_EQ(items.table.shift, shift) << request;
 }
 
 } // namespace
@@ -751,12 +751,12 @@ TEST(VekHashGen, VisitsEveryEntryOnceDuringDeletions) {
         auto *const item = new Item{i, ' ', nullptr};
         EXPECT_EQ(vekHashCreate(&table, item), nullptr);
     }
-    std::multiset<int> seen;
+    std::multiset<int> visited;
     vekHashGenerator *const generator = vekHashStartGen(&table);
     void *entry = nullptr;
     while (vekHashGen(generator, &entry) != 0) {
         auto *const item = static_cast<Item *>(entry);
-        seen.insert(item->number);
+        visited.insert(item->number);
         EXPECT_EQ(vekHashDelete(&table, item), item);
         delete item;
     }
@@ -765,7 +765,7 @@ TEST(VekHashGen, VisitsEveryEntryOnceDuringDeletions) {
     for (int i = 0; i < 100; ++i) {
         all.insert(i);
     }
-    EXPECT_EQ(seen, all);
+    EXPECT_EQ(visited, all);
     EXPECT_EQ(table.entryCount, 0);
     vekHashFreeTable(&table);
 }

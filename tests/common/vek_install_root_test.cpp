@@ -28,16 +28,16 @@ using Texts = std::vector<std::string>;
 
 const std::string None = "<none>";
 
-/// The text of an allocated string, which is freed.
-std::string taken(char *text) {
+/// A copy of an allocated string, which is freed.
+std::string adopted(char *text) {
     const vek::OwnedText owned(text);
     return owned ? owned.get() : None;
 }
 
-Texts taken(char **list) {
+Texts adopted(char **list) {
     Texts texts;
     for (char **entry = list; entry != nullptr && *entry != nullptr; ++entry) {
-        texts.push_back(taken(*entry));
+        texts.push_back(adopted(*entry));
     }
     std::free(list);
     return texts;
@@ -83,7 +83,7 @@ TEST_F(Discovery, FindsTheRootAboveARootedExecutable) {
     install("inst");
     start(box.path("inst/tools/bin/vekinfo"));
     test::Capture capture;
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ("", capture.out() + capture.err());
 }
 
@@ -92,7 +92,7 @@ TEST_F(Discovery, RelativeNameBeginsInTheWorkingDirectory) {
     box.directory("inst/work");
     ASSERT_EQ(0, chdir("inst/work"));
     start("../tools/bin/vekinfo");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
@@ -100,7 +100,7 @@ TEST_F(Discovery, CleansThePathBeforeTheWalk) {
     install("inst");
     box.directory("inst/tools/bin");
     start(box.path("inst") + "//tools/bin/../bin/./vekinfo");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
@@ -108,7 +108,7 @@ TEST_F(Discovery, WalksUpFromTheEndOfTheCleanedPath) {
     install("inst");
     box.file("inst/tools/bin/vekinfo", "", 0755);
     start(box.path("inst") + "/./././tools/./././bin/././vekinfo");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, FindsABareNameAlongPath) {
@@ -118,7 +118,7 @@ TEST_F(Discovery, FindsABareNameAlongPath) {
     test::setEnvironment(
         {{"PATH", box.path("none") + ":" + box.path("two/tools/bin") + ":" + box.path("one/tools/bin")}});
     start("vekinfo");
-    EXPECT_EQ(box.path("two"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("two"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, SkipsOtherFilesInPath) {
@@ -126,7 +126,7 @@ TEST_F(Discovery, SkipsOtherFilesInPath) {
     box.directory("a/vekinfo").file("b/vekinfo", "", 0644).file("inst/tools/bin/vekinfo", "", 0755);
     test::setEnvironment({{"PATH", "a:b:inst/tools/bin"}});
     start("vekinfo");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), vek::runningInstallation.executable.c_str());
 }
 
@@ -140,7 +140,7 @@ TEST_F(Discovery, EmptyElementOfPathIsTheWorkingDirectory) {
         test::setEnvironment({{"PATH", path}});
         start("vekinfo");
         vek::storeInstallRoot();
-        EXPECT_EQ(box.path("here"), taken(vekiRootPath)) << path;
+        EXPECT_EQ(box.path("here"), adopted(vekiRootPath)) << path;
         EXPECT_EQ(box.path("here/vekinfo"), vek::runningInstallation.executable.c_str());
     }
     vekiRootPath = nullptr;
@@ -149,7 +149,7 @@ TEST_F(Discovery, EmptyElementOfPathIsTheWorkingDirectory) {
 TEST_F(Discovery, ReportsThatPathIsUnset) {
     start("vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ("ERROR! unable to determine search path - check PATH setting\n", capture.err());
 }
 
@@ -157,7 +157,7 @@ TEST_F(Discovery, NeedsNoPathForANameWithADirectory) {
     install("inst");
     start("inst/vekinfo");
     test::Capture capture;
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ("", capture.err());
 }
 
@@ -165,7 +165,7 @@ TEST_F(Discovery, PrintsNothingIfPathHasNoExecutable) {
     test::setEnvironment({{"PATH", box.path()}});
     start("vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_STREQ("", vek::runningInstallation.executable.c_str());
     EXPECT_EQ("", capture.err());
 }
@@ -173,7 +173,7 @@ TEST_F(Discovery, PrintsNothingIfPathHasNoExecutable) {
 TEST_F(Discovery, PrintsNothingForAnEmptyName) {
     start("");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ("", capture.err());
 }
 
@@ -182,7 +182,7 @@ TEST_F(Discovery, ReturnsUnknownIfGetcwdFails) {
     start("inst/vekinfo");
     test::Capture capture;
     test::faults::fail("getcwd", 1, ENOENT);
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
     EXPECT_STREQ("/UNKNOWN", vek::runningInstallation.executable.c_str());
 }
@@ -195,25 +195,25 @@ TEST_F(Discovery, CountsOnlyMarkersThatAreExecutableFiles) {
     box.link("inst/a/b/c/d/tools/bin/vek_root", "nowhere");
     box.directory("inst/a/b/c/d/e/tools/bin");
     start(box.path("inst/a/b/c/d/e/f/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, AcceptsAMarkerThatOnlyItsOwnerMayExecute) {
     box.file("inst/tools/bin/vek_root", "", 0100);
     start(box.path("inst/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, AcceptsTheToolsDirectoryOfThePlatform) {
     install("inst", "tools.lnx86");
     start(box.path("inst/tools.lnx86/bin/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, RejectsOtherPlatforms) {
     install("inst", "tools.sun4v");
     start(box.path("inst/tools.sun4v/bin/vekinfo"));
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, TestsToolsBeforeThePlatformInEachDirectory) {
@@ -221,7 +221,7 @@ TEST_F(Discovery, TestsToolsBeforeThePlatformInEachDirectory) {
     install("inst", "tools.lnx86");
     start(box.path("inst/a/vekinfo"));
     test::faults::reset();
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     // Both markers under a, the first one under inst
     EXPECT_EQ(3, test::faults::count("stat"));
 }
@@ -230,27 +230,27 @@ TEST_F(Discovery, BeginsInTheExecutablesOwnDirectory) {
     install("outer");
     install("outer/inner");
     start(box.path("outer/inner/vekinfo"));
-    EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("outer/inner"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, BeginsBeforeAFinalSlash) {
     install("outer");
     install("outer/inner");
     start(box.path("outer/inner") + "/");
-    EXPECT_EQ(box.path("outer/inner"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("outer/inner"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, DoesNotTestTheExecutableAsADirectory) {
     install("outer");
     install("outer/vekinfo");
     start(box.path("outer/vekinfo"));
-    EXPECT_EQ(box.path("outer"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("outer"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, TestsEachDirectoryAtMostTwice) {
     start("/a/b/c/d/vekinfo");
     test::faults::reset();
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ(2 * 5, test::faults::count("stat"));
     EXPECT_EQ(0, test::faults::count("open") + test::faults::count("fopen"));
 }
@@ -279,13 +279,13 @@ TEST_F(Discovery, FindsTheFileSystemRootLastAsEmptyString) {
     inRootOf(box, [] {
         start("/a/b/vekinfo");
         test::faults::reset();
-        EXPECT_EQ("", taken(vekGetInstallRoot()));
+        EXPECT_EQ("", adopted(vekGetInstallRoot()));
         EXPECT_EQ(5, test::faults::count("stat"));
         EXPECT_EQ(1, vekIsTolvaneHier());
-        EXPECT_EQ("/x", taken(vekGetInstPath("x")));
-        EXPECT_EQ("", taken(vekGetInstallRootFromFilePath("/a/b")));
-        EXPECT_EQ("/", taken(vekGetInstallRootFromFilePath("/")));
-        EXPECT_EQ("/tools", taken(vekGetToolsPath(nullptr)));
+        EXPECT_EQ("/x", adopted(vekGetInstPath("x")));
+        EXPECT_EQ("", adopted(vekGetInstallRootFromFilePath("/a/b")));
+        EXPECT_EQ("/", adopted(vekGetInstallRootFromFilePath("/")));
+        EXPECT_EQ("/tools", adopted(vekGetToolsPath(nullptr)));
         std::free(vekiRootPath);
         vekiRootPath = nullptr;
     });
@@ -294,13 +294,13 @@ TEST_F(Discovery, FindsTheFileSystemRootLastAsEmptyString) {
 TEST_F(Discovery, IsNotRepeatedAfterASuccess) {
     install("inst");
     start(box.path("inst/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ(box.path("inst"), vekiRootPath);
 
     ASSERT_EQ(0, unlink("inst/tools/bin/vek_root"));
     test::faults::reset();
     const char *kept = vekiRootPath;
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ(1, vekIsTolvaneHier());
     EXPECT_EQ(kept, vekiRootPath);
     EXPECT_EQ(0, test::faults::count("stat"));
@@ -308,10 +308,10 @@ TEST_F(Discovery, IsNotRepeatedAfterASuccess) {
 
 TEST_F(Discovery, IsRepeatedAfterAFailure) {
     start(box.path("inst/vekinfo"));
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ(nullptr, vekiRootPath);
     install("inst");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, FollowsNoSymbolicLinkOfThePath) {
@@ -320,7 +320,7 @@ TEST_F(Discovery, FollowsNoSymbolicLinkOfThePath) {
     box.file("real/tools/bin/vekinfo", "", 0755)
         .link("inst/tools/bin/vekinfo", box.path("real/tools/bin/vekinfo"));
     start(box.path("inst/tools/bin/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, ReportsThatVekInitWasNotCalled) {
@@ -328,7 +328,7 @@ TEST_F(Discovery, ReportsThatVekInitWasNotCalled) {
     char buffer[64];
     {
         test::Capture capture;
-        EXPECT_EQ(None, taken(vekGetInstallRoot()));
+        EXPECT_EQ(None, adopted(vekGetInstallRoot()));
         EXPECT_EQ(message, capture.err());
     }
     {
@@ -338,7 +338,7 @@ TEST_F(Discovery, ReportsThatVekInitWasNotCalled) {
     }
     {
         test::Capture capture;
-        EXPECT_EQ(None, taken(vekGetInstallRootFromPath("/bin/tool")));
+        EXPECT_EQ(None, adopted(vekGetInstallRootFromPath("/bin/tool")));
         EXPECT_EQ(message, capture.err());
     }
     {
@@ -357,7 +357,7 @@ TEST_F(Discovery, ClearsTheStoredRoot) {
     install("inst");
     start(box.path("inst/vekinfo"));
     vek::storeInstallRoot();
-    EXPECT_EQ(box.path("inst"), taken(vekiRootPath));
+    EXPECT_EQ(box.path("inst"), adopted(vekiRootPath));
     ASSERT_EQ(0, unlink("inst/tools/bin/vek_root"));
     vek::storeInstallRoot();
     EXPECT_EQ(nullptr, vekiRootPath);
@@ -369,9 +369,9 @@ TEST_F(Discovery, ReportsExhaustedMemory) {
     const std::string size = std::to_string(box.path("inst").size() + 1);
     test::Capture capture;
     test::faults::failAllocation(1);
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ("ERROR! Failed to allocate " + size + " bytes of space\n", capture.err());
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Discovery, AcceptsNamesOfAnyLength) {
@@ -380,7 +380,7 @@ TEST_F(Discovery, AcceptsNamesOfAnyLength) {
         const test::Outcome outcome = test::inChild([&] {
             // The truncated part of the name is far below the root
             start(box.path("inst/") + std::string(length - box.path("inst/").size(), 'x'));
-            EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+            EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
             EXPECT_EQ(length < 4096 ? length : 4096,
                       std::strlen(vek::runningInstallation.executable.c_str()));
             std::free(vekiRootPath);
@@ -394,12 +394,12 @@ TEST_F(Discovery, AcceptsNamesOfAnyLength) {
 TEST_F(Discovery, FindsNothingIfTheRootedPathIsTooLong) {
     install(".");
     // The path of an executable has at most 4097 characters
-    const std::size_t room = 4097 - box.path().size() - 1;
+    const std::size_t limit = 4097 - box.path().size() - 1;
     for (const std::size_t excess : {0U, 1U, 2U}) {
         const test::Outcome outcome = test::inChild([&] {
-            const std::string name = "d/" + std::string(room + excess - 2, 'x');
+            const std::string name = "d/" + std::string(limit + excess - 2, 'x');
             start(name);
-            EXPECT_EQ(excess == 0 ? box.path() : None, taken(vekGetInstallRoot()));
+            EXPECT_EQ(excess == 0 ? box.path() : None, adopted(vekGetInstallRoot()));
             EXPECT_EQ(excess == 0 ? box.path() + "/" + name : "",
                       vek::runningInstallation.executable.c_str());
             std::free(vekiRootPath);
@@ -416,7 +416,7 @@ TEST_F(Discovery, AcceptsAnEnvironmentOf100KiB) {
     test::setEnvironment(
         {{"PATH", std::string(100 * 1024, 'p') + ":" + std::string(4095, 'q') + "::" + box.path("inst")}});
     start("vekinfo");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 // --- The command table ---
@@ -435,7 +435,7 @@ class Streams : public InstallRoot {
 TEST_F(Streams, GiveTheExecutableOfTheCommandTable) {
     table("other a b c /no/where\nvekinfo a b c " + real() + "\n");
     start(box.path("inst/tools/bin/vekinfo"));
-    EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("real/inst"), adopted(vekGetInstallRoot()));
     EXPECT_EQ(real(), vek::runningInstallation.executable.c_str());
 }
 
@@ -443,18 +443,18 @@ TEST_F(Streams, AreOffWithoutTheVariable) {
     table("vekinfo a b c " + real() + "\n");
     test::setEnvironment({});
     start(box.path("inst/tools/bin/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Streams, NeedATable) {
     start(box.path("inst/tools/bin/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Streams, NeedALineOfTheNameAsInvoked) {
     table("vekinf a b c " + real() + "\nvekinfox a b c " + real() + "\n");
     start(box.path("inst/tools/bin/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Streams, UseTheTableBesideTheExecutableInPath) {
@@ -462,7 +462,7 @@ TEST_F(Streams, UseTheTableBesideTheExecutableInPath) {
     box.file("inst/tools/bin/vekinfo", "", 0755);
     test::setEnvironment({{"VEK_STRM_ACTIVE", "1"}, {"PATH", box.path("inst/tools/bin")}});
     start("vekinfo");
-    EXPECT_EQ(box.path("real/inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("real/inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Streams, IgnoreATableWhosePathIsTooLong) {
@@ -470,7 +470,7 @@ TEST_F(Streams, IgnoreATableWhosePathIsTooLong) {
     for (const std::size_t size : {4077U, 4078U, 4094U}) {
         const test::Outcome outcome = test::inChild([&] {
             start(base + std::string(size - base.size() - 1, 'd') + "/v");
-            EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+            EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
             EXPECT_EQ(size + 1, std::strlen(vek::runningInstallation.executable.c_str()));
             std::free(vekiRootPath);
             vekiRootPath = nullptr;
@@ -484,7 +484,7 @@ TEST_F(Streams, DoNotBlockOnATableThatIsAPipe) {
     box.fifo("inst/tools/bin/.command_table.dat");
     start(box.path("inst/tools/bin/vekinfo"));
     const test::Outcome outcome = test::inChild([&] {
-        EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+        EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
         std::free(vekiRootPath);
         vekiRootPath = nullptr;
         return 0;
@@ -497,7 +497,7 @@ TEST_F(Streams, DoNotCleanTheRealPath) {
     // It is neither made absolute nor cleaned: the walk ends at its first "/".
     table("vekinfo a b c real/inst/tools/bin/vekinfo\n");
     start(box.path("inst/tools/bin/vekinfo"));
-    EXPECT_EQ("real/inst", taken(vekGetInstallRoot()));
+    EXPECT_EQ("real/inst", adopted(vekGetInstallRoot()));
     EXPECT_STREQ("real/inst/tools/bin/vekinfo", vek::runningInstallation.executable.c_str());
 }
 
@@ -505,7 +505,7 @@ class RealPath : public testing::Test {
   protected:
     std::string in(std::string_view content, const char *name = "vekinfo") {
         box_.file("table", content);
-        return taken(vekiGetRealPath(name, box_.path("table").c_str()));
+        return adopted(vekiGetRealPath(name, box_.path("table").c_str()));
     }
 
   private:
@@ -555,9 +555,9 @@ TEST_F(RealPath, SkipsAMatchingLineWithFewerFields) {
 TEST_F(RealPath, IsNoneWithoutAMatch) {
     EXPECT_EQ(None, in(""));
     EXPECT_EQ(None, in("\n\n"));
-    EXPECT_EQ(None, taken(vekiGetRealPath("vekinfo", "missing")));
-    EXPECT_EQ(None, taken(vekiGetRealPath(nullptr, "table")));
-    EXPECT_EQ(None, taken(vekiGetRealPath("vekinfo", nullptr)));
+    EXPECT_EQ(None, adopted(vekiGetRealPath("vekinfo", "missing")));
+    EXPECT_EQ(None, adopted(vekiGetRealPath(nullptr, "table")));
+    EXPECT_EQ(None, adopted(vekiGetRealPath("vekinfo", nullptr)));
 }
 
 TEST_F(RealPath, ReadsLinesOfAtMost4095Characters) {
@@ -584,7 +584,7 @@ TEST_F(RealPath, IsNoneWhenMemoryIsExhausted) {
     box.file("t", "vekinfo a b c /r\n");
     test::Capture capture;
     test::faults::failAllocation(1);
-    EXPECT_EQ(None, taken(vekiGetRealPath("vekinfo", "t")));
+    EXPECT_EQ(None, adopted(vekiGetRealPath("vekinfo", "t")));
     EXPECT_EQ("ERROR! Failed to allocate 3 bytes of space\n", capture.err());
 }
 
@@ -603,14 +603,14 @@ TEST_F(Queries, ReturnNullSilentlyIfNoRootIsRequired) {
     char buffer[4096] = "before";
 
     EXPECT_EQ(0, vekIsTolvaneHier());
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
     EXPECT_EQ(0, vekGetInstallRootInBuf(buffer, sizeof buffer));
-    EXPECT_EQ(None, taken(vekGetInstallRootFromPath(box.path("inst/x").c_str())));
-    EXPECT_EQ(None, taken(vekGetInstallRootFromFilePath(box.path("inst").c_str())));
-    EXPECT_EQ(None, taken(vekGetInstallRootWithPath("tools")));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromPath(box.path("inst/x").c_str())));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromFilePath(box.path("inst").c_str())));
+    EXPECT_EQ(None, adopted(vekGetInstallRootWithPath("tools")));
     EXPECT_EQ(nullptr, vekGetAllInstallRoots());
     EXPECT_EQ(0, vekGetInstPathInBuf(buffer, sizeof buffer, "x"));
-    EXPECT_EQ(None, taken(vekGetInstPath("x")));
+    EXPECT_EQ(None, adopted(vekGetInstPath("x")));
 
     EXPECT_STREQ("before", buffer);
     EXPECT_EQ(0, test::faults::count("stat"));
@@ -623,7 +623,7 @@ TEST_F(Queries, IgnoreAStoredRootIfNoRootIsRequired) {
     EXPECT_EQ(1, vekIsTolvaneHier());
     cmnSetInstallRootRequired(0);
     EXPECT_EQ(0, vekIsTolvaneHier());
-    EXPECT_EQ(None, taken(vekGetInstallRoot()));
+    EXPECT_EQ(None, adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Queries, ForExecutablesAndToolsIgnoreTheRequiredFlag) {
@@ -633,10 +633,10 @@ TEST_F(Queries, ForExecutablesAndToolsIgnoreTheRequiredFlag) {
     start("vekinfo");
     cmnSetInstallRootRequired(0);
     char buffer[4096];
-    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), taken(vekFindExecInPath("vekinfo")));
+    EXPECT_EQ(box.path("inst/tools/bin/vekinfo"), adopted(vekFindExecInPath("vekinfo")));
     EXPECT_EQ(1, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr));
     EXPECT_EQ(box.path("inst/tools"), buffer);
-    EXPECT_EQ(box.path("inst/tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(box.path("inst/tools"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(Queries, ReturnWhetherTheToolHasAnInstallation) {
@@ -680,15 +680,15 @@ TEST_F(Queries, FromAPathChangeNothing) {
     install("inst");
     install("other");
     start(box.path("inst/vekinfo"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
     const char *cached = vekiRootPath;
 
-    EXPECT_EQ(box.path("other"), taken(vekGetInstallRootFromPath(box.path("other/bin/x").c_str())));
-    EXPECT_EQ(None, taken(vekGetInstallRootFromPath(box.path("none/x").c_str())));
+    EXPECT_EQ(box.path("other"), adopted(vekGetInstallRootFromPath(box.path("other/bin/x").c_str())));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromPath(box.path("none/x").c_str())));
 
     EXPECT_EQ(cached, vekiRootPath);
     EXPECT_EQ(box.path("inst/vekinfo"), vekiExecutableName);
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRoot()));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRoot()));
 }
 
 TEST_F(Queries, FromAPathFindTheRootOfThatTool) {
@@ -696,16 +696,16 @@ TEST_F(Queries, FromAPathFindTheRootOfThatTool) {
     box.file("inst/bin/x", "", 0755);
     test::setEnvironment({{"PATH", box.path("inst/bin")}});
     start("/vekinfo");
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromPath("x")));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromPath("inst/y")));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRootFromPath("x")));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRootFromPath("inst/y")));
     EXPECT_EQ(nullptr, vekiRootPath);
 }
 
 TEST_F(Queries, FromNoPathReturnNull) {
     install("inst");
     start(box.path("inst/vekinfo"));
-    EXPECT_EQ(None, taken(vekGetInstallRootFromPath(nullptr)));
-    EXPECT_EQ(None, taken(vekGetInstallRootFromPath("")));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromPath("")));
 }
 
 TEST_F(Queries, FromAPathAcceptEveryLength) {
@@ -713,7 +713,7 @@ TEST_F(Queries, FromAPathAcceptEveryLength) {
     start(std::string(5000, 'n'));
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
         const std::string path = box.path("inst/") + std::string(length - box.path("inst/").size(), 'x');
-        EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromPath(path.c_str())));
+        EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRootFromPath(path.c_str())));
     }
     EXPECT_EQ(std::string(4096, 'n'), vekiExecutableName);
 }
@@ -724,7 +724,7 @@ class FromFile : public InstallRoot {
   protected:
     FromFile() { install("inst"); }
     static std::string of(const std::string &path) {
-        return taken(vekGetInstallRootFromFilePath(path.c_str()));
+        return adopted(vekGetInstallRootFromFilePath(path.c_str()));
     }
 };
 
@@ -774,16 +774,16 @@ TEST_F(FromFile, ReportsAFailureOfGetcwd) {
 TEST_F(FromFile, IsNoneIfTheWorkingDirectoryIsTooLong) {
     install("inst");
     ASSERT_EQ(0, chdir("inst"));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromFilePath("x")));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRootFromFilePath("x")));
     goDown(4095);
-    EXPECT_EQ(None, taken(vekGetInstallRootFromFilePath("x")));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromFilePath("x")));
     ASSERT_EQ(0, chdir(".."));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstallRootFromFilePath("x")));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstallRootFromFilePath("x")));
 }
 
 TEST_F(FromFile, IsNoneForNoPath) {
     EXPECT_EQ(None, of(""));
-    EXPECT_EQ(None, taken(vekGetInstallRootFromFilePath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstallRootFromFilePath(nullptr)));
 }
 
 TEST_F(FromFile, TestsEachDirectoryAtMostTwice) {
@@ -820,7 +820,7 @@ class OnPath : public InstallRoot {
             {{"PATH", box.path("none") + ":" + box.path("one/tools/bin") + ":" + box.path("two/tools/bin")}});
     }
     static std::string with(const std::string &path) {
-        return taken(vekGetInstallRootWithPath(path.c_str()));
+        return adopted(vekGetInstallRootWithPath(path.c_str()));
     }
 };
 
@@ -840,7 +840,7 @@ TEST_F(OnPath, OneLeadingSlashIsIgnored) {
 TEST_F(OnPath, NoPathHasNoInstallation) {
     test::Capture capture;
     EXPECT_EQ(None, with(""));
-    EXPECT_EQ(None, taken(vekGetInstallRootWithPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstallRootWithPath(nullptr)));
     EXPECT_EQ("", capture.err());
 }
 
@@ -854,7 +854,7 @@ TEST_F(OnPath, EmptyElementIsTheWorkingDirectory) {
     for (const std::string &path : {":" + box.path("one"), std::string(), std::string("/none:")}) {
         test::setEnvironment({{"PATH", path}});
         EXPECT_EQ(box.path("two/."), with("share"));
-        ASSERT_FALSE(taken(vekGetAllInstallRoots()).empty());
+        ASSERT_FALSE(adopted(vekGetAllInstallRoots()).empty());
     }
 }
 
@@ -862,11 +862,11 @@ TEST_F(OnPath, StreamsListReplacesPath) {
     test::setEnvironment(
         {{"PATH", box.path("one")}, {"VEK_STRM_ACTIVE", ""}, {"VEK_STRM_DIR_LIST", box.path("two")}});
     EXPECT_EQ(box.path("two"), with("share"));
-    EXPECT_EQ(Texts{box.path("two")}, taken(vekGetAllInstallRoots()));
+    EXPECT_EQ(Texts{box.path("two")}, adopted(vekGetAllInstallRoots()));
 
     test::setEnvironment({{"PATH", box.path("one")}, {"VEK_STRM_DIR_LIST", box.path("two")}});
     EXPECT_EQ(box.path("one"), with("share"));
-    EXPECT_EQ(Texts{box.path("one")}, taken(vekGetAllInstallRoots()));
+    EXPECT_EQ(Texts{box.path("one")}, adopted(vekGetAllInstallRoots()));
 }
 
 TEST_F(OnPath, UnsetListIsReported) {
@@ -888,7 +888,7 @@ TEST_F(OnPath, UnsetListIsReported) {
 TEST_F(OnPath, AllAreCollectedOnceInTheirOrder) {
     test::setEnvironment({{"PATH", box.path("two") + ":/none:" + box.path("one/tools") + ":" +
                                        box.path("two/share") + ":" + box.path("one")}});
-    EXPECT_EQ((Texts{box.path("two"), box.path("one")}), taken(vekGetAllInstallRoots()));
+    EXPECT_EQ((Texts{box.path("two"), box.path("one")}), adopted(vekGetAllInstallRoots()));
 }
 
 TEST_F(OnPath, FailureOfGetcwdIsReportedAndTheElementSkipped) {
@@ -898,7 +898,7 @@ TEST_F(OnPath, FailureOfGetcwdIsReportedAndTheElementSkipped) {
     EXPECT_EQ(box.path("two"), with("share"));
     EXPECT_EQ("Unable to get working directory.\n", capture.err());
     test::faults::fail("getcwd", 1, ENOENT);
-    EXPECT_EQ(Texts{box.path("two")}, taken(vekGetAllInstallRoots()));
+    EXPECT_EQ(Texts{box.path("two")}, adopted(vekGetAllInstallRoots()));
 }
 
 TEST_F(OnPath, NoneAreNull) {
@@ -916,14 +916,14 @@ TEST_F(OnPath, MoreThanAHundredAreAllCollected) {
         path += (i == 0 ? "" : ":") + root;
     }
     test::setEnvironment({{"PATH", path}});
-    EXPECT_EQ(expected, taken(vekGetAllInstallRoots()));
+    EXPECT_EQ(expected, adopted(vekGetAllInstallRoots()));
 }
 
 TEST_F(OnPath, LongElementsAndPathsAreAccepted) {
     test::setEnvironment({{"PATH", std::string(4095, 'a') + ":/" + std::string(4095, 'b') + ":/" +
                                        std::string(100 * 1024, 'c') + ":" + box.path("two")}});
     EXPECT_EQ(box.path("two"), with("share/data"));
-    EXPECT_EQ(Texts{box.path("two")}, taken(vekGetAllInstallRoots()));
+    EXPECT_EQ(Texts{box.path("two")}, adopted(vekGetAllInstallRoots()));
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
         EXPECT_EQ(None, with(std::string(length, 'x')));
     }
@@ -934,7 +934,7 @@ TEST_F(OnPath, FailedAllocationReturnsNull) {
         test::Capture capture;
         test::faults::reset();
         test::faults::failAllocation(nth);
-        const Texts roots = taken(vekGetAllInstallRoots());
+        const Texts roots = adopted(vekGetAllInstallRoots());
         const bool happened = test::faults::count("malloc") >= nth;
         test::faults::reset();
         if (happened) {
@@ -951,7 +951,7 @@ TEST_F(OnPath, FailedAllocationReturnsNull) {
 
 class FindExecutable : public InstallRoot {
   protected:
-    static std::string found(const std::string &name) { return taken(vekFindExecInPath(name.c_str())); }
+    static std::string found(const std::string &name) { return adopted(vekFindExecInPath(name.c_str())); }
 };
 
 TEST_F(FindExecutable, SearchesPathForABareName) {
@@ -971,7 +971,7 @@ TEST_F(FindExecutable, MakesANameWithADirectoryRootedAndClean) {
 TEST_F(FindExecutable, ReturnsNullForNoName) {
     test::setEnvironment({{"PATH", box.path()}});
     EXPECT_EQ(None, found(""));
-    EXPECT_EQ(None, taken(vekFindExecInPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekFindExecInPath(nullptr)));
 }
 
 TEST_F(FindExecutable, ReportsThatPathIsUnset) {
@@ -1053,10 +1053,10 @@ TEST_F(InstPath, JoinsTheRootAndThePathBelowIt) {
 
 TEST_F(InstPath, IsCopiedForTheCaller) {
     startInstalled();
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstPath(nullptr)));
-    EXPECT_EQ(box.path("inst"), taken(vekGetInstPath("")));
-    EXPECT_EQ(box.path("inst/a"), taken(vekGetInstPath("a")));
-    EXPECT_EQ(box.path("inst/a"), taken(vekGetInstPath("/a")));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstPath(nullptr)));
+    EXPECT_EQ(box.path("inst"), adopted(vekGetInstPath("")));
+    EXPECT_EQ(box.path("inst/a"), adopted(vekGetInstPath("a")));
+    EXPECT_EQ(box.path("inst/a"), adopted(vekGetInstPath("/a")));
 }
 
 TEST_F(InstPath, AcceptsAtMost4096CharactersBelowTheRoot) {
@@ -1073,13 +1073,13 @@ TEST_F(InstPath, AcceptsAtMost4096CharactersBelowTheRoot) {
 
 TEST_F(InstPath, IsCopiedUpTo4096Characters) {
     startInstalled();
-    const std::size_t room = 4096 - box.path("inst/").size();
-    EXPECT_EQ(box.path("inst/") + std::string(room - 1, 's'),
-              taken(vekGetInstPath(std::string(room - 1, 's').c_str())));
-    EXPECT_EQ(box.path("inst/") + std::string(room, 's'),
-              taken(vekGetInstPath(std::string(room, 's').c_str())));
-    EXPECT_EQ(None, taken(vekGetInstPath(std::string(room + 1, 's').c_str())));
-    EXPECT_EQ(None, taken(vekGetInstPath(std::string(100'000, 's').c_str())));
+    const std::size_t limit = 4096 - box.path("inst/").size();
+    EXPECT_EQ(box.path("inst/") + std::string(limit - 1, 's'),
+              adopted(vekGetInstPath(std::string(limit - 1, 's').c_str())));
+    EXPECT_EQ(box.path("inst/") + std::string(limit, 's'),
+              adopted(vekGetInstPath(std::string(limit, 's').c_str())));
+    EXPECT_EQ(None, adopted(vekGetInstPath(std::string(limit + 1, 's').c_str())));
+    EXPECT_EQ(None, adopted(vekGetInstPath(std::string(100'000, 's').c_str())));
 }
 
 TEST_F(InstPath, AcceptsAPathInTheSameBuffer) {
@@ -1114,7 +1114,7 @@ TEST_F(InstPath, ReportsNoRootAboveTheExecutable) {
     test::setEnvironment({{"PATH", "/none:" + box.path("bin")}});
     start("vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath("x")));
+    EXPECT_EQ(None, adopted(vekGetInstPath("x")));
     EXPECT_EQ("ERROR: can't determine installation root.\n"
               "       can't find tools/bin/vek_root in any parent directory of executable " +
                   box.path("bin/vekinfo") +
@@ -1128,7 +1128,7 @@ TEST_F(InstPath, ReportsNoRootAboveTheExecutable) {
 TEST_F(InstPath, ReportsThatPathIsUnset) {
     start("bin/vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstPath(nullptr)));
     EXPECT_EQ("ERROR: can't determine installation root.\n"
               "       can't find tools/bin/vek_root in any parent directory of executable " +
                   box.path("bin/vekinfo") +
@@ -1142,7 +1142,7 @@ TEST_F(InstPath, ReportsThatNoExecutableWasFound) {
     test::setEnvironment({{"PATH", "/none:/%s%n"}});
     start("vekinfo%d");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstPath(nullptr)));
     EXPECT_EQ("ERROR: can't determine installation root.\n"
               "       can't create rooted path to arg0 \"vekinfo%d\"\n"
               "       using current working directory or $PATH: /none:/%s%n\n",
@@ -1152,7 +1152,7 @@ TEST_F(InstPath, ReportsThatNoExecutableWasFound) {
 TEST_F(InstPath, ReportsUnsetPathAndMissingExecutable) {
     start("vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstPath(nullptr)));
     EXPECT_EQ("ERROR! unable to determine search path - check PATH setting\n"
               "ERROR: can't determine installation root.\n"
               "       can't create rooted path to arg0 \"vekinfo\"\n"
@@ -1168,7 +1168,7 @@ TEST_F(InstPath, ClearsTheExecutableOfAnEarlierDiscovery) {
     EXPECT_EQ(box.path("bin/vekinfo"), vek::runningInstallation.executable.c_str());
     test::setEnvironment({{"PATH", "/none"}});
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstPath(nullptr)));
     EXPECT_NE(std::string::npos, capture.err().find("can't create rooted path to arg0 \"vekinfo\"\n"));
 }
 
@@ -1177,7 +1177,7 @@ TEST_F(InstPath, ReportsTheExecutableOfTheCommandTable) {
     test::setEnvironment({{"PATH", box.path("bin")}, {"VEK_STRM_ACTIVE", "1"}});
     start("vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstPath(nullptr)));
     EXPECT_NE(std::string::npos,
               capture.err().find("in any parent directory of executable /no/inst/vekinfo\n"));
 }
@@ -1187,7 +1187,7 @@ TEST_F(InstPath, ReportsAPathSettingOf100KiB) {
     test::setEnvironment({{"PATH", path}});
     start("vekinfo");
     test::Capture capture;
-    EXPECT_EQ(None, taken(vekGetInstPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetInstPath(nullptr)));
     EXPECT_NE(std::string::npos, capture.err().find("or $PATH: " + path + "\n"));
 }
 
@@ -1196,7 +1196,7 @@ TEST_F(InstPath, ReportsExhaustedMemory) {
     EXPECT_EQ(1, vekIsTolvaneHier());
     test::Capture capture;
     test::faults::failAllocation(1);
-    EXPECT_EQ(None, taken(vekGetInstPath("x")));
+    EXPECT_EQ(None, adopted(vekGetInstPath("x")));
     EXPECT_NE(std::string::npos, capture.err().find("ERROR! Failed to allocate "));
 }
 
@@ -1217,7 +1217,7 @@ TEST_F(ToolsPath, IsToolsWhenThePlatformFileNamesThisPlatform) {
     startInstalled();
     platform("lnx86\nother\n");
     box.directory("inst/tools.lnx86");
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, ReadsThePlatformFileWithOrWithoutANewline) {
@@ -1226,7 +1226,7 @@ TEST_F(ToolsPath, ReadsThePlatformFileWithOrWithoutANewline) {
     for (const char *content : {"lnx86", "lnx86\n", "lnx86\r\n"}) {
         platform(content);
         const test::Outcome outcome = test::inChild([&] {
-            EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr))) << content;
+            EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr))) << content;
             std::free(vekiRootPath);
             vekiRootPath = nullptr;
             return 0;
@@ -1243,7 +1243,7 @@ TEST_F(ToolsPath, IsThatOfThePlatformWithoutAPlatformFile) {
             platform("\nlnx86\n");
         }
         const test::Outcome outcome = test::inChild([&] {
-            EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+            EXPECT_EQ(expected("tools.lnx86"), adopted(vekGetToolsPath(nullptr)));
             std::free(vekiRootPath);
             vekiRootPath = nullptr;
             return 0;
@@ -1254,30 +1254,30 @@ TEST_F(ToolsPath, IsThatOfThePlatformWithoutAPlatformFile) {
 
 TEST_F(ToolsPath, IsToolsIfThereIsNothingElse) {
     startInstalled();
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, IsThatOfThePlatformWhenThereIsNoTools) {
     startInstalled("tools.lnx86");
-    EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools.lnx86"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, IsNoneIfTheDirectoryWasRemoved) {
     startInstalled();
     EXPECT_EQ(1, vekIsTolvaneHier());
     ASSERT_EQ(0, rename("inst/tools", "inst/gone"));
-    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetToolsPath(nullptr)));
     ASSERT_EQ(0, rename("inst/gone", "inst/tools"));
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, IsSearchedAgainIfItIsNotStored) {
     startInstalled();
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
     box.directory("inst/tools.lnx86");
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
     vek::runningInstallation.hasTools = false;
-    EXPECT_EQ(expected("tools.lnx86"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools.lnx86"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, IsNoneForAnotherPlatform) {
@@ -1288,22 +1288,22 @@ TEST_F(ToolsPath, IsNoneForAnotherPlatform) {
         platform(content);
         test::Capture capture;
         EXPECT_EQ(0, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr)) << content;
-        EXPECT_EQ(None, taken(vekGetToolsPath("x"))) << content;
+        EXPECT_EQ(None, adopted(vekGetToolsPath("x"))) << content;
         EXPECT_EQ("", capture.err());
     }
     EXPECT_STREQ("before", buffer);
     // A failure is not stored.
     platform("lnx86\n");
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, ReadsAtMost15CharactersOfThePlatform) {
     startInstalled();
     // The rest of a long first line is not read.
     platform(std::string(15, 'x') + "lnx86\n");
-    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetToolsPath(nullptr)));
     platform("lnx86" + std::string(1000, 'x') + "\n");
-    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetToolsPath(nullptr)));
 }
 
 TEST_F(ToolsPath, IsNoneWithoutARootAndPrintsNothing) {
@@ -1311,7 +1311,7 @@ TEST_F(ToolsPath, IsNoneWithoutARootAndPrintsNothing) {
     test::Capture capture;
     char buffer[64];
     EXPECT_EQ(0, vekGetToolsPathInBuf(buffer, sizeof buffer, nullptr));
-    EXPECT_EQ(None, taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(None, adopted(vekGetToolsPath(nullptr)));
     EXPECT_EQ("", capture.err());
     EXPECT_EQ(0, vekGetToolsPathInBuf(nullptr, 0, nullptr));
 }
@@ -1326,7 +1326,7 @@ TEST_F(ToolsPath, IsToolsIfThePlatformFilesPathIsTooLong) {
             EXPECT_EQ(0, mkdir("tools", 0755) + mkdir("tools/bin", 0755));
             close(open("tools/bin/vek_root", O_CREAT | O_WRONLY | O_CLOEXEC, 0755));
             start(root + "/tools/bin/tool");
-            EXPECT_EQ(root + "/tools", taken(vekGetToolsPath(nullptr)));
+            EXPECT_EQ(root + "/tools", adopted(vekGetToolsPath(nullptr)));
             return 0;
         });
         EXPECT_EQ(0, outcome.status) << outcome.err;
@@ -1336,18 +1336,18 @@ TEST_F(ToolsPath, IsToolsIfThePlatformFilesPathIsTooLong) {
 TEST_F(ToolsPath, IsStoredAfterASuccess) {
     startInstalled();
     platform("lnx86\n");
-    EXPECT_EQ(expected("tools"), taken(vekGetToolsPath(nullptr)));
+    EXPECT_EQ(expected("tools"), adopted(vekGetToolsPath(nullptr)));
     platform("sun4v\n");
     test::faults::reset();
-    EXPECT_EQ(expected("tools/x"), taken(vekGetToolsPath("x")));
+    EXPECT_EQ(expected("tools/x"), adopted(vekGetToolsPath("x")));
     EXPECT_EQ(0, test::faults::count("stat") + test::faults::count("open"));
 }
 
 TEST_F(ToolsPath, AlwaysAddsASlash) {
     startInstalled();
-    EXPECT_EQ(expected("tools/bin/x"), taken(vekGetToolsPath("bin/x")));
-    EXPECT_EQ(expected("tools//x"), taken(vekGetToolsPath("/x")));
-    EXPECT_EQ(expected("tools/"), taken(vekGetToolsPath("")));
+    EXPECT_EQ(expected("tools/bin/x"), adopted(vekGetToolsPath("bin/x")));
+    EXPECT_EQ(expected("tools//x"), adopted(vekGetToolsPath("/x")));
+    EXPECT_EQ(expected("tools/"), adopted(vekGetToolsPath("")));
 }
 
 TEST_F(ToolsPath, FillsABufferThatIsLargeEnough) {
@@ -1372,7 +1372,7 @@ TEST_F(ToolsPath, AcceptsPathsOfAnyLength) {
     for (const std::size_t length : {4095U, 4096U, 4097U, 100'000U}) {
         const std::string sub(length, 's');
         EXPECT_EQ(0, vekGetToolsPathInBuf(buffer.data(), buffer.size(), sub.c_str()));
-        EXPECT_EQ(expected("tools/") + sub, taken(vekGetToolsPath(sub.c_str())));
+        EXPECT_EQ(expected("tools/") + sub, adopted(vekGetToolsPath(sub.c_str())));
     }
 }
 
@@ -1382,7 +1382,7 @@ TEST_F(ToolsPath, ReportsExhaustedMemory) {
     for (const char *sub : {static_cast<const char *>(nullptr), "x"}) {
         test::Capture capture;
         test::faults::failAllocation(1);
-        EXPECT_EQ(None, taken(vekGetToolsPath(sub)));
+        EXPECT_EQ(None, adopted(vekGetToolsPath(sub)));
         EXPECT_NE(std::string::npos, capture.err().find("ERROR! Failed to allocate "));
     }
 }

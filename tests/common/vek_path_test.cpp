@@ -138,9 +138,9 @@ TEST(VekMkRootedPath, GivesNullForNull) {
 
 TEST(VekMkRootedPath, HasAtMost4095Characters) {
     const test::Sandbox box;
-    const std::size_t room = 4095 - box.path().size() - 1;
+    const std::size_t limit = 4095 - box.path().size() - 1;
     for (const std::size_t excess : {0U, 1U, 2U, 100'000U}) {
-        const std::string path(room + excess, 'p');
+        const std::string path(limit + excess, 'p');
         const vek::OwnedText made(vekMkRootedPath(path.c_str(), nullptr));
         const vek::OwnedText filled(vekMkRootedPath(path.c_str(), pathBlock()));
         if (excess == 0) {

@@ -289,9 +289,9 @@ std::string reportOf(vek_regexp *expression, const char *subject) {
 }
 
 /// Compiles `pattern` and sets one byte of its program.
-Expression damaged(const char *pattern, std::size_t place, int value) {
+Expression damaged(const char *pattern, std::size_t offset, int value) {
     Expression expression = compile(pattern);
-    (&expression->program[0])[place] = static_cast<char>(value);
+    (&expression->program[0])[offset] = static_cast<char>(value);
     return expression;
 }
 
@@ -334,9 +334,9 @@ Expression withoutEnd(const std::string &head, const std::string &tail) {
     }
     program += tail;
     program.resize(vek::kProgramLimit);
-    const std::size_t place = offsetof(vek_regexp, program);
-    Expression expression(static_cast<vek_regexp *>(std::calloc(1, place + program.size())));
-    std::copy(program.begin(), program.end(), reinterpret_cast<char *>(expression.get()) + place);
+    const std::size_t offset = offsetof(vek_regexp, program);
+    Expression expression(static_cast<vek_regexp *>(std::calloc(1, offset + program.size())));
+    std::copy(program.begin(), program.end(), reinterpret_cast<char *>(expression.get()) + offset);
     return expression;
 }
 
@@ -368,9 +368,9 @@ TEST(VekRegexecDamage, AnySingleDamagedByteGivesADefinedResult) {
         while (std::memcmp(&whole->program[0] + size - 3, "\0\0", 3) != 0) {
             ++size;
         }
-        for (std::size_t place = 0; place < size; ++place) {
+        for (std::size_t offset = 0; offset < size; ++offset) {
             for (int value = 0; value < 256; value += value < 48 ? 1 : 23) {
-                const Expression expression = damaged(pattern, place, value);
+                const Expression expression = damaged(pattern, offset, value);
                 for (const char *subject : subjects) {
                     const int result = vek_regexec(expression.get(), subject);
                     ASSERT_TRUE(result == 0 || result == 1);

@@ -165,29 +165,29 @@ TEST(VekHashString, TreatsATailByteAbove0x7FAsNegative) {
     EXPECT_EQ(vekHashString("\xe9"), 0x2ce76673U);
     // At every offset of the tail and every alignment, with and without a block before it.
     for (const std::size_t before : {0U, 24U}) {
-        for (std::size_t place = 0; place < 23; ++place) {
-            std::string bytes = asciiText(before + place) + '\x80';
-            EXPECT_EQ(Placed(bytes, 0).hash(), Reference::of(bytes, false)) << before << " + " << place;
-            EXPECT_EQ(Placed(bytes, 5).hash(), Reference::of(bytes, false)) << before << " + " << place;
+        for (std::size_t position = 0; position < 23; ++position) {
+            std::string bytes = asciiText(before + position) + '\x80';
+            EXPECT_EQ(Placed(bytes, 0).hash(), Reference::of(bytes, false)) << before << " + " << position;
+            EXPECT_EQ(Placed(bytes, 5).hash(), Reference::of(bytes, false)) << before << " + " << position;
             bytes.resize(before + 23, '\xff');
-            EXPECT_EQ(Placed(bytes, 0).hash(), Reference::of(bytes, false)) << before << " + " << place;
+            EXPECT_EQ(Placed(bytes, 0).hash(), Reference::of(bytes, false)) << before << " + " << position;
         }
     }
 }
 
 TEST(VekHashString, TreatsBlockBytesAbove0x7FAsNegativeUnlessAligned) {
-    for (std::size_t place = 0; place < 24; ++place) {
+    for (std::size_t position = 0; position < 24; ++position) {
         std::string bytes = asciiText(24);
-        bytes[place] = '\xe9';
+        bytes[position] = '\xe9';
         const std::uint64_t aligned = Placed(bytes, 0).hash();
-        EXPECT_EQ(aligned, Reference::of(bytes, true)) << place;
+        EXPECT_EQ(aligned, Reference::of(bytes, true)) << position;
         for (std::size_t offset = 1; offset < 8; ++offset) {
             const std::uint64_t unaligned = Placed(bytes, offset).hash();
-            EXPECT_EQ(unaligned, Reference::of(bytes, false)) << place << " at " << offset;
+            EXPECT_EQ(unaligned, Reference::of(bytes, false)) << position << " at " << offset;
             // A negative byte subtracts 1 from the next byte; the highest byte has no next one.
-            EXPECT_EQ(unaligned == aligned, place % 8 == 7) << place << " at " << offset;
+            EXPECT_EQ(unaligned == aligned, position % 8 == 7) << position << " at " << offset;
         }
-        EXPECT_EQ(Placed(bytes, 8).hash(), aligned) << place;
+        EXPECT_EQ(Placed(bytes, 8).hash(), aligned) << position;
     }
 }
 

@@ -85,11 +85,11 @@ std::string firstRun(std::size_t count) {
     return run;
 }
 
-/// Stops the clock at a time for which the first run becomes `wanted`.
-std::string runThat(const std::function<bool(const std::string &)> &wanted, std::size_t count) {
+/// Stops the clock at a time for which the first run becomes `accepts`.
+std::string runThat(const std::function<bool(const std::string &)> &accepts, std::size_t count) {
     for (suseconds_t at = 0;; ++at) {
         stopClock(1'700'000'000, at);
-        if (wanted(firstRun(count))) {
+        if (accepts(firstRun(count))) {
             return firstRun(count);
         }
     }
@@ -140,8 +140,8 @@ Made madeAs(const std::string &name) {
     return {1, 0, name};
 }
 
-/// A text that is freed, or "(null)".
-std::string taken(char *text) {
+/// A copy of an allocated string, which is freed, or "(null)".
+std::string adopted(char *text) {
     const vek::OwnedText owned(text);
     return text == nullptr ? "(null)" : text;
 }
@@ -572,7 +572,7 @@ TEST(VekMkstemp, FailsIfAllNamesExist) {
         EXPECT_EQ(-1, vek_mkstemp(name.data()));
         EXPECT_EQ(ENOSPC, errno);
         test::setEnvironment({{"VEK_TMP_DIR", directory}});
-        EXPECT_EQ("/tmp", taken(vekGetTmpDir(nullptr)));
+        EXPECT_EQ("/tmp", adopted(vekGetTmpDir(nullptr)));
         EXPECT_NE(0, access(name.c_str(), F_OK));
     });
 }
@@ -584,7 +584,7 @@ TEST(VekMkstemp, FailsOnAReadOnlyFileSystem) {
             EXPECT_EQ(EROFS, make(mode, directory + "/fXXXXXX").error);
         }
         test::setEnvironment({{"VEK_TMP_DIR", directory}});
-        EXPECT_EQ("/tmp", taken(vekGetTmpDir(nullptr)));
+        EXPECT_EQ("/tmp", adopted(vekGetTmpDir(nullptr)));
     });
 }
 
@@ -644,56 +644,56 @@ TEST(VekTempnam, JoinsDirectoryAndPrefixWithOneSlash) {
     const test::Sandbox box;
     stopClock(7, 7);
     const std::string run = firstRun(6);
-    EXPECT_EQ("/var/x/p" + run, taken(vek_tempnam("/var/x/", "p")));
-    EXPECT_EQ("/var/x/p" + run, taken(vek_tempnam("/var/x", "p")));
-    EXPECT_EQ("/var/x//p" + run, taken(vek_tempnam("/var/x//", "p")));
-    EXPECT_EQ("/p" + run, taken(vek_tempnam("/", "p")));
-    EXPECT_EQ("/p" + run, taken(vek_tempnam("", "p")));
-    EXPECT_EQ("./a/p." + run, taken(vek_tempnam(".", "a/p.")));
-    EXPECT_EQ("./" + run, taken(vek_tempnam(".", "")));
+    EXPECT_EQ("/var/x/p" + run, adopted(vek_tempnam("/var/x/", "p")));
+    EXPECT_EQ("/var/x/p" + run, adopted(vek_tempnam("/var/x", "p")));
+    EXPECT_EQ("/var/x//p" + run, adopted(vek_tempnam("/var/x//", "p")));
+    EXPECT_EQ("/p" + run, adopted(vek_tempnam("/", "p")));
+    EXPECT_EQ("/p" + run, adopted(vek_tempnam("", "p")));
+    EXPECT_EQ("./a/p." + run, adopted(vek_tempnam(".", "a/p.")));
+    EXPECT_EQ("./" + run, adopted(vek_tempnam(".", "")));
     EXPECT_EQ(Names{}, box.list());
 }
 
 TEST(VekTempnam, UsesTheDefaultsForNull) {
     stopClock(1'700'000'000, 123'456);
-    EXPECT_EQ("/tmp/tmp." + firstRun(6), taken(vek_tempnam(nullptr, nullptr)));
-    EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam(nullptr, "p")));
-    EXPECT_EQ("/var/tmp." + firstRun(6), taken(vek_tempnam("/var", nullptr)));
+    EXPECT_EQ("/tmp/tmp." + firstRun(6), adopted(vek_tempnam(nullptr, nullptr)));
+    EXPECT_EQ("/tmp/p" + firstRun(6), adopted(vek_tempnam(nullptr, "p")));
+    EXPECT_EQ("/var/tmp." + firstRun(6), adopted(vek_tempnam("/var", nullptr)));
 }
 
 TEST(VekTempnam, ReadsNoEnvironmentVariable) {
     const test::Sandbox box;
     test::setEnvironment({{"TMPDIR", box.path()}, {"VEK_TMP_DIR", box.path()}, {"TEMPDIR", box.path()}});
     stopClock(1'700'000'000, 123'457);
-    EXPECT_EQ("/tmp/tmp." + firstRun(6), taken(vek_tempnam(nullptr, nullptr)));
+    EXPECT_EQ("/tmp/tmp." + firstRun(6), adopted(vek_tempnam(nullptr, nullptr)));
 }
 
 TEST(VekTempnam, SkipsExistingNames) {
     test::Sandbox box;
     const std::string run = runThatBeginsWith("3", 6);
     box.file("d/p" + run, "");
-    EXPECT_EQ("d/p4" + run.substr(1), taken(vek_tempnam("d", "p")));
+    EXPECT_EQ("d/p4" + run.substr(1), adopted(vek_tempnam("d", "p")));
 }
 
 TEST(VekTempnam, UsesTheDefaultDirectoryIfTheGivenOneFails) {
     test::Sandbox box;
     box.file("file", "");
     stopClock(1'700'000'000, 123'458);
-    EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam("file", "p")));
-    EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam(std::string(300, 'n').c_str(), "p")));
+    EXPECT_EQ("/tmp/p" + firstRun(6), adopted(vek_tempnam("file", "p")));
+    EXPECT_EQ("/tmp/p" + firstRun(6), adopted(vek_tempnam(std::string(300, 'n').c_str(), "p")));
 }
 
 TEST(VekTempnam, TriesTheDefaultDirectoryTwice) {
     stopClock(1'700'000'000, 123'459);
     const test::Capture capture;
     clockOfTest.failures = 1;
-    EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam(nullptr, "p")));
+    EXPECT_EQ("/tmp/p" + firstRun(6), adopted(vek_tempnam(nullptr, "p")));
     clockOfTest.failures = 2;
-    EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam("/var", "p")));
+    EXPECT_EQ("/tmp/p" + firstRun(6), adopted(vek_tempnam("/var", "p")));
     clockOfTest.failures = 2;
-    EXPECT_EQ("(null)", taken(vek_tempnam(nullptr, "p")));
+    EXPECT_EQ("(null)", adopted(vek_tempnam(nullptr, "p")));
     clockOfTest.failures = 3;
-    EXPECT_EQ("(null)", taken(vek_tempnam("/var", "p")));
+    EXPECT_EQ("(null)", adopted(vek_tempnam("/var", "p")));
     EXPECT_EQ(0, clockOfTest.failures);
 }
 
@@ -732,11 +732,11 @@ TEST(VekTempnam, TruncatesThePathAfter4095Characters) {
         const std::string directory = pathOfLength("/none-of-vek", length);
         const std::string whole = directory + "/pre";
         const std::string cut = whole.substr(0, 4095);
-        const std::size_t room = std::min<std::size_t>(6, 4095 - cut.size());
-        EXPECT_EQ(cut + firstRun(room), taken(vek_tempnam(directory.c_str(), "pre"))) << length;
+        const std::size_t limit = std::min<std::size_t>(6, 4095 - cut.size());
+        EXPECT_EQ(cut + firstRun(limit), adopted(vek_tempnam(directory.c_str(), "pre"))) << length;
     }
     EXPECT_EQ(pathOfLength("/none-of-vek", 10000).substr(0, 4095),
-              taken(vek_tempnam(pathOfLength("/none-of-vek", 10000).c_str(), nullptr)));
+              adopted(vek_tempnam(pathOfLength("/none-of-vek", 10000).c_str(), nullptr)));
 }
 
 TEST(VekTempnam, ReturnsNoTruncatedPathThatExists) {
@@ -745,7 +745,7 @@ TEST(VekTempnam, ReturnsNoTruncatedPathThatExists) {
     while (root.size() < 5000) {
         root += "./";
     }
-    EXPECT_EQ("/tmp/p" + firstRun(6), taken(vek_tempnam(root.c_str(), "p")));
+    EXPECT_EQ("/tmp/p" + firstRun(6), adopted(vek_tempnam(root.c_str(), "p")));
     // A long prefix fits in the default directory, too.
     const std::string prefix = root.substr(1);
     errno = 0;
@@ -770,7 +770,7 @@ TEST(VekMkUniqueFilePath, WritesThePathOfVekTempnam) {
 
 TEST(VekMkUniqueFilePath, ReturnsANewStringWithoutABuffer) {
     stopClock(1'700'000'000, 123'463);
-    EXPECT_EQ("/var/x/p" + firstRun(6), taken(vekMkUniqueFilePath("/var/x", "p", nullptr)));
+    EXPECT_EQ("/var/x/p" + firstRun(6), adopted(vekMkUniqueFilePath("/var/x", "p", nullptr)));
 }
 
 TEST(VekMkUniqueFilePath, LeavesTheBufferUnchangedAfterAFailure) {
@@ -793,12 +793,12 @@ TEST(VekMkUniqueFilePath, LeavesTheBufferUnchangedAfterAFailure) {
 
 /// The result as a new string and in a buffer; checks that they are equal.
 std::string tmpDir() {
-    std::string allocated = taken(vekGetTmpDir(nullptr));
+    std::string allocated = adopted(vekGetTmpDir(nullptr));
     std::vector<char> buffer(4096, '?');
-    char *const answer = vekGetTmpDir(buffer.data());
-    EXPECT_TRUE(answer == nullptr || answer == buffer.data());
-    EXPECT_EQ(allocated, answer == nullptr ? "(null)" : answer);
-    EXPECT_TRUE(answer != nullptr || buffer == std::vector<char>(4096, '?'));
+    char *const result = vekGetTmpDir(buffer.data());
+    EXPECT_TRUE(result == nullptr || result == buffer.data());
+    EXPECT_EQ(allocated, result == nullptr ? "(null)" : result);
+    EXPECT_TRUE(result != nullptr || buffer == std::vector<char>(4096, '?'));
     return allocated;
 }
 

@@ -269,13 +269,13 @@ TEST_P(Directory, FailedCloseFreesNothingAndASecondOneEverything) {
     vekFSDirent *entry = nullptr;
     ASSERT_EQ(GetParam().read(directory, &entry), 0);
     const std::string name = nameOf(entry);
-    const int taken = balance.allocations();
+    const int allocated = balance.allocations();
     // close() of the stream's descriptor, so that closedir() fails.
     ::close(dirfd(directory->stream));
 
     EXPECT_EQ(GetParam().close(directory), EBADF);
 
-    EXPECT_EQ(balance.allocations(), taken);
+    EXPECT_EQ(balance.allocations(), allocated);
     EXPECT_EQ(nameOf(entry), name);
     EXPECT_EQ(GetParam().read(directory, &entry), EBADF);
     EXPECT_EQ(entry, nullptr);

@@ -182,12 +182,12 @@ TEST_F(NativeFile, FailedCloseFreesNothingAndASecondOneEverything) {
     box.file("file", "content");
     const test::Balance balance;
     vekFSFile *const file = open("file", O_RDWR);
-    const int taken = balance.allocations();
+    const int allocated = balance.allocations();
     test::faults::fail("close", 1, EIO);
 
     EXPECT_EQ(vekFS_close(file), EIO);
 
-    EXPECT_EQ(balance.allocations(), taken);
+    EXPECT_EQ(balance.allocations(), allocated);
     EXPECT_EQ(balance.descriptors(), 0);
     EXPECT_STREQ(file->spec->path, "file");
     // The number can be another file's by now: it must be neither used nor closed again.

@@ -420,12 +420,12 @@ TEST_F(StdioFile, FailedFlushReturnsItsErrno) {
 TEST_F(StdioFile, FailedCloseFreesNothingAndASecondOneEverything) {
     const test::Balance balance;
     vekFSFile *const file = open("/dev/full", O_RDWR);
-    const int taken = balance.allocations();
+    const int allocated = balance.allocations();
     write(file, "text");
 
     EXPECT_EQ(vekFS_close(file), ENOSPC);
 
-    EXPECT_EQ(balance.allocations(), taken);
+    EXPECT_EQ(balance.allocations(), allocated);
     EXPECT_EQ(balance.descriptors(), 0);
     EXPECT_STREQ(file->spec->path, "/dev/full");
     EXPECT_EQ(vekFS_close(file), 0);

@@ -16,13 +16,13 @@
 
 namespace {
 
-struct Answer {
+struct AccessResult {
     int result;
     int error;
     int accessCalls;
 };
 
-Answer ask(const std::string &path, int mode) {
+AccessResult check(const std::string &path, int mode) {
     test::faults::reset();
     errno = 0;
     const int result = pux_quick_access(path.c_str(), mode);
@@ -30,16 +30,16 @@ Answer ask(const std::string &path, int mode) {
 }
 
 void expectGrantedByItsBits(const std::string &path, int mode) {
-    const Answer answer = ask(path, mode);
-    EXPECT_EQ(answer.result, 0) << path;
-    EXPECT_EQ(answer.accessCalls, 0) << path;
+    const AccessResult result = check(path, mode);
+    EXPECT_EQ(result.result, 0) << path;
+    EXPECT_EQ(result.accessCalls, 0) << path;
 }
 
 void expectRefusedByAccess(const std::string &path, int mode) {
-    const Answer answer = ask(path, mode);
-    EXPECT_EQ(answer.result, -1) << path;
-    EXPECT_EQ(answer.error, EACCES) << path;
-    EXPECT_EQ(answer.accessCalls, 1) << path;
+    const AccessResult result = check(path, mode);
+    EXPECT_EQ(result.result, -1) << path;
+    EXPECT_EQ(result.error, EACCES) << path;
+    EXPECT_EQ(result.accessCalls, 1) << path;
 }
 
 /// Makes a file of the user who calls.
@@ -62,19 +62,19 @@ bool canBeForeign() {
 TEST(QuickAccess, MissingFileFailsWithTheErrorOfStat) {
     const test::Sandbox box;
     for (const int mode : {PUXI_EXISTS, PUXI_EXECUTABLE, PUXI_WRITABLE, PUXI_READABLE}) {
-        const Answer answer = ask(box.path("none"), mode);
-        EXPECT_EQ(answer.result, -1);
-        EXPECT_EQ(answer.error, ENOENT);
-        EXPECT_EQ(answer.accessCalls, 0);
+        const AccessResult result = check(box.path("none"), mode);
+        EXPECT_EQ(result.result, -1);
+        EXPECT_EQ(result.error, ENOENT);
+        EXPECT_EQ(result.accessCalls, 0);
     }
 }
 
 TEST(QuickAccess, FileUsedAsDirectoryGivesTheErrnoOfStat) {
     test::Sandbox box;
     box.file("f", "");
-    const Answer answer = ask(box.path("f/g"), PUXI_READABLE);
-    EXPECT_EQ(answer.result, -1);
-    EXPECT_EQ(answer.error, ENOTDIR);
+    const AccessResult result = check(box.path("f/g"), PUXI_READABLE);
+    EXPECT_EQ(result.result, -1);
+    EXPECT_EQ(result.error, ENOTDIR);
 }
 
 TEST(QuickAccess, NullPathFails) {
@@ -92,7 +92,7 @@ TEST(QuickAccess, ModeZeroAsksForExistenceOnly) {
 TEST(QuickAccess, OneStatCallDecides) {
     test::Sandbox box;
     box.file("f", "", 0444);
-    ask(box.path("f"), PUXI_READABLE);
+    check(box.path("f"), PUXI_READABLE);
     EXPECT_EQ(test::faults::count("stat"), 1);
 }
 
@@ -156,9 +156,9 @@ TEST(QuickAccess, BitOfOthersAloneIsDecidedByAccess) {
             const std::string name = "f" + std::to_string(bits);
             box.file(name, "", isForeign ? bits : entry.ownerAndOthers);
             test::asUnprivileged([&] {
-                const Answer answer = ask(box.path(name), entry.mode);
-                EXPECT_EQ(answer.result, 0) << name;
-                EXPECT_EQ(answer.accessCalls, isForeign ? 1 : 0) << name;
+                const AccessResult result = check(box.path(name), entry.mode);
+                EXPECT_EQ(result.result, 0) << name;
+                EXPECT_EQ(result.accessCalls, isForeign ? 1 : 0) << name;
             });
         }
     }
@@ -173,9 +173,9 @@ TEST(QuickAccess, FileOfOwnerAndGroupIsDeniedToOthers) {
 TEST(QuickAccess, AnyOtherModeIsLeftToAccess) {
     test::Sandbox box;
     box.file("f", "", 0666);
-    const Answer answer = ask(box.path("f"), PUXI_READABLE | PUXI_WRITABLE);
-    EXPECT_EQ(answer.result, 0);
-    EXPECT_EQ(answer.accessCalls, 1);
+    const AccessResult result = check(box.path("f"), PUXI_READABLE | PUXI_WRITABLE);
+    EXPECT_EQ(result.result, 0);
+    EXPECT_EQ(result.accessCalls, 1);
 }
 
 TEST(QuickAccess, IdsAreTakenOnFirstUse) {
@@ -204,7 +204,7 @@ TEST(QuickAccess, RecordedIdsStayUntilTheNextRecording) {
 TEST(QuickAccess, LinksAreFollowed) {
     test::Sandbox box;
     box.file("f", "", 0444).link("l", "f").link("dangling", "none").link("loop", "loop");
-    EXPECT_EQ(ask(box.path("l"), PUXI_READABLE).result, 0);
-    EXPECT_EQ(ask(box.path("dangling"), PUXI_READABLE).error, ENOENT);
-    EXPECT_EQ(ask(box.path("loop"), PUXI_READABLE).error, ELOOP);
+    EXPECT_EQ(check(box.path("l"), PUXI_READABLE).result, 0);
+    EXPECT_EQ(check(box.path("dangling"), PUXI_READABLE).error, ENOENT);
+    EXPECT_EQ(check(box.path("loop"), PUXI_READABLE).error, ELOOP);
 }

@@ -107,7 +107,7 @@ TEST(SearchListStart, HasEveryBuiltInDirectoryInOrder) {
     vekInitNonVEKApp(box.path("inst/tools/bin/app").c_str());
     box.file("inst/tools/bin/app", "", 0755);
     const Strings begin = {".", box.path("work"), box.path("search"), box.path("home"), box.path("project")};
-    // given no site, the installation's own comes
+    // without VEK_SITE the site of the installation is used
     Strings expected = begin;
     expected.insert(expected.end(), {box.path("inst/share/local"), box.path("inst") + "/share"});
     EXPECT_EQ(puxInitialize(nullptr), PUX_OK);

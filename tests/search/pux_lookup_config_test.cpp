@@ -44,7 +44,7 @@ class LookupConfig : public ::testing::Test {
 
 } // namespace
 
-// What a file says.
+// The content of the file.
 
 TEST_F(LookupConfig, MissingFileGivesNo) {
     EXPECT_EQ(ask("foo"), kNo);

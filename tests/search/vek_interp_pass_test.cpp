@@ -188,7 +188,7 @@ TEST(InterpolationPass, ManyUnterminatedReferencesEndSoon) {
     EXPECT_EQ(result.position, 59998);
 }
 
-// Input and output in one place.
+// Input and output in one buffer.
 
 TEST(InterpolationPass, OutputMayBeTheInput) {
     test::setEnvironment({{"A", "a longer value"}, {"E", ""}});
@@ -293,7 +293,7 @@ TEST(InterpolationPass, DoubledDollarIsNoReplacedValue) {
     test::setEnvironment({{"A", "a"}, {"B", "b"}});
     // alone it ends the recursion
     EXPECT_EQ(interpolate("$$A", {.flags = VEK_INTERP_RECURSIVE}).out, "$A");
-    // beside a replaced reference, the next pass meets what it became
+    // the next pass also replaces the resulting "$A"
     EXPECT_EQ(interpolate("$$A$B", {.flags = VEK_INTERP_RECURSIVE}).status, 0);
     EXPECT_EQ(interpolate("$$A/$B", {.flags = VEK_INTERP_RECURSIVE}).out, "a/b");
 }

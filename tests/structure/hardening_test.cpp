@@ -93,7 +93,7 @@ TEST(HardeningOfTests, FaultPointsApplyToTheCheckedFunctions) {
     for (const std::string &import : namesIn(importsOf(VEK_TEST_FAULTY_TESTS))) {
         std::smatch found;
         if (std::regex_match(import, found, checked)) {
-            EXPECT_FALSE(defined.contains("__wrap_" + found[1].str())) << import << " meets no fault point";
+            EXPECT_FALSE(defined.contains("__wrap_" + found[1].str())) << import << " has no fault point";
         }
     }
 }

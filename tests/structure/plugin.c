@@ -1,4 +1,4 @@
-// A plugin that contains the archive, linked as pux(3) says.
+// A plugin that contains the archive, linked as described in pux(3).
 
 #include "common/vek.h"
 #include "search/pux.h"

@@ -23,32 +23,32 @@ class CaselessDirectory {
         }
     }
 
-    /// @return `path`, or its folded form in `room` (2 * PATH_MAX bytes) if it is in the directory
-    const char *fold(const char *path, char *room) const {
+    /// @return `path`, or its folded form in `buffer` (2 * PATH_MAX bytes) if it is in the directory
+    const char *fold(const char *path, char *buffer) const {
         if (length_ == 0 || path == nullptr || *path == '\0') {
             return path;
         }
         std::size_t prefix = 0;
         if (*path != '/') {
-            const long size = syscall(SYS_getcwd, room, static_cast<unsigned long>(PATH_MAX));
+            const long size = syscall(SYS_getcwd, buffer, static_cast<unsigned long>(PATH_MAX));
             if (size <= 0) {
                 return path;
             }
             prefix = static_cast<std::size_t>(size) - 1;
-            room[prefix++] = '/';
+            buffer[prefix++] = '/';
         }
         const std::size_t length = strlen(path);
         if (length >= PATH_MAX) {
             return path;
         }
-        memcpy(room + prefix, path, length + 1);
-        if (strncmp(room, directory_, length_) != 0 || room[length_] != '/') {
+        memcpy(buffer + prefix, path, length + 1);
+        if (strncmp(buffer, directory_, length_) != 0 || buffer[length_] != '/') {
             return path;
         }
-        for (char *at = room + length_; *at != '\0'; ++at) {
+        for (char *at = buffer + length_; *at != '\0'; ++at) {
             *at = *at >= 'A' && *at <= 'Z' ? static_cast<char>(*at - 'A' + 'a') : *at;
         }
-        return room;
+        return buffer;
     }
 
   private:

@@ -114,12 +114,12 @@ void onCaselessFilesystem(const std::function<void(const std::string &directory)
     if (!reason.empty()) {
         GTEST_SKIP() << "no case-insensitive file system: " << reason;
     }
-    const std::string place = makeReachableDirectory();
+    const std::string base = makeReachableDirectory();
     const Outcome outcome = inChild(
         [&] {
             enterMountNamespace();
-            const std::string image = place + "/image";
-            const std::string directory = place + "/mounted";
+            const std::string image = base + "/image";
+            const std::string directory = base + "/mounted";
             const int file = openat(AT_FDCWD, image.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
             if (file < 0 || ftruncate(file, kImageSize) != 0 || mkdir(directory.c_str(), 0755) != 0) {
                 fail(image);
@@ -133,7 +133,7 @@ void onCaselessFilesystem(const std::function<void(const std::string &directory)
             return 0;
         },
         ChildOptions{.timeoutMs = 100000});
-    removeTree(place);
+    removeTree(base);
     if (outcome.status != 0) {
         ADD_FAILURE() << "the child on the mounted file system did not end well: status " << outcome.status
                       << ", signal " << outcome.signal << (outcome.timedOut ? ", timed out" : "") << '\n'

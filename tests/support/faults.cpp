@@ -99,9 +99,9 @@ std::function<void()> sleepAction;
 std::function<void()> readAction;
 
 void callOnce(std::function<void()> &action) {
-    const std::function<void()> taken = std::exchange(action, nullptr);
-    if (taken) {
-        taken();
+    const std::function<void()> callback = std::exchange(action, nullptr);
+    if (callback) {
+        callback();
     }
 }
 

@@ -69,12 +69,12 @@ int openDirectory(std::string_view path) {
     return dup(at.get());
 }
 
-struct Place {
+struct Location {
     Descriptor parent;
     std::string name;
 };
 
-Place placeOf(const std::string &path) {
+Location locationOf(const std::string &path) {
     const std::string trimmed = path.substr(0, path.find_last_not_of('/') + 1);
     const std::size_t slash = trimmed.rfind('/');
     return {Descriptor(openDirectory(std::string_view(trimmed).substr(0, slash))), trimmed.substr(slash + 1)};
@@ -102,8 +102,9 @@ bool servesEveryone(const fs::path &directory) {
 } // namespace
 
 std::string makeReachableDirectory() {
-    const char *const wanted = std::getenv("TMPDIR");
-    const std::string base = wanted != nullptr && *wanted == '/' && servesEveryone(wanted) ? wanted : "/tmp";
+    const char *const configured = std::getenv("TMPDIR");
+    const std::string base =
+        configured != nullptr && *configured == '/' && servesEveryone(configured) ? configured : "/tmp";
     std::string name = fs::canonical(base).string() + "/vek-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         fail(name);
@@ -146,10 +147,10 @@ std::string Sandbox::path(std::string_view relative) const {
 }
 
 Sandbox &Sandbox::file(std::string_view relative, std::string_view content, mode_t mode) {
-    const Place place = placeOf(path(relative));
-    unlinkat(place.parent.get(), place.name.c_str(), 0);
+    const Location location = locationOf(path(relative));
+    unlinkat(location.parent.get(), location.name.c_str(), 0);
     const Descriptor file(
-        openat(place.parent.get(), place.name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        openat(location.parent.get(), location.name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (file.get() < 0) {
         fail(std::string(relative));
     }
@@ -169,27 +170,27 @@ Sandbox &Sandbox::file(std::string_view relative, std::string_view content, mode
 Sandbox &Sandbox::directory(std::string_view relative, mode_t mode) {
     const Descriptor directory(openDirectory(path(relative)));
     // fchmod() fails for O_PATH descriptors.
-    const std::string place = "/proc/self/fd/" + std::to_string(directory.get());
-    if (fchmodat(AT_FDCWD, place.c_str(), mode, 0) != 0) {
+    const std::string link = "/proc/self/fd/" + std::to_string(directory.get());
+    if (fchmodat(AT_FDCWD, link.c_str(), mode, 0) != 0) {
         fail(std::string(relative));
     }
     return *this;
 }
 
 Sandbox &Sandbox::link(std::string_view relative, std::string_view target) {
-    const Place place = placeOf(path(relative));
-    unlinkat(place.parent.get(), place.name.c_str(), 0);
-    if (symlinkat(std::string(target).c_str(), place.parent.get(), place.name.c_str()) != 0) {
+    const Location location = locationOf(path(relative));
+    unlinkat(location.parent.get(), location.name.c_str(), 0);
+    if (symlinkat(std::string(target).c_str(), location.parent.get(), location.name.c_str()) != 0) {
         fail(std::string(relative));
     }
     return *this;
 }
 
 Sandbox &Sandbox::fifo(std::string_view relative, mode_t mode) {
-    const Place place = placeOf(path(relative));
-    unlinkat(place.parent.get(), place.name.c_str(), 0);
-    if (mkfifoat(place.parent.get(), place.name.c_str(), 0600) != 0 ||
-        fchmodat(place.parent.get(), place.name.c_str(), mode, 0) != 0) {
+    const Location location = locationOf(path(relative));
+    unlinkat(location.parent.get(), location.name.c_str(), 0);
+    if (mkfifoat(location.parent.get(), location.name.c_str(), 0600) != 0 ||
+        fchmodat(location.parent.get(), location.name.c_str(), mode, 0) != 0) {
         fail(std::string(relative));
     }
     return *this;

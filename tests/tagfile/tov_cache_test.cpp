@@ -182,7 +182,7 @@ TEST_F(ElementExists, AClearedFlagCountsAsPresent) {
     EXPECT_EQ(kPresent, ask("VEKLIBCHECK"));
 }
 
-TEST_F(ElementExists, AKeywordDoesNotLookAtTheEntries) {
+TEST_F(ElementExists, KeywordPresenceDoesNotDependOnTheEntries) {
     test::addEntry(*obj, "FOO", "1");
     EXPECT_EQ(kAbsent, ask("DMTYPE"));
 }
@@ -233,7 +233,7 @@ class AtLoc : public test::TagTest {
     int found = -1;
 };
 
-TEST_F(AtLoc, AMissingFileIsStatus6WithoutAReport) {
+TEST_F(AtLoc, MissingFileReturnsNoSuchFileWithoutAReport) {
     EXPECT_EQ(TOV_NO_SUCH_FILE, get(box.path("vekinfo.tag"), "A"));
     EXPECT_EQ(0, found);
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -377,7 +377,7 @@ TEST_F(AtLoc, ADirectoryOrPipeReadsAsAnEmptyFile) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(AtLoc, AChangeOnDiskIsNotNoticed) {
+TEST_F(AtLoc, ChangedFileIsNotReadAgain) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     get("vekinfo.tag", "DMTYPE");
     box.file("vekinfo.tag", "DMTYPE new\n");
@@ -413,14 +413,14 @@ TEST_F(AtLoc, ManyFilesAreCached) {
     }
 }
 
-TEST_F(AtLoc, ExhaustedMemoryIsReportedAndNothingHalfReadIsCached) {
+TEST_F(AtLoc, ExhaustedMemoryIsReportedAndNoPartialObjectCached) {
     box.file("vekinfo.tag", "DMTYPE m\nA 1\nB 2\n");
     int failures = 0;
     for (int nth = 1; nth <= 60; ++nth) {
         test::faults::failAllocation(nth);
         const int status = get("vekinfo.tag", "B");
         test::faults::reset();
-        const test::TagReports seen = reports.take();
+        const test::TagReports collected = reports.take();
         if (status == 0) {
             EXPECT_EQ(1, found) << nth;
             EXPECT_STREQ("m", out.dmtype) << nth;
@@ -428,7 +428,7 @@ TEST_F(AtLoc, ExhaustedMemoryIsReportedAndNothingHalfReadIsCached) {
         } else {
             ++failures;
             EXPECT_EQ(0, found) << nth;
-            EXPECT_FALSE(seen.empty()) << nth;
+            EXPECT_FALSE(collected.empty()) << nth;
             EXPECT_TRUE(isEmpty()) << nth;
             EXPECT_EQ(nullptr, tempVekinfoFromHash) << nth;
         }
@@ -439,21 +439,21 @@ TEST_F(AtLoc, ExhaustedMemoryIsReportedAndNothingHalfReadIsCached) {
 
 TEST_F(AtLoc, FailedAllocationOfTheRecordIsAMemoryError) {
     box.file("vekinfo.tag", "DMTYPE m\n");
-    bool seen = false;
-    for (int nth = 1; nth <= 60 && !seen; ++nth) {
+    bool isReported = false;
+    for (int nth = 1; nth <= 60 && !isReported; ++nth) {
         test::faults::failAllocation(nth);
         const int status = get("vekinfo.tag", "DMTYPE");
         test::faults::reset();
         for (const test::TagReport &report : reports.take()) {
             if (report.text == "while allocating vekinfo Obj.") {
-                seen = true;
+                isReported = true;
                 EXPECT_EQ(TOV_MEMORY_ERROR, report.code);
                 EXPECT_EQ(TOV_MEMORY_ERROR, status);
             }
         }
         tovResetCache();
     }
-    EXPECT_TRUE(seen);
+    EXPECT_TRUE(isReported);
 }
 
 TEST_F(AtLoc, NullResultsAreNotWritten) {

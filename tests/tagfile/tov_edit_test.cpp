@@ -27,7 +27,7 @@ namespace {
 
 using test::kTemplate;
 
-/// What an object says, in the words of a tag file. Cleared and unset flags read alike, as they do in a file.
+/// The settings of an object as lines of a tag file. Cleared and unset flags are equal, as in a file.
 std::string settingsOf(const VekinfoObj &obj) {
     std::string text;
     text += obj.library == 1 ? "VEKLIBRARY\n" : "";
@@ -52,7 +52,7 @@ class Edit : public test::TagTest {
         EXPECT_EQ(kTemplate, text.substr(0, kTemplate.size()));
         return text.size() < kTemplate.size() ? text : text.substr(kTemplate.size());
     }
-    /// What the cache says the file holds.
+    /// The settings of the cached object of the file.
     static std::string cached(const std::string &directory = ".") {
         VekinfoObj out = {};
         int found = 0;
@@ -134,7 +134,7 @@ TEST_F(Edit, ClearingWithoutApplicationEntriesRewritesTheFile) {
     expectSettings("DMTYPE x\n");
 }
 
-TEST_F(Edit, ClearingLeavesAFileWithASyntaxErrorAlone) {
+TEST_F(Edit, ClearingDoesNotChangeAFileWithASyntaxError) {
     box.file("vekinfo.tag", "A 1\nDMTYPE\n");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
     EXPECT_EQ("A 1\nDMTYPE\n", box.read("vekinfo.tag"));
@@ -142,7 +142,7 @@ TEST_F(Edit, ClearingLeavesAFileWithASyntaxErrorAlone) {
               reports.take());
 }
 
-TEST_F(Edit, ClearingLeavesAnUnreadableFileAlone) {
+TEST_F(Edit, ClearingDoesNotChangeAnUnreadableFile) {
     box.file("vekinfo.tag", "A 1\nB 2\n", 0222);
     test::asUnprivileged([this] {
         EXPECT_EQ(1, tovRemoveEntry(".", "A"));
@@ -221,7 +221,7 @@ TEST_F(Edit, AddingAnApplicationEntryDropsTheOthers) {
     expectSettings("DMTYPE x\nC 3\n");
 }
 
-TEST_F(Edit, AddingAnExistingNameKeepsTheOldLineInFront) {
+TEST_F(Edit, AddingAnExistingNameKeepsTheOldLineFirst) {
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(1, tovAddEntry(".", "a", "2"));
     expectSettings("A 1\na 2\n");
@@ -286,7 +286,7 @@ TEST_F(Edit, BadValueIsReportedAndTheFileWrittenWithoutIt) {
     expectSettings("");
 }
 
-TEST_F(Edit, ABadValueIsReportedWithTheFilesLineCount) {
+TEST_F(Edit, BadValueIsReportedWithTheFilesLineCount) {
     box.file("d/vekinfo.tag", "VEKLIBCHECK ON\nA 1\n\n");
     EXPECT_EQ(1, tovAddEntry("d", "VEKLIBCHECK", "maybe"));
     EXPECT_EQ(
@@ -295,7 +295,7 @@ TEST_F(Edit, ABadValueIsReportedWithTheFilesLineCount) {
     expectSettings("A 1\n", "d");
 }
 
-TEST_F(Edit, ABadNamespaceLeavesNone) {
+TEST_F(Edit, InvalidNamespaceLeavesNoNamespace) {
     box.file("vekinfo.tag", "NAMESPACE LibraryNT\n");
     EXPECT_EQ(1, tovAddEntry(".", "NAMESPACE", "Unix"));
     EXPECT_EQ(
@@ -338,7 +338,7 @@ TEST_F(Edit, ATagFileThatIsADirectoryIsReported) {
     EXPECT_EQ(writeFailed(2), reports.take());
 }
 
-TEST_F(Edit, APipeDoesNotHang) {
+TEST_F(Edit, PipeDoesNotBlock) {
     box.fifo("vekinfo.tag");
     const test::Outcome outcome = test::inChild(
         [] {
@@ -437,14 +437,14 @@ class FailedEdit : public Edit {
         arm();
         const int result = body();
         test::faults::reset();
-        const test::TagReports seen = reports.take();
+        const test::TagReports collected = reports.take();
         if (result == 1) {
             expectSettings(expected);
         } else {
             EXPECT_EQ(old, box.read("vekinfo.tag"));
             EXPECT_EQ(before, cached());
-            EXPECT_FALSE(seen.empty());
-            for (const test::TagReport &report : seen) {
+            EXPECT_FALSE(collected.empty());
+            for (const test::TagReport &report : collected) {
                 EXPECT_EQ((test::TagReport{TOV_SYSTEM_ERROR, "opening for write", ".", 0}), report);
             }
         }
@@ -523,11 +523,11 @@ TEST_F(FailedEdit, AddingLosesNothingWhicheverWriteFails) {
             test::faults::fail(call, nth, ENOSPC);
             const int result = body();
             test::faults::reset();
-            const test::TagReports seen = reports.take();
+            const test::TagReports collected = reports.take();
             if (result == 0) {
                 EXPECT_EQ(old_, box.read("vekinfo.tag"));
                 EXPECT_EQ("VEKLIBRARY\nDMTYPE Mrev\nNAMESPACE LibraryNT\nA 1\nB 2\nA 3\n", cached());
-                EXPECT_FALSE(seen.empty());
+                EXPECT_FALSE(collected.empty());
             } else {
                 EXPECT_EQ(settings(), cached());
                 EXPECT_NE(std::string::npos, settings().find("Z 4\n"));
@@ -715,7 +715,7 @@ struct Model {
     }
 };
 
-TEST_F(Edit, AnySequenceOfEditsLeavesFileAndCacheInStep) {
+TEST_F(Edit, CacheMatchesTheFileAfterAnySequenceOfEdits) {
     const char *names[] = {"A", "a", "B", "C", "A", "A", "VEKLIBRARY", "VEKLIBCHECK", "DMTYPE", "NAMESPACE"};
     const char *values[] = {"1", "two", "", "ON", "off", "LibraryNT", "libraryunix", "Mrev"};
     Model model;
@@ -760,7 +760,7 @@ TEST_F(Edit, QueriesOfTheSameProcessSeeTheEditedKeywords) {
     EXPECT_EQ(nullptr, tovLookupEntry(here.c_str(), "DMTYPE", nullptr));
 }
 
-TEST_F(Edit, AnotherSpellingOfThePathKeepsWhatItHasRead) {
+TEST_F(Edit, AnotherSpellingOfThePathKeepsItsCachedObject) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     const std::string here = box.path();
     EXPECT_STREQ("old", tovGetDmType(here.c_str()));
@@ -797,7 +797,7 @@ TEST_F(Edit, RemovedFileCountsAsMissing) {
     unlink("vekinfo.tag");
     EXPECT_EQ(1, tovRemoveEntry(".", "A"));
     EXPECT_FALSE(box.exists("vekinfo.tag"));
-    EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), cached()) << "the cache does not describe a file that is gone";
+    EXPECT_EQ(test::failure(TOV_NO_SUCH_FILE), cached()) << "the cache does not describe a removed file";
     box.file("vekinfo.tag", "DMTYPE old\nA 1\n");
     cached();
     unlink("vekinfo.tag");
@@ -915,7 +915,7 @@ TEST_F(Edit, ArgumentsMayBelongToTheCache) {
 
 // ---- waiting for another edit
 
-TEST_F(Edit, WaitsForTheLockAndEditsTheOthersResult) {
+TEST_F(Edit, WaitsForTheLockAndEditsTheNewContent) {
     box.file("vekinfo.tag", "DMTYPE old"); // as long as what the other one writes
     const int file = __real_open("vekinfo.tag", O_RDWR | O_CLOEXEC);
     tov::FileLock lock;
@@ -1069,7 +1069,7 @@ TEST_F(Create, NeverOverwritesAFile) {
               reports.take());
 }
 
-TEST_F(Create, TheCacheForgetsTheFileThatWasThereBefore) {
+TEST_F(Create, RemovesTheEarlierFileFromTheCache) {
     box.file("vekinfo.tag", "A 1\nDMTYPE old\n");
     cached();
     unlink("vekinfo.tag");
@@ -1079,8 +1079,8 @@ TEST_F(Create, TheCacheForgetsTheFileThatWasThereBefore) {
     expectSettings("B 2\nB 3\n");
 }
 
-TEST_F(Create, TheLoserOfARaceFindsAnExistingFile) {
-    // The file appears after the first look.
+TEST_F(Create, SecondCreatorFindsAnExistingFile) {
+    // The file is created after the first lookup.
     test::faults::fail("stat", 1, ENOENT);
     box.file("vekinfo.tag", "A 1\n");
     EXPECT_EQ(0, create(".", {"B 2"}));
@@ -1089,7 +1089,7 @@ TEST_F(Create, TheLoserOfARaceFindsAnExistingFile) {
     EXPECT_EQ("A 1\n", box.read("vekinfo.tag"));
 }
 
-TEST_F(Create, AFileThatAnotherFillsBeforeItIsLockedExists) {
+TEST_F(Create, FileFilledBeforeItIsLockedExists) {
     test::faults::fail("fcntl", 1, EAGAIN);
     test::faults::atNextSleep([] {
         const int file = __real_open("vekinfo.tag", O_WRONLY | O_CLOEXEC);
@@ -1128,11 +1128,11 @@ TEST_F(Create, AFailedWriteIsReportedAndCanBeRepeated) {
         test::faults::fail(call, 1, ENOSPC);
         const int result = create(".", {"A 1"});
         test::faults::reset();
-        const test::TagReports seen = reports.take();
+        const test::TagReports collected = reports.take();
         if (result == 0) {
-            ASSERT_EQ(1U, seen.size());
-            EXPECT_EQ(TOV_SYSTEM_ERROR, seen[0].code);
-            EXPECT_EQ(1, create(".", {"A 1"})) << "no half file stands in the way";
+            ASSERT_EQ(1U, collected.size());
+            EXPECT_EQ(TOV_SYSTEM_ERROR, collected[0].code);
+            EXPECT_EQ(1, create(".", {"A 1"})) << "no incomplete file is left";
         }
         EXPECT_EQ(kTemplate + "A 1\n", box.read("vekinfo.tag"));
     }
@@ -1146,9 +1146,9 @@ TEST_F(Create, OnAFullFileSystemIsReported) {
             }
         }
         EXPECT_EQ(0, create(directory.c_str(), {"A 1"}));
-        const test::TagReports seen = reports.take();
-        ASSERT_EQ(1U, seen.size());
-        EXPECT_EQ(TOV_SYSTEM_ERROR, seen[0].code);
+        const test::TagReports collected = reports.take();
+        ASSERT_EQ(1U, collected.size());
+        EXPECT_EQ(TOV_SYSTEM_ERROR, collected[0].code);
     });
 }
 

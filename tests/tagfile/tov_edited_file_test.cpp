@@ -88,7 +88,7 @@ TEST_F(Edited, LocksAnExistingFileUntilDestroyed) {
     EXPECT_EQ("new text", box.read("file"));
 }
 
-TEST_F(Edited, AMissingFileIsCreatedOnlyIfAsked) {
+TEST_F(Edited, MissingFileIsCreatedOnRequestOnly) {
     EditedFile cleared("file");
     EXPECT_EQ(Opened::Missing, open(cleared, Opening::Existing));
     EXPECT_FALSE(box.exists("file"));
@@ -102,7 +102,7 @@ TEST_F(Edited, AMissingFileIsCreatedOnlyIfAsked) {
     }
 }
 
-TEST_F(Edited, CreateNewTakesNoExistingFile) {
+TEST_F(Edited, CreateNewRejectsAnExistingFile) {
     box.file("file", "");
     EditedFile file("file");
     EXPECT_EQ(Opened::Exists, open(file, Opening::CreateNew));
@@ -135,7 +135,7 @@ TEST_F(Edited, RemovingTheTargetKeepsTheLink) {
     EXPECT_FALSE(box.exists("target"));
 }
 
-TEST_F(Edited, WhatCannotBeCreatedIsNotWritable) {
+TEST_F(Edited, FailedCreationIsNotWritable) {
     box.link("loop", "loop").link("nowhere", "none/target").link("slash", "target/").file("plain", "");
     box.link("below", "plain/target");
     for (const char *path : {"loop", "nowhere", "slash", "below", "none/file", "plain/file"}) {
@@ -144,7 +144,7 @@ TEST_F(Edited, WhatCannotBeCreatedIsNotWritable) {
     }
 }
 
-TEST_F(Edited, ADeviceIsNeitherLockedNorNew) {
+TEST_F(Edited, DeviceIsNotLockedAndNotNew) {
     box.link("file", "/dev/null");
     EditedFile file("file");
     ASSERT_EQ(Opened::Yes, open(file, Opening::CreateIfMissing));
@@ -154,7 +154,7 @@ TEST_F(Edited, ADeviceIsNeitherLockedNorNew) {
     EXPECT_TRUE(file.replace("text"));
 }
 
-TEST_F(Edited, AHeldFileTimesOutAndStaysAsItIs) {
+TEST_F(Edited, LockedFileTimesOutUnchanged) {
     box.file("file", "old");
     const Holder holder("file");
     for (const Opening opening : {Opening::Existing, Opening::CreateIfMissing, Opening::ForAppending}) {
@@ -195,7 +195,7 @@ TEST_F(Edited, ARemovedFileIsCreatedAgainOrMissing) {
     }
 }
 
-TEST_F(Edited, AFileThatIsReplacedWithoutEndTimesOut) {
+TEST_F(Edited, RepeatedlyReplacedFileTimesOut) {
     box.file("file", "old");
     test::faults::skipWaiting();
     test::faults::failFrom("stat", 1, ENOENT); // the path leads to no file, or another one, each time
@@ -204,7 +204,7 @@ TEST_F(Edited, AFileThatIsReplacedWithoutEndTimesOut) {
     EXPECT_LT(600, test::faults::count("open"));
 }
 
-TEST_F(Edited, TheLoserOfCreationEditsTheWinnersFile) {
+TEST_F(Edited, SecondCreatorEditsTheFileOfTheFirst) {
     // The file appears after open() has not found it.
     test::faults::fail("open", 1, ENOENT);
     box.file("file", "the winner's");
@@ -231,7 +231,7 @@ TEST_F(Edited, FileWrittenBeforeTheLockIsNotNew) {
     }
 }
 
-TEST_F(Edited, RemovingANewFileSparesWhatWasRenamedOverIt) {
+TEST_F(Edited, RemovingANewFileKeepsAFileRenamedOverIt) {
     EditedFile file("file");
     ASSERT_EQ(Opened::Yes, open(file, Opening::CreateIfMissing));
     box.file("other", "another's");
@@ -274,7 +274,7 @@ TEST_F(Edited, AnotherUsersLinkInSharedDirectoryIsNotFollowed) {
     EXPECT_TRUE(box.exists("own_target"));
 }
 
-TEST_F(Edited, WithoutLocksTheEditGoesOn) {
+TEST_F(Edited, EditContinuesWithoutLockSupport) {
     for (const int error : {ENOLCK, EINVAL, EOPNOTSUPP, EIO}) {
         box.file("file", "old");
         test::faults::fail("fcntl", 1, error);
@@ -347,7 +347,7 @@ TEST_F(Edited, AppendingWithoutSpareDescriptorSynchronizesTheFile) {
     }
 }
 
-TEST_F(Edited, ReplaceReportsWhetherTheOldContentIsBack) {
+TEST_F(Edited, ReplaceReportsWhetherTheOldContentWasRestored) {
     box.file("file", "old");
     for (const bool isRestored : {true, false}) {
         EditedFile file("file");
@@ -363,7 +363,7 @@ TEST_F(Edited, ReplaceReportsWhetherTheOldContentIsBack) {
     }
 }
 
-TEST_F(Edited, AppendingNeedsAFileThatCanBeRead) {
+TEST_F(Edited, AppendingNeedsAReadableFile) {
     box.file("file", "old", 0222);
     test::asUnprivileged([] {
         EditedFile file("file");

@@ -56,7 +56,7 @@ void secondHandler(int, const char *, const char *, int) {}
 std::string composed(int code, const char *text, const char *where, int line) {
     hookTexts().clear();
     const vekErrorFunc previous = vekRegErrorFunc(hook);
-    EXPECT_EQ(code, tovPrintError(code, text, where, line)) << "the code comes back";
+    EXPECT_EQ(code, tovPrintError(code, text, where, line)) << "the code is returned";
     vekRegErrorFunc(previous);
     EXPECT_EQ(1U, hookTexts().size()) << "one report, one message";
     return hookTexts().empty() ? "" : hookTexts().front();
@@ -98,27 +98,27 @@ TEST(TovErrorMap, TranslatesTheLibraryLayersCodes) {
     }
 }
 
-TEST(TovPrintError, NamesTheCodeAndTheText) {
+TEST(TovPrintError, PrintsTheTextOfTheCodeAndTheText) {
     EXPECT_EQ("Error (tov): 'invalid path' /no/such.\n", composed(TOV_INVALID_PATH, "/no/such", nullptr, 0));
 }
 
-TEST(TovPrintError, AnEmptyPlaceIsNoPlaceEvenWithALine) {
+TEST(TovPrintError, EmptyFileNameOmitsFileAndLine) {
     EXPECT_EQ("Error (tov): 'syntax error' some text.\n", composed(TOV_SYNTAX_ERROR, "some text", "", 7));
     EXPECT_EQ("Error (tov): 'syntax error' some text.\n",
               composed(TOV_SYNTAX_ERROR, "some text", nullptr, 7));
 }
 
-TEST(TovPrintError, NamesThePlaceAndTheLine) {
+TEST(TovPrintError, PrintsFileAndLine) {
     EXPECT_EQ("Error (tov): 'syntax error' NAMESPACE line in vekinfo.tag file : /d/vekinfo.tag line 7.\n",
               composed(TOV_SYNTAX_ERROR, "NAMESPACE line in vekinfo.tag file", "/d/vekinfo.tag", 7));
 }
 
-TEST(TovPrintError, LineZeroIsLeftOut) {
+TEST(TovPrintError, LineZeroIsNotPrinted) {
     EXPECT_EQ("Error (tov): 'system error' opening for write : /d.\n",
               composed(TOV_SYSTEM_ERROR, "opening for write", "/d", 0));
 }
 
-TEST(TovPrintError, AnUnknownCodeIsPrintedWithTheTextForSuch) {
+TEST(TovPrintError, UnknownCodeIsPrintedAsInvalidErrorNumber) {
     EXPECT_EQ("Error (tov): 'invalid error number' x.\n", composed(99, "x", nullptr, 0));
 }
 
@@ -130,7 +130,7 @@ TEST(TovPrintError, EveryCodeIsReturned) {
     }
 }
 
-TEST(TovPrintError, TheTextIsNeverReadAsAFormat) {
+TEST(TovPrintError, TextIsNotUsedAsAFormat) {
     EXPECT_EQ("Error (tov): 'invalid path' %s%n%d%% : %s%n line 3.\n",
               composed(TOV_INVALID_PATH, "%s%n%d%%", "%s%n", 3));
 }
@@ -194,7 +194,7 @@ TEST(TovErrorHandler, ReceivesTheReportAndNothingReachesTheHook) {
     vekRegErrorFunc(nullptr);
 }
 
-TEST(TovErrorHandler, RegisteringGivesThePreviousOneBack) {
+TEST(TovErrorHandler, RegisteringReturnsThePreviousHandler) {
     EXPECT_EQ(nullptr, tovRegisterErrorHandler(firstHandler));
     EXPECT_EQ(firstHandler, tovRegisterErrorHandler(secondHandler));
     EXPECT_EQ(secondHandler, tovRegisterErrorHandler(nullptr));

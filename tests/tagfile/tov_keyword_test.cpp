@@ -43,7 +43,7 @@ TEST(Keywords, AreFoundWithoutCase) {
     }
 }
 
-TEST(Keywords, ARowLacksNoColumn) {
+TEST(Keywords, EveryRowHasEveryColumn) {
     for (Keyword row : systemRows()) {
         EXPECT_TRUE(row.isComplete());
     }
@@ -127,7 +127,7 @@ TEST_F(AddedKeyword, IsParsedAndFound) {
     EXPECT_EQ((test::Entries{"FOO=1"}), test::entriesOf(*obj)) << "it is no application entry";
 }
 
-TEST_F(AddedKeyword, ABadLineIsItsSyntaxError) {
+TEST_F(AddedKeyword, InvalidLineIsItsSyntaxError) {
     for (const char *text : {"LOCKED\n", "LOCKED no\n", "LOCKED yes yes\n"}) {
         const tov::Report report = parse(text);
         EXPECT_EQ(TOV_SYNTAX_ERROR, report.code) << text;
@@ -149,7 +149,7 @@ TEST_F(AddedKeyword, HasItsValueInQueries) {
     EXPECT_STREQ("yes", tov::valueOf(keywords(), *obj, "locked"));
 }
 
-TEST_F(AddedKeyword, IsEditedAsTheOthersAre) {
+TEST_F(AddedKeyword, IsEditedLikeOtherKeywords) {
     box.file("vekinfo.tag", "LOCKED yes\nDMTYPE old\nFOO 1\n");
     EXPECT_EQ(1, tov::editEntry(keywords(), ".", "DMTYPE", "new"));
     EXPECT_EQ(test::kTemplate + "DMTYPE new\nLOCKED yes\nFOO 1\n", box.read("vekinfo.tag"));
@@ -173,7 +173,7 @@ TEST_F(AddedKeyword, IsWrittenAfterTheOthersAndReadAgain) {
     EXPECT_EQ("VEKLIBRARY\nFOO 1\n", written());
 }
 
-TEST_F(AddedKeyword, MakesItsBrokenLinesRejected) {
+TEST_F(AddedKeyword, ItsInvalidLinesAreRejected) {
     EXPECT_STREQ("LOCKED", tov::findRejected(keywords(), "FOO 1\nLOCKED\n")->name.data());
     EXPECT_EQ(nullptr, tov::findRejected(kKeywords, "FOO 1\nLOCKED\n"));
 }

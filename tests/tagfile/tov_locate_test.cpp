@@ -81,7 +81,7 @@ TEST_F(LocalSearch, UndefinedElementIsNotFound) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(LocalSearch, FilesReadOnTheWayAreCached) {
+TEST_F(LocalSearch, FilesReadDuringTheSearchAreCached) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "Y 1\n");
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "X"));
     int count = 0;
@@ -93,7 +93,7 @@ TEST_F(LocalSearch, FilesReadOnTheWayAreCached) {
     EXPECT_EQ(2, count);
 }
 
-TEST_F(LocalSearch, APathThatEndsInASlashIsJoinedPlainly) {
+TEST_F(LocalSearch, AcceptsAPathThatEndsInASlash) {
     box.file("a/vekinfo.tag", "X 1\n").directory("a/b");
     EXPECT_EQ(at("a/vekinfo.tag"), whereFresh(at("a/"), "X"));
     EXPECT_EQ(at("a/vekinfo.tag"), whereFresh(at("a/b/"), "X"));
@@ -105,7 +105,7 @@ TEST_F(LocalSearch, TheStartMayBeAFile) {
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/data"), "X"));
 }
 
-TEST_F(LocalSearch, AMissingStartDirectoryIsPassedOver) {
+TEST_F(LocalSearch, MissingStartDirectoryIsSkipped) {
     box.file("a/vekinfo.tag", "X 1\n");
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/none"), "X"));
 }
@@ -136,14 +136,14 @@ TEST_F(LocalSearch, EachLevelCostsTwoSystemCalls) {
     EXPECT_EQ(few + 2 * 4, calls(at("a/b/c/d/e/f/g/h")));
 }
 
-TEST_F(LocalSearch, ALinkThatBecomesADirectoryIsPassed) {
+TEST_F(LocalSearch, LinkReplacedByADirectoryIsSkipped) {
     box.file("real/vekinfo.tag", "X 1\n").link("a", "real").directory("real/b");
     test::faults::fail("readlink", 1, EINVAL);
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "X"));
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(LocalSearch, AParentWithoutStatusIsReadAsALink) {
+TEST_F(LocalSearch, ParentIsReadAsALinkIfLstatFails) {
     box.file("a/vekinfo.tag", "X 1\n").directory("a/b");
     test::faults::fail("lstat", 1, EACCES);
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b"), "X"));
@@ -161,23 +161,23 @@ TEST_F(LocalSearch, AnUnreadableLinkIsReported) {
               reports.take());
 }
 
-TEST_F(LocalSearch, AnUnreadableLinkIsReportedWithoutMemoryForTheText) {
+TEST_F(LocalSearch, UnreadableLinkIsReportedEvenIfMemoryIsExhausted) {
     box.link("a", "real").directory("real/b");
-    test::TagReports taken;
-    // The text is the last thing that memory is needed for.
-    for (int nth = 1; taken != test::TagReports{{TOV_INVALID_PATH, at("a"), "", 0}} && nth < 50; ++nth) {
+    test::TagReports collected;
+    // The text of the report is the last allocation.
+    for (int nth = 1; collected != test::TagReports{{TOV_INVALID_PATH, at("a"), "", 0}} && nth < 50; ++nth) {
         tovResetCache();
         test::faults::reset();
         test::faults::fail("readlink", 1, EACCES);
         test::faults::failAllocation(nth);
         EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b"), "X")) << nth;
         test::faults::reset();
-        taken = reports.take();
+        collected = reports.take();
     }
-    EXPECT_EQ((test::TagReports{{TOV_INVALID_PATH, at("a"), "", 0}}), taken);
+    EXPECT_EQ((test::TagReports{{TOV_INVALID_PATH, at("a"), "", 0}}), collected);
 }
 
-TEST_F(LocalSearch, ASyntaxErrorEndsTheWalkAtEveryLookUp) {
+TEST_F(LocalSearch, SyntaxErrorEndsEverySearch) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "Y 1\nVEKLIBCHECK maybe\n");
     const test::TagReports expected = {
         {TOV_SYNTAX_ERROR, "VEKLIBCHECK line in vekinfo.tag file", at("a/b/vekinfo.tag"), 2}};
@@ -188,7 +188,7 @@ TEST_F(LocalSearch, ASyntaxErrorEndsTheWalkAtEveryLookUp) {
     }
 }
 
-TEST_F(LocalSearch, AnUnreadableFileEndsTheWalk) {
+TEST_F(LocalSearch, UnreadableFileEndsTheSearch) {
     box.file("a/vekinfo.tag", "X 1\n").file("a/b/vekinfo.tag", "X 2\n", 0000);
     test::asUnprivileged([this] {
         EXPECT_EQ(TOV_SYSTEM_ERROR, search(at("a/b"), "X"));
@@ -198,7 +198,7 @@ TEST_F(LocalSearch, AnUnreadableFileEndsTheWalk) {
     });
 }
 
-// ---- a second look-up in one process
+// ---- a second search in one process
 
 TEST_F(LocalSearch, SecondSearchStopsAtFileWithOtherEntries) {
     box.file("a/vekinfo.tag", "B 1\n").file("a/b/vekinfo.tag", "A 1\n");
@@ -249,13 +249,13 @@ TEST_F(LocalSearch, DotDotInATargetIsNotResolved) {
 }
 
 // The target replaces the link: the search continues in the parents of the target.
-TEST_F(LocalSearch, ALinkThatIsATargetIsNotFollowedFurther) {
+TEST_F(LocalSearch, LinkThatIsATargetIsNotFollowed) {
     box.file("x/vekinfo.tag", "X 1\n").directory("x/y/c").file("m/vekinfo.tag", "X 2\n");
     box.link("a/b", at("m/n")).link("m/n", at("x/y"));
     EXPECT_EQ(at("m/vekinfo.tag"), where(at("a/b/c"), "X"));
 }
 
-TEST_F(LocalSearch, ResolvedLinksAreKept) {
+TEST_F(LocalSearch, ResolvedLinksAreCached) {
     box.file("x/vekinfo.tag", "DMTYPE x\n").directory("x/y/c");
     box.file("z/vekinfo.tag", "DMTYPE z\n").directory("z/y/c");
     box.link("a/b", at("x/y"));
@@ -280,7 +280,7 @@ TEST_F(LocalSearch, ATargetIsInterpolated) {
     EXPECT_EQ(at("a/x/vekinfo.tag"), where(at("a/b/c"), "X"));
 }
 
-TEST_F(LocalSearch, ATargetThatLeadsNowhereIsReported) {
+TEST_F(LocalSearch, DanglingTargetIsReported) {
     box.link("a/b", at("none")).link("a/r", "gone/x");
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X"));
     EXPECT_EQ((test::TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", at("none"), 0},
@@ -308,7 +308,7 @@ TEST_F(LocalSearch, LinkToAncestorEndsAtTheRoot) {
 }
 
 TEST_F(LocalSearch, LinkCyclesEnd) {
-    // The kernel's way through "$V" and the interpolated way differ, so the walk comes back to the link.
+    // The kernel reads "$V" literally and the search interpolates it, so the search reaches the link again.
     test::setEnvironment({{"V", "l/x"}});
     box.directory("$V/d/x/d").link("l", "$V/d");
     const test::Outcome outcome = test::inChild(
@@ -322,7 +322,7 @@ TEST_F(LocalSearch, LinkCyclesEnd) {
     EXPECT_FALSE(outcome.timedOut);
 }
 
-// In the second round the files have been read before, which may change what they are taken to define.
+// Documented: the second search of a cached file tests for a name other than the element.
 TEST_F(LocalSearch, FilesOnALinkCycleAreSearchedTwice) {
     test::setEnvironment({{"V", "l/x"}});
     box.file("$V/d/x/d/vekinfo.tag", "A 1\n").link("l", "$V/d");
@@ -332,7 +332,7 @@ TEST_F(LocalSearch, FilesOnALinkCycleAreSearchedTwice) {
 TEST_F(LocalSearch, CyclesOfCachedLinksEnd) {
     box.directory("m/d/z").link("l", at("m/d"));
     EXPECT_EQ("none", where(at("l/z"), "X"));
-    // Meanwhile the tree turns round: l becomes a directory and m a link into it.
+    // The tree changes: l becomes a directory and m a link into it.
     unlink("l");
     ASSERT_EQ(0, rename("m", "m.old"));
     box.directory("l/e/d").directory("l/z").link("m", at("l/e"));
@@ -370,12 +370,12 @@ TEST_F(LocalSearch, LongLinkTargetsGiveADefinedResult) {
 TEST_F(LocalSearch, ALongRelativeTargetGivesADefinedResult) {
     box.directory("a/x/c");
     const std::string longTarget = test::spelledWith("x", 4090);
-    box.link("a/b", longTarget); // with the directory in front it exceeds 4095 characters
+    box.link("a/b", longTarget); // with the directory prepended it exceeds 4095 characters
     EXPECT_EQ(TOV_INVALID_PATH, search(at("a/b/c"), "X"));
     EXPECT_FALSE(reports.take().empty());
 }
 
-// ---- where the walk ends
+// ---- the end of the search
 
 TEST_F(LocalSearch, TheRootsOwnFileIsExaminedLast) {
     box.file("vekinfo.tag", "X root\nY root\n").file("a/b/vekinfo.tag", "X near\n").directory("a/b/c");
@@ -412,7 +412,7 @@ TEST_F(LocalSearch, ElementOfRootIsFoundAfterNearerFileIsCached) {
     });
 }
 
-TEST_F(LocalSearch, TheAutomountDirectoriesAndWhatIsAboveAreNeverExamined) {
+TEST_F(LocalSearch, AutomountDirectoriesAndTheirParentsAreNotExamined) {
     box.file("vekinfo.tag", "X root\n");
     for (const char *name : {"net", "nfs", "afs", "..."}) {
         const std::string stop = name;
@@ -460,15 +460,15 @@ TEST_F(LocalSearch, AMountPointEndsTheSearch) {
 TEST_F(LocalSearch, TheDeviceIsThatOfTheFirstExistingDirectory) {
     box.file("vekinfo.tag", "X outside\n").directory("m");
     test::withMountAt(box.path("m"), 1U << 20U, [this] {
-        // A missing start latches nothing; its parent, on the other device, does.
+        // A missing start sets no device; its parent, which is on the other device, does.
         EXPECT_EQ("none", where(at("m/none"), "X"));
-        // A file latches nothing either.
+        // A file sets no device either.
         box.file("m/data", "");
         EXPECT_EQ("none", where(at("m/data"), "X"));
     });
 }
 
-TEST_F(LocalSearch, StartLinkToFileOnAnotherDeviceIsPassed) {
+TEST_F(LocalSearch, StartLinkToFileOnAnotherDeviceIsSkipped) {
     box.file("vekinfo.tag", "X outside\n").directory("m").link("a/l", at("m/data"));
     test::withMountAt(box.path("m"), 1U << 20U, [this] {
         box.file("m/data", "");
@@ -476,7 +476,7 @@ TEST_F(LocalSearch, StartLinkToFileOnAnotherDeviceIsPassed) {
     });
 }
 
-TEST_F(LocalSearch, TheDeviceIsTheOneTheStartReallyLiesOn) {
+TEST_F(LocalSearch, DeviceIsThatOfTheResolvedStart) {
     box.directory("m").directory("a");
     test::withMountAt(box.path("m"), 1U << 20U, [this] {
         box.file("m/vekinfo.tag", "X inside\n").directory("m/y/c").link("a/b", at("m/y"));
@@ -499,9 +499,9 @@ TEST_F(LocalSearch, ALinkToAnotherFileSystemEndsTheSearch) {
     });
 }
 
-// ---- buffers and odd arguments
+// ---- long and unusual arguments
 
-TEST_F(LocalSearch, LongStartsAreWalkedWithoutLoss) {
+TEST_F(LocalSearch, LongStartsAreSearchedCompletely) {
     box.file("vekinfo.tag", "X 1\n");
     for (const std::size_t size : {1023U, 1024U, 2047U, 2048U, 4082U, 4083U, 4084U, 4085U, 4094U, 4095U}) {
         tovResetCache();
@@ -520,7 +520,7 @@ TEST_F(LocalSearch, StartOfMoreThan4095CharactersIsReported) {
     }
 }
 
-TEST_F(LocalSearch, StartTooLongForTheTagFileNameIsPassed) {
+TEST_F(LocalSearch, StartTooLongForTheTagFileNameIsSkipped) {
     // Of the two one is spelled with 4083 characters without a "/" at the end.
     box.file("vekinfo.tag", "X 1\n").file("ab/vekinfo.tag", "X 2\n");
     const bool isOdd = box.path().size() % 2 == 1;
@@ -533,7 +533,7 @@ TEST_F(LocalSearch, ALinkAsALongStartIsNotFollowedUpward) {
     EXPECT_EQ("none", where(test::spelledWith(box.path(), 4082) + "/l/", "X"));
 }
 
-TEST_F(LocalSearch, ARelativeStartIsWalkedToItsFirstComponent) {
+TEST_F(LocalSearch, RelativeStartIsSearchedUpToItsFirstComponent) {
     box.file("a/vekinfo.tag", "X 1\n").directory("a/b").file("vekinfo.tag", "Y 1\n");
     EXPECT_EQ("a/vekinfo.tag", where("a/b", "X"));
     EXPECT_EQ("none", whereFresh("a/b", "Y"));

@@ -48,22 +48,22 @@ TEST_F(Lock, ExclusiveLockExcludesBothKinds) {
     const int holder = openFile();
     const int other = openFile();
     FileLock held;
-    FileLock wanted;
+    FileLock second;
     ASSERT_EQ(LockResult::Locked, held.acquire(holder, LockKind::Exclusive, Deadline(0)));
-    EXPECT_EQ(LockResult::TimedOut, wanted.acquire(other, LockKind::Exclusive, Deadline(0)));
-    EXPECT_EQ(LockResult::TimedOut, wanted.acquire(other, LockKind::Shared, Deadline(0)));
+    EXPECT_EQ(LockResult::TimedOut, second.acquire(other, LockKind::Exclusive, Deadline(0)));
+    EXPECT_EQ(LockResult::TimedOut, second.acquire(other, LockKind::Shared, Deadline(0)));
     held.release();
-    EXPECT_EQ(LockResult::Locked, wanted.acquire(other, LockKind::Exclusive, Deadline(0)));
+    EXPECT_EQ(LockResult::Locked, second.acquire(other, LockKind::Exclusive, Deadline(0)));
 }
 
 TEST_F(Lock, SharedLockExcludesExclusiveOnly) {
     const int holder = openFile(O_RDONLY);
     const int reader = openFile(O_RDONLY);
     FileLock held;
-    FileLock wanted;
+    FileLock second;
     ASSERT_EQ(LockResult::Locked, held.acquire(holder, LockKind::Shared, Deadline(0)));
-    EXPECT_EQ(LockResult::Locked, wanted.acquire(reader, LockKind::Shared, Deadline(0)));
-    wanted.release();
+    EXPECT_EQ(LockResult::Locked, second.acquire(reader, LockKind::Shared, Deadline(0)));
+    second.release();
     EXPECT_FALSE(isFree());
     held.release();
     EXPECT_TRUE(isFree());
@@ -122,24 +122,24 @@ TEST_F(Lock, IsReleasedWhenItsHolderIsKilled) {
         pause();
         _exit(0);
     }
-    char answer = '?';
-    ASSERT_EQ(1, __real_read(ready[0], &answer, 1));
-    ASSERT_EQ('y', answer);
+    char byte = '?';
+    ASSERT_EQ(1, __real_read(ready[0], &byte, 1));
+    ASSERT_EQ('y', byte);
     EXPECT_FALSE(isFree());
     kill(holder, SIGKILL);
     waitpid(holder, nullptr, 0);
     EXPECT_TRUE(isFree());
 }
 
-TEST_F(Lock, WaitsUntilTheDeadlineAndNoLonger) {
+TEST_F(Lock, WaitsUntilTheDeadline) {
     const int holder = openFile();
     const int other = openFile();
     FileLock held;
-    FileLock wanted;
+    FileLock second;
     ASSERT_EQ(LockResult::Locked, held.acquire(holder, LockKind::Exclusive, Deadline(0)));
     test::faults::skipWaiting();
     const Deadline limit(tov::kEditWaitMs);
-    EXPECT_EQ(LockResult::TimedOut, wanted.acquire(other, LockKind::Exclusive, limit));
+    EXPECT_EQ(LockResult::TimedOut, second.acquire(other, LockKind::Exclusive, limit));
     EXPECT_TRUE(limit.isPast());
     EXPECT_FALSE(Deadline(1000).isPast());
     // 1, 2, 4, ... 32 ms and then 50, shortened by a half at most: between 600 and 1,210 pauses in 30 s.
@@ -163,7 +163,7 @@ TEST_F(Lock, PausesGrowAndDiffer) {
     }
 }
 
-TEST_F(Lock, HeldByAnotherIsTriedAgain) {
+TEST_F(Lock, HeldLockIsTriedAgain) {
     for (const int error : {EAGAIN, EACCES}) {
         const int file = openFile();
         FileLock lock;

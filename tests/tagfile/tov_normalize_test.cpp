@@ -59,7 +59,7 @@ TEST_F(NormalizePath, ResultInABoundedTextCanBeExtended) {
     EXPECT_EQ("/tmp/x", path.view());
 }
 
-TEST_F(NormalizePath, AnAbsolutePathStaysAsItIs) {
+TEST_F(NormalizePath, AbsolutePathIsUnchanged) {
     box.directory("a/b").file("a/f", "");
     EXPECT_EQ(box.path("a/b"), normalized(box.path("a/b")));
     EXPECT_EQ(box.path("a/f"), normalized(box.path("a/f")));
@@ -68,7 +68,7 @@ TEST_F(NormalizePath, AnAbsolutePathStaysAsItIs) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(NormalizePath, ARelativePathGetsTheWorkingDirectoryInFront) {
+TEST_F(NormalizePath, PrependsTheWorkingDirectoryToARelativePath) {
     box.directory("a/b");
     EXPECT_EQ(box.path("a/b"), normalized("a/b"));
     EXPECT_EQ(box.path("./a"), normalized("./a"));
@@ -85,7 +85,7 @@ TEST_F(NormalizePath, LinksAreNotResolved) {
     EXPECT_EQ(box.path("l"), normalized("l"));
 }
 
-TEST_F(NormalizePath, VariablesAndHomesAreExpanded) {
+TEST_F(NormalizePath, ExpandsVariablesAndHomeDirectories) {
     box.directory("a/b");
     test::setEnvironment({{"PLACE", box.path("a")}, {"NAME", "b"}, {"HOME", box.path("a")}, {"DOT", "."}});
     EXPECT_EQ(box.path("a/b"), normalized("$PLACE/b"));
@@ -94,7 +94,7 @@ TEST_F(NormalizePath, VariablesAndHomesAreExpanded) {
     EXPECT_EQ(box.path(), normalized("$DOT"));
 }
 
-TEST_F(NormalizePath, WhatDoesNotExistIsReported) {
+TEST_F(NormalizePath, MissingPathIsReported) {
     EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("/no/such/path"));
     EXPECT_EQ(failedFor("/no/such/path"), reports.take());
     EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("none"));
@@ -106,7 +106,7 @@ TEST_F(NormalizePath, AnUnsetVariableIsReported) {
     EXPECT_EQ(failedFor("$NOPE/x"), reports.take());
 }
 
-TEST_F(NormalizePath, WhatCannotBeReadIsReported) {
+TEST_F(NormalizePath, UnreadablePathIsReported) {
     box.directory("secret", 0000).file("hidden", "", 0200);
     test::asUnprivileged([this] {
         EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized("secret"));
@@ -116,7 +116,7 @@ TEST_F(NormalizePath, WhatCannotBeReadIsReported) {
     });
 }
 
-TEST_F(NormalizePath, TheEmptyPathFailsInConversion) {
+TEST_F(NormalizePath, EmptyPathIsReported) {
     EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized(""));
     EXPECT_EQ(failedFor(""), reports.take());
 }
@@ -132,10 +132,10 @@ TEST_F(NormalizePath, AnUnreadableWorkingDirectoryIsAnErrorForEveryPath) {
         test::faults::failFrom("getcwd", 1, ENOENT);
         EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), normalized(path)) << path;
         test::faults::reset();
-        const test::TagReports seen = reports.take();
-        ASSERT_EQ(1U, seen.size()) << path;
-        EXPECT_EQ(TOV_PATH_PROCESSING, seen[0].code);
-        EXPECT_EQ("error in cwd", seen[0].text);
+        const test::TagReports collected = reports.take();
+        ASSERT_EQ(1U, collected.size()) << path;
+        EXPECT_EQ(TOV_PATH_PROCESSING, collected[0].code);
+        EXPECT_EQ("error in cwd", collected[0].text);
     }
 }
 
@@ -214,12 +214,12 @@ TEST_F(NormalizePathSorta, AMissingPathBelowAFileResolvesToTheFile) {
 }
 
 // The plain "." is special; one that cutting leaves is joined like any other text.
-TEST_F(NormalizePathSorta, ADotThatCuttingLeavesIsJoined) {
+TEST_F(NormalizePathSorta, RemainingDotIsAppendedToTheWorkingDirectory) {
     EXPECT_EQ(box.path("."), sorta("./none"));
     EXPECT_EQ(box.path("./."), sorta("././none/x"));
 }
 
-TEST_F(NormalizePathSorta, NothingLeftIsReportedWithThePathAsGiven) {
+TEST_F(NormalizePathSorta, NoExistingAncestorIsReportedWithTheGivenPath) {
     for (const char *path : {"none", "none/x/y", "/nonexistent-name/x", "$NOPE", "$NOPE/x"}) {
         EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta(path)) << path;
         EXPECT_EQ(sortaFailedFor(path), reports.take());
@@ -233,7 +233,7 @@ TEST_F(NormalizePathSorta, AnEmptyOrNullPathIsReported) {
     }
 }
 
-TEST_F(NormalizePathSorta, WhatCannotBeReadResolvesToItsNearestReadableAncestor) {
+TEST_F(NormalizePathSorta, UnreadablePathResolvesToItsNearestReadableAncestor) {
     box.directory("a/secret/x");
     box.directory("a/secret", 0000);
     test::asUnprivileged([this] {
@@ -248,10 +248,10 @@ TEST_F(NormalizePathSorta, WithoutAWorkingDirectoryOnlyAbsolutePathsWork) {
         test::faults::failFrom("getcwd", 1, ENOENT);
         EXPECT_EQ(test::failure(TOV_PATH_PROCESSING), sorta(path)) << path;
         test::faults::reset();
-        const test::TagReports seen = reports.take();
-        ASSERT_EQ(1U, seen.size()) << path;
-        EXPECT_EQ(TOV_PATH_PROCESSING, seen[0].code);
-        EXPECT_EQ("tovNormalizePathSorta", seen[0].text);
+        const test::TagReports collected = reports.take();
+        ASSERT_EQ(1U, collected.size()) << path;
+        EXPECT_EQ(TOV_PATH_PROCESSING, collected[0].code);
+        EXPECT_EQ("tovNormalizePathSorta", collected[0].text);
     }
     test::faults::failFrom("getcwd", 1, ENOENT);
     EXPECT_EQ(box.path("a"), sorta(box.path("a/none")));
@@ -266,7 +266,7 @@ TEST_F(NormalizePathSorta, WithoutAWorkingDirectoryADotIsAnError) {
     EXPECT_FALSE(reports.take().empty());
 }
 
-TEST_F(NormalizePathSorta, ALongPathIsCutBackToWhatFits) {
+TEST_F(NormalizePathSorta, LongPathIsCutUntilItFits) {
     // At most 1023 characters convert; a longer spelling of the directory is cut until it does.
     for (const std::size_t size : {1023U, 1024U, 1025U, 2048U, 4095U}) {
         const std::string path = test::spelledWith(box.path(), size);

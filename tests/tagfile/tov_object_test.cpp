@@ -130,7 +130,7 @@ TEST(TovMakeVekinfoObj, TheCopiedListsCanGrow) {
     EXPECT_EQ("N=V", test::entriesOf(*copy).back());
 }
 
-TEST(TovMakeVekinfoObj, ReportsSuccessAlsoWhenMemoryIsExhausted) {
+TEST(TovMakeVekinfoObj, ReturnsOkEvenIfMemoryIsExhausted) {
     const test::TagObject source = fullObject();
     for (int nth = 1; nth <= 40; ++nth) {
         VekinfoObj other;
@@ -172,7 +172,7 @@ TEST(ToviReportNoMemory, ReportsNoLine) {
     EXPECT_EQ((test::TagReports{{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}}), reports.take());
 }
 
-TEST(TovDestroyInfoObj, ReleasesWhatTheObjectOwns) { // the leak sanitizer detects what remains
+TEST(TovDestroyInfoObj, FreesTheContentOfTheObject) { // the leak sanitizer detects what remains
     tovDestroyInfoObj(fullObject().release());
     tovDestroyInfoObj(test::emptyTagObject().release());
     tovDestroyInfoObj(nullptr);

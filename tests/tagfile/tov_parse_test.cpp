@@ -55,7 +55,7 @@ TEST(ToviProcessLine, SplitsIntoAtMostThreeWords) {
     });
 }
 
-TEST(ToviProcessLine, ALineWithoutWordsCountsNone) {
+TEST(ToviProcessLine, BlankLineHasNoWords) {
     expectSplits({{"", {}}, {"\n", {}}, {"   ", {}}, {"\t\t\n", {}}, {" \v\f\r \n", {}}});
 }
 
@@ -119,7 +119,7 @@ TEST(ToviProcessLine, BytesAboveAsciiAreNoWhiteSpace) {
     expectSplits({{"F\xA0O\x85 b\xFFr", {"F\xA0O\x85", "b\xFFr"}}, {"\x80 \x9F", {"\x80", "\x9F"}}});
 }
 
-TEST(ToviProcessLine, LeavesTheLineItWasGivenAlone) {
+TEST(ToviProcessLine, DoesNotChangeItsInput) {
     const std::string given = "FOO bar #note\n";
     int count = 0;
     char *words[TOVI_LINE_WORDS] = {};
@@ -127,7 +127,7 @@ TEST(ToviProcessLine, LeavesTheLineItWasGivenAlone) {
     EXPECT_EQ("FOO bar #note\n", given);
 }
 
-TEST(ToviProcessLine, OfAnOverlongLineTheFirst4095CharactersCount) {
+TEST(ToviProcessLine, LineIsCutAfter4095Characters) {
     EXPECT_EQ(4094U, split(std::string(4094, 'a'))[0].size());
     EXPECT_EQ(4095U, split(std::string(4095, 'a'))[0].size());
     EXPECT_EQ(4095U, split(std::string(4096, 'a'))[0].size());
@@ -189,7 +189,7 @@ TEST_F(InputLine, AnyOtherVeklibcheckIsASyntaxError) {
     }
 }
 
-TEST_F(InputLine, DmtypeKeepsAnyWordAsItIsWritten) {
+TEST_F(InputLine, DmtypeStoresAnyWordUnchanged) {
     for (const char *value : {"none", "Mrev", "LOPA", "a#b", "42"}) {
         EXPECT_EQ(TOV_OK, handle(std::string("dmtype ") + value));
         EXPECT_STREQ(value, obj->dmtype);
@@ -279,12 +279,12 @@ TEST_F(InputLine, FoundIsSetByKeywordsToo) {
     }
 }
 
-TEST_F(InputLine, FoundIsLeftAloneWithoutAnElement) {
+TEST_F(InputLine, FoundIsUnchangedWithoutAnElement) {
     handle("FOO bar", nullptr);
     EXPECT_EQ(0, found);
 }
 
-TEST_F(InputLine, KeywordsAreAlsoSetOnTheObjectDeliveredLast) {
+TEST_F(InputLine, KeywordsAreAlsoSetOnTheLastReturnedObject) {
     const test::TagObject delivered = test::emptyTagObject();
     delivered->dmtype = strdup("old");
     tempVekinfoFromHash = delivered.get();
@@ -354,7 +354,7 @@ TEST_F(InputLine, NamesAndValuesStayParallelWhenMemoryIsExhausted) {
     }
 }
 
-TEST_F(InputLine, ASyntaxErrorLeavesTheObjectDeliveredLastAlone) {
+TEST_F(InputLine, SyntaxErrorDoesNotChangeTheLastReturnedObject) {
     const test::TagObject delivered = test::emptyTagObject();
     tempVekinfoFromHash = delivered.get();
     EXPECT_EQ(TOV_SYNTAX_ERROR, handle("VEKLIBCHECK maybe"));
@@ -456,7 +456,7 @@ TEST_F(ParseFile, FoundIsSetIfTheElementExists) {
     EXPECT_EQ(0, found);
 }
 
-TEST_F(ParseFile, ASyntaxErrorStopsTheReadingThere) {
+TEST_F(ParseFile, SyntaxErrorEndsTheReading) {
     EXPECT_EQ(TOV_SYNTAX_ERROR, parseText("A 1\nVEKLIBRARY\nNAMESPACE Unix\nB 2\nDMTYPE\n", "A"));
     EXPECT_EQ(0, found) << "although line 1 had set it";
     EXPECT_EQ(3U, obj->line);
@@ -511,14 +511,14 @@ TEST_F(ParseFile, ADeviceReadsAsAnEmptyFile) {
     EXPECT_EQ(0U, obj->line);
 }
 
-TEST_F(ParseFile, ALoopOfLinksIsReported) {
+TEST_F(ParseFile, LinkCycleIsReported) {
     box.link("vekinfo.tag", "other").link("other", "vekinfo.tag");
     EXPECT_EQ(TOV_SYSTEM_ERROR, parse());
     EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "while opening vekinfo.tag file", "vekinfo.tag", 0}}),
               reports.take());
 }
 
-TEST_F(ParseFile, AFileWhoseReadingBreaksOffIsReported) {
+TEST_F(ParseFile, FailedReadIsReported) {
     box.link("vekinfo.tag", "/proc/self/mem"); // a regular file that cannot be read at its beginning
     EXPECT_EQ(TOV_SYSTEM_ERROR, parse("vekinfo.tag", "A"));
     EXPECT_EQ(0, found);
@@ -567,7 +567,7 @@ TEST_F(ParseFile, CarriageReturnSeparatedFromItsNewlineIsNoWord) {
     }
 }
 
-TEST_F(ParseFile, AKeywordInTheRestOfAnOverlongLineCounts) {
+TEST_F(ParseFile, KeywordAfter4095CharactersIsParsed) {
     ASSERT_EQ(TOV_OK, parseText("N " + std::string(4093, 'v') + "VEKLIBRARY\n"));
     EXPECT_EQ(1, obj->library);
     EXPECT_EQ(2U, obj->line);
@@ -580,7 +580,7 @@ TEST_F(ParseFile, ANulByteEndsItsLineOnly) {
     EXPECT_EQ(4U, obj->line);
 }
 
-TEST_F(ParseFile, BinaryJunkReadsAsEntries) {
+TEST_F(ParseFile, BinaryDataReadsAsEntries) {
     std::string junk;
     uint32_t state = 12345;
     for (int at = 0; at < 200000; ++at) {
@@ -669,7 +669,7 @@ TEST_F(ParseFile, ExhaustedMemoryLeavesTheCachedListsParallel) {
     }
 }
 
-TEST_F(ParseFile, ExhaustedMemoryIsNeverSuccessWithLess) {
+TEST_F(ParseFile, ExhaustedMemoryIsNeverSuccessWithMissingEntries) {
     box.file("vekinfo.tag", "DMTYPE m\nA 1\nB 2\nC 3\nD 4\nE 5\n");
     bool sawFailure = false;
     for (int nth = 1; nth <= 60; ++nth) {

@@ -57,7 +57,7 @@ TEST_F(Query, LookupStopsAtTheFirstFileThatDefinesTheEntry) {
     EXPECT_EQ("near @ " + at("a/b/vekinfo.tag"), lookup(at("a/b/c"), "FOO"));
 }
 
-TEST_F(Query, LookupTakesFilesRelativeAndMissingPaths) {
+TEST_F(Query, LookupAcceptsFilesRelativeAndMissingPaths) {
     box.file("a/vekinfo.tag", "FOO 1\n").file("a/b/data", "");
     for (const std::string &path : {at("a/b/data"), std::string("a/b"), std::string("a/b/none/x")}) {
         EXPECT_EQ("1 @ " + at("a/vekinfo.tag"), lookupFresh(path, "FOO")) << path;
@@ -91,7 +91,7 @@ TEST_F(Query, NotFoundIsNullWithoutAReport) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(Query, AnErrorOnTheWayIsReportedAndGivesNull) {
+TEST_F(Query, ErrorIsReportedAndReturnsNull) {
     box.file("vekinfo.tag", "FOO 1\n").file("a/vekinfo.tag", "DMTYPE\n");
     EXPECT_EQ(kNothing, lookup("a", "FOO"));
     EXPECT_EQ(
@@ -127,7 +127,7 @@ TEST_F(Query, NullPathsAndNamesFindNothing) {
     EXPECT_EQ(0, tovIsInLibrary(nullptr));
 }
 
-// Deliberate: once a file has been read, it is taken to define whatever its entries are not called.
+// Documented: the second search of a cached file tests for a name other than the element.
 TEST_F(Query, SecondLookupStopsAtFileWithOtherEntries) {
     box.file("a/vekinfo.tag", "B far\n").file("a/b/vekinfo.tag", "A near\n");
     EXPECT_EQ("near @ " + at("a/b/vekinfo.tag"), lookup("a/b", "A"));
@@ -150,7 +150,7 @@ TEST_F(Query, WhereReceivesTheLongestPath) {
 
 // ---- tovLookupEntryX: the search list
 
-TEST_F(Query, LookupXPrefersTheTree) {
+TEST_F(Query, LookupXSearchesTheTreeFirst) {
     box.file("a/vekinfo.tag", "FOO tree\n").file("list/vekinfo.tag", "FOO list\n");
     test::setEnvironment({{"VEK_WORKAREA", at("list")}});
     EXPECT_EQ("tree @ " + at("a/vekinfo.tag"), lookupX("a", "FOO"));
@@ -231,7 +231,7 @@ TEST_F(Query, LookupXFindsNothingWithoutASearchList) {
     ASSERT_EQ(0, chdir(box.path().c_str()));
 }
 
-// The files of the search list are cached, too, with the same consequence for a second look-up.
+// The files of the search list are cached, too, with the same effect on a second lookup.
 TEST_F(Query, SecondLookupXStopsAtListedFileWithOtherEntries) {
     box.directory("a").file("w/vekinfo.tag", "A 1\n").file("s/vekinfo.tag", "B 2\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
@@ -308,7 +308,7 @@ TEST_F(Query, NamespaceComesFromTreeOrSearchList) {
 class Libraries : public Query {
   protected:
     template <typename Function>
-    std::string answer(Function function, const std::string &path) {
+    std::string resultOf(Function function, const std::string &path) {
         test::WhereBuffer where;
         const int result = function(path.c_str(), where.get());
         return std::to_string(result) + " @ " + where.text();
@@ -317,9 +317,9 @@ class Libraries : public Query {
 
 TEST_F(Libraries, IsLibraryLooksAtTheDirectorysOwnFileOnly) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n").directory("lib/cell").file("a/vekinfo.tag", "DMTYPE x\n");
-    EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), answer(tovIsLibraryX, "lib"));
-    EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "lib/cell"));
-    EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "a"));
+    EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), resultOf(tovIsLibraryX, "lib"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsLibraryX, "lib/cell"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsLibraryX, "a"));
     EXPECT_EQ(1, tovIsLibrary(at("lib").c_str()));
     EXPECT_EQ(0, tovIsLibrary("lib/cell"));
     EXPECT_EQ(test::kNoReports, reports.take());
@@ -327,43 +327,43 @@ TEST_F(Libraries, IsLibraryLooksAtTheDirectorysOwnFileOnly) {
 
 TEST_F(Libraries, IsLibraryOfMissingPathUsesItsNearestParent) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n").directory("lib/cell");
-    EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), answer(tovIsLibraryX, "lib/none/deeper"));
-    EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "lib/cell/none"));
+    EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), resultOf(tovIsLibraryX, "lib/none/deeper"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsLibraryX, "lib/cell/none"));
 }
 
 TEST_F(Libraries, IsLibraryOfAFileIsNo) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n").file("lib/data", "");
-    EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "lib/data"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsLibraryX, "lib/data"));
     EXPECT_EQ(0, tovIsLibrary("lib/data"));
 }
 
 TEST_F(Libraries, IsLibraryOfAnUnreadableTagFileIsNo) {
     box.file("bad/vekinfo.tag", "VEKLIBRARY\nVEKLIBRARY yes\n");
-    EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "bad"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsLibraryX, "bad"));
     EXPECT_EQ(1U, reports.take().size());
-    EXPECT_EQ("0 @ ", answer(tovIsLibraryX, "/nonexistent-name"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsLibraryX, "/nonexistent-name"));
     EXPECT_EQ(1U, reports.take().size());
 }
 
 TEST_F(Libraries, IsInLibraryLooksUpward) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n").directory("lib/cell/view").directory("other");
     for (const char *path : {"lib", "lib/cell/view", "lib/cell/none"}) {
-        EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), answer(tovIsInLibraryX, path)) << path;
+        EXPECT_EQ("1 @ " + at("lib/vekinfo.tag"), resultOf(tovIsInLibraryX, path)) << path;
         EXPECT_EQ(1, tovIsInLibrary(path)) << path;
         EXPECT_STREQ("", tovLookupEntry(path, "VEKLIBRARY", nullptr)) << path;
     }
-    EXPECT_EQ("0 @ ", answer(tovIsInLibraryX, "other"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsInLibraryX, "other"));
     EXPECT_EQ(0, tovIsInLibrary("other"));
 }
 
 TEST_F(Libraries, IsInLibraryDoesNotUseTheSearchList) {
     box.directory("a").file("w/vekinfo.tag", "VEKLIBRARY\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
-    EXPECT_EQ("0 @ ", answer(tovIsInLibraryX, "a"));
+    EXPECT_EQ("0 @ ", resultOf(tovIsInLibraryX, "a"));
 }
 
 // Deliberate: a flag that an edit has cleared still counts as present in the cache.
-TEST_F(Libraries, AClearedLibraryStaysOneForThisProcess) {
+TEST_F(Libraries, ClearedLibraryIsStillALibraryInThisProcess) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
     EXPECT_EQ(1, tovIsLibrary(at("lib").c_str()));
     EXPECT_EQ(1, tovRemoveEntry(at("lib").c_str(), "VEKLIBRARY"));
@@ -424,7 +424,7 @@ TEST_F(LibraryCheck, FirstListedFileThatDefinesItDecides) {
     EXPECT_EQ("0 @ " + at("w/vekinfo.tag"), check());
 }
 
-TEST_F(LibraryCheck, AFailingWalkIsOffAtOnce) {
+TEST_F(LibraryCheck, FailedSearchIsOff) {
     box.file("vekinfo.tag", "NAMESPACE Unix\n").directory("a").file("w/vekinfo.tag", "VEKLIBCHECK ON\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
     ASSERT_EQ(0, chdir("a"));
@@ -433,7 +433,7 @@ TEST_F(LibraryCheck, AFailingWalkIsOffAtOnce) {
     ASSERT_EQ(0, chdir(box.path().c_str()));
 }
 
-TEST_F(LibraryCheck, AListedFileThatCannotBeReadIsOff) {
+TEST_F(LibraryCheck, UnreadableListedFileIsOff) {
     box.directory("a").file("w/vekinfo.tag", "NAMESPACE Unix\n").file("s/vekinfo.tag", "VEKLIBCHECK ON\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}, {"VEK_SEARCHDIR", at("s")}});
     EXPECT_EQ("0 @ ", check());
@@ -472,7 +472,7 @@ TEST_F(Query, HugeEnvironmentIsAccepted) {
     EXPECT_EQ(kNothing, lookupX("$HOME", "FOO"));
 }
 
-TEST_F(Query, ExhaustedMemoryNeverGivesAWrongAnswer) {
+TEST_F(Query, ExhaustedMemoryNeverGivesAWrongResult) {
     box.file("a/vekinfo.tag", "BAR 1\nFOO 2\n").directory("a/b").file("w/vekinfo.tag", "LIST 3\n");
     test::setEnvironment({{"VEK_WORKAREA", at("w")}});
     for (int nth = 1; nth <= 80; ++nth) {
@@ -480,12 +480,12 @@ TEST_F(Query, ExhaustedMemoryNeverGivesAWrongAnswer) {
             tovResetCache();
             puxReleaseHandle(nullptr);
             test::faults::failAllocation(nth);
-            const std::string answer = lookupX("a/b", name);
+            const std::string value = lookupX("a/b", name);
             test::faults::reset();
-            if (answer != kNothing) {
+            if (value != kNothing) {
                 EXPECT_EQ(name == std::string("FOO") ? "2 @ " + at("a/vekinfo.tag")
                                                      : "3 @ " + at("w/vekinfo.tag"),
-                          answer)
+                          value)
                     << nth;
             }
         }

@@ -79,7 +79,7 @@ class Editor {
 
 } // namespace
 
-TEST_F(Reading, OfAFileAtRestTakesNoLock) {
+TEST_F(Reading, OfAnOldFileTakesNoLock) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     makeOld("vekinfo.tag", 61);
     EXPECT_EQ(0, lockCalls());
@@ -103,7 +103,7 @@ TEST_F(Reading, WaitsForAnEditInProgress) {
     EXPECT_EQ("new", readDmtype());
 }
 
-TEST_F(Reading, DoesWithoutTheLockAfterTwoSeconds) {
+TEST_F(Reading, ReadsWithoutTheLockAfterTwoSeconds) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     const Editor editor;
     test::faults::skipWaiting();
@@ -115,7 +115,7 @@ TEST_F(Reading, DoesWithoutTheLockAfterTwoSeconds) {
     EXPECT_GT(tov::kReadWaitMs + 500, waited);
 }
 
-TEST_F(Reading, DoesWithoutLocksThatTheFileSystemLacks) {
+TEST_F(Reading, ReadsWithoutLocksIfTheFileSystemHasNone) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     for (const int error : {ENOLCK, EINVAL, EOPNOTSUPP, EIO}) {
         test::faults::failFrom("fcntl", 1, error);
@@ -125,8 +125,8 @@ TEST_F(Reading, DoesWithoutLocksThatTheFileSystemLacks) {
     }
 }
 
-TEST_F(Reading, OfAFileThatChangesMeanwhileIsRepeated) {
-    // A file of two blocks: the change comes when the first one has been read.
+TEST_F(Reading, IsRepeatedIfTheFileChanges) {
+    // A file of two blocks, which changes after the first one has been read.
     std::string filler;
     for (int i = 0; i < 2500; ++i) {
         filler += "#\n";

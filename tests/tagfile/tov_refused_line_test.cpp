@@ -58,14 +58,14 @@ TEST_F(RefusedLine, AnEmptyDmtypeClearsIt) {
     EXPECT_EQ("VEKLIBRARY\nFOO 1\n", settings());
 }
 
-TEST_F(RefusedLine, AKeywordsValueMayNotHideABrokenLine) {
+TEST_F(RefusedLine, ValueWithAnInvalidSecondLineIsReported) {
     box.file("vekinfo.tag", old);
     EXPECT_EQ(1, tovAddEntry(".", "DMTYPE", "pkm\nNAMESPACE wrong"));
     EXPECT_EQ((test::TagReports{syntaxError("NAMESPACE", 3)}), reports.take());
     EXPECT_EQ("VEKLIBRARY\nFOO 1\n", settings());
 }
 
-TEST_F(RefusedLine, EntryThatReadsAsBrokenKeywordChangesNothing) {
+TEST_F(RefusedLine, EntryThatParsesAsAnInvalidKeywordChangesNothing) {
     const struct {
         const char *name;
         const char *value;
@@ -97,7 +97,7 @@ TEST_F(RefusedLine, EntryThatReadsAsBrokenKeywordChangesNothing) {
     }
 }
 
-TEST_F(RefusedLine, ABrokenFileIsStillReportedTwiceAndKept) {
+TEST_F(RefusedLine, InvalidFileIsReportedTwiceAndKept) {
     box.file("vekinfo.tag", "FOO 1\nDMTYPE\n");
     EXPECT_EQ(1, tovAddEntry(".", "DMTYPE ", "a b"));
     EXPECT_EQ(
@@ -106,7 +106,7 @@ TEST_F(RefusedLine, ABrokenFileIsStillReportedTwiceAndKept) {
     EXPECT_EQ("FOO 1\nDMTYPE\n", box.read("vekinfo.tag"));
 }
 
-TEST_F(RefusedLine, WhatTheParserAcceptsIsWrittenAsGiven) {
+TEST_F(RefusedLine, LinesThatTheParserAcceptsAreWrittenUnchanged) {
     const struct {
         const char *name;
         const char *value;
@@ -171,7 +171,7 @@ TEST_F(RefusedLine, CreateLeavesItOut) {
     EXPECT_EQ("FOO 1\n", settings());
 }
 
-TEST_F(RefusedLine, NoRandomEditWritesAFileThatCannotBeRead) {
+TEST_F(RefusedLine, RandomEditsNeverWriteAnInvalidFile) {
     const std::vector<std::string> pieces = {
         "DMTYPE", "VEKLIBRARY", "NAMESPACE", "LibraryNT", "VEKLIBCHECK", "ON",
         " ",      "\t",         "\n",        "#",         ";",           "--",

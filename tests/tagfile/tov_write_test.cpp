@@ -62,7 +62,7 @@ TEST_F(Write, TheTemplateHas38LinesAnd1306Bytes) {
 
 // ---- the settings
 
-TEST_F(Write, NothingSetWritesTheTemplateAlone) {
+TEST_F(Write, EmptyObjectWritesTheTemplateOnly) {
     EXPECT_EQ("", written());
 }
 
@@ -125,7 +125,7 @@ TEST_F(Write, LongTextsAreWrittenWhole) {
     EXPECT_EQ(expected, written());
 }
 
-TEST_F(Write, TheCacheLacksLinesThatWereLeftOut) {
+TEST_F(Write, CacheLacksOmittedLines) {
     box.file("vekinfo.tag", "DMTYPE old\n");
     ASSERT_STREQ("old", tovLookupEntry(".", "DMTYPE", nullptr));
     VekinfoObj cached = {};
@@ -141,7 +141,7 @@ TEST_F(Write, TheCacheLacksLinesThatWereLeftOut) {
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(cached));
 }
 
-TEST_F(Write, WhatIsWrittenReplacesTheWholeFile) {
+TEST_F(Write, ReplacesTheWholeFile) {
     box.file("vekinfo.tag", std::string(10000, 'x'));
     EXPECT_EQ("", written());
     box.file("vekinfo.tag", "VEKLIBRARY\n");
@@ -180,7 +180,7 @@ TEST_F(Write, TheFileKeepsInodeOwnerModeAndHardLinks) {
     EXPECT_EQ((std::vector<std::string>{"other.name", "vekinfo.tag"}), box.list());
 }
 
-TEST_F(Write, ASymbolicLinkStaysOneAndItsTargetIsWritten) {
+TEST_F(Write, SymbolicLinkIsKeptAndItsTargetWritten) {
     box.file("real/tag", "DMTYPE old\n").link("vekinfo.tag", "real/tag");
     EXPECT_EQ("", written());
     struct stat status = {};
@@ -228,7 +228,7 @@ TEST_F(Write, FileWithoutWritePermissionIsReportedAndUnchanged) {
     EXPECT_EQ("DMTYPE old\n", box.read("vekinfo.tag"));
 }
 
-TEST_F(Write, ADirectoryThatMayNotBeWrittenIsReported) {
+TEST_F(Write, UnwritableDirectoryIsReported) {
     box.directory("d", 0555);
     test::asUnprivileged([this] {
         EXPECT_EQ(0, updateInfoFile("d", obj.get()));
@@ -244,7 +244,7 @@ TEST_F(Write, FileWithoutReadPermissionIsWritten) {
     EXPECT_EQ(kTemplate, box.read("vekinfo.tag"));
 }
 
-TEST_F(Write, APipeWithoutAReaderDoesNotHang) {
+TEST_F(Write, PipeWithoutAReaderDoesNotBlock) {
     box.fifo("vekinfo.tag");
     const test::Outcome outcome = test::inChild([this] { return updateInfoFile(".", obj.get()); },
                                                 test::ChildOptions{.timeoutMs = 5000});
@@ -275,7 +275,7 @@ TEST_F(Write, ADeviceThatTakesNothingIsReported) {
     EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
-TEST_F(Write, ADanglingLinkGetsItsTarget) {
+TEST_F(Write, DanglingLinkCreatesItsTarget) {
     box.directory("real").link("vekinfo.tag", "real/tag");
     EXPECT_EQ("", written());
     EXPECT_EQ(kTemplate, box.read("real/tag"));
@@ -368,7 +368,7 @@ constexpr Fault kFaults[] = {
     {"fopen", EMFILE, false},    {"fclose", EIO, true},    {"fflush", EIO, true},
 };
 
-TEST_F(FailedWrite, LeavesTheOldContentWhicheverCallFails) {
+TEST_F(FailedWrite, KeepsTheOldContentIfAnyCallFails) {
     for (const std::string *old : {&shortText_, &longText_, static_cast<const std::string *>(nullptr)}) {
         for (const Fault &fault : kFaults) {
             unlink("vekinfo.tag");
@@ -418,7 +418,7 @@ TEST_F(FailedWrite, ShortWritesAreContinued) {
     EXPECT_EQ(1, updateInfoFile(".", obj.get())) << "to a device, too";
 }
 
-TEST_F(FailedWrite, AnErrorOfThePastIsNoneOfTheEdits) {
+TEST_F(FailedWrite, EarlierErrnoDoesNotFailTheEdit) {
     for (const int error : {EINTR, EACCES, EEXIST, ENOENT}) {
         SCOPED_TRACE(error);
         for (const char *call : {"ftruncate", "fsync"}) {
@@ -435,7 +435,7 @@ TEST_F(FailedWrite, AnErrorOfThePastIsNoneOfTheEdits) {
     }
 }
 
-TEST_F(FailedWrite, OverASingleByteIsAsOverAnyText) {
+TEST_F(FailedWrite, ReplacesAFileOfOneByte) {
     const std::string old = "#";
     EXPECT_EQ(1, writeOver(&old, [] {}));
     EXPECT_EQ(0, writeOver(&old, [] { test::faults::fail("fsync", 1, EIO); }));
@@ -445,7 +445,7 @@ TEST_F(FailedWrite, AnInterruptedWriteIsRepeated) {
     EXPECT_EQ(1, writeOver(&shortText_, [] { test::faults::fail("pwrite", 1, EINTR); }));
 }
 
-TEST_F(FailedWrite, ACallThatIsInterruptedWithoutEndFailsTheEdit) {
+TEST_F(FailedWrite, RepeatedlyInterruptedCallFailsTheEdit) {
     for (const char *call : {"fallocate", "pwrite", "ftruncate", "fsync"}) {
         EXPECT_EQ(1, writeOver(&shortText_, [&] { test::faults::fail(call, 1, EINTR); })) << call;
         box.file("vekinfo.tag", shortText_);

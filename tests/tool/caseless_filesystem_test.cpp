@@ -53,7 +53,7 @@ std::set<std::string> settingsIn(const std::string &path) {
     std::set<std::string> settings;
     for (std::string line; std::getline(lines, line);) {
         if (!line.empty() && line.front() != '#') {
-            EXPECT_TRUE(settings.insert(line).second) << line << " stands there twice";
+            EXPECT_TRUE(settings.insert(line).second) << line << " is in the file twice";
         }
     }
     return settings;
@@ -157,7 +157,7 @@ TEST(CaselessCheck, ReportsARedundantTagFile) {
     });
 }
 
-TEST(CaselessCheck, LinkBackUnderAnotherSpellingEndsTheWalk) {
+TEST(CaselessCheck, LinkToAnAncestorUnderAnotherSpellingIsACycle) {
     test::onCaselessFilesystem([](const std::string &directory) {
         fs::create_directories(directory + "/lib/cell");
         fs::create_symlink(directory + "/LIB", directory + "/lib/cell/up");

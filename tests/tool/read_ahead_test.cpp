@@ -398,7 +398,7 @@ TEST_F(ReadAheadScan, ACycleAbandonsWhatWasReadBelowIt) {
 
 // ---- a directory that is never read
 
-/// Reads from `descriptor` until `size` bytes have come, or nothing comes for 20 seconds.
+/// Reads `size` bytes from `descriptor`. Returns earlier if nothing arrives for 20 seconds.
 std::string readBytes(int descriptor, std::size_t size) {
     std::string text;
     pollfd waiting = {descriptor, POLLIN, 0};

@@ -88,28 +88,28 @@ class Append : public test::TagTest {
 TEST_F(Append, ANewFileHoldsTheEntriesAndNoTemplate) {
     EXPECT_TRUE(append());
     EXPECT_EQ(block(), content());
-    EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe leaves nothing behind";
+    EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe removes its files";
 }
 
-TEST_F(Append, DmTypeIsNoneIfDmTagSaysSo) {
+TEST_F(Append, DmTypeIsNoneIfDmTagContainsNone) {
     box.file("lib/dm.tag", "none\n");
     EXPECT_TRUE(append());
     EXPECT_EQ(std::string(kHead) + std::string(kDmType) + unixNameSpace(), content());
 }
 
-TEST_F(Append, ADmTagFileThatSaysSomethingElseDoesNot) {
+TEST_F(Append, OtherDmTagFilesSetNoDmType) {
     box.file("lib/dm.tag", "None\n");
     EXPECT_TRUE(append());
     EXPECT_EQ(block(), content());
 }
 
-TEST_F(Append, TheNameSpaceSuitsACaselessFileSystem) {
+TEST_F(Append, NameSpaceIsLibraryNTOnACaselessFileSystem) {
     test::faults::makeCaseless(box.path("lib"));
     EXPECT_TRUE(append());
     EXPECT_EQ(std::string(kHead) + ntNameSpace(), content());
 }
 
-TEST_F(Append, ANameSpaceThatCannotBeDeterminedIsLeftOut) {
+TEST_F(Append, UnknownCaseSensitivityWritesNoNameSpace) {
     // The file of the case probe cannot be created.
     box.directory("lib/vekfscasesensitivity." + std::to_string(getpid()));
     test::Capture capture;
@@ -125,7 +125,7 @@ TEST_F(Append, AnExistingFileKeepsItsContent) {
     EXPECT_EQ("# mine\nDMTYPE mrev\nOWNER me\n" + block(), content());
 }
 
-TEST_F(Append, ALastLineWithoutANewlineIsEndedFirst) {
+TEST_F(Append, AddsANewlineToAnUnfinishedLastLine) {
     box.file("lib/vekinfo.tag", "OWNER me");
     EXPECT_TRUE(append());
     EXPECT_EQ("OWNER me\n" + block(), content());
@@ -137,7 +137,7 @@ TEST_F(Append, ALastLineWithoutANewlineIsEndedFirst) {
     EXPECT_EQ(block(), content());
 }
 
-TEST_F(Append, AllIsWrittenWithOneCall) {
+TEST_F(Append, WritesEverythingWithOneCall) {
     box.file("lib/vekinfo.tag", "OWNER me").file("lib/dm.tag", "none\n");
     test::faults::reset();
     EXPECT_TRUE(append());
@@ -154,7 +154,7 @@ TEST_F(Append, TheFileKeepsItsInodeModeAndNames) {
     EXPECT_EQ(block(), box.read("other"));
 }
 
-TEST_F(Append, ANewFileHasTheModeThatTheUmaskLeaves) {
+TEST_F(Append, ModeOfANewFileFollowsTheUmask) {
     const mode_t before = umask(027);
     EXPECT_TRUE(append());
     umask(before);
@@ -172,7 +172,7 @@ TEST_F(Append, LinksAreFollowed) {
     EXPECT_EQ(block(), box.read("new"));
 }
 
-TEST_F(Append, ADeviceTakesTheText) {
+TEST_F(Append, WritesToADevice) {
     box.link("lib/vekinfo.tag", "/dev/null");
     EXPECT_TRUE(append());
     box.link("lib/vekinfo.tag", "/dev/full");
@@ -181,7 +181,7 @@ TEST_F(Append, ADeviceTakesTheText) {
 
 // ---- what cannot be written
 
-TEST_F(Append, WhatIsNoFileIsRefused) {
+TEST_F(Append, OtherFileTypesAreRejected) {
     box.directory("lib/vekinfo.tag");
     EXPECT_FALSE(append());
     box.directory("pipe").fifo("pipe/vekinfo.tag");
@@ -208,7 +208,7 @@ struct Failure {
 constexpr Failure kFailures[] = {{"fstat", EIO},   {"write", ENOSPC}, {"write", EDQUOT},
                                  {"write", EINTR}, {"write", EIO},    {"malloc", ENOMEM}};
 
-TEST_F(Append, AFailureLeavesAnExistingFileAsItWas) {
+TEST_F(Append, FailureDoesNotChangeAnExistingFile) {
     for (const std::string text : {"A 1\n", "A 1", ""}) {
         for (const Failure &failure : kFailures) {
             box.file("lib/vekinfo.tag", text);
@@ -229,7 +229,7 @@ TEST_F(Append, AFailureLeavesNoNewFile) {
     }
 }
 
-TEST_F(Append, AFileThatCannotBeOpenedStaysAsItIs) {
+TEST_F(Append, FailedOpenDoesNotChangeTheFile) {
     for (const int error : {EACCES, EMFILE, EROFS, EIO}) {
         box.file("lib/vekinfo.tag", "A 1");
         test::faults::fail("open", 1, error);
@@ -238,7 +238,7 @@ TEST_F(Append, AFileThatCannotBeOpenedStaysAsItIs) {
     }
 }
 
-TEST_F(Append, AShortWriteIsTakenBack) {
+TEST_F(Append, ShortWriteIsUndone) {
     for (const std::size_t limit : {1U, 10U, 100U}) {
         for (const std::string text : {"A 1\n", "A 1"}) {
             box.file("lib/vekinfo.tag", text);
@@ -257,7 +257,7 @@ TEST_F(Append, AShortWriteLeavesNoNewFile) {
     EXPECT_EQ(std::vector<std::string>{}, box.list("lib"));
 }
 
-TEST_F(Append, WhatOthersHaveAppendedMeanwhileIsNotTakenBack) {
+TEST_F(Append, UndoKeepsTextAppendedByOthers) {
     const auto appendOthers = [this] {
         const int file = __real_open(box.path("lib/vekinfo.tag").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
         EXPECT_EQ(8, __real_write(file, "OTHER 1\n", 8));
@@ -329,7 +329,7 @@ TEST_F(Append, AFailedWriteThroughADanglingLinkLeavesTheLink) {
     EXPECT_FALSE(box.exists("new"));
 }
 
-TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
+TEST_F(Append, FullFileSystemDoesNotChangeTheFile) {
     test::onSmallFilesystem(64 * 1024, [](const std::string &directory) {
         // The last page of the file is not full: it takes the first bytes of the text.
         const std::string text = std::string(4090, '#');
@@ -350,7 +350,7 @@ TEST_F(Append, AFullFileSystemLeavesTheFileAsItWas) {
     });
 }
 
-TEST_F(Append, TheLimitOnFileSizesIsAFailedWrite) {
+TEST_F(Append, FileSizeLimitIsAFailedWrite) {
     // At the limit, a write sends SIGXFSZ. Below the limit, a part of the text is written.
     for (const std::size_t size : {4096U, 4000U}) {
         box.file("lib/vekinfo.tag", std::string(size, '#'));
@@ -388,7 +388,7 @@ class AppendBesideOthers : public Append {
     }
 };
 
-TEST_F(AppendBesideOthers, AnEntryAppendedMeanwhileCountsAsFound) {
+TEST_F(AppendBesideOthers, EntryAppendedByAnotherProcessCountsAsFound) {
     for (const bool isThere : {true, false}) {
         __real_unlink("lib/vekinfo.tag");
         if (isThere) {
@@ -404,7 +404,7 @@ TEST_F(AppendBesideOthers, AnEntryAppendedMeanwhileCountsAsFound) {
     }
 }
 
-TEST_F(AppendBesideOthers, AnotherEntryAppendedMeanwhileStays) {
+TEST_F(AppendBesideOthers, OtherEntryAppendedByAnotherProcessIsKept) {
     box.file("lib/vekinfo.tag", "A 1\n");
     writeWhileWaiting("DMTYPE pkm\n");
     EXPECT_EQ(Kind::Appended, result().kind);
@@ -418,7 +418,7 @@ TEST_F(AppendBesideOthers, AFileWithASyntaxErrorStillGetsTheBlock) {
     EXPECT_EQ(test::kNoReports, reports.take()) << "the second reading reports nothing";
 }
 
-TEST_F(AppendBesideOthers, AHeldLockIsAFailure) {
+TEST_F(AppendBesideOthers, HeldLockFails) {
     box.file("lib/vekinfo.tag", "A 1\n");
     test::faults::skipWaiting();
     test::faults::failFrom("fcntl", 1, EAGAIN);
@@ -426,7 +426,7 @@ TEST_F(AppendBesideOthers, AHeldLockIsAFailure) {
     EXPECT_EQ("A 1\n", content());
 }
 
-TEST_F(AppendBesideOthers, ANameThatWouldBreakTheFileIsRejected) {
+TEST_F(AppendBesideOthers, NameThatWouldMakeTheFileInvalidIsRejected) {
     // The appended block contains the path in a comment. A newline in the path ends the comment.
     const std::string directory = box.path("lib\nVEKLIBRARY");
     box.directory("lib\nVEKLIBRARY");

@@ -334,7 +334,7 @@ TEST_F(Args, ExhaustedMemoryNeverCrashes) {
         for (int nth = 1; nth <= 40; ++nth) {
             box.file("vekinfo.tag", "A 1\nDMTYPE m\n");
             tovResetCache();
-            test::Capture silence;
+            test::Capture capture;
             Words copy = words;
             std::vector<char *> argv;
             std::string name = "vekinfo";

@@ -100,7 +100,7 @@ TEST_F(Check, FindsNoneAsTheFirstWordOfDmTag) {
     }
 }
 
-TEST_F(Check, AnyOtherDmTagFileDoesNotSayNone) {
+TEST_F(Check, OtherDmTagFilesAreNotNone) {
     for (const char *text : {"", "\n", "None\n", "NONE\n", "nonesuch\n", "non\n", "\nnone\n", " \nnone\n",
                              "# none\n", "mrev none\n", "'none'\n"}) {
         box.file("lib/dm.tag", text);
@@ -119,7 +119,7 @@ TEST_F(Check, ReadsAtMost4095CharactersOfDmTag) {
     EXPECT_EQ(0, lookForNoneTag(at("lib").c_str()));
 }
 
-TEST_F(Check, ADmTagFileThatCannotBeOpenedSaysNothing) {
+TEST_F(Check, UnreadableDmTagFileIsNotNone) {
     EXPECT_EQ(0, lookForNoneTag(at("lib").c_str()));
     EXPECT_EQ(0, lookForNoneTag(at("none").c_str()));
     box.directory("directory/dm.tag");
@@ -157,14 +157,14 @@ TEST_F(Check, AMissingLibraryEntryIsNoDiagnostic) {
 
 // ---- one library that is defined
 
-TEST_F(Check, ADefinedLibraryIsNotMentioned) {
+TEST_F(Check, DefinedLibraryPrintsNothing) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryUnix\n");
     EXPECT_EQ((Result{0, "", ""}), verify(kReport));
     EXPECT_EQ((Result{0, "", ""}), verify(kConfigure));
     EXPECT_EQ(std::vector<std::string>{"vekinfo.tag"}, box.list("lib")) << "the probe removes its files";
 }
 
-TEST_F(Check, ADefinedLibraryIsMentionedVerbosely) {
+TEST_F(Check, VerbosePrintsADefinedLibrary) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
     const Result expected = {0, "The library name at " + at("lib") + " has a vekinfo.tag definition.\n", ""};
@@ -180,7 +180,7 @@ TEST_F(Check, WrongNameSpaceIsAWarning) {
     EXPECT_EQ("VEKLIBRARY\nNAMESPACE LibraryNT\n", box.read("lib/vekinfo.tag"));
 }
 
-TEST_F(Check, ACaselessFileSystemWantsTheOtherNameSpace) {
+TEST_F(Check, CaselessFileSystemNeedsLibraryNT) {
     test::faults::makeCaseless(box.path("lib"));
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryUnix\n");
     EXPECT_EQ((Result{0, wrongNameSpace(), ""}), verify(kReport));
@@ -189,7 +189,7 @@ TEST_F(Check, ACaselessFileSystemWantsTheOtherNameSpace) {
     EXPECT_EQ((Result{0, "", ""}), verify(kReport));
 }
 
-TEST_F(Check, AnUnsetNameSpaceDrawsNoWarning) {
+TEST_F(Check, UnsetNameSpaceGivesNoWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n");
     EXPECT_EQ((Result{0, "", ""}), verify(kReport));
     test::faults::makeCaseless(box.path("lib"));
@@ -208,7 +208,7 @@ TEST_F(Check, OnlyALibraryWithANamespaceIsProbed) {
     }
 }
 
-TEST_F(Check, AnUnknownFileSystemDrawsNoWarning) {
+TEST_F(Check, UnknownCaseSensitivityGivesNoWarning) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\nNAMESPACE LibraryNT\n");
     box.directory("lib", 0555);
     test::asUnprivileged([this] { EXPECT_EQ((Result{0, "", ""}), verify(kReport)); });
@@ -234,7 +234,7 @@ TEST_F(Check, LibraryWithoutTagFileIsScannedSilently) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-TEST_F(Check, ATagFileWithoutTheEntryIsLikeNone) {
+TEST_F(Check, TagFileWithoutTheEntryCountsAsMissing) {
     verboseFlag = 1;
     box.file("lib/vekinfo.tag", "DMTYPE none\nNAMESPACE LibraryNT\n");
     EXPECT_EQ((Result{0, "", ""}), verify(kReport));
@@ -253,7 +253,7 @@ TEST_F(Check, ConfiguringWritesTheEntriesAndScans) {
     EXPECT_EQ((std::vector<std::string>{"a", "vekinfo.tag"}), box.list("lib"));
 }
 
-TEST_F(Check, ConfiguringIsMentionedVerbosely) {
+TEST_F(Check, VerbosePrintsTheConfiguration) {
     verboseFlag = 1;
     EXPECT_EQ((Result{0, "Library:name at:" + at("lib") + " had no VEKLIBRARY vekinfo.tag entry.\n", ""}),
               verify(kConfigure));
@@ -340,7 +340,7 @@ TEST_F(Check, ALibrarysPathMayHave4095Characters) {
     }
 }
 
-TEST_F(Check, WithoutMemoryNothingIsLostAndTheReasonIsGiven) {
+TEST_F(Check, ExhaustedMemoryLosesNothingAndIsReported) {
     bool isComplete = false;
     for (int nth = 1; !isComplete; ++nth) {
         box.file("lib/vekinfo.tag", "OWNER me");
@@ -408,7 +408,7 @@ TEST_F(Check, LibraryWithoutEntryIsSkippedIfLibraryCheckIsOn) {
               check(kReport));
 }
 
-TEST_F(Check, TheTemporaryDirectoryStandsForTheLibrary) {
+TEST_F(Check, TemporaryDirectoryReplacesTheLibrary) {
     // rynGetPath() for reading returns the temporary directory, if there is one.
     verboseFlag = 1;
     box.directory("a").directory("tmp/one").file("vek.lib", "DEFINE one a\nASSIGN AllLibs TmpRootDir tmp\n");
@@ -426,7 +426,7 @@ TEST_F(Check, TwoLibrariesInOneDirectoryAreConfiguredOnce) {
     EXPECT_EQ("OWNER me\n" + block("a"), box.read("a/vekinfo.tag"));
 }
 
-TEST_F(Check, APathThatCannotBeGeneratedEndsTheRun) {
+TEST_F(Check, InvalidPathEndsTheRun) {
     const std::string name(4095 - box.path().size() - 1, 'x');
     box.file("vek.lib", "DEFINE one a\nDEFINE two " + name + "\nDEFINE three b\n");
     box.file("a/c/vekinfo.tag", "").file("b/c/vekinfo.tag", "");
@@ -434,7 +434,7 @@ TEST_F(Check, APathThatCannotBeGeneratedEndsTheRun) {
               check(kReport));
 }
 
-TEST_F(Check, AFileThatCannotBeReadIsATranslatedFailure) {
+TEST_F(Check, UnreadableFileReturnsATovCode) {
     EXPECT_EQ(
         (Result{TOV_SYSTEM_ERROR, "", "Error code 3 found for " + at("none.lib") + ":\n\tSystem error\n"}),
         check(kReport, "none.lib"));
@@ -444,7 +444,7 @@ TEST_F(Check, AFileThatCannotBeReadIsATranslatedFailure) {
         check(kReport, "none.lib"));
 }
 
-TEST_F(Check, WithoutMemoryTheRunEndsWithAWarning) {
+TEST_F(Check, ExhaustedMemoryEndsTheRunWithAWarning) {
     box.file("vek.lib", "DEFINE one a\n");
     const std::string warning = "WARNING: Problem found in rynIterateLibs: Memory error\n";
     bool wasSeen = false;
@@ -482,19 +482,19 @@ TEST_F(Check, WithoutADefinitionFileNothingIsPrinted) {
     EXPECT_EQ(kNoReports, reports.take());
 }
 
-TEST_F(Check, TheFirstDefinitionFileOfTheSearchListIsTaken) {
+TEST_F(Check, UsesTheFirstDefinitionFileOfTheSearchList) {
     test::setEnvironment({{"VEK_WORKAREA", at("work")}, {"HOME", at("home")}});
     box.file("work/vek.lib", "DEFINE one a\n").file("home/vek.lib", "DEFINE two b\n");
     box.file("work/a/c/vekinfo.tag", "").file("home/b/c/vekinfo.tag", "");
     EXPECT_EQ((Result{0, redundant("work/a/c"), ""}), resultOf([] { return tovCheckOrConfigLibrary(0); }));
 }
 
-TEST_F(Check, TheDefinitionFileMayLieInASetupDirectory) {
+TEST_F(Check, DefinitionFileMayBeInASetupDirectory) {
     box.file("veksetup/vek.lib", "DEFINE one ../a\n").file("a/c/vekinfo.tag", "");
     EXPECT_EQ((Result{0, redundant("a/c"), ""}), resultOf([] { return tovCheckOrConfigLibrary(0); }));
 }
 
-TEST_F(Check, TheRunSucceedsWhateverItFinds) {
+TEST_F(Check, ReturnsSuccessWhateverItFinds) {
     box.file("vek.lib", "DEFINE one none\n");
     EXPECT_EQ(0, resultOf([] { return tovCheckOrConfigLibrary(1); }).result);
     EXPECT_EQ((TagReports{{TOV_ACCESS_ERROR, "path not writable", at("none"), 0}}), reports.take());

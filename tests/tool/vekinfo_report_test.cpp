@@ -79,7 +79,7 @@ TEST_F(Report, TheNearestFileIsFound) {
     EXPECT_EQ(test::kNoReports, reports.take());
 }
 
-TEST_F(Report, FindingJoinsWithASlashPlainly) {
+TEST_F(Report, FindingAppendsASlashAndTheName) {
     box.file("d/vekinfo.tag", "");
     EXPECT_EQ(at("d//vekinfo.tag"), find("d/"));
     box.directory("e/f");
@@ -99,7 +99,7 @@ TEST_F(Report, FindingFollowsNoLinks) {
     EXPECT_EQ(at("a/vekinfo.tag"), find("a/b/c"));
 }
 
-TEST_F(Report, FindingTakesAnythingOfThatName) {
+TEST_F(Report, FindingAcceptsEveryFileType) {
     box.directory("a/vekinfo.tag").fifo("b/vekinfo.tag").link("c/vekinfo.tag", "/none").directory("c/d");
     EXPECT_EQ(at("a/vekinfo.tag"), find("a"));
     EXPECT_EQ(at("b/vekinfo.tag"), find("b"));
@@ -190,12 +190,12 @@ class Print : public Report {
     test::TagObject obj = test::emptyTagObject();
 };
 
-TEST_F(Print, OnlyThePathWhenNothingIsSet) {
+TEST_F(Print, PrintsOnlyThePathIfNothingIsSet) {
     test::addEntry(*obj, "FOO", "bar");
     EXPECT_EQ("A vekinfo.tag file exists at: /d/vekinfo.tag\n", print());
 }
 
-TEST_F(Print, EverythingThatIsSetInFixedOrder) {
+TEST_F(Print, PrintsAllSettingsInFixedOrder) {
     setEverything();
     EXPECT_EQ("A vekinfo.tag file exists at: /d/vekinfo.tag\n"
               "\tThere is a VEKLIBRARY entry.\n"
@@ -205,7 +205,7 @@ TEST_F(Print, EverythingThatIsSetInFixedOrder) {
               print());
 }
 
-TEST_F(Print, TheOtherValues) {
+TEST_F(Print, PrintsTheOtherValues) {
     obj->library = 0; // cleared is not unset
     obj->libcheck = 0;
     obj->nameSpace = TOV_NAMESPACE_UNIX;
@@ -238,7 +238,7 @@ TEST_F(Print, AFilterIsComparedWithoutCase) {
     EXPECT_EQ(print("NAMESPACE"), print("namespace"));
 }
 
-TEST_F(Print, AFilterOnWhatIsNotSetPrintsNothing) {
+TEST_F(Print, FilterOnAnUnsetItemPrintsNothing) {
     for (const char *filter : {"VEKLIBRARY", "VEKLIBCHECK", "DMTYPE", "NAMESPACE"}) {
         EXPECT_EQ("", print(filter)) << filter;
     }
@@ -249,7 +249,7 @@ TEST_F(Print, ApplicationEntriesAreNeverShown) {
     EXPECT_EQ("", print("FOO"));
 }
 
-TEST_F(Print, OneEntryWithAndWithoutItsPath) {
+TEST_F(Print, PrintsOneEntryWithOrWithoutItsPath) {
     test::Capture capture;
     printVfmt("/d/vekinfo.tag", "DMTYPE", "x", 0);
     printVfmt("/d/vekinfo.tag", "DMTYPE", "x", 1);
@@ -259,7 +259,7 @@ TEST_F(Print, OneEntryWithAndWithoutItsPath) {
               capture.out());
 }
 
-TEST_F(Print, TextsAreNeverReadAsFormats) {
+TEST_F(Print, TextsAreNotUsedAsFormats) {
     test::Capture capture;
     printVfmt("/%s%n", "%d", "%n%s", 0);
     EXPECT_EQ("The vekinfo.tag file at /%s%n\nhas a %d entry with a value of: %n%s.\n", capture.out());
@@ -279,7 +279,7 @@ class Show : public Report {
     static constexpr const char *kNone = "Info (vekinfo): could not find vekinfo.tag file.\n";
 };
 
-TEST_F(Show, WithoutATagFileSaysSo) {
+TEST_F(Show, ReportsAMissingTagFile) {
     EXPECT_EQ(kNone, show(6));
     EXPECT_EQ(test::kNoReports, reports.take());
 }
@@ -345,7 +345,7 @@ TEST_F(Report, LookupOfKeywordsPrintsThemInTheirOwnSpelling) {
               lookup("", {"dmtype", "NameSpace", "veklibCHECK"}));
 }
 
-TEST_F(Report, LookupOfWhatNobodyDefinesSaysSo) {
+TEST_F(Report, LookupReportsAnUndefinedName) {
     EXPECT_EQ(missing("DMTYPE") + missing("Foo"), lookup("", {"DMTYPE", "Foo"}));
     EXPECT_EQ(missing("dmType"), lookup("", {"dmType"})) << "as typed";
 }
@@ -391,7 +391,7 @@ TEST_F(Report, LookupOfTheLibraryCheckStartsAtTheWorkingDirectory) {
     EXPECT_EQ(defines(at("vekinfo.tag"), "VEKLIBCHECK OFF"), lookup("a", {"VEKLIBCHECK"}));
 }
 
-TEST_F(Report, LookupOfTheLibraryTellsThatCheckingIsOff) {
+TEST_F(Report, LookupOfTheLibraryReportsThatCheckingIsOff) {
     box.file("lib/vekinfo.tag", "VEKLIBRARY\n").directory("lib/cell").directory("other");
     const std::string off = "Info (vekinfo): Library checking is off, VEKLIBRARY entries will not be used.\n";
     EXPECT_EQ(off + "The vekinfo.tag file at: " + at("lib/vekinfo.tag") +

@@ -111,10 +111,10 @@ class Scan : public test::TagTest {
         return {TOV_INVALID_PATH, kLoop, box.path(directory), 0};
     }
     /// @return the reports except those about cycles
-    TagReports takeButLoops() {
-        TagReports taken = reports.take();
-        std::erase_if(taken, [](const test::TagReport &report) { return report.text == kLoop; });
-        return taken;
+    TagReports takeAllButLoops() {
+        TagReports collected = reports.take();
+        std::erase_if(collected, [](const test::TagReport &report) { return report.text == kLoop; });
+        return collected;
     }
     /// Runs `body` with a file system in memory at the new directory "big": many files are made and removed fast.
     void onBigTree(const std::function<void()> &body) {
@@ -170,7 +170,7 @@ TEST_F(Scan, TheNameMustBeExact) {
     EXPECT_EQ("", scan());
 }
 
-TEST_F(Scan, WhateverIsNoDirectoryCounts) {
+TEST_F(Scan, EveryFileTypeExceptDirectoryCounts) {
     box.fifo("lib/a/vekinfo.tag").link("lib/b/vekinfo.tag", "/none").link("lib/c/vekinfo.tag", "vekinfo.tag");
     box.file("lib/other", "").link("lib/d/vekinfo.tag", "../other").file("lib/e/vekinfo.tag", "", 0);
     EXPECT_EQ((Found{"lib/a", "lib/b", "lib/c", "lib/d", "lib/e"}), sortedRedundant());
@@ -280,16 +280,16 @@ TEST_F(Scan, ATargetThatCannotBeNormalizedIsReported) {
     const std::string absolute = box.path("$UNKNOWN");
     const std::string relative = box.path("lib/../$UNKNOWN");
     EXPECT_EQ("", scan());
-    TagReports taken = reports.take();
-    ASSERT_EQ(4U, taken.size());
-    if (taken[0].where == relative) { // the order of the two links is the directory's
-        std::rotate(taken.begin(), taken.begin() + 2, taken.end());
+    TagReports collected = reports.take();
+    ASSERT_EQ(4U, collected.size());
+    if (collected[0].where == relative) { // the order of the two links is the directory's
+        std::rotate(collected.begin(), collected.begin() + 2, collected.end());
     }
     EXPECT_EQ((TagReports{{TOV_PATH_PROCESSING, "tovNormalizePath", absolute, 0},
                           {TOV_INVALID_PATH, absolute, box.path("lib/a"), 0},
                           {TOV_PATH_PROCESSING, "tovNormalizePath", relative, 0},
                           {TOV_INVALID_PATH, relative, box.path("lib/b"), 0}}),
-              taken);
+              collected);
 }
 
 TEST_F(Scan, ATargetThatCannotBeReadIsReported) {
@@ -433,19 +433,19 @@ TEST_F(Scan, LinksThatCrossBetweenSubtreesEnd) {
     box.file("lib/b/vekinfo.tag", "").link("lib/b/link", box.path("lib/a"));
     EXPECT_EQ((Found{"lib/a", "lib/a", "lib/b", "lib/b"}), sortedRedundant())
         << "each is scanned by itself and through the link in the other";
-    TagReports taken = reports.take();
-    std::sort(taken.begin(), taken.end(),
+    TagReports collected = reports.take();
+    std::sort(collected.begin(), collected.end(),
               [](const test::TagReport &x, const test::TagReport &y) { return x.where < y.where; });
-    EXPECT_EQ((TagReports{loopIn("lib/a"), loopIn("lib/b")}), taken);
+    EXPECT_EQ((TagReports{loopIn("lib/a"), loopIn("lib/b")}), collected);
 }
 
 TEST_F(Scan, RelativeLinksThatCrossBetweenSubtreesEnd) {
     box.directory("lib/a").link("lib/a/link", "../b").directory("lib/b").link("lib/b/link", "../a");
     EXPECT_EQ("", scan());
-    TagReports taken = reports.take();
-    std::sort(taken.begin(), taken.end(),
+    TagReports collected = reports.take();
+    std::sort(collected.begin(), collected.end(),
               [](const test::TagReport &x, const test::TagReport &y) { return x.where < y.where; });
-    EXPECT_EQ((TagReports{loopIn("lib/a/../b"), loopIn("lib/b/../a")}), taken);
+    EXPECT_EQ((TagReports{loopIn("lib/a/../b"), loopIn("lib/b/../a")}), collected);
 }
 
 TEST_F(Scan, DirectoryOnTheDescentIsNotEnteredFromAbove) {
@@ -474,10 +474,10 @@ TEST_F(Scan, SiblingsWithLinksAreScannedOneAfterTheOther) {
     }
     box.file("other/vekinfo.tag", "");
     EXPECT_EQ((Found{"other", "other"}), redundant());
-    TagReports taken = reports.take();
-    std::sort(taken.begin(), taken.end(),
+    TagReports collected = reports.take();
+    std::sort(collected.begin(), collected.end(),
               [](const test::TagReport &x, const test::TagReport &y) { return x.where < y.where; });
-    EXPECT_EQ((TagReports{loopIn("lib/a"), loopIn("lib/b")}), taken);
+    EXPECT_EQ((TagReports{loopIn("lib/a"), loopIn("lib/b")}), collected);
 }
 
 TEST_F(Scan, ABindMountOfADirectoryAboveIsNoCycle) {
@@ -529,7 +529,7 @@ void linkToFollowing(test::Sandbox &box, int directories) {
     }
 }
 
-TEST_F(Scan, LinksToSiblingsAreFollowedInEveryWay) {
+TEST_F(Scan, LinksToSiblingsAreFollowedOnEveryPath) {
     linkToFollowing(box, 10);
     EXPECT_EQ(1023U, redundant().size()) << "every choice of them but none, in their order";
     EXPECT_EQ(kNoReports, reports.take());
@@ -594,7 +594,7 @@ TEST_F(Scan, AHundredReleasesOfAThousandLinkedCellsAreScanned) {
 
 // ---- the limit of ways through links
 
-TEST_F(Scan, MoreWaysThanTheLimitAreOneReport) {
+TEST_F(Scan, ExceededLimitIsReportedOnce) {
     constexpr unsigned kDirectories = 12; // 4095 ways
     constexpr unsigned kLinks = kDirectories * (kDirectories - 1) / 2;
     linkToFollowing(box, kDirectories);
@@ -608,10 +608,10 @@ TEST_F(Scan, MoreWaysThanTheLimitAreOneReport) {
         // Not all links have been read before the limit is reached.
         EXPECT_LE(kDirectories + 1000U + (perLink == 0 ? 0 : 1), found.size());
         EXPECT_GE(kDirectories + 1000U + perLink * kLinks, found.size());
-        const TagReports taken = reports.take();
-        ASSERT_EQ(1U, taken.size());
-        EXPECT_EQ((test::TagReport{TOV_INVALID_PATH, kLimit, taken[0].where, 0}), taken[0]);
-        EXPECT_EQ(0U, taken[0].where.find(box.path("lib/d")))
+        const TagReports collected = reports.take();
+        ASSERT_EQ(1U, collected.size());
+        EXPECT_EQ((test::TagReport{TOV_INVALID_PATH, kLimit, collected[0].where, 0}), collected[0]);
+        EXPECT_EQ(0U, collected[0].where.find(box.path("lib/d")))
             << "the directory with the first link not followed";
     }
 }
@@ -642,9 +642,9 @@ TEST_F(Scan, CompletelyLinkedDirectoriesEndAtTheLimit) {
     }
     const Found found = redundantWithin({.ways = 1000, .waysPerLink = 2});
     EXPECT_EQ(14U, (std::set<std::string>(found.begin(), found.end()).size()));
-    const TagReports taken = takeButLoops();
-    ASSERT_EQ(1U, taken.size());
-    EXPECT_EQ(kLimit, taken[0].text);
+    const TagReports collected = takeAllButLoops();
+    ASSERT_EQ(1U, collected.size());
+    EXPECT_EQ(kLimit, collected[0].text);
 }
 
 TEST_F(Scan, LinkedTagFilesAreReportedAtTheLimit) {
@@ -659,7 +659,7 @@ TEST_F(Scan, LinkedTagFilesAreReportedAtTheLimit) {
     EXPECT_EQ(1U, reports.take().size());
 }
 
-TEST_F(Scan, LinksToFilesAreNoWays) {
+TEST_F(Scan, LinksToFilesAreNotCounted) {
     box.file("file", "").directory("lib");
     for (int i = 0; i < 20; ++i) {
         box.link("lib/" + std::to_string(i), box.path("file"));
@@ -679,11 +679,11 @@ TEST_F(Scan, FileSystemsWithoutEntryTypesGiveTheSameReport) {
         .link("lib/up", "..")
         .link("lib/x", "x");
     const std::string text = scan();
-    const TagReports taken = reports.take();
-    EXPECT_EQ(TagReports{loopIn("lib")}, taken);
+    const TagReports collected = reports.take();
+    EXPECT_EQ(TagReports{loopIn("lib")}, collected);
     reading.hidesTypes = true;
     EXPECT_EQ(text, scan());
-    EXPECT_EQ(taken, reports.take());
+    EXPECT_EQ(collected, reports.take());
 }
 
 TEST_F(Scan, EntryTypesSaveSystemCalls) {
@@ -698,7 +698,7 @@ TEST_F(Scan, EntryTypesSaveSystemCalls) {
     EXPECT_EQ(0, test::faults::count("readlink"));
 }
 
-TEST_F(Scan, ALinkCostsTheSameAtEveryDepth) {
+TEST_F(Scan, CostOfALinkDoesNotDependOnDepth) {
     std::string deep = "lib";
     for (int i = 0; i < 50; ++i) {
         deep += "/d";
@@ -765,7 +765,7 @@ TEST_F(Scan, DirectoryThatCannotBeOpenedIsSkipped) {
     }
 }
 
-TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
+TEST_F(Scan, ScanReportsExhaustedMemory) {
     box.file("lib/a/vekinfo.tag", "").link("lib/a/cross", box.path("lib/d")).link("lib/d/cross", "../a");
     box.file("other/vekinfo.tag", "")
         .file("other/sub/vekinfo.tag", "")
@@ -789,12 +789,13 @@ TEST_F(Scan, WithoutMemoryTheScanSaysSo) {
         const Found found = redundant();
         isComplete = test::faults::count("malloc") < nth;
         test::faults::reset();
-        const TagReports taken = reports.take();
-        const auto saysWhy = [](const test::TagReport &report) {
+        const TagReports collected = reports.take();
+        const auto isMemoryReport = [](const test::TagReport &report) {
             return report.code == TOV_MEMORY_ERROR || report.code == TOV_PATH_PROCESSING;
         };
-        EXPECT_TRUE((found == all && taken == usual) || std::any_of(taken.begin(), taken.end(), saysWhy))
-            << nth << testing::PrintToString(taken) << testing::PrintToString(found);
+        EXPECT_TRUE((found == all && collected == usual) ||
+                    std::any_of(collected.begin(), collected.end(), isMemoryReport))
+            << nth << testing::PrintToString(collected) << testing::PrintToString(found);
         times += isComplete ? 0 : 1;
         ASSERT_GT(200, nth);
     }
