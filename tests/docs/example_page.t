@@ -1,4 +1,4 @@
-examples/README.md can be typed as it stands: each program with one command.
+The commands of examples/README.md work as written: one command builds each program.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ cp -R "$TESTDIR/../../examples" "$HOME/examples"

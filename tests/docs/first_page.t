@@ -1,9 +1,9 @@
-README.md can be typed as it stands, after one of its two commands.
+The commands of README.md work as written, after one of the two ways to install.
 
   $ . "$TESTDIR/../tool/transcript.sh"
   $ SOURCES=$(cd "$TESTDIR/../.." && pwd)
 
-Its commands print what it says. The directory is like that of the built sources:
+They print what README.md shows. The directory is like that of the built sources:
 
   $ mkdir -p sources/build/release/tool
   $ ln -s "$SOURCES/examples" sources

@@ -22,7 +22,7 @@ With a global temporary root:
   adders/ripple
   adders/ripple/layout
 
-With an implicit temporary directory, which comes first:
+With an implicit temporary directory, which is used first:
 
   $ export SCRATCH="$TREE/scratch"
   $ shown where_to_write adders ripple layout layout.txt

@@ -1,5 +1,5 @@
-// The tool as a whole, beneath which something fails: an allocation, a system call, or it is killed. Whatever happens,
-// a tag file is the old one or the new one.
+// Fault injection into whole runs of the tool: an allocation or a system call fails, or the tool is killed. Every tag
+// file must be the old or the new one.
 
 #include <algorithm>
 #include <array>

@@ -244,7 +244,7 @@ TEST_F(LocalSearch, ARelativeTargetCountsFromTheDirectoryOfTheLink) {
 TEST_F(LocalSearch, DotDotInATargetIsNotResolved) {
     box.file("a/vekinfo.tag", "X 1\n").directory("x/y/c");
     box.link("a/b", "../x/y");
-    // Above a/../x comes a/.., and above that a itself.
+    // The parent of a/../x is a/.., and the parent of that is a itself.
     EXPECT_EQ(at("a/vekinfo.tag"), where(at("a/b/c"), "X"));
 }
 

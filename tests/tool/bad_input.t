@@ -1,9 +1,9 @@
-Tag files that are none, and other odd input.
+Invalid tag files and other unusual input.
 
   $ . "$TESTDIR/transcript.sh"
   $ mkdir nul eof dir pipe null loop long crlf
 
-A NUL byte ends its line; the next line counts, also without a newline at the end:
+A NUL byte ends its line; the next line is parsed, even without a newline at the end:
 
   $ printf 'A 1\000 junk\n\000B 2\n\377\376 \200\nC 3' >nul/vekinfo.tag
   $ vekinfo -path nul -lookup A
@@ -51,7 +51,7 @@ Directories, pipes and devices have no content. A pipe is opened without waiting
   vekinfo searching relative to 'null':
   Info (vekinfo): could not locate an entry for 'A' in any vekinfo.tag file.
 
-They are not written either:
+They are not written:
 
   $ timeout 10 vekinfo -path dir -clearentry A
   Error (tov): 'system error' opening for write : dir.

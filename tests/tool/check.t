@@ -1,4 +1,4 @@
-`-checklibrary` looks at every library that the first `vek.lib` of the search list defines.
+`-checklibrary` checks every library that the first `vek.lib` of the search list defines.
 
   $ . "$TESTDIR/transcript.sh"
 
@@ -31,7 +31,7 @@ With -verbose, libraries that have the entry are printed, others are not:
   find: .no_such_directory.: No such file or directory (re)
   [1]
 
-The namespace must suit the file system. An unset one always does:
+The namespace must match the file system. An unset one always matches:
 
   $ printf 'VEKLIBRARY\nNAMESPACE LibraryNT\n' >adders/vekinfo.tag
   $ vekinfo -checklibrary
@@ -142,7 +142,7 @@ A target that cannot be normalized is reported twice: by tovNormalizePath(), and
   
   $ rm multipliers/link
 
-Cyclic links are no directories. An unreadable directory is skipped:
+Cyclic links are not directories. An unreadable directory is skipped:
 
   $ ln -s link multipliers/link
   $ mkdir multipliers/secret

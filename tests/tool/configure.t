@@ -7,7 +7,7 @@
   > DEFINE multipliers multipliers
   > EOF
 
-A library without a tag file gets one with the entries alone:
+A library without a tag file gets one that contains only the entries:
 
   $ echo VEKLIBRARY >multipliers/vekinfo.tag
   $ vekinfo -configurelibrary

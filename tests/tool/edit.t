@@ -114,8 +114,8 @@ Clearing an application entry keeps the entries of that name and drops the other
   $ vekinfo -path app -clearentry Z
   $ settings app/vekinfo.tag
 
-Adding clears first. So it drops the entries of other names, and puts a second value behind the first, which
-goes on answering:
+Adding clears the name first, which removes the entries of other names. A second value is written after the first;
+lookups still return the first:
 
   $ printf 'A 1\nB 2\n' >app/vekinfo.tag
   $ vekinfo -path app -addentry C 3

@@ -331,7 +331,7 @@ class RunningTool {
         }
     }
 
-    /// Reads until `size` bytes have come, or nothing comes for 20 seconds.
+    /// Reads `size` bytes. Returns earlier if nothing arrives for 20 seconds.
     [[nodiscard]] std::string read(std::size_t size) const {
         std::string text;
         pollfd waiting = {output_, POLLIN, 0};

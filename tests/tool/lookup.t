@@ -1,4 +1,4 @@
-`-lookup` answers named entries.
+`-lookup` prints the values of entries.
 
   $ . "$TESTDIR/transcript.sh"
   $ mkdir -p lib/cell

@@ -1,4 +1,4 @@
-Where an entry comes from.
+The tag file that defines an entry.
 
   $ . "$TESTDIR/transcript.sh"
 
@@ -16,7 +16,7 @@ The nearest file at or above the path that defines the entry is used:
   $TREE/proj/vekinfo.tag
       defines 'OWNER datapath-team'.
 
-A symbolic link on the way up is followed: above proj/alias/cell comes what the link leads to.
+A symbolic link among the parents is followed: the target of proj/alias is the parent of proj/alias/cell.
 
   $ mkdir -p store/v2/cell
   $ printf 'DMTYPE lopa\n' >store/vekinfo.tag
@@ -49,7 +49,7 @@ A dangling link ends the search:
   $TREE/proj/vekinfo.tag
       defines 'DMTYPE pkm'.
 
-When no directory defines the entry, the tag files along the search list are asked: the working directory, the
+When no directory defines the entry, the tag files along the search list are read: the working directory, the
 work area, the search directory, the home directory, the project and the site, in that order.
 
   $ mkdir area search project site empty

@@ -46,8 +46,8 @@ class TerminalRun {
         close(terminal_);
     }
 
-    /// Reads what the tool writes to the terminal until `text` has come or `ms` milliseconds have passed.
-    /// @return everything that has come so far
+    /// Reads what the tool writes to the terminal until `text` has arrived or `ms` milliseconds have passed.
+    /// @return all output so far
     const std::string &readUntil(const std::string &text, int ms) {
         for (int waited = 0; waited < ms && seen_.find(text) == std::string::npos; waited += 50) {
             readFor(50);
@@ -55,7 +55,7 @@ class TerminalRun {
         return seen_;
     }
 
-    /// @return everything that has come when the tool has ended
+    /// @return all output when the tool has ended
     const std::string &readToEnd() {
         for (int waited = 0; waited < 20'000 && readFor(50); waited += 50) {
         }
