@@ -6,7 +6,6 @@
 #include "common/base/print.h"
 #include "common/platform/line_reader.h"
 #include "common/platform/open_text.h"
-#include "common/platform/size_limit.h"
 #include "common/platform/vek_file.h"
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
@@ -23,6 +22,7 @@
 #include "tool/vekinfo_args.h"
 #include "tool/vekinfo_scan.h"
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -274,8 +274,6 @@ int tovVeklibCheck(const char *libFile, int configure) {
 }
 
 int vekinfo::checkLibraries(const char *libFile, int configure, const WorkerSettings &settings) {
-    // Ignore SIGXFSZ during the whole check, because worker threads must not change signal dispositions of the process.
-    const vek::SizeLimitSignalGuard guard;
     Progress progress;
     const int code = rynInit(libFile, 0, testParseWarnHandler, testErrHandler, &checked.registry);
     if (code != RYN_OK) {
@@ -291,6 +289,11 @@ int vekinfo::checkLibraries(const char *libFile, int configure, const WorkerSett
 }
 
 int tovCheckOrConfigLibrary(int configure) {
+    // Ignore SIGXFSZ until the process ends: a write beyond RLIMIT_FSIZE must not end it during a probe, and no thread
+    // may change the signal dispositions while other threads run.
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    static_cast<void>(sigaction(SIGXFSZ, &ignore, nullptr));
     char **files = nullptr;
     const int status = puxFullSearch(nullptr, "vek.lib", "veksetup", &files);
     if (status != PUX_OK) {

@@ -277,6 +277,7 @@ TEST_F(LibrariesAhead, OneDirectoryIsProbedByOneThreadAtATime) {
     box.directory("a").link("b", "a").directory("c");
     vekinfo::ProbeGate gate;
     std::vector<std::thread> threads;
+    threads.reserve(8);
     std::atomic<int> wrong = 0;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&gate, &wrong, path = box.path(std::string(1, "abc"[i % 3]))] {
@@ -471,6 +472,26 @@ TEST_F(LibrariesAhead, SignalsLeaveNoProbeFilesOnAFastFileSystem) {
         tool.wait();
         EXPECT_EQ(0, probeFilesBelow(box.path()));
     }
+}
+
+TEST_F(LibrariesAhead, TheLimitOnFileSizesDoesNotEndTheCheck) {
+    makeLibraries(3, kUnix);
+    const std::string output = box.path("output");
+    const pid_t tool = fork();
+    if (tool == 0) {
+        const rlimit none = {0, 0};
+        const int file = open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+        std::signal(SIGXFSZ, SIG_DFL);
+        if (dup2(file, STDOUT_FILENO) >= 0 && setrlimit(RLIMIT_FSIZE, &none) == 0) {
+            execl(VEK_TEST_VEKINFO, VEK_TEST_VEKINFO, "-verbose", "-checklibrary", nullptr);
+        }
+        _exit(127);
+    }
+    int status = -1;
+    EXPECT_EQ(tool, waitpid(tool, &status, 0));
+    EXPECT_FALSE(WIFSIGNALED(status)) << status;
+    EXPECT_EQ("", box.read("output"));
+    EXPECT_EQ(0, probeFilesBelow(box.path()));
 }
 
 TEST_F(LibrariesAhead, ReportsBeforeAHangingLibraryArePrinted) {
