@@ -77,8 +77,8 @@ struct CacheSearch {
 /// Finds the object of the tag file `tagPath` in `cache`. If it is not there, parses the file and adds the object to
 /// `cache`. Unlike tovGetVekinfoAtLoc(), does not call an error handler, so the caller must report the error.
 /// @param element  the name of an entry, or null
-/// @return the object. The report can be TOV_NO_SUCH_FILE with a null text, which the caller must not report, because a
-///         tag file may be missing; or the error of reading the file
+/// @return the object, or the error of reading the file. If the file is missing, the error is TOV_NO_SUCH_FILE with a
+///         null text; the caller must not report this error
 CacheSearch findOrRead(TagCache &cache, const char *tagPath, const char *element);
 
 /// Stores `obj` in the cache. If an object with the same path is already cached, replaces only those fields of the

@@ -33,8 +33,8 @@ enum class Opened {
 /// Result of EditedFile::readContent().
 enum class ContentRead { Done, Failed, NoMemory };
 
-/// Location of a file: a descriptor of its directory, and its name in this directory. Unlike a path, it remains valid if
-/// the directory is renamed.
+/// Location of a file: a descriptor of its directory, and its name in this directory. Unlike a path, it remains valid
+/// if the directory is renamed.
 struct FileLocation {
     vek::OwnedDescriptor directory;
     vek::OwnedText name;
