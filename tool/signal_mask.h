@@ -6,9 +6,9 @@
 
 namespace vekinfo {
 
-/// A set of signals with numbers below 32. A sigset_t is a bit set in the C libraries of Linux: the bit n - 1 stands for the
-/// signal n. sigaddset() and sigismember() would be two more imported functions, which every start of the tool has to look
-/// up.
+/// A set of signals with numbers below 32. In the C libraries of Linux, a sigset_t is a bit set in which bit n - 1
+/// represents signal n. sigaddset() and sigismember() are not used: they would be two more imported functions, which
+/// the dynamic linker would have to look up at every start of the tool.
 class SignalSet {
   public:
     SignalSet() = default;
