@@ -2,7 +2,7 @@
 // each pattern once, and of one that compiles each pattern for each string. All three copy what matches.
 
 #include "common/expressions/vek_regexp.h"
-#include "common/text/vek_strlist.h"
+#include "common/text/owned_strlist.h"
 
 #include <array>
 #include <benchmark/benchmark.h>
@@ -14,10 +14,7 @@ namespace {
 
 constexpr int kStrings = 100'000;
 
-struct FreeStrlist {
-    void operator()(char **list) const { vekFreeStrlist(list); }
-};
-using Strlist = std::unique_ptr<char *, FreeStrlist>;
+using Strlist = vek::OwnedStrlist;
 
 struct FreeExpression {
     void operator()(vek_regexp *expression) const { std::free(expression); }

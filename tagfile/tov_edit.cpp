@@ -53,7 +53,7 @@ Report findSyntaxError(const Keywords &keywords, const Words &words) {
         composeSettings(keywords, trial, text, rejected);
         error = text.isWhole() ? rejected.first() : kNoMemory;
     }
-    toviClearInfoObj(&trial);
+    clearInfoObj(&trial);
     return error;
 }
 
@@ -224,7 +224,7 @@ class Edit {
         if (isDone && hasOthers) {
             swapEntries(*obj_, kept);
         }
-        toviClearInfoObj(&kept);
+        clearInfoObj(&kept);
         return isDone;
     }
 

@@ -132,7 +132,7 @@ int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int 
         obj->line = read.line;
     }
     const int merged = tov::merge(read, path, obj);
-    toviClearInfoObj(&read);
+    tov::clearInfoObj(&read);
     const bool hasFailed = merged != TOV_OK || report.isError();
     // If the file could not be opened, no line was read (`hasLines` is false), and `*found` must not change.
     if (found != nullptr && (hasElement || (hasFailed && hasLines))) {

@@ -79,7 +79,7 @@ LinkRead readAndCacheLink(const vek::PathText &path, const char *start, RecordTa
     vek::OwnedText pathCopy = vek::copyText(path.view());
     vek::OwnedText targetCopy = vek::copyText(normalized.view());
     if (!link || !pathCopy || !targetCopy) {
-        return {toviReportNoMemory(), nullptr};
+        return {reportNoMemory(), nullptr};
     }
     *link = {nullptr, pathCopy.release(), targetCopy.release()};
     links.insert(link.get());

@@ -30,7 +30,7 @@ void tovInitVekinfoObj(VekinfoObj *obj) {
     obj->libcheck = TOV_UNSET;
 }
 
-OwnedInfoObj makeEmptyInfoObj(const char *path) {
+tov::OwnedInfoObj tov::makeEmptyInfoObj(const char *path) {
     OwnedInfoObj obj(static_cast<VekinfoObj *>(std::malloc(sizeof(VekinfoObj))));
     if (!obj) {
         return nullptr;
@@ -44,7 +44,7 @@ OwnedInfoObj makeEmptyInfoObj(const char *path) {
 
 int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {
     *out = nullptr;
-    OwnedInfoObj copy = makeEmptyInfoObj();
+    tov::OwnedInfoObj copy = tov::makeEmptyInfoObj();
     if (!copy) {
         return TOV_OK;
     }
@@ -60,14 +60,14 @@ int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src) {
     return TOV_OK;
 }
 
-void swapEntries(VekinfoObj &a, VekinfoObj &b) {
+void tov::swapEntries(VekinfoObj &a, VekinfoObj &b) {
     std::swap(a.names, b.names);
     std::swap(a.namesSize, b.namesSize);
     std::swap(a.values, b.values);
     std::swap(a.valuesSize, b.valuesSize);
 }
 
-void toviClearInfoObj(VekinfoObj *obj) {
+void tov::clearInfoObj(VekinfoObj *obj) {
     std::free(obj->path);
     std::free(obj->dmtype);
     vekFreeStrlist(obj->names);
@@ -77,11 +77,11 @@ void toviClearInfoObj(VekinfoObj *obj) {
 
 void tovDestroyInfoObj(VekinfoObj *obj) {
     if (obj != nullptr) {
-        toviClearInfoObj(obj);
+        tov::clearInfoObj(obj);
         std::free(obj);
     }
 }
 
-int toviReportNoMemory() {
-    return tov::makeReport(tov::kNoMemory, nullptr, nullptr);
+int tov::reportNoMemory() {
+    return makeReport(kNoMemory, nullptr, nullptr);
 }

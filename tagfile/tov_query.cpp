@@ -34,7 +34,8 @@ bool findAlongSearchList(const char *element, VekinfoObj *obj) {
     const int status = puxFullSearch(nullptr, tov::kTagFileName.data(), kTagFileGroup, &files);
     if (status != PUX_OK) {
         if (status == PUX_MEMORY_ERROR) {
-            toviReportNoMemory(); // without a report, the caller could not distinguish this from an undefined entry
+            tov::
+                reportNoMemory(); // without a report, the caller could not distinguish this from an undefined entry
         }
         return false;
     }

@@ -62,7 +62,7 @@ ParseResult readTagFile(const Keywords &keywords, const char *path, const char *
         if (!hasChanged(file.get(), status)) {
             return result;
         }
-        toviClearInfoObj(&obj);
+        clearInfoObj(&obj);
         if (lseek(file.get(), 0, SEEK_SET) != 0) {
             return {.report =
                         kCannotRead}; // Not reached: lseek() to the start of a regular file does not fail

@@ -23,6 +23,8 @@ int tovMakeVekinfoObj(VekinfoObj **out, const VekinfoObj *src);
 void tovDestroyInfoObj(VekinfoObj *obj);
 }
 
+namespace tov {
+
 struct DestroyInfoObj {
     void operator()(VekinfoObj *obj) const { tovDestroyInfoObj(obj); }
 };
@@ -37,9 +39,11 @@ OwnedInfoObj makeEmptyInfoObj(const char *path = nullptr);
 void swapEntries(VekinfoObj &a, VekinfoObj &b);
 
 /// Frees the strings and lists of `obj` and sets all fields to their initial values.
-void toviClearInfoObj(VekinfoObj *obj);
+void clearInfoObj(VekinfoObj *obj);
 
 /// Calls tovPrintError() with TOV_MEMORY_ERROR. @return TOV_MEMORY_ERROR
-int toviReportNoMemory();
+int reportNoMemory();
+
+} // namespace tov
 
 #endif

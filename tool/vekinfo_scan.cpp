@@ -315,7 +315,7 @@ class Scan {
             reportNoMemory(directory());
             return false;
         }
-        if (!guard_.countWay(level.links)) {
+        if (!guard_.countFollowedLink(level.links)) {
             isLimitReached_ = true;
             tovPrintError(TOV_INVALID_PATH, "too many ways through symbolic links, the rest are not followed",
                           directory(), 0);

@@ -13,14 +13,14 @@
 
 namespace vek {
 
-/// The maximum number of times that one walk may follow symbolic links to directories: `ways` times in total, plus
-/// `waysPerLink` times for each different link in the tree.
+/// The maximum number of times that one walk may follow symbolic links to directories: `followed` times in total, plus
+/// `followedPerLink` times for each different link in the tree.
 struct LinkLimit {
-    std::uint64_t ways = 1'000'000;
+    std::uint64_t followed = 1'000'000;
     /// Must be more than 41, so that a tree with only one cycle never reaches the limit. Linux resolves at most 40
     /// links in one path. A walk through the cycle therefore visits each directory, and follows each link in it, at
     /// most 41 times.
-    std::uint64_t waysPerLink = 64;
+    std::uint64_t followedPerLink = 64;
 };
 
 /// Detects cycles in one depth-first walk, and limits how many symbolic links to directories the walk follows.
@@ -29,7 +29,7 @@ struct LinkLimit {
 ///   reaches an ancestor again, there is a cycle. A walk that never enters an ancestor again cannot be deeper than
 ///   the number of directories.
 /// - Exponential walks: n directories, each with two links to the next one, give 2^n paths without any cycle.
-///   Therefore countWay() compares the number of followed links with a limit. Each different link increases the
+///   Therefore countFollowedLink() compares the number of followed links with a limit. Each different link increases the
 ///   limit, so that a large tree in which each link is followed a few times is walked completely.
 ///
 /// Each operation takes O(1) time. Memory grows with the number of ancestors and of different directories with links.
@@ -44,20 +44,20 @@ class WalkGuard {
     /// the same arguments.
     /// @return true; false if memory is exhausted, and leave() must then not be called
     [[nodiscard]] bool enter(const DirectoryIdentity &directory, std::size_t level) {
-        return descent_.find(directory) != nullptr || descent_.store(directory, level);
+        return ancestors_.find(directory) != nullptr || ancestors_.store(directory, level);
     }
 
     void leave(const DirectoryIdentity &directory, std::size_t level) {
-        const std::size_t *entered = descent_.find(directory);
+        const std::size_t *entered = ancestors_.find(directory);
         if (entered != nullptr && *entered == level) {
-            descent_.erase(directory);
+            ancestors_.erase(directory);
         }
     }
 
     /// @return the depth of the ancestor `directory`, the lowest one if the walk has entered it several times; nullopt
     ///         if `directory` is not an ancestor
     [[nodiscard]] std::optional<std::size_t> levelOf(const DirectoryIdentity &directory) const {
-        const std::size_t *level = descent_.find(directory);
+        const std::size_t *level = ancestors_.find(directory);
         return level == nullptr ? std::nullopt : std::optional(*level);
     }
 
@@ -82,19 +82,20 @@ class WalkGuard {
     /// @param links  the result of meetLinksOf() for the directory that contains the link. For New, the link also
     ///               increases the number of different links, and with it the limit
     /// @return true; false if the number of followed links is now larger than the limit
-    [[nodiscard]] bool countWay(Links links) {
+    [[nodiscard]] bool countFollowedLink(Links links) {
         differentLinks_ += links == Links::New ? 1 : 0;
-        ++ways_;
-        return ways_ <= limit_.ways + limit_.waysPerLink * differentLinks_;
+        ++followed_;
+        return followed_ <= limit_.followed + limit_.followedPerLink * differentLinks_;
     }
 
   private:
     struct Nothing {};
 
     LinkLimit limit_;
-    IdentityMap<std::size_t> descent_; ///< the ancestors of the walk, each with its lowest level
-    IdentityMap<Nothing> linksRead_;   ///< the directories that meetLinksOf() was called for
-    std::uint64_t ways_ = 0;
+    IdentityMap<std::size_t>
+        ancestors_;                  ///< the depth-first search path, each directory with its lowest level
+    IdentityMap<Nothing> linksRead_; ///< the directories that meetLinksOf() was called for
+    std::uint64_t followed_ = 0;
     std::uint64_t differentLinks_ = 0;
 };
 

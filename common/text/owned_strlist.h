@@ -1,20 +1,11 @@
 #ifndef COMMON_OWNED_STRLIST_H
 #define COMMON_OWNED_STRLIST_H
 
-#include "common/text/vek_strlist.h"
+#include "common/text/veki_strlist.h"
 
-#include <memory>
 #include <utility>
 
 namespace vek {
-
-struct FreeStrlist {
-    void operator()(char **list) const { vekFreeStrlist(list); }
-};
-
-/// Smart pointer that owns a string list (vek_strlist.h), which is a null-terminated array of strings. It frees the
-/// array and the strings with vekFreeStrlist().
-using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
 /// Appends a copy of `s` to the string list `list`, like vekAddToStrlist(), but does not call the error hook. A caller
 /// may hold a file lock, and the error hook is a function of the program that could run for a long time.

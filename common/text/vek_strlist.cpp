@@ -30,11 +30,6 @@ constexpr int kLargeStep = 2048;
 /// be faster.
 constexpr int kSearchMinimum = 64;
 
-struct FreeList {
-    void operator()(char **list) const { vekFreeStrlist(list); }
-};
-using OwnedList = std::unique_ptr<char *, FreeList>;
-
 bool mustGrow(const char *const *list, int count, int size) {
     return list == nullptr || count > static_cast<long long>(size) - 2;
 }
@@ -224,7 +219,8 @@ char **vekCopyStrlist(char **list) {
         return nullptr;
     }
     const int count = vekGetStrlistSize(list);
-    OwnedList copy(static_cast<char **>(std::calloc(static_cast<std::size_t>(count) + 1, sizeof(char *))));
+    vek::OwnedStrlist copy(
+        static_cast<char **>(std::calloc(static_cast<std::size_t>(count) + 1, sizeof(char *))));
     if (!copy) {
         return nullptr;
     }

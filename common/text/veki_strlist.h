@@ -1,9 +1,22 @@
 #ifndef VEKI_STRLIST_H
 #define VEKI_STRLIST_H
 
-/// addToStrlist(): adds a string to a string list without calling the error hook after a failure.
+/// Internal functions and types for string lists: an owner that frees a list, and addToStrlist(), which adds a string
+/// without calling the error hook after a failure.
+
+#include "common/text/vek_strlist.h"
+
+#include <memory>
 
 namespace vek {
+
+struct FreeStrlist {
+    void operator()(char **list) const { vekFreeStrlist(list); }
+};
+
+/// Smart pointer that owns a string list (vek_strlist.h), which is a null-terminated array of strings. It frees the
+/// array and the strings with vekFreeStrlist().
+using OwnedStrlist = std::unique_ptr<char *, FreeStrlist>;
 
 /// The result of addToStrlist().
 enum class StrlistAddition { Done, NoMemoryForCopy, NoMemoryForList };

@@ -1,6 +1,6 @@
 // Word splitting: an input is a text. The words are compared with a model that reads character by character.
 
-#include "common/text/vek_strlist.h"
+#include "common/text/owned_strlist.h"
 #include "fuzz/support/target.h"
 
 #include <cstdlib>
@@ -12,11 +12,6 @@
 namespace {
 
 using Words = std::vector<std::string>;
-
-struct FreeList {
-    void operator()(char **list) const { vekFreeStrlist(list); }
-};
-using OwnedList = std::unique_ptr<char *, FreeList>;
 
 bool isSpace(char c) {
     return c != '\0' && std::strchr(" \t\n\v\f\r", c) != nullptr;
@@ -82,7 +77,7 @@ void run(Box & /*box*/, Input input) {
     std::string text(input.rest().substr(0, std::size_t{2} * VEK_PATH_SIZE + 100));
     text.resize(std::strlen(text.c_str()));
     int count = 0;
-    OwnedList list(vekStrToStrlist(text.c_str(), &count, nullptr));
+    vek::OwnedStrlist list(vekStrToStrlist(text.c_str(), &count, nullptr));
     const Words words = wordsOf(list.get());
     const Words expected = modelOf(text);
     if (words != expected) {
@@ -104,7 +99,7 @@ void run(Box & /*box*/, Input input) {
     }
     require(joined && joined.get() == expectedJoin, "a joined list is its strings behind separators");
     vekSortStrlist(list.get(), count);
-    const OwnedList copy(vekCopyStrlist(list.get()));
+    const vek::OwnedStrlist copy(vekCopyStrlist(list.get()));
     require(wordsOf(copy.get()) == wordsOf(list.get()), "a copy has the same strings");
 }
 

@@ -2,7 +2,7 @@
 // Searches the implicit temporary directory, the explicit one, and then the library's own directory or archive. The
 // search ends at the first directory that contains the object, even if the access tests fail there.
 
-#include "libdef/ryn.h"
+#include "libdef/access/ryni_query.h"
 
 #include "common/text/fixed_text.h"
 #include "fs/owned_spec.h"
@@ -142,6 +142,10 @@ class Query {
 
 } // namespace
 
+int ryn::queryObject(rynRegistry *registry, rynLibrary &library, unsigned flags, const ObjectNames &names) {
+    return Query(registry, library, flags, names).run();
+}
+
 int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *cell, const char *view,
              const char *file) {
     rynRegistry *registry = ryn::registryOf(handle);
@@ -152,5 +156,5 @@ int rynQuery(rynHandle handle, unsigned flags, const char *library, const char *
     if (record == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    return Query(registry, *record, flags, {.cell = cell, .view = view, .file = file}).run();
+    return ryn::queryObject(registry, *record, flags, {.cell = cell, .view = view, .file = file});
 }

@@ -5,7 +5,13 @@
 
 #include "libdef/ryn.h"
 
+#include "common/text/fixed_text.h"
 #include "common/text/owned_strlist.h"
+#include "libdef/access/ryni_get_path.h"
+#include "libdef/access/ryni_query.h"
+#include "libdef/access/ryni_tmp.h"
+#include "libdef/registry/ryni_error.h"
+#include "libdef/registry/ryni_settings.h"
 #include "search/pux.h"
 
 #include <array>
@@ -40,13 +46,21 @@ class LibraryDirectories {
     /// @param mode     the member that contains the rynGetPath() mode: DirectoryKind::readMode or
     ///                 DirectoryKind::writeMode
     LibraryDirectories(rynHandle handle, const char *library, unsigned DirectoryKind::*mode) {
-        if (library == nullptr ||
-            rynQuery(handle, RYN_QUERY_EXISTS, library, nullptr, nullptr, nullptr) != RYN_OK) {
+        if (library == nullptr) {
+            return;
+        }
+        rynRegistry *const registry = ryn::registryOf(handle);
+        if (registry == nullptr) {
+            ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynQuery()");
+            return;
+        }
+        rynLibrary *const record = ryni_get_libp(registry, library);
+        if (record == nullptr || ryn::queryObject(registry, *record, RYN_QUERY_EXISTS, {}) != RYN_OK) {
             return;
         }
         for (const DirectoryKind &kind : kDirectoryKinds) {
-            if (kind.temporary == 0 || rynLibHasTmp(handle, library, kind.temporary) == RYN_OK) {
-                add(handle, library, kind.*mode);
+            if (kind.temporary == 0 || ryn::hasTmp(*record, kind.temporary)) {
+                add(*registry, *record, kind.*mode);
             }
         }
     }
@@ -56,17 +70,14 @@ class LibraryDirectories {
     [[nodiscard]] char **list() { return list_.data(); }
 
   private:
-    void add(rynHandle handle, const char *library, unsigned mode) {
-        Path &path = paths_[count_];
-        if (rynGetPath(handle, mode, library, nullptr, nullptr, nullptr, path.data(), path.size()) ==
-            RYN_OK) {
-            list_[count_++] = path.data();
+    void add(const rynRegistry &registry, const rynLibrary &library, unsigned mode) {
+        vek::PathText &path = paths_[count_];
+        if (ryn::findPath(&registry, library, mode, {}, path) == RYN_OK) {
+            list_[count_++] = const_cast<char *>(path.c_str());
         }
     }
 
-    using Path = std::array<char, VEK_PATH_SIZE>;
-
-    std::array<Path, kDirectoryKinds.size()> paths_; // not initialized: list_ has only paths that were stored
+    std::array<vek::PathText, kDirectoryKinds.size()> paths_;
     std::array<char *, kDirectoryKinds.size() + 1> list_ = {};
     std::size_t count_ = 0;
 };

@@ -8,6 +8,7 @@
 #include "common/platform/vek_path.h"
 #include "common/text/ascii.h"
 #include "common/text/fixed_text.h"
+#include "libdef/access/ryni_tmp.h"
 #include "libdef/paths/ryni_full_path.h"
 #include "libdef/paths/ryni_nsl_path.h"
 #include "libdef/registry/ryni_attributes.h"
@@ -187,10 +188,5 @@ int rynLibHasTmp(rynHandle handle, const char *library, unsigned which) {
     if (record == nullptr) {
         return RYN_LIBRARY_NOT_DEFINED;
     }
-    const bool hasExplicit = record->explicitTmp != nullptr;
-    const bool isFromGlobal = (record->flags & ryn::kTmpFromGlobal) != 0;
-    const bool has = ((which & RYN_TMP_EXPLICIT) != 0 && hasExplicit && !isFromGlobal) ||
-                     ((which & RYN_TMP_GLOBAL) != 0 && hasExplicit && isFromGlobal) ||
-                     ((which & RYN_TMP_IMPLICIT) != 0 && record->implicitTmp != nullptr);
-    return has ? RYN_OK : RYN_ATTRIBUTE_NOT_ASSIGNED;
+    return ryn::hasTmp(*record, which) ? RYN_OK : RYN_ATTRIBUTE_NOT_ASSIGNED;
 }

@@ -37,6 +37,16 @@ VEK_END_DECLS
 
 namespace ryn {
 
+/// Returns whether `library` has a temporary directory of one of the kinds `which`.
+/// @param which  RYN_TMP_... values, combined by OR
+inline bool hasTmp(const rynLibrary &library, unsigned which) {
+    const bool hasExplicit = library.explicitTmp != nullptr;
+    const bool isFromGlobal = (library.flags & kTmpFromGlobal) != 0;
+    return ((which & RYN_TMP_EXPLICIT) != 0 && hasExplicit && !isFromGlobal) ||
+           ((which & RYN_TMP_GLOBAL) != 0 && hasExplicit && isFromGlobal) ||
+           ((which & RYN_TMP_IMPLICIT) != 0 && library.implicitTmp != nullptr);
+}
+
 /// Records which libraries already have a temporary directory in the global temporary root, while one registry is
 /// created.
 /// applyGlobalRoot() is called at the end of each library definition file. With this record, it processes only the

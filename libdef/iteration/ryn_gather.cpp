@@ -417,18 +417,18 @@ class DeepWalk {
             break;
         }
         const bool isLink = entry.type == DT_LNK || (entry.type == DT_UNKNOWN && tree_.isLink());
-        const int counted = isLink ? countWay(level) : static_cast<int>(RYN_OK);
+        const int counted = isLink ? countFollowedLink(level) : static_cast<int>(RYN_OK);
         return counted == RYN_OK ? enter() : counted;
     }
 
-    int countWay(Level &holder) {
+    int countFollowedLink(Level &holder) {
         if (holder.links == Links::Unread && holder.identity) {
             holder.links = guard_.meetLinksOf(*holder.identity);
         }
         if (holder.links == Links::NoMemory) {
             return RYN_MEMORY_ERROR;
         }
-        return guard_.countWay(holder.links) ? RYN_OK : RYN_SYSTEM_ERROR;
+        return guard_.countFollowedLink(holder.links) ? RYN_OK : RYN_SYSTEM_ERROR;
     }
 
     Tree &tree_;

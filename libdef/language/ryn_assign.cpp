@@ -94,12 +94,8 @@ int executeAssign(const Command &command) {
 }
 
 int executeUnassign(const Command &command) {
-    const char *const name = command.argument(0);
-    rynLibrary *const library = ryni_get_libp(command.registry, name);
-    if (library == nullptr) {
-        return RYN_OK;
-    }
-    if (const Ending ended = checkCase(command, *library, name)) {
+    rynLibrary *library = nullptr;
+    if (const Ending ended = findDefined(command, library)) {
         return *ended;
     }
     rynAttribute *const attribute = findAttribute(*library, toUpperCase(command.argument(1)));

@@ -213,12 +213,8 @@ int executeSoftDefine(const Command &command) {
 }
 
 int executeUndefine(const Command &command) {
-    const char *const name = command.argument(0);
-    rynLibrary *const library = ryni_get_libp(command.registry, name);
-    if (library == nullptr) {
-        return RYN_OK;
-    }
-    if (const Ending ended = checkCase(command, *library, name)) {
+    rynLibrary *library = nullptr;
+    if (const Ending ended = findDefined(command, library)) {
         return *ended;
     }
     const OwnedLibrary removed(library);
@@ -226,6 +222,12 @@ int executeUndefine(const Command &command) {
         return command.diagnose(RYN_INTERNAL_ERROR, "lost library on list in undefine");
     }
     return RYN_OK;
+}
+
+Ending findDefined(const Command &command, rynLibrary *&library) {
+    const char *const name = command.argument(0);
+    library = ryni_get_libp(command.registry, name);
+    return library == nullptr ? Ending(RYN_OK) : checkCase(command, *library, name);
 }
 
 Ending checkCase(const Command &command, const rynLibrary &library, const char *name) {

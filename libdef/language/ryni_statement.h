@@ -79,6 +79,11 @@ int executeUnassign(const Command &command);
 /// @return nullopt to continue the statement; the value that the warning handler returned if that is not 0
 Ending checkCase(const Command &command, const rynLibrary &library, const char *name);
 
+/// Finds the library of an UNDEFINE or UNASSIGN, which its first argument names, and calls checkCase() for it.
+/// @param library  receives the library, or null
+/// @return nullopt to continue the statement; RYN_OK if the library is not defined; otherwise the result of checkCase()
+Ending findDefined(const Command &command, rynLibrary *&library);
+
 /// Calls the warning handler with RYN_DIRECTORY_REUSED if another library directory or explicit temporary directory is
 /// equal to `nslPath`, contains it, or is inside it. One match is allowed: the directory that the statement itself has
 /// stored.

@@ -19,7 +19,7 @@ constexpr DirectoryIdentity kBelow = {1, 2};
 /// The number of ways that are allowed with `links` different links.
 std::uint64_t allowedWays(WalkGuard &guard, std::uint64_t links) {
     std::uint64_t ways = 0;
-    while (guard.countWay(ways < links ? Links::New : Links::ReadBefore)) {
+    while (guard.countFollowedLink(ways < links ? Links::New : Links::ReadBefore)) {
         ++ways;
     }
     return ways;
@@ -27,7 +27,7 @@ std::uint64_t allowedWays(WalkGuard &guard, std::uint64_t links) {
 
 } // namespace
 
-TEST(WalkGuard, StoresTheDirectoriesOnTheDescent) {
+TEST(WalkGuard, StoresTheDirectoriesOfTheSearchPath) {
     WalkGuard guard;
     EXPECT_EQ(guard.levelOf(kTop), std::nullopt);
 
@@ -61,7 +61,7 @@ TEST(WalkGuard, DistinguishesFirstAndLaterVisits) {
     EXPECT_EQ(guard.meetLinksOf(kBelow), Links::ReadBefore);
 }
 
-TEST(WalkGuard, AllowsAMillionWaysAnd64ForEachDifferentLink) {
+TEST(WalkGuard, AllowsAMillionLinksAnd64ForEachDifferentOne) {
     for (const std::uint64_t links : {0U, 1U, 2U, 1000U, 20'000U}) {
         WalkGuard guard;
         EXPECT_EQ(allowedWays(guard, links), 1'000'000 + 64 * links);
@@ -69,15 +69,15 @@ TEST(WalkGuard, AllowsAMillionWaysAnd64ForEachDifferentLink) {
 }
 
 TEST(WalkGuard, AcceptsAnotherLimit) {
-    WalkGuard guard({.ways = 10, .waysPerLink = 3});
+    WalkGuard guard({.followed = 10, .followedPerLink = 3});
     EXPECT_EQ(allowedWays(guard, 4), 22U);
-    EXPECT_FALSE(guard.countWay(Links::ReadBefore));
+    EXPECT_FALSE(guard.countFollowedLink(Links::ReadBefore));
 }
 
 TEST(WalkGuard, AllowsAnyNumberOfDifferentLinks) {
     WalkGuard guard;
     for (int i = 0; i < 3'000'000; ++i) {
-        ASSERT_TRUE(guard.countWay(Links::New));
+        ASSERT_TRUE(guard.countFollowedLink(Links::New));
     }
 }
 

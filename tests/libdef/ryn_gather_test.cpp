@@ -593,8 +593,8 @@ TEST(DeepList, CyclesBeyondTheLimitOfWaysEndTheBuild) {
         }
         test::hideEntryTypes(hidden);
         recorded.fatals.clear();
-        EXPECT_EQ(deepWithin(project, 'l', {.ways = 2000, .waysPerLink = 64}), failed(RYN_SYSTEM_ERROR));
-        EXPECT_EQ(deepWithin(project, 'e', {.ways = 20, .waysPerLink = 1}), failed(RYN_SYSTEM_ERROR));
+        EXPECT_EQ(deepWithin(project, 'l', {.followed = 2000, .followedPerLink = 64}), failed(RYN_SYSTEM_ERROR));
+        EXPECT_EQ(deepWithin(project, 'e', {.followed = 20, .followedPerLink = 1}), failed(RYN_SYSTEM_ERROR));
         EXPECT_EQ(recorded.fatals, ErrorReports{});
     }
 }
@@ -605,9 +605,9 @@ TEST(DeepList, CountsEveryWayThroughACycle) {
     project.box.link("lib/c/v/l", ".");
     const NameList all = gathered(project, kDeep);
     EXPECT_EQ(all.size(), 42U);
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}), all);
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 0, .waysPerLink = 40}), all);
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 0}), failed(RYN_SYSTEM_ERROR));
+    EXPECT_EQ(deepWithin(project, 'l', {.followed = 40, .followedPerLink = 0}), all);
+    EXPECT_EQ(deepWithin(project, 'l', {.followed = 0, .followedPerLink = 40}), all);
+    EXPECT_EQ(deepWithin(project, 'l', {.followed = 39, .followedPerLink = 0}), failed(RYN_SYSTEM_ERROR));
 }
 
 TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
@@ -627,11 +627,11 @@ TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
         for (const bool hidden : {false, true}) {
             test::hideEntryTypes(hidden);
             recorded.fatals.clear();
-            EXPECT_EQ(deepWithin(project, letter, {.ways = ways, .waysPerLink = 0}).size(), 64U);
-            EXPECT_EQ(deepWithin(project, letter, {.ways = ways - 1, .waysPerLink = 0}),
+            EXPECT_EQ(deepWithin(project, letter, {.followed = ways, .followedPerLink = 0}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, letter, {.followed = ways - 1, .followedPerLink = 0}),
                       failed(RYN_SYSTEM_ERROR));
-            EXPECT_EQ(deepWithin(project, letter, {.ways = ways - links, .waysPerLink = 1}).size(), 64U);
-            EXPECT_EQ(deepWithin(project, letter, {.ways = ways - links - 1, .waysPerLink = 1}),
+            EXPECT_EQ(deepWithin(project, letter, {.followed = ways - links, .followedPerLink = 1}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, letter, {.followed = ways - links - 1, .followedPerLink = 1}),
                       failed(RYN_SYSTEM_ERROR));
             EXPECT_EQ(recorded.fatals, ErrorReports{});
         }
@@ -652,7 +652,7 @@ TEST(DeepList, CountsTheWaysOfEachSourceSeparately) {
     sources.explicitTmp = explicitTmp.c_str();
     rynElement *list = nullptr;
     EXPECT_EQ(ryn::gatherNames(project.handle, RYNI_CONTEXT_ALL_VIEW_FILES, sources, &list,
-                               {.ways = 1, .waysPerLink = 0}),
+                               {.followed = 1, .followedPerLink = 0}),
               RYN_OK);
     ryn::freeElements(list);
 }
@@ -898,8 +898,8 @@ TEST(ListOfPackedLibrary, IgnoresTheEntryTypeOfAnotherReaddir) {
 TEST(ListOfPackedLibrary, WithoutInodesNoLinksAreDifferent) {
     Packed project;
     project.box.link("archive/lib/c/v/l", "."); // 40 ways through the link
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 40, .waysPerLink = 0}).size(), 1U);
-    EXPECT_EQ(deepWithin(project, 'l', {.ways = 39, .waysPerLink = 64}), failed(RYN_SYSTEM_ERROR));
+    EXPECT_EQ(deepWithin(project, 'l', {.followed = 40, .followedPerLink = 0}).size(), 1U);
+    EXPECT_EQ(deepWithin(project, 'l', {.followed = 39, .followedPerLink = 64}), failed(RYN_SYSTEM_ERROR));
 }
 
 TEST(ListOfPackedLibrary, FreesEverySpecifier) {

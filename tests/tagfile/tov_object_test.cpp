@@ -151,9 +151,9 @@ TEST(TovMakeVekinfoObj, ReturnsOkEvenIfMemoryIsExhausted) {
     }
 }
 
-TEST(ToviClearInfoObj, LeavesAnObjectWithNothingSet) {
+TEST(ClearInfoObj, LeavesAnObjectWithNothingSet) {
     const test::TagObject obj = fullObject();
-    toviClearInfoObj(obj.get());
+    tov::clearInfoObj(obj.get());
     EXPECT_EQ(nullptr, obj->path);
     EXPECT_EQ(0U, obj->line);
     EXPECT_EQ(TOV_UNSET, obj->library);
@@ -166,9 +166,9 @@ TEST(ToviClearInfoObj, LeavesAnObjectWithNothingSet) {
     EXPECT_EQ(0, obj->valuesSize);
 }
 
-TEST(ToviReportNoMemory, ReportsNoLine) {
+TEST(ReportNoMemory, ReportsNoLine) {
     test::ReportCollector reports;
-    EXPECT_EQ(TOV_MEMORY_ERROR, toviReportNoMemory());
+    EXPECT_EQ(TOV_MEMORY_ERROR, tov::reportNoMemory());
     EXPECT_EQ((test::TagReports{{TOV_MEMORY_ERROR, "while allocating vekinfo Obj.", "", 0}}), reports.take());
 }
 

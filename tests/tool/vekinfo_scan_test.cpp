@@ -598,11 +598,11 @@ TEST_F(Scan, ExceededLimitIsReportedOnce) {
     constexpr unsigned kDirectories = 12; // 4095 ways
     constexpr unsigned kLinks = kDirectories * (kDirectories - 1) / 2;
     linkToFollowing(box, kDirectories);
-    EXPECT_EQ(4095U, redundantWithin({.ways = 4095 - kDirectories, .waysPerLink = 0}).size());
+    EXPECT_EQ(4095U, redundantWithin({.followed = 4095 - kDirectories, .followedPerLink = 0}).size());
     EXPECT_EQ(kNoReports, reports.take());
 
     for (const unsigned perLink : {0U, 1U, 7U}) {
-        const Found found = redundantWithin({.ways = 1000, .waysPerLink = perLink});
+        const Found found = redundantWithin({.followed = 1000, .followedPerLink = perLink});
         const std::set<std::string> different(found.begin(), found.end());
         EXPECT_EQ(kDirectories, different.size()) << "directories that are no links are scanned all the same";
         // Not all links have been read before the limit is reached.
@@ -624,10 +624,10 @@ TEST_F(Scan, EachDifferentLinkRaisesTheLimit) {
     box.file("end/vekinfo.tag", "").link("lib/a", box.path("all")).link("lib/b", box.path("all"));
     const std::size_t ways = 2 + 8;
     const std::size_t links = 2 + 4;
-    EXPECT_EQ(8U, redundantWithin({.ways = ways, .waysPerLink = 0}).size());
-    EXPECT_EQ(8U, redundantWithin({.ways = ways - links, .waysPerLink = 1}).size());
+    EXPECT_EQ(8U, redundantWithin({.followed = ways, .followedPerLink = 0}).size());
+    EXPECT_EQ(8U, redundantWithin({.followed = ways - links, .followedPerLink = 1}).size());
     EXPECT_EQ(kNoReports, reports.take());
-    EXPECT_EQ(7U, redundantWithin({.ways = ways - links - 1, .waysPerLink = 1}).size());
+    EXPECT_EQ(7U, redundantWithin({.followed = ways - links - 1, .followedPerLink = 1}).size());
     EXPECT_EQ((TagReports{{TOV_INVALID_PATH, kLimit, box.path("all"), 0}}), reports.take());
 }
 
@@ -640,7 +640,7 @@ TEST_F(Scan, CompletelyLinkedDirectoriesEndAtTheLimit) {
             box.link(directory + "/link" + std::to_string(other), box.path("lib/d" + std::to_string(other)));
         }
     }
-    const Found found = redundantWithin({.ways = 1000, .waysPerLink = 2});
+    const Found found = redundantWithin({.followed = 1000, .followedPerLink = 2});
     EXPECT_EQ(14U, (std::set<std::string>(found.begin(), found.end()).size()));
     const TagReports collected = takeAllButLoops();
     ASSERT_EQ(1U, collected.size());
@@ -652,10 +652,10 @@ TEST_F(Scan, LinkedTagFilesAreReportedAtTheLimit) {
         .file("other/vekinfo.tag", "")
         .link("lib/b/link", box.path("other"));
     box.link("lib/c/link", box.path("other")).link("lib/d/vekinfo.tag", box.path("other"));
-    EXPECT_EQ(Found{"lib/a"}, redundantWithin({.ways = 0, .waysPerLink = 0}));
+    EXPECT_EQ(Found{"lib/a"}, redundantWithin({.followed = 0, .followedPerLink = 0}));
     EXPECT_EQ(1U, reports.take().size());
     reading.hidesTypes = true;
-    EXPECT_EQ(Found{"lib/a"}, redundantWithin({.ways = 0, .waysPerLink = 0}));
+    EXPECT_EQ(Found{"lib/a"}, redundantWithin({.followed = 0, .followedPerLink = 0}));
     EXPECT_EQ(1U, reports.take().size());
 }
 
@@ -665,7 +665,7 @@ TEST_F(Scan, LinksToFilesAreNotCounted) {
         box.link("lib/" + std::to_string(i), box.path("file"));
     }
     EXPECT_EQ("", scan());
-    redundantWithin({.ways = 0, .waysPerLink = 0});
+    redundantWithin({.followed = 0, .followedPerLink = 0});
     EXPECT_EQ(kNoReports, reports.take());
 }
 
