@@ -30,10 +30,6 @@ constexpr int kLargeStep = 2048;
 /// be faster.
 constexpr int kSearchMinimum = 64;
 
-bool mustGrow(const char *const *list, int count, int size) {
-    return list == nullptr || count > static_cast<long long>(size) - 2;
-}
-
 /// @return the new number of elements of a list that must grow: at least `count` + 2, for one more string and the
 ///         terminating null pointer; 0 if this exceeds INT_MAX
 int grownSize(int count, int size) {
@@ -124,7 +120,7 @@ StrlistAddition addString(char **&list, const char *s, int *count, int *size) {
     if (s != nullptr && !copy) {
         return StrlistAddition::NoMemoryForCopy;
     }
-    if (mustGrow(list, strings, *size)) {
+    if (list == nullptr || strings > static_cast<long long>(*size) - 2) {
         const int newSize = grownSize(strings, *size);
         char **grown = newSize == 0 ? nullptr : growQuietly(list, strings, newSize);
         if (grown == nullptr) {

@@ -88,16 +88,10 @@ int applyOptions(rynRegistry *registry, const rynInitOptions *options, std::size
     return RYN_OK;
 }
 
-/// Returns true if library names are compared without regard to case: if the environment variable VEK_ALT_NMP is
-/// "match", in upper or lower case.
-bool readCaseSetting() {
-    const char *value = std::getenv("VEK_ALT_NMP");
-    return value != nullptr && vek::equalNoCase(value, "match");
-}
-
 int readTopFile(rynRegistry *registry, const char *libraryFile) {
     ryn::settings.libraryCheck = tovCheckLibrary() != 0;
-    ryn::settings.ignoresCase = readCaseSetting();
+    const char *const caseSetting = std::getenv("VEK_ALT_NMP");
+    ryn::settings.ignoresCase = caseSetting != nullptr && vek::equalNoCase(caseSetting, "match");
     vek::PathText name;
     vek::PathText path;
     vek::PathText error;

@@ -24,11 +24,12 @@ bool isClean(std::string_view path) {
     if (path.empty() || path.back() == '/') {
         return false;
     }
-    // Without branches, so that the compiler generates vector instructions.
-    unsigned found = 0;
+    // One byte per step and no branches, so that the compiler generates vector instructions.
+    static_assert(('.' | 1) == '/');
+    unsigned char found = 0;
     for (std::size_t i = 1; i < path.size(); ++i) {
-        found |= static_cast<unsigned>(path[i - 1] == '/') &
-                 static_cast<unsigned>(path[i] == '/' || path[i] == '.');
+        found = static_cast<unsigned char>(
+            found | static_cast<unsigned char>((path[i - 1] == '/') & ((path[i] | 1) == '/')));
     }
     return found == 0;
 }

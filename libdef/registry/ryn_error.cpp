@@ -74,13 +74,6 @@ const char *orNull(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 
-/// Returns the callback for fatal errors: that of `registry` or, if `registry` is null or has no callback, that of the
-/// process. Returns null if neither has one.
-rynErrorHandler fatalHandlerOf(const rynRegistry *registry) {
-    const bool hasOwn = registry != nullptr && registry->fatalHandler != nullptr;
-    return hasOwn ? registry->fatalHandler : errorState.fatalHandler;
-}
-
 } // namespace
 
 const char *rynGetErrorMsg(int code) {
@@ -89,7 +82,9 @@ const char *rynGetErrorMsg(int code) {
 }
 
 int ryni_do_fatal(const rynRegistry *registry, int code, const char *context) {
-    if (const rynErrorHandler handler = fatalHandlerOf(registry)) {
+    const bool hasOwnHandler = registry != nullptr && registry->fatalHandler != nullptr;
+    const rynErrorHandler handler = hasOwnHandler ? registry->fatalHandler : errorState.fatalHandler;
+    if (handler != nullptr) {
         handler(code, context, context);
         return code;
     }

@@ -22,12 +22,6 @@
 
 namespace {
 
-void freeDefinitions(rynDefinition *definition) {
-    while (definition != nullptr) {
-        std::free(std::exchange(definition, definition->next));
-    }
-}
-
 void freeFile(rynIncludedFile *file) {
     std::free(file->path);
     std::free(file->nslPath);
@@ -243,7 +237,9 @@ void freeLibrary(rynLibrary *library) {
         std::free(text);
     }
     freeAttributes(*library);
-    freeDefinitions(library->history.head);
+    while (library->history.head != nullptr) {
+        std::free(std::exchange(library->history.head, library->history.head->next));
+    }
     std::free(library);
 }
 
