@@ -593,7 +593,8 @@ TEST(DeepList, CyclesBeyondTheLimitOfWaysEndTheBuild) {
         }
         test::hideEntryTypes(hidden);
         recorded.fatals.clear();
-        EXPECT_EQ(deepWithin(project, 'l', {.followed = 2000, .followedPerLink = 64}), failed(RYN_SYSTEM_ERROR));
+        EXPECT_EQ(deepWithin(project, 'l', {.followed = 2000, .followedPerLink = 64}),
+                  failed(RYN_SYSTEM_ERROR));
         EXPECT_EQ(deepWithin(project, 'e', {.followed = 20, .followedPerLink = 1}), failed(RYN_SYSTEM_ERROR));
         EXPECT_EQ(recorded.fatals, ErrorReports{});
     }
@@ -630,7 +631,8 @@ TEST(DeepList, LinksBeyondTheLimitOfWaysEndTheBuild) {
             EXPECT_EQ(deepWithin(project, letter, {.followed = ways, .followedPerLink = 0}).size(), 64U);
             EXPECT_EQ(deepWithin(project, letter, {.followed = ways - 1, .followedPerLink = 0}),
                       failed(RYN_SYSTEM_ERROR));
-            EXPECT_EQ(deepWithin(project, letter, {.followed = ways - links, .followedPerLink = 1}).size(), 64U);
+            EXPECT_EQ(deepWithin(project, letter, {.followed = ways - links, .followedPerLink = 1}).size(),
+                      64U);
             EXPECT_EQ(deepWithin(project, letter, {.followed = ways - links - 1, .followedPerLink = 1}),
                       failed(RYN_SYSTEM_ERROR));
             EXPECT_EQ(recorded.fatals, ErrorReports{});
