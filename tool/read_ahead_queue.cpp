@@ -158,7 +158,7 @@ AheadLibrary *ReadAheadQueue::announced(const char *directory) {
 }
 
 bool ReadAheadQueue::wantsLibrary() {
-    if (std::ferror(stdout) != 0 || std::ferror(stderr) != 0) {
+    if (ferror_unlocked(stdout) != 0 || ferror_unlocked(stderr) != 0) { // inline, unlike ferror()
         gate_.deliverBrokenPipe();
     }
     const Lock lock(pool_);

@@ -6,6 +6,7 @@
 /// afterwards.
 
 #include "common/base/vek_api.h"
+#include "common/text/view_up_to.h"
 
 #include <array>
 #include <concepts>
@@ -149,7 +150,7 @@ class FixedText {
         explicit Measurement(FixedText &text) : text_(text) {}
         Measurement(const Measurement &) = delete;
         Measurement &operator=(const Measurement &) = delete;
-        ~Measurement() { text_.setSize(strnlen(text_.data_.data(), kCapacity)); }
+        ~Measurement() { text_.setSize(viewUpTo(text_.data_.data(), kCapacity).size()); }
 
       private:
         FixedText &text_;

@@ -111,17 +111,25 @@ ryniStatEntry *createAfterProbe(vekHashTable &table, const Key &key) {
     return entry.release();
 }
 
+/// Overwrites `size` bytes with zero bytes. Writes through a volatile pointer, because the compiler may remove a memset()
+/// of memory that is freed afterwards.
+void wipe(void *memory, std::size_t size) {
+    volatile char *const bytes = static_cast<char *>(memory);
+    for (std::size_t i = 0; i < size; ++i) {
+        bytes[i] = '\0';
+    }
+}
+
 /// Frees `entry`, its path and its stat record. Documented: their memory is overwritten with zero bytes before it is
 /// freed.
 void release(ryniStatEntry *entry) {
-    // Use explicit_bzero(), because the compiler may remove a memset() of memory that is freed afterwards.
     if (entry->statRecord != nullptr) {
-        explicit_bzero(entry->statRecord, sizeof *entry->statRecord);
+        wipe(entry->statRecord, sizeof *entry->statRecord);
         std::free(entry->statRecord);
     }
-    explicit_bzero(entry->path, std::strlen(entry->path));
+    wipe(entry->path, std::strlen(entry->path));
     std::free(entry->path);
-    explicit_bzero(entry, sizeof *entry);
+    wipe(entry, sizeof *entry);
     std::free(entry);
 }
 
