@@ -27,15 +27,15 @@ void TagReading::read(const char *tagPath, const char *element) {
         isShort_ = true;
         return;
     }
-    errno = 0;
     const ParseResult result = readTagFile(kKeywords, tagPath, element, *obj_);
     found_ = result.hasElement;
     isUsable_ = !result.report.isError();
     if (isUsable_) {
         obj_->path = path.release();
     } else {
+        const int error = result.openError;
         isShort_ =
-            result.report.code == TOV_MEMORY_ERROR || errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+            result.report.code == TOV_MEMORY_ERROR || error == EMFILE || error == ENFILE || error == ENOMEM;
         obj_.reset();
     }
 }

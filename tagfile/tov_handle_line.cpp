@@ -126,17 +126,18 @@ int tovProcessVekinfoCommand(const char *line, const char *element, int *found, 
 int tovParseVekinfo(const char *path, const char *element, VekinfoObj *obj, int *found) {
     VekinfoObj read = {};
     tovInitVekinfoObj(&read);
-    const auto [report, hasElement] = tov::readTagFile(tov::kKeywords, path, element, read);
+    const tov::ParseResult parsed = tov::readTagFile(tov::kKeywords, path, element, read);
     const bool hasLines = read.line > 0;
     if (hasLines) {
         obj->line = read.line;
     }
     const int merged = tov::merge(read, path, obj);
     tov::clearInfoObj(&read);
-    const bool hasFailed = merged != TOV_OK || report.isError();
+    const bool hasFailed = merged != TOV_OK || parsed.report.isError();
     // If the file could not be opened, no line was read (`hasLines` is false), and `*found` must not change.
-    if (found != nullptr && (hasElement || (hasFailed && hasLines))) {
+    if (found != nullptr && (parsed.hasElement || (hasFailed && hasLines))) {
         *found = hasFailed ? 0 : 1;
     }
-    return merged == TOV_OK && report.isError() ? tov::makeReport(report, path, nullptr) : merged;
+    return merged == TOV_OK && parsed.report.isError() ? tov::makeReport(parsed.report, path, nullptr)
+                                                       : merged;
 }

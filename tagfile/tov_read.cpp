@@ -10,6 +10,7 @@
 #include "tagfile/tovi_object.h"
 #include "tagfile/tovi_parse.h"
 
+#include <cerrno>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -52,7 +53,7 @@ ParseResult readTagFile(const Keywords &keywords, const char *path, const char *
         vek::retryInterrupted([path] { return open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
     struct stat status = {};
     if (!file.valid() || fstat(file.get(), &status) != 0) {
-        return {.report = kCannotRead};
+        return {.report = kCannotRead, .openError = errno};
     }
     if (!S_ISREG(status.st_mode)) {
         return {}; // no error: treat a directory, pipe or device as an empty file: reading a pipe could block

@@ -36,7 +36,8 @@ inline constexpr Report kCannotRead = {TOV_SYSTEM_ERROR, "while opening vekinfo.
 struct ParseResult {
     Report report = kNoError; ///< kNoError, or the error that ended parsing
     bool hasElement =
-        false; ///< whether the first word of a line is the name of the entry; false after an error
+        false;         ///< whether the first word of a line is the name of the entry; false after an error
+    int openError = 0; ///< the errno value of open() or fstat() if one of them failed, otherwise 0
 };
 
 /// A list of error reports that have not been passed to tovPrintError() yet, in the order in which add() received them.
