@@ -46,8 +46,8 @@ int callSlot(const vekFSSpec *spec, Slot vekFSIODef::*slot, Arguments... argumen
     return table.*slot != nullptr ? (table.*slot)(arguments...) : VEK_FS_NOT_SUPPORTED;
 }
 
-/// Calls the function pointer `slot` with `arguments`. The pointer is read from the implementation table of the
-/// specifier of `object`.
+/// Calls one function of an implementation table with `arguments`. `slot` selects the function pointer in the table.
+/// The table is that of the specifier specOf(object).
 /// @return the result of the call; EINVAL if `object` or a pointer in `arguments` is null; VEK_FS_NOT_SUPPORTED if the
 ///         function pointer is null
 template <typename Object, typename Slot, typename... Arguments>

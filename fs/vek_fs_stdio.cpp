@@ -18,9 +18,9 @@ struct StreamMode {
     const char *mode;
 };
 
-// Maps the flags of vekFS_open() to a mode for fopen(). The first row is used whose access mode equals that of the
-// flags and whose second flag, unless it is 0, is set in the flags. Documented: O_CREAT has no effect, because only the
-// mode for fopen() determines whether a missing file is created.
+// Maps the flags of vekFS_open() to a mode for fopen(). The first row that matches the flags is used: the access
+// mode of the row must be that of the flags, and the second flag of the row, if it is not 0, must be set. Documented:
+// O_CREAT has no effect, because only the mode for fopen() determines whether a missing file is created.
 constexpr std::array<StreamMode, 7> kStreamModes = {{
     {O_RDWR, O_APPEND, "a+"},
     {O_RDWR, O_TRUNC, "w+"},
@@ -86,8 +86,8 @@ int transferred(FILE *stream, size_t count, ssize_t *result) {
 }
 
 int streamRead(FILE *stream, void *buffer, size_t length, ssize_t *count) {
-    // Set errno to 0 first: if an earlier call has set the error indicator of the stream, transferred() may return
-    // errno even if this call does not fail.
+    // transferred() returns errno if no byte is read and the error indicator of the stream is set. If an earlier call
+    // has set the indicator, errno must be 0 here, and not the value of an old error.
     errno = 0;
     return transferred(stream, std::fread(buffer, 1, length, stream), count);
 }
