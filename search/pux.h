@@ -1,8 +1,8 @@
 #ifndef PUX_H
 #define PUX_H
 
-/// The search list: an ordered list of directories in which configuration files are searched, and the functions
-/// that search them.
+/// The search list: an ordered list of directories that are searched for configuration files, and the functions
+/// for such searches.
 ///
 /// A search list is a null-terminated array of strings. Each string is a directory, or the keyword "@LIBRARY",
 /// which represents the library directories that the caller of a search passes. The array and the strings are
@@ -29,10 +29,10 @@ enum {
 /// @return the constant text of the result code `code`; "Invalid error number" for an unknown code
 VEK_API const char *puxGetErrorMsg(int code);
 
-/// Builds a search list and makes it the default list. The list contains the directories in the first file
-/// `setup.loc` that is found in the directories of a fixed list, the built-in list; see setup.loc(5). If there is no
-/// such file, or it cannot be read or contains no usable directory, the built-in list becomes the default list. The
-/// first call puts "VEK_ARCH=lnx86" into the environment.
+/// Builds a search list and makes it the default list. First searches a fixed list of directories, the built-in list,
+/// for the file `setup.loc`; see setup.loc(5). The directories listed in the first such file become the default list.
+/// If there is no such file, or it cannot be read or lists no usable directory, the built-in list becomes the default
+/// list. The first call puts "VEK_ARCH=lnx86" into the environment.
 ///
 /// The previous default list is freed, unless a caller received it in a handle.
 ///
@@ -43,8 +43,8 @@ VEK_API const char *puxGetErrorMsg(int code);
 /// @param h  receives the list, which the caller releases with puxReleaseHandle(); null to set the default list
 ///           only
 /// @return PUX_OK; PUX_NOT_INITIALIZED before vekInit(); PUX_INITIALIZATION_FAILED if no directory of the
-///         built-in list exists; PUX_MEMORY_ERROR; or the code of a failed search for `setup.loc`. After a
-///         failure the default list is unchanged
+///         built-in list exists; PUX_MEMORY_ERROR; or the code of another error in the search for `setup.loc`.
+///         After a failure the default list is unchanged
 VEK_API int puxInitialize(char ***h);
 
 /// Frees a search list and its strings. If the list is the default list, there is no default list afterwards,
@@ -134,15 +134,15 @@ VEK_API int puxSearch(char **list, const char *name, char *out, size_t outSize);
 /// Searches `list` for the first match of the file name `name`, in the subdirectories that `group` selects. Stores
 /// the path of the match in `out`, which has `outSize` bytes.
 ///
-/// @param group  null, "veksetup" or ".tolvane" for the default groups of puxSearch(); any other name to search the
-///               directory itself and then the subdirectory `group`
+/// @param group  null, "veksetup" or ".tolvane" for the default groups of puxSearch(). With any other name,
+///               a search looks in each directory of `list` itself and then in its subdirectory `group`
 VEK_API int puxSearchGroup(char **list, const char *name, const char *group, char *out, size_t outSize);
 
 /// Searches `list` for the first match of the file name `name`, in the subdirectories that `groups` selects.
 /// Stores the path of the match in `out`, which has `outSize` bytes.
 ///
-/// @param groups  null for the default groups of puxSearch(); otherwise the directory itself is searched, and then
-///                these subdirectories
+/// @param groups  null for the default groups of puxSearch(); otherwise names of subdirectories. A search looks in
+///                each directory of `list` itself and then in these subdirectories of it
 VEK_API int puxSearchDirList(char **list, const char *name, char **groups, char *out, size_t outSize);
 
 /// Finds all matches of the file name `name`, at most one in each directory of `list`. A match is skipped if it
@@ -169,8 +169,8 @@ VEK_API int puxFindWritableEx(char **list, const char *name, char **libDirs, cha
 /// without library directories. Stores the path of the match in `out`, which has `outSize` bytes.
 VEK_API int puxFindWritable(char **list, const char *name, char *out, size_t outSize);
 
-/// Tests whether files with the name `fileName` are to be searched along the search list. The rules for this
-/// are in the configuration file `puxLookupConfig`, see puxLookupConfig(5). Every call finds this file along
+/// Tests whether files with the name `fileName` are to be searched for along the search list. The rules for this
+/// are in the configuration file `puxLookupConfig`, see puxLookupConfig(5). Every call finds `puxLookupConfig` along
 /// `list` with puxSearch() and reads it.
 ///
 /// @param list      the search list; null for the default list

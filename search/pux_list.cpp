@@ -1,6 +1,6 @@
-// Builds search lists and stores the default list of the process. The file `setup.loc` is searched in the directories
-// of the built-in list. The directories in the first such file are the search list. Without such a file, the search
-// list is the built-in list.
+// Builds search lists and stores the default list of the process. The directories of the built-in list are
+// searched for the file `setup.loc`. The directories listed in the first such file are the search list. Without such a
+// file, the search list is the built-in list.
 
 #include "search/puxi_list.h"
 

@@ -23,7 +23,7 @@ constexpr const char *kConfigName = "puxLookupConfig";
 struct Command {
     std::string_view word;
     bool hasName;    ///< whether the command applies only to the file name that follows it
-    bool isIncluded; ///< whether files with the name are to be searched after this command
+    bool isIncluded; ///< whether the command says that files with the name are to be searched for
 };
 
 /// The commands, compared without regard to case. If the first word of a line is no command, the word is a file name:
@@ -44,8 +44,8 @@ std::string_view withoutSpaceAround(std::string_view text) {
 }
 
 /// Evaluates one line of `puxLookupConfig`.
-/// @return whether files named `fileName` are to be searched after this line; nullopt if the line does not apply to
-///         this name
+/// @return true if the line says that files named `fileName` are to be searched for, false if it says that they are
+///         not; nullopt if the line does not apply to this name
 std::optional<bool> evaluateLine(std::string_view line, std::string_view fileName) {
     const std::string_view text = withoutSpaceAround(line);
     if (text.empty() || text.front() == '#' || text.front() == ';' || vek::startsWith(text, "--")) {

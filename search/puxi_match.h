@@ -40,7 +40,7 @@ extern const Groups kDefaultGroups;
 struct Search {
     const char *name; ///< the file name to find
     Groups groups;
-    char **libraryDirectories = nullptr; ///< searched for kLibraryEntry; null for none
+    char **libraryDirectories = nullptr; ///< the directories that kLibraryEntry represents; null for none
     char *out;                           ///< receives the path of the match
     std::size_t outSize;                 ///< size of `out` in bytes, including the NUL
 };

@@ -234,7 +234,7 @@ void recordProblem(vekInterpArgs &args, InterpProblem problem, std::int32_t posi
                                                     hasFile ? args.fileName : "",
                                                     line.empty() ? "" : " line:",
                                                     line};
-    // Write the message and a NUL. A message that does not fit is cut to the size of the buffer.
+    // Write the message and a NUL. If the message does not fit, write only its beginning.
     char *at = args.errorBuffer;
     std::size_t room = args.errorBufferSize - 1;
     for (const std::string_view piece : pieces) {

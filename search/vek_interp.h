@@ -44,7 +44,7 @@ typedef struct vekInterpArgs {
     uint32_t flags;         ///< VEK_INTERP_KEEP_... and VEK_INTERP_RECURSIVE
     const char *fileName;   ///< file that contains the text, or null; for messages and THIS_FILE_INST_ROOT
     uint32_t line;          ///< line that contains the text, or VEK_INTERP_NO_LINE; for messages
-    char *errorBuffer;      ///< receives the message, cut to fit and NUL-terminated; may be null
+    char *errorBuffer;      ///< receives the message, NUL-terminated, truncated to fit; may be null
     size_t errorBufferSize; ///< size of `errorBuffer` in bytes, including the NUL
     int32_t errorPosition;  ///< result: offset of the reference that failed last, or -1
     int32_t errorCode;      ///< result: VEK_INTERP_OK, or the code of the last error
@@ -55,10 +55,10 @@ typedef struct vekInterpArgs {
 /// unchanged, and the error is stored in `args`. Reads the environment, the user database and the installation
 /// roots. The function is not re-entrant.
 ///
-/// @param in        the text; null is the error VEK_INTERP_NULL_ARGUMENT
-/// @param out       receives the result, always NUL-terminated, cut if it does not fit; null is the error
-///                  VEK_INTERP_NULL_ARGUMENT. May be the same buffer as `in`
-/// @param outSize   size of `out` in bytes, including the NUL; 0 writes nothing
+/// @param in        the text. If it is null, the error is VEK_INTERP_NULL_ARGUMENT
+/// @param out       receives the result, NUL-terminated, truncated if it does not fit. May be the same buffer as
+///                  `in`. If it is null, the error is VEK_INTERP_NULL_ARGUMENT
+/// @param outSize   size of `out` in bytes, including the NUL. If it is 0, nothing is written
 /// @param args      options and results; may be null
 /// @param argsSize  sizeof(vekInterpArgs). If it has another value, this is reported on standard error, and
 ///                  `args` is used anyway. Not read if `args` is null
