@@ -16,7 +16,7 @@ class TagReading {
   public:
     /// Reads and parses the tag file `tagPath` as tovGetVekinfoAtLoc() does, but uses no process-wide state and reports
     /// no error. Any thread may call this function.
-    /// @param element  the entry to search
+    /// @param element  the name of the entry to search for
     void read(const char *tagPath, const char *element);
 
     /// @return true if the file was read without an error, or does not exist. Otherwise take() reads it again
@@ -29,9 +29,10 @@ class TagReading {
     ///         passed to read()
     [[nodiscard]] std::uint32_t nameSpace() const { return found_ && obj_ ? obj_->nameSpace : 0; }
 
-    /// Calls tovGetVekinfoAtLoc(), or does the same without reading the file: if isUsable() returns true and the file
-    /// is not in the tag cache yet, adds the settings that read() has stored to the cache. Must be called at most once,
-    /// with the arguments of read(), by the only thread that uses the tag cache.
+    /// Returns the same result as tovGetVekinfoAtLoc(). If isUsable() returns true and the file is not in the tag cache
+    /// yet, adds the result of read() to the cache and does not read the file again; otherwise calls
+    /// tovGetVekinfoAtLoc(). Must be called at most once, with the arguments of read(), by the only thread that uses
+    /// the tag cache.
     /// @param out, found  as for tovGetVekinfoAtLoc(), but not null
     int take(const char *tagPath, const char *element, VekinfoObj *out, int *found);
 

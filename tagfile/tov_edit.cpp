@@ -156,7 +156,7 @@ class Edit {
     /// to a copy of the cached object. Adds an error of reading or parsing to the reports.
     ///
     /// The application entries of a regular file are not copied into `obj_`, to save memory: there may be millions of
-    /// them. write() copies those that remain from the old content to the new text, line by line.
+    /// them. write() copies the entries that are kept, line by line, from the old content to the new text.
     Report read() {
         if (!file_.isRegular()) {
             return readThroughCache();

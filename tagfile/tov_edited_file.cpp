@@ -177,7 +177,7 @@ std::optional<Opened> EditedFile::tryOpen(Opening opening, const Deadline &deadl
 }
 
 /// Opens an existing file for reading and writing. If the user has no read permission, opens the file only for writing.
-/// Opening::ForAppending then fails instead, because canAppend() reads the last byte of the file.
+/// If `opening` is Opening::ForAppending, it fails instead, because canAppend() must read the last byte of the file.
 /// @return Yes, Missing or NotWritable
 Opened EditedFile::openExisting(Opening opening, int flags) {
     const auto openWith = [&](int access) {

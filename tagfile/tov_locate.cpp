@@ -102,8 +102,8 @@ class UpwardWalk {
             return tovPrintError(TOV_INVALID_PATH, start_, nullptr, 0);
         }
         while (isOnSameDevice() && !isStop(directory_.view())) {
-            // The length of `directory_` without a "/" at the end. For the root directory "/", the length is 0:
-            // truncate() then makes `directory_` empty, and moveToParent() ends the search.
+            // The length of `directory_`, not counting a "/" at the end. truncate() restores this length after
+            // appendTagFileName(). For the root directory "/", the length is 0, and moveToParent() ends the search.
             const std::size_t size = directory_.size() - (directory_.back() == '/' ? 1 : 0);
             if (appendTagFileName(directory_) && vekFileExists(directory_.c_str()) != 0) {
                 const int code = tovGetVekinfoAtLoc(directory_.c_str(), element_, out_, found_);
@@ -145,8 +145,8 @@ class UpwardWalk {
             return TOV_OK;
         }
         directory_.truncate(slash + 1);
-        // `directory_` ends with "/" here. If it is not a root directory, the same path without the "/" is not one
-        // either, so the next call need not test that path.
+        // `directory_` ends with "/" here. If it is not a root directory, the same path without the "/" is no root
+        // directory either. The next moveToParent() then need not call vekIsRoot() for that path.
         canBeRoot_ = vekIsRoot(directory_.c_str()) != 0;
         if (canBeRoot_) {
             return kContinue; // the tag file of the root directory is searched last

@@ -59,7 +59,7 @@ constexpr const char *kTemplate = "#\n"
                                   "#\n";
 
 /// Appends a line that consists of `pieces` to `text`. If the parser would reject this line, removes the line from
-/// `text` again and adds the syntax error to `reports`. Otherwise this one line would make the whole file invalid.
+/// `text` again, because this line would make the whole file invalid, and adds the syntax error to `reports`.
 /// @param lineCount  the line number for the report of a syntax error
 /// @return false if the line was removed
 template <typename... Pieces>

@@ -90,8 +90,8 @@ class EditedFile {
     [[nodiscard]] bool append(std::string_view text);
 
     /// Removes the file if open() created it; must be called after a failure. If the path is a symbolic link, removes
-    /// the target, not the link. A file with content is removed only if it is locked, because without a lock another
-    /// process may have written the content.
+    /// the target, not the link. A file with content is removed only if this object holds the lock, because without a
+    /// lock another process may have written the content.
     void removeIfNew();
 
   private:

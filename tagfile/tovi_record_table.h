@@ -65,7 +65,7 @@ class ChainIndex {
         return rebuild(head); // no index yet, a record was removed, or a path was added a second time
     }
 
-    /// Returns the first record of the chain with this path, or null. update() must have returned true before.
+    /// Returns the first record with this path in the chain, or null. Call only after update() has returned true.
     [[nodiscard]] Record *find(const char *path) { return slotOf(path, hashOf(path)).record; }
 
     [[nodiscard]] bool isEmpty() const { return count_ == 0; }

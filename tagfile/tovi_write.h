@@ -19,7 +19,7 @@ void tovWriteDefaultVekinfotag(FILE *file);
 /// Replaces the content of the tag file of the directory `dir`. The new content is the template (a fixed text of
 /// comment lines) and one line for each setting of `obj`. Holds the lock on the file while writing. A line that the
 /// parser would reject is left out, and the syntax error of its keyword is reported.
-/// @return 1; or 0 after reporting that the file could not be written, and the file is then unchanged
+/// @return 1 for success; 0 after a failure, which has been reported
 int updateInfoFile(const char *dir, const VekinfoObj *obj);
 }
 
@@ -27,8 +27,8 @@ namespace tov {
 
 inline constexpr Report kCannotWrite = {TOV_SYSTEM_ERROR, "opening for write", Naming::Directory};
 
-/// Appends the template and a line for each keyword of `obj` to `text`. A line that the parser would reject is left
-/// out, and its syntax error is added to `reports`.
+/// Appends the template (a fixed text of comment lines) to `text`, then a line for each keyword of `obj`. A line
+/// that the parser would reject is left out, and its syntax error is added to `reports`.
 /// @return false if a line was left out
 bool composeKeywords(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports);
@@ -46,8 +46,9 @@ bool composeEntry(const Keywords &keywords, const char *name, const char *value,
 bool composeEntries(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                     Reports &reports);
 
-/// Appends the whole text of a tag file with the settings of `obj` to `text`: the template, the keywords and the
-/// application entries. A line that the parser would reject is left out, and its syntax error is added to `reports`.
+/// Appends the whole text of a tag file to `text`: the template (a fixed text of comment lines), and a line for each
+/// keyword and each application entry of `obj`. A line that the parser would reject is left out, and its syntax error
+/// is added to `reports`.
 /// @return false if a line was left out
 bool composeSettings(const Keywords &keywords, const VekinfoObj &obj, vek::ComposedText &text,
                      Reports &reports);
