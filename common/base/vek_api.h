@@ -27,8 +27,8 @@
 /// most 4095 characters.
 #define VEK_PATH_SIZE 4096
 
-/// Size in bytes of a buffer, including the NUL, for the path that a search function found or that a conversion
-/// function made.
+/// Size in bytes, including the NUL, of a buffer for the result of a function in pux.h that searches for a file
+/// or converts a path.
 #define VEK_SEARCH_PATH_SIZE 1024
 
 #endif

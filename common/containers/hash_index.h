@@ -19,7 +19,7 @@ namespace vek {
 /// large table is therefore one cache miss.
 ///
 /// The caller computes the hash of a key, since it often needs it twice: for a search and for the insertion after it.
-/// Entries with equal hashes are found in the order of their insertion, the last one first.
+/// A search visits entries with equal hashes in the reverse order of their insertion.
 template <typename Entry>
 class HashIndex {
   public:
@@ -50,15 +50,16 @@ class HashIndex {
         return bits == bits_ || resize(bits);
     }
 
-    /// Inserts `entry`, even if an equal entry is present.
-    /// @return false if memory is exhausted and no slot is left; the table is then unchanged. If memory is exhausted
-    ///         but a slot is left, the entry is inserted; searches then take longer
+    /// Inserts `entry`, even if an equal entry is present. If the table should grow but memory is exhausted, uses one
+    /// of the free slots; searches then take longer.
+    /// @return true; false if memory is exhausted and at most one slot is free. The table is then unchanged
     [[nodiscard]] bool insert(std::uint32_t hash, Entry &entry) {
         // One slot always stays free, because it ends the searches.
         if (!reserve(size_ + 1) && size_ + 1 >= slotCount()) {
             return false;
         }
-        // The new entry takes the first slot among those with the same hash. Each of them moves to the next one.
+        // If entries with the same hash exist, the new entry takes the slot of the first one. Each of them moves to the
+        // slot of the next one, and the last one moves to the first free slot.
         hash = storedHash(hash);
         Entry *moved = &entry;
         std::size_t slot = homeOf(hash);
@@ -72,7 +73,8 @@ class HashIndex {
         return true;
     }
 
-    /// @param matches  is called as matches(Entry &) for entries with the hash `hash`, the last one inserted first
+    /// Searches for an entry with the hash `hash`.
+    /// @param matches  is called as matches(Entry &) for entries with this hash, in the reverse order of insertion
     /// @return the first entry for which `matches` returns true; null if there is none
     template <typename Matches>
     [[nodiscard]] Entry *find(std::uint32_t hash, Matches matches) const {
@@ -88,7 +90,8 @@ class HashIndex {
         if (hole == kNoSlot) {
             return false;
         }
-        // No tombstone: later entries move into the hole, unless their home slot lies cyclically after the hole.
+        // Deletion without a tombstone: later entries move into the hole, the slot that became free. An entry stays if
+        // its home slot, at which the search for it begins, lies after the hole (modulo the number of slots).
         for (std::size_t slot = next(hole); hashes()[slot] != kFree; slot = next(slot)) {
             const std::size_t home = homeOf(hashes()[slot]);
             if (((slot - home) & mask()) >= ((slot - hole) & mask())) {
@@ -156,9 +159,9 @@ class HashIndex {
         return kNoSlot;
     }
 
-    /// Moves all entries to 2 to the power of `bits` new slots. Both tables are passed through from beginning to end,
-    /// because the home slots of the entries keep their order. A sequence of used slots that continues from the last
-    /// slot to the first one is moved as a whole, so that entries with equal hashes keep their order.
+    /// Moves all entries to a new array of 2^`bits` slots. Reads the old slots cyclically, beginning at a free slot, so
+    /// that entries with equal hashes keep their order. The home slots (homeOf()) also keep their order, so both arrays
+    /// are accessed sequentially.
     /// @return false if memory is exhausted; the table is then unchanged
     bool resize(unsigned bits) {
         const std::size_t count = std::size_t{1} << bits;

@@ -47,8 +47,8 @@ uint64_t wordAt(const char *bytes, std::size_t count) {
     return word;
 }
 
-/// Treats the 8 bytes of `word` as signed numbers. A byte above 0x7F then counts 256 less than as an unsigned number;
-/// 256 is 1 in the next higher byte, so 1 is subtracted there.
+/// Treats the 8 bytes of `word` as signed numbers. A byte above 0x7F then counts 256 less than as an unsigned number.
+/// To subtract these 256, subtracts 1 from the next higher byte.
 /// @return the sum of the signed bytes, each shifted to its position in `word`
 uint64_t withSignedBytes(uint64_t word) {
     constexpr uint64_t kSigns = 0x8080808080808080;
