@@ -6,8 +6,8 @@
 #include <initializer_list>
 
 // Implements checkProgram(), which validates a compiled regular expression, so that the matcher never reads outside
-// the program. Two linear passes: the first adds the offset of every node to a bitmap. The second checks that the next
-// node of each node is at an offset in the bitmap.
+// the program. Two linear passes: the first stores the offsets of the nodes in a bitmap. The second checks that the
+// next node of each node is at one of these offsets.
 
 using vek::Opcode;
 
@@ -86,8 +86,8 @@ class OffsetSet {
 /// Reads the nodes of `program` in memory order up to END, and stores the offset of END in `end`. Adds the offsets of
 /// the nodes to `nodes`, except those of the operands of STAR and PLUS, which are never the next node of another node.
 ///
-/// Even if one byte of the program is damaged, the loop ends within the program: END consists of three bytes 0, and
-/// the loop reads one of them as the opcode END, as the NUL of a text, or as a distance of 0, which is an error.
+/// The loop ends within the program even if one byte of the program is damaged. END consists of three zero bytes. The
+/// loop reads one of them as the opcode END, as the NUL of a text, or as a distance of 0, which is an error.
 /// @return null, or the text of the error
 const char *collectNodes(const unsigned char *program, OffsetSet &nodes, std::size_t &end) {
     std::size_t node = vek::kFirstNode;

@@ -269,8 +269,8 @@ Matcher::Step Matcher::step() {
 
 /// Pops backtrack points from points_ until matching can continue at one of them. A popped point of the kind Slot
 /// restores the previous start or end of one group.
-/// @return Step::Continue if node_ and position_ are set to continue; Step::Backtrack if no backtrack point remains;
-///         Step::Error if memory is exhausted
+/// @return Step::Continue if matching continues with the node at node_ and at position_; Step::Backtrack if no
+///         backtrack point remains; Step::Error if memory is exhausted
 Matcher::Step Matcher::backtrack() {
     while (!points_.empty()) {
         const BacktrackPoint point = points_.pop();
@@ -337,11 +337,11 @@ Matcher::Step Matcher::repeat(std::size_t minimum) {
 
 /// Matches the operand of the STAR or PLUS node at node_ as often as possible, from position_ on.
 ///
-/// With memoization (visited_), adds each position that it reaches to visited_, and stops at a position that an
-/// earlier repetition has added: the matcher has already tried to continue after the repetition from all later
-/// positions. With STAR, it has also tried that position itself. With PLUS, it may not have tried it, so the
-/// repetition can end there.
-/// @return the last position at which the repetition can end and which has not been tried yet
+/// With memoization, visited_ contains each position that this node has reached. The function stops at a position that
+/// it has already reached in an earlier call: the next node has already been tried at all later positions. With STAR,
+/// it has also been tried at this position. With PLUS, it may not have been tried there, so the repetition can end
+/// there.
+/// @return the last position at which the repetition can end and the next node may not have been tried yet
 std::size_t Matcher::endOfRepetition(std::size_t minimum) {
     const std::size_t operand = node_ + vek::kNodeHead;
     std::size_t end = position_;

@@ -12,7 +12,7 @@
 namespace vek {
 
 /// The nodes that were written for a part of the pattern (a fragment of Thompson's construction): the offsets of the
-/// first and the last of these nodes. The distance in the last node is not set yet.
+/// first and the last of these nodes. The last node does not yet contain the distance to its next node.
 struct Fragment {
     std::size_t first = 0;
     std::size_t last = 0;
