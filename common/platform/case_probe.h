@@ -1,7 +1,8 @@
 #ifndef COMMON_CASE_PROBE_H
 #define COMMON_CASE_PROBE_H
 
-/// The steps of vekGetFilesysCaseSensitivity(), for a program that probes several directories at the same time.
+/// The two steps of vekGetFilesysCaseSensitivity() as separate functions, for a program that tests several directories
+/// at the same time.
 
 #include "common/base/owned.h"
 #include "common/containers/directory_identity.h"
@@ -14,8 +15,8 @@ struct ProbeDirectory {
     DirectoryIdentity identity = {};
 };
 
-/// Finds the existing directory that `path` names or is in, as vekGetFilesysCaseSensitivity() does. Any thread may call
-/// this function.
+/// Finds the nearest existing directory at or above `path`, as vekGetFilesysCaseSensitivity() does. A path such as "/a"
+/// is not shortened to "/". Any thread may call this function.
 [[nodiscard]] ProbeDirectory findProbeDirectory(const char *path);
 
 /// The result of probeDirectory().
@@ -24,8 +25,9 @@ struct ProbeResult {
     bool isShort;    ///< whether the probe failed because descriptors or memory are exhausted
 };
 
-/// Creates, reads and removes two files in `directory`. Any thread may call this function, but at most one at a time for
-/// the same directory: the names of the files depend only on the process.
+/// Tests whether file names in `directory` are case-sensitive: creates two files there, reads one of them, and removes
+/// both. Threads may call this function at the same time, but only for different directories, because the names of the
+/// files depend only on the process ID.
 [[nodiscard]] ProbeResult probeDirectory(const ProbeDirectory &directory);
 
 } // namespace vek

@@ -57,7 +57,8 @@ class ProbeFile {
     /// Replaces the content of the file by `text`. @return true; false if ftruncate() or pwrite() fails
     [[nodiscard]] bool write(std::string_view text) const;
 
-    /// Opens the file again by its path, reads it and compares its content with the names of both files.
+    /// Opens this file again by its path and reads its content. Must be called for the file kLowerName, after write()
+    /// has been called for both files.
     /// @return VEK_CASE_SENSITIVE if the content is kLowerName; VEK_CASE_INSENSITIVE if it is kMixedName, because
     ///         both names then belong to one file; VEK_CASE_UNKNOWN for other content or after an error
     [[nodiscard]] int readResult() const;
@@ -155,7 +156,7 @@ static std::optional<DirectoryIdentity> cutToDirectory(char *path) {
     struct stat status = {};
     while (stat(path, &status) != 0 || !S_ISDIR(status.st_mode)) {
         const std::size_t slash = rest.rfind('/');
-        // Documented: the path is never cut to "/". The directory "/" is used only if the caller passed "/" itself.
+        // Documented: a path such as "/a" is not shortened to "/". If "/a" is not a directory, the function fails.
         if (slash == std::string_view::npos || slash == 0) {
             return std::nullopt;
         }

@@ -40,7 +40,7 @@ VEK_API int64_t vekGetTimestampInStatbuf(void);
 
 /// Reads the target of the symbolic link `path`.
 ///
-/// @param buf  receives the target and a NUL; must have 4097 bytes, because a target of 4096 bytes is not cut
+/// @param buf  receives at most 4096 bytes of the target, and a NUL; must have 4097 bytes
 /// @return 1; 0 if `buf` is null or readlink() fails, for instance because `path` is not a symbolic link
 VEK_API int vekReadSymLink(const char *path, char *buf);
 
@@ -54,9 +54,9 @@ VEK_API int vekReadSymLink(const char *path, char *buf);
 /// @return 1 if `path` is a directory afterwards, otherwise 0
 VEK_API int vekBuildDirPath(const char *path);
 
-/// Tests whether the file or directory `path` can be written. In a directory, the file `vekFileWritableTest` is
-/// created and removed. If a file or symbolic link of this name exists, it is removed, too. If `path` is a
-/// file, it is opened for writing and closed.
+/// Tests whether the file or directory `path` can be written. If `path` is a directory, the file
+/// `vekFileWritableTest` is created in it and removed; an existing file or symbolic link of this name is
+/// removed, too. If `path` is a file, it is opened for writing and closed.
 ///
 /// @return 1 if `path` can be written; 0 if not, or if it does not exist
 VEK_API int vekFileWritable(const char *path);

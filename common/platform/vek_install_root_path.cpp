@@ -82,7 +82,8 @@ char *vekGetInstPath(const char *sub) {
 
 /// Reads the first line of the file bin/vek_plat.dat in the tools directory `tools`: the name of the platform for
 /// which this directory was installed.
-/// @return the name, cut to 15 characters, which is more than "lnx86" needs; empty if the file is missing or empty
+/// @return the first 15 characters of the line, which suffice for a comparison with "lnx86"; empty if the file is
+///         missing or empty
 static vek::FixedText<16> readPlatform(std::string_view tools) {
     vek::FixedText<16> platform;
     vek::InstalledText file;
@@ -122,8 +123,8 @@ static bool findTools(std::string_view root, vek::InstalledText &tools) {
     return vekiPathExists(tools.c_str()) == 1;
 }
 
-/// Returns the path of the tools directory of the running program. The first success is stored in `installation`, so
-/// that later calls return the path without a search.
+/// Returns the path of the tools directory of the running program. The first successful search stores the path in
+/// `installation`, so that later calls return it without a search.
 /// @return the path; null if there is no tools directory
 static const char *toolsDirectory(vek::Installation &installation) {
     if (!installation.hasTools) {

@@ -8,7 +8,8 @@
 
 VEK_BEGIN_DECLS
 
-/// The largest number of characters that `vekiExecutableName` can hold. vekInit() cuts a longer name.
+/// The largest number of characters that `vekiExecutableName` can hold. vekInit() stores only the beginning of a longer
+/// name.
 enum { VEKI_EXECUTABLE_NAME_MAX = 4096 };
 
 /// The name that the program was started with, as passed to vekInit(). Empty before vekInit() is called.

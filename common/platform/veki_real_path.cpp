@@ -45,8 +45,8 @@ char *vekiGetRealPath(const char *nameAsInvoked, const char *tableFile) {
         const char *line = buffer.data();
         std::string_view field;
         for (int number = kNameField; nextField(line, field); ++number) {
-            // Documented: an empty first field never matches. If the name ends with "/", the command is empty and is
-            // therefore never found.
+            // Documented: an empty first field never matches. If `nameAsInvoked` ends with "/", the command is empty
+            // and is therefore never found.
             if (number == kNameField && (field.empty() || field != command)) {
                 break;
             }

@@ -13,8 +13,8 @@
 
 namespace vek {
 
-/// The maximum number of times that one walk may follow symbolic links to directories: `followed` times in total, plus
-/// `followedPerLink` times for each different link in the tree.
+/// Limit on how many times one walk follows symbolic links to directories. The limit is `followed`, plus
+/// `followedPerLink` for each different link in the tree.
 struct LinkLimit {
     std::uint64_t followed = 1'000'000;
     /// Must be more than 41, so that a tree with only one cycle never reaches the limit. Linux resolves at most 40
@@ -39,9 +39,9 @@ class WalkGuard {
 
     // ---- cycles
 
-    /// Adds `directory` to the ancestors of the walk. `level` is its depth. If `directory` is an ancestor already, the
-    /// depth that is already stored, a lower one, is kept. When the walk leaves the directory, it calls leave() with
-    /// the same arguments.
+    /// Adds `directory` to the ancestors of the walk. `level` is its depth. If `directory` is an ancestor already, its
+    /// stored depth, which is lower, is kept. When the walk leaves the directory, it must call leave() with the same
+    /// arguments.
     /// @return true; false if memory is exhausted, and leave() must then not be called
     [[nodiscard]] bool enter(const DirectoryIdentity &directory, std::size_t level) {
         return ancestors_.find(directory) != nullptr || ancestors_.store(directory, level);
