@@ -31,7 +31,7 @@ constexpr int kLargeStep = 2048;
 constexpr int kSearchMinimum = 64;
 
 /// @return the new number of elements of a list that must grow: at least `count` + 2, for one more string and the
-///         terminating null pointer; 0 if this exceeds INT_MAX
+///         terminating null pointer; 0 if `count` + 2 exceeds INT_MAX
 int grownSize(int count, int size) {
     const long long needed = count + 2LL;
     long long grown = size <= kDoublingLimit ? count * 2LL + 2 : static_cast<long long>(size) + kLargeStep;
@@ -71,8 +71,8 @@ int searchStrlistSize(const char *const *list, int size) {
 /// Counts the strings in `list`. `size` is the allocated size of `list` that the user of the library has stored. It
 /// can be wrong.
 int countStrings(char **list, int size) {
-    // `size` can be too small, for instance 0 for a list from vekCopyStrlist(). Element `size` - 1 is then a string,
-    // so the galloping search cannot be used, and the strings are counted one by one.
+    // The galloping search begins at element `size` - 1, which must be null. If `size` is too small, this element is a
+    // string, and the strings are counted one by one instead.
     if (list == nullptr || size < kSearchMinimum || list[size - 1] != nullptr) {
         return vekGetStrlistSize(list);
     }

@@ -7,7 +7,7 @@
 
 namespace vek {
 
-/// @return `text` up to its NUL, at most `most` characters. The text after them is not read, so it need not exist.
+/// @return `text` up to its NUL, at most `most` characters. Nothing after them is read, so the NUL may be missing.
 [[nodiscard]] inline std::string_view viewUpTo(const char *text, std::size_t most) {
     const void *const end = std::memchr(text, '\0', most);
     return {text, end == nullptr ? most : static_cast<std::size_t>(static_cast<const char *>(end) - text)};
