@@ -109,7 +109,7 @@ VEK_API void *vekHashProbe(vekHashTable *table, const void *key);
 VEK_API void *vekHashCreateAfterProbe(vekHashTable *table, void *entry);
 
 /// Starts an iteration over all entries of `table`, bucket by bucket. Within a bucket, the entry that was
-/// inserted last comes first. The caller may delete the entry that vekHashGen() returned last. Do not insert
+/// inserted last comes first. The caller may delete the entry that vekHashGen() stored last. Do not insert
 /// entries during an iteration: the iteration may then repeat entries or miss them.
 /// @return the iteration, which vekHashStopGen() frees; null if `table` is null or memory is exhausted
 VEK_API vekHashGenerator *vekHashStartGen(vekHashTable *table);

@@ -269,7 +269,7 @@ Matcher::Step Matcher::step() {
 
 /// Pops backtrack points from points_ until matching can continue at one of them. A popped point of the kind Slot
 /// restores the previous start or end of one group.
-/// @return Step::Continue if matching continues with the node at node_ and at position_; Step::Backtrack if no
+/// @return Step::Continue if matching continues, at the new values of node_ and position_; Step::Backtrack if no
 ///         backtrack point remains; Step::Error if memory is exhausted
 Matcher::Step Matcher::backtrack() {
     while (!points_.empty()) {

@@ -180,7 +180,7 @@ char *vekGetInstallRootFromFilePath(const char *path) {
 }
 
 /// @return a list of directories, separated by ":": the value of the environment variable VEK_STRM_DIR_LIST if the
-///         variable VEK_STRM_ACTIVE is set, otherwise the value of PATH. Null if that variable is not set
+///         variable VEK_STRM_ACTIVE is set, otherwise the value of PATH. Null if the selected variable is not set
 static const char *installationList() {
     return std::getenv(std::getenv("VEK_STRM_ACTIVE") != nullptr ? "VEK_STRM_DIR_LIST" : "PATH");
 }

@@ -59,8 +59,8 @@ char *replaceRun(const char *name, char *end, unsigned seed) {
     return begin;
 }
 
-/// Tests whether the directory part of `name` exists: the text before the last "/" that precedes `run`. `run` is the
-/// part of `name` that replaced the "X" characters.
+/// Tests whether the directory part of `name` exists: the text before the last "/" that precedes `run`. `run` points
+/// to the characters of `name` that replaced the "X" characters.
 /// @return true if it is an existing directory, or if there is no such "/"; otherwise false with `errno` set
 bool hasDirectory(char *name, const char *run) {
     const std::size_t slash = std::string_view(name, static_cast<std::size_t>(run - name)).rfind('/');

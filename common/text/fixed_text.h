@@ -66,8 +66,8 @@ class FixedText {
         return false;
     }
 
-    /// Appends as many characters of `text` as fit, and drops the rest. Only for a text that the user documentation
-    /// describes as cut to a maximum length.
+    /// Appends as many characters of `text` as fit, and drops the rest. Only for a text whose maximum length is
+    /// stated in the user documentation.
     void appendCut(std::string_view text) {
         const std::size_t free = kCapacity - size_;
         static_cast<void>(append(std::string_view(text.data(), text.size() < free ? text.size() : free)));
