@@ -137,7 +137,7 @@ VEK_API const char *rynGetErrorMsg(int code);
 ///
 /// This has these effects. After a diagnostic of the default warning handler, all remaining lines of the file are
 /// read, and then the creation fails. If that file is included, the including file ends at the INCLUDE. But if the
-/// file itself includes a file without diagnostics after the diagnostic, the diagnostic is ignored, and the
+/// file includes another file in a later line and no diagnostic follows, the earlier diagnostic is ignored, and the
 /// creation succeeds. If the warning handler of another registry returns a value other than 0, the file ends at
 /// that line, but the creation succeeds with the libraries that were defined before.
 ///
@@ -165,8 +165,8 @@ VEK_API int rynInit(const char *libraryFile, unsigned flags, rynWarningHandler w
 /// `warningHandler` and `handleOut` are those of rynInitEx().
 VEK_API int rynInitialize(const char *libraryFile, rynWarningHandler warningHandler, rynHandle *handleOut);
 
-/// Frees the registry `handle` and everything that it owns. End all iterations over the registry with
-/// rynIterateEnd() before. If `handle` is the default handle, there is no default handle afterwards.
+/// Frees the registry `handle` and everything that it owns. First end all iterations over the registry
+/// with rynIterateEnd(). If `handle` is the default handle, there is no default handle afterwards.
 VEK_API int rynReleaseHandle(rynHandle handle);
 
 /// @return the address of the variable that contains the default handle; null if no registry was ever created
@@ -360,7 +360,7 @@ VEK_API int rynLibHasTmp(rynHandle handle, const char *library, unsigned which);
 
 /// Finds the first file with the name `name` in the directories of the search list.
 ///
-/// @param handle     the registry; only used for a library
+/// @param handle     the registry that defines `library`; ignored if `library` is null
 /// @param directory  the name of the subdirectory to search in each directory of the search list; null for the
 ///                   default subdirectories, see pux(3)
 /// @param library    the library whose directories replace "@LIBRARY" in the search list, or null

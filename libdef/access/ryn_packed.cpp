@@ -15,8 +15,8 @@
 
 namespace {
 
-/// Makes the packed `library` an unpacked one: removes the path of its archive file, and the pointer to the open
-/// archive. Does not close the archive.
+/// Marks `library` as not packed: sets the path of its archive file and the pointer to its open archive to null. Does
+/// not close the archive.
 void forgetArchive(rynLibrary &library) {
     std::free(library.packedFile);
     library.packedFile = nullptr;

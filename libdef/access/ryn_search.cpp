@@ -1,5 +1,5 @@
-// Implements rynSearch(), rynFullSearch() and rynFindWritable(): searches of configuration files in the directories of
-// a search list (pux.h) and of a library.
+// Implements rynSearch(), rynFullSearch() and rynFindWritable(), which search for configuration files in the
+// directories of a search list (pux.h) and of a library.
 // Each function builds a search list and finds the directories of the library. It passes both to a search function of
 // pux.h, which searches the directories of the library in the place of the entry "@LIBRARY".
 
@@ -23,8 +23,8 @@ namespace {
 /// One kind of directory that a library can have, and the rynGetPath() modes that return the path of that directory.
 struct DirectoryKind {
     unsigned temporary; ///< RYN_TMP_... flags, one of which must apply; 0 for the library's own directory
-    unsigned readMode;  ///< the mode for a search of existing files
-    unsigned writeMode; ///< the mode for a search of a writable directory
+    unsigned readMode;  ///< the mode to search for existing files
+    unsigned writeMode; ///< the mode to search for a writable directory
 };
 
 /// The kinds of library directories in search order: explicit or global temporary directory, implicit temporary
@@ -87,7 +87,7 @@ struct ReleaseSearchList {
 };
 using OwnedSearchList = std::unique_ptr<char *, ReleaseSearchList>;
 
-/// Creates a search list of the default directories in which configuration files are searched.
+/// Creates the default search list: the directories in which configuration files are searched for.
 /// @return the search list; null if puxInitialize() fails
 OwnedSearchList openSearchList() {
     char **list = nullptr;

@@ -24,8 +24,8 @@ using ryn::SpecKind;
 
 // ---- the implementation table
 
-/// The data of one "rynFS" specifier: its inner specifier, and its names. The field vekFSSpec::path of the "rynFS"
-/// specifier points to this struct. freeSpec() frees it.
+/// The data of one "rynFS" specifier: the inner specifier that it forwards operations to, and the names of its library,
+/// cell, view and file. The field vekFSSpec::path of the "rynFS" specifier points to this struct. freeSpec() frees it.
 struct Extension {
     rynRegistry *handle;
     vekFSSpec *inner;
@@ -80,9 +80,9 @@ int opendirInner(vekFSSpec *spec, vekFSDir **directory) {
     return vekFS_opendir(innerOf(spec), directory);
 }
 
-/// Returns the function table of "rynFS" specifiers. Documented: only the operations below are supported. The other
-/// operations receive an open file, an open directory or a stat record. The inner specifier has created these objects,
-/// so they already refer to its function table.
+/// Returns the function table of "rynFS" specifiers. Documented: only the operations below are supported, which receive
+/// a specifier. All other operations receive an open file, an open directory or a stat record. Such an object refers to
+/// the function table of the inner specifier, which has created it.
 constexpr vekFSIODef makeTable() {
     vekFSIODef table = {};
     table.name = "rynFS";
@@ -159,9 +159,11 @@ Combined combine(const vekFSSpec *parent, NamedObject &object) {
     return Combined::Object;
 }
 
-/// Creates a "rynFS" specifier for the object `object`, whose names extend those of the specifier `parent`.
-/// @param find  a callback that creates the inner specifier. It receives the library, the names of the object, and an
-///              OwnedSpec to store the inner specifier in. It returns a RYN_ code
+/// Combines the names in `object` with those of the specifier `parent`, and creates a "rynFS" specifier for the object
+/// with the combined names.
+/// @param find  a callback that creates the specifier to which the "rynFS" specifier forwards its operations. It
+///              receives the library, the combined names, and an OwnedSpec to store the created specifier in. It
+///              returns a RYN_ code
 /// @return RYN_OK, RYN_INVALID_PARAMETER, RYN_LIBRARY_NOT_DEFINED, RYN_MEMORY_ERROR or the error of `find`
 template <typename Find>
 int makeWrapped(rynRegistry *registry, NamedObject object, vekFSSpec *parent, vekFSSpec **spec, Find find) {

@@ -110,8 +110,8 @@ bool isFromGlobalRoot(const rynLibrary &library) {
     return (library.flags & ryn::kTmpFromGlobal) != 0;
 }
 
-/// Finds a library whose temporary directory ROOT/NAME overlaps with a directory that a library already uses: is equal
-/// to it, inside it, or contains it. Skips libraries whose temporary directory was already set from a root.
+/// Finds a library whose new temporary directory ROOT/NAME would be equal to, contain or be inside a directory that any
+/// library already uses. Skips libraries whose temporary directory was already set from a root.
 /// @return the first such library; null if there is none
 const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     for (const rynLibrary *library = registry->libraries.head; library != nullptr;
@@ -127,10 +127,9 @@ const rynLibrary *findReuse(rynRegistry *registry, const Root &root) {
     return nullptr;
 }
 
-/// A fast test before findReuse(). If it returns true, findReuse() would find nothing: every library directory that is
-/// equal to the root, inside it, or contains it is a temporary directory that was set from the root.
-/// The test compares two numbers: how many library directories are equal to the root, inside it, or contain it; and how
-/// many libraries have a temporary directory that was set from the root.
+/// A fast test before findReuse(): returns true if findReuse() would certainly find nothing.
+/// Compares the number of directories that are equal to the root, inside it or contain it with the number of temporary
+/// directories that were set from the root. If both are equal, no other directory can overlap with ROOT/NAME.
 bool excludesReuse(const rynRegistry &registry, const ryn::RootProgress &progress) {
     const bool allUnderRoot = progress.number == 1 || progress.wasCompleted;
     // If a library name contains "/", findReuse() is always necessary: the directory ROOT/A/B of the library "A/B" is

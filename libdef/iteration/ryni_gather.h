@@ -36,7 +36,7 @@ struct Sources {
 ///
 /// @param type   RYNI_CONTEXT_CELLS to RYNI_CONTEXT_ALL_VIEW_FILES
 /// @param list   receives the names in the order of the iteration; freed with freeElements(); null after a failure
-/// @param limit  how many symbolic links are followed in each directory of `sources`; only used for
+/// @param limit  limits how many symbolic links are followed in each directory of `sources`; ignored unless `type` is
 ///               RYNI_CONTEXT_ALL_VIEW_FILES
 /// @return RYN_OK, RYN_INTERNAL_ERROR, RYN_MEMORY_ERROR (reported), RYN_SYSTEM_ERROR or RYN_PERMISSION_DENIED
 int gatherNames(rynRegistry *registry, int type, const Sources &sources, rynElement **list,

@@ -1,6 +1,7 @@
 // Implements FileText: a library definition file that is read line by line, and suspended while a file that it includes
 // is read. suspend() copies at most kMaxHeld unread bytes to memory and closes the file. If the file has more unread
-// bytes, resume() opens it again and continues at the offset, unless the file may stay open.
+// bytes, suspend(true) does not close it. After suspend(false), resume() opens it again and continues at the saved
+// offset.
 
 #include "libdef/language/ryni_file_text.h"
 
@@ -113,7 +114,7 @@ void FileText::resume(const char *path) {
     start();
 }
 
-/// Opens the file `path` again after closeUntilResumed(), and sets the offset that `closedAt_` contains.
+/// Opens the file `path` again after closeUntilResumed(), and sets its file offset to the offset in `closedAt_`.
 /// @return false if a system call fails, or if `path` is a different file now (another device or inode number)
 bool FileText::openAgain(const char *path) {
     const ClosedAt expected = std::exchange(closedAt_, ClosedAt{});

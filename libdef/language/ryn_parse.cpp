@@ -136,9 +136,9 @@ constexpr int kMaxOpenIncluders = 4;
 /// Reads one library definition file and all files that it includes, and executes their statements in a registry.
 class Reader {
   public:
-    /// @param progress  stores to which libraries the global temporary root (the directory that contains a temporary
-    ///                  directory for each library) was applied. At the end of each file, the root is applied only to
-    ///                  libraries that are new or changed since then; if `progress` is null, to all libraries
+    /// @param progress  records the libraries to which the global temporary root (the directory that contains a
+    ///                  temporary directory for each library) was applied. The end of each file then applies the root
+    ///                  only to new and changed libraries. If `progress` is null, it applies the root to all libraries
     Reader(rynRegistry *registry, RootProgress *progress) : registry_(registry), progress_(progress) {}
     ~Reader() {
         while (level_ != nullptr) {

@@ -47,12 +47,12 @@ class FileText {
     void resume(const char *path);
 
   private:
-    /// Identity of a file that suspend() closed before all its bytes were read or copied, and the offset of the next
-    /// byte.
+    /// Identity of a file that suspend() closed before all its bytes were read or copied, and the offset of the first
+    /// byte that was neither read nor copied.
     struct ClosedAt {
         dev_t device;
         ino_t inode;
-        off_t offset; ///< 0 if no file was closed with an unread rest
+        off_t offset; ///< 0 if there is no such file
     };
 
     void start();

@@ -32,8 +32,8 @@ namespace ryn {
 struct RootProgress;
 
 /// Reads the library definition file `path`, from which a registry is being created, and all files that it includes.
-/// @param progress  stores to which libraries the global temporary root was applied. The processing at the end of each
-///                  file applies it only to libraries that are new or changed since then
+/// @param progress  records the libraries to which the global temporary root was applied. The end of each file then
+///                  applies the root only to new and changed libraries
 /// @return the status of the file
 int readTopFile(rynRegistry &registry, const char *path, RootProgress &progress);
 

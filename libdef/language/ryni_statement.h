@@ -79,8 +79,8 @@ int executeUnassign(const Command &command);
 /// @return nullopt to continue the statement; the value that the warning handler returned if that is not 0
 Ending checkCase(const Command &command, const rynLibrary &library, const char *name);
 
-/// Finds the library of an UNDEFINE or UNASSIGN, which its first argument names, and calls checkCase() for it.
-/// @param library  receives the library, or null
+/// Finds the library that the first argument of an UNDEFINE or UNASSIGN names, and calls checkCase() for it.
+/// @param library  receives the library; null if it is not defined
 /// @return nullopt to continue the statement; RYN_OK if the library is not defined; otherwise the result of checkCase()
 Ending findDefined(const Command &command, rynLibrary *&library);
 

@@ -4,7 +4,7 @@ namespace ryn {
 
 namespace {
 
-/// Replaces every `pattern` in `path` by "/", also one that appears only because of an earlier replacement.
+/// Replaces every `pattern` in `path` by "/", including one that an earlier replacement has created.
 /// @param pattern  must end with "/", for example "/./"
 void replaceBySlash(vek::PathText &path, std::string_view pattern) {
     std::size_t from = 0;

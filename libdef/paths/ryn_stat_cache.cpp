@@ -111,8 +111,8 @@ ryniStatEntry *createAfterProbe(vekHashTable &table, const Key &key) {
     return entry.release();
 }
 
-/// Overwrites `size` bytes with zero bytes. Writes through a volatile pointer, because the compiler may remove a memset()
-/// of memory that is freed afterwards.
+/// Overwrites `size` bytes with zero bytes. Writes through a volatile pointer, because the compiler may remove a
+/// memset() of memory that is freed afterwards.
 void wipe(void *memory, std::size_t size) {
     volatile char *const bytes = static_cast<char *>(memory);
     for (std::size_t i = 0; i < size; ++i) {

@@ -26,8 +26,8 @@ VEK_END_DECLS
 
 namespace ryn {
 
-/// Selects what generateNslPath() does if a path does not exist or cannot be read. Checked: it fails if the
-/// path-existence setting (rynSetPathNoneExistWarnFlag()) is on. NotChecked: it ignores this.
+/// Selects whether generateNslPath() fails if a path does not exist or cannot be read. Checked: it fails if the
+/// path-existence setting (rynSetPathNoneExistWarnFlag()) is on. NotChecked: it does not fail.
 enum class Existence { Checked, NotChecked };
 
 /// Replaces every symbolic link in `path` by its target, and removes redundant "/", "." and "..".

@@ -11,8 +11,8 @@
 
 namespace ryn {
 
-/// Returns true if cleanPath() cannot change `path`, as for most paths: it does not end with "/", and no "/" is followed
-/// by a second one or by a ".".
+/// Returns true if cleanPath() cannot change `path`, as for most paths: `path` does not end with "/" and contains
+/// neither "//" nor "/.".
 [[nodiscard]] bool isClean(std::string_view path);
 
 /// Removes every "/" and "/." at the end of `path`. Then replaces "/./" and "//" by "/". If the path becomes empty, it

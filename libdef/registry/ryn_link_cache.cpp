@@ -17,7 +17,7 @@
 
 namespace {
 
-/// The result of one call of readlink(), or of an earlier call whose result is cached.
+/// The result of readlink() for one path, from the system call or from the cache.
 struct LinkResult {
     std::string_view target; ///< empty after a failure
     int32_t length;          ///< -1 after a failure

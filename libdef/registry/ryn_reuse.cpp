@@ -157,7 +157,8 @@ void DirectoryIndex::prune(Node *node) {
 }
 
 /// Updates the counters of the trie when a directory is added at `node` (`change` is 1) or removed (`change` is -1).
-/// `exact` is the number of directories with the path of a node. `below` also counts the directories inside.
+/// The member `exact` counts the directories with the path of its node. The member `below` counts these directories and
+/// all directories inside them.
 void DirectoryIndex::count(Node *node, int change) {
     node->exact += change;
     for (; node != nullptr; node = node->parent) {

@@ -3,7 +3,8 @@
 
 /// Hash functions of the registry, which stores libraries, files and cached symbolic links.
 /// bucketOf() computes the number of one of the 256 buckets that rynDumpEverything() prints. indexHash() and
-/// indexHashNoCase() compute hashes for internal hash tables. vekHashString32() is not used, because its result also depends on the address of the text in memory.
+/// indexHashNoCase() compute hashes for internal hash tables. vekHashString32() is not used, because its result also
+/// depends on the address of the text in memory.
 
 #include "common/text/ascii.h"
 
@@ -18,8 +19,8 @@ namespace ryn {
 /// rynDumpEverything() prints the bucket numbers.
 /// @param ignoreCase  if true, upper case letters are hashed as lower case letters
 inline uint32_t bucketOf(std::string_view name, bool ignoreCase) {
-    // Each character is shifted left once for each one after it, and the result depends on 32 bits only. Therefore the
-    // last 32 characters determine it.
+    // Hash only the last 32 characters. Each step of the loop shifts the 32-bit hash left by one bit, so that earlier
+    // characters have no effect on the result.
     constexpr std::size_t kSignificant = 32;
     uint32_t hash = 0;
     for (std::size_t i = name.size() > kSignificant ? name.size() - kSignificant : 0; i < name.size(); ++i) {
@@ -32,7 +33,7 @@ inline uint32_t bucketOf(std::string_view name, bool ignoreCase) {
 
 /// Computes a 32-bit hash of `text`: multiplies and shifts 8 bytes at a time.
 /// @param seed  changes the initial value of the hash
-/// @param bits  are set in each byte before it is hashed, so that bytes that differ only in them have equal hashes
+/// @param bits  bits to set in each byte before it is hashed; texts that differ only in these bits have equal hashes
 inline uint32_t indexHashOf(std::string_view text, uint64_t seed, unsigned char bits) {
     constexpr uint64_t kGoldenRatio =
         0x9e3779b97f4a7c15U; // 2^64 divided by the golden ratio: odd, with irregular bits
@@ -66,8 +67,7 @@ inline uint32_t indexHash(std::string_view text, uint64_t seed = 0) {
     return indexHashOf(text, seed, 0);
 }
 
-/// Computes a hash like indexHash(), but converts `text` to lower case first. Texts that differ only in case therefore
-/// have the same hash.
+/// Computes a hash like indexHash(), but texts that differ only in the case of letters have the same hash.
 inline uint32_t indexHashNoCase(std::string_view text, uint64_t seed = 0) {
     constexpr unsigned char kLowerCase =
         'a' - 'A'; // the bit in which an ASCII letter differs between the cases

@@ -16,8 +16,8 @@
 
 namespace ryn {
 
-/// The hash of a library name in RegistryIndexes::names, computed from the name without regard to case and from the
-/// bucket. Therefore one table is enough for lookups with and without regard to case.
+/// Computes the hash of a library name in RegistryIndexes::names, from the bucket number and the name without regard to
+/// case. The same table can therefore be searched with and without regard to case.
 inline uint32_t nameHashOf(std::string_view name, uint32_t bucket) {
     return indexHashNoCase(name, bucket);
 }
@@ -27,8 +27,8 @@ struct RegistryIndexes {
     vek::HashIndex<rynLibrary> names;      ///< by nameHashOf()
     vek::HashIndex<rynIncludedFile> files; ///< by indexHash() of the nsl path
     vek::HashIndex<rynLink> links;         ///< by indexHash() of the path
-    /// A directory whose prefixes are in `links` with the error EINVAL: no component of it is a symbolic link. It is the
-    /// parent of the last path whose links were resolved, and often that of the next one.
+    /// The parent directory of the last resolved path in which no component was a symbolic link. If the next path is in
+    /// the same directory, LinkResolver does not look up its prefixes in `links`.
     vek::PathText directoryWithoutLinks;
     DirectoryIndex directories; ///< nslPath and explicitTmpNsl of every library
 };

@@ -22,8 +22,8 @@ class DirectoryIndex {
     DirectoryIndex &operator=(const DirectoryIndex &) = delete;
     ~DirectoryIndex();
 
-    /// Allocates the first slots of the hash table. Afterwards add() can only fail because it cannot allocate a node, or
-    /// because memory is exhausted and all slots are used.
+    /// Allocates the first slots of the hash table. Afterwards, add() fails only if it cannot allocate a node of the
+    /// trie, or if all slots are used and it cannot allocate more.
     /// @return false if memory is exhausted
     [[nodiscard]] bool allocate() { return nodes_.reserve(1); }
 
