@@ -568,7 +568,7 @@ VEK_API void rynDumpContext(const rynContext *context, FILE *stream);
 /// @param handle   the registry. Null does not mean the default handle: the result is RYN_INVALID_PARAMETER
 /// @param mode     a mode of rynGetPath()
 /// @param library  may be null if `parent` is given
-/// @param parent   null, or a specifier from this function; the given names are then added to those of its object.
+/// @param parent   null, or a specifier from this function; its names are then combined with the given names.
 ///                 Documented: if no names are given, `parent` itself is returned; free it only once
 /// @param flags    RYN_SPEC_NATIVE or RYN_SPEC_STDIO
 /// @param spec     receives the specifier; null after a failure

@@ -20,7 +20,7 @@ int ryni_parse_veklib_file(const char *path, rynRegistry *registry, rynIncludedF
 /// @param file         the record of the file that contains the line
 /// @param lineNumber   the number of the line in that file
 /// @param applyTmpNow  1 to create the temporary directories of all libraries at once if the line sets the global
-///                     temporary root (ASSIGN AllLibs TmpRootDir); 0 to leave this to the end of the file
+///                     temporary root (ASSIGN AllLibs TmpRootDir); 0 to create them at the end of the file
 /// @return the status of the statement or of the included file
 int ryni_process_command(rynRegistry *registry, const char *line, const char *directory,
                          rynIncludedFile *file, int lineNumber, int applyTmpNow);

@@ -28,7 +28,7 @@ struct LinkResult {
 /// memory is exhausted, adds nothing; the next lookup of `path` then calls readlink() again.
 /// @param hash  the value of ryn::indexHash() for `path`
 void store(rynRegistry &registry, std::string_view path, uint32_t hash, const LinkResult &result) {
-    // One allocation for the record, the path and the target, which follow it.
+    // Allocate one block for the record, followed by the path and the target.
     const bool hasTarget = result.length >= 0;
     const std::size_t pathSize = path.size() + 1;
     const std::size_t targetSize = hasTarget ? result.target.size() + 1 : 0;

@@ -32,7 +32,7 @@ class Components {
     bool done_ = false;
 };
 
-/// The hash of a node of the trie: of its component and of the address of its parent.
+/// Computes the hash of a trie node from its component and the address of its parent.
 uint32_t hashOf(const void *parent, std::string_view component) {
     return ryn::indexHash(component, reinterpret_cast<uintptr_t>(parent));
 }
@@ -100,8 +100,8 @@ DirectoryIndex::Start DirectoryIndex::startOf(std::string_view path) const {
     return {root_, path};
 }
 
-/// Returns the child of `parent` for `component`, or null.
-/// @param hash  the value of hashOf() for both
+/// Returns the child of `parent` for `component`; null if there is none.
+/// @param hash  the value of hashOf(parent, component)
 DirectoryIndex::Node *DirectoryIndex::find(const Node *parent, std::string_view component,
                                            uint32_t hash) const {
     return nodes_.find(hash, [parent, component](const Node &node) {
@@ -110,7 +110,7 @@ DirectoryIndex::Node *DirectoryIndex::find(const Node *parent, std::string_view 
 }
 
 /// Creates the child of `parent` for `component`.
-/// @param hash  the value of hashOf() for both
+/// @param hash  the value of hashOf(parent, component)
 /// @return the child; null if memory is exhausted
 DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, std::string_view component, uint32_t hash) {
     vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + component.size())));
