@@ -334,11 +334,8 @@ void rynAddCommand(rynHandle handle, const char *text) {
     // Documented: the location of a statement given to rynAddCommand() is line 0 of a file record with empty paths. The
     // record is static, because libraries and attributes keep pointers to it.
     static char emptyPath[1];
-    static rynIncludedFile pseudoFile = {.next = nullptr,
-                                         .path = emptyPath,
-                                         .nslPath = emptyPath,
-                                         .includedFrom = nullptr,
-                                         .line = 0};
+    static rynIncludedFile pseudoFile = {
+        .next = nullptr, .path = emptyPath, .nslPath = emptyPath, .includedFrom = nullptr, .line = 0};
     rynRegistry *const registry = ryn::registryOf(handle);
     if (registry == nullptr || text == nullptr) {
         ryni_do_fatal(registry, RYN_INVALID_PARAMETER, "rynAddCommand()");
