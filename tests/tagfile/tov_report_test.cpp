@@ -27,8 +27,8 @@ TEST_F(CollectedReports, AreMadeInOrder) {
     EXPECT_EQ(test::kNoReports, reports.take());
     kept.make("d/vekinfo.tag", "d");
     EXPECT_EQ((test::TagReports{{TOV_SYSTEM_ERROR, "first", "d/vekinfo.tag", 7},
-                             {TOV_SYNTAX_ERROR, "second", "d", 0},
-                             {TOV_MEMORY_ERROR, "third", "", 0}}),
+                                {TOV_SYNTAX_ERROR, "second", "d", 0},
+                                {TOV_MEMORY_ERROR, "third", "", 0}}),
               reports.take());
     kept.make("d/vekinfo.tag", "d");
     EXPECT_EQ(test::kNoReports, reports.take()) << "made once";
