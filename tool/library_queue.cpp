@@ -1,6 +1,7 @@
-// A singly linked list of the libraries whose tasks workers can perform. A worker takes the first task that waits, in
-// the order in which the first thread needs the results: for each library its tag file, the probe, the directory. The
-// search for a task takes time in proportion to the length of the list, which is limited.
+// A singly linked list of the libraries that will be checked next. Workers perform the tasks of these libraries in the
+// order in which the first thread needs the results: library by library, and for each one first the tag file, then the
+// probe, then the directory. The search for the next task begins at the head of the list. WorkerSettings::mostLibraries
+// limits the length of the list.
 
 #include "tool/library_queue.h"
 

@@ -23,7 +23,7 @@ struct LibraryTask : WorkerTask {
     AheadLibrary *library;
 };
 
-/// A library that will be checked, and what workers have read of it.
+/// A library that will be checked, the tasks that workers perform for it, and the results of these tasks.
 struct AheadLibrary {
     AheadLibrary() : tag(WorkerTask::Kind::Tag, *this), probe(WorkerTask::Kind::Probe, *this) {}
 
@@ -67,8 +67,9 @@ class LibraryQueue {
     /// @return the number of tasks that wait to be begun
     [[nodiscard]] std::size_t pending() const { return pending_; }
 
-    /// Begins the first waiting task of the libraries whose number is at most `last`.
-    /// @param order  makes the record of a library directory
+    /// Begins the first waiting task in the order of the list. Ignores libraries whose AheadLibrary::number is above
+    /// `last`.
+    /// @param order  creates the Directory object if the task is to read a library directory
     /// @return the task, in the state Running; null if there is none, or memory is exhausted
     [[nodiscard]] WorkerTask *beginNext(std::size_t last, WalkOrder &order);
 

@@ -1,10 +1,11 @@
 // A probe tests whether a file system is case-sensitive: it creates two files and removes them. If a signal ended the
 // tool in between, the files would remain.
 //
-// Without other threads, the signals are blocked during the probe. With several threads, they are blocked in all
-// threads but one, which waits for them with sigwait(). After a signal, this thread lets no further probe begin, waits
-// until the running probes have removed their files, and ends the process by the signal. A signal handler could not do
-// so: while the first thread is blocked in a system call of a file server that does not respond, no handler runs.
+// Before startWatch(), a thread blocks all its signals during a probe. After startWatch(), SIGHUP, SIGINT and SIGTERM
+// are blocked in all threads, and one thread waits for them with sigwait(). When such a signal arrives, this thread
+// lets no further probe begin, waits until the running probes have removed their files, and ends the process by the
+// signal. A signal handler could not do this: it would run in the first thread, and it cannot run while that thread is
+// blocked in a system call because a file server does not respond.
 
 #include "tool/probe_gate.h"
 
@@ -25,8 +26,8 @@ constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
 /// for this signal is to ignore it.
 constexpr int kWakeSignal = SIGURG;
 
-/// The longest time to wait for running probes: a file server may never respond. 5 s: a probe makes about 15 requests,
-/// and on the slowest usual networks a request takes 0.3 s.
+/// The maximum time to wait for running probes, because a file server may never respond. 5 s: a probe makes about 15
+/// requests, and on the slowest usual networks a request takes 0.3 s.
 constexpr std::int64_t kPatienceNs = 5'000'000'000;
 
 } // namespace
@@ -48,7 +49,8 @@ bool ProbeGate::startWatch() {
             signals.add(signal);
         }
     }
-    // SIGPIPE is sent to the thread that prints. It must not end the process during a probe of another thread.
+    // A failed write sends SIGPIPE to the thread that prints. The signal must not end the process while another thread
+    // performs a probe.
     SignalSet blockedNow = signals;
     blockedNow.add(SIGPIPE);
     blocked_ = blockedNow.get();

@@ -1,8 +1,8 @@
 #ifndef TOOL_PROBE_GATE_H
 #define TOOL_PROBE_GATE_H
 
-/// Probes of the case sensitivity of file systems, which must not leave their files when a signal ends the tool. See
-/// probe_gate.cpp.
+/// Probes, which test whether a file system is case-sensitive. A probe creates files. If a signal ends the tool during
+/// a probe, the files are removed first. See probe_gate.cpp.
 
 #include "common/containers/directory_identity.h"
 #include "common/platform/case_probe.h"
@@ -16,7 +16,7 @@ namespace vekinfo {
 /// ends the process takes effect when the files of the probe have been removed.
 int probeWithSignalsBlocked(const char *path);
 
-/// Probes by several threads. One directory is probed by one thread at a time.
+/// Lets several threads probe at the same time, but at most one of them in the same directory.
 class ProbeGate {
   public:
     ProbeGate() = default;
@@ -55,16 +55,16 @@ class ProbeGate {
     [[nodiscard]] bool isRunning(const vek::DirectoryIdentity &directory) const;
 
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER; ///< guards the following members
-    pthread_cond_t changed_ = PTHREAD_COND_INITIALIZER; ///< broadcast if a probe has ended
+    pthread_cond_t changed_ = PTHREAD_COND_INITIALIZER; ///< broadcast if a probe has ended or may begin
     Running *running_ = nullptr;                        ///< list of the running probes
     bool isClosed_ = false;                             ///< whether no further probe may begin
-    bool isStopped_ = false;                            ///< whether the thread must end
-    pthread_t thread_ = {};
+    bool isStopped_ = false;                            ///< whether watch() must end
+    pthread_t thread_ = {};                             ///< the thread that runs watch()
 
-    // Used by the first thread only. The thread that handles signals reads only `signals_`, which does not change while
-    // that thread runs.
-    bool isWatched_ = false;   ///< whether the thread runs
-    sigset_t signals_ = {};    ///< the signals that the thread waits for
+    // Used by the first thread only, except for `signals_`: the thread that handles signals reads this member, too. The
+    // member does not change while that thread runs.
+    bool isWatched_ = false;   ///< whether the thread that handles signals runs
+    sigset_t signals_ = {};    ///< the signals that watch() waits for
     bool isDelivered_ = false; ///< whether deliverBrokenPipe() has been called
     sigset_t blocked_ = {};    ///< the signals that startWatch() has blocked in the first thread
     sigset_t before_ = {};     ///< the signal mask of the first thread before startWatch()

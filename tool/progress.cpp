@@ -52,8 +52,8 @@ bool isTerminal(int descriptor) {
     return ioctl(descriptor, TCGETS, &attributes) == 0;
 }
 
-/// Returns how many columns the line may use: the width of the terminal minus one, because some terminals begin a new
-/// line after the last column. If the width is unknown, 80 columns are assumed.
+/// Returns how many columns the progress line may use: the width of the terminal minus one, because some terminals
+/// begin a new line after the last column. If the width is unknown, 80 columns are assumed.
 std::size_t widthOfTerminal() {
     constexpr std::size_t kUsual = 80;
     winsize size = {};
@@ -96,11 +96,11 @@ class Progress::Line {
     Line &operator=(const Line &) = delete;
     ~Line() = default;
 
-    /// Replaces `stdout` and `stderr` by streams that erase the line before each output, and starts the thread that
-    /// writes the line.
+    /// Replaces `stdout` and `stderr` by streams that erase the progress line before each output, and starts the thread
+    /// that writes the progress line.
     /// @return false if memory or threads are exhausted; `stdout` and `stderr` are then unchanged
     bool start();
-    /// Ends the thread, erases the line and restores `stdout` and `stderr`.
+    /// Ends the thread that writes the progress line, erases the progress line and restores `stdout` and `stderr`.
     void stop();
     /// Sets the text that the thread writes to the terminal at its next update.
     void set(const Text &text);
@@ -183,8 +183,8 @@ void Progress::Line::showRepeatedly() {
     static_cast<void>(pthread_mutex_unlock(&mutex_));
 }
 
-/// Writes the line to the terminal, if the last output ended with a newline and the text has changed since the last
-/// write. The caller must hold the mutex.
+/// Writes the progress line to the terminal, unless the terminal already shows the current text, or the last other
+/// output did not end with a newline. The caller must hold the mutex.
 void Progress::Line::show() {
     if (!isAtLineStart_ || text_.empty() || (isOnTerminal_ && shown_.view() == text_.view())) {
         return;
@@ -197,7 +197,8 @@ void Progress::Line::show() {
     }
 }
 
-/// Erases the line if it is on the terminal. The caller must hold the mutex, unless the thread has ended.
+/// Erases the progress line if it is on the terminal. The caller must hold the mutex, unless the thread that writes the
+/// progress line has ended.
 void Progress::Line::erase() {
     if (isOnTerminal_) {
         isOnTerminal_ = false;

@@ -9,20 +9,20 @@ namespace vekinfo {
 /// the object. It is erased before any other output and written again after the output. The destructor erases the line.
 class Progress {
   public:
-    /// Replaces the variables `stdout` and `stderr` by streams that erase the line before each output, and starts a
-    /// thread that writes the line. Does nothing if standard error is not a terminal that can erase a line, if standard
-    /// output is a pipe or socket, or if memory or threads are exhausted.
+    /// Replaces the variables `stdout` and `stderr` by streams that erase the progress line before each output, and
+    /// starts a thread that writes the progress line. Does nothing if standard error is not a terminal that can erase a
+    /// line, if standard output is a pipe or socket, or if memory or threads are exhausted.
     Progress();
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
-    /// Ends the thread, erases the line and restores `stdout` and `stderr`.
+    /// Ends the thread that the constructor started, erases the progress line and restores `stdout` and `stderr`.
     ~Progress();
 
     /// Returns true if the constructor started the thread; false if the constructor did nothing, so that set() has no
     /// effect.
     [[nodiscard]] bool isShown() const { return line_ != nullptr; }
 
-    /// Sets the text of the line, which contains all three arguments.
+    /// Sets the text of the progress line, which contains all three arguments.
     /// @param done     the number of libraries that have been checked
     /// @param count    the number of all libraries
     /// @param library  the name of the library that is checked next

@@ -1,5 +1,5 @@
-// The interface of read_ahead_queue.h for the first thread. The queue is on the heap, because a worker that is blocked
-// in a system call can outlive the ReadAhead object.
+// ReadAhead calls the functions of a ReadAheadQueue object, which it creates at the first use. That object is on the
+// heap, because a worker that is blocked in a system call can outlive the ReadAhead object.
 
 #include "tool/read_ahead.h"
 

@@ -1,8 +1,8 @@
 #ifndef TOOL_READ_AHEAD_H
 #define TOOL_READ_AHEAD_H
 
-/// What worker threads read ahead of the check of libraries: the directories of depth-first walks, and the tag files
-/// and probes of the libraries that are checked next. See read_ahead.cpp.
+/// Reading ahead during the check of libraries: worker threads read directories and tag files, and probe file systems,
+/// before the check needs the results. See read_ahead_queue.cpp.
 
 #include "tagfile/tov.h"
 #include "tool/walk_order.h"
@@ -21,24 +21,27 @@ class ReadAhead {
     explicit ReadAhead(const WorkerSettings &settings = {}) : settings_(settings) {}
     ReadAhead(const ReadAhead &) = delete;
     ReadAhead &operator=(const ReadAhead &) = delete;
-    /// Ends the workers. Does not wait for a worker that is blocked in a system call for more than 100 ms. leave()
-    /// must have been called for every directory.
+    /// Ends the workers. If a worker is blocked while it reads a directory, waits for it, but at most 100 ms. leave()
+    /// must have been called for every directory that enter() has returned.
     ~ReadAhead();
 
     using Step = WalkStep;
 
-    /// Enters the directory `path`: waits for the worker that is reading it, or reads it if no worker has begun to.
-    /// For each DT_DIR entry of a directory, in the order of the entries, either enter() or pass() must be called.
+    /// Enters the directory `path`. Reads it, unless a worker has begun to read it; in this case, waits until the
+    /// worker has finished. For each DT_DIR entry of the entered directory, in the order of the entries, the caller
+    /// must then call either enter() or pass().
+    /// @param step  the directory entry that leads to the directory
     /// @return the directory, which the caller must give to leave(); null if memory is exhausted
     [[nodiscard]] Directory *enter(const char *path, const Step &step);
 
-    /// Skips the entry of `step`, which has the type DT_DIR: if no worker has begun to read it, none will.
+    /// Excludes the subdirectory of `step`, a DT_DIR entry, from reading ahead: no worker will begin to read it.
     void pass(const Step &step);
 
     /// Releases a directory that enter() has returned, and everything that was read ahead below it.
     void leave(Directory *directory);
 
-    /// @return true if reading is slow and few libraries wait to be read, so that announceLibrary() should be called
+    /// @return true if announceLibrary() should be called: reading is slow, and the number of announced libraries that
+    ///         endLibrary() has not released yet is below WorkerSettings::mostLibraries
     [[nodiscard]] bool wantsLibrary();
 
     /// Lets workers read a library that will be checked: they read its tag file, probe its file system if the tag file
@@ -56,7 +59,8 @@ class ReadAhead {
     /// @return the result of vekGetFilesysCaseSensitivity() for the library directory `directory`
     [[nodiscard]] int probe(const char *directory);
 
-    /// Releases what was read of the library `directory`, if it was announced.
+    /// Frees everything that workers have read ahead for the library with the directory `directory`. Does nothing if
+    /// the library was not announced.
     void endLibrary(const char *directory);
 
     /// @return the number of worker threads

@@ -1,7 +1,8 @@
-// Reads ahead of the check of libraries. The first thread checks one library after the other, makes all decisions,
-// prints all reports and is the only one that uses process-wide state, such as the tag cache. Workers (worker_pool.h)
-// perform tasks ahead of it: they read the tag files of the next libraries, probe their file systems, and read the
-// directories that the walk will enter, in the order of library_queue.h and walk_order.h.
+// Reading ahead during the check of libraries. The first thread checks one library after the other, makes all
+// decisions, prints all reports and is the only one that uses process-wide state, such as the tag cache. Meanwhile,
+// workers (worker_pool.h) perform tasks whose results the first thread will need: they read the tag files of the next
+// libraries, probe their file systems, and read the directories that the walk will enter. library_queue.cpp and
+// walk_order.cpp describe the order of these tasks.
 //
 // The mutex of the pool guards the states of all tasks. The result of a task does not change after the task has ended
 // and is used without the mutex.
@@ -328,7 +329,8 @@ void ReadAheadQueue::end(void *queue, WorkerTask &task) {
     }
 }
 
-/// Stores the result of a worker's reading in the tree. Releases an abandoned directory.
+/// Sets the state of a directory that a worker has read, and lets workers read its subdirectories. If the walk has
+/// abandoned the directory, releases it instead.
 void ReadAheadQueue::endReading(Directory &directory) {
     if (directory.state == State::Abandoned) {
         order_.recycle(&directory);

@@ -64,7 +64,7 @@ class ReadAheadQueue {
     LibraryQueue libraries_;
     ProbeGate gate_;
     bool cannotWatch_ = false;   ///< whether the thread that handles signals could not be started
-    std::int64_t lastTagNs_ = 0; ///< how long the first thread waited for the last tag file that it read
+    std::int64_t lastTagNs_ = 0; ///< the duration of the last reading of a tag file by the first thread
     WorkerPool pool_;
 };
 

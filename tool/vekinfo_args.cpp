@@ -1,5 +1,5 @@
-// The command line: a table with one row for each option, which stores its arguments in a request. The request is
-// executed after the last argument has been read.
+// Command line: reads all arguments, with a table that has one row for each option, and then performs the selected
+// action.
 
 #include "tool/vekinfo_args.h"
 

@@ -38,11 +38,13 @@ int lookForNoneTag(const char *dir);
 /// @param isTop  1 to accept a tag file in `dir` itself, because `dir` is the directory of a library; otherwise 0
 void tovScanSubdirsForVekinfo(const char *dir, int isTop);
 
-/// Warning handler for rynInit(): prints a problem in a library definition file on standard error. Does not print the
-/// code RYN_NO_VEKLIBRARY_ENTRY (the directory of a library has no VEKLIBRARY entry). @return 0, to continue
+/// Warning handler for rynInit(): prints a problem in a library definition file on standard error. Prints nothing if
+/// the code is RYN_NO_VEKLIBRARY_ENTRY (the directory of a library has no VEKLIBRARY entry).
+/// @return 0, so that rynInit() continues
 int testParseWarnHandler(int code, const char *text, const char *file, int line);
-/// Error handler for rynInit(): prints an error on standard error, except for the code RYN_NO_VEKLIBRARY_ENTRY. @return
-/// 0
+/// Error handler for rynInit(): prints an error on standard error. Prints nothing if the code is
+/// RYN_NO_VEKLIBRARY_ENTRY.
+/// @return always 0
 int testErrHandler(int code, const char *text, const char *sameText);
 
 VEK_END_DECLS

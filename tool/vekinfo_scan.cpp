@@ -95,7 +95,7 @@ class Ancestors {
     /// The maximum number of steps in contain(): the number of "/.." that fit into a path. Without this limit the loop
     /// would not end if the cached parents formed a cycle because a directory was moved during the scan.
     static constexpr std::size_t kMostSteps = vek::PathText::kCapacity / 3;
-    /// Limits the memory of the cache to some megabytes.
+    /// The maximum number of cached parents, for which the cache needs some megabytes of memory.
     static constexpr std::size_t kMostCached = 100'000;
 
     /// @param path   a path of `directory` or of a directory below it
@@ -136,8 +136,8 @@ enum class Entered {
 struct Level {
     Entered entered;
     vekinfo::Directory *directory; ///< returned by ReadAhead::enter()
-    /// The index in the stack of the last level, up to this one, that is the target of a symbolic link; 0 if no link
-    /// was followed. The path of this level begins with the path of that target.
+    /// Index in the stack of the last directory, up to this one, that was entered through a symbolic link; 0, the start
+    /// of the scan, if there is none. The path of this directory begins with the path of the directory at that index.
     std::size_t segment;
     std::optional<DirectoryIdentity> identity; ///< nullopt until it is needed, or if stat() fails
     std::size_t next = 0;                      ///< position of the entry to process next
@@ -351,10 +351,12 @@ class Scan {
         return start.identity && ancestors_.contain(identity, *start.identity, start.directory->path());
     }
 
-    /// Returns true if a directory that the scan enters as an entry of its parent is in the stack before level
-    /// `segment`, the last link target. This happens if that link leads to an ancestor of a directory in the stack.
-    /// Levels from `segment` on are not compared: a directory that is in the stack twice there is a bind mount, which
-    /// cannot form an endless path.
+    /// Detects a cycle that begins with a link to an ancestor of a directory in the stack: below the target of the
+    /// link, the scan enters that directory again, as an entry of its parent.
+    /// @param segment  the index in the stack of the last link target
+    /// @return true if `identity`, the directory to enter, is in the stack before `segment`. The levels from `segment`
+    ///         on are not compared: a directory that is among them twice is a bind mount, which cannot form an endless
+    ///         path
     [[nodiscard]] bool isAboveSegment(const DirectoryIdentity &identity, std::size_t segment) const {
         const std::optional<std::size_t> level = guard_.levelOf(identity);
         return level && *level < segment;

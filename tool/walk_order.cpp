@@ -7,8 +7,8 @@
 // enters first are read first.
 //
 // Most operations take O(1) time. The search for the next subdirectory reads each entry of a directory once in total.
-// Inserting a directory that a worker has read, and releasing the children of a directory, take time in proportion to
-// the length of the list.
+// Inserting a directory that a worker has read compares it with the open directories before it. Releasing what was read
+// ahead below a directory takes time in proportion to the number of released directories.
 
 #include "tool/walk_order.h"
 
@@ -194,7 +194,7 @@ Directory *WalkOrder::beginNext() {
         }
         skipTo(parent, entry.next);
         if (entry.name == tov::kTagFileName) {
-            continue; // left to the walk, which first tests by stat() whether it is a directory
+            continue; // not read ahead: the walk first tests with stat() whether it is a directory
         }
         Directory *child = make(parent.path(), entry.name);
         if (child == nullptr) {
@@ -227,8 +227,8 @@ Directory *WalkOrder::takeChild(Directory &parent, std::size_t position) {
     return child;
 }
 
-/// Moves the children of the removed directory to the front of the children of `directory`. Repeated calls therefore
-/// remove the whole subtree without recursion.
+/// Removes the first child of `directory`. Moves the children of this child to the front of the children of
+/// `directory`, so that repeated calls remove the whole subtree without recursion.
 Directory *WalkOrder::takeBelow(Directory &directory) {
     Directory *taken = directory.firstChild_;
     if (taken == nullptr) {

@@ -27,8 +27,9 @@ class Directory : public WorkerTask {
     /// @return the device and inode; nullopt if they were not to be determined, or fstat() failed
     [[nodiscard]] const std::optional<vek::DirectoryIdentity> &identity() const { return identity_; }
 
-    /// Reads the directory; the entries may occupy at most `mostBytes` bytes. Any thread may call this function without
-    /// the mutex, because no other thread uses the result before the function has returned.
+    /// Reads the directory. If the entries need more than `mostBytes` bytes, stops with the outcome TooLarge. Any
+    /// thread may call this function without the mutex of the pool, because no other thread uses the result before the
+    /// function has returned.
     void read(std::size_t mostBytes);
 
     /// Removes the result of the reading, so that the directory can be read again.
@@ -38,7 +39,8 @@ class Directory : public WorkerTask {
     friend class WalkOrder;
     friend class ReadAheadQueue;
 
-    // The result of the reading. It does not change afterwards, so the walk uses it without the mutex.
+    // The path, and the result of the reading. They do not change after the reading, so the walk uses them without the
+    // mutex of the pool.
     vek::GrowingArray<char> path_; ///< NUL-terminated
     vek::EntryList entries_;
     DirectoryReading reading_;
@@ -54,11 +56,12 @@ class Directory : public WorkerTask {
     bool isBelowLink_ = false; ///< whether the walk has followed a link to it or to an ancestor of it
 
     // Guarded by the mutex of the pool.
-    /// Position of the entry after the last subdirectory that was begun: read by a worker, entered or passed.
+    /// Position of the entry after the last subdirectory that was begun. A subdirectory is begun if a worker has begun
+    /// to read it, or the walk has entered or skipped it.
     std::size_t next_ = 0;
     std::size_t unstarted_ = 0; ///< the number of DT_DIR entries at or after `next_`
     Directory *firstChild_ =
-        nullptr; ///< list of the children that workers have begun and the walk has not entered, in entry order
+        nullptr; ///< list, in entry order, of the children that workers have begun to read and the walk has not entered
     Directory *lastChild_ = nullptr;
     Directory *sibling_ = nullptr; ///< the next child in that list; in an unused record, the next unused one
     Directory *openBefore_ = nullptr; ///< the previous one in the list of open directories
@@ -94,15 +97,17 @@ class WalkOrder {
     /// are freed.
     void recycle(Directory *directory);
 
-    /// Adds a directory that the walk has entered or a worker has read. If it has subdirectories, inserts it into the
-    /// list of open directories.
-    /// @param isEntered  whether the walk has entered it, so that the walk will enter its subdirectories next
+    /// Inserts `directory`, which the walk has entered or a worker has read, into the list of open directories. Does
+    /// nothing if `directory` is in the list already, or has no subdirectories that wait to be read.
+    /// @param isEntered  true if the walk has entered `directory`. It is then inserted at the front, because the walk
+    ///                   will enter its subdirectories next
     void open(Directory &directory, bool isEntered);
 
     /// Removes `directory` from the list of open directories if it is in the list.
     void close(Directory &directory);
 
-    /// Marks the next subdirectory of `parent` as begun. Closes `parent` if this was the last one.
+    /// Marks the next subdirectory of `parent` as begun. If it is the last one, removes `parent` from the list of open
+    /// directories.
     /// @param next  position of the entry after this subdirectory
     void skipTo(Directory &parent, std::size_t next);
 
@@ -111,7 +116,7 @@ class WalkOrder {
     /// @return the record; null if memory is exhausted
     [[nodiscard]] Directory *beginRoot(std::string_view path, std::size_t walk);
 
-    /// @return the number of the walk of the subdirectory that beginNext() will return; SIZE_MAX if there is none
+    /// @return the number of the walk to which the first open directory belongs; SIZE_MAX if no directory is open
     [[nodiscard]] std::size_t nextWalk() const {
         return firstOpen_ == nullptr ? SIZE_MAX : firstOpen_->walk_;
     }
@@ -121,11 +126,11 @@ class WalkOrder {
     /// @return the record; null if no subdirectory waits to be read, or memory is exhausted
     [[nodiscard]] Directory *beginNext();
 
-    /// Removes from the children of `parent` the one whose entry has this position.
+    /// Removes the child whose entry is at `position` from the children of `parent` that workers have begun to read.
     /// @return the child; null if there is none, because memory for its record was exhausted
     [[nodiscard]] static Directory *takeChild(Directory &parent, std::size_t position);
 
-    /// Removes one of the directories that were read ahead below `directory` from the tree and closes it.
+    /// Removes one directory that was read ahead below `directory` from the tree and from the list of open directories.
     /// @return the removed directory; null if there is none left
     [[nodiscard]] Directory *takeBelow(Directory &directory);
 

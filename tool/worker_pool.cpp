@@ -1,11 +1,11 @@
-// Worker threads for tasks that the owner of the pool keeps in its own order. A worker repeats: lock the mutex, begin
-// the next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread, which calls
-// start(), never depends on a worker: it does the work of each task that no worker has begun. So a limit on the tasks,
-// or a thread that cannot be started, cannot cause a deadlock.
+// A pool of worker threads. The owner of the pool stores the tasks and decides their order. A worker repeats: lock the
+// mutex, begin the next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread, which
+// calls start(), waits only for tasks that a worker has begun, and does the work of all other tasks itself. So a limit
+// on the tasks, or a thread that cannot be started, cannot cause a deadlock.
 //
 // The number of workers depends on how long it takes to read a directory. On a slow file system, more workers than
-// processors save time, because they wait at the same time. On a fast one, a worker saves time only if there are many
-// tasks, because waking a thread takes as long as reading one or two directories.
+// processors save time, because they wait at the same time. On a fast file system, a worker saves time only if there
+// are many tasks, because waking a thread takes as long as reading one or two directories.
 //
 // Workers are detached threads with all signals blocked. They use no process-wide state except memory and descriptors.
 
@@ -127,7 +127,7 @@ std::size_t WorkerPool::wantedWorkers(std::size_t pending) const {
     return std::min(shares, mostWorkers());
 }
 
-/// Wakes workers until as many perform tasks, or are about to, as wantedWorkers() returns.
+/// Wakes idle workers until the number of workers that perform a task or were woken for one reaches wantedWorkers().
 void WorkerPool::wake(std::size_t pending) {
     if (idle_ == woken_) {
         return;
@@ -185,7 +185,7 @@ void WorkerPool::work() {
             continue;
         }
         ++busy_;
-        const std::size_t mostBytes = settings_.mostBytes / 4; // a larger directory is left to the walk
+        const std::size_t mostBytes = settings_.mostBytes / 4; // the walk reads a larger directory itself
         static_cast<void>(pthread_mutex_unlock(&mutex_));
         const std::int64_t begin = monotonicNs();
         tasks_.perform(owner_, *task, mostBytes);

@@ -13,31 +13,33 @@ namespace vekinfo {
 
 /// The number of worker threads, the conditions under which they are started, and the limits on what they read ahead.
 struct WorkerSettings {
-    /// The most workers on a fast file system, where directories are read from the caches of the kernel. 0: one for
-    /// each processor, at most 8.
+    /// Limit on the number of workers on a fast file system, where directories are read from the caches of the kernel.
+    /// 0: one worker for each processor, at most 8.
     std::size_t fastWorkers = 0;
-    /// The most workers on a slow file system, where readers wait for the disk or the network. Servers of network file
-    /// systems process some tens of requests at the same time.
+    /// Limit on the number of workers on a slow file system, where readers wait for the disk or the network. Servers of
+    /// network file systems process some tens of requests at the same time.
     std::size_t slowWorkers = 32;
     /// A file system is slow if reading each of the last three directories took at least this time in nanoseconds.
     std::int64_t slowNs = 200'000;
     /// On a fast file system, workers are started after the walk has read this many directories. Starting workers
     /// takes as long as reading some tens of directories.
     std::size_t directoriesBefore = 256;
-    /// On a fast file system, one worker is started or woken for this number of directories that wait to be read.
-    /// Waking a worker takes as long as reading one or two directories from the caches.
+    /// Number of waiting tasks for each worker that is started or woken on a fast file system. Waking a worker takes as
+    /// long as reading one or two directories from the caches.
     std::size_t fastShare = 16;
-    /// On a slow file system, one worker is started or woken for this number of directories that wait to be read.
-    /// There, reading a directory takes much longer than waking a worker.
+    /// Number of waiting tasks for each worker that is started or woken on a slow file system. There, reading a
+    /// directory takes much longer than waking a worker.
     std::size_t slowShare = 1;
     /// On a slow file system, the first worker is started when this number of directories wait to be read.
     std::size_t slowBefore = 4;
-    /// The most directories that workers have read, or are reading, and that the walk has not entered yet.
+    /// Limit on the number of directories that workers have read, or are reading, and that the walk has not entered
+    /// yet.
     std::size_t mostDirectories = 1024;
-    /// The most bytes of memory for the entries of directories that workers have read and the walk has not entered.
+    /// Limit, in bytes, on the memory for the entries of directories that workers have read and the walk has not
+    /// entered.
     std::size_t mostBytes = std::size_t{16} << 20;
-    /// The most libraries whose tag files are read ahead, including the one that is being checked. Two for each worker
-    /// on a slow file system, so that no worker has to wait for the first thread.
+    /// Limit on the number of libraries whose tag files are read ahead, including the one that is being checked. Two
+    /// for each worker on a slow file system, so that no worker has to wait for the first thread.
     std::size_t mostLibraries = 64;
 };
 
@@ -47,8 +49,8 @@ std::int64_t monotonicNs();
 /// @return `ns` nanoseconds as a timespec
 timespec timeOf(std::int64_t ns);
 
-/// Base class of a task of a worker thread. A derived class says what the task reads. The state is guarded by the mutex
-/// of the pool.
+/// Base class of the tasks that worker threads perform. A derived class adds the file or directory that the task reads.
+/// The mutex of the pool guards `state`.
 class WorkerTask {
   public:
     /// The kind of the task: reading a directory, reading a tag file, or probing whether a file system is
@@ -66,12 +68,12 @@ class WorkerTask {
     State state = State::Failed;
 };
 
-/// The functions that a WorkerPool calls, with the object that owns both the pool and the tasks.
+/// The functions that a WorkerPool calls. Their argument `owner` is the object that owns both the pool and the tasks.
 struct WorkerTasks {
     /// Returns the next task, in the state Running; null if there is none. Called with the mutex locked.
     WorkerTask *(*begin)(void *owner);
     /// Performs a task. Called by a worker without the mutex.
-    /// @param mostBytes  the most bytes of entries of a directory; a larger one is left to the walk
+    /// @param mostBytes  size limit in bytes for the entries of a directory; the walk reads a larger directory itself
     void (*perform)(void *owner, WorkerTask &task, std::size_t mostBytes);
     /// Sets the state of a task that was performed, and releases it if it was abandoned. Called with the mutex locked.
     void (*end)(void *owner, WorkerTask &task);
@@ -79,9 +81,9 @@ struct WorkerTasks {
     void (*destroy)(void *owner);
 };
 
-/// Worker threads, the mutex that guards the tasks, and the limits on the tasks whose results the first thread has not
-/// taken. Threads are started when enough tasks wait. Unless its comment says otherwise, a function must be called with
-/// the mutex locked, see Lock.
+/// A pool of worker threads, which are started when enough tasks wait. The pool contains the mutex that guards the
+/// tasks. It limits how many results of tasks exist that the first thread has not taken yet. All functions must be
+/// called with the mutex locked (see Lock), unless their comments say otherwise.
 class WorkerPool {
   public:
     /// @param owner  the object on the heap that contains the pool. release() or the last worker deletes it
@@ -110,16 +112,19 @@ class WorkerPool {
     /// Wakes idle workers for `pending` tasks that wait to be begun.
     void wake(std::size_t pending);
 
-    /// Records the duration of a reading. The durations tell whether the file system is slow.
-    /// @return the duration; if it is long, minus the time that system calls take on any file system, which is long in
-    ///         a traced process
+    /// Records the duration of one reading or probe, from which isSlow() detects a slow file system. If the duration is
+    /// at least `slowNs`, first subtracts the time that the system calls take on any file system, because every system
+    /// call is slow in a traced process.
+    /// @param ns  the measured duration in nanoseconds
+    /// @return the recorded duration
     std::int64_t addDuration(std::int64_t ns);
 
     /// Counts one more task whose result the first thread has not taken.
     void countBegun() { ++stored_; }
     /// Counts the bytes of memory of a result that the first thread has not taken.
     void countBytes(std::size_t bytes) { bytes_ += bytes; }
-    /// Subtracts one task that the first thread has taken or abandoned, and the bytes of its result.
+    /// Reverts countBegun() and countBytes() for a task whose result the first thread has taken or abandoned.
+    /// @param bytes  the bytes of memory of the result
     void countTaken(std::size_t bytes);
 
     /// Waits until no worker performs `task`.
@@ -193,7 +198,7 @@ class WorkerPool {
     pthread_cond_t done_ = PTHREAD_COND_INITIALIZER;
 
     std::size_t stored_ = 0; ///< number of tasks that were begun and whose results were not taken
-    std::size_t bytes_ = 0;  ///< bytes of memory for their results
+    std::size_t bytes_ = 0;  ///< bytes of memory for the results of these tasks
     /// Whether workers must not begin a task. Set if `stored_` or `bytes_` reaches its limit; cleared when both are at
     /// most half of their limits.
     bool isFull_ = false;
