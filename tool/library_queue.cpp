@@ -1,5 +1,5 @@
 // A singly linked list of the libraries that will be checked next. Workers perform the tasks of these libraries in the
-// order in which the first thread needs the results: library by library, and for each one first the tag file, then the
+// order in which the main thread needs the results: library by library, and for each one first the tag file, then the
 // probe, then the directory. The search for the next task begins at the head of the list. WorkerSettings::mostLibraries
 // limits the length of the list.
 

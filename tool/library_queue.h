@@ -67,8 +67,8 @@ class LibraryQueue {
     /// @return the number of tasks that wait to be begun
     [[nodiscard]] std::size_t pending() const { return pending_; }
 
-    /// Begins the first waiting task in the order of the list. Ignores libraries whose AheadLibrary::number is above
-    /// `last`.
+    /// Begins the first waiting task, in the order of the libraries. Skips the tasks of libraries whose
+    /// AheadLibrary::number is above `last`.
     /// @param order  creates the Directory object if the task is to read a library directory
     /// @return the task, in the state Running; null if there is none, or memory is exhausted
     [[nodiscard]] WorkerTask *beginNext(std::size_t last, WalkOrder &order);

@@ -4,7 +4,7 @@
 // Before startWatch(), a thread blocks all its signals during a probe. After startWatch(), SIGHUP, SIGINT and SIGTERM
 // are blocked in all threads, and one thread waits for them with sigwait(). When such a signal arrives, this thread
 // lets no further probe begin, waits until the running probes have removed their files, and ends the process by the
-// signal. A signal handler could not do this: it would run in the first thread, and it cannot run while that thread is
+// signal. A signal handler could not do this: it would run in the main thread, and it cannot run while that thread is
 // blocked in a system call because a file server does not respond.
 
 #include "tool/probe_gate.h"

@@ -25,7 +25,7 @@ class ProbeGate {
     ~ProbeGate() = default;
 
     /// Starts the thread that handles SIGHUP, SIGINT and SIGTERM, and blocks these signals in the calling thread. Must
-    /// be called by the first thread, before other threads call probe().
+    /// be called by the main thread, before other threads call probe().
     /// @return false if the thread cannot be started
     bool startWatch();
 
@@ -61,13 +61,13 @@ class ProbeGate {
     bool isStopped_ = false;                            ///< whether watch() must end
     pthread_t thread_ = {};                             ///< the thread that runs watch()
 
-    // Used by the first thread only, except for `signals_`: the thread that handles signals reads this member, too. The
+    // Used by the main thread only, except for `signals_`: the thread that handles signals reads this member, too. The
     // member does not change while that thread runs.
     bool isWatched_ = false;   ///< whether the thread that handles signals runs
     sigset_t signals_ = {};    ///< the signals that watch() waits for
     bool isDelivered_ = false; ///< whether deliverBrokenPipe() has been called
-    sigset_t blocked_ = {};    ///< the signals that startWatch() has blocked in the first thread
-    sigset_t before_ = {};     ///< the signal mask of the first thread before startWatch()
+    sigset_t blocked_ = {};    ///< the signals that startWatch() has blocked in the main thread
+    sigset_t before_ = {};     ///< the signal mask of the main thread before startWatch()
 };
 
 } // namespace vekinfo

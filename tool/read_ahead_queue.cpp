@@ -1,6 +1,6 @@
-// Reading ahead during the check of libraries. The first thread checks one library after the other, makes all
+// Reading ahead during the check of libraries. The main thread checks one library after the other, makes all
 // decisions, prints all reports and is the only one that uses process-wide state, such as the tag cache. Meanwhile,
-// workers (worker_pool.h) perform tasks whose results the first thread will need: they read the tag files of the next
+// workers (worker_pool.h) perform tasks whose results the main thread will need: they read the tag files of the next
 // libraries, probe their file systems, and read the directories that the walk will enter. library_queue.cpp and
 // walk_order.cpp describe the order of these tasks.
 //
@@ -192,12 +192,12 @@ int ReadAheadQueue::readTag(const char *tagPath, VekinfoObj &obj, bool &isFound)
                         std::strcmp(library->tagPath.get(), tagPath) == 0;
     const int status = isRead && library->reading.isUsable()
                            ? library->reading.take(tagPath, tov::kVeklibrary, &obj, &found)
-                           : readTagInFirstThread(tagPath, obj, found);
+                           : readTagInMainThread(tagPath, obj, found);
     isFound = found != 0;
     return status;
 }
 
-int ReadAheadQueue::readTagInFirstThread(const char *tagPath, VekinfoObj &obj, int &found) {
+int ReadAheadQueue::readTagInMainThread(const char *tagPath, VekinfoObj &obj, int &found) {
     if (workers() > 0) {
         tov::TagReading reading;
         reading.read(tagPath, tov::kVeklibrary);
@@ -230,10 +230,10 @@ int ReadAheadQueue::probe(const char *directory) {
             }
         }
     }
-    return probeInFirstThread(directory);
+    return probeInMainThread(directory);
 }
 
-int ReadAheadQueue::probeInFirstThread(const char *directory) {
+int ReadAheadQueue::probeInMainThread(const char *directory) {
     // If the file system is slow, start the thread that handles signals. Without it, all signals are blocked during the
     // probe, and no signal could end the tool if the file server did not respond.
     if (!gate_.isWatched() && !cannotWatch_ && lastTagNs_ >= pool_.settings().slowNs) {

@@ -1,7 +1,7 @@
 #ifndef TOOL_READ_AHEAD_QUEUE_H
 #define TOOL_READ_AHEAD_QUEUE_H
 
-/// The implementation of ReadAhead: the tasks that workers perform, and the functions with which the first thread takes
+/// The implementation of ReadAhead: the tasks that workers perform, and the functions with which the main thread takes
 /// their results.
 
 #include "tool/library_queue.h"
@@ -14,7 +14,7 @@
 
 namespace vekinfo {
 
-/// The state that the first thread and the workers share, on the heap. The last thread that uses it deletes it.
+/// The state that the main thread and the workers share, on the heap. The last thread that uses it deletes it.
 class ReadAheadQueue {
   public:
     explicit ReadAheadQueue(const WorkerSettings &settings) : pool_(settings, kTasks, this) {}
@@ -46,8 +46,8 @@ class ReadAheadQueue {
     void abandon(Directory *directory);
     void abandonBelow(Directory &directory);
     AheadLibrary *announced(const char *directory);
-    int readTagInFirstThread(const char *tagPath, VekinfoObj &obj, int &found);
-    int probeInFirstThread(const char *directory);
+    int readTagInMainThread(const char *tagPath, VekinfoObj &obj, int &found);
+    int probeInMainThread(const char *directory);
     [[nodiscard]] std::size_t pending() const { return order_.pending() + libraries_.pending(); }
 
     // The functions of kTasks.
@@ -64,7 +64,7 @@ class ReadAheadQueue {
     LibraryQueue libraries_;
     ProbeGate gate_;
     bool cannotWatch_ = false;   ///< whether the thread that handles signals could not be started
-    std::int64_t lastTagNs_ = 0; ///< the duration of the last reading of a tag file by the first thread
+    std::int64_t lastTagNs_ = 0; ///< the duration of the last reading of a tag file by the main thread
     WorkerPool pool_;
 };
 

@@ -341,8 +341,9 @@ class Scan {
     }
 
     /// @param identity  the identity of a link target
-    /// @return true if following the link would form a cycle: the target is in the stack, or it is an ancestor of the
-    ///         last link target in the stack, or of the start of the scan if no link was followed
+    /// @return true if following the link would form a cycle. This is so if the target is one of the directories that
+    ///         the scan is in, or an ancestor of the directory that the scan entered last through a link. If it entered
+    ///         none through a link, an ancestor of the directory in which the scan started
     bool isCycle(const DirectoryIdentity &identity) {
         if (guard_.levelOf(identity)) {
             return true;

@@ -49,7 +49,8 @@ class Directory : public WorkerTask {
     // The location of the directory in the tree of the walk.
     Directory *parent_ = nullptr; ///< null for the start of the walk
     std::size_t depth_ = 0;       ///< 0 for the start of the walk
-    /// Position of its entry in `parent_->entries_`; for the start of a walk, the number of the walk.
+    /// Position of the entry of this directory in `parent_->entries_`. The directory in which a walk starts has no
+    /// parent: its position is the number of the walk, so that positions also order several walks.
     std::size_t position_ = 0;
     std::size_t walk_ = 0;     ///< the number of the walk; later walks have larger numbers
     bool identifies_ = false;  ///< whether to determine `identity_`
@@ -116,7 +117,7 @@ class WalkOrder {
     /// @return the record; null if memory is exhausted
     [[nodiscard]] Directory *beginRoot(std::string_view path, std::size_t walk);
 
-    /// @return the number of the walk to which the first open directory belongs; SIZE_MAX if no directory is open
+    /// @return the number of the walk to which the directory `firstOpen_` belongs; SIZE_MAX if `firstOpen_` is null
     [[nodiscard]] std::size_t nextWalk() const {
         return firstOpen_ == nullptr ? SIZE_MAX : firstOpen_->walk_;
     }

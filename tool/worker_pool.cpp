@@ -1,5 +1,5 @@
 // A pool of worker threads. The owner of the pool stores the tasks and decides their order. A worker repeats: lock the
-// mutex, begin the next task, unlock the mutex, perform the task, lock the mutex, end the task. The first thread, which
+// mutex, begin the next task, unlock the mutex, perform the task, lock the mutex, end the task. The main thread, which
 // calls start(), waits only for tasks that a worker has begun, and does the work of all other tasks itself. So a limit
 // on the tasks, or a thread that cannot be started, cannot cause a deadlock.
 //
@@ -96,8 +96,8 @@ void WorkerPool::waitFor(const WorkerTask &task, Lock &lock) {
     while (task.state == WorkerTask::State::Running) {
         const timespec time = timeOf(monotonicNs() + kNsPerSecond);
         if (pthread_cond_clockwait(&done_, &mutex_, CLOCK_MONOTONIC, &time) == ETIMEDOUT && !isFlushed) {
-            // After one second: the task may hang forever, for instance if a file server does not respond. Flush
-            // stdout, so that the reader of a pipe receives all earlier output.
+            // The wait has lasted one second. The task may never end, for instance if a file server does not respond.
+            // Therefore flush stdout, so that the reader of a pipe receives all earlier output.
             isFlushed = true;
             lock.unlock();
             static_cast<void>(std::fflush(stdout));
@@ -153,7 +153,7 @@ void WorkerPool::start(std::size_t pending) {
     if (wanted <= workers_) {
         return;
     }
-    const AllSignalsBlocked blocked; // inherited by the workers, so that the first thread handles all signals
+    const AllSignalsBlocked blocked; // inherited by the workers, so that the main thread handles all signals
     while (workers_ < wanted && !cannotStart_) {
         pthread_t thread = {};
         ++workers_; // before the start: the worker decrements this when it ends

@@ -1,7 +1,7 @@
 #ifndef TOOL_WORKER_POOL_H
 #define TOOL_WORKER_POOL_H
 
-/// Worker threads that perform tasks ahead of the first thread. See worker_pool.cpp.
+/// Worker threads that perform tasks ahead of the main thread. See worker_pool.cpp.
 
 #include <array>
 #include <cstddef>
@@ -38,8 +38,8 @@ struct WorkerSettings {
     /// Limit, in bytes, on the memory for the entries of directories that workers have read and the walk has not
     /// entered.
     std::size_t mostBytes = std::size_t{16} << 20;
-    /// Limit on the number of libraries whose tag files are read ahead, including the one that is being checked. Two
-    /// for each worker on a slow file system, so that no worker has to wait for the first thread.
+    /// Limit on the number of libraries whose tag files are read ahead, including the one that is being checked. 64 is
+    /// twice `slowWorkers`: with two libraries for each worker, no worker has to wait for the main thread.
     std::size_t mostLibraries = 64;
 };
 
@@ -58,7 +58,7 @@ class WorkerTask {
     enum class Kind : unsigned char { Directory, Tag, Probe };
 
     /// Waiting: a worker can begin the task. Running: a worker performs it. Done: it has ended with a result. Failed:
-    /// no worker has a result or will have one, for instance for lack of descriptors, so the first thread must do the
+    /// no worker has a result or will have one, for instance for lack of descriptors, so the main thread must do the
     /// work itself. Abandoned: a worker still performs the task, but nothing uses the result.
     enum class State : unsigned char { Waiting, Running, Done, Failed, Abandoned };
 
@@ -82,7 +82,7 @@ struct WorkerTasks {
 };
 
 /// A pool of worker threads, which are started when enough tasks wait. The pool contains the mutex that guards the
-/// tasks. It limits how many results of tasks exist that the first thread has not taken yet. All functions must be
+/// tasks. It limits how many results of tasks exist that the main thread has not taken yet. All functions must be
 /// called with the mutex locked (see Lock), unless their comments say otherwise.
 class WorkerPool {
   public:
@@ -107,7 +107,7 @@ class WorkerPool {
         pthread_mutex_t &mutex_;
     };
 
-    /// Starts and wakes workers for `pending` tasks that wait to be begun. Called by the first thread only.
+    /// Starts and wakes workers for `pending` tasks that wait to be begun. Called by the main thread only.
     void start(std::size_t pending);
     /// Wakes idle workers for `pending` tasks that wait to be begun.
     void wake(std::size_t pending);
@@ -119,11 +119,11 @@ class WorkerPool {
     /// @return the recorded duration
     std::int64_t addDuration(std::int64_t ns);
 
-    /// Counts one more task whose result the first thread has not taken.
+    /// Counts one more task whose result the main thread has not taken yet.
     void countBegun() { ++stored_; }
-    /// Counts the bytes of memory of a result that the first thread has not taken.
+    /// Counts the bytes of memory of a result that the main thread has not taken yet.
     void countBytes(std::size_t bytes) { bytes_ += bytes; }
-    /// Reverts countBegun() and countBytes() for a task whose result the first thread has taken or abandoned.
+    /// Reverts countBegun() and countBytes() for a task whose result the main thread has taken or abandoned.
     /// @param bytes  the bytes of memory of the result
     void countTaken(std::size_t bytes);
 
@@ -194,7 +194,7 @@ class WorkerPool {
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
     /// Signaled if a task waits to be begun, or the workers must end.
     pthread_cond_t work_ = PTHREAD_COND_INITIALIZER;
-    /// Signaled if a worker has ended, or has ended a task that the first thread waits for.
+    /// Signaled if a worker has ended, or has ended a task that the main thread waits for.
     pthread_cond_t done_ = PTHREAD_COND_INITIALIZER;
 
     std::size_t stored_ = 0; ///< number of tasks that were begun and whose results were not taken
@@ -209,12 +209,12 @@ class WorkerPool {
     std::size_t busy_ = 0;     ///< workers that perform a task
     bool cannotStart_ = false; ///< whether pthread_create() has failed: no more workers are started
     bool isShort_ =
-        false; ///< whether the first thread lacks descriptors or memory: workers must not begin a task
+        false; ///< whether the main thread lacks descriptors or memory: workers must not begin a task
     bool isEnded_ = false; ///< whether the workers must end
     bool isLeft_ =
-        false; ///< whether the first thread no longer uses the pool, so that the last worker deletes it
-    const WorkerTask *waitedFor_ = nullptr; ///< the task that the first thread waits for; null for none
-    bool waitsForAny_ = false;              ///< whether the first thread waits for any task to end
+        false; ///< whether the main thread no longer uses the pool, so that the last worker deletes it
+    const WorkerTask *waitedFor_ = nullptr; ///< the task that the main thread waits for; null for none
+    bool waitsForAny_ = false;              ///< whether the main thread waits for any task to end
     std::int64_t callNs_ =
         -1;           ///< the measured duration of a system call that uses no file; -1 if not measured yet
     Waiting waiting_; ///< the durations of the last readings

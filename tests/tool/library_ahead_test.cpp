@@ -395,7 +395,7 @@ std::vector<int> useDescriptors(int free) {
 }
 
 TEST_F(LibrariesAhead, FewDescriptorsDoNotChangeTheOutput) {
-    // On a slow file system, so that workers hold their descriptors when the first thread needs some.
+    // On a slow file system, so that workers hold their descriptors when the main thread needs some.
     test::onPassthroughFilesystem({"--delay-us", "300"}, [this](const std::string &directory,
                                                                 const std::string &source) {
         makeSlowLibraries(source, 16, kNt);
