@@ -35,7 +35,8 @@ enum class InterpProblem : std::uint8_t {
 /// reference.
 inline constexpr int kMaxReplacingPasses = 20;
 
-/// The value of vekInterpArgs::errorPosition for an error that is not caused by a reference.
+/// The value of vekInterpArgs::errorPosition for an error that is not caused by a reference ("$NAME", "~USER") in the
+/// text.
 inline constexpr std::int32_t kNoPosition = -1;
 
 /// Stores the error `problem` in `args`: its code, `position` and, if `args` has an error buffer, its message.
