@@ -13,8 +13,8 @@ namespace ryn {
 
 /// One library definition file that is read line by line, and that can be suspended while a file that it includes is
 /// read. suspend() copies the unread bytes of the file to memory and closes the file, so that deeply nested INCLUDEs do
-/// not need one descriptor each. suspend() copies at most kMaxHeld bytes. A file with more unread bytes stays open, or
-/// is closed by suspend() and opened again by resume().
+/// not need one descriptor each. suspend() copies at most kMaxHeld bytes. For a file with more
+/// unread bytes, the caller of suspend() chooses: the file stays open, or it is closed until resume() opens it again.
 class FileText {
   public:
     /// Maximum number of bytes that a suspended file keeps in memory: 64 KiB, enough for a vek.lib of about 1,000
