@@ -28,8 +28,9 @@ bool isClean(std::string_view path) {
     static_assert(('.' | 1) == '/');
     unsigned char found = 0;
     for (std::size_t i = 1; i < path.size(); ++i) {
-        found = static_cast<unsigned char>(
-            found | static_cast<unsigned char>((path[i - 1] == '/') & ((path[i] | 1) == '/')));
+        const auto isAfterSlash = static_cast<unsigned char>(path[i - 1] == '/');
+        const auto isSlashOrDot = static_cast<unsigned char>((path[i] | 1) == '/');
+        found = static_cast<unsigned char>(found | (isAfterSlash & isSlashOrDot));
     }
     return found == 0;
 }
