@@ -148,7 +148,7 @@ class HashIndex {
 
     template <typename Matches>
     [[nodiscard]] std::size_t slotOf(std::uint32_t hash, Matches matches) const {
-        if (size_ == 0) {
+        if (bits_ == 0) { // no slots have been allocated
             return kNoSlot;
         }
         for (std::size_t slot = homeOf(hash); hashes()[slot] != kFree; slot = next(slot)) {
