@@ -5,7 +5,6 @@
 #include "libdef/paths/ryni_quick_access.h"
 #include "tests/libdef/path_support.h"
 #include "tests/support/child.h"
-#include "tests/support/faults.h"
 
 #include <array>
 #include <cerrno>
@@ -14,8 +13,6 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
-
-namespace faults = test::faults;
 
 namespace {
 
