@@ -151,11 +151,7 @@ void Matcher::findFirstNode() {
     }
     std::size_t node = vek::kFirstNode + vek::kNodeHead;
     while (vek::opcodeAt(program_, node) > Opcode::Open && vek::opcodeAt(program_, node) < Opcode::Close) {
-        const std::size_t inner = vek::nodeAfter(program_, node);
-        if (inner <= node) {
-            return;
-        }
-        node = inner;
+        node = vek::nodeAfter(program_, node);
         if (vek::opcodeAt(program_, node) == Opcode::Branch) { // enter only groups with one alternative
             if (vek::opcodeAt(program_, vek::nodeAfter(program_, node)) == Opcode::Branch) {
                 return;

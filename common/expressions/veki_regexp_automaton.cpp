@@ -108,11 +108,8 @@ bool PositionAutomaton::collect(std::size_t node, const Anchors &anchors, Closur
 /// a node creates its positions: one for each character of a literal, one for any other node.
 /// @param continuation  the node after which matching continues: `node` itself, or, if `node` is the operand of a STAR
 ///                      or PLUS, that STAR or PLUS
-/// @return false if there are too many positions or the program is damaged
+/// @return false if there are too many positions
 bool PositionAutomaton::addFirstPosition(std::size_t node, std::size_t continuation, Closure &closure) {
-    if (first_[node] != 0 && positions_[first_[node] - 1U].node != continuation) {
-        return false; // a damaged program: a distance leads to the operand of STAR or PLUS
-    }
     if (first_[node] == 0) {
         first_[node] = static_cast<std::uint8_t>(count_ + 1);
         const bool isRepeated = continuation != node;

@@ -274,6 +274,21 @@ TEST(VekRegexecLongSubject, ResultsAreTheSameWithoutTheVisitedSet) {
     }
 }
 
+// The automaton that detects hopeless searches has at most 64 positions: one for each node that consumes a character, and
+// one for each character of a literal. Both patterns have 65 or more, the first one because of its literal.
+TEST(VekRegexecLongSubject, PatternsTooLargeForTheAutomatonHaveTheirUsualResults) {
+    const std::string hopeless = std::string(300, 'x') + "z";
+    const std::string literal = "(x+x+)+([y]|" + std::string(63, 'l') + ")";
+    EXPECT_EQ(match(literal, hopeless), "no");
+    EXPECT_EQ(match(literal, hopeless + "xxxxx" + std::string(63, 'l')), "301-369 301-306 306-369");
+    std::string nodes = "(x+x+)+";
+    for (int i = 0; i < 63; ++i) {
+        nodes += "[x.]";
+    }
+    EXPECT_EQ(match(nodes + "[y]", hopeless), "no");
+    EXPECT_EQ(match(nodes + "[y]", hopeless + std::string(70, 'x') + "y"), "301-372 301-308");
+}
+
 // Damage.
 
 /// The message of a match, without its prefix and newline.
