@@ -20,23 +20,22 @@ void TagReading::read(const char *tagPath, const char *element) {
         isUsable_ = errno == ENOENT || errno == ENOTDIR;
         return;
     }
-    obj_.reset(makeEmptyInfoObj().release());
+    OwnedInfoObj obj = makeEmptyInfoObj();
     vek::OwnedText path = vek::copyText(tagPath);
-    if (!obj_ || !path) {
-        obj_.reset();
+    if (!obj || !path) {
         isShort_ = true;
         return;
     }
-    const ParseResult result = readTagFile(kKeywords, tagPath, element, *obj_);
+    const ParseResult result = readTagFile(kKeywords, tagPath, element, *obj);
     found_ = result.hasElement;
     isUsable_ = !result.report.isError();
     if (isUsable_) {
-        obj_->path = path.release();
+        obj->path = path.release(); // not before readTagFile(), which may clear the object
+        obj_.reset(obj.release());
     } else {
         const int error = result.openError;
         isShort_ =
             result.report.code == TOV_MEMORY_ERROR || error == EMFILE || error == ENFILE || error == ENOMEM;
-        obj_.reset();
     }
 }
 

@@ -17,10 +17,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -139,6 +142,31 @@ TEST_F(Write, CacheLacksOmittedLines) {
     ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &cached, nullptr));
     EXPECT_EQ(nullptr, cached.dmtype);
     EXPECT_EQ((test::Entries{"A=1"}), test::entriesOf(cached));
+}
+
+TEST_F(Write, CacheAgreesWithTheFileWhenMemoryIsExhausted) {
+    test::addEntry(*obj, "NEW", "2");
+    // With an invalid DMTYPE a line is left out, so that the written text is parsed for the cache.
+    for (const char *dmtype : {"none", "two words"}) {
+        std::free(std::exchange(obj->dmtype, strdup(dmtype)));
+        int shortages = 0;
+        for (int nth = 1; nth <= 40; ++nth) {
+            tovResetCache();
+            box.file("vekinfo.tag", "OLD 1\n");
+            VekinfoObj cached = {};
+            ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &cached, nullptr));
+            test::faults::failAllocation(nth);
+            const int result = updateInfoFile(".", obj.get());
+            test::faults::reset();
+            const test::TagReports reported = reports.take();
+            shortages += !reported.empty() && reported.back().code == TOV_MEMORY_ERROR ? 1 : 0;
+            const test::Entries expected = result == 1 ? test::entriesOf(*obj) : test::Entries{"OLD=1"};
+            ASSERT_EQ(TOV_OK, tovGetVekinfoAtLoc("./vekinfo.tag", nullptr, &cached, nullptr));
+            EXPECT_EQ(expected, test::entriesOf(cached)) << dmtype << ", allocation " << nth;
+            EXPECT_EQ(result == 0, box.read("vekinfo.tag") == "OLD 1\n") << dmtype << ", allocation " << nth;
+        }
+        EXPECT_GT(shortages, 1) << dmtype;
+    }
 }
 
 TEST_F(Write, ReplacesTheWholeFile) {
