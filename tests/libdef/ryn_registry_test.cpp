@@ -180,11 +180,64 @@ TEST(RynRegistry, InsertsNothingIfTheReuseIndexFails) {
     }
 }
 
+TEST(RynRegistry, InsertsNothingIfTheNameIndexIsFull) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    // The index cannot grow, and one of its 32 slots must stay free. Libraries without a path allocate nothing else.
+    const auto nameOf = [](int i) { return "lib" + std::to_string(i); };
+    for (int i = 0; i < 31; ++i) {
+        rynLibrary *library = ryn::newLibrary(nameOf(i).c_str());
+        ASSERT_NE(library, nullptr);
+        faults::failAllocationsFrom(1);
+        ASSERT_EQ(sInsert_lib(definitions.handle, library), RYN_OK) << i;
+        faults::reset();
+    }
+    rynLibrary *const last = definitions.handle->libraries.tail;
+    rynLibrary *refused = ryn::newLibrary("refused");
+    ASSERT_NE(refused, nullptr);
+    faults::failAllocationsFrom(1);
+    EXPECT_EQ(sInsert_lib(definitions.handle, refused), RYN_MEMORY_ERROR);
+    faults::reset();
+    EXPECT_EQ(definitions.handle->libraries.tail, last);
+    EXPECT_EQ(definitions.library("refused"), nullptr);
+    for (int i = 0; i < 31; ++i) {
+        EXPECT_NE(definitions.library(nameOf(i).c_str()), nullptr) << i;
+    }
+    EXPECT_EQ(sInsert_lib(definitions.handle, refused), RYN_OK);
+    EXPECT_EQ(definitions.library("refused"), refused);
+}
+
 TEST(RynRegistry, NewLibraryIsNullIfMemoryIsExhausted) {
     for (int nth = 1; nth <= 2; ++nth) {
         faults::failAllocation(nth);
         EXPECT_EQ(ryn::newLibrary("name"), nullptr);
         faults::reset();
+    }
+}
+
+// ---- files
+
+TEST(RynRegistry, AddsNoFileIfTheFileIndexIsFull) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0); // adds the first file
+    const auto pathOf = [](int i) { return "/file" + std::to_string(i); };
+    const char *context = nullptr;
+    const auto add = [&](int i) {
+        faults::failAllocation(4); // after the record and two copies of the path: the index grows
+        const rynIncludedFile *const file =
+            ryn::addFile(*definitions.handle, pathOf(i).c_str(), pathOf(i).c_str(), context);
+        faults::reset();
+        return file;
+    };
+    for (int i = 1; i < 31; ++i) {
+        ASSERT_NE(add(i), nullptr) << i;
+    }
+    const rynIncludedFile *const last = definitions.handle->files.tail;
+    EXPECT_EQ(add(31), nullptr); // one of the 32 slots must stay free
+    EXPECT_STREQ(context, "ryni_parse_veklib_file()");
+    EXPECT_EQ(definitions.handle->files.tail, last);
+    for (int i = 1; i <= 31; ++i) {
+        EXPECT_EQ(ryn::findFile(*definitions.handle, pathOf(i).c_str()) != nullptr, i < 31) << i;
     }
 }
 
