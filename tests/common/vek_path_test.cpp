@@ -5,6 +5,7 @@
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/limits.h"
 #include "tests/support/sandbox.h"
 #include "tests/support/small_filesystem.h"
 
@@ -18,7 +19,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -586,8 +586,7 @@ TEST(CaseSensitivity, IsUnknownOnAFullFileSystem) {
 TEST(CaseSensitivity, IsUnknownBeyondTheLimitOnFileSizes) {
     const test::Sandbox box;
     const test::Outcome outcome = test::inChild([&box] {
-        const rlimit limit = {0, 0};
-        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+        const test::SoftLimit limit(RLIMIT_FSIZE, 0);
         signal(SIGXFSZ, SIG_DFL);
         EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity("."));
         EXPECT_EQ(Names{}, box.list());

@@ -6,6 +6,7 @@
 #include "tests/libdef/archive_support.h"
 #include "tests/libdef/iteration_support.h"
 #include "tests/support/faults.h"
+#include "tests/support/limits.h"
 #include "tests/support/small_filesystem.h"
 
 #include <cerrno>
@@ -16,7 +17,6 @@
 #include <pthread.h>
 #include <set>
 #include <sstream>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -837,8 +837,7 @@ TEST(DeepList, OpensOneDirectoryAtATime) {
     const Chain chain("lib/c/v", 300, {300});
     const Chain other("etmp/c/v", 300, {300});
     const test::Outcome outcome = test::inChild([&] {
-        const rlimit few = {32, 32};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        const test::SoftLimit limit(RLIMIT_NOFILE, 32);
         EXPECT_EQ(gathered(project, kDeep), NameList{Chain::fileAt(300)});
         return 0;
     });

@@ -4,12 +4,12 @@
 #include "tests/libdef/libdef_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/limits.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <string>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -373,8 +373,7 @@ TEST(RynInclude, NestedFilesNeedFewDescriptors) {
     definitions.box.file("vek.lib", writeChain(definitions.box, 3000));
     const test::Outcome outcome = test::inChild(
         [&] {
-            const rlimit limit = {20, 20};
-            setrlimit(RLIMIT_NOFILE, &limit);
+            const test::SoftLimit limit(RLIMIT_NOFILE, 20);
             EXPECT_EQ(definitions.read(test::recordWarning), 0);
             EXPECT_EQ(recorded.fatals, ErrorReports{});
             EXPECT_EQ(recorded.diagnostics, Diagnostics{});
@@ -396,8 +395,7 @@ TEST(RynInclude, NestedFilesWithoutALineFeedNeedFewDescriptors) {
     }
     definitions.box.file("f100", "DEFINE last l").file("vek.lib", "INCLUDE f1");
     const test::Outcome outcome = test::inChild([&] {
-        const rlimit limit = {20, 20};
-        setrlimit(RLIMIT_NOFILE, &limit);
+        const test::SoftLimit limit(RLIMIT_NOFILE, 20);
         EXPECT_EQ(definitions.read(test::recordWarning), 0);
         EXPECT_EQ(definitions.names(), Names{"last"});
         return 0;
@@ -502,8 +500,7 @@ TEST(RynInclude, NestedLongFilesNeedFewDescriptors) {
     definitions.box.file(writeLongChain(definitions.box, kFiles), "DEFINE last l\n");
     const test::Outcome outcome = test::inChild(
         [&] {
-            const rlimit limit = {20, 20};
-            setrlimit(RLIMIT_NOFILE, &limit);
+            const test::SoftLimit limit(RLIMIT_NOFILE, 20);
             EXPECT_EQ(definitions.read(test::recordWarning), RYN_OK);
             EXPECT_EQ(recorded.fatals, ErrorReports{});
             EXPECT_EQ(recorded.diagnostics, Diagnostics{});

@@ -3,13 +3,13 @@
 #include "tagfile/tovi_edited_file.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/limits.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -629,8 +629,7 @@ TEST_F(FailedWrite, OnAFullFileSystemAShorterTextStillFits) {
 TEST_F(FailedWrite, BeyondTheFileSizeLimitLeavesTheOldContent) {
     box.file("vekinfo.tag", shortText_);
     const test::Outcome outcome = test::inChild([this] {
-        const rlimit limit = {4096, 4096};
-        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+        const test::SoftLimit limit(RLIMIT_FSIZE, 4096);
         signal(SIGXFSZ, SIG_DFL);
         EXPECT_EQ(0, updateInfoFile(".", obj.get()));
         expectWriteFailed(".");

@@ -5,6 +5,7 @@
 #include "search/pux.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
+#include "tests/support/limits.h"
 #include "tests/support/passthrough_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 #include "tool/probe_gate.h"
@@ -207,12 +208,8 @@ TEST_F(LibrariesAhead, WithoutThreadsTheOutputIsTheSame) {
     }
     test::asUnprivileged([this, &definitions] {
         const Checked expected = check(definitions, withoutWorkers());
-        rlimit usual = {};
-        EXPECT_EQ(0, getrlimit(RLIMIT_NPROC, &usual));
-        const rlimit none = {0, usual.rlim_max};
-        EXPECT_EQ(0, setrlimit(RLIMIT_NPROC, &none));
+        const test::NoThreads limited;
         EXPECT_EQ(expected, check(definitions, workersAtOnce(8)));
-        EXPECT_EQ(0, setrlimit(RLIMIT_NPROC, &usual)); // the leak sanitizer starts a thread at the end
     });
 }
 
@@ -386,21 +383,6 @@ void awaitProbeFiles(const std::string &source, int count) {
     EXPECT_LE(count, probeFilesBelow(source));
 }
 
-/// Uses up the descriptors of the process but `free`. @return the used descriptors
-std::vector<int> useDescriptors(int free) {
-    const rlimit files = {64, 64};
-    EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &files));
-    std::vector<int> used;
-    for (int next = dup(0); next >= 0; next = dup(0)) {
-        used.push_back(next);
-    }
-    for (int i = 0; i < free; ++i) {
-        close(used.back());
-        used.pop_back();
-    }
-    return used;
-}
-
 TEST_F(LibrariesAhead, FewDescriptorsDoNotChangeTheOutput) {
     // On a slow file system, so that workers hold their descriptors when the main thread needs some.
     test::onPassthroughFilesystem({"--delay-us", "300"}, [this](const std::string &directory,
@@ -413,11 +395,11 @@ TEST_F(LibrariesAhead, FewDescriptorsDoNotChangeTheOutput) {
         for (const int free : {16, 4, 3}) { // three: as many as one probe needs
             const test::Outcome outcome = test::inChild([this, &definitions, &expected, free] {
                 test::Capture capture; // its descriptors are open before the others are used up
-                const std::vector<int> used = useDescriptors(free);
-                const int result = vekinfo::checkLibraries(definitions.c_str(), 0, workersAtOnce(32));
-                std::fflush(stdout);
-                for (const int each : used) {
-                    close(each);
+                int result = -1;
+                {
+                    const test::FewDescriptors limited(free);
+                    result = vekinfo::checkLibraries(definitions.c_str(), 0, workersAtOnce(32));
+                    std::fflush(stdout);
                 }
                 EXPECT_EQ(expected, (Checked{result, capture.out(), capture.err(), reports.take()})) << free;
                 return 0;

@@ -3,6 +3,7 @@
 #include "tagfile/normalize.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
+#include "tests/support/limits.h"
 #include "tests/support/passthrough_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 #include "tool/vekinfo_check.h"
@@ -12,7 +13,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -344,13 +344,9 @@ TEST_F(ReadAheadScan, WithoutThreadsTheReportIsTheSame) {
     makeTree(50);
     test::asUnprivileged([this] {
         const Result model = expected();
-        rlimit usual = {};
-        EXPECT_EQ(0, getrlimit(RLIMIT_NPROC, &usual));
-        const rlimit none = {0, usual.rlim_max};
-        EXPECT_EQ(0, setrlimit(RLIMIT_NPROC, &none));
+        const test::NoThreads limited;
         std::size_t workers = 1;
         EXPECT_EQ(model, scan(workersAtOnce(8), &workers));
-        EXPECT_EQ(0, setrlimit(RLIMIT_NPROC, &usual)); // the leak sanitizer starts a thread at the end
         if (geteuid() != 0) {
             EXPECT_EQ(0U, workers);
         }
@@ -362,21 +358,11 @@ TEST_F(ReadAheadScan, FewDescriptorsDoNotChangeTheReport) {
     const Result model = expected();
     for (const int free : {16, 3, 2}) {
         const test::Outcome outcome = test::inChild([this, &model, free] {
-            const rlimit files = {64, 64};
-            EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &files));
             test::Capture capture; // its descriptors are open before the others are used up
-            std::vector<int> used;
-            for (int next = dup(0); next >= 0; next = dup(0)) {
-                used.push_back(next);
-            }
-            for (int i = 0; i < free; ++i) {
-                close(used.back());
-                used.pop_back();
-            }
-            ReadAhead readAhead(workersAtOnce(32));
-            vekinfo::scanSubdirs(box.path("lib").c_str(), true, {}, readAhead);
-            for (const int each : used) {
-                close(each);
+            {
+                const test::FewDescriptors limited(free);
+                ReadAhead readAhead(workersAtOnce(32));
+                vekinfo::scanSubdirs(box.path("lib").c_str(), true, {}, readAhead);
             }
             EXPECT_EQ(model.printed, capture.out()) << free;
             return 0;

@@ -3,6 +3,7 @@
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/limits.h"
 #include "tests/support/real_calls.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
@@ -10,7 +11,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -355,8 +355,7 @@ TEST_F(Append, FileSizeLimitIsAFailedWrite) {
     for (const std::size_t size : {4096U, 4000U}) {
         box.file("lib/vekinfo.tag", std::string(size, '#'));
         const test::Outcome outcome = test::inChild([this] {
-            const rlimit limit = {4096, 4096};
-            EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+            const test::SoftLimit limit(RLIMIT_FSIZE, 4096);
             signal(SIGXFSZ, SIG_DFL);
             EXPECT_FALSE(append());
             EXPECT_EQ(SIG_DFL, signal(SIGXFSZ, SIG_DFL)) << "as before";

@@ -3,6 +3,7 @@
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
+#include "tests/support/limits.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
 #include "tool/vekinfo_check.h"
@@ -11,7 +12,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -727,8 +727,7 @@ TEST_F(Scan, Scans3000LevelsWith16Descriptors) {
         box.directory(path);
         const std::string far = path.substr(0, std::string("big/lib").size() + 2 * 1900);
         box.file(far + "/vekinfo.tag", "").file(path + "/vekinfo.tag", "");
-        const rlimit files = {16, 16};
-        EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &files));
+        const test::SoftLimit limit(RLIMIT_NOFILE, 16);
         // Paths of more than 4095 characters cannot be opened.
         EXPECT_EQ(Found{far}, redundant("big/lib"));
         EXPECT_EQ(kNoReports, reports.take());
