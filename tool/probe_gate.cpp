@@ -74,8 +74,7 @@ void ProbeGate::stopWatch() {
         return;
     }
     static_cast<void>(pthread_mutex_lock(&mutex_));
-    isClosed_ = true;
-    waitForProbes();
+    closeAndWait();
     isStopped_ = true;
     static_cast<void>(pthread_kill(thread_, kWakeSignal));
     static_cast<void>(pthread_mutex_unlock(&mutex_));
@@ -90,13 +89,11 @@ void ProbeGate::deliverBrokenPipe() {
     }
     isDelivered_ = true;
     static_cast<void>(pthread_mutex_lock(&mutex_));
-    isClosed_ = true;
-    waitForProbes();
+    closeAndWait();
     static_cast<void>(
         pthread_sigmask(SIG_SETMASK, &before_, nullptr)); // a pending SIGPIPE ends the process here
     static_cast<void>(pthread_sigmask(SIG_BLOCK, &blocked_, nullptr));
-    isClosed_ = false;
-    static_cast<void>(pthread_cond_broadcast(&changed_));
+    reopen();
     static_cast<void>(pthread_mutex_unlock(&mutex_));
 }
 
@@ -106,7 +103,7 @@ vek::ProbeResult ProbeGate::probe(const char *path) {
         return vek::probeDirectory(directory); // no directory to probe
     }
     static_cast<void>(pthread_mutex_lock(&mutex_));
-    while (isClosed_ || isRunning(directory.identity)) {
+    while (closings_ > 0 || isRunning(directory.identity)) {
         static_cast<void>(pthread_cond_wait(&changed_, &mutex_));
     }
     Running running = {.directory = directory.identity, .next = running_};
@@ -135,13 +132,20 @@ bool ProbeGate::isRunning(const vek::DirectoryIdentity &directory) const {
     return false;
 }
 
-/// Waits until no probe is running, at most kPatienceNs. The caller holds the mutex.
-void ProbeGate::waitForProbes() {
+/// Lets no further probe begin, and waits until no probe is running, at most kPatienceNs. The caller holds the mutex.
+void ProbeGate::closeAndWait() {
+    ++closings_;
     const timespec deadline = timeOf(monotonicNs() + kPatienceNs);
     int error = 0;
     while (running_ != nullptr && error != ETIMEDOUT) {
         error = pthread_cond_clockwait(&changed_, &mutex_, CLOCK_MONOTONIC, &deadline);
     }
+}
+
+/// Undoes one closeAndWait(). The caller holds the mutex.
+void ProbeGate::reopen() {
+    --closings_;
+    static_cast<void>(pthread_cond_broadcast(&changed_));
 }
 
 // ---- the thread that handles signals
@@ -159,9 +163,11 @@ void ProbeGate::watch() {
         if (signal != kWakeSignal) {
             // From now on, another signal ends the process at once.
             static_cast<void>(pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr));
-            isClosed_ = true;
-            waitForProbes();
+            closeAndWait();
             static_cast<void>(pthread_kill(thread_, signal)); // ends the process by its default action
+            // The kernel ignores this signal if the process is the first one of a PID namespace (a container).
+            static_cast<void>(pthread_sigmask(SIG_BLOCK, &signals_, nullptr));
+            reopen();
         }
         const bool isStopped = isStopped_;
         static_cast<void>(pthread_mutex_unlock(&mutex_));

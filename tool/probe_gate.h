@@ -34,7 +34,7 @@ class ProbeGate {
     void stopWatch();
 
     /// Waits until no probe is running, but at most 5 s, and then lets a pending SIGPIPE, which startWatch() has
-    /// blocked, end the process. Must be called when printing has failed.
+    /// blocked, end the process. Must be called when printing has failed. Only the first call has an effect.
     void deliverBrokenPipe();
 
     [[nodiscard]] bool isWatched() const { return isWatched_; }
@@ -51,13 +51,14 @@ class ProbeGate {
 
     static void *watchMain(void *gate);
     void watch();
-    void waitForProbes();
+    void closeAndWait();
+    void reopen();
     [[nodiscard]] bool isRunning(const vek::DirectoryIdentity &directory) const;
 
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER; ///< guards the following members
     pthread_cond_t changed_ = PTHREAD_COND_INITIALIZER; ///< broadcast if a probe has ended or may begin
     Running *running_ = nullptr;                        ///< list of the running probes
-    bool isClosed_ = false;                             ///< whether no further probe may begin
+    int closings_ = 0;                                  ///< no further probe may begin while this is above 0
     bool isStopped_ = false;                            ///< whether watch() must end
     pthread_t thread_ = {};                             ///< the thread that runs watch()
 

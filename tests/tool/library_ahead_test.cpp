@@ -8,23 +8,22 @@
 #include "tests/support/limits.h"
 #include "tests/support/passthrough_filesystem.h"
 #include "tests/tagfile/tag_support.h"
-#include "tool/probe_gate.h"
+#include "tests/tool/probe_support.h"
 #include "tool/vekinfo_args.h"
 #include "tool/vekinfo_check.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cctype>
 #include <csignal>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -33,6 +32,8 @@
 
 namespace {
 
+using test::awaitProbeFiles;
+using test::probeFilesBelow;
 using test::TagReports;
 using vekinfo::WorkerSettings;
 
@@ -47,24 +48,6 @@ WorkerSettings withoutWorkers() {
 /// Settings that start workers as soon as possible, as on a slow file system.
 WorkerSettings workersAtOnce(std::size_t workers) {
     return {.fastWorkers = workers, .slowWorkers = workers, .slowNs = 0, .slowBefore = 0};
-}
-
-/// The number of files in and below `directory` that a probe has left.
-int probeFilesBelow(const std::string &directory) {
-    int count = 0;
-    std::error_code error;
-    using Options = std::filesystem::directory_options;
-    for (std::filesystem::recursive_directory_iterator
-             each(directory, Options::skip_permission_denied, error),
-         end;
-         each != end; each.increment(error)) {
-        std::string name = each->path().filename();
-        for (char &letter : name) {
-            letter = static_cast<char>(std::tolower(letter));
-        }
-        count += name.starts_with("vekfscasesensitivity") ? 1 : 0;
-    }
-    return count;
 }
 
 /// What one check prints, and its result.
@@ -277,26 +260,6 @@ TEST_F(LibrariesAhead, DirectoriesMayVanishDuringTheCheck) {
 
 // ---- probes
 
-TEST_F(LibrariesAhead, OneDirectoryIsProbedByOneThreadAtATime) {
-    box.directory("a").link("b", "a").directory("c");
-    vekinfo::ProbeGate gate;
-    std::vector<std::thread> threads;
-    threads.reserve(8);
-    std::atomic<int> wrong = 0;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&gate, &wrong, path = box.path(std::string(1, "abc"[i % 3]))] {
-            for (int n = 0; n < 100; ++n) {
-                wrong += gate.probe(path.c_str()).sensitivity == VEK_CASE_SENSITIVE ? 0 : 1;
-            }
-        });
-    }
-    for (std::thread &each : threads) {
-        each.join();
-    }
-    EXPECT_EQ(0, wrong);
-    EXPECT_EQ(0, probeFilesBelow(box.path()));
-}
-
 /// The tool, which checks the libraries of the `vek.lib` in a directory.
 class RunningTool {
   public:
@@ -375,14 +338,6 @@ void makeSlowLibraries(const std::string &source, int count, const std::string &
     }
 }
 
-/// Waits until `count` probe files exist below `source`, at most 20 seconds.
-void awaitProbeFiles(const std::string &source, int count) {
-    for (int tries = 0; tries < 20'000 && probeFilesBelow(source) < count; ++tries) {
-        usleep(1000);
-    }
-    EXPECT_LE(count, probeFilesBelow(source));
-}
-
 TEST_F(LibrariesAhead, FewDescriptorsDoNotChangeTheOutput) {
     // On a slow file system, so that workers hold their descriptors when the main thread needs some.
     test::onPassthroughFilesystem({"--delay-us", "300"}, [this](const std::string &directory,
@@ -434,6 +389,19 @@ TEST_F(LibrariesAhead, AnIgnoredSignalRemainsIgnored) {
                                       RunningTool tool(directory, SIGINT);
                                       awaitProbeFiles(source, 2);
                                       tool.send(SIGINT);
+                                      EXPECT_EQ(0, tool.wait());
+                                      EXPECT_EQ(0, probeFilesBelow(source));
+                                  });
+}
+
+TEST_F(LibrariesAhead, TheFirstProcessOfANamespaceIgnoresSignals) {
+    test::onPassthroughFilesystem({"--delay-us", "3000"},
+                                  [](const std::string &directory, const std::string &source) {
+                                      makeSlowLibraries(source, 12, kUnix);
+                                      ASSERT_EQ(0, unshare(CLONE_NEWPID)); // as in a container
+                                      RunningTool tool(directory);
+                                      awaitProbeFiles(source, 2);
+                                      tool.send(SIGTERM);
                                       EXPECT_EQ(0, tool.wait());
                                       EXPECT_EQ(0, probeFilesBelow(source));
                                   });
