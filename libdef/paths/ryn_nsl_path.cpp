@@ -53,16 +53,18 @@ class LinkResolver {
         int links = 0;
         bool hasOnlyDirectories = true; // each readlink() has failed with EINVAL
         for (std::size_t end = path_.size(); end != 0 && !isWithoutLinks(end);) {
-            vek::PathText target;
-            if (readPrefix(end, target) < 0) {
-                hasOnlyDirectories = hasOnlyDirectories && errno == EINVAL;
-                if (strict_ && errno != EINVAL) {
+            vek::PathText buffer;
+            static_cast<void>(prefix_.assign(std::string_view(path_.c_str(), end)));
+            const ryn::LinkResult link = ryn::readCachedLink(registry_, prefix_, buffer);
+            if (link.error != 0) {
+                hasOnlyDirectories = hasOnlyDirectories && link.error == EINVAL;
+                if (strict_ && link.error != EINVAL) {
                     return failWith(RYN_INTERNAL_ERROR, prefix_.view(), error_);
                 }
                 end = path_.view().rfind('/', end - 1);
                 continue;
             }
-            end = substitute(end, target.view());
+            end = substitute(end, link.target);
             if (++links > kMaxLinks || (isFull_ && isCycle())) {
                 // Report the path of the last link that was resolved. clean() removes the "/./" and "/../" that earlier
                 // links of the cycle have added to this path.
@@ -86,15 +88,6 @@ class LinkResolver {
     [[nodiscard]] bool isWithoutLinks(std::size_t end) const {
         return registry_ != nullptr &&
                registry_->indexes->directoryWithoutLinks.view() == std::string_view(path_.c_str(), end);
-    }
-
-    /// Copies the first `end` characters of the path to `prefix_` and calls readlink() for them.
-    /// @return the length of the link's target; -1 after a failure, with errno set
-    ssize_t readPrefix(std::size_t end, vek::PathText &target) {
-        static_cast<void>(prefix_.assign(std::string_view(path_.c_str(), end)));
-        return target.fill([this](char *targetOut, std::size_t size) {
-            return sReadlink(prefix_.c_str(), targetOut, size, registry_);
-        });
     }
 
     /// Replaces a symbolic link in the path by `target`. The link is the part of the path before offset `end`. If

@@ -17,19 +17,18 @@
 
 namespace {
 
-/// The result of readlink() for one path, from the system call or from the cache.
-struct LinkResult {
-    std::string_view target; ///< empty after a failure
-    int32_t length;          ///< -1 after a failure
-    int32_t error;           ///< an errno value, or 0
-};
+/// Returns the result of readlink() as sReadlink() returns it and the cache stores it: the length of the target, or -1
+/// after a failure.
+int32_t lengthOf(const ryn::LinkResult &result) {
+    return result.error != 0 ? -1 : static_cast<int32_t>(result.target.size());
+}
 
 /// Adds the result of readlink() for `path` to the link cache of `registry`. The cache must not contain `path` yet. If
 /// memory is exhausted, adds nothing; the next lookup of `path` then calls readlink() again.
 /// @param hash  the value of ryn::indexHash() for `path`
-void store(rynRegistry &registry, std::string_view path, uint32_t hash, const LinkResult &result) {
+void store(rynRegistry &registry, std::string_view path, uint32_t hash, const ryn::LinkResult &result) {
     // Allocate one block for the record, followed by the path and the target.
-    const bool hasTarget = result.length >= 0;
+    const bool hasTarget = result.error == 0;
     const std::size_t pathSize = path.size() + 1;
     const std::size_t targetSize = hasTarget ? result.target.size() + 1 : 0;
     vek::Owned<rynLink> link(static_cast<rynLink *>(std::malloc(sizeof(rynLink) + pathSize + targetSize)));
@@ -41,40 +40,42 @@ void store(rynRegistry &registry, std::string_view path, uint32_t hash, const Li
     static_cast<void>(vek::copyToBuffer(path, pathCopy, pathSize));
     static_cast<void>(vek::copyToBuffer(result.target, targetCopy, targetSize));
     rynLink *&head = registry.links[ryn::bucketOf(path, false)];
-    *link = {head, pathCopy, targetCopy, result.length, result.error};
+    *link = {head, pathCopy, targetCopy, lengthOf(result), result.error};
     head = link.release();
 }
 
-/// Copies the target of the symbolic link, and a NUL, to `targetOut`. Truncates the target if `size` bytes are too few.
-/// Sets errno to `result.error`, which is 0 after a success.
-/// @return the length of the target in bytes before truncation; -1 if readlink() failed
-ssize_t returnResult(const LinkResult &result, char *targetOut, std::size_t size) {
+/// Implements ryn::readCachedLink() for a path of any length.
+/// @param path  must end with a NUL, which the view does not contain
+ryn::LinkResult readCached(rynRegistry *registry, std::string_view path, vek::PathText &buffer) {
+    const uint32_t hash = ryn::indexHash(path);
+    if (registry != nullptr) {
+        if (const rynLink *const known = registry->indexes->links.find(
+                hash, [path](const rynLink &link) { return link.path == path; })) {
+            return {known->target == nullptr ? "" : known->target, known->error};
+        }
+    }
+    const int error = vek::readLink(path.data(), buffer);
+    const ryn::LinkResult result = {buffer.view(), error};
+    if (registry != nullptr) {
+        store(*registry, path, hash, result);
+    }
+    return result;
+}
+
+} // namespace
+
+ryn::LinkResult ryn::readCachedLink(rynRegistry *registry, const vek::PathText &path, vek::PathText &buffer) {
+    return readCached(registry, path.view(), buffer);
+}
+
+ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
+    vek::PathText buffer;
+    const ryn::LinkResult result = readCached(registry, path, buffer);
     if (size != 0) {
         const std::size_t fitting = result.target.size() < size ? result.target.size() : size - 1;
         std::memcpy(targetOut, result.target.data(), fitting);
         targetOut[fitting] = '\0';
     }
     errno = result.error;
-    return result.length;
-}
-
-} // namespace
-
-ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry) {
-    const std::string_view key(path);
-    const uint32_t hash = ryn::indexHash(key);
-    if (registry != nullptr) {
-        if (const rynLink *const known = registry->indexes->links.find(
-                hash, [key](const rynLink &link) { return link.path == key; })) {
-            return returnResult({known->target == nullptr ? "" : known->target, known->length, known->error},
-                                targetOut, size);
-        }
-    }
-    vek::PathText target;
-    const int error = vek::readLink(path, target);
-    const LinkResult result = {target.view(), error != 0 ? -1 : static_cast<int32_t>(target.size()), error};
-    if (registry != nullptr) {
-        store(*registry, key, hash, result);
-    }
-    return returnResult(result, targetOut, size);
+    return lengthOf(result);
 }

@@ -3,9 +3,11 @@
 
 /// A cache of readlink() results by path. Each registry has its own cache, which is kept until the registry is freed.
 
+#include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_records.h"
 
 #include <stddef.h>
+#include <string_view>
 #include <sys/types.h>
 
 VEK_BEGIN_DECLS
@@ -21,5 +23,20 @@ VEK_BEGIN_DECLS
 ssize_t sReadlink(const char *path, char *targetOut, size_t size, rynRegistry *registry);
 
 VEK_END_DECLS
+
+namespace ryn {
+
+/// The result of readlink() for one path, from the system call or from the link cache.
+struct LinkResult {
+    std::string_view target; ///< empty after a failure
+    int32_t error; ///< the errno value of readlink(): EINVAL if the path is not a symbolic link; 0 if it is
+};
+
+/// Reads the target of the symbolic link `path`, like sReadlink(), but does not copy it and does not set errno.
+/// @param registry  if it is null, no cache is used
+/// @param buffer    may receive the target; the result can point into it
+LinkResult readCachedLink(rynRegistry *registry, const vek::PathText &path, vek::PathText &buffer);
+
+} // namespace ryn
 
 #endif
