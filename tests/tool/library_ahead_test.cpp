@@ -5,6 +5,7 @@
 #include "search/pux.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
+#include "tests/support/faults.h"
 #include "tests/support/limits.h"
 #include "tests/support/passthrough_filesystem.h"
 #include "tests/tagfile/tag_support.h"
@@ -194,6 +195,39 @@ TEST_F(LibrariesAhead, WithoutThreadsTheOutputIsTheSame) {
         const test::NoThreads limited;
         EXPECT_EQ(expected, check(definitions, workersAtOnce(8)));
     });
+}
+
+TEST_F(LibrariesAhead, ALibraryWithoutAPathEndsTheCheck) {
+    makeLibraries(10, kNt);
+    const std::string tooLong(4095 - box.path().size() - 1,
+                              'x'); // there is no room for the name of a file in it
+    box.file("vek.lib", box.read("vek.lib") + "DEFINE bad " + tooLong + "\nDEFINE next other\n");
+    const Checked expected = check(box.path("vek.lib"), withoutWorkers());
+    EXPECT_EQ(1, expected.result);
+    EXPECT_NE(std::string::npos, expected.out.find("The library l9 "));
+    EXPECT_EQ("WARNING: Problem found in rynGetPath: Invalid path\n", expected.err);
+    for (const std::size_t workers : {1U, 4U}) {
+        EXPECT_EQ(expected, check(box.path("vek.lib"), workersAtOnce(workers)));
+    }
+}
+
+TEST_F(LibrariesAhead, ExhaustedMemoryChangesNothingOrIsReported) {
+    const std::string definitions = makeLibraries(6, kUnix); // a probe that fails prints nothing
+    const Checked expected = check(definitions, withoutWorkers());
+    int failures = 0;
+    for (int nth = 1; nth <= 300; ++nth) {
+        release();
+        test::Capture capture;
+        test::faults::failAllocation(nth);
+        const int result = vekinfo::checkLibraries(definitions.c_str(), 0, workersAtOnce(2));
+        test::faults::reset();
+        std::fflush(stdout);
+        const Checked checked = {result, capture.out(), capture.err(), reports.take()};
+        const bool isReported = result != TOV_OK || !checked.err.empty() || !checked.reports.empty();
+        EXPECT_TRUE(checked == expected || isReported) << nth << ": " << checked;
+        failures += checked == expected ? 0 : 1;
+    }
+    EXPECT_GT(failures, 50);
 }
 
 TEST_F(LibrariesAhead, LibrariesInOneDirectoryAreAllProbed) {
