@@ -734,6 +734,29 @@ TEST_F(Scan, Scans3000LevelsWith16Descriptors) {
     });
 }
 
+TEST_F(Scan, LinksBelow1400LevelsAreFollowed) {
+    // The ancestors of a link target are searched for at most 1365 levels, the number of "/.." in the longest path. Each
+    // link leads at most 450 levels down, so that all ancestors are in the cache when the last link is followed.
+    onBigTree([this] {
+        box.directory("big/lib").file("big/other/vekinfo.tag", "");
+        std::string from = "big/lib";
+        std::string path = "big/c";
+        for (const int levels : {300, 450, 450, 200}) {
+            for (int i = 0; i < levels; ++i) {
+                path += "/d";
+            }
+            const std::string near =
+                "big/to" + std::to_string(path.size()); // a target has at most 1023 characters
+            box.directory(path).link(near, box.path(path)).link(from + "/link", box.path(near));
+            from = path;
+        }
+        box.link(from + "/link", box.path("big/other"));
+        // Three of the four directories are reached in two ways: through a link, and as a subdirectory.
+        EXPECT_EQ(Found(8, "big/other"), redundant("big/lib"));
+        EXPECT_EQ(kNoReports, reports.take());
+    });
+}
+
 // ---- changes and failures during a scan
 
 TEST_F(Scan, VanishingEntriesAreSkipped) {
