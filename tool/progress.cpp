@@ -114,7 +114,7 @@ class Progress::Line {
     void show();
     void erase();
     ssize_t write(int descriptor, const char *data, std::size_t size);
-    void replaceStreams();
+    [[nodiscard]] bool replaceStreams();
     void restoreStreams();
 
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
@@ -133,9 +133,8 @@ class Progress::Line {
 };
 
 bool Progress::Line::start() {
-    replaceStreams();
     bool isStarted = false;
-    if (error_ != nullptr) {
+    if (replaceStreams()) {
         // The new thread inherits the mask that blocks all signals, so that the main thread still handles all signals.
         const AllSignalsBlocked blocked;
         isStarted = pthread_create(&thread_, nullptr, threadMain, this) == 0;
@@ -208,26 +207,30 @@ void Progress::Line::erase() {
 
 // ---- the streams
 
-void Progress::Line::replaceStreams() {
+/// Replaces `stderr`, and `stdout` if it is a terminal.
+/// @return false if memory is exhausted; restoreStreams() must then be called, too
+bool Progress::Line::replaceStreams() {
     static_cast<void>(std::fflush(stdout));
     outputBefore_ = stdout;
     errorBefore_ = stderr;
     error_ =
         fopencookie(this, "w", {.read = nullptr, .write = writeError, .seek = nullptr, .close = nullptr});
     if (error_ == nullptr) {
-        return;
+        return false;
     }
     static_cast<void>(std::setvbuf(error_, nullptr, _IONBF, 0));
     stderr = error_;
     if (!isTerminal(STDOUT_FILENO)) {
-        return;
+        return true;
     }
     output_ =
         fopencookie(this, "w", {.read = nullptr, .write = writeOutput, .seek = nullptr, .close = nullptr});
-    if (output_ != nullptr) {
-        static_cast<void>(std::setvbuf(output_, nullptr, _IOLBF, BUFSIZ));
-        stdout = output_;
+    if (output_ == nullptr) {
+        return false;
     }
+    static_cast<void>(std::setvbuf(output_, nullptr, _IOLBF, BUFSIZ));
+    stdout = output_;
+    return true;
 }
 
 void Progress::Line::restoreStreams() {

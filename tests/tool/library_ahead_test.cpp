@@ -9,6 +9,7 @@
 #include "tests/support/limits.h"
 #include "tests/support/passthrough_filesystem.h"
 #include "tests/tagfile/tag_support.h"
+#include "tests/tool/check_support.h"
 #include "tests/tool/probe_support.h"
 #include "tool/vekinfo_args.h"
 #include "tool/vekinfo_check.h"
@@ -79,9 +80,7 @@ class LibrariesAhead : public test::TagTest {
         test::TagTest::TearDown();
     }
     static void release() {
-        if (rynGetCurHandle() != nullptr && *rynGetCurHandle() != nullptr) {
-            rynReleaseHandle(nullptr);
-        }
+        test::releaseRegistry();
         tovResetCache();
     }
 

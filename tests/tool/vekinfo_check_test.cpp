@@ -6,6 +6,7 @@
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 #include "tests/tagfile/tag_support.h"
+#include "tests/tool/check_support.h"
 #include "tool/vekinfo_args.h"
 
 #include <gtest/gtest.h>
@@ -44,17 +45,10 @@ class Check : public test::TagTest {
         box.directory("lib");
     }
     void TearDown() override {
-        release();
+        test::releaseRegistry();
         puxReleaseHandle(nullptr);
         test::TagTest::TearDown();
     }
-    /// Releases the registry that the check keeps: otherwise it would count as leaked.
-    static void release() {
-        if (rynGetCurHandle() != nullptr && *rynGetCurHandle() != nullptr) {
-            rynReleaseHandle(nullptr);
-        }
-    }
-
     template <typename Call>
     static Result resultOf(Call call) {
         test::Capture capture;
@@ -66,7 +60,7 @@ class Check : public test::TagTest {
         return resultOf([&] { return tovVerifyVekinfo("name", box.path(directory).c_str(), configure); });
     }
     Result check(int configure, const std::string &file = "vek.lib") const {
-        release();
+        test::releaseRegistry();
         return resultOf([&] { return tovVeklibCheck(box.path(file).c_str(), configure); });
     }
     std::string at(const std::string &relative) const { return box.path(relative); }
@@ -450,7 +444,7 @@ TEST_F(Check, ExhaustedMemoryEndsTheRunWithAWarning) {
     bool wasSeen = false;
     bool isComplete = false;
     for (int nth = 1; !isComplete; ++nth) {
-        release();
+        test::releaseRegistry();
         test::faults::failAllocation(nth);
         const Result outcome = resultOf([this] { return tovVeklibCheck(at("vek.lib").c_str(), kReport); });
         isComplete = test::faults::count("malloc") < nth;
