@@ -15,8 +15,8 @@ struct ProbeDirectory {
     DirectoryIdentity identity = {};
 };
 
-/// Finds the nearest existing directory at or above `path`, as vekGetFilesysCaseSensitivity() does. A path such as "/a"
-/// is not shortened to "/". Any thread may call this function.
+/// Finds the nearest existing directory at or above `path`, as vekGetFilesysCaseSensitivity() does. "/a" is not
+/// shortened to "/", but "//a" is. Any thread may call this function.
 [[nodiscard]] ProbeDirectory findProbeDirectory(const char *path);
 
 /// The result of probeDirectory().

@@ -156,7 +156,7 @@ static std::optional<DirectoryIdentity> cutToDirectory(char *path) {
     struct stat status = {};
     while (stat(path, &status) != 0 || !S_ISDIR(status.st_mode)) {
         const std::size_t slash = rest.rfind('/');
-        // Documented: a path such as "/a" is not shortened to "/". If "/a" is not a directory, the function fails.
+        // Documented: "/a" is not shortened to "/", but "//a" is. If "/a" is not a directory, the function fails.
         if (slash == std::string_view::npos || slash == 0) {
             return std::nullopt;
         }

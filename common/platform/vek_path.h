@@ -49,8 +49,10 @@ VEK_API char *vek_fgets(char *buffer, int size, FILE *file);
 VEK_API void vekNtToUnixLine(char *line);
 
 /// Tests whether file names under `path` are case-sensitive. Creates two small files in the directory `path`
-/// and removes them. If `path` is not an existing directory, the nearest existing directory above it is used.
-/// Documented: the directory "/" is used only if `path` is "/".
+/// and removes them. While `path` is not an existing directory, its last "/" and the text after it are left out.
+/// Documented: the test fails if there is no "/" in the text, or if nothing remains of it. If "a" does not exist,
+/// the working directory is therefore not used, and if "/a" does not exist, the directory "/" is not used. It is
+/// used if "//a" does not exist, of which "/" remains.
 ///
 /// @return VEK_CASE_SENSITIVE, VEK_CASE_INSENSITIVE, or, after any failure, VEK_CASE_UNKNOWN; prints no message
 VEK_API int vekGetFilesysCaseSensitivity(const char *path);

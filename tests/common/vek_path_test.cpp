@@ -489,12 +489,14 @@ TEST(CaseSensitivity, IsUnknownIfOnlyTheRootExists) {
     EXPECT_EQ(Names{}, box.list());
 }
 
-TEST(CaseSensitivity, ProbesTheRootDirectoryWhenItIsNamed) {
-    test::faults::reset();
-    test::faults::fail("access", 1, EACCES);
-    EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity("/"));
-    EXPECT_EQ(1, test::faults::count("access"));
-    EXPECT_EQ(0, test::faults::count("open"));
+TEST(CaseSensitivity, ProbesTheRootDirectoryIfItIsNamedOrRemains) {
+    for (const char *path : {"/", "//none-of-vek", "//none-of-vek/a"}) {
+        test::faults::reset();
+        test::faults::fail("access", 1, EACCES);
+        EXPECT_EQ(VEK_CASE_UNKNOWN, vekGetFilesysCaseSensitivity(path));
+        EXPECT_EQ(1, test::faults::count("access")) << path;
+        EXPECT_EQ(0, test::faults::count("open")) << path;
+    }
 }
 
 TEST(CaseSensitivity, IsUnknownInAReadOnlyDirectory) {
