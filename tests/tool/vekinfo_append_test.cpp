@@ -7,6 +7,7 @@
 #include "tests/support/real_calls.h"
 #include "tests/support/small_filesystem.h"
 #include "tests/tagfile/tag_support.h"
+#include "tests/tool/check_support.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -375,15 +376,8 @@ class AppendBesideOthers : public Append {
     [[nodiscard]] tov::AppendResult result() const {
         return vekinfo::appendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
     }
-    /// The first lock request fails because the lock is held; then the file is written.
     void writeWhileWaiting(const std::string &text) {
-        test::faults::fail("fcntl", 1, EAGAIN);
-        test::faults::atNextSleep([this, text] {
-            const int file =
-                __real_open(box.path("lib/vekinfo.tag").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-            EXPECT_EQ(static_cast<ssize_t>(text.size()), __real_write(file, text.data(), text.size()));
-            __real_close(file);
-        });
+        test::appendDuringNextLock(box.path("lib/vekinfo.tag"), text);
     }
 };
 

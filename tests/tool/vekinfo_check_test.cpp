@@ -411,6 +411,17 @@ TEST_F(Check, TemporaryDirectoryReplacesTheLibrary) {
     EXPECT_FALSE(box.exists("a/vekinfo.tag"));
 }
 
+TEST_F(Check, EntryAppendedByAnotherProcessIsVerified) {
+    verboseFlag = 1;
+    const std::string appended = "VEKLIBRARY\nNAMESPACE LibraryNT\n";
+    const std::string defined = "The library name at " + at("lib") + " has a vekinfo.tag definition.\n";
+    EXPECT_EQ((Result{0, defined + wrongNameSpace(), ""}), resultOf([&] {
+                  test::appendDuringNextLock(at("lib/vekinfo.tag"), appended);
+                  return tovVerifyVekinfo("name", at("lib").c_str(), kConfigure);
+              }));
+    EXPECT_EQ(appended, box.read("lib/vekinfo.tag"));
+}
+
 TEST_F(Check, TwoLibrariesInOneDirectoryAreConfiguredOnce) {
     box.file("a/vekinfo.tag", "OWNER me\n").file("vek.lib", "DEFINE one a\nDEFINE two a\n");
     EXPECT_EQ((Result{0, "",
