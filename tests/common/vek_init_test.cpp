@@ -2,6 +2,7 @@
 
 #include "common/platform/vek_install_root.h"
 #include "common/platform/veki_init.h"
+#include "tests/support/c_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/environment.h"
@@ -154,15 +155,10 @@ TEST(VekPlat, IsTheConstantPlatformName) {
 constexpr const char *Version = "@(#)$VEK: vekinfo version 06.01 (x) $";
 
 /// Handles `arguments` in a child, which ends with status 7 if vekProcMinusVersionArg() returns.
-test::Outcome outcomeOfArguments(std::vector<std::string> arguments) {
+test::Outcome outcomeOfArguments(const std::vector<std::string> &arguments) {
     return test::inChild([&] {
-        std::vector<char *> argv;
-        argv.reserve(arguments.size() + 1);
-        for (std::string &argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        vekProcMinusVersionArg(static_cast<int>(arguments.size()), argv.data(), Version);
+        test::CList argv(arguments);
+        vekProcMinusVersionArg(static_cast<int>(arguments.size()), argv, Version);
         return 7;
     });
 }

@@ -1,5 +1,6 @@
 #include "common/text/vek_strlist.h"
 
+#include "tests/support/c_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"
 
@@ -29,13 +30,7 @@ class List {
     ~List() { vekFreeStrlist(list_); }
 
     [[nodiscard]] char **get() const { return list_; }
-    [[nodiscard]] Strings content() const {
-        Strings strings;
-        for (char **string = list_; string != nullptr && *string != nullptr; ++string) {
-            strings.emplace_back(*string);
-        }
-        return strings;
-    }
+    [[nodiscard]] Strings content() const { return test::strings(list_); }
 
   private:
     char **list_ = nullptr;

@@ -4,6 +4,7 @@
 #include "common/text/vek_strlist.h"
 #include "search/pux.h"
 #include "tests/libdef/project_support.h"
+#include "tests/support/c_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/faults.h"
 
@@ -15,31 +16,13 @@
 #include <vector>
 
 namespace faults = test::faults;
+using test::CList;
 using test::ErrorReports;
 using test::recorded;
 
 namespace {
 
 using Strings = std::vector<std::string>;
-
-/// A null-terminated array of strings that a call borrows.
-class Groups {
-  public:
-    Groups(Strings names) : names_(std::move(names)) {
-        for (std::string &name : names_) {
-            list_.push_back(name.data());
-        }
-        list_.push_back(nullptr);
-    }
-    Groups(const Groups &) = delete;
-    Groups &operator=(const Groups &) = delete;
-
-    operator char **() { return list_.data(); }
-
-  private:
-    Strings names_;
-    std::vector<char *> list_;
-};
 
 struct Found {
     int code;
@@ -128,8 +111,8 @@ class SearchProject : public test::Project {
         const int code = search(&paths);
         EXPECT_EQ(code == RYN_OK, paths != nullptr);
         FoundAll all = {code, {}};
-        for (char **at = paths; at != nullptr && *at != nullptr; ++at) {
-            all.paths.push_back(shortened(*at));
+        for (const std::string &path : test::strings(paths)) {
+            all.paths.push_back(shortened(path));
         }
         vekFreeStrlist(paths);
         return all;
@@ -258,7 +241,7 @@ TEST(RynSearch, UndefinedLibraryLeavesTheGivenDirectories) {
     SearchProject project("E");
     project.offer("le").box.file("d/n", "").file("d/g/n", "");
     for (const char *library : {"other", "", "LIB", static_cast<const char *>(nullptr)}) {
-        Groups groups({"g"});
+        CList groups({"g"});
         EXPECT_EQ(project.search(nullptr, library), (Found{RYN_OK, "d/n"}));
         EXPECT_EQ(project.search("g", library), (Found{RYN_OK, "d/g/n"}));
         EXPECT_EQ(project.searchList(groups, library), (Found{RYN_OK, "d/g/n"}));
@@ -318,7 +301,7 @@ TEST(RynSearch, GivenDirectoriesAreTheGroups) {
     EXPECT_EQ(project.search("g"), (Found{RYN_OK, "d/g/n"}));
     EXPECT_EQ(project.search("."), (Found{RYN_OK, "d/n"}));
     EXPECT_EQ(project.search("none"), kNotFound);
-    Groups several({"none", "empty", "h", "g"});
+    CList several({"none", "empty", "h", "g"});
     EXPECT_EQ(project.searchList(several), (Found{RYN_OK, "d/h/n"}));
     EXPECT_EQ(project.fullSearchList(several), (FoundAll{RYN_OK, {"d/h/n"}}));
     EXPECT_EQ(project.fullSearch("g"), (FoundAll{RYN_OK, {"d/g/n"}}));
@@ -341,7 +324,7 @@ TEST(RynSearch, NullDirectoryIsTheDefaultGroups) {
 TEST(RynSearch, EmptyListOfDirectoriesSearchesTheLibraryOnly) {
     SearchProject project;
     project.box.file("d/n", "").file("d/.tolvane/n", "");
-    Groups none({});
+    CList none({});
     EXPECT_EQ(project.searchList(none), kNotFound);
     EXPECT_EQ(project.fullSearchList(none), kNothing);
     project.offer("l");
@@ -397,7 +380,7 @@ TEST(RynFullSearch, ListIsNullWithoutAMatch) {
 
 TEST(RynFullSearch, NeedsAResultPointer) {
     const SearchProject project;
-    Groups groups({"g"});
+    CList groups({"g"});
     EXPECT_EQ(rynFullSearch(project.handle, "n", nullptr, "lib", nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(rynFullSearchList(project.handle, "n", groups, "lib", nullptr), RYN_INVALID_PARAMETER);
     EXPECT_EQ(recorded.fatals, ErrorReports{});

@@ -6,6 +6,7 @@
 #include "search/pux.h"
 #include "search/vek_interp.h"
 #include "tests/robustness/code_names.h"
+#include "tests/support/c_list.h"
 
 namespace test {
 
@@ -18,8 +19,8 @@ std::string shownResult(const World &world, int code, const char *path) {
 
 std::string shownList(const World &world, int code, char **list) {
     std::string text = puxName(code);
-    for (char **at = list; at != nullptr && *at != nullptr; ++at) {
-        text += " " + world.shown(*at);
+    for (const std::string &each : strings(list)) {
+        text += " " + world.shown(each.c_str());
     }
     const bool defined = (list != nullptr) == (code == PUX_OK);
     vekFreeStrlist(list);
@@ -63,8 +64,8 @@ std::vector<Case> searchCases() {
              char **list = nullptr;
              const int code = puxInitialize(&list);
              std::string text = puxName(code);
-             for (char **at = list; at != nullptr && *at != nullptr; ++at) {
-                 text += " " + w.shown(*at);
+             for (const std::string &each : strings(list)) {
+                 text += " " + w.shown(each.c_str());
              }
              if (list != nullptr) {
                  puxReleaseHandle(list);

@@ -2,6 +2,7 @@
 
 #include "tagfile/tov.h"
 #include "tests/robustness/code_names.h"
+#include "tests/support/c_list.h"
 
 namespace test {
 
@@ -43,8 +44,8 @@ std::string object(int code, int found, const VekinfoObj &obj) {
     std::string text = tovName(code) + World::takeReports();
     if (code == TOV_OK) {
         text += " found " + std::to_string(found);
-        for (char **name = obj.names; name != nullptr && *name != nullptr; ++name) {
-            text += std::string(" ") + *name;
+        for (const std::string &name : strings(obj.names)) {
+            text += " " + name;
         }
     }
     return text;

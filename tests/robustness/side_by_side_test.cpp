@@ -21,6 +21,7 @@
 #include "tagfile/tov.h"
 #include "tests/robustness/edit_model.h"
 #include "tests/robustness/in_memory.h"
+#include "tests/support/c_list.h"
 #include "tests/support/child.h"
 #include "tests/support/real_calls.h"
 #include "tests/support/sandbox.h"
@@ -95,13 +96,7 @@ int editByTool(const EditStep &step) {
     Strings line = {VEK_TEST_VEKINFO};
     const Strings arguments = step.arguments();
     line.insert(line.end(), arguments.begin(), arguments.end());
-    std::vector<char *> argv;
-    argv.reserve(line.size() + 1);
-    for (std::string &argument : line) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
-    execv(VEK_TEST_VEKINFO, argv.data());
+    execv(VEK_TEST_VEKINFO, test::CList(line));
     return 127;
 }
 

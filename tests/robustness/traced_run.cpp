@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/c_list.h"
 #include "tests/support/main_mark.h"
 #include "tests/support/real_calls.h"
 
@@ -97,16 +98,6 @@ class Caught {
     int file_;
 };
 
-std::vector<char *> pointersTo(std::vector<std::string> &texts) {
-    std::vector<char *> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string &text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 std::vector<std::string> variablesOf(const Environment &environment) {
     std::vector<std::string> variables = {"LD_PRELOAD=" VEK_TEST_PRELOAD_FAULTS, "VEK_TEST_MARK=1"};
     for (const auto &[name, value] : environment) {
@@ -119,15 +110,14 @@ std::vector<std::string> variablesOf(const Environment &environment) {
     return variables;
 }
 
-[[noreturn]] void become(std::vector<char *> &arguments, std::vector<char *> &variables,
-                         const char *directory) {
+[[noreturn]] void become(char *const *arguments, char *const *variables, const char *directory) {
     const int input = openat(AT_FDCWD, "/dev/null", O_RDONLY | O_CLOEXEC);
     if (dup2(input, STDIN_FILENO) < 0 || chdir(directory) != 0 ||
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
         _exit(126);
     }
     alarm(60);
-    execve(arguments.front(), arguments.data(), variables.data());
+    execve(arguments[0], arguments, variables);
     _exit(127);
 }
 
@@ -240,10 +230,8 @@ void follow(Tracee &tracee, const Intervention &intervention, TracedRun &run) {
 
 TracedRun runTraced(const std::vector<std::string> &arguments, const Environment &environment,
                     const std::string &directory, const Intervention &intervention) {
-    std::vector<std::string> texts = arguments;
-    std::vector<std::string> variables = variablesOf(environment);
-    std::vector<char *> argumentPointers = pointersTo(texts);
-    std::vector<char *> variablePointers = pointersTo(variables);
+    CList argumentList(arguments);
+    CList variables(variablesOf(environment));
     const Caught out;
     const Caught err;
     __real_fflush(nullptr);
@@ -254,7 +242,7 @@ TracedRun runTraced(const std::vector<std::string> &arguments, const Environment
     if (child == 0) {
         dup2(out.get(), STDOUT_FILENO);
         dup2(err.get(), STDERR_FILENO);
-        become(argumentPointers, variablePointers, directory.c_str());
+        become(argumentList, variables, directory.c_str());
     }
     TracedRun run;
     Tracee tracee(child);

@@ -2,40 +2,13 @@
 #define VEK_TESTS_SEARCH_SEARCH_LIST_H
 
 #include "common/platform/vek_init.h"
+#include "tests/support/c_list.h"
 #include "tests/support/environment.h"
 #include "tests/support/sandbox.h"
 
 #include <string>
-#include <vector>
 
 namespace test {
-
-/// A null-terminated array of strings that a call borrows.
-class CList {
-  public:
-    CList(std::vector<std::string> strings) : strings_(std::move(strings)) {
-        for (std::string &text : strings_) {
-            pointers_.push_back(text.data());
-        }
-        pointers_.push_back(nullptr);
-    }
-    CList(const CList &) = delete;
-    CList &operator=(const CList &) = delete;
-
-    operator char **() { return pointers_.data(); }
-
-  private:
-    std::vector<std::string> strings_;
-    std::vector<char *> pointers_;
-};
-
-inline std::vector<std::string> strings(char **list) {
-    std::vector<std::string> result;
-    for (; list != nullptr && *list != nullptr; ++list) {
-        result.emplace_back(*list);
-    }
-    return result;
-}
 
 /// An initialized process that belongs to no installation, in an empty working directory, with no variable but
 /// PATH.

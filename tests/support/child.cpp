@@ -11,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <grp.h>
@@ -23,6 +24,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/c_list.h"
 #include "tests/support/faults.h"
 #include "tests/support/real_calls.h"
 
@@ -212,16 +214,6 @@ bool filesMayGrow() {
     _exit(status);
 }
 
-std::vector<char *> pointersTo(std::vector<std::string> &texts) {
-    std::vector<char *> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string &text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 std::vector<std::string> variablesFor(const ChildOptions &options) {
     std::vector<std::string> variables;
     for (const auto &[name, value] : options.environment) {
@@ -239,13 +231,12 @@ std::vector<std::string> variablesFor(const ChildOptions &options) {
 }
 
 [[noreturn]] void execute(std::vector<std::string> arguments, const ChildOptions &options) {
-    std::vector<std::string> variables = variablesFor(options);
     const std::string file = options.executable.empty() ? arguments.front() : options.executable;
     try {
         enter(options);
         const int input = openat(AT_FDCWD, "/dev/null", O_RDONLY);
         dup2(input, STDIN_FILENO);
-        execvpe(file.c_str(), pointersTo(arguments).data(), pointersTo(variables).data());
+        execvpe(file.c_str(), CList(std::move(arguments)), CList(variablesFor(options)));
         dprintf(STDERR_FILENO, "cannot execute %s: %s\n", file.c_str(), std::strerror(errno));
     } catch (const std::exception &error) {
         dprintf(STDERR_FILENO, "cannot execute %s: %s\n", file.c_str(), error.what());

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/c_list.h"
 #include "tests/support/child.h"
 #include "tests/support/mount_namespace.h"
 #include "tests/support/sandbox.h"
@@ -30,15 +31,10 @@ class FileSystemServer {
         line.insert(line.end(), options.begin(), options.end());
         line.push_back(source);
         line.push_back(directory);
-        std::vector<char *> arguments;
-        arguments.reserve(line.size() + 1);
-        for (std::string &argument : line) {
-            arguments.push_back(argument.data());
-        }
-        arguments.push_back(nullptr);
+        CList arguments(line);
         id_ = fork();
         if (id_ == 0) {
-            execv(VEK_TEST_PASSTHROUGH_FS, arguments.data());
+            execv(VEK_TEST_PASSTHROUGH_FS, arguments);
             _exit(127);
         }
         struct stat now = before;

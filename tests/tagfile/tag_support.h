@@ -6,6 +6,7 @@
 #include "common/platform/vek_init.h"
 #include "common/text/vek_strlist.h"
 #include "tagfile/tov.h"
+#include "tests/support/c_list.h"
 #include "tests/support/environment.h"
 #include "tests/support/real_calls.h"
 #include "tests/support/sandbox.h"
@@ -124,18 +125,10 @@ inline void addEntry(VekinfoObj &obj, const char *name, const char *value) {
     obj.values = vekAddToStrlist(obj.values, value, &obj.valuesSize);
 }
 
-inline std::vector<std::string> listed(char **list) {
-    std::vector<std::string> strings;
-    for (char **at = list; at != nullptr && *at != nullptr; ++at) {
-        strings.emplace_back(*at);
-    }
-    return strings;
-}
-
 /// The application entries as "name=value".
 inline std::vector<std::string> entriesOf(const VekinfoObj &obj) {
-    const std::vector<std::string> names = listed(obj.names);
-    const std::vector<std::string> values = listed(obj.values);
+    const std::vector<std::string> names = strings(obj.names);
+    const std::vector<std::string> values = strings(obj.values);
     EXPECT_EQ(names.size(), values.size()) << "the two lists are parallel";
     std::vector<std::string> entries;
     for (std::size_t at = 0; at < names.size() && at < values.size(); ++at) {

@@ -4,6 +4,7 @@
 #include "tagfile/tovi_cache.h"
 #include "tagfile/tovi_lock.h"
 #include "tagfile/tovi_write.h"
+#include "tests/support/c_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -35,8 +36,8 @@ std::string settingsOf(const VekinfoObj &obj) {
     text += obj.dmtype != nullptr && *obj.dmtype != '\0' ? std::string("DMTYPE ") + obj.dmtype + "\n" : "";
     text += obj.nameSpace == 1 ? "NAMESPACE LibraryNT\n" : "";
     text += obj.nameSpace == 2 ? "NAMESPACE LibraryUnix\n" : "";
-    const std::vector<std::string> names = test::listed(obj.names);
-    const std::vector<std::string> values = test::listed(obj.values);
+    const std::vector<std::string> names = test::strings(obj.names);
+    const std::vector<std::string> values = test::strings(obj.values);
     EXPECT_EQ(names.size(), values.size());
     for (std::size_t at = 0; at < names.size() && at < values.size(); ++at) {
         text += names[at] + " " + values[at] + "\n";
@@ -1029,14 +1030,8 @@ TEST_F(Edit, AnEmptyDmtypeIsNotWritten) {
 
 class Create : public Edit {
   protected:
-    static int create(const char *directory, std::vector<std::string> lines) {
-        std::vector<char *> list;
-        list.reserve(lines.size() + 1);
-        for (std::string &line : lines) {
-            list.push_back(line.data());
-        }
-        list.push_back(nullptr);
-        return tovCreateInfoFile(directory, list.data());
+    static int create(const char *directory, const std::vector<std::string> &lines) {
+        return tovCreateInfoFile(directory, test::CList(lines));
     }
 };
 

@@ -1,5 +1,6 @@
 #include "tool/vekinfo_args.h"
 
+#include "tests/support/c_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -25,6 +27,7 @@ constexpr const char *kUsage = "Usage: vekinfo [-verbose | -v]\n"
                                "\t -addentry <name> <value> |\n"
                                "\t -clearentry <name> ]\n";
 
+using test::CList;
 using Words = std::vector<std::string>;
 
 /// The result of one command line, and what it printed.
@@ -41,19 +44,18 @@ class Args : public test::TagTest {
         tovRegisterErrorHandler(nullptr);
     }
 
+    /// The argument vector of the tool with these arguments.
+    static CList argvOf(Words arguments) {
+        arguments.insert(arguments.begin(), "vekinfo");
+        return CList(std::move(arguments));
+    }
     static Result run(Words arguments) {
-        std::vector<char *> argv;
-        std::string name = "vekinfo";
-        argv.push_back(name.data());
-        for (std::string &argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
+        CList argv = argvOf(std::move(arguments));
         verboseFlag = 0;
         gotTestPath = 0;
         testPath = nullptr;
         test::Capture capture;
-        const int status = tovProcessVekinfoArgs(argv.data());
+        const int status = tovProcessVekinfoArgs(argv);
         return {status, capture.out(), capture.err()};
     }
     static void expectUsage(const Words &arguments) {
@@ -165,14 +167,9 @@ TEST_F(Args, VerboseIsAllowedAnywhereAndAnyNumberOfTimes) {
 
 TEST_F(Args, PathPointsToTheLastPathArgument) {
     box.directory("a").directory("b");
-    std::string words[] = {"vekinfo", "-path", "a", "-show", "-path", "b"};
-    std::vector<char *> argv;
-    for (std::string &word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
+    CList argv = argvOf({"-path", "a", "-show", "-path", "b"});
     test::Capture capture;
-    tovProcessVekinfoArgs(argv.data());
+    tovProcessVekinfoArgs(argv);
     EXPECT_EQ(1, gotTestPath);
     EXPECT_EQ(argv[5], testPath);
 }
@@ -207,15 +204,10 @@ TEST_F(Args, LookupNamesEndAtTheNextOption) {
                  {{"A", "", "C", "-"}, 3},
                  {{"A", "b-c", "-x", "D"}, 2}};
     for (const auto &entry : cases) {
-        Words storage = entry.arguments;
-        std::vector<char *> arguments;
-        for (std::string &argument : storage) {
-            arguments.push_back(argument.data());
-        }
-        arguments.push_back(nullptr);
-        std::vector<char *> names(arguments.size() + 1, nullptr);
+        CList arguments(entry.arguments);
+        std::vector<char *> names(entry.arguments.size() + 2, nullptr);
         int count = -1;
-        getLookupEntrynames(arguments.data(), names.data(), &count);
+        getLookupEntrynames(arguments, names.data(), &count);
         ASSERT_EQ(static_cast<int>(entry.count), count);
         for (std::size_t at = 0; at < entry.count; ++at) {
             EXPECT_EQ(arguments[at], names[at]);
@@ -335,16 +327,9 @@ TEST_F(Args, ExhaustedMemoryNeverCrashes) {
             box.file("vekinfo.tag", "A 1\nDMTYPE m\n");
             tovResetCache();
             test::Capture capture;
-            Words copy = words;
-            std::vector<char *> argv;
-            std::string name = "vekinfo";
-            argv.push_back(name.data());
-            for (std::string &word : copy) {
-                argv.push_back(word.data());
-            }
-            argv.push_back(nullptr);
+            CList argv = argvOf(words);
             test::faults::failAllocation(nth);
-            const int status = tovProcessVekinfoArgs(argv.data());
+            const int status = tovProcessVekinfoArgs(argv);
             test::faults::reset();
             EXPECT_TRUE(possible.contains(status)) << status;
         }

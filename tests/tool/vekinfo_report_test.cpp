@@ -1,6 +1,7 @@
 #include "tool/vekinfo_report.h"
 
 #include "search/pux.h"
+#include "tests/support/c_list.h"
 #include "tests/support/capture.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
@@ -40,18 +41,13 @@ class Report : public test::TagTest {
     }
 
     /// @return the lookup report on `names` for `path` ("": the working directory), without its first line
-    std::string lookup(const std::string &path, std::vector<std::string> names) {
+    std::string lookup(const std::string &path, const std::vector<std::string> &names) {
         const std::string relative = path.empty() ? box.path() : path;
         gotTestPath = path.empty() ? 0 : 1;
         testPath = path.empty() ? nullptr : relative.c_str();
-        std::vector<char *> list;
-        list.reserve(names.size() + 1);
-        for (std::string &name : names) {
-            list.push_back(name.data());
-        }
-        list.push_back(nullptr);
+        test::CList list(names);
         test::Capture capture;
-        tovVekinfoLookup(list.data());
+        tovVekinfoLookup(list);
         const std::string out = capture.out();
         EXPECT_EQ("", capture.err());
         const std::string first = "vekinfo searching relative to '" + relative + "':\n";
