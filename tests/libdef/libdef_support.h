@@ -89,16 +89,21 @@ inline int recordError(int code, const char *text, const char *sameText) {
     return 0;
 }
 
-/// The output of rynDumpEverything().
-inline std::string dumpOf(rynHandle handle) {
+/// What `print` writes to a stream.
+inline std::string written(const std::function<void(FILE *)> &print) {
     char *text = nullptr;
     std::size_t size = 0;
     FILE *stream = open_memstream(&text, &size);
-    rynDumpEverything(handle, stream);
+    print(stream);
     std::fclose(stream);
     std::string result(text, size);
     std::free(text);
     return result;
+}
+
+/// The output of rynDumpEverything().
+inline std::string dumpOf(rynHandle handle) {
+    return written([handle](FILE *stream) { rynDumpEverything(handle, stream); });
 }
 
 /// A temporary directory, which is the working directory, and a registry that is loaded from a file in it. The

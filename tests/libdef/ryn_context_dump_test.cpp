@@ -16,14 +16,7 @@ using test::Project;
 namespace {
 
 std::string dumpOf(const rynContext *context) {
-    char *text = nullptr;
-    std::size_t size = 0;
-    FILE *stream = open_memstream(&text, &size);
-    rynDumpContext(context, stream);
-    std::fclose(stream);
-    std::string result(text, size);
-    std::free(text);
-    return result;
+    return test::written([context](FILE *stream) { rynDumpContext(context, stream); });
 }
 
 } // namespace
