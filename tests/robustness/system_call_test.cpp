@@ -23,6 +23,7 @@
 namespace faults = test::faults;
 using test::Case;
 using test::Tree;
+using test::withoutTestFiles;
 using test::World;
 
 namespace {
@@ -34,18 +35,6 @@ constexpr std::size_t kErrorsPerCall = 2; // in rotation
 #else
 constexpr std::size_t kErrorsPerCall = kErrors.size();
 #endif
-
-/// Whether a file is one that the library creates for a test. It stays if unlink() fails.
-bool isTestFile(const std::string &name) {
-    return name.find("vekFileWritableTest") != std::string::npos ||
-           name.find("vekfscasesensitivity.") != std::string::npos ||
-           name.find("vekFsCaseSensitivity.") != std::string::npos;
-}
-
-Tree withoutTestFiles(Tree tree) {
-    std::erase_if(tree, [](const auto &item) { return isTestFile(item.first); });
-    return tree;
-}
 
 std::string difference(const Tree &before, const Tree &after) {
     std::string text;

@@ -21,6 +21,7 @@ using test::Intervention;
 using test::ToolProject;
 using test::TracedRun;
 using test::Tree;
+using test::withoutTestFiles;
 
 namespace {
 
@@ -35,17 +36,6 @@ constexpr bool kIsSlow = false;
 /// How far apart the calls are that something is done at; under the sanitizers, a long run is sampled.
 std::size_t stepOf(const TracedRun &run) {
     return kIsSlow && run.calls.size() > 60 ? 3 : 1;
-}
-
-bool isTestFile(const std::string &name) {
-    return name.find("vekFileWritableTest") != std::string::npos ||
-           name.find("vekfscasesensitivity.") != std::string::npos ||
-           name.find("vekFsCaseSensitivity.") != std::string::npos;
-}
-
-Tree withoutTestFiles(Tree tree) {
-    std::erase_if(tree, [](const auto &item) { return isTestFile(item.first); });
-    return tree;
 }
 
 /// The content without empty lines at the end, which a failed edit can leave and which have no meaning.

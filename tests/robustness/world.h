@@ -16,6 +16,9 @@ namespace test {
 using Tree = std::map<std::string, std::string>;
 Tree treeOf(const std::string &directory);
 
+/// `tree` without the files that the library creates to test a directory. They remain if unlink() fails.
+Tree withoutTestFiles(Tree tree);
+
 /// A small installation with a project and a registry of its libraries, for the calls of the tables in cases.h.
 /// Reported codes are collected and messages suppressed.
 ///
