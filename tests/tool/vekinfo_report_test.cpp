@@ -13,6 +13,7 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -444,6 +445,21 @@ TEST_F(Report, LookupOfTheLibraryRepeatsForAnInvalidPath) {
         "Error (tov): 'invalid path' /no/such/dir.\n\n";
     EXPECT_EQ(0U, outcome.err.find(error + error + error));
     EXPECT_EQ(std::string::npos, outcome.out.find("DMTYPE")) << "the next name is never reached";
+}
+
+TEST_F(Report, LookupOfTheLibraryContinuesWhenThePathBecomesValid) {
+    static int rounds = 0;
+    tovRegisterErrorHandler([](int code, const char *text, const char *, int) {
+        rounds += code == TOV_INVALID_PATH ? 1 : 0;
+        if (rounds == 3) {
+            EXPECT_EQ(0, mkdir(text, 0755));
+        }
+    });
+    const std::string off = "Info (vekinfo): Library checking is off, VEKLIBRARY entries will not be used.\n";
+    EXPECT_EQ(off + off + off + off + "No VEKLIBRARY entry was found in any location relative to\n" +
+                  box.path("late") + ".\n",
+              lookup(box.path("late"), {"VEKLIBRARY"}));
+    EXPECT_EQ(3, rounds);
 }
 
 TEST_F(Report, LookupPrintsADotForAnUnreadableWorkingDirectory) {
