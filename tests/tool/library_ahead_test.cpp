@@ -20,6 +20,7 @@
 #include <sched.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -296,11 +297,12 @@ TEST_F(LibrariesAhead, DirectoriesMayVanishDuringTheCheck) {
 /// The tool, which checks the libraries of the `vek.lib` in a directory.
 class RunningTool {
   public:
-    /// @param ignored  a signal that is ignored at the start; 0 for none
-    explicit RunningTool(const std::string &directory, int ignored = 0) {
+    /// @param ignored    a signal that is ignored at the start; 0 for none
+    /// @param namespaces CLONE_NEWPID for a new PID namespace, of which the tool is the first process
+    explicit RunningTool(const std::string &directory, int ignored = 0, int namespaces = 0) {
         int ends[2] = {-1, -1};
         EXPECT_EQ(0, pipe2(ends, O_CLOEXEC));
-        id_ = fork();
+        id_ = static_cast<pid_t>(syscall(SYS_clone, SIGCHLD | namespaces, nullptr)); // a fork()
         if (id_ == 0) {
             for (const int each : {SIGHUP, SIGINT, SIGTERM, SIGPIPE}) {
                 std::signal(each, each == ignored ? SIG_IGN : SIG_DFL);
@@ -431,8 +433,7 @@ TEST_F(LibrariesAhead, TheFirstProcessOfANamespaceIgnoresSignals) {
     test::onPassthroughFilesystem({"--delay-us", "3000"},
                                   [](const std::string &directory, const std::string &source) {
                                       makeSlowLibraries(source, 12, kUnix);
-                                      ASSERT_EQ(0, unshare(CLONE_NEWPID)); // as in a container
-                                      RunningTool tool(directory);
+                                      RunningTool tool(directory, 0, CLONE_NEWPID); // as in a container
                                       awaitProbeFiles(source, 2);
                                       tool.send(SIGTERM);
                                       EXPECT_EQ(0, tool.wait());
