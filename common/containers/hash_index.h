@@ -82,6 +82,16 @@ class HashIndex {
         return slot == kNoSlot ? nullptr : entries()[slot];
     }
 
+    /// Loads the slots at which a search or insertion of `hash` begins into the processor's cache, without waiting for
+    /// them. In a large table, the operation itself is faster afterwards.
+    void prefetch(std::uint32_t hash) const {
+        if (bits_ != 0) {
+            const std::size_t slot = homeOf(storedHash(hash));
+            __builtin_prefetch(&hashes()[slot], 1);
+            __builtin_prefetch(&entries()[slot], 1);
+        }
+    }
+
     /// Removes `entry` itself, not another entry that equals it.
     /// @return false if `entry` was not inserted with `hash`
     bool remove(std::uint32_t hash, const Entry &entry) {

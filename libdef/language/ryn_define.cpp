@@ -28,7 +28,8 @@ namespace ryn {
 namespace {
 
 struct FreeLibrary {
-    void operator()(rynLibrary *library) const { freeLibrary(library); }
+    rynRegistry *registry;
+    void operator()(rynLibrary *library) const { freeLibrary(*registry, *library); }
 };
 using OwnedLibrary = std::unique_ptr<rynLibrary, FreeLibrary>;
 
@@ -67,6 +68,7 @@ Ending generatePaths(Definition &definition) {
     int status =
         generateFullPath(command.argument(1), command.directory, definition.full, error, command.registry);
     if (status == RYN_OK) {
+        prefetchDefinition(*command.registry, definition.name, definition.full.view());
         status = generateNslPath(definition.full.c_str(), definition.nsl, error, command.registry,
                                  definition.isSoft ? Existence::NotChecked : Existence::Checked);
     }
@@ -100,27 +102,24 @@ Ending checkDirectory(const Definition &definition) {
 /// @return nullopt; after a failure, the value that the warning handler returned
 Ending insertNew(const Definition &definition, rynLibrary *&inserted) {
     const Command &command = definition.command;
-    const char *const full = definition.full.c_str();
-    const char *const nsl = definition.nsl.c_str();
-    OwnedLibrary library(newLibrary(definition.name));
+    rynRegistry *const registry = command.registry;
+    OwnedLibrary library(newLibrary(*registry, definition.name, definition.nsl.view()),
+                         FreeLibrary{registry});
     if (!library) {
         return command.diagnose(RYN_MEMORY_ERROR, definition.name);
     }
-    if (!replaceText(library->fullPath, full)) {
-        return command.diagnose(RYN_MEMORY_ERROR, full);
-    }
-    if (!replaceText(library->nslPath, nsl)) {
-        return command.diagnose(RYN_MEMORY_ERROR, nsl);
+    if (!replaceText(library->fullPath, definition.full.view())) {
+        return command.diagnose(RYN_MEMORY_ERROR, definition.full.c_str());
     }
     vek::PathText error;
     const int status = error.fill([&](char *errorOut, std::size_t) {
-        return ryniUpdateImplicit(command.registry, library.get(), nullptr, nullptr, errorOut);
+        return ryniUpdateImplicit(registry, library.get(), nullptr, nullptr, errorOut);
     });
     if (status != RYN_OK) {
         return command.diagnose(status, error.c_str());
     }
-    if (sInsert_lib(command.registry, library.get()) != RYN_OK) {
-        return command.diagnose(RYN_MEMORY_ERROR, nsl);
+    if (sInsert_lib(registry, library.get()) != RYN_OK) {
+        return command.diagnose(RYN_MEMORY_ERROR, definition.nsl.c_str());
     }
     inserted = library.release();
     return {};
@@ -196,7 +195,7 @@ int define(const Command &command, bool isSoft) {
     if (ended) {
         return *ended;
     }
-    if (recordDefinition(*library, command.file, command.line) != RYN_OK) {
+    if (recordDefinition(*command.registry, *library, command.file, command.line) != RYN_OK) {
         return command.diagnose(RYN_MEMORY_ERROR, definition.name);
     }
     return checkReuse(command, library->nslPath);
@@ -217,7 +216,7 @@ int executeUndefine(const Command &command) {
     if (const Ending ended = findDefined(command, library)) {
         return *ended;
     }
-    const OwnedLibrary removed(library);
+    const OwnedLibrary removed(library, FreeLibrary{command.registry});
     if (!removeLibrary(*command.registry, *library)) {
         return command.diagnose(RYN_INTERNAL_ERROR, "lost library on list in undefine");
     }

@@ -66,7 +66,7 @@ char *skipSpace(char *at) {
 /// Ends the word that begins at `at` with a NUL, which replaces the white space after it.
 /// @return the rest of the line, after the word
 char *endWord(char *at) {
-    while (*at != '\0' && !vek::isSpace(*at)) {
+    while (*at > ' ' || (*at != '\0' && !vek::isSpace(*at))) { // one comparison for most characters
         ++at;
     }
     if (*at != '\0') {

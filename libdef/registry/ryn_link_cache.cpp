@@ -1,19 +1,17 @@
 #include "libdef/registry/ryni_link_cache.h"
 
-#include "common/base/owned.h"
 #include "common/platform/system_path.h"
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_indexes.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 // Implements a cache of readlink() results, one for each registry. The cache also stores failures.
 // Each result is in two structures: a hash table, which lookups use, and one of the 256 linked lists in
-// rynRegistry::links, through which freeRegistry() frees the results. Results are kept until then. Therefore later
-// changes of symbolic links on disk have no effect.
+// rynRegistry::links. The results are in the registry's memory pool and are kept until the registry is freed. Therefore
+// later changes of symbolic links on disk have no effect.
 
 namespace {
 
@@ -27,21 +25,26 @@ int32_t lengthOf(const ryn::LinkResult &result) {
 /// memory is exhausted, adds nothing; the next lookup of `path` then calls readlink() again.
 /// @param hash  the value of ryn::indexHash() for `path`
 void store(rynRegistry &registry, std::string_view path, uint32_t hash, const ryn::LinkResult &result) {
-    // Allocate one block for the record, followed by the path and the target.
+    // Allocate one piece for the record, followed by the path and the target.
     const bool hasTarget = result.error == 0;
     const std::size_t pathSize = path.size() + 1;
     const std::size_t targetSize = hasTarget ? result.target.size() + 1 : 0;
-    vek::Owned<rynLink> link(static_cast<rynLink *>(std::malloc(sizeof(rynLink) + pathSize + targetSize)));
-    if (!link || !registry.indexes->links.insert(hash, *link)) {
+    const std::size_t size = sizeof(rynLink) + pathSize + targetSize;
+    auto *const link = static_cast<rynLink *>(registry.indexes->pool.allocate(size));
+    if (link == nullptr) {
         return;
     }
-    char *const pathCopy = reinterpret_cast<char *>(link.get() + 1);
+    if (!registry.indexes->links.insert(hash, *link)) {
+        registry.indexes->pool.release(link, size);
+        return;
+    }
+    char *const pathCopy = reinterpret_cast<char *>(link + 1);
     char *const targetCopy = hasTarget ? pathCopy + pathSize : nullptr;
     static_cast<void>(vek::copyToBuffer(path, pathCopy, pathSize));
     static_cast<void>(vek::copyToBuffer(result.target, targetCopy, targetSize));
     rynLink *&head = registry.links[ryn::bucketOf(path, false)];
     *link = {head, pathCopy, targetCopy, lengthOf(result), result.error};
-    head = link.release();
+    head = link;
 }
 
 /// Implements ryn::readCachedLink() for a path of any length.

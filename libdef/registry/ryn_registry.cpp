@@ -2,11 +2,13 @@
 
 #include "common/base/owned.h"
 #include "common/text/ascii.h"
+#include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_attributes.h"
 #include "libdef/registry/ryni_indexes.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "libdef/registry/ryni_settings.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -128,6 +130,13 @@ bool copyIfGiven(const char *text, vek::OwnedText &copy) {
     return copy || text == nullptr;
 }
 
+// ---- the memory of a library
+
+/// Returns true if `text` is in the memory of `library` itself, where newLibrary() stores the name and the nsl path.
+bool isInside(const rynLibrary &library, const char *text) {
+    return reinterpret_cast<uintptr_t>(text) - reinterpret_cast<uintptr_t>(&library) < library.size;
+}
+
 void replaceOwned(char *&field, vek::OwnedText text) {
     std::free(field);
     field = text.release();
@@ -136,17 +145,19 @@ void replaceOwned(char *&field, vek::OwnedText text) {
 } // namespace
 
 rynLibrary *ryni_get_libp(rynRegistry *registry, const char *name) {
+    const std::string_view text(name);
     const bool ignoreCase = ryn::ignoresCase();
-    const uint32_t bucket = ryn::bucketOf(name, ignoreCase);
-    return registry->indexes->names.find(ryn::nameHashOf(name, bucket), [=](const rynLibrary &library) {
+    const uint32_t bucket = ryn::bucketOf(text, ignoreCase);
+    return registry->indexes->names.find(ryn::nameHashOf(text, bucket), [=](const rynLibrary &library) {
         return library.bucket == bucket &&
-               (ignoreCase ? vek::equalNoCase(library.name, name) : std::strcmp(library.name, name) == 0);
+               (ignoreCase ? vek::equalNoCase(library.name, text) : library.name == text);
     });
 }
 
 int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
-    library->bucket = ryn::bucketOf(library->name, ryn::ignoresCase());
-    library->nameHash = ryn::nameHashOf(library->name, library->bucket);
+    const std::string_view name(library->name);
+    library->bucket = static_cast<uint16_t>(ryn::bucketOf(name, ryn::ignoresCase()));
+    library->nameHash = ryn::nameHashOf(name, library->bucket);
     if (!registry->indexes->names.insert(library->nameHash, *library)) {
         return RYN_MEMORY_ERROR;
     }
@@ -157,8 +168,7 @@ int sInsert_lib(rynRegistry *registry, rynLibrary *library) {
     prependToBucket(*registry, *library);
     appendToOrder(*registry, *library);
     registry->globalTmpCount += ryn::hasGlobalTmp(*library) ? 1 : 0;
-    registry->hasNestedName =
-        registry->hasNestedName || std::string_view(library->name).find('/') != std::string_view::npos;
+    registry->hasNestedName = registry->hasNestedName || name.find('/') != std::string_view::npos;
     return RYN_OK;
 }
 
@@ -199,18 +209,12 @@ void freeRegistry(rynRegistry *registry) {
     std::free(registry->implicitTmpDirectory);
     // Free the libraries through the hash table of names, which contains all of them. The definition-order list can
     // lack a library; that library would not be freed.
-    registry->indexes->names.clear([](rynLibrary &library) { freeLibrary(&library); });
+    registry->indexes->names.clear([registry](rynLibrary &library) { freeLibrary(*registry, library); });
     while (registry->files.head != nullptr) {
         freeFile(std::exchange(registry->files.head, registry->files.head->next));
     }
     while (registry->globalExplicitTmp != nullptr) {
         freeAttribute(std::exchange(registry->globalExplicitTmp, registry->globalExplicitTmp->next));
-    }
-    for (rynLink *link : registry->links) {
-        while (link != nullptr) {
-            std::free(
-                std::exchange(link, link->next)); // with the path and the target, which follow the record
-        }
     }
     std::destroy_at(registry->indexes);
     std::free(registry->indexes);
@@ -219,28 +223,48 @@ void freeRegistry(rynRegistry *registry) {
 
 // ---- libraries
 
-rynLibrary *newLibrary(const char *name) {
-    vek::OwnedText copy = vek::copyText(name);
-    auto *const library = static_cast<rynLibrary *>(std::calloc(1, sizeof(rynLibrary)));
-    if (!copy || library == nullptr) {
-        std::free(library);
+rynLibrary *newLibrary(rynRegistry &registry, std::string_view name, std::string_view nslPath) {
+    const std::size_t size = sizeof(rynLibrary) + name.size() + 1 + nslPath.size() + 1;
+    if (size > UINT16_MAX) {
+        return nullptr; // Not reached: both texts have at most 4095 characters
+    }
+    void *const memory = registry.indexes->pool.allocate(size);
+    if (memory == nullptr) {
         return nullptr;
     }
-    library->name = copy.release();
+    auto *const library = std::construct_at(static_cast<rynLibrary *>(memory));
+    library->size = static_cast<uint16_t>(size);
+    library->name = reinterpret_cast<char *>(library + 1);
+    library->nslPath = library->name + name.size() + 1;
+    static_cast<void>(vek::copyToBuffer(name, library->name, name.size() + 1));
+    static_cast<void>(vek::copyToBuffer(nslPath, library->nslPath, nslPath.size() + 1));
     return library;
 }
 
-void freeLibrary(rynLibrary *library) {
-    for (char *text :
-         {library->name, library->fullPath, library->explicitTmp, library->implicitTmp, library->nslPath,
-          library->explicitTmpNsl, library->implicitTmpNsl, library->packedFile}) {
-        std::free(text);
+void freeLibrary(rynRegistry &registry, rynLibrary &library) {
+    vek::MemoryPool &pool = registry.indexes->pool;
+    for (char *text : {library.name, library.fullPath, library.explicitTmp, library.implicitTmp,
+                       library.nslPath, library.explicitTmpNsl, library.implicitTmpNsl, library.packedFile}) {
+        if (!isInside(library, text)) {
+            std::free(text);
+        }
     }
-    freeAttributes(*library);
-    while (library->history.head != nullptr) {
-        std::free(std::exchange(library->history.head, library->history.head->next));
+    freeAttributes(library);
+    while (library.history.head != nullptr) {
+        pool.release(std::exchange(library.history.head, library.history.head->next), sizeof(rynDefinition));
     }
-    std::free(library);
+    if (library.size != 0) {
+        pool.release(&library, library.size);
+    } else {
+        std::free(&library);
+    }
+}
+
+void prefetchDefinition(const rynRegistry &registry, std::string_view name, std::string_view directory) {
+    const RegistryIndexes &indexes = *registry.indexes;
+    indexes.links.prefetch(indexHash(directory)); // first, because it is needed first
+    indexes.names.prefetch(nameHashOf(name, bucketOf(name, ignoresCase())));
+    indexes.directories.prefetch(directory);
 }
 
 void respell(rynRegistry &registry, rynLibrary &library, std::string_view name) {
@@ -293,8 +317,9 @@ int setExplicitTmp(rynRegistry &registry, rynLibrary &library, const char *full,
     return RYN_OK;
 }
 
-int recordDefinition(rynLibrary &library, rynIncludedFile *file, int line) {
-    auto *const definition = static_cast<rynDefinition *>(std::malloc(sizeof(rynDefinition)));
+int recordDefinition(rynRegistry &registry, rynLibrary &library, rynIncludedFile *file, int line) {
+    auto *const definition =
+        static_cast<rynDefinition *>(registry.indexes->pool.allocate(sizeof(rynDefinition)));
     library.definedIn = file;
     library.definedAtLine = line;
     if (definition == nullptr) {

@@ -7,7 +7,6 @@
 #include "libdef/registry/ryni_index_hash.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 
@@ -40,10 +39,6 @@ uint32_t hashOf(const void *parent, std::string_view component) {
 } // namespace
 
 namespace ryn {
-
-DirectoryIndex::~DirectoryIndex() {
-    nodes_.clear([](Node &node) { std::free(&node); });
-}
 
 bool DirectoryIndex::add(std::string_view path) {
     Node *const node = reach(path);
@@ -89,6 +84,11 @@ int DirectoryIndex::count(std::string_view path) const {
     return count;
 }
 
+void DirectoryIndex::prefetch(std::string_view path) const {
+    const Start start = startOf(path);
+    nodes_.prefetch(hashOf(start.node, start.rest));
+}
+
 /// Returns where the search for `path` begins: at the parent directory of the path that was added last, if `path` is
 /// inside it; otherwise at the root.
 DirectoryIndex::Start DirectoryIndex::startOf(std::string_view path) const {
@@ -113,13 +113,18 @@ DirectoryIndex::Node *DirectoryIndex::find(const Node *parent, std::string_view 
 /// @param hash  the value of hashOf(parent, component)
 /// @return the child; null if memory is exhausted
 DirectoryIndex::Node *DirectoryIndex::insert(Node *parent, std::string_view component, uint32_t hash) {
-    vek::Owned<Node> node(static_cast<Node *>(std::malloc(sizeof(Node) + component.size())));
-    if (!node) {
+    const std::size_t size = Node::sizeWith(component);
+    auto *const node = static_cast<Node *>(pool_->allocate(size));
+    if (node == nullptr) {
         return nullptr;
     }
-    std::copy(component.begin(), component.end(), reinterpret_cast<char *>(node.get() + 1));
+    if (!nodes_.insert(hash, *node)) {
+        pool_->release(node, size);
+        return nullptr;
+    }
     *node = {.parent = parent, .size = static_cast<uint32_t>(component.size()), .exact = 0, .below = 0};
-    return nodes_.insert(hash, *node) ? node.release() : nullptr;
+    std::copy(component.begin(), component.end(), reinterpret_cast<char *>(node + 1));
+    return node;
 }
 
 /// Finds the trie node of the directory `path`. Creates this node and those of its ancestor directories if they do not
@@ -151,7 +156,7 @@ void DirectoryIndex::prune(Node *node) {
         Node *const parent = node->parent;
         last_ = last_ == node ? nullptr : last_;
         nodes_.remove(hashOf(parent, node->component()), *node);
-        std::free(node);
+        pool_->release(node, Node::sizeWith(node->component()));
         node = parent;
     }
 }

@@ -6,6 +6,7 @@
 /// list takes O(n).
 
 #include "common/containers/hash_index.h"
+#include "common/containers/memory_pool.h"
 #include "common/text/fixed_text.h"
 #include "libdef/registry/ryni_index_hash.h"
 #include "libdef/registry/ryni_records.h"
@@ -24,13 +25,14 @@ inline uint32_t nameHashOf(std::string_view name, uint32_t bucket) {
 
 /// The search indexes of one registry. The registry, not this struct, owns the records of libraries, files and links.
 struct RegistryIndexes {
-    vek::HashIndex<rynLibrary> names;      ///< by nameHashOf()
+    vek::MemoryPool pool;             ///< contains the libraries, definitions, links and nodes of directories
+    vek::HashIndex<rynLibrary> names; ///< by nameHashOf()
     vek::HashIndex<rynIncludedFile> files; ///< by indexHash() of the nsl path
     vek::HashIndex<rynLink> links;         ///< by indexHash() of the path
     /// The parent directory of the last resolved path in which no component was a symbolic link. If the next path is in
     /// the same directory, LinkResolver does not look up its prefixes in `links`.
     vek::PathText directoryWithoutLinks;
-    DirectoryIndex directories; ///< nslPath and explicitTmpNsl of every library
+    DirectoryIndex directories{pool}; ///< nslPath and explicitTmpNsl of every library
 };
 
 } // namespace ryn

@@ -87,7 +87,8 @@ struct rynLibrary {
     rynLibrary *previousInOrder;
     ryn::AttributeIndex *attributeIndex; ///< null if lookups search the list instead
     uint64_t rank;                       ///< grows from head to tail of the definition order
-    uint32_t bucket;
+    uint16_t bucket;
+    uint16_t size; ///< of this record and the strings after it in the memory pool; 0 if malloc() was called
     uint32_t nameHash; ///< hash in RegistryIndexes::names
     uint32_t attributeCount;
     /// The number (ryn::RootProgress::number) of the global temporary root in which the library's temporary directory

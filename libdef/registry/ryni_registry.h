@@ -36,13 +36,20 @@ void freeRegistry(rynRegistry *registry);
 
 // ---- libraries
 
-/// Allocates a library with a copy of `name`. All other fields are 0 or null. The library is not in a registry yet.
+/// Allocates a library from the memory pool of `registry`, with copies of `name` and `nslPath`. All other fields are 0
+/// or null. The library is not inserted into the registry.
 /// @return the library; null if memory is exhausted
-rynLibrary *newLibrary(const char *name);
+rynLibrary *newLibrary(rynRegistry &registry, std::string_view name, std::string_view nslPath);
 
-/// Frees `library`, its strings and its attributes. The library must not be in a registry, because the lists and hash
-/// tables of the registry would still point to it.
-void freeLibrary(rynLibrary *library);
+/// Frees `library`, its strings, its attributes and its definition history. The library must not be in the lists and
+/// hash tables of `registry`, because they would still point to it.
+/// @param library  from newLibrary(), or a record of a caller of sInsert_lib(): it and its strings were allocated with
+///                 malloc(), and its internal fields are 0
+void freeLibrary(rynRegistry &registry, rynLibrary &library);
+
+/// Calls vek::HashIndex::prefetch() for the indexes that a definition of the library `name` in `directory` will search.
+/// To be called before the system calls of the definition, so that the slots are loaded in the meantime.
+void prefetchDefinition(const rynRegistry &registry, std::string_view name, std::string_view directory);
 
 /// Sets the name of `library` to `name`, which must equal the old name except for the case of letters.
 void respell(rynRegistry &registry, rynLibrary &library, std::string_view name);
@@ -75,7 +82,7 @@ int setExplicitTmp(rynRegistry &registry, rynLibrary &library, const char *full,
 /// Stores `file` and `line` as the location of the newest definition of `library`. Appends the location to the list of
 /// all definitions of the library.
 /// @return RYN_OK, or RYN_MEMORY_ERROR if memory is exhausted; the location is then stored, but not appended
-int recordDefinition(rynLibrary &library, rynIncludedFile *file, int line);
+int recordDefinition(rynRegistry &registry, rynLibrary &library, rynIncludedFile *file, int line);
 
 // ---- files
 

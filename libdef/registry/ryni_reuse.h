@@ -1,8 +1,8 @@
 #ifndef RYNI_REUSE_H
 #define RYNI_REUSE_H
 
-#include "common/base/owned.h"
 #include "common/containers/hash_index.h"
+#include "common/containers/memory_pool.h"
 #include "common/text/fixed_text.h"
 
 #include <cstddef>
@@ -17,10 +17,10 @@ namespace ryn {
 /// component). Each operation takes O(length of the path), which does not depend on the number of directories.
 class DirectoryIndex {
   public:
-    DirectoryIndex() = default;
+    /// @param pool  the nodes of the trie are allocated from it; it must exist longer than this object
+    explicit DirectoryIndex(vek::MemoryPool &pool) : pool_(&pool) {}
     DirectoryIndex(const DirectoryIndex &) = delete;
     DirectoryIndex &operator=(const DirectoryIndex &) = delete;
-    ~DirectoryIndex();
 
     /// Allocates the first slots of the hash table. Afterwards, add() fails only if it cannot allocate a node of the
     /// trie, or if all slots are used and it cannot allocate more.
@@ -38,6 +38,10 @@ class DirectoryIndex {
     /// inside it.
     [[nodiscard]] int count(std::string_view path) const;
 
+    /// Calls vek::HashIndex::prefetch() for the hash that add() will need for `path`, if `path` is in the same directory
+    /// as the path that was added last.
+    void prefetch(std::string_view path) const;
+
   private:
     /// A node of the trie. It represents the directory whose path is that of `parent`, extended by `component`. A node
     /// exists only while the multiset contains this directory or a directory inside it.
@@ -50,6 +54,7 @@ class DirectoryIndex {
         [[nodiscard]] std::string_view component() const {
             return {reinterpret_cast<const char *>(this + 1), size};
         }
+        static std::size_t sizeWith(std::string_view component) { return sizeof(Node) + component.size(); }
     };
 
     /// Where a search begins: at `node`, for the components of `rest`.
@@ -65,6 +70,7 @@ class DirectoryIndex {
     void prune(Node *node);
     static void count(Node *node, int change);
 
+    vek::MemoryPool *pool_;
     vek::HashIndex<Node> nodes_; ///< by parent and component
     Node *root_ = &rootNode_;
     Node rootNode_ = {};

@@ -3,8 +3,10 @@
 #include "libdef/language/ryni_parse.h"
 #include "libdef/registry/ryni_error.h"
 #include "libdef/registry/ryni_index_hash.h"
+#include "libdef/registry/ryni_indexes.h"
 #include "tagfile/tov.h"
 #include "tests/libdef/libdef_support.h"
+#include "tests/libdef/pool_support.h"
 #include "tests/support/child.h"
 #include "tests/support/faults.h"
 
@@ -690,16 +692,30 @@ Names objectsWithoutMemory(Definitions &definitions, const std::string &line,
 TEST(RynDefine, ExhaustedMemoryIsReportedWithTheTextToCopy) {
     Definitions definitions;
     definitions.box.directory("real").link("link", "real");
-    ASSERT_EQ(definitions.load("DEFINE a link\n"), 0);
-    const auto prepare = [&] { execute(definitions, "UNDEFINE a"); };
-    EXPECT_EQ(objectsWithoutMemory(definitions, "DEFINE a link", prepare),
-              (Names{"a", definitions.path("link"), definitions.path("real"), "a"}));
+    ASSERT_EQ(definitions.load("DEFINE a link\nDEFINE b b\n"),
+              0); // "b" keeps the nodes of the directories above
+    const std::string link = definitions.path("link");
+    const std::string real = definitions.path("real");
+    // The pieces of the registry's memory pool for the definition: the library with its name and nsl path, the node of its
+    // directory, and the element of its history.
+    constexpr std::size_t kNode = 24 + sizeof "real" - 1;
+    const std::vector<std::size_t> pieces = {sizeof(rynLibrary) + sizeof "a" + real.size() + 1, kNode};
+    const auto objectsWithPieces = [&](std::size_t count) {
+        return objectsWithoutMemory(definitions, "DEFINE a link", [&] {
+            execute(definitions, "UNDEFINE a");
+            test::leavePieces(definitions.handle->indexes->pool, {pieces.data(), pieces.data() + count});
+        });
+    };
+    EXPECT_EQ(objectsWithPieces(0), (Names{"a", link}));
+    EXPECT_EQ(objectsWithPieces(1), (Names{link, real}));
+    EXPECT_EQ(objectsWithPieces(2), (Names{link, "a"}));
 }
 
 TEST(RynDefine, LibraryIsNotDefinedIfACopyFails) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE b b\nUNDEFINE b\n"), 0);
-    for (int nth = 1; nth <= 4; ++nth) {
+    for (int nth = 1; nth <= 2; ++nth) { // the block with the library, the full path
+        test::leavePieces(definitions.handle->indexes->pool, {});
         faults::failAllocation(nth);
         EXPECT_EQ(execute(definitions, "DEFINE b b"), 0);
         EXPECT_EQ(recorded.diagnostics.size(), 1U);
@@ -715,6 +731,7 @@ TEST(RynDefine, ExhaustedMemoryDuringARedefinitionIsReported) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE b a/much/longer/path\nUNDEFINE b\nDEFINE a a\n"), 0);
     const std::string path = definitions.path("a/much/longer/path");
+    test::leavePieces(definitions.handle->indexes->pool, {});
     // Allocation 1 is the text of the warning, 2 the path.
     faults::failAllocation(2);
     EXPECT_EQ(execute(definitions, "DEFINE a a/much/longer/path", 3), 0);
@@ -752,6 +769,7 @@ TEST(RynDefine, DiagnosticHasItsCodesTextIfMemoryIsExhausted) {
 TEST(RynDefine, DefaultHandlerPrintsExhaustedMemory) {
     Definitions definitions;
     ASSERT_EQ(definitions.loadWithDefaultHandler("DEFINE b b\nUNDEFINE b\n"), 0);
+    test::leavePieces(definitions.handle->indexes->pool, {});
     Capture capture;
     faults::failAllocation(1);
     EXPECT_EQ(execute(definitions, "DEFINE b b", 5), 0);

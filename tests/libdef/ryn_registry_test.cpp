@@ -5,12 +5,15 @@
 #include "libdef/language/ryni_parse.h"
 #include "libdef/paths/ryni_library_reuse.h"
 #include "libdef/registry/ryni_index_hash.h"
+#include "libdef/registry/ryni_indexes.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/libdef_support.h"
+#include "tests/libdef/pool_support.h"
 #include "tests/support/faults.h"
 
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -24,6 +27,9 @@ namespace faults = test::faults;
 namespace {
 
 using Names = std::vector<std::string>;
+
+/// The size of a node of the directory index whose component is one character.
+constexpr std::size_t kNodeSize = 25;
 
 // ---- layout
 
@@ -107,6 +113,15 @@ TEST(RynRegistry, HashDropsTheFirstBitsOfLongNames) {
     }
 }
 
+/// A library whose record and strings are allocated with malloc().
+rynLibrary *madeByCaller(const std::string &name, const char *path) {
+    auto *const library = static_cast<rynLibrary *>(std::calloc(1, sizeof(rynLibrary)));
+    library->name = strdup(name.c_str());
+    library->fullPath = path == nullptr ? nullptr : strdup(path);
+    library->nslPath = path == nullptr ? nullptr : strdup(path);
+    return library;
+}
+
 // ---- buckets and order
 
 TEST(RynRegistry, NewLibraryIsFirstInBucketAndLastInOrder) {
@@ -132,10 +147,7 @@ TEST(RynRegistry, RedefinitionKeepsThePositionInTheBucket) {
 TEST(RynRegistry, LibraryInsertedByACallCanBeRedefined) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
-    rynLibrary *library = ryn::newLibrary("own");
-    ASSERT_NE(library, nullptr);
-    ASSERT_EQ(ryniStrcpy(&library->fullPath, "/x"), 0);
-    ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
+    rynLibrary *library = madeByCaller("own", "/x");
     ASSERT_EQ(sInsert_lib(definitions.handle, library), 0);
 
     EXPECT_EQ(ryni_process_command(definitions.handle, "DEFINE own b", definitions.path().c_str(),
@@ -149,10 +161,7 @@ TEST(RynRegistry, LibraryInsertedByACallCanBeRedefined) {
 TEST(RynRegistry, InsertsALibraryMadeByTheCaller) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
-    rynLibrary *library = ryn::newLibrary("0a");
-    ASSERT_NE(library, nullptr);
-    ASSERT_EQ(ryniStrcpy(&library->fullPath, "/x"), 0);
-    ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
+    rynLibrary *library = madeByCaller("0a", "/x");
     EXPECT_EQ(sInsert_lib(definitions.handle, library), 0);
     EXPECT_EQ(definitions.library("0a"), library);
     EXPECT_EQ(definitions.handle->libraries.tail, library);
@@ -160,23 +169,45 @@ TEST(RynRegistry, InsertsALibraryMadeByTheCaller) {
     EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 1);
 }
 
+TEST(RynRegistry, LibraryMadeByTheCallerCanBeUndefined) {
+    // The sanitizers report memory that is not freed, or is freed in the wrong way.
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    ASSERT_EQ(sInsert_lib(definitions.handle, madeByCaller("own", "/x")), 0);
+    rynAddCommand(definitions.handle, "UNDEFINE own");
+    EXPECT_EQ(definitions.library("own"), nullptr);
+    EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
+}
+
+TEST(RynRegistry, MemoryOfUndefinedLibrariesIsUsedAgain) {
+    Definitions definitions;
+    ASSERT_EQ(definitions.load("DEFINE lib a\n"), 0);
+    test::leavePieces(definitions.handle->indexes->pool, {});
+    const int before = faults::count("malloc");
+    for (int i = 0; i < 1000; ++i) {
+        rynAddCommand(definitions.handle, "UNDEFINE lib");
+        rynAddCommand(definitions.handle, "DEFINE lib a");
+    }
+    EXPECT_NE(definitions.library("lib"), nullptr);
+    EXPECT_EQ(faults::count("malloc"), before + 1000) << "only the full paths";
+}
+
 TEST(RynRegistry, InsertsNothingIfTheReuseIndexFails) {
     Definitions definitions;
     ASSERT_EQ(definitions.load(""), 0);
-    for (int nth = 1; nth <= 4; ++nth) {
-        rynLibrary *library = ryn::newLibrary("x");
-        ASSERT_NE(library, nullptr);
-        ASSERT_EQ(ryniStrcpy(&library->nslPath, "/x"), 0);
+    // The nodes: "" and "x" of the directory, then "t" and "x" of the temporary directory.
+    for (std::size_t nodes = 0; nodes < 4; ++nodes) {
+        rynLibrary *library = madeByCaller("x", "/x");
         ASSERT_EQ(ryniStrcpy(&library->explicitTmpNsl, "/t/x"), 0);
-        // One allocation for each node of the index: "", "/x", "/t", "/t/x".
-        faults::failAllocation(nth);
-        EXPECT_EQ(sInsert_lib(definitions.handle, library), RYN_MEMORY_ERROR) << nth;
+        test::leavePieces(definitions.handle->indexes->pool, std::vector<std::size_t>(nodes, kNodeSize));
+        faults::failAllocation(1);
+        EXPECT_EQ(sInsert_lib(definitions.handle, library), RYN_MEMORY_ERROR) << nodes;
         faults::reset();
         EXPECT_EQ(definitions.handle->libraries.head, nullptr);
         EXPECT_EQ(definitions.library("x"), nullptr);
         EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
         EXPECT_EQ(ryniLibPathReused(definitions.handle, "/t", nullptr, 0), 0);
-        ryn::freeLibrary(library);
+        ryn::freeLibrary(*definitions.handle, *library);
     }
 }
 
@@ -186,15 +217,13 @@ TEST(RynRegistry, InsertsNothingIfTheNameIndexIsFull) {
     // The index cannot grow, and one of its 32 slots must stay free. Libraries without a path allocate nothing else.
     const auto nameOf = [](int i) { return "lib" + std::to_string(i); };
     for (int i = 0; i < 31; ++i) {
-        rynLibrary *library = ryn::newLibrary(nameOf(i).c_str());
-        ASSERT_NE(library, nullptr);
+        rynLibrary *library = madeByCaller(nameOf(i), nullptr);
         faults::failAllocationsFrom(1);
         ASSERT_EQ(sInsert_lib(definitions.handle, library), RYN_OK) << i;
         faults::reset();
     }
     rynLibrary *const last = definitions.handle->libraries.tail;
-    rynLibrary *refused = ryn::newLibrary("refused");
-    ASSERT_NE(refused, nullptr);
+    rynLibrary *refused = madeByCaller("refused", nullptr);
     faults::failAllocationsFrom(1);
     EXPECT_EQ(sInsert_lib(definitions.handle, refused), RYN_MEMORY_ERROR);
     faults::reset();
@@ -208,11 +237,12 @@ TEST(RynRegistry, InsertsNothingIfTheNameIndexIsFull) {
 }
 
 TEST(RynRegistry, NewLibraryIsNullIfMemoryIsExhausted) {
-    for (int nth = 1; nth <= 2; ++nth) {
-        faults::failAllocation(nth);
-        EXPECT_EQ(ryn::newLibrary("name"), nullptr);
-        faults::reset();
-    }
+    Definitions definitions;
+    ASSERT_EQ(definitions.load(""), 0);
+    test::leavePieces(definitions.handle->indexes->pool, {});
+    faults::failAllocation(1);
+    EXPECT_EQ(ryn::newLibrary(*definitions.handle, "name", "/x"), nullptr);
+    faults::reset();
 }
 
 // ---- files
@@ -347,7 +377,7 @@ TEST(RynRegistry, ExhaustedMemoryKeepsTheExplicitDirectory) {
     ASSERT_EQ(definitions.load("DEFINE a a\nASSIGN a TMP t\n"), 0);
     rynLibrary *library = definitions.library("a");
     const std::string t = definitions.path("t");
-    for (int nth = 1; nth <= 4; ++nth) {
+    const auto expectFailure = [&](int nth) {
         faults::failAllocation(nth);
         EXPECT_EQ(ryn::setExplicitTmp(*definitions.handle, *library, "/x/y", "/x/y"), RYN_MEMORY_ERROR)
             << nth;
@@ -356,6 +386,12 @@ TEST(RynRegistry, ExhaustedMemoryKeepsTheExplicitDirectory) {
         EXPECT_EQ(library->explicitTmpNsl, t);
         EXPECT_EQ(ryniLibPathReused(definitions.handle, t.c_str(), nullptr, 0), 1);
         EXPECT_EQ(ryniLibPathReused(definitions.handle, "/x", nullptr, 0), 0);
+    };
+    expectFailure(1);
+    expectFailure(2);
+    for (std::size_t nodes = 0; nodes < 2; ++nodes) { // those of "x" and "y", after the two copies
+        test::leavePieces(definitions.handle->indexes->pool, std::vector<std::size_t>(nodes, kNodeSize));
+        expectFailure(3);
     }
     EXPECT_EQ(ryn::setExplicitTmp(*definitions.handle, *library, "/x/y", "/x/z"), 0);
     EXPECT_STREQ(library->explicitTmp, "/x/y");
@@ -371,11 +407,13 @@ TEST(RynRegistry, DefinitionLineIsStoredEvenIfTheHistoryCannotGrow) {
     Definitions definitions;
     ASSERT_EQ(definitions.load("DEFINE a a\n"), 0);
     rynLibrary *library = definitions.library("a");
+    test::leavePieces(definitions.handle->indexes->pool, {});
     faults::failAllocation(1);
-    EXPECT_EQ(ryn::recordDefinition(*library, definitions.handle->files.head, 5), RYN_MEMORY_ERROR);
+    EXPECT_EQ(ryn::recordDefinition(*definitions.handle, *library, definitions.handle->files.head, 5),
+              RYN_MEMORY_ERROR);
     EXPECT_EQ(library->definedAtLine, 5);
     EXPECT_EQ(library->history.head, library->history.tail);
-    EXPECT_EQ(ryn::recordDefinition(*library, definitions.handle->files.head, 6), 0);
+    EXPECT_EQ(ryn::recordDefinition(*definitions.handle, *library, definitions.handle->files.head, 6), 0);
     EXPECT_EQ(library->history.tail->line, 6);
     EXPECT_EQ(library->history.head->next, library->history.tail);
     EXPECT_EQ(library->history.tail->next, nullptr);

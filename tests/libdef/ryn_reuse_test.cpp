@@ -3,8 +3,10 @@
 #include "libdef/registry/ryni_reuse.h"
 
 #include "libdef/paths/ryni_library_reuse.h"
+#include "libdef/registry/ryni_indexes.h"
 #include "libdef/registry/ryni_owned_text.h"
 #include "tests/libdef/path_support.h"
+#include "tests/libdef/pool_support.h"
 #include "tests/support/faults.h"
 
 #include <array>
@@ -17,6 +19,9 @@
 namespace faults = test::faults;
 
 namespace {
+
+/// The size of a node of a DirectoryIndex whose component is one character.
+constexpr std::size_t kNodeSize = 25;
 
 /// Two paths match when they are equal, or when the shorter is a prefix of the longer and the longer has "/"
 /// right after it.
@@ -50,7 +55,8 @@ class RandomPaths {
 } // namespace
 
 TEST(DirectoryIndex, CountsEqualOuterAndInnerDirectories) {
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     EXPECT_EQ(0, index.count("/d"));
     EXPECT_TRUE(index.add("/d"));
     EXPECT_TRUE(index.add("/d/sub/deep"));
@@ -65,7 +71,8 @@ TEST(DirectoryIndex, CountsEqualOuterAndInnerDirectories) {
 }
 
 TEST(DirectoryIndex, CountsADirectoryOncePerAddition) {
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     for (int i = 1; i <= 3; ++i) {
         ASSERT_TRUE(index.add("/d/e"));
         EXPECT_EQ(i, index.count("/d"));
@@ -79,21 +86,28 @@ TEST(DirectoryIndex, CountsADirectoryOncePerAddition) {
 }
 
 TEST(DirectoryIndex, RemovalFreesTheNodesOfTheDirectory) {
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     ASSERT_TRUE(index.add("/a/b/c"));
     ASSERT_TRUE(index.add("/a/x"));
+    test::leavePieces(pool, {});
     const int before = faults::count("malloc");
     ASSERT_TRUE(index.add("/a/x"));
-    EXPECT_EQ(before, faults::count("malloc")) << "its nodes exist";
     index.remove("/a/b/c");
+    ASSERT_TRUE(index.add("/a/1/2"));
+    EXPECT_EQ(before, faults::count("malloc")) << "the nodes of x existed, those of b and c were used again";
+    ASSERT_TRUE(index.add("/a/b"));
+    EXPECT_EQ(before + 1, faults::count("malloc")) << "no node is left";
+    index.remove("/a/b");
+    index.remove("/a/1/2");
     ASSERT_TRUE(index.add("/a/b/c"));
-    EXPECT_EQ(before + 2, faults::count("malloc")) << "b and c had been freed, a had not";
     index.remove("/never/added");
     EXPECT_EQ(3, index.count("/a"));
 }
 
 TEST(DirectoryIndex, CountsPathsInAndBesideTheLastParentDirectory) {
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     ASSERT_TRUE(index.add("/a/b/one"));
     ASSERT_TRUE(index.add("/a/b/two"));
     EXPECT_EQ(2, index.count("/a/b"));
@@ -113,26 +127,29 @@ TEST(DirectoryIndex, CountsPathsInAndBesideTheLastParentDirectory) {
 }
 
 TEST(DirectoryIndex, FailedAdditionChangesNothing) {
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     ASSERT_TRUE(index.add("/a/b"));
-    for (int nth = 1; nth <= 4; ++nth) {
-        const int before = faults::count("malloc");
-        faults::failAllocation(nth);
+    for (std::size_t nth = 0; nth < 4; ++nth) {
+        test::leavePieces(pool, std::vector<std::size_t>(nth, kNodeSize));
+        faults::failAllocation(1);
         EXPECT_FALSE(index.add("/a/b/1/2/3/4")) << nth;
-        EXPECT_EQ(before + nth, faults::count("malloc"));
         EXPECT_EQ(1, index.count("/a"));
         EXPECT_EQ(1, index.count("/a/b/1/2/3"));
         EXPECT_EQ(1, index.count(""));
     }
-    const int before = faults::count("malloc");
-    EXPECT_TRUE(index.add("/a/b/1/2/3/4"));
-    EXPECT_EQ(before + 4, faults::count("malloc")) << "the failures left no node";
+    test::leavePieces(pool, std::vector<std::size_t>(4, kNodeSize));
+    faults::failAllocation(1);
+    EXPECT_TRUE(index.add("/a/b/1/2/3/4")) << "the failures left no node";
+    faults::reset();
     EXPECT_EQ(2, index.count("/a"));
 }
 
 TEST(DirectoryIndex, FirstAdditionFailsIfMemoryIsExhausted) {
-    ryn::DirectoryIndex index;
-    for (int nth = 1; nth <= 3; ++nth) { // the node of "", the buckets, the node of "a"
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
+    for (int nth = 1; nth <= 2; ++nth) { // the nodes, the slots
+        test::leavePieces(pool, {});
         faults::failAllocation(nth);
         EXPECT_FALSE(index.add("/a")) << nth;
         faults::reset();
@@ -142,7 +159,8 @@ TEST(DirectoryIndex, FirstAdditionFailsIfMemoryIsExhausted) {
 }
 
 TEST(DirectoryIndex, AcceptsPathsOfAnyLengthAndDepth) {
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     std::string deep;
     for (int i = 0; i < 50000; ++i) {
         deep += "/x";
@@ -160,7 +178,8 @@ TEST(DirectoryIndex, AcceptsPathsOfAnyLengthAndDepth) {
 TEST(DirectoryIndex, DistinguishesDirectoriesWithEqualHashes) {
     // With 32-bit hashes about 18 pairs of so many are expected to be equal.
     constexpr int kMany = 400000;
-    ryn::DirectoryIndex index;
+    vek::MemoryPool pool;
+    ryn::DirectoryIndex index(pool);
     for (int i = 0; i < kMany; ++i) {
         ASSERT_TRUE(index.add(("/d/" + std::to_string(i)).c_str()));
     }
@@ -173,7 +192,8 @@ TEST(DirectoryIndex, DistinguishesDirectoriesWithEqualHashes) {
 TEST(DirectoryIndex, AgreesWithAWalkOverAllDirectories) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         RandomPaths random(seed);
-        ryn::DirectoryIndex index;
+        vek::MemoryPool pool;
+        ryn::DirectoryIndex index(pool);
         std::vector<std::string> added;
         for (int step = 0; step < 1500; ++step) {
             const std::size_t what = random.pick(5);
@@ -233,9 +253,9 @@ class Reuse : public test::PathTest {
         return library;
     }
     void insert(RandomPaths &random, int number) {
-        rynLibrary *library = ryn::newLibrary(("l" + std::to_string(number)).c_str());
+        rynLibrary *library =
+            ryn::newLibrary(*definitions.handle, "l" + std::to_string(number), random.path());
         ASSERT_NE(nullptr, library);
-        ryniStrcpy(&library->nslPath, random.path().c_str());
         ryniStrcpy(&library->fullPath, "/full");
         if (random.pick(4) == 0) {
             ryniStrcpy(&library->explicitTmpNsl, random.path().c_str());
@@ -249,7 +269,7 @@ class Reuse : public test::PathTest {
             insert(random, number);
         } else if (what == 2) {
             ASSERT_TRUE(ryn::removeLibrary(*definitions.handle, *library));
-            ryn::freeLibrary(library);
+            ryn::freeLibrary(*definitions.handle, *library);
         } else if (what == 3) {
             ASSERT_TRUE(ryn::moveToEnd(*definitions.handle, *library));
         } else if (what == 4) {
@@ -285,7 +305,8 @@ TEST_F(Reuse, FailedChangeKeepsTheCounts) {
     ASSERT_EQ(RYN_OK, definitions.load("DEFINE a /d/a\n"));
     rynLibrary *library = definitions.library("a");
     ASSERT_EQ(RYN_OK, ryn::setExplicitTmp(*definitions.handle, *library, "/t", "/t"));
-    for (int nth = 1; nth <= 5; ++nth) {
+    vek::MemoryPool &pool = definitions.handle->indexes->pool;
+    const auto expectFailure = [&](int nth) {
         faults::failAllocation(nth);
         EXPECT_EQ(RYN_MEMORY_ERROR, ryn::setExplicitTmp(*definitions.handle, *library, "/u/1/2", "/u/1/2"))
             << nth;
@@ -293,14 +314,20 @@ TEST_F(Reuse, FailedChangeKeepsTheCounts) {
         EXPECT_EQ(0, ryniLibPathReused(definitions.handle, "/u", nullptr, 0));
         EXPECT_STREQ("/t", library->explicitTmp);
         EXPECT_STREQ("/t", library->explicitTmpNsl);
+        faults::failAllocation(1 << 30);
+    };
+    expectFailure(1);
+    expectFailure(2);
+    for (std::size_t nodes = 0; nodes < 3; ++nodes) {
+        test::leavePieces(pool, std::vector<std::size_t>(nodes, kNodeSize));
+        expectFailure(3); // the nodes, after the two copies
     }
-    faults::failAllocation(1 << 30);
-    rynLibrary *other = ryn::newLibrary("b");
-    ryniStrcpy(&other->nslPath, "/n/1");
+    rynLibrary *other = ryn::newLibrary(*definitions.handle, "b", "/n/1");
     ryniStrcpy(&other->explicitTmpNsl, "/n/2");
-    for (int nth = 1; nth <= 3; ++nth) {
-        faults::failAllocation(nth);
-        EXPECT_EQ(RYN_MEMORY_ERROR, sInsert_lib(definitions.handle, other)) << nth;
+    for (std::size_t nodes = 0; nodes < 3; ++nodes) {
+        test::leavePieces(pool, std::vector<std::size_t>(nodes, kNodeSize));
+        faults::failAllocation(1);
+        EXPECT_EQ(RYN_MEMORY_ERROR, sInsert_lib(definitions.handle, other)) << nodes;
         EXPECT_EQ(0, ryniLibPathReused(definitions.handle, "/n", nullptr, 0));
         EXPECT_EQ(nullptr, definitions.library("b"));
     }
