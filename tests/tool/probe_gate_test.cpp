@@ -9,7 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <string>
@@ -43,44 +45,57 @@ TEST(ProbeGate, OneDirectoryIsProbedByOneThreadAtATime) {
 
 // ---- signals
 
-/// Not on a stack: at the end of a test, threads are blocked in the gate.
-ProbeGate sharedGate;
-
-/// Where countFiles() counts. The number is -1 before.
-std::string directoryAtSignal;
+/// The paths of the files that probes of this process create. countFiles() looks for them.
+std::vector<std::string> probeFiles;
+/// The number of probe files that countFiles() has found; -1 before.
 std::atomic<int> filesAtSignal = -1;
 
-/// A signal handler in place of the default action, which would end the process. The gate raises the signal itself, so the
-/// handler may call any function.
+/// A signal handler in place of the default action, which would end the process.
 void countFiles(int /*signal*/) {
-    filesAtSignal = test::probeFilesBelow(directoryAtSignal);
+    const int before = errno;
+    filesAtSignal =
+        static_cast<int>(std::count_if(probeFiles.begin(), probeFiles.end(),
+                                       [](const auto &path) { return access(path.c_str(), F_OK) == 0; }));
+    errno = before;
 }
 
-/// Runs `body` while eight threads probe directories of a slow file system without a pause. At the end, closes the gate.
-/// Eight, so that a probe is always running unless the gate is closed.
-void whileProbing(const std::function<void()> &body) {
-    test::onPassthroughFilesystem({"--delay-us", "1000"},
-                                  [&body](const std::string &directory, const std::string &source) {
-                                      directoryAtSignal = source;
-                                      ASSERT_TRUE(sharedGate.startWatch());
-                                      for (int i = 0; i < 8; ++i) {
-                                          const std::string name = "/" + std::to_string(i);
-                                          mkdir((source + name).c_str(), 0755);
-                                          std::thread([path = directory + name] {
-                                              for (;;) {
-                                                  static_cast<void>(sharedGate.probe(path.c_str()));
-                                              }
-                                          }).detach();
-                                      }
-                                      test::awaitProbeFiles(source, 1);
-                                      body();
-                                      sharedGate.stopWatch();
-                                      EXPECT_EQ(0, test::probeFilesBelow(source));
-                                  });
+/// Runs `body` while eight threads probe directories of a slow file system without a pause. Eight, so that a probe is
+/// always running unless the gate is closed.
+void whileProbing(const std::function<void(ProbeGate &gate, const std::string &source)> &body) {
+    test::onPassthroughFilesystem(
+        {"--delay-us", "1000"}, [&body](const std::string &directory, const std::string &source) {
+            std::vector<std::string> directories;
+            for (int i = 0; i < 8; ++i) {
+                const std::string name = "/" + std::to_string(i);
+                mkdir((source + name).c_str(), 0755);
+                directories.push_back(directory + name);
+                for (const char *file : {"/vekfscasesensitivity.", "/vekFsCaseSensitivity."}) {
+                    probeFiles.push_back(source + name + file + std::to_string(getpid()));
+                }
+            }
+            ProbeGate gate;
+            ASSERT_TRUE(gate.startWatch());
+            std::atomic<bool> isDone = false;
+            std::vector<std::thread> threads;
+            for (const std::string &each : directories) {
+                threads.emplace_back([&gate, &isDone, &each] {
+                    while (!isDone) {
+                        static_cast<void>(gate.probe(each.c_str()));
+                    }
+                });
+            }
+            test::awaitProbeFiles(source, 1);
+            body(gate, source);
+            isDone = true;
+            for (std::thread &each : threads) {
+                each.join();
+            }
+            gate.stopWatch();
+        });
 }
 
 TEST(ProbeGate, AnEndingSignalTakesEffectAfterTheRunningProbes) {
-    whileProbing([] {
+    whileProbing([](ProbeGate & /*gate*/, const std::string &source) {
         std::signal(SIGTERM, countFiles);
         kill(getpid(), SIGTERM);
         for (int tries = 0; tries < 20'000 && filesAtSignal < 0; ++tries) {
@@ -89,25 +104,38 @@ TEST(ProbeGate, AnEndingSignalTakesEffectAfterTheRunningProbes) {
         EXPECT_EQ(0, filesAtSignal);
 
         // The signal has not ended the process, so the probes continue.
-        test::awaitProbeFiles(directoryAtSignal, 1);
+        test::awaitProbeFiles(source, 1);
     });
 }
 
 TEST(ProbeGate, ABrokenPipeTakesEffectAfterTheRunningProbes) {
-    whileProbing([] {
+    whileProbing([](ProbeGate &gate, const std::string &source) {
         std::signal(SIGPIPE, countFiles);
         raise(SIGPIPE); // as a failed write does
         EXPECT_EQ(-1, filesAtSignal);
-        sharedGate.deliverBrokenPipe();
+        gate.deliverBrokenPipe();
         EXPECT_EQ(0, filesAtSignal);
 
         // The signal has not ended the process, so the probes continue. Only the first call delivers the signal.
-        test::awaitProbeFiles(directoryAtSignal, 1);
+        test::awaitProbeFiles(source, 1);
         filesAtSignal = -1;
         raise(SIGPIPE);
-        sharedGate.deliverBrokenPipe();
+        gate.deliverBrokenPipe();
         EXPECT_EQ(-1, filesAtSignal);
     });
+}
+
+TEST(ProbeGate, TheWatchEndsAfterTheRunningProbe) {
+    test::onPassthroughFilesystem(
+        {"--delay-us", "1000"}, [](const std::string &directory, const std::string &source) {
+            ProbeGate gate;
+            ASSERT_TRUE(gate.startWatch());
+            std::thread prober([&] { static_cast<void>(gate.probe(directory.c_str())); });
+            test::awaitProbeFiles(source, 1);
+            gate.stopWatch();
+            EXPECT_EQ(0, test::probeFilesBelow(source));
+            prober.join();
+        });
 }
 
 } // namespace
