@@ -77,6 +77,7 @@ void whileProbing(const std::function<void(ProbeGate &gate, const std::string &s
             ASSERT_TRUE(gate.startWatch());
             std::atomic<bool> isDone = false;
             std::vector<std::thread> threads;
+            threads.reserve(directories.size());
             for (const std::string &each : directories) {
                 threads.emplace_back([&gate, &isDone, &each] {
                     while (!isDone) {
