@@ -14,6 +14,7 @@ namespace test {
 inline void leavePieces(vek::MemoryPool &pool, const std::vector<std::size_t> &sizes) {
     constexpr std::size_t kLargest = std::size_t{64} << 10U;
     std::vector<void *> left;
+    left.reserve(sizes.size());
     for (const std::size_t size : sizes) {
         left.push_back(pool.allocate(size));
     }
