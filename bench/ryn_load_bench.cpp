@@ -11,14 +11,17 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
 #include <map>
 #include <string>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -60,10 +63,11 @@ class Tree {
         }
     }
 
+    static std::string name(long number) { return "library" + std::to_string(kFirstNumber + number); }
+
   private:
     static constexpr long kFirstNumber = 1'000'000; // so that all names are equally long
 
-    static std::string name(long number) { return "library" + std::to_string(kFirstNumber + number); }
     [[nodiscard]] std::string directory(long number) const {
         return path("project" + std::to_string(kFirstNumber + number));
     }
@@ -87,16 +91,19 @@ std::string writeFlat(const Tree &tree, long libraries, const std::string &name,
     return tree.path(name);
 }
 
+std::string partOf(const Tree &tree, long number) {
+    return tree.path("part" + std::to_string(number) + ".lib");
+}
+
 /// Writes a definition file that includes `parts` files with the definitions.
 std::string writeParts(const Tree &tree, long libraries, const std::string &name, long parts,
                        const std::string &firstLine = "") {
     std::ofstream out(tree.path(name));
     out << firstLine;
     for (long i = 0; i < parts; ++i) {
-        const std::string part = "part" + std::to_string(i) + ".lib";
-        std::ofstream definitions(tree.path(part));
+        std::ofstream definitions(partOf(tree, i));
         tree.define(definitions, libraries * i / parts, libraries * (i + 1) / parts);
-        out << "INCLUDE " << part << '\n';
+        out << "INCLUDE part" << i << ".lib\n";
     }
     return tree.path(name);
 }
@@ -182,22 +189,82 @@ void UnclosedReferences(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-/// The system calls that loading needs: reading the file, and readlink() of each directory of each path.
-void SystemCalls(benchmark::State &state) {
+// The system calls that loading needs, in loops of their own. The kernel needs more time for each call if there are more
+// directories and files, because fewer of its records of them are in the processor's caches.
+
+void askForLink(const char *path) {
+    std::array<char, PATH_MAX> target; // NOLINT(cppcoreguidelines-pro-type-member-init): readlink() fills it
+    benchmark::DoNotOptimize(readlink(path, target.data(), target.size()));
+}
+
+/// Reads a definition file that defines each library itself, and calls readlink() for each directory of each path.
+void askForEachLine(const std::string &path) {
+    for (fs::path above = path; above != above.root_path(); above = above.parent_path()) {
+        askForLink(above.c_str());
+    }
+    benchmark::DoNotOptimize(access(path.c_str(), R_OK));
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        askForLink(line.c_str() + line.rfind(' ') + 1);
+    }
+}
+
+void flatCalls(benchmark::State &state, const Tree &tree) {
+    const std::string path = writeFlat(tree, state.range(0), "vek.lib");
+    for ([[maybe_unused]] auto round : state) {
+        askForEachLine(path);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void OneDirectoryCalls(benchmark::State &state) {
+    flatCalls(state, treeOf(1, state.range(0)));
+}
+
+void ThousandDirectoriesCalls(benchmark::State &state) {
+    flatCalls(state, treeOf(1000, state.range(0)));
+}
+
+/// With mkdir() of each temporary directory, which exists, and stat() of it.
+void TmpRootCalls(benchmark::State &state) {
     const Tree &tree = treeOf(1, state.range(0));
     const std::string path = writeFlat(tree, state.range(0), "vek.lib");
-    std::array<char, PATH_MAX> target = {};
-    const auto ask = [&target](const char *directory) {
-        benchmark::DoNotOptimize(readlink(directory, target.data(), target.size()));
-    };
+    std::vector<std::string> directories;
+    for (long i = 0; i < state.range(0); ++i) {
+        directories.push_back(tree.path("tmp/" + Tree::name(i)));
+        fs::create_directory(directories.back());
+    }
+    struct stat status = {};
     for ([[maybe_unused]] auto round : state) {
-        for (fs::path above = path; above != above.root_path(); above = above.parent_path()) {
-            ask(above.c_str());
+        askForEachLine(path);
+        for (const std::string &directory : directories) {
+            benchmark::DoNotOptimize(mkdir(directory.c_str(), ACCESSPERMS));
+            benchmark::DoNotOptimize(stat(directory.c_str(), &status));
         }
-        benchmark::DoNotOptimize(access(path.c_str(), R_OK));
-        std::ifstream file(path);
-        for (std::string line; std::getline(file, line);) {
-            ask(line.c_str() + line.rfind(' ') + 1);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+/// For each included file: tests and reads it up to its end, and calls readlink() for it and for its library.
+void IncludedFilesCalls(benchmark::State &state) {
+    const Tree &tree = treeOf(1, state.range(0));
+    writeParts(tree, state.range(0), "with_files.lib", state.range(0));
+    std::vector<std::pair<std::string, std::string>> files;
+    for (long i = 0; i < state.range(0); ++i) {
+        files.emplace_back(partOf(tree, i), tree.library(i));
+    }
+    struct stat status = {};
+    std::array<char, PATH_MAX> text = {};
+    for ([[maybe_unused]] auto round : state) {
+        for (const auto &[path, library] : files) {
+            benchmark::DoNotOptimize(stat(path.c_str(), &status));
+            askForLink(path.c_str());
+            const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            benchmark::DoNotOptimize(fstat(file, &status));
+            benchmark::DoNotOptimize(read(file, text.data(), text.size()));
+            askForLink(library.c_str());
+            benchmark::DoNotOptimize(read(file, text.data(), text.size()));
+            close(file);
         }
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -211,6 +278,9 @@ BENCHMARK(TmpRootInIncludes)->Args({10'000, 10})->Args({10'000, 1'000})->Unit(be
 BENCHMARK(IncludedFiles)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(Attributes)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(UnclosedReferences)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(SystemCalls)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(OneDirectoryCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ThousandDirectoriesCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(TmpRootCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(IncludedFilesCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 } // namespace
