@@ -8,7 +8,7 @@
 #include "common/platform/case_probe.h"
 #include "tagfile/tag_reading.h"
 #include "tool/walk_order.h"
-#include "tool/worker_pool.h"
+#include "tool/worker_task.h"
 
 #include <cstddef>
 

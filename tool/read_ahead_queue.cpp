@@ -44,7 +44,7 @@ Directory *ReadAheadQueue::enter(const char *path, const WalkStep &step) {
     Directory *directory = takeBegun(path, step);
     if (directory != nullptr) {
         pool_.waitFor(*directory, lock);
-        pool_.countTaken(directory->entries_.capacity());
+        countTaken(*directory);
     }
     if (directory == nullptr || directory->state == State::Failed) {
         directory = readInWalk(directory, path, step, lock);
@@ -131,6 +131,11 @@ void ReadAheadQueue::leave(Directory *directory) {
     order_.recycle(directory);
 }
 
+/// Reverts the counts of a directory that a worker has begun, and whose result the walk takes or abandons.
+void ReadAheadQueue::countTaken(const Directory &directory) {
+    pool_.countTaken(directory.state == State::Done ? directory.entries_.capacity() : 0);
+}
+
 /// Releases everything that was read ahead below `directory`.
 void ReadAheadQueue::abandonBelow(Directory &directory) {
     while (Directory *each = order_.takeBelow(directory)) {
@@ -145,7 +150,7 @@ void ReadAheadQueue::abandon(Directory *directory) {
         pool_.countTaken(0);
         directory->state = State::Abandoned;
     } else {
-        pool_.countTaken(directory->entries_.capacity());
+        countTaken(*directory);
         order_.recycle(directory);
     }
 }

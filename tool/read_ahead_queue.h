@@ -44,6 +44,7 @@ class ReadAheadQueue {
     Directory *takeBegun(const char *path, const WalkStep &step);
     Directory *readInWalk(Directory *directory, const char *path, const WalkStep &step, Lock &lock);
     void abandon(Directory *directory);
+    void countTaken(const Directory &directory);
     void abandonBelow(Directory &directory);
     AheadLibrary *announced(const char *directory);
     int readTagInMainThread(const char *tagPath, VekinfoObj &obj, int &found);

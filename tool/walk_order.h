@@ -7,7 +7,7 @@
 #include "common/containers/growing_array.h"
 #include "common/platform/entry_list.h"
 #include "tool/directory_reader.h"
-#include "tool/worker_pool.h"
+#include "tool/worker_task.h"
 
 #include <cstddef>
 #include <cstdint>

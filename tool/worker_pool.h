@@ -3,6 +3,9 @@
 
 /// Worker threads that perform tasks ahead of the main thread. See worker_pool.cpp.
 
+#include "tool/task_batch.h"
+#include "tool/worker_task.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +16,11 @@ namespace vekinfo {
 
 /// The number of worker threads, the conditions under which they are started, and the limits on what they read ahead.
 struct WorkerSettings {
+    static constexpr std::size_t kByProcessors = SIZE_MAX;
+
     /// Limit on the number of workers on a fast file system, where directories are read from the caches of the kernel.
-    /// 0: one worker for each processor, at most 8.
-    std::size_t fastWorkers = 0;
+    /// kByProcessors: one worker for each processor but one, which the main thread uses; at most 7.
+    std::size_t fastWorkers = kByProcessors;
     /// Limit on the number of workers on a slow file system, where readers wait for the disk or the network. Servers of
     /// network file systems process some tens of requests at the same time.
     std::size_t slowWorkers = 32;
@@ -26,10 +31,13 @@ struct WorkerSettings {
     std::size_t directoriesBefore = 256;
     /// Number of waiting tasks for each worker that is started or woken on a fast file system. Waking a worker takes as
     /// long as reading one or two directories from the caches.
-    std::size_t fastShare = 16;
+    std::size_t fastShare = 8;
     /// Number of waiting tasks for each worker that is started or woken on a slow file system. There, reading a
     /// directory takes much longer than waking a worker.
     std::size_t slowShare = 1;
+    /// Limit on the number of tasks that a worker begins at a time on a fast file system, at most
+    /// TaskBatch::kMostTasks. On a slow file system, a worker begins one task at a time.
+    std::size_t fastBatch = TaskBatch::kMostTasks;
     /// On a slow file system, the first worker is started when this number of directories wait to be read.
     std::size_t slowBefore = 4;
     /// Limit on the number of directories that workers have read, or are reading, and that the walk has not entered
@@ -41,6 +49,8 @@ struct WorkerSettings {
     /// Limit on the number of libraries whose tag files are read ahead, including the one that is being checked. 64 is
     /// twice `slowWorkers`: with two libraries for each worker, no worker has to wait for the main thread.
     std::size_t mostLibraries = 64;
+    /// Whether the workers use the descriptor table of the main thread, as they do before Linux 5.9 in any case.
+    bool sharesDescriptors = false;
 };
 
 /// @return the time of CLOCK_MONOTONIC in nanoseconds
@@ -48,25 +58,6 @@ std::int64_t monotonicNs();
 
 /// @return `ns` nanoseconds as a timespec
 timespec timeOf(std::int64_t ns);
-
-/// Base class of the tasks that worker threads perform. A derived class adds the file or directory that the task reads.
-/// The mutex of the pool guards `state`.
-class WorkerTask {
-  public:
-    /// The kind of the task: reading a directory, reading a tag file, or probing whether a file system is
-    /// case-sensitive.
-    enum class Kind : unsigned char { Directory, Tag, Probe };
-
-    /// Waiting: a worker can begin the task. Running: a worker performs it. Done: it has ended with a result. Failed:
-    /// no worker has a result or will have one, for instance for lack of descriptors, so the main thread must do the
-    /// work itself. Abandoned: a worker still performs the task, but nothing uses the result.
-    enum class State : unsigned char { Waiting, Running, Done, Failed, Abandoned };
-
-    explicit WorkerTask(Kind what) : kind(what) {}
-
-    Kind kind;
-    State state = State::Failed;
-};
 
 /// The functions that a WorkerPool calls. Their argument `owner` is the object that owns both the pool and the tasks.
 struct WorkerTasks {
@@ -127,12 +118,13 @@ class WorkerPool {
     /// @param bytes  the bytes of memory of the result
     void countTaken(std::size_t bytes);
 
-    /// Waits until no worker performs `task`.
-    void waitFor(const WorkerTask &task, Lock &lock);
+    /// Waits until no worker performs `task`. If the worker that has begun the task has not reached it in its batch,
+    /// sets its state to Failed.
+    void waitFor(WorkerTask &task, Lock &lock);
 
-    /// Repeats `attempt`, which failed because descriptors or memory are exhausted, after each task that ends.
-    /// Meanwhile no worker begins a task. The last attempt is made when no worker performs a task: its failure is
-    /// final, as it would be without workers.
+    /// Repeats `attempt`, which failed because descriptors or memory are exhausted, each time a worker has ended a
+    /// batch. Meanwhile no worker begins a batch. The last attempt is made when no worker performs a task: its failure
+    /// is final, as it would be without workers.
     /// @param attempt  called without the mutex; returns false if it must be repeated
     template <typename Attempt>
     void repeatWhileShort(Lock &lock, const Attempt &attempt) {
@@ -183,9 +175,13 @@ class WorkerPool {
     }
     [[nodiscard]] std::size_t wantedWorkers(std::size_t pending) const;
     void waitForAny();
+    void withdraw(TaskBatch &batch);
+    void end(TaskBatch &batch, std::size_t index);
     static void *workerMain(void *pool);
     void work();
-    [[nodiscard]] WorkerTask *beginTask();
+    void begin(TaskBatch &batch);
+    void perform(TaskBatch &batch);
+    void end(TaskBatch &batch);
 
     WorkerSettings settings_;
     WorkerTasks tasks_;
@@ -194,7 +190,7 @@ class WorkerPool {
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
     /// Signaled if a task waits to be begun, or the workers must end.
     pthread_cond_t work_ = PTHREAD_COND_INITIALIZER;
-    /// Signaled if a worker has ended, or has ended a task that the main thread waits for.
+    /// Signaled if a worker has ended, or has ended a task or a batch that the main thread waits for.
     pthread_cond_t done_ = PTHREAD_COND_INITIALIZER;
 
     std::size_t stored_ = 0; ///< number of tasks that were begun and whose results were not taken
@@ -204,17 +200,20 @@ class WorkerPool {
     bool isFull_ = false;
 
     std::size_t workers_ = 0;
-    std::size_t idle_ = 0;     ///< workers that wait for a task
-    std::size_t woken_ = 0;    ///< idle workers that were signaled and have not run since
-    std::size_t busy_ = 0;     ///< workers that perform a task
+    std::size_t idle_ = 0;  ///< workers that wait for a task
+    std::size_t woken_ = 0; ///< idle workers that were signaled and have not run since
+    std::size_t busy_ = 0;  ///< workers that perform a task
+    /// Limit on the number of tasks in the next batch on a fast file system. Grows while each task takes less than
+    /// `slowNs`.
+    std::size_t batchSize_ = 1;
     bool cannotStart_ = false; ///< whether pthread_create() has failed: no more workers are started
     bool isShort_ =
-        false; ///< whether the main thread lacks descriptors or memory: workers must not begin a task
+        false; ///< whether the main thread lacks descriptors or memory: workers must not begin a batch
     bool isEnded_ = false; ///< whether the workers must end
     bool isLeft_ =
         false; ///< whether the main thread no longer uses the pool, so that the last worker deletes it
     const WorkerTask *waitedFor_ = nullptr; ///< the task that the main thread waits for; null for none
-    bool waitsForAny_ = false;              ///< whether the main thread waits for any task to end
+    bool waitsForAny_ = false;              ///< whether the main thread waits for any batch to end
     std::int64_t callNs_ =
         -1;           ///< the measured duration of a system call that uses no file; -1 if not measured yet
     Waiting waiting_; ///< the durations of the last readings

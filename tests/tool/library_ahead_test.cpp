@@ -382,19 +382,24 @@ TEST_F(LibrariesAhead, FewDescriptorsDoNotChangeTheOutput) {
         const Checked expected = check(definitions, withoutWorkers());
         EXPECT_NE(std::string::npos, expected.out.find("incorrect namespace"));
         release();
-        for (const int free : {16, 4, 3}) { // three: as many as one probe needs
-            const test::Outcome outcome = test::inChild([this, &definitions, &expected, free] {
-                test::Capture capture; // its descriptors are open before the others are used up
-                int result = -1;
-                {
-                    const test::FewDescriptors limited(free);
-                    result = vekinfo::checkLibraries(definitions.c_str(), 0, workersAtOnce(32));
-                    std::fflush(stdout);
-                }
-                EXPECT_EQ(expected, (Checked{result, capture.out(), capture.err(), reports.take()})) << free;
-                return 0;
-            });
-            EXPECT_EQ(0, outcome.status) << outcome.err;
+        WorkerSettings settings = workersAtOnce(32);
+        for (const bool isShared : {false, true}) {
+            settings.sharesDescriptors = isShared;
+            for (const int free : {16, 4, 3}) { // three: as many as one probe needs
+                const test::Outcome outcome = test::inChild([this, &definitions, &expected, &settings, free] {
+                    test::Capture capture; // its descriptors are open before the others are used up
+                    int result = -1;
+                    {
+                        const test::FewDescriptors limited(free);
+                        result = vekinfo::checkLibraries(definitions.c_str(), 0, settings);
+                        std::fflush(stdout);
+                    }
+                    EXPECT_EQ(expected, (Checked{result, capture.out(), capture.err(), reports.take()}))
+                        << free;
+                    return 0;
+                });
+                EXPECT_EQ(0, outcome.status) << outcome.err;
+            }
         }
     });
 }

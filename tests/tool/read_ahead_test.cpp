@@ -356,18 +356,22 @@ TEST_F(ReadAheadScan, WithoutThreadsTheReportIsTheSame) {
 TEST_F(ReadAheadScan, FewDescriptorsDoNotChangeTheReport) {
     makeTree(100);
     const Result model = expected();
-    for (const int free : {16, 3, 2}) {
-        const test::Outcome outcome = test::inChild([this, &model, free] {
-            test::Capture capture; // its descriptors are open before the others are used up
-            {
-                const test::FewDescriptors limited(free);
-                ReadAhead readAhead(workersAtOnce(32));
-                vekinfo::scanSubdirs(box.path("lib").c_str(), true, {}, readAhead);
-            }
-            EXPECT_EQ(model.printed, capture.out()) << free;
-            return 0;
-        });
-        EXPECT_EQ(0, outcome.status) << outcome.err;
+    WorkerSettings settings = workersAtOnce(32);
+    for (const bool isShared : {false, true}) {
+        settings.sharesDescriptors = isShared;
+        for (const int free : {16, 3, 2}) {
+            const test::Outcome outcome = test::inChild([this, &model, &settings, free] {
+                test::Capture capture; // its descriptors are open before the others are used up
+                {
+                    const test::FewDescriptors limited(free);
+                    ReadAhead readAhead(settings);
+                    vekinfo::scanSubdirs(box.path("lib").c_str(), true, {}, readAhead);
+                }
+                EXPECT_EQ(model.printed, capture.out()) << free;
+                return 0;
+            });
+            EXPECT_EQ(0, outcome.status) << outcome.err;
+        }
     }
 }
 
