@@ -11,6 +11,7 @@
 #include "tests/tagfile/tag_support.h"
 #include "tests/tool/check_support.h"
 #include "tests/tool/probe_support.h"
+#include "tool/read_ahead.h"
 #include "tool/vekinfo_args.h"
 #include "tool/vekinfo_check.h"
 
@@ -186,15 +187,27 @@ TEST_F(LibrariesAhead, SmallLimitsDoNotChangeTheOutput) {
 }
 
 TEST_F(LibrariesAhead, WithoutThreadsTheOutputIsTheSame) {
-    const std::string definitions = makeLibraries(10, kNt);
-    for (int i = 0; i < 10; ++i) {
-        box.directory("l" + std::to_string(i), 0777);
+    for (const std::string tag : {kNt, "VEKLIBRARY\n"}) { // the second one requires no probe
+        const std::string definitions = makeLibraries(10, tag);
+        for (int i = 0; i < 10; ++i) {
+            box.directory("l" + std::to_string(i), 0777);
+        }
+        test::asUnprivileged([this, &definitions] {
+            const Checked expected = check(definitions, withoutWorkers());
+            const test::NoThreads limited;
+            EXPECT_EQ(expected, check(definitions, workersAtOnce(8)));
+        });
     }
-    test::asUnprivileged([this, &definitions] {
-        const Checked expected = check(definitions, withoutWorkers());
-        const test::NoThreads limited;
-        EXPECT_EQ(expected, check(definitions, workersAtOnce(8)));
-    });
+}
+
+TEST_F(LibrariesAhead, AnnouncedLibrariesNeedNotBeChecked) {
+    makeLibraries(5, kNt);
+    vekinfo::ReadAhead readAhead(workersAtOnce(2));
+    for (const std::string name : {"l0", "l1", "l2"}) {
+        EXPECT_TRUE(
+            readAhead.announceLibrary(box.path(name).c_str(), box.path(name + "/vekinfo.tag").c_str()));
+    }
+    readAhead.endLibrary(box.path("l0").c_str());
 }
 
 TEST_F(LibrariesAhead, ALibraryWithoutAPathEndsTheCheck) {

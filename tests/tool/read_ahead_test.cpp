@@ -403,6 +403,27 @@ std::string readBytes(int descriptor, std::size_t size) {
     return text;
 }
 
+TEST_F(ReadAheadScan, ADirectoryCanBeLeftWhileWorkersReadBelowIt) {
+    test::onPassthroughFilesystem(
+        {"--delay-us", "5000"}, [](const std::string &directory, const std::string &source) {
+            for (int i = 0; i < 20; ++i) {
+                mkdir((source + "/d" + std::to_string(i)).c_str(), 0755);
+            }
+            WorkerSettings settings = workersAtOnce(4);
+            settings.slowNs = 0;
+            settings.slowBefore = 0;
+            ReadAhead readAhead(settings);
+            for (int i = 0; i < 8; ++i) { // after three slow readings, workers are started
+                vekinfo::Directory *root = readAhead.enter(directory.c_str(), {});
+                ASSERT_NE(nullptr, root);
+                EXPECT_EQ(20U, root->entries().directories());
+                usleep(7000); // a worker needs more than 15 ms for a directory
+                readAhead.leave(root);
+            }
+            EXPECT_LT(0U, readAhead.workers());
+        });
+}
+
 TEST_F(ReadAheadScan, ReportsBeforeAHangingDirectoryArePrinted) {
     test::onPassthroughFilesystem({"--blockable", "1", "--delay-us", "1000"}, [](const std::string &directory,
                                                                                  const std::string &source) {
