@@ -6,8 +6,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <sanitizer/asan_interface.h>
 #include <utility>
+
+// The address sanitizer then reports the use of a piece that is not allocated. Without the sanitizer, these macros do
+// nothing. Compilers without sanitizers do not have the header.
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(address, size) static_cast<void>(0)
+#define ASAN_UNPOISON_MEMORY_REGION(address, size) static_cast<void>(0)
+#endif
 
 namespace vek {
 namespace {
