@@ -11,7 +11,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
@@ -91,19 +90,16 @@ std::string writeFlat(const Tree &tree, long libraries, const std::string &name,
     return tree.path(name);
 }
 
-std::string partOf(const Tree &tree, long number) {
-    return tree.path("part" + std::to_string(number) + ".lib");
-}
-
 /// Writes a definition file that includes `parts` files with the definitions.
 std::string writeParts(const Tree &tree, long libraries, const std::string &name, long parts,
                        const std::string &firstLine = "") {
     std::ofstream out(tree.path(name));
     out << firstLine;
     for (long i = 0; i < parts; ++i) {
-        std::ofstream definitions(partOf(tree, i));
+        const std::string part = "part" + std::to_string(i) + ".lib";
+        std::ofstream definitions(tree.path(part));
         tree.define(definitions, libraries * i / parts, libraries * (i + 1) / parts);
-        out << "INCLUDE part" << i << ".lib\n";
+        out << "INCLUDE " << part << '\n';
     }
     return tree.path(name);
 }
@@ -209,20 +205,12 @@ void askForEachLine(const std::string &path) {
     }
 }
 
-void flatCalls(benchmark::State &state, const Tree &tree) {
-    const std::string path = writeFlat(tree, state.range(0), "vek.lib");
+void OneDirectoryCalls(benchmark::State &state) {
+    const std::string path = writeFlat(treeOf(1, state.range(0)), state.range(0), "vek.lib");
     for ([[maybe_unused]] auto round : state) {
         askForEachLine(path);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
-void OneDirectoryCalls(benchmark::State &state) {
-    flatCalls(state, treeOf(1, state.range(0)));
-}
-
-void ThousandDirectoriesCalls(benchmark::State &state) {
-    flatCalls(state, treeOf(1000, state.range(0)));
 }
 
 /// With mkdir() of each temporary directory, which exists, and stat() of it.
@@ -245,31 +233,6 @@ void TmpRootCalls(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-/// For each included file: tests and reads it up to its end, and calls readlink() for it and for its library.
-void IncludedFilesCalls(benchmark::State &state) {
-    const Tree &tree = treeOf(1, state.range(0));
-    writeParts(tree, state.range(0), "with_files.lib", state.range(0));
-    std::vector<std::pair<std::string, std::string>> files;
-    for (long i = 0; i < state.range(0); ++i) {
-        files.emplace_back(partOf(tree, i), tree.library(i));
-    }
-    struct stat status = {};
-    std::array<char, PATH_MAX> text = {};
-    for ([[maybe_unused]] auto round : state) {
-        for (const auto &[path, library] : files) {
-            benchmark::DoNotOptimize(stat(path.c_str(), &status));
-            askForLink(path.c_str());
-            const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-            benchmark::DoNotOptimize(fstat(file, &status));
-            benchmark::DoNotOptimize(read(file, text.data(), text.size()));
-            askForLink(library.c_str());
-            benchmark::DoNotOptimize(read(file, text.data(), text.size()));
-            close(file);
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
 BENCHMARK(OneDirectory)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(ThousandDirectories)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(TmpRoot)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
@@ -279,8 +242,6 @@ BENCHMARK(IncludedFiles)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond
 BENCHMARK(Attributes)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(UnclosedReferences)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(OneDirectoryCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(ThousandDirectoriesCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(TmpRootCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(IncludedFilesCalls)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 } // namespace
