@@ -22,6 +22,9 @@ class TagReading {
     /// @return true if the file was read without an error, or does not exist. Otherwise take() reads it again
     [[nodiscard]] bool isUsable() const { return isUsable_; }
 
+    /// @return true if the file does not exist
+    [[nodiscard]] bool isMissing() const { return isUsable_ && !obj_; }
+
     /// @return true if reading failed because descriptors or memory were exhausted
     [[nodiscard]] bool isShort() const { return isShort_; }
 

@@ -34,13 +34,16 @@ struct AheadLibrary {
 
     LibraryTask tag;
     tov::TagReading reading; ///< the result of `tag`
+    /// Whether neither the tag file nor the library directory exists for the worker that has performed `tag`. They may
+    /// exist for the main thread (separateDescriptors() in worker_pool.cpp).
+    bool isMissing = false;
 
     LibraryTask probe; ///< begun only if the tag file defines a library and sets its namespace
     vek::ProbeResult probeResult = {}; ///< the result of `probe`
 
     /// The state of the task that reads the library directory. Waiting: no worker has begun the task. In any other
-    /// state, `root` is the record of the directory; null if memory was exhausted or the walk has entered the
-    /// directory.
+    /// state, `root` is the record of the directory; null if the task was withdrawn, memory was exhausted, or the walk
+    /// has entered the directory.
     WorkerTask::State rootState = WorkerTask::State::Waiting;
     Directory *root = nullptr;
 };

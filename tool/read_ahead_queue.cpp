@@ -143,9 +143,10 @@ void ReadAheadQueue::abandonBelow(Directory &directory) {
     }
 }
 
-/// Releases a directory that the walk will not enter. A worker that is still reading it releases it when the reading
-/// ends.
+/// Releases a directory that the walk will not enter. If a worker has begun to read it, the worker releases it when its
+/// reading ends.
 void ReadAheadQueue::abandon(Directory *directory) {
+    pool_.takeBack(*directory);
     if (directory->state == State::Running) {
         pool_.countTaken(0);
         directory->state = State::Abandoned;
@@ -195,7 +196,7 @@ int ReadAheadQueue::readTag(const char *tagPath, VekinfoObj &obj, bool &isFound)
     }
     const bool isRead = library != nullptr && library->tag.state == State::Done &&
                         std::strcmp(library->tagPath.get(), tagPath) == 0;
-    const int status = isRead && library->reading.isUsable()
+    const int status = isRead && library->reading.isUsable() && !library->isMissing
                            ? library->reading.take(tagPath, tov::kVeklibrary, &obj, &found)
                            : readTagInMainThread(tagPath, obj, found);
     isFound = found != 0;
@@ -302,14 +303,16 @@ WorkerTask *ReadAheadQueue::begin(void *queue) {
     return task;
 }
 
-void ReadAheadQueue::perform(void *queue, WorkerTask &task, std::size_t mostBytes) {
+std::size_t ReadAheadQueue::perform(void *queue, WorkerTask &task, std::size_t mostBytes) {
     switch (task.kind) {
     case WorkerTask::Kind::Directory:
         static_cast<Directory &>(task).read(mostBytes);
-        break;
+        return static_cast<Directory &>(task).entries_.capacity();
     case WorkerTask::Kind::Tag: {
         AheadLibrary &library = *static_cast<LibraryTask &>(task).library;
         library.reading.read(library.tagPath.get(), tov::kVeklibrary);
+        library.isMissing =
+            library.reading.isMissing() && !vek::DirectoryIdentity::of(library.directory.get()).has_value();
         break;
     }
     case WorkerTask::Kind::Probe: {
@@ -318,6 +321,7 @@ void ReadAheadQueue::perform(void *queue, WorkerTask &task, std::size_t mostByte
         break;
     }
     }
+    return 0;
 }
 
 void ReadAheadQueue::end(void *queue, WorkerTask &task) {
@@ -343,7 +347,10 @@ void ReadAheadQueue::endReading(Directory &directory) {
     }
     using Outcome = DirectoryReading::Outcome;
     const Outcome outcome = directory.reading_.outcome;
-    if (outcome == Outcome::NoMemory || outcome == Outcome::TooLarge || isShort(directory.reading_)) {
+    // See separateDescriptors() in worker_pool.cpp.
+    const bool mayExist = outcome == Outcome::NotOpened && directory.reading_.error == ENOENT;
+    if (outcome == Outcome::NoMemory || outcome == Outcome::TooLarge || mayExist ||
+        isShort(directory.reading_)) {
         directory.clear();
         directory.state = State::Failed;
         return;

@@ -53,7 +53,7 @@ class ReadAheadQueue {
 
     // The functions of kTasks.
     static WorkerTask *begin(void *queue);
-    static void perform(void *queue, WorkerTask &task, std::size_t mostBytes);
+    static std::size_t perform(void *queue, WorkerTask &task, std::size_t mostBytes);
     static void end(void *queue, WorkerTask &task);
     static void destroy(void *queue);
     static constexpr WorkerTasks kTasks = {

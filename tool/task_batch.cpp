@@ -3,8 +3,9 @@
 // part of the time.
 //
 // The main thread needs the results in the order of the tasks. When it needs a task that the worker has not performed
-// yet, it withdraws all tasks that the worker has not begun, and performs them itself. The worker then takes its next
-// batch from what follows. So the two threads read at different places and seldom wait for each other.
+// yet, it withdraws all tasks that the worker has not begun, and reads them itself one after the other. The worker then
+// begins a batch of later tasks. So the main thread and the worker read different parts of the tree and seldom wait for
+// each other. If the file system becomes slow, other workers begin the withdrawn tasks.
 
 #include "tool/task_batch.h"
 

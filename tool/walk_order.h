@@ -128,7 +128,7 @@ class WalkOrder {
     [[nodiscard]] Directory *beginNext();
 
     /// Removes the child whose entry is at `position` from the children of `parent` that workers have begun to read.
-    /// @return the child; null if there is none, because memory for its record was exhausted
+    /// @return the child; null if it is not the first one, for instance because memory for its record was exhausted
     [[nodiscard]] static Directory *takeChild(Directory &parent, std::size_t position);
 
     /// Removes one directory that was read ahead below `directory` from the tree and from the list of open directories.

@@ -8,7 +8,8 @@
 // system, a worker saves time only if there are many tasks, because waking a thread takes as long as reading one or two
 // directories. There, a worker begins many tasks at a time (task_batch.cpp).
 //
-// Workers are detached threads with all signals blocked. They use no process-wide state except memory.
+// Workers are detached threads with all signals blocked. They use no process-wide state except memory and, before Linux
+// 5.9, the descriptor table.
 
 #include "tool/worker_pool.h"
 
@@ -28,16 +29,16 @@ namespace {
 
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
-/// How long, in nanoseconds, the main thread polls for the end of a task on a fast file system before it sleeps. Most
-/// tasks end sooner, and waking a thread takes about as long.
-constexpr std::int64_t kPollNs = 20'000;
+/// How often the main thread gives up the processor before it sleeps until a task on a fast file system ends. Most tasks
+/// end during a few of these calls, and waking a thread takes longer than all of them.
+constexpr int kYields = 16;
 
 std::size_t processors() {
-    constexpr int kMost = 8; // more readers would only wait for the kernel's locks
+    constexpr int kMost = 8; // more threads save no time: they wait for locks in the kernel
     cpu_set_t set;
     CPU_ZERO(&set);
     if (sched_getaffinity(0, sizeof(set), &set) != 0) {
-        return 1;
+        return kMost; // Not reached: only on machines with more processors than `set` has room for
     }
     int count = 0; // not CPU_COUNT(): it would be one more function that every start of the tool resolves
     for (std::size_t cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
@@ -61,8 +62,11 @@ std::int64_t durationOfSystemCall() {
 }
 
 /// Gives the calling thread a descriptor table of its own, which contains only standard input, output and error. While
-/// several threads use one table, the kernel counts the uses of each descriptor with atomic operations, which takes 5 to
-/// 7 % of the time of reading a directory from the caches. Before Linux 5.9, the threads continue to use one table.
+/// several threads use one table, the kernel counts the references to each open file with atomic operations, which takes
+/// 5 to 7 % of the time of reading a directory from the caches. Before Linux 5.9, the threads continue to use one table.
+///
+/// Paths below /proc/thread-self/fd have no meaning in such a thread. Therefore the main thread repeats a reading that
+/// fails because something does not exist.
 void separateDescriptors() {
 // The thread sanitizer assumes that all threads use one table. It would report data races on descriptors.
 #if defined(SYS_close_range) && !defined(__SANITIZE_THREAD__)
@@ -87,13 +91,17 @@ bool WorkerPool::Waiting::isAtLeast(std::int64_t ns) const {
     return count_ >= last_.size() && *std::min_element(last_.begin(), last_.end()) >= ns;
 }
 
+/// @return the time in nanoseconds that the system calls of a task take on any file system; 0 if not measured
+std::int64_t WorkerPool::systemCallNs() const {
+    constexpr std::int64_t kCalls = 16; // twice the number of system calls that read a tag file
+    return callNs_ < 0 ? 0 : kCalls * callNs_;
+}
+
 std::int64_t WorkerPool::addDuration(std::int64_t ns) {
     if (ns >= settings_.slowNs && callNs_ < 0) {
         callNs_ = durationOfSystemCall();
     }
-    constexpr std::int64_t kCalls = 16; // twice the number of system calls that read a tag file
-    const std::int64_t waited =
-        ns >= settings_.slowNs ? std::max<std::int64_t>(0, ns - kCalls * callNs_) : ns;
+    const std::int64_t waited = ns >= settings_.slowNs ? std::max<std::int64_t>(0, ns - systemCallNs()) : ns;
     waiting_.add(waited);
     return waited;
 }
@@ -115,8 +123,9 @@ void WorkerPool::waitFor(WorkerTask &task, Lock &lock) {
         withdraw(batch);
         if (task.state == State::Running && !isSlow()) {
             lock.unlock();
-            const std::int64_t end = monotonicNs() + kPollNs;
-            while (!batch.isPerformed(task.index) && monotonicNs() < end) {
+            for (int i = 0; i < kYields && !batch.isPerformed(task.index); ++i) {
+                // Not sched_yield(): it would be one more function that every start of the tool resolves.
+                static_cast<void>(syscall(SYS_sched_yield));
             }
             lock.lock();
         }
@@ -124,6 +133,7 @@ void WorkerPool::waitFor(WorkerTask &task, Lock &lock) {
     if (task.state == State::Running && task.batch->isPerformed(task.index)) {
         end(*task.batch, task.index);
     }
+    takeBack(task);
 
     bool isFlushed = false;
     waitedFor_ = &task;
@@ -141,15 +151,24 @@ void WorkerPool::waitFor(WorkerTask &task, Lock &lock) {
     waitedFor_ = nullptr;
 }
 
-/// Withdraws the tasks of `batch` that its worker has not begun to perform: their state becomes Failed.
+void WorkerPool::takeBack(WorkerTask &task) {
+    if (task.state == WorkerTask::State::Returned) {
+        returned_.remove(task);
+        task.state = WorkerTask::State::Failed;
+    }
+}
+
+/// Withdraws the tasks of `batch` that its worker has not begun to perform: their state becomes Returned. Releases those
+/// that were abandoned.
 void WorkerPool::withdraw(TaskBatch &batch) {
     for (std::size_t i = batch.withdraw(); i < batch.size(); ++i) {
         WorkerTask &task = *batch.task(i);
         if (task.state == WorkerTask::State::Abandoned) {
             end(batch, i);
         } else {
-            task.state = WorkerTask::State::Failed;
+            task.state = WorkerTask::State::Returned;
             batch.remove(i);
+            returned_.append(task);
         }
     }
 }
@@ -180,7 +199,9 @@ std::size_t WorkerPool::wantedWorkers(std::size_t pending) const {
     if (isFull_ || isShort_) {
         return 0;
     }
-    const std::size_t shares = pending / (isSlow() ? settings_.slowShare : settings_.fastShare);
+    const std::size_t shares = isSlow()
+                                   ? (pending + returned_.size()) / settings_.slowShare
+                                   : pending / settings_.fastShare; // without those that the walk will read
     return std::min(shares, mostWorkers());
 }
 
@@ -247,8 +268,9 @@ void WorkerPool::work() {
             continue;
         }
         ++busy_;
+        const std::int64_t mostNs = settings_.slowNs + systemCallNs();
         static_cast<void>(pthread_mutex_unlock(&mutex_));
-        perform(batch);
+        perform(batch, mostNs);
         static_cast<void>(pthread_mutex_lock(&mutex_));
         end(batch);
         --busy_; // after end(), which wakes idle workers: this one continues
@@ -270,7 +292,7 @@ void WorkerPool::begin(TaskBatch &batch) {
         if (stored_ >= settings_.mostDirectories || bytes_ >= settings_.mostBytes) {
             isFull_ = true;
         }
-        WorkerTask *task = isFull_ || isShort_ || busy_ >= mostWorkers() ? nullptr : tasks_.begin(owner_);
+        WorkerTask *task = isShort_ || busy_ >= mostWorkers() ? nullptr : beginTask();
         if (task == nullptr) {
             return;
         }
@@ -278,16 +300,31 @@ void WorkerPool::begin(TaskBatch &batch) {
     }
 }
 
-/// Performs the tasks of the batch. Stops after a task that took long: if the file system has become slow, several
-/// threads should perform the others at the same time. This also limits the memory for the results of a batch. Called
+/// @return the next task; null if none waits or a limit is reached. On a slow file system, returned tasks come first,
+///         because the main thread will need them first; they are counted for the limit already. On a fast file system,
+///         the main thread performs them
+WorkerTask *WorkerPool::beginTask() {
+    WorkerTask *task = isSlow() ? returned_.first() : nullptr;
+    if (task != nullptr) {
+        returned_.remove(*task);
+        task->state = WorkerTask::State::Running;
+        return task;
+    }
+    return isFull_ ? nullptr : tasks_.begin(owner_);
+}
+
+/// Performs the tasks of the batch. Stops after a task that took at least `mostNs`: if the file system has become slow,
+/// several threads should perform the others at the same time. Stops also if the results need much memory. Called
 /// without the mutex.
-void WorkerPool::perform(TaskBatch &batch) {
-    const std::size_t mostBytes = settings_.mostBytes / 4; // the walk reads a larger directory itself
+void WorkerPool::perform(TaskBatch &batch, std::int64_t mostNs) {
+    const std::size_t mostInTask = settings_.mostBytes / 4; // the walk reads a larger directory itself
+    const std::size_t mostInBatch = settings_.mostBytes / 16;
+    std::size_t bytes = 0;
     std::int64_t duration = 0;
     std::int64_t begin = monotonicNs();
     for (WorkerTask *task = batch.next(); task != nullptr;
-         task = duration < settings_.slowNs ? batch.next() : nullptr) {
-        tasks_.perform(owner_, *task, mostBytes);
+         task = duration < mostNs && bytes <= mostInBatch ? batch.next() : nullptr) {
+        bytes += tasks_.perform(owner_, *task, mostInTask);
         const std::int64_t end = monotonicNs();
         duration = end - begin;
         begin = end;
@@ -296,7 +333,7 @@ void WorkerPool::perform(TaskBatch &batch) {
 }
 
 /// Withdraws the tasks of the batch that were not performed, and ends the others. The next batch may contain twice as
-/// many tasks, unless one of these took long.
+/// many tasks; one task if any of these took at least `slowNs`.
 void WorkerPool::end(TaskBatch &batch) {
     withdraw(batch);
     bool isFast = true;

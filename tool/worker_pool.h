@@ -19,7 +19,8 @@ struct WorkerSettings {
     static constexpr std::size_t kByProcessors = SIZE_MAX;
 
     /// Limit on the number of workers on a fast file system, where directories are read from the caches of the kernel.
-    /// kByProcessors: one worker for each processor but one, which the main thread uses; at most 7.
+    /// kByProcessors: one worker for each processor but one, which the main thread uses; at most 7, and 0 with one
+    /// processor.
     std::size_t fastWorkers = kByProcessors;
     /// Limit on the number of workers on a slow file system, where readers wait for the disk or the network. Servers of
     /// network file systems process some tens of requests at the same time.
@@ -38,18 +39,18 @@ struct WorkerSettings {
     /// Limit on the number of tasks that a worker begins at a time on a fast file system, at most
     /// TaskBatch::kMostTasks. On a slow file system, a worker begins one task at a time.
     std::size_t fastBatch = TaskBatch::kMostTasks;
-    /// On a slow file system, the first worker is started when this number of directories wait to be read.
+    /// On a slow file system, the first worker is started when this number of tasks wait.
     std::size_t slowBefore = 4;
     /// Limit on the number of directories that workers have read, or are reading, and that the walk has not entered
     /// yet.
     std::size_t mostDirectories = 1024;
-    /// Limit, in bytes, on the memory for the entries of directories that workers have read and the walk has not
-    /// entered.
+    /// Workers begin no task while the entries of directories that workers have read and the walk has not entered need
+    /// this number of bytes. Batches that were begun before can exceed it.
     std::size_t mostBytes = std::size_t{16} << 20;
     /// Limit on the number of libraries whose tag files are read ahead, including the one that is being checked. 64 is
     /// twice `slowWorkers`: with two libraries for each worker, no worker has to wait for the main thread.
     std::size_t mostLibraries = 64;
-    /// Whether the workers use the descriptor table of the main thread, as they do before Linux 5.9 in any case.
+    /// If true, the workers use the descriptor table of the main thread. Before Linux 5.9 they always do.
     bool sharesDescriptors = false;
 };
 
@@ -61,12 +62,15 @@ timespec timeOf(std::int64_t ns);
 
 /// The functions that a WorkerPool calls. Their argument `owner` is the object that owns both the pool and the tasks.
 struct WorkerTasks {
-    /// Returns the next task, in the state Running; null if there is none. Called with the mutex locked.
+    /// Returns the next task, in the state Running; null if there is none, or memory is exhausted. Called with the mutex
+    /// locked.
     WorkerTask *(*begin)(void *owner);
     /// Performs a task. Called by a worker without the mutex.
     /// @param mostBytes  size limit in bytes for the entries of a directory; the walk reads a larger directory itself
-    void (*perform)(void *owner, WorkerTask &task, std::size_t mostBytes);
-    /// Sets the state of a task that was performed, and releases it if it was abandoned. Called with the mutex locked.
+    /// @return the bytes of memory that the result needs
+    std::size_t (*perform)(void *owner, WorkerTask &task, std::size_t mostBytes);
+    /// Sets the state of a task that was performed. Releases a task that was abandoned, also if it was not performed.
+    /// Called with the mutex locked, by a worker or the main thread.
     void (*end)(void *owner, WorkerTask &task);
     /// Deletes the owner, which contains the pool.
     void (*destroy)(void *owner);
@@ -110,17 +114,20 @@ class WorkerPool {
     /// @return the recorded duration
     std::int64_t addDuration(std::int64_t ns);
 
-    /// Counts one more task whose result the main thread has not taken yet.
+    /// Counts one more directory whose result the main thread has not taken yet.
     void countBegun() { ++stored_; }
     /// Counts the bytes of memory of a result that the main thread has not taken yet.
     void countBytes(std::size_t bytes) { bytes_ += bytes; }
-    /// Reverts countBegun() and countBytes() for a task whose result the main thread has taken or abandoned.
+    /// Reverts countBegun() and countBytes() for a directory whose result the main thread has taken or abandoned.
     /// @param bytes  the bytes of memory of the result
     void countTaken(std::size_t bytes);
 
-    /// Waits until no worker performs `task`. If the worker that has begun the task has not reached it in its batch,
-    /// sets its state to Failed.
+    /// Waits until no worker performs `task`. If a worker has begun it, but not reached it in its batch, sets its state
+    /// to Failed. Unless the worker has performed `task`, the tasks after it in the batch become Returned.
     void waitFor(WorkerTask &task, Lock &lock);
+
+    /// Removes a task in the state Returned from the list of those tasks: its state becomes Failed.
+    void takeBack(WorkerTask &task);
 
     /// Repeats `attempt`, which failed because descriptors or memory are exhausted, each time a worker has ended a
     /// batch. Meanwhile no worker begins a batch. The last attempt is made when no worker performs a task: its failure
@@ -173,6 +180,7 @@ class WorkerPool {
     [[nodiscard]] std::size_t mostWorkers() const {
         return isSlow() ? settings_.slowWorkers : settings_.fastWorkers;
     }
+    [[nodiscard]] std::int64_t systemCallNs() const;
     [[nodiscard]] std::size_t wantedWorkers(std::size_t pending) const;
     void waitForAny();
     void withdraw(TaskBatch &batch);
@@ -180,7 +188,8 @@ class WorkerPool {
     static void *workerMain(void *pool);
     void work();
     void begin(TaskBatch &batch);
-    void perform(TaskBatch &batch);
+    [[nodiscard]] WorkerTask *beginTask();
+    void perform(TaskBatch &batch, std::int64_t mostNs);
     void end(TaskBatch &batch);
 
     WorkerSettings settings_;
@@ -190,19 +199,21 @@ class WorkerPool {
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
     /// Signaled if a task waits to be begun, or the workers must end.
     pthread_cond_t work_ = PTHREAD_COND_INITIALIZER;
-    /// Signaled if a worker has ended, or has ended a task or a batch that the main thread waits for.
+    /// Signaled if a worker thread has ended, or the task or batch that the main thread waits for has ended.
     pthread_cond_t done_ = PTHREAD_COND_INITIALIZER;
 
-    std::size_t stored_ = 0; ///< number of tasks that were begun and whose results were not taken
-    std::size_t bytes_ = 0;  ///< bytes of memory for the results of these tasks
+    std::size_t stored_ = 0; ///< number of directories that were begun and whose results were not taken
+    std::size_t bytes_ = 0;  ///< bytes of memory for the results of these directories
     /// Whether workers must not begin a task. Set if `stored_` or `bytes_` reaches its limit; cleared when both are at
     /// most half of their limits.
     bool isFull_ = false;
 
+    TaskList returned_; ///< the tasks in the state Returned
+
     std::size_t workers_ = 0;
     std::size_t idle_ = 0;  ///< workers that wait for a task
     std::size_t woken_ = 0; ///< idle workers that were signaled and have not run since
-    std::size_t busy_ = 0;  ///< workers that perform a task
+    std::size_t busy_ = 0;  ///< workers that perform a batch
     /// Limit on the number of tasks in the next batch on a fast file system. Grows while each task takes less than
     /// `slowNs`.
     std::size_t batchSize_ = 1;

@@ -200,6 +200,22 @@ TEST_F(LibrariesAhead, WithoutThreadsTheOutputIsTheSame) {
     }
 }
 
+TEST_F(LibrariesAhead, LibrariesBehindADescriptorOfTheMainThreadAreRead) {
+    makeLibraries(10, kNt);
+    const int descriptor = open(box.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    std::string definitions;
+    for (int i = 0; i < 10; ++i) {
+        const std::string name = "l" + std::to_string(i);
+        definitions +=
+            "DEFINE " + name + " /proc/thread-self/fd/" + std::to_string(descriptor) + "/" + name + "\n";
+    }
+    box.file("vek.lib", definitions);
+    const Checked expected = check(box.path("vek.lib"), withoutWorkers());
+    EXPECT_NE(std::string::npos, expected.out.find("incorrect namespace"));
+    EXPECT_EQ(expected, check(box.path("vek.lib"), workersAtOnce(4)));
+    EXPECT_EQ(0, close(descriptor));
+}
+
 TEST_F(LibrariesAhead, AnnouncedLibrariesNeedNotBeChecked) {
     makeLibraries(5, kNt);
     vekinfo::ReadAhead readAhead(workersAtOnce(2));

@@ -375,6 +375,16 @@ TEST_F(ReadAheadScan, FewDescriptorsDoNotChangeTheReport) {
     }
 }
 
+TEST_F(ReadAheadScan, APathThroughADescriptorOfTheMainThreadIsRead) {
+    makeTree(60);
+    const int descriptor = open(box.path("lib").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const std::string directory = "/proc/thread-self/fd/" + std::to_string(descriptor);
+    const Result model = expectedOf(directory);
+    EXPECT_NE("", model.printed);
+    EXPECT_EQ(model, scanOf(directory, workersAtOnce(4)));
+    EXPECT_EQ(0, close(descriptor));
+}
+
 TEST_F(ReadAheadScan, ACycleAbandonsWhatWasReadBelowIt) {
     box.link("lib/a", box.path("x/1")).link("x/1/2/link", box.path("y/1")).link("y/1/2/link", box.path("x"));
     for (int i = 0; i < 40; ++i) {
@@ -401,6 +411,25 @@ std::string readBytes(int descriptor, std::size_t size) {
         text.append(part, 0, static_cast<std::size_t>(count));
     }
     return text;
+}
+
+TEST_F(ReadAheadScan, ADirectoryCanBeLeftAfterBatchesBelowItHaveEnded) {
+    for (int i = 0; i < 100; ++i) {
+        box.file("lib/d" + std::to_string(i) + "/" + std::string(100, 'f'), "");
+    }
+    const Result model = expected();
+    WorkerSettings settings = workersAtOnce(4);
+    settings.mostBytes = 3200; // a batch ends when the entries of its directories need more than 200 bytes
+    ReadAhead readAhead(settings);
+    for (int i = 0; i < 50; ++i) {
+        vekinfo::Directory *root = readAhead.enter(box.path("lib").c_str(), {});
+        ASSERT_NE(nullptr, root);
+        usleep(200);
+        readAhead.leave(root);
+        test::Capture capture;
+        vekinfo::scanSubdirs(box.path("lib").c_str(), true, {}, readAhead);
+        EXPECT_EQ(model.printed, capture.out());
+    }
 }
 
 TEST_F(ReadAheadScan, ADirectoryCanBeLeftWhileWorkersReadBelowIt) {

@@ -24,7 +24,7 @@ using vekinfo::WorkerTask;
 using vekinfo::WorkerTasks;
 using State = WorkerTask::State;
 
-/// Settings that start one worker at once. Without a test that blocks a task, no task is slow.
+/// Settings that start one worker at once. No task counts as slow.
 WorkerSettings oneWorker() {
     return {.fastWorkers = 1, .slowNs = INT64_MAX, .directoriesBefore = 0, .fastShare = 1};
 }
@@ -46,7 +46,7 @@ class Gate {
     sem_t semaphore_ = {};
 };
 
-/// A task that a worker can be made to wait in.
+/// A task that can block its worker until `mayEnd` opens.
 struct TestTask : WorkerTask {
     TestTask() : WorkerTask(Kind::Directory) { state = State::Waiting; }
 
@@ -54,7 +54,9 @@ struct TestTask : WorkerTask {
     Gate begun;
     Gate mayEnd;
     bool isPerformed = false;
-    std::set<std::string> descriptors; ///< those that the worker had
+    std::size_t indexInBatch = 0;
+    std::size_t bytes = 0;             ///< the memory that the result is said to need
+    std::set<std::string> descriptors; ///< the descriptors of the worker during the task
 };
 
 /// The descriptors of the calling thread.
@@ -99,19 +101,16 @@ class Queue {
         return tasks_[index].state;
     }
 
-    /// Lets a worker perform a task, which blocks, and takes it at once. Then behaves like a main thread without
-    /// descriptors.
-    /// @return true if it is told that the worker has ended its batch
-    bool isToldOfTheEndAfterTaking(std::size_t index) {
+    /// Lets a worker perform a task, which blocks, and takes its result at once. Then waits as a main thread without
+    /// descriptors does. Does not return if the end of the batch is not signaled.
+    void takeAndWaitForDescriptors(std::size_t index) {
         WorkerPool::Lock lock(pool_); // the worker cannot end its batch before the main thread waits
         TestTask &task = tasks_[index];
         task.mayEnd.open();
         while (!task.batch->isPerformed(task.index)) {
         }
         pool_.waitFor(task, lock);
-        bool isTold = false;
-        pool_.repeatWhileShort(lock, [&isTold] { return isTold = true; });
-        return isTold;
+        pool_.repeatWhileShort(lock, [] { return false; });
     }
 
     /// Waits until a worker has ended the last task. @return the index that each task had in its batch
@@ -120,7 +119,7 @@ class Queue {
         const WorkerPool::Lock lock(pool_);
         std::vector<std::size_t> indexes;
         for (const TestTask &task : tasks_) {
-            indexes.push_back(task.index);
+            indexes.push_back(task.indexInBatch);
         }
         return indexes;
     }
@@ -162,7 +161,7 @@ class Queue {
         task.state = State::Running;
         return &task;
     }
-    static void perform(void * /*queue*/, WorkerTask &task, std::size_t /*mostBytes*/) {
+    static std::size_t perform(void * /*queue*/, WorkerTask &task, std::size_t /*mostBytes*/) {
         auto &self = static_cast<TestTask &>(task);
         self.begun.open();
         if (self.blocks) {
@@ -170,6 +169,8 @@ class Queue {
         }
         self.descriptors = descriptorsOfThread();
         self.isPerformed = true;
+        self.indexInBatch = task.index;
+        return self.bytes;
     }
     static void end(void *queue, WorkerTask &task) {
         auto &self = *static_cast<Queue *>(queue);
@@ -234,8 +235,8 @@ TEST(WorkerPool, SlowReadingsOfTheMainThreadLimitTheNextBatch) {
     queue->makeSlow();
     queue->start();
     EXPECT_EQ(State::Done, queue->waitForWorker(15));
-    EXPECT_EQ(0U, (*queue)[7].index);
-    EXPECT_EQ(0U, (*queue)[8].index);
+    EXPECT_EQ(0U, (*queue)[7].indexInBatch);
+    EXPECT_EQ(0U, (*queue)[8].indexInBatch);
 }
 
 TEST(WorkerPool, ASlowTaskEndsTheBatch) {
@@ -249,15 +250,45 @@ TEST(WorkerPool, ASlowTaskEndsTheBatch) {
     usleep(2 * kSlowUs);
     (*queue)[4].mayEnd.open();
     EXPECT_EQ(State::Done, queue->waitForWorker(8));
-    const std::array<State, 9> expected = {State::Done,   State::Done, State::Done,
-                                           State::Done,   State::Done, State::Failed,
-                                           State::Failed, State::Done, State::Done};
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_EQ(expected[i], (*queue)[i].state) << i;
-        EXPECT_EQ(expected[i] == State::Done, (*queue)[i].isPerformed) << i;
+    EXPECT_EQ(State::Returned, (*queue)[5].state); // on a fast file system, the main thread performs them
+    EXPECT_EQ(State::Returned, (*queue)[6].state);
+    EXPECT_EQ(State::Failed, queue->waitFor(5));
+    EXPECT_FALSE((*queue)[5].isPerformed);
+    EXPECT_EQ(0U, (*queue)[7].indexInBatch); // the next batches begin with one task again
+    EXPECT_EQ(0U, (*queue)[8].indexInBatch);
+}
+
+TEST(WorkerPool, OnASlowFileSystemOtherWorkersPerformTheRestOfABatch) {
+    WorkerSettings settings = oneWorker();
+    settings.slowNs = 1'000'000'000;
+    settings.slowWorkers = 2;
+    const auto queue = queueOf(settings, 8);
+    (*queue)[3].blocks = true; // the first task of the third batch, 3 to 6
+    queue->start(7);
+    (*queue)[3].begun.wait();
+    EXPECT_EQ(State::Failed, queue->waitFor(6)); // takes 4 and 5 back, too
+    for (const std::size_t index : {4U, 5U}) {
+        queue->makeSlow(); // the task before was fast
+        queue->start();
+        EXPECT_EQ(State::Done, queue->waitForWorker(index));
+        EXPECT_EQ(0U, (*queue)[index].indexInBatch);
     }
-    EXPECT_EQ(0U, (*queue)[7].index); // the next batches begin with one task again
-    EXPECT_EQ(0U, (*queue)[8].index);
+    EXPECT_FALSE((*queue)[6].isPerformed);
+    (*queue)[3].mayEnd.open();
+    EXPECT_EQ(State::Done, queue->waitForWorker(7));
+}
+
+TEST(WorkerPool, ResultsThatNeedMuchMemoryEndTheBatch) {
+    WorkerSettings settings = oneWorker();
+    settings.mostBytes = 1600;
+    const auto queue = queueOf(settings, 9);
+    (*queue)[3].bytes = 60;
+    (*queue)[4].bytes = 60; // with the task before, more than a 16th of the limit
+    queue->start();
+    EXPECT_EQ(State::Done, queue->waitForWorker(8));
+    EXPECT_TRUE((*queue)[4].isPerformed);
+    EXPECT_EQ(State::Returned, (*queue)[5].state);
+    EXPECT_EQ(State::Returned, (*queue)[6].state);
 }
 
 // ---- tasks that the main thread needs
@@ -292,7 +323,8 @@ TEST(WorkerPool, TheEndOfABatchIsReportedAlsoIfItsTasksWereTaken) {
     (*queue)[0].blocks = true;
     queue->start();
     (*queue)[0].begun.wait();
-    EXPECT_TRUE(queue->isToldOfTheEndAfterTaking(0));
+    queue->takeAndWaitForDescriptors(0);
+    EXPECT_TRUE((*queue)[0].isPerformed);
 }
 
 TEST(WorkerPool, AbandonedTasksAreReleasedOnce) {
