@@ -32,6 +32,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -133,8 +134,12 @@ Function *realFunction(Function *&known, const char *name) {
     return known;
 }
 
+// Whether pthread_getattr_np() runs. The address sanitizer calls it when a thread starts, and ends the process if it fails.
+// [[gnu::tls_model]]: otherwise the first use in a thread can allocate memory.
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool isAskingForAttributes = false;
+
 bool fails(Point which) {
-    if (!program.running) {
+    if (!program.running || isAskingForAttributes) {
         return false;
     }
     PointState &point = points[static_cast<std::size_t>(which)];
@@ -531,6 +536,14 @@ char *getcwd(char *buffer, std::size_t size) noexcept {
 struct passwd *getpwnam(const char *name) {
     static struct passwd *(*real)(const char *) = nullptr;
     return fails(Point::Getpwnam) ? nullptr : realFunction(real, "getpwnam")(name);
+}
+
+int pthread_getattr_np(pthread_t thread, pthread_attr_t *attributes) noexcept {
+    static int (*real)(pthread_t, pthread_attr_t *) = nullptr;
+    isAskingForAttributes = true;
+    const int error = realFunction(real, "pthread_getattr_np")(thread, attributes);
+    isAskingForAttributes = false;
+    return error;
 }
 
 int access(const char *path, int mode) noexcept {
