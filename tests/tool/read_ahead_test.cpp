@@ -450,6 +450,12 @@ TEST_F(ReadAheadScan, ADirectoryCanBeLeftWhileWorkersReadBelowIt) {
                 readAhead.leave(root);
             }
             EXPECT_LT(0U, readAhead.workers());
+
+            // A scan of the same directories and a pause: the workers have then ended all readings of this test.
+            test::Capture capture;
+            vekinfo::scanSubdirs(directory.c_str(), true, {}, readAhead);
+            EXPECT_EQ("", capture.out());
+            usleep(50'000);
         });
 }
 
