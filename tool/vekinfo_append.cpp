@@ -3,25 +3,25 @@
 #include "common/base/print.h"
 #include "common/platform/vek_path.h"
 #include "tagfile/keyword.h"
-#include "tool/probe_gate.h"
 #include "tool/vekinfo_check.h"
 
 #include <cstdio>
 
 namespace {
 
-/// The struct to which the argument `context` of composeEntries() points: the path of the library directory, and a
-/// result.
+/// The struct to which the argument `context` of composeEntries() points: the path of the library directory, the object
+/// that probes it, and a result.
 struct Block {
     const char *dir;
+    vekinfo::ReadAhead &readAhead;
     bool isProbed = true; ///< result: false if the case sensitivity could not be determined
 };
 
 /// Appends a NAMESPACE entry to `text`: LibraryUnix if the file system of `dir` is case-sensitive, LibraryNT if it is
 /// not.
 /// @return false, with `text` unchanged, if the case sensitivity cannot be determined
-bool composeNameSpace(const char *dir, vek::ComposedText &text) {
-    switch (vekinfo::probeWithSignalsBlocked(dir)) {
+bool composeNameSpace(const char *dir, vekinfo::ReadAhead &readAhead, vek::ComposedText &text) {
+    switch (readAhead.probe(dir)) {
     case VEK_CASE_SENSITIVE:
         text.append("#\n"
                     "# Directory ",
@@ -57,13 +57,13 @@ void composeEntries(vek::ComposedText &text, void *context) {
                     "# 'none' entry in it.\n"
                     "DMTYPE none\n");
     }
-    block.isProbed = composeNameSpace(block.dir, text);
+    block.isProbed = composeNameSpace(block.dir, block.readAhead, text);
 }
 
 } // namespace
 
-tov::AppendResult vekinfo::appendLibraryEntries(const char *dir, const char *tagPath) {
-    Block block = {.dir = dir};
+tov::AppendResult vekinfo::appendLibraryEntries(const char *dir, const char *tagPath, ReadAhead &readAhead) {
+    Block block = {.dir = dir, .readAhead = readAhead};
     const tov::AppendResult result =
         tov::appendUnlessDefined(tagPath, tov::kVeklibrary, composeEntries, &block);
     // Print the error only now, after the lock on the tag file is released: writing to standard error may block, and

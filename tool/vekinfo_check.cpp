@@ -83,8 +83,8 @@ int configureLibrary(const char *libName, const char *dir, const char *tagPath, 
     if (vekFileWritable(dir) == 0) {
         return tovPrintError(TOV_ACCESS_ERROR, "path not writable", dir, 0);
     }
-    const tov::AppendResult result =
-        isKnown ? vekinfo::appendLibraryEntries(dir, tagPath) : tov::AppendResult{.kind = Kind::Failed};
+    const tov::AppendResult result = isKnown ? vekinfo::appendLibraryEntries(dir, tagPath, readAhead)
+                                             : tov::AppendResult{.kind = Kind::Failed};
     if (result.kind == Kind::Failed) {
         return tovPrintError(TOV_SYSTEM_ERROR, "error opening for append", tagPath, 0);
     }

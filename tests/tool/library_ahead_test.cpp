@@ -328,7 +328,9 @@ class RunningTool {
   public:
     /// @param ignored    a signal that is ignored at the start; 0 for none
     /// @param namespaces CLONE_NEWPID for a new PID namespace, of which the tool is the first process
-    explicit RunningTool(const std::string &directory, int ignored = 0, int namespaces = 0) {
+    /// @param action     the action of the tool
+    explicit RunningTool(const std::string &directory, int ignored = 0, int namespaces = 0,
+                         const char *action = "-checklibrary") {
         int ends[2] = {-1, -1};
         EXPECT_EQ(0, pipe2(ends, O_CLOEXEC));
         id_ = static_cast<pid_t>(syscall(SYS_clone, SIGCHLD | namespaces, nullptr)); // a fork()
@@ -338,7 +340,7 @@ class RunningTool {
             }
             dup2(ends[1], STDOUT_FILENO);
             if (chdir(directory.c_str()) == 0) {
-                execl(VEK_TEST_VEKINFO, VEK_TEST_VEKINFO, "-verbose", "-checklibrary", nullptr);
+                execl(VEK_TEST_VEKINFO, VEK_TEST_VEKINFO, "-verbose", action, nullptr);
             }
             _exit(127);
         }
@@ -447,6 +449,24 @@ TEST_F(LibrariesAhead, SignalsLeaveNoProbeFilesOnASlowFileSystem) {
                     EXPECT_EQ(signal, WTERMSIG(status));
                     EXPECT_EQ(0, probeFilesBelow(source)) << signal;
                 }
+            }
+        });
+}
+
+TEST_F(LibrariesAhead, SignalsLeaveNoProbeFilesOfConfiguredLibraries) {
+    test::onPassthroughFilesystem(
+        {"--delay-us", "3000"}, [](const std::string &directory, const std::string &source) {
+            makeSlowLibraries(source, 30, kUnix);
+            for (int i = 4; i < 30; ++i) { // are probed before their entries are written
+                unlink((source + "/l" + std::to_string(i) + "/vekinfo.tag").c_str());
+            }
+            for (const char *name : {"/l6", "/l9"}) {
+                RunningTool tool(directory, 0, 0, "-configurelibrary");
+                awaitProbeFiles(source + name, 1);
+                tool.send(SIGTERM);
+                const int status = tool.wait();
+                EXPECT_TRUE(WIFSIGNALED(status)) << status;
+                EXPECT_EQ(0, probeFilesBelow(source)) << name;
             }
         });
 }

@@ -63,7 +63,8 @@ class Append : public test::TagTest {
     /// Appends to "lib/vekinfo.tag". @return the result
     bool append() const { return appendTo(box.path("lib"), box.path("lib/vekinfo.tag")); }
     static bool appendTo(const std::string &directory, const std::string &tagPath) {
-        return vekinfo::appendLibraryEntries(directory.c_str(), tagPath.c_str()).kind ==
+        vekinfo::ReadAhead readAhead;
+        return vekinfo::appendLibraryEntries(directory.c_str(), tagPath.c_str(), readAhead).kind ==
                tov::AppendResult::Kind::Appended;
     }
     [[nodiscard]] std::string content() const { return box.read("lib/vekinfo.tag"); }
@@ -374,7 +375,9 @@ class AppendBesideOthers : public Append {
     using Kind = tov::AppendResult::Kind;
 
     [[nodiscard]] tov::AppendResult result() const {
-        return vekinfo::appendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str());
+        vekinfo::ReadAhead readAhead;
+        return vekinfo::appendLibraryEntries(box.path("lib").c_str(), box.path("lib/vekinfo.tag").c_str(),
+                                             readAhead);
     }
     void writeWhileWaiting(const std::string &text) {
         test::appendDuringNextLock(box.path("lib/vekinfo.tag"), text);
@@ -423,8 +426,9 @@ TEST_F(AppendBesideOthers, NameThatWouldMakeTheFileInvalidIsRejected) {
     // The appended block contains the path in a comment. A newline in the path ends the comment.
     const std::string directory = box.path("lib\nVEKLIBRARY");
     box.directory("lib\nVEKLIBRARY");
+    vekinfo::ReadAhead readAhead;
     const tov::AppendResult appended =
-        vekinfo::appendLibraryEntries(directory.c_str(), (directory + "/vekinfo.tag").c_str());
+        vekinfo::appendLibraryEntries(directory.c_str(), (directory + "/vekinfo.tag").c_str(), readAhead);
     EXPECT_EQ(Kind::Rejected, appended.kind);
     EXPECT_STREQ("VEKLIBRARY line in vekinfo.tag file", appended.syntaxError);
     EXPECT_EQ(std::vector<std::string>{}, box.list("lib\nVEKLIBRARY"));
