@@ -40,6 +40,7 @@ bool needsProbe(std::uint32_t nameSpace) {
 // ---- the walk
 
 Directory *ReadAheadQueue::enter(const char *path, const WalkStep &step) {
+    deliverBrokenPipe();
     Lock lock(pool_);
     Directory *directory = takeBegun(path, step);
     if (directory != nullptr) {
@@ -158,6 +159,13 @@ void ReadAheadQueue::abandon(Directory *directory) {
 
 // ---- libraries
 
+/// Lets a SIGPIPE that the gate has blocked end the tool after the reader of its output has closed the pipe.
+void ReadAheadQueue::deliverBrokenPipe() {
+    if (ferror_unlocked(stdout) != 0 || ferror_unlocked(stderr) != 0) { // inline, unlike ferror()
+        gate_.deliverBrokenPipe();
+    }
+}
+
 /// @return the announced library with this directory, if it is the one that is checked now; otherwise null
 AheadLibrary *ReadAheadQueue::announced(const char *directory) {
     AheadLibrary *library = libraries_.first();
@@ -165,9 +173,6 @@ AheadLibrary *ReadAheadQueue::announced(const char *directory) {
 }
 
 bool ReadAheadQueue::wantsLibrary() {
-    if (ferror_unlocked(stdout) != 0 || ferror_unlocked(stderr) != 0) { // inline, unlike ferror()
-        gate_.deliverBrokenPipe();
-    }
     const Lock lock(pool_);
     return pool_.isSlow() && libraries_.size() < pool_.settings().mostLibraries && !cannotWatch_;
 }
@@ -184,6 +189,7 @@ bool ReadAheadQueue::announceLibrary(const char *directory, const char *tagPath)
 }
 
 int ReadAheadQueue::readTag(const char *tagPath, VekinfoObj &obj, bool &isFound) {
+    deliverBrokenPipe();
     int found = 0;
     AheadLibrary *library = nullptr;
     {

@@ -46,6 +46,7 @@ class ReadAheadQueue {
     void abandon(Directory *directory);
     void countTaken(const Directory &directory);
     void abandonBelow(Directory &directory);
+    void deliverBrokenPipe();
     AheadLibrary *announced(const char *directory);
     int readTagInMainThread(const char *tagPath, VekinfoObj &obj, int &found);
     int probeInMainThread(const char *directory);

@@ -60,6 +60,12 @@ TEST_P(Hardening, FunctionsCheckTheirStackAndBuffers) {
     EXPECT_TRUE(contains(imports, "__memcpy_chk"));
 }
 
+TEST(SharedLibrary, StartsNoThread) {
+    const std::string imports = importsOf(VEK_TEST_SHARED_LIBRARY);
+    EXPECT_TRUE(contains(imports, "malloc"));
+    EXPECT_FALSE(contains(imports, "pthread_create|thrd_create|clone|fork"));
+}
+
 TEST_P(Hardening, LargeFramesTouchEachPage) {
     // -fstack-clash-protection: a frame grows by one page at a time, and each page is touched.
     const std::string code = outputOf({"objdump", "--disassemble", "--no-show-raw-insn", GetParam()});

@@ -495,6 +495,24 @@ TEST_F(LibrariesAhead, TheFirstProcessOfANamespaceIgnoresSignals) {
                                   });
 }
 
+TEST_F(LibrariesAhead, ABrokenPipeEndsTheConfiguration) {
+    test::onPassthroughFilesystem(
+        {"--delay-us", "1000"}, [](const std::string &directory, const std::string &source) {
+            makeSlowLibraries(source, 120, kUnix);
+            for (int i = 2; i < 120; ++i) {
+                unlink((source + "/l" + std::to_string(i) + "/vekinfo.tag").c_str());
+            }
+            RunningTool tool(directory, 0, 0, "-configurelibrary");
+            tool.closeOutput();
+            const int status = tool.wait();
+            EXPECT_TRUE(WIFSIGNALED(status)) << status;
+            EXPECT_EQ(SIGPIPE, WTERMSIG(status));
+            EXPECT_EQ(0, access((source + "/l2/vekinfo.tag").c_str(), F_OK));
+            EXPECT_NE(0, access((source + "/l119/vekinfo.tag").c_str(), F_OK));
+            EXPECT_EQ(0, probeFilesBelow(source));
+        });
+}
+
 TEST_F(LibrariesAhead, ABrokenPipeLeavesNoProbeFiles) {
     test::onPassthroughFilesystem({"--delay-us", "3000"},
                                   [](const std::string &directory, const std::string &source) {
