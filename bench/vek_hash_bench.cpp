@@ -47,7 +47,7 @@ struct Shuffled {
         for (Entry &entry : entries) {
             entry.key = key++;
         }
-        std::mt19937 random(1);
+        std::mt19937 random(key);
         std::shuffle(entries.begin(), entries.end(), random);
         searched = entries;
         std::shuffle(searched.begin(), searched.end(), random);
